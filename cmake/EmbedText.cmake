@@ -1,0 +1,20 @@
+# Script behind ksutil_embed_text: turns INPUT into a C++ source OUTPUT that defines SYMBOL.
+file(READ ${INPUT} hex HEX)
+string(REGEX MATCHALL "([0-9a-f][0-9a-f])" bytes "${hex}")
+list(LENGTH bytes count)
+set(body "")
+set(line "")
+set(column 0)
+foreach(byte IN LISTS bytes)
+  string(APPEND line "0x${byte},")
+  math(EXPR column "${column} + 1")
+  if(column EQUAL 16)
+    string(APPEND body "${line}\n")
+    set(line "")
+    set(column 0)
+  endif()
+endforeach()
+string(APPEND body "${line}")
+file(WRITE ${OUTPUT}
+  "namespace ksutil::embedded {\nextern const char ${SYMBOL}[];\n"
+  "const char ${SYMBOL}[] = {\n${body}0};\n}  // namespace ksutil::embedded\n")

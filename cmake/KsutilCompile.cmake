@@ -1,0 +1,20 @@
+# Compiler settings that every target of the project shares.
+function(ksutil_compile_options target)
+  target_compile_features(${target} PUBLIC cxx_std_20)
+  set_target_properties(${target} PROPERTIES
+    CXX_EXTENSIONS OFF
+    CXX_VISIBILITY_PRESET hidden
+    VISIBILITY_INLINES_HIDDEN ON)
+  target_compile_options(${target} PRIVATE
+    -Wall -Wextra -Wpedantic -Wconversion -Wshadow
+    $<$<BOOL:${KSUTIL_WERROR}>:-Werror>)
+  if(KSUTIL_SANITIZE)
+    target_compile_options(${target} PRIVATE
+      -fsanitize=${KSUTIL_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all)
+    target_link_options(${target} PUBLIC -fsanitize=${KSUTIL_SANITIZE})
+  endif()
+  if(KSUTIL_COVERAGE)
+    target_compile_options(${target} PRIVATE --coverage)
+    target_link_options(${target} PUBLIC --coverage)
+  endif()
+endfunction()

@@ -1,0 +1,17 @@
+# Compiles a text file into the library.
+#
+#   ksutil_embed_text(<target> <file> <symbol>)
+#
+# defines `extern const char <symbol>[]` in namespace ksutil::embedded, holding the text
+# of <file> with a final NUL.  The text is written as string literals of one line each.
+function(ksutil_embed_text target file symbol)
+  get_filename_component(path ${file} ABSOLUTE)
+  set(out ${CMAKE_CURRENT_BINARY_DIR}/${symbol}.cpp)
+  add_custom_command(
+    OUTPUT ${out}
+    COMMAND ${CMAKE_COMMAND} -DINPUT=${path} -DOUTPUT=${out} -DSYMBOL=${symbol}
+            -P ${PROJECT_SOURCE_DIR}/cmake/EmbedText.cmake
+    DEPENDS ${path} ${PROJECT_SOURCE_DIR}/cmake/EmbedText.cmake
+    COMMENT "Embedding ${file}")
+  target_sources(${target} PRIVATE ${out})
+endfunction()

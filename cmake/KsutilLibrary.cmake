@@ -1,0 +1,51 @@
+# The installed library: shared (and static on request), headers, CMake package, pkg-config.
+include(CMakePackageConfigHelpers)
+
+function(ksutil_library target type)
+  add_library(${target} ${type} $<TARGET_OBJECTS:ksutil_objects>)
+  add_library(ksutil::${target} ALIAS ${target})
+  set_target_properties(${target} PROPERTIES
+    OUTPUT_NAME ksutil
+    VERSION ${PROJECT_VERSION}
+    SOVERSION ${PROJECT_VERSION_MAJOR})
+  target_compile_features(${target} PUBLIC cxx_std_20)
+  target_include_directories(${target} INTERFACE
+    $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}>
+    $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}/ksutil>)
+  target_link_libraries(${target} PUBLIC Threads::Threads)
+  if(KSUTIL_SANITIZE)
+    target_link_options(${target} PUBLIC -fsanitize=${KSUTIL_SANITIZE})
+  endif()
+  if(KSUTIL_COVERAGE)
+    target_link_options(${target} PUBLIC --coverage)
+  endif()
+  install(TARGETS ${target} EXPORT ksutilTargets
+    LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
+    ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR})
+endfunction()
+
+ksutil_library(ksutil SHARED)
+if(KSUTIL_STATIC)
+  ksutil_library(ksutil_static STATIC)
+endif()
+
+# Headers install under the names by which they include each other.
+install(FILES ksutil.h DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/ksutil)
+foreach(floor platform core pipeline events)
+  install(DIRECTORY ${floor} DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/ksutil
+    FILES_MATCHING PATTERN "*.h" PATTERN "internal" EXCLUDE)
+endforeach()
+install(DIRECTORY schemas/ DESTINATION ${CMAKE_INSTALL_DATADIR}/ksutil/schemas)
+
+install(EXPORT ksutilTargets NAMESPACE ksutil::
+  DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/ksutil)
+configure_package_config_file(cmake/ksutilConfig.cmake.in ksutilConfig.cmake
+  INSTALL_DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/ksutil)
+write_basic_package_version_file(ksutilConfigVersion.cmake
+  COMPATIBILITY SameMinorVersion)
+install(FILES ${CMAKE_CURRENT_BINARY_DIR}/ksutilConfig.cmake
+  ${CMAKE_CURRENT_BINARY_DIR}/ksutilConfigVersion.cmake
+  DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/ksutil)
+configure_file(cmake/ksutil.pc.in ksutil.pc @ONLY)
+install(FILES ${CMAKE_CURRENT_BINARY_DIR}/ksutil.pc
+  DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)

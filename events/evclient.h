@@ -1,0 +1,123 @@
+/* EVClient: a program's handle on an EVServer.
+ *
+ * Derive from it to receive change reports.  Callbacks run on the refreshing thread (the
+ * worker, or the caller of setMaxEvents), without the events lock; a callback must not
+ * send a command and wait for it.
+ *
+ * A client registers itself in its constructor.  Its owner calls deregisterClient before
+ * the client goes away, first thing in the most-derived destructor; there is no virtual
+ * destructor, so delete it as the type that it is.  Construct clients before
+ * autoRefreshEvents, or a refresh may call the base's callback. */
+#ifndef KSUTIL_EVENTS_EVCLIENT_H
+#define KSUTIL_EVENTS_EVCLIENT_H
+
+#include <atomic>
+#include <cstdint>
+#include <memory>
+#include <string>
+
+#include "core/Array.h"
+#include "core/Table.h"
+#include "events/evserver.h"
+#include "events/records.h"
+#include "platform/db/db.h"
+#include "platform/stock/export.h"
+
+struct EVCommand;
+
+class KSUTIL_API EVClient {
+ public:
+  /* Ends the process when `server` is no living EVServer. */
+  explicit EVClient(EVServer *server);
+  ~EVClient();
+  EVClient(const EVClient &) = delete;
+  EVClient &operator=(const EVClient &) = delete;
+
+  /* After a refresh that changed anything. */
+  virtual void responseCallback(EVResponse response);
+  /* After a database check: codes of checkTable for "wfdisc", "arrival", "detection". */
+  virtual void checkDatabaseCallback(Array<std::string, int> changes);
+
+  /* Ask for a refresh; with `wait` non-zero return after the next refresh has ended, which
+   * may have begun before the call.  Refused with -1 and a message where waiting could
+   * never end: on the worker thread, and by the holder of the events lock. */
+  int refreshEvents(int wait);
+  int refreshEventsForce(int wait);
+
+  /* Commands.  Each waits for the worker and returns a copy of its result; one command is
+   * in flight per client.  When the server does not run: an empty result, -1 for numbers,
+   * and a message. */
+  Table<EVArrival> getArrivals(std::string sta, std::string chan, double tstart,
+                               double tend);
+  Table<EVTableRecord> getWfdiscs(std::string sta, std::string chan, double tstart,
+                                  double tend, int mode);
+  Table<EVStaChan> scanWfdisc(std::string sta, std::string chan, std::string not_sta,
+                              std::string not_chan, double tstart, double tend);
+  Table<EVTableRecord> getRawDetections(std::string sta, std::string chan,
+                                        double tstart, double tend);
+  EVTableRecord getSite(std::string sta, double time);
+  Table<EVTableRecord> dbmatches(std::string key_table, std::string key_record,
+                                 std::string table, Tbl **kpattern, Tbl **tpattern,
+                                 Hook **hook);
+  Table<EVTableRecord> dbsubset(std::string table, std::string expression);
+  long dbputrecord(std::string table, long recno, long flags, std::string record);
+  long dbnextid(std::string key);
+  int dbseed2css(std::string net, std::string sta, std::string chan, std::string loc,
+                 std::string &css_sta, std::string &css_chan);
+  int dbcss2seed(std::string sta, std::string chan, std::string &net,
+                 std::string &seed_sta, std::string &seed_chan, std::string &loc);
+  int checkDatabase();  // the outcome arrives through checkDatabaseCallback
+
+  /* The server's, by the same names; the caller holds the events lock for the accessors. */
+  void grabEventsLock();
+  void releaseEventsLock();
+  Table<EVEvent> getEvents();
+  Table<EVDetection> getDetections();
+  std::shared_ptr<const Table<EVEvent>> eventsList();
+  std::shared_ptr<const Table<EVDetection>> detectionsList();
+  int eventsNumber();
+  int detectionsNumber();
+  int expandedNumber();
+  long getEventsSize();
+  long getDetectionsSize();
+  long getExpandedSize();
+  int getEvent(int index, EVEvent &event);
+  int getEvent(long evid, EVEvent &event);
+  long getLastModifiedEvid();
+  long getMostRecentEvid();
+  int getLastModifiedEvent(EVEvent &event);
+  int getMostRecentEvent(EVEvent &event);
+  int containsExpandedEvent(long evid);
+  int getExpandedEvent(long evid, EVEvent &event);
+  void printDifferences(Table<EVEvent> *events);
+
+  /* Helpers on a record alone. */
+  EVOrigin *findOrid(EVEvent *event, long orid);
+  /* The preferred origin, else the first one with *index left at -1; null without
+   * origins. */
+  EVOrigin *getPreferredOrigin(EVEvent *event, int *index);
+  EVMoment *getPreferredMoment(EVEvent *event);
+  EVMoment *getPreferredMoment(EVOrigin *origin);
+  int getOrigin(EVEvent *event, long orid, EVOrigin &origin, int preferred);
+
+  std::atomic<int32_t> refresh_pending{0};
+  std::atomic<int32_t> command_pending{0};
+  EVServer *server = nullptr;  // null once the server has gone
+
+  /* Result slots, written by the worker. */
+  Table<EVTableRecord> records;
+  Table<EVArrival> arrivals;
+  EVTableRecord site;
+  Table<EVStaChan> stachans;
+  std::string out1, out2, out3, out4;
+  int64_t status = 0;
+  int64_t nextid = -1;
+
+  Dbptr scratch = dbinvalid();  // a scratch database of the server's schema
+
+ private:
+  int request_refresh(const char *name, int wait);
+  bool execute(std::unique_ptr<EVCommand> command, const char *name);
+};
+
+#endif

@@ -1,0 +1,68 @@
+/* pmtfifo: a first-in-first-out queue of untyped pointers between threads.
+ *
+ * Ownership: the fifo owns its nodes and never the items.  An item belongs to whoever
+ * popped it, or to the free function given to pmtfifo_flush or pmtfifo_destroy.
+ * Threads: push, unpop, pop and release may run concurrently.  A flush must not overlap
+ * a push or a pop, and no thread may be inside a call during pmtfifo_destroy.
+ * Errors: -1 or null, with a message in the error register.  A null fifo is no error. */
+#ifndef KSUTIL_PIPELINE_PMTFIFO_H
+#define KSUTIL_PIPELINE_PMTFIFO_H
+
+#include "platform/stock/export.h"
+
+struct pmtfifo;
+typedef void (*PmtfifoFree)(void *);
+
+extern "C" {
+
+/* Creates an empty fifo, which the caller frees with pmtfifo_destroy.
+ *
+ * maxsize   items held before pushers wait; 0 or less: no limit
+ * block     reader mode: 0 never waits, 1 waits without limit, 2 waits for the
+ *           time-out, which is 0 s until pmtfifo_set_timeout gives one
+ * reg       non-zero: later calls on the destroyed fifo are refused while its memory
+ *           has not been reused
+ * The first fifo of a process must exist before threads create others. */
+KSUTIL_API pmtfifo *pmtfifo_create(int maxsize, int block, int reg);
+
+/* Changes the reader mode: below 0 readers wait without limit, above 0 (or NaN) at most
+ * `timeout` seconds, 0 never.  A reader that waits under a mode that ends is released
+ * (its pop gives 0), except when the new mode waits without limit.  0, or -1 when the
+ * fifo was registered and no longer exists. */
+KSUTIL_API int pmtfifo_set_timeout(pmtfifo *fifo, double timeout);
+
+/* Appends an item, waiting for room when there is a limit; unpop puts it before all
+ * others.  0; also 0, with the item not taken, when a flush ended the wait: the mark of a
+ * flush outlives it until a pusher has had to wait.  -1 when memory is short (unpop then
+ * leaves the fifo locked, and every later call on it waits for ever) or the fifo no longer
+ * exists. */
+KSUTIL_API int pmtfifo_push(pmtfifo *fifo, void *data);
+KSUTIL_API int pmtfifo_unpop(pmtfifo *fifo, void *data);
+
+/* Takes the oldest item; *data is null for every result but 1.
+ *    1  an item was taken                    0  released while waiting
+ *    2  timed out with the fifo empty       -1  registered, but destroyed (logged)
+ *    3  empty in mode 0, or a null fifo
+ * The time-out starts again after each wake-up that finds the fifo empty, so a timed
+ * reader among several may wait longer than the time it was given. */
+KSUTIL_API int pmtfifo_pop(pmtfifo *fifo, void **data);
+
+/* How many items are held. */
+KSUTIL_API int pmtfifo_data_available(pmtfifo *fifo);
+
+/* Sends one waiting reader away without data (its pop gives 0).  With no reader waiting
+ * the release is kept for the next pop that has to wait, and forgotten by one that finds
+ * data.  release_blocks also ends waiting for good: later pops return at once, and other
+ * readers that still wait are not woken. */
+KSUTIL_API int pmtfifo_release_block(pmtfifo *fifo);
+KSUTIL_API int pmtfifo_release_blocks(pmtfifo *fifo);
+
+/* Drops all items, each through the free function when there is one, and sends one
+ * waiting pusher away. */
+KSUTIL_API int pmtfifo_flush(pmtfifo *fifo, PmtfifoFree free_function);
+
+/* The same, and frees the fifo. */
+KSUTIL_API int pmtfifo_destroy(pmtfifo *fifo, PmtfifoFree free_function);
+
+}  // extern "C"
+#endif

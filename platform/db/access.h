@@ -1,0 +1,41 @@
+/* From a Dbptr to the objects behind it, for C++ code that reads many rows. */
+#ifndef KSUTIL_PLATFORM_DB_ACCESS_H
+#define KSUTIL_PLATFORM_DB_ACCESS_H
+
+#include <memory>
+#include <string_view>
+
+#include "platform/db/db.h"
+#include "platform/db/key_index.h"
+#include "platform/db/row_text.h"
+#include "platform/db/snapshot.h"
+#include "platform/db/store.h"
+#include "platform/stock/export.h"
+
+namespace ksutil::db {
+
+/* The store behind a table; null, with a message, for no table. */
+KSUTIL_API TableStore *table_store(Dbptr table);
+KSUTIL_API DatabaseStore *database_store(Dbptr db);
+
+/* One look at a table: its count and its time of change; false with a message. */
+KSUTIL_API bool table_stamp(Dbptr table, Stamp &stamp);
+
+/* The table's rows as they are now; what the handle's functions read from then on.  Null
+ * with a message. */
+KSUTIL_API std::shared_ptr<const Snapshot> table_snapshot(Dbptr table);
+
+/* The text of the record: of a real, null or scratch record.  Empty with a message. */
+KSUTIL_API RowText record_text(Dbptr record);
+
+/* Puts a row text into the table's scratch record; false when its length is wrong. */
+KSUTIL_API bool set_scratch(Dbptr table, std::string_view text);
+
+/* The index behind a match whose patterns are one integer field each, followed to the
+ * given snapshot of the table: the same hook as dbmatches keeps, without its lists.  Null,
+ * with a message, when the patterns are something else. */
+KSUTIL_API const KeyIndex *match_index(const std::shared_ptr<const Snapshot> &snapshot,
+                                       Tbl *kpattern, Tbl *tpattern, Hook **hook);
+
+}  // namespace ksutil::db
+#endif

@@ -1,0 +1,68 @@
+/* Snapshot: the rows of one table as they were at one moment.
+ *
+ * Rows are read in blocks of whole records, when they are first asked for, and kept
+ * within the store's budget.  A block whose bytes are those of the snapshot before is
+ * shared with it, so that following a table costs memory only for what changed.
+ * Threads: a snapshot belongs to the thread that uses its database handle; the RowTexts
+ * taken from it may go anywhere. */
+#ifndef KSUTIL_PLATFORM_DB_SNAPSHOT_H
+#define KSUTIL_PLATFORM_DB_SNAPSHOT_H
+
+#include <memory>
+#include <string_view>
+#include <vector>
+
+#include "platform/db/row_text.h"
+#include "platform/db/schema.h"
+#include "platform/stock/export.h"
+
+namespace ksutil::db {
+
+/* When and how much a table held. */
+struct Stamp {
+  bool exists = false;  // whether the table has a file (or its store's equivalent)
+  long count = 0;       // whole records
+  double time = 0.0;    // last modification, epoch seconds; 0 when it does not exist
+  long identity[4] = {0, 0, 0,
+                      0};  // the store's own: equal stamps are the same content
+  bool operator==(const Stamp &) const = default;
+};
+
+class KSUTIL_API Snapshot {
+ public:
+  virtual ~Snapshot() = default;
+
+  const Relation &layout() const { return *layout_; }
+  const Stamp &stamp() const { return stamp_; }
+  long count() const { return stamp_.count; }
+
+  /* The row with its newline, exactly as stored, valid as long as the snapshot.  Empty,
+   * with a message that names file and record, when it is out of range, cannot be read or
+   * is broken (its newline is not where it belongs). */
+  virtual std::string_view row(long record) const = 0;
+
+  /* The same as a text that may be kept. */
+  virtual RowText text(long record) const = 0;
+
+ protected:
+  Snapshot(std::shared_ptr<const Relation> layout, Stamp stamp)
+      : layout_(std::move(layout)), stamp_(stamp) {}
+
+  std::shared_ptr<const Relation> layout_;
+  Stamp stamp_;
+};
+
+/* What happened to a table between two of its snapshots. */
+struct Changes {
+  bool known = true;          // false: any row may differ, and the rest says nothing
+  std::vector<long> changed;  // rows of both whose bytes differ, ascending
+  long old_count = 0;         // rows old_count .. new_count-1 are new
+  long new_count = 0;
+};
+
+/* Compares at memory speed.  Not known when the table shrank, its layout differs, or the
+ * rows of `before` are no longer held. */
+KSUTIL_API Changes changes_between(const Snapshot &before, const Snapshot &after);
+
+}  // namespace ksutil::db
+#endif

@@ -1,0 +1,71 @@
+/* Stores: where the tables of a database are kept.
+ *
+ * The functions of db.h talk to these classes only, so that nothing above them assumes
+ * files.  flat_files.h has the one store of today.
+ * Threads: a store belongs to one thread at a time; several stores may be open on the
+ * same database, in one process or in many.
+ * Errors: every failure registers a message that names what it was about. */
+#ifndef KSUTIL_PLATFORM_DB_STORE_H
+#define KSUTIL_PLATFORM_DB_STORE_H
+
+#include <functional>
+#include <memory>
+#include <string>
+#include <string_view>
+
+#include "platform/db/schema.h"
+#include "platform/db/snapshot.h"
+#include "platform/stock/export.h"
+
+namespace ksutil::db {
+
+class KSUTIL_API TableStore {
+ public:
+  virtual ~TableStore() = default;
+
+  /* The layout of the records: the schema's, fitted to what the table really holds. */
+  virtual const Relation &layout() = 0;
+
+  /* How things stand now, at the cost of one look; false on an error.  A table that does
+   * not exist yet is no error. */
+  virtual bool stamp(Stamp &stamp) = 0;
+
+  /* The rows as they are now; the same object as before when nothing has changed.  Null
+   * on an error. */
+  virtual std::shared_ptr<const Snapshot> snapshot() = 0;
+
+  /* What may be done while this program has the table to itself. */
+  class Exclusive {
+   public:
+    virtual ~Exclusive() = default;
+    virtual std::shared_ptr<const Snapshot> snapshot() = 0;
+    /* Adds a row (a newline at its end may be missing): its number, or -1. */
+    virtual long append(std::string_view row) = 0;
+    /* Adds several rows with one write: the number of the first, or -1 and none added. */
+    virtual long append_all(std::string_view rows) = 0;
+    virtual bool overwrite(long record, std::string_view row) = 0;
+  };
+
+  /* Runs `work` with the table locked against other writers; false when it cannot be
+   * locked or work returned false.  Rows are written whole, the time of change moves
+   * strictly forward after them, and a failed write leaves the table as it was. */
+  virtual bool exclusively(const std::function<bool(Exclusive &)> &work) = 0;
+
+  /* Where the table lives, in the store's words: a path for files. */
+  virtual const std::string &file_name() const = 0;
+  virtual const std::string &directory() const = 0;
+};
+
+class KSUTIL_API DatabaseStore {
+ public:
+  virtual ~DatabaseStore() = default;
+  virtual const std::string &name() const = 0;
+  virtual std::shared_ptr<const Schema> schema() const = 0;
+  virtual bool writable() const = 0;
+  /* The table of that name, made when first asked for and owned by the store; null when
+   * the schema has none. */
+  virtual TableStore *table(std::string_view name) = 0;
+};
+
+}  // namespace ksutil::db
+#endif

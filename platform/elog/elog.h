@@ -1,0 +1,83 @@
+/* elog: the process-wide register of messages.
+ *
+ * Messages collect in the register until somebody prints or clears them.  The register is
+ * bounded (kElogMaxMessages messages of at most kElogMaxLength bytes): the oldest go
+ * first, and a line that counts them stands in their place.
+ * Flag 1 appends the text of errno, as it was at the call, on a line of its own after the
+ * message (nothing when errno is 0); other bits are ignored.  Texts are kept as given; a
+ * message that does not end in a newline is ended when the next one comes.
+ * Threads: all functions may run concurrently.  Messages of one thread stay in order, and
+ * a mark taken by one thread never discards the messages of another.
+ * None of them throws, and all keep errno. */
+#ifndef KSUTIL_PLATFORM_ELOG_ELOG_H
+#define KSUTIL_PLATFORM_ELOG_ELOG_H
+
+#include <cstdarg>
+
+#include "platform/stock/export.h"
+
+enum { kElogMaxMessages = 4096, kElogMaxLength = 65536 };
+
+extern "C" {
+
+/* Appends a message. */
+KSUTIL_API void elog_log(int flag, const char *format, ...) KSUTIL_PRINTF(2, 3);
+KSUTIL_API void velog_log(int flag, const char *format, va_list args)
+    KSUTIL_PRINTF(2, 0);
+
+/* Append a message, print the whole register to standard error, each line after the
+ * program's name and a colon, and clear it.  notify is for news, complain for trouble. */
+KSUTIL_API void elog_notify(int flag, const char *format, ...) KSUTIL_PRINTF(2, 3);
+KSUTIL_API void velog_notify(int flag, const char *format, va_list args)
+    KSUTIL_PRINTF(2, 0);
+KSUTIL_API void elog_complain(int flag, const char *format, ...) KSUTIL_PRINTF(2, 3);
+KSUTIL_API void velog_complain(int flag, const char *format, va_list args)
+    KSUTIL_PRINTF(2, 0);
+
+/* Like complain, then ends the process with exit(1). */
+[[noreturn]] KSUTIL_API void elog_die(int flag, const char *format, ...)
+    KSUTIL_PRINTF(2, 3);
+[[noreturn]] KSUTIL_API void velog_die(int flag, const char *format, va_list args)
+    KSUTIL_PRINTF(2, 0);
+
+/* A position in this thread's messages, for elog_flush. */
+KSUTIL_API int elog_mark(void);
+
+/* Discards this thread's messages since the mark; with `deliver` non-zero prints them to
+ * standard error first.  Other threads' messages stay. */
+KSUTIL_API void elog_flush(int deliver, int mark);
+
+/* Empties the register of all threads' messages; returns how many there were. */
+KSUTIL_API int elog_clear_register(int flag);
+
+/* A new text with all messages in order, "" when there are none; the caller frees it.
+ * Null when memory is short. */
+KSUTIL_API char *elog_string(int flag);
+
+/* The name that stands before printed messages; the executable's name by default. */
+KSUTIL_API void elog_set_program(const char *name);
+
+/* A function that receives each message as it is registered (severity 0 log, 1 notify,
+ * 2 complain, 3 die), beside the register; null: none.  It may be called from any
+ * thread, one call at a time, and must not log. */
+typedef void (*ElogSink)(int severity, const char *message, void *context);
+KSUTIL_API void elog_set_sink(ElogSink sink, void *context);
+
+}  // extern "C"
+
+namespace ksutil {
+
+/* Discards, at the end of its scope, what this thread has registered within it. */
+class ElogScope {
+ public:
+  ElogScope() : mark_(elog_mark()) {}
+  ~ElogScope() { elog_flush(0, mark_); }
+  ElogScope(const ElogScope &) = delete;
+  ElogScope &operator=(const ElogScope &) = delete;
+
+ private:
+  int mark_;
+};
+
+}  // namespace ksutil
+#endif

@@ -1,0 +1,98 @@
+/* File operations of the platform, replaceable so that tests can refuse a write, shorten
+ * a read or fill a disk.
+ *
+ * Results and errno are those of the system calls.  The read and write functions continue
+ * after EINTR and short transfers, so that a short count means end of file or an error. */
+#ifndef KSUTIL_PLATFORM_STOCK_FILES_H
+#define KSUTIL_PLATFORM_STOCK_FILES_H
+
+#include <sys/stat.h>
+#include <sys/types.h>
+
+#include <cstddef>
+#include <string>
+#include <utility>
+
+#include "platform/stock/export.h"
+
+namespace ksutil {
+
+/* The system calls behind the functions below.  A test installs its own table for a
+ * scope with ScopedFileCalls; the table must then be the only one in the process. */
+struct FileCalls {
+  int (*open)(const char *path, int flags, mode_t mode);
+  ssize_t (*pread)(int fd, void *to, std::size_t bytes, off_t at);
+  ssize_t (*pwrite)(int fd, const void *from, std::size_t bytes, off_t at);
+  ssize_t (*read)(int fd, void *to, std::size_t bytes);
+  ssize_t (*write)(int fd, const void *from, std::size_t bytes);
+  int (*fsync)(int fd);
+  int (*ftruncate)(int fd, off_t size);
+};
+
+/* The real calls; copy and change the ones to be replaced. */
+KSUTIL_API const FileCalls &system_file_calls();
+
+class KSUTIL_API ScopedFileCalls {
+ public:
+  explicit ScopedFileCalls(const FileCalls &calls);
+  ~ScopedFileCalls();
+  ScopedFileCalls(const ScopedFileCalls &) = delete;
+  ScopedFileCalls &operator=(const ScopedFileCalls &) = delete;
+
+ private:
+  FileCalls calls_;
+};
+
+/* An open descriptor, closed at the end of its scope; -1 when it holds none. */
+class KSUTIL_API FileHandle {
+ public:
+  FileHandle() = default;
+  explicit FileHandle(int fd) : fd_(fd) {}
+  ~FileHandle() { reset(); }
+  FileHandle(FileHandle &&other) noexcept : fd_(std::exchange(other.fd_, -1)) {}
+  FileHandle &operator=(FileHandle &&other) noexcept;
+  FileHandle(const FileHandle &) = delete;
+  FileHandle &operator=(const FileHandle &) = delete;
+
+  int get() const { return fd_; }
+  explicit operator bool() const { return fd_ >= 0; }
+  int release() { return std::exchange(fd_, -1); }
+  void reset();
+
+ private:
+  int fd_ = -1;
+};
+
+/* open(2) with O_CLOEXEC; an empty handle with errno set on failure. */
+KSUTIL_API FileHandle open_file(const std::string &path, int flags, mode_t mode = 0666);
+
+/* Whole transfers; the count moved, -1 on an error that moved nothing. */
+KSUTIL_API ssize_t read_at(int fd, void *to, std::size_t bytes, off_t at);
+KSUTIL_API ssize_t write_at(int fd, const void *from, std::size_t bytes, off_t at);
+KSUTIL_API ssize_t read_all(int fd, void *to, std::size_t bytes);
+KSUTIL_API ssize_t write_all(int fd, const void *from, std::size_t bytes);
+KSUTIL_API int sync_file(int fd);
+KSUTIL_API int truncate_file(int fd, off_t size);
+
+/* The whole of a file; false with errno set (EFBIG when it is larger than `limit`). */
+KSUTIL_API bool read_file(const std::string &path, std::size_t limit,
+                          std::string &text);
+
+/* The exclusive advisory lock of a file, held for one scope.  Locks belong to the open
+ * file description, so they conflict between threads of one process too. */
+class KSUTIL_API FileLock {
+ public:
+  /* Waits for the lock; check `held()`, errno tells why it is not. */
+  explicit FileLock(int fd);
+  ~FileLock();
+  FileLock(const FileLock &) = delete;
+  FileLock &operator=(const FileLock &) = delete;
+  bool held() const { return held_; }
+
+ private:
+  int fd_;
+  bool held_;
+};
+
+}  // namespace ksutil
+#endif

@@ -1,0 +1,38 @@
+/* Allocation of what plain functions hand out or must survive the loss of.
+ *
+ * The wrappers behave like their C namesakes and set errno to ENOMEM on failure.  A test
+ * can make the n-th allocation of this process through them fail. */
+#ifndef KSUTIL_PLATFORM_STOCK_MEMORY_H
+#define KSUTIL_PLATFORM_STOCK_MEMORY_H
+
+#include <cstddef>
+#include <cstdlib>
+#include <memory>
+
+#include "platform/stock/export.h"
+
+extern "C" {
+
+/* The n-th following allocation through the wrappers fails, once (1: the next one; 0 or
+ * less: none).  For tests; safe from any thread. */
+KSUTIL_API void ks_test_fail_alloc(long n);
+
+KSUTIL_API void *ks_malloc(std::size_t bytes);
+KSUTIL_API void *ks_calloc(std::size_t count, std::size_t size);
+KSUTIL_API void *ks_realloc(void *block, std::size_t bytes);
+KSUTIL_API char *ks_strdup(const char *text);
+
+}  // extern "C"
+
+namespace ksutil {
+
+struct FreeDeleter {
+  void operator()(void *block) const { std::free(block); }
+};
+
+/* Owns a malloced block until it is released into an out-argument. */
+template <class T>
+using MallocPtr = std::unique_ptr<T, FreeDeleter>;
+
+}  // namespace ksutil
+#endif
