@@ -1,0 +1,40 @@
+# Sourced by the other programs of this folder: makes sure that Debian packages are there.
+
+# What the library, its tools and its tests are built with, and what the benchmarks add.
+build_packages="g++ cmake ninja-build libcli11-dev nlohmann-json3-dev libfmt-dev"
+test_packages="libgtest-dev libgmock-dev pkg-config"
+bench_packages="libbenchmark-dev libsqlite3-dev libtbb-dev libboost-dev"
+
+say() { printf '== %s\n' "$*" >&2; }
+fail() {
+  printf 'error: %s\n' "$*" >&2
+  exit 1
+}
+
+# ensure_packages NAME...: installs those that are missing, through the package manager.
+ensure_packages() {
+  local missing="" package
+  command -v dpkg-query >/dev/null 2>&1 ||
+    fail "this is not a Debian system; install the equivalents of: $*"
+  for package in "$@"; do
+    case "$(dpkg-query -W -f='${Status}' "$package" 2>/dev/null)" in
+      "install ok installed") ;;
+      *) missing="$missing $package" ;;
+    esac
+  done
+  [ -n "$missing" ] || return 0
+
+  local as_root=""
+  if [ "$(id -u)" -ne 0 ]; then
+    command -v sudo >/dev/null 2>&1 ||
+      fail "these packages are missing and neither root nor sudo is available:$missing
+       ask an administrator to run: apt-get install$missing"
+    as_root="sudo"
+  fi
+  say "installing with apt-get:$missing"
+  # shellcheck disable=SC2086
+  $as_root env DEBIAN_FRONTEND=noninteractive sh -ec "
+    apt-get update -qq
+    apt-get install -y -qq --no-install-recommends $missing" >&2 ||
+    fail "apt-get could not install:$missing"
+}
