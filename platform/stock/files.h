@@ -66,7 +66,8 @@ class KSUTIL_API FileHandle {
 /* open(2) with O_CLOEXEC; an empty handle with errno set on failure. */
 KSUTIL_API FileHandle open_file(const std::string &path, int flags, mode_t mode = 0666);
 
-/* Whole transfers; the count moved, -1 on an error that moved nothing. */
+/* Whole transfers; the count moved, -1 on an error that moved nothing.  After a short
+ * count errno is 0 at the end of the file, else that of the error. */
 KSUTIL_API ssize_t read_at(int fd, void *to, std::size_t bytes, off_t at);
 KSUTIL_API ssize_t write_at(int fd, const void *from, std::size_t bytes, off_t at);
 KSUTIL_API ssize_t read_all(int fd, void *to, std::size_t bytes);

@@ -8,6 +8,7 @@
 #include <cstddef>
 #include <cstdlib>
 #include <memory>
+#include <new>
 
 #include "platform/stock/export.h"
 
@@ -28,6 +29,18 @@ namespace ksutil {
 
 struct FreeDeleter {
   void operator()(void *block) const { std::free(block); }
+};
+
+/* Base of objects that `new (std::nothrow)` takes through the wrappers: null, and a place
+ * in the count of ks_test_fail_alloc, instead of an exception. */
+struct SeamAllocated {
+  static void *operator new(std::size_t bytes, const std::nothrow_t &) noexcept {
+    return ks_malloc(bytes);
+  }
+  static void operator delete(void *block, const std::nothrow_t &) noexcept {
+    std::free(block);
+  }
+  static void operator delete(void *block) noexcept { std::free(block); }
 };
 
 /* Owns a malloced block until it is released into an out-argument. */

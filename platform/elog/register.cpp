@@ -1,0 +1,83 @@
+#include "platform/elog/internal/register.h"
+
+#include <atomic>
+#include <new>
+
+#include "platform/stock/memory.h"
+
+namespace ksutil {
+namespace {
+
+/* Plain numbers, so that a thread may log while its thread-local objects go. */
+thread_local std::uint64_t thread_number = 0;
+thread_local std::uint64_t thread_sequence = 0;
+
+std::uint64_t this_thread() {
+  static std::atomic<std::uint64_t> last{0};
+  if (thread_number == 0) thread_number = ++last;
+  return thread_number;
+}
+
+}  // namespace
+
+Register &Register::instance() {
+  alignas(Register) static unsigned char room[sizeof(Register)];
+  static Register *const only = new (room) Register;
+  return *only;
+}
+
+std::uint64_t Register::sequence() { return thread_sequence; }
+
+void Register::append(Message message) {
+  message.thread = this_thread();
+  message.sequence = ++thread_sequence;
+  Messages entry, oldest;  // made and freed outside the lock
+  if (message.text) {
+    try {
+      entry.push_back(std::move(message));
+    } catch (const std::bad_alloc &) {
+      /* Counted below: an error register that fails must not fail its caller. */
+    }
+  }
+  const std::lock_guard lock(mutex_);
+  if (entry.empty()) {
+    ++dropped_;
+    return;
+  }
+  if (messages_.size() >= kElogMaxMessages) {
+    oldest.splice(oldest.end(), messages_, messages_.begin());
+    ++dropped_;
+  }
+  messages_.splice(messages_.end(), entry);
+}
+
+Taken Register::take_all() {
+  Taken taken;
+  const std::lock_guard lock(mutex_);
+  taken.messages.swap(messages_);
+  std::swap(taken.dropped, dropped_);
+  return taken;
+}
+
+Messages Register::take_since(std::uint64_t mark) {
+  Messages taken;
+  const std::uint64_t thread = this_thread();
+  const std::lock_guard lock(mutex_);
+  for (auto at = messages_.end(); at != messages_.begin();) {
+    --at;
+    if (at->thread != thread) continue;
+    if (at->sequence <= mark) break;
+    const auto found = at++;
+    taken.splice(taken.begin(), messages_, found);
+  }
+  return taken;
+}
+
+char *Register::text() {
+  const std::lock_guard lock(mutex_);
+  auto *text = static_cast<char *>(ks_malloc(text_size(messages_, dropped_) + 1));
+  if (text != nullptr) write_text(messages_, dropped_, text);
+  return text;
+}
+
+}  // namespace ksutil
