@@ -59,8 +59,15 @@ class KSUTIL_API TextColumn {
   std::string null_;
 };
 
-/* Writes a value into its place in `row`; false, with the row untouched and a message
- * that names the field, when it does not fit.  NaN and infinities do not fit. */
+/* Writes a value into its place in `row`, which holds at least the field; false, with the
+ * row untouched and a message that names the field, when it does not fit.
+ *
+ * Numbers are printed in the field's format: digits beyond its decimals are rounded, but a
+ * number that needs more characters than the field has is refused, as are NaN and
+ * infinities.  The null of a field is printed as its null text.  A load date is printed as
+ * epoch seconds with 5 decimals, at the left of a wider field.
+ * Texts go at the left; an empty one is written as the null.  Control characters are
+ * refused.  A text for a numeric field is read as a number (or load date) first. */
 KSUTIL_API bool write_integer(const Field &field, std::int64_t value, std::string &row);
 KSUTIL_API bool write_real(const Field &field, double value, std::string &row);
 KSUTIL_API bool write_text(const Field &field, std::string_view value,

@@ -36,7 +36,7 @@ struct ForeignKey {
 };
 
 /* The layout of one table's records. */
-struct Relation {
+struct KSUTIL_API Relation {
   std::string name;
   std::vector<Field> fields;
   int width = 0;  // characters of a record without its newline
