@@ -13,5 +13,9 @@ function(ksutil_embed_text target file symbol)
             -P ${PROJECT_SOURCE_DIR}/cmake/EmbedText.cmake
     DEPENDS ${path} ${PROJECT_SOURCE_DIR}/cmake/EmbedText.cmake
     COMMENT "Embedding ${file}")
+  # The target may belong to another directory, which does not see the rule above.
+  add_custom_target(embed_${symbol} DEPENDS ${out})
+  add_dependencies(${target} embed_${symbol})
+  set_source_files_properties(${out} TARGET_DIRECTORY ${target} PROPERTIES GENERATED TRUE)
   target_sources(${target} PRIVATE ${out})
 endfunction()
