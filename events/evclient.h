@@ -40,13 +40,14 @@ class KSUTIL_API EVClient {
 
   /* Ask for a refresh; with `wait` non-zero return after the next refresh has ended, which
    * may have begun before the call.  Refused with -1 and a message where waiting could
-   * never end: on the worker thread, and by the holder of the events lock. */
+   * never end: on the worker thread, and by the holder of the events lock; without `wait`
+   * by that holder while the queue of commands is full. */
   int refreshEvents(int wait);
   int refreshEventsForce(int wait);
 
   /* Commands.  Each waits for the worker and returns a copy of its result; one command is
-   * in flight per client.  When the server does not run: an empty result, -1 for numbers,
-   * and a message. */
+   * in flight per client.  When the server does not run, has gone or goes meanwhile, and
+   * where waiting is refused as above: an empty result, -1 for numbers, and a message. */
   Table<EVArrival> getArrivals(std::string sta, std::string chan, double tstart,
                                double tend);
   Table<EVTableRecord> getWfdiscs(std::string sta, std::string chan, double tstart,
@@ -102,7 +103,7 @@ class KSUTIL_API EVClient {
 
   std::atomic<int32_t> refresh_pending{0};
   std::atomic<int32_t> command_pending{0};
-  EVServer *server = nullptr;  // null once the server has gone
+  EVServer *server = nullptr;  // null once the server has gone, which may be any time
 
   /* Result slots, written by the worker. */
   Table<EVTableRecord> records;
@@ -116,8 +117,10 @@ class KSUTIL_API EVClient {
   Dbptr scratch = dbinvalid();  // a scratch database of the server's schema
 
  private:
+  EVServer *attached();
   int request_refresh(const char *name, int wait);
-  bool execute(std::unique_ptr<EVCommand> command, const char *name);
+  bool execute(std::unique_ptr<EVCommand> command);
+  void clear_mapping();
 };
 
 #endif

@@ -18,10 +18,15 @@ class EVClient;
 namespace ksutil::events {
 
 /* The client list in order of registration.  Its lock is a leaf and is never held during
- * a callback; remove() waits for a callback on that client that runs on another thread. */
+ * a callback.  A registration that is removed during a notification gets no call from it
+ * any more, and one that is added then gets its first from the next. */
 class ClientList {
  public:
   void add(EVClient *client);
+
+  /* Removes the first registration of the client; with the last one its pending flags are
+   * cleared, so that nobody waits on it.  Then waits for callbacks on the client that run
+   * on other threads, unless it is called from such a callback itself. */
   void remove(EVClient *client);
 
   /* After a refresh: with a report, each registration gets a copy in its
@@ -42,7 +47,9 @@ class ClientList {
   void detach_all();
 
  private:
-  void call_each(const std::function<void(EVClient &)> &call);
+  enum class After { nothing, refresh_pending_cleared };
+  void call_each(const std::function<void(EVClient &)> &call, After after);
+  long registrations(const EVClient *client) const;
 
   std::mutex mutex_;
   std::condition_variable call_ended_;

@@ -15,7 +15,9 @@
 
 namespace ksutil::events {
 
-/* A mutex that knows its owner, so that a wait that could never end can be refused. */
+/* A mutex that knows its owner, so that a wait that could never end can be refused.  The
+ * owner may lock it again, and unlocks it as often; an unlock by anybody else is refused
+ * with a message. */
 class EventsLock {
  public:
   void lock();
@@ -25,6 +27,7 @@ class EventsLock {
  private:
   std::mutex mutex_;
   std::atomic<std::thread::id> owner_{};
+  int depth_ = 0;  // how often the owner holds it; the owner's
 };
 
 /* Guarded by `lock`, all of it.  The lists are replaced as wholes, except that the

@@ -12,10 +12,12 @@
 
 #include <atomic>
 #include <cstdint>
+#include <deque>
 #include <memory>
 #include <mutex>
 #include <string>
 
+#include "events/command.h"
 #include "events/internal/clients.h"
 #include "events/internal/latch.h"
 #include "events/internal/published.h"
@@ -23,13 +25,15 @@
 #include "pipeline/pmtfifo.h"
 #include "platform/db/db.h"
 
+class EVServer;
+
 namespace ksutil::events {
 
 class ListFollower;  // list_follower.h: what a refresh keeps to read only what changed
 
 struct ServerState {
   ServerState();
-  ~ServerState();
+  ~ServerState();  // stops the threads and closes the database
 
   EVVars vars;  // first: it begins with the mark by which a server is recognised
 
@@ -58,14 +62,19 @@ struct ServerState {
   Published published;
   ClientList clients;
 
-  // Threads.  worker_lock guards the queue pointer and the three flags.
+  // Threads.  The started flags and the handles are used by the thread that launches them
+  // and the one that stops them; the left flags are also set while a thread has not begun.
+  EVServer *server = nullptr;  // whose state this is
   std::atomic<int32_t> stop{0};
   std::atomic<double> refresh_interval{0.0}, check_interval{0.0};
   std::atomic<pmtfifo *> cmd_mtfifo{nullptr};
   RefreshLatch handshake;
   pthread_t worker{}, refresher{}, monitor{};
   bool worker_started = false, refresher_started = false, monitor_started = false;
-  std::atomic<bool> worker_left{false}, refresher_left{false}, monitor_left{false};
+  std::atomic<bool> worker_left{true}, refresher_left{true}, monitor_left{true};
+  std::deque<std::unique_ptr<EVCommand>>
+      own_commands;              // the worker's; see push_command
+  std::atomic<int32_t> pins{0};  // client threads that hand over a command just now
 };
 
 }  // namespace ksutil::events

@@ -1,0 +1,15 @@
+#include "events/internal/server_state.h"
+
+#include "events/internal/list_follower.h"
+#include "events/internal/threads.h"
+
+namespace ksutil::events {
+
+ServerState::ServerState() = default;
+
+ServerState::~ServerState() {
+  stop_threads(*this);
+  if (db.database != dbINVALID) dbclose(db);
+}
+
+}  // namespace ksutil::events
