@@ -15,7 +15,8 @@
  *
  * Blanks at both ends of a value do not belong to it; "#" begins a comment at the start
  * of a line and after a blank.  A later value of the same name replaces the earlier one.
- * Nesting is bounded (kPfMaxDepth), and so is the size of a file (kPfMaxBytes).
+ * Nesting is bounded (kPfMaxDepth), and so are the size of a file (kPfMaxBytes) and the
+ * number of its entries.  docs/parameter-files.md describes the form in full.
  *
  * Ownership: a tree owns everything in it, sub-trees included: only what pfcompile and
  * pfread made is freed with pffree.  Texts and sub-trees obtained from a tree live as
@@ -64,8 +65,9 @@ KSUTIL_API char *pf_text(Pf *pf);
 /* The text of an entry; null when there is none. */
 KSUTIL_API char *pfget_string(Pf *pf, const char *name);
 
-/* The number of an entry, read in the C locale.  A text that is no number gives 0 and
- * registers "pfget_double: Cannot parse '%s' for %s.\n"; an absent entry gives 0. */
+/* The number of an entry, read in the C locale.  A text that is no number as a whole (for
+ * pfget_int: no decimal integer, or none that fits) gives 0 and registers
+ * "pfget_double: Cannot parse '%s' for %s.\n"; an absent entry gives 0. */
 KSUTIL_API double pfget_double(Pf *pf, const char *name);
 KSUTIL_API int pfget_int(Pf *pf, const char *name);
 
@@ -89,11 +91,12 @@ KSUTIL_API Pf *pfnew(void);
 
 /* A new text that compiles to an equal tree, keys in the order written; values that hold
  * "#", braces, line breaks, quotes or outer blanks are written quoted.  The caller frees
- * it.  For a sub-tree of kind table: its items, one a line. */
+ * it.  For a sub-tree of kind table: its items, one a line; of a text: that text. */
 KSUTIL_API char *pf2string(Pf *pf);
 
 /* Copies the entries of `from` over those of `into`; nested arrays are merged, texts and
- * tables replaced.  0 or -1. */
+ * tables replaced.  0; -1 with `into` unchanged and a message when one of them is no array
+ * or the result would be nested too deeply. */
 KSUTIL_API int pfmerge(Pf *into, Pf *from);
 
 /* 1 when both trees hold the same, regardless of the order of keys; else 0. */

@@ -1,0 +1,86 @@
+/* Making, changing and comparing trees. */
+#include <algorithm>
+
+#include "platform/pf/pf.h"
+#include "platform/pf/pf_tree.h"
+
+using ksutil::pf_guarded;
+using ksutil::PfArray;
+using ksutil::PfPtr;
+using ksutil::PfTable;
+
+namespace {
+
+void merge_into(Pf &into, const Pf &from) {
+  for (const auto &entry : from.array()->written()) {
+    Pf *const present = into.array()->find(entry->first);
+    const Pf &value = *entry->second;
+    if (present != nullptr && present->kind() == PFARR && value.kind() == PFARR) {
+      merge_into(*present, value);
+    } else {
+      into.array()->put(entry->first, ksutil::copy_tree(value, into.depth + 1));
+    }
+  }
+}
+
+bool equal(const Pf &a, const Pf &b) {
+  if (a.kind() != b.kind()) return false;
+  if (const PfTable *table = a.table()) {
+    return std::equal(table->items().begin(), table->items().end(),
+                      b.table()->items().begin(), b.table()->items().end(),
+                      [](const PfPtr &x, const PfPtr &y) { return equal(*x, *y); });
+  }
+  if (const PfArray *array = a.array()) {
+    return std::equal(array->sorted().begin(), array->sorted().end(),
+                      b.array()->sorted().begin(), b.array()->sorted().end(),
+                      [](const auto &x, const auto &y) {
+                        return x.first == y.first && equal(*x.second, *y.second);
+                      });
+  }
+  return *a.text() == *b.text();
+}
+
+}  // namespace
+
+Pf *pfnew(void) {
+  return pf_guarded<Pf *>("pfnew", nullptr, [] { return new Pf(PFARR, 0); });
+}
+
+int pfput_string(Pf *pf, const char *name, const char *text) {
+  PfArray *array = pf == nullptr ? nullptr : pf->array();
+  if (array == nullptr || name == nullptr) {
+    elog_log(0, "pfput_string: An array and a name must be given.\n");
+    return -1;
+  }
+  return pf_guarded("pfput_string", -1, [&] {
+    if (text == nullptr) {
+      array->remove(name);
+    } else {
+      array->put(name, std::make_unique<Pf>(text, pf->depth + 1));
+    }
+    return 0;
+  });
+}
+
+int pfmerge(Pf *into, Pf *from) {
+  if (pf_kind(into) != PFARR || pf_kind(from) != PFARR) {
+    elog_log(0, "pfmerge: Both trees must be arrays.\n");
+    return -1;
+  }
+  return pf_guarded("pfmerge", -1, [&] {
+    /* Merged from a copy: `from` may be part of what it replaces. */
+    const PfPtr copy = ksutil::copy_tree(*from, into->depth);
+    if (copy == nullptr) {
+      elog_log(0, "pfmerge: The merged tree would be nested deeper than %d.\n",
+               static_cast<int>(kPfMaxDepth));
+      return -1;
+    }
+    merge_into(*into, *copy);
+    return 0;
+  });
+}
+
+int pfequal(Pf *a, Pf *b) {
+  if (a == nullptr || b == nullptr) return a == b ? 1 : 0;
+  return equal(*a, *b) ? 1 : 0;
+}
