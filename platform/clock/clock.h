@@ -18,8 +18,9 @@ KSUTIL_API double std_now(void);
 KSUTIL_API void set_clock(double (*clock)(void));
 
 /* Epoch seconds to year, day of year (from 1), hour, minute and second (0 <= s < 60), and
- * back.  Any output may be null.  A time that is not finite or outside the years -9999 to
- * 9999 is clamped to them.  h2e takes values outside their usual ranges as carries. */
+ * back.  Any output may be null.  A time outside the years -9999 to 9999 is clamped to
+ * them; one that is not a number counts as their beginning.  h2e takes values outside
+ * their usual ranges as carries. */
 KSUTIL_API void e2h(double epoch, int *year, int *doy, int *hour, int *minute,
                     double *second);
 KSUTIL_API double h2e(int year, int doy, int hour, int minute, double second);
@@ -47,7 +48,8 @@ KSUTIL_API std::string time_text(double epoch, int decimals = 3);
  *   yy/mm/dd or yy-mm-dd (70 to 99 are 19yy, else 20yy), dd-MON-yy and dd-MON-yyyy,
  *   MM/DD/YYYY;
  * then nothing (midnight), or T or blanks and hh:mm, hh:mm:ss, hhmmss or hhmm, with
- * decimals of the second, an optional Z.  nn/nn/nn is always yy/mm/dd. */
+ * decimals of the second, an optional Z.  nn/nn/nn is always yy/mm/dd.  A day that its
+ * month does not have is refused; second 60 (a leap second) is the next minute's first. */
 KSUTIL_API bool parse_date_text(std::string_view text, double &epoch);
 
 }  // namespace ksutil

@@ -11,7 +11,7 @@ extern "C" {
  * lat1 .. lon2   radians, north and east positive; longitudes may be outside +-pi
  * delta          out: distance in radians, 0 to pi
  * azimuth        out: direction at point 1 towards point 2, radians clockwise from
- *                north, in [0, 2 pi); 0 for coinciding points
+ *                north, in [0, 2 pi); 0 for points that coincide (within 1e-15)
  * Either output may be null.  Accurate to 1e-12 rad relative for points a metre apart, at
  * the poles and at antipodes (Vincenty's special case of the sphere: T. Vincenty, Survey
  * Review 23 (1975), 88-93).  Arguments that are not finite give NaN. */

@@ -1,0 +1,161 @@
+#include <algorithm>
+#include <cmath>
+#include <cstdint>
+
+#include "platform/clock/clock.h"
+#include "platform/stock/text.h"
+
+namespace {
+
+constexpr std::int64_t kDay = 86400;
+
+/* Quotient and remainder of a positive divisor, the remainder never negative. */
+constexpr std::int64_t floor_div(std::int64_t a, std::int64_t b) {
+  return a / b - (a % b < 0 ? 1 : 0);
+}
+constexpr std::int64_t floor_mod(std::int64_t a, std::int64_t b) {
+  return a - floor_div(a, b) * b;
+}
+
+/* Days before the year that begins on 1 March, which puts the leap day at its end. */
+constexpr std::int64_t days_before_march_year(std::int64_t year) {
+  return 365 * year + floor_div(year, 4) - floor_div(year, 100) + floor_div(year, 400);
+}
+
+/* From March on, months of 31, 30, 31, 30, 31 days repeat: 153 days in five months. */
+constexpr std::int64_t days_before_march_month(std::int64_t month) {
+  return (153 * month + 2) / 5;
+}
+
+/* Days from 1970-01-01 to the date; any month and day, as carries. */
+constexpr std::int64_t days_from_date(std::int64_t year, std::int64_t month,
+                                      std::int64_t day) {
+  const std::int64_t from_march = month - 3;
+  year += floor_div(from_march, 12);
+  constexpr std::int64_t kEpochShift = 719468;  // 1970-01-01 after 0000-03-01
+  return days_before_march_year(year) +
+         days_before_march_month(floor_mod(from_march, 12)) + day - 1 - kEpochShift;
+}
+
+static_assert(days_from_date(1970, 1, 1) == 0);
+static_assert(days_from_date(2000, 3, 1) == 11017);
+
+constexpr std::int64_t kFirstDay = days_from_date(-9999, 1, 1);
+constexpr std::int64_t kEndDay = days_from_date(10000, 1, 1);
+
+/* The year that holds a day counted from 1970. */
+std::int64_t year_of(std::int64_t days) {
+  /* The mean year is off by at most one. */
+  std::int64_t year = 1970 + floor_div(days * 400, 146097);
+  while (days < days_from_date(year, 1, 1)) --year;
+  while (days >= days_from_date(year + 1, 1, 1)) ++year;
+  return year;
+}
+
+/* An epoch time as whole seconds and the rest, 0 <= rest < 1. */
+struct SplitTime {
+  std::int64_t seconds;
+  double rest;
+};
+
+SplitTime split(double epoch) {
+  constexpr auto kFirst = static_cast<double>(kFirstDay * kDay);
+  constexpr auto kLast = static_cast<double>(kEndDay * kDay - 1);
+  if (std::isnan(epoch)) epoch = kFirst;
+  epoch = std::clamp(epoch, kFirst, kLast);
+  const double whole = std::floor(epoch);
+  return {static_cast<std::int64_t>(whole), epoch - whole};
+}
+
+struct Calendar {
+  std::int64_t year, doy, hour, minute, second;
+};
+
+Calendar calendar(std::int64_t seconds) {
+  const std::int64_t days = floor_div(seconds, kDay);
+  const std::int64_t of_day = floor_mod(seconds, kDay);
+  const std::int64_t year = year_of(days);
+  return {year, days - days_from_date(year, 1, 1) + 1, of_day / 3600, of_day / 60 % 60,
+          of_day % 60};
+}
+
+void put(int *to, std::int64_t value) {
+  if (to != nullptr) *to = static_cast<int>(value);
+}
+
+}  // namespace
+
+void e2h(double epoch, int *year, int *doy, int *hour, int *minute, double *second) {
+  SplitTime time = split(epoch);
+  /* A time just below a minute may round to it when the parts are added: it is then the
+   * next minute, never second 60. */
+  const auto of_minute = static_cast<double>(floor_mod(time.seconds, 60));
+  if (of_minute + time.rest >= 60.0 || time.rest >= 1.0) {
+    ++time.seconds;
+    time.rest = 0.0;
+  }
+  const Calendar parts = calendar(time.seconds);
+  put(year, parts.year);
+  put(doy, parts.doy);
+  put(hour, parts.hour);
+  put(minute, parts.minute);
+  if (second != nullptr) *second = static_cast<double>(parts.second) + time.rest;
+}
+
+double h2e(int year, int doy, int hour, int minute, double second) {
+  const std::int64_t days = days_from_date(year, 1, 1) + doy - 1;
+  const std::int64_t whole =
+      days * kDay + std::int64_t{hour} * 3600 + std::int64_t{minute} * 60;
+  return static_cast<double>(whole) + second;
+}
+
+int yearday(double epoch) {
+  const Calendar parts = calendar(split(epoch).seconds);
+  return static_cast<int>(parts.year * 1000 + parts.doy);
+}
+
+namespace ksutil {
+
+double yearday_epoch(int day) {
+  const auto year = static_cast<int>(floor_div(day, 1000));
+  return h2e(year, static_cast<int>(floor_mod(day, 1000)), 0, 0, 0.0);
+}
+
+void month_day(int year, int doy, int &month, int &day) {
+  const std::int64_t days = days_from_date(year, 1, 1) + doy - 1;
+  const std::int64_t its_year = year_of(days);
+  std::int64_t found = 12;
+  while (days < days_from_date(its_year, found, 1)) --found;
+  month = static_cast<int>(found);
+  day = static_cast<int>(days - days_from_date(its_year, found, 1) + 1);
+}
+
+int day_of_year(int year, int month, int day) {
+  return static_cast<int>(days_from_date(year, month, day) -
+                          days_from_date(year, 1, 1) + 1);
+}
+
+std::string time_text(double epoch, int decimals) {
+  decimals = std::clamp(decimals, 0, 6);
+  std::int64_t scale = 1;
+  for (int i = 0; i < decimals; ++i) scale *= 10;
+  SplitTime time = split(epoch);
+  std::int64_t rest = std::llround(time.rest * static_cast<double>(scale));
+  if (rest >= scale) {
+    ++time.seconds;
+    rest -= scale;
+  }
+  const Calendar parts = calendar(time.seconds);
+  int month = 0, day = 0;
+  month_day(static_cast<int>(parts.year), static_cast<int>(parts.doy), month, day);
+  std::string text =
+      format_text("%04d-%02d-%02dT%02d:%02d:%02d", static_cast<int>(parts.year), month,
+                  day, static_cast<int>(parts.hour), static_cast<int>(parts.minute),
+                  static_cast<int>(parts.second));
+  if (decimals > 0) {
+    text += format_text(".%0*lld", decimals, static_cast<long long>(rest));
+  }
+  return text;
+}
+
+}  // namespace ksutil
