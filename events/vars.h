@@ -3,6 +3,7 @@
 #define KSUTIL_EVENTS_VARS_H
 
 #include <cstdint>
+#include <initializer_list>
 #include <string>
 
 #include "core/Array.h"

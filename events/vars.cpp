@@ -1,0 +1,75 @@
+#include "events/vars.h"
+
+#include "events/internal/preferred_magnitudes.h"
+#include "platform/stock/memory.h"
+
+namespace {
+
+Tbl *new_texts(std::initializer_list<const char *> texts) {
+  Tbl *list = newtbl(static_cast<long>(texts.size()));
+  for (const char *text : texts) pushtbl(list, ks_strdup(text));
+  return list;
+}
+
+Tbl *copy_texts(Tbl *texts) {
+  if (texts == nullptr) return nullptr;
+  Tbl *list = newtbl(counttbl(texts));
+  for (long i = 0; i < counttbl(texts); i++) {
+    pushtbl(list, ks_strdup(static_cast<const char *>(gettbl(texts, i))));
+  }
+  return list;
+}
+
+}  // namespace
+
+EVMatch::EVMatch(std::initializer_list<const char *> key,
+                 std::initializer_list<const char *> table)
+    : kpattern(new_texts(key)), tpattern(new_texts(table)) {}
+
+EVMatch::EVMatch(const EVMatch &other)
+    : kpattern(copy_texts(other.kpattern)), tpattern(copy_texts(other.tpattern)) {}
+
+EVMatch &EVMatch::operator=(const EVMatch &other) {
+  EVMatch copy(other);
+  std::swap(kpattern, copy.kpattern);
+  std::swap(tpattern, copy.tpattern);
+  std::swap(hook, copy.hook);
+  return *this;
+}
+
+EVMatch::~EVMatch() {
+  freetbl(kpattern, std::free);
+  freetbl(tpattern, std::free);
+  free_hook(&hook);
+}
+
+EVVars::EVVars()
+    : event_evid({"evid"}, {"evid"}),
+      origin_evid({"evid"}, {"evid"}),
+      origin_orid({"orid"}, {"orid"}),
+      origerr_orid({"orid"}, {"orid"}),
+      netmag_orid({"orid"}, {"orid"}),
+      mt_orid({"orid"}, {"orid"}),
+      assoc_orid({"orid"}, {"orid"}),
+      assoc_arid({"arid"}, {"arid"}),
+      arrival_arid({"arid"}, {"arid"}),
+      stamag_magid({"magid"}, {"magid"}),
+      detection_origin({"time-10.0::time+1800.0"}, {"time"}),
+      detection_window({"time::endtime"}, {"time"}),
+      detection_stachan({"sta", "chan", "time::endtime"}, {"sta", "chan", "time"}),
+      arrival_stachan({"sta", "chan", "time::endtime"}, {"sta", "chan", "time"}),
+      arrival_sta({"sta", "time::endtime"}, {"sta", "time"}),
+      wfmeas_stachan({"sta", "chan", "time"}, {"sta", "chan", "time::endtime"}),
+      wfdisc_stachan({"sta", "chan", "time::endtime"},
+                     {"sta", "chan", "time::endtime"}),
+      /* Station epochs are days (YYYYDDD) and times are epoch seconds. */
+      site_sta({"sta", "yearday(time)"}, {"sta", "ondate::offdate"}),
+      calibration_stachan({"sta", "chan", "time::endtime"},
+                          {"sta", "chan", "time::endtime"}) {
+  for (const char *name : kEVTableNames) {
+    EVTable table;
+    table.name = name;
+    tables.set(name, std::move(table));
+  }
+  ksutil::events::read_default_magnitude_rules(rules);
+}
