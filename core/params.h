@@ -34,7 +34,8 @@ struct Pf2StrucMember {
 extern "C" {
 
 /* Reads one parameter.  An absent one (or one of another kind) is an error when
- * `required`, else 0 with the destination untouched. */
+ * `required`, else 0 with the destination untouched.  P_FLOAT and P_DOUBLE take a text that
+ * is no number as 0.0, with pfget_double's message in the register, and return 0. */
 KSUTIL_API int parse_param(Pf *pf, const char *name, int type, int required,
                            void *dest);
 
@@ -43,10 +44,14 @@ KSUTIL_API int pf2struc(Pf *pf, int n, const Pf2StrucMember *members, void *base
 
 /* Splits a text into words, at blanks and tabs or at the characters of `delims`; runs of
  * them count as one.  *argc words in the new array *argv (null when there are none), both
- * freed with freeargs. */
+ * freed with freeargs.  0, or -1 when memory is short (messages name splitlist for both):
+ * *argv is then null or untouched, and *argc may count words that were lost.  Safe from
+ * any thread. */
 KSUTIL_API int splitlist(const char *string, int *argc, char ***argv);
 KSUTIL_API int splitlistc(const char *string, int *argc, char ***argv,
                           const char *delims);
+
+/* Frees a word list; a null array and null words are accepted. */
 KSUTIL_API void freeargs(int argc, char **argv);
 
 }  // extern "C"

@@ -1,0 +1,147 @@
+#include "core/params.h"
+
+#include <strings.h>
+
+#include <cerrno>
+#include <cfloat>
+#include <cmath>
+#include <cstdlib>
+#include <cstring>
+#include <limits>
+
+#include "platform/elog/elog.h"
+#include "platform/stock/memory.h"
+
+namespace {
+
+template <class T>
+int store(void *dest, T value) {
+  *static_cast<T *>(dest) = value;
+  return 0;
+}
+
+int needed_kind(int type) {
+  if (type >= P_TBL && type <= P_TBLPF) return PFTBL;
+  if (type >= P_ARR && type <= P_ARRPF) return PFARR;
+  return PFSTRING;
+}
+
+int missing(const char *name, int kind) {
+  const char *const noun = kind == PFTBL   ? "table"
+                           : kind == PFARR ? "array"
+                                           : "parameter";
+  elog_log(0, "parse_param: Cannot find '%s' %s.\n", name, noun);
+  return -1;
+}
+
+int parse_integer_param(const char *name, const char *text, int type, void *dest) {
+  char *end = nullptr;
+  errno = 0;
+  const long number = std::strtol(text, &end, 0);
+  if (end == text) {
+    elog_log(1, "parse_param: strtol(%s) error.\n", text);
+    elog_log(1, "parse_param: Unable to parse integer value for %s.\n", name);
+    return -1;
+  }
+  if (type == P_SHORT) return store(dest, static_cast<short>(number));
+  return store(dest, static_cast<int>(number));
+}
+
+/* The conversion of a double outside float's range is undefined. */
+float to_float(double number) {
+  if (std::fabs(number) > FLT_MAX) {
+    return std::copysign(std::numeric_limits<float>::infinity(),
+                         number > 0 ? 1.0F : -1.0F);
+  }
+  return static_cast<float>(number);
+}
+
+int copy_string_param(const char *text, void *dest) {
+  char *const copy = ks_strdup(text);
+  if (copy == nullptr) {
+    elog_log(1, "parse_param: strdup(%s) error.\n", text);
+    return -1;
+  }
+  return store(dest, copy);
+}
+
+/* Lenient on purpose: an unknown word switches a setting on. */
+int is_true(const char *text) {
+  if (std::strcmp(text, "0") == 0) return 0;
+  for (const char *word : {"n", "no", "f", "false"}) {
+    if (strcasecmp(text, word) == 0) return 0;
+  }
+  return 1;
+}
+
+int parse_text_param(Pf *pf, const char *name, char *text, int type, void *dest) {
+  switch (type) {
+    case P_SHORT:
+    case P_INT:
+      return parse_integer_param(name, text, type, dest);
+    case P_FLOAT:
+      return store(dest, to_float(pfget_double(pf, name)));
+    case P_DOUBLE:
+      return store(dest, pfget_double(pf, name));
+    case P_STRING:
+      return copy_string_param(text, dest);
+    case P_BOOL:
+      return store(dest, is_true(text));
+    default:
+      std::strcpy(static_cast<char *>(dest), text);
+      return 0;
+  }
+}
+
+/* Stores a list or map that `function` made; null when memory was short. */
+template <class T>
+int store_made(const char *function, const char *name, T *made, void *dest) {
+  if (made == nullptr) {
+    elog_log(1, "parse_param: %s(%s) error.\n", function, name);
+    return -1;
+  }
+  return store(dest, made);
+}
+
+int store_block_param(Pf *pf, const char *name, Pf *block, int type, void *dest) {
+  switch (type) {
+    case P_TBL:
+      return store_made("pf_tbl", name, pf_tbl(block), dest);
+    case P_TBLCOPY:
+      return store_made("pfget_tbl", name, pfget_tbl(pf, name), dest);
+    case P_ARR:
+      return store_made("pf_arr", name, pf_arr(block), dest);
+    case P_ARRCOPY:
+      return store_made("pfget_arr", name, pfget_arr(pf, name), dest);
+    default:
+      return store(dest, block);
+  }
+}
+
+}  // namespace
+
+int parse_param(Pf *pf, const char *name, int type, int required, void *dest) {
+  if (type < P_SHORT || type > P_STRCPY) {
+    elog_log(0, "parse_param: Illegal type value.\n");
+    return -1;
+  }
+  void *value = nullptr;
+  const int kind = needed_kind(type);
+  if (pfget(pf, name, &value) != kind) return required != 0 ? missing(name, kind) : 0;
+  if (kind == PFSTRING) {
+    return parse_text_param(pf, name, static_cast<char *>(value), type, dest);
+  }
+  return store_block_param(pf, name, static_cast<Pf *>(value), type, dest);
+}
+
+int pf2struc(Pf *pf, int n, const Pf2StrucMember *members, void *base) {
+  for (int i = 0; i < n; i++) {
+    const Pf2StrucMember &member = members[i];
+    void *const dest = static_cast<char *>(base) + member.offset;
+    if (parse_param(pf, member.name, member.type, member.required, dest) < 0) {
+      elog_log(0, "pf2struc: parse_param(%s) error.\n", member.name);
+      return -1;
+    }
+  }
+  return 0;
+}

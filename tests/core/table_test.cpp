@@ -1,0 +1,88 @@
+/* Every record of the event server lives in tables; a slip by one shows as one event
+ * carrying another's magnitudes. */
+#include "core/Table.h"
+
+#include <gtest/gtest.h>
+
+#include <random>
+#include <string>
+
+namespace {
+
+std::vector<int> items_of(const Table<int> &table) {
+  return std::vector<int>(table.begin(), table.end());
+}
+
+TEST(Table, BehavesLikeAVectorWithADefaultOutsideIt) {
+  constexpr int kDefault = -7;
+  std::mt19937 random(1);
+  const auto pick = [&](int low, int high) {
+    return std::uniform_int_distribution<int>(low, high)(random);
+  };
+  Table<int> table(kDefault);
+  std::vector<int> model;
+  for (int step = 0; step < 20000; step++) {
+    const long size = static_cast<long>(model.size());
+    const long i = pick(-3, static_cast<int>(size) + 3);
+    const bool inside = i >= 0 && i < size;
+    const int expected = inside ? model[static_cast<std::size_t>(i)] : kDefault;
+    ASSERT_EQ(table.get(i), expected);
+    ASSERT_EQ(table.ptr(i) != nullptr, inside);
+    switch (pick(0, 5)) {
+      case 0:
+        model.push_back(step);
+        ASSERT_EQ(table.push(step), size);
+        break;
+      case 1:
+        if (i < 0) {
+          model.push_back(step);
+        } else {
+          if (i >= size) model.resize(static_cast<std::size_t>(i) + 1, kDefault);
+          model[static_cast<std::size_t>(i)] = step;
+        }
+        ASSERT_EQ(table.set(i, step), i < 0 ? size : i);
+        break;
+      case 2:
+        ASSERT_EQ(table.shift(), model.empty() ? kDefault : model.front());
+        if (!model.empty()) model.erase(model.begin());
+        break;
+      default:
+        ASSERT_EQ(table.del(i), expected);
+        if (inside) model.erase(model.begin() + i);
+    }
+    ASSERT_EQ(items_of(table), model);
+  }
+}
+
+TEST(Table, AssignmentTakesTheItemsAndKeepsItsOwnDefault) {
+  Table<int> source(-1), copied(-2), moved(-3);
+  source.push(5);
+  copied.push(9);
+  copied = source;
+  EXPECT_EQ(items_of(copied), std::vector<int>({5}));
+  EXPECT_EQ(copied.get(1), -2);
+  EXPECT_EQ(Table<int>(source).get(1), -1);
+  moved = std::move(source);
+  EXPECT_EQ(items_of(moved), std::vector<int>({5}));
+  EXPECT_EQ(moved.get(1), -3);
+}
+
+TEST(Table, AssignedToItselfEndsUpEmpty) {
+  Table<std::string> table;
+  table.push("a");
+  const Table<std::string> &same = table;
+  table = same;
+  EXPECT_EQ(table.size(), 0);
+}
+
+TEST(Table, ValueInitialisesItsDefault) {
+  struct Record {
+    int number;
+    void *pointer;
+  };
+  const Table<Record> table;
+  EXPECT_EQ(table.get(-1).number, 0);
+  EXPECT_EQ(table.get(0).pointer, nullptr);
+}
+
+}  // namespace
