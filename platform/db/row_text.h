@@ -36,6 +36,10 @@ class KSUTIL_API BlockPtr {
   explicit operator bool() const { return header_ != nullptr; }
   bool operator==(const BlockPtr &other) const { return header_ == other.header_; }
   std::size_t size() const { return header_ == nullptr ? 0 : header_->size; }
+  /* Whether there are other handles to the block. */
+  bool shared() const {
+    return header_ != nullptr && header_->references.load(std::memory_order_acquire) > 1;
+  }
   const char *data() const { return reinterpret_cast<const char *>(header_ + 1); }
   /* Only before the block is shared. */
   char *fill() { return reinterpret_cast<char *>(header_ + 1); }

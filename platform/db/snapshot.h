@@ -36,9 +36,11 @@ class KSUTIL_API Snapshot {
   const Stamp &stamp() const { return stamp_; }
   long count() const { return stamp_.count; }
 
-  /* The row with its newline, exactly as stored, valid as long as the snapshot.  Empty,
-   * with a message that names file and record, when it is out of range, cannot be read or
-   * is broken (its newline is not where it belongs). */
+  /* The row with its newline, exactly as stored; a newline that the last row lacks is
+   * added.  Empty, with a message that names file and record, when it is out of range,
+   * cannot be read or is broken (its newline is not where it belongs).
+   * The view is valid as long as the snapshot, unless rows worth half the store's budget
+   * of blocks are read meanwhile: take text() to keep a row for long. */
   virtual std::string_view row(long record) const = 0;
 
   /* The same as a text that may be kept. */
