@@ -52,7 +52,8 @@ class KSUTIL_API Fields {
 class KSUTIL_API Record {
  public:
   virtual ~Record() = default;
-  /* The value of a bound slot; false, with a message registered, when it cannot be read.
+  /* The value of a bound slot, of the type that was bound; false, with a message
+   * registered, when it cannot be read.
    * A text must stay valid until the evaluation has ended. */
   virtual bool value(int slot, Value &result) const = 0;
 };
@@ -65,7 +66,8 @@ struct Error {
 
 /* What an evaluation works in: it owns the texts that functions make.  A result's text
  * is valid until the next evaluation with the same workspace.  Reused, it does not
- * allocate. */
+ * allocate (except for the texts of times).  One thread at a time; it may be used for
+ * any programs in turn, and need not outlive or precede them. */
 class KSUTIL_API Workspace {
  public:
   Workspace();
@@ -82,7 +84,8 @@ class KSUTIL_API Workspace {
 
 class KSUTIL_API Program {
  public:
-  /* Null, with `error` filled in, when the text is no expression over these fields. */
+  /* Null, with `error` filled in and nothing registered, when the text is no expression
+   * over these fields.  At most 65536 bytes, 200 levels of nesting, 30000 constants. */
   static std::unique_ptr<const Program> compile(std::string_view text,
                                                 const Fields &fields, Error &error);
   ~Program();
@@ -97,9 +100,13 @@ class KSUTIL_API Program {
    * themselves. */
   int only_slot() const;
 
-  /* The value on a record; false, with a message registered, when a field cannot be read
-   * or a text is not a date where a time is meant.  Arithmetic on a null gives a null;
-   * so do a division by zero and every result that is not finite. */
+  /* The value on a record; false, with a message registered and `result` untouched, when
+   * a field cannot be read, a text is not a date where a time is meant, or a bound on
+   * texts is exceeded.  Arithmetic on a null gives a null; so do a division by zero and
+   * every result that is not finite or does not fit.  A computed null carries -1, -999.0,
+   * -9999999999.999, false or "-"; the null of a field keeps its own.
+   * A result's text lives as long as the record's, the program and, until its next
+   * evaluation, the workspace. */
   bool evaluate(const Record &record, Workspace &workspace, Value &result) const;
 
  private:
@@ -108,8 +115,10 @@ class KSUTIL_API Program {
   std::unique_ptr<const Code> code_;
 };
 
-/* Converts a value to another type as assignment does: numbers among each other, texts to
- * and from numbers and times.  False when it has no such form; null stays null. */
+/* Converts a value to another type as assignment does: numbers among each other (reals
+ * towards zero), texts to and from numbers, dates and "true" or "false".  False, with
+ * `result` untouched, when it has no such form; null stays null.  The text of a number is
+ * valid until the next conversion with this workspace. */
 KSUTIL_API bool convert(const Value &value, Type type, Workspace &workspace,
                         Value &result);
 

@@ -1,0 +1,160 @@
+#include <charconv>
+
+#include "platform/expr/internal/token.h"
+
+namespace ksutil::expr {
+
+namespace {
+
+bool is_digit(char c) { return c >= '0' && c <= '9'; }
+
+bool begins_name(char c) {
+  return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || c == '_';
+}
+
+struct Spelling {
+  std::string_view text;
+  Symbol symbol;
+};
+
+/* The longer spellings stand before those they begin with. */
+constexpr Spelling kSpellings[] = {
+    {"==", Symbol::kEqual},        {"!=", Symbol::kUnequal}, {"<=", Symbol::kLessEqual},
+    {">=", Symbol::kGreaterEqual}, {"=~", Symbol::kMatch},   {"!~", Symbol::kNoMatch},
+    {"=*", Symbol::kGlob},         {"!*", Symbol::kNoGlob},  {"&&", Symbol::kAnd},
+    {"||", Symbol::kOr},           {"(", Symbol::kOpen},     {")", Symbol::kClose},
+    {",", Symbol::kComma},         {"?", Symbol::kQuestion}, {":", Symbol::kColon},
+    {"+", Symbol::kPlus},          {"-", Symbol::kMinus},    {"*", Symbol::kTimes},
+    {"/", Symbol::kDivide},        {"%", Symbol::kModulo},   {"^", Symbol::kPower},
+    {"!", Symbol::kNot},           {"<", Symbol::kLess},     {">", Symbol::kGreater}};
+
+}  // namespace
+
+bool Lexer::next(Token &token, Error &error) {
+  while (at_ < text_.size() && (text_[at_] == ' ' || text_[at_] == '\t' ||
+                                text_[at_] == '\n' || text_[at_] == '\r')) {
+    ++at_;
+  }
+  token.position = at_;
+  token.text.clear();
+  if (at_ == text_.size()) {
+    token.symbol = Symbol::kEnd;
+    return true;
+  }
+  const char c = text_[at_];
+  const bool point = c == '.' && at_ + 1 < text_.size() && is_digit(text_[at_ + 1]);
+  if (is_digit(c) || point) return number(token, error);
+  if (c == '"' || c == '\'') return quoted(token, error);
+  if (begins_name(c)) {
+    name(token);
+    return true;
+  }
+  return symbol(token, error);
+}
+
+bool Lexer::number(Token &token, Error &error) {
+  const char *const begin = text_.data() + at_;
+  const char *const end = text_.data() + text_.size();
+  const char *p = begin;
+  bool whole = true;
+  while (p < end && is_digit(*p)) ++p;
+  if (p < end && *p == '.') {
+    whole = false;
+    ++p;
+    while (p < end && is_digit(*p)) ++p;
+  }
+  if (p < end && (*p == 'e' || *p == 'E')) {
+    const char *digits = p + 1;
+    if (digits < end && (*digits == '+' || *digits == '-')) ++digits;
+    if (digits < end && is_digit(*digits)) {
+      whole = false;
+      p = digits;
+      while (p < end && is_digit(*p)) ++p;
+    }
+  }
+  if (p < end && begins_name(*p)) {
+    error = {static_cast<std::size_t>(p - text_.data()), "expected an operator"};
+    return false;
+  }
+  const auto result = whole ? std::from_chars(begin, p, token.integer)
+                            : std::from_chars(begin, p, token.real);
+  if (result.ec != std::errc()) {
+    error = {at_, whole ? "expected an integer of at most 9223372036854775807"
+                        : "expected a real number within the range of doubles"};
+    return false;
+  }
+  token.symbol = whole ? Symbol::kInteger : Symbol::kReal;
+  at_ = static_cast<std::size_t>(p - text_.data());
+  return true;
+}
+
+bool Lexer::quoted(Token &token, Error &error) {
+  const char quote = text_[at_];
+  token.symbol = Symbol::kText;
+  for (std::size_t i = at_ + 1; i < text_.size(); ++i) {
+    char c = text_[i];
+    if (c == quote) {
+      at_ = i + 1;
+      return true;
+    }
+    if (c == '\\' && i + 1 < text_.size()) {
+      /* Other escapes keep their backslash, so that patterns need no second one. */
+      switch (text_[i + 1]) {
+        case 'n':
+          c = '\n', ++i;
+          break;
+        case 't':
+          c = '\t', ++i;
+          break;
+        case '\\':
+        case '"':
+        case '\'':
+          c = text_[++i];
+          break;
+        default:
+          break;
+      }
+    }
+    token.text += c;
+  }
+  error = {text_.size(), std::string("expected a closing ") + quote};
+  return false;
+}
+
+void Lexer::name(Token &token) {
+  std::size_t i = at_;
+  while (i < text_.size() &&
+         (begins_name(text_[i]) || is_digit(text_[i]) ||
+          (text_[i] == '.' && i + 1 < text_.size() && begins_name(text_[i + 1])))) {
+    ++i;
+  }
+  token.symbol = Symbol::kName;
+  token.text = text_.substr(at_, i - at_);
+  at_ = i;
+}
+
+bool Lexer::symbol(Token &token, Error &error) {
+  for (const Spelling &spelling : kSpellings) {
+    if (text_.substr(at_).starts_with(spelling.text)) {
+      token.symbol = spelling.symbol;
+      at_ += spelling.text.size();
+      return true;
+    }
+  }
+  switch (text_[at_]) {
+    case '=':
+      error = {at_, "expected '==', '=~' or '=*'"};
+      break;
+    case '&':
+      error = {at_, "expected '&&'"};
+      break;
+    case '|':
+      error = {at_, "expected '||'"};
+      break;
+    default:
+      error = {at_, "expected a number, text, name or operator"};
+  }
+  return false;
+}
+
+}  // namespace ksutil::expr

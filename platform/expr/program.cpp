@@ -1,0 +1,38 @@
+#include "platform/expr/internal/program.h"
+
+#include <algorithm>
+
+namespace ksutil::expr {
+
+Workspace::Workspace() : impl_(std::make_unique<Impl>()) {}
+Workspace::~Workspace() = default;
+
+Program::Program(std::unique_ptr<const Code> code) : code_(std::move(code)) {}
+Program::~Program() = default;
+
+Type Program::type() const { return code_->type; }
+bool Program::is_constant() const { return code_->constant; }
+int Program::only_slot() const { return code_->only_slot; }
+
+bool Program::evaluate(const Record &record, Workspace &workspace,
+                       Value &result) const {
+  Workspace::Impl &work = workspace.impl();
+  if (work.loaded != code_->id) {
+    const std::size_t size = code_->temporaries + code_->constants.size();
+    if (work.registers.size() < size) work.registers.resize(size);
+    std::copy(code_->constants.begin(), code_->constants.end(),
+              work.registers.begin() + static_cast<std::ptrdiff_t>(code_->temporaries));
+    work.loaded = code_->id;
+  }
+  work.scratch.clear();
+  Value *const registers = work.registers.data();
+  if (!run(code_->instructions.data(), registers, record, work.scratch)) return false;
+  result = registers[code_->result];
+  return true;
+}
+
+bool convert(const Value &value, Type type, Workspace &workspace, Value &result) {
+  return convert_into(value, type, workspace.impl().converted, result);
+}
+
+}  // namespace ksutil::expr
