@@ -96,7 +96,11 @@ std::shared_ptr<const Snapshot> FlatTable::snapshot() {
   try {
     auto fresh = std::make_shared<FlatSnapshot>(file_, settings_.shared);
     if (snapshot_ != nullptr && &snapshot_->layout() == file_.layout.get()) {
-      fresh->follow(*snapshot_);
+      if (own_changes_) {
+        fresh->follow(*snapshot_, changed_from_, changed_to_);
+      } else {
+        fresh->follow(*snapshot_);
+      }
     }
     snapshot_ = std::move(fresh);
   } catch (const std::exception &) {
@@ -104,7 +108,20 @@ std::shared_ptr<const Snapshot> FlatTable::snapshot() {
              file_.stamp.count);
     return nullptr;
   }
+  own_changes_ = true;
+  changed_from_ = changed_to_ = 0;
   return snapshot_;
+}
+
+void FlatTable::adopt_write(long from, long to, off_t expected_size) {
+  struct stat status;
+  if (::fstat(file_.handle->get(), &status) != 0 || status.st_size != expected_size)
+    return;
+  const bool none = changed_from_ == changed_to_;
+  changed_from_ = none ? from : std::min(changed_from_, from);
+  changed_to_ = none ? to : std::max(changed_to_, to);
+  set_stamp(status, expected_size / static_cast<long>(record_length()));
+  seen_ = status;
 }
 
 bool FlatTable::look() { return unchanged_since_look() || look_at_path(); }
@@ -117,6 +134,7 @@ bool FlatTable::unchanged_since_look() const {
 }
 
 void FlatTable::set_absent() {
+  own_changes_ = false;
   file_.handle.reset();
   file_.stamp = Stamp();
   file_.missing_end.clear();
@@ -176,6 +194,7 @@ bool FlatTable::look_at_path() {
 }
 
 bool FlatTable::look_through(std::shared_ptr<FileHandle> handle) {
+  own_changes_ = false;
   struct stat status;
   /* The stamp comes before any byte: a change while reading is seen by the next look. */
   if (::fstat(handle->get(), &status) != 0) {
@@ -193,17 +212,21 @@ bool FlatTable::look_through(std::shared_ptr<FileHandle> handle) {
 
 bool FlatTable::examine(int fd, const struct stat &status) {
   if (!fit(fd, status) || !read_remainder(fd, status)) return false;
+  set_stamp(status, status.st_size / static_cast<long>(record_length()) +
+                        (file_.missing_end.empty() ? 0 : 1));
+  return true;
+}
+
+void FlatTable::set_stamp(const struct stat &status, long count) {
   Stamp &stamp = file_.stamp;
   stamp.exists = true;
-  stamp.count = status.st_size / static_cast<long>(record_length()) +
-                (file_.missing_end.empty() ? 0 : 1);
+  stamp.count = count;
   stamp.time = static_cast<double>(status.st_mtim.tv_sec) +
                1e-9 * static_cast<double>(status.st_mtim.tv_nsec);
   stamp.identity[0] = static_cast<long>(status.st_dev);
   stamp.identity[1] = static_cast<long>(status.st_ino);
   stamp.identity[2] = status.st_size;
   stamp.identity[3] = status.st_mtim.tv_sec * 1'000'000'000 + status.st_mtim.tv_nsec;
-  return true;
 }
 
 bool FlatTable::fit(int fd, const struct stat &status) {

@@ -21,6 +21,8 @@ struct FlatSettings {
   std::shared_ptr<FlatShared> shared;
 };
 
+class FlatExclusive;
+
 class FlatTable final : public TableStore {
  public:
   /* paths   where the file may be, in the order of preference; a new file is made at the
@@ -52,6 +54,12 @@ class FlatTable final : public TableStore {
   bool read_remainder(int fd, const struct stat &status);
   void set_layout(Relation layout, bool carriage_return);
   void set_path(const std::string &path);
+  void set_stamp(const struct stat &status, long count);
+
+  /* Takes over what this program has written itself, as records from..to-1, without a
+   * look at the rest of the file; a size other than expected shows that another program
+   * wrote as well, and leaves all to the next look. */
+  void adopt_write(long from, long to, off_t expected_size);
   std::size_t record_length() const {
     return static_cast<std::size_t>(file_.layout->width) + 1;
   }
@@ -67,6 +75,11 @@ class FlatTable final : public TableStore {
   bool carriage_return_ = false;     // stands before the newlines
   std::vector<std::shared_ptr<const Relation>> layouts_;  // all that layout() has given
   std::shared_ptr<const FlatSnapshot> snapshot_;
+
+  /* What has changed from snapshot_ to file_, when only this program has written. */
+  bool own_changes_ = false;
+  long changed_from_ = 0, changed_to_ = 0;
+  FlatExclusive *running_ = nullptr;  // of a call of exclusively in progress
 };
 
 }  // namespace ksutil::db
