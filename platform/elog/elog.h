@@ -8,7 +8,8 @@
  * message that does not end in a newline is ended when the next one comes.
  * Threads: all functions may run concurrently.  Messages of one thread stay in order, and
  * a mark taken by one thread never discards the messages of another.
- * None of them throws, and all keep errno. */
+ * None of them throws, and all keep errno.  A message for which memory is short is lost
+ * and counted like those that went out of a full register. */
 #ifndef KSUTIL_PLATFORM_ELOG_ELOG_H
 #define KSUTIL_PLATFORM_ELOG_ELOG_H
 

@@ -19,7 +19,8 @@ extern "C" {
 KSUTIL_API Arr *newarr(int (*compare)(const char *, const char *));
 
 /* Stores a value (which may be null) under a copy of the key; returns the value that it
- * replaces, else null. */
+ * replaces, else null.  When memory is short the map stays as it was: where that matters,
+ * ask containsarr. */
 KSUTIL_API void *setarr(Arr *arr, const char *key, void *value);
 
 /* The value under the key; null when the key is absent. */
@@ -37,7 +38,7 @@ KSUTIL_API Tbl *keysarr(Arr *arr);
 
 KSUTIL_API long countarr(Arr *arr);
 
-/* Frees the map, after `release` of every value when it is not null. */
+/* Frees the map, after `release` (when it is not null) of every value that is not null. */
 KSUTIL_API void freearr(Arr *arr, void (*release)(void *));
 
 }  // extern "C"

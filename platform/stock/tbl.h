@@ -43,7 +43,8 @@ KSUTIL_API long counttbl(Tbl *tbl);
 /* A new list with the same items (inline elements copied; pointers shared). */
 KSUTIL_API Tbl *duptbl(Tbl *tbl);
 
-/* Frees the list, after `release` of every item when it is not null. */
+/* Frees the list, after `release` (when it is not null) of every item that is not null;
+ * of an inline list, of every element's address. */
 KSUTIL_API void freetbl(Tbl *tbl, void (*release)(void *));
 
 }  // extern "C"

@@ -7,11 +7,14 @@
 #include <limits>
 #include <map>
 #include <memory>
+#include <new>
 #include <random>
 #include <string>
+#include <vector>
 
 #include "platform/stock/arr.h"
 #include "platform/stock/hook.h"
+#include "platform/stock/internal/tbl_storage.h"
 #include "platform/stock/memory.h"
 #include "platform/stock/tbl.h"
 
@@ -162,6 +165,55 @@ TEST(Lists, SurviveEveryFailedAllocation) {
             }),
             2);
   EXPECT_GE(failures([&] { return TblPtr(keysarr(arr.get())) != nullptr; }), 2);
+}
+
+/* A storage elsewhere than in memory, whose device can fail. */
+class Device final : public ksutil::TblStorage {
+ public:
+  Device(bool &works, int &open) : works_(works), open_(open) { ++open_; }
+  ~Device() override { --open_; }
+  std::size_t element_size() const override { return sizeof(int); }
+  long count() const override { return static_cast<long>(values_.size()); }
+  void *at(long i) override {
+    return works_ ? &values_[static_cast<std::size_t>(i)] : nullptr;
+  }
+  bool store(long i, const void *element) override {
+    if (!works_) return false;
+    values_.resize(static_cast<std::size_t>(i) + 1);
+    std::memcpy(&values_[static_cast<std::size_t>(i)], element, sizeof(int));
+    return true;
+  }
+  bool remove(long i) override {
+    if (works_) values_.erase(values_.begin() + i);
+    return works_;
+  }
+
+ private:
+  bool &works_;
+  int &open_;
+  std::vector<int> values_;
+};
+
+TEST(Tbl, WorksOverAnotherStorageAndTellsItsFailures) {
+  bool works = true;
+  int open = 0;
+  Tbl *tbl = ksutil::tbl_with_storage(
+      std::unique_ptr<Device>(new (std::nothrow) Device(works, open)));
+  for (int value : {5, 6, 7}) pushtbl(tbl, &value);
+  EXPECT_EQ(*static_cast<int *>(shifttbl(tbl)), 5);
+  const TblPtr copy(duptbl(tbl));
+  EXPECT_EQ(counttbl(copy.get()), 2);
+  works = false;
+  int value = 8;
+  EXPECT_EQ(pushtbl(tbl, &value), -1);
+  EXPECT_EQ(shifttbl(tbl), nullptr);
+  EXPECT_EQ(gettbl(tbl, 0), nullptr);
+  EXPECT_EQ(duptbl(tbl), nullptr);
+  EXPECT_EQ(counttbl(tbl), 2);
+  EXPECT_EQ(open, 1);
+  freetbl(tbl, nullptr);
+  EXPECT_EQ(open, 0);
+  EXPECT_EQ(*static_cast<int *>(gettbl(copy.get(), 1)), 7);
 }
 
 int released = 0;

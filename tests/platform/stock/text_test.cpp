@@ -9,8 +9,8 @@
 #include <cstdio>
 #include <cstring>
 #include <random>
-#include <regex>
 #include <string>
+#include <string_view>
 
 #include "platform/stock/bytes.h"
 #include "support/comma_locale.h"
@@ -136,21 +136,29 @@ TEST(Glob, FollowsShellPatterns) {
   }
 }
 
-TEST(Glob, AgreesWithRegularExpressionsOnRandomTexts) {
+/* The definition of a pattern, as slow as it is short. */
+bool matches(std::string_view pattern, std::string_view text) {
+  if (pattern.empty()) return text.empty();
+  if (pattern[0] == '*') {
+    return matches(pattern.substr(1), text) ||
+           (!text.empty() && matches(pattern, text.substr(1)));
+  }
+  return !text.empty() && (pattern[0] == '?' || pattern[0] == text[0]) &&
+         matches(pattern.substr(1), text.substr(1));
+}
+
+TEST(Glob, AgreesWithItsDefinitionOnRandomTexts) {
   std::mt19937 random(5);
-  const auto draw = [&](const char *alphabet, unsigned most) {
+  const auto draw = [&](std::string_view alphabet, unsigned most) {
     std::string text;
     for (auto n = random() % (most + 1); n > 0; --n) {
-      text += alphabet[random() % std::strlen(alphabet)];
+      text += alphabet[random() % alphabet.size()];
     }
     return text;
   };
-  for (int i = 0; i < 5000; ++i) {
+  for (int i = 0; i < 20000; ++i) {
     const std::string pattern = draw("ab*?*", 8), text = draw("ab", 10);
-    std::string model;
-    for (const char c : pattern)
-      model += c == '*' ? ".*" : std::string(1, c == '?' ? '.' : c);
-    ASSERT_EQ(glob_match(pattern, text), std::regex_match(text, std::regex(model)))
+    ASSERT_EQ(glob_match(pattern, text), matches(pattern, text))
         << pattern << " " << text;
   }
 }
