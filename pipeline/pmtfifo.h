@@ -20,8 +20,9 @@ extern "C" {
  * maxsize   items held before pushers wait; 0 or less: no limit
  * block     reader mode: 0 never waits, 1 waits without limit, 2 waits for the
  *           time-out, which is 0 s until pmtfifo_set_timeout gives one
- * reg       non-zero: later calls on the destroyed fifo are refused while its memory
- *           has not been reused
+ * reg       non-zero: later calls on the destroyed fifo are refused with a message
+ *           until its memory serves another registered fifo; that memory is never
+ *           returned to the system
  * The first fifo of a process must exist before threads create others. */
 KSUTIL_API pmtfifo *pmtfifo_create(int maxsize, int block, int reg);
 
@@ -58,7 +59,8 @@ KSUTIL_API int pmtfifo_release_block(pmtfifo *fifo);
 KSUTIL_API int pmtfifo_release_blocks(pmtfifo *fifo);
 
 /* Drops all items, each through the free function when there is one, and sends one
- * waiting pusher away. */
+ * waiting pusher away.  Held meanwhile is a lock that all registered fifos share: the
+ * free function must not call a pmtfifo function. */
 KSUTIL_API int pmtfifo_flush(pmtfifo *fifo, PmtfifoFree free_function);
 
 /* The same, and frees the fifo. */

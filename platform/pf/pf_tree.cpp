@@ -34,7 +34,13 @@ void PfArray::put(std::string_view name, PfPtr value) {
   if (written_.size() == written_.capacity()) written_.reserve(2 * written_.size() + 4);
   const auto entry = entries_.emplace(std::string(name), std::move(value)).first;
   written_.push_back(entry);
-  if (view_) setarr(view_.get(), entry->first.c_str(), entry->second.get());
+  if (view_ == nullptr) return;
+  setarr(view_.get(), entry->first.c_str(), entry->second.get());
+  if (!containsarr(view_.get(), entry->first.c_str())) {
+    written_.pop_back();
+    entries_.erase(entry);
+    throw std::bad_alloc();
+  }
 }
 
 void PfArray::remove(std::string_view name) {
@@ -52,6 +58,7 @@ Arr *PfArray::view() {
     if (made == nullptr) throw std::bad_alloc();
     for (const auto &[name, value] : entries_) {
       setarr(made.get(), name.c_str(), value.get());
+      if (!containsarr(made.get(), name.c_str())) throw std::bad_alloc();
     }
     view_ = std::move(made);
   }

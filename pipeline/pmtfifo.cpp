@@ -1,0 +1,297 @@
+#include "pipeline/pmtfifo.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cmath>
+#include <cstdlib>
+
+#include "pipeline/internal/fifo_record.h"
+#include "pipeline/internal/fifo_registry.h"
+#include "pipeline/internal/pthread_lock.h"
+#include "platform/clock/clock.h"
+#include "platform/elog/elog.h"
+#include "platform/stock/memory.h"
+
+using ksutil::FifoNode;
+using ksutil::PthreadLock;
+
+namespace {
+
+/* Whether a registered fifo has been destroyed; then registers it in a function's name. */
+bool is_gone(const pmtfifo *fifo, const char *function) {
+  if (fifo->registered == 0 || ksutil::is_registered_fifo(fifo)) return false;
+  elog_log(0, "%s: mtfifo no longer exists.\n", function);
+  return true;
+}
+
+void signal_reader(pmtfifo *fifo) {
+  if (fifo->waiting_readers > 0) pthread_cond_signal(&fifo->data);
+}
+
+void signal_pusher(pmtfifo *fifo) {
+  if (fifo->waiting_pushers > 0) pthread_cond_signal(&fifo->space);
+}
+
+/* Adds to the count, under the fifo's mutex. */
+void count_items(pmtfifo *fifo, int change) {
+  fifo->count.store(fifo->count.load(std::memory_order_relaxed) + change,
+                    std::memory_order_relaxed);
+}
+
+/* Forgets a release that no waiting reader has taken. */
+void clear_released(pmtfifo *fifo) {
+  if (fifo->released.load(std::memory_order_relaxed) != 0) fifo->released = 0;
+}
+
+void release_reader(pmtfifo *fifo) {
+  fifo->released = 1;
+  signal_reader(fifo);
+}
+
+FifoNode *new_node(pmtfifo *fifo) {
+  FifoNode *const spare = fifo->spare;
+  if (spare == nullptr) return static_cast<FifoNode *>(ks_malloc(sizeof(FifoNode)));
+  fifo->spare = spare->next;
+  fifo->spare_count--;
+  return spare;
+}
+
+/* Keeps a node for a later push; false when there are enough of them. */
+bool keep_node(pmtfifo *fifo, FifoNode *node) {
+  if (fifo->spare_count >= ksutil::kFifoMaxSpare) return false;
+  node->next = fifo->spare;
+  fifo->spare = node;
+  fifo->spare_count++;
+  return true;
+}
+
+void append(pmtfifo *fifo, FifoNode *node) {
+  node->next = nullptr;
+  node->previous = fifo->tail;
+  (fifo->tail != nullptr ? fifo->tail->next : fifo->head) = node;
+  fifo->tail = node;
+}
+
+void prepend(pmtfifo *fifo, FifoNode *node) {
+  node->next = fifo->head;
+  node->previous = nullptr;
+  (fifo->head != nullptr ? fifo->head->previous : fifo->tail) = node;
+  fifo->head = node;
+}
+
+/* Waits until there is room; false when a flush ends the wait. */
+bool wait_for_room(pmtfifo *fifo) {
+  while (fifo->maxsize > 0 && fifo->count >= fifo->maxsize) {
+    fifo->waiting_pushers++;
+    pthread_cond_wait(&fifo->space, &fifo->mutex);
+    fifo->waiting_pushers--;
+    if (fifo->flushed.load(std::memory_order_acquire) != 0) {
+      fifo->flushed = 0;
+      return false;
+    }
+  }
+  return true;
+}
+
+int insert(pmtfifo *fifo, void *data, void (*link)(pmtfifo *, FifoNode *),
+           bool keep_locked_on_failure) {
+  if (fifo == nullptr) return 0;
+  if (is_gone(fifo, "pmtfifo_push")) return -1;
+  PthreadLock lock(fifo->mutex);
+  if (!wait_for_room(fifo)) return 0;
+  FifoNode *const node = new_node(fifo);
+  if (node == nullptr) {
+    elog_log(1, "pmtfifo_push: malloc() error.\n");
+    if (keep_locked_on_failure) lock.release();
+    return -1;
+  }
+  node->data = data;
+  link(fifo, node);
+  count_items(fifo, 1);
+  if (fifo->block != 0) signal_reader(fifo);
+  return 0;
+}
+
+/* Takes the head of a list that holds something, under the lock, which it ends. */
+void *take_head(pmtfifo *fifo, PthreadLock &lock) {
+  FifoNode *const node = fifo->head;
+  void *const data = node->data;
+  fifo->head = node->next;
+  (fifo->head != nullptr ? fifo->head->previous : fifo->tail) = nullptr;
+  count_items(fifo, -1);
+  if (fifo->maxsize > 0 && fifo->count < fifo->maxsize) signal_pusher(fifo);
+  const bool kept = keep_node(fifo, node);
+  lock.unlock();
+  if (!kept) std::free(node);
+  return data;
+}
+
+enum class Wait { kAgain, kReleased, kTimedOut };
+
+/* One wait of a reader, by the mode of the moment. */
+Wait wait_for_data(pmtfifo *fifo) {
+  int result = 0;
+  fifo->waiting_readers++;
+  if (fifo->block == 2) {
+    const timespec deadline = ksutil::fifo_deadline(std_now(), fifo->timeout);
+    result = pthread_cond_timedwait(&fifo->data, &fifo->mutex, &deadline);
+  } else {
+    pthread_cond_wait(&fifo->data, &fifo->mutex);
+  }
+  fifo->waiting_readers--;
+  if (result == ETIMEDOUT) {
+    /* An item that came in the same moment is taken, not left behind a time-out. */
+    return fifo->head == nullptr ? Wait::kTimedOut : Wait::kAgain;
+  }
+  if (fifo->released != 0) {
+    fifo->released = 0;
+    return Wait::kReleased;
+  }
+  return Wait::kAgain;
+}
+
+void drop_items(pmtfifo *fifo, PmtfifoFree free_function) {
+  for (FifoNode *node = fifo->head; node != nullptr;) {
+    FifoNode *const next = node->next;
+    if (free_function != nullptr) free_function(node->data);
+    if (!keep_node(fifo, node)) std::free(node);
+    node = next;
+  }
+  fifo->head = fifo->tail = nullptr;
+}
+
+}  // namespace
+
+timespec ksutil::fifo_deadline(double now, double timeout) {
+  constexpr double kLatest = 253402300799.0;  // 9999-12-31T23:59:59
+  const double end = std::isnan(timeout) ? now : now + timeout;
+  const double deadline = std::isnan(end) ? 0.0 : std::clamp(end, 0.0, kLatest);
+  timespec time{};
+  time.tv_sec = static_cast<time_t>(deadline);
+  time.tv_nsec =
+      static_cast<long>(1e9 * (deadline - static_cast<double>(time.tv_sec)) + 0.5);
+  if (time.tv_nsec >= 1000000000L) {
+    time.tv_nsec -= 1000000000L;
+    time.tv_sec++;
+  }
+  return time;
+}
+
+pmtfifo *pmtfifo_create(int maxsize, int block, int reg) {
+  pmtfifo *const fifo = ksutil::new_fifo_record(maxsize, reg);
+  if (fifo == nullptr) {
+    elog_log(1, "pmtfifo_create: malloc() error.\n");
+    return nullptr;
+  }
+  fifo->block = block;
+  const ksutil::Registry registry = ksutil::open_fifo_registry();
+  if (registry == ksutil::Registry::kJustFailed) {
+    /* The record stays allocated; what follows the process's first failure is unsure. */
+    elog_log(0, "pmtfifo_create: newarr() error.\n");
+    return nullptr;
+  }
+  if (registry == ksutil::Registry::kAbsent && reg != 0) {
+    elog_log(0, "pmtfifo_create: newarr() error.\n");
+    ksutil::retire_fifo_record(fifo);
+    return nullptr;
+  }
+  if (reg != 0 && !ksutil::register_fifo(fifo)) {
+    elog_log(0, "pmtfifo_create: setarr() error.\n");
+    ksutil::retire_fifo_record(fifo);
+    return nullptr;
+  }
+  return fifo;
+}
+
+int pmtfifo_set_timeout(pmtfifo *fifo, double timeout) {
+  if (fifo == nullptr) return 0;
+  if (is_gone(fifo, "pmtfifo_set_timeout")) return -1;
+  const PthreadLock lock(fifo->mutex);
+  if (timeout < 0.0) {
+    fifo->block = 1;
+    return 0;
+  }
+  if (fifo->block != 0) release_reader(fifo);
+  if (timeout == 0.0) {
+    fifo->block = 0;
+  } else {
+    fifo->block = 2;
+    fifo->timeout = timeout;
+  }
+  return 0;
+}
+
+int pmtfifo_push(pmtfifo *fifo, void *data) {
+  return insert(fifo, data, append, false);
+}
+
+/* The fifo stays locked when memory is short: an item that cannot go back to its place
+ * must not be overtaken by later ones. */
+int pmtfifo_unpop(pmtfifo *fifo, void *data) {
+  return insert(fifo, data, prepend, true);
+}
+
+int pmtfifo_pop(pmtfifo *fifo, void **data) {
+  *data = nullptr;
+  if (fifo == nullptr) return 3;
+  if (is_gone(fifo, "pmtfifo_pop")) return -1;
+  PthreadLock lock(fifo->mutex);
+  if (fifo->block == 0 && fifo->head == nullptr) {
+    lock.unlock();
+    clear_released(fifo);
+    return 3;
+  }
+  while (fifo->head == nullptr) {
+    const Wait end = wait_for_data(fifo);
+    if (end == Wait::kReleased) return 0;
+    if (end == Wait::kTimedOut) {
+      lock.unlock();
+      clear_released(fifo);
+      return 2;
+    }
+  }
+  *data = take_head(fifo, lock);
+  clear_released(fifo);
+  return 1;
+}
+
+int pmtfifo_data_available(pmtfifo *fifo) {
+  if (fifo == nullptr) return 0;
+  const PthreadLock lock(fifo->mutex);
+  return fifo->head == nullptr ? 0 : fifo->count.load();
+}
+
+int pmtfifo_release_block(pmtfifo *fifo) {
+  if (fifo == nullptr) return 0;
+  const PthreadLock lock(fifo->mutex);
+  if (fifo->block != 0) release_reader(fifo);
+  return 0;
+}
+
+int pmtfifo_release_blocks(pmtfifo *fifo) {
+  if (fifo == nullptr) return 0;
+  const PthreadLock lock(fifo->mutex);
+  if (fifo->block != 0) release_reader(fifo);
+  fifo->block = 0;
+  return 0;
+}
+
+int pmtfifo_flush(pmtfifo *fifo, PmtfifoFree free_function) {
+  if (fifo == nullptr) return 0;
+  const PthreadLock lock(ksutil::fifo_registry_mutex());
+  /* The fifo's own mutex is not taken.  A pusher that wakes up meanwhile reads only the
+   * count and the mark, so the list is done first and the mark comes last. */
+  drop_items(fifo, free_function);
+  fifo->count.store(0, std::memory_order_release);
+  fifo->flushed.store(1, std::memory_order_release);
+  pthread_cond_signal(&fifo->space);
+  return 0;
+}
+
+int pmtfifo_destroy(pmtfifo *fifo, PmtfifoFree free_function) {
+  if (fifo == nullptr) return 0;
+  if (fifo->registered != 0) ksutil::deregister_fifo(fifo);
+  drop_items(fifo, free_function);
+  ksutil::retire_fifo_record(fifo);
+  return 0;
+}

@@ -1,0 +1,152 @@
+/* Capacity and flushes decide what becomes of a pusher's item: a wrong answer loses it, or
+ * makes the caller free what the queue still holds. */
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <vector>
+
+#include "tests/pipeline/fifo_test_support.h"
+
+namespace {
+
+std::vector<long> g_freed;
+void note_freed(void *data) { g_freed.push_back(number(data)); }
+
+FifoHandle full_fifo() {
+  FifoHandle fifo = new_fifo(2, 0);
+  pmtfifo_push(fifo.get(), item(1));
+  pmtfifo_push(fifo.get(), item(2));
+  return fifo;
+}
+
+TEST(PmtfifoLimit, PusherWaitsForRoom) {
+  const FifoHandle fifo = full_fifo();
+  std::future<int> third = push_async(fifo, 3);
+  await_waiting(fifo, 0, 1);
+  EXPECT_TRUE(still_waits(third));
+  EXPECT_EQ(pmtfifo_data_available(fifo.get()), 2);
+  EXPECT_EQ(pop(fifo), Popped(1, 1));
+  EXPECT_EQ(third.get(), 0);
+  EXPECT_EQ(pop(fifo), Popped(1, 2));
+  EXPECT_EQ(pop(fifo), Popped(1, 3));
+}
+
+TEST(PmtfifoLimit, UnpopWaitsForRoomToo) {
+  const FifoHandle fifo = full_fifo();
+  auto third = std::async(std::launch::async,
+                          [&] { return pmtfifo_unpop(fifo.get(), item(3)); });
+  await_waiting(fifo, 0, 1);
+  EXPECT_EQ(pop(fifo), Popped(1, 1));
+  EXPECT_EQ(third.get(), 0);
+  EXPECT_EQ(pop(fifo), Popped(1, 3));
+}
+
+TEST(PmtfifoFlush, SendsOneWaitingPusherAwayWithItsItem) {
+  const FifoHandle fifo = full_fifo();
+  std::future<int> third = push_async(fifo, 3);
+  await_waiting(fifo, 0, 1);
+  g_freed.clear();
+  EXPECT_EQ(pmtfifo_flush(fifo.get(), note_freed), 0);
+  EXPECT_EQ(third.get(), 0);
+  EXPECT_EQ(g_freed, std::vector<long>({1, 2}));
+  EXPECT_EQ(pmtfifo_data_available(fifo.get()), 0);
+  EXPECT_EQ(pop(fifo), Popped(3, 0));
+}
+
+TEST(PmtfifoFlush, MarkOutlivesItUntilAPusherHasHadToWait) {
+  const FifoHandle fifo = full_fifo();
+  pmtfifo_flush(fifo.get(), nullptr);
+  EXPECT_EQ(pmtfifo_push(fifo.get(), item(4)), 0);
+  EXPECT_EQ(pmtfifo_push(fifo.get(), item(5)), 0);
+  std::future<int> gives_up = push_async(fifo, 6);
+  await_waiting(fifo, 0, 1);
+  EXPECT_EQ(pop(fifo), Popped(1, 4));
+  EXPECT_EQ(gives_up.get(), 0);
+  EXPECT_EQ(pmtfifo_data_available(fifo.get()), 1) << "the item was taken";
+  EXPECT_EQ(pmtfifo_push(fifo.get(), item(7)), 0);
+  std::future<int> waits = push_async(fifo, 8);
+  await_waiting(fifo, 0, 1);
+  EXPECT_EQ(pop(fifo), Popped(1, 5));
+  EXPECT_EQ(waits.get(), 0);
+  EXPECT_EQ(pmtfifo_data_available(fifo.get()), 2);
+}
+
+TEST(PmtfifoDestroy, HandsEachItemToTheFreeFunctionOnce) {
+  for (const int reg : {0, 1}) {
+    pmtfifo *const fifo = pmtfifo_create(0, 1, reg);
+    for (long i = 1; i <= 3; i++) pmtfifo_push(fifo, item(i));
+    void *data = nullptr;
+    pmtfifo_pop(fifo, &data);
+    g_freed.clear();
+    EXPECT_EQ(pmtfifo_destroy(fifo, note_freed), 0);
+    EXPECT_EQ(g_freed, std::vector<long>({2, 3}));
+  }
+}
+
+TEST(PmtfifoOrder, UnpopGoesBeforeAllOthers) {
+  const FifoHandle fifo = new_fifo(0, 0);
+  EXPECT_EQ(pmtfifo_unpop(fifo.get(), item(1)), 0);
+  pmtfifo_push(fifo.get(), item(2));
+  pmtfifo_unpop(fifo.get(), item(3));
+  pmtfifo_push(fifo.get(), item(4));
+  for (const long expected : {3, 1, 2, 4}) EXPECT_EQ(pop(fifo), Popped(1, expected));
+  EXPECT_EQ(pop(fifo), Popped(3, 0));
+}
+
+TEST(PmtfifoOrder, HoldsThroughBurstsLargerThanTheSpareNodes) {
+  const FifoHandle fifo = new_fifo(0, 0);
+  for (int round = 0; round < 3; round++) {
+    for (long i = 1; i <= 3L * ksutil::kFifoMaxSpare; i++) {
+      ASSERT_EQ(pmtfifo_push(fifo.get(), item(i)), 0);
+    }
+    for (long i = 1; i <= 3L * ksutil::kFifoMaxSpare; i++) {
+      ASSERT_EQ(pop(fifo), Popped(1, i));
+    }
+  }
+  EXPECT_LE(fifo->spare_count, ksutil::kFifoMaxSpare);
+}
+
+TEST(PmtfifoNull, IsNoError) {
+  void *data = item(1);
+  EXPECT_EQ(pmtfifo_pop(nullptr, &data), 3);
+  EXPECT_EQ(data, nullptr);
+  EXPECT_EQ(pmtfifo_push(nullptr, data) | pmtfifo_unpop(nullptr, data) |
+                pmtfifo_set_timeout(nullptr, 1.0) | pmtfifo_data_available(nullptr) |
+                pmtfifo_release_block(nullptr) | pmtfifo_release_blocks(nullptr) |
+                pmtfifo_flush(nullptr, nullptr) | pmtfifo_destroy(nullptr, nullptr),
+            0);
+}
+
+TEST(PmtfifoMemory, ShortageFailsAPushAndLeavesTheFifoInUse) {
+  elog_clear_register(0);
+  ks_test_fail_alloc(1);
+  EXPECT_EQ(pmtfifo_create(0, 0, 0), nullptr);
+  EXPECT_TRUE(registered_text().starts_with("pmtfifo_create: malloc() error.\n"));
+  elog_clear_register(0);
+  const FifoHandle fifo = new_fifo(0, 0);
+  ks_test_fail_alloc(1);
+  EXPECT_EQ(pmtfifo_push(fifo.get(), item(1)), -1);
+  EXPECT_TRUE(registered_text().starts_with("pmtfifo_push: malloc() error.\n"));
+  EXPECT_EQ(pmtfifo_push(fifo.get(), item(2)), 0);
+  EXPECT_EQ(pop(fifo), Popped(1, 2));
+}
+
+#if !defined(__SANITIZE_THREAD__)
+TEST(PmtfifoMemory, ShortageInUnpopLeavesTheFifoLocked) {
+  const auto unpop_then_push = [] {
+    pmtfifo *const fifo = pmtfifo_create(0, 0, 0);
+    ks_test_fail_alloc(1);
+    if (pmtfifo_unpop(fifo, item(1)) != -1 ||
+        !registered_text().starts_with("pmtfifo_push: malloc() error.\n")) {
+      _exit(2);
+    }
+    alarm(1);
+    pmtfifo_push(fifo, item(2));
+    _exit(3);
+  };
+  EXPECT_EXIT(unpop_then_push(), testing::KilledBySignal(SIGALRM), "");
+}
+#endif
+
+}  // namespace
