@@ -1,0 +1,220 @@
+#include "platform/db/internal/table_source.h"
+
+#include "platform/db/db.h"
+#include "platform/elog/elog.h"
+#include "platform/stock/text.h"
+
+namespace ksutil::db {
+namespace {
+
+/* The scratch record under another layout of the same table: values that no longer fit
+ * become null. */
+std::string refitted(const Relation &from, const Relation &to, const std::string &row,
+                     const std::string &null) {
+  std::string result = null;
+  for (const Field &field : to.fields) {
+    const Field *const old = from.find(field.name);
+    if (old == nullptr) continue;
+    const std::string_view text = trimmed(std::string_view(row).substr(
+        static_cast<std::size_t>(old->offset), static_cast<std::size_t>(old->width)));
+    const auto width = static_cast<std::size_t>(field.width);
+    if (text.size() > width) continue;
+    const std::string blanks(width - text.size(), ' ');
+    const std::string value(text);
+    result.replace(static_cast<std::size_t>(field.offset), width,
+                   field.type == FieldType::kText ? value + blanks : blanks + value);
+  }
+  return result;
+}
+
+}  // namespace
+
+bool SourceFields::bind(std::string_view name, int &slot, expr::Type &type) const {
+  if (source_ == nullptr) return false;
+  const int index = source_->find_field(name);
+  if (index < 0 || !expression_type(source_->field(index).type, type)) return false;
+  slot = index;
+  return true;
+}
+
+bool is_row(const Relation &layout, std::string_view text) {
+  if (!text.empty() && text.back() == '\n') text.remove_suffix(1);
+  return text.size() == static_cast<std::size_t>(layout.width) &&
+         text.find('\n') == text.npos;
+}
+
+TableSource::TableSource(TableStore &store, long number, bool writable)
+    : store_(store), number_(number), writable_(writable) {
+  adopt(store.layout());
+}
+
+void TableSource::adopt(const Relation &layout) {
+  if (layout_ != nullptr && same_layout(layout_->relation(), layout)) return;
+  auto bound = std::make_shared<const BoundLayout>(layout);
+  null_ = null_record(layout);
+  scratch_ = layout_ == nullptr
+                 ? null_
+                 : refitted(layout_->relation(), layout, scratch_, null_);
+  layout_ = std::move(bound);
+}
+
+int TableSource::field_count() const {
+  return static_cast<int>(relation().fields.size());
+}
+
+const Field &TableSource::field(int index) const {
+  return relation().fields[static_cast<std::size_t>(index)];
+}
+
+int TableSource::find_field(std::string_view name) const {
+  const std::size_t point = name.find('.');
+  if (point != name.npos) {
+    if (name.substr(0, point) != relation().name) return -1;
+    name.remove_prefix(point + 1);
+  }
+  return relation().index(name);
+}
+
+bool TableSource::stamp(const char *who, Stamp &stamp) {
+  if (!store_.stamp(stamp)) {
+    elog_log(0, "%s: cannot look at table %s.\n", who, name().c_str());
+    return false;
+  }
+  if (snapshot_ == nullptr || !(snapshot_->stamp() == stamp)) stale_ = true;
+  return true;
+}
+
+std::shared_ptr<const Snapshot> TableSource::look(const char *who) {
+  std::shared_ptr<const Snapshot> now = store_.snapshot();
+  if (now == nullptr) {
+    elog_log(0, "%s: cannot read table %s.\n", who, name().c_str());
+    return nullptr;
+  }
+  if (stale_ || now != snapshot_) {
+    adopt(now->layout());
+    snapshot_ = std::move(now);
+  }
+  stale_ = false;
+  return snapshot_;
+}
+
+bool TableSource::count(const char *who, long &count) {
+  Stamp now;
+  if (!stamp(who, now)) return false;
+  count = now.count;
+  return true;
+}
+
+/* Makes sure that the snapshot holds the record, with one new look at most. */
+bool TableSource::refresh(const char *who, long number) {
+  if ((stale_ || number >= snapshot_->count()) && look(who) == nullptr) return false;
+  if (number < snapshot_->count()) return true;
+  elog_log(0, "%s: %s has no record %ld, only %ld records.\n", who, name().c_str(),
+           number, snapshot_->count());
+  return false;
+}
+
+std::string_view TableSource::row(const char *who, long number) {
+  if (number == dbSCRATCH) return scratch_;
+  if (number == dbNULL) return null_;
+  if (number < 0) {
+    elog_log(0, "%s: no record of %s is chosen.\n", who, name().c_str());
+    return {};
+  }
+  if (!refresh(who, number)) return {};
+  const std::string_view row = snapshot_->row(number);
+  if (row.empty()) {
+    elog_log(0, "%s: cannot read record %ld of %s.\n", who, number, name().c_str());
+  }
+  return row;
+}
+
+RowText TableSource::text(const char *who, long number) {
+  if (number < 0) return RowText(row(who, number));
+  if (!refresh(who, number)) return {};
+  RowText text = snapshot_->text(number);
+  if (text.empty()) {
+    elog_log(0, "%s: cannot read record %ld of %s.\n", who, number, name().c_str());
+  }
+  return text;
+}
+
+const expr::Record *TableSource::record(const char *who, long number) {
+  const std::string_view text = row(who, number);
+  if (text.empty()) return nullptr;
+  current_ = RowRecord(*layout_, text);
+  return &current_;
+}
+
+bool TableSource::set_scratch(const char *who, std::string_view text) {
+  if (!is_row(relation(), text)) {
+    elog_log(0, "%s: a record of %s has %d characters, not %zu.\n", who, name().c_str(),
+             relation().width, text.size());
+    return false;
+  }
+  scratch_.assign(text.substr(0, static_cast<std::size_t>(relation().width)));
+  scratch_ += '\n';
+  return true;
+}
+
+bool TableSource::exclusively(
+    const char *who, const std::function<bool(TableStore::Exclusive &)> &work) {
+  if (!writable_) {
+    elog_log(0, "%s: cannot write %s: the database is open for reading only.\n", who,
+             name().c_str());
+    return false;
+  }
+  const bool done = store_.exclusively(work);
+  stale_ = true;
+  return done;
+}
+
+bool TableSource::rewrite(const char *who, long number, const Edit &edit) {
+  if (number == dbSCRATCH) {
+    std::string row = scratch_;
+    if (!edit(relation(), row)) return false;
+    scratch_ = std::move(row);
+    return true;
+  }
+  if (number < 0) {
+    elog_log(0, "%s: no record of %s is chosen that can be written.\n", who,
+             name().c_str());
+    return false;
+  }
+  bool told = false;
+  const bool written = exclusively(who, [&](TableStore::Exclusive &table) {
+    const std::shared_ptr<const Snapshot> now = table.snapshot();
+    if (now == nullptr) return false;
+    if (number >= now->count()) {
+      elog_log(0, "%s: %s has no record %ld, only %ld records.\n", who, name().c_str(),
+               number, now->count());
+      told = true;
+      return false;
+    }
+    std::string row(now->row(number));
+    if (row.empty()) return false;
+    told = !edit(now->layout(), row);
+    return !told && table.overwrite(number, row);
+  });
+  if (!written && !told) {
+    elog_log(0, "%s: cannot write record %ld of %s.\n", who, number, name().c_str());
+  }
+  return written;
+}
+
+long TableSource::append(const char *who, const Edit &edit) {
+  bool told = false;
+  long number = -1;
+  const bool written = exclusively(who, [&](TableStore::Exclusive &table) {
+    adopt(store_.layout());
+    std::string row = null_;
+    told = !edit(relation(), row);
+    if (!told) number = table.append(row);
+    return number >= 0;
+  });
+  if (written) return number;
+  if (!told) elog_log(0, "%s: cannot add a record to %s.\n", who, name().c_str());
+  return -1;
+}
+
+}  // namespace ksutil::db

@@ -1,0 +1,313 @@
+#include <charconv>
+#include <cmath>
+#include <cstdarg>
+#include <cstring>
+#include <variant>
+
+#include "platform/clock/clock.h"
+#include "platform/db/db.h"
+#include "platform/db/internal/boundary.h"
+#include "platform/db/internal/registry.h"
+#include "platform/elog/elog.h"
+#include "platform/stock/text.h"
+
+using namespace ksutil::db;
+
+namespace {
+
+/* Ends a va_list with its scope, also when something throws. */
+class Arguments {
+ public:
+  explicit Arguments(va_list &args) : args_(args) {}
+  ~Arguments() { va_end(args_); }
+  Arguments(const Arguments &) = delete;
+  Arguments &operator=(const Arguments &) = delete;
+  template <class T>
+  T next() {
+    return va_arg(args_, T);
+  }
+
+ private:
+  va_list &args_;
+};
+
+/* The field of that name; -1 with a message. */
+int find_field(const char *who, const RecordSource &source, const char *name) {
+  const int field = source.find_field(name);
+  if (field < 0) {
+    elog_log(0, "%s: %s has no field '%s'.\n", who, source.name().c_str(), name);
+  }
+  return field;
+}
+
+/* Reading. */
+
+struct Reading {
+  FieldType type;
+  void *to;
+  ksutil::expr::Value value;
+};
+
+void deliver(const Reading &reading) {
+  switch (reading.type) {
+    case FieldType::kInteger:
+    case FieldType::kYearday:
+      *static_cast<long *>(reading.to) = static_cast<long>(reading.value.integer);
+      break;
+    case FieldType::kReal:
+    case FieldType::kTime:
+    case FieldType::kDate:
+      *static_cast<double *>(reading.to) = reading.value.real;
+      break;
+    case FieldType::kText: {
+      const std::string_view text = reading.value.text;
+      char *const to = static_cast<char *>(reading.to);
+      if (!text.empty()) std::memcpy(to, text.data(), text.size());
+      to[text.size()] = '\0';
+      break;
+    }
+    case FieldType::kPointer:
+      *static_cast<void **>(reading.to) =
+          reinterpret_cast<void *>(static_cast<std::uintptr_t>(reading.value.integer));
+      break;
+  }
+}
+
+int read_fields(Dbptr db, Arguments &arguments) {
+  const Opened opened("dbgetv", db);
+  if (!opened) return -1;
+  RecordSource *const source = opened.source("dbgetv", db);
+  if (source == nullptr) return -1;
+  const ksutil::expr::Record *const record = source->record("dbgetv", db.record);
+  if (record == nullptr) return -1;
+  std::vector<Reading> readings;
+  readings.reserve(16);
+  while (const char *const name = arguments.next<const char *>()) {
+    const int field = find_field("dbgetv", *source, name);
+    if (field < 0) return -1;
+    Reading reading{source->field(field).type, arguments.next<void *>(), {}};
+    if (!record->value(field, reading.value)) {
+      elog_log(0, "dbgetv: cannot read field '%s' of %s.\n", name,
+               source->name().c_str());
+      return -1;
+    }
+    readings.push_back(reading);
+  }
+  for (const Reading &reading : readings) deliver(reading);
+  return 0;
+}
+
+/* Writing. */
+
+struct Assignment {
+  int field;
+  std::variant<std::int64_t, double, const char *, void *> value;
+};
+
+bool collect(const char *who, const TableSource &table, Arguments &arguments,
+             std::vector<Assignment> &assignments) {
+  while (const char *const name = arguments.next<const char *>()) {
+    const int field = find_field(who, table, name);
+    if (field < 0) return false;
+    switch (table.field(field).type) {
+      case FieldType::kInteger:
+      case FieldType::kYearday:
+        assignments.push_back({field, std::int64_t{arguments.next<long>()}});
+        break;
+      case FieldType::kReal:
+      case FieldType::kTime:
+      case FieldType::kDate:
+        assignments.push_back({field, arguments.next<double>()});
+        break;
+      case FieldType::kText:
+        assignments.push_back({field, arguments.next<const char *>()});
+        break;
+      case FieldType::kPointer:
+        assignments.push_back({field, arguments.next<void *>()});
+        break;
+    }
+  }
+  return true;
+}
+
+/* The shortest text that reads back as the value, with a decimal point. */
+std::string real_text(double value) {
+  char buffer[32];
+  const auto [end, error] = std::to_chars(buffer, buffer + sizeof buffer, value);
+  std::string text(buffer, end);
+  if (text.find_first_of(".en") == text.npos) text += ".0";
+  return text;
+}
+
+struct Write {
+  const Field &field;
+  std::string &row;
+  bool operator()(std::int64_t value) const { return write_integer(field, value, row); }
+  bool operator()(double value) const { return write_real(field, value, row); }
+  bool operator()(const char *value) const {
+    return value != nullptr && write_text(field, value, row);
+  }
+  bool operator()(void *value) const {
+    return write_integer(field, reinterpret_cast<std::intptr_t>(value), row);
+  }
+};
+
+/* Whether a value was refused for its length; else the writer has told the cause. */
+struct TooLong {
+  const Field &field;
+  bool operator()(std::int64_t) const { return true; }
+  bool operator()(double value) const { return std::isfinite(value); }
+  bool operator()(const char *value) const {
+    return value != nullptr &&
+           std::strlen(value) > static_cast<std::size_t>(field.width);
+  }
+  bool operator()(void *) const { return true; }
+};
+
+struct Show {
+  std::string operator()(std::int64_t value) const { return std::to_string(value); }
+  std::string operator()(double value) const { return real_text(value); }
+  std::string operator()(const char *value) const {
+    return value == nullptr ? "a null text" : "'" + std::string(value) + "'";
+  }
+  std::string operator()(void *) const { return "a pointer"; }
+};
+
+bool assign(const char *who, const Relation &layout,
+            const std::vector<Assignment> &assignments, std::string &row) {
+  for (const Assignment &assignment : assignments) {
+    const Field &field = layout.fields[static_cast<std::size_t>(assignment.field)];
+    const int mark = elog_mark();
+    if (std::visit(Write{field, row}, assignment.value)) continue;
+    if (std::visit(TooLong{field}, assignment.value)) {
+      elog_flush(0, mark);
+      elog_log(0, "%s: %s.%s: %s does not fit its %d characters.\n", who,
+               layout.name.c_str(), field.name.c_str(),
+               std::visit(Show{}, assignment.value).c_str(), field.width);
+    } else {
+      elog_log(0, "%s: %s.%s: %s cannot be written.\n", who, layout.name.c_str(),
+               field.name.c_str(), std::visit(Show{}, assignment.value).c_str());
+    }
+    return false;
+  }
+  return true;
+}
+
+int write_fields(Dbptr db, Arguments &arguments) {
+  const Opened opened("dbputv", db);
+  TableSource *const table = opened ? opened.table("dbputv", db) : nullptr;
+  std::vector<Assignment> assignments;
+  if (table == nullptr || !collect("dbputv", *table, arguments, assignments)) return -1;
+  return table->rewrite("dbputv", db.record,
+                        [&](const Relation &layout, std::string &row) {
+                          return assign("dbputv", layout, assignments, row);
+                        })
+             ? 0
+             : -1;
+}
+
+long add_fields(Dbptr db, Arguments &arguments) {
+  const Opened opened("dbaddv", db);
+  TableSource *const table = opened ? opened.table("dbaddv", db) : nullptr;
+  std::vector<Assignment> assignments;
+  if (table == nullptr || !collect("dbaddv", *table, arguments, assignments)) return -1;
+  const int lddate = table->find_field("lddate");
+  bool stamped = lddate < 0;
+  for (const Assignment &assignment : assignments) {
+    stamped = stamped || assignment.field == lddate;
+  }
+  if (!stamped) assignments.push_back({lddate, std_now()});
+  return table->append("dbaddv", [&](const Relation &layout, std::string &row) {
+    return assign("dbaddv", layout, assignments, row);
+  });
+}
+
+bool replace_row(const char *who, const Relation &layout, std::string_view text,
+                 std::string &row) {
+  if (!is_row(layout, text)) {
+    elog_log(0, "%s: a record of %s has %d characters, not %zu.\n", who,
+             layout.name.c_str(), layout.width, text.size());
+    return false;
+  }
+  row.assign(text.substr(0, static_cast<std::size_t>(layout.width)));
+  row += '\n';
+  return true;
+}
+
+int get_text(const Opened &opened, Dbptr db, char *text) {
+  TableSource *const table = opened.table("dbget", db);
+  if (table == nullptr) return -1;
+  std::string_view row = table->row("dbget", db.record);
+  if (row.empty()) return -1;
+  if (text == nullptr) return table->set_scratch("dbget", row) ? 0 : -1;
+  if (db.field >= 0 && db.field < table->field_count()) {
+    const Field &field = table->field(db.field);
+    row = ksutil::right_trimmed(row.substr(static_cast<std::size_t>(field.offset),
+                                           static_cast<std::size_t>(field.width)));
+  }
+  if (!row.empty()) std::memcpy(text, row.data(), row.size());
+  text[row.size()] = '\0';
+  return 0;
+}
+
+int put_text(const Opened &opened, Dbptr db, const char *text) {
+  TableSource *const table = opened.table("dbput", db);
+  if (table == nullptr) return -1;
+  const bool to_field = db.field >= 0 && db.field < table->field_count();
+  const std::string value(text == nullptr ? table->row("dbput", dbSCRATCH) : text);
+  const auto edit = [&](const Relation &layout, std::string &row) {
+    return to_field && text != nullptr
+               ? assign("dbput", layout, {{db.field, value.c_str()}}, row)
+               : replace_row("dbput", layout, value, row);
+  };
+  return table->rewrite("dbput", db.record, edit) ? 0 : -1;
+}
+
+}  // namespace
+
+int dbget(Dbptr db, char *text) {
+  return guarded("dbget", -1, [&] {
+    const Opened opened("dbget", db);
+    return opened ? get_text(opened, db, text) : -1;
+  });
+}
+
+int dbgetv(Dbptr db, ...) {
+  va_list args;
+  va_start(args, db);
+  Arguments arguments(args);
+  return guarded("dbgetv", -1, [&] { return read_fields(db, arguments); });
+}
+
+int dbputv(Dbptr db, ...) {
+  va_list args;
+  va_start(args, db);
+  Arguments arguments(args);
+  return guarded("dbputv", -1, [&] { return write_fields(db, arguments); });
+}
+
+long dbaddv(Dbptr db, ...) {
+  va_list args;
+  va_start(args, db);
+  Arguments arguments(args);
+  return guarded("dbaddv", -1L, [&] { return add_fields(db, arguments); });
+}
+
+long dbadd(Dbptr db, const char *text) {
+  return guarded("dbadd", -1L, [&] {
+    const Opened opened("dbadd", db);
+    TableSource *const table = opened ? opened.table("dbadd", db) : nullptr;
+    if (table == nullptr) return -1L;
+    return table->append("dbadd", [&](const Relation &layout, std::string &row) {
+      return replace_row("dbadd", layout,
+                         text == nullptr ? table->row("dbadd", dbSCRATCH) : text, row);
+    });
+  });
+}
+
+int dbput(Dbptr db, const char *text) {
+  return guarded("dbput", -1, [&] {
+    const Opened opened("dbput", db);
+    return opened ? put_text(opened, db, text) : -1;
+  });
+}
