@@ -27,7 +27,7 @@ EVClient::EVClient(EVServer *server_in) {
            "object.\n");
   }
   server = server_in;
-  server_in->registerClient(this);
+  pin.state()->clients.add(this);
   std::string schema;
   {
     const std::lock_guard lock(pin.state()->database_lock);

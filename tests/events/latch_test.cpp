@@ -1,0 +1,63 @@
+/* A latch that counts its unlocks lets the refresher queue refreshes without end; one that
+ * loses the worker's last unlock keeps the server from ever ending. */
+#include "events/internal/latch.h"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <chrono>
+#include <future>
+
+#include "events/internal/published.h"
+#include "tests/events/bare_server.h"
+
+using namespace std::chrono_literals;
+using ksutil::events::EventsLock;
+using ksutil::events::RefreshLatch;
+
+TEST(RefreshLatch, ManyUnlocksLetOneLockThrough) {
+  RefreshLatch latch;
+  for (int i = 0; i < 5; i++) latch.unlock();
+  latch.lock();
+  auto second = std::async(std::launch::async, [&] { latch.lock(); });
+  EXPECT_EQ(second.wait_for(50ms), std::future_status::timeout);
+  latch.unlock();
+  EXPECT_EQ(second.wait_for(10s), std::future_status::ready);
+}
+
+TEST(RefreshLatch, ClosedLetsPresentAndFutureLocksThrough) {
+  RefreshLatch latch;
+  latch.lock();
+  auto waiting = std::async(std::launch::async, [&] { latch.lock(); });
+  EXPECT_EQ(waiting.wait_for(20ms), std::future_status::timeout);
+  latch.close();
+  EXPECT_EQ(waiting.wait_for(10s), std::future_status::ready);
+  latch.lock();
+  latch.lock();
+}
+
+/* The owner decides which waits are refused: a lock that forgets it lets a program hang,
+ * one that another thread can open shows readers a list in the making. */
+TEST(EventsLock, BelongsToOneThreadUntilItsLastUnlock) {
+  EventsLock lock;
+  lock.lock();
+  lock.lock();
+  lock.unlock();
+  std::async(std::launch::async, [&] {
+    EXPECT_FALSE(lock.owned_by_this_thread());
+    taken_messages();
+    lock.unlock();
+    EXPECT_EQ(taken_messages(),
+              "EVServer::releaseEventsLock: this thread does not hold "
+              "the events lock.\n");
+  }).wait();
+  EXPECT_TRUE(lock.owned_by_this_thread());
+  auto other = std::async(std::launch::async, [&] {
+    lock.lock();
+    lock.unlock();
+  });
+  EXPECT_EQ(other.wait_for(20ms), std::future_status::timeout);
+  lock.unlock();
+  EXPECT_EQ(other.wait_for(10s), std::future_status::ready);
+  EXPECT_FALSE(lock.owned_by_this_thread());
+}
