@@ -2,59 +2,12 @@
 #include <utility>
 
 #include "events/evserver.h"
+#include "events/internal/record_sizes.h"
 #include "events/internal/server_state.h"
 
+using ksutil::events::bytes;
+
 namespace {
-
-long bytes(const EVStamag &stamag) {
-  return static_cast<long>(sizeof stamag + stamag.record_stamag.size() +
-                           stamag.magtype.size());
-}
-
-long bytes(const EVMoment &moment) {
-  return static_cast<long>(sizeof moment + moment.record_mt.size());
-}
-
-long bytes(const EVAssociation &association) {
-  return static_cast<long>(sizeof association + association.record_assoc.size() +
-                           association.record_arrival.size() +
-                           association.record_site.size());
-}
-
-long bytes(const EVDetection &detection) {
-  return static_cast<long>(sizeof detection + detection.record_detection.size() +
-                           detection.record_site.size());
-}
-
-long bytes(const EVMagnitude &magnitude);
-long bytes(const EVOrigin &origin);
-long bytes(const EVEvent &event);
-
-template <class Record>
-long bytes(const Table<Record> &records) {
-  long sum = 0;
-  for (const Record &record : records) sum += bytes(record);
-  return sum;
-}
-
-long bytes(const EVMagnitude &magnitude) {
-  return static_cast<long>(sizeof magnitude + magnitude.record_netmag.size() +
-                           magnitude.magtype.size()) +
-         bytes(magnitude.stamags);
-}
-
-long bytes(const EVOrigin &origin) {
-  return static_cast<long>(sizeof origin + origin.record_origin.size() +
-                           origin.record_origerr.size() + origin.magtype.size()) +
-         bytes(origin.magnitudes) + bytes(origin.moments) + bytes(origin.detections) +
-         bytes(origin.associations);
-}
-
-long bytes(const EVEvent &event) {
-  return static_cast<long>(sizeof event + event.record_event.size() +
-                           event.magtype.size()) +
-         bytes(event.origins);
-}
 
 /* The index of the first event with the evid, or -1. */
 int find_evid(const Table<EVEvent> &events, long evid) {
@@ -90,18 +43,22 @@ int EVServer::expandedNumber() {
   return static_cast<int>(state_->published.expanded.size());
 }
 
-long EVServer::getEventsSize() { return bytes(*state_->published.events); }
+long EVServer::getEventsSize() {
+  return static_cast<long>(bytes(*state_->published.events));
+}
 
-long EVServer::getDetectionsSize() { return bytes(*state_->published.detections); }
+long EVServer::getDetectionsSize() {
+  return static_cast<long>(bytes(*state_->published.detections));
+}
 
 long EVServer::getExpandedSize() {
-  long sum = 0;
+  std::size_t sum = 0;
   state_->published.expanded.apply(
       [](const long &, const EVEvent &event, void *total) {
-        *static_cast<long *>(total) += bytes(event);
+        *static_cast<std::size_t *>(total) += bytes(event);
       },
       &sum);
-  return sum;
+  return static_cast<long>(sum);
 }
 
 int EVServer::getEvent(int index, EVEvent &event) {

@@ -48,7 +48,7 @@ INSTANTIATE_TEST_SUITE_P(
                     OriginCase{"FallsBackToPreferred", 3, 77, 1, 3, 12},
                     OriginCase{"FallsBackToFirstWithoutIndex", -1, 77, 1, -1, 10},
                     OriginCase{"PreferredPastTheEnd", 4, 77, 1, -1, 10}),
-    [](const auto &info) { return info.param.name; });
+    [](const auto &tested) { return tested.param.name; });
 
 TEST(ClientRecords, OfEventsWithoutOriginsOrId) {
   BareServer bare;
