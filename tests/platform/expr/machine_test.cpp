@@ -12,13 +12,15 @@ namespace {
 thread_local long allocations = 0;
 }
 
-void *operator new(std::size_t size) {
+[[gnu::noinline]] void *operator new(std::size_t size) {
   ++allocations;
   if (void *const block = std::malloc(size)) return block;
   throw std::bad_alloc();
 }
-void operator delete(void *block) noexcept { std::free(block); }
-void operator delete(void *block, std::size_t) noexcept { std::free(block); }
+[[gnu::noinline]] void operator delete(void *block) noexcept { std::free(block); }
+[[gnu::noinline]] void operator delete(void *block, std::size_t) noexcept {
+  std::free(block);
+}
 
 namespace ksutil::expr {
 namespace {
