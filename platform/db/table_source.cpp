@@ -148,8 +148,8 @@ const expr::Record *TableSource::record(const char *who, long number) {
 
 bool TableSource::set_scratch(const char *who, std::string_view text) {
   if (!is_row(relation(), text)) {
-    elog_log(0, "%s: a record of %s has %d characters, not %zu.\n", who, name().c_str(),
-             relation().width, text.size());
+    elog_log(0, "%s: %zu bytes are no record of %s, which is one line of %d.\n", who,
+             text.size(), name().c_str(), relation().width);
     return false;
   }
   scratch_.assign(text.substr(0, static_cast<std::size_t>(relation().width)));

@@ -225,8 +225,8 @@ long add_fields(Dbptr db, Arguments &arguments) {
 bool replace_row(const char *who, const Relation &layout, std::string_view text,
                  std::string &row) {
   if (!is_row(layout, text)) {
-    elog_log(0, "%s: a record of %s has %d characters, not %zu.\n", who,
-             layout.name.c_str(), layout.width, text.size());
+    elog_log(0, "%s: %zu bytes are no record of %s, which is one line of %d.\n", who,
+             text.size(), layout.name.c_str(), layout.width);
     return false;
   }
   row.assign(text.substr(0, static_cast<std::size_t>(layout.width)));

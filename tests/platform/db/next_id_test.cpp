@@ -1,0 +1,103 @@
+/* An id given out twice merges two earthquakes into one, and nobody notices until the
+ * rows of both are mixed. */
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <set>
+
+#include "tests/platform/db/api_test_support.h"
+
+namespace ksutil::db::test {
+namespace {
+
+std::string lastid(const std::string &counter, long value) {
+  return RowMaker("lastid").set("keyname", counter).set("keyvalue", value).text();
+}
+
+TEST(NextId, CountsFromTheCounterOrFromWhatIsInUse) {
+  TestDatabase database;
+  database.write("lastid", {lastid("arid", 900), lastid("evid", 100)});
+  database.write("origin",
+                 {RowMaker("origin").set("orid", 40L).set("evid", 3L).text()});
+  const Handle db(database.name(), "r+");
+  EXPECT_EQ(dbnextid(db, "evid"), 101) << messages();
+  EXPECT_EQ(dbnextid(db, "evid"), 102);
+  EXPECT_EQ(dbnextid(db, "orid"), 41);  // no counter yet
+  EXPECT_EQ(dbnextid(db, "arid"), 901);
+  EXPECT_EQ(dbnextid(db, "stassid"), 1);
+  long count, evid = 0;
+  char name[16];
+  EXPECT_EQ(dbquery(db.at("lastid"), dbq_record_count, &count), 0);
+  EXPECT_EQ(count, 4);
+  EXPECT_EQ(dbgetv(db.at("lastid", 1), "keyname", name, "keyvalue", &evid, nullptr), 0);
+  EXPECT_STREQ(name, "evid");
+  EXPECT_EQ(evid, 102);
+}
+
+TEST(NextId, RisesAboveRowsThatDrawOnTheCounterUnderAnyName) {
+  TestDatabase database;
+  database.write("lastid", {lastid("orid", 5)});
+  const Handle db(database.name(), "r+");
+  EXPECT_EQ(dbnextid(db, "orid"), 6);
+  database.write("event", {RowMaker("event").set("prefor", 70L).text()});
+  EXPECT_EQ(dbnextid(db, "orid"), 71);
+  database.write("event", {RowMaker("event").set("prefor", 99L).text()});
+  EXPECT_EQ(dbnextid(db, "orid"), 100);
+  database.write("event", {});  // a removed row's id is not given out again
+  EXPECT_EQ(dbnextid(db, "orid"), 101);
+  database.write("origin", {RowMaker("origin").set("mlid", 33L).text()});
+  EXPECT_EQ(dbnextid(db, "magid"), 34);
+}
+
+TEST(NextId, EndsWhereTheFieldEnds) {
+  TestDatabase database;
+  database.write("lastid", {lastid("evid", 99999998)});
+  const Handle db(database.name(), "r+");
+  EXPECT_EQ(dbnextid(db, "evid"), 99999999);
+  EXPECT_EQ(dbnextid(db, "evid"), -1);
+  EXPECT_THAT(messages(), testing::HasSubstr("dbnextid: no next id of counter 'evid'"));
+  EXPECT_EQ(dbnextid(db, ""), -1);
+  EXPECT_EQ(dbnextid(db, "a name longer than the field"), -1);
+  messages();
+}
+
+TEST(NextId, IsDifferentInEveryProcess) {
+  TestDatabase database;
+  constexpr int kProcesses = 4, kIds = 50;
+  int ends[2];
+  ASSERT_EQ(pipe(ends), 0);
+  std::vector<pid_t> children;
+  for (int p = 0; p < kProcesses; ++p) {
+    const pid_t child = fork();
+    ASSERT_GE(child, 0);
+    if (child == 0) {
+      Dbptr db;
+      bool good = dbopen_noshare(database.name().c_str(), "r+", &db) == 0;
+      for (int i = 0; i < kIds; ++i) {
+        const long id = dbnextid(db, "evid");
+        good = good && write(ends[1], &id, sizeof id) == sizeof id;
+      }
+      _exit(good ? 0 : 1);
+    }
+    children.push_back(child);
+  }
+  close(ends[1]);
+  std::vector<long> ids;
+  long id;
+  while (read(ends[0], &id, sizeof id) == sizeof id) ids.push_back(id);
+  close(ends[0]);
+  for (const pid_t child : children) {
+    int status = -1;
+    waitpid(child, &status, 0);
+    EXPECT_EQ(status, 0);
+  }
+  std::sort(ids.begin(), ids.end());
+  ASSERT_EQ(ids.size(), static_cast<std::size_t>(kProcesses * kIds));
+  for (std::size_t i = 0; i < ids.size(); ++i) {
+    EXPECT_EQ(ids[i], static_cast<long>(i) + 1);
+  }
+}
+
+}  // namespace
+}  // namespace ksutil::db::test
