@@ -1,0 +1,380 @@
+/* Table files come from many programs, and change while they are read.  A layout guessed
+ * wrong turns every number of a table into another; a file that shrinks or is replaced
+ * under a running server must cost rows, never the server. */
+#include "platform/db/flat_files.h"
+
+#include <fcntl.h>
+#include <gmock/gmock.h>
+#include <unistd.h>
+
+#include <random>
+
+#include "platform/stock/files.h"
+#include "table_files.h"
+
+namespace ksutil::db {
+namespace {
+
+using namespace testing;
+using ::testing::ElementsAre;
+using ::testing::HasSubstr;
+using ::testing::IsEmpty;
+
+class FlatFiles : public ::testing::Test {
+ protected:
+  ~FlatFiles() override { elog_clear_register(0); }
+  std::string path(const std::string &table) const {
+    return directory_ / ("db." + table);
+  }
+  TableStore &table(const std::string &name, const char *mode = "r") {
+    stores_.push_back(open_flat_files(directory_ / "db", mode));
+    if (stores_.back() == nullptr) throw std::runtime_error(messages());
+    return *stores_.back()->table(name);
+  }
+  TempDirectory directory_;
+  std::vector<std::unique_ptr<DatabaseStore>> stores_;
+};
+
+/* Ends the record as another program would: its load date in `width` characters. */
+std::string with_lddate(const std::string &row, const std::string &lddate,
+                        std::size_t width, std::size_t old_width) {
+  std::string text = lddate;
+  text.resize(width, ' ');
+  return row.substr(0, row.size() - 1 - old_width) + text + "\n";
+}
+
+TEST_F(FlatFiles, LoadDatesOfAnyWidthAreFitted) {
+  for (const std::size_t width : {11u, 17u, 19u, 25u, 26u}) {
+    std::string text;
+    for (int i = 0; i < 5; ++i) {
+      text +=
+          with_lddate(origin_row("kbcore", 100 + i, 10.0 + i), "16-MAR-16", width, 19);
+    }
+    write_file(path("origin"), text);
+    TableStore &origin = table("origin");
+    EXPECT_EQ(stores_.back()->schema()->name(), "kbcore");
+    ASSERT_EQ(origin.snapshot()->count(), 5);
+    EXPECT_EQ(origin.layout().fields.back().width, static_cast<int>(width));
+    EXPECT_EQ(real_of(origin, "lat", 4), 14.0);
+    EXPECT_EQ(integer_of(origin, "orid", 4), 104);
+    EXPECT_EQ(real_of(origin, "lddate", 0), 1458086400.0);
+    EXPECT_EQ(origin.snapshot()->row(4), text.substr(4 * text.size() / 5));
+  }
+}
+
+TEST_F(FlatFiles, StrictTableInAWideDatabaseKeepsItsOwnLayout) {
+  write_file(path("event"), null_record(relation("kbcore", "event")));
+  write_file(path("origin"), origin_row("css3.0", 7, 3.5));
+  TableStore &origin = table("origin");
+  EXPECT_EQ(stores_.back()->schema()->name(), "kbcore");
+  EXPECT_EQ(origin.layout().width, 237);
+  EXPECT_EQ(integer_of(origin, "orid", 0), 7);
+}
+
+TEST_F(FlatFiles, OverflowingFieldDoesNotHideTheLayout) {
+  const Relation &layout = relation("kbcore", "assoc");
+  std::string text;
+  for (int i = 0; i < 20; ++i) {
+    std::string row = null_record(layout);
+    ASSERT_TRUE(write_real(*layout.find("delta"), 114.022, row));
+    row.replace(36, 13, "-1.00114.022 ");
+    text += row;
+  }
+  write_file(path("assoc"), text);
+  TableStore &assoc = table("assoc");
+  EXPECT_EQ(real_of(assoc, "delta", 19), 114.022);
+  EXPECT_EQ(real_of(assoc, "belief", 19), -1.0);
+}
+
+TEST_F(FlatFiles, NumbersAtTheLeftOfTheirFieldsAreRead) {
+  const Relation &layout = relation("css3.0", "wfdisc");
+  std::string row = null_record(layout);
+  const auto put = [&](const char *field, std::string text) {
+    const Field &f = *layout.find(field);
+    text.resize(static_cast<std::size_t>(f.width), ' ');
+    row.replace(static_cast<std::size_t>(f.offset), text.size(), text);
+  };
+  put("time", "1296474900.0");
+  put("jdate", "2011031");
+  put("nsamp", " 4800");
+  put("samprate", "80.0");
+  put("foff", "  0");
+  put("lddate", "2011/01/31");
+  write_file(path("wfdisc"), row);
+  TableStore &wfdisc = table("wfdisc");
+  EXPECT_EQ(real_of(wfdisc, "time", 0), 1296474900.0);
+  EXPECT_EQ(integer_of(wfdisc, "nsamp", 0), 4800);
+  EXPECT_EQ(real_of(wfdisc, "lddate", 0), 1296432000.0);
+}
+
+TEST_F(FlatFiles, RemaindersCountOnlyWhenTheyAreWholeRecords) {
+  const std::string row = lastid_row("orid", 5);
+  const std::string whole = row + row;
+  const std::string crlf = row.substr(0, 42) + "\r\n";
+  const struct {
+    const char *name;
+    std::string text;
+    long count;
+  } cases[] = {{"exact", whole, 2},
+               {"no newline", whole + row.substr(0, 42), 3},
+               {"torn", whole + row.substr(0, 30), 2},
+               {"blanks", whole + std::string(42, ' '), 2},
+               {"short line", whole + row.substr(0, 41) + "\n", 2},
+               {"one record without newline", row.substr(0, 42), 1},
+               {"torn first record", row.substr(0, 20), 0},
+               {"empty", "", 0},
+               {"CRLF", crlf + crlf, 2},
+               {"CRLF, no newline", crlf + crlf.substr(0, 43), 2},
+               {"CRLF, neither", crlf + crlf.substr(0, 42), 2},
+               {"CRLF, torn", crlf + crlf.substr(0, 41), 1},
+               {"one CR record without newline", crlf.substr(0, 43), 1}};
+  for (const auto &c : cases) {
+    write_file(path("lastid"), c.text);
+    TableStore &lastid = table("lastid");
+    const auto snapshot = lastid.snapshot();
+    ASSERT_NE(snapshot, nullptr) << c.name << messages();
+    EXPECT_EQ(snapshot->count(), c.count) << c.name;
+    for (long record = 0; record < c.count; ++record) {
+      EXPECT_EQ(integer_of(lastid, "keyvalue", record), 5) << c.name;
+      EXPECT_EQ(snapshot->row(record).back(), '\n') << c.name;
+    }
+  }
+}
+
+TEST_F(FlatFiles, WhatIsNoTableIsAnErrorThatNamesTheFile) {
+  write_file(path("event"), null_record(relation("css3.0", "event")));
+  write_file(path("origin"),
+             "some letter that somebody wrote\nin lines of any length\n");
+  write_file(path("arrival"), std::string(100000, 'x'));
+  ::mkdir(path("assoc").c_str(), 0777);
+  for (const char *name : {"origin", "arrival", "assoc"}) {
+    TableStore &broken = table(name);
+    Stamp stamp;
+    EXPECT_FALSE(broken.stamp(stamp)) << name;
+    EXPECT_EQ(broken.snapshot(), nullptr);
+    EXPECT_THAT(messages(), HasSubstr(path(name)));
+  }
+}
+
+TEST_F(FlatFiles, BrokenRecordIsReportedAndTheOthersAreRead) {
+  std::string text;
+  for (int i = 0; i < 10; ++i) text += lastid_row("id", i);
+  text[4 * 43 + 42] = 'x';
+  write_file(path("lastid"), text);
+  TableStore &lastid = table("lastid");
+  EXPECT_EQ(lastid.snapshot()->row(4), "");
+  EXPECT_THAT(messages(),
+              ::testing::AllOf(HasSubstr(path("lastid")), HasSubstr("Record 4 ")));
+  EXPECT_EQ(integer_of(lastid, "keyvalue", 5), 5);
+  EXPECT_EQ(lastid.snapshot()->row(10), "");
+  EXPECT_EQ(lastid.snapshot()->row(-1), "");
+  EXPECT_TRUE(lastid.snapshot()->text(-1).empty());
+}
+
+TEST_F(FlatFiles, OpeningNeedsADescriptorOrATable) {
+  EXPECT_EQ(open_flat_files(directory_ / "db", "r"), nullptr);
+  EXPECT_THAT(messages(), HasSubstr("neither a descriptor nor a table"));
+  write_file(path("unknown"), "x\n");
+  EXPECT_EQ(open_flat_files(directory_ / "db", "r+"), nullptr);
+  EXPECT_EQ(open_flat_files(directory_ / "db", "w"), nullptr);
+  EXPECT_TRUE(create_flat_files(directory_ / "db", "kbcore"));
+  EXPECT_FALSE(create_flat_files(directory_ / "db", "kbcore"));
+  TableStore &origin = table("origin");
+  EXPECT_EQ(stores_.back()->schema()->name(), "kbcore");
+  Stamp stamp;
+  EXPECT_TRUE(origin.stamp(stamp));
+  EXPECT_FALSE(stamp.exists);
+  EXPECT_EQ(origin.snapshot()->count(), 0);
+  EXPECT_EQ(stores_.back()->table("nosuch"), nullptr);
+  for (const char *descriptor : {"schema &Tbl{\n", "schema nosuch\n", "sync perhaps\n",
+                                 "schema css3.0\ntable_path a/{b}c\n"}) {
+    write_file(directory_ / "db", descriptor);
+    EXPECT_EQ(open_flat_files(directory_ / "db", "r"), nullptr) << descriptor;
+  }
+}
+
+TEST_F(FlatFiles, TablePathLeadsToTablesElsewhere) {
+  ::mkdir((directory_ / "more").c_str(), 0777);
+  write_file(directory_ / "db", "schema css3.0\ntable_path more:more/{archive}\n");
+  write_file(directory_ / "more/db.event", null_record(relation("css3.0", "event")));
+  write_file(directory_ / "more/archive.lastid", lastid_row("orid", 8));
+  EXPECT_EQ(table("event").snapshot()->count(), 1);
+  TableStore &lastid = table("lastid");
+  EXPECT_EQ(integer_of(lastid, "keyvalue", 0), 8);
+  EXPECT_EQ(lastid.file_name(), directory_ / "more/archive.lastid");
+  EXPECT_EQ(lastid.directory(), directory_ / "more");
+  EXPECT_EQ(table("origin").file_name(), path("origin"));
+}
+
+/* Many blocks, so that first, middle and last ones differ in kind. */
+std::string many_rows(long count) {
+  std::string text;
+  for (long i = 0; i < count; ++i) text += lastid_row("k" + std::to_string(i), i);
+  return text;
+}
+constexpr long kManyRows = 30000;
+
+TEST_F(FlatFiles, UnchangedTableKeepsItsSnapshot) {
+  write_file(path("lastid"), many_rows(10));
+  TableStore &lastid = table("lastid");
+  const auto first = lastid.snapshot();
+  EXPECT_EQ(lastid.snapshot(), first);
+  Stamp stamp;
+  ASSERT_TRUE(lastid.stamp(stamp));
+  EXPECT_EQ(stamp, first->stamp());
+}
+
+TEST_F(FlatFiles, UnchangedBlocksAreSharedWithTheSnapshotBefore) {
+  write_file(path("lastid"), many_rows(kManyRows));
+  TableStore &lastid = table("lastid");
+  const auto before = lastid.snapshot();
+  std::vector<RowText> texts;
+  for (long i = 0; i < kManyRows; ++i) texts.push_back(before->text(i));
+  {
+    std::fstream file(path("lastid"), std::ios::in | std::ios::out);
+    file.seekp(20000 * 43 + 20);
+    file << "7777";
+    file.seekp(0, std::ios::end);
+    file << lastid_row("new", 1);
+  }
+  const auto after = lastid.snapshot();
+  ASSERT_EQ(after->count(), kManyRows + 1);
+  EXPECT_TRUE(after->text(0).same_place(texts[0]));
+  EXPECT_FALSE(after->text(20000) == texts[20000]);
+  EXPECT_FALSE(after->text(20001).same_place(texts[20001]));
+  EXPECT_EQ(after->text(20001), texts[20001]);
+  const Changes changes = changes_between(*before, *after);
+  EXPECT_TRUE(changes.known);
+  EXPECT_THAT(changes.changed, ElementsAre(20000));
+  EXPECT_EQ(changes.old_count, kManyRows);
+  EXPECT_EQ(changes.new_count, kManyRows + 1);
+}
+
+/* Random edits by another program, followed by one handle, against the plain texts. */
+TEST_F(FlatFiles, ChangesAreThoseOfAPlainComparison) {
+  std::mt19937 random(11);
+  std::string text = many_rows(kManyRows);
+  write_file(path("lastid"), text);
+  TableStore &lastid = table("lastid");
+  auto before = lastid.snapshot();
+  for (long i = 0; i < before->count(); ++i) before->row(i);
+  for (int round = 0; round < 20; ++round) {
+    std::string edited = text;
+    for (auto edit = random() % 6; edit > 0; --edit) {
+      const std::size_t record = random() % (edited.size() / 43);
+      edited[record * 43 + random() % 42] = static_cast<char>('a' + random() % 26);
+    }
+    for (auto more = random() % 3; more > 0; --more) edited += lastid_row("n", round);
+    write_file(path("lastid"), edited);
+    const struct timespec times[2] = {{0, UTIME_OMIT}, {2000000000 + round, 0}};
+    ::utimensat(AT_FDCWD, path("lastid").c_str(), times, 0);
+
+    std::vector<long> expected;
+    for (std::size_t at = 0; at < text.size(); at += 43) {
+      if (text.compare(at, 43, edited, at, 43) != 0) {
+        expected.push_back(static_cast<long>(at / 43));
+      }
+    }
+    const auto after = lastid.snapshot();
+    const Changes changes = changes_between(*before, *after);
+    ASSERT_TRUE(changes.known);
+    EXPECT_EQ(changes.changed, expected) << "round " << round;
+    for (const long record : {0L, after->count() / 2, after->count() - 1}) {
+      EXPECT_EQ(after->row(record),
+                edited.substr(static_cast<std::size_t>(record) * 43, 43));
+    }
+    for (long i = 0; i < after->count(); ++i) after->row(i);
+    before = after;
+    text = edited;
+  }
+}
+
+TEST_F(FlatFiles, ChangesOfShrunkOrUnreadRowsAreNotKnown) {
+  write_file(path("lastid"), many_rows(100));
+  TableStore &lastid = table("lastid");
+  const auto unread = lastid.snapshot();
+  write_file(path("lastid"), many_rows(101));
+  const auto grown = lastid.snapshot();
+  EXPECT_FALSE(changes_between(*unread, *grown).known);
+  EXPECT_FALSE(grown->row(100).empty());
+  write_file(path("lastid"), many_rows(50));
+  EXPECT_FALSE(changes_between(*grown, *lastid.snapshot()).known);
+}
+
+TEST_F(FlatFiles, FileThatShrinksWhileReadHasFewerRows) {
+  write_file(path("lastid"), many_rows(kManyRows));
+  TableStore &lastid = table("lastid");
+  const auto snapshot = lastid.snapshot();
+  EXPECT_FALSE(snapshot->row(0).empty());
+  ASSERT_EQ(::truncate(path("lastid").c_str(), 20000 * 43 + 5), 0);
+  EXPECT_FALSE(snapshot->row(19999).empty());
+  EXPECT_EQ(snapshot->row(20000), "");
+  EXPECT_EQ(snapshot->row(kManyRows - 1), "");
+  EXPECT_EQ(lastid.snapshot()->count(), 20000);
+}
+
+TEST_F(FlatFiles, ReplacedRemovedAndNewFilesAreNoticedAtOnce) {
+  write_file(path("lastid"), lastid_row("a", 1));
+  TableStore &lastid = table("lastid");
+  EXPECT_EQ(integer_of(lastid, "keyvalue", 0), 1);
+  const auto old = lastid.snapshot();
+
+  write_file(directory_ / "next", lastid_row("a", 2));
+  std::filesystem::rename(directory_ / "next", path("lastid"));
+  EXPECT_EQ(integer_of(lastid, "keyvalue", 0), 2);
+  std::filesystem::rename(path("lastid"), directory_ / "aside");
+  Stamp stamp;
+  ASSERT_TRUE(lastid.stamp(stamp));
+  EXPECT_FALSE(stamp.exists);
+  EXPECT_EQ(stamp.count, 0);
+  std::string wide = null_record(relation("kbcore", "lastid"));
+  write_file(path("lastid"), wide);
+  EXPECT_EQ(lastid.snapshot()->count(), 1);
+  EXPECT_EQ(lastid.layout().width, 43);
+  EXPECT_EQ(old->row(0), lastid_row("a", 1)) << "the old snapshot still shows its rows";
+}
+
+TEST_F(FlatFiles, RewrittenWithAnotherLayoutIsFittedAnew) {
+  write_file(path("origin"),
+             origin_row("css3.0", 1, 1.0) + origin_row("css3.0", 2, 2.0));
+  TableStore &origin = table("origin");
+  EXPECT_EQ(integer_of(origin, "orid", 1), 2);
+  const auto before = origin.snapshot();
+  write_file(path("origin"),
+             origin_row("kbcore", 3, 1.0) + origin_row("kbcore", 4, 2.0));
+  EXPECT_EQ(integer_of(origin, "orid", 1), 4);
+  EXPECT_FALSE(changes_between(*before, *origin.snapshot()).known);
+}
+
+bool reads_fail = false;
+ssize_t failing_pread(int fd, void *to, std::size_t bytes, off_t at) {
+  if (!reads_fail) return ::pread(fd, to, bytes, at);
+  errno = EIO;
+  return -1;
+}
+
+TEST_F(FlatFiles, ReadErrorIsReportedAndPassesWithItsCause) {
+  write_file(path("lastid"), many_rows(10));
+  TableStore &lastid = table("lastid");
+  const auto snapshot = lastid.snapshot();
+  FileCalls calls = system_file_calls();
+  calls.pread = failing_pread;
+  const ScopedFileCalls scope(calls);
+  reads_fail = true;
+  EXPECT_EQ(snapshot->row(3), "");
+  EXPECT_THAT(messages(), HasSubstr("Cannot read records 0 to 9"));
+  reads_fail = false;
+  EXPECT_EQ(snapshot->row(3), lastid_row("k3", 3));
+}
+
+/* The texts that somebody holds must survive whatever happens to table and store. */
+TEST_F(FlatFiles, RowTextsOutliveTheDatabase) {
+  write_file(path("lastid"), many_rows(kManyRows));
+  const RowText text = table("lastid").snapshot()->text(12345);
+  stores_.clear();
+  std::filesystem::remove(path("lastid"));
+  EXPECT_EQ(text.view(), lastid_row("k12345", 12345));
+}
+
+}  // namespace
+}  // namespace ksutil::db
