@@ -24,8 +24,8 @@ struct BlockSlot {
 
   void drop() {
     block = BlockPtr();
+    dropped = dropped || current;
     current = ready = false;
-    dropped = true;
   }
 };
 

@@ -22,6 +22,7 @@ void FlatSnapshot::follow(const FlatSnapshot &before, long changed_from,
     const long end = first + static_cast<long>(expected_rows(index));
     BlockSlot &slot = slots_[index];
     slot = before.slots_[index];
+    slot.dropped = false;
     if (changed_from >= end || changed_to <= first) continue;
     slot.current = slot.ready = false;
   }

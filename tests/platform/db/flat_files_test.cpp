@@ -9,6 +9,7 @@
 
 #include <random>
 
+#include "platform/db/flat_table.h"
 #include "platform/stock/files.h"
 #include "table_files.h"
 
@@ -365,6 +366,33 @@ TEST_F(FlatFiles, ReadErrorIsReportedAndPassesWithItsCause) {
   EXPECT_THAT(messages(), HasSubstr("Cannot read records 0 to 9"));
   reads_fail = false;
   EXPECT_EQ(snapshot->row(3), lastid_row("k3", 3));
+}
+
+/* A table larger than the budget is read in bounded memory, and what it gave up on the
+ * way is never taken for unchanged. */
+TEST_F(FlatFiles, BlocksBeyondTheBudgetAreGivenUp) {
+  constexpr long kRows = 300000;
+  constexpr std::size_t kLimit = std::size_t{3} << 20;
+  write_file(path("lastid"), many_rows(kRows));
+  FlatSettings settings{Schema::load("css3.0"), false, false,
+                        std::make_shared<FlatShared>(kLimit)};
+  FlatTable lastid(settings, relation("css3.0", "lastid"), {path("lastid")});
+  const auto before = lastid.snapshot();
+  const RowText kept = before->text(3);
+  for (int pass = 0; pass < 2; ++pass) {
+    for (long i = 0; i < kRows; i += 1000) {
+      ASSERT_EQ(before->row(i), lastid_row("k" + std::to_string(i), i));
+    }
+    before->row(kRows - 1);
+  }
+  const auto &blocks = dynamic_cast<const BlockSnapshot &>(*before);
+  std::size_t held = 0;
+  for (std::size_t i = 0; i < blocks.blocks(); ++i)
+    held += blocks.held_block(i).block.size();
+  EXPECT_LE(held, kLimit + (std::size_t{1} << 19)) << "the block that is held, beside";
+  EXPECT_TRUE(before->text(3).same_place(kept));
+  std::ofstream(path("lastid"), std::ios::app) << lastid_row("new", 1);
+  EXPECT_FALSE(changes_between(*before, *lastid.snapshot()).known);
 }
 
 /* The texts that somebody holds must survive whatever happens to table and store. */
