@@ -49,6 +49,7 @@ void set_up(pmtfifo &fifo, int maxsize) {
   fifo.count = 0;
   fifo.flushed = 0;
   fifo.released = 0;
+  fifo.releases = 0;
   fifo.block = 0;
   fifo.timeout = 0.0;
   fifo.head = fifo.tail = fifo.spare = nullptr;

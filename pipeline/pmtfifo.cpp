@@ -1,5 +1,7 @@
 #include "pipeline/pmtfifo.h"
 
+#include <sched.h>
+
 #include <algorithm>
 #include <cerrno>
 #include <cmath>
@@ -45,6 +47,8 @@ void clear_released(pmtfifo *fifo) {
 
 void release_reader(pmtfifo *fifo) {
   fifo->released = 1;
+  fifo->releases.store(fifo->releases.load(std::memory_order_relaxed) + 1,
+                       std::memory_order_release);
   signal_reader(fifo);
 }
 
@@ -79,12 +83,31 @@ void prepend(pmtfifo *fifo, FifoNode *node) {
   fifo->head = node;
 }
 
+/* Unlocks the fifo and lets other threads run until `changed`, but not for long; whether
+ * it has changed.  That counts as a wake-up: what stood before the wait does not end it. */
+template <class Changed>
+bool yield_until(pmtfifo *fifo, const Changed &changed) {
+  pthread_mutex_unlock(&fifo->mutex);
+  bool seen = false;
+  for (int i = 0; i < ksutil::kFifoYields && !seen; i++) {
+    sched_yield();
+    seen = changed();
+  }
+  pthread_mutex_lock(&fifo->mutex);
+  return seen || changed();
+}
+
 /* Waits until there is room; false when a flush ends the wait. */
 bool wait_for_room(pmtfifo *fifo) {
-  while (fifo->maxsize > 0 && fifo->count >= fifo->maxsize) {
-    fifo->waiting_pushers++;
-    pthread_cond_wait(&fifo->space, &fifo->mutex);
-    fifo->waiting_pushers--;
+  const auto has_room = [fifo] {
+    return fifo->count.load(std::memory_order_acquire) < fifo->maxsize;
+  };
+  while (fifo->maxsize > 0 && !has_room()) {
+    if (!yield_until(fifo, has_room)) {
+      fifo->waiting_pushers++;
+      pthread_cond_wait(&fifo->space, &fifo->mutex);
+      fifo->waiting_pushers--;
+    }
     if (fifo->flushed.load(std::memory_order_acquire) != 0) {
       fifo->flushed = 0;
       return false;
@@ -128,18 +151,30 @@ void *take_head(pmtfifo *fifo, PthreadLock &lock) {
 
 enum class Wait { kAgain, kReleased, kTimedOut };
 
-/* One wait of a reader, by the mode of the moment. */
-Wait wait_for_data(pmtfifo *fifo) {
+/* Sleeps as the mode of the moment says; true when the time of a wait that began at
+ * `began` has run out. */
+bool sleep_for_data(pmtfifo *fifo, double began) {
   int result = 0;
   fifo->waiting_readers++;
   if (fifo->block == 2) {
-    const timespec deadline = ksutil::fifo_deadline(std_now(), fifo->timeout);
+    const timespec deadline = ksutil::fifo_deadline(began, fifo->timeout);
     result = pthread_cond_timedwait(&fifo->data, &fifo->mutex, &deadline);
   } else {
     pthread_cond_wait(&fifo->data, &fifo->mutex);
   }
   fifo->waiting_readers--;
-  if (result == ETIMEDOUT) {
+  return result == ETIMEDOUT;
+}
+
+/* One wait of a reader. */
+Wait wait_for_data(pmtfifo *fifo) {
+  const double began = std_now();
+  const int before = fifo->releases.load(std::memory_order_relaxed);
+  const auto changed = [fifo, before] {
+    return fifo->count.load(std::memory_order_acquire) > 0 ||
+           fifo->releases.load(std::memory_order_acquire) != before;
+  };
+  if (!yield_until(fifo, changed) && sleep_for_data(fifo, began)) {
     /* An item that came in the same moment is taken, not left behind a time-out. */
     return fifo->head == nullptr ? Wait::kTimedOut : Wait::kAgain;
   }
@@ -280,10 +315,10 @@ int pmtfifo_flush(pmtfifo *fifo, PmtfifoFree free_function) {
   if (fifo == nullptr) return 0;
   const PthreadLock lock(ksutil::fifo_registry_mutex());
   /* The fifo's own mutex is not taken.  A pusher that wakes up meanwhile reads only the
-   * count and the mark, so the list is done first and the mark comes last. */
+   * mark and the count, so the list is done first; whoever sees room sees the mark. */
   drop_items(fifo, free_function);
-  fifo->count.store(0, std::memory_order_release);
   fifo->flushed.store(1, std::memory_order_release);
+  fifo->count.store(0, std::memory_order_release);
   pthread_cond_signal(&fifo->space);
   return 0;
 }
