@@ -2,10 +2,16 @@
  * an optional descriptor path/name in parameter-file syntax:
  *
  *   schema      css3.0          # or kbcore; without it the files' widths decide
- *   table_path  dir:{archive}   # directories with tables that live elsewhere
- *   sync        yes             # a returned append survives loss of power
+ *   table_path  old:/data/{archive}   # where tables may live that are not beside it
+ *   sync        yes                   # a returned append survives loss of power
  *
- * Other programs may read and write the files at the same time. */
+ * table_path is a list of places, separated by colons and tried in order for a table that
+ * has no file beside the descriptor: "old" stands for old/name.<table>, "/data/{archive}"
+ * for /data/archive.<table>; relative ones start at the descriptor's directory.
+ *
+ * Other programs may read and write the files at the same time.  A changed, removed or
+ * replaced file is noticed at the next look, a directory that was exchanged above it
+ * within a second. */
 #ifndef KSUTIL_PLATFORM_DB_FLAT_FILES_H
 #define KSUTIL_PLATFORM_DB_FLAT_FILES_H
 
