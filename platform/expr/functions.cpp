@@ -2,8 +2,8 @@
 
 namespace ksutil::expr {
 
-std::array<std::span<const Function>, 3> all_functions() {
-  return {number_functions(), time_functions(), text_functions()};
+std::array<std::span<const Function>, 4> all_functions() {
+  return {number_functions(), time_functions(), text_functions(), travel_functions()};
 }
 
 const Function *find_function(std::string_view name) {

@@ -10,8 +10,6 @@ namespace ksutil::expr {
 
 namespace {
 
-/* Places of constants, until their registers behind the temporaries are known. */
-constexpr std::uint16_t kConstantPlace = 0x8000;
 constexpr std::size_t kMaxFoldedText = 1 << 20;
 
 class NoRecord final : public Record {

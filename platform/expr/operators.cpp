@@ -92,7 +92,7 @@ bool Generator::binary(Symbol symbol, std::uint16_t mark, Operand &left,
     /* Nothing else uses the constants that this one was made of: they stand behind the
      * first operand, because whatever lies between belongs to the second. */
     const Value value = constant_of(left);
-    code_.constants.resize(first - 0x8000U);
+    code_.constants.resize(first - kConstantPlace);
     left.place = static_cast<std::uint16_t>(first);
     code_.constants.push_back(value);
   }

@@ -53,8 +53,9 @@ constexpr Function general(std::string_view name, std::string_view arguments,
 std::span<const Function> number_functions();
 std::span<const Function> time_functions();
 std::span<const Function> text_functions();
+std::span<const Function> travel_functions();
 
-std::array<std::span<const Function>, 3> all_functions();
+std::array<std::span<const Function>, 4> all_functions();
 
 /* Null when there is no such function. */
 const Function *find_function(std::string_view name);

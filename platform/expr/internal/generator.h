@@ -14,6 +14,9 @@
 
 namespace ksutil::expr {
 
+/* Places of constants begin here, until the registers behind the temporaries are known. */
+inline constexpr std::uint16_t kConstantPlace = 0x8000;
+
 /* The value of a piece of the expression.  A piece that is not constant stands in the
  * temporary that was the next one when the piece began. */
 struct Operand {
