@@ -37,5 +37,9 @@ KSUTIL_API bool set_scratch(Dbptr table, std::string_view text);
 KSUTIL_API const KeyIndex *match_index(const std::shared_ptr<const Snapshot> &snapshot,
                                        Tbl *kpattern, Tbl *tpattern, Hook **hook);
 
+/* dbnextid for `count` ids at once: the first of them, the others follow; -1 with a
+ * message. */
+KSUTIL_API long reserve_ids(Dbptr db, const char *key, long count);
+
 }  // namespace ksutil::db
 #endif

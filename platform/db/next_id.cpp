@@ -1,6 +1,7 @@
 #include <algorithm>
 
 #include "platform/clock/clock.h"
+#include "platform/db/access.h"
 #include "platform/db/columns.h"
 #include "platform/db/db.h"
 #include "platform/db/internal/boundary.h"
@@ -34,6 +35,8 @@ std::int64_t GreatestIds::follow(const std::string &table, const std::string &fi
 }
 
 namespace {
+
+constexpr long kMaxReservedIds = 10'000'000;
 
 /* The greatest id that any table uses of the counter; false with a message. */
 bool greatest_in_use(Database &database, const std::string &counter,
@@ -80,9 +83,10 @@ bool write_counter(const Relation &layout, std::string_view counter, std::int64_
          (lddate == nullptr || write_real(*lddate, std_now(), row));
 }
 
-/* Counts on, with the table of counters locked; false with a message. */
-bool next_id(Database &database, TableSource &lastid, TableStore::Exclusive &locked,
-             const std::string &counter, std::int64_t &id) {
+/* Counts on by `count`, with the table of counters locked: the first of the new ids.
+ * False with a message. */
+bool count_on(Database &database, TableSource &lastid, TableStore::Exclusive &locked,
+              const std::string &counter, std::int64_t count, std::int64_t &id) {
   const std::shared_ptr<const Snapshot> rows = locked.snapshot();
   std::int64_t greatest;
   if (rows == nullptr || !greatest_in_use(database, counter, greatest)) return false;
@@ -91,20 +95,21 @@ bool next_id(Database &database, TableSource &lastid, TableStore::Exclusive &loc
   const Relation &layout = found.record < 0 ? lastid.store().layout() : rows->layout();
   std::string row =
       found.record < 0 ? null_record(layout) : std::string(rows->row(found.record));
-  if (!write_counter(layout, counter, id, row)) return false;
+  if (!write_counter(layout, counter, id + count - 1, row)) return false;
   return found.record < 0 ? locked.append(row) >= 0
                           : locked.overwrite(found.record, row);
 }
 
 }  // namespace
-}  // namespace ksutil::db
 
-using namespace ksutil::db;
-
-long dbnextid(Dbptr db, const char *key) {
+long reserve_ids(Dbptr db, const char *key, long count) {
   return guarded("dbnextid", -1L, [&] {
     if (key == nullptr || *key == '\0') {
       elog_log(0, "dbnextid: no counter is named.\n");
+      return -1L;
+    }
+    if (count < 1 || count > kMaxReservedIds) {
+      elog_log(0, "dbnextid: cannot reserve %ld ids.\n", count);
       return -1L;
     }
     const Opened opened("dbnextid", db);
@@ -118,10 +123,14 @@ long dbnextid(Dbptr db, const char *key) {
     std::int64_t id = -1;
     const bool counted =
         lastid->exclusively("dbnextid", [&](TableStore::Exclusive &locked) {
-          return next_id(*opened, *lastid, locked, key, id);
+          return count_on(*opened, *lastid, locked, key, count, id);
         });
     if (counted) return static_cast<long>(id);
     elog_log(0, "dbnextid: no next id of counter '%s'.\n", key);
     return -1L;
   });
 }
+
+}  // namespace ksutil::db
+
+long dbnextid(Dbptr db, const char *key) { return ksutil::db::reserve_ids(db, key, 1); }

@@ -1,0 +1,123 @@
+#include "tools/common/rows.h"
+
+#include <algorithm>
+#include <cstdint>
+#include <cstdio>
+#include <utility>
+
+#include "platform/stock/text.h"
+
+namespace ksutil::tools {
+namespace {
+
+std::string csv_cell(const std::string &text) {
+  if (text.find_first_of(",\"\n\r") == std::string::npos) return text;
+  std::string quoted = "\"";
+  for (const char c : text) {
+    if (c == '"') quoted += '"';
+    quoted += c;
+  }
+  return quoted + '"';
+}
+
+/* Characters that a terminal shows, taking UTF-8 continuation bytes as none. */
+std::size_t shown_width(const std::string &text) {
+  return static_cast<std::size_t>(std::count_if(text.begin(), text.end(), [](char c) {
+    return (static_cast<unsigned char>(c) & 0xC0) != 0x80;
+  }));
+}
+
+}  // namespace
+
+void add_form_options(CLI::App &command, Form &form) {
+  CLI::Option *json = command.add_flag_callback(
+      "--json", [&form] { form = Form::kJson; }, "Print JSON");
+  command
+      .add_flag_callback(
+          "--csv", [&form] { form = Form::kCsv; }, "Print comma-separated values")
+      ->excludes(json);
+}
+
+nlohmann::ordered_json json_number(const std::string &text) {
+  std::int64_t integer = 0;
+  double real = 0.0;
+  if (parse_integer(text, integer)) return integer;
+  if (parse_real(text, real)) return real;
+  return nullptr;
+}
+
+Rows::Rows(std::vector<Column> columns, Form form)
+    : columns_(std::move(columns)), form_(form) {}
+
+void Rows::add(std::vector<std::string> cells) { rows_.push_back(std::move(cells)); }
+
+void Rows::print() const {
+  switch (form_) {
+    case Form::kText:
+      return print_text();
+    case Form::kCsv:
+      return print_csv();
+    case Form::kJson:
+      return print_json();
+  }
+}
+
+void Rows::print_text() const {
+  std::vector<std::size_t> widths;
+  for (const Column &column : columns_) widths.push_back(column.name.size());
+  for (const auto &row : rows_) {
+    for (std::size_t i = 0; i < row.size(); i++) {
+      widths[i] = std::max(widths[i], shown_width(row[i]));
+    }
+  }
+  const auto put = [&](const std::vector<std::string> &cells) {
+    std::string line;
+    for (std::size_t i = 0; i < cells.size(); i++) {
+      const std::string blanks(widths[i] - shown_width(cells[i]), ' ');
+      if (i > 0) line += "  ";
+      line += columns_[i].right ? blanks + cells[i] : cells[i] + blanks;
+    }
+    line.erase(line.find_last_not_of(' ') + 1);
+    std::puts(line.c_str());
+  };
+  std::vector<std::string> names;
+  for (const Column &column : columns_) names.push_back(column.name);
+  put(names);
+  for (const auto &row : rows_) put(row);
+}
+
+void Rows::print_csv() const {
+  const auto put = [](const std::vector<std::string> &cells) {
+    std::string line;
+    for (const std::string &cell : cells) {
+      if (&cell != &cells.front()) line += ',';
+      line += csv_cell(cell);
+    }
+    std::puts(line.c_str());
+  };
+  std::vector<std::string> names;
+  for (const Column &column : columns_) names.push_back(column.name);
+  put(names);
+  for (const auto &row : rows_) put(row);
+}
+
+void Rows::print_json() const {
+  auto list = nlohmann::ordered_json::array();
+  for (const auto &row : rows_) {
+    auto object = nlohmann::ordered_json::object();
+    for (std::size_t i = 0; i < row.size(); i++) {
+      if (columns_[i].number) {
+        object[columns_[i].name] = json_number(row[i]);
+      } else if (row[i].empty()) {
+        object[columns_[i].name] = nullptr;
+      } else {
+        object[columns_[i].name] = row[i];
+      }
+    }
+    list.push_back(std::move(object));
+  }
+  std::puts(list.dump(1, ' ', false, nlohmann::ordered_json::error_handler_t::replace)
+                .c_str());
+}
+
+}  // namespace ksutil::tools

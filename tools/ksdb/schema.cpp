@@ -1,0 +1,118 @@
+#include <cstdio>
+#include <memory>
+#include <string>
+
+#include "platform/db/schema.h"
+#include "tools/common/rows.h"
+#include "tools/ksdb/commands.h"
+
+namespace ksutil::tools {
+namespace {
+
+struct Options {
+  std::string schema, table;
+  Form form = Form::kText;
+};
+
+const char *type_name(db::FieldType type) {
+  switch (type) {
+    case db::FieldType::kInteger:
+      return "integer";
+    case db::FieldType::kReal:
+      return "real";
+    case db::FieldType::kText:
+      return "text";
+    case db::FieldType::kTime:
+      return "time";
+    case db::FieldType::kDate:
+      return "date";
+    case db::FieldType::kYearday:
+      return "yearday";
+    case db::FieldType::kPointer:
+      return "pointer";
+  }
+  return "";
+}
+
+std::string key_text(const db::Key &key) {
+  std::string text;
+  for (const std::string &part : key) text += (text.empty() ? "" : ", ") + part;
+  return text;
+}
+
+void list_schemas(Form form) {
+  Rows rows({{"schema"}, {"tables", true, true}, {"description"}}, form);
+  for (const std::string &name : db::builtin_schemas()) {
+    const auto schema = db::Schema::load(name);
+    if (schema == nullptr) continue;
+    rows.add({name, std::to_string(schema->relations().size()), schema->description()});
+  }
+  rows.print();
+}
+
+void list_tables(const db::Schema &schema, Form form) {
+  Rows rows({{"table"},
+             {"fields", true, true},
+             {"width", true, true},
+             {"id"},
+             {"primary key"}},
+            form);
+  for (const db::Relation &relation : schema.relations()) {
+    rows.add({relation.name, std::to_string(relation.fields.size()),
+              std::to_string(relation.width), relation.id_field,
+              key_text(relation.primary)});
+  }
+  rows.print();
+}
+
+void list_fields(const db::Relation &relation, Form form) {
+  Rows rows({{"field"},
+             {"type"},
+             {"first", true, true},
+             {"width", true, true},
+             {"format"},
+             {"null"},
+             {"meaning"}},
+            form);
+  for (const db::Field &field : relation.fields) {
+    rows.add({field.name, type_name(field.type), std::to_string(field.offset + 1),
+              std::to_string(field.width), field.format, field.null_text,
+              field.meaning});
+  }
+  rows.print();
+}
+
+int show(const Options &options) {
+  if (options.schema.empty()) {
+    list_schemas(options.form);
+    return kOk;
+  }
+  const auto schema = db::Schema::load(options.schema);
+  if (schema == nullptr) return kFailure;
+  if (options.table.empty()) {
+    list_tables(*schema, options.form);
+    return kOk;
+  }
+  const db::Relation *relation = schema->find(options.table);
+  if (relation == nullptr) {
+    complain("schema " + options.schema + " has no table " + options.table);
+    return kFailure;
+  }
+  list_fields(*relation, options.form);
+  return kOk;
+}
+
+}  // namespace
+
+void add_schema(CLI::App &app, Action &action) {
+  auto options = std::make_shared<Options>();
+  CLI::App *command = app.add_subcommand(
+      "schema", "Shows the schemas, the tables of one, or the fields of a table");
+  command->add_option("schema", options->schema, "css3.0, kbcore or another");
+  command->add_option("table", options->table);
+  add_form_options(*command, options->form);
+  command->callback(
+      [options, &action] { action = [options] { return show(*options); }; });
+}
+
+}  // namespace ksutil::tools

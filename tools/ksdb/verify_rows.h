@@ -1,0 +1,42 @@
+/* The checks behind `ksdb verify`, table by table. */
+#ifndef KSUTIL_TOOLS_KSDB_VERIFY_ROWS_H
+#define KSUTIL_TOOLS_KSDB_VERIFY_ROWS_H
+
+#include <functional>
+#include <map>
+#include <memory>
+#include <string>
+
+#include "platform/db/snapshot.h"
+
+namespace ksutil::tools {
+
+using SnapshotPtr = std::shared_ptr<const db::Snapshot>;
+
+/* The tables of a database that hold rows, by name. */
+using Tables = std::map<std::string, SnapshotPtr>;
+
+/* Receives each problem: the kind that it counts under, the record (-1: the table) and a
+ * sentence. */
+using Report =
+    std::function<void(const std::string &kind, long record, const std::string &text)>;
+
+/* Every record whole, every field readable. */
+void verify_readable(const db::Snapshot &rows, const Report &report);
+
+/* Load dates readable, present, after 1970 and not in the future. */
+void verify_load_dates(const db::Snapshot &rows, double now, const Report &report);
+
+/* The id of a table given to one row only. */
+void verify_ids(const db::Snapshot &rows, const Report &report);
+
+/* Every id and code that names a row of another table names one that is there.  A table
+ * without rows is not looked for. */
+void verify_references(const db::Snapshot &rows, const Tables &tables,
+                       const Report &report);
+
+/* Every preferred origin belongs to the event that prefers it. */
+void verify_preferred_origins(const Tables &tables, const Report &report);
+
+}  // namespace ksutil::tools
+#endif

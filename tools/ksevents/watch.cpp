@@ -1,0 +1,161 @@
+#include <pthread.h>
+#include <signal.h>
+
+#include <cstdio>
+#include <memory>
+#include <mutex>
+#include <nlohmann/json.hpp>
+#include <string>
+#include <unordered_map>
+#include <vector>
+
+#include "events/evclient.h"
+#include "events/evserver.h"
+#include "platform/clock/clock.h"
+#include "tools/ksevents/commands.h"
+#include "tools/ksevents/event_line.h"
+
+namespace ksutil::tools {
+namespace {
+
+struct Options {
+  std::string database;
+  double interval = 2.0;
+  int max_events = 0;
+  bool json = false;
+};
+
+/* Prints every change report as it comes: on the refreshing thread. */
+class Watcher : public EVClient {
+ public:
+  Watcher(EVServer *events, const OriginReader &origins, bool json)
+      : EVClient(events), lines_(origins), json_(json) {}
+  ~Watcher() { server->deregisterClient(this); }
+
+  /* What there is before the first change. */
+  void report_start() {
+    grabEventsLock();
+    const long events = eventsNumber();
+    releaseEventsLock();
+    if (json_) {
+      print({{"report", "start"}, {"events", events}});
+    } else {
+      std::printf("%s  watching %ld events\n", time_text(std_now(), 0).c_str(), events);
+    }
+    std::fflush(stdout);
+  }
+
+  void responseCallback(EVResponse response) override {
+    const std::lock_guard lock(output_);
+    grabEventsLock();
+    const std::shared_ptr<const Table<EVEvent>> events = eventsList();
+    releaseEventsLock();
+    if (json_) {
+      report_json(response, *events);
+    } else {
+      report_text(response, *events);
+    }
+    std::fflush(stdout);
+  }
+
+ private:
+  using Json = nlohmann::ordered_json;
+
+  /* Calls show(event) for each changed event of the list, in the report's order. */
+  template <class Show>
+  static void each_changed(const EVResponse &response, const Table<EVEvent> &events,
+                           Show show) {
+    std::unordered_map<long, const EVEvent *> by_evid;
+    for (const EVEvent &event : events) by_evid.try_emplace(event.evid, &event);
+    for (const long evid : response.changed_evids) {
+      const auto found = by_evid.find(evid);
+      if (found != by_evid.end()) show(*found->second);
+    }
+  }
+
+  static void print(const Json &object) {
+    std::puts(object.dump(-1, ' ', false, Json::error_handler_t::replace).c_str());
+  }
+
+  void report_text(const EVResponse &response, const Table<EVEvent> &events) const {
+    std::printf("%s  %ld events\n", time_text(std_now(), 0).c_str(), events.size());
+    each_changed(response, events, [this](const EVEvent &event) {
+      std::printf("  changed  %s\n", lines_.sentence(event).c_str());
+    });
+    for (const long evid : response.removed_evids) {
+      std::printf("  removed  evid %ld\n", evid);
+    }
+    if (response.detections_changed != 0) std::puts("  detections changed");
+    if (response.mostrecent_changed != 0) {
+      std::printf("  most recent event: %ld\n",
+                  static_cast<long>(response.mostrecent_evid));
+    }
+  }
+
+  void report_json(const EVResponse &response, const Table<EVEvent> &events) const {
+    Json object = {{"report", "change"},
+                   {"time", time_text(std_now(), 3)},
+                   {"events", events.size()},
+                   {"events_changed", response.events_changed},
+                   {"detections_changed", response.detections_changed},
+                   {"expanded_changed", response.expanded_changed},
+                   {"lastmodified_evid", response.lastmodified_evid},
+                   {"mostrecent_evid", response.mostrecent_evid},
+                   {"changed", Json::array()},
+                   {"removed", Json::array()}};
+    const std::vector<Column> columns = EventLines::columns();
+    each_changed(response, events, [&](const EVEvent &event) {
+      const std::vector<std::string> cells = lines_.cells(event);
+      Json line = Json::object();
+      for (std::size_t i = 0; i < cells.size(); i++) {
+        line[columns[i].name] =
+            columns[i].number ? json_number(cells[i]) : Json(cells[i]);
+      }
+      object["changed"].push_back(std::move(line));
+    });
+    for (const long evid : response.removed_evids) object["removed"].push_back(evid);
+    print(object);
+  }
+
+  EventLines lines_;
+  bool json_;
+  std::mutex output_;
+};
+
+int watch(const Options &options) {
+  /* Blocked before the server starts its threads, so that only sigwait takes them. */
+  sigset_t ending;
+  sigemptyset(&ending);
+  sigaddset(&ending, SIGINT);
+  sigaddset(&ending, SIGTERM);
+  pthread_sigmask(SIG_BLOCK, &ending, nullptr);
+
+  OriginReader origins;
+  if (!origins.open(options.database)) return kFailure;
+  EVServer server(options.database, 0, options.max_events, -1);
+  Watcher watcher(&server, origins, options.json);
+  watcher.report_start();
+  server.autoRefreshEvents(options.interval);
+  int received = 0;
+  sigwait(&ending, &received);
+  return kOk;
+}
+
+}  // namespace
+
+void add_watch(CLI::App &app, Action &action) {
+  auto options = std::make_shared<Options>();
+  CLI::App *command = app.add_subcommand(
+      "watch", "Follows a database and prints each change; ends on SIGINT or SIGTERM");
+  command->add_option("database", options->database, "path/name")->required();
+  command->add_option("--interval", options->interval, "Seconds between looks")
+      ->check(CLI::Range(0.01, 4000.0))
+      ->capture_default_str();
+  command->add_option("--max-events", options->max_events,
+                      "Only the last so many events of the table");
+  command->add_flag("--json", options->json, "One JSON object a line");
+  command->callback(
+      [options, &action] { action = [options] { return watch(*options); }; });
+}
+
+}  // namespace ksutil::tools
