@@ -10,10 +10,11 @@
  *
  * Pdiff goes on from the ray that grazes the core, with its slowness, to the distance at
  * which PKIKP begins (113.7 degrees in iasp91, 115.3 in ak135 for a source at the surface,
- * a degree less for the deepest): the time rises there by about 235 s.  PKiKP meets PKIKP
+ * a degree less for the deepest): the time rises there by about 230 s.  PKiKP meets PKIKP
  * at that point; it is later than Pdiff before and later than PKIKP beyond, so never first.
- * PKP overtakes PKIKP for about two degrees from its caustic near 144 degrees: there the
- * time falls by 2 to 3 s.  Sdiff is never first, because SKS overtakes S at 82 degrees.
+ * PKP is ahead of PKIKP for one or two degrees from its caustic (144.6 degrees in iasp91,
+ * 145.0 in ak135, two less for the deepest): the time falls there by 0.7 to 2.7 s.  Sdiff
+ * is never first, because SKS overtakes S at 80 to 84 degrees.
  * Apart from the two steps of P-type times, time is continuous and rises with distance.
  *
  * Method: tau-p.  Ray integrals in closed form over thin shells, tabulated per kind of ray
