@@ -110,21 +110,25 @@ KSUTIL_API long dbadd(Dbptr db, const char *text);
  * lddate is set to now unless it is among the names. */
 KSUTIL_API long dbaddv(Dbptr db, ...);
 
-/* Overwrites the record, or the chosen field of it.  0 or -1. */
+/* Overwrites the record, or the chosen field of it.  A null `text` writes the scratch
+ * record over the whole record.  0 or -1. */
 KSUTIL_API int dbput(Dbptr db, const char *text);
 
 /* Rows of `table` that match the record `key`.
  *
  * kpattern,   in/out: what to compare, item by item, of the key and of the table: a field,
  * tpattern    an expression, or low::high of either.  Null lists are filled in with the
- *             fields that both tables share by their keys.  The caller frees the lists.
+ *             fields that both tables share by their keys: the first key of the table, then
+ *             of the key's table, that the other has all fields of, then a foreign key.
+ *             The caller frees the lists and their texts.
  * hook        in/out: keeps the index between calls; free_hook releases it.  It may
- *             outlive the database.
- * records     out: a new list of record numbers (as pointers: (long)gettbl(t, i)),
+ *             outlive the database.  Another table or pattern begins it anew.
+ * records     out, untouched on failure: a new list of record numbers (as pointers: (long)gettbl(t, i)),
  *             ascending; the caller frees it with freetbl(t, 0).  May be null.
  * Two items match when they are equal, or when their ranges overlap, ends included.
- * Texts are compared without blanks at the right end.  A null key matches nothing; a null
- * end of a range is open.  Returns the number of matches, or -1. */
+ * Texts are compared without blanks at the right end; ranges are of numbers.  A null key
+ * matches nothing; a null end of a range is open; a range that ends before it begins
+ * matches nothing.  Returns the number of matches, or -1. */
 KSUTIL_API long dbmatches(Dbptr key, Dbptr table, Tbl **kpattern, Tbl **tpattern,
                           Hook **hook, Tbl **records);
 
