@@ -32,7 +32,8 @@ KSUTIL_API RowText record_text(Dbptr record);
 KSUTIL_API bool set_scratch(Dbptr table, std::string_view text);
 
 /* The index behind a match whose patterns are one integer field each, followed to the
- * given snapshot of the table: the same hook as dbmatches keeps, without its lists.  Null,
+ * given snapshot of the table: the same hook as dbmatches keeps, without its lists.  It
+ * belongs to the hook and does not look at the store; one hook follows one table.  Null,
  * with a message, when the patterns are something else. */
 KSUTIL_API const KeyIndex *match_index(const std::shared_ptr<const Snapshot> &snapshot,
                                        Tbl *kpattern, Tbl *tpattern, Hook **hook);

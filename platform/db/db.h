@@ -123,8 +123,9 @@ KSUTIL_API int dbput(Dbptr db, const char *text);
  *             The caller frees the lists and their texts.
  * hook        in/out: keeps the index between calls; free_hook releases it.  It may
  *             outlive the database.  Another table or pattern begins it anew.
- * records     out, untouched on failure: a new list of record numbers (as pointers: (long)gettbl(t, i)),
- *             ascending; the caller frees it with freetbl(t, 0).  May be null.
+ * records     out, untouched on failure: a new list of record numbers (as pointers:
+ *             (long)gettbl(t, i)), ascending; the caller frees it with freetbl(t, 0).
+ *             May be null.
  * Two items match when they are equal, or when their ranges overlap, ends included.
  * Texts are compared without blanks at the right end; ranges are of numbers.  A null key
  * matches nothing; a null end of a range is open; a range that ends before it begins
