@@ -73,11 +73,15 @@ bool read_rule(const std::string &entry, EVPreferredMagnitude &rule) {
   return true;
 }
 
-/* Magnitude types are compared in lower case; rules are taken as they are written. */
-bool matches(const EVPreferredMagnitude &rule, const std::string &lowered_type,
-             double magnitude) {
-  return rule.magtype == lowered_type && rule.minmag <= magnitude &&
-         magnitude <= rule.maxmag;
+/* Up to 7 characters in one number; 0, which no type gives, for a longer text. */
+uint64_t packed(std::string_view text, bool lower) {
+  if (text.size() > kTypeLength) return 0;
+  uint64_t result = 1;
+  for (char c : text) {
+    if (lower && c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
+    result = result << 8 | static_cast<unsigned char>(c);
+  }
+  return result;
 }
 
 }  // namespace
@@ -120,24 +124,38 @@ int read_default_magnitude_rules(MagnitudeRules &rules) {
   return read_magnitude_rules(kDefaultMagnitudeRules, rules);
 }
 
-unsigned magnitude_priority(const MagnitudeRules &rules, const EVMagnitude &magnitude) {
-  const std::string type = lowered(magnitude.magtype);
-  for (long i = 0; i < rules.size(); i++) {
-    if (matches(*rules.ptr(i), type, magnitude.magnitude)) {
-      return static_cast<unsigned>(rules.size() - i);
+RuleBook::RuleBook(const MagnitudeRules &rules) {
+  rules_.reserve(static_cast<std::size_t>(rules.size()));
+  for (const EVPreferredMagnitude &rule : rules) {
+    rules_.push_back(Rule{packed(rule.magtype, false), rule.minmag, rule.maxmag});
+  }
+}
+
+/* Magnitude types are compared in lower case; rules are taken as they are written. */
+unsigned RuleBook::priority(const EVMagnitude &magnitude) const {
+  const uint64_t type = packed(magnitude.magtype, true);
+  if (type == 0) return 0;
+  for (std::size_t i = 0; i < rules_.size(); i++) {
+    const Rule &rule = rules_[i];
+    if (rule.type == type && rule.minmag <= magnitude.magnitude &&
+        magnitude.magnitude <= rule.maxmag) {
+      return static_cast<unsigned>(rules_.size() - i);
     }
   }
   return 0;
 }
 
-int find_preferred_magnitude(const MagnitudeRules &rules,
+unsigned magnitude_priority(const RuleBook &rules, const EVMagnitude &magnitude) {
+  return rules.priority(magnitude);
+}
+
+int find_preferred_magnitude(const RuleBook &rules,
                              const Table<EVMagnitude> &magnitudes, int &priority) {
   priority = 0;
-  if (rules.size() == 0) return static_cast<int>(magnitudes.size()) - 1;
+  if (rules.empty()) return static_cast<int>(magnitudes.size()) - 1;
   int best = -1;
   for (long i = 0; i < magnitudes.size(); i++) {
-    const auto candidate =
-        static_cast<int>(magnitude_priority(rules, *magnitudes.ptr(i)));
+    const auto candidate = static_cast<int>(rules.priority(*magnitudes.ptr(i)));
     if (candidate >= priority) {
       best = static_cast<int>(i);
       priority = candidate;
@@ -146,7 +164,7 @@ int find_preferred_magnitude(const MagnitudeRules &rules,
   return best;
 }
 
-void set_preferred_magnitude(const MagnitudeRules &rules, EVOrigin &origin) {
+void set_preferred_magnitude(const RuleBook &rules, EVOrigin &origin) {
   int priority = 0;
   origin.pref_magnitude = find_preferred_magnitude(rules, origin.magnitudes, priority);
   const EVMagnitude *magnitude = origin.magnitudes.ptr(origin.pref_magnitude);
@@ -154,7 +172,7 @@ void set_preferred_magnitude(const MagnitudeRules &rules, EVOrigin &origin) {
   origin.magtype = magnitude == nullptr ? std::string() : magnitude->magtype;
 }
 
-void set_preferred_magnitude(const MagnitudeRules &rules, EVEvent &event) {
+void set_preferred_magnitude(const RuleBook &rules, EVEvent &event) {
   event.pref_magnitude_origin = -1;
   event.magnitude = -999.0;
   event.magtype.clear();

@@ -1,6 +1,8 @@
 #include "events/vars.h"
 
-#include "events/internal/preferred_magnitudes.h"
+#include <cstdlib>
+#include <utility>
+
 #include "platform/stock/memory.h"
 
 namespace {
@@ -71,5 +73,4 @@ EVVars::EVVars()
     table.name = name;
     tables.set(name, std::move(table));
   }
-  ksutil::events::read_default_magnitude_rules(rules);
 }

@@ -1,0 +1,107 @@
+#include "events/internal/expanded.h"
+
+#include <algorithm>
+#include <mutex>
+#include <vector>
+
+#include "core/register.h"
+#include "events/evserver.h"
+#include "events/internal/binding.h"
+#include "events/internal/current_lists.h"
+#include "events/internal/list_reader.h"
+#include "events/internal/row_home.h"
+#include "events/internal/tree_reader.h"
+#include "platform/clock/clock.h"
+#include "platform/elog/elog.h"
+
+namespace ksutil::events {
+
+void purge_expanded(int max, Array<long, EVEvent> &cache) {
+  if (max < 1 || cache.size() <= max) return;
+  std::vector<std::pair<double, long>> uses;
+  for (const long evid : cache.keys()) {
+    uses.emplace_back(-cache.find(evid)->access_time, evid);
+  }
+  std::sort(uses.begin(), uses.end());
+  for (std::size_t i = static_cast<std::size_t>(max); i < uses.size(); i++) {
+    cache.del(uses[i].second);
+  }
+}
+
+namespace {
+
+/* Reads an event with everything; 0 or -1. */
+int read_expanded(ServerState &state, int64_t evid, EVEvent &event) {
+  constexpr const char *kName = "EVServer::getExpandedEvent";
+  const std::lock_guard lock(state.database_lock);
+  if (!database_open(state, kName)) return -1;
+  TreeReader reader(state);
+  if (!reader.bind_list() || !reader.bind_expansion()) {
+    ks_register_error(0, "%s: cannot read the tables.\n", kName);
+    return -1;
+  }
+  const long row = reader.event_row(evid, window_of(state, reader).first);
+  if (row < 0) {
+    ks_register_error(0, "%s: no event %ld.\n", kName, static_cast<long>(evid));
+    return -1;
+  }
+  int result;
+  {
+    const ElogScope quiet;
+    result = reader.read_event(row, event, nullptr);
+    if (result == 0) reader.expand(event);
+  }
+  if (result != 0) {
+    ks_register_error(0, "%s: event %ld cannot be read.\n", kName,
+                      static_cast<long>(evid));
+    return -1;
+  }
+  rehome(event);
+  return 0;
+}
+
+}  // namespace
+}  // namespace ksutil::events
+
+using namespace ksutil::events;
+
+void EVServer::purgeExpandedEvents(int max, Array<long, EVEvent> *cache) {
+  if (cache != nullptr) purge_expanded(max, *cache);
+}
+
+int EVServer::containsExpandedEvent(long evid) {
+  const EventsLockHold hold(state_->published);
+  return state_->published.expanded.contains(evid) ? 1 : 0;
+}
+
+int EVServer::containsExpandedEvent(long evid, EVEvent &event) {
+  const EventsLockHold hold(state_->published);
+  EVEvent *cached = state_->published.expanded.find(evid);
+  if (cached == nullptr) return 0;
+  cached->access_time = std_now();
+  event = *cached;
+  return 1;
+}
+
+int EVServer::getExpandedEvent(EVClient *, long evid, EVEvent &event) {
+  /* Held throughout: a refresh that begins meanwhile finds the event in the cache, and
+   * brings it up to date. */
+  const EventsLockHold hold(state_->published);
+  if (containsExpandedEvent(evid, event) == 1) return 0;
+  EVEvent read;
+  if (read_expanded(*state_, evid, read) != 0) return -1;
+  event = read;
+  state_->published.expanded.set(evid, std::move(read));
+  return 0;
+}
+
+void EVServer::setMaxExpandedEvents(int max) { state_->max_expanded = max; }
+
+void EVServer::setDetections(int on) {
+  if (state_->detections_on.exchange(on) == on) return;
+  /* Expanded events and the window have, or lack, what was not asked for until now. */
+  const std::lock_guard lock(state_->database_lock);
+  for (const char *name : {"assoc", "detection", "site"}) {
+    state_->vars.tables.find(name)->count = -1;
+  }
+}

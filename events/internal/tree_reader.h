@@ -1,0 +1,122 @@
+/* Reading events, origins and what hangs from them, from snapshots of the tables. */
+#ifndef KSUTIL_EVENTS_INTERNAL_TREE_READER_H
+#define KSUTIL_EVENTS_INTERNAL_TREE_READER_H
+
+#include <memory>
+#include <utility>
+#include <vector>
+
+#include "events/internal/list_follower.h"
+#include "events/internal/preferred_magnitudes.h"
+#include "events/internal/row_columns.h"
+#include "events/internal/server_state.h"
+#include "events/records.h"
+#include "platform/db/key_index.h"
+#include "platform/db/snapshot.h"
+
+namespace ksutil::events {
+
+/* What reading gives for a row that cannot be read, and is to be skipped. */
+inline constexpr int kUnreadable = 10;
+
+template <class Columns>
+struct ReadTable {
+  std::shared_ptr<const db::Snapshot> rows;
+  Columns columns;
+};
+
+/* Reads one consistent picture: the snapshots are taken when it is bound, and a row that
+ * changes later is not seen.
+ *
+ * The caller holds ServerState::database_lock during each call, and an ElogScope around
+ * the reading functions, which leave the platform's messages about unreadable rows in the
+ * register.  After the lock has been let go in between, resume() comes first. */
+class TreeReader {
+ public:
+  explicit TreeReader(ServerState &state);
+
+  /* Takes the snapshots for events and origins, for what expanded events have besides, or
+   * for detections alone; false with a message. */
+  bool bind_list();
+  bool bind_expansion();
+  bool bind_detections();
+  /* Makes the indexes describe this reader's snapshots again. */
+  bool resume();
+
+  ListSnapshots list_snapshots() const {
+    return {event_.rows, origin_.rows, origerr_.rows, netmag_.rows, mt_.rows};
+  }
+  long event_count() const { return event_.rows->count(); }
+  long detection_count() const { return detection_.rows->count(); }
+  /* The event rows with an evid, and the origin rows with an orid. */
+  db::KeyIndex::Rows events_with(int64_t evid) const;
+  db::KeyIndex::Rows origins_with(int64_t orid) const;
+
+  /* The row of event that stands for an evid: one at or after `first` if there is one
+   * (those are in the list), else the first; -1: none. */
+  long event_row(int64_t evid, long first) const;
+
+  /* 0, or kUnreadable with the record in no useful state. */
+  int read_event(long recno, EVEvent &event, long *order);
+  int read_origin(long recno, EVOrigin &origin);
+
+  /* Everything that expanded events have besides.  0, or kUnreadable when rows were left
+   * out. */
+  int expand(EVEvent &event);
+  int read_association(long recno, EVAssociation &association);
+  int read_stamags(EVMagnitude &magnitude);
+  int read_detections(EVOrigin &origin);
+  int read_detections(double tstart, double tend, Table<EVDetection> &detections);
+
+ private:
+  /* Tells where and when, for the residuals of detections. */
+  struct Source {
+    double time, lat, lon, depth;
+    bool located;
+  };
+
+  template <class Columns>
+  bool take(const char *name, ReadTable<Columns> &table);
+  bool index(const std::shared_ptr<const db::Snapshot> &rows, EVMatch &match,
+             const db::KeyIndex *&found);
+  bool index_list();
+  bool index_expansion();
+
+  int read_netmags(EVOrigin &origin);
+  int read_moments(EVOrigin &origin);
+  int add_own_magnitudes(std::string_view row, int64_t evid, EVOrigin &origin);
+  db::RowText own_magnitude_row(int64_t magid, int64_t orid, int64_t evid,
+                                const EVMagnitude &magnitude);
+  int read_associations(EVOrigin &origin);
+  int add_detection(long record, const Source *source, Table<EVDetection> &detections);
+  void add_residuals(const Source &source, std::string_view site, double time,
+                     EVDetection &detection) const;
+
+  ServerState &state_;
+  ListFollower &memory_;
+  double now_ = 0.0;
+  std::unique_ptr<RuleBook> rules_;
+
+  ReadTable<EventColumns> event_;
+  ReadTable<OriginColumns> origin_;
+  ReadTable<OridColumns> origerr_, mt_;
+  ReadTable<NetmagColumns> netmag_;
+  ReadTable<StamagColumns> stamag_;
+  ReadTable<AssocColumns> assoc_;
+  ReadTable<ArrivalColumns> arrival_;
+  ReadTable<SiteColumns> site_;
+  ReadTable<DetectionColumns> detection_;
+
+  const db::KeyIndex *events_by_evid_ = nullptr, *origins_by_evid_ = nullptr,
+                     *origins_by_orid_ = nullptr, *origerrs_ = nullptr,
+                     *netmags_ = nullptr, *moments_ = nullptr, *assocs_ = nullptr,
+                     *arrivals_ = nullptr, *stamags_ = nullptr;
+
+  /* Working space, kept so that reading a row allocates nothing but the record. */
+  std::vector<std::pair<double, long>> origin_rows_;
+  std::vector<int64_t> magids_;
+  std::string null_netmag_, scratch_row_;
+};
+
+}  // namespace ksutil::events
+#endif

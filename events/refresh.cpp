@@ -1,0 +1,172 @@
+#include "events/internal/refresh.h"
+
+#include <algorithm>
+#include <mutex>
+#include <new>
+#include <utility>
+
+#include "core/register.h"
+#include "events/evserver.h"
+#include "events/internal/binding.h"
+#include "events/internal/compare.h"
+#include "events/internal/current_lists.h"
+#include "events/internal/row_home.h"
+#include "platform/clock/clock.h"
+#include "platform/elog/elog.h"
+
+namespace ksutil::events {
+namespace {
+
+/* The detection window ends so long after the latest event and begins so much before its
+ * end, s. */
+constexpr double kWindowAfterLatest = 10.0;
+constexpr double kWindowLength = 7200.0;
+
+constexpr const char *kListTables[] = {"event", "origin", "origerr", "netmag", "mt"};
+constexpr const char *kExpansionTables[] = {"assoc", "arrival"};
+constexpr const char *kDetectionTables[] = {"detection", "site"};
+/* Looked at while there are expanded events, which nobody else reads them for. */
+constexpr const char *kCacheTables[] = {"stamag", "site"};
+
+}  // namespace
+
+int Refresh::run() {
+  try {
+    std::shared_ptr<const Table<EVEvent>> current;
+    {
+      const EventsLockHold hold(state_.published);
+      cache_in_use_ = state_.published.expanded.size() > 0;
+      current = state_.published.events;
+    }
+    if (read(current) == 0) {
+      current.reset();
+      publish();
+      return 0;
+    }
+  } catch (const std::bad_alloc &) {
+    ks_register_error(0, "EVServer::refreshEvents: malloc() error.\n");
+  }
+  /* The checks have consumed the changes: they would stay unseen until somebody writes
+   * again. */
+  const std::lock_guard lock(state_.database_lock);
+  forget_tables(state_);
+  return -1;
+}
+
+template <std::size_t N>
+bool Refresh::check(const char *const (&names)[N], bool &changed) {
+  for (const char *name : names) {
+    EVTable &table = *state_.vars.tables.find(name);
+    if (force_) {
+      table.count = -1;
+      changed = true;
+      continue;
+    }
+    const int code = check_table(table, 1);
+    if (code < 0) {
+      ks_register_error(0, "EVServer::refreshEvents: checkTable(%s) error.\n", name);
+      return false;
+    }
+    if (code != 0) changed = true;
+  }
+  return true;
+}
+
+bool Refresh::check_tables() {
+  bool cache_tables = false;
+  if (!check(kListTables, list_tables_) ||
+      !check(kExpansionTables, expansion_tables_)) {
+    return false;
+  }
+  if (state_.detections_on != 0 && !check(kDetectionTables, detection_tables_)) {
+    return false;
+  }
+  if (cache_in_use_ && !check(kCacheTables, cache_tables)) return false;
+  expansion_tables_ = expansion_tables_ || detection_tables_ || cache_tables;
+  return true;
+}
+
+int Refresh::read(const std::shared_ptr<const Table<EVEvent>> &current) {
+  ShortSteps steps(state_);
+  if (!database_open(state_, "EVServer::refreshEvents")) return -1;
+  /* Checked before anything is read: what is written meanwhile shows at the next check. */
+  if (!check_tables()) return -1;
+  if (!list_tables_ && !expansion_tables_) return 0;
+
+  TreeReader reader(state_);
+  if (!reader.bind_list()) return -1;
+  event_count_ = reader.event_count();
+  if (list_tables_) {
+    if (read_list(state_, reader, steps, current, force_, reading_) != 0) {
+      ks_register_error(0, "EVServer::refreshEvents: refreshEvent() error.\n");
+      return -1;
+    }
+    list_read_ = true;
+    snapshots_ = reader.list_snapshots();
+    response_.events_changed = force_ || reading_.differs ? 1 : 0;
+  }
+
+  steps.let_go();
+  const std::vector<int64_t> evids = evids_to_expand();
+  if (!steps.take_again(reader)) return -1;
+  if (!evids.empty() && !read_expanded(reader, steps, evids)) {
+    ks_register_error(0, "EVServer::refreshEvents: refreshAssociations() error.\n");
+    return -1;
+  }
+  const bool detections = state_.detections_on != 0;
+  if (detections && (detection_tables_ || response_.events_changed != 0) &&
+      !read_window(reader)) {
+    ks_register_error(0, "EVServer::refreshEvents: refreshDetections() error.\n");
+    return -1;
+  }
+  return 0;
+}
+
+/* The expanded events that may have changed, in a fixed order. */
+std::vector<int64_t> Refresh::evids_to_expand() {
+  const bool all = expansion_tables_ || reading_.full;
+  std::vector<int64_t> evids;
+  {
+    const EventsLockHold hold(state_.published);
+    for (const long evid : state_.published.expanded.keys()) {
+      if (all || reading_.affected.contains(evid)) evids.push_back(evid);
+    }
+  }
+  std::sort(evids.begin(), evids.end());
+  return evids;
+}
+
+bool Refresh::read_expanded(TreeReader &reader, ShortSteps &steps,
+                            const std::vector<int64_t> &evids) {
+  if (!reader.bind_expansion()) return false;
+  const long first = window_of(state_, reader).first;
+  const ElogScope quiet;
+  for (const int64_t evid : evids) {
+    Expanded expanded{evid, std::nullopt};
+    const long row = reader.event_row(evid, first);
+    if (row >= 0) {
+      expanded.event.emplace();
+      /* What cannot be read stays in the cache as it was. */
+      if (reader.read_event(row, *expanded.event, nullptr) != 0) continue;
+      reader.expand(*expanded.event);
+      rehome(*expanded.event);
+    }
+    expanded_.push_back(std::move(expanded));
+    if (!steps.step(reader)) return false;
+  }
+  return true;
+}
+
+bool Refresh::read_window(TreeReader &reader) {
+  if (!reader.bind_detections()) return false;
+  const double latest = response_.events_changed != 0 ? reading_.summary.latest_time
+                                                      : state_.published.latest_time;
+  const double tend = state_.age_ref_now != 0 ? std_now() : latest + kWindowAfterLatest;
+  new_detections_ = std::make_shared<Table<EVDetection>>();
+  const ElogScope quiet;
+  reader.read_detections(tend - kWindowLength, tend, *new_detections_);
+  detection_count_ = reader.detection_count();
+  return true;
+}
+
+}  // namespace ksutil::events
