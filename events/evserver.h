@@ -123,9 +123,14 @@ class KSUTIL_API EVServer {
 
   void registerClient(EVClient *client);
   /* Removes the first registration of the client.  Returns only when no callback on it is
-   * running on another thread; from inside its callback it returns at once. */
+   * running on another thread; from inside its callback it returns at once.  Whoever holds
+   * the events lock must not call it while a callback of the client may want that lock.
+   * With the last registration gone, a call that waits for the server returns, with an
+   * empty result. */
   void deregisterClient(EVClient *client);
 
+  /* Hold it to use the accessors.  It belongs to one thread, which may grab it again and
+   * then releases it as often; refreshes wait for it before they publish. */
   void grabEventsLock();
   void releaseEventsLock();
 

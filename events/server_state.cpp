@@ -9,6 +9,7 @@ ServerState::ServerState() = default;
 
 ServerState::~ServerState() {
   stop_threads(*this);
+  follower.reset();
   if (db.database != dbINVALID) dbclose(db);
 }
 
