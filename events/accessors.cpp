@@ -1,4 +1,3 @@
-#include <algorithm>
 #include <utility>
 
 #include "events/evserver.h"
@@ -6,18 +5,6 @@
 #include "events/internal/server_state.h"
 
 using ksutil::events::bytes;
-
-namespace {
-
-/* The index of the first event with the evid, or -1. */
-int find_evid(const Table<EVEvent> &events, long evid) {
-  const auto found =
-      std::find_if(events.begin(), events.end(),
-                   [evid](const EVEvent &event) { return event.evid == evid; });
-  return found == events.end() ? -1 : static_cast<int>(found - events.begin());
-}
-
-}  // namespace
 
 Table<EVEvent> EVServer::getEvents() { return *state_->published.events; }
 
@@ -69,13 +56,7 @@ int EVServer::getEvent(int index, EVEvent &event) {
 }
 
 int EVServer::getEvid(long evid, EVEvent &event) {
-  return getEvent(find_evid(*state_->published.events, evid), event);
-}
-
-int EVServer::findEvid(long evid) { return find_evid(*state_->published.events, evid); }
-
-int EVServer::findEvid(Table<EVEvent> *events, long evid) {
-  return events == nullptr ? -1 : find_evid(*events, evid);
+  return getEvent(findEvid(state_->published.events.get(), evid), event);
 }
 
 long EVServer::getLastModifiedEvid() { return state_->published.lastmodified_evid; }
