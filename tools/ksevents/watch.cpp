@@ -7,6 +7,7 @@
 #include <nlohmann/json.hpp>
 #include <string>
 #include <unordered_map>
+#include <unordered_set>
 #include <vector>
 
 #include "events/evclient.h"
@@ -35,12 +36,14 @@ class Watcher : public EVClient {
   /* What there is before the first change. */
   void report_start() {
     grabEventsLock();
-    const long events = eventsNumber();
+    const std::shared_ptr<const Table<EVEvent>> events = eventsList();
     releaseEventsLock();
+    for (const EVEvent &event : *events) known_.insert(event.evid);
     if (json_) {
-      print({{"report", "start"}, {"events", events}});
+      print({{"report", "start"}, {"events", events->size()}});
     } else {
-      std::printf("%s  watching %ld events\n", time_text(std_now(), 0).c_str(), events);
+      std::printf("%s  watching %ld events\n", time_text(std_now(), 0).c_str(),
+                  events->size());
     }
     std::fflush(stdout);
   }
@@ -55,6 +58,8 @@ class Watcher : public EVClient {
     } else {
       report_text(response, *events);
     }
+    for (const long evid : response.changed_evids) known_.insert(evid);
+    for (const long evid : response.removed_evids) known_.erase(evid);
     std::fflush(stdout);
   }
 
@@ -73,6 +78,8 @@ class Watcher : public EVClient {
     }
   }
 
+  bool is_new(const EVEvent &event) const { return !known_.contains(event.evid); }
+
   static void print(const Json &object) {
     std::puts(object.dump(-1, ' ', false, Json::error_handler_t::replace).c_str());
   }
@@ -80,7 +87,8 @@ class Watcher : public EVClient {
   void report_text(const EVResponse &response, const Table<EVEvent> &events) const {
     std::printf("%s  %ld events\n", time_text(std_now(), 0).c_str(), events.size());
     each_changed(response, events, [this](const EVEvent &event) {
-      std::printf("  changed  %s\n", lines_.sentence(event).c_str());
+      std::printf("  %s  %s\n", is_new(event) ? "new    " : "changed",
+                  lines_.sentence(event).c_str());
     });
     for (const long evid : response.removed_evids) {
       std::printf("  removed  evid %ld\n", evid);
@@ -106,7 +114,7 @@ class Watcher : public EVClient {
     const std::vector<Column> columns = EventLines::columns();
     each_changed(response, events, [&](const EVEvent &event) {
       const std::vector<std::string> cells = lines_.cells(event);
-      Json line = Json::object();
+      Json line = {{"new", is_new(event)}};
       for (std::size_t i = 0; i < cells.size(); i++) {
         line[columns[i].name] =
             columns[i].number ? json_number(cells[i]) : Json(cells[i]);
@@ -119,6 +127,7 @@ class Watcher : public EVClient {
 
   EventLines lines_;
   bool json_;
+  std::unordered_set<long> known_;  // evids that were in the list or reported
   std::mutex output_;
 };
 
