@@ -1,35 +1,62 @@
 #include "events/vars.h"
 
 #include <cstdlib>
+#include <memory>
+#include <new>
 #include <utility>
 
 #include "platform/stock/memory.h"
 
 namespace {
 
-Tbl *new_texts(std::initializer_list<const char *> texts) {
-  Tbl *list = newtbl(static_cast<long>(texts.size()));
-  for (const char *text : texts) pushtbl(list, ks_strdup(text));
+struct FreeTexts {
+  void operator()(Tbl *texts) const { freetbl(texts, std::free); }
+};
+using Texts = std::unique_ptr<Tbl, FreeTexts>;
+
+/* Shortage throws: dbmatches would fill a list that is missing in with other fields, and
+ * find other rows. */
+Texts new_list(long size) {
+  Texts list(newtbl(size));
+  if (list == nullptr) throw std::bad_alloc();
   return list;
+}
+
+void push_copy(const Texts &list, const char *text) {
+  ksutil::MallocPtr<char> copy(ks_strdup(text));
+  if (copy == nullptr || pushtbl(list.get(), copy.get()) < 0) throw std::bad_alloc();
+  copy.release();
+}
+
+Tbl *new_texts(std::initializer_list<const char *> texts) {
+  Texts list = new_list(static_cast<long>(texts.size()));
+  for (const char *text : texts) push_copy(list, text);
+  return list.release();
 }
 
 Tbl *copy_texts(Tbl *texts) {
   if (texts == nullptr) return nullptr;
-  Tbl *list = newtbl(counttbl(texts));
+  Texts list = new_list(counttbl(texts));
   for (long i = 0; i < counttbl(texts); i++) {
-    pushtbl(list, ks_strdup(static_cast<const char *>(gettbl(texts, i))));
+    push_copy(list, static_cast<const char *>(gettbl(texts, i)));
   }
-  return list;
+  return list.release();
 }
 
 }  // namespace
 
+/* Built on the empty key, whose destructor takes back one list when the other fails. */
 EVMatch::EVMatch(std::initializer_list<const char *> key,
                  std::initializer_list<const char *> table)
-    : kpattern(new_texts(key)), tpattern(new_texts(table)) {}
+    : EVMatch() {
+  kpattern = new_texts(key);
+  tpattern = new_texts(table);
+}
 
-EVMatch::EVMatch(const EVMatch &other)
-    : kpattern(copy_texts(other.kpattern)), tpattern(copy_texts(other.tpattern)) {}
+EVMatch::EVMatch(const EVMatch &other) : EVMatch() {
+  kpattern = copy_texts(other.kpattern);
+  tpattern = copy_texts(other.tpattern);
+}
 
 EVMatch &EVMatch::operator=(const EVMatch &other) {
   EVMatch copy(other);

@@ -10,6 +10,7 @@
 #include "core/Table.h"
 #include "events/records.h"
 #include "platform/db/db.h"
+#include "platform/stock/export.h"
 #include "platform/stock/hook.h"
 #include "platform/stock/tbl.h"
 
@@ -24,8 +25,8 @@ struct EVTable {
 };
 
 /* A reusable key for dbmatches.  Owns its lists, their texts and the hook; a copy has
- * lists of its own and no hook. */
-struct EVMatch {
+ * lists of its own and no hook.  Making and copying throw std::bad_alloc. */
+struct KSUTIL_API EVMatch {
   EVMatch() = default;
   EVMatch(std::initializer_list<const char *> key,
           std::initializer_list<const char *> table);
@@ -42,7 +43,7 @@ struct EVMatch {
 inline constexpr uint32_t kEVServerMark = 0x1f3b2d56;
 
 /* The server's fixed set of tables and keys. */
-struct EVVars {
+struct KSUTIL_API EVVars {
   EVVars();
 
   uint32_t mark = kEVServerMark;
