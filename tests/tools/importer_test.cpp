@@ -73,7 +73,9 @@ class ImporterTest : public testing::Test {
               0);
     EXPECT_EQ(dbgetv(at("origerr"), "sdobs", &v.sdobs, end), 0);
     EXPECT_EQ(orid, v.orid);
-    if (mlid >= 0) EXPECT_EQ(mlid, v.magid);
+    if (mlid >= 0) {
+      EXPECT_EQ(mlid, v.magid);
+    }
     v.etype = etype;
     v.magtype = magtype;
     return v;
