@@ -108,7 +108,10 @@ int Refresh::read(const std::shared_ptr<const Table<EVEvent>> &current) {
 
   steps.let_go();
   const std::vector<int64_t> evids = evids_to_expand();
-  if (!steps.take_again(reader)) return -1;
+  if (!steps.take_again(reader)) {
+    ks_register_error(0, "EVServer::refreshEvents: The database has been closed.\n");
+    return -1;
+  }
   if (!evids.empty() && !read_expanded(reader, steps, evids)) {
     ks_register_error(0, "EVServer::refreshEvents: refreshAssociations() error.\n");
     return -1;

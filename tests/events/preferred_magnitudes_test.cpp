@@ -2,7 +2,6 @@
  * one row or a tie broken the other way publishes another magnitude. */
 #include <gtest/gtest.h>
 
-#include <clocale>
 #include <memory>
 #include <random>
 
@@ -114,18 +113,6 @@ TEST(MagnitudeRules, KeepsWhatStandsBeforeAFailingEntry) {
   EXPECT_NE(registered().find("EVServer::readPreferredMagnitudes: "
                               "pfcompile(preferred_magnitudes &Tbl{\n) error.\n"),
             std::string::npos);
-}
-
-TEST(MagnitudeRules, ReadTheSameInALocaleWithDecimalCommas) {
-  const std::string before = std::setlocale(LC_NUMERIC, nullptr);
-  if (std::setlocale(LC_NUMERIC, "de_DE.UTF-8") == nullptr) GTEST_SKIP();
-  MagnitudeRules rules;
-  const int result =
-      read_magnitude_rules("preferred_magnitudes &Tbl{\n mb 3.5 6.5\n}\n", rules);
-  std::setlocale(LC_NUMERIC, before.c_str());
-  ASSERT_EQ(result, 0);
-  EXPECT_EQ(rules.ptr(0)->minmag, 3.5);
-  EXPECT_EQ(rules.ptr(0)->maxmag, 6.5);
 }
 
 TEST(PreferredMagnitude, TakesTheLaterOfEquals) {
