@@ -135,6 +135,7 @@ bool FlatTable::unchanged_since_look() const {
 
 void FlatTable::set_absent() {
   own_changes_ = false;
+  if (file_.handle == nullptr && !file_.stamp.exists) return;  // as it was
   file_.handle.reset();
   file_.stamp = Stamp();
   file_.missing_end.clear();
@@ -144,10 +145,7 @@ void FlatTable::set_absent() {
 /* The first of the paths that leads to something; once found, a file stays the table's as
  * long as it is there. */
 bool FlatTable::find_path(struct stat &status, bool &exists) {
-  std::vector<std::string> tried{file_.path};
-  if (file_.handle == nullptr || ::stat(file_.path.c_str(), &status) != 0)
-    tried = paths_;
-  for (const std::string &path : tried) {
+  const auto try_path = [&](const std::string &path) {
     if (::stat(path.c_str(), &status) == 0) {
       exists = true;
       if (path != file_.path) set_path(path);
@@ -155,12 +153,19 @@ bool FlatTable::find_path(struct stat &status, bool &exists) {
       elog_log(0, "dbopen: %s is no regular file.\n", path.c_str());
       return false;
     }
-    if (errno != ENOENT && errno != ENOTDIR) {
-      elog_log(1, "dbopen: Cannot look at %s.\n", path.c_str());
-      return false;
-    }
+    exists = false;
+    if (errno == ENOENT || errno == ENOTDIR) return true;
+    elog_log(1, "dbopen: Cannot look at %s.\n", path.c_str());
+    return false;
+  };
+  if (file_.handle != nullptr) {
+    const bool good = try_path(file_.path);
+    if (!good || exists) return good;
   }
-  exists = false;
+  for (const std::string &path : paths_) {
+    const bool good = try_path(path);
+    if (!good || exists) return good;
+  }
   if (file_.path != paths_.front()) set_path(paths_.front());
   return true;
 }
