@@ -156,6 +156,10 @@ class KSUTIL_API EVServer {
 
   /* --- printing and comparison ------------------------------------------------------- */
 
+  /* To standard output, each line after the prefix: "name = value" for each field of a
+   * record; each row of a list after a line with its index, four blanks further in.  A
+   * row text brings its own newline, so after an empty one the line goes on with the next
+   * field.  Null prints nothing. */
   void print(EVEvent *event, std::string prefix);
   void print(EVOrigin *origin, std::string prefix);
   void print(EVMagnitude *magnitude, std::string prefix);
@@ -176,7 +180,9 @@ class KSUTIL_API EVServer {
   void print(Table<EVTableRecord> *records, std::string prefix);
   void print(Table<EVStaChan> *stachans, std::string prefix);
 
-  /* Differences between an older (1) and a newer (2) copy. */
+  /* Differences between an older (1) and a newer (2) copy: a line for each compared field
+   * that differs, then the rows below that were added, changed or deleted, paired by id.
+   * Null prints nothing. */
   void print(EVEvent *event1, EVEvent *event2, std::string prefix);
   void print(EVOrigin *origin1, EVOrigin *origin2, std::string prefix);
   void print(EVMagnitude *magnitude1, EVMagnitude *magnitude2, std::string prefix);
@@ -194,17 +200,22 @@ class KSUTIL_API EVServer {
   void print(Table<EVDetection> *detections1, Table<EVDetection> *detections2,
              std::string prefix);
 
-  /* 1 equal, 0 not. */
+  /* 1 equal, 0 not.  Exact, and NaN equals nothing; null equals null alone.  Events are
+   * compared without order, access_time, time, magnitude and magtype, origins without
+   * lddate_origin_view, magnitudes by their netmag rows alone; the rows below by their
+   * places in the lists. */
   int isEqual(EVEvent *event1, EVEvent *event2);
   int isEqual(EVOrigin *origin1, EVOrigin *origin2);
   int isEqual(EVMagnitude *magnitude1, EVMagnitude *magnitude2);
   int isEqual(EVMoment *moment1, EVMoment *moment2);
   int isEqual(EVAssociation *association1, EVAssociation *association2);
   int isEqual(EVDetection *detection1, EVDetection *detection2);
-  /* With the server's current lists. */
+  /* With the server's current lists: events at whatever place, detections place by place.
+   * Null equals no list. */
   int isEqual(Table<EVEvent> *events);
   int isEqual(Table<EVDetection> *detections);
-  /* Reports a given list against the current one. */
+  /* Reports which events of the given list are new or changed against the current one, and
+   * which of the current one it lacks.  Null reports nothing. */
   void printDifferences(Table<EVEvent> *events);
 
  private:

@@ -4,7 +4,8 @@
  * text with its newline (record_*) and its load date (lddate_*, epoch seconds, 0.0 until
  * read).  Throughout, -999.0 is no value (magnitudes, residuals, distances) and -1 is
  * none (ids, record numbers, indexes).  Copies are deep; nothing points into a database,
- * and row texts share memory but outlive it. */
+ * and row texts share memory but outlive it.  A record assigned to itself loses the rows
+ * below it, as any Table does. */
 #ifndef KSUTIL_EVENTS_RECORDS_H
 #define KSUTIL_EVENTS_RECORDS_H
 

@@ -3,7 +3,8 @@
  * Ownership: the fifo owns its nodes and never the items.  An item belongs to whoever
  * popped it, or to the free function given to pmtfifo_flush or pmtfifo_destroy.
  * Threads: push, unpop, pop and release may run concurrently.  A flush must not overlap
- * a push or a pop, and no thread may be inside a call during pmtfifo_destroy.
+ * a push or a pop, except pushes that already wait for room; and no thread may be inside
+ * a call during pmtfifo_destroy.
  * Errors: -1 or null, with a message in the error register.  A null fifo is no error. */
 #ifndef KSUTIL_PIPELINE_PMTFIFO_H
 #define KSUTIL_PIPELINE_PMTFIFO_H
@@ -36,7 +37,7 @@ KSUTIL_API int pmtfifo_set_timeout(pmtfifo *fifo, double timeout);
  * others.  0; also 0, with the item not taken, when a flush ended the wait: the mark of a
  * flush outlives it until a pusher has had to wait.  -1 when memory is short (unpop then
  * leaves the fifo locked, and every later call on it waits for ever) or the fifo no longer
- * exists. */
+ * exists; the messages of both name pmtfifo_push. */
 KSUTIL_API int pmtfifo_push(pmtfifo *fifo, void *data);
 KSUTIL_API int pmtfifo_unpop(pmtfifo *fifo, void *data);
 
@@ -63,7 +64,8 @@ KSUTIL_API int pmtfifo_release_blocks(pmtfifo *fifo);
  * free function must not call a pmtfifo function. */
 KSUTIL_API int pmtfifo_flush(pmtfifo *fifo, PmtfifoFree free_function);
 
-/* The same, and frees the fifo. */
+/* Drops all items in the same way, but under no lock and waking nobody, and frees the
+ * fifo. */
 KSUTIL_API int pmtfifo_destroy(pmtfifo *fifo, PmtfifoFree free_function);
 
 }  // extern "C"

@@ -67,7 +67,8 @@ KSUTIL_API char *pfget_string(Pf *pf, const char *name);
 
 /* The number of an entry, read in the C locale.  A text that is no number as a whole (for
  * pfget_int: no decimal integer, or none that fits) gives 0 and registers
- * "pfget_double: Cannot parse '%s' for %s.\n"; an absent entry gives 0. */
+ * "pfget_double: Cannot parse '%s' for %s.\n" (pfget_int in its own name); an absent entry
+ * gives 0. */
 KSUTIL_API double pfget_double(Pf *pf, const char *name);
 KSUTIL_API int pfget_int(Pf *pf, const char *name);
 

@@ -7,6 +7,7 @@
 #include <limits>
 
 #include "events/internal/compare.h"
+#include "events/internal/fields.h"
 #include "events/internal/print.h"
 
 using namespace ksutil::events;
@@ -32,10 +33,19 @@ void check(const std::vector<Change<Record>> &changes) {
     testing::internal::CaptureStdout();
     print_differences(before, after, "");
     const std::string lines = testing::internal::GetCapturedStdout();
-    if (change.compared) {
-      EXPECT_NE(lines.find(change.field), std::string::npos) << lines;
-    } else {
+    if (!change.compared) {
       EXPECT_EQ(lines, "");
+      continue;
+    }
+    /* A field, on both sides of one line; or a row below, four blanks further in. */
+    const std::string name = Fields<Record>::kName, field = change.field;
+    if (lines.starts_with("    ")) {
+      EXPECT_TRUE(lines.starts_with("    " + field + " ")) << lines;
+    } else {
+      EXPECT_TRUE(lines.starts_with(name + "1 " + field + " ")) << lines;
+      const std::size_t right = lines.find(" != " + name + "2 " + field + " ");
+      EXPECT_NE(right, std::string::npos) << lines;
+      EXPECT_EQ(right, lines.rfind(" != ")) << lines;
     }
   }
 }

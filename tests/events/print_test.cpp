@@ -2,7 +2,10 @@
  * them: a shifted column or a renamed field breaks the scripts silently. */
 #include <gtest/gtest.h>
 
+#include "events/evclient.h"
+#include "events/evserver.h"
 #include "events/internal/print.h"
+#include "tests/events/temporary_database.h"
 
 using namespace ksutil::events;
 
@@ -238,4 +241,46 @@ TEST(EventNews, PairsRepeatedEvidsInTheirOrder) {
   EXPECT_EQ(printed([&] { print_news(given, current); }), "");
   given.del(1);
   EXPECT_EQ(printed([&] { print_news(given, current); }), "Deleted event 17\n");
+}
+
+TEST(EventNews, TakesTheServersListAsTheOlderOne) {
+  TemporaryDatabase database;
+  database.add_event(1, 1e9);
+  database.add_event(2, 1.1e9);
+  EVServer server(database.name(), 0, 0, -1);
+  EVClient client(&server);
+  Table<EVEvent> list = *server.eventsList();
+  EXPECT_EQ(server.isEqual(&list), 1);
+  list.ptr(1)->prefor = 21;
+  EXPECT_EQ(server.isEqual(&list), 0);
+  EVEvent added;
+  added.evid = 3;
+  list.set(0, added);
+  const std::string news =
+      "New event 3\n"
+      "Event 2 has changed\n"
+      "    event1 prefor 20 != event2 prefor 21\n"
+      "Deleted event 1\n";
+  EXPECT_EQ(printed([&] { server.printDifferences(&list); }), news);
+  EXPECT_EQ(printed([&] { client.printDifferences(&list); }), news);
+  server.deregisterClient(&client);
+}
+
+TEST(EventPrint, OfNothingPrintsNothing) {
+  TemporaryDatabase database;
+  EVServer server(database.name(), 0, 0, -1);
+  EVEvent event;
+  EVEvent *const none = nullptr;
+  Table<EVEvent> *const no_list = nullptr;
+  EXPECT_EQ(printed([&] {
+              server.print(none, "");
+              server.print(no_list, "");
+              server.print(&event, none, "");
+              server.print(no_list, no_list, "");
+              server.printDifferences(no_list);
+            }),
+            "");
+  EXPECT_EQ(server.isEqual(&event, none), 0);
+  EXPECT_EQ(server.isEqual(none, none), 1);
+  EXPECT_EQ(server.isEqual(no_list), 0);
 }
