@@ -6,6 +6,7 @@
 #include "core/Table.h"
 #include "core/params.h"
 #include "core/register.h"
+#include "events/command.h"
 #include "events/evclient.h"
 #include "events/evserver.h"
 #include "events/records.h"

@@ -1,4 +1,4 @@
-#include "events/commands.h"
+#include "events/internal/commands.h"
 
 #include "core/register.h"
 

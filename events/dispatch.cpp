@@ -4,9 +4,9 @@
 #include <utility>
 
 #include "core/register.h"
-#include "events/commands.h"
 #include "events/evclient.h"
 #include "events/evserver.h"
+#include "events/internal/commands.h"
 #include "events/internal/server_state.h"
 
 namespace ksutil::events {

@@ -1,8 +1,8 @@
-#include "platform/db/block_budget.h"
+#include "platform/db/internal/block_budget.h"
 
 #include <algorithm>
 
-#include "platform/db/block_snapshot.h"
+#include "platform/db/internal/block_snapshot.h"
 
 namespace ksutil::db {
 

@@ -1,4 +1,4 @@
-#include "platform/db/block_snapshot.h"
+#include "platform/db/internal/block_snapshot.h"
 
 #include <algorithm>
 #include <cstring>

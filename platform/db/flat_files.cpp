@@ -8,8 +8,8 @@
 #include <map>
 #include <vector>
 
-#include "platform/db/flat_table.h"
-#include "platform/db/layout_fit.h"
+#include "platform/db/internal/flat_table.h"
+#include "platform/db/internal/layout_fit.h"
 #include "platform/elog/elog.h"
 #include "platform/pf/pf.h"
 #include "platform/stock/files.h"

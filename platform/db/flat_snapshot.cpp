@@ -1,4 +1,4 @@
-#include "platform/db/flat_snapshot.h"
+#include "platform/db/internal/flat_snapshot.h"
 
 #include <algorithm>
 #include <cstring>

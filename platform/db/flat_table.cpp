@@ -1,4 +1,4 @@
-#include "platform/db/flat_table.h"
+#include "platform/db/internal/flat_table.h"
 
 #include <fcntl.h>
 
@@ -7,7 +7,7 @@
 #include <ctime>
 #include <stdexcept>
 
-#include "platform/db/layout_fit.h"
+#include "platform/db/internal/layout_fit.h"
 #include "platform/elog/elog.h"
 
 namespace ksutil::db {

@@ -5,7 +5,7 @@
 #include <cerrno>
 #include <ctime>
 
-#include "platform/db/flat_exclusive.h"
+#include "platform/db/internal/flat_exclusive.h"
 #include "platform/elog/elog.h"
 
 namespace ksutil::db {

@@ -1,4 +1,4 @@
-#include "platform/db/layout_fit.h"
+#include "platform/db/internal/layout_fit.h"
 
 #include <algorithm>
 #include <optional>

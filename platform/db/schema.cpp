@@ -5,7 +5,7 @@
 #include <map>
 #include <mutex>
 
-#include "platform/db/schema_reader.h"
+#include "platform/db/internal/schema_reader.h"
 #include "platform/elog/elog.h"
 #include "platform/stock/files.h"
 

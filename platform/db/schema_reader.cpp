@@ -1,4 +1,4 @@
-#include "platform/db/schema_reader.h"
+#include "platform/db/internal/schema_reader.h"
 
 #include <algorithm>
 #include <cctype>

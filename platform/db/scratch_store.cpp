@@ -5,8 +5,8 @@
 #include <new>
 
 #include "platform/clock/clock.h"
-#include "platform/db/block_snapshot.h"
 #include "platform/db/flat_files.h"
+#include "platform/db/internal/block_snapshot.h"
 #include "platform/elog/elog.h"
 
 namespace ksutil::db {

@@ -2,8 +2,8 @@
 
 #include <limits>
 
-#include "platform/pf/pf_tree.h"
-#include "platform/pf/pf_write.h"
+#include "platform/pf/internal/pf_tree.h"
+#include "platform/pf/internal/pf_write.h"
 #include "platform/stock/memory.h"
 #include "platform/stock/text.h"
 

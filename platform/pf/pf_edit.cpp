@@ -1,8 +1,8 @@
 /* Making, changing and comparing trees. */
 #include <algorithm>
 
+#include "platform/pf/internal/pf_tree.h"
 #include "platform/pf/pf.h"
-#include "platform/pf/pf_tree.h"
 
 using ksutil::pf_guarded;
 using ksutil::PfArray;

@@ -2,8 +2,8 @@
 #include <algorithm>
 #include <cstdlib>
 
+#include "platform/pf/internal/pf_parse.h"
 #include "platform/pf/pf.h"
-#include "platform/pf/pf_parse.h"
 #include "platform/stock/files.h"
 
 using ksutil::pf_guarded;

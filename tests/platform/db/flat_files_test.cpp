@@ -9,7 +9,7 @@
 
 #include <random>
 
-#include "platform/db/flat_table.h"
+#include "platform/db/internal/flat_table.h"
 #include "platform/stock/files.h"
 #include "table_files.h"
 

@@ -1,6 +1,6 @@
 /* Reads the text of a schema file; see schemas/ for the form. */
-#ifndef KSUTIL_PLATFORM_DB_SCHEMA_READER_H
-#define KSUTIL_PLATFORM_DB_SCHEMA_READER_H
+#ifndef KSUTIL_PLATFORM_DB_INTERNAL_SCHEMA_READER_H
+#define KSUTIL_PLATFORM_DB_INTERNAL_SCHEMA_READER_H
 
 #include <cstddef>
 #include <memory>

@@ -2,8 +2,8 @@
  *
  * Each reports a failure in the error register and then returns an empty result, -1 for a
  * status or an id. */
-#ifndef KSUTIL_EVENTS_COMMANDS_H
-#define KSUTIL_EVENTS_COMMANDS_H
+#ifndef KSUTIL_EVENTS_INTERNAL_COMMANDS_H
+#define KSUTIL_EVENTS_INTERNAL_COMMANDS_H
 
 #include <cstdint>
 #include <string>

@@ -1,6 +1,6 @@
 /* FlatTable: a table in a file of fixed-width records. */
-#ifndef KSUTIL_PLATFORM_DB_FLAT_TABLE_H
-#define KSUTIL_PLATFORM_DB_FLAT_TABLE_H
+#ifndef KSUTIL_PLATFORM_DB_INTERNAL_FLAT_TABLE_H
+#define KSUTIL_PLATFORM_DB_INTERNAL_FLAT_TABLE_H
 
 #include <sys/stat.h>
 
@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "platform/db/flat_snapshot.h"
+#include "platform/db/internal/flat_snapshot.h"
 #include "platform/db/store.h"
 
 namespace ksutil::db {

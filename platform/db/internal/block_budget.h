@@ -1,6 +1,6 @@
 /* BlockBudget: bounds the blocks that the snapshots of one database keep for themselves. */
-#ifndef KSUTIL_PLATFORM_DB_BLOCK_BUDGET_H
-#define KSUTIL_PLATFORM_DB_BLOCK_BUDGET_H
+#ifndef KSUTIL_PLATFORM_DB_INTERNAL_BLOCK_BUDGET_H
+#define KSUTIL_PLATFORM_DB_INTERNAL_BLOCK_BUDGET_H
 
 #include <cstddef>
 #include <cstdint>

@@ -2,15 +2,15 @@
  *
  * Order of every change: the bytes with one write, synchronisation where it is wanted,
  * then the file time.  A failed step undoes those before it. */
-#ifndef KSUTIL_PLATFORM_DB_FLAT_EXCLUSIVE_H
-#define KSUTIL_PLATFORM_DB_FLAT_EXCLUSIVE_H
+#ifndef KSUTIL_PLATFORM_DB_INTERNAL_FLAT_EXCLUSIVE_H
+#define KSUTIL_PLATFORM_DB_INTERNAL_FLAT_EXCLUSIVE_H
 
 #include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
 
-#include "platform/db/flat_table.h"
+#include "platform/db/internal/flat_table.h"
 #include "platform/stock/files.h"
 
 namespace ksutil::db {

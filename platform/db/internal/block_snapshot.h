@@ -1,6 +1,6 @@
 /* BlockSnapshot: a snapshot whose rows lie in blocks of 2^n records. */
-#ifndef KSUTIL_PLATFORM_DB_BLOCK_SNAPSHOT_H
-#define KSUTIL_PLATFORM_DB_BLOCK_SNAPSHOT_H
+#ifndef KSUTIL_PLATFORM_DB_INTERNAL_BLOCK_SNAPSHOT_H
+#define KSUTIL_PLATFORM_DB_INTERNAL_BLOCK_SNAPSHOT_H
 
 #include <cstddef>
 #include <cstdint>
@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "platform/db/block_budget.h"
+#include "platform/db/internal/block_budget.h"
 #include "platform/db/snapshot.h"
 
 namespace ksutil::db {

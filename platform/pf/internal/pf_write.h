@@ -1,10 +1,10 @@
 /* The writer of parameter files; private to the library. */
-#ifndef KSUTIL_PLATFORM_PF_PF_WRITE_H
-#define KSUTIL_PLATFORM_PF_PF_WRITE_H
+#ifndef KSUTIL_PLATFORM_PF_INTERNAL_PF_WRITE_H
+#define KSUTIL_PLATFORM_PF_INTERNAL_PF_WRITE_H
 
 #include <string>
 
-#include "platform/pf/pf_tree.h"
+#include "platform/pf/internal/pf_tree.h"
 
 namespace ksutil {
 

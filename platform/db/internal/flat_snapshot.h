@@ -1,12 +1,12 @@
 /* FlatSnapshot: the rows of a table file, read block by block. */
-#ifndef KSUTIL_PLATFORM_DB_FLAT_SNAPSHOT_H
-#define KSUTIL_PLATFORM_DB_FLAT_SNAPSHOT_H
+#ifndef KSUTIL_PLATFORM_DB_INTERNAL_FLAT_SNAPSHOT_H
+#define KSUTIL_PLATFORM_DB_INTERNAL_FLAT_SNAPSHOT_H
 
 #include <memory>
 #include <string>
 #include <vector>
 
-#include "platform/db/block_snapshot.h"
+#include "platform/db/internal/block_snapshot.h"
 #include "platform/stock/files.h"
 
 namespace ksutil::db {

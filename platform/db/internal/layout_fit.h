@@ -1,6 +1,6 @@
 /* Finds the layout that the records of a table file really have. */
-#ifndef KSUTIL_PLATFORM_DB_LAYOUT_FIT_H
-#define KSUTIL_PLATFORM_DB_LAYOUT_FIT_H
+#ifndef KSUTIL_PLATFORM_DB_INTERNAL_LAYOUT_FIT_H
+#define KSUTIL_PLATFORM_DB_INTERNAL_LAYOUT_FIT_H
 
 #include <cstddef>
 #include <memory>
