@@ -188,6 +188,20 @@ TEST(EventListEqual, RowsWithOneEvidAreEachFound) {
   EXPECT_TRUE(equal_lists(moved, list));
 }
 
+TEST(DetectionListEqual, ComparesRowsPlaceByPlace) {
+  Table<EVDetection> list, moved;
+  for (const int64_t recno : {4, 5}) {
+    EVDetection detection;
+    detection.recno_detection = recno;
+    list.push(detection);
+  }
+  moved = list;
+  EXPECT_TRUE(equal(list, moved));
+  moved.push(moved.shift());
+  EXPECT_FALSE(equal(list, moved));
+  EXPECT_FALSE(equal(list, Table<EVDetection>()));
+}
+
 TEST(EventRecords, CopiesAreDeepAtEveryLevel) {
   EVEvent event;
   event.origins.push(EVOrigin());

@@ -72,6 +72,17 @@ TEST(PmtfifoFlush, MarkOutlivesItUntilAPusherHasHadToWait) {
   EXPECT_EQ(pmtfifo_data_available(fifo.get()), 2);
 }
 
+TEST(PmtfifoFlush, DoesNotWaitForTheFifosOwnLock) {
+  const FifoHandle fifo = full_fifo();
+  ksutil::PthreadLock lock(fifo->mutex);
+  auto flushed = std::async(std::launch::async,
+                            [&fifo] { return pmtfifo_flush(fifo.get(), nullptr); });
+  EXPECT_EQ(flushed.wait_for(std::chrono::seconds(20)), std::future_status::ready);
+  lock.unlock();
+  EXPECT_EQ(flushed.get(), 0);
+  EXPECT_EQ(pmtfifo_data_available(fifo.get()), 0);
+}
+
 TEST(PmtfifoDestroy, HandsEachItemToTheFreeFunctionOnce) {
   for (const int reg : {0, 1}) {
     pmtfifo *const fifo = pmtfifo_create(0, 1, reg);
