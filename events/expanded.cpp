@@ -50,6 +50,8 @@ int read_expanded(ServerState &state, int64_t evid, EVEvent &event) {
     const ElogScope quiet;
     result = reader.read_event(row, event, nullptr);
     if (result == 0) reader.expand(event);
+    /* Only a whole event may go into the cache. */
+    if (!reader.complete()) result = -1;
   }
   if (result != 0) {
     ks_register_error(0, "%s: event %ld cannot be read.\n", kName,

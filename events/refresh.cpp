@@ -122,6 +122,11 @@ int Refresh::read(const std::shared_ptr<const Table<EVEvent>> &current) {
     ks_register_error(0, "EVServer::refreshEvents: refreshDetections() error.\n");
     return -1;
   }
+  /* What could not be read now has not gone: the old lists stay until it can. */
+  if (!reader.complete()) {
+    ks_register_error(0, "EVServer::refreshEvents: cannot read the tables.\n");
+    return -1;
+  }
   return 0;
 }
 

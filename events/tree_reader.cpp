@@ -78,6 +78,15 @@ bool TreeReader::resume() {
   return true;
 }
 
+bool TreeReader::complete() const {
+  const std::shared_ptr<const db::Snapshot> taken[] = {
+      event_.rows,  origin_.rows, origerr_.rows, mt_.rows,   netmag_.rows,
+      stamag_.rows, assoc_.rows,  arrival_.rows, site_.rows, detection_.rows};
+  return std::all_of(std::begin(taken), std::end(taken), [](const auto &rows) {
+    return rows == nullptr || rows->complete();
+  });
+}
+
 db::KeyIndex::Rows TreeReader::events_with(int64_t evid) const {
   return events_by_evid_->find(evid);
 }

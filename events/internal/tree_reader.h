@@ -42,6 +42,8 @@ class TreeReader {
   bool bind_detections();
   /* Makes the indexes describe this reader's snapshots again. */
   bool resume();
+  /* False when rows could not be had for an error that may pass. */
+  bool complete() const;
 
   ListSnapshots list_snapshots() const {
     return {event_.rows, origin_.rows, origerr_.rows, netmag_.rows, mt_.rows};

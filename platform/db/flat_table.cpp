@@ -89,8 +89,8 @@ bool FlatTable::stamp(Stamp &stamp) {
 
 std::shared_ptr<const Snapshot> FlatTable::snapshot() {
   if (!look()) return nullptr;
-  if (snapshot_ != nullptr && snapshot_->stamp() == file_.stamp &&
-      &snapshot_->layout() == file_.layout.get()) {
+  if (snapshot_ != nullptr && snapshot_->complete() &&
+      snapshot_->stamp() == file_.stamp && &snapshot_->layout() == file_.layout.get()) {
     return snapshot_;
   }
   try {

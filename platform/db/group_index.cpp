@@ -43,7 +43,7 @@ void GroupIndex::follow(const MatchPlan &plan,
                                            ranged ? now_.ranges.front().high : 0.0, 0.0,
                                            row});
   }
-  snapshot_ = snapshot;
+  if (snapshot->complete()) snapshot_ = snapshot;
 }
 
 /* Whether any of the changed rows now has another key. */

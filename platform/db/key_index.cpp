@@ -28,7 +28,7 @@ void KeyIndex::follow(const std::shared_ptr<const Snapshot> &snapshot) {
   /* Without a snapshot in between: the index is half done when memory runs short. */
   const std::shared_ptr<const Snapshot> before = std::exchange(snapshot_, nullptr);
   if (before == nullptr || !apply(*before, *snapshot)) rebuild(*snapshot);
-  snapshot_ = snapshot;
+  if (snapshot->complete()) snapshot_ = snapshot;
 }
 
 bool KeyIndex::read(const Snapshot &snapshot, long row, std::int64_t &key) const {

@@ -24,11 +24,13 @@ class KSUTIL_API KeyIndex {
   /* Brings the index up to date: adds the new rows, moves the changed ones, and builds
    * anew only when the changes are not known.  Rows with a null or unreadable key are
    * left out.
+   * When rows cannot be read the index describes no snapshot.
    * A table of more than 2^31 - 1 rows is refused with a message; the index is then empty
    * and describes no snapshot. */
   void follow(const std::shared_ptr<const Snapshot> &snapshot);
 
-  /* The snapshot that the index describes; null before the first follow. */
+  /* The snapshot that the index describes; null before the first follow
+   * and after one that failed. */
   const std::shared_ptr<const Snapshot> &snapshot() const { return snapshot_; }
 
   /* The rows with a key, ascending: for (long record : index.find(key)). */

@@ -114,6 +114,7 @@ bool find_rows(MatchState &state, TableSource &table) {
   if (state.plan->id_field().empty()) {
     if (state.groups == nullptr) state.groups = std::make_unique<GroupIndex>();
     state.groups->follow(*state.plan, snapshot);
+    if (!snapshot->complete()) return false;
     if (!state.key.null) state.groups->find(*state.plan, state.key, state.rows);
     return true;
   }

@@ -30,7 +30,7 @@ std::int64_t GreatestIds::follow(const std::string &table, const std::string &fi
   }
   for (const long row : changes.changed) raise(row);
   for (long row = changes.old_count; row < snapshot->count(); ++row) raise(row);
-  seen.snapshot = snapshot;
+  seen.snapshot = snapshot->complete() ? snapshot : nullptr;
   return seen.greatest;
 }
 
@@ -49,6 +49,8 @@ bool greatest_in_use(Database &database, const std::string &counter,
     if (rows == nullptr) return false;
     greatest =
         std::max(greatest, database.greatest_ids().follow(use.table, use.field, rows));
+    /* A row that was not seen may hold a greater one. */
+    if (!rows->complete()) return false;
   }
   return true;
 }
@@ -91,6 +93,7 @@ bool count_on(Database &database, TableSource &lastid, TableStore::Exclusive &lo
   std::int64_t greatest;
   if (rows == nullptr || !greatest_in_use(database, counter, greatest)) return false;
   const CounterRow found = find_counter(*rows, counter);
+  if (!rows->complete()) return false;
   id = std::max({greatest, found.value, std::int64_t{0}}) + 1;
   const Relation &layout = found.record < 0 ? lastid.store().layout() : rows->layout();
   std::string row =

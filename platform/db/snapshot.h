@@ -46,6 +46,11 @@ class KSUTIL_API Snapshot {
   /* The same as a text that may be kept. */
   virtual RowText text(long record) const = 0;
 
+  /* False once rows could not be had because the store failed (an error of the disk, no
+   * memory), which says nothing about the rows: whoever concludes from a row's absence
+   * asks afterwards.  The table's next snapshot is another one and reads them again. */
+  virtual bool complete() const = 0;
+
  protected:
   Snapshot(std::shared_ptr<const Relation> layout, Stamp stamp)
       : layout_(std::move(layout)), stamp_(stamp) {}

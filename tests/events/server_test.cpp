@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <chrono>
 #include <cstring>
 #include <filesystem>
@@ -19,6 +20,7 @@
 
 #include "events/evclient.h"
 #include "events/internal/record_sizes.h"
+#include "platform/stock/files.h"
 #include "tests/events/bare_server.h"
 #include "tests/events/temporary_database.h"
 
@@ -138,6 +140,43 @@ TEST_F(Server, TellsEachChangeOnce) {
   EXPECT_EQ(witness.refreshEventsForce(1), 0);
   EXPECT_EQ(witness.responses().size(), 2u);
   server.deregisterClient(&witness);
+}
+
+int reads_before_failure = 0;
+
+ssize_t failing_pread(int fd, void *to, std::size_t bytes, off_t at) {
+  if (reads_before_failure-- != 0) return ::pread(fd, to, bytes, at);
+  errno = EIO;
+  return -1;
+}
+
+/* A disk that fails for a moment: what cannot be read has not gone. */
+TEST_F(Server, KeepsItsEventsWhileATableCannotBeRead) {
+  EVServer server(database.name(), 0, 0, -1);
+  Witness witness(server);
+  int failures = 0;
+  for (int round = 0; round < 20; round++) {
+    const long evid = 4 + round;
+    database.add_event(evid, 1e9 + 100.0 * static_cast<double>(evid));
+    ksutil::FileCalls calls = ksutil::system_file_calls();
+    calls.pread = failing_pread;
+    {
+      const ksutil::ScopedFileCalls scope(calls);
+      reads_before_failure = round;
+      if (server.refreshEvents(0) != 0) failures++;
+    }
+    const auto list = server.eventsList();
+    EXPECT_GE(list->size(), evid - 1) << "read " << round << " failed";
+    for (const EVEvent &event : *list) EXPECT_EQ(event.origins.size(), 1);
+    EXPECT_EQ(server.refreshEvents(0), 0);
+    EXPECT_EQ(server.eventsList()->size(), evid) << "read " << round << " failed";
+  }
+  EXPECT_GT(failures, 5);
+  for (const EVResponse &response : witness.responses()) {
+    EXPECT_EQ(response.removed_evids.size(), 0);
+  }
+  server.deregisterClient(&witness);
+  taken_messages();
 }
 
 TEST_F(Server, FollowsTheDatabaseByItself) {

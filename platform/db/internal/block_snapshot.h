@@ -44,6 +44,7 @@ class BlockSnapshot : public Snapshot {
     return examined_row(record);
   }
   RowText text(long record) const final;
+  bool complete() const final { return !failed_; }
 
   std::size_t blocks() const { return slots_.size(); }
   std::size_t rows_per_block() const { return mask_ + 1; }
@@ -52,7 +53,10 @@ class BlockSnapshot : public Snapshot {
   /* The block with its rows, read now if it has not been; its `current` tells whether
    * that was possible. */
   const BlockSlot &block(std::size_t index) const {
-    if (!slots_[index].current) load(index, slots_[index]);
+    if (!slots_[index].current) {
+      load(index, slots_[index]);
+      failed_ = failed_ || !slots_[index].current;
+    }
     return slots_[index];
   }
   /* The same as it is, without reading. */
@@ -79,6 +83,7 @@ class BlockSnapshot : public Snapshot {
 
  private:
   friend class BlockBudget;
+  mutable bool failed_ = false;  // a block could not be read
   std::string_view examined_row(long record) const;
 };
 

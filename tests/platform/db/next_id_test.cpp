@@ -4,8 +4,10 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <set>
 
+#include "platform/stock/files.h"
 #include "tests/platform/db/api_test_support.h"
 
 namespace ksutil::db::test {
@@ -48,6 +50,42 @@ TEST(NextId, RisesAboveRowsThatDrawOnTheCounterUnderAnyName) {
   EXPECT_EQ(dbnextid(db, "orid"), 101);
   database.write("origin", {RowMaker("origin").set("mlid", 33L).text()});
   EXPECT_EQ(dbnextid(db, "magid"), 34);
+}
+
+int reads_before_failure = 0;
+
+ssize_t failing_pread(int fd, void *to, std::size_t bytes, off_t at) {
+  if (reads_before_failure-- != 0) return ::pread(fd, to, bytes, at);
+  errno = EIO;
+  return -1;
+}
+
+/* What cannot be read may hold the counter, or a greater id. */
+TEST(NextId, GivesNoneTwiceWhenReadingFails) {
+  TestDatabase database;
+  database.write("lastid", {lastid("arid", 900), lastid("evid", 100)});
+  const Handle db(database.name(), "r+");
+  FileCalls calls = system_file_calls();
+  calls.pread = failing_pread;
+  const ScopedFileCalls scope(calls);
+  long last = 100, failures = 0;
+  for (int round = 0; round < 8; round++) {
+    /* Another program's row and counter, which must be read anew. */
+    last += 10;
+    database.write("lastid", {lastid("arid", 900), lastid("evid", last - 5)});
+    database.write("event", {RowMaker("event").set("evid", last).text()});
+    reads_before_failure = round;
+    const long evid = dbnextid(db, "evid");
+    failures += evid < 0 ? 1 : 0;
+    if (evid >= 0) {
+      EXPECT_EQ(evid, last + 1) << "read " << round << " failed";
+    }
+    reads_before_failure = -1;
+    last = std::max(last, evid) + 1;
+    EXPECT_EQ(dbnextid(db, "evid"), last) << "read " << round << " failed";
+  }
+  EXPECT_GE(failures, 2);
+  messages();
 }
 
 TEST(NextId, EndsWhereTheFieldEnds) {

@@ -1,0 +1,179 @@
+/* A disk that fills and fails while rows are written: a call that says it failed must have
+ * left the tables alone, one that says it worked must have written exactly its row. */
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <map>
+
+#include "core/register.h"
+#include "platform/stock/files.h"
+#include "tests/events/bare_server.h"
+#include "tests/events/temporary_database.h"
+#include "tests/stress/stress_support.h"
+
+using namespace stress;
+
+namespace {
+
+/* The faults of one call of the library.  A short write is followed by the fault, as on a
+ * real disk; what undoes it must work, and does there. */
+std::mt19937 chance;
+int faults_left = 0;
+bool cut = false;  // a short write has just been made
+
+int any_fault() {
+  constexpr int kFaults[] = {ENOSPC, EIO, EDQUOT, EFBIG};
+  return kFaults[below(chance, 4)];
+}
+
+bool strikes() {
+  if (faults_left == 0 || below(chance, 6) != 0) return false;
+  faults_left--;
+  errno = any_fault();
+  return true;
+}
+
+ssize_t failing_pwrite(int fd, const void *from, std::size_t bytes, off_t at) {
+  if (cut) {
+    cut = false;
+    errno = any_fault();
+    return -1;
+  }
+  if (faults_left > 0 && bytes > 1 && below(chance, 8) == 0) {
+    faults_left--;
+    cut = true;
+    return ::pwrite(fd, from, 1 + below(chance, static_cast<unsigned>(bytes) - 1), at);
+  }
+  return strikes() ? -1 : ::pwrite(fd, from, bytes, at);
+}
+
+ssize_t failing_pread(int fd, void *to, std::size_t bytes, off_t at) {
+  return strikes() ? -1 : ::pread(fd, to, bytes, at);
+}
+
+int failing_fsync(int fd) { return strikes() ? -1 : ::fsync(fd); }
+
+int failing_open(const char *path, int flags, mode_t mode) {
+  return strikes() ? -1 : ::open(path, flags, mode);
+}
+
+class FullDisk : public testing::Test {
+ protected:
+  FullDisk() {
+    std::ofstream(database.name(), std::ios::app) << "sync yes\n";
+    EXPECT_EQ(dbopen_noshare(database.name().c_str(), "r+", &db), 0);
+  }
+  ~FullDisk() override { dbclose(db); }
+
+  Dbptr table(const char *name, long record = dbALL) const {
+    Dbptr found = dblookup(db, nullptr, name, nullptr, nullptr);
+    found.record = record;
+    return found;
+  }
+  std::string text(const char *table) const {
+    std::ifstream file(database.name() + "." + table, std::ios::binary);
+    return {std::istreambuf_iterator<char>(file), {}};
+  }
+  /* Runs a call under faults; expects the table untouched when it fails, and otherwise all
+   * rows but `record` untouched. */
+  template <class Call>
+  long attempt(const char *table, long record, Call call) {
+    const std::string before = text(table);
+    faults_left = static_cast<int>(below(chance, 2));
+    const long result = call();
+    faults_left = 0;
+    cut = false;
+    const std::string after = text(table);
+    if (result < 0) {
+      failed++;
+      EXPECT_EQ(after, before) << taken_messages();
+      taken_messages();
+      return result;
+    }
+    worked++;
+    const std::size_t length = after.find('\n') + 1;
+    const auto at = static_cast<std::size_t>(record < 0 ? result : record) * length;
+    EXPECT_EQ(after.size(), record < 0 ? before.size() + length : before.size());
+    EXPECT_EQ(after.substr(0, at), before.substr(0, at));
+    if (record >= 0) {
+      EXPECT_EQ(after.substr(at + length), before.substr(at + length));
+    }
+    return result;
+  }
+
+  TemporaryDatabase database;
+  Dbptr db = dbinvalid();
+  long failed = 0, worked = 0;
+};
+
+TEST_F(FullDisk, LeavesWhatWasThere) {
+  const Watchdog watchdog("writing to a full disk");
+  chance.seed(seed());
+  ksutil::FileCalls calls = ksutil::system_file_calls();
+  calls.open = failing_open;
+  calls.pread = failing_pread;
+  calls.pwrite = failing_pwrite;
+  calls.fsync = failing_fsync;
+  const ksutil::ScopedFileCalls scope(calls);
+  std::vector<double> depths;  // of each row of origin
+  long last_orid = 0;
+  const Deadline deadline;
+  while (!deadline.over() && !HasFailure()) {
+    const double depth = static_cast<double>(below(chance, 700));
+    const unsigned action = below(chance, 3);
+    if (action == 0) {
+      const std::string before = text("lastid");
+      faults_left = static_cast<int>(below(chance, 2));
+      const long orid = dbnextid(db, "orid");
+      faults_left = 0;
+      cut = false;
+      if (orid < 0) {
+        EXPECT_EQ(text("lastid"), before) << taken_messages();
+        continue;
+      }
+      EXPECT_GT(orid, last_orid);
+      last_orid = orid;
+    } else if (action == 1 || depths.empty()) {
+      const long record = attempt("origin", -1, [&] {
+        return dbaddv(table("origin"), "orid", last_orid, "evid", 1L, "time",
+                      1e9 + static_cast<double>(depths.size()), "depth", depth,
+                      nullptr);
+      });
+      if (record < 0) continue;
+      EXPECT_EQ(record, static_cast<long>(depths.size()));
+      depths.push_back(depth);
+    } else {
+      const long record =
+          static_cast<long>(below(chance, static_cast<unsigned>(depths.size())));
+      if (attempt("origin", record, [&] {
+            return long{dbputv(table("origin", record), "depth", depth, nullptr)};
+          }) < 0) {
+        continue;
+      }
+      depths[static_cast<std::size_t>(record)] = depth;
+    }
+    /* The handle that failed and worked reads what is there. */
+    if (depths.empty()) continue;
+    const std::size_t row = below(chance, static_cast<unsigned>(depths.size()));
+    double found = -1.0;
+    EXPECT_EQ(dbgetv(table("origin", static_cast<long>(row)), "depth", &found, nullptr),
+              0)
+        << taken_messages();
+    EXPECT_EQ(found, depths[row]) << row;
+    /* Each step is compared byte by byte: begin anew before that gets slow. */
+    if (depths.size() > 300) {
+      std::filesystem::remove(database.name() + ".origin");
+      depths.clear();
+    }
+  }
+  std::printf("%ld calls worked, %ld failed\n", worked, failed);
+  EXPECT_GT(worked, 0);
+  EXPECT_GT(failed, 0);
+}
+
+}  // namespace
