@@ -79,7 +79,7 @@ void use_lists(EVServer &server, EVClient &client, std::mt19937 &random) {
 }
 
 void come_and_go(EVServer &server, std::mt19937 &random) {
-  Witness client(server);
+  EVClient client(&server);
   if (below(random, 2) == 0) server.registerClient(&client);
   for (unsigned i = below(random, 4); i > 0; i--) wait_for_server(client, random);
   if (below(random, 2) == 0) client.refreshEvents(0);

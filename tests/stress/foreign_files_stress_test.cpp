@@ -124,6 +124,17 @@ class ForeignFiles : public testing::Test {
     pause();
   }
 
+  /* A program of the library between the others; it may fail. */
+  void write_by_the_rules(const char *table) {
+    Dbptr row = database.table(table);
+    if (below(random, 2) == 0) {
+      dbaddv(row, "lddate", 1e9, nullptr);
+    } else {
+      row.record = static_cast<long>(below(random, 60));
+      dbputv(row, "lddate", 1e9 + static_cast<double>(below(random, 1000)), nullptr);
+    }
+  }
+
   /* Leaves the tables as they are, unless they cannot be read at all, with a new time. */
   void calm() {
     Dbptr db;
@@ -162,6 +173,9 @@ TEST_F(ForeignFiles, NeverUpsetAServer) {
       witness.grabEventsLock();
       witness.getExpandedEvent(evid, event);
       witness.releaseEventsLock();
+      if (below(random, 3) == 0) witness.getArrivals("ANMO", "BHZ", 1e9, 1e9 + 6e3);
+      if (below(random, 3) == 0) witness.dbsubset("origin", "depth > 5.0");
+      if (below(random, 3) == 0) write_by_the_rules(kTables[below(random, 6)]);
     }
     calm();
     settle(witness);

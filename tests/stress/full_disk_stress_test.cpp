@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <cerrno>
 #include <filesystem>
 #include <fstream>
@@ -15,6 +16,7 @@
 #include "tests/events/bare_server.h"
 #include "tests/events/temporary_database.h"
 #include "tests/stress/stress_support.h"
+#include "tests/stress/writer.h"
 
 using namespace stress;
 
@@ -174,6 +176,62 @@ TEST_F(FullDisk, LeavesWhatWasThere) {
   std::printf("%ld calls worked, %ld failed\n", worked, failed);
   EXPECT_GT(worked, 0);
   EXPECT_GT(failed, 0);
+}
+
+std::atomic<bool> disk_is_bad{false};
+std::atomic<unsigned> reads{0};
+
+ssize_t sometimes_failing_pread(int fd, void *to, std::size_t bytes, off_t at) {
+  if (disk_is_bad && (++reads * 2654435761U >> 16) % 16 == 0) {
+    errno = EIO;
+    return -1;
+  }
+  return ::pread(fd, to, bytes, at);
+}
+
+/* A server whose reads fail now and then, beside a writer whose disk is well. */
+TEST(FailingReads, TakeNothingOffAServer) {
+  const Watchdog watchdog("a server whose reads fail");
+  const unsigned chosen = seed();
+  TemporaryDatabase database;
+  database.add_event(1, 1e9);
+  const std::string journal = database.name() + "-journal";
+  ksutil::FileCalls calls = ksutil::system_file_calls();
+  calls.pread = sometimes_failing_pread;
+  const ksutil::ScopedFileCalls scope(calls);
+  EVServer server(database.name(), 0, 0, -1);
+  Witness witness(server);
+  disk_is_bad = true;
+  server.autoRefreshEvents(0.001);
+  const pid_t writer =
+      spawn_writer(database.name(), journal, chosen, 0, seconds(), End::after_its_time);
+  const Deadline deadline(seconds() + 0.2);
+  long events_before = 1;
+  while (!deadline.over()) {
+    witness.grabEventsLock();
+    const auto list = witness.eventsList();
+    witness.releaseEventsLock();
+    EXPECT_GE(list->size(), events_before) << "events have vanished";
+    events_before = list->size();
+    for (const EVEvent &event : *list) EXPECT_GE(event.origins.size(), 1);
+    EVEvent event;
+    witness.getExpandedEvent(static_cast<long>(list->ptr(list->size() - 1)->evid),
+                             event);
+    usleep(2000);
+  }
+  EXPECT_EQ(wait_for(writer), 0);
+  disk_is_bad = false;
+  settle(witness);
+  std::printf("%ld events\n", events_before);
+  Written written;
+  written.read(journal);
+  const std::set<long> told = witness.evids();
+  for (const auto &[evid, origins] : written.origins) {
+    EXPECT_TRUE(told.contains(evid)) << "not told: " << evid;
+  }
+  expect_same_as_fresh(server, database.name());
+  server.deregisterClient(&witness);
+  taken_messages();
 }
 
 }  // namespace
