@@ -46,6 +46,9 @@ write_basic_package_version_file(ksutilConfigVersion.cmake
 install(FILES ${CMAKE_CURRENT_BINARY_DIR}/ksutilConfig.cmake
   ${CMAKE_CURRENT_BINARY_DIR}/ksutilConfigVersion.cmake
   DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/ksutil)
+# Relative to the file itself, so that an installation can be moved.
+file(RELATIVE_PATH KSUTIL_PC_TO_PREFIX
+  "/prefix/${CMAKE_INSTALL_LIBDIR}/pkgconfig" "/prefix")
 configure_file(cmake/ksutil.pc.in ksutil.pc @ONLY)
 install(FILES ${CMAKE_CURRENT_BINARY_DIR}/ksutil.pc
   DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
