@@ -15,11 +15,14 @@
 #include <cstdint>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "core/Array.h"
 #include "core/Table.h"
 #include "events/evserver.h"
+#include "events/query.h"
 #include "events/records.h"
+#include "events/tabs.h"
 #include "platform/db/db.h"
 #include "platform/stock/export.h"
 
@@ -100,6 +103,58 @@ class KSUTIL_API EVClient {
   EVMoment *getPreferredMoment(EVEvent *event);
   EVMoment *getPreferredMoment(EVOrigin *origin);
   int getOrigin(EVEvent *event, long orid, EVOrigin &origin, int preferred);
+
+  /* --- queries, sorting and tab lists; on the server's own records the caller holds the
+   * events lock --------------------------------------------------------------------- */
+
+  /* Compiles a query for events, origins or both: 0 with one token, or -1 with a message
+   * that tells the position, and `tokens` untouched.  It looks at the database for how its
+   * tables are laid out; records of a database that changes its layout later can still be
+   * read. */
+  int parse_query(std::string query, std::vector<EVQueryToken> &tokens);
+  /* The value of a query on a record, expanded or not:
+   *    0  *type has an EVValueType and `value`, EV_VALUE_SIZE bytes, the value
+   *    1  there is none: the field is null or the record missing
+   *   -1  with a message: a row that cannot be read, a text that is no date, or a query
+   *       that is not about such records; both untouched
+   * From any threads at once. */
+  int getValue(EVEvent *event, const std::vector<EVQueryToken> &tokens, int *type,
+               void *value);
+  int getValue(EVOrigin *origin, const std::vector<EVQueryToken> &tokens, int *type,
+               void *value);
+
+  /* 0 when the query parses and gives no error on any record, else -1 with a message.
+   * Events without a preferred origin are not asked. */
+  int checkSortQuery(Table<EVEvent> *events, std::string query);
+  int checkSortQuery(Table<EVOrigin> *origins, std::string query);
+
+  /* The order of the records, ascending or, with `reverse`, descending: [row] index in the
+   * list.  Records without a value, NaN among them, come first (reversed: last), equal
+   * ones keep their order (reversed: the opposite one), texts are compared on their first
+   * 32 bytes.  *status, if given: 0, or -1 for a query that does not parse, which gives
+   * the natural order. */
+  Table<int> sort(Table<EVEvent> *events, std::string query, int reverse, int *status);
+  Table<int> sort(Table<EVOrigin> *origins, std::string query, int reverse,
+                  int *status);
+  /* Sorts what the tab shows, and sets its mappings. */
+  void sort(EVEventsTab *tab, std::string query, int reverse);
+  void sort(EVOriginsTab *tab, std::string query, int reverse);
+
+  /* Sets both mappings to an order of distinct indexes, or with null to the natural order.
+   * `rows` is as long as the order; an index outside it has no row there. */
+  void setEventsTabs(EVEventsTab *tab, Table<int> *order);
+  void setOriginsTabs(EVOriginsTab *tab, Table<int> *order);
+
+  /* Row and index of each other, -1 outside the mappings. */
+  int getRow(EVEventsTab *tab, int index);
+  int getRow(EVOriginsTab *tab, int index);
+  int getIndex(EVEventsTab *tab, int row);
+  int getIndex(EVOriginsTab *tab, int row);
+  /* Where the first record with the id stands, in the list or as a row; -1: nowhere. */
+  int findEvidIndex(EVEventsTab *tab, long evid);
+  int findEvidRow(EVEventsTab *tab, long evid);
+  int findOridIndex(EVOriginsTab *tab, long orid);
+  int findOridRow(EVOriginsTab *tab, long orid);
 
   std::atomic<int32_t> refresh_pending{0};
   std::atomic<int32_t> command_pending{0};

@@ -44,7 +44,8 @@ struct Value {
 class KSUTIL_API Fields {
  public:
   virtual ~Fields() = default;
-  /* Binds a name, "time" or "origin.time", to a slot and a type; false: unknown. */
+  /* Binds a name, "time", "origin.time" or "origins[0].time", to a slot and a type; false:
+   * unknown. */
   virtual bool bind(std::string_view name, int &slot, Type &type) const = 0;
 };
 

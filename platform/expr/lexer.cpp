@@ -12,6 +12,14 @@ bool begins_name(char c) {
   return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || c == '_';
 }
 
+/* The place after an index such as "[12]" at `at`, else `at`. */
+std::size_t index_end(std::string_view text, std::size_t at) {
+  std::size_t i = at + 1;
+  while (i < text.size() && is_digit(text[i])) ++i;
+  return text[at] == '[' && i > at + 1 && i < text.size() && text[i] == ']' ? i + 1
+                                                                            : at;
+}
+
 struct Spelling {
   std::string_view text;
   Symbol symbol;
@@ -123,10 +131,15 @@ bool Lexer::quoted(Token &token, Error &error) {
 
 void Lexer::name(Token &token) {
   std::size_t i = at_;
-  while (i < text_.size() &&
-         (begins_name(text_[i]) || is_digit(text_[i]) ||
-          (text_[i] == '.' && i + 1 < text_.size() && begins_name(text_[i + 1])))) {
-    ++i;
+  while (i < text_.size()) {
+    if (begins_name(text_[i]) || is_digit(text_[i]) ||
+        (text_[i] == '.' && i + 1 < text_.size() && begins_name(text_[i + 1]))) {
+      ++i;
+    } else if (const std::size_t end = index_end(text_, i); end > i) {
+      i = end;
+    } else {
+      break;
+    }
   }
   token.symbol = Symbol::kName;
   token.text = text_.substr(at_, i - at_);
