@@ -4,6 +4,7 @@
 
 #include "core/Array.h"
 #include "core/Table.h"
+#include "core/named_objects.h"
 #include "core/params.h"
 #include "core/register.h"
 #include "events/command.h"

@@ -1,0 +1,109 @@
+#include "core/named_objects.h"
+
+#include <cerrno>
+#include <cstdint>
+#include <memory>
+#include <new>
+#include <string>
+
+#include "core/Array.h"
+#include "core/register.h"
+#include "platform/stock/memory.h"
+
+namespace {
+
+struct KS_Name : ksutil::SeamAllocated {
+  std::string name;
+  std::string type;
+  void *object = nullptr;
+};
+
+/* Both maps point to the same records, which are never removed. */
+struct Directory {
+  Array<std::string, KS_Name *> names;
+  Array<std::string, KS_Name *> objects;  // by object_key
+};
+
+/* Never destroyed, so that destructors of other static objects may still ask it. */
+Directory &directory() {
+  static Directory *const only = new Directory;
+  return *only;
+}
+
+/* The address as "%lu" prints it. */
+std::string object_key(const void *object) {
+  return std::to_string(
+      static_cast<unsigned long>(reinterpret_cast<std::uintptr_t>(object)));
+}
+
+std::unique_ptr<KS_Name> new_record(const char *name, const char *type, void *object) {
+  std::unique_ptr<KS_Name> record(new (std::nothrow) KS_Name);
+  if (record == nullptr) throw std::bad_alloc();
+  record->name = name;
+  record->type = type;
+  record->object = object;
+  return record;
+}
+
+/* Enters the record under its name and its object's key, or under neither. */
+void enter(Directory &known, std::unique_ptr<KS_Name> record) {
+  const std::string key = object_key(record->object);
+  known.names.set(record->name, record.get());
+  try {
+    known.objects.set(key, record.get());
+  } catch (...) {
+    known.names.del(record->name);
+    throw;
+  }
+  record.release();
+}
+
+/* Hands out the type of a record. */
+void give_type(const KS_Name &record, const char **type) {
+  if (type != nullptr) *type = record.type.c_str();
+}
+
+}  // namespace
+
+int KS_SetName(const char *name, const char *type, void *object) try {
+  if (name == nullptr || type == nullptr) {
+    ks_register_error(0, "KS_SetName: Name and type must be given.\n");
+    return -1;
+  }
+  Directory &known = directory();
+  /* The objects are asked for the name, not for the object: a user who types an object's
+   * address where a name is wanted must never reach another object. */
+  if (known.names.contains(name) || known.objects.contains(name)) {
+    ks_register_error(0, "KS_SetName: Name '%s' already in use.\n", name);
+    return -1;
+  }
+  enter(known, new_record(name, type, object));
+  return 0;
+} catch (const std::bad_alloc &) {
+  errno = ENOMEM;
+  ks_register_error(1, "KS_SetName: malloc() error.\n");
+  return -1;
+}
+
+void *KS_GetObject(const char *name, const char **type) try {
+  if (name == nullptr) return nullptr;
+  const KS_Name *const record = directory().names.get(name);
+  if (record == nullptr) return nullptr;
+  give_type(*record, type);
+  return record->object;
+} catch (const std::bad_alloc &) {
+  errno = ENOMEM;
+  ks_register_error(1, "KS_GetObject: malloc() error.\n");
+  return nullptr;
+}
+
+const char *KS_GetName(const void *object, const char **type) try {
+  const KS_Name *const record = directory().objects.get(object_key(object));
+  if (record == nullptr) return "";
+  give_type(*record, type);
+  return record->name.c_str();
+} catch (const std::bad_alloc &) {
+  errno = ENOMEM;
+  ks_register_error(1, "KS_GetName: malloc() error.\n");
+  return "";
+}
