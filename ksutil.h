@@ -14,6 +14,7 @@
 #include "events/records.h"
 #include "events/tabs.h"
 #include "pipeline/pmtfifo.h"
+#include "pipeline/pmtmanagedfifo.h"
 #include "platform/clock/clock.h"
 #include "platform/db/db.h"
 #include "platform/elog/elog.h"

@@ -1,0 +1,165 @@
+/* What runs through a managed fifo: pushes, end marks and pops. */
+#include <unistd.h>
+
+#include <cstdlib>
+#include <mutex>
+
+#include "pipeline/internal/fifo_record.h"
+#include "pipeline/internal/managedfifo_record.h"
+#include "platform/elog/elog.h"
+
+static_assert(sizeof(PmtmanagedfifoData) == 32, "the size is part of a message");
+
+namespace {
+
+constexpr useconds_t kRoomPoll = 1000;  // microseconds between looks for room
+
+/* A consumer by its place in the list; null past the end. */
+pmtfifo *consumer_at(pmtmanagedfifo *fifo, long i) {
+  const std::lock_guard state(fifo->state_mutex);
+  return static_cast<pmtfifo *>(gettbl(fifo->consumers.get(), i));
+}
+
+/* Waits, under the push mutex, until every consumer has room.  None loses it before the
+ * push that follows, and one that is added meanwhile is empty: so no push blocks while the
+ * state mutex is held. */
+void wait_for_room(pmtmanagedfifo *fifo) {
+  for (long i = 0;; i++) {
+    pmtfifo *const consumer = consumer_at(fifo, i);
+    if (consumer == nullptr) return;
+    while (consumer->maxsize >= 1 &&
+           pmtfifo_data_available(consumer) >= consumer->maxsize) {
+      usleep(kRoomPoll);
+    }
+  }
+}
+
+/* Pushes an item, or the end mark, to all consumers under the state mutex; false at the
+ * first that fails, which leaves the item with the consumers before it. */
+bool push_to_all(pmtmanagedfifo *fifo, PmtmanagedfifoData *item) {
+  for (long i = 0; i < counttbl(fifo->consumers.get()); i++) {
+    if (item != nullptr) item->references++;
+    auto *const consumer = static_cast<pmtfifo *>(gettbl(fifo->consumers.get(), i));
+    if (pmtfifo_push(consumer, item) < 0) {
+      if (item != nullptr) item->references--;
+      return false;
+    }
+  }
+  return true;
+}
+
+/* Marks a producer ended; whether others are still live. */
+bool end_producer(pmtmanagedfifo *fifo, const char *producer) {
+  const std::lock_guard lock(fifo->producers_mutex);
+  Arr *const producers = fifo->producers.get();
+  if (void *const live = getarr(producers, producer); live != nullptr) {
+    setarr(producers, producer, nullptr);
+    std::free(live);
+    fifo->live_producers--;
+  }
+  return fifo->live_producers > 0;
+}
+
+/* An item with no number and no references yet; null after a message. */
+PmtmanagedfifoData *new_item(const pmtmanagedfifo *fifo, void *data,
+                             PmtmanagedfifoCopy copyproc, int copy) {
+  auto *const item =
+      static_cast<PmtmanagedfifoData *>(ks_calloc(1, sizeof(PmtmanagedfifoData)));
+  if (item == nullptr) {
+    elog_log(1,
+             "pmtmanagedfifo_push: malloc(PmtmanagedfifoData,%ld) error for fifo "
+             "'%s'.\n",
+             static_cast<long>(sizeof(PmtmanagedfifoData)), fifo->name);
+    return nullptr;
+  }
+  item->data = copy != 0 ? copyproc(data) : data;
+  if (copy != 0 && item->data == nullptr) {
+    elog_log(0, "pmtmanagedfifo_push: copyproc() error for fifo '%s'.\n", fifo->name);
+    std::free(item);
+    return nullptr;
+  }
+  item->copyproc = copyproc;
+  return item;
+}
+
+}  // namespace
+
+void ksutil::drop_managed_item(void *item) {
+  auto *const dropped = static_cast<PmtmanagedfifoData *>(item);
+  if (dropped != nullptr && --dropped->references == 0) pmtmanagedfifo_free_data(item);
+}
+
+int pmtmanagedfifo_push(pmtmanagedfifo *fifo, void *data, PmtmanagedfifoCopy copyproc,
+                        int copy) {
+  if (fifo == nullptr) return 0;
+  if (copyproc == nullptr) {
+    elog_log(0, "pmtmanagedfifo_push: Must provide copyproc callback for fifo '%s'.\n",
+             fifo->name);
+    return -1;
+  }
+  PmtmanagedfifoData *const item = new_item(fifo, data, copyproc, copy);
+  if (item == nullptr) return -1;
+  const std::lock_guard push(fifo->push_mutex);
+  wait_for_room(fifo);
+  const std::lock_guard state(fifo->state_mutex);
+  item->sequence = fifo->sequence++;
+  if (!push_to_all(fifo, item)) {
+    elog_log(0, "pmtmanagedfifo_push: pmtfifo_push() error for fifo '%s'.\n",
+             fifo->name);
+    /* Consumers that have it already will free it, with its data. */
+    if (item->references == 0) std::free(item);
+    return -1;
+  }
+  return 0;
+}
+
+int pmtmanagedfifo_push_eof(pmtmanagedfifo *fifo, const char *producer) {
+  if (fifo == nullptr) return 0;
+  if (producer != nullptr && end_producer(fifo, producer)) return 0;
+  const std::lock_guard push(fifo->push_mutex);
+  wait_for_room(fifo);
+  const std::lock_guard state(fifo->state_mutex);
+  if (!push_to_all(fifo, nullptr)) {
+    elog_log(0, "pmtmanagedfifo_push: pmtfifo_push_eof() error for fifo '%s'.\n",
+             fifo->name);
+    return -1;
+  }
+  return 0;
+}
+
+int pmtmanagedfifo_pop(pmtmanagedfifo *fifo, const char *consumer, void **data,
+                       long *sequence) {
+  *data = nullptr;
+  if (fifo == nullptr) return 0;
+  pmtfifo *const queue = pmtmanagedfifo_get_consumer(fifo, consumer);
+  if (queue == nullptr) {
+    elog_log(0, "pmtmanagedfifo_pop: unknown consumer name '%s' in fifo '%s'.\n",
+             consumer == nullptr ? "" : consumer, fifo->name);
+    return -1;
+  }
+  void *popped = nullptr;
+  const int result = pmtfifo_pop(queue, &popped);
+  if (result < 0) {
+    elog_log(0,
+             "pmtmanagedfifo_pop: pmtfifo_pop() error for consumer name '%s' in fifo "
+             "'%s'.\n",
+             consumer, fifo->name);
+    return -1;
+  }
+  if (result != 1) return result;
+  if (popped == nullptr) return 4;
+  auto *const item = static_cast<PmtmanagedfifoData *>(popped);
+  *data = item->copyproc(item->data);
+  if (sequence != nullptr) *sequence = item->sequence;
+  const std::lock_guard state(fifo->state_mutex);
+  ksutil::drop_managed_item(item);
+  return 1;
+}
+
+/* The data is what a hook without a release function would free. */
+void pmtmanagedfifo_free_data(void *item) {
+  auto *const freed = static_cast<PmtmanagedfifoData *>(item);
+  if (freed == nullptr) return;
+  std::free(freed->data);
+  std::free(freed);
+}
