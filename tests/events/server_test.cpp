@@ -145,7 +145,7 @@ TEST_F(Server, TellsEachChangeOnce) {
 int reads_before_failure = 0;
 
 ssize_t failing_pread(int fd, void *to, std::size_t bytes, off_t at) {
-  if (reads_before_failure-- != 0) return ::pread(fd, to, bytes, at);
+  if (reads_before_failure-- > 0) return ::pread(fd, to, bytes, at);
   errno = EIO;
   return -1;
 }
@@ -166,10 +166,10 @@ TEST_F(Server, KeepsItsEventsWhileATableCannotBeRead) {
       if (server.refreshEvents(0) != 0) failures++;
     }
     const auto list = server.eventsList();
-    EXPECT_GE(list->size(), evid - 1) << "read " << round << " failed";
+    EXPECT_GE(list->size(), evid - 1) << "read " << round << " and the next failed";
     for (const EVEvent &event : *list) EXPECT_EQ(event.origins.size(), 1);
     EXPECT_EQ(server.refreshEvents(0), 0);
-    EXPECT_EQ(server.eventsList()->size(), evid) << "read " << round << " failed";
+    EXPECT_EQ(server.eventsList()->size(), evid) << "after round " << round;
   }
   EXPECT_GT(failures, 5);
   for (const EVResponse &response : witness.responses()) {

@@ -52,10 +52,14 @@ TEST(NextId, RisesAboveRowsThatDrawOnTheCounterUnderAnyName) {
   EXPECT_EQ(dbnextid(db, "magid"), 34);
 }
 
-int reads_before_failure = 0;
+constexpr int kNever = 1'000'000;
+int reads_before_failure = kNever;
+int failing_reads = 0;
 
 ssize_t failing_pread(int fd, void *to, std::size_t bytes, off_t at) {
-  if (reads_before_failure-- != 0) return ::pread(fd, to, bytes, at);
+  if (reads_before_failure-- > 0 || failing_reads-- <= 0) {
+    return ::pread(fd, to, bytes, at);
+  }
   errno = EIO;
   return -1;
 }
@@ -63,28 +67,36 @@ ssize_t failing_pread(int fd, void *to, std::size_t bytes, off_t at) {
 /* What cannot be read may hold the counter, or a greater id. */
 TEST(NextId, GivesNoneTwiceWhenReadingFails) {
   TestDatabase database;
-  database.write("lastid", {lastid("arid", 900), lastid("evid", 100)});
+  database.write("lastid", {lastid("evid", 100), lastid("arid", 900)});
+  database.write("event", {RowMaker("event").set("evid", 1L).text()});
   const Handle db(database.name(), "r+");
+  EXPECT_EQ(dbnextid(db, "evid"), 101);
   FileCalls calls = system_file_calls();
   calls.pread = failing_pread;
   const ScopedFileCalls scope(calls);
-  long last = 100, failures = 0;
-  for (int round = 0; round < 8; round++) {
-    /* Another program's row and counter, which must be read anew. */
+  long last = 101, failures = 0;
+  for (int round = 0; round < 24; round++) {
+    /* Another program counts on, or uses an id, before some of the reads fail. */
     last += 10;
-    database.write("lastid", {lastid("arid", 900), lastid("evid", last - 5)});
-    database.write("event", {RowMaker("event").set("evid", last).text()});
-    reads_before_failure = round;
-    const long evid = dbnextid(db, "evid");
-    failures += evid < 0 ? 1 : 0;
-    if (evid >= 0) {
-      EXPECT_EQ(evid, last + 1) << "read " << round << " failed";
+    if (round % 2 == 0) {
+      database.write("lastid", {lastid("evid", last), lastid("arid", 900)});
+    } else {
+      database.write("event", {RowMaker("event").set("evid", last).text()});
     }
-    reads_before_failure = -1;
-    last = std::max(last, evid) + 1;
-    EXPECT_EQ(dbnextid(db, "evid"), last) << "read " << round << " failed";
+    reads_before_failure = round / 4;
+    failing_reads = round % 4 < 2 ? 1 : kNever;
+    const long evid = dbnextid(db, "evid");
+    reads_before_failure = kNever;
+    if (evid >= 0) {
+      EXPECT_EQ(evid, last + 1) << "round " << round;
+      last = evid;
+    } else {
+      failures++;
+    }
+    EXPECT_EQ(dbnextid(db, "evid"), last + 1) << "round " << round;
+    last++;
   }
-  EXPECT_GE(failures, 2);
+  EXPECT_GE(failures, 4);
   messages();
 }
 
