@@ -2,14 +2,11 @@
 #ifndef KSUTIL_TESTS_EVENTS_BARE_SERVER_H
 #define KSUTIL_TESTS_EVENTS_BARE_SERVER_H
 
-#include <cstdlib>
-#include <string>
-
-#include "core/register.h"
 #include "events/evclient.h"
 #include "events/internal/live_servers.h"
 #include "events/internal/server_state.h"
 #include "events/internal/threads.h"
+#include "tests/events/messages.h"
 
 /* The state of a server that clients accept as alive.  Its commands may be used, a refresh
  * and a database check not. */
@@ -30,14 +27,5 @@ struct BareServer {
 
   ksutil::events::ServerState state;
 };
-
-/* The registered messages, which it clears. */
-inline std::string taken_messages() {
-  char *const text = ks_elog_string(0);
-  const std::string messages = text == nullptr ? "" : text;
-  std::free(text);
-  ks_clear_register(0);
-  return messages;
-}
 
 #endif

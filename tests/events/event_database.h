@@ -24,8 +24,8 @@ namespace ksutil::events::test {
 class EventDatabase {
  public:
   EventDatabase() {
-    char path[] = "/tmp/ksutil_events_XXXXXX";
-    directory_ = mkdtemp(path);
+    directory_ = (std::filesystem::temp_directory_path() / "ksutil_XXXXXX").string();
+    EXPECT_NE(mkdtemp(directory_.data()), nullptr);
     EXPECT_EQ(dbcreate(name().c_str(), "css3.0"), 0);
     EXPECT_EQ(dbopen_noshare(name().c_str(), "r+", &db_), 0);
   }
@@ -50,6 +50,14 @@ class EventDatabase {
     long records = 0;
     dbquery(table(name_of_table), dbq_record_count, &records);
     return records;
+  }
+
+  /* An event with one origin, whose orid is 10 * evid, and one magnitude.  The event row
+   * comes last, as programs write it, so that no reader sees it without its origin. */
+  void add_located_event(long evid, double time) {
+    EXPECT_GE(add_origin(10 * evid, evid, time), 0);
+    EXPECT_GE(add_netmag(evid, 10 * evid, "mw", 5.5), 0);
+    EXPECT_GE(add_event(evid, 10 * evid), 0);
   }
 
   long add_event(long evid, long prefor, double lddate = 1000.0) {

@@ -5,7 +5,7 @@
 #include "events/evclient.h"
 #include "events/evserver.h"
 #include "events/internal/print.h"
-#include "tests/events/temporary_database.h"
+#include "tests/events/event_database.h"
 
 using namespace ksutil::events;
 
@@ -244,9 +244,9 @@ TEST(EventNews, PairsRepeatedEvidsInTheirOrder) {
 }
 
 TEST(EventNews, TakesTheServersListAsTheOlderOne) {
-  TemporaryDatabase database;
-  database.add_event(1, 1e9);
-  database.add_event(2, 1.1e9);
+  ksutil::events::test::EventDatabase database;
+  database.add_located_event(1, 1e9);
+  database.add_located_event(2, 1.1e9);
   EVServer server(database.name(), 0, 0, -1);
   EVClient client(&server);
   Table<EVEvent> list = *server.eventsList();
@@ -267,7 +267,7 @@ TEST(EventNews, TakesTheServersListAsTheOlderOne) {
 }
 
 TEST(EventPrint, OfNothingPrintsNothing) {
-  TemporaryDatabase database;
+  ksutil::events::test::EventDatabase database;
   EVServer server(database.name(), 0, 0, -1);
   EVEvent event;
   EVEvent *const none = nullptr;

@@ -22,7 +22,7 @@
 #include "events/internal/record_sizes.h"
 #include "platform/stock/files.h"
 #include "tests/events/bare_server.h"
-#include "tests/events/temporary_database.h"
+#include "tests/events/event_database.h"
 
 using namespace std::chrono_literals;
 using testing::ElementsAre;
@@ -76,13 +76,13 @@ class Server : public testing::Test {
  protected:
   Server() {
     for (const long evid : {1, 2, 3}) {
-      database.add_event(evid, 1e9 + 100.0 * static_cast<double>(evid));
+      database.add_located_event(evid, 1e9 + 100.0 * static_cast<double>(evid));
     }
   }
   /* Waits for the worker to come to the end of the queue. */
   void settle(EVClient &client) { client.getSite("", 0.0); }
 
-  TemporaryDatabase database;
+  ksutil::events::test::EventDatabase database;
 };
 
 TEST_F(Server, ThatCannotBindItsDatabaseThrowsAndLeavesNoThread) {
@@ -94,8 +94,11 @@ TEST_F(Server, ThatCannotBindItsDatabaseThrowsAndLeavesNoThread) {
   } catch (const char *text) {
     EXPECT_STREQ(text, "EVServer::EVServer: setDb() error.");
   }
-  EXPECT_THAT(testing::internal::GetCapturedStderr(),
-              HasSubstr("EVServer::EVServer: setDb(/nonexistent/net) error.\n"));
+  EXPECT_THAT(
+      testing::internal::GetCapturedStderr(),
+      testing::AllOf(
+          HasSubstr("EVServer::setDb: dbopen_noshare(/nonexistent/net) error\n"),
+          HasSubstr("EVServer::EVServer: setDb(/nonexistent/net) error.\n")));
   EXPECT_EQ(thread_count(), threads);
 }
 
@@ -128,7 +131,7 @@ TEST_F(Server, TellsEachChangeOnce) {
   Witness witness(server);
   EXPECT_EQ(witness.refreshEvents(1), 0);
   EXPECT_TRUE(witness.responses().empty()) << "nothing has changed";
-  database.add_event(4, 1e9 + 400.0);
+  database.add_located_event(4, 1e9 + 400.0);
   EXPECT_EQ(witness.refreshEvents(1), 0);
   EXPECT_EQ(witness.refreshEvents(1), 0);
   const auto responses = witness.responses();
@@ -157,7 +160,7 @@ TEST_F(Server, KeepsItsEventsWhileATableCannotBeRead) {
   int failures = 0;
   for (int round = 0; round < 20; round++) {
     const long evid = 4 + round;
-    database.add_event(evid, 1e9 + 100.0 * static_cast<double>(evid));
+    database.add_located_event(evid, 1e9 + 100.0 * static_cast<double>(evid));
     ksutil::FileCalls calls = ksutil::system_file_calls();
     calls.pread = failing_pread;
     {
@@ -184,7 +187,7 @@ TEST_F(Server, FollowsTheDatabaseByItself) {
   Witness witness(server);
   server.autoRefreshEvents(0.01);
   server.autoCheckDatabase(0.01);
-  database.add_event(4, 1e9 + 400.0);
+  database.add_located_event(4, 1e9 + 400.0);
   EXPECT_TRUE(comes_true([&] { return witness.responses().size() == 1; }));
   dbaddv(database.table("arrival"), "sta", "ANMO", "time", 1e9, "arid", 1L, nullptr);
   EXPECT_TRUE(comes_true([&] {
@@ -202,7 +205,7 @@ TEST_F(Server, FollowsTheDatabaseByItself) {
 TEST_F(Server, DelaysOnlyThePublicationUnderTheEventsLock) {
   EVServer server(database.name(), 0, 0, -1);
   Witness witness(server);
-  database.add_event(4, 1e9 + 400.0);
+  database.add_located_event(4, 1e9 + 400.0);
   witness.grabEventsLock();
   const auto before = witness.eventsList();
   EXPECT_EQ(witness.refreshEvents(0), 0);
@@ -235,7 +238,7 @@ TEST_F(Server, LetsACallbackDoAllButWait) {
     limited = server.setMaxEvents(2);
     server.deregisterClient(&other);
   };
-  database.add_event(4, 1e9 + 400.0);
+  database.add_located_event(4, 1e9 + 400.0);
   EXPECT_EQ(other.refreshEvents(1), 0);
   settle(witness);
   EXPECT_EQ(events, 4);
@@ -307,7 +310,7 @@ TEST_F(Server, KeepsUpWithAWriterUnderManyClients) {
   server.autoRefreshEvents(0.002);
   server.autoCheckDatabase(0.002);
   for (long evid = 4; evid <= kEvents; evid++) {
-    database.add_event(evid, 1e9 + 100.0 * static_cast<double>(evid));
+    database.add_located_event(evid, 1e9 + 100.0 * static_cast<double>(evid));
     usleep(2000);
   }
   server.autoRefreshEvents(0.0);

@@ -60,17 +60,6 @@ bool becomes_answered(const EVClient &client) {
   return client.command_pending == 0;
 }
 
-TEST(LaunchThread, HappensOnce) {
-  BareServer bare;
-  EXPECT_EQ(launch_threads(bare.state), 0);
-  taken_messages();
-  EXPECT_EQ(launch_threads(bare.state), -1);
-  EXPECT_EQ(taken_messages(),
-            "EVServer::launchThread: processing thread already running.\n");
-  EVClient client(bare.pointer());
-  client.getSite("ANMO", 0.0);  // the first worker still runs
-}
-
 TEST(Commands, AreRefusedWithoutAWorkerOrARegistration) {
   BareServer bare;
   EVClient client(bare.pointer());

@@ -9,7 +9,7 @@
 
 #include "core/register.h"
 #include "tests/events/bare_server.h"
-#include "tests/events/temporary_database.h"
+#include "tests/events/event_database.h"
 #include "tests/stress/stress_support.h"
 
 using namespace stress;
@@ -107,9 +107,10 @@ void change_settings(EVServer &server, std::mt19937 &random) {
 TEST(ManyClients, MayDoAnythingAtAnyTime) {
   const Watchdog watchdog("a server under many clients");
   std::mt19937 random(seed());
-  TemporaryDatabase database;
+  ksutil::events::test::EventDatabase database;
   long evid = 0;
-  while (++evid <= 20) database.add_event(evid, 1e9 + static_cast<double>(evid));
+  while (++evid <= 20)
+    database.add_located_event(evid, 1e9 + static_cast<double>(evid));
   const Deadline deadline;
   for (int round = 0; round < kRounds || !deadline.over(); round++) {
     auto server = std::make_unique<EVServer>(database.name(), 0, 0, -1);
@@ -129,7 +130,7 @@ TEST(ManyClients, MayDoAnythingAtAnyTime) {
     server->autoRefreshEvents(0.002);
     server->autoCheckDatabase(0.002);
     for (unsigned i = below(random, 12); i > 0; i--, evid++) {
-      database.add_event(evid, 1e9 + static_cast<double>(evid));
+      database.add_located_event(evid, 1e9 + static_cast<double>(evid));
       usleep(below(random, 4000));
     }
     free.dismiss();

@@ -15,7 +15,7 @@
 #include "platform/db/access.h"
 #include "platform/stock/files.h"
 #include "tests/events/bare_server.h"
-#include "tests/events/temporary_database.h"
+#include "tests/events/event_database.h"
 #include "tests/stress/stress_support.h"
 
 using namespace stress;
@@ -30,7 +30,7 @@ class ForeignFiles : public testing::Test {
   ForeignFiles() {
     for (long evid = 1; evid <= 60; evid++) {
       const double time = 1e9 + 60.0 * static_cast<double>(evid);
-      database.add_event(evid, time);
+      database.add_located_event(evid, time);
       dbaddv(database.table("arrival"), "sta", "ANMO", "time", time + 30.0, "arid",
              evid, "iphase", "P", nullptr);
       dbaddv(database.table("assoc"), "arid", evid, "orid", 10 * evid, "sta", "ANMO",
@@ -153,7 +153,7 @@ class ForeignFiles : public testing::Test {
   }
 
   std::mt19937 random{seed()};
-  TemporaryDatabase database;
+  ksutil::events::test::EventDatabase database;
   std::map<std::string, std::string> saved_;
 };
 

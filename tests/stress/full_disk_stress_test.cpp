@@ -14,7 +14,7 @@
 #include "core/register.h"
 #include "platform/stock/files.h"
 #include "tests/events/bare_server.h"
-#include "tests/events/temporary_database.h"
+#include "tests/events/event_database.h"
 #include "tests/stress/stress_support.h"
 #include "tests/stress/writer.h"
 
@@ -108,7 +108,7 @@ class FullDisk : public testing::Test {
     return result;
   }
 
-  TemporaryDatabase database;
+  ksutil::events::test::EventDatabase database;
   Dbptr db = dbinvalid();
   long failed = 0, worked = 0;
 };
@@ -194,8 +194,8 @@ ssize_t sometimes_failing_pread(int fd, void *to, std::size_t bytes, off_t at) {
 TEST(FailingReads, TakeNothingOffAServer) {
   const Watchdog watchdog("a server whose reads fail");
   const unsigned chosen = seed();
-  TemporaryDatabase database;
-  database.add_event(1, 1e9);
+  ksutil::events::test::EventDatabase database;
+  database.add_located_event(1, 1e9);
   const std::string journal = database.name() + "-journal";
   ksutil::FileCalls calls = ksutil::system_file_calls();
   calls.pread = sometimes_failing_pread;

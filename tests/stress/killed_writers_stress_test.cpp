@@ -6,7 +6,7 @@
 
 #include "platform/db/access.h"
 #include "platform/db/columns.h"
-#include "tests/events/temporary_database.h"
+#include "tests/events/event_database.h"
 #include "tests/stress/stress_support.h"
 #include "tests/stress/writer.h"
 
@@ -38,8 +38,8 @@ TEST(KilledWriters, LeaveAWholeDatabase) {
   const Watchdog watchdog("a server beside killed writers");
   const unsigned chosen = seed();
   std::mt19937 random(chosen);
-  TemporaryDatabase database;
-  database.add_event(1, 1e9);
+  ksutil::events::test::EventDatabase database;
+  database.add_located_event(1, 1e9);
   const std::string journal = database.name() + "-journal";
   EVServer server(database.name(), 0, 0, -1);
   Witness witness(server);

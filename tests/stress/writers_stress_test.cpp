@@ -7,7 +7,7 @@
 #include <atomic>
 #include <unordered_set>
 
-#include "tests/events/temporary_database.h"
+#include "tests/events/event_database.h"
 #include "tests/stress/stress_support.h"
 #include "tests/stress/writer.h"
 
@@ -68,8 +68,8 @@ void expect_all_written(const Table<EVEvent> &events, const Written &written) {
 TEST(Writers, LoseNothingBetweenThemAndAServer) {
   const Watchdog watchdog("a server beside writers");
   const unsigned chosen = seed();
-  TemporaryDatabase database;
-  database.add_event(1, 1e9);
+  ksutil::events::test::EventDatabase database;
+  database.add_located_event(1, 1e9);
   const std::string journal = database.name() + "-journal";
   EVServer server(database.name(), 0, 0, -1);
   Witness witness(server);
