@@ -201,12 +201,21 @@ const MagnitudeRules &rules_or_none(const MagnitudeRules *rules) {
   return rules == nullptr ? kNoRules : *rules;
 }
 
-/* Installs rules that were read, whole or up to a failing entry. */
-void install(ServerState &state, MagnitudeRules rules) {
+/* Reads the server's rules: whole, up to a failing entry, or as they were when the source
+ * is no parameter text at all. */
+template <class Source>
+int set_rules(ServerState &state, Source source) {
+  MagnitudeRules rules;
+  {
+    const std::lock_guard lock(state.database_lock);
+    rules = state.vars.rules;
+  }
+  const int result = read_magnitude_rules(source, rules);
   const std::lock_guard lock(state.database_lock);
   state.vars.rules = std::move(rules);
   /* Magnitudes chosen by the old rules must not survive in a list that is followed. */
   if (state.follower != nullptr) state.follower->forget();
+  return result;
 }
 
 }  // namespace
@@ -222,18 +231,10 @@ int EVServer::readPreferredMagnitudes(char *text, Table<EVPreferredMagnitude> &r
   return read_magnitude_rules(text, rules);
 }
 
-int EVServer::setPreferredMagnitudes(Pf *pf) {
-  MagnitudeRules rules;
-  const int result = read_magnitude_rules(pf, rules);
-  install(*state_, std::move(rules));
-  return result;
-}
+int EVServer::setPreferredMagnitudes(Pf *pf) { return set_rules(*state_, pf); }
 
 int EVServer::setPreferredMagnitudes(char *text) {
-  MagnitudeRules rules;
-  const int result = read_magnitude_rules(text, rules);
-  install(*state_, std::move(rules));
-  return result;
+  return set_rules(*state_, static_cast<const char *>(text));
 }
 
 unsigned EVServer::getPreferredMagnitudePriority(Table<EVPreferredMagnitude> *rules,

@@ -2,12 +2,11 @@
  * one row or a tie broken the other way publishes another magnitude. */
 #include <gtest/gtest.h>
 
-#include <memory>
 #include <random>
 
 #include "events/internal/preferred_magnitudes.h"
-#include "platform/elog/elog.h"
-#include "platform/stock/memory.h"
+#include "tests/events/messages.h"
+#include "tests/support/comma_locale.h"
 
 using namespace ksutil::events;
 
@@ -24,12 +23,6 @@ MagnitudeRules default_rules() {
   MagnitudeRules rules;
   EXPECT_EQ(read_default_magnitude_rules(rules), 0);
   return rules;
-}
-
-std::string registered() {
-  const ksutil::MallocPtr<char> text(elog_string(0));
-  elog_clear_register(0);
-  return text.get();
 }
 
 unsigned priority(const char *type, double value) {
@@ -94,9 +87,37 @@ TEST(MagnitudeRules, ReadsEntriesLeniently) {
   EXPECT_EQ(rules.size(), 0);
 }
 
+/* Where numbers have a comma, "7.0" must not become 7 and "5.5 6.5" a rule without end. */
+TEST(MagnitudeRules, AreReadTheSameInEveryLocale) {
+  const CommaLocale locale;
+  ASSERT_TRUE(locale.ready());
+  MagnitudeRules rules;
+  ASSERT_EQ(read_magnitude_rules("preferred_magnitudes &Tbl{\n mb 5.5 6.5\n}\n", rules),
+            0);
+  ASSERT_EQ(rules.size(), 1);
+  EXPECT_EQ(rules.ptr(0)->minmag, 5.5);
+  EXPECT_EQ(rules.ptr(0)->maxmag, 6.5);
+}
+
+TEST(MagnitudeRules, LooksAtTheFirst1020CharactersOfAnEntry) {
+  MagnitudeRules rules;
+  const std::string blanks(1020, ' ');
+  const std::string list = "preferred_magnitudes &Tbl{\n ";
+  EXPECT_EQ(
+      read_magnitude_rules((list + "mb 3" + blanks + "4 too many\n}\n").c_str(), rules),
+      0);
+  ASSERT_EQ(rules.size(), 1);
+  EXPECT_EQ(rules.ptr(0)->minmag, 3.0);
+  EXPECT_EQ(rules.ptr(0)->maxmag, 999.0);
+  EXPECT_EQ(
+      read_magnitude_rules((list + std::string(5000, 'm') + "\n}\n").c_str(), rules),
+      0);
+  EXPECT_EQ(rules.ptr(0)->magtype, "mmmmmmm");
+}
+
 TEST(MagnitudeRules, KeepsWhatStandsBeforeAFailingEntry) {
   MagnitudeRules rules = default_rules();
-  registered();
+  taken_messages();
   EXPECT_EQ(read_magnitude_rules("preferred_magnitudes &Tbl{\n"
                                  "  mb 3 6\n"
                                  "  ms 1 2 x\n"
@@ -105,13 +126,13 @@ TEST(MagnitudeRules, KeepsWhatStandsBeforeAFailingEntry) {
                                  rules),
             -1);
   EXPECT_EQ(rules.size(), 1);
-  EXPECT_NE(registered().find(
+  EXPECT_NE(taken_messages().find(
                 "EVServer::readPreferredMagnitudes: Too many fields in 'ms 1 2 x'.\n"),
             std::string::npos);
 
   EXPECT_EQ(read_magnitude_rules("preferred_magnitudes &Tbl{\n", rules), -1);
-  EXPECT_NE(registered().find("EVServer::readPreferredMagnitudes: "
-                              "pfcompile(preferred_magnitudes &Tbl{\n) error.\n"),
+  EXPECT_NE(taken_messages().find("EVServer::readPreferredMagnitudes: "
+                                  "pfcompile(preferred_magnitudes &Tbl{\n) error.\n"),
             std::string::npos);
 }
 
