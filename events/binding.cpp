@@ -217,11 +217,6 @@ void EVServer::freeHooks() {
 }
 
 void EVServer::freeVectors() {
-  {
-    /* The lists are read anew, not followed, from here on. */
-    const std::lock_guard lock(state_->database_lock);
-    forget_tables(*state_);
-  }
   const std::lock_guard lock(state_->published.lock);
   state_->published.events = std::make_shared<Table<EVEvent>>();
   state_->published.detections = std::make_shared<Table<EVDetection>>();
@@ -229,6 +224,10 @@ void EVServer::freeVectors() {
   state_->published.latest_time = 0.0;
   state_->published.lastmodified_evid = -1;
   state_->published.mostrecent_evid = -1;
+  /* Not before: a refresh in between would take note of the tables, and publish what it
+   * has read only to have it freed. */
+  const std::lock_guard database(state_->database_lock);
+  forget_tables(*state_);
 }
 
 int EVServer::getsetScratch(std::string table, std::string &record, int set) {

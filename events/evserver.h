@@ -91,7 +91,9 @@ class KSUTIL_API EVServer {
   int setMaxEvents(int max_events);
   void setAgeRefNow(int flag);
   void setMaxExpandedEvents(int max);  // 100 by default
-  void setDetections(int on);          // 1 by default
+  /* Whether detections are read, 1 by default.  Switched off, the next refresh empties the
+   * window and leaves them out of expanded events. */
+  void setDetections(int on);
 
   int findEvid(long evid);
   int findEvid(Table<EVEvent> *events, long evid);
@@ -104,6 +106,8 @@ class KSUTIL_API EVServer {
 
   int readPreferredMagnitudes(Pf *pf, Table<EVPreferredMagnitude> &rules);
   int readPreferredMagnitudes(char *text, Table<EVPreferredMagnitude> &rules);
+  /* The server's own rules, for the events that are read from then on.  A failing entry
+   * leaves those before it; a text that cannot be compiled leaves the rules as they are. */
   int setPreferredMagnitudes(Pf *pf);
   int setPreferredMagnitudes(char *text);
   unsigned getPreferredMagnitudePriority(Table<EVPreferredMagnitude> *rules,

@@ -12,7 +12,6 @@
 #include "events/internal/row_home.h"
 #include "events/internal/tree_reader.h"
 #include "platform/clock/clock.h"
-#include "platform/elog/elog.h"
 
 namespace ksutil::events {
 
@@ -45,15 +44,14 @@ int read_expanded(ServerState &state, int64_t evid, EVEvent &event) {
     ks_register_error(0, "%s: no event %ld.\n", kName, static_cast<long>(evid));
     return -1;
   }
-  int result;
-  {
-    const ElogScope quiet;
-    result = reader.read_event(row, event, nullptr);
-    if (result == 0) reader.expand(event);
-    /* Only a whole event may go into the cache. */
-    if (!reader.complete()) result = -1;
-  }
+  MessagesOfFailure messages;
+  int result = messages.note(reader.read_event(row, event, nullptr));
+  /* Rows that are left out of an event do not keep it from being shown. */
+  if (result == 0) result = std::min(0, messages.note(reader.expand(event)));
+  /* Only a whole event may go into the cache. */
+  if (!reader.complete()) result = kFailed;
   if (result != 0) {
+    messages.note(kFailed);
     ks_register_error(0, "%s: event %ld cannot be read.\n", kName,
                       static_cast<long>(evid));
     return -1;

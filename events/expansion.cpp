@@ -32,10 +32,10 @@ double residual(traveltime::Wave wave, double delta, double depth, double elapse
 int TreeReader::expand(EVEvent &event) {
   int result = 0;
   for (EVOrigin &origin : event.origins) {
-    result = std::max(result, read_associations(origin));
-    if (detection_.rows != nullptr) result = std::max(result, read_detections(origin));
+    result = graver(result, read_associations(origin));
+    if (detection_.rows != nullptr) result = graver(result, read_detections(origin));
     for (EVMagnitude &magnitude : origin.magnitudes) {
-      result = std::max(result, read_stamags(magnitude));
+      result = graver(result, read_stamags(magnitude));
     }
   }
   return result;
@@ -48,7 +48,7 @@ int TreeReader::read_associations(EVOrigin &origin) {
     EVAssociation association;
     const int read = read_association(recno, association);
     if (read == 0) origin.associations.push(std::move(association));
-    result = std::max(result, read);
+    result = graver(result, read);
   }
   return result;
 }
@@ -61,7 +61,7 @@ int TreeReader::read_association(long recno, EVAssociation &association) {
   if (row.empty() || !assoc_.columns.arid.read(row, arid) ||
       !assoc_.columns.timedef.read(row, timedef) ||
       !assoc_.columns.lddate.read(row, association.lddate_assoc)) {
-    return kUnreadable;
+    return assoc_.unreadable();
   }
   association.recno_assoc = recno;
   association.defining = timedef == "d" ? 1 : 0;
@@ -76,14 +76,14 @@ int TreeReader::read_association(long recno, EVAssociation &association) {
   if (arrival_row.empty() || !arrival_.columns.sta.read(arrival_row, sta) ||
       !arrival_.columns.time.read(arrival_row, time) ||
       !arrival_.columns.lddate.read(arrival_row, association.lddate_arrival)) {
-    return kUnreadable;
+    return arrival_.unreadable();
   }
   association.recno_arrival = arrival;
 
   const long site = memory_.sites.find(sta, time);
   if (site < 0) return 0;
   association.record_site = site_.rows->text(site);
-  if (association.record_site.empty()) return kUnreadable;
+  if (association.record_site.empty()) return site_.unreadable();
   association.recno_site = site;
   return 0;
 }
@@ -101,7 +101,7 @@ int TreeReader::read_stamags(EVMagnitude &magnitude) {
     if (row.empty() || !stamag_.columns.magtype.read(row, magtype) ||
         !stamag_.columns.magnitude.read(row, stamag.magnitude) ||
         !stamag_.columns.lddate.read(row, stamag.lddate_stamag)) {
-      result = kUnreadable;
+      result = graver(result, stamag_.unreadable());
       continue;
     }
     stamag.recno_stamag = recno;
@@ -126,7 +126,7 @@ int TreeReader::read_detections(EVOrigin &origin) {
   int result = 0;
   for (const long record : memory_.detection_times.find(
            source.time - kDetectionsBefore, source.time + kDetectionsAfter)) {
-    result = std::max(result, add_detection(record, &source, origin.detections));
+    result = graver(result, add_detection(record, &source, origin.detections));
   }
   return result;
 }
@@ -136,7 +136,7 @@ int TreeReader::read_detections(double tstart, double tend,
   detections.clear();
   int result = 0;
   for (const long record : memory_.detection_times.find(tstart, tend)) {
-    result = std::max(result, add_detection(record, nullptr, detections));
+    result = graver(result, add_detection(record, nullptr, detections));
   }
   return result;
 }
@@ -152,14 +152,14 @@ int TreeReader::add_detection(long record, const Source *source,
   if (row.empty() || !columns.sta.read(row, sta) || !columns.state.read(row, state) ||
       !columns.time.read(row, time) ||
       !columns.lddate.read(row, detection.lddate_detection)) {
-    return kUnreadable;
+    return detection_.unreadable();
   }
   if (!is_signal(state)) return 0;
   detection.recno_detection = record;
   const long site = memory_.sites.find(sta, time);
   if (site >= 0) {
     detection.record_site = site_.rows->text(site);
-    if (detection.record_site.empty()) return kUnreadable;
+    if (detection.record_site.empty()) return site_.unreadable();
     detection.recno_site = site;
     if (source != nullptr && source->located) {
       add_residuals(*source, detection.record_site, time, detection);

@@ -5,31 +5,40 @@
 #include <thread>
 #include <utility>
 
+#include "core/register.h"
 #include "events/internal/compare.h"
 #include "events/internal/row_home.h"
 #include "events/internal/server_state.h"
-#include "platform/elog/elog.h"
 
 namespace ksutil::events {
 namespace {
 
 constexpr int kEventsPerStep = 1024;
 
-/* Appends the events of rows `from` to `window.count` - 1; false when the reading has to
- * end. */
+/* Appends the events of rows `from` to `window.count` - 1; false, with a message, when the
+ * reading has failed. */
 bool read_rows(TreeReader &reader, ShortSteps &steps, long from, RowWindow window,
                long &order, Table<EVEvent> &events) {
+  MessagesOfFailure messages;
   for (long recno = from; recno < window.count; recno++) {
     EVEvent event;
-    if (reader.read_event(recno, event, &order) == 0) events.push(std::move(event));
-    if (!steps.step(reader)) return false;
+    const int result = messages.note(reader.read_event(recno, event, &order));
+    if (result < 0) return false;
+    if (result == 0) events.push(std::move(event));
+    if (!steps.step(reader)) {
+      messages.note(kFailed);
+      return false;
+    }
   }
   if (window.count == 0) {
     /* The rows of event decide what is shown: a database that has none shows nothing,
      * whatever origins it has, so the origins are read only as far as there are events. */
     for (long recno = 0; recno < window.count; recno++) {
       EVOrigin origin;
-      if (reader.read_origin(recno, origin) < 0) return false;
+      if (messages.note(reader.read_origin(recno, origin)) < 0) {
+        ks_register_error(0, "EVServer::refreshEvents: refreshOrigin() error.\n");
+        return false;
+      }
     }
   }
   return true;
@@ -79,12 +88,9 @@ int read_in_full(TreeReader &reader, ShortSteps &steps, ListFollower &follower,
   /* Room for what comes, so that a small change does not move the whole list. */
   reading.events.reserve(rows + rows / 16 + 16);
   long order = 0;
-  {
-    const ElogScope quiet;
-    if (!read_rows(reader, steps, reading.window.first, reading.window, order,
-                   reading.events)) {
-      return -1;
-    }
+  if (!read_rows(reader, steps, reading.window.first, reading.window, order,
+                 reading.events)) {
+    return -1;
   }
   compare_lists(current, reading);
   follower.start(reading.events, order);
@@ -106,7 +112,7 @@ bool still_listed(const TreeReader &reader, const ListFollower &follower,
 int read_in_part(TreeReader &reader, ShortSteps &steps, ListFollower &follower,
                  const std::shared_ptr<const Table<EVEvent>> &current,
                  ListReading &reading) {
-  const ElogScope quiet;
+  MessagesOfFailure messages;
   std::optional<AffectedEvents> affected = follower.affected(reader, reading.window);
   if (!affected.has_value()) return 1;
   for (const long row : affected->rows) {
@@ -115,13 +121,13 @@ int read_in_part(TreeReader &reader, ShortSteps &steps, ListFollower &follower,
     if (reader.read_event(row, replaced.event, nullptr) != 0) return 1;
     replaced.event.order = current->ptr(replaced.place)->order;
     reading.replaced.push_back(std::move(replaced));
-    if (!steps.step(reader)) return -1;
+    if (!steps.step(reader)) return messages.note(kFailed);
     if (!follower.follows(current)) return 1;
   }
   long order = follower.next_order();
   if (!read_rows(reader, steps, follower.event_rows(), reading.window, order,
                  reading.events)) {
-    return -1;
+    return messages.note(kFailed);
   }
   if (!follower.follows(current)) return 1;
 

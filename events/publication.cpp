@@ -30,6 +30,10 @@ void Refresh::publish() {
     std::shared_ptr<const Table<EVEvent>> held;
     {
       const std::lock_guard lock(published.lock);
+      if (lists_freed()) {
+        response_ = EVResponse();
+        return;
+      }
       replaced = new_list_ == nullptr ? nullptr : published.events;
       if (publish_list()) {
         publish_expanded();
@@ -54,6 +58,14 @@ void Refresh::publish() {
   if (new_detections_ != nullptr) {
     state_.last_detection_count = force_ ? -1 : detection_count_;
   }
+}
+
+/* Whether a list that was read in part is no longer there to be changed: the lists have
+ * been freed meanwhile, and the next refresh reads them anew. */
+bool Refresh::lists_freed() const {
+  const std::shared_ptr<Table<EVEvent>> &list = state_.published.events;
+  return list_read_ && !reading_.full &&
+         (base_.owner_before(list) || list.owner_before(base_));
 }
 
 /* False when the list has to be changed and somebody else holds it. */

@@ -12,7 +12,6 @@
 #include "events/internal/current_lists.h"
 #include "events/internal/row_home.h"
 #include "platform/clock/clock.h"
-#include "platform/elog/elog.h"
 
 namespace ksutil::events {
 namespace {
@@ -37,7 +36,9 @@ int Refresh::run() {
       const EventsLockHold hold(state_.published);
       cache_in_use_ = state_.published.expanded.size() > 0;
       current = state_.published.events;
+      latest_time_ = state_.published.latest_time;
     }
+    base_ = current;
     if (read(current) == 0) {
       current.reset();
       publish();
@@ -94,7 +95,10 @@ int Refresh::read(const std::shared_ptr<const Table<EVEvent>> &current) {
   if (!list_tables_ && !expansion_tables_) return 0;
 
   TreeReader reader(state_);
-  if (!reader.bind_list()) return -1;
+  if (!reader.bind_list()) {
+    ks_register_error(0, "EVServer::refreshEvents: cannot read the tables.\n");
+    return -1;
+  }
   event_count_ = reader.event_count();
   if (list_tables_) {
     if (read_list(state_, reader, steps, current, force_, reading_) != 0) {
@@ -117,6 +121,8 @@ int Refresh::read(const std::shared_ptr<const Table<EVEvent>> &current) {
     return -1;
   }
   const bool detections = state_.detections_on != 0;
+  /* What is not kept current is not shown. */
+  if (!detections) new_detections_ = std::make_shared<Table<EVDetection>>();
   if (detections && (detection_tables_ || response_.events_changed != 0) &&
       !read_window(reader)) {
     ks_register_error(0, "EVServer::refreshEvents: refreshDetections() error.\n");
@@ -148,31 +154,40 @@ bool Refresh::read_expanded(TreeReader &reader, ShortSteps &steps,
                             const std::vector<int64_t> &evids) {
   if (!reader.bind_expansion()) return false;
   const long first = window_of(state_, reader).first;
-  const ElogScope quiet;
+  MessagesOfFailure messages;
   for (const int64_t evid : evids) {
     Expanded expanded{evid, std::nullopt};
     const long row = reader.event_row(evid, first);
     if (row >= 0) {
       expanded.event.emplace();
       /* What cannot be read stays in the cache as it was. */
-      if (reader.read_event(row, *expanded.event, nullptr) != 0) continue;
-      reader.expand(*expanded.event);
+      const int result =
+          messages.note(reader.read_event(row, *expanded.event, nullptr));
+      if (result < 0) return false;
+      if (result > 0) continue;
+      if (messages.note(reader.expand(*expanded.event)) < 0) return false;
       rehome(*expanded.event);
     }
     expanded_.push_back(std::move(expanded));
-    if (!steps.step(reader)) return false;
+    if (!steps.step(reader)) {
+      messages.note(kFailed);
+      return false;
+    }
   }
   return true;
 }
 
 bool Refresh::read_window(TreeReader &reader) {
   if (!reader.bind_detections()) return false;
-  const double latest = response_.events_changed != 0 ? reading_.summary.latest_time
-                                                      : state_.published.latest_time;
+  const double latest =
+      response_.events_changed != 0 ? reading_.summary.latest_time : latest_time_;
   const double tend = state_.age_ref_now != 0 ? std_now() : latest + kWindowAfterLatest;
   new_detections_ = std::make_shared<Table<EVDetection>>();
-  const ElogScope quiet;
-  reader.read_detections(tend - kWindowLength, tend, *new_detections_);
+  MessagesOfFailure messages;
+  if (messages.note(
+          reader.read_detections(tend - kWindowLength, tend, *new_detections_)) < 0) {
+    return false;
+  }
   detection_count_ = reader.detection_count();
   return true;
 }

@@ -8,7 +8,6 @@
 #include "events/internal/refresh.h"
 #include "events/internal/row_home.h"
 #include "events/internal/tree_reader.h"
-#include "platform/elog/elog.h"
 
 namespace ksutil::events {
 namespace {
@@ -61,8 +60,10 @@ int read_rows(ServerState &state, const char *name, Bind bind, Read read) {
     ks_register_error(0, "%s: cannot read the tables.\n", name);
     return -1;
   }
-  const ElogScope quiet;
-  return read(reader);
+  MessagesOfFailure messages;
+  const int result = messages.note(read(reader));
+  if (result < 0) ks_register_error(0, "%s: cannot read the tables.\n", name);
+  return result;
 }
 
 bool bind_list(TreeReader &reader) { return reader.bind_list(); }

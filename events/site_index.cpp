@@ -2,23 +2,24 @@
 
 #include <limits>
 
+#include "events/internal/reading.h"
 #include "events/internal/row_columns.h"
 #include "platform/clock/clock.h"
-#include "platform/elog/elog.h"
 
 namespace ksutil::events {
 
-void SiteIndex::follow(const std::shared_ptr<const db::Snapshot> &sites) {
-  if (sites_ == sites) return;
+bool SiteIndex::follow(const std::shared_ptr<const db::Snapshot> &sites) {
+  if (sites_ == sites) return true;
   epochs_.clear();
-  sites_ = sites;
-  if (sites == nullptr) return;
-  const ElogScope quiet;
+  sites_ = nullptr;  // until it is done: it may end half way
+  if (sites == nullptr) return true;
+  MessagesOfFailure messages;
   const SiteColumns columns(sites->layout());
   for (long record = 0; record < sites->count(); record++) {
     const std::string_view row = sites->row(record);
     std::string_view sta;
     Epoch epoch{0, 0, record};
+    if (!sites->complete()) return messages.note(kFailed) == 0;
     if (row.empty() || !columns.sta.read(row, sta) ||
         !columns.ondate.read(row, epoch.ondate) ||
         !columns.offdate.read(row, epoch.offdate) || columns.sta.is_null(sta)) {
@@ -32,6 +33,8 @@ void SiteIndex::follow(const std::shared_ptr<const db::Snapshot> &sites) {
     }
     epochs_[std::string(sta)].push_back(epoch);
   }
+  sites_ = sites;
+  return true;
 }
 
 long SiteIndex::find(std::string_view sta, double time) const {

@@ -2,34 +2,35 @@
 
 #include <algorithm>
 
+#include "events/internal/reading.h"
 #include "events/internal/row_columns.h"
 #include "platform/db/columns.h"
-#include "platform/elog/elog.h"
 
 namespace ksutil::events {
 
-void TimeIndex::follow(const std::shared_ptr<const db::Snapshot> &rows) {
-  if (rows_ == rows) return;
+bool TimeIndex::follow(const std::shared_ptr<const db::Snapshot> &rows) {
+  if (rows_ == rows) return true;
   db::Changes changes;
   changes.known = false;
   if (rows_ != nullptr && rows != nullptr) {
     changes = db::changes_between(*rows_, *rows);
   }
+  rows_ = nullptr;  // until it is done: it may end half way
+  const bool grown = changes.known && changes.changed.empty();
+  if (!grown) entries_.clear();
+  if (rows == nullptr) return true;
+  MessagesOfFailure messages;
+  add(*rows, grown ? changes.old_count : 0);
+  if (!rows->complete()) return messages.note(kFailed) == 0;
   rows_ = rows;
-  if (changes.known && changes.changed.empty()) {
-    add(changes.old_count);
-    return;
-  }
-  entries_.clear();
-  if (rows != nullptr) add(0);
+  return true;
 }
 
-void TimeIndex::add(long from) {
-  const ElogScope quiet;
-  const db::RealColumn time(rows_->layout(), "time");
+void TimeIndex::add(const db::Snapshot &rows, long from) {
+  const db::RealColumn time(rows.layout(), "time");
   const auto old_size = static_cast<std::ptrdiff_t>(entries_.size());
-  for (long record = from; record < rows_->count(); record++) {
-    const std::string_view row = rows_->row(record);
+  for (long record = from; record < rows.count(); record++) {
+    const std::string_view row = rows.row(record);
     Entry entry{0.0, record};
     if (row.empty() || !time.read(row, entry.time) || !(entry.time > kNullTime)) {
       continue;

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <string>
 
+#include "core/register.h"
 #include "platform/clock/clock.h"
 #include "platform/db/access.h"
 
@@ -41,16 +42,18 @@ bool TreeReader::bind_expansion() {
     return false;
   }
   if (state_.detections_on != 0) return bind_detections();
-  if (!take("site", site_)) return false;
-  memory_.sites.follow(site_.rows);
-  return true;
+  return take("site", site_) && follow_sites();
 }
 
 bool TreeReader::bind_detections() {
-  if (!take("site", site_) || !take("detection", detection_)) return false;
-  memory_.sites.follow(site_.rows);
-  memory_.detection_times.follow(detection_.rows);
-  return true;
+  return take("site", site_) && take("detection", detection_) && follow_sites() &&
+         follow_detections();
+}
+
+bool TreeReader::follow_sites() { return memory_.sites.follow(site_.rows); }
+
+bool TreeReader::follow_detections() {
+  return memory_.detection_times.follow(detection_.rows);
 }
 
 bool TreeReader::index_list() {
@@ -73,9 +76,8 @@ bool TreeReader::index_expansion() {
 bool TreeReader::resume() {
   if (event_.rows != nullptr && !index_list()) return false;
   if (assoc_.rows != nullptr && !index_expansion()) return false;
-  if (site_.rows != nullptr) memory_.sites.follow(site_.rows);
-  if (detection_.rows != nullptr) memory_.detection_times.follow(detection_.rows);
-  return true;
+  if (site_.rows != nullptr && !follow_sites()) return false;
+  return detection_.rows == nullptr || follow_detections();
 }
 
 bool TreeReader::complete() const {
@@ -111,7 +113,7 @@ int TreeReader::read_event(long recno, EVEvent &event, long *order) {
   if (row.empty() || !columns.evid.read(row, event.evid) ||
       !columns.prefor.read(row, event.prefor) ||
       !columns.lddate.read(row, event.lddate_event)) {
-    return kUnreadable;
+    return event_.unreadable();
   }
   event.recno_event = recno;
   event.access_time = now_;
@@ -122,7 +124,7 @@ int TreeReader::read_event(long recno, EVEvent &event, long *order) {
     double lddate;
     const std::string_view origin_row = origin_.rows->row(origin);
     if (origin_row.empty() || !origin_.columns.lddate.read(origin_row, lddate)) {
-      return kUnreadable;
+      return origin_.unreadable();
     }
     origin_rows_.emplace_back(lddate, origin);
   }
@@ -140,6 +142,9 @@ int TreeReader::read_event(long recno, EVEvent &event, long *order) {
     const long i = event.origins.push(EVOrigin());
     EVOrigin &origin = *event.origins.ptr(i);
     const int result = read_origin(origin_recno, origin);
+    if (result < 0) {
+      ks_register_error(0, "EVServer::refreshEvent: refreshOrigin() error.\n");
+    }
     if (result != 0) return result;
     if (origin.orid == event.prefor) {
       origin.preferred = 1;
@@ -172,7 +177,7 @@ int TreeReader::read_origin(long recno, EVOrigin &origin) {
   if (row.empty() || !columns.time.read(row, origin.time) ||
       !columns.orid.read(row, origin.orid) || !columns.evid.read(row, evid) ||
       !columns.lddate.read(row, origin.lddate_origin)) {
-    return kUnreadable;
+    return origin_.unreadable();
   }
   origin.recno_origin = recno;
   origin.lddate_origin_view = origin.lddate_origin;
@@ -181,7 +186,7 @@ int TreeReader::read_origin(long recno, EVOrigin &origin) {
   if (!origerrs.empty()) {
     origin.recno_origerr = origerrs.front();
     origin.record_origerr = origerr_.rows->text(origin.recno_origerr);
-    if (origin.record_origerr.empty()) return kUnreadable;
+    if (origin.record_origerr.empty()) return origerr_.unreadable();
   }
   int result = read_netmags(origin);
   if (result == 0) result = add_own_magnitudes(row, evid, origin);
@@ -209,7 +214,7 @@ int TreeReader::read_netmags(EVOrigin &origin) {
         !columns.magtype.read(row, magtype) ||
         !columns.magnitude.read(row, magnitude.magnitude) ||
         !columns.lddate.read(row, magnitude.lddate_netmag)) {
-      return kUnreadable;
+      return netmag_.unreadable();
     }
     magnitude.magtype = magtype;
     origin.lddate_origin_view =
@@ -285,7 +290,7 @@ int TreeReader::read_moments(EVOrigin &origin) {
     moment.record_mt = mt_.rows->text(recno);
     const std::string_view row = moment.record_mt;
     if (row.empty() || !mt_.columns.lddate.read(row, moment.lddate_mt)) {
-      return kUnreadable;
+      return mt_.unreadable();
     }
     const double lddate = moment.lddate_mt;
     const long i = origin.moments.push(std::move(moment));

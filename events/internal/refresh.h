@@ -42,6 +42,7 @@ class Refresh {
   std::vector<int64_t> evids_to_expand();
 
   void publish();
+  bool lists_freed() const;
   bool publish_list();
   void publish_expanded();
   void note_summary();
@@ -50,6 +51,10 @@ class Refresh {
   const bool force_;
   bool cache_in_use_ = false;
   bool list_tables_ = false, expansion_tables_ = false, detection_tables_ = false;
+
+  std::weak_ptr<const Table<EVEvent>>
+      base_;                  // the list that was published at the start
+  double latest_time_ = 0.0;  // of that list
 
   bool list_read_ = false;
   ListReading reading_;

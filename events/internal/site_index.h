@@ -16,8 +16,9 @@ namespace ksutil::events {
  * included; a null end is open.  Rows that cannot be read are left out. */
 class SiteIndex {
  public:
-  /* Describes the snapshot from now on. */
-  void follow(const std::shared_ptr<const db::Snapshot> &sites);
+  /* Describes the snapshot from now on; false, with a message and describing none, when
+   * rows of it could not be had. */
+  bool follow(const std::shared_ptr<const db::Snapshot> &sites);
 
   /* The row of a station that was valid at an epoch time; of several the one that began
    * last, the first of those in the table.  -1: none, or the time is null. */

@@ -13,8 +13,9 @@ namespace ksutil::events {
  * are left out. */
 class TimeIndex {
  public:
-  /* Describes the snapshot from now on; new rows are added to what is there. */
-  void follow(const std::shared_ptr<const db::Snapshot> &rows);
+  /* Describes the snapshot from now on; new rows are added to what is there.  False, with
+   * a message and describing none, when rows of it could not be had. */
+  bool follow(const std::shared_ptr<const db::Snapshot> &rows);
 
   /* The rows with tstart <= time <= tend, in the order of the table. */
   std::vector<long> find(double tstart, double tend) const;
@@ -27,7 +28,7 @@ class TimeIndex {
       return time != other.time ? time < other.time : record < other.record;
     }
   };
-  void add(long from);
+  void add(const db::Snapshot &rows, long from);
 
   std::shared_ptr<const db::Snapshot> rows_;
   std::vector<Entry> entries_;  // sorted

@@ -8,6 +8,7 @@
 
 #include "events/internal/list_follower.h"
 #include "events/internal/preferred_magnitudes.h"
+#include "events/internal/reading.h"
 #include "events/internal/row_columns.h"
 #include "events/internal/server_state.h"
 #include "events/records.h"
@@ -16,21 +17,21 @@
 
 namespace ksutil::events {
 
-/* What reading gives for a row that cannot be read, and is to be skipped. */
-inline constexpr int kUnreadable = 10;
-
 template <class Columns>
 struct ReadTable {
   std::shared_ptr<const db::Snapshot> rows;
   Columns columns;
+
+  /* What to give for a row that could not be read. */
+  int unreadable() const { return rows->complete() ? kUnreadable : kFailed; }
 };
 
 /* Reads one consistent picture: the snapshots are taken when it is bound, and a row that
  * changes later is not seen.
  *
- * The caller holds ServerState::database_lock during each call, and an ElogScope around
- * the reading functions, which leave the platform's messages about unreadable rows in the
- * register.  After the lock has been let go in between, resume() comes first. */
+ * The caller holds ServerState::database_lock during each call, and MessagesOfFailure
+ * around the reading functions, which leave the platform's messages about unreadable rows
+ * in the register.  After the lock has been let go in between, resume() comes first. */
 class TreeReader {
  public:
   explicit TreeReader(ServerState &state);
@@ -58,12 +59,12 @@ class TreeReader {
    * (those are in the list), else the first; -1: none. */
   long event_row(int64_t evid, long first) const;
 
-  /* 0, or kUnreadable with the record in no useful state. */
+  /* 0; kUnreadable or kFailed with the record in no useful state. */
   int read_event(long recno, EVEvent &event, long *order);
   int read_origin(long recno, EVOrigin &origin);
 
-  /* Everything that expanded events have besides.  0, or kUnreadable when rows were left
-   * out. */
+  /* Everything that expanded events have besides.  0, kUnreadable when rows were left
+   * out, or kFailed. */
   int expand(EVEvent &event);
   int read_association(long recno, EVAssociation &association);
   int read_stamags(EVMagnitude &magnitude);
@@ -79,6 +80,8 @@ class TreeReader {
 
   template <class Columns>
   bool take(const char *name, ReadTable<Columns> &table);
+  bool follow_sites();
+  bool follow_detections();
   bool index(const std::shared_ptr<const db::Snapshot> &rows, EVMatch &match,
              const db::KeyIndex *&found);
   bool index_list();

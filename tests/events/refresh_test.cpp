@@ -4,13 +4,17 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cerrno>
+#include <future>
 #include <memory>
+#include <utility>
 
 #include "events/internal/row_home.h"
 #include "platform/clock/clock.h"
 #include "platform/elog/elog.h"
-#include "platform/stock/memory.h"
+#include "platform/stock/files.h"
 #include "tests/events/event_database.h"
+#include "tests/events/messages.h"
 
 using namespace ksutil::events;
 using namespace ksutil::events::test;
@@ -64,15 +68,38 @@ class RefreshTest : public testing::Test {
     EXPECT_EQ(server->getExpandedEvent(nullptr, evid, found), 0);
     return found;
   }
-  std::string registered() {
-    const ksutil::MallocPtr<char> text(elog_string(0));
-    elog_clear_register(0);
-    return text.get();
-  }
 
   EventDatabase db;
   std::unique_ptr<EVServer> server;
   std::unique_ptr<Listener> listener;
+};
+
+/* Lets a table's file be looked at, which reads it once, but not be read, as a failing disk
+ * or mount does. */
+class UnreadableTable {
+ public:
+  explicit UnreadableTable(const std::string &file) : scope_(failing_calls()) {
+    file_ = file;
+    looks_ = 1;
+  }
+
+ private:
+  static ssize_t failing_pread(int fd, void *to, std::size_t bytes, off_t at) {
+    const std::filesystem::path link = "/proc/self/fd/" + std::to_string(fd);
+    if (std::filesystem::read_symlink(link) != file_ || looks_-- > 0) {
+      return pread(fd, to, bytes, at);
+    }
+    errno = EIO;
+    return -1;
+  }
+  static ksutil::FileCalls failing_calls() {
+    ksutil::FileCalls calls = ksutil::system_file_calls();
+    calls.pread = failing_pread;
+    return calls;
+  }
+  static inline std::string file_;
+  static inline int looks_ = 0;
+  ksutil::ScopedFileCalls scope_;
 };
 
 }  // namespace
@@ -246,18 +273,18 @@ TEST_F(RefreshTest, KeepsTheLastRowsUnderALimit) {
 }
 
 TEST_F(RefreshTest, SkipsAnEventThatCannotBeRead) {
-  registered();
+  taken_messages();
   db.overwrite("origin", 0, "  wrong  ");  // lat, which the list does not need
   EXPECT_EQ(values(refreshed()->changed_evids), std::vector<long>{1});
   db.overwrite("origin", 29, "time?");
   const auto report = refreshed();
   ASSERT_NE(report, nullptr);
   EXPECT_EQ(values(report->removed_evids), std::vector<long>{1});
-  EXPECT_EQ(registered(), "");
+  EXPECT_EQ(taken_messages(), "");
   EVEvent event;
   EXPECT_EQ(server->refreshEvent(0, &event, nullptr), 10);
   EXPECT_EQ(server->refreshEvent(99, &event, nullptr), 10);
-  EXPECT_EQ(registered(), "");
+  EXPECT_EQ(taken_messages(), "");
   dbputv(db.row("origin", 0), "lat", 1.0, "time", kTime, kEnd);
   EXPECT_EQ(values(refreshed()->changed_evids), std::vector<long>{1});
 }
@@ -265,13 +292,106 @@ TEST_F(RefreshTest, SkipsAnEventThatCannotBeRead) {
 TEST_F(RefreshTest, PicksUpWhatAFailedRefreshHasConsumed) {
   dbputv(db.row("event", 0), "lddate", 3000.0, kEnd);
   server->closeDb();
-  registered();
+  taken_messages();
   EXPECT_EQ(server->refreshEvents(0), -1);
-  EXPECT_EQ(registered(), "EVServer::refreshEvents: No database currently open.\n");
+  EXPECT_EQ(taken_messages(), "EVServer::refreshEvents: No database currently open.\n");
   EXPECT_EQ(server->reset(), 0);
   const auto report = refreshed();
   ASSERT_NE(report, nullptr);
   EXPECT_EQ(values(report->changed_evids), std::vector<long>{1});
+}
+
+/* Rows that the system does not hand out are not rows that are gone. */
+TEST_F(RefreshTest, LosesNothingToATableThatCannotBeReadForNow) {
+  const std::string list = "EVServer::refreshEvents: cannot read the tables.\n";
+  const std::string window = "EVServer::refreshEvents: refreshDetections() error.\n";
+  const std::string expansion =
+      "EVServer::refreshEvents: refreshAssociations() error.\n";
+  const struct {
+    const char *table;
+    bool of_expanded;
+    std::string message;
+  } cases[] = {{"event", false, list},      {"origin", false, list},
+               {"netmag", false, list},     {"detection", false, window},
+               {"site", false, window},     {"assoc", true, expansion},
+               {"stamag", true, expansion}, {"detection", true, expansion}};
+  double lddate = 5000.0;
+  for (const auto &c : cases) {
+    SCOPED_TRACE(c.table);
+    if (c.of_expanded) expanded(1);
+    const Table<EVEvent> before = server->getEvents();
+    dbputv(db.row(c.table, 0), "lddate", lddate++, kEnd);
+    taken_messages();
+    listener->refresh_pending = 1;
+    {
+      const UnreadableTable unreadable(db.file(c.table));
+      EXPECT_EQ(server->refreshEvents(0), -1);
+    }
+    EXPECT_EQ(listener->refresh_pending, 0);
+    const std::string messages = taken_messages();
+    EXPECT_NE(messages.find(": Cannot read records 0 to "), std::string::npos);
+    EXPECT_NE(messages.find(c.message), std::string::npos) << messages;
+    EXPECT_TRUE(same_lists(server->getEvents(), before));
+    EXPECT_EQ(server->detectionsNumber(), 1);
+    EXPECT_NE(refreshed(), nullptr);
+    EXPECT_EQ(taken_messages(), "");
+  }
+  EXPECT_EQ(event(1).origins.ptr(1)->magnitudes.size(), 1);
+}
+
+/* The lists go away between the reading of what has changed and its publication. */
+TEST_F(RefreshTest, SurvivesListsThatAreFreedMeanwhile) {
+  static std::promise<void> *reading = nullptr;
+  static std::shared_future<void> locked;
+  std::promise<void> begun, go_on;
+  reading = &begun;
+  locked = go_on.get_future();
+  dbputv(db.row("event", 0), "lddate", 3000.0, kEnd);
+  set_clock([] {
+    if (auto *const first = std::exchange(reading, nullptr)) {
+      first->set_value();
+      locked.wait();
+    }
+    return kTime;
+  });
+  auto refresh =
+      std::async(std::launch::async, [&] { return server->refreshEvents(0); });
+  begun.get_future().wait();
+  server->grabEventsLock();
+  go_on.set_value();
+  server->freeVectors();
+  server->releaseEventsLock();
+  EXPECT_EQ(refresh.get(), 0);
+  set_clock(nullptr);
+  EXPECT_EQ(server->eventsNumber(), 0);
+  EXPECT_EQ(server->refreshEvents(0), 0);
+  EXPECT_EQ(server->eventsNumber(), 2);
+}
+
+TEST_F(RefreshTest, HasDetectionsOnlyWhileTheyAreOn) {
+  expanded(1);
+  server->setDetections(0);
+  const auto off = refreshed();
+  ASSERT_NE(off, nullptr);
+  EXPECT_EQ(off->detections_changed, 1);
+  EXPECT_EQ(off->expanded_changed, 1);
+  EXPECT_EQ(server->detectionsNumber(), 0);
+  EXPECT_EQ(expanded(1).origins.ptr(1)->detections.size(), 0);
+  EXPECT_EQ(refreshed(), nullptr);
+  server->setDetections(1);
+  refreshed();
+  EXPECT_EQ(server->detectionsNumber(), 1);
+  EXPECT_EQ(expanded(1).origins.ptr(1)->detections.size(), 1);
+}
+
+TEST_F(RefreshTest, EndsTheDetectionWindowNowOnRequest) {
+  set_clock([] { return kTime + 7206.0; });
+  server->setAgeRefNow(1);
+  db.add_detection("AAA", kTime + 7206.0, "P");  // the first is 7201 s ago
+  refreshed();
+  set_clock(nullptr);
+  ASSERT_EQ(server->detectionsNumber(), 1);
+  EXPECT_EQ(server->getDetections().ptr(0)->recno_detection, 1);
 }
 
 TEST_F(RefreshTest, ForgetsExpandedEventsThatAreGone) {
@@ -325,6 +445,11 @@ TEST_F(RefreshTest, ReadsTheListAnewAfterTheRulesHaveChanged) {
   EXPECT_EQ(server->setPreferredMagnitudes(rules), 0);
   dbputv(db.row("event", 1), "lddate", 4000.0, kEnd);
   refreshed();
+  EXPECT_EQ(event(1).magtype, "mb");
+  /* A slip of the pen does not leave the server without rules. */
+  char broken[] = "preferred_magnitudes &Tbl{\n";
+  EXPECT_EQ(server->setPreferredMagnitudes(broken), -1);
+  refreshed(1);
   EXPECT_EQ(event(1).magtype, "mb");
 }
 
