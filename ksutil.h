@@ -13,6 +13,7 @@
 #include "events/query.h"
 #include "events/records.h"
 #include "events/tabs.h"
+#include "pipeline/pmtcomp.h"
 #include "pipeline/pmtfifo.h"
 #include "pipeline/pmtmanagedfifo.h"
 #include "platform/clock/clock.h"

@@ -1,0 +1,53 @@
+/* The records behind a pmtcomp, for the pipeline's own files and its tests. */
+#ifndef KSUTIL_PIPELINE_INTERNAL_COMP_RECORD_H
+#define KSUTIL_PIPELINE_INTERNAL_COMP_RECORD_H
+
+#include <pthread.h>
+
+#include <atomic>
+#include <cstddef>
+
+#include "pipeline/pmtcomp.h"
+#include "platform/stock/tbl.h"
+
+struct Pmtcomp {
+  pthread_mutex_t mutex;  // held for a whole operation; taken before a thread's
+  Tbl *threads;           // PmtcompThread, by index; guarded by mutex
+  std::atomic<int> destroying;
+};
+
+/* The thread's mutex guards start and quit.  The worker stores `result` before `finished`,
+ * and reads its binding only in a step, the controlling thread the other way round. */
+struct PmtcompThread {
+  pthread_t thread;  // for the controlling thread; the worker asks pthread_self
+  pthread_mutex_t mutex;
+  pthread_cond_t start_cond;
+  pthread_cond_t finish_cond;
+  long start;  // a step has been asked for
+  std::atomic<long> finished;
+  long quit;
+  long index;  // constant
+  long result;
+  PmtcompSub comp_sub;
+  void *arg1;
+  long arg2;
+  void *arg3;
+};
+
+namespace ksutil {
+
+/* What is allocated for the records, which messages tell. */
+inline constexpr std::size_t kCompBytes = 80;
+inline constexpr std::size_t kCompThreadBytes = 240;
+static_assert(sizeof(Pmtcomp) <= kCompBytes);
+static_assert(sizeof(PmtcompThread) <= kCompThreadBytes);
+
+/* What a worker prints to standard output: 0 nothing, 1 its start, end and the time of
+ * each step, more every event of the lock-step. */
+extern std::atomic<int> comp_verbosity;
+
+/* The body of a worker; `thread` is its PmtcompThread. */
+void *run_comp_thread(void *thread);
+
+}  // namespace ksutil
+#endif

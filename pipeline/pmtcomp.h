@@ -1,0 +1,71 @@
+/* pmtcomp: a component of worker threads that run one step of a computation in lock-step.
+ *
+ * Each worker is bound to a function and its arguments.  pmtcomp_processthreads runs the
+ * function of every worker once, all at the same time, and returns when all are done; the
+ * threads then wait for the next step, so a step costs two wake-ups and no thread start.
+ *
+ * Ownership: the component owns its threads; the arguments belong to the caller and must
+ * live as long as they are bound.
+ * Threads: one thread controls a component, that is calls all functions on it, and no
+ * step function calls one on its own component.  What the controlling thread wrote before
+ * a step is seen by the workers, what they wrote in the step is seen by it afterwards.
+ * Workers share nothing by themselves.
+ * Errors: -1 or null with a message in the error register.  A null component has no
+ * threads: counting, processing and destroying it gives 0, the rest fails. */
+#ifndef KSUTIL_PIPELINE_PMTCOMP_H
+#define KSUTIL_PIPELINE_PMTCOMP_H
+
+#include "platform/stock/export.h"
+
+struct Pmtcomp;
+struct PmtcompThread;
+
+/* One step of one worker: the bound arguments, the worker itself, and the epoch seconds at
+ * which the step began.  A negative result counts as failed.  It must not throw. */
+typedef long (*PmtcompSub)(void *arg1, long arg2, void *arg3, PmtcompThread *self,
+                           double start_time);
+
+extern "C" {
+
+/* A component without threads, which the caller ends with pmtcomp_destroy; null when
+ * memory is short. */
+KSUTIL_API Pmtcomp *pmtcomp_create(void);
+
+/* How many threads there are. */
+KSUTIL_API long pmtcomp_nthreads(Pmtcomp *comp);
+
+/* Adds and starts a worker, which waits for the next step.  Its index is the number of
+ * threads before.  0; -1 when comp_sub is null or memory is short.  When the list of
+ * threads cannot grow or the thread cannot be started, -1, and the component stays locked:
+ * every later call on it waits for ever. */
+KSUTIL_API int pmtcomp_addthread(Pmtcomp *comp, PmtcompSub comp_sub, void *arg1,
+                                 long arg2, void *arg3);
+
+/* Changes what a worker is bound to, from the next step on.
+ *
+ * index      0 to pmtcomp_nthreads - 1
+ * comp_sub   null: stays
+ * arg1       replaced unless its address, as a signed number, is negative: null clears it
+ * arg2       replaced only when above 0
+ * arg3       null: stays
+ * 0, or -1 for an index out of range. */
+KSUTIL_API int pmtcomp_setthread(Pmtcomp *comp, long index, PmtcompSub comp_sub,
+                                 void *arg1, long arg2, void *arg3);
+
+/* Runs one step of all workers and waits until all are done.  Returns how many gave a
+ * result of 0 or more. */
+KSUTIL_API long pmtcomp_processthreads(Pmtcomp *comp);
+
+/* Stops and removes a worker; the indexes of later ones go down by one.  0, or -1 for an
+ * index out of range. */
+KSUTIL_API int pmtcomp_deletethread(Pmtcomp *comp, long index);
+
+/* The index that a worker got when it was added, which later removals do not change; for
+ * step functions that share one binding. */
+KSUTIL_API long pmtcomp_thread_index(const PmtcompThread *thread);
+
+/* Stops all workers and frees the component.  Returns 0. */
+KSUTIL_API int pmtcomp_destroy(Pmtcomp *comp);
+
+}  // extern "C"
+#endif
