@@ -26,6 +26,7 @@ void ClientList::remove(EVClient *client) {
     if (clients_.ptr(i)->client != client) continue;
     clients_.del(i);
     if (registrations(client) == 0) {
+      client->command_serial = 0;
       client->command_pending = 0;
       client->refresh_pending = 0;
     }

@@ -28,6 +28,7 @@ struct EVCommand {
   Tbl **tpattern = nullptr;
   Hook **hook = nullptr;
   EVClient *client = nullptr;  // where the result goes; null: the server's own
+  int64_t serial = 0;          // tells the client's commands apart
 };
 
 #endif

@@ -48,8 +48,9 @@ class KSUTIL_API EVClient {
   int refreshEvents(int wait);
   int refreshEventsForce(int wait);
 
-  /* Commands.  Each waits for the worker and returns a copy of its result; one command is
-   * in flight per client.  When the server does not run, has gone or goes meanwhile, and
+  /* Commands, which do what the members of EVServer of like names tell (dbmatches is
+   * execDbmatches there, and so on).  Each waits for the worker and returns a copy of its
+   * result; one command is in flight per client.  When the server does not run, has gone or goes meanwhile, and
    * where waiting is refused as above: an empty result, -1 for numbers, and a message. */
   Table<EVArrival> getArrivals(std::string sta, std::string chan, double tstart,
                                double tend);
@@ -60,6 +61,8 @@ class KSUTIL_API EVClient {
   Table<EVTableRecord> getRawDetections(std::string sta, std::string chan,
                                         double tstart, double tend);
   EVTableRecord getSite(std::string sta, double time);
+  /* The lists and the hook are touched only until the call returns or the client is
+   * deregistered; a hook that the worker holds at that moment is freed, and *hook null. */
   Table<EVTableRecord> dbmatches(std::string key_table, std::string key_record,
                                  std::string table, Tbl **kpattern, Tbl **tpattern,
                                  Hook **hook);
@@ -158,6 +161,7 @@ class KSUTIL_API EVClient {
 
   std::atomic<int32_t> refresh_pending{0};
   std::atomic<int32_t> command_pending{0};
+  std::atomic<int64_t> command_serial{0};  // of the command that it waits for
   EVServer *server = nullptr;  // null once the server has gone, which may be any time
 
   /* Result slots, written by the worker. */

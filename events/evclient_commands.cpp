@@ -1,5 +1,6 @@
 #include <unistd.h>
 
+#include <atomic>
 #include <utility>
 
 #include "core/register.h"
@@ -14,6 +15,8 @@ using ksutil::events::ServerPin;
 using ksutil::events::ServerState;
 
 namespace {
+
+std::atomic<int64_t> next_serial{1};
 
 int not_running(const char *name) {
   ks_register_error(0, "EVClient::%s: server is not running.\n", name);
@@ -83,8 +86,12 @@ bool EVClient::execute(std::unique_ptr<EVCommand> command) {
     ServerState &state = *pin.state();
     if (wait_refused(state, name.c_str())) return false;
     command->client = this;
-    command_pending = 1;
-    if (!state.clients.contains(this) ||
+    command->serial = next_serial++;
+    const auto begin_waiting = [serial = command->serial](EVClient &client) {
+      client.command_serial = serial;
+      client.command_pending = 1;
+    };
+    if (!state.clients.while_registered(this, begin_waiting) ||
         ksutil::events::push_command(state, std::move(command)) != 0) {
       command_pending = 0;
       return not_running(name.c_str()) == 0;

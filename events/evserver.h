@@ -23,6 +23,8 @@
 #include "platform/db/db.h"
 #include "platform/pf/pf.h"
 #include "platform/stock/export.h"
+#include "platform/stock/hook.h"
+#include "platform/stock/tbl.h"
 
 class EVClient;
 
@@ -157,6 +159,65 @@ class KSUTIL_API EVServer {
   long getMostRecentEvid();
   int getLastModifiedEvent(EVEvent &event);
   int getMostRecentEvent(EVEvent &event);
+
+  /* --- database commands ------------------------------------------------------------- */
+
+  /* What the commands of clients run on the worker; any thread may call them too.  They
+   * read the tables as they are at the call, holding the database in short steps.  A
+   * failure gives an empty result or -1 and a message; rows that cannot be read are left
+   * out, with a message.
+   *
+   * sta, chan      shell patterns (* ? [abc]) for the whole code; empty: any
+   * tstart, tend   a window of epoch seconds, its ends included */
+
+  /* The arrivals in the window, by time, each with its first assoc row. */
+  Table<EVArrival> getArrivals(std::string sta, std::string chan, double tstart,
+                               double tend);
+  /* The waveform rows whose span (time to endtime, a null endtime is open) overlaps the
+   * window, or with `mode` non-zero lies in it; by time. */
+  Table<EVTableRecord> getWfdiscs(std::string sta, std::string chan, double tstart,
+                                  double tend, int mode);
+  /* The station channels with waveform rows that overlap the window, each from its first
+   * time to its last endtime among these; by first time.  The texts are regular
+   * expressions, found anywhere in the code unless they hold ^ and $: to accept (empty:
+   * any) and to leave out (empty: none). */
+  Table<EVStaChan> scanWfdisc(std::string sta, std::string chan, std::string not_sta,
+                              std::string not_chan, double tstart, double tend);
+  /* The detections in the window, of whatever state; by time. */
+  Table<EVTableRecord> getRawDetections(std::string sta, std::string chan,
+                                        double tstart, double tend);
+  /* The site row of one station, by its code, that was valid on the day of the time; of
+   * several the one that began last.  recno -1, without a message: none. */
+  EVTableRecord getSite(std::string sta, double time);
+
+  /* dbmatches with a row text of a table as the key; the lists and the hook are the
+   * caller's, and used as dbmatches does.  Any tables of the schema. */
+  Table<EVTableRecord> execDbmatches(std::string key_table, std::string key_record,
+                                     std::string table, Tbl **kpattern, Tbl **tpattern,
+                                     Hook **hook);
+  /* The rows of a table for which the expression is true. */
+  Table<EVTableRecord> execDbsubset(std::string table, std::string expression);
+
+  /* Writes a whole row: over the record `recno`, or with -1 as a new one.
+   *
+   * flags    1: lddate becomes now; else 0
+   * record   a row of the table, with or without its newline.  Its length, every field
+   *          and the absence of control characters are checked before anything is written
+   * Returns the record number, or -1 with nothing written. */
+  long dbputrecord(std::string table, long recno, long flags, std::string record);
+
+  /* dbnextid of the server's database. */
+  long execDbnextid(std::string key);
+
+  /* Between the codes of a SEED volume and those of the database: by the first row of the
+   * table seedcode that has them (an empty net: of any network), else the station keeps
+   * its code, and the database's channel is the SEED channel, three letters, followed by
+   * the location, with an empty net.  0; -1, with empty texts, without a station or a
+   * channel and when the table cannot be read. */
+  int execDbseed2css(std::string net, std::string sta, std::string chan,
+                     std::string loc, std::string &css_sta, std::string &css_chan);
+  int execDbcss2seed(std::string sta, std::string chan, std::string &net,
+                     std::string &seed_sta, std::string &seed_chan, std::string &loc);
 
   /* --- printing and comparison ------------------------------------------------------- */
 

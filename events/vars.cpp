@@ -53,10 +53,12 @@ EVMatch::EVMatch(std::initializer_list<const char *> key,
   tpattern = new_texts(table);
 }
 
-EVMatch::EVMatch(const EVMatch &other) : EVMatch() {
-  kpattern = copy_texts(other.kpattern);
-  tpattern = copy_texts(other.tpattern);
+EVMatch::EVMatch(Tbl *key, Tbl *table) : EVMatch() {
+  kpattern = copy_texts(key);
+  tpattern = copy_texts(table);
 }
+
+EVMatch::EVMatch(const EVMatch &other) : EVMatch(other.kpattern, other.tpattern) {}
 
 EVMatch &EVMatch::operator=(const EVMatch &other) {
   EVMatch copy(other);

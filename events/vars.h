@@ -30,6 +30,8 @@ struct KSUTIL_API EVMatch {
   EVMatch() = default;
   EVMatch(std::initializer_list<const char *> key,
           std::initializer_list<const char *> table);
+  /* With copies of two lists; null stays null. */
+  EVMatch(Tbl *key, Tbl *table);
   EVMatch(const EVMatch &other);
   EVMatch &operator=(const EVMatch &other);
   ~EVMatch();

@@ -89,7 +89,7 @@ TEST(Commands, DropNamesThatAreNotExact) {
   other.getSite("ANMO", 0.0);  // after all of these
   EXPECT_EQ(client.command_pending, 1);
   EXPECT_EQ(taken_messages(),
-            "EVServer::getSite: this server does not offer the command.\n");
+            "EVServer::getSite: No database currently open.\n");
   EXPECT_EQ(push_command(bare.state, command_for(&client, "getSite")), 0);
   EXPECT_TRUE(becomes_answered(client));
 }
