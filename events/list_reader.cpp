@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <optional>
-#include <thread>
 #include <utility>
 
 #include "core/register.h"
@@ -178,7 +177,6 @@ ShortSteps::ShortSteps(ServerState &state)
 bool ShortSteps::step(TreeReader &reader) {
   if (++steps_ % kEventsPerStep != 0) return true;
   let_go();
-  std::this_thread::yield();
   return take_again(reader);
 }
 

@@ -50,7 +50,7 @@ class ShortSteps {
 
  private:
   ServerState &state_;
-  std::unique_lock<std::mutex> lock_;
+  std::unique_lock<FairLock> lock_;
   long binding_;
   int steps_ = 0;
 };

@@ -14,11 +14,11 @@
 #include <cstdint>
 #include <deque>
 #include <memory>
-#include <mutex>
 #include <string>
 
 #include "events/command.h"
 #include "events/internal/clients.h"
+#include "events/internal/fair_lock.h"
 #include "events/internal/latch.h"
 #include "events/internal/published.h"
 #include "events/vars.h"
@@ -38,7 +38,7 @@ struct ServerState {
   EVVars vars;  // first: it begins with the mark by which a server is recognised
 
   // Database binding; guarded by database_lock except the atomics.
-  std::mutex database_lock;
+  FairLock database_lock;
   std::string dbname, schema_name;
   Dbptr db = dbinvalid();
   Array<std::string, EVTable> monitored;  // checkDatabase's own memory of three tables

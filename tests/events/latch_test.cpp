@@ -7,7 +7,10 @@
 #include <atomic>
 #include <chrono>
 #include <future>
+#include <mutex>
+#include <vector>
 
+#include "events/internal/fair_lock.h"
 #include "events/internal/published.h"
 #include "tests/events/bare_server.h"
 
@@ -34,6 +37,27 @@ TEST(RefreshLatch, ClosedLetsPresentAndFutureLocksThrough) {
   EXPECT_EQ(waiting.wait_for(10s), std::future_status::ready);
   latch.lock();
   latch.lock();
+}
+
+/* A refresh of a large list goes on in steps: whoever expands an event meanwhile, with the
+ * events lock held, must not wait for all of them. */
+TEST(FairLock, LetsTheWaitingInBeforeItsLastHolder) {
+  ksutil::events::FairLock lock;
+  std::vector<int> order;
+  lock.lock();
+  auto waiting = std::async(std::launch::async, [&] {
+    const std::lock_guard hold(lock);
+    order.push_back(1);
+  });
+  EXPECT_EQ(waiting.wait_for(50ms), std::future_status::timeout);
+  for (int step = 0; step < 3; step++) {
+    lock.unlock();
+    lock.lock();
+    order.push_back(2);
+  }
+  lock.unlock();
+  waiting.wait();
+  EXPECT_EQ(order, (std::vector<int>{1, 2, 2, 2}));
 }
 
 /* The owner decides which waits are refused: a lock that forgets it lets a program hang,
