@@ -97,5 +97,99 @@ TEST(Ksevents, WatchReportsChangesAndEndsOnSignal) {
   EXPECT_EQ(status, 0);
 }
 
+std::string quoted(const std::string &text) { return " '" + text + "'"; }
+
+TEST(Ksevents, ListSelectsSortsAndShowsByQueries) {
+  const ProgramRun run = run_program(
+      kKsevents + " list --csv " + kData + "/aug2015 --reverse" + " --where" +
+      quoted("magnitude >= 6.5") + " --sort" + quoted("magnitude + depth / 1e4") +
+      " --columns" + quoted("magnitude, strdate(time),max(lat, lon) > 0,mb + ms"));
+  ASSERT_EQ(run.code, 0) << run.errors;
+  EXPECT_EQ(run.output,
+            "magnitude,strdate(time),\"max(lat, lon) > 0\",mb + ms\n"
+            "6.6,2015-08-10,1,\n"
+            "6.6,2015-08-15,1,\n");
+}
+
+/* Events without a value come last when reversed, and have no cell. */
+TEST(Ksevents, ListReadsWideRowsAndLeavesMissingValuesBlank) {
+  const ProgramRun run =
+      run_program(kKsevents + " list --json --sort depth --reverse --columns " +
+                  quoted("evid,depth,orid") + " " + kData + "/ueb/ueb_test");
+  ASSERT_EQ(run.code, 0) << run.errors;
+  const auto events = nlohmann::json::parse(run.output);
+  ASSERT_EQ(events.size(), 104U);
+  for (std::size_t i = 0; i < events.size(); i++) {
+    EXPECT_EQ(events[i]["depth"].is_null(), i >= 84) << i;
+    EXPECT_EQ(events[i]["orid"].is_null(), i >= 84) << i;
+    if (i == 0 || i >= 84) continue;
+    EXPECT_GE(events[i - 1]["depth"].get<double>(), events[i]["depth"].get<double>());
+  }
+}
+
+TEST(Ksevents, ListTellsWhatIsWrongWithAQuery) {
+  const std::string list = kKsevents + " list " + kData + "/aug2015";
+  for (const char *option : {"--where", "--sort", "--columns"}) {
+    const ProgramRun run = run_program(list + " " + option + quoted("evid, (lat + )"));
+    EXPECT_EQ(run.code, 2);
+    EXPECT_THAT(run.errors, HasSubstr("expected "));
+    EXPECT_THAT(run.errors, HasSubstr("at position "));
+    EXPECT_EQ(run.output, "");
+  }
+  const ProgramRun text = run_program(list + " --where evname");
+  EXPECT_EQ(text.code, 2);
+  EXPECT_THAT(text.errors, HasSubstr("is a text, not a condition"));
+}
+
+/* An unreadable number must not pass for a missing one unseen. */
+TEST(Ksevents, ListReportsValuesThatCannotBeRead) {
+  const ScratchFolder folder;
+  folder.write("a.csv",
+               "time,latitude,longitude,depth,id,mag,magType\n"
+               "2015-08-01T00:00:00Z,1,2,33,a,4,mb\n");
+  ASSERT_EQ(run_program(kKsdb + " import --create css3.0 " + (folder / "a.csv") + " " +
+                        (folder / "db"))
+                .code,
+            0);
+  std::string origin = read_text(folder / "db.origin");
+  origin.replace(origin.find("33.0"), 4, "3x.0");
+  folder.write("db.origin", origin);
+  const ProgramRun run =
+      run_program(kKsevents + " list --csv --columns evid,depth " + (folder / "db"));
+  EXPECT_EQ(run.code, 1);
+  EXPECT_EQ(run.output, "evid,depth\n1,\n");
+  EXPECT_THAT(run.errors, HasSubstr("cannot read origin.depth"));
+}
+
+TEST(Ksevents, DiffPrintsWhatTheSecondDatabaseHasDifferent) {
+  const ScratchFolder folder;
+  const auto import = [&](const char *database, const char *rows) {
+    const std::string file =
+        folder.write("catalogue.csv",
+                     std::string("time,latitude,longitude,id,mag,magType\n") + rows);
+    return run_program(kKsdb + " import --create css3.0 " + file + " " +
+                       (folder / database))
+        .code;
+  };
+  ASSERT_EQ(import("old", "2015-08-01T00:00:00Z,1,2,a,4,mb\n"), 0);
+  std::filesystem::copy(folder / "old", folder / "new");
+  for (const char *table : {".event", ".origin", ".netmag", ".lastid"}) {
+    if (std::filesystem::exists(folder / "old" + table)) {
+      std::filesystem::copy(folder / "old" + table, folder / "new" + table);
+    }
+  }
+  const std::string diff =
+      kKsevents + " diff " + (folder / "old") + " " + (folder / "new");
+  const ProgramRun same = run_program(diff);
+  EXPECT_EQ(same.code, 0) << same.errors;
+  EXPECT_EQ(same.output, "");
+  ASSERT_EQ(import("new", "2015-08-02T00:00:00Z,1,2,b,5,mb\n"), 0);
+  const ProgramRun added = run_program(diff);
+  EXPECT_EQ(added.code, 0) << added.errors;
+  EXPECT_THAT(added.output, HasSubstr("event2 2 added:\n"));
+  EXPECT_EQ(added.output.find("event1"), std::string::npos) << added.output;
+  EXPECT_EQ(run_program(diff + "/nowhere").code, 1);
+}
+
 }  // namespace
 }  // namespace ksutil::tools
