@@ -4,6 +4,7 @@
 
 #include <memory>
 #include <string_view>
+#include <vector>
 
 #include "platform/db/db.h"
 #include "platform/db/key_index.h"
@@ -27,6 +28,10 @@ KSUTIL_API std::shared_ptr<const Snapshot> table_snapshot(Dbptr table);
 
 /* The text of the record: of a real, null or scratch record.  Empty with a message. */
 KSUTIL_API RowText record_text(Dbptr record);
+
+/* The records of stored tables that a record of a view is made of, in the order of the
+ * view's tables; for a table the record itself.  False with a message. */
+KSUTIL_API bool view_parts(Dbptr record, std::vector<Dbptr> &parts);
 
 /* Puts a row text into the table's scratch record; false when its length is wrong. */
 KSUTIL_API bool set_scratch(Dbptr table, std::string_view text);

@@ -146,6 +146,46 @@ KSUTIL_API int dbex_compile(Dbptr db, const char *text, Expression **expression,
 KSUTIL_API int dbex_eval(Dbptr db, Expression *expression, void *result);
 KSUTIL_API void dbex_free(Expression *expression);
 
+/* Views: lists of records made from tables or other views, used like a table with dblookup
+ * (by record and field), dbquery, dbgetv, expressions, dbmatches (as the key) and the
+ * functions below; they are not written.
+ *
+ * A record of a view is a tuple of records of stored tables.  Which records these are is
+ * settled when the view is made; their values are read when they are used.  Fields are
+ * those of its tables in order; a name that several tables have means the first of them,
+ * "table.field" any.
+ * Records that cannot be read are left out, with one message for all of them; a null is
+ * not true.  A view lives until dbfree_view or dbclose.  On failure a Dbptr with dbINVALID
+ * in it. */
+
+/* The records for which an expression is true. */
+KSUTIL_API Dbptr dbsubset(Dbptr db, const char *expression);
+
+/* The records in the order of a list of expressions (char *): ascending, nulls first, texts
+ * byte by byte, equal ones as they were.  flags: dbSORT_REVERSE sorts the other way round,
+ * dbSORT_UNIQUE keeps the first of equal ones. */
+enum { dbSORT_REVERSE = 1, dbSORT_UNIQUE = 2 };
+KSUTIL_API Dbptr dbsort(Dbptr db, Tbl *keys, int flags);
+
+/* Each record of `left` with each of `right` that matches it, in the order of `left`, then
+ * of `right`.  Both are of one database and have no table in common.
+ *
+ * lkeys,   patterns as those of dbmatches; one null list is like the other.  Both null:
+ * rkeys    natural keys as in dbmatches, of those two tables that have most in common */
+KSUTIL_API Dbptr dbjoin(Dbptr left, Dbptr right, Tbl *lkeys, Tbl *rkeys);
+
+/* One record for each run of neighbours with equal keys (expressions): the first of them.
+ * Sorted by these keys before, each value has one group.  A record that cannot be read is
+ * a failure here. */
+KSUTIL_API Dbptr dbgroup(Dbptr db, Tbl *keys);
+
+/* The records that a record of dbgroup's stands for: start <= number < end in what was
+ * grouped.  0 or -1. */
+KSUTIL_API int dbget_range(Dbptr group, long *start, long *end);
+
+/* Frees a view; others made from it stay.  0 or -1. */
+KSUTIL_API int dbfree_view(Dbptr view);
+
 /* The next id of a counter ("evid", "orid", ...), above every id in use; -1 on failure.
  * No two calls, in any process, get the same. */
 KSUTIL_API long dbnextid(Dbptr db, const char *key);

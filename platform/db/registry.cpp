@@ -3,6 +3,7 @@
 #include <atomic>
 #include <climits>
 #include <filesystem>
+#include <stdexcept>
 #include <unordered_map>
 
 #include "platform/db/flat_files.h"
@@ -86,6 +87,7 @@ RecordSource *Database::source(int table) {
   if (table < 0 || static_cast<std::size_t>(table) >= sources_.size()) return nullptr;
   std::unique_ptr<RecordSource> &source = sources_[static_cast<std::size_t>(table)];
   if (source == nullptr) {
+    if (static_cast<std::size_t>(table) >= schema_->relations().size()) return nullptr;
     const std::string &name =
         schema_->relations()[static_cast<std::size_t>(table)].name;
     TableStore *const store = store_->table(name);
@@ -98,6 +100,22 @@ RecordSource *Database::source(int table) {
 TableSource *Database::table(std::string_view name) {
   RecordSource *const found = source(table_index(name));
   return found == nullptr ? nullptr : found->table();
+}
+
+int Database::add_view(std::unique_ptr<RecordSource> view) {
+  if (sources_.size() >= INT_MAX) throw std::length_error("too many views");
+  sources_.push_back(std::move(view));
+  return static_cast<int>(sources_.size()) - 1;
+}
+
+bool Database::free_view(int number) {
+  const auto index = static_cast<std::size_t>(number);
+  if (number < 0 || index < schema_->relations().size() || index >= sources_.size() ||
+      sources_[index] == nullptr) {
+    return false;
+  }
+  sources_[index] = nullptr;
+  return true;
 }
 
 const char *Database::keep(const std::string &text) {

@@ -38,6 +38,11 @@ class Database {
   RecordSource *source(int table);
   TableSource *table(std::string_view name);
 
+  /* Takes a view: its number, which is not given to another. */
+  int add_view(std::unique_ptr<RecordSource> view);
+  /* False when the number is no view's. */
+  bool free_view(int number);
+
   /* Texts and lists of texts that live as long as the database. */
   const char *keep(const std::string &text);
   Tbl *keep_list(const std::string &key, const std::vector<std::string> &texts);
@@ -53,7 +58,7 @@ class Database {
   std::unique_ptr<DatabaseStore> store_;
   std::shared_ptr<const Schema> schema_;
   std::vector<std::unique_ptr<RecordSource>>
-      sources_;  // by table number; made when used
+      sources_;  // by table number: tables, made when used, then views
   std::set<std::string> texts_;
   std::map<std::string, std::unique_ptr<Tbl, TblDeleter>> lists_;
   std::unique_ptr<GreatestIds> greatest_ids_;
