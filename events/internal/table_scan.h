@@ -9,6 +9,7 @@
 #include <string_view>
 #include <vector>
 
+#include "events/internal/fair_lock.h"
 #include "events/internal/server_state.h"
 #include "platform/db/db.h"
 #include "platform/db/snapshot.h"
@@ -36,7 +37,7 @@ class CommandSteps {
  private:
   ServerState &state_;
   const char *who_;
-  std::unique_lock<std::mutex> lock_;
+  std::unique_lock<FairLock> lock_;
   long binding_;
   int rows_ = 0;
 };
