@@ -1,7 +1,5 @@
 #include "events/internal/table_scan.h"
 
-#include <thread>
-
 #include "core/register.h"
 #include "events/internal/binding.h"
 #include "events/internal/list_follower.h"
@@ -27,7 +25,6 @@ bool CommandSteps::open() const { return database_open(state_, who_); }
 bool CommandSteps::step() {
   if (++rows_ % kRowsPerStep != 0) return true;
   lock_.unlock();
-  std::this_thread::yield();
   lock_.lock();
   return follower_of(state_).binding() == binding_;
 }
