@@ -38,6 +38,66 @@ TEST(Ksdb, ListsFieldsAsJsonAndRowsAsStored) {
   EXPECT_EQ(raw.output, read_text(database + ".assoc") + "\n");
 }
 
+/* A catalogue of three events, two of which are magnitude 4 or more. */
+std::string small_database(const ScratchFolder &folder) {
+  folder.write("c.csv",
+               "time,latitude,longitude,id,mag,magType\n"
+               "2015-08-01T00:00:00Z,1,2,a,4.5,mb\n"
+               "2015-08-01T01:00:00Z,3,4,b,3.0,ml\n"
+               "2015-08-01T02:00:00Z,5,6,c,4.0,mb\n");
+  EXPECT_EQ(run_program(kKsdb + " import --create css3.0 " + (folder / "c.csv") + " " +
+                        (folder / "db"))
+                .code,
+            0);
+  return folder / "db";
+}
+
+TEST(Ksdb, ShowsViewsAsTables) {
+  const ScratchFolder folder;
+  const std::string database = small_database(folder);
+  const auto output = [&](const std::string &arguments) {
+    const ProgramRun run = run_program(kKsdb + " " + arguments);
+    EXPECT_EQ(run.code, 0) << arguments << "\n" << run.errors;
+    return run.output;
+  };
+  EXPECT_EQ(output("subset " + database + " origin 'mb >= 4' --fields orid,lat --csv"),
+            "orid,lat\n1,1.0000\n3,5.0000\n");
+  EXPECT_EQ(output("sort " + database + " netmag magnitude --reverse --limit 2" +
+                   " --fields magid,magnitude --csv"),
+            "magid,magnitude\n1,4.50\n3,4.00\n");
+  EXPECT_EQ(output("group " + database + " netmag magtype --csv"),
+            "magtype,count\nmb,2\nml,1\n");
+  const std::string fields = " --fields event.evid,origin.orid,magnitude --csv";
+  const std::string joined = "evid,orid,magnitude\n1,1,4.50\n2,2,3.00\n3,3,4.00\n";
+  const std::string natural =
+      output("join " + database + " event origin netmag" + fields);
+  EXPECT_EQ(natural.substr(natural.find('\n')), joined.substr(joined.find('\n')));
+  EXPECT_EQ(output("sort " + database + " event+origin+netmag evid" + fields), natural);
+  EXPECT_EQ(output("join " + database + " event netmag --left-keys prefor" +
+                   " --right-keys orid --where 'magnitude < 4' --fields magtype --csv"),
+            "magtype\nml\n");
+}
+
+TEST(Ksdb, RefusesViewsThatMakeNoSense) {
+  const ScratchFolder folder;
+  const std::string database = small_database(folder);
+  const ProgramRun wrong =
+      run_program(kKsdb + " subset " + database + " origin 'mb >='");
+  EXPECT_EQ(wrong.code, 1);
+  EXPECT_THAT(wrong.errors, HasSubstr("Can't compile 'mb >='"));
+  for (const char *arguments :
+       {" origin lastid", " origin origin", " origin nosuch", " origin netmag+"}) {
+    EXPECT_EQ(run_program(kKsdb + " join " + database + arguments).code, 1)
+        << arguments;
+  }
+  EXPECT_EQ(run_program(kKsdb + " join " + database + " event origin netmag" +
+                        " --left-keys evid")
+                .code,
+            2);
+  EXPECT_EQ(run_program(kKsdb + " sort " + database + " origin time --fields x").code,
+            1);
+}
+
 TEST(Ksdb, VerifyFindsWhatIsWrongWithARealDatabase) {
   const ProgramRun run =
       run_program(kKsdb + " verify --limit 1000 " + kData + "/ueb/ueb_test");
