@@ -147,8 +147,8 @@ KSUTIL_API int dbex_eval(Dbptr db, Expression *expression, void *result);
 KSUTIL_API void dbex_free(Expression *expression);
 
 /* Views: lists of records made from tables or other views, used like a table with dblookup
- * (by record and field), dbquery, dbgetv, expressions, dbmatches (as the key) and the
- * functions below; they are not written.
+ * (by record and field), dbquery, dbgetv, expressions, dbmatches (as the key, with
+ * patterns) and the functions below; they are not written.
  *
  * A record of a view is a tuple of records of stored tables.  Which records these are is
  * settled when the view is made; their values are read when they are used.  Fields are
