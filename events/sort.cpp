@@ -52,7 +52,7 @@ std::vector<EVClient_sort_value> sort_values(EVClient &client, Table<Record> &re
     if (value.status < 0) elog_flush(0, mark);
     value.type = type;
     if (value.status == 0 && type == EV_TEXT) {
-      std::strncpy(value.text, buffer, sizeof value.text);
+      std::memcpy(value.text, buffer, strnlen(buffer, sizeof value.text));
     } else if (value.status == 0) {
       std::memcpy(&value.i, buffer, sizeof value.i);
     }
