@@ -33,27 +33,6 @@ Table<EVTableRecord> records_of(TableScan &scan, Tbl *found) {
   return records;
 }
 
-bool field_readable(const db::Relation &layout, const db::Field &field,
-                    std::string_view row) {
-  int64_t integer = 0;
-  double real = 0.0;
-  std::string_view text;
-  switch (field.type) {
-    case db::FieldType::kInteger:
-    case db::FieldType::kYearday:
-      return db::IntegerColumn(layout, field.name).read(row, integer);
-    case db::FieldType::kReal:
-    case db::FieldType::kTime:
-    case db::FieldType::kDate:
-      return db::RealColumn(layout, field.name).read(row, real);
-    case db::FieldType::kText:
-      return db::TextColumn(layout, field.name).read(row, text);
-    case db::FieldType::kPointer:
-      return false;  // means nothing outside its process
-  }
-  return false;
-}
-
 /* Whether a text is a row of the table that every reader can read; else a message. */
 bool acceptable(const char *who, const db::Relation &layout, std::string_view row) {
   const std::string_view line = row.substr(0, row.find('\n'));
@@ -71,7 +50,7 @@ bool acceptable(const char *who, const db::Relation &layout, std::string_view ro
     return false;
   }
   for (const db::Field &field : layout.fields) {
-    if (field_readable(layout, field, line)) continue;
+    if (db::is_readable(layout, field, line)) continue;
     ks_register_error(0, "%s: field %s of the record of %s cannot be read.\n", who,
                       field.name.c_str(), layout.name.c_str());
     return false;

@@ -39,13 +39,14 @@ int read_expanded(ServerState &state, int64_t evid, EVEvent &event) {
     ks_register_error(0, "%s: cannot read the tables.\n", kName);
     return -1;
   }
-  const long row = reader.event_row(evid, window_of(state, reader).first);
-  if (row < 0) {
+  MessagesOfFailure messages;
+  int result = reader.read_event_of(evid, window_of(state, reader).first, event);
+  if (result == kNoEvent) {
+    messages.note(kFailed);
     ks_register_error(0, "%s: no event %ld.\n", kName, static_cast<long>(evid));
     return -1;
   }
-  MessagesOfFailure messages;
-  int result = messages.note(reader.read_event(row, event, nullptr));
+  messages.note(result);
   /* Rows that are left out of an event do not keep it from being shown. */
   if (result == 0) result = std::min(0, messages.note(reader.expand(event)));
   /* Only a whole event may go into the cache. */

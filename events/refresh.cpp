@@ -156,14 +156,13 @@ bool Refresh::read_expanded(TreeReader &reader, ShortSteps &steps,
   const long first = window_of(state_, reader).first;
   MessagesOfFailure messages;
   for (const int64_t evid : evids) {
-    Expanded expanded{evid, std::nullopt};
-    const long row = reader.event_row(evid, first);
-    if (row >= 0) {
-      expanded.event.emplace();
+    Expanded expanded{evid, EVEvent()};
+    const int result = reader.read_event_of(evid, first, *expanded.event);
+    if (result == kNoEvent) {
+      expanded.event.reset();
+    } else {
       /* What cannot be read stays in the cache as it was. */
-      const int result =
-          messages.note(reader.read_event(row, *expanded.event, nullptr));
-      if (result < 0) return false;
+      if (messages.note(result) < 0) return false;
       if (result > 0) continue;
       if (messages.note(reader.expand(*expanded.event)) < 0) return false;
       rehome(*expanded.event);

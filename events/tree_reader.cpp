@@ -97,13 +97,17 @@ db::KeyIndex::Rows TreeReader::origins_with(int64_t orid) const {
   return origins_by_orid_->find(orid);
 }
 
-long TreeReader::event_row(int64_t evid, long first) const {
-  const db::KeyIndex::Rows rows = events_by_evid_->find(evid);
-  if (rows.empty()) return -1;
-  for (const long row : rows) {
-    if (row >= first) return row;
+int TreeReader::read_event_of(int64_t evid, long first, EVEvent &event) {
+  int result = kNoEvent;
+  for (const bool listed : {true, false}) {
+    for (const long row : events_by_evid_->find(evid)) {
+      if ((row >= first) != listed) continue;
+      event = EVEvent();
+      result = read_event(row, event, nullptr);
+      if (result <= 0) return result;
+    }
   }
-  return rows.front();
+  return result;
 }
 
 int TreeReader::read_event(long recno, EVEvent &event, long *order) {

@@ -17,6 +17,9 @@
 
 namespace ksutil::events {
 
+/* What asking for an evid gives that no row has. */
+inline constexpr int kNoEvent = 1;
+
 template <class Columns>
 struct ReadTable {
   std::shared_ptr<const db::Snapshot> rows;
@@ -55,12 +58,11 @@ class TreeReader {
   db::KeyIndex::Rows events_with(int64_t evid) const;
   db::KeyIndex::Rows origins_with(int64_t orid) const;
 
-  /* The row of event that stands for an evid: one at or after `first` if there is one
-   * (those are in the list), else the first; -1: none. */
-  long event_row(int64_t evid, long first) const;
-
   /* 0; kUnreadable or kFailed with the record in no useful state. */
   int read_event(long recno, EVEvent &event, long *order);
+  /* The event that stands for an evid: that of the first row at or after `first` that can
+   * be read (those are in the list), else of the first before.  kNoEvent: no such row. */
+  int read_event_of(int64_t evid, long first, EVEvent &event);
   int read_origin(long recno, EVOrigin &origin);
 
   /* Everything that expanded events have besides.  0, kUnreadable when rows were left

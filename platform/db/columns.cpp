@@ -174,4 +174,24 @@ bool read_load_date(std::string_view text, double null, double &epoch) {
   return read_real(text, null, epoch) || parse_date_text(text, epoch);
 }
 
+bool is_readable(const Relation &layout, const Field &field, std::string_view row) {
+  std::int64_t integer = 0;
+  double real = 0.0;
+  std::string_view text;
+  switch (field.type) {
+    case FieldType::kInteger:
+    case FieldType::kYearday:
+      return IntegerColumn(layout, field.name).read(row, integer);
+    case FieldType::kReal:
+    case FieldType::kTime:
+    case FieldType::kDate:
+      return RealColumn(layout, field.name).read(row, real);
+    case FieldType::kText:
+      return TextColumn(layout, field.name).read(row, text);
+    case FieldType::kPointer:
+      return false;
+  }
+  return false;
+}
+
 }  // namespace ksutil::db

@@ -73,6 +73,11 @@ KSUTIL_API bool write_real(const Field &field, double value, std::string &row);
 KSUTIL_API bool write_text(const Field &field, std::string_view value,
                            std::string &row);
 
+/* Whether the reader of its type can read a field of a row.  A pointer, which means
+ * nothing outside its process, cannot be read. */
+KSUTIL_API bool is_readable(const Relation &layout, const Field &field,
+                            std::string_view row);
+
 /* A load date as epoch seconds: a number, or one of the date texts of clock.h.  False for
  * neither; "-" and blanks give the null. */
 KSUTIL_API bool read_load_date(std::string_view text, double null, double &epoch);

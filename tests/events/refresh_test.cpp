@@ -289,6 +289,15 @@ TEST_F(RefreshTest, SkipsAnEventThatCannotBeRead) {
   EXPECT_EQ(values(refreshed()->changed_evids), std::vector<long>{1});
 }
 
+TEST_F(RefreshTest, ExpandsTheRowOfAnEvidThatCanBeRead) {
+  db.add_event(2, 21);  // as the list has it, beside a row with the same evid
+  db.overwrite("event", 77 + 25, "     x.y");
+  EXPECT_EQ(server->refreshEvents(0), 0);
+  EVEvent found;
+  EXPECT_EQ(server->getExpandedEvent(nullptr, 2, found), 0);
+  EXPECT_EQ(found.recno_event, 2);
+}
+
 TEST_F(RefreshTest, PicksUpWhatAFailedRefreshHasConsumed) {
   dbputv(db.row("event", 0), "lddate", 3000.0, kEnd);
   server->closeDb();

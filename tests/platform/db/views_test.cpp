@@ -87,7 +87,7 @@ class Views : public testing::Test {
       rows.push_back(RowMaker("assoc")
                          .set("arid", assocs.back().first)
                          .set("orid", assocs.back().second)
-                         .set("sta", std::string("XXX"))
+                         .set("sta", std::string("QQQ"))
                          .text());
     }
     files.write("assoc", rows);
@@ -163,7 +163,7 @@ TEST_F(Views, JoinsOfJoinsFindTheTableThatSharesAKey) {
             0)
       << messages();
   const Arrival &arrival = arrivals[static_cast<std::size_t>(tuple[2])];
-  EXPECT_STREQ(sta, "XXX");
+  EXPECT_STREQ(sta, "QQQ");
   EXPECT_STREQ(of_arrival, arrival.sta.c_str());
   EXPECT_EQ(time, arrival.time);
   EXPECT_EQ(arid, arrival.arid);
