@@ -38,7 +38,8 @@ class KSUTIL_API BlockPtr {
   std::size_t size() const { return header_ == nullptr ? 0 : header_->size; }
   /* Whether there are other handles to the block. */
   bool shared() const {
-    return header_ != nullptr && header_->references.load(std::memory_order_acquire) > 1;
+    return header_ != nullptr &&
+           header_->references.load(std::memory_order_acquire) > 1;
   }
   const char *data() const { return reinterpret_cast<const char *>(header_ + 1); }
   /* Only before the block is shared. */

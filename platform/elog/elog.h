@@ -60,7 +60,8 @@ KSUTIL_API void elog_set_program(const char *name);
 
 /* A function that receives each message as it is registered (severity 0 log, 1 notify,
  * 2 complain, 3 die), beside the register; null: none.  It may be called from any
- * thread, one call at a time, and must not log. */
+ * thread, one call at a time, and must not log.  Locks of the library may be held
+ * meanwhile: it must not call back into the library either. */
 typedef void (*ElogSink)(int severity, const char *message, void *context);
 KSUTIL_API void elog_set_sink(ElogSink sink, void *context);
 

@@ -14,12 +14,11 @@ bool make_database(const std::string &name) {
   Dbptr db;
   if (dbcreate(name.c_str(), "css3.0") != 0) return false;
   if (dbopen(name.c_str(), "r+", &db) != 0) return false;
-  const bool added =
-      dbaddv(dblookup(db, "", "event", "", ""), "evid", 7L, "prefor", 70L,
-             static_cast<char *>(nullptr)) == 0 &&
-      dbaddv(dblookup(db, "", "origin", "", ""), "orid", 70L, "evid", 7L, "time",
-             1274385600.0, "lat", 35.0, "lon", -118.0, "depth", 10.0, "ml", 3.1,
-             static_cast<char *>(nullptr)) == 0;
+  const bool added = dbaddv(dblookup(db, "", "event", "", ""), "evid", 7L, "prefor",
+                            70L, static_cast<char *>(nullptr)) == 0 &&
+                     dbaddv(dblookup(db, "", "origin", "", ""), "orid", 70L, "evid", 7L,
+                            "time", 1274385600.0, "lat", 35.0, "lon", -118.0, "depth",
+                            10.0, "ml", 3.1, static_cast<char *>(nullptr)) == 0;
   return dbclose(db) == 0 && added;
 }
 
