@@ -2,7 +2,7 @@
 
 # What the library, its tools and its tests are built with, and what the benchmarks add.
 build_packages="g++ cmake ninja-build libcli11-dev nlohmann-json3-dev libfccp-dev"
-test_packages="libgtest-dev libgmock-dev pkg-config"
+test_packages="libgtest-dev libgmock-dev pkg-config locales"
 bench_packages="libbenchmark-dev libsqlite3-dev libtbb-dev libboost-dev"
 
 say() { printf '== %s\n' "$*" >&2; }

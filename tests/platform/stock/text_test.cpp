@@ -82,7 +82,7 @@ TEST(FixStrtod, AgreesWithStrtod) {
 
 TEST(Locale, ChangesNothing) {
   const CommaLocale locale;
-  if (!locale.ready()) GTEST_SKIP() << "this system has no locale with a comma";
+  ASSERT_TRUE(locale.ready()) << "the package locales is missing";
   char room[8];
   std::snprintf(room, sizeof room, "%.1f", 2.5);
   ASSERT_STREQ(room, "2,5");
