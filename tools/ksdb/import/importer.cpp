@@ -63,7 +63,8 @@ bool Importer::Target::write(db::TableStore::Exclusive &rows) {
   return true;
 }
 
-/* Reads the names of the rows that have come since the last time. */
+/* Reads all names anew: other programs may have added or changed rows since the last
+ * call. */
 void Importer::learn_names(const db::Snapshot &events) {
   record_by_name_.clear();
   const db::TextColumn evname(events.layout(), "evname");
