@@ -2,6 +2,7 @@
 #ifndef KSUTIL_H
 #define KSUTIL_H
 
+#include "config/ksconfigure.h"
 #include "core/Array.h"
 #include "core/Table.h"
 #include "core/named_objects.h"
@@ -13,6 +14,8 @@
 #include "events/query.h"
 #include "events/records.h"
 #include "events/tabs.h"
+#include "objects/ksvector.h"
+#include "objects/tags.h"
 #include "pipeline/pmtcomp.h"
 #include "pipeline/pmtfifo.h"
 #include "pipeline/pmtmanagedfifo.h"
@@ -27,6 +30,8 @@
 #include "platform/stock/tbl.h"
 #include "platform/stock/text.h"
 #include "platform/stock/verbose.h"
+#include "platform/trace/filetbl.h"
+#include "platform/trace/trace.h"
 #include "platform/traveltime/traveltime.h"
 
 #endif

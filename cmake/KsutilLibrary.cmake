@@ -31,7 +31,7 @@ endif()
 
 # Headers install under the names by which they include each other.
 install(FILES ksutil.h DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/ksutil)
-foreach(floor platform core pipeline events)
+foreach(floor platform core pipeline config objects formats events)
   install(DIRECTORY ${floor} DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/ksutil
     FILES_MATCHING PATTERN "*.h" PATTERN "internal" EXCLUDE)
 endforeach()
