@@ -3,8 +3,15 @@
  * A trace database is a scratch database in memory whose rows carry their samples: the
  * table "trace" has the fields net, sta, chan, time, endtime, nsamp, samprate, calib,
  * calper, segtype, comment and data, where "data" is a pointer to malloced single-precision
- * samples that dbgetv and dbputv hand over as a pointer (float **, float *).
- * A gap in single-precision samples is one value everywhere: finite and above 1e30. */
+ * samples that dbgetv and dbputv hand over as a pointer (void **, void *).
+ * A gap in single-precision samples is one value everywhere: finite and above 1e30.
+ *
+ * Ownership: samples that a row points to belong to the database from then on; putting
+ * another pointer over them does not free them.  Rows may share a block.  A row made of a
+ * text from outside (dbadd) says where samples are in a memory that is not this one:
+ * put a null pointer into its "data" before anything else can fail.
+ * Threads: different databases from different threads, one database from one at a time.
+ * The gap functions are safe from any thread. */
 #ifndef KSUTIL_PLATFORM_TRACE_TRACE_H
 #define KSUTIL_PLATFORM_TRACE_TRACE_H
 
@@ -18,13 +25,16 @@ extern "C" {
 KSUTIL_API Dbptr trnew(void);
 
 /* Frees the samples of every "trace" row (each block once), closes the database and makes
- * the pointer invalid.  A null or an invalid pointer is no error. */
+ * the pointer invalid.  Samples that only the scratch record points to stay the caller's.
+ * A null or an invalid pointer is no error.  When memory is short the samples stay
+ * allocated, with a message. */
 KSUTIL_API void trdestroy(Dbptr *trace);
 
-/* Sets samples[0..n-1] to the gap value. */
+/* Sets samples[0..n-1] to the gap value; n of 0 or less does nothing. */
 KSUTIL_API void trfill_gap(float *samples, long n);
 
-/* 1 when the value marks a gap, else 0. */
+/* 1 when the value marks a gap, which is any above 1e30, so that a gap that was scaled by
+ * a calibration remains one; else 0, also for NaN. */
 KSUTIL_API int tr_isgap(float value);
 
 }  // extern "C"

@@ -1,0 +1,57 @@
+#include "platform/trace/trace.h"
+
+#include <algorithm>
+#include <cstddef>
+#include <cstdlib>
+
+#include "platform/elog/elog.h"
+#include "platform/stock/memory.h"
+
+namespace {
+
+/* Far enough from both the limit that tells a gap and the largest float that counts turned
+ * into ground motion, or back, leave it a gap. */
+constexpr float kGap = 1e34F;
+constexpr float kGapLimit = 1e30F;
+
+/* Frees what the rows point to.  The addresses are collected first: rows that share a
+ * block are no neighbours. */
+void free_samples(Dbptr rows) {
+  long count = 0;
+  if (dbquery(rows, dbq_record_count, &count) != 0 || count <= 0) return;
+  const ksutil::MallocPtr<void *> blocks(
+      static_cast<void **>(ks_calloc(static_cast<std::size_t>(count), sizeof(void *))));
+  if (blocks == nullptr) {
+    elog_log(1, "trdestroy: malloc() error: the samples of %ld rows stay allocated.\n",
+             count);
+    return;
+  }
+  void **end = blocks.get();
+  for (rows.record = 0; rows.record < count; ++rows.record) {
+    if (dbgetv(rows, "data", end, static_cast<char *>(nullptr)) == 0) ++end;
+  }
+  std::sort(blocks.get(), end);
+  std::for_each(blocks.get(), std::unique(blocks.get(), end), std::free);
+}
+
+}  // namespace
+
+Dbptr trnew(void) {
+  const Dbptr trace = dbtmp("trace");
+  if (trace.database == dbINVALID) elog_log(0, "trnew: dbtmp(trace) error.\n");
+  return trace;
+}
+
+void trdestroy(Dbptr *trace) {
+  if (trace == nullptr || trace->database < 0) return;
+  const Dbptr rows = dblookup(*trace, nullptr, "trace", nullptr, nullptr);
+  if (rows.table >= 0) free_samples(rows);
+  dbclose(*trace);
+  *trace = dbinvalid();
+}
+
+void trfill_gap(float *samples, long n) {
+  if (n > 0) std::fill_n(samples, n, kGap);
+}
+
+int tr_isgap(float value) { return value > kGapLimit ? 1 : 0; }
