@@ -85,6 +85,12 @@ void append_lines(std::string &out, const Pf &pf, std::size_t indent) {
 
 }  // namespace
 
+std::string written_name(std::string_view name) {
+  std::string out;
+  append_name(out, name);
+  return out;
+}
+
 std::string write_pf(const Pf &pf) {
   std::string out;
   append_lines(out, pf, 0);

@@ -3,6 +3,7 @@
 #define KSUTIL_PLATFORM_PF_INTERNAL_PF_WRITE_H
 
 #include <string>
+#include <string_view>
 
 #include "platform/pf/internal/pf_tree.h"
 
@@ -10,6 +11,9 @@ namespace ksutil {
 
 /* The lines of a tree; of an array or the root they compile to an equal tree. */
 std::string write_pf(const Pf &pf);
+
+/* A name as it stands before its value, quoted when it has to be. */
+std::string written_name(std::string_view name);
 
 }  // namespace ksutil
 #endif

@@ -1,0 +1,167 @@
+/* The parser of the built-in types of settings. */
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+#include <limits>
+#include <string_view>
+
+#include "config/ksconfigure.h"
+#include "core/register.h"
+#include "platform/stock/memory.h"
+#include "platform/stock/text.h"
+
+namespace {
+
+/* Members are reached as bytes: a record may be packed. */
+template <class T>
+T member(const char *record, const KS_ConfigureSpec &spec) {
+  T value;
+  std::memcpy(&value, record + spec.offset, sizeof value);
+  return value;
+}
+
+template <class T>
+void store(char *record, const KS_ConfigureSpec &spec, T value) {
+  std::memcpy(record + spec.offset, &value, sizeof value);
+}
+
+/* A member that stays NaN has not changed. */
+template <class T>
+int store_number(char *record, KS_ConfigureSpec &spec, T value) {
+  const T old = member<T>(record, spec);
+  if (old != value && (old == old || value == value)) {
+    spec.flags |= KS_CONFIGURE_CHANGED;
+  }
+  store(record, spec, value);
+  return 0;
+}
+
+const char *or_empty(const char *text) { return text == nullptr ? "" : text; }
+
+/* Whether the entry allows nulls, which its type cannot hold, and is given one. */
+bool misuses_null(const KS_ConfigureSpec &spec, const char *value) {
+  return (spec.flags & KS_CONFIGURE_NULL_OK) != 0 && *or_empty(value) == '\0';
+}
+
+int parse_boolean(KS_ConfigureSpec &spec, const char *value, char *record) {
+  if (misuses_null(spec, value)) {
+    ks_die(0,
+           "KS_ParseConfigValue: Cannot set KS_CONFIGURE_NULL_OK for "
+           "KS_CONFIGURE_BOOlEAN value for %s.\n",
+           or_empty(spec.name));
+  }
+  int result = -1;
+  if (KS_ParseBoolean(value, &result) != 0) {
+    ks_register_error(0, "KS_ParseConfigValue: KS_ParseBoolean() error for %s.\n",
+                      or_empty(spec.name));
+    return -1;
+  }
+  return store_number(record, spec, result);
+}
+
+int parse_double(KS_ConfigureSpec &spec, const char *value, char *record) {
+  if (misuses_null(spec, value)) {
+    ks_die(0,
+           "KS_ParseConfigValue: Cannot set KS_CONFIGURE_NULL_OK for "
+           "KS_CONFIGURE_DOUBLE value for %s.\n",
+           or_empty(spec.name));
+  }
+  const char *const text = or_empty(value);
+  char *end = nullptr;
+  const double number = fix_strtod(text, &end);
+  if (end == text) {
+    ks_register_error(
+        0, "KS_ParseConfigValue: Unable to parse KS_CONFIGURE_DOUBLE '%s' for %s.\n",
+        text, or_empty(spec.name));
+    return -1;
+  }
+  return store_number(record, spec, number);
+}
+
+/* A text without any number is taken as 0, one that begins with a number must be one. */
+int parse_int(KS_ConfigureSpec &spec, const char *value, char *record) {
+  if (misuses_null(spec, value)) {
+    ks_die(0,
+           "KS_ParseConfigValue: Cannot set KS_CONFIGURE_NULL_OK for "
+           "KS_CONFIGURE_INT value for %s.\n",
+           or_empty(spec.name));
+  }
+  const char *const text = or_empty(value);
+  char *end = nullptr;
+  errno = 0;
+  const long number = std::strtol(text, &end, 0);
+  const bool fits = errno != ERANGE && number >= std::numeric_limits<int>::min() &&
+                    number <= std::numeric_limits<int>::max();
+  if (!fits || (end != text && *end != '\0')) {
+    ks_register_error(
+        0, "KS_ParseConfigValue: Unable to parse KS_CONFIGURE_INT '%s' for %s.\n", text,
+        or_empty(spec.name));
+    return -1;
+  }
+  return store_number(record, spec, static_cast<int>(number));
+}
+
+bool refuses_null(const KS_ConfigureSpec &spec, const char *value) {
+  if (value != nullptr || (spec.flags & KS_CONFIGURE_NULL_OK) != 0) return false;
+  ks_register_error(
+      0,
+      "KS_ParseConfigValue: Cannot set NULL value if not KS_CONFIGURE_NULL_OK for "
+      "%s.\n",
+      or_empty(spec.name));
+  return true;
+}
+
+int parse_string(KS_ConfigureSpec &spec, const char *value, char *record) {
+  if (refuses_null(spec, value)) return -1;
+  char *const copy = value == nullptr ? nullptr : ks_strdup(value);
+  if (value != nullptr && copy == nullptr) {
+    ks_register_error(1, "KS_ParseConfigValue: malloc() error for %s.\n",
+                      or_empty(spec.name));
+    return -1;
+  }
+  char *const old = member<char *>(record, spec);
+  if (KS_Strcmp(copy, old) != 0) spec.flags |= KS_CONFIGURE_CHANGED;
+  store(record, spec, copy);
+  std::free(old);
+  return 0;
+}
+
+int parse_pointer(KS_ConfigureSpec &spec, char *value, char *record) {
+  if (refuses_null(spec, value)) return -1;
+  return store_number(record, spec, value);
+}
+
+int parse_custom(KS_ConfigureSpec &spec, char *value, char *record, void *client_data) {
+  if (spec.custom == nullptr) {
+    ks_die(0, "KS_ParseConfigValue: customPtr NULL for KS_CONFIGURE_CUSTOM for %s.\n",
+           or_empty(spec.name));
+  }
+  if (spec.custom->parseProc == nullptr) {
+    ks_die(0,
+           "KS_ParseConfigValue: customPtr->parseProc NULL for KS_CONFIGURE_CUSTOM for "
+           "%s.\n",
+           or_empty(spec.name));
+  }
+  if (spec.custom->parseProc(&spec, spec.custom->clientData, value, record, spec.offset,
+                             client_data) < 0) {
+    ks_register_error(0, "KS_ParseConfigValue: KS_CONFIGURE_CUSTOM error for %s.\n",
+                      or_empty(spec.name));
+    return -1;
+  }
+  return 0;
+}
+
+}  // namespace
+
+int KS_ParseConfigValue(KS_ConfigureSpec *spec, char *value, char *record,
+                        void *client_data) {
+  const std::string_view type = or_empty(spec->type);
+  if (type == "boolean") return parse_boolean(*spec, value, record);
+  if (type == "custom") return parse_custom(*spec, value, record, client_data);
+  if (type == "double") return parse_double(*spec, value, record);
+  if (type == "end") return 0;
+  if (type == "int") return parse_int(*spec, value, record);
+  if (type == "string" || type == "uid") return parse_string(*spec, value, record);
+  if (type == "ptr") return parse_pointer(*spec, value, record);
+  return 3;
+}
