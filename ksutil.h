@@ -32,6 +32,7 @@
 #include "platform/stock/verbose.h"
 #include "platform/trace/filetbl.h"
 #include "platform/trace/trace.h"
+#include "platform/trace/waveform.h"
 #include "platform/traveltime/traveltime.h"
 
 #endif

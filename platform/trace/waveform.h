@@ -1,0 +1,70 @@
+/* Waveform files, as the rows of the table wfdisc describe them.
+ *
+ * Threads: reading rows belongs to the thread of their database; read_samples may run
+ * concurrently.
+ * Errors: false, with a message in the error register and the results untouched.  Rows
+ * are not trusted: what a row asks for is checked against the size of the file before
+ * anything is allocated, and only regular files are read. */
+#ifndef KSUTIL_PLATFORM_TRACE_WAVEFORM_H
+#define KSUTIL_PLATFORM_TRACE_WAVEFORM_H
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "platform/db/db.h"
+#include "platform/stock/export.h"
+
+namespace ksutil {
+
+/* One segment: evenly spaced samples of one channel in a file. */
+struct WaveformSegment {
+  std::string sta, chan;
+  double time = 0.0;      // of the first sample, epoch seconds
+  double samprate = 0.0;  // 1/s, above 0
+  std::int64_t nsamp = 0;
+  double calib = 0.0;    // nm, nm/s or nm/s^2 per count; 0 unknown
+  double calper = -1.0;  // s, the period at which calib holds; -1 unknown
+  std::string segtype;   // "-" unknown
+  std::string datatype;  // "s4", "f4", ...
+  std::int64_t wfid = -1;
+  std::string path;       // of the file, relative to the working directory or absolute
+  std::int64_t foff = 0;  // byte in the file at which the first sample begins
+};
+
+/* What a row of wfdisc says, or a record of a view that has one.  A relative `dir` counts
+ * from the folder of the table's file; a null one, and ".", are that folder.  Refused are
+ * rows without time, file name or data type, with a sample rate that is not above 0 and
+ * finite, and with a negative count or offset; the file itself is not looked at. */
+KSUTIL_API bool read_segment(Dbptr row, WaveformSegment &segment);
+
+/* Samples first ... first + count - 1 of a segment, as numbers: counts where the file has
+ * counts, without calib.
+ *
+ * first, count   0 <= first, 0 <= count, first + count <= nsamp
+ * samples        out: [count].  What a float cannot hold exactly is rounded, what is
+ *                beyond its range becomes an infinity
+ * Data types, with the bytes of a sample:
+ *   s4 (4), s3 (3), s2 (2)      big-endian integers
+ *   i4 (4), i2 (2)              little-endian integers
+ *   t4 (4), t8 (8)              big-endian floating point
+ *   f4 (4), f8 (8)              little-endian floating point
+ *   c0 (12), a0 (15), b0 (24)   numbers as text, with blanks or a newline around them
+ * Others (gain-ranged and compressed ones) are refused.  So is a segment of which the
+ * file does not hold all the samples asked for. */
+KSUTIL_API bool read_samples(const WaveformSegment &segment, std::int64_t first,
+                             std::int64_t count, std::vector<float> &samples);
+KSUTIL_API bool read_samples(const WaveformSegment &segment, std::int64_t first,
+                             std::int64_t count, std::vector<double> &samples);
+
+/* Which samples of a segment lie in tstart ... tend (both ends included, within a
+ * hundredth of a sample interval): the first of them and how many, 0 for none. */
+KSUTIL_API std::int64_t samples_between(const WaveformSegment &segment, double tstart,
+                                        double tend, std::int64_t &first);
+
+/* Bytes of a sample; 0 for a data type that read_samples refuses. */
+KSUTIL_API int sample_size(std::string_view datatype);
+
+}  // namespace ksutil
+#endif
