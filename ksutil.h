@@ -15,6 +15,7 @@
 #include "events/records.h"
 #include "events/tabs.h"
 #include "objects/ksvector.h"
+#include "objects/ksvector2.h"
 #include "objects/tags.h"
 #include "pipeline/pmtcomp.h"
 #include "pipeline/pmtfifo.h"

@@ -1,0 +1,247 @@
+/* Memory of ksvector2: records and arrays, new or from the cache of freed ones. */
+#include <cerrno>
+#include <climits>
+#include <cmath>
+#include <cstdio>
+#include <cstring>
+
+#include "objects/internal/vector2.h"
+#include "platform/elog/elog.h"
+#include "platform/stock/memory.h"
+#include "platform/stock/tbl.h"
+
+namespace {
+
+using namespace ksutil::vector2;
+
+const char kIdent[8] = "ksvec2";
+const int kLeastCapacity = 100;
+const long kSurplusLimit =
+    100000000;  // a record with this much room to spare is no match
+
+struct Counters {
+  long mallocs, reallocs, frees, strdups;
+};
+
+struct Cache {
+  Tbl *records;  // null: there is no cache
+  long bytes;    // sum of the records' heap_size
+  long max_bytes;
+};
+
+Counters counters;
+Cache cache;
+bool verbose;
+
+/* The index of the cached record that suits best; -1 when none does. */
+long best_match(int npts, int ny, int tsamp) {
+  long best = -1;
+  long least = kSurplusLimit;
+  const long count = counttbl(cache.records);
+  for (long i = 0; i < count && least > 0; ++i) {
+    const auto *record = static_cast<const ksvector2 *>(gettbl(cache.records, i));
+    if ((record->tsamp != 0) != (tsamp != 0)) continue;
+    if (tsamp == 0 && record->nyalloc != ny) continue;
+    const long surplus = static_cast<long>(record->nalloc) - npts;
+    if (surplus >= 0 && surplus < least) {
+      least = surplus;
+      best = i;
+    }
+  }
+  return best;
+}
+
+ksvector2 *take_from_cache(long index, int npts, int ny) {
+  auto *const vector = static_cast<ksvector2 *>(deltbl(cache.records, index));
+  vector->npts = 0;
+  vector->ny = vector->tsamp != 0 ? 1 : ny;
+  vector->name[0] = '\0';
+  vector->time = vector->dt = 0;
+  std::memset(vector->data, 0, static_cast<std::size_t>(vector->size));
+  cache.bytes -= vector->heap_size;
+  if (verbose) {
+    std::printf("used cache %d bytes %d %d for %d %d\n", vector->heap_size,
+                vector->nalloc, vector->nyalloc, npts, ny);
+  }
+  return vector;
+}
+
+ksvector2 *make_record(int npts, int ny, int tsamp) {
+  const double capacity = std::fmax(std::trunc(1.2 * npts), kLeastCapacity);
+  const int bytes = array_bytes(capacity, tsamp != 0 ? 1 : ny + 1.0);
+  if (bytes < 0) {
+    errno = ENOMEM;
+    return nullptr;
+  }
+  auto *const vector = static_cast<ksvector2 *>(zeroed(1, sizeof(ksvector2)));
+  if (vector == nullptr) return nullptr;
+  vector->data = static_cast<double *>(zeroed(1, static_cast<std::size_t>(bytes)));
+  if (vector->data == nullptr) {
+    release(vector);
+    return nullptr;
+  }
+  std::memcpy(vector->ident, kIdent, sizeof kIdent);
+  vector->tsamp = tsamp != 0 ? 1 : 0;
+  vector->ny = vector->nyalloc = tsamp != 0 ? 1 : ny;
+  vector->nalloc = static_cast<int>(capacity);
+  vector->size = bytes;
+  vector->heap_size = static_cast<int>(sizeof(ksvector2)) + bytes;
+  return vector;
+}
+
+void free_labels(ksvector2 &vector) {
+  if (vector.labels == nullptr) return;
+  for (int i = 0; i < vector.nalloc; ++i) release(vector.labels[i]);
+  release(vector.labels);
+  vector.labels = nullptr;
+}
+
+bool in_cache(const ksvector2 *vector) {
+  for (long i = 0; i < counttbl(cache.records); ++i) {
+    if (gettbl(cache.records, i) == vector) return true;
+  }
+  return false;
+}
+
+/* Whether the cache holds the record now, so that its memory stays. */
+bool keep(ksvector2 *vector) {
+  if (cache.records == nullptr) return false;
+  if (in_cache(vector)) {
+    if (verbose) {
+      std::printf("leaving %d bytes %d %d in cache\n", vector->heap_size,
+                  vector->nalloc, vector->nyalloc);
+    }
+    return true;
+  }
+  if (vector->heap_size > cache.max_bytes - cache.bytes) return false;
+  if (pushtbl(cache.records, vector) < 0) return false;
+  if (verbose) {
+    std::printf("Adding %d bytes %d %d to cache\n", vector->heap_size, vector->nalloc,
+                vector->nyalloc);
+  }
+  cache.bytes += vector->heap_size;
+  return true;
+}
+
+}  // namespace
+
+namespace ksutil::vector2 {
+
+void *zeroed(std::size_t count, std::size_t size) {
+  ++counters.mallocs;
+  return ks_calloc(count, size);
+}
+
+void *resized(void *block, std::size_t bytes) {
+  ++counters.reallocs;
+  return ks_realloc(block, bytes);
+}
+
+char *duplicate(const char *text) {
+  ++counters.strdups;
+  return ks_strdup(text);
+}
+
+void release(void *block) {
+  if (block == nullptr) return;
+  ++counters.frees;
+  std::free(block);
+}
+
+bool is_vector(const ksvector2 *vector) {
+  return vector != nullptr && std::memcmp(vector->ident, kIdent, sizeof kIdent) == 0;
+}
+
+int array_bytes(double count, double values_per_point) {
+  const double bytes = count * values_per_point * static_cast<double>(sizeof(double));
+  const double limit = INT_MAX - static_cast<double>(sizeof(ksvector2));
+  return bytes >= 0 && bytes <= limit ? static_cast<int>(bytes) : -1;
+}
+
+bool set_label(ksvector2 &vector, int i, const char *label) {
+  const bool some = label != nullptr && label[0] != '\0';
+  if (vector.labels == nullptr) {
+    if (!some) return true;
+    if (ksvector2_make_lblbuf(&vector) != 0) return false;
+  }
+  char *&slot = vector.labels[i];
+  const std::size_t before = slot == nullptr ? 0 : std::strlen(slot);
+  const std::size_t after = some ? std::strlen(label) : 0;
+  const std::size_t rest = static_cast<std::size_t>(vector.heap_size) - before;
+  if (after > INT_MAX - rest) {
+    errno = ENOMEM;
+    return false;
+  }
+  char *const copy = some ? duplicate(label) : nullptr;
+  if (some && copy == nullptr) return false;
+  release(slot);
+  slot = copy;
+  vector.heap_size = static_cast<int>(rest + after);
+  return true;
+}
+
+}  // namespace ksutil::vector2
+
+int ksvector2_set_cache(long max_bytes) {
+  if (cache.records == nullptr) cache.records = newtbl(0);
+  if (cache.records == nullptr) {
+    elog_log(1, "ksvector2_set_cache: newtbl() error.\n");
+    return -1;
+  }
+  cache.max_bytes = max_bytes;
+  return 0;
+}
+
+void ksvector2_set_verbose(int on) { verbose = on != 0; }
+
+void ksvector2_get_counters(long *mallocs, long *reallocs, long *frees, long *strdups) {
+  if (mallocs != nullptr) *mallocs = counters.mallocs;
+  if (reallocs != nullptr) *reallocs = counters.reallocs;
+  if (frees != nullptr) *frees = counters.frees;
+  if (strdups != nullptr) *strdups = counters.strdups;
+}
+
+ksvector2 *ksvector2_find_space(int npts, int ny, int tsamp) {
+  if (tsamp == 0 && ny < 0) {
+    elog_log(0, "ksvector2_find_space: Illegal number of y values.\n");
+    return nullptr;
+  }
+  const long match = best_match(npts, ny, tsamp);
+  if (match >= 0) return take_from_cache(match, npts, ny);
+  ksvector2 *const vector = make_record(npts, ny, tsamp);
+  if (vector == nullptr) {
+    elog_log(1, "ksvector2_find_space: malloc() error.\n");
+    return nullptr;
+  }
+  if (verbose) {
+    std::printf("malloced %d bytes %d %d for %d %d\n", vector->heap_size,
+                vector->nalloc, vector->nyalloc, npts, ny);
+  }
+  return vector;
+}
+
+void ksvector2_free_vector(ksvector2 *vector) {
+  if (!is_vector(vector)) return;
+  free_labels(*vector);
+  registry().remove(vector);
+  if (keep(vector)) return;
+  if (verbose) {
+    std::printf("Freeing %d bytes %d %d\n", vector->heap_size, vector->nalloc,
+                vector->nyalloc);
+  }
+  release(vector->data);
+  release(vector);
+}
+
+int ksvector2_make_lblbuf(ksvector2 *vector) {
+  if (!is_vector(vector)) {
+    elog_log(0, "ksvector2_make_lblbuf: No vector.\n");
+    return -1;
+  }
+  if (vector->labels != nullptr) return 0;
+  vector->labels = static_cast<char **>(
+      zeroed(static_cast<std::size_t>(vector->nalloc), sizeof(char *)));
+  if (vector->labels != nullptr) return 0;
+  elog_log(1, "ksvector2_make_lblbuf: malloc() error.\n");
+  return -1;
+}
