@@ -1,6 +1,7 @@
 /* The worker threads of a pmtcomp. */
 #include <cstdio>
 
+#include "pipeline/internal/brief_wait.h"
 #include "pipeline/internal/comp_record.h"
 #include "pipeline/internal/pthread_lock.h"
 #include "platform/clock/clock.h"
@@ -20,14 +21,17 @@ void say(int level, const char *format, Args... args) {
 
 /* Waits for the next step; false when the worker has to leave. */
 bool wait_for_start(PmtcompThread &self) {
+  const auto asked = [&self] { return self.start != 0; };
+  ksutil::yield_until(asked, ksutil::kCompYields);
   say(2, "pmtcomp_runthread: %lu: waiting for start lock\n");
   ksutil::PthreadLock lock(self.mutex);
   say(2, "pmtcomp_runthread: %lu: obtained start lock\n");
   while (self.start == 0 && self.quit == 0) {
-    say(2, "pmtcomp_runthread: %lu: waiting for start (%ld, %ld)\n", self.start,
-        self.quit);
+    say(2, "pmtcomp_runthread: %lu: waiting for start (%ld, %ld)\n", self.start.load(),
+        self.quit.load());
     pthread_cond_wait(&self.start_cond, &self.mutex);
-    say(2, "pmtcomp_runthread: %lu: got start (%ld, %ld)\n", self.start, self.quit);
+    say(2, "pmtcomp_runthread: %lu: got start (%ld, %ld)\n", self.start.load(),
+        self.quit.load());
   }
   if (self.quit != 0) return false;
   self.start = 0;

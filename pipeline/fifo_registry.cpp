@@ -52,19 +52,11 @@ void set_up(pmtfifo &fifo, int maxsize) {
   fifo.releases = 0;
   fifo.block = 0;
   fifo.timeout = 0.0;
-  fifo.head = fifo.tail = fifo.spare = nullptr;
-  fifo.waiting_readers = fifo.waiting_pushers = fifo.spare_count = 0;
+  fifo.items = FifoItems{};
+  fifo.waiting_readers = fifo.waiting_pushers = 0;
   pthread_mutex_init(&fifo.mutex, nullptr);
   pthread_cond_init(&fifo.space, nullptr);
   pthread_cond_init(&fifo.data, nullptr);
-}
-
-void free_nodes(FifoNode *node) {
-  while (node != nullptr) {
-    FifoNode *const next = node->next;
-    std::free(node);
-    node = next;
-  }
 }
 
 }  // namespace
@@ -82,8 +74,7 @@ void retire_fifo_record(pmtfifo *fifo) {
   pthread_mutex_destroy(&fifo->mutex);
   pthread_cond_destroy(&fifo->space);
   pthread_cond_destroy(&fifo->data);
-  free_nodes(fifo->head);
-  free_nodes(fifo->spare);
+  fifo->items.release();
   if (fifo->registered == 0) {
     std::free(fifo);
     return;

@@ -6,6 +6,7 @@
 #include <cstdlib>
 #include <new>
 
+#include "pipeline/internal/brief_wait.h"
 #include "pipeline/internal/comp_record.h"
 #include "pipeline/internal/pthread_lock.h"
 #include "platform/elog/elog.h"
@@ -71,6 +72,8 @@ void start_step(PmtcompThread &thread) {
 
 /* Waits for the end of a step; whether it succeeded. */
 bool await_step(PmtcompThread &thread) {
+  const auto finished = [&thread] { return thread.finished != 0; };
+  ksutil::yield_until(finished, ksutil::kCompYields);
   const PthreadLock lock(thread.mutex);
   while (thread.finished == 0) pthread_cond_wait(&thread.finish_cond, &thread.mutex);
   thread.start = 0;
@@ -189,7 +192,7 @@ int pmtcomp_deletethread(Pmtcomp *comp, long index) {
     say(*thread, "pmtcomp_deletethread: %lu: start lock obtained\n");
     ask_to_quit(*thread);
     say(*thread, "pmtcomp_deletethread: %lu: signaling start (%ld, %ld)\n",
-        thread->start, thread->quit);
+        thread->start.load(), thread->quit.load());
     say(*thread, "pmtcomp_deletethread: %lu: releasing start lock\n");
   }
   say(*thread, "pmtcomp_deletethread: %lu: start lock released\n");

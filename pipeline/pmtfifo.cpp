@@ -1,20 +1,17 @@
 #include "pipeline/pmtfifo.h"
 
-#include <sched.h>
-
 #include <algorithm>
 #include <cerrno>
 #include <cmath>
-#include <cstdlib>
 
+#include "pipeline/internal/brief_wait.h"
 #include "pipeline/internal/fifo_record.h"
 #include "pipeline/internal/fifo_registry.h"
 #include "pipeline/internal/pthread_lock.h"
 #include "platform/clock/clock.h"
 #include "platform/elog/elog.h"
-#include "platform/stock/memory.h"
 
-using ksutil::FifoNode;
+using ksutil::FifoItems;
 using ksutil::PthreadLock;
 
 namespace {
@@ -52,47 +49,14 @@ void release_reader(pmtfifo *fifo) {
   signal_reader(fifo);
 }
 
-FifoNode *new_node(pmtfifo *fifo) {
-  FifoNode *const spare = fifo->spare;
-  if (spare == nullptr) return static_cast<FifoNode *>(ks_malloc(sizeof(FifoNode)));
-  fifo->spare = spare->next;
-  fifo->spare_count--;
-  return spare;
-}
-
-/* Keeps a node for a later push; false when there are enough of them. */
-bool keep_node(pmtfifo *fifo, FifoNode *node) {
-  if (fifo->spare_count >= ksutil::kFifoMaxSpare) return false;
-  node->next = fifo->spare;
-  fifo->spare = node;
-  fifo->spare_count++;
-  return true;
-}
-
-void append(pmtfifo *fifo, FifoNode *node) {
-  node->next = nullptr;
-  node->previous = fifo->tail;
-  (fifo->tail != nullptr ? fifo->tail->next : fifo->head) = node;
-  fifo->tail = node;
-}
-
-void prepend(pmtfifo *fifo, FifoNode *node) {
-  node->next = fifo->head;
-  node->previous = nullptr;
-  (fifo->head != nullptr ? fifo->head->previous : fifo->tail) = node;
-  fifo->head = node;
-}
-
-/* Unlocks the fifo and lets other threads run until `changed`, but not for long; whether
- * it has changed.  That counts as a wake-up: what stood before the wait does not end it. */
-template <class Changed>
-bool yield_until(pmtfifo *fifo, const Changed &changed) {
+/* Unlocks the fifo for a moment in which `changed` may come, or even `plenty`, which spares
+ * the next wait; whether it has.  That counts as a wake-up: what stood before the wait does
+ * not end it. */
+template <class Plenty, class Changed>
+bool wait_awake(pmtfifo *fifo, const Plenty &plenty, const Changed &changed) {
   pthread_mutex_unlock(&fifo->mutex);
-  bool seen = false;
-  for (int i = 0; i < ksutil::kFifoYields && !seen; i++) {
-    sched_yield();
-    seen = changed();
-  }
+  const bool seen = ksutil::spin_until(plenty, ksutil::kFifoLooks) ||
+                    ksutil::yield_until(changed, ksutil::kFifoYields);
   pthread_mutex_lock(&fifo->mutex);
   return seen || changed();
 }
@@ -102,8 +66,12 @@ bool wait_for_room(pmtfifo *fifo) {
   const auto has_room = [fifo] {
     return fifo->count.load(std::memory_order_acquire) < fifo->maxsize;
   };
+  /* One free slot at a time would make the two sides take turns with every item. */
+  const auto has_much_room = [fifo] {
+    return fifo->count.load(std::memory_order_acquire) <= fifo->maxsize / 2;
+  };
   while (fifo->maxsize > 0 && !has_room()) {
-    if (!yield_until(fifo, has_room)) {
+    if (!wait_awake(fifo, has_much_room, has_room)) {
       fifo->waiting_pushers++;
       pthread_cond_wait(&fifo->space, &fifo->mutex);
       fifo->waiting_pushers--;
@@ -116,36 +84,27 @@ bool wait_for_room(pmtfifo *fifo) {
   return true;
 }
 
-int insert(pmtfifo *fifo, void *data, void (*link)(pmtfifo *, FifoNode *),
+int insert(pmtfifo *fifo, void *data, bool (FifoItems::*add)(void *),
            bool keep_locked_on_failure) {
   if (fifo == nullptr) return 0;
   if (is_gone(fifo, "pmtfifo_push")) return -1;
   PthreadLock lock(fifo->mutex);
   if (!wait_for_room(fifo)) return 0;
-  FifoNode *const node = new_node(fifo);
-  if (node == nullptr) {
+  if (!(fifo->items.*add)(data)) {
     elog_log(1, "pmtfifo_push: malloc() error.\n");
     if (keep_locked_on_failure) lock.release();
     return -1;
   }
-  node->data = data;
-  link(fifo, node);
   count_items(fifo, 1);
   if (fifo->block != 0) signal_reader(fifo);
   return 0;
 }
 
-/* Takes the head of a list that holds something, under the lock, which it ends. */
-void *take_head(pmtfifo *fifo, PthreadLock &lock) {
-  FifoNode *const node = fifo->head;
-  void *const data = node->data;
-  fifo->head = node->next;
-  (fifo->head != nullptr ? fifo->head->previous : fifo->tail) = nullptr;
+/* Takes the oldest item, under the lock. */
+void *take_item(pmtfifo *fifo) {
+  void *const data = fifo->items.take();
   count_items(fifo, -1);
   if (fifo->maxsize > 0 && fifo->count < fifo->maxsize) signal_pusher(fifo);
-  const bool kept = keep_node(fifo, node);
-  lock.unlock();
-  if (!kept) std::free(node);
   return data;
 }
 
@@ -174,9 +133,9 @@ Wait wait_for_data(pmtfifo *fifo) {
     return fifo->count.load(std::memory_order_acquire) > 0 ||
            fifo->releases.load(std::memory_order_acquire) != before;
   };
-  if (!yield_until(fifo, changed) && sleep_for_data(fifo, began)) {
+  if (!wait_awake(fifo, changed, changed) && sleep_for_data(fifo, began)) {
     /* An item that came in the same moment is taken, not left behind a time-out. */
-    return fifo->head == nullptr ? Wait::kTimedOut : Wait::kAgain;
+    return fifo->items.empty() ? Wait::kTimedOut : Wait::kAgain;
   }
   if (fifo->released != 0) {
     fifo->released = 0;
@@ -186,13 +145,10 @@ Wait wait_for_data(pmtfifo *fifo) {
 }
 
 void drop_items(pmtfifo *fifo, PmtfifoFree free_function) {
-  for (FifoNode *node = fifo->head; node != nullptr;) {
-    FifoNode *const next = node->next;
-    if (free_function != nullptr) free_function(node->data);
-    if (!keep_node(fifo, node)) std::free(node);
-    node = next;
+  while (!fifo->items.empty()) {
+    void *const data = fifo->items.take();
+    if (free_function != nullptr) free_function(data);
   }
-  fifo->head = fifo->tail = nullptr;
 }
 
 }  // namespace
@@ -257,13 +213,13 @@ int pmtfifo_set_timeout(pmtfifo *fifo, double timeout) {
 }
 
 int pmtfifo_push(pmtfifo *fifo, void *data) {
-  return insert(fifo, data, append, false);
+  return insert(fifo, data, &FifoItems::append, false);
 }
 
 /* The fifo stays locked when memory is short: an item that cannot go back to its place
  * must not be overtaken by later ones. */
 int pmtfifo_unpop(pmtfifo *fifo, void *data) {
-  return insert(fifo, data, prepend, true);
+  return insert(fifo, data, &FifoItems::prepend, true);
 }
 
 int pmtfifo_pop(pmtfifo *fifo, void **data) {
@@ -271,12 +227,12 @@ int pmtfifo_pop(pmtfifo *fifo, void **data) {
   if (fifo == nullptr) return 3;
   if (is_gone(fifo, "pmtfifo_pop")) return -1;
   PthreadLock lock(fifo->mutex);
-  if (fifo->block == 0 && fifo->head == nullptr) {
+  if (fifo->block == 0 && fifo->items.empty()) {
     lock.unlock();
     clear_released(fifo);
     return 3;
   }
-  while (fifo->head == nullptr) {
+  while (fifo->items.empty()) {
     const Wait end = wait_for_data(fifo);
     if (end == Wait::kReleased) return 0;
     if (end == Wait::kTimedOut) {
@@ -285,7 +241,8 @@ int pmtfifo_pop(pmtfifo *fifo, void **data) {
       return 2;
     }
   }
-  *data = take_head(fifo, lock);
+  *data = take_item(fifo);
+  lock.unlock();
   clear_released(fifo);
   return 1;
 }
@@ -293,7 +250,7 @@ int pmtfifo_pop(pmtfifo *fifo, void **data) {
 int pmtfifo_data_available(pmtfifo *fifo) {
   if (fifo == nullptr) return 0;
   const PthreadLock lock(fifo->mutex);
-  return fifo->head == nullptr ? 0 : fifo->count.load();
+  return fifo->items.empty() ? 0 : fifo->count.load();
 }
 
 int pmtfifo_release_block(pmtfifo *fifo) {

@@ -16,16 +16,17 @@ struct Pmtcomp {
   std::atomic<int> destroying;
 };
 
-/* The thread's mutex guards start and quit.  The worker stores `result` before `finished`,
- * and reads its binding only in a step, the controlling thread the other way round. */
+/* start and quit are written under the thread's mutex, and read without it by a worker that
+ * has yet to fall asleep.  The worker stores `result` before `finished`, and reads its
+ * binding only in a step, the controlling thread the other way round. */
 struct PmtcompThread {
   pthread_t thread;  // for the controlling thread; the worker asks pthread_self
   pthread_mutex_t mutex;
   pthread_cond_t start_cond;
   pthread_cond_t finish_cond;
-  long start;  // a step has been asked for
+  std::atomic<long> start;  // a step has been asked for
   std::atomic<long> finished;
-  long quit;
+  std::atomic<long> quit;
   long index;  // constant
   long result;
   PmtcompSub comp_sub;
@@ -35,6 +36,11 @@ struct PmtcompThread {
 };
 
 namespace ksutil {
+
+/* How often a worker that waits for a step, and the thread that waits for its end, let
+ * others run before they fall asleep: some tens of microseconds.  They never spin, since
+ * the processor may be the one that another worker needs. */
+inline constexpr int kCompYields = 64;
 
 /* What is allocated for the records, which messages tell. */
 inline constexpr std::size_t kCompBytes = 80;

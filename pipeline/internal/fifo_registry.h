@@ -14,7 +14,7 @@ pthread_mutex_t &fifo_registry_mutex();
  * null when memory is short.  Records to be registered come from the pool first. */
 pmtfifo *new_fifo_record(int maxsize, int registered);
 
-/* Takes down what new_fifo_record set up, nodes included.  A registered record goes to
+/* Takes down what new_fifo_record set up, once the list is empty.  A registered record goes to
  * the pool and is never returned to the system, so that its `registered` field may be
  * read through a stale pointer for ever; another one is freed. */
 void retire_fifo_record(pmtfifo *fifo);

@@ -4,6 +4,8 @@
 #include <unistd.h>
 
 #include <csignal>
+#include <deque>
+#include <random>
 #include <vector>
 
 #include "tests/pipeline/fifo_test_support.h"
@@ -105,17 +107,35 @@ TEST(PmtfifoOrder, UnpopGoesBeforeAllOthers) {
   EXPECT_EQ(pop(fifo), Popped(3, 0));
 }
 
-TEST(PmtfifoOrder, HoldsThroughBurstsLargerThanTheSpareNodes) {
+/* Bursts of many chunks, and items put back in front of full and of half-empty ones,
+ * beside a plain list. */
+TEST(PmtfifoOrder, IsThatOfAListThroughBurstsAndUnpops) {
+  std::mt19937 random(20150801);
   const FifoHandle fifo = new_fifo(0, 0);
-  for (int round = 0; round < 3; round++) {
-    for (long i = 1; i <= 3L * ksutil::kFifoMaxSpare; i++) {
-      ASSERT_EQ(pmtfifo_push(fifo.get(), item(i)), 0);
-    }
-    for (long i = 1; i <= 3L * ksutil::kFifoMaxSpare; i++) {
-      ASSERT_EQ(pop(fifo), Popped(1, i));
+  std::deque<long> model;
+  long next = 1;
+  for (int burst = 0; burst < 40; burst++) {
+    const bool growing = burst % 2 == 0;
+    for (auto n = random() % 3000; n > 0; n--) {
+      const auto choice = random() % 10;
+      if (choice == 0) {
+        model.push_front(next);
+        ASSERT_EQ(pmtfifo_unpop(fifo.get(), item(next++)), 0);
+      } else if ((choice < 8) == growing) {
+        model.push_back(next);
+        ASSERT_EQ(pmtfifo_push(fifo.get(), item(next++)), 0);
+      } else if (!model.empty()) {
+        ASSERT_EQ(pop(fifo), Popped(1, model.front()));
+        model.pop_front();
+      }
+      ASSERT_EQ(pmtfifo_data_available(fifo.get()), static_cast<int>(model.size()));
     }
   }
-  EXPECT_LE(fifo->spare_count, ksutil::kFifoMaxSpare);
+  for (; !model.empty(); model.pop_front()) {
+    ASSERT_EQ(pop(fifo), Popped(1, model.front()));
+  }
+  EXPECT_EQ(pop(fifo), Popped(3, 0));
+  EXPECT_LE(fifo->items.chunks(), 2) << "the memory of bursts goes back";
 }
 
 TEST(PmtfifoNull, IsNoError) {

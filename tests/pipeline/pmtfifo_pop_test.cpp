@@ -72,10 +72,7 @@ TEST(PmtfifoPop, TakesAnItemThatCameWithTheTimeOut) {
     /* The reader times out while the lock is held, so it finds the item on its return. */
     const ksutil::PthreadLock lock(fifo->mutex);
     std::this_thread::sleep_for(std::chrono::milliseconds(200));
-    auto *const node =
-        static_cast<ksutil::FifoNode *>(ks_malloc(sizeof(ksutil::FifoNode)));
-    *node = {item(9), nullptr, nullptr};
-    fifo->head = fifo->tail = node;
+    fifo->items.append(item(9));
     fifo->count = 1;
   }
   EXPECT_EQ(reader.get(), Popped(1, 9));
