@@ -1,0 +1,93 @@
+#ifndef KSUTIL_TESTS_OBJECTS_KSVECTOR_SUPPORT_H
+#define KSUTIL_TESTS_OBJECTS_KSVECTOR_SUPPORT_H
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <limits>
+#include <string>
+#include <vector>
+
+#include "core/register.h"
+#include "objects/ksvector.h"
+#include "platform/stock/memory.h"
+
+inline constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
+inline constexpr double kInfinity = std::numeric_limits<double>::infinity();
+
+/* The registered messages, which it clears. */
+inline std::string taken_messages() {
+  const ksutil::MallocPtr<char> text(ks_elog_string(0));
+  ks_clear_register(0);
+  return text == nullptr ? "" : text.get();
+}
+
+/* A point in a test's own terms; no label is an empty one. */
+struct TestPoint {
+  double x;
+  std::vector<double> y;
+  std::string label = "";
+  bool operator==(const TestPoint &) const = default;
+};
+
+/* A registered vector and its tag, freed at the end of the scope. */
+class TestVector {
+ public:
+  TestVector() = default;
+  TestVector(int ny, const std::vector<TestPoint> &points, const char *name = nullptr) {
+    ksvector_create(static_cast<int>(points.size()), ny, name, tag);
+    for (const TestPoint &point : points) {
+      ksvector_append(tag, -1, point.y.data(), point.label.c_str(), point.x);
+    }
+  }
+  TestVector(const std::vector<double> &samples, double time, double samprate) {
+    ksvector_create_tsamp(static_cast<int>(samples.size()), samples.data(), nullptr,
+                          tag, time, samprate);
+  }
+  ~TestVector() { ksvector_free(tag); }
+  TestVector(const TestVector &) = delete;
+  TestVector &operator=(const TestVector &) = delete;
+
+  KSVector *operator->() const { return ksvector_get_vector(tag); }
+
+  std::vector<TestPoint> points() const { return points_of(ksvector_get_vector(tag)); }
+
+  static std::vector<TestPoint> points_of(const KSVector *vector) {
+    std::vector<TestPoint> points;
+    for (int i = 0; vector != nullptr && i < vector->npts; i++) {
+      const KSVectorPoint &point = vector->points[i];
+      points.push_back({point.x,
+                        {point.y, point.y + vector->ny},
+                        point.label == nullptr ? "" : point.label});
+    }
+    return points;
+  }
+
+  char tag[KS_TAG_SIZE] = "";
+};
+
+/* A folder for one test. */
+class TestFolder {
+ public:
+  TestFolder() {
+    char name[] = "/tmp/ksutil_vectors_XXXXXX";
+    path_ = mkdtemp(name);
+  }
+  ~TestFolder() { std::filesystem::remove_all(path_); }
+  TestFolder(const TestFolder &) = delete;
+  TestFolder &operator=(const TestFolder &) = delete;
+
+  std::string path(const char *name) const { return path_ + "/" + name; }
+  std::string write(const char *name, const std::string &text) const {
+    std::ofstream(path(name), std::ios::binary) << text;
+    return path(name);
+  }
+
+ private:
+  std::string path_;
+};
+
+#endif
