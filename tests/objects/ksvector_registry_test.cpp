@@ -94,7 +94,7 @@ TEST(KSVectorRegistry, CountsAndFreesByName) {
   EXPECT_EQ(std::pair(count, bytes), std::pair(0, 0L));
   EXPECT_EQ(ksvector_get_heap_size(nullptr, kept.tag, &count, &bytes), 0);
   EXPECT_EQ(std::pair(count, bytes),
-            std::pair(1, all - recount(*nameless.operator->())));
+            std::pair(1, static_cast<long>(recount(*kept.operator->()))));
   ks_clear_register(0);
   EXPECT_EQ(ksvector_get_heap_size(nullptr, tag, &count, &bytes), -1);
   EXPECT_EQ(std::pair(count, bytes), std::pair(0, 0L));
