@@ -1,0 +1,69 @@
+#include <cmath>
+
+#include "tools/plot/draw.h"
+#include "tools/plot/symbols.h"
+
+namespace ksutil::plot {
+namespace {
+
+void draw_bar(Canvas &canvas, const Bar &bar) {
+  const Rect &rect = bar.rect;
+  const ColourKey &key = bar.key;
+  if (!key.label.empty() || !bar.ticks.factor.empty()) {
+    canvas.text({rect.x, rect.y - 7.0}, key.label + " " + bar.ticks.factor,
+                {kTickSize, kInk});
+  }
+  constexpr int kShades = 128;
+  for (int i = 0; i < kShades; i++) {
+    const double top = i / double{kShades};
+    /* Each shade reaches under the next, so that no seam shines through. */
+    const Rect shade{rect.x, rect.y + top * rect.height, rect.width,
+                     rect.height * (1.0 - top)};
+    canvas.rectangle(shade, {{}, key.map.at(key.reverse ? top : 1.0 - top)});
+  }
+  canvas.rectangle(rect, {kFrame, {}, 0.8});
+  for (const Tick &tick : bar.ticks.ticks) {
+    const double fraction = (tick.value - key.low) / (key.high - key.low);
+    const double y = rect.y + rect.height * (key.reverse ? fraction : 1.0 - fraction);
+    canvas.line({rect.right(), y}, {rect.right() + 3.0, y}, {kFrame, {}, 1.0});
+    canvas.text({rect.right() + 6.0, y + 4.0}, tick.label, {kTickSize, kInk});
+    if (tick.context.empty()) continue;
+    canvas.text({rect.right() + 6.0, y + 16.0}, tick.context, {kTickSize, kGreyInk});
+  }
+}
+
+}  // namespace
+
+void draw_legend(Canvas &canvas, const PanelLayout &layout) {
+  for (const LegendItem &item : layout.legend) {
+    const Position middle{item.at.x + kLegendSample / 2.0, item.at.y - 4.0};
+    if (item.line != nullptr) {
+      canvas.line(
+          {item.at.x, middle.y}, {item.at.x + kLegendSample, middle.y},
+          {item.colour, {}, std::max(item.line->width, 2.0), item.line->dashed});
+    } else if (item.point != nullptr) {
+      draw_symbol(canvas, middle, *item.point, item.colour);
+    }
+    canvas.text({item.at.x + kLegendSample + 6.0, item.at.y}, item.text,
+                {kTickSize, kInk});
+  }
+}
+
+void draw_keys(Canvas &canvas, const PanelLayout &layout) {
+  for (const Bar &bar : layout.bars) draw_bar(canvas, bar);
+  const double left =
+      layout.bars.empty() ? layout.frame.right() + 18.0 : layout.bars.front().rect.x;
+  double y = layout.keys_y + 10.0;
+  for (const StyleKey &key : layout.panel.style_keys) {
+    canvas.text({left, y}, key.label, {kTickSize, kInk});
+    y += kRowHeight;
+    for (const StyleKey::Entry &entry : key.entries) {
+      draw_symbol(canvas, {left + kLegendSample / 2.0, y - 4.0}, entry.style, kGreyInk);
+      canvas.text({left + kLegendSample + 6.0, y}, entry.text, {kTickSize, kInk});
+      y += kRowHeight;
+    }
+    y += 8.0;
+  }
+}
+
+}  // namespace ksutil::plot

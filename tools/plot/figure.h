@@ -1,0 +1,167 @@
+/* Figures: what a tool draws, as data.  Fill a Figure and call write_figure.
+ *
+ *   Figure figure;
+ *   figure.title = "ANMO BHZ";
+ *   Panel &panel = figure.panels.emplace_back();
+ *   panel.x = {.scale = Scale::kTime};
+ *   panel.y = {.label = "counts"};
+ *   panel.lines.push_back({.y = samples, .start = time, .step = 1.0 / samprate});
+ *   panel.markers.push_back({.x = arrival, .label = "P"});
+ *   if (write_figure(figure, "anmo.svg") != 0) return kFailure;
+ *
+ * Everything has a default: axes find their ranges, series their colours, panels their
+ * heights.  Lengths are in units of the figure, which are pixels of an SVG and half pixels
+ * of a PNG.  Texts are UTF-8; what is not is shown as question marks.
+ *
+ * Threads: figures are plain data; write_figure may run in several threads at once. */
+#ifndef KSUTIL_TOOLS_PLOT_FIGURE_H
+#define KSUTIL_TOOLS_PLOT_FIGURE_H
+
+#include <limits>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "tools/plot/colour.h"
+
+namespace ksutil::plot {
+
+inline constexpr double kUnset = std::numeric_limits<double>::quiet_NaN();
+
+enum class Scale {
+  kLinear,
+  kLog,  // values that are not positive are gaps
+  kTime  // epoch seconds, labelled as UTC dates and times
+};
+
+/* What the numbers at the ticks look like. */
+enum class TickForm { kNumber, kLatitude, kLongitude };
+
+struct Axis {
+  std::string label;  // with its unit: "depth (km)"
+  Scale scale = Scale::kLinear;
+  double low = kUnset, high = kUnset;  // unset ends come from the data, with a margin
+  bool reverse = false;                // low at the right or at the top
+  TickForm form = TickForm::kNumber;
+};
+
+/* A line through points in their order.  A y or x that is not finite, or is the gap value
+ * of waveforms (1e30 or more in size), interrupts it; a single point between gaps is drawn
+ * as a dot.  Any number of points: where many share a column of pixels, only their extremes
+ * are drawn. */
+struct Line {
+  std::vector<double> x;  // [y.size()], or empty: x = start + i * step
+  std::vector<double> y;
+  double start = 0.0, step = 1.0;
+  std::string name;              // for the legend; empty: not in it
+  std::optional<Colour> colour;  // the panel's next colour by default
+  double width = 1.2;
+  bool dashed = false;
+};
+
+/* In the order of the library's plot vectors: point, cross, x, ... */
+enum class Symbol {
+  kPoint,  // a filled disc
+  kCross,
+  kX,
+  kTriangle,
+  kSquare,
+  kCircle,
+  kStar,
+  kDiamond
+};
+inline constexpr int kSymbolCount = 8;
+
+/* "point", "cross", ... and back; false for another name. */
+const char *symbol_name(Symbol symbol);
+bool parse_symbol(std::string_view name, Symbol &symbol);
+
+struct PointStyle {
+  Symbol symbol = Symbol::kCircle;
+  double size = 6.0;             // diameter
+  std::optional<Colour> colour;  // outline; the series' colour by default
+  std::optional<Colour> fill;    // none: hollow
+};
+
+struct Point {
+  double x = 0.0, y = 0.0;  // not drawn when one is a gap
+  PointStyle style;
+};
+
+/* Points with symbols; later ones lie on top. */
+struct Points {
+  std::vector<Point> points;
+  std::string name;              // for the legend, with the style of the first point
+  std::optional<Colour> colour;  // of points without one; the next one by default
+};
+
+/* A field of values over a rectangle, drawn as coloured cells with a bar of the scale.
+ * Coordinates ascend; a cell reaches half-way to its neighbours, or, when there is one
+ * coordinate more than there are values, from one coordinate to the next. */
+struct Mesh {
+  std::vector<double> x, y;    // [nx] or [nx + 1], [ny] or [ny + 1]
+  std::vector<double> values;  // [ny * nx], x fastest; gaps as in Line are left blank
+  std::size_t nx = 0, ny = 0;
+  std::string label;                   // of the colour bar, with the unit
+  double low = kUnset, high = kUnset;  // of the colours; from the values by default
+  bool diverging = false;              // colours on both sides of 0
+};
+
+/* A line over the height of the panel, with a text at its upper end. */
+struct Marker {
+  double x = 0.0;
+  std::string label;
+  std::optional<Colour> colour;
+};
+
+/* What the keys at the right of a panel tell of its points. */
+struct ColourKey {
+  std::string label;
+  double low = 0.0, high = 1.0;
+  ColourMap map;
+  bool time = false;     // low and high are epoch seconds
+  bool reverse = false;  // low at the top
+};
+struct StyleKey {
+  std::string label;
+  struct Entry {
+    PointStyle style;
+    std::string text;
+  };
+  std::vector<Entry> entries;
+};
+
+struct Panel {
+  std::string title;  // small, above the left end
+  Axis x, y;
+  std::vector<Mesh> meshes;  // drawn first; each has its colour bar
+  std::vector<Line> lines;
+  std::vector<Points> points;
+  std::vector<Marker> markers;
+  std::vector<ColourKey> colour_keys;
+  std::vector<StyleKey> style_keys;
+  double height = kUnset;  // of the frame; by default a share of a pleasant whole
+  bool map =
+      false;  // x and y are degrees: labelled so, drawn with the aspect of the middle
+              // latitude (height follows), longitudes cut where fewest points are
+};
+
+struct Figure {
+  std::string title;
+  std::string subtitle;  // smaller, under the title
+  std::vector<Panel> panels;
+  double width = 900.0;
+  bool shared_x =
+      false;  // one range of x for all panels, ticks labelled under the last
+};
+
+/* Writes the figure as SVG or PNG, by the end of the file's name.  0, or -1 with a message
+ * in the error register; a file that could not be written whole is removed. */
+int write_figure(const Figure &figure, const std::string &path);
+
+/* The figure as the text of an SVG document; empty, with a message, when it cannot be
+ * drawn (no panels, a size that is not positive or out of reach). */
+std::string svg_text(const Figure &figure);
+
+}  // namespace ksutil::plot
+#endif

@@ -1,0 +1,78 @@
+#include <algorithm>
+#include <cmath>
+
+#include "tools/plot/layout.h"
+
+namespace ksutil::plot {
+namespace {
+
+constexpr double kLowest = 200.0, kHighest = 620.0;  // heights of a map
+
+/* The meridian in the middle of the widest stretch without points. */
+double widest_gap(const Panel &panel) {
+  std::vector<double> longitudes;
+  for (const Points &points : panel.points) {
+    for (const Point &point : points.points) {
+      if (is_gap(point.x) || is_gap(point.y)) continue;
+      longitudes.push_back(point.x - 360.0 * std::floor(point.x / 360.0));
+    }
+  }
+  if (longitudes.empty()) return -180.0;
+  std::sort(longitudes.begin(), longitudes.end());
+  double gap = longitudes.front() + 360.0 - longitudes.back();
+  double middle = longitudes.back() + 0.5 * gap;
+  for (std::size_t i = 1; i < longitudes.size(); i++) {
+    if (longitudes[i] - longitudes[i - 1] <= gap) continue;
+    gap = longitudes[i] - longitudes[i - 1];
+    middle = longitudes[i - 1] + 0.5 * gap;
+  }
+  return middle;
+}
+
+void widen(Range &range, double span) {
+  const double middle = 0.5 * (range.low + range.high);
+  range = {middle - 0.5 * span, middle + 0.5 * span};
+}
+
+}  // namespace
+
+void arrange_map(Panel &panel, double width) {
+  if (is_gap(panel.x.low) && is_gap(panel.x.high)) {
+    const double cut = widest_gap(panel);
+    for (Points &points : panel.points) {
+      for (Point &point : points.points) {
+        point.x -= 360.0 * std::floor((point.x - cut) / 360.0);
+      }
+    }
+  }
+  Range x = x_range(panel), y = y_range(panel);
+  if (x.high - x.low > 340.0) widen(x, 360.0);
+  y = {std::max(y.low, -90.0), std::min(y.high, 90.0)};
+  if (y.high <= y.low) y = {-90.0, 90.0};
+  const double across =
+      std::max(std::cos(0.5 * (y.low + y.high) * std::acos(-1.0) / 180.0), 0.2);
+  double height = width * (y.high - y.low) / ((x.high - x.low) * across);
+  /* Too tall or too flat: show more of the world rather than a strip. */
+  if (height > kHighest) {
+    widen(x, std::min(360.0, (x.high - x.low) * height / kHighest));
+    height = std::min(kHighest, width * (y.high - y.low) / ((x.high - x.low) * across));
+  } else if (height < kLowest) {
+    widen(y, (y.high - y.low) * kLowest / height);
+    y = {std::max(y.low, -90.0), std::min(y.high, 90.0)};
+    height = width * (y.high - y.low) / ((x.high - x.low) * across);
+  }
+  const double turn = 360.0 * std::round(0.5 * (x.low + x.high) / 360.0);
+  for (Points &points : panel.points) {
+    for (Point &point : points.points) point.x -= turn;
+  }
+  panel.x.low = x.low - turn;
+  panel.x.high = x.high - turn;
+  panel.y.low = y.low;
+  panel.y.high = y.high;
+  panel.x.scale = panel.y.scale = Scale::kLinear;
+  panel.x.form = TickForm::kLongitude;
+  panel.y.form = TickForm::kLatitude;
+  panel.height = height;
+}
+
+}  // namespace ksutil::plot

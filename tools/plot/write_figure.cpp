@@ -1,0 +1,117 @@
+#include <errno.h>
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <algorithm>
+
+#include "platform/elog/elog.h"
+#include "platform/stock/files.h"
+#include "platform/stock/text.h"
+#include "tools/plot/draw.h"
+#include "tools/plot/figure.h"
+
+namespace ksutil::plot {
+namespace {
+
+constexpr double kPngScale = 2.0;
+constexpr double kPngLimit = 32767.0;
+constexpr double kSmallest = 200.0, kLargest = 20000.0;  // widths of a figure
+
+void draw(Canvas &canvas, const Figure &figure, const Layout &layout) {
+  canvas.rectangle({0.0, 0.0, layout.width, layout.height},
+                   {{}, Colour{1.0, 1.0, 1.0, 1.0}});
+  const double left = layout.panels.front().frame.x;
+  double y = 30.0;
+  if (!figure.title.empty()) {
+    canvas.text({left, y}, figure.title, {kTitleSize, kInk, Anchor::kStart, true});
+    y += 19.0;
+  }
+  if (!figure.subtitle.empty()) {
+    canvas.text({left, y}, figure.subtitle, {kSubtitleSize, kGreyInk});
+  }
+  for (const PanelLayout &panel : layout.panels) {
+    draw_grid(canvas, panel);
+    canvas.begin_clip(panel.frame);
+    draw_meshes(canvas, panel);
+    draw_lines(canvas, panel);
+    draw_points(canvas, panel);
+    draw_markers(canvas, panel);
+    canvas.end_clip();
+    draw_frame(canvas, panel);
+    draw_legend(canvas, panel);
+    draw_keys(canvas, panel);
+  }
+}
+
+bool drawable(const Figure &figure) {
+  if (figure.panels.empty()) {
+    elog_log(0, "write_figure: there is nothing to draw.\n");
+    return false;
+  }
+  if (!(figure.width >= kSmallest && figure.width <= kLargest)) {
+    elog_log(0, "write_figure: the width must be from %.0f to %.0f.\n", kSmallest,
+             kLargest);
+    return false;
+  }
+  for (const Panel &panel : figure.panels) {
+    const bool own = !is_gap(panel.height);
+    if (own && !(panel.height >= 20.0 && panel.height <= kLargest)) {
+      elog_log(0, "write_figure: heights of panels must be from 20 to %.0f.\n",
+               kLargest);
+      return false;
+    }
+    if (!std::all_of(panel.meshes.begin(), panel.meshes.end(), usable)) {
+      elog_log(0, "write_figure: the coordinates of a mesh do not fit its values.\n");
+      return false;
+    }
+  }
+  return true;
+}
+
+bool png_text(const Figure &figure, std::string &bytes) {
+  const Layout layout = lay_out(figure);
+  const double longest = std::max(layout.width, layout.height);
+  const auto picture =
+      new_png(layout.width, layout.height, std::min(kPngScale, kPngLimit / longest));
+  if (picture == nullptr) return false;
+  draw(picture->canvas(), figure, layout);
+  return picture->finish(bytes);
+}
+
+}  // namespace
+
+std::string svg_text(const Figure &figure) {
+  if (!drawable(figure)) return "";
+  const Layout layout = lay_out(figure);
+  const auto document = new_svg(layout.width, layout.height, figure.title);
+  draw(document->canvas(), figure, layout);
+  return document->finish();
+}
+
+int write_figure(const Figure &figure, const std::string &path) {
+  const std::string name = lowered(path);
+  std::string content;
+  if (name.ends_with(".svg")) {
+    content = svg_text(figure);
+  } else if (!name.ends_with(".png")) {
+    elog_log(0, "write_figure: %s: pictures end in .svg or .png.\n", path.c_str());
+    return -1;
+  } else if (!drawable(figure) || !png_text(figure, content)) {
+    return -1;
+  }
+  if (content.empty()) return -1;
+  const FileHandle file = open_file(path, O_WRONLY | O_CREAT | O_TRUNC);
+  if (!file) {
+    elog_log(1, "write_figure: cannot write %s.\n", path.c_str());
+    return -1;
+  }
+  if (write_all(file.get(), content.data(), content.size()) ==
+      static_cast<ssize_t>(content.size())) {
+    return 0;
+  }
+  elog_log(1, "write_figure: cannot write %s.\n", path.c_str());
+  unlink(path.c_str());
+  return -1;
+}
+
+}  // namespace ksutil::plot
