@@ -19,6 +19,7 @@
 #define KSUTIL_OBJECTS_KSVECTOR2_H
 
 #include "objects/tags.h"
+#include "platform/db/db.h"
 #include "platform/stock/export.h"
 
 struct ksvector2 {
@@ -96,6 +97,21 @@ KSUTIL_API ksvector2 *ksvector2_create_tsamp(int nsamp, const double *samples,
                                              const char *name, char *tag, double time,
                                              double samprate);
 
+/* A time-sampled vector of the samples of a waveform.
+ *
+ * row            a row of "wfdisc", whose samples are read from its file, or of "trace",
+ *                whose samples are in memory; or a record of a view that has one of them
+ * tstart, tend   epoch seconds: the samples from tstart to tend, both included within a
+ *                hundredth of a sample interval; both 0: all samples
+ * The values are those of the file or of memory, without calib (ksvector2_transform_ygain
+ * multiplies by it); gaps of a trace remain gaps.  Read are the data types s4, s3, s2, i4,
+ * i2, t4, t8, f4, f8, c0, a0 and b0; platform/trace/waveform.h describes them.  An error
+ * are other types, a file that does not hold the samples, and a row with no sample from
+ * tstart to tend. */
+KSUTIL_API ksvector2 *ksvector2_create_tsamp_from_db(Dbptr row, const char *name,
+                                                     char *tag, double tstart,
+                                                     double tend);
+
 /* A vector with the same points and labels, or samples. */
 KSUTIL_API ksvector2 *ksvector2_copy(const char *tag, const char *name, char *new_tag);
 
@@ -110,6 +126,93 @@ KSUTIL_API int ksvector2_dump(const char *tag);
  * one tag, else (both null) of all that are registered.  0 or -1. */
 KSUTIL_API int ksvector2_get_heap_size(const char *name, const char *tag, int *count,
                                        long *bytes);
+
+/* -- Points and samples --
+ *
+ * Functions that take a tag fail with a message for one that is unknown. */
+
+/* Doubles the capacity until there is room for one point more than npts.  0 or -1. */
+KSUTIL_API int ksvector2_resize(const char *tag);
+
+/* Changes the number of y values per point, 0 or more; not of a time-sampled vector.
+ * Values that come into use are 0.  Fewer than before leave the array as it is laid out
+ * (nyalloc), more than nyalloc lay it out anew.  0 or -1. */
+KSUTIL_API int ksvector2_resize_y(const char *tag, int ny);
+
+/* Inserts a point before the point `index`; any index outside 0..npts-1 appends.
+ *
+ * y       [ny], not of the vector's own array
+ * label   copied; null or "": none
+ * 0; -1 also for a time-sampled vector. */
+KSUTIL_API int ksvector2_append(const char *tag, int index, const double *y,
+                                const char *label, double x);
+
+/* Overwrites point `index`, 0..npts-1: x and the y values, or (puty) the y values or the
+ * sample only.  A label that is not null replaces the point's, "" removes it; a series has
+ * no labels.  0; -1 also for ksvector2_put on a time-sampled vector. */
+KSUTIL_API int ksvector2_put(const char *tag, int index, const double *y,
+                             const char *label, double x);
+KSUTIL_API int ksvector2_puty(const char *tag, int index, const double *y,
+                              const char *label);
+
+/* Copies out point `index`, 0..npts-1: x, [ny] y values, and the label, with its NUL, when
+ * `label` is not null and the point has one (else the buffer is untouched).  0 or -1. */
+KSUTIL_API int ksvector2_get_point(const char *tag, int index, double *x, double *y,
+                                   char *label);
+
+/* Copies out all points.
+ *
+ * npts     out: how many
+ * iy       in/out: the column of y, 0..ny-1; below 0 all columns, and then set to ny
+ * x        out: new array [npts]
+ * y        out: new array double [npts]; for all columns double *[ny], each new
+ * labels   out, may be null: new array [npts] of new texts, null where there is none
+ * 0 or -1. */
+KSUTIL_API int ksvector2_get_points(const char *tag, int *npts, int *iy, double **x,
+                                    void **y, char ***labels);
+
+/* Copies out a series: its count, the epoch seconds of its first sample, its sample rate
+ * (1/s) and its samples, a new array [npts].  0; -1 also for a vector of points. */
+KSUTIL_API int ksvector2_get_tsamp(const char *tag, int *npts, double *time,
+                                   double *samprate, double **samples);
+
+/* -- Signals: time-sampled vectors only -- */
+
+/* Fills gaps between samples.
+ *
+ * method     "linear": on the straight line between the samples before and after the gap;
+ *            a gap at the beginning or at the end, which has but one of them, stays.
+ *            "value": with `value`, at the beginning and at the end too
+ * value      finite, for "value" only
+ * maxgap     gaps of more samples than this stay; 0 or less: no limit
+ * Returns how many samples were filled, or -1. */
+KSUTIL_API int ksvector2_fill(const char *tag, const char *method, double value,
+                              int maxgap);
+
+/* Filters the samples in place with a Butterworth filter.
+ *
+ * flow, fhigh   corner frequencies, Hz, between 1e-7 of the sample rate and half of it;
+ *               0 or less: none.  flow alone passes what is above it, fhigh alone what
+ *               is below it, both with flow < fhigh what is between them
+ * order         1 to 10: poles of the low-pass prototype; a band pass has twice as many
+ * zero_phase    0: causal.  The power is halved (-3.01 dB) at each corner, and beyond it
+ *               falls by 6 dB per octave and order.
+ *               Else forward and backward: no phase shift; -6.02 dB at the corners
+ * Each run of samples between gaps (and samples that are not finite) is filtered on its
+ * own; gaps stay.  A run is taken to have been constant for ever before its first sample,
+ * and to stay at its last one when it is filtered backward, so that an offset makes no
+ * step.
+ *
+ * The analogue prototype |H(f)|^2 = 1 / (1 + (f / fc)^(2 order)) becomes a high or band
+ * pass by s -> w0/s or s -> (s^2 + w0^2) / (B s), and digital by the bilinear transform
+ * s = (z - 1) / (z + 1) with corners w = tan(pi f dt), so that they come out exact.  It
+ * runs as a cascade of second-order sections in double precision.
+ * Source: Oppenheim and Schafer, Discrete-Time Signal Processing, 3rd ed. (2010), sec. 6.3,
+ * 7.2 and app. B.1.
+ *
+ * 0; -1 with the samples unchanged. */
+KSUTIL_API int ksvector2_filter(const char *tag, double flow, double fhigh, int order,
+                                int zero_phase);
 
 }  // extern "C"
 #endif

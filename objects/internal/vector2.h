@@ -3,6 +3,7 @@
 #define KSUTIL_OBJECTS_INTERNAL_VECTOR2_H
 
 #include <cstddef>
+#include <memory>
 
 #include "objects/internal/tag_registry.h"
 #include "objects/ksvector2.h"
@@ -15,9 +16,17 @@ void *resized(void *block, std::size_t bytes);
 char *duplicate(const char *text);
 void release(void *block);  // null accepted, not counted
 
+struct Releaser {
+  void operator()(void *block) const { release(block); }
+};
+template <class T>
+using Block = std::unique_ptr<T, Releaser>;
+
 TagRegistry<ksvector2> &registry();
 
 bool is_vector(const ksvector2 *vector);
+
+inline bool is_gap(double sample) { return sample > 1e30; }
 
 /* Values from one point to the next, and the values of point or sample i. */
 inline std::size_t stride(const ksvector2 &vector) {
