@@ -154,8 +154,10 @@ bool read_file(const std::string &path, std::size_t limit, std::string &text) tr
   return false;
 }
 
-FileLock::FileLock(int fd)
-    : fd_(fd), held_(lock_file(fd, F_OFD_SETLKW, F_WRLCK) == 0) {}
+FileLock::FileLock(int fd, Wait wait)
+    : fd_(fd),
+      held_(lock_file(fd, wait == Wait::kNever ? F_OFD_SETLK : F_OFD_SETLKW, F_WRLCK) ==
+            0) {}
 
 FileLock::~FileLock() {
   if (!held_) return;

@@ -83,8 +83,11 @@ KSUTIL_API bool read_file(const std::string &path, std::size_t limit,
  * file description, so they conflict between threads of one process too. */
 class KSUTIL_API FileLock {
  public:
-  /* Waits for the lock; check `held()`, errno tells why it is not. */
-  explicit FileLock(int fd);
+  enum class Wait { kUntilFree, kNever };
+
+  /* Takes the lock; check `held()`, errno tells why it is not: EAGAIN when another has it
+   * and `wait` is kNever. */
+  explicit FileLock(int fd, Wait wait = Wait::kUntilFree);
   ~FileLock();
   FileLock(const FileLock &) = delete;
   FileLock &operator=(const FileLock &) = delete;

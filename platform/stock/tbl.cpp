@@ -130,6 +130,10 @@ Tbl *ksutil::tbl_with_storage(std::unique_ptr<TblStorage> storage) {
   return make_tbl(std::move(storage), false);
 }
 
+TblStorage *ksutil::tbl_storage(Tbl *tbl) {
+  return tbl == nullptr ? nullptr : tbl->storage.get();
+}
+
 Tbl *newtbl(long hint) { return make_memory_tbl(hint, sizeof(void *), true); }
 
 Tbl *inittbl(long hint, int element_size) {

@@ -35,5 +35,8 @@ class TblStorage : public SeamAllocated {
  * when memory is short or the storage is null. */
 Tbl *tbl_with_storage(std::unique_ptr<TblStorage> storage);
 
+/* What stands behind a list; null for a null list. */
+TblStorage *tbl_storage(Tbl *tbl);
+
 }  // namespace ksutil
 #endif
