@@ -16,6 +16,7 @@
 #include "events/tabs.h"
 #include "objects/db2vector.h"
 #include "objects/ksgrid.h"
+#include "objects/kshistory.h"
 #include "objects/ksvector.h"
 #include "objects/ksvector2.h"
 #include "objects/tags.h"
