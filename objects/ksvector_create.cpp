@@ -1,5 +1,4 @@
 #include <algorithm>
-#include <cerrno>
 #include <cmath>
 #include <utility>
 
@@ -20,22 +19,13 @@ KSVector *out_of_memory(const char *function, char *tag) {
 
 /* A new empty point vector for `hint` points; logs nothing. */
 VectorPtr make_for(int hint, int ny, const char *name) {
-  const int nalloc = ksutil::slots_for(hint, kDefaultSlots);
-  if (nalloc < 0) {
-    errno = ENOMEM;
-    return nullptr;
-  }
-  return ksutil::make_point_vector(nalloc, ny, name);
+  return ksutil::make_point_vector(ksutil::slots_for(hint, kDefaultSlots), ny, name);
 }
 
 VectorPtr make_series_of(int nsamp, const double *samples, const char *name,
                          double time, double dt) {
-  const int nalloc = ksutil::slots_for(nsamp, kDefaultSamples);
-  if (nalloc < 0) {
-    errno = ENOMEM;
-    return nullptr;
-  }
-  VectorPtr vector = ksutil::make_series(nalloc, name);
+  VectorPtr vector =
+      ksutil::make_series(ksutil::slots_for(nsamp, kDefaultSamples), name);
   if (vector == nullptr) return nullptr;
   vector->npts = std::max(nsamp, 0);
   std::copy_n(samples, vector->npts, vector->data);

@@ -35,6 +35,15 @@ VectorPtr make_record(int ny, const char *name) {
   return vector;
 }
 
+/* Zeroed; null for a negative number, which stands for one beyond an int. */
+template <class Slot>
+Slot *allocate_slots(int n) {
+  if (n >= 0)
+    return static_cast<Slot *>(ks_calloc(static_cast<std::size_t>(n), sizeof(Slot)));
+  errno = ENOMEM;
+  return nullptr;
+}
+
 std::int64_t slot_bytes(const KSVector &vector) {
   if (vector.points == nullptr) return kValueSize;
   return static_cast<std::int64_t>(sizeof(KSVectorPoint)) + vector.ny * kValueSize;
@@ -88,19 +97,23 @@ void destroy_vector(KSVector *vector) {
   std::free(vector);
 }
 
-int slots_for(int expected, int none) {
+int slots_for(long expected, int none) {
   if (expected <= 0) return none;
-  const double slots = 1.2 * expected;
+  const double slots = 1.2 * static_cast<double>(expected);
   return slots > std::numeric_limits<int>::max() ? -1 : static_cast<int>(slots);
 }
 
-VectorPtr make_point_vector(int nalloc, int ny, const char *name) {
+VectorPtr make_point_vector(int nalloc, int ny, const char *name,
+                            const char **missing) {
+  const char *unheard = nullptr;
+  const char *&part = missing != nullptr ? *missing : unheard;
+  part = "vector";
   VectorPtr vector = make_record(ny, name);
   if (vector == nullptr) return nullptr;
-  const auto slots = static_cast<std::size_t>(nalloc);
-  vector->points =
-      static_cast<KSVectorPoint *>(ks_malloc(slots * sizeof(KSVectorPoint)));
+  part = "vector->point";
+  vector->points = allocate_slots<KSVectorPoint>(nalloc);
   if (vector->points == nullptr) return nullptr;
+  part = "vector->point.y";
   if (!add_y_arrays(*vector, vector->points, 0, nalloc)) return nullptr;
   vector->nalloc = nalloc;
   vector->heap_size += nalloc * slot_bytes(*vector);
@@ -110,8 +123,7 @@ VectorPtr make_point_vector(int nalloc, int ny, const char *name) {
 VectorPtr make_series(int nalloc, const char *name) {
   VectorPtr vector = make_record(1, name);
   if (vector == nullptr) return nullptr;
-  vector->data = static_cast<double *>(
-      ks_calloc(static_cast<std::size_t>(nalloc), sizeof(double)));
+  vector->data = allocate_slots<double>(nalloc);
   if (vector->data == nullptr) return nullptr;
   vector->nalloc = nalloc;
   vector->heap_size += nalloc * slot_bytes(*vector);

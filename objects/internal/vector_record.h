@@ -32,11 +32,14 @@ using VectorPtr = std::unique_ptr<KSVector, VectorDeleter>;
 
 /* Slots to allocate for the points that a caller expects: a fifth more, `none` when it
  * expects none; -1 when that is beyond an int. */
-int slots_for(int expected, int none);
+int slots_for(long expected, int none);
 
-/* An empty point vector with nalloc slots, nalloc >= 0, ny >= 1; a series of nalloc zero
- * samples, none in use.  Null, with errno set and nothing logged, when memory is short. */
-VectorPtr make_point_vector(int nalloc, int ny, const char *name);
+/* An empty point vector with nalloc slots, ny >= 1; a series of nalloc zero samples, none
+ * in use.  Null, with errno set and nothing logged, when memory is short or nalloc is
+ * negative; `missing` (may be null) then names what could not be allocated: "vector",
+ * "vector->point" or "vector->point.y". */
+VectorPtr make_point_vector(int nalloc, int ny, const char *name,
+                            const char **missing = nullptr);
 VectorPtr make_series(int nalloc, const char *name);
 
 /* Makes room so that nalloc > npts, doubling; false, with the vector as it was and errno
