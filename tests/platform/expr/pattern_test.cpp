@@ -110,7 +110,9 @@ TEST(Pattern, NeitherGrowsNorRunsAway) {
   EXPECT_EQ(compile("sta =~ '" + std::string(2000, '(') + "'", row), nullptr);
   EXPECT_EQ(compile("sta =~ '" + std::string(1025, 'a') + "'", row), nullptr);
   const auto begin = std::chrono::steady_clock::now();
-  EXPECT_FALSE(found("^(a+)+$", std::string(60000, 'a') + "b"));
+  std::string nearly(60000, 'a');
+  nearly += 'b';
+  EXPECT_FALSE(found("^(a+)+$", nearly));
   EXPECT_FALSE(found("(a*)*(a*)*(a|aa)+c", std::string(60000, 'a')));
   EXPECT_FALSE(found("(x+x+)+y", std::string(60000, 'x')));
   EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(20));
