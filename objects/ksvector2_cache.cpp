@@ -1,14 +1,17 @@
 /* Memory of ksvector2: records and arrays, new or from the cache of freed ones. */
+#include <algorithm>
 #include <cerrno>
 #include <climits>
 #include <cmath>
 #include <cstdio>
 #include <cstring>
+#include <new>
+#include <tuple>
+#include <vector>
 
 #include "objects/internal/vector2.h"
 #include "platform/elog/elog.h"
 #include "platform/stock/memory.h"
-#include "platform/stock/tbl.h"
 
 namespace {
 
@@ -16,43 +19,70 @@ using namespace ksutil::vector2;
 
 const char kIdent[8] = "ksvec2";
 const int kLeastCapacity = 100;
-const long kSurplusLimit =
-    100000000;  // a record with this much room to spare is no match
+const long kSurplusLimit = 100000000;  // so much room to spare, and it is no match
 
 struct Counters {
   long mallocs, reallocs, frees, strdups;
 };
 
+/* A free record with what it is looked for by.  The numbers stand here, in one array, because
+ * the records themselves lie all over memory. */
+struct Entry {
+  int tsamp;
+  int ny;  // nyalloc; 0 for a time-sampled record, where it does not matter
+  int nalloc;
+  long since;  // grows with each entry
+  ksvector2 *record;
+
+  auto key() const { return std::tie(tsamp, ny, nalloc, since); }
+};
+
+Entry entry_of(int tsamp, int ny, int nalloc) {
+  const int kind = tsamp != 0 ? 1 : 0;
+  return {kind, kind != 0 ? 0 : ny, nalloc, 0, nullptr};
+}
+Entry entry_of(ksvector2 *record) {
+  Entry entry = entry_of(record->tsamp, record->nyalloc, record->nalloc);
+  entry.record = record;
+  return entry;
+}
+
 struct Cache {
-  Tbl *records;  // null: there is no cache
-  long bytes;    // sum of the records' heap_size
+  /* Ascending by key; null: there is no cache.  Never freed: objects that are destroyed at
+   * the end of the process may still free vectors. */
+  std::vector<Entry> *free;
+  long bytes;  // sum of the records' heap_size
   long max_bytes;
+  long entries_ever;
 };
 
 Counters counters;
 Cache cache;
 bool verbose;
 
-/* The index of the cached record that suits best; -1 when none does. */
-long best_match(int npts, int ny, int tsamp) {
-  long best = -1;
-  long least = kSurplusLimit;
-  const long count = counttbl(cache.records);
-  for (long i = 0; i < count && least > 0; ++i) {
-    const auto *record = static_cast<const ksvector2 *>(gettbl(cache.records, i));
-    if ((record->tsamp != 0) != (tsamp != 0)) continue;
-    if (tsamp == 0 && record->nyalloc != ny) continue;
-    const long surplus = static_cast<long>(record->nalloc) - npts;
-    if (surplus >= 0 && surplus < least) {
-      least = surplus;
-      best = i;
-    }
-  }
-  return best;
+using Place = std::vector<Entry>::iterator;
+
+/* The first entry that is not before the given one. */
+Place position(const Entry &wanted) {
+  return std::lower_bound(
+      cache.free->begin(), cache.free->end(), wanted,
+      [](const Entry &a, const Entry &b) { return a.key() < b.key(); });
 }
 
-ksvector2 *take_from_cache(long index, int npts, int ny) {
-  auto *const vector = static_cast<ksvector2 *>(deltbl(cache.records, index));
+/* Whether a free record suits; `best` is then that of the same kind with the least
+ * capacity that will do, the earliest of equals. */
+bool find_match(int npts, int ny, int tsamp, Place &best) {
+  if (cache.free == nullptr) return false;
+  const Entry wanted = entry_of(tsamp, ny, npts);
+  best = position(wanted);
+  return best != cache.free->end() && best->tsamp == wanted.tsamp &&
+         best->ny == wanted.ny &&
+         static_cast<long>(best->nalloc) - npts < kSurplusLimit;
+}
+
+ksvector2 *take_from_cache(Place entry, int npts, int ny) {
+  ksvector2 *const vector = entry->record;
+  cache.free->erase(entry);
   vector->npts = 0;
   vector->ny = vector->tsamp != 0 ? 1 : ny;
   vector->name[0] = '\0';
@@ -96,16 +126,31 @@ void free_labels(ksvector2 &vector) {
   vector.labels = nullptr;
 }
 
-bool in_cache(const ksvector2 *vector) {
-  for (long i = 0; i < counttbl(cache.records); ++i) {
-    if (gettbl(cache.records, i) == vector) return true;
+bool in_cache(ksvector2 *vector) {
+  const Entry wanted = entry_of(vector);
+  for (auto each = position(wanted); each != cache.free->end(); ++each) {
+    if (each->record == vector) return true;
+    if (each->nalloc != wanted.nalloc) return false;
   }
   return false;
 }
 
+/* False when memory is short. */
+bool add_to_cache(ksvector2 *vector) {
+  Entry entry = entry_of(vector);
+  entry.since = ++cache.entries_ever;
+  try {
+    cache.free->insert(position(entry), entry);
+  } catch (const std::bad_alloc &) {
+    return false;
+  }
+  cache.bytes += vector->heap_size;
+  return true;
+}
+
 /* Whether the cache holds the record now, so that its memory stays. */
 bool keep(ksvector2 *vector) {
-  if (cache.records == nullptr) return false;
+  if (cache.free == nullptr) return false;
   if (in_cache(vector)) {
     if (verbose) {
       std::printf("leaving %d bytes %d %d in cache\n", vector->heap_size,
@@ -114,12 +159,11 @@ bool keep(ksvector2 *vector) {
     return true;
   }
   if (vector->heap_size > cache.max_bytes - cache.bytes) return false;
-  if (pushtbl(cache.records, vector) < 0) return false;
+  if (!add_to_cache(vector)) return false;
   if (verbose) {
     std::printf("Adding %d bytes %d %d to cache\n", vector->heap_size, vector->nalloc,
                 vector->nyalloc);
   }
-  cache.bytes += vector->heap_size;
   return true;
 }
 
@@ -183,8 +227,8 @@ bool set_label(ksvector2 &vector, int i, const char *label) {
 }  // namespace ksutil::vector2
 
 int ksvector2_set_cache(long max_bytes) {
-  if (cache.records == nullptr) cache.records = newtbl(0);
-  if (cache.records == nullptr) {
+  if (cache.free == nullptr) cache.free = new (std::nothrow) std::vector<Entry>;
+  if (cache.free == nullptr) {
     elog_log(1, "ksvector2_set_cache: newtbl() error.\n");
     return -1;
   }
@@ -206,8 +250,8 @@ ksvector2 *ksvector2_find_space(int npts, int ny, int tsamp) {
     elog_log(0, "ksvector2_find_space: Illegal number of y values.\n");
     return nullptr;
   }
-  const long match = best_match(npts, ny, tsamp);
-  if (match >= 0) return take_from_cache(match, npts, ny);
+  Place match;
+  if (find_match(npts, ny, tsamp, match)) return take_from_cache(match, npts, ny);
   ksvector2 *const vector = make_record(npts, ny, tsamp);
   if (vector == nullptr) {
     elog_log(1, "ksvector2_find_space: malloc() error.\n");
