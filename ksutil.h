@@ -14,6 +14,7 @@
 #include "events/query.h"
 #include "events/records.h"
 #include "events/tabs.h"
+#include "formats/kssac.h"
 #include "objects/db2vector.h"
 #include "objects/ksgrid.h"
 #include "objects/kshistory.h"
