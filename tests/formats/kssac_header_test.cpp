@@ -67,7 +67,7 @@ TEST(NullHeader, HasEveryNullAndTheVersion) {
   for (int word = kKstnm; word < kData; word += 2) {
     expected.text(word, std::string("-12345\0\0", 8));
   }
-  expected.text(kKevnm, std::string("-12345") + std::string(10, '\0'));
+  expected.text(kKevnm, std::string("-12345\0\0\0\0\0\0\0\0\0\0", 16));
   char header[KSSAC_HEADER_SIZE];
   ASSERT_EQ(kssac_fill_null_header(header), 0);
   EXPECT_EQ(std::string(header, sizeof header), expected.str());
