@@ -21,6 +21,7 @@
 #include "objects/tags.h"
 #include "platform/db/db.h"
 #include "platform/stock/export.h"
+#include "platform/stock/tbl.h"
 
 struct ksvector2 {
   char ident[8];  // "ksvec2"
@@ -60,7 +61,7 @@ KSUTIL_API void ksvector2_get_counters(long *mallocs, long *reallocs, long *free
 /* A record with no points in use: the best of the cache, or a new one.
  *
  * npts    points, or samples, that it must have room for
- * ny      y values per point; not looked at for a time-sampled one
+ * ny      y values per point, 1 or more; not looked at for a time-sampled one
  * tsamp   non-zero: time-sampled
  * From the cache comes the record of the same kind (and the same nyalloc) with the least
  * room beyond npts, less than 100 000 000; the earlier of two equal ones.  A new one has
@@ -134,7 +135,7 @@ KSUTIL_API int ksvector2_get_heap_size(const char *name, const char *tag, int *c
 /* Doubles the capacity until there is room for one point more than npts.  0 or -1. */
 KSUTIL_API int ksvector2_resize(const char *tag);
 
-/* Changes the number of y values per point, 0 or more; not of a time-sampled vector.
+/* Changes the number of y values per point, 1 or more; not of a time-sampled vector.
  * Values that come into use are 0.  Fewer than before leave the array as it is laid out
  * (nyalloc), more than nyalloc lay it out anew.  0 or -1. */
 KSUTIL_API int ksvector2_resize_y(const char *tag, int ny);
@@ -175,6 +176,66 @@ KSUTIL_API int ksvector2_get_points(const char *tag, int *npts, int *iy, double 
  * (1/s) and its samples, a new array [npts].  0; -1 also for a vector of points. */
 KSUTIL_API int ksvector2_get_tsamp(const char *tag, int *npts, double *time,
                                    double *samprate, double **samples);
+
+/* -- Values -- */
+
+/* Interpolates between points.
+ *
+ * y   out: [ny] at x; of a series one value
+ * Points ascending in x (the last not below the first), or else descending: on the line
+ * between the neighbours of x, and beyond either end the value there.  At an x that two
+ * neighbouring points share the mean of both.  One point: its values for any x.
+ * Series: on the line between two samples, and a sample itself at its very time; the gap
+ * value (above 1e30) beside a gap and outside the series.
+ * Takes time in proportion to npts.  0; -1 also for no points. */
+KSUTIL_API int ksvector2_eval(const char *tag, double *y, double x);
+
+/* The extremes of x, and of column iy of y (below 0: of all columns).  Gap samples count
+ * like others.  0; -1 also for no points and for a column that is not there. */
+KSUTIL_API int ksvector2_maxmin(const char *tag, int iy, double *xmin, double *xmax,
+                                double *ymin, double *ymax);
+
+/* The same over the points with x from x0 to x1, in either order and both included, and
+ * there over those that have a value: gap samples and NaN count for neither x nor y.
+ * 0; 1 with the results untouched when there is no such point; -1 as above. */
+KSUTIL_API int ksvector2_maxmin2(const char *tag, int iy, double x0, double x1,
+                                 double *xmin, double *xmax, double *ymin,
+                                 double *ymax);
+
+/* The index of the point nearest to (x, y), distances being the roots of the sums of the
+ * squares in x and in column iy of y; the first of equal ones.  In a series the sample at or
+ * before x, and the first or the last when x lies outside.
+ *   -1  no points      -3  no such column
+ *   -2  unknown tag    -4  iy below 0, or above 0 in a series */
+KSUTIL_API int ksvector2_nearest(const char *tag, int iy, double x, double y);
+
+/* A vector of statistics, point by point, over the vectors of a list of tags (char *).
+ *
+ * type   "max", "min", "amax", "amin" (of absolute values) or "median"
+ * The first vector, which must be one of points, gives x values and labels; others take part
+ * when they have its npts and ny and exactly its x values, and are passed over otherwise.
+ * With the first vector alone the result is its copy, of absolute values for "amax" and
+ * "amin".  The median of an even count is the mean of the middle two; NaN counts as the
+ * largest value in it.  Null also for an unknown tag. */
+KSUTIL_API ksvector2 *ksvector2_stats(Tbl *tags, const char *type, const char *name,
+                                      char *tag);
+
+/* -- Transforms, in place: 0 or -1; all but ygain only of vectors of points -- */
+
+/* Longitude in x and latitude in y[0], degrees, become degrees east and north of a point:
+ * azimuthal equidistant projection, see latlon2xydel in objects/ksvector.h. */
+KSUTIL_API int ksvector2_transform_edp(const char *tag, double lat0, double lon0);
+
+/* x becomes 1/x; 0 becomes 1e30, and 1e30 becomes 0. */
+KSUTIL_API int ksvector2_transform_invertx(const char *tag);
+
+/* Multiplies column iy of y (below 0: all) by (2 pi x)^power, which differentiates a spectrum
+ * over frequencies `power` times, or integrates it when below 0; the factor for x = 0 is
+ * 1e30 then. */
+KSUTIL_API int ksvector2_transform_spec(const char *tag, int power, int iy);
+
+/* Multiplies column iy of y (below 0: all), or the samples, by a gain. */
+KSUTIL_API int ksvector2_transform_ygain(const char *tag, int iy, double gain);
 
 /* -- Signals: time-sampled vectors only -- */
 

@@ -246,8 +246,8 @@ void ksvector2_get_counters(long *mallocs, long *reallocs, long *frees, long *st
 }
 
 ksvector2 *ksvector2_find_space(int npts, int ny, int tsamp) {
-  if (tsamp == 0 && ny < 0) {
-    elog_log(0, "ksvector2_find_space: Illegal number of y values.\n");
+  if (tsamp == 0 && ny < 1) {
+    elog_log(0, "ksvector2_find_space: Number of y values must be positive.\n");
     return nullptr;
   }
   Place match;

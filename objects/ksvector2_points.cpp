@@ -177,8 +177,8 @@ int ksvector2_resize_y(const char *tag, int ny) {
     elog_log(0, "ksvector2_resize_y: Cannot resize time sample data.\n");
     return -1;
   }
-  if (ny < 0) {
-    elog_log(0, "ksvector2_resize_y: Illegal number of y values.\n");
+  if (ny < 1) {
+    elog_log(0, "ksvector2_resize_y: Number of y values must be positive.\n");
     return -1;
   }
   if (ny > vector->nyalloc) {

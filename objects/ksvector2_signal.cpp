@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "objects/internal/butterworth.h"
-#include "objects/internal/vector2.h"
+#include "objects/internal/vector_access.h"
 #include "platform/elog/elog.h"
 
 namespace {
@@ -38,6 +38,7 @@ void for_runs(std::span<double> samples, const Test &test, const Take &take) {
   }
 }
 
+bool is_gap(double sample) { return sample > ksutil::kLargestSample; }
 bool usable(double sample) { return std::isfinite(sample) && !is_gap(sample); }
 
 /* Nearer to zero, or to half the sample rate, than this many cycles per sample the rounded

@@ -26,8 +26,6 @@ TagRegistry<ksvector2> &registry();
 
 bool is_vector(const ksvector2 *vector);
 
-inline bool is_gap(double sample) { return sample > 1e30; }
-
 /* Values from one point to the next, and the values of point or sample i. */
 inline std::size_t stride(const ksvector2 &vector) {
   return vector.tsamp != 0 ? 1 : static_cast<std::size_t>(vector.nyalloc) + 1;

@@ -122,7 +122,7 @@ TEST_F(Ksvector2Points, YValuesThatComeIntoUseAreZero) {
   EXPECT_EQ(x, 2);
   EXPECT_THAT(got, ElementsAre(5, 0, 0, 0));
   EXPECT_EQ(vector->heap_size, labels_and_data());
-  EXPECT_EQ(ksvector2_resize_y(tag, -1), -1);
+  EXPECT_EQ(ksvector2_resize_y(tag, 0), -1);
   EXPECT_EQ(ksvector2_resize_y(tag, 2147483647), -1);
 }
 
