@@ -15,6 +15,7 @@ void add_schema(CLI::App &app, Action &action);
 void add_verify(CLI::App &app, Action &action);
 void add_nextid(CLI::App &app, Action &action);
 void add_views(CLI::App &app, Action &action);  // subset, sort, join, group
+void add_plot(CLI::App &app, Action &action);
 void add_import(CLI::App &app, Action &action);
 
 /* A database that is open for one scope. */

@@ -1,12 +1,11 @@
 /* ksdb subset, sort, join and group. */
-#include <algorithm>
 #include <climits>
 #include <memory>
 #include <string>
 #include <vector>
 
 #include "platform/stock/memory.h"
-#include "tools/ksdb/commands.h"
+#include "tools/ksdb/open_tables.h"
 #include "tools/ksdb/view_rows.h"
 
 namespace ksutil::tools {
@@ -38,23 +37,6 @@ class TextList {
   Tbl *list_;
 };
 
-/* "origin+assoc": the tables, each joined with those before it by natural keys. */
-Dbptr open_tables(const OpenDatabase &database, const std::string &tables) {
-  Dbptr view = dbinvalid();
-  for (std::size_t start = 0; start <= tables.size();) {
-    const std::size_t end = std::min(tables.find('+', start), tables.size());
-    const Dbptr table = database.table(tables.substr(start, end - start));
-    if (table.table < 0) {
-      complain("no table '" + tables.substr(start, end - start) + "'");
-      return dbinvalid();
-    }
-    view = start == 0 ? table : dbjoin(view, table, nullptr, nullptr);
-    if (view.table < 0) return view;
-    start = end + 1;
-  }
-  return view;
-}
-
 int print(Dbptr view, const Options &options) {
   long count = 0;
   ViewFields fields;
@@ -76,24 +58,16 @@ int print(Dbptr view, const Options &options) {
   return good ? kOk : kFailure;
 }
 
-/* Opens the tables, with the records that --where wants. */
-Dbptr open_view(const OpenDatabase &database, const Options &options) {
-  if (!database) return dbinvalid();
-  const Dbptr view = open_tables(database, options.tables);
-  if (view.table < 0 || options.where.empty()) return view;
-  return dbsubset(view, options.where.c_str());
-}
-
 int subset(const Options &options) {
   const OpenDatabase database(options.database, "r");
-  const Dbptr view = open_view(database, options);
+  const Dbptr view = open_view(database, options.tables, options.where);
   if (view.table < 0) return kFailure;
   return print(dbsubset(view, options.expression.c_str()), options);
 }
 
 int sort(const Options &options) {
   const OpenDatabase database(options.database, "r");
-  const Dbptr view = open_view(database, options);
+  const Dbptr view = open_view(database, options.tables, options.where);
   if (view.table < 0) return kFailure;
   const TextList keys(options.keys);
   return print(dbsort(view, keys.get(),
@@ -125,7 +99,7 @@ int join(const Options &options) {
 
 int group(const Options &options) {
   const OpenDatabase database(options.database, "r");
-  const Dbptr view = open_view(database, options);
+  const Dbptr view = open_view(database, options.tables, options.where);
   if (view.table < 0) return kFailure;
   const TextList keys(options.keys);
   const Dbptr sorted = dbsort(view, keys.get(), 0);

@@ -1,6 +1,7 @@
 #include "tools/plot/layout.h"
 
 #include <algorithm>
+#include <cmath>
 #include <set>
 
 namespace ksutil::plot {
@@ -9,11 +10,38 @@ namespace {
 constexpr double kEdge = 12.0;          // around the whole
 constexpr double kTickSpace = 8.0;      // between the frame and the labels of ticks
 constexpr double kKeyGap = 18.0;        // between the frame and the keys
+constexpr double kKeyShare = 0.25;      // of the width, at most for the texts of keys
 constexpr std::size_t kMostItems = 40;  // of a legend
 
 double default_height(std::size_t panels) {
   if (panels == 1) return 400.0;
   return std::clamp(720.0 / static_cast<double>(panels), 90.0, 270.0);
+}
+
+/* The beginning of a text, with an ellipsis where it is wider than `width`. */
+std::string shortened(const std::string &text, double width) {
+  if (text_width(text, kTickSize) <= width) return text;
+  std::string start = printable(text);
+  while (!start.empty() && text_width(start + "…", kTickSize) > width) {
+    while (!start.empty() &&
+           (static_cast<unsigned char>(start.back()) & 0xC0U) == 0x80U) {
+      start.pop_back();
+    }
+    if (!start.empty()) start.pop_back();
+  }
+  return start + "…";
+}
+
+/* Keys leave most of the figure to its data. */
+void shorten_keys(Panel &panel, double width) {
+  for (Mesh &mesh : panel.meshes) mesh.label = shortened(mesh.label, width);
+  for (ColourKey &key : panel.colour_keys) key.label = shortened(key.label, width);
+  for (StyleKey &key : panel.style_keys) {
+    key.label = shortened(key.label, width);
+    for (StyleKey::Entry &entry : key.entries) {
+      entry.text = shortened(entry.text, width - kLegendSample);
+    }
+  }
 }
 
 /* The bars of a panel: one for each mesh and each key of colours. */
@@ -153,7 +181,9 @@ double label_width(const Ticks &ticks) {
 
 int count_for(const Axis &axis, double length, bool across) {
   if (!across) return static_cast<int>(std::clamp(length / 38.0, 2.0, 10.0));
-  const double spacing = axis.scale == Scale::kTime ? 100.0 : 80.0;
+  const double spacing = axis.scale == Scale::kTime       ? 100.0
+                         : axis.form != TickForm::kNumber ? 60.0
+                                                          : 80.0;
   return static_cast<int>(std::clamp(length / spacing, 2.0, 14.0));
 }
 
@@ -185,7 +215,7 @@ Range colour_range(const Mesh &mesh) {
 
 Layout lay_out(const Figure &figure) {
   Layout layout;
-  layout.width = figure.width;
+  layout.width = std::ceil(figure.width);
   double left = 0.0, right = 0.0;
   Range shared{};
   for (const Panel &panel : figure.panels) {
@@ -194,6 +224,7 @@ Layout lay_out(const Figure &figure) {
     if (is_gap(part.panel.height))
       part.panel.height = default_height(figure.panels.size());
     if (panel.map) arrange_map(part.panel, figure.width - 160.0);
+    shorten_keys(part.panel, kKeyShare * figure.width);
     part.bars = bars_of(part.panel);
     right = std::max(right, keys_width(part));
     const Range range = x_range(part.panel);
@@ -218,12 +249,13 @@ Layout lay_out(const Figure &figure) {
     Panel &panel = part.panel;
     if (figure.panels[i].map) {
       panel = figure.panels[i];
+      shorten_keys(panel, kKeyShare * figure.width);
       arrange_map(panel, width);
     }
     choose_colours(part);
     collect_legend(part);
     y += place_legend(part, left, width, y) * kRowHeight;
-    if (y <= kEdge + 1.0) y += 4.0;
+    if (i == 0 && part.legend.empty() && panel.title.empty()) y += 8.0;
     part.frame = {left, y, width, panel.height};
     part.x = AxisView(panel.x, figure.shared_x ? shared : x_range(panel), left,
                       left + width);
@@ -242,7 +274,7 @@ Layout lay_out(const Figure &figure) {
     y = part.frame.bottom() + foot_height(part) + 10.0;
     if (keys > 0.0) y = std::max(y, keys_end - 10.0);
   }
-  layout.height = y - 10.0 + kEdge * 0.75;
+  layout.height = std::ceil(y - 10.0 + kEdge * 0.75);
   return layout;
 }
 

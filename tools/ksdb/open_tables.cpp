@@ -1,0 +1,31 @@
+#include "tools/ksdb/open_tables.h"
+
+#include <algorithm>
+
+namespace ksutil::tools {
+
+Dbptr open_tables(const OpenDatabase &database, const std::string &tables) {
+  Dbptr view = dbinvalid();
+  for (std::size_t start = 0; start <= tables.size();) {
+    const std::size_t end = std::min(tables.find('+', start), tables.size());
+    const Dbptr table = database.table(tables.substr(start, end - start));
+    if (table.table < 0) {
+      complain("no table '" + tables.substr(start, end - start) + "'");
+      return dbinvalid();
+    }
+    view = start == 0 ? table : dbjoin(view, table, nullptr, nullptr);
+    if (view.table < 0) return view;
+    start = end + 1;
+  }
+  return view;
+}
+
+Dbptr open_view(const OpenDatabase &database, const std::string &tables,
+                const std::string &where) {
+  if (!database) return dbinvalid();
+  const Dbptr view = open_tables(database, tables);
+  if (view.table < 0 || where.empty()) return view;
+  return dbsubset(view, where.c_str());
+}
+
+}  // namespace ksutil::tools

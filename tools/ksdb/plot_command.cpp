@@ -1,0 +1,93 @@
+/* ksdb plot. */
+#include <cmath>
+#include <filesystem>
+#include <memory>
+#include <string>
+
+#include "tools/ksdb/open_tables.h"
+#include "tools/ksdb/plot_figure.h"
+
+namespace ksutil::tools {
+namespace {
+
+struct Options {
+  std::string database, tables, where, output;
+  PlotOptions plot;
+};
+
+bool usable(PlotOptions &plot) {
+  if (plot.map) {
+    if (plot.x.empty()) plot.x = "lon";
+    if (plot.y.empty()) plot.y = "lat";
+  }
+  if (plot.x.empty() || plot.y.empty()) {
+    complain("--x and --y are needed, or --map");
+    return false;
+  }
+  if (!(std::abs(plot.hue_centre) + std::abs(plot.hue_range) / 2.0 <= 360.0)) {
+    complain("hues must lie between -360 and 360 degrees");
+    return false;
+  }
+  return true;
+}
+
+int draw(Options options) {
+  if (!usable(options.plot)) return kUsage;
+  const OpenDatabase database(options.database, "r");
+  const Dbptr view = open_view(database, options.tables, options.where);
+  if (view.table < 0) return kFailure;
+  if (options.plot.title.empty()) {
+    options.plot.title = std::filesystem::path(options.database).filename().string() +
+                         " " + options.tables;
+    options.plot.subtitle = options.where;
+  }
+  plot::Figure figure;
+  if (!make_plot(view, options.plot, figure)) return kFailure;
+  return plot::write_figure(figure, options.output) == 0 ? kOk : kFailure;
+}
+
+}  // namespace
+
+void add_plot(CLI::App &app, Action &action) {
+  const auto options = std::make_shared<Options>();
+  PlotOptions &plot = options->plot;
+  CLI::App *command = app.add_subcommand("plot", "Draws the records as points");
+  command->add_option("database", options->database, "path/name")->required();
+  command->add_option("tables", options->tables, "A table, or several: origin+netmag")
+      ->required();
+  command->add_option("-o,--output", options->output, "The picture: .svg or .png")
+      ->required();
+  command->add_option("--where", options->where,
+                      "Only records for which this expression is true");
+  command->add_option("--x", plot.x, "Expression of the horizontal place");
+  command->add_option("--y", plot.y, "Expression of the vertical place");
+  command->add_option("--hue", plot.hue, "Expression that decides the hue");
+  command->add_option("--saturation", plot.saturation,
+                      "Expression that decides how strong the colour is");
+  command->add_option("--size", plot.size, "Expression that decides the size");
+  command->add_option("--symbol", plot.symbol, "Expression of texts: one symbol each");
+  command->add_flag("--map", plot.map,
+                    "A map: x and y are degrees (default lon and lat)");
+  command->add_flag("--hollow", plot.hollow, "Outlines only");
+  command->add_option("--max-size", plot.max_size, "Size of the largest symbol")
+      ->check(CLI::Range(1, 100))
+      ->capture_default_str();
+  command->add_option("--hue-centre", plot.hue_centre, "Degrees: 0 red, 240 blue")
+      ->capture_default_str();
+  command
+      ->add_option("--hue-range", plot.hue_range,
+                   "Degrees from the smallest to the largest value")
+      ->capture_default_str();
+  command->add_option("--title", plot.title, "Text above (default: what is drawn)");
+  command->add_option("--x-label", plot.x_label);
+  command->add_option("--y-label", plot.y_label);
+  command->add_option("--hue-label", plot.hue_label);
+  command->add_option("--size-label", plot.size_label);
+  command->add_option("--width", plot.width, "Of the picture, in pixels of an SVG")
+      ->check(CLI::Range(200.0, 20000.0))
+      ->capture_default_str();
+  command->callback(
+      [options, &action] { action = [options] { return draw(*options); }; });
+}
+
+}  // namespace ksutil::tools

@@ -1,0 +1,232 @@
+#include "tools/ksdb/plot_figure.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstdlib>
+#include <map>
+#include <vector>
+
+#include "objects/db2vector.h"
+#include "platform/geo/geo.h"
+#include "platform/stock/memory.h"
+#include "tools/common/cli.h"
+#include "tools/ksdb/quantity.h"
+#include "tools/plot/point_label.h"
+#include "tools/plot/ticks.h"
+
+namespace ksutil::tools {
+namespace {
+
+constexpr std::size_t kMostSymbols = 12;  // of the key
+
+struct VectorDeleter {
+  void operator()(KSVector *vector) const { ksvector_free_vector(vector); }
+};
+using VectorPtr = std::unique_ptr<KSVector, VectorDeleter>;
+
+const char *or_null(const std::string &text) {
+  return text.empty() ? nullptr : text.c_str();
+}
+
+long count_of(Dbptr view) {
+  long count = 0;
+  return dbquery(view, dbq_record_count, &count) < 0 ? -1 : count;
+}
+
+bool compiles(Dbptr view, const char *option, const std::string &text, int type) {
+  Expression *expression = nullptr;
+  if (dbex_compile(view, text.c_str(), &expression, type) < 0) {
+    complain(std::string(option) + ": '" + text + "' is not what is meant");
+    return false;
+  }
+  dbex_free(expression);
+  return true;
+}
+
+/* The records on which every expression has a value; invalid with a message. */
+Dbptr with_values(Dbptr view, const PlotOptions &options) {
+  struct Given {
+    const char *option;
+    const std::string &text;
+    int type;
+  };
+  for (const Given &given : {Given{"--x", options.x, dbexREAL},
+                             {"--y", options.y, dbexREAL},
+                             {"--hue", options.hue, dbexREAL},
+                             {"--saturation", options.saturation, dbexREAL},
+                             {"--size", options.size, dbexREAL},
+                             {"--symbol", options.symbol, dbexTEXT}}) {
+    if (given.text.empty()) continue;
+    if (!compiles(view, given.option, given.text, given.type)) return dbinvalid();
+    view = dbsubset(view, ("!isnull(" + given.text + ")").c_str());
+    if (view.table < 0) return view;
+  }
+  return view;
+}
+
+VectorPtr make_vector(Dbptr view, const PlotOptions &options) {
+  return VectorPtr(db2vector(view, options.x.c_str(), options.y.c_str(),
+                             or_null(options.hue), or_null(options.saturation),
+                             or_null(options.size), or_null(options.symbol), nullptr,
+                             nullptr, options.hollow ? 0 : 1, options.max_size,
+                             options.hue_centre, options.hue_range));
+}
+
+/* The smallest and the largest value of an expression. */
+bool range_of(Dbptr view, const std::string &expression, double &low, double &high) {
+  const VectorPtr values(db2vector(view, expression.c_str(), "0", nullptr, nullptr,
+                                   nullptr, nullptr, nullptr, nullptr, 0, 1, 0.0, 0.0));
+  if (values == nullptr || values->npts == 0) return false;
+  const auto [smallest, largest] = std::minmax_element(
+      values->points, values->points + values->npts,
+      [](const KSVectorPoint &a, const KSVectorPoint &b) { return a.x < b.x; });
+  low = smallest->x;
+  high = largest->x;
+  return true;
+}
+
+plot::Colour colour_of(double hue, double saturation) {
+  plot::Colour colour;
+  hls2rgb(hue, 0.6, saturation, &colour.r, &colour.g, &colour.b);
+  return colour;
+}
+
+/* Keys tell the scales that db2vector uses. */
+bool add_colour_key(Dbptr view, const PlotOptions &options, bool hue,
+                    plot::Panel &panel) {
+  const std::string &expression = hue ? options.hue : options.saturation;
+  if (expression.empty()) return true;
+  plot::ColourKey key;
+  if (!range_of(view, expression, key.low, key.high)) return false;
+  const Quantity quantity = quantity_of(view, expression);
+  key.label = hue && !options.hue_label.empty() ? options.hue_label : quantity.label;
+  key.time = quantity.time;
+  key.reverse = quantity.down;
+  constexpr int kStops = 33;
+  for (int i = 0; i < kStops; i++) {
+    const double part = i / (kStops - 1.0);
+    key.map.stops.push_back(
+        hue ? colour_of(options.hue_centre + (part - 0.5) * options.hue_range, 0.9)
+            : colour_of(options.hue_centre, 0.3 + 0.7 * part));
+  }
+  panel.colour_keys.push_back(std::move(key));
+  return true;
+}
+
+plot::PointStyle key_style(const PlotOptions &options) {
+  plot::PointStyle style;
+  style.colour = plot::Colour{0.45, 0.45, 0.48, 1.0};
+  if (!options.hollow) style.fill = style.colour;
+  return style;
+}
+
+bool add_size_key(Dbptr view, const PlotOptions &options, plot::Panel &panel) {
+  if (options.size.empty()) return true;
+  double low = 0.0, high = 0.0;
+  if (!range_of(view, options.size, low, high)) return false;
+  plot::StyleKey key;
+  key.label = options.size_label.empty() ? quantity_of(view, options.size).label
+                                         : options.size_label;
+  std::vector<plot::Tick> ticks;
+  if (high > low) ticks = plot::linear_ticks(low, high, 5).ticks;
+  if (ticks.empty()) ticks = {{low, plot::short_number(low, 0.0), ""}};
+  const double range = high > low ? high - low : 1.0;
+  for (const plot::Tick &tick : ticks) {
+    plot::PointStyle style = key_style(options);
+    style.size = plot::label_size(
+        static_cast<int>(1.0 + (options.max_size - 1.0) * (tick.value - low) / range));
+    key.entries.push_back({style, plot::short_number(tick.value, high - low)});
+  }
+  panel.style_keys.push_back(std::move(key));
+  return true;
+}
+
+bool add_symbol_key(Dbptr view, const PlotOptions &options, plot::Panel &panel) {
+  if (options.symbol.empty()) return true;
+  plot::StyleKey key;
+  key.label = quantity_of(view, options.symbol).label;
+  std::map<std::string, plot::Symbol> symbols;
+  const std::vector<plot::Point> &points = panel.points.back().points;
+  for (std::size_t i = 0; i < points.size(); i++) {
+    view.record = static_cast<long>(i);
+    char *text = nullptr;
+    if (dbex_evalstr(view, options.symbol.c_str(), dbexTEXT, &text) < 0) return false;
+    const MallocPtr<char> owner(text);
+    symbols.emplace(text, points[i].style.symbol);
+  }
+  for (const auto &[name, symbol] : symbols) {
+    if (key.entries.size() == kMostSymbols) {
+      complain("the key leaves out " + std::to_string(symbols.size() - kMostSymbols) +
+               " symbols");
+      break;
+    }
+    plot::PointStyle style = key_style(options);
+    style.symbol = symbol;
+    style.size = 9.0;
+    key.entries.push_back({style, name});
+  }
+  panel.style_keys.push_back(std::move(key));
+  return true;
+}
+
+plot::Axis axis_of(Dbptr view, const std::string &expression,
+                   const std::string &label) {
+  const Quantity quantity = quantity_of(view, expression);
+  plot::Axis axis;
+  axis.label = label.empty() ? quantity.label : label;
+  if (quantity.time) axis.scale = plot::Scale::kTime;
+  axis.reverse = quantity.down;
+  return axis;
+}
+
+}  // namespace
+
+bool make_plot(Dbptr view, const PlotOptions &options, plot::Figure &figure) {
+  const long all = count_of(view);
+  if (all < 0) return false;
+  view = with_values(view, options);
+  const long count = count_of(view);
+  if (count < 0) return false;
+  if (count == 0) {
+    complain(all == 0 ? "no rows" : "no row has all values");
+    return false;
+  }
+  /* A name's first row has a symbol of its own; once it is known, all have the same. */
+  if (!options.symbol.empty() && make_vector(view, options) == nullptr) return false;
+  const VectorPtr vector = make_vector(view, options);
+  if (vector == nullptr || vector->npts != count) return false;
+
+  figure.title = options.title;
+  figure.subtitle = options.subtitle;
+  if (count < all) {
+    figure.subtitle += (figure.subtitle.empty() ? "" : "; ") +
+                       std::to_string(all - count) + " of " + std::to_string(all) +
+                       " rows lack a value";
+  }
+  figure.width = options.width;
+  plot::Panel &panel = figure.panels.emplace_back();
+  panel.x = axis_of(view, options.x, options.x_label);
+  panel.y = axis_of(view, options.y, options.y_label);
+  panel.map = options.map;
+  if (options.map) {
+    panel.x.label = options.x_label;
+    panel.y.label = options.y_label;
+  }
+  plot::PointStyle plain;
+  plain.colour = plot::series_colour(0);
+  if (!options.hollow) plain.fill = plain.colour;
+  panel.points.push_back(plot::vector_points(*vector, 0, plain));
+  std::vector<plot::Point> &points = panel.points.back().points;
+  if (!add_colour_key(view, options, true, panel) ||
+      !add_colour_key(view, options, false, panel) ||
+      !add_size_key(view, options, panel) || !add_symbol_key(view, options, panel)) {
+    return false;
+  }
+  /* Small ones on top, or they would not be seen. */
+  std::stable_sort(points.begin(), points.end(), [](const auto &a, const auto &b) {
+    return a.style.size > b.style.size;
+  });
+  return true;
+}
+
+}  // namespace ksutil::tools

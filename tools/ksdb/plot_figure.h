@@ -1,0 +1,29 @@
+/* The rows of a view as a figure of points. */
+#ifndef KSUTIL_TOOLS_KSDB_PLOT_FIGURE_H
+#define KSUTIL_TOOLS_KSDB_PLOT_FIGURE_H
+
+#include <string>
+
+#include "platform/db/db.h"
+#include "tools/plot/figure.h"
+
+namespace ksutil::tools {
+
+/* Expressions may be empty but for x and y. */
+struct PlotOptions {
+  std::string x, y, hue, saturation, size, symbol;
+  std::string title, subtitle, x_label, y_label, hue_label, size_label;
+  int max_size = 10;
+  /* From amber (the smallest value) over red and violet to blue: hues that also differ in
+   * brightness, for readers who see few of them. */
+  double hue_centre = -45.0, hue_range = -190.0;
+  double width = 900.0;
+  bool map = false, hollow = false;
+};
+
+/* One panel with a point for each row on which all expressions have a value, and keys for
+ * hue, saturation, size and symbol.  False with a message. */
+bool make_plot(Dbptr view, const PlotOptions &options, plot::Figure &figure);
+
+}  // namespace ksutil::tools
+#endif
