@@ -10,6 +10,7 @@ void add_info(CLI::App &app, Action &action);
 void add_read(CLI::App &app, Action &action);
 void add_eval(CLI::App &app, Action &action);
 void add_stats(CLI::App &app, Action &action);
+void add_plot(CLI::App &app, Action &action);
 
 }  // namespace ksutil::tools
 #endif

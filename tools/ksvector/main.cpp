@@ -1,5 +1,5 @@
-/* ksvector: reads curves from instrument responses and text tables, interpolates and
- * combines them. */
+/* ksvector: reads curves from instrument responses and text tables, interpolates,
+ * combines and draws them. */
 #include "tools/ksvector/commands.h"
 
 int main(int argc, char **argv) {
@@ -12,6 +12,7 @@ int main(int argc, char **argv) {
       "  ksvector eval station.fap --at 0.5 1 2\n"
       "  ksvector eval table.txt --from 0 --to 10 --count 101 --csv\n"
       "  ksvector stats --type median day1.txt day2.txt day3.txt\n"
+      "  ksvector plot station.fap other.fap -o responses.svg\n"
       "Columns count from 0.  Exit codes: 0 success, 1 failure, 2 wrong usage.");
   add_version(app);
   app.require_subcommand(1);
@@ -20,5 +21,6 @@ int main(int argc, char **argv) {
   add_read(app, action);
   add_eval(app, action);
   add_stats(app, action);
+  add_plot(app, action);
   return run(app, action, argc, argv);
 }

@@ -12,7 +12,7 @@ class Extent {
   explicit Extent(const Axis &axis) : log_(axis.scale == Scale::kLog) {}
 
   void add(double value) {
-    if (is_gap(value) || (log_ && value <= 0.0)) return;
+    if (is_missing(value) || (log_ && value <= 0.0)) return;
     low_ = std::min(low_, value);
     high_ = std::max(high_, value);
   }
@@ -46,7 +46,7 @@ Range with_margin(const Axis &axis, Range range, double margin) {
 }
 
 bool given(const Axis &axis, double end) {
-  return !is_gap(end) && (axis.scale != Scale::kLog || end > 0.0);
+  return !is_missing(end) && (axis.scale != Scale::kLog || end > 0.0);
 }
 
 Range axis_range(const Axis &axis, const Extent &extent, double margin) {
@@ -104,7 +104,9 @@ Range x_range(const Panel &panel) {
 Range y_range(const Panel &panel) {
   Extent extent(panel.y);
   for (const Line &line : panel.lines) {
-    for (const double y : line.y) extent.add(y);
+    for (const double y : line.y) {
+      if (!line.x.empty() || !is_gap(y)) extent.add(y);
+    }
   }
   for (const Points &points : panel.points) {
     for (const Point &point : points.points) extent.add(point.y);
@@ -135,7 +137,7 @@ std::vector<double> cell_edges(const std::vector<double> &coordinates, std::size
 bool usable(const Mesh &mesh) {
   const auto fits = [](const std::vector<double> &coordinates, std::size_t n) {
     return n > 0 && (coordinates.size() == n || coordinates.size() == n + 1) &&
-           std::none_of(coordinates.begin(), coordinates.end(), is_gap) &&
+           std::none_of(coordinates.begin(), coordinates.end(), is_missing) &&
            std::is_sorted(coordinates.begin(), coordinates.end());
   };
   return fits(mesh.x, mesh.nx) && fits(mesh.y, mesh.ny) &&

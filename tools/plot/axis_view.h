@@ -8,11 +8,11 @@
 
 namespace ksutil::plot {
 
-/* Whether a value interrupts a line: not finite, or as large as the gap value of
- * waveforms. */
-inline bool is_gap(double value) {
-  return !std::isfinite(value) || std::abs(value) >= 1e30;
-}
+/* Not a number, or beyond what can be drawn. */
+inline bool is_missing(double value) { return !(std::abs(value) < 1e300); }
+
+/* Whether a sample or a value of a mesh is missing or marks a gap; see tr_isgap. */
+inline bool is_gap(double value) { return is_missing(value) || value > 1e30; }
 
 struct Range {
   double low = 0.0, high = 1.0;

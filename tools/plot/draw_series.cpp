@@ -8,7 +8,7 @@ namespace ksutil::plot {
 void draw_points(Canvas &canvas, const PanelLayout &layout) {
   for (std::size_t i = 0; i < layout.panel.points.size(); i++) {
     for (const Point &point : layout.panel.points[i].points) {
-      if (is_gap(point.x) || is_gap(point.y) || !layout.x.inside(point.x) ||
+      if (is_missing(point.x) || is_missing(point.y) || !layout.x.inside(point.x) ||
           !layout.y.inside(point.y)) {
         continue;
       }

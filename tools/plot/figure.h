@@ -45,10 +45,10 @@ struct Axis {
   TickForm form = TickForm::kNumber;
 };
 
-/* A line through points in their order.  A y or x that is not finite, or is the gap value
- * of waveforms (1e30 or more in size), interrupts it; a single point between gaps is drawn
- * as a dot.  Any number of points: where many share a column of pixels, only their extremes
- * are drawn. */
+/* A line through points in their order, or through samples (no x).  What is not a number
+ * interrupts it, and so do samples that mark a gap (those of tr_isgap); a single point
+ * between gaps is drawn as a dot.  Any number of points: where many share a column of
+ * pixels, only their extremes are drawn. */
 struct Line {
   std::vector<double> x;  // [y.size()], or empty: x = start + i * step
   std::vector<double> y;
@@ -84,7 +84,7 @@ struct PointStyle {
 };
 
 struct Point {
-  double x = 0.0, y = 0.0;  // not drawn when one is a gap
+  double x = 0.0, y = 0.0;  // not drawn when one is no number
   PointStyle style;
 };
 
@@ -100,7 +100,7 @@ struct Points {
  * coordinate more than there are values, from one coordinate to the next. */
 struct Mesh {
   std::vector<double> x, y;    // [nx] or [nx + 1], [ny] or [ny + 1]
-  std::vector<double> values;  // [ny * nx], x fastest; gaps as in Line are left blank
+  std::vector<double> values;  // [ny * nx], x fastest; gaps as of samples are blank
   std::size_t nx = 0, ny = 0;
   std::string label;                   // of the colour bar, with the unit
   double low = kUnset, high = kUnset;  // of the colours; from the values by default

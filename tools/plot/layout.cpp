@@ -208,8 +208,8 @@ Range colour_range(const Mesh &mesh) {
     high = std::max(std::abs(low), std::abs(high));
     low = -high;
   }
-  if (!is_gap(mesh.low)) low = mesh.low;
-  if (!is_gap(mesh.high)) high = mesh.high;
+  if (!is_missing(mesh.low)) low = mesh.low;
+  if (!is_missing(mesh.high)) high = mesh.high;
   return high > low ? Range{low, high} : Range{low, low + 1.0};
 }
 
@@ -221,7 +221,7 @@ Layout lay_out(const Figure &figure) {
   for (const Panel &panel : figure.panels) {
     PanelLayout &part = layout.panels.emplace_back();
     part.panel = panel;
-    if (is_gap(part.panel.height))
+    if (is_missing(part.panel.height))
       part.panel.height = default_height(figure.panels.size());
     if (panel.map) arrange_map(part.panel, figure.width - 160.0);
     shorten_keys(part.panel, kKeyShare * figure.width);

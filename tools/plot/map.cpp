@@ -13,7 +13,7 @@ double widest_gap(const Panel &panel) {
   std::vector<double> longitudes;
   for (const Points &points : panel.points) {
     for (const Point &point : points.points) {
-      if (is_gap(point.x) || is_gap(point.y)) continue;
+      if (is_missing(point.x) || is_missing(point.y)) continue;
       longitudes.push_back(point.x - 360.0 * std::floor(point.x / 360.0));
     }
   }
@@ -37,7 +37,7 @@ void widen(Range &range, double span) {
 }  // namespace
 
 void arrange_map(Panel &panel, double width) {
-  if (is_gap(panel.x.low) && is_gap(panel.x.high)) {
+  if (is_missing(panel.x.low) && is_missing(panel.x.high)) {
     const double cut = widest_gap(panel);
     for (Points &points : panel.points) {
       for (Point &point : points.points) {

@@ -75,8 +75,8 @@ std::vector<std::vector<Position>> strokes(const Line &line, const AxisView &x,
     const double value_x =
         line.x.empty() ? line.start + static_cast<double>(i) * line.step : line.x[i];
     const Position at{x.at(value_x), y.at(line.y[i])};
-    if (is_gap(value_x) || is_gap(line.y[i]) || !std::isfinite(at.x) ||
-        !std::isfinite(at.y)) {
+    const bool gap = line.x.empty() ? is_gap(line.y[i]) : is_missing(line.y[i]);
+    if (gap || is_missing(value_x) || !std::isfinite(at.x) || !std::isfinite(at.y)) {
       thinner.end_stroke();
       continue;
     }

@@ -54,7 +54,7 @@ bool drawable(const Figure &figure) {
     return false;
   }
   for (const Panel &panel : figure.panels) {
-    const bool own = !is_gap(panel.height);
+    const bool own = !is_missing(panel.height);
     if (own && !(panel.height >= 20.0 && panel.height <= kLargest)) {
       elog_log(0, "write_figure: heights of panels must be from 20 to %.0f.\n",
                kLargest);

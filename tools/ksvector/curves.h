@@ -1,0 +1,46 @@
+/* Figures of vectors. */
+#ifndef KSUTIL_TOOLS_KSVECTOR_CURVES_H
+#define KSUTIL_TOOLS_KSVECTOR_CURVES_H
+
+#include <string>
+#include <vector>
+
+#include "objects/ksvector.h"
+#include "tools/plot/figure.h"
+
+namespace ksutil::tools {
+
+/* A vector and what the picture calls it. */
+struct Curve {
+  const KSVector *vector;
+  std::string name;
+};
+
+enum class CurveStyle {
+  kAuto,  // lines, but points where labels tell how they look
+  kLines,
+  kPoints,
+  kBoth
+};
+
+struct CurveOptions {
+  CurveStyle style = CurveStyle::kAuto;
+  bool log_x = false, log_y = false;
+  bool time = false;  // x of point vectors is epoch seconds
+  std::string x_label, y_label;
+};
+
+/* Adds panels of amplitude and phase over frequency, for vectors of responses. */
+void add_response_panels(const std::vector<Curve> &curves, const CurveOptions &options,
+                         plot::Figure &figure);
+
+/* Adds one panel with all y values of point vectors. */
+void add_point_panel(const std::vector<Curve> &curves, const CurveOptions &options,
+                     plot::Figure &figure);
+
+/* Adds a panel for each time series. */
+void add_series_panels(const std::vector<Curve> &curves, const CurveOptions &options,
+                       plot::Figure &figure);
+
+}  // namespace ksutil::tools
+#endif

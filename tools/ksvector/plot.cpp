@@ -1,0 +1,142 @@
+#include <array>
+#include <filesystem>
+#include <map>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "platform/db/db.h"
+#include "platform/stock/files.h"
+#include "platform/trace/trace.h"
+#include "tools/ksvector/commands.h"
+#include "tools/ksvector/curves.h"
+#include "tools/ksvector/source.h"
+
+namespace ksutil::tools {
+namespace {
+
+struct Options {
+  std::vector<std::string> files;
+  std::string output, title;
+  double width = 900.0;
+  SourceOptions source;
+  CurveOptions curves;
+};
+
+/* The traces of a blob file as vectors; all are freed at the end of the scope. */
+class Traces {
+ public:
+  Traces() = default;
+  ~Traces() {
+    for (const std::string &tag : tags_) ksvector_free(tag.c_str());
+    if (trace_.database >= 0) trdestroy(&trace_);
+  }
+  Traces(const Traces &) = delete;
+  Traces &operator=(const Traces &) = delete;
+
+  /* Adds a curve for each trace; what came before an error is freed all the same. */
+  bool read(const std::string &file, std::vector<Curve> &curves) {
+    const bool good = ksvector_read_from_trblob(file.c_str(), &trace_, nullptr) == 0;
+    Dbptr row = dblookup(trace_, nullptr, "trace", nullptr, nullptr);
+    long count = 0;
+    if (row.table < 0 || dbquery(row, dbq_record_count, &count) < 0) return false;
+    for (row.record = 0; row.record < count; row.record++) {
+      std::array<char, 256> net{}, sta{}, chan{}, tag{};
+      if (dbgetv(row, "net", net.data(), "sta", sta.data(), "chan", chan.data(),
+                 "comment", tag.data(), static_cast<char *>(nullptr)) < 0) {
+        return false;
+      }
+      tags_.emplace_back(tag.data());
+      const std::string name = std::string(sta.data()) + " " + chan.data();
+      curves.push_back({ksvector_get_vector(tag.data()), name});
+    }
+    return good;
+  }
+
+ private:
+  Dbptr trace_ = dbinvalid();
+  std::vector<std::string> tags_;
+};
+
+/* Blobs begin with the length of a row, four bytes of which the first is 0; texts do not. */
+bool is_blob(const std::string &file) {
+  const FileHandle opened = open_file(file, 0);
+  char first = 1;
+  return opened && read_all(opened.get(), &first, 1) == 1 && first == '\0';
+}
+
+/* The last part of a path, or all of it when several files have that name. */
+std::string name_of(const std::string &file, const std::vector<std::string> &files) {
+  const auto last = [](const std::string &path) {
+    return std::filesystem::path(path).filename();
+  };
+  int same = 0;
+  for (const std::string &other : files) same += last(other) == last(file) ? 1 : 0;
+  return same > 1 ? file : last(file).string();
+}
+
+int draw(const Options &options) {
+  std::vector<std::unique_ptr<Vector>> vectors;
+  std::vector<std::unique_ptr<Traces>> blobs;
+  std::vector<Curve> responses, tables, series;
+  for (const std::string &file : options.files) {
+    if (options.source.kind == FileKind::kAny && is_blob(file)) {
+      blobs.push_back(std::make_unique<Traces>());
+      if (!blobs.back()->read(file, series)) return kFailure;
+      continue;
+    }
+    vectors.push_back(std::make_unique<Vector>());
+    Vector &vector = *vectors.back();
+    if (!vector.read(file, options.source)) return kFailure;
+    (vector.is_response() ? responses : tables)
+        .push_back({ksvector_get_vector(vector.tag()), name_of(file, options.files)});
+  }
+  if (!responses.empty() + !tables.empty() + !series.empty() > 1) {
+    complain("responses, tables and traces need pictures of their own");
+    return kUsage;
+  }
+  plot::Figure figure;
+  figure.title = options.title;
+  figure.width = options.width;
+  if (figure.title.empty() && options.files.size() == 1) {
+    figure.title = name_of(options.files.front(), options.files);
+  }
+  if (!responses.empty()) add_response_panels(responses, options.curves, figure);
+  if (!tables.empty()) add_point_panel(tables, options.curves, figure);
+  if (!series.empty()) add_series_panels(series, options.curves, figure);
+  return plot::write_figure(figure, options.output) == 0 ? kOk : kFailure;
+}
+
+}  // namespace
+
+void add_plot(CLI::App &app, Action &action) {
+  static const std::map<std::string, CurveStyle> styles{{"auto", CurveStyle::kAuto},
+                                                        {"lines", CurveStyle::kLines},
+                                                        {"points", CurveStyle::kPoints},
+                                                        {"both", CurveStyle::kBoth}};
+  auto options = std::make_shared<Options>();
+  CurveOptions &curves = options->curves;
+  CLI::App *command = app.add_subcommand(
+      "plot",
+      "Draws files: responses, tables, or blobs of traces, which it recognizes");
+  command->add_option("files", options->files)->required();
+  command->add_option("-o,--output", options->output, "The picture: .svg or .png")
+      ->required();
+  add_source_options(*command, options->source);
+  command
+      ->add_option("--style", curves.style,
+                   "lines, points, both, or auto: points where labels tell their looks")
+      ->transform(CLI::CheckedTransformer(styles));
+  command->add_flag("--log-x", curves.log_x, "Logarithmic x axis of tables");
+  command->add_flag("--log-y", curves.log_y, "Logarithmic y axis of tables and traces");
+  command->add_flag("--time", curves.time, "x of tables is epoch seconds");
+  command->add_option("--title", options->title, "Text above");
+  command->add_option("--x-label", curves.x_label);
+  command->add_option("--y-label", curves.y_label);
+  command->add_option("--width", options->width, "Of the picture, in pixels of an SVG")
+      ->check(CLI::Range(200.0, 20000.0));
+  command->callback(
+      [options, &action] { action = [options] { return draw(*options); }; });
+}
+
+}  // namespace ksutil::tools
