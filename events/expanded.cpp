@@ -34,14 +34,14 @@ int read_expanded(ServerState &state, int64_t evid, EVEvent &event) {
   constexpr const char *kName = "EVServer::getExpandedEvent";
   const std::lock_guard lock(state.database_lock);
   if (!database_open(state, kName)) return -1;
-  TreeReader reader(state);
-  if (!reader.bind_list() || !reader.bind_expansion()) {
+  TreeReader reader(reading_source(state));
+  if (!reader.bind_list() || !reader.bind_expansion(state.detections_on != 0)) {
     ks_register_error(0, "%s: cannot read the tables.\n", kName);
     return -1;
   }
   MessagesOfFailure messages;
   int result = reader.read_event_of(evid, window_of(state, reader).first, event);
-  if (result == kNoEvent) {
+  if (result == kNoRow) {
     messages.note(kFailed);
     ks_register_error(0, "%s: no event %ld.\n", kName, static_cast<long>(evid));
     return -1;

@@ -3,7 +3,6 @@
 #include <algorithm>
 
 #include "events/internal/server_state.h"
-#include "events/internal/tree_reader.h"
 #include "platform/db/columns.h"
 
 namespace ksutil::events {
@@ -177,6 +176,11 @@ void ListFollower::finish(const ListSnapshots &snapshots, RowWindow window, long
 ListFollower &follower_of(ServerState &state) {
   if (state.follower == nullptr) state.follower = std::make_unique<ListFollower>();
   return *state.follower;
+}
+
+ReadingSource reading_source(ServerState &state) {
+  ListFollower &follower = follower_of(state);
+  return {"EVServer", state.vars, follower.sites, follower.detection_times};
 }
 
 }  // namespace ksutil::events

@@ -94,7 +94,7 @@ int Refresh::read(const std::shared_ptr<const Table<EVEvent>> &current) {
   if (!check_tables()) return -1;
   if (!list_tables_ && !expansion_tables_) return 0;
 
-  TreeReader reader(state_);
+  TreeReader reader(reading_source(state_));
   if (!reader.bind_list()) {
     ks_register_error(0, "EVServer::refreshEvents: cannot read the tables.\n");
     return -1;
@@ -152,13 +152,13 @@ std::vector<int64_t> Refresh::evids_to_expand() {
 
 bool Refresh::read_expanded(TreeReader &reader, ShortSteps &steps,
                             const std::vector<int64_t> &evids) {
-  if (!reader.bind_expansion()) return false;
+  if (!reader.bind_expansion(state_.detections_on != 0)) return false;
   const long first = window_of(state_, reader).first;
   MessagesOfFailure messages;
   for (const int64_t evid : evids) {
     Expanded expanded{evid, EVEvent()};
     const int result = reader.read_event_of(evid, first, *expanded.event);
-    if (result == kNoEvent) {
+    if (result == kNoRow) {
       expanded.event.reset();
     } else {
       /* What cannot be read stays in the cache as it was. */

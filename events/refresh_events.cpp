@@ -55,8 +55,8 @@ template <class Bind, class Read>
 int read_rows(ServerState &state, const char *name, Bind bind, Read read) {
   const std::lock_guard lock(state.database_lock);
   if (!database_open(state, name)) return -1;
-  TreeReader reader(state);
-  if (!bind(reader)) {
+  TreeReader reader(reading_source(state));
+  if (!bind(state, reader)) {
     ks_register_error(0, "%s: cannot read the tables.\n", name);
     return -1;
   }
@@ -66,11 +66,11 @@ int read_rows(ServerState &state, const char *name, Bind bind, Read read) {
   return result;
 }
 
-bool bind_list(TreeReader &reader) { return reader.bind_list(); }
-bool bind_all(TreeReader &reader) {
-  return reader.bind_list() && reader.bind_expansion();
+bool bind_list(const ServerState &, TreeReader &reader) { return reader.bind_list(); }
+bool bind_all(const ServerState &state, TreeReader &reader) {
+  return reader.bind_list() && reader.bind_expansion(state.detections_on != 0);
 }
-bool bind_detections(TreeReader &reader) {
+bool bind_detections(const ServerState &, TreeReader &reader) {
   return reader.bind_list() && reader.bind_detections();
 }
 

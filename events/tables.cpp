@@ -4,6 +4,7 @@
 #include "core/register.h"
 #include "events/internal/binding.h"
 #include "events/internal/list_follower.h"
+#include "events/internal/table_change.h"
 #include "platform/db/access.h"
 #include "platform/elog/elog.h"
 #include "platform/stock/fspath.h"
@@ -11,8 +12,6 @@
 
 namespace ksutil::events {
 namespace {
-
-constexpr double kNullFileTime = -9999999999.999;
 
 bool query_text(Dbptr table, int code, std::string &text) {
   const char *found = nullptr;
@@ -82,22 +81,11 @@ bool open_table(Dbptr db, const std::string &name, int remote_mount_mode,
 }
 
 int check_table(EVTable &table, int update) {
-  /* One look gives both, so that the time is never older than the count. */
-  db::Stamp stamp;
-  if (!db::table_stamp(table.db, stamp)) return -1;
-  double filetime = 0.0;
-  if (stamp.count > 0 && stamp.time != kNullFileTime) filetime = stamp.time;
-  int code = 0;
-  if (stamp.count < table.count) {
-    code = 3;
-  } else if (stamp.count > table.count) {
-    code = 2;
-  } else if (filetime > table.filetime) {
-    code = 1;
-  }
-  if (update != 0) {
-    table.count = stamp.count;
-    table.filetime = filetime;
+  TableMemory seen{table.count, table.filetime};
+  const int code = table_change(table.db, seen);
+  if (code >= 0 && update != 0) {
+    table.count = seen.count;
+    table.filetime = seen.filetime;
   }
   return code;
 }
@@ -124,18 +112,6 @@ void forget_tables(ServerState &state) {
   state.last_event_count = -1;
   state.last_detection_count = -1;
   if (state.follower != nullptr) state.follower->forget();
-}
-
-void free_match_hooks(EVVars &vars) {
-  for (EVMatch *match :
-       {&vars.event_evid, &vars.origin_evid, &vars.origin_orid, &vars.origerr_orid,
-        &vars.netmag_orid, &vars.mt_orid, &vars.assoc_orid, &vars.assoc_arid,
-        &vars.arrival_arid, &vars.stamag_magid, &vars.detection_origin,
-        &vars.detection_window, &vars.detection_stachan, &vars.arrival_stachan,
-        &vars.arrival_sta, &vars.wfmeas_stachan, &vars.wfdisc_stachan, &vars.site_sta,
-        &vars.calibration_stachan}) {
-    free_hook(&match->hook);
-  }
 }
 
 }  // namespace ksutil::events

@@ -11,12 +11,9 @@
 
 namespace ksutil::events {
 
-TreeReader::TreeReader(ServerState &state)
-    : state_(state), memory_(follower_of(state)) {}
-
 template <class Columns>
 bool TreeReader::take(const char *name, ReadTable<Columns> &table) {
-  table.rows = db::table_snapshot(state_.vars.tables.find(name)->db);
+  table.rows = db::table_snapshot(source_.vars.tables.find(name)->db);
   if (table.rows == nullptr) return false;
   table.columns = Columns(table.rows->layout());
   return true;
@@ -30,34 +27,34 @@ bool TreeReader::index(const std::shared_ptr<const db::Snapshot> &rows, EVMatch 
 
 bool TreeReader::bind_list() {
   now_ = std_now();
-  rules_ = std::make_unique<RuleBook>(state_.vars.rules);
+  rules_ = std::make_unique<RuleBook>(source_.vars.rules);
   return take("event", event_) && take("origin", origin_) &&
          take("origerr", origerr_) && take("netmag", netmag_) && take("mt", mt_) &&
          index_list();
 }
 
-bool TreeReader::bind_expansion() {
+bool TreeReader::bind_expansion(bool detections) {
   if (!take("stamag", stamag_) || !take("assoc", assoc_) ||
       !take("arrival", arrival_) || !index_expansion()) {
     return false;
   }
-  if (state_.detections_on != 0) return bind_detections();
-  return take("site", site_) && follow_sites();
+  return detections ? bind_detections() : bind_sites();
 }
 
 bool TreeReader::bind_detections() {
-  return take("site", site_) && take("detection", detection_) && follow_sites() &&
-         follow_detections();
+  return bind_sites() && take("detection", detection_) && follow_detections();
 }
 
-bool TreeReader::follow_sites() { return memory_.sites.follow(site_.rows); }
+bool TreeReader::bind_sites() { return take("site", site_) && follow_sites(); }
+
+bool TreeReader::follow_sites() { return source_.sites.follow(site_.rows); }
 
 bool TreeReader::follow_detections() {
-  return memory_.detection_times.follow(detection_.rows);
+  return source_.detection_times.follow(detection_.rows);
 }
 
 bool TreeReader::index_list() {
-  EVVars &vars = state_.vars;
+  EVVars &vars = source_.vars;
   return index(event_.rows, vars.event_evid, events_by_evid_) &&
          index(origin_.rows, vars.origin_evid, origins_by_evid_) &&
          index(origin_.rows, vars.origin_orid, origins_by_orid_) &&
@@ -67,7 +64,7 @@ bool TreeReader::index_list() {
 }
 
 bool TreeReader::index_expansion() {
-  EVVars &vars = state_.vars;
+  EVVars &vars = source_.vars;
   return index(assoc_.rows, vars.assoc_orid, assocs_) &&
          index(arrival_.rows, vars.arrival_arid, arrivals_) &&
          index(stamag_.rows, vars.stamag_magid, stamags_);
@@ -98,7 +95,7 @@ db::KeyIndex::Rows TreeReader::origins_with(int64_t orid) const {
 }
 
 int TreeReader::read_event_of(int64_t evid, long first, EVEvent &event) {
-  int result = kNoEvent;
+  int result = kNoRow;
   for (const bool listed : {true, false}) {
     for (const long row : events_by_evid_->find(evid)) {
       if ((row >= first) != listed) continue;
@@ -147,7 +144,7 @@ int TreeReader::read_event(long recno, EVEvent &event, long *order) {
     EVOrigin &origin = *event.origins.ptr(i);
     const int result = read_origin(origin_recno, origin);
     if (result < 0) {
-      ks_register_error(0, "EVServer::refreshEvent: refreshOrigin() error.\n");
+      ks_register_error(0, "%s::refreshEvent: refreshOrigin() error.\n", source_.owner);
     }
     if (result != 0) return result;
     if (origin.orid == event.prefor) {
@@ -197,6 +194,16 @@ int TreeReader::read_origin(long recno, EVOrigin &origin) {
   if (result != 0) return result;
   set_preferred_magnitude(*rules_, origin);
   return read_moments(origin);
+}
+
+int TreeReader::read_origin_of(int64_t orid, EVOrigin &origin) {
+  int result = kNoRow;
+  for (const long row : origins_by_orid_->find(orid)) {
+    origin = EVOrigin();
+    result = read_origin(row, origin);
+    if (result <= 0) break;
+  }
+  return result;
 }
 
 int TreeReader::read_netmags(EVOrigin &origin) {

@@ -5,6 +5,7 @@
 #include <new>
 #include <utility>
 
+#include "events/internal/match_hooks.h"
 #include "platform/stock/memory.h"
 
 namespace {
@@ -101,5 +102,17 @@ EVVars::EVVars()
     EVTable table;
     table.name = name;
     tables.set(name, std::move(table));
+  }
+}
+
+void ksutil::events::free_match_hooks(EVVars &vars) {
+  for (EVMatch *match :
+       {&vars.event_evid, &vars.origin_evid, &vars.origin_orid, &vars.origerr_orid,
+        &vars.netmag_orid, &vars.mt_orid, &vars.assoc_orid, &vars.assoc_arid,
+        &vars.arrival_arid, &vars.stamag_magid, &vars.detection_origin,
+        &vars.detection_window, &vars.detection_stachan, &vars.arrival_stachan,
+        &vars.arrival_sta, &vars.wfmeas_stachan, &vars.wfdisc_stachan, &vars.site_sta,
+        &vars.calibration_stachan}) {
+    free_hook(&match->hook);
   }
 }

@@ -5,6 +5,7 @@
 
 #include <string>
 
+#include "events/internal/match_hooks.h"
 #include "events/internal/server_state.h"
 #include "events/vars.h"
 
@@ -26,8 +27,6 @@ EVTable *watched_table(ServerState &state, const std::string &name,
 
 /* Makes the next refresh read everything anew. */
 void forget_tables(ServerState &state);
-
-void free_match_hooks(EVVars &vars);
 
 }  // namespace ksutil::events
 #endif

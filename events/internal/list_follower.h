@@ -11,18 +11,13 @@
 #include "core/Table.h"
 #include "events/internal/site_index.h"
 #include "events/internal/time_index.h"
+#include "events/internal/tree_reader.h"
 #include "events/records.h"
 #include "platform/db/snapshot.h"
 
 namespace ksutil::events {
 
-class TreeReader;
 struct ServerState;
-
-/* The snapshots of the tables that make up the event list. */
-struct ListSnapshots {
-  std::shared_ptr<const db::Snapshot> event, origin, origerr, netmag, mt;
-};
 
 /* The part of the event table that the list shows. */
 struct RowWindow {
@@ -106,6 +101,9 @@ class ListFollower {
 
 /* The server's follower, made when it is first asked for. */
 ListFollower &follower_of(ServerState &state);
+
+/* The server's database, for a TreeReader. */
+ReadingSource reading_source(ServerState &state);
 
 }  // namespace ksutil::events
 #endif

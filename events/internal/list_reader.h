@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "core/Table.h"
+#include "events/internal/fair_lock.h"
 #include "events/internal/list_follower.h"
 #include "events/internal/tree_reader.h"
 #include "events/records.h"

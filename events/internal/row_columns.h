@@ -1,4 +1,4 @@
-/* The fields that the server reads from each table, bound to a layout. */
+/* The fields that are read from each table, bound to a layout. */
 #ifndef KSUTIL_EVENTS_INTERNAL_ROW_COLUMNS_H
 #define KSUTIL_EVENTS_INTERNAL_ROW_COLUMNS_H
 
@@ -64,20 +64,27 @@ struct NetmagColumns {
 struct StamagColumns {
   StamagColumns() = default;
   explicit StamagColumns(const db::Relation &layout)
-      : magtype(layout, "magtype"),
+      : sta(layout, "sta"),
+        magtype(layout, "magtype"),
         magnitude(layout, "magnitude"),
         lddate(layout, "lddate") {}
-  db::TextColumn magtype;
+  db::TextColumn sta, magtype;
   db::RealColumn magnitude, lddate;
 };
 
 struct AssocColumns {
   AssocColumns() = default;
   explicit AssocColumns(const db::Relation &layout)
-      : arid(layout, "arid"), timedef(layout, "timedef"), lddate(layout, "lddate") {}
-  db::IntegerColumn arid;
-  db::TextColumn timedef;
-  db::RealColumn lddate;
+      : arid(layout, "arid"),
+        orid(layout, "orid"),
+        sta(layout, "sta"),
+        phase(layout, "phase"),
+        timedef(layout, "timedef"),
+        timeres(layout, "timeres"),
+        lddate(layout, "lddate") {}
+  db::IntegerColumn arid, orid;
+  db::TextColumn sta, phase, timedef;
+  db::RealColumn timeres, lddate;
 };
 
 struct ArrivalColumns {
@@ -95,20 +102,22 @@ struct SiteColumns {
         offdate(layout, "offdate"),
         sta(layout, "sta"),
         lat(layout, "lat"),
-        lon(layout, "lon") {}
+        lon(layout, "lon"),
+        elev(layout, "elev") {}
   db::IntegerColumn ondate, offdate;
   db::TextColumn sta;
-  db::RealColumn lat, lon;
+  db::RealColumn lat, lon, elev;
 };
 
 struct DetectionColumns {
   DetectionColumns() = default;
   explicit DetectionColumns(const db::Relation &layout)
       : sta(layout, "sta"),
+        chan(layout, "chan"),
         state(layout, "state"),
         time(layout, "time"),
         lddate(layout, "lddate") {}
-  db::TextColumn sta, state;
+  db::TextColumn sta, chan, state;
   db::RealColumn time, lddate;
 };
 
