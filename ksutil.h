@@ -11,6 +11,7 @@
 #include "events/command.h"
 #include "events/evclient.h"
 #include "events/evserver.h"
+#include "events/kseventview.h"
 #include "events/query.h"
 #include "events/records.h"
 #include "events/tabs.h"

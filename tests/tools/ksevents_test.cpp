@@ -57,6 +57,34 @@ TEST(Ksevents, ShowPrintsTheTreeAndRefusesUnknownIds) {
   EXPECT_THAT(unknown.errors, HasSubstr("no event with evid 1"));
 }
 
+TEST(Ksevents, ViewShowsAnEventFromItsStations) {
+  const ProgramRun run =
+      run_program(kKsevents + " view --json 48836019 " + kData + "/ueb/ueb_test");
+  ASSERT_EQ(run.code, 0) << run.errors;
+  const auto event = nlohmann::json::parse(run.output);
+  EXPECT_EQ(event["evid"], 48836019);
+  ASSERT_EQ(event["origins"].size(), 1U);
+  const auto &origin = event["origins"][0];
+  EXPECT_EQ(origin["preferred"], 1);
+  EXPECT_TRUE(origin["magnitude"].is_null());
+  ASSERT_EQ(origin["associations"].size(), 2U);
+  const auto &association = origin["associations"][0];
+  EXPECT_EQ(association["sta"], "TXAR");
+  EXPECT_EQ(association["phase"], "Pg");
+  /* The distance and azimuth that the locator wrote. */
+  EXPECT_NEAR(association["distance"].get<double>(), 2.457, 0.02);
+  EXPECT_NEAR(association["azimuth"].get<double>(), 299.9, 0.5);
+  EXPECT_EQ(origin["detections"].size(), 0U);
+
+  const ProgramRun text = run_program(kKsevents + " view 1 " + kData + "/aug2015");
+  EXPECT_EQ(text.code, 0) << text.errors;
+  EXPECT_THAT(text.output, HasSubstr("Event 1: 1 origin, "));
+  EXPECT_THAT(text.output, HasSubstr("orid  preferred  time"));
+  const ProgramRun unknown = run_program(kKsevents + " view 1 " + kData + "/aug2015x");
+  EXPECT_EQ(unknown.code, 1);
+  EXPECT_THAT(unknown.errors, HasSubstr("aug2015x"));
+}
+
 TEST(Ksevents, WatchReportsChangesAndEndsOnSignal) {
   using namespace std::chrono_literals;
   const ScratchFolder folder;

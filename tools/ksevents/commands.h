@@ -8,6 +8,7 @@ namespace ksutil::tools {
 
 void add_list(CLI::App &app, Action &action);
 void add_show(CLI::App &app, Action &action);
+void add_view(CLI::App &app, Action &action);
 void add_watch(CLI::App &app, Action &action);
 void add_diff(CLI::App &app, Action &action);
 

@@ -12,6 +12,7 @@ int main(int argc, char **argv) {
       "  ksevents list mydb --where 'magnitude >= 5' --sort depth --reverse\n"
       "  ksevents list mydb --columns 'evid,strtime(time),origin.nass'\n"
       "  ksevents show data/aug2015 17\n"
+      "  ksevents view 17 data/aug2015\n"
       "  ksevents watch mydb --interval 1\n"
       "  ksevents diff yesterday today\n"
       "Exit codes: 0 success, 1 failure, 2 wrong usage.");
@@ -20,6 +21,7 @@ int main(int argc, char **argv) {
   Action action;
   add_list(app, action);
   add_show(app, action);
+  add_view(app, action);
   add_watch(app, action);
   add_diff(app, action);
   return run(app, action, argc, argv);

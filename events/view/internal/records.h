@@ -1,0 +1,143 @@
+/* Making, counting and freeing the records of a view. */
+#ifndef KSUTIL_EVENTS_VIEW_INTERNAL_RECORDS_H
+#define KSUTIL_EVENTS_VIEW_INTERNAL_RECORDS_H
+
+#include <atomic>
+#include <memory>
+#include <new>
+#include <string_view>
+
+#include "events/internal/tree_reader.h"
+#include "events/kseventview.h"
+#include "events/records.h"
+
+namespace ksutil::events {
+
+/* A new text; throws std::bad_alloc. */
+char *new_text(std::string_view text);
+
+struct FreeStation {
+  void operator()(KSEVOriginStation *station) const;
+};
+using StationPtr = std::unique_ptr<KSEVOriginStation, FreeStation>;
+
+/* A new station without anything but its code; throws std::bad_alloc. */
+StationPtr new_station(const char *sta);
+
+/* Makes records of what a TreeReader has read.  Making throws std::bad_alloc; nothing
+ * else does. */
+class Records {
+ public:
+  template <class Record>
+  struct FreeRecord {
+    Records *records;
+    void operator()(Record *record) const { records->free(record); }
+  };
+  template <class Record>
+  using Ptr = std::unique_ptr<Record, FreeRecord<Record>>;
+  template <class Record>
+  struct FreeList {
+    Records *records;
+    void operator()(Tbl *list) const { records->free_list<Record>(list); }
+  };
+  template <class Record>
+  using ListPtr = std::unique_ptr<Tbl, FreeList<Record>>;
+
+  Ptr<KSEVStamag> make(const TreeReader &reader, const EVStamag &source);
+  Ptr<KSEVMagnitude> make(const TreeReader &reader, const EVMagnitude &source);
+  Ptr<KSEVMoment> make(const TreeReader &reader, const EVMoment &source);
+  Ptr<KSEVAssociation> make(const TreeReader &reader, const EVAssociation &source);
+  Ptr<KSEVOrigin> make(const TreeReader &reader, const EVOrigin &source);
+  Ptr<KSEVEvent> make(const TreeReader &reader, const EVEvent &source);
+  Ptr<KSEVDetection> make(const EVDetection &source, const DetectionFields &fields);
+
+  /* A list of its own for each call, also of no records. */
+  template <class Record>
+  ListPtr<Record> new_list() {
+    ListPtr<Record> list(newtbl(0), FreeList<Record>{this});
+    if (list == nullptr) throw std::bad_alloc();
+    return list;
+  }
+  template <class Record>
+  static void push(const ListPtr<Record> &list, Ptr<Record> record) {
+    if (pushtbl(list.get(), record.get()) < 0) throw std::bad_alloc();
+    record.release();
+  }
+  /* Records of all rows of a table; null of none. */
+  template <class Record, class Source>
+  ListPtr<Record> make_list(const TreeReader &reader, const Table<Source> &sources) {
+    if (sources.size() == 0) return ListPtr<Record>(nullptr, FreeList<Record>{this});
+    ListPtr<Record> list = new_list<Record>();
+    for (const Source &source : sources) push(list, make(reader, source));
+    return list;
+  }
+
+  /* Puts a new record's contents into one that its owner holds. */
+  template <class Record>
+  void replace(Record &held, Ptr<Record> made) {
+    clear(held);
+    held = *made;
+    *made = Record();
+  }
+  template <class Record>
+  void replace(Tbl *&held, ListPtr<Record> made) {
+    free_list<Record>(held);
+    held = made.release();
+  }
+
+  template <class Record>
+  void free(Record *record) {
+    if (record == nullptr) return;
+    clear(*record);
+    delete record;
+  }
+  template <class Record>
+  void free_list(Tbl *list) {
+    for (long i = 0; i < counttbl(list); i++) {
+      free(static_cast<Record *>(gettbl(list, i)));
+    }
+    freetbl(list, nullptr);
+  }
+  static void free_stations(rbtree *stations);
+
+  struct Counts {
+    std::atomic<long> events{0}, origins{0}, magnitudes{0}, moments{0}, associations{0},
+        detections{0}, stamags{0};
+  };
+  const Counts &counts() const { return counts_; }
+
+ private:
+  template <class Record>
+  Ptr<Record> new_record();
+
+  /* Frees what a record holds, and makes it as new. */
+  template <class Record>
+  void clear(Record &record);
+  void free_contents(KSEVStamag &stamag);
+  void free_contents(KSEVMagnitude &magnitude);
+  void free_contents(KSEVMoment &moment);
+  void free_contents(KSEVAssociation &association);
+  void free_contents(KSEVDetection &detection);
+  void free_contents(KSEVOrigin &origin);
+  void free_contents(KSEVEvent &event);
+
+  std::atomic<long> &count_of(const KSEVStamag &) { return counts_.stamags; }
+  std::atomic<long> &count_of(const KSEVMagnitude &) { return counts_.magnitudes; }
+  std::atomic<long> &count_of(const KSEVMoment &) { return counts_.moments; }
+  std::atomic<long> &count_of(const KSEVAssociation &) { return counts_.associations; }
+  std::atomic<long> &count_of(const KSEVDetection &) { return counts_.detections; }
+  std::atomic<long> &count_of(const KSEVOrigin &) { return counts_.origins; }
+  std::atomic<long> &count_of(const KSEVEvent &) { return counts_.events; }
+
+  Counts counts_;
+};
+
+template <class Record>
+void Records::clear(Record &record) {
+  free_contents(record);
+  if (record.counted) --count_of(record);
+  record = Record();
+}
+
+}  // namespace ksutil::events
+#endif

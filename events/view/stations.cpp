@@ -1,0 +1,139 @@
+#include "events/view/internal/stations.h"
+
+#include <cstdlib>
+#include <new>
+#include <numbers>
+#include <string>
+
+#include "events/internal/row_columns.h"
+#include "events/view/internal/view_reading.h"
+#include "platform/geo/geo.h"
+#include "platform/stock/text.h"
+
+namespace ksutil::events {
+namespace {
+
+constexpr const char *kName = "lookupStation";
+
+/* A travel time from the expression language; false with a message.  Distances and depths
+ * without one leave `arrival` as it is. */
+bool predict(Dbptr db, const char *function, const KSEVOriginStation &station,
+             const KSEVOrigin &origin, double &arrival) {
+  const double depth = origin.depth == kNoValue ? 0.0 : origin.depth;
+  const std::string text = format_text("%s(%f,%f)", function, station.delta, depth);
+  double seconds = 0.0;
+  const int result = dbex_evalstr(db, text.c_str(), dbexREAL, &seconds);
+  if (result < 0) {
+    view_failure(kName, ("dbex_evalstr(" + text + ") error").c_str());
+    return false;
+  }
+  if (result == 0) arrival = origin.time + seconds;
+  return true;
+}
+
+/* Distance, azimuth and predicted times, when both ends have a position. */
+bool see_from(Dbptr db, const KSEVOrigin &origin, KSEVOriginStation &station) {
+  if (origin.lat == kNoValue || origin.lon == kNoValue || station.lat == kNoValue ||
+      station.lon == kNoValue) {
+    return true;
+  }
+  constexpr double kDegree = std::numbers::pi / 180.0;
+  double delta, azimuth;
+  dist(origin.lat * kDegree, origin.lon * kDegree, station.lat * kDegree,
+       station.lon * kDegree, &delta, &azimuth);
+  station.delta = delta / kDegree;
+  station.azimuth = azimuth / kDegree;
+  if (!(origin.time > kNullTime)) return true;
+  return predict(db, "ptime", station, origin, station.ptime) &&
+         predict(db, "stime", station, origin, station.stime);
+}
+
+/* The station of an origin, which is not in its tree yet; null with a message. */
+StationPtr make_station(ViewState &state, TreeReader &reader, const KSEVOrigin &origin,
+                        const char *sta, double time) {
+  StationPtr station = new_station(sta);
+  db::RowText row;
+  const SiteColumns &columns = reader.site_columns();
+  int result = reader.read_site(sta, time, station->recno_site, row);
+  if (result == 0 && station->recno_site >= 0) {
+    station->found = 1;
+    station->record_site = new_text(row);
+    if (!columns.lat.read(row, station->lat) || !columns.lon.read(row, station->lon) ||
+        !columns.elev.read(row, station->elev)) {
+      result = kUnreadable;
+    }
+  }
+  if (result != 0) {
+    view_failure(kName, "dbgetv(site) error");
+    return nullptr;
+  }
+  if (!see_from(state.db, origin, *station)) return nullptr;
+  return station;
+}
+
+double residual(double time, double predicted) {
+  return time > kNullTime && predicted > kNullTime ? time - predicted : kNoValue;
+}
+
+}  // namespace
+
+int look_up_station(ViewState &state, TreeReader &reader, KSEVOrigin &origin,
+                    const char *sta, double time, KSEVOriginStation *&station) {
+  auto *known = static_cast<KSEVOriginStation *>(getarr(origin.stations, sta));
+  if (known == nullptr) {
+    if (origin.stations == nullptr) origin.stations = newarr(nullptr);
+    if (origin.stations == nullptr) {
+      return view_failure(kName, "newarr(origin->stations) error");
+    }
+    try {
+      StationPtr made = make_station(state, reader, origin, sta, time);
+      if (made == nullptr) return -1;
+      setarr(origin.stations, sta, made.get());
+      if (containsarr(origin.stations, sta) == 0) throw std::bad_alloc();
+      known = made.release();
+    } catch (const std::bad_alloc &) {
+      return view_failure(kName, "malloc(KSEVOriginStation) error");
+    }
+  }
+  station = known;
+  return known->found != 0 ? 0 : 1;
+}
+
+void locate(KSEVDetection &detection, const KSEVOriginStation &station) {
+  char *const record =
+      new_text(station.record_site == nullptr ? "" : station.record_site);
+  std::free(detection.record_site);
+  detection.record_site = record;
+  detection.recno_site = station.recno_site;
+  detection.delta = station.delta;
+  detection.azimuth = station.azimuth;
+  detection.presidual = residual(detection.time, station.ptime);
+  detection.sresidual = residual(detection.time, station.stime);
+}
+
+}  // namespace ksutil::events
+
+using namespace ksutil::events;
+
+int KSEventView::lookupStation(KSEVOrigin *origin, const char *sta, double time,
+                               KSEVOriginStation **station) {
+  return with_tables(
+      *state_, {kName, "dbmatches(site) error"}, bind_sites, [&](TreeReader &reader) {
+        KSEVOriginStation *found = nullptr;
+        const int result = look_up_station(*state_, reader, *origin, sta, time, found);
+        if (result >= 0 && station != nullptr) *station = found;
+        return result;
+      });
+}
+
+int KSEventView::lookupStation(KSEVDetection *detection, const char *sta,
+                               KSEVOrigin *origin) {
+  return with_tables(
+      *state_, {kName, "dbmatches(site) error"}, bind_sites, [&](TreeReader &reader) {
+        KSEVOriginStation *found = nullptr;
+        const int result =
+            look_up_station(*state_, reader, *origin, sta, origin->time, found);
+        if (result >= 0) locate(*detection, *found);
+        return result;
+      });
+}

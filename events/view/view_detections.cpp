@@ -1,0 +1,134 @@
+/* Detections around an origin and in a span of time. */
+#include <cmath>
+#include <map>
+#include <string>
+#include <vector>
+
+#include "events/view/internal/stations.h"
+#include "events/view/internal/view_reading.h"
+
+namespace ksutil::events {
+namespace {
+
+constexpr const char *kName = "refreshDetections";
+using DetectionPtr = Records::Ptr<KSEVDetection>;
+
+/* How far a detection is from what was predicted; what cannot be told is farthest. */
+double misfit(const KSEVDetection &detection) {
+  constexpr double kFarthest = 1e30;
+  if (detection.presidual != kNoValue) return std::abs(detection.presidual);
+  if (detection.sresidual != kNoValue) return std::abs(detection.sresidual);
+  return kFarthest;
+}
+
+/* Collects the detections of an origin: all of them, or the best of each station in the
+ * place of its first. */
+class Collection {
+ public:
+  explicit Collection(bool best) : best_(best) {}
+
+  void add(DetectionPtr detection) {
+    if (best_) {
+      const auto [place, first] = places_.try_emplace(detection->sta, kept_.size());
+      if (!first) {
+        DetectionPtr &rival = kept_[place->second];
+        if (misfit(*detection) < misfit(*rival)) rival = std::move(detection);
+        return;
+      }
+    }
+    kept_.push_back(std::move(detection));
+  }
+
+  Records::ListPtr<KSEVDetection> take(Records &records) {
+    auto list = records.new_list<KSEVDetection>();
+    for (DetectionPtr &detection : kept_) Records::push(list, std::move(detection));
+    return list;
+  }
+
+ private:
+  const bool best_;
+  std::vector<DetectionPtr> kept_;
+  std::map<std::string, std::size_t> places_;
+};
+
+/* Reads rows and hands those of a signal to `visit`, which gives a negative number to
+ * end the reading.  Rows that cannot be read are reported and left out with result 10. */
+template <class Visit>
+int each_signal(TreeReader &reader, const std::vector<long> &rows, Visit visit) {
+  int result = 0;
+  for (const long row : rows) {
+    EVDetection detection;
+    DetectionFields fields;
+    const int read = reader.read_detection(row, detection, fields);
+    if (read != 0) view_failure(kName, "dbgetv(detection) error");
+    if (read < 0) return read;
+    result = graver(result, read);
+    if (read != 0 || !fields.signal()) continue;
+    result = graver(result, visit(detection, fields));
+    if (result < 0) return result;
+  }
+  return result;
+}
+
+int read_around(ViewState &state, TreeReader &reader, KSEVOrigin &origin, bool best) {
+  Records &records = state.records;
+  Collection collection(best);
+  try {
+    const int result = each_signal(
+        reader, reader.detections_around(origin.time),
+        [&](const EVDetection &source, const DetectionFields &fields) {
+          DetectionPtr detection = records.make(source, fields);
+          KSEVOriginStation *station = nullptr;
+          if (look_up_station(state, reader, origin, detection->sta, origin.time,
+                              station) < 0) {
+            const std::string text = std::string("lookupStation(") + detection->sta +
+                                     "_" + detection->chan + ") error";
+            return view_failure(kName, text.c_str());
+          }
+          locate(*detection, *station);
+          collection.add(std::move(detection));
+          return 0;
+        });
+    if (result >= 0) records.replace(origin.detections, collection.take(records));
+    return result;
+  } catch (const std::bad_alloc &) {
+    return view_failure(
+        kName, best ? "malloc(best_detection) error" : "malloc(KSEVDetection) error");
+  }
+}
+
+int read_span(ViewState &state, TreeReader &reader, double time, double span,
+              Tbl *&detections) {
+  Records &records = state.records;
+  auto list = records.new_list<KSEVDetection>();
+  const int result =
+      each_signal(reader, reader.detections_between(time, time + span),
+                  [&](EVDetection &source, const DetectionFields &fields) {
+                    const int read = reader.read_site(
+                        fields.sta, fields.time, source.recno_site, source.record_site);
+                    if (read != 0) return view_failure(kName, "dbgetv(site) error");
+                    Records::push(list, records.make(source, fields));
+                    return 0;
+                  });
+  if (result >= 0) detections = list.release();
+  return result;
+}
+
+}  // namespace
+}  // namespace ksutil::events
+
+using namespace ksutil::events;
+
+int KSEventView::refreshDetections(KSEVOrigin *origin, int best) {
+  return with_tables(*state_, {kName, "dbmatches(detection) error"}, bind_detections,
+                     [&](TreeReader &reader) {
+                       return read_around(*state_, reader, *origin, best != 0);
+                     });
+}
+
+int KSEventView::refreshDetections(Tbl **detections, double time, double span) {
+  return with_tables(*state_, {kName, "dbmatches(detection) error"}, bind_detections,
+                     [&](TreeReader &reader) {
+                       return read_span(*state_, reader, time, span, *detections);
+                     });
+}

@@ -1,0 +1,110 @@
+/* Lists of a view's records: search, order, counts, and their end. */
+#include <algorithm>
+#include <vector>
+
+#include "events/view/internal/view_reading.h"
+
+namespace ksutil::events {
+namespace {
+
+template <class Record, class Same>
+Record *first_of(Tbl *list, Same same) {
+  for (long i = 0; i < counttbl(list); i++) {
+    auto *const record = static_cast<Record *>(gettbl(list, i));
+    if (record != nullptr && same(*record)) return record;
+  }
+  return nullptr;
+}
+
+template <class T>
+int three_way(const T &a, const T &b) {
+  return a < b ? -1 : (b < a ? 1 : 0);
+}
+
+void tell(long *number, const std::atomic<long> &count) {
+  if (number != nullptr) *number = count;
+}
+
+}  // namespace
+}  // namespace ksutil::events
+
+using namespace ksutil::events;
+
+int kseventview_compare_events(const KSEVEvent *event1, const KSEVEvent *event2) {
+  const int by_time = three_way(event1->time, event2->time);
+  return by_time != 0 ? by_time : three_way(event1->evid, event2->evid);
+}
+
+int kseventview_compare_origin_lddate(const KSEVOrigin *origin1,
+                                      const KSEVOrigin *origin2) {
+  return three_way(origin1->lddate_origin, origin2->lddate_origin);
+}
+
+KSEVEvent *KSEventView::findEvid(Tbl *events, long evid) {
+  return first_of<KSEVEvent>(events,
+                             [evid](const KSEVEvent &e) { return e.evid == evid; });
+}
+
+KSEVOrigin *KSEventView::findOrid(KSEVEvent *event, long orid) {
+  if (event == nullptr) return nullptr;
+  return first_of<KSEVOrigin>(event->origins,
+                              [orid](const KSEVOrigin &o) { return o.orid == orid; });
+}
+
+int KSEventView::sortEvents(Tbl *events, long order) {
+  try {
+    std::vector<KSEVEvent *> sorted;
+    for (long i = 0; i < counttbl(events); i++) {
+      sorted.push_back(static_cast<KSEVEvent *>(gettbl(events, i)));
+    }
+    std::stable_sort(sorted.begin(), sorted.end(),
+                     [order](const KSEVEvent *a, const KSEVEvent *b) {
+                       if (order != 0) std::swap(a, b);
+                       return kseventview_compare_events(a, b) < 0;
+                     });
+    /* Overwrites what is there, so that nothing can fail half way. */
+    for (std::size_t i = 0; i < sorted.size(); i++) {
+      settbl(events, static_cast<long>(i), sorted[i]);
+    }
+    return 0;
+  } catch (const std::bad_alloc &) {
+    return view_failure("sortEvents", "malloc() error");
+  }
+}
+
+void KSEventView::numbers(long *events, long *origins, long *magnitudes, long *moments,
+                          long *associations, long *detections, long *stamags) {
+  const Records::Counts &counts = state_->records.counts();
+  tell(events, counts.events);
+  tell(origins, counts.origins);
+  tell(magnitudes, counts.magnitudes);
+  tell(moments, counts.moments);
+  tell(associations, counts.associations);
+  tell(detections, counts.detections);
+  tell(stamags, counts.stamags);
+}
+
+void KSEventView::freeEvents(Tbl *events) {
+  state_->records.free_list<KSEVEvent>(events);
+}
+void KSEventView::freeEvent(KSEVEvent *event) { state_->records.free(event); }
+void KSEventView::freeOrigins(Tbl *origins) {
+  state_->records.free_list<KSEVOrigin>(origins);
+}
+void KSEventView::freeOrigin(KSEVOrigin *origin) { state_->records.free(origin); }
+void KSEventView::freeMagnitudes(Tbl *magnitudes) {
+  state_->records.free_list<KSEVMagnitude>(magnitudes);
+}
+void KSEventView::freeMoments(Tbl *moments) {
+  state_->records.free_list<KSEVMoment>(moments);
+}
+void KSEventView::freeAssociations(Tbl *associations) {
+  state_->records.free_list<KSEVAssociation>(associations);
+}
+void KSEventView::freeDetections(Tbl *detections) {
+  state_->records.free_list<KSEVDetection>(detections);
+}
+void KSEventView::freeStamags(Tbl *stamags) {
+  state_->records.free_list<KSEVStamag>(stamags);
+}
+void KSEventView::freeStations(rbtree *stations) { Records::free_stations(stations); }

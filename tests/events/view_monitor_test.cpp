@@ -1,0 +1,290 @@
+/* A monitor that misses a change leaves a screen behind the data; one that cannot be
+ * stopped, or that two starts make two of, hangs or crashes the program that owns it. */
+#include <gtest/gtest.h>
+#include <stdlib.h>
+
+#include <atomic>
+#include <chrono>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <map>
+#include <mutex>
+#include <sstream>
+#include <stdexcept>
+#include <utility>
+
+#include "tests/events/view_database.h"
+
+using namespace ksutil::events::test;
+
+namespace {
+
+using Texts = std::map<std::string, std::string>;
+
+Texts texts_of(rbtree *changes) {
+  Texts texts;
+  Tbl *keys = keysarr(changes);
+  for (const char *key : records<const char>(keys)) {
+    texts[key] = static_cast<const char *>(getarr(changes, key));
+  }
+  freetbl(keys, nullptr);
+  return texts;
+}
+
+class ViewChanges : public ViewTest {
+ protected:
+  ~ViewChanges() override { freearr(changes, free); }
+  Texts check() {
+    EXPECT_EQ(view.checkChanges(&changes), 0);
+    return texts_of(changes);
+  }
+  rbtree *changes = nullptr;
+};
+
+/* What a monitor has reported, from its thread. */
+struct Reports {
+  std::mutex lock;  // guards `seen`
+  Texts seen;
+  std::atomic<int> calls{0};
+  std::atomic<bool> wrong_code{false};
+};
+
+int note(int code, void *arg, void *changes) {
+  auto &reports = *static_cast<Reports *>(arg);
+  if (code != 0) reports.wrong_code = true;
+  const std::lock_guard lock(reports.lock);
+  for (const auto &[table, text] : texts_of(static_cast<rbtree *>(changes))) {
+    reports.seen[table] = text;
+  }
+  reports.calls++;
+  return 0;
+}
+
+/* Gives up long before the test does. */
+template <class Condition>
+bool eventually(Condition condition) {
+  for (int i = 0; i < 20000; i++) {
+    if (condition()) return true;
+    eventview_usleep(0.001);
+  }
+  return false;
+}
+
+bool calls_again(Reports &reports) {
+  const int before = reports.calls;
+  return eventually([&] { return reports.calls > before; });
+}
+
+/* Whether calls have ended, after the one that may be in progress. */
+bool has_stopped(Reports &reports) {
+  int last = -1;
+  return eventually([&] {
+    const int now = reports.calls;
+    eventview_usleep(0.15);
+    return std::exchange(last, now) == reports.calls;
+  });
+}
+
+constexpr double kPeriod = 0.005;
+
+}  // namespace
+
+TEST_F(ViewChanges, ReportsEachChangeOnce) {
+  db.add_event(1, -1);
+  Texts first = check();
+  EXPECT_EQ(first, (Texts{{"event", "added"},
+                          {"origin", "added"},
+                          {"origerr", "added"},
+                          {"assoc", "added"},
+                          {"arrival", "added"},
+                          {"wfmeas", "added"},
+                          {"netmag", "added"},
+                          {"stamag", "added"},
+                          {"mt", "added"},
+                          {"site", "added"},
+                          {"detection", "added"}}))
+      << "the first look, at empty tables too";
+  EXPECT_EQ(check(), Texts());
+  dbputv(db.row("event", 0), "prefor", 5L, static_cast<char *>(nullptr));
+  db.add_origin(5, 1, 100.0);
+  EXPECT_EQ(check(), (Texts{{"event", "modified"}, {"origin", "added"}}));
+  db.remove_last_row("origin");
+  EXPECT_EQ(check(), (Texts{{"origin", "removed"}}));
+  EXPECT_EQ(view.getTable("event").count, 1);
+  EXPECT_EQ(view.getTable("origin").filetime, 0.0) << "a table without rows";
+  EXPECT_EQ(check(), Texts());
+}
+
+TEST_F(ViewChanges, ReadingHidesNoChange) {
+  check();
+  db.add_located_event(1, 100.0);
+  Tbl *events = nullptr;
+  EXPECT_EQ(view.refreshEvents(&events), 0);
+  view.freeEvents(events);
+  EXPECT_EQ(check(),
+            (Texts{{"event", "added"}, {"netmag", "added"}, {"origin", "added"}}));
+}
+
+TEST_F(ViewChanges, OpensOneDatabaseAndSaysWhyNotAnother) {
+  EXPECT_EQ(view.configure("dbname", db.name().c_str(), static_cast<char *>(nullptr)),
+            0);
+  EXPECT_EQ(view.configure("dbname", "/tmp/other", static_cast<char *>(nullptr)), -1);
+  EXPECT_NE(taken_messages().find("eventview_parse_dbname: database " + db.name() +
+                                  " already open and cannot be reset to /tmp/other\n"),
+            std::string::npos);
+  char *name = eventview_print_dbname(nullptr, nullptr, nullptr, 0, &view);
+  EXPECT_EQ(name, db.name());
+  free(name);
+
+  view.init();
+  EXPECT_EQ(view.getTable("event").table.database, dbINVALID);
+  EXPECT_EQ(view.reset(), -1);
+  EXPECT_EQ(view.checkChanges(&changes), -1);
+  Tbl *events = nullptr;
+  KSEVOrigin origin;
+  EXPECT_EQ(view.refreshEvents(&events), -1);
+  EXPECT_EQ(view.refreshDetections(&origin, 0), -1);
+  EXPECT_EQ(taken_messages(),
+            "KSEventView::reset: No database currently open.\n"
+            "KSEventView::checkChanges: No database currently open.\n"
+            "KSEventView::refreshEvents: No database currently open.\n"
+            "KSEventView::refreshDetections: No database currently open.\n");
+  EXPECT_EQ(view.configure("dbname", "/nowhere/db", static_cast<char *>(nullptr)), -1);
+  EXPECT_NE(
+      taken_messages().find("eventview_parse_dbname: dbopen(/nowhere/db) error\n"),
+      std::string::npos);
+  EXPECT_EQ(view.configure("dbname", db.name().c_str(), static_cast<char *>(nullptr)),
+            0);
+  EXPECT_EQ(check().size(), 11U);
+}
+
+TEST_F(ViewChanges, RefusesASchemaThatLacksATable) {
+  std::ostringstream text;
+  text << std::ifstream(KSUTIL_SOURCE_DIR "/schemas/css3.0").rdbuf();
+  std::string schema = text.str();
+  for (const auto &[from, to] :
+       {std::pair("\nname         css3.0", "\nname         bare"),
+        std::pair("\n  mt &Arr{", "\n  mx &Arr{")}) {
+    const std::size_t place = schema.find(from);
+    ASSERT_NE(place, std::string::npos);
+    schema.replace(place, std::strlen(from), to);
+  }
+  const std::string directory = std::filesystem::path(db.name()).parent_path();
+  std::ofstream(directory + "/bare") << schema;
+  setenv("KSUTIL_SCHEMA_PATH", directory.c_str(), 1);
+  const std::string other = directory + "/other";
+  EXPECT_EQ(dbcreate(other.c_str(), "bare"), 0) << taken_messages();
+  KSEventView without(settings_of_view(other).get());
+  unsetenv("KSUTIL_SCHEMA_PATH");
+  const std::string messages = taken_messages();
+  EXPECT_NE(
+      messages.find("eventview_open_table: no mt table in the schema.\n"
+                    "eventview_parse_dbname: mt: eventview_open_table() error.\n"),
+      std::string::npos)
+      << messages;
+  Tbl *events = nullptr;
+  EXPECT_EQ(without.refreshEvents(&events), -1);
+}
+
+TEST_F(ViewChanges, ResetReadsReplacedFiles) {
+  db.add_located_event(1, 100.0);
+  check();
+  EXPECT_EQ(view.reset(), 0);
+  EXPECT_EQ(check().size(), 11U);
+  KSEVEvent *event = view.findEvid(1);
+  ASSERT_NE(event, nullptr);
+  /* Nothing to open: the view goes on with what it has. */
+  std::filesystem::rename(db.name(), db.name() + "_away");
+  for (const char *table : {"event", "origin", "netmag"}) {
+    std::filesystem::rename(db.file(table), db.file(table) + "_away");
+  }
+  EXPECT_EQ(view.reset(), -1);
+  EXPECT_NE(view.getTable("event").table.database, dbINVALID);
+  view.freeEvent(event);
+}
+
+TEST_F(ViewChanges, MonitorReportsChangesAndCanBeStoppedAndStarted) {
+  Reports reports, others;
+  EXPECT_EQ(view.monitorChangesThread(kPeriod, note, &reports), 0);
+  EXPECT_TRUE(calls_again(reports));
+  db.add_located_event(1, 100.0);
+  /* The owner reads meanwhile. */
+  EXPECT_TRUE(eventually([&] {
+    Tbl *events = nullptr;
+    EXPECT_EQ(view.refreshEvents(&events), 0);
+    view.freeEvents(events);
+    const std::lock_guard lock(reports.lock);
+    return reports.seen["event"] == "added" && reports.seen.contains("detection");
+  }));
+  EXPECT_FALSE(reports.wrong_code);
+
+  /* New settings reach a thread in the middle of a long sleep. */
+  EXPECT_EQ(view.monitorChangesThread(3600.0, note, &others), 0);
+  EXPECT_TRUE(eventually([&] { return others.calls == 1; }));
+  EXPECT_EQ(view.monitorChangesThread(kPeriod, note, &reports), 0);
+  EXPECT_TRUE(calls_again(reports));
+  EXPECT_EQ(others.calls, 1);
+
+  EXPECT_EQ(view.monitorChangesThread(0.0, note, &reports), 0);
+  EXPECT_TRUE(has_stopped(reports));
+  EXPECT_EQ(view.monitorChangesThread(kPeriod, note, &reports), 0);
+  EXPECT_TRUE(calls_again(reports));
+  /* Faster than the thread can notice. */
+  for (int i = 0; i < 50; i++) {
+    view.monitorChangesThread(0.0, nullptr, nullptr);
+    view.monitorChangesThread(kPeriod, note, &reports);
+  }
+  EXPECT_TRUE(calls_again(reports));
+}
+
+TEST_F(ViewChanges, ViewEndsInTheMiddleOfALongSleep) {
+  Reports reports;
+  const auto start = std::chrono::steady_clock::now();
+  {
+    KSEventView ended(settings_of_view(db.name()).get());
+    EXPECT_EQ(ended.monitorChangesThread(3600.0, note, &reports), 0);
+    EXPECT_TRUE(eventually([&] { return reports.calls > 0; }));
+  }
+  EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(60));
+  EXPECT_EQ(reports.calls, 1);
+}
+
+TEST_F(ViewChanges, ACallbackMayReadAndStop) {
+  struct Owner {
+    KSEventView *view;
+    std::atomic<int> calls{0};
+    std::atomic<long> events{-1};
+  } owner{&view, {}, {}};
+  db.add_located_event(1, 100.0);
+  const auto read_and_stop = [](int, void *arg, void *) {
+    auto &self = *static_cast<Owner *>(arg);
+    Tbl *events = nullptr;
+    self.view->refreshEvents(&events);
+    self.events = counttbl(events);
+    self.view->freeEvents(events);
+    self.view->monitorChangesThread(0.0, nullptr, nullptr);
+    self.calls++;
+    return 0;
+  };
+  for (int round = 1; round <= 3; round++) {
+    EXPECT_EQ(view.monitorChangesThread(kPeriod, read_and_stop, &owner), 0);
+    EXPECT_TRUE(eventually([&] { return owner.calls >= round; }));
+  }
+  EXPECT_EQ(owner.events, 1);
+}
+
+TEST_F(ViewChanges, AnExceptionOfACallbackEndsNothing) {
+  static std::atomic<int> calls{0};
+  EXPECT_EQ(view.monitorChangesThread(
+                kPeriod,
+                [](int, void *, void *) -> int {
+                  calls++;
+                  throw std::runtime_error("no screen");
+                },
+                nullptr),
+            0);
+  EXPECT_TRUE(eventually([] { return calls >= 2; }));
+  EXPECT_NE(taken_messages().find("KSEventView::monitorChangesThread: no screen.\n"),
+            std::string::npos);
+}
