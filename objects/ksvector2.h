@@ -20,6 +20,7 @@
 
 #include "objects/tags.h"
 #include "platform/db/db.h"
+#include "platform/pf/pf.h"
 #include "platform/stock/export.h"
 #include "platform/stock/tbl.h"
 
@@ -112,6 +113,51 @@ KSUTIL_API ksvector2 *ksvector2_create_tsamp(int nsamp, const double *samples,
 KSUTIL_API ksvector2 *ksvector2_create_tsamp_from_db(Dbptr row, const char *name,
                                                      char *tag, double tstart,
                                                      double tend);
+
+/* A vector of the rows of an amplitude and phase file.
+ *
+ * status   out: 0 read, 1 not understood, -1 not opened or memory short
+ * Empty lines and lines that begin with "#" do not count.  The first line has four words or
+ * more; the fourth is "fap" (rows of frequency in Hz, amplitude and phase: ny 2) or "fap2"
+ * (frequency and six values: ny 6).  The second line is the number of rows; then come the
+ * rows.  Rows that lack numbers are passed over, rows beyond the number not read; with
+ * fewer rows than announced those that are there make the vector. */
+KSUTIL_API ksvector2 *ksvector2_create_response_fap(const char *file, const char *name,
+                                                    char *tag, int *status);
+
+/* A vector of a table of a parameter file: each row is x and 1 to 10 y values, as many in
+ * every row.  status as above. */
+KSUTIL_API ksvector2 *ksvector2_create_from_pf(Pf *pf, const char *key,
+                                               const char *name, char *tag,
+                                               int *status);
+
+/* A vector of columns of a text file.
+ *
+ * nskip      lines to leave out at the beginning
+ * xcol       column of x; columns count from 0, between blanks, tabs and commas
+ * ny,        number of y values and their columns [ny]; ny 0: one y value, column 1
+ * ycols
+ * labelcol   column of the label; below 0: none
+ * Empty lines, and what follows "#" at the beginning of a word, are passed over; so are
+ * lines without x or without any y value.  A y value that a line lacks is that of the line
+ * before, 0 in the first one.  A label is seen only before the last column that is needed.
+ * Words that are no number count as 0. */
+KSUTIL_API ksvector2 *ksvector2_read(const char *file, const char *name, int nskip,
+                                     int xcol, int ny, const int *ycols, int labelcol,
+                                     char *tag);
+
+/* Reads a file of traces into a trace database, and makes a time-sampled vector of each.
+ *
+ * file    "-": standard input.  For each trace two 4-byte big-endian integers: the bytes of
+ *         a row of the table "trace" and the number of samples; the row; the samples, 4-byte
+ *         big-endian floating point
+ * trace   in/out: the trace database; an invalid one becomes a new one (trnew), which is
+ *         the caller's even when reading fails later
+ * tag     out, may be null: tag of the last vector
+ * Each row gets its samples, which belong to the database, in "data", and the tag of its
+ * vector, which has a copy of them, in "comment".  0 at the end of the file, or -1 with the
+ * traces before the failure in place. */
+KSUTIL_API int ksvector2_read_from_trblob(const char *file, Dbptr *trace, char *tag);
 
 /* A vector with the same points and labels, or samples. */
 KSUTIL_API ksvector2 *ksvector2_copy(const char *tag, const char *name, char *new_tag);

@@ -162,6 +162,24 @@ void put_values(const ksvector2 &vector, int index, const double *y) {
 
 }  // namespace
 
+Inserted ksutil::vector2::insert_point(ksvector2 &vector, int index, double x,
+                                       const double *y, const char *label) {
+  const int end = vector.npts;
+  if (end == INT_MAX || !make_room(vector, end + 1)) return Inserted::kNoRoom;
+  /* The label is made in the free slot, where a failure harms nothing, and then turned
+   * into its place together with the labels that move up. */
+  if (!set_label(vector, end, label)) return Inserted::kNoLabel;
+  if (!has_point(vector, index)) index = end;
+  std::copy_backward(row(vector, index), row(vector, end), row(vector, end + 1));
+  if (vector.labels != nullptr) {
+    std::rotate(vector.labels + index, vector.labels + end, vector.labels + end + 1);
+  }
+  row(vector, index)[0] = x;
+  put_values(vector, index, y);
+  vector.npts++;
+  return Inserted::kYes;
+}
+
 int ksvector2_resize(const char *tag) {
   ksvector2 *const vector = look_up(tag, "ksvector2_resize");
   if (vector == nullptr) return -1;
@@ -200,26 +218,17 @@ int ksvector2_append(const char *tag, int index, const double *y, const char *la
     elog_log(0, "ksvector2_append: Cannot append to time sample vector\n");
     return -1;
   }
-  const int end = vector->npts;
-  if (end == INT_MAX || !make_room(*vector, end + 1)) {
-    elog_log(1, "ksvector2_append: ksvector2_resize() error.\n");
-    return -1;
+  switch (insert_point(*vector, index, x, y, label)) {
+    case Inserted::kYes:
+      return 0;
+    case Inserted::kNoRoom:
+      elog_log(1, "ksvector2_append: ksvector2_resize() error.\n");
+      return -1;
+    case Inserted::kNoLabel:
+      elog_log(1, "ksvector2_append: strdup() error.\n");
+      return -1;
   }
-  /* The label is made in the free slot, where a failure harms nothing, and then turned
-   * into its place together with the labels that move up. */
-  if (!set_label(*vector, end, label)) {
-    elog_log(1, "ksvector2_append: strdup() error.\n");
-    return -1;
-  }
-  if (!has_point(*vector, index)) index = end;
-  std::copy_backward(row(*vector, index), row(*vector, end), row(*vector, end + 1));
-  if (vector->labels != nullptr) {
-    std::rotate(vector->labels + index, vector->labels + end, vector->labels + end + 1);
-  }
-  row(*vector, index)[0] = x;
-  put_values(*vector, index, y);
-  vector->npts++;
-  return 0;
+  return -1;
 }
 
 int ksvector2_put(const char *tag, int index, const double *y, const char *label,

@@ -38,6 +38,12 @@ inline double *row(const ksvector2 &vector, int i) {
  * False, with all as it was, when memory is short. */
 bool set_label(ksvector2 &vector, int i, const char *label);
 
+/* Inserts a point before point `index`; outside 0..npts-1 at the end.  Unless the result is
+ * kYes, the points are as they were and errno tells why. */
+enum class Inserted { kYes, kNoRoom, kNoLabel };
+Inserted insert_point(ksvector2 &vector, int index, double x, const double *y,
+                      const char *label);
+
 /* The bytes of an array of `count` points in doubles, where they and a record fit into
  * the int members that count them; else -1. */
 int array_bytes(double count, double values_per_point);
