@@ -102,7 +102,10 @@ void BlobReader::blank_address(std::string &row) const {
     int width = 0;
     dbquery(dblookup(rows_, nullptr, nullptr, name, nullptr), dbq_field_size, &width);
     const auto size = static_cast<std::size_t>(width);
-    if (std::strcmp(name, "data") == 0) row.replace(at, size, size, ' ');
+    if (std::strcmp(name, "data") == 0) {
+      std::fill_n(row.begin() + static_cast<std::ptrdiff_t>(at),
+                  std::min(size, row.size() - at), ' ');
+    }
     at += size + 1;
   }
 }

@@ -82,11 +82,11 @@ int transform_invertx(const char *function, Vector *vector) {
 template <class Vector>
 int transform_spec(const char *function, Vector *vector, int power, int iy) {
   if (!has_points(function, vector)) return -1;
+  if (power == 0) return 0;
   if (iy >= vector->ny) {
     elog_log(0, "%s: iy too large.\n", function);
     return -1;
   }
-  if (power == 0) return 0;
   for (int i = 0; i < vector->npts; i++) {
     const double omega = 2.0 * std::numbers::pi * x_at(*vector, i);
     scale(y_at(*vector, i), iy, vector->ny, power_of(omega, power));

@@ -2,12 +2,16 @@
 #define KSUTIL_TESTS_OBJECTS_KSVECTOR_SUPPORT_H
 
 #include <gtest/gtest.h>
+#include <sys/mman.h>
+#include <unistd.h>
 
 #include <cmath>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <functional>
 #include <limits>
+#include <random>
 #include <string>
 #include <vector>
 
@@ -89,5 +93,46 @@ class TestFolder {
  private:
   std::string path_;
 };
+
+/* A file in memory, for tests that write thousands of them. */
+class MemoryFile {
+ public:
+  MemoryFile() : fd_(memfd_create("ksutil", MFD_CLOEXEC)) {
+    path_ = "/proc/self/fd/" + std::to_string(fd_);
+  }
+  ~MemoryFile() { close(fd_); }
+  MemoryFile(const MemoryFile &) = delete;
+  MemoryFile &operator=(const MemoryFile &) = delete;
+
+  const char *path() const { return path_.c_str(); }
+  /* Gives the file another content. */
+  const char *write(const std::string &bytes) const {
+    const auto size = static_cast<ssize_t>(bytes.size());
+    EXPECT_EQ(ftruncate(fd_, 0), 0);
+    EXPECT_EQ(pwrite(fd_, bytes.data(), bytes.size(), 0), size);
+    return path();
+  }
+
+ private:
+  int fd_;
+  std::string path_;
+};
+
+/* Calls `check` with each prefix of a text, and with the text after each of some changes. */
+inline void for_each_damage(const std::string &text,
+                            const std::function<void(const std::string &)> &check) {
+  static const std::vector<std::string> pieces{
+      std::string(1, '\0'),   "\n",   "#", "-",    "1e999", "nan",
+      "99999999999999999999", "%s%n", " ", "\xff", "\r\n",  "\t,"};
+  for (std::size_t size = 0; size <= text.size(); size++) check(text.substr(0, size));
+  std::mt19937 random(3);
+  for (std::size_t at = 0; at < text.size(); at++) {
+    std::string changed = text;
+    changed[at] = static_cast<char>(changed[at] ^ (1 << random() % 8));
+    check(changed);
+    changed = text;
+    check(changed.insert(at, pieces[random() % pieces.size()]));
+  }
+}
 
 #endif
