@@ -92,121 +92,128 @@ int opened_kind(std::string_view text, std::string_view &rest) {
 
 class Parser {
  public:
-  Parser() : root_(std::make_unique<Pf>(PFARR, 0)) {
-    open_.push_back({root_.get(), 0});
-  }
+  explicit Parser(PfLineTaker &taker) : taker_(taker) { open_.push_back({PFARR, 0}); }
 
-  void take_line(std::string_view line) {
-    line_++;
+  void take_line(std::string_view raw) {
+    found_.raw = raw;
+    found_.number++;
+    std::string_view line = raw;
+    if (line.ends_with('\n')) line.remove_suffix(1);
     if (line.find('\0') != line.npos) throw SyntaxError{"The line holds a NUL byte"};
     line = trimmed(line);
-    if (line.empty() || line.front() == '#') return;
-    if (line.front() == '}') {
+    if (line.empty() || line.front() == '#') {
+      hand_over(PfLine::Kind::kRemark);
+    } else if (line.front() == '}') {
       close_block(line.substr(1));
-    } else if (block().kind() == PFTBL) {
-      take_value({}, line);
     } else {
-      take_entry(line);
+      if (open_.back().kind == PFARR) take_name_of_entry(line);
+      take_value(trimmed(line));
     }
   }
 
-  PfPtr finish() {
+  void finish() const {
     if (open_.size() > 1) {
       throw SyntaxError{"The block opened in line " +
                         std::to_string(open_.back().line) + " is not closed"};
     }
-    return std::move(root_);
   }
 
-  long line() const { return line_; }
+  long line() const { return found_.number; }
 
  private:
   struct OpenBlock {
-    Pf *node;
+    int kind;
     long line;
   };
 
-  Pf &block() { return *open_.back().node; }
+  void hand_over(PfLine::Kind kind) {
+    found_.kind = kind;
+    taker_.take(found_);
+  }
 
-  void take_entry(std::string_view line) {
+  void take_name_of_entry(std::string_view &line) {
     std::string_view rest;
     if (opened_kind(line, rest) != PFINVALID) {
       throw SyntaxError{"A name is missing before " + std::string(line.substr(0, 4)) +
                         "{"};
     }
-    const std::string name = take_name(line);
-    take_value(name, trimmed(line));
+    found_.name = take_name(line);
   }
 
-  void take_value(std::string_view name, std::string_view text) {
+  void take_value(std::string_view text) {
     std::string_view rest = text;
     if (const int kind = opened_kind(text, rest); kind != PFINVALID) {
-      open_block(name, kind, rest);
-    } else if (text.starts_with('"')) {
-      const std::string quoted = take_quoted(rest);
-      if (!ends_here(rest)) throw SyntaxError{"There is text after a quoted text"};
-      store(name, std::make_unique<Pf>(quoted, block().depth + 1));
-    } else {
-      store(name, std::make_unique<Pf>(without_comment(text), block().depth + 1));
+      open_block(kind, text, rest);
+      return;
     }
+    if (text.starts_with('"')) {
+      found_.text = take_quoted(rest);
+      if (!ends_here(rest)) throw SyntaxError{"There is text after a quoted text"};
+      found_.written = text.substr(0, text.size() - rest.size());
+    } else {
+      found_.written = without_comment(text);
+      found_.text = found_.written;
+    }
+    count_entry();
+    hand_over(PfLine::Kind::kText);
   }
 
-  void open_block(std::string_view name, int kind, std::string_view rest) {
-    const bool closed = rest.starts_with('}');
-    if (!ends_here(closed ? rest.substr(1) : rest)) {
+  void open_block(int kind, std::string_view text, std::string_view rest) {
+    found_.closed = rest.starts_with('}');
+    const std::string_view after = found_.closed ? rest.substr(1) : rest;
+    if (!ends_here(after)) {
       throw SyntaxError{"There is text after the opening brace of a block"};
     }
-    if (block().depth >= kPfMaxDepth) {
+    if (open_.size() > kPfMaxDepth) {
       throw SyntaxError{"Blocks are nested deeper than " + std::to_string(kPfMaxDepth)};
     }
-    PfPtr made = std::make_unique<Pf>(kind, block().depth + 1);
-    Pf *const node = made.get();
-    store(name, std::move(made));
-    if (!closed) open_.push_back({node, line_});
+    const std::size_t brace = text.find(found_.closed ? '}' : '{');
+    found_.written = text.substr(0, brace + 1);
+    found_.block = kind;
+    count_entry();
+    hand_over(PfLine::Kind::kOpen);
+    if (!found_.closed) open_.push_back({kind, found_.number});
   }
 
   void close_block(std::string_view rest) {
     if (!ends_here(rest)) throw SyntaxError{"There is text after a closing brace"};
     if (open_.size() == 1) throw SyntaxError{"A closing brace has no block to close"};
+    hand_over(PfLine::Kind::kClose);
     open_.pop_back();
   }
 
-  void store(std::string_view name, PfPtr value) {
+  void count_entry() {
     if (++entries_ > kPfMaxEntries) {
       throw SyntaxError{"There are more than " + std::to_string(kPfMaxEntries) +
                         " entries"};
     }
-    if (PfTable *table = block().table()) {
-      table->push(std::move(value));
-    } else {
-      block().array()->put(name, std::move(value));
-    }
   }
 
-  PfPtr root_;
+  PfLineTaker &taker_;
   std::vector<OpenBlock> open_;  // the blocks around the present line, the root first
-  long line_ = 0;
+  PfLine found_;                 // kept between lines for its memory
   long entries_ = 0;
 };
 
 }  // namespace
 
-PfPtr parse_pf(std::string_view text, PfError &error) {
+bool parse_pf_lines(std::string_view text, PfLineTaker &taker, PfError &error) {
   if (text.size() > kPfMaxBytes) {
     error = {1, "The text is longer than " + std::to_string(kPfMaxBytes) + " bytes"};
-    return nullptr;
+    return false;
   }
-  Parser parser;
+  Parser parser(taker);
   try {
     while (!text.empty()) {
-      const std::size_t end = std::min(text.find('\n'), text.size());
+      const std::size_t end = std::min(text.find('\n'), text.size() - 1) + 1;
       parser.take_line(text.substr(0, end));
-      text.remove_prefix(std::min(end + 1, text.size()));
+      text.remove_prefix(end);
     }
-    return parser.finish();
+    parser.finish();
+    return true;
   } catch (SyntaxError &syntax) {
     error = {parser.line(), std::move(syntax.cause)};
-    return nullptr;
+    return false;
   }
 }
 

@@ -24,15 +24,15 @@ Pf *PfArray::find(std::string_view name) const {
 }
 
 void PfArray::put(std::string_view name, PfPtr value) {
-  const auto known = entries_.find(name);
-  if (known != entries_.end()) {
+  const auto known = entries_.lower_bound(name);
+  if (known != entries_.end() && known->first == name) {
     known->second = std::move(value);
     if (view_) setarr(view_.get(), known->first.c_str(), known->second.get());
     return;
   }
   /* Room first: a name must not be left in the map alone. */
   if (written_.size() == written_.capacity()) written_.reserve(2 * written_.size() + 4);
-  const auto entry = entries_.emplace(std::string(name), std::move(value)).first;
+  const auto entry = entries_.emplace_hint(known, std::string(name), std::move(value));
   written_.push_back(entry);
   if (view_ == nullptr) return;
   setarr(view_.get(), entry->first.c_str(), entry->second.get());
@@ -101,8 +101,8 @@ Pf::Pf(int kind, int depth_in_tree) : depth(depth_in_tree) {
   if (kind == PFARR) content = std::make_unique<ksutil::PfArray>();
 }
 
-Pf::Pf(std::string_view text, int depth_in_tree)
-    : content(std::string(text)), depth(depth_in_tree) {}
+Pf::Pf(std::string text, int depth_in_tree)
+    : content(std::move(text)), depth(depth_in_tree) {}
 
 ksutil::PfTable *Pf::table() {
   const Table *table = std::get_if<Table>(&content);

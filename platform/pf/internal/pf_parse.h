@@ -18,6 +18,37 @@ struct PfError {
   std::string cause;
 };
 
+/* A line as the grammar understands it; the views point into the parsed text. */
+struct PfLine {
+  enum class Kind {
+    kRemark,  // blank, or a comment alone
+    kText,    // an entry or item with a text
+    kOpen,    // an entry or item that opens a block
+    kClose    // the closing brace of the innermost block
+  };
+  Kind kind = Kind::kRemark;
+  long number = 0;       // from 1
+  std::string_view raw;  // all of the line, with its line break
+  std::string name;      // of an entry
+  std::string text;      // of kText
+  /* The value as it stands in the line: with its quotes, or from "&" to the brace.  Empty
+   * for a name without value. */
+  std::string_view written;
+  int block = PFINVALID;  // of kOpen: PFTBL or PFARR
+  bool closed = false;    // of kOpen: "{}", no kClose follows
+};
+
+/* Takes the lines of a text in order; it may move the texts out of them. */
+class PfLineTaker {
+ public:
+  virtual ~PfLineTaker() = default;
+  virtual void take(PfLine &line) = 0;
+};
+
+/* Hands the lines of a text to the taker, blocks properly nested; false with `error`
+ * filled at the first fault.  Throws only std::bad_alloc and what the taker throws. */
+bool parse_pf_lines(std::string_view text, PfLineTaker &taker, PfError &error);
+
 /* The tree of a text; null with `error` filled.  Throws only std::bad_alloc. */
 PfPtr parse_pf(std::string_view text, PfError &error);
 

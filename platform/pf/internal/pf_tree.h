@@ -74,7 +74,7 @@ struct Pf {
   using Array = std::unique_ptr<ksutil::PfArray>;
 
   Pf(int kind, int depth_in_tree);
-  Pf(std::string_view text, int depth_in_tree);
+  Pf(std::string text, int depth_in_tree);
 
   int kind() const { return static_cast<int>(content.index()) + PFSTRING; }
   std::string *text() { return std::get_if<std::string>(&content); }
