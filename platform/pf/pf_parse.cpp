@@ -197,6 +197,20 @@ class Parser {
 
 }  // namespace
 
+std::string text_of_written(std::string_view written) {
+  return written.starts_with('"') ? take_quoted(written) : std::string(written);
+}
+
+bool take_quoted(std::string_view &rest, std::string &text, std::string &cause) {
+  try {
+    text = take_quoted(rest);
+    return true;
+  } catch (SyntaxError &syntax) {
+    cause = std::move(syntax.cause);
+    return false;
+  }
+}
+
 bool parse_pf_lines(std::string_view text, PfLineTaker &taker, PfError &error) {
   if (text.size() > kPfMaxBytes) {
     error = {1, "The text is longer than " + std::to_string(kPfMaxBytes) + " bytes"};

@@ -91,6 +91,18 @@ std::string written_name(std::string_view name) {
   return out;
 }
 
+std::string written_value(std::string_view text) {
+  std::string out;
+  append_value(out, text);
+  return out;
+}
+
+std::string written_quoted(std::string_view text) {
+  std::string out;
+  append_quoted(out, text);
+  return out;
+}
+
 std::string write_pf(const Pf &pf) {
   std::string out;
   append_lines(out, pf, 0);

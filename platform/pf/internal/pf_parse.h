@@ -49,6 +49,13 @@ class PfLineTaker {
  * filled at the first fault.  Throws only std::bad_alloc and what the taker throws. */
 bool parse_pf_lines(std::string_view text, PfLineTaker &taker, PfError &error);
 
+/* The text that the `written` value of a line means. */
+std::string text_of_written(std::string_view written);
+
+/* Takes a quoted text, whose opening quote stands first, off the front of `rest`; false
+ * with the cause when it is faulty. */
+bool take_quoted(std::string_view &rest, std::string &text, std::string &cause);
+
 /* The tree of a text; null with `error` filled.  Throws only std::bad_alloc. */
 PfPtr parse_pf(std::string_view text, PfError &error);
 

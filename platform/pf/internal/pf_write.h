@@ -12,8 +12,12 @@ namespace ksutil {
 /* The lines of a tree; of an array or the root they compile to an equal tree. */
 std::string write_pf(const Pf &pf);
 
-/* A name as it stands before its value, quoted when it has to be. */
+/* A name or a value as it stands in a file, quoted when it has to be. */
 std::string written_name(std::string_view name);
+std::string written_value(std::string_view text);
+
+/* A text in quotes. */
+std::string written_quoted(std::string_view text);
 
 }  // namespace ksutil
 #endif

@@ -1,0 +1,16 @@
+/* Replacing a file as a whole; private to the library. */
+#ifndef KSUTIL_CONFIG_INTERNAL_REPLACE_FILE_H
+#define KSUTIL_CONFIG_INTERNAL_REPLACE_FILE_H
+
+#include <string>
+#include <string_view>
+
+namespace ksutil {
+
+/* Writes a new file beside `path`, flushes it to disk and renames it to `path`, with the
+ * mode and, where allowed, the owner of the old file.  Symbolic links are followed.  False
+ * with errno set and the old file untouched. */
+bool replace_file(const std::string &path, std::string_view text);
+
+}  // namespace ksutil
+#endif
