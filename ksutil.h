@@ -3,6 +3,7 @@
 #define KSUTIL_H
 
 #include "config/ksconfigure.h"
+#include "config/kspf.h"
 #include "core/Array.h"
 #include "core/Table.h"
 #include "core/named_objects.h"

@@ -1,0 +1,88 @@
+#include <cstdio>
+#include <memory>
+#include <nlohmann/json.hpp>
+
+#include "platform/stock/memory.h"
+#include "tools/kspf/commands.h"
+
+namespace ksutil::tools {
+namespace {
+
+struct Options {
+  std::string file, path, fallback;
+  bool json = false, search = false;
+};
+
+struct PfDeleter {
+  void operator()(Pf *pf) const { pffree(pf); }
+};
+struct TblDeleter {
+  void operator()(Tbl *tbl) const { freetbl(tbl, nullptr); }
+};
+
+/* Texts as strings, tables as arrays, arrays as objects in the order written. */
+nlohmann::ordered_json json_of(Pf *pf) {
+  if (pf_kind(pf) == PFSTRING) return pf_text(pf);
+  if (pf_kind(pf) == PFTBL) {
+    auto list = nlohmann::ordered_json::array();
+    Tbl *const items = pf_tbl(pf);
+    for (long i = 0; i < counttbl(items); i++) {
+      list.push_back(json_of(static_cast<Pf *>(gettbl(items, i))));
+    }
+    return list;
+  }
+  auto object = nlohmann::ordered_json::object();
+  const std::unique_ptr<Tbl, TblDeleter> keys(pfkeys_in_order(pf));
+  for (long i = 0; i < counttbl(keys.get()); i++) {
+    const char *const key = static_cast<const char *>(gettbl(keys.get(), i));
+    object[key] = json_of(static_cast<Pf *>(getarr(pf_arr(pf), key)));
+  }
+  return object;
+}
+
+int print(Pf *tree, bool json) {
+  if (json) {
+    const std::string text = json_of(tree).dump(
+        1, ' ', false, nlohmann::ordered_json::error_handler_t::replace);
+    std::puts(text.c_str());
+  } else if (pf_kind(tree) == PFSTRING) {
+    std::puts(pf_text(tree));
+  } else {
+    const MallocPtr<char> text(pf2string(tree));
+    if (text == nullptr) return kFailure;
+    std::fputs(text.get(), stdout);
+  }
+  return kOk;
+}
+
+int get(const Options &options, bool has_fallback) {
+  KSPf pf;
+  if (!read_input(options.file, options.search, pf)) return kFailure;
+  if (has_fallback && pf.kind(options.path) == PFINVALID &&
+      pf.set(options.path, options.fallback) != 0) {
+    return kFailure;
+  }
+  Pf *tree = nullptr;
+  if (pf.getPf(options.path, &tree) != 0) return kFailure;
+  return print(std::unique_ptr<Pf, PfDeleter>(tree).get(), options.json);
+}
+
+}  // namespace
+
+void add_get(CLI::App &app, Action &action) {
+  const auto options = std::make_shared<Options>();
+  CLI::App *command = app.add_subcommand("get", "Print a value");
+  command->add_option("file", options->file, "Parameter file, - for standard input")
+      ->required();
+  command->add_option("path", options->path, "Path of the value; without it the file");
+  CLI::Option *fallback = command->add_option("--default", options->fallback,
+                                              "Text to print when there is no value");
+  command->add_flag("--json", options->json, "Print JSON");
+  command->add_flag("--search", options->search,
+                    "Look for the file along KSUTIL_PF_PATH");
+  command->callback([options, fallback, &action] {
+    action = [options, fallback] { return get(*options, fallback->count() > 0); };
+  });
+}
+
+}  // namespace ksutil::tools
