@@ -1,4 +1,7 @@
 #include <cairo.h>
+#ifdef __SANITIZE_ADDRESS__
+#include <sanitizer/lsan_interface.h>
+#endif
 
 #include <cmath>
 #include <cstring>
@@ -209,3 +212,11 @@ double text_width(const std::string &text, double size, bool bold) {
 }
 
 }  // namespace ksutil::plot
+
+#ifdef __SANITIZE_ADDRESS__
+/* The font library keeps what it has found of fonts until the process ends, and beyond. */
+extern "C" __attribute__((visibility("default"))) const char *
+__lsan_default_suppressions() {
+  return "leak:libfontconfig\n";
+}
+#endif
