@@ -15,12 +15,8 @@
 
 namespace {
 
-struct Entry {
-  double time, value;
-};
+using Entry = KSHistoryEntry;
 static_assert(sizeof(Entry) == 16);
-
-constexpr const char *kTableTag = "KSHistory";
 
 ksutil::TagRegistry<KSHistory> &registry() {
   /* Never destroyed: histories may be freed by destructors of other static objects. */
@@ -50,7 +46,8 @@ HistoryPtr new_record(int maxn, const char *name, const char *file) {
 bool open_file_entries(KSHistory &history) {
   const int mark = elog_mark();
   errno = 0;
-  history.entries = filetbl(history.file, kTableTag, history.maxn, sizeof(Entry));
+  history.entries =
+      filetbl(history.file, KSHISTORY_TABLE_TAG, history.maxn, sizeof(Entry));
   if (history.entries != nullptr) return true;
   if (errno == EAGAIN) {
     elog_flush(0, mark);

@@ -20,12 +20,20 @@
 #include "platform/stock/export.h"
 #include "platform/stock/tbl.h"
 
+struct KSHistoryEntry {
+  double time, value;
+};
+
 struct KSHistory {
   int32_t maxn;  // the most entries kept
   char *name;    // the caller's name, or null
   char *file;    // the backing file, or null
-  Tbl *entries;  // elements of 16 bytes: two doubles, the time and the value
+  Tbl *entries;  // elements KSHistoryEntry
 };
+
+/* What the list files of histories are tagged with: filetbl_read with this tag and the size
+ * of KSHistoryEntry gives the entries of a file that a history may have in use. */
+inline constexpr char KSHISTORY_TABLE_TAG[] = "KSHistory";
 
 extern "C" {
 

@@ -1,0 +1,29 @@
+/* The entries of a history file, and their times as users write and read them. */
+#ifndef KSUTIL_TOOLS_KSHISTORY_ENTRIES_H
+#define KSUTIL_TOOLS_KSHISTORY_ENTRIES_H
+
+#include <string>
+#include <vector>
+
+#include "objects/kshistory.h"
+#include "tools/common/cli.h"
+
+namespace ksutil::tools {
+
+/* The entries as they are now, whoever has the file in use; false with a message. */
+bool read_entries(const std::string &file, std::vector<KSHistoryEntry> &entries);
+
+/* Reads "now", epoch seconds or a date with an optional time of day. */
+bool parse_time(const std::string &text, double &time);
+
+/* CLI11's check of such a text. */
+std::string time_fault(const std::string &text);
+
+/* A date to the millisecond; with `numbers`, or far from any calendar, epoch seconds. */
+std::string time_cell(double time, bool numbers);
+
+/* The shortest text that reads back as the value. */
+std::string value_cell(double value);
+
+}  // namespace ksutil::tools
+#endif

@@ -1,0 +1,71 @@
+#include <memory>
+
+#include "platform/elog/elog.h"
+#include "tools/kshistory/commands.h"
+#include "tools/kshistory/entries.h"
+#include "tools/plot/figure.h"
+
+namespace ksutil::tools {
+namespace {
+
+/* Entries are marked as long as their marks can be told apart. */
+constexpr std::size_t kMaxMarks = 100;
+
+struct Options {
+  std::string file, picture, title, label = "value";
+  bool numbers = false;
+};
+
+plot::Figure draw(const Options &options, const std::vector<KSHistoryEntry> &entries) {
+  plot::Figure figure;
+  figure.title = options.title.empty() ? options.file : options.title;
+  plot::Panel &panel = figure.panels.emplace_back();
+  if (options.numbers) {
+    panel.x.label = "time";
+  } else {
+    panel.x.scale = plot::Scale::kTime;
+  }
+  panel.y.label = options.label;
+  plot::Line &line = panel.lines.emplace_back();
+  plot::Points marks;
+  for (const KSHistoryEntry &entry : entries) {
+    line.x.push_back(entry.time);
+    line.y.push_back(entry.value);
+    marks.points.push_back(
+        {entry.time, entry.value, {plot::Symbol::kPoint, 5.0, {}, {}}});
+  }
+  if (entries.size() <= kMaxMarks) {
+    line.colour = marks.colour = plot::series_colour(0);
+    panel.points.push_back(std::move(marks));
+  }
+  return figure;
+}
+
+int plot_history(const Options &options) {
+  std::vector<KSHistoryEntry> entries;
+  if (!read_entries(options.file, entries)) return kFailure;
+  if (entries.empty()) {
+    elog_log(0, "%s has no entries.\n", options.file.c_str());
+    return kFailure;
+  }
+  return plot::write_figure(draw(options, entries), options.picture) == 0 ? kOk
+                                                                          : kFailure;
+}
+
+}  // namespace
+
+void add_plot(CLI::App &app, Action &action) {
+  auto options = std::make_shared<Options>();
+  CLI::App *command = app.add_subcommand("plot", "Draws a history over time");
+  command->add_option("file", options->file, "history file")->required();
+  command->add_option("-o,--output", options->picture, "The picture: .svg or .png")
+      ->required();
+  command->add_option("--title", options->title, "Title instead of the file's name");
+  command->add_option("--label", options->label, "What the values are, with the unit");
+  command->add_flag("--numbers", options->numbers,
+                    "Times as plain numbers instead of dates");
+  command->callback(
+      [options, &action] { action = [options] { return plot_history(*options); }; });
+}
+
+}  // namespace ksutil::tools
