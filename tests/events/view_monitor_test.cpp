@@ -1,6 +1,7 @@
 /* A monitor that misses a change leaves a screen behind the data; one that cannot be
  * stopped, or that two starts make two of, hangs or crashes the program that owns it. */
 #include <gtest/gtest.h>
+#include <pthread.h>
 #include <stdlib.h>
 
 #include <atomic>
@@ -288,3 +289,23 @@ TEST_F(ViewChanges, AnExceptionOfACallbackEndsNothing) {
   EXPECT_NE(taken_messages().find("KSEventView::monitorChangesThread: no screen.\n"),
             std::string::npos);
 }
+
+#if !defined(__SANITIZE_THREAD__)
+TEST_F(ViewChanges, AMonitorThatCannotStartMayBeStartedLater) {
+  Reports reports;
+  pthread_attr_t usual, huge;
+  pthread_getattr_default_np(&usual);
+  pthread_attr_init(&huge);
+  pthread_attr_setstacksize(&huge, std::size_t{1} << 46);
+  pthread_setattr_default_np(&huge);
+  EXPECT_EQ(view.monitorChangesThread(kPeriod, note, &reports), -1);
+  pthread_setattr_default_np(&usual);
+  EXPECT_EQ(taken_messages().rfind(
+                "KSEventView::monitorChangesThread: pthread_create() error.\n", 0),
+            0U);
+  EXPECT_EQ(view.monitorChangesThread(kPeriod, note, &reports), 0);
+  EXPECT_TRUE(calls_again(reports));
+  view.monitorChangesThread(0.0, nullptr, nullptr);
+  EXPECT_TRUE(has_stopped(reports));
+}
+#endif

@@ -70,6 +70,22 @@ TEST_F(ViewStations, TakesTheEpochOfTheDay) {
   EXPECT_TRUE(std::isnan(latitude("BB", kTime)));
 }
 
+TEST_F(ViewStations, ADetectionAfterMidnightIsSeenByTheStationOfTheOriginsDay) {
+  const double midnight = ksutil::yearday_epoch(2001253);
+  db.add_located_event(2, midnight - 60.0);
+  db.add_detection("AAA", midnight + 60.0, "D");
+  KSEVOrigin *late = view.findOrid(20);
+  Tbl *alone = nullptr;
+  EXPECT_EQ(view.refreshDetections(late, 0), 0);
+  EXPECT_EQ(view.refreshDetections(&alone, midnight, 100.0), 0);
+  const auto around = records<KSEVDetection>(late->detections);
+  ASSERT_EQ(around.size(), 1U);
+  EXPECT_EQ(around[0]->recno_site, 0);
+  EXPECT_EQ(records<KSEVDetection>(alone)[0]->recno_site, 1) << "by its own time";
+  view.freeDetections(alone);
+  view.freeOrigin(late);
+}
+
 TEST_F(ViewStations, SeesAStationFromTheOrigin) {
   KSEVOriginStation *station = nullptr;
   ASSERT_EQ(view.lookupStation(origin, "AAA", kTime, &station), 0);
@@ -120,6 +136,20 @@ TEST_F(ViewStations, KeepsTheBestDetectionOfEachStation) {
   EXPECT_EQ(records<KSEVDetection>(origin->detections)[0]->recno_detection, 1)
       << "a tie keeps the earlier";
   EXPECT_EQ(kept({0.25}, 1), (std::vector<double>{0.25}));
+}
+
+TEST_F(ViewStations, TheBestIsByTheSWaveWhereNoPIsPredicted) {
+  KSEVOriginStation *station = nullptr;
+  ASSERT_EQ(view.lookupStation(origin, "AAA", origin->time, &station), 0);
+  station->ptime = -9999999999.999;
+  for (const double residual : {2.0, -1.0, 1.5}) {
+    db.add_detection("AAA", station->stime + residual, "D");
+  }
+  EXPECT_EQ(view.refreshDetections(origin, 1), 0);
+  const auto found = records<KSEVDetection>(origin->detections);
+  ASSERT_EQ(found.size(), 1U);
+  EXPECT_EQ(found[0]->presidual, -999.0);
+  EXPECT_NEAR(found[0]->sresidual, -1.0, 1e-4);
 }
 
 TEST_F(ViewStations, ADetectionWithoutPredictionIsNoGoodDetection) {
