@@ -1,9 +1,8 @@
-/* Points of ksvector2: growing, inserting, overwriting, copying out. */
+/* Points of ksvector2: growing, inserting, overwriting, reading. */
 #include <algorithm>
 #include <cerrno>
 #include <climits>
 #include <cstring>
-#include <vector>
 
 #include "objects/internal/vector2.h"
 #include "platform/elog/elog.h"
@@ -76,75 +75,6 @@ bool widen(ksvector2 &vector, int ny) {
   return true;
 }
 
-/* A copy of column j of the points, x being column 0; of a series, its samples. */
-Block<double> copy_column(const ksvector2 &vector, int j) {
-  const auto npts = static_cast<std::size_t>(vector.npts);
-  Block<double> copy(
-      static_cast<double *>(zeroed(std::max<std::size_t>(npts, 1), sizeof(double))));
-  if (copy == nullptr) return nullptr;
-  const double *from = vector.data + j;
-  for (std::size_t i = 0; i < npts; ++i, from += stride(vector)) copy.get()[i] = *from;
-  return copy;
-}
-
-Block<double> copy_x(const ksvector2 &vector) {
-  if (vector.tsamp == 0) return copy_column(vector, 0);
-  Block<double> x = copy_column(vector, 0);
-  for (int i = 0; x != nullptr && i < vector.npts; ++i) {
-    x.get()[i] = vector.time + i * vector.dt;
-  }
-  return x;
-}
-
-Block<double> copy_y(const ksvector2 &vector, int iy) {
-  return copy_column(vector, vector.tsamp != 0 ? 0 : iy + 1);
-}
-
-/* A list of blocks that is freed with them until it is handed out. */
-template <class T>
-class BlockList {
- public:
-  explicit BlockList(int count)
-      : count_(count),
-        list_(static_cast<T **>(
-            zeroed(static_cast<std::size_t>(std::max(count, 1)), sizeof(T *)))) {}
-  ~BlockList() {
-    for (int i = 0; list_ != nullptr && i < count_; ++i) release(list_.get()[i]);
-  }
-  BlockList(const BlockList &) = delete;
-  BlockList &operator=(const BlockList &) = delete;
-
-  bool made() const { return list_ != nullptr; }
-  T *&at(int i) { return list_.get()[i]; }
-  T **hand_out() { return list_.release(); }
-
- private:
-  int count_;
-  Block<T *> list_;
-};
-
-bool copy_all_y(const ksvector2 &vector, BlockList<double> &columns) {
-  if (!columns.made()) return false;
-  for (int j = 0; j < vector.ny; ++j) {
-    if ((columns.at(j) = copy_y(vector, j).release()) == nullptr) return false;
-  }
-  return true;
-}
-
-bool copy_labels(const ksvector2 &vector, BlockList<char> &labels) {
-  if (!labels.made()) return false;
-  for (int i = 0; vector.labels != nullptr && i < vector.npts; ++i) {
-    if (vector.labels[i] == nullptr) continue;
-    if ((labels.at(i) = duplicate(vector.labels[i])) == nullptr) return false;
-  }
-  return true;
-}
-
-int no_memory(const char *function) {
-  elog_log(1, "%s: malloc() error.\n", function);
-  return -1;
-}
-
 /* The label of an existing point; null leaves it. */
 bool replace_label(ksvector2 &vector, int index, const char *label,
                    const char *function) {
@@ -200,7 +130,10 @@ int ksvector2_resize_y(const char *tag, int ny) {
     return -1;
   }
   if (ny > vector->nyalloc) {
-    if (!widen(*vector, ny)) return no_memory("ksvector2_resize_y");
+    if (!widen(*vector, ny)) {
+      elog_log(1, "ksvector2_resize_y: malloc() error.\n");
+      return -1;
+    }
   } else if (ny > vector->ny) {
     for (int i = 0; i < vector->nalloc; ++i) {
       std::fill(row(*vector, i) + vector->ny + 1, row(*vector, i) + ny + 1, 0.0);
@@ -279,52 +212,5 @@ int ksvector2_get_point(const char *tag, int index, double *x, double *y, char *
       vector->labels[index] != nullptr) {
     std::strcpy(label, vector->labels[index]);
   }
-  return 0;
-}
-
-int ksvector2_get_points(const char *tag, int *npts, int *iy, double **x, void **y,
-                         char ***labels) {
-  const char *const self = "ksvector2_get_points";
-  const ksvector2 *const vector = look_up(tag, self);
-  if (vector == nullptr) return -1;
-  if (*iy >= vector->ny) {
-    elog_log(0, "ksvector2_get_points: index out of range.\n");
-    return -1;
-  }
-  Block<double> x_copy = copy_x(*vector);
-  if (x_copy == nullptr) return no_memory(self);
-  const int nlabels = labels == nullptr ? 0 : vector->npts;
-  BlockList<char> label_copies(nlabels);
-  if (labels != nullptr && !copy_labels(*vector, label_copies)) return no_memory(self);
-  if (*iy >= 0) {
-    Block<double> column = copy_y(*vector, *iy);
-    if (column == nullptr) return no_memory(self);
-    *y = column.release();
-  } else {
-    BlockList<double> columns(vector->ny);
-    if (!copy_all_y(*vector, columns)) return no_memory(self);
-    *y = columns.hand_out();
-    *iy = vector->ny;
-  }
-  *npts = vector->npts;
-  *x = x_copy.release();
-  if (labels != nullptr) *labels = label_copies.hand_out();
-  return 0;
-}
-
-int ksvector2_get_tsamp(const char *tag, int *npts, double *time, double *samprate,
-                        double **samples) {
-  const ksvector2 *const vector = look_up(tag, "ksvector2_get_tsamp");
-  if (vector == nullptr) return -1;
-  if (vector->tsamp == 0) {
-    elog_log(0, "ksvector2_get_tsamp: Not a time-sampled vector.\n");
-    return -1;
-  }
-  Block<double> copy = copy_y(*vector, 0);
-  if (copy == nullptr) return no_memory("ksvector2_get_tsamp");
-  *npts = vector->npts;
-  *time = vector->time;
-  *samprate = 1.0 / vector->dt;
-  *samples = copy.release();
   return 0;
 }

@@ -3,7 +3,6 @@
 #define KSUTIL_OBJECTS_INTERNAL_VECTOR2_H
 
 #include <cstddef>
-#include <memory>
 
 #include "objects/internal/tag_registry.h"
 #include "objects/ksvector2.h"
@@ -15,12 +14,6 @@ void *zeroed(std::size_t count, std::size_t size);
 void *resized(void *block, std::size_t bytes);
 char *duplicate(const char *text);
 void release(void *block);  // null accepted, not counted
-
-struct Releaser {
-  void operator()(void *block) const { release(block); }
-};
-template <class T>
-using Block = std::unique_ptr<T, Releaser>;
 
 TagRegistry<ksvector2> &registry();
 

@@ -17,7 +17,7 @@ struct FreeVector2 {
 };
 using OwnedVector = std::unique_ptr<ksvector2, FreeVector2>;
 
-/* What is printed within a scope. */
+/* What is printed within a scope, until it is asked for; that also ends verbosity. */
 class StdoutCapture {
  public:
   StdoutCapture() { testing::internal::CaptureStdout(); }
@@ -27,6 +27,7 @@ class StdoutCapture {
   const std::string &text() const {
     if (!taken_) text_ = testing::internal::GetCapturedStdout();
     taken_ = true;
+    ksvector2_set_verbose(0);
     return text_;
   }
 
