@@ -58,8 +58,12 @@ Range axis_range(const Axis &axis, const Extent &extent, double margin) {
   if (low) range.low = axis.low;
   if (high) range.high = axis.high;
   /* Data may lie wholly on the other side of the one end that is given. */
-  if (low && !high && range.high < range.low) range.high = range.low;
-  if (high && !low && range.low > range.high) range.low = range.high;
+  if (low && !high && range.high <= range.low) {
+    range.high = opened(axis, range.low, range.low).high;
+  }
+  if (high && !low && range.low >= range.high) {
+    range.low = opened(axis, range.high, range.high).low;
+  }
   if (range.low > range.high) std::swap(range.low, range.high);
   return opened(axis, range.low, range.high);
 }

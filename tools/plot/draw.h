@@ -26,6 +26,9 @@ void draw_keys(Canvas &canvas, const PanelLayout &layout);
 std::vector<std::vector<Position>> strokes(const Line &line, const AxisView &x,
                                            const AxisView &y);
 
+/* An opaque pixel of a raster. */
+std::uint32_t pixel(const Colour &colour);
+
 /* The cells of a mesh over a frame, clear where the mesh has no value. */
 Raster mesh_raster(const Mesh &mesh, const Rect &frame, const AxisView &x,
                    const AxisView &y);

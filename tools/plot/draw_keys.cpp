@@ -6,21 +6,25 @@
 namespace ksutil::plot {
 namespace {
 
+/* The colours of a key from top to bottom, two pixels a unit. */
+Raster shades(const ColourKey &key, const Rect &rect) {
+  const auto pixels = [](double length) { return static_cast<int>(2.0 * length); };
+  Raster raster{pixels(rect.width), pixels(rect.height), {}};
+  for (int row = 0; row < raster.height; row++) {
+    const double part = (row + 0.5) / raster.height;
+    raster.pixels.insert(raster.pixels.end(), static_cast<std::size_t>(raster.width),
+                         pixel(key.map.at(key.reverse ? part : 1.0 - part)));
+  }
+  return raster;
+}
+
 void draw_bar(Canvas &canvas, const Bar &bar) {
   const Rect &rect = bar.rect;
   const ColourKey &key = bar.key;
-  if (!key.label.empty() || !bar.ticks.factor.empty()) {
-    canvas.text({rect.x, rect.y - 7.0}, key.label + " " + bar.ticks.factor,
-                {kTickSize, kInk});
-  }
-  constexpr int kShades = 128;
-  for (int i = 0; i < kShades; i++) {
-    const double top = i / double{kShades};
-    /* Each shade reaches under the next, so that no seam shines through. */
-    const Rect shade{rect.x, rect.y + top * rect.height, rect.width,
-                     rect.height * (1.0 - top)};
-    canvas.rectangle(shade, {{}, key.map.at(key.reverse ? top : 1.0 - top)});
-  }
+  std::string label = key.label;
+  if (!bar.ticks.factor.empty()) label += (label.empty() ? "" : " ") + bar.ticks.factor;
+  canvas.text({rect.x, rect.y - 7.0}, label, {kTickSize, kInk});
+  canvas.raster(rect, shades(key, rect));
   canvas.rectangle(rect, {kFrame, {}, 0.8});
   for (const Tick &tick : bar.ticks.ticks) {
     const double fraction = (tick.value - key.low) / (key.high - key.low);

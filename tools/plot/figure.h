@@ -38,7 +38,7 @@ enum class Scale {
 enum class TickForm { kNumber, kLatitude, kLongitude };
 
 struct Axis {
-  std::string label;  // with its unit: "depth (km)"
+  std::string label = {};  // with its unit: "depth (km)"
   Scale scale = Scale::kLinear;
   double low = kUnset, high = kUnset;  // unset ends come from the data, with a margin
   bool reverse = false;                // low at the right or at the top
@@ -50,11 +50,11 @@ struct Axis {
  * between gaps is drawn as a dot.  Any number of points: where many share a column of
  * pixels, only their extremes are drawn. */
 struct Line {
-  std::vector<double> x;  // [y.size()], or empty: x = start + i * step
-  std::vector<double> y;
+  std::vector<double> x = {};  // [y.size()], or empty: x = start + i * step
+  std::vector<double> y = {};
   double start = 0.0, step = 1.0;
-  std::string name;              // for the legend; empty: not in it
-  std::optional<Colour> colour;  // the panel's next colour by default
+  std::string name = {};              // for the legend; empty: not in it
+  std::optional<Colour> colour = {};  // the panel's next colour by default
   double width = 1.2;
   bool dashed = false;
 };
@@ -78,31 +78,31 @@ bool parse_symbol(std::string_view name, Symbol &symbol);
 
 struct PointStyle {
   Symbol symbol = Symbol::kCircle;
-  double size = 6.0;             // diameter
-  std::optional<Colour> colour;  // outline; the series' colour by default
-  std::optional<Colour> fill;    // none: hollow
+  double size = 6.0;                  // diameter
+  std::optional<Colour> colour = {};  // outline; the series' colour by default
+  std::optional<Colour> fill = {};    // none: hollow
 };
 
 struct Point {
   double x = 0.0, y = 0.0;  // not drawn when one is no number
-  PointStyle style;
+  PointStyle style = {};
 };
 
 /* Points with symbols; later ones lie on top. */
 struct Points {
-  std::vector<Point> points;
-  std::string name;              // for the legend, with the style of the first point
-  std::optional<Colour> colour;  // of points without one; the next one by default
+  std::vector<Point> points = {};
+  std::string name = {};  // for the legend, with the style of the first point
+  std::optional<Colour> colour = {};  // of points without one; the next one by default
 };
 
 /* A field of values over a rectangle, drawn as coloured cells with a bar of the scale.
  * Coordinates ascend; a cell reaches half-way to its neighbours, or, when there is one
  * coordinate more than there are values, from one coordinate to the next. */
 struct Mesh {
-  std::vector<double> x, y;    // [nx] or [nx + 1], [ny] or [ny + 1]
-  std::vector<double> values;  // [ny * nx], x fastest; gaps as of samples are blank
+  std::vector<double> x = {}, y = {};  // [nx] or [nx + 1], [ny] or [ny + 1]
+  std::vector<double> values = {};  // [ny * nx], x fastest; gaps as of samples: blank
   std::size_t nx = 0, ny = 0;
-  std::string label;                   // of the colour bar, with the unit
+  std::string label = {};              // of the colour bar, with the unit
   double low = kUnset, high = kUnset;  // of the colours; from the values by default
   bool diverging = false;              // colours on both sides of 0
 };
@@ -110,36 +110,36 @@ struct Mesh {
 /* A line over the height of the panel, with a text at its upper end. */
 struct Marker {
   double x = 0.0;
-  std::string label;
-  std::optional<Colour> colour;
+  std::string label = {};
+  std::optional<Colour> colour = {};
 };
 
 /* What the keys at the right of a panel tell of its points. */
 struct ColourKey {
-  std::string label;
+  std::string label = {};
   double low = 0.0, high = 1.0;
-  ColourMap map;
+  ColourMap map = {};
   bool time = false;     // low and high are epoch seconds
   bool reverse = false;  // low at the top
 };
 struct StyleKey {
-  std::string label;
+  std::string label = {};
   struct Entry {
-    PointStyle style;
-    std::string text;
+    PointStyle style = {};
+    std::string text = {};
   };
-  std::vector<Entry> entries;
+  std::vector<Entry> entries = {};
 };
 
 struct Panel {
-  std::string title;  // small, above the left end
-  Axis x, y;
-  std::vector<Mesh> meshes;  // drawn first; each has its colour bar
-  std::vector<Line> lines;
-  std::vector<Points> points;
-  std::vector<Marker> markers;
-  std::vector<ColourKey> colour_keys;
-  std::vector<StyleKey> style_keys;
+  std::string title = {};  // small, above the left end
+  Axis x = {}, y = {};
+  std::vector<Mesh> meshes = {};  // drawn first; each has its colour bar
+  std::vector<Line> lines = {};
+  std::vector<Points> points = {};
+  std::vector<Marker> markers = {};
+  std::vector<ColourKey> colour_keys = {};
+  std::vector<StyleKey> style_keys = {};
   double height = kUnset;  // of the frame; by default a share of a pleasant whole
   bool map =
       false;  // x and y are degrees: labelled so, drawn with the aspect of the middle
@@ -147,9 +147,9 @@ struct Panel {
 };
 
 struct Figure {
-  std::string title;
-  std::string subtitle;  // smaller, under the title
-  std::vector<Panel> panels;
+  std::string title = {};
+  std::string subtitle = {};  // smaller, under the title
+  std::vector<Panel> panels = {};
   double width = 900.0;
   bool shared_x =
       false;  // one range of x for all panels, ticks labelled under the last

@@ -23,6 +23,8 @@ std::vector<std::size_t> cells_along(int pixels, double from, const AxisView &vi
   return cells;
 }
 
+}  // namespace
+
 std::uint32_t pixel(const Colour &colour) {
   const auto channel = [](double value) {
     return static_cast<std::uint32_t>(std::lround(value * 255.0));
@@ -30,8 +32,6 @@ std::uint32_t pixel(const Colour &colour) {
   return 0xFF000000U | channel(colour.r) << 16 | channel(colour.g) << 8 |
          channel(colour.b);
 }
-
-}  // namespace
 
 Raster mesh_raster(const Mesh &mesh, const Rect &frame, const AxisView &x,
                    const AxisView &y) {

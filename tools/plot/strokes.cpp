@@ -50,7 +50,7 @@ class Thinner {
     const std::size_t late = std::max(low_at_, high_at_);
     const Position &early_at = low_at_ < high_at_ ? lowest_ : highest_;
     const Position &late_at = low_at_ < high_at_ ? highest_ : lowest_;
-    if (!crowded || late == 0) stroke_.push_back(first_);
+    if (!crowded || early == 0) stroke_.push_back(first_);
     if (early > 0) stroke_.push_back(early_at);
     if (late > early) stroke_.push_back(late_at);
     if (!crowded && last > late) stroke_.push_back(last_);

@@ -14,7 +14,7 @@ namespace ksutil::plot {
 namespace {
 
 constexpr double kPngScale = 2.0;
-constexpr double kPngLimit = 32767.0;
+constexpr double kPngLimit = 32000.0;  // pixels of a side, nearly cairo's own limit
 constexpr double kSmallest = 200.0, kLargest = 20000.0;  // widths of a figure
 
 void draw(Canvas &canvas, const Figure &figure, const Layout &layout) {

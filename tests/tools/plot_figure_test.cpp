@@ -1,0 +1,283 @@
+/* A picture that bridges a gap, loses a spike or shifts a cell shows what is not in the
+ * data, and nobody will look behind it. */
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cmath>
+#include <map>
+#include <random>
+
+#include "platform/elog/elog.h"
+#include "platform/stock/files.h"
+#include "platform/stock/memory.h"
+#include "tests/tools/scratch.h"
+#include "tools/plot/draw.h"
+#include "tools/plot/point_label.h"
+
+namespace ksutil::plot {
+namespace {
+
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::Not;
+using tools::read_text;
+using tools::ScratchFolder;
+
+constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
+
+std::string taken_messages() {
+  const MallocPtr<char> text(elog_string(0));
+  elog_clear_register(0);
+  return text == nullptr ? "" : text.get();
+}
+
+std::size_t occurrences(const std::string &text, const std::string &part) {
+  std::size_t count = 0;
+  for (std::size_t at = 0; (at = text.find(part, at)) != std::string::npos; at++)
+    count++;
+  return count;
+}
+
+/* Axes of 0 to 100 on 0 to 100, y upward. */
+AxisView across() { return AxisView({}, {0.0, 100.0}, 0.0, 100.0); }
+AxisView upward() { return AxisView({}, {0.0, 100.0}, 100.0, 0.0); }
+
+std::vector<std::size_t> stroke_sizes(const Line &line) {
+  std::vector<std::size_t> sizes;
+  for (const auto &stroke : strokes(line, across(), upward())) {
+    sizes.push_back(stroke.size());
+  }
+  return sizes;
+}
+
+TEST(Strokes, AreInterruptedByGaps) {
+  Line samples{.y = {1, 2, kNaN, 3, 4, 5, 1e31F, kNaN, 6}, .start = 10.0, .step = 10.0};
+  EXPECT_THAT(stroke_sizes(samples), ElementsAre(2, 3, 1));
+  EXPECT_THAT(strokes(samples, across(), upward())[2],
+              ElementsAre(testing::FieldsAre(90.0, 94.0)));
+  /* Of other lines large values are values. */
+  const Line large{.x = {0, 10, kNaN, 30}, .y = {1, 1e60, 2, 3}};
+  EXPECT_THAT(stroke_sizes(large), ElementsAre(2, 1));
+  const AxisView log({.scale = Scale::kLog}, {1.0, 100.0}, 0.0, 100.0);
+  EXPECT_EQ(strokes({.x = {1, 2, 0, 3, 4}, .y = {1, 1, 1, 1, 1}}, log, upward()).size(),
+            2U);
+}
+
+/* Every column of pixels must show the lowest and the highest of its samples. */
+TEST(Strokes, KeepTheExtremesOfDenseSamples) {
+  std::mt19937 random(5);
+  std::normal_distribution<double> noise(50.0, 9.0);
+  for (const std::size_t count : {350U, 1200U, 200000U}) {
+    Line line{.start = 0.0, .step = 100.0 / static_cast<double>(count)};
+    for (std::size_t i = 0; i < count; i++) line.y.push_back(noise(random));
+    std::map<double, std::pair<double, double>> all, kept;
+    const auto note = [](auto &columns, double x, double y) {
+      const auto [at, fresh] = columns.try_emplace(std::floor(x), y, y);
+      at->second.first = std::min(at->second.first, y);
+      at->second.second = std::max(at->second.second, y);
+    };
+    for (std::size_t i = 0; i < count; i++) {
+      note(all, across().at(static_cast<double>(i) * line.step),
+           upward().at(line.y[i]));
+    }
+    const auto drawn = strokes(line, across(), upward());
+    ASSERT_EQ(drawn.size(), 1U);
+    double before = -1.0;
+    for (const Position &at : drawn[0]) {
+      note(kept, at.x, at.y);
+      EXPECT_GE(at.x, before);
+      before = at.x;
+    }
+    EXPECT_EQ(all, kept);
+    EXPECT_LE(drawn[0].size(), 400U);
+  }
+}
+
+TEST(MeshRaster, PutsCellsAroundTheirCoordinates) {
+  const Mesh mesh{.x = {10, 30, 80},
+                  .y = {0, 100},
+                  .values = {1, 2, kNaN, 4, 1e31, 6},
+                  .nx = 3,
+                  .ny = 2};
+  const Raster raster = mesh_raster(mesh, {0, 0, 100, 100}, across(), upward());
+  ASSERT_EQ(std::pair(raster.width, raster.height), std::pair(200, 200));
+  const auto at = [&](double x, double y) {
+    const auto row = static_cast<std::size_t>(2.0 * (100.0 - y));
+    return raster.pixels[row * 200 + static_cast<std::size_t>(2.0 * x)];
+  };
+  /* Cells end at 0, 20, 55 and 105; rows at -50, 50 and 150. */
+  EXPECT_EQ(at(0.6, 49.0), at(19.0, 1.0));
+  EXPECT_NE(at(19.0, 1.0), at(21.0, 1.0));
+  EXPECT_EQ(at(21.0, 1.0), at(54.0, 49.0));
+  EXPECT_EQ(at(56.0, 10.0), 0U);
+  EXPECT_EQ(at(30.0, 60.0), 0U);
+  EXPECT_EQ(at(1.0, 1.0), 0xFF440154U);
+  EXPECT_EQ(at(99.0, 99.0), 0xFFFDE725U);
+  EXPECT_NE(at(1.0, 51.0), at(1.0, 49.0));
+}
+
+TEST(Axes, FindRangesThatAreNeverEmpty) {
+  Panel panel;
+  EXPECT_EQ(y_range(panel).high, 1.0);
+  panel.lines.push_back({.x = {5, 5}, .y = {1e20, 1e20}});
+  EXPECT_LT(x_range(panel).low, 5.0);
+  EXPECT_GT(y_range(panel).high, y_range(panel).low);
+  panel.y.low = 2e20;
+  EXPECT_EQ(y_range(panel).low, 2e20);
+  EXPECT_GT(y_range(panel).high, 2e20);
+  panel.y = {.scale = Scale::kLog, .low = -1.0};
+  panel.lines[0].y = {-5.0, 0.0};
+  EXPECT_GT(y_range(panel).low, 0.0);
+}
+
+TEST(Maps, KeepTheAspectAndThePointsTogether) {
+  Panel panel;
+  panel.map = true;
+  panel.points.emplace_back();
+  for (const double lon : {170.0, 175.0, -179.0, -170.0}) {
+    panel.points[0].points.push_back({lon, lon > 0.0 ? 55.0 : 65.0, {}});
+  }
+  arrange_map(panel, 700.0);
+  EXPECT_LT(panel.x.high - panel.x.low, 60.0);
+  for (const Point &point : panel.points[0].points) {
+    EXPECT_TRUE(point.x > panel.x.low && point.x < panel.x.high);
+  }
+  const double across_degree = 700.0 / (panel.x.high - panel.x.low);
+  const double up_degree = panel.height / (panel.y.high - panel.y.low);
+  EXPECT_NEAR(across_degree / up_degree, 0.5, 0.02);  // cos 60
+}
+
+TEST(PointLabels, TellLooks) {
+  PointStyle style;
+  ASSERT_TRUE(
+      parse_point_label("{ o=#ffff00000000 f=#0000ffff0000 sz=3 sy=star }", style));
+  EXPECT_EQ(style.colour, (Colour{1.0, 0.0, 0.0, 1.0}));
+  EXPECT_EQ(style.fill, (Colour{0.0, 1.0, 0.0, 1.0}));
+  EXPECT_EQ(style.size, label_size(3));
+  EXPECT_EQ(style.symbol, Symbol::kStar);
+  for (const char *bad : {"", "ANMO", "{ sz=x }", "{ o=red }", "{ sy=hexagon }",
+                          "{ sz }", "{ o=#12345 }", "{"}) {
+    EXPECT_FALSE(parse_point_label(bad, style)) << bad;
+  }
+  EXPECT_EQ(style.symbol, Symbol::kStar);
+  EXPECT_TRUE(parse_point_label("{ sz=999999999 new=1 }", style));
+  EXPECT_EQ(style.size, label_size(100));
+}
+
+/* Two panels with all that a figure can hold. */
+Figure full_figure() {
+  Figure figure;
+  figure.title = "P < S & \"Q\"";
+  figure.shared_x = true;
+  for (int i = 0; i < 2; i++) {
+    Panel &panel = figure.panels.emplace_back();
+    panel.title = "panel " + std::to_string(i);
+    panel.x.scale = Scale::kTime;
+    panel.y.label = std::string("counts\x01\xff");
+    panel.lines.push_back({.y = {1, 2, 4, kNaN, 5, 6},
+                           .start = 1439366400.0,
+                           .step = 60.0,
+                           .name = "trace"});
+    panel.markers.push_back({.x = 1439366460.0, .label = "PKP"});
+    panel.markers.push_back({.x = 0.0, .label = "outside"});
+  }
+  Points points;
+  for (int i = 0; i < kSymbolCount; i++) {
+    points.points.push_back(
+        {1439366400.0 + 30 * i, 3.0, {static_cast<Symbol>(i), 8.0, {}, {}}});
+  }
+  figure.panels[1].points.push_back(points);
+  figure.panels[1].colour_keys.push_back({"depth", 0.0, 700.0, sequential_map()});
+  return figure;
+}
+
+TEST(Svg, HoldsItsTextsAndShapes) {
+  const std::string svg = svg_text(full_figure());
+  EXPECT_THAT(svg, HasSubstr(">P &lt; S &amp; &quot;Q&quot;</text>"));
+  EXPECT_THAT(svg, HasSubstr(">counts?"
+                             "?</text>"));
+  EXPECT_EQ(occurrences(svg, ">trace</text>"), 2U);
+  EXPECT_EQ(occurrences(svg, ">PKP</text>"), 2U);
+  EXPECT_THAT(svg, Not(HasSubstr("outside")));
+  EXPECT_EQ(occurrences(svg, ">2015-08-12</text>"), 1U);  // under the last panel alone
+  EXPECT_THAT(svg, HasSubstr(">600</text>"));
+  EXPECT_EQ(occurrences(svg, "<circle"), 2U);  // point and circle
+  EXPECT_EQ(occurrences(svg, "<g"), occurrences(svg, "</g>"));
+  EXPECT_EQ(occurrences(svg, "nan") + occurrences(svg, "inf"), 0U);
+}
+
+TEST(Svg, StaysSmallForLongSeismograms) {
+  Figure figure;
+  Line line;
+  for (int i = 0; i < 300000; i++) line.y.push_back(std::sin(i * 0.7) * i);
+  figure.panels.emplace_back().lines.push_back(line);
+  EXPECT_LT(svg_text(figure).size(), 60000U);
+}
+
+/* The 4 bytes of a PNG's header at `at`, most significant first. */
+unsigned png_number(const std::string &png, std::size_t at) {
+  unsigned number = 0;
+  for (std::size_t i = at; i < at + 4; i++) {
+    number = number << 8 | static_cast<unsigned char>(png.at(i));
+  }
+  return number;
+}
+
+TEST(Png, HasTwicePixelsOfTheSvg) {
+  const ScratchFolder folder;
+  Figure figure = full_figure();
+  Mesh mesh{.x = {0, 1}, .y = {0, 1}, .values = {1, 2, 3, kNaN}, .nx = 2, .ny = 2};
+  figure.panels.emplace_back().meshes.push_back(mesh);
+  ASSERT_EQ(write_figure(figure, folder / "a.PNG"), 0) << taken_messages();
+  ASSERT_EQ(write_figure(figure, folder / "a.svg"), 0) << taken_messages();
+  const std::string png = read_text(folder / "a.PNG"),
+                    svg = read_text(folder / "a.svg");
+  EXPECT_EQ(png.substr(0, 8), "\x89PNG\r\n\x1a\n");
+  EXPECT_THAT(svg, HasSubstr("width=\"" + std::to_string(png_number(png, 16) / 2) +
+                             "\" height=\"" + std::to_string(png_number(png, 20) / 2)));
+  EXPECT_THAT(svg, HasSubstr("data:image/png;base64,iVBORw0KGgo"));
+}
+
+TEST(Png, OfManyPanelsHasFewerPixels) {
+  const ScratchFolder folder;
+  Figure figure;
+  figure.width = 200.0;
+  figure.panels.resize(190);
+  ASSERT_EQ(write_figure(figure, folder / "long.png"), 0) << taken_messages();
+  EXPECT_LE(png_number(read_text(folder / "long.png"), 20), 32767U);
+}
+
+TEST(WriteFigure, TellsWhatItCannotDraw) {
+  const ScratchFolder folder;
+  Figure figure;
+  EXPECT_EQ(write_figure(figure, folder / "a.svg"), -1);
+  EXPECT_THAT(taken_messages(), HasSubstr("nothing to draw"));
+  figure.panels.emplace_back().meshes.push_back({.x = {1}, .y = {1}, .nx = 5, .ny = 1});
+  EXPECT_EQ(write_figure(figure, folder / "a.svg"), -1);
+  EXPECT_THAT(taken_messages(), HasSubstr("do not fit"));
+  figure.panels[0].meshes.clear();
+  EXPECT_EQ(write_figure(figure, folder / "a.jpg"), -1);
+  EXPECT_THAT(taken_messages(), HasSubstr("a.jpg"));
+  EXPECT_EQ(write_figure(figure, folder / "none/a.svg"), -1);
+  EXPECT_THAT(taken_messages(), HasSubstr("No such file"));
+  figure.width = kNaN;
+  EXPECT_EQ(write_figure(figure, folder / "a.svg"), -1);
+}
+
+TEST(WriteFigure, LeavesNoHalfOfAPicture) {
+  const ScratchFolder folder;
+  FileCalls calls = system_file_calls();
+  calls.write = [](int, const void *, std::size_t) -> ssize_t {
+    errno = ENOSPC;
+    return -1;
+  };
+  const ScopedFileCalls full_disk(calls);
+  EXPECT_EQ(write_figure(full_figure(), folder / "a.svg"), -1);
+  EXPECT_THAT(taken_messages(), HasSubstr("No space left"));
+  EXPECT_NE(access((folder / "a.svg").c_str(), F_OK), 0);
+}
+
+}  // namespace
+}  // namespace ksutil::plot

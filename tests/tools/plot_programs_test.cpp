@@ -1,0 +1,167 @@
+/* Pictures of databases and curves as users ask for them. */
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <bit>
+#include <cstdint>
+#include <vector>
+
+#include "platform/stock/bytes.h"
+#include "platform/trace/trace.h"
+#include "tests/tools/scratch.h"
+
+namespace ksutil::tools {
+namespace {
+
+using testing::ContainsRegex;
+using testing::HasSubstr;
+using testing::Not;
+
+std::size_t occurrences(const std::string &text, const std::string &part) {
+  std::size_t count = 0;
+  for (std::size_t at = 0; (at = text.find(part, at)) != std::string::npos; at++)
+    count++;
+  return count;
+}
+
+/* Runs `program ... -o picture` and gives the SVG. */
+std::string picture(const ScratchFolder &folder, const std::string &command) {
+  const std::string path = folder / "picture.svg";
+  const ProgramRun run = run_program(command + " -o " + path);
+  EXPECT_EQ(run.code, 0) << run.errors;
+  return read_text(path);
+}
+
+const std::string kPlot = std::string(KSDB_PROGRAM) + " plot ";
+
+std::string small_database(const ScratchFolder &folder) {
+  folder.write("c.csv",
+               "time,latitude,longitude,depth,id,mag,magType\n"
+               "2015-08-01T00:00:00Z,1,179,10,a,4.5,mb\n"
+               "2015-08-01T01:00:00Z,3,-179,300,b,3.0,ml\n"
+               "2015-08-02T02:00:00Z,5,178,600,c,4.0,mb\n");
+  const ProgramRun run =
+      run_program(std::string(KSDB_PROGRAM) + " import --create css3.0 " +
+                  (folder / "c.csv") + " " + (folder / "db"));
+  EXPECT_EQ(run.code, 0) << run.errors;
+  return folder / "db";
+}
+
+TEST(KsdbPlot, DrawsRowsWithKeys) {
+  const ScratchFolder folder;
+  const std::string database = small_database(folder);
+  const std::string svg = picture(
+      folder, kPlot + database +
+                  " origin+netmag --x time --y depth --hue depth --size magnitude");
+  EXPECT_THAT(svg, HasSubstr(">time (UTC)</text>"));
+  EXPECT_THAT(svg, HasSubstr(">2015-08-01</text>"));
+  EXPECT_EQ(occurrences(svg, ">depth (km)</text>"), 2U);  // axis and key
+  EXPECT_THAT(svg, HasSubstr(">magnitude</text>"));
+  /* Three points, and 3.0, 3.5, 4.0 and 4.5 in the key. */
+  EXPECT_EQ(occurrences(svg, "<circle"), 7U);
+  /* Amber for the smallest, at 50 degrees, to blue for the largest, at -140. */
+  EXPECT_THAT(svg, HasSubstr("#f5d63d"));
+  EXPECT_THAT(svg, HasSubstr("#3d7af5"));
+}
+
+TEST(KsdbPlot, LeavesOutNullsAndSaysSo) {
+  const ScratchFolder folder;
+  const std::string svg = picture(
+      folder, kPlot + small_database(folder) + " origin --x mb --y 'depth / 2'");
+  EXPECT_EQ(occurrences(svg, "<circle"), 2U);
+  EXPECT_THAT(svg, HasSubstr("1 of 3 rows lack a value"));
+  EXPECT_THAT(svg, HasSubstr(">depth / 2</text>"));
+}
+
+TEST(KsdbPlot, GivesEachNameOneSymbolAndMapsTheirDegrees) {
+  const ScratchFolder folder;
+  const std::string svg = picture(
+      folder, kPlot + small_database(folder) +
+                  " origin --map --hollow --symbol \"isnull(mb) ? 'none' : 'some'\"");
+  EXPECT_THAT(svg, HasSubstr(">180.0°</text>"));
+  EXPECT_THAT(svg, HasSubstr(">none</text>"));
+  EXPECT_THAT(svg, HasSubstr(">some</text>"));
+  EXPECT_EQ(occurrences(svg, "<circle"), 0U);
+}
+
+TEST(KsdbPlot, RefusesWhatItCannotDraw) {
+  const ScratchFolder folder;
+  const std::string database =
+      small_database(folder) + " origin -o " + (folder / "a.svg");
+  EXPECT_EQ(run_program(kPlot + database + " --x lat").code, 2);
+  EXPECT_EQ(run_program(kPlot + database + " --map --hue-centre 350").code, 2);
+  const ProgramRun wrong = run_program(kPlot + database + " --map --hue nosuch");
+  EXPECT_EQ(wrong.code, 1);
+  EXPECT_THAT(wrong.errors, HasSubstr("--hue: 'nosuch'"));
+  EXPECT_EQ(run_program(kPlot + database + " --map --where 'lat > 80'").code, 1);
+}
+
+const std::string kCurves = std::string(KSVECTOR_PROGRAM) + " plot ";
+
+TEST(KsvectorPlot, ShowsAmplitudeAndPhaseOfResponses) {
+  const ScratchFolder folder;
+  const std::string rows = "0.01 1e60 90 0 0\n0.1 1e62 45 0 0\n1 1e63 0 0 0\n";
+  const std::string one =
+      folder.write("one.fap", "theoretical 1 instrument fap x\n3\n" + rows);
+  const std::string two =
+      folder.write("two.fap", "theoretical 1 instrument fap x\n3\n" + rows);
+  const std::string svg = picture(folder, kCurves + one + " " + two);
+  for (const char *text :
+       {"one.fap", "two.fap", "frequency (Hz)", "amplitude", "phase"}) {
+    EXPECT_EQ(occurrences(svg, ">" + std::string(text) + "</text>"), 1U) << text;
+  }
+  EXPECT_THAT(svg, HasSubstr(">10⁶²</text>"));
+}
+
+TEST(KsvectorPlot, FollowsTheLabelsAndGapsOfTables) {
+  const ScratchFolder folder;
+  const std::string plain = folder.write("t.txt", "0 1\n1 2\n2 nan\n3 4\n4 5\n");
+  const std::string lines = picture(folder, kCurves + plain);
+  EXPECT_EQ(occurrences(lines, "stroke=\"#0072b2\""), 1U);
+  EXPECT_THAT(lines, ContainsRegex("#0072b2[^g]*<path [^\n]*\n<path [^\n]*\n</g>"));
+  const std::string svg = picture(folder, kCurves + plain + " --style points");
+  EXPECT_EQ(occurrences(svg, "<circle"), 4U);
+}
+
+/* A blob of one trace: five samples with a gap in the third place. */
+std::string write_blob(const ScratchFolder &folder) {
+  Dbptr trace = trnew();
+  Dbptr row = dblookup(trace, nullptr, "trace", nullptr, nullptr);
+  row.record = dbaddv(row, "sta", "ANMO", "chan", "BHZ", "time", 1439366400.0,
+                      "samprate", 1.0, "nsamp", 5L, static_cast<char *>(nullptr));
+  long size = 0;
+  dbquery(row, dbq_record_size, &size);
+  std::string text(static_cast<std::size_t>(size) + 1, '\0');
+  dbget(row, text.data());
+  text.pop_back();
+  trdestroy(&trace);
+  float samples[] = {1, 2, 0, 3, 4};
+  trfill_gap(samples + 2, 1);
+  std::string blob;
+  const auto append = [&blob](std::uint32_t number) {
+    for (int shift = 24; shift >= 0; shift -= 8) {
+      blob += static_cast<char>(number >> shift & 255U);
+    }
+  };
+  append(static_cast<std::uint32_t>(text.size()));
+  append(5);
+  blob += text;
+  for (const float sample : samples) append(std::bit_cast<std::uint32_t>(sample));
+  return folder.write("traces.blob", blob);
+}
+
+TEST(KsvectorPlot, ShowsTracesOverTime) {
+  const ScratchFolder folder;
+  const std::string blob = write_blob(folder);
+  const std::string svg = picture(folder, kCurves + blob);
+  EXPECT_THAT(svg, HasSubstr(">ANMO BHZ</text>"));
+  EXPECT_THAT(svg, HasSubstr(">UTC</text>"));
+  EXPECT_THAT(svg, ContainsRegex("#0072b2[^g]*<path [^\n]*\n<path [^\n]*\n</g>"));
+  EXPECT_THAT(svg, Not(HasSubstr("×10³⁰")));
+  const std::string table = folder.write("t.txt", "0 1\n1 2\n");
+  EXPECT_EQ(
+      run_program(kCurves + blob + " " + table + " -o " + (folder / "a.svg")).code, 2);
+}
+
+}  // namespace
+}  // namespace ksutil::tools
