@@ -85,8 +85,9 @@ void add(Severity severity, int flag, const char *format, va_list args,
          const KeptErrno &kept) {
   errno = kept.value();  // for %m
   const int error = (flag & 1) != 0 ? kept.value() : 0;
+  static const char kNothing[1] = {};
   Message message =
-      ksutil::format_message(error, format != nullptr ? format : "", args);
+      ksutil::format_message(error, format != nullptr ? format : kNothing, args);
   if (message.text) tell_sink(severity, message.text.get());
   Register::instance().append(std::move(message));
 }

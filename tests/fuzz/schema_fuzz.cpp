@@ -1,0 +1,7 @@
+/* Schema files. */
+#include "platform/db/internal/schema_reader.h"
+#include "tests/fuzz/subject.h"
+
+void ksutil::fuzz::read_input(std::string_view input) {
+  db::SchemaReader("fuzz").read(text_of(input));
+}
