@@ -236,7 +236,10 @@ TEST(KssacTraceRows, HandSamplesToAndFro) {
   ASSERT_EQ(kssac_getevent_kssac(kssac.get(), second, dbinvalid()), 0) << messages();
   float *shared = nullptr;
   ASSERT_EQ(dbgetv(second, "data", &shared, (char *)nullptr), 0);
+  float *first_own = nullptr;
+  ASSERT_EQ(dbgetv(first, "data", &first_own, (char *)nullptr), 0);
   ASSERT_EQ(dbputv(first, "data", shared, (char *)nullptr), 0);
+  std::free(first_own);
   ASSERT_EQ(kssac_getevent_kssac(kssac.get(), second, dbinvalid()), 0);
   float *own = nullptr;
   long nsamp;

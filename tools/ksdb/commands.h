@@ -2,10 +2,8 @@
 #ifndef KSUTIL_TOOLS_KSDB_COMMANDS_H
 #define KSUTIL_TOOLS_KSDB_COMMANDS_H
 
-#include <string>
-
-#include "platform/db/db.h"
 #include "tools/common/cli.h"
+#include "tools/common/open_database.h"
 
 namespace ksutil::tools {
 
@@ -17,29 +15,6 @@ void add_nextid(CLI::App &app, Action &action);
 void add_views(CLI::App &app, Action &action);  // subset, sort, join, group
 void add_plot(CLI::App &app, Action &action);
 void add_import(CLI::App &app, Action &action);
-
-/* A database that is open for one scope. */
-class OpenDatabase {
- public:
-  OpenDatabase(const std::string &name, const char *mode) {
-    open_ = dbopen_noshare(name.c_str(), mode, &db_) == 0;
-  }
-  ~OpenDatabase() {
-    if (open_) dbclose(db_);
-  }
-  OpenDatabase(const OpenDatabase &) = delete;
-  OpenDatabase &operator=(const OpenDatabase &) = delete;
-
-  explicit operator bool() const { return open_; }
-  Dbptr get() const { return db_; }
-  Dbptr table(const std::string &name) const {
-    return dblookup(db_, "", name.c_str(), "", "");
-  }
-
- private:
-  Dbptr db_ = dbinvalid();
-  bool open_ = false;
-};
 
 }  // namespace ksutil::tools
 #endif

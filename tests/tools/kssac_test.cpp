@@ -1,0 +1,203 @@
+/* kssac changes files that may be the only copy of a recording: what it does not mean to
+ * change must stay, also when it fails. */
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <nlohmann/json.hpp>
+
+#include "tests/formats/sac_bytes.h"
+#include "tests/tools/scratch.h"
+
+namespace ksutil::tools {
+namespace {
+
+using sac::test::SacBytes;
+using testing::HasSubstr;
+using testing::IsEmpty;
+
+const std::string kKssac = KSSAC_PROGRAM;
+const std::string kKsdb = KSDB_PROGRAM;
+
+ProgramRun kssac(const std::string &arguments) {
+  return run_program(kKssac + " " + arguments);
+}
+
+SacBytes station_file(int npts = 4) {
+  SacBytes bytes;
+  bytes.series(npts)
+      .text(sac::test::kKstnm, "ANMO    ")
+      .text(sac::test::kKcmpnm, "BHZ     ");
+  return bytes;
+}
+
+TEST(Kssac, ShowsHeadersAsTextAndJson) {
+  const ScratchFolder folder;
+  const std::string file = folder.write("a.sac", station_file().str());
+  const ProgramRun text = kssac("header " + file);
+  EXPECT_EQ(text.code, 0) << text.errors;
+  EXPECT_THAT(text.output, HasSubstr(": 4 samples, begins 2009-09-04T01:02:03.004"));
+  EXPECT_THAT(text.output, HasSubstr("KSTNM      ANMO"));
+  EXPECT_THAT(text.output, testing::Not(HasSubstr("STLA")));
+  const auto json = nlohmann::json::parse(kssac("header --all --json " + file).output);
+  EXPECT_EQ(json[0]["DELTA"], 0.5);
+  EXPECT_EQ(json[0]["NPTS"], 4);
+  EXPECT_EQ(json[0]["KCMPNM"], "BHZ");
+  EXPECT_TRUE(json[0]["STLA"].is_null());
+  EXPECT_EQ(json[0].size(), 134U);
+  const ProgramRun mixed = kssac("header " + (folder / "none") + " " + file);
+  EXPECT_EQ(mixed.code, 1);
+  EXPECT_EQ(mixed.output, text.output);
+  EXPECT_EQ(kssac("header").code, 2);
+}
+
+TEST(Kssac, DumpsSamplesWithTheirTimes) {
+  const ScratchFolder folder;
+  const std::string file = folder.write("a.sac", station_file(2).str());
+  EXPECT_EQ(kssac("dump " + file).output,
+            "2009-09-04T01:02:03.004000 1\n2009-09-04T01:02:03.504000 2\n");
+  EXPECT_EQ(kssac("dump --epoch --csv " + file).output,
+            "time,value\n1252026123.004000,1\n1252026123.504000,2\n");
+  const auto json =
+      nlohmann::json::parse(kssac("dump --relative --json " + file).output);
+  EXPECT_EQ(json[1]["time"], 0.5);
+  EXPECT_EQ(json[1]["value"], 2);
+  /* Two samples, then their times. */
+  SacBytes uneven;
+  uneven.series(4).integer(sac::test::kNpts, 2).integer(sac::test::kLeven, 0);
+  uneven.integer(sac::test::kNzyear, -12345);
+  EXPECT_EQ(kssac("dump " + folder.write("u.sac", uneven.str())).output,
+            "3.000000 1\n4.000000 2\n");
+}
+
+TEST(Kssac, SetsNothingButWhatIsSaid) {
+  const ScratchFolder folder;
+  SacBytes bytes = station_file();
+  const std::string file = folder.write("a.sac", bytes.str() + "what follows");
+  ::chmod(file.c_str(), 0640);
+  ASSERT_EQ(kssac("set " + file + " T0=1.5 KT0=S NEVID=7 KSTNM= LCALDA=1").code, 0);
+  bytes.real(sac::test::kT0, 1.5F).text(sac::test::kKt0, "S       ");
+  bytes.integer(sac::test::kNevid, 7).text(sac::test::kKstnm, "-12345  ");
+  bytes.integer(sac::test::kLcalda, 1);
+  EXPECT_EQ(read_text(file), bytes.str() + "what follows");
+  struct stat status {};
+  ::stat(file.c_str(), &status);
+  EXPECT_EQ(status.st_mode & 0777, 0640U);
+
+  for (const char *const refused : {"T0=1 NOWHERE=2", "KSTNM=ninechars", "T0=late",
+                                    "NPTS=3000000000", "T0", "NVHDR=7", "NPTS=500"}) {
+    const ProgramRun run = kssac("set " + file + " KHOLE=01 " + refused);
+    EXPECT_EQ(run.code, 1) << refused;
+    EXPECT_THAT(run.errors, testing::Not(IsEmpty()));
+    EXPECT_EQ(read_text(file), bytes.str() + "what follows") << refused;
+  }
+  EXPECT_EQ(std::distance(std::filesystem::directory_iterator(folder / ""), {}), 1);
+}
+
+TEST(Kssac, SwapsBetweenByteOrders) {
+  const ScratchFolder folder;
+  constexpr auto kForeign = std::endian::native == std::endian::little
+                                ? std::endian::big
+                                : std::endian::little;
+  SacBytes here, there(kForeign);
+  here.series(4).text(sac::test::kKevnm, "sixteen letters!");
+  there.series(4).text(sac::test::kKevnm, "sixteen letters!");
+  const std::string file = folder.write("there.sac", there.str());
+  const ProgramRun hint = kssac("header " + file);
+  EXPECT_EQ(hint.code, 1);
+  EXPECT_THAT(hint.errors, HasSubstr("see kssac swap"));
+  ASSERT_EQ(kssac("swap " + file + " " + (folder / "here.sac")).code, 0);
+  EXPECT_EQ(read_text(folder / "here.sac"), here.str());
+  ASSERT_EQ(kssac("swap " + (folder / "here.sac") + " " + (folder / "here.sac")).code,
+            0);
+  EXPECT_EQ(read_text(folder / "here.sac"), there.str());
+  EXPECT_EQ(
+      kssac("swap " + folder.write("text", std::string(700, 'x')) + " " + file).code,
+      1);
+  EXPECT_EQ(read_text(file), there.str());
+}
+
+TEST(Kssac, FilesGoThroughADatabaseAndBack) {
+  const ScratchFolder folder;
+  SacBytes bytes = station_file(100);
+  bytes.real(sac::test::kStla, 34.5F).real(sac::test::kStlo, -106.25F);
+  bytes.real(sac::test::kStel, 1850.0F).real(sac::test::kCmpinc, 90.0F);
+  bytes.text(sac::test::kKnetwk, "IU      ");
+  const std::string file = folder.write("a.sac", bytes.str());
+  const std::string database = folder / "db";
+  const ProgramRun entered =
+      kssac("to-db " + file + " " + database + " --create css3.0");
+  ASSERT_EQ(entered.code, 0) << entered.errors;
+  EXPECT_EQ(kssac("to-db " + file + " " + database).code, 0);  // left out
+  EXPECT_EQ(
+      run_program(kKsdb + " list " + database +
+                  " wfdisc --csv --fields "
+                  "sta,chan,jdate,wfid,chanid,nsamp,samprate,dir,dfile,foff,datatype")
+          .output,
+      "sta,chan,jdate,wfid,chanid,nsamp,samprate,dir,dfile,foff,datatype\n"
+      "ANMO,BHZ,2009247,1,1,100,2.0000000,.,a.sac,632,f4\n");
+  EXPECT_EQ(
+      run_program(kKsdb + " list " + database + " site --csv --fields lat,lon,elev")
+          .output,
+      "lat,lon,elev\n34.5000,-106.2500,1.8500\n");
+  EXPECT_EQ(run_program(kKsdb + " verify " + database).code, 0);
+
+  std::filesystem::create_directory(folder / "out");
+  const std::string back = "from-db " + database + " --dir " + (folder / "out");
+  const ProgramRun written = kssac(back);
+  ASSERT_EQ(written.code, 0) << written.errors;
+  const std::string copy = written.output.substr(0, written.output.size() - 1);
+  const auto header = nlohmann::json::parse(kssac("header --json " + copy).output)[0];
+  EXPECT_EQ(header["KNETWK"], "IU");
+  EXPECT_EQ(header["STLA"], 34.5);
+  EXPECT_EQ(header["STEL"], 1850);
+  EXPECT_EQ(header["CMPINC"], 90);
+  EXPECT_EQ(header["NWFID"], 1);
+  EXPECT_EQ(read_text(copy).substr(632), bytes.str().substr(632));
+
+  EXPECT_EQ(kssac(back).code, 1);  // is there already
+  const ProgramRun cut =
+      kssac(back + " --start 2009-09-04T01:02:10 --end 1252026135.1 -q --force");
+  ASSERT_EQ(cut.code, 0) << cut.errors;
+  const std::string name = "/out/IU.ANMO.BHZ.2009247.010210.004.sac";
+  EXPECT_EQ(read_text(folder / name).substr(632),
+            bytes.str().substr(632 + 4 * 14, 4 * 11));
+  EXPECT_EQ(kssac(back + " --where \"sta == 'XXX'\"").code, 1);
+}
+
+TEST(Kssac, WaveformsOfUnknownStationsAreWrittenToo) {
+  const ScratchFolder folder;
+  folder.write("b.sac", station_file(4).text(sac::test::kKcmpnm, "BHN     ").str());
+  folder.write("a.sac", station_file(4).str());
+  const std::string database = folder / "db";
+  ASSERT_EQ(kssac("to-db " + (folder / "a.sac") + " " + (folder / "b.sac") + " " +
+                  database + " --create kbcore")
+                .code,
+            0);
+  /* The second waveform's file is cut short: the first must come nevertheless. */
+  std::filesystem::resize_file(folder / "b.sac", 640);
+  const ProgramRun run = kssac("from-db " + database + " --dir " + (folder / ""));
+  EXPECT_EQ(run.code, 1);
+  EXPECT_THAT(run.errors, HasSubstr("b.sac has 640 bytes"));
+  EXPECT_THAT(run.output, HasSubstr("ANMO.BHZ.2009247.010203.004.sac"));
+}
+
+TEST(Kssac, DrawsSeismogramsWithPicks) {
+  const ScratchFolder folder;
+  const std::string file = folder.write("a.sac", station_file(50)
+                                                     .real(sac::test::kT0, 3.5F)
+                                                     .text(sac::test::kKt0, "Sn      ")
+                                                     .str());
+  ASSERT_EQ(kssac("plot " + file + " " + file + " -o " + (folder / "a.svg")).code, 0);
+  const std::string picture = read_text(folder / "a.svg");
+  EXPECT_THAT(picture, HasSubstr("ANMO.BHZ"));
+  EXPECT_THAT(picture, HasSubstr("Sn"));
+  EXPECT_EQ(kssac("plot " + file).code, 2);
+  const std::string spectrum =
+      folder.write("s.sac", SacBytes().series(4).integer(sac::test::kIftype, 3).str());
+  EXPECT_EQ(kssac("plot " + spectrum + " -o " + (folder / "s.svg")).code, 1);
+}
+
+}  // namespace
+}  // namespace ksutil::tools

@@ -1,0 +1,133 @@
+#include <fcntl.h>
+
+#include <charconv>
+#include <cstdio>
+#include <cstring>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "platform/clock/clock.h"
+#include "platform/elog/elog.h"
+#include "platform/stock/files.h"
+#include "platform/stock/text.h"
+#include "tools/common/rows.h"
+#include "tools/kssac/commands.h"
+#include "tools/kssac/sac_file.h"
+
+namespace ksutil::tools {
+namespace {
+
+struct Options {
+  std::string file;
+  bool epoch = false, relative = false;
+  Form form = Form::kText;
+};
+
+/* The shortest text that gives the same number. */
+std::string number_text(float value) {
+  char text[32];
+  const auto end = std::to_chars(text, text + sizeof text, value);
+  return {text, end.ptr};
+}
+
+/* When the samples are, in seconds after the reference time. */
+class SampleTimes {
+ public:
+  /* False, with a message, when the file does not tell. */
+  bool open(KSSac *kssac, const std::string &path) {
+    std::int64_t even = 0;
+    known(kssac, "LEVEN", even);
+    if (even == 0) return read_times(kssac, path);
+    if (!is_evenly_sampled(kssac, path)) return false;
+    known(kssac, "B", begin_);
+    known(kssac, "DELTA", delta_);
+    /* The decimal number that was meant: 0.01 rather than the binary one next to it, which
+     * is off by a sample after some hours. */
+    parse_real(number_text(static_cast<float>(delta_)), delta_);
+    return true;
+  }
+  double at(std::size_t i) const {
+    return times_.empty() ? begin_ + static_cast<double>(i) * delta_
+                          : static_cast<double>(times_[i]);
+  }
+
+ private:
+  /* The times of unevenly spaced samples follow their values. */
+  bool read_times(KSSac *kssac, const std::string &path) {
+    if (kssac->image->data == nullptr) {
+      complain(path + " has no samples");
+      return false;
+    }
+    const FileHandle file = open_file(path, O_RDONLY);
+    times_.resize(static_cast<std::size_t>(kssac->image->npts_data));
+    const std::size_t bytes = times_.size() * sizeof(float);
+    const auto at = static_cast<off_t>(KSSAC_HEADER_SIZE + bytes);
+    if (file &&
+        read_at(file.get(), times_.data(), bytes, at) == static_cast<ssize_t>(bytes)) {
+      return true;
+    }
+    complain(path + " lacks the times of its unevenly spaced samples");
+    return false;
+  }
+
+  double begin_ = 0.0, delta_ = 0.0;
+  std::vector<float> times_;
+};
+
+int dump(const Options &options) {
+  const KssacPtr kssac = read_sac(options.file);
+  SampleTimes times;
+  if (kssac == nullptr || !times.open(kssac.get(), options.file)) return kFailure;
+  std::int64_t year;
+  double reference = 0.0;
+  const bool absolute = !options.relative && known(kssac.get(), "NZYEAR", year) &&
+                        kssac_getreftime_kssac(kssac.get(), &reference) == 0;
+  if (options.epoch && !absolute) {
+    complain(options.file + " has no reference time");
+    return kFailure;
+  }
+  const bool date = absolute && !options.epoch;
+  const bool json = options.form == Form::kJson;
+  if (options.form == Form::kCsv) std::puts("time,value");
+  if (json) std::puts("[");
+  const float *const data = kssac->image->data;
+  const auto count = static_cast<std::size_t>(kssac->image->npts_data);
+  for (std::size_t i = 0; i < count; ++i) {
+    const double time = times.at(i);
+    const std::string when =
+        date ? time_text(reference + time, 6)
+             : format_text("%.6f", absolute ? reference + time : time);
+    const std::string value = number_text(data[i]);
+    if (json) {
+      std::printf(date ? " {\"time\": \"%s\", \"value\": %s}%s\n"
+                       : " {\"time\": %s, \"value\": %s}%s\n",
+                  when.c_str(), std::isfinite(data[i]) ? value.c_str() : "null",
+                  i + 1 < count ? "," : "");
+    } else {
+      std::printf("%s%c%s\n", when.c_str(), options.form == Form::kCsv ? ',' : ' ',
+                  value.c_str());
+    }
+  }
+  if (json) std::puts("]");
+  return kOk;
+}
+
+}  // namespace
+
+void add_dump(CLI::App &app, Action &action) {
+  auto options = std::make_shared<Options>();
+  CLI::App *command = app.add_subcommand("dump", "Prints the samples with their times");
+  command->add_option("file", options->file, "SAC file")->required();
+  CLI::Option *epoch =
+      command->add_flag("--epoch", options->epoch, "Times as epoch seconds");
+  command
+      ->add_flag("--relative", options->relative,
+                 "Times as seconds after the reference time, as in files without one")
+      ->excludes(epoch);
+  add_form_options(*command, options->form);
+  command->callback(
+      [options, &action] { action = [options] { return dump(*options); }; });
+}
+
+}  // namespace ksutil::tools

@@ -1,0 +1,148 @@
+#include <charconv>
+#include <cmath>
+#include <cstdio>
+#include <cstring>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "platform/clock/clock.h"
+#include "tools/common/rows.h"
+#include "tools/kssac/commands.h"
+#include "tools/kssac/sac_file.h"
+
+namespace ksutil::tools {
+namespace {
+
+struct Options {
+  std::vector<std::string> files;
+  bool all = false;
+  Form form = Form::kText;
+};
+
+struct FreeTable {
+  void operator()(Tbl *table) const { kssac_free_header_tbl(table); }
+};
+
+/* The shortest text that gives the same single-precision number. */
+std::string real_text(double value) {
+  char text[32];
+  const auto end = std::to_chars(text, text + sizeof text, static_cast<float>(value));
+  return {text, end.ptr};
+}
+
+/* A header variable as it is shown. */
+struct Shown {
+  std::string name, value;
+  bool null = false, number = false;
+};
+
+Shown shown(const KSSacHeaderValue &entry, int type) {
+  switch (entry.kind) {
+    case KSSAC_KIND_REAL:
+      return {entry.name, real_text(entry.value.d), entry.value.d == -12345.0,
+              std::isfinite(entry.value.d)};
+    case KSSAC_KIND_INTEGER:
+      return {entry.name, std::to_string(entry.value.i),
+              type != KSSAC_LOGICAL && entry.value.i == -12345, true};
+    default:
+      return {entry.name, entry.value.s,
+              entry.value.s[0] == '\0' || std::strcmp(entry.value.s, "-12345") == 0,
+              false};
+  }
+}
+
+/* The variables to be shown, with their place in the header's definitions. */
+bool header_of(KSSac *kssac, bool all, std::vector<std::pair<int, Shown>> &variables) {
+  Tbl *made = nullptr;
+  if (kssac_header_2_tbl(kssac, &made) != 0) return false;
+  const std::unique_ptr<Tbl, FreeTable> table(made);
+  for (int i = 0; i < KSSAC_HEADER_COUNT; ++i) {
+    const auto *const entry =
+        static_cast<const KSSacHeaderValue *>(gettbl(table.get(), i));
+    Shown variable = shown(*entry, SacHeaderDefines[i].type);
+    if (all || !variable.null) variables.emplace_back(i, std::move(variable));
+  }
+  return true;
+}
+
+/* When the first sample is, as far as the header tells. */
+std::string begin_text(KSSac *kssac) {
+  std::int64_t year;
+  double reference, begin;
+  if (!known(kssac, "NZYEAR", year) || !known(kssac, "B", begin) ||
+      kssac_getreftime_kssac(kssac, &reference) != 0) {
+    return "no reference time";
+  }
+  return "begins " + time_text(reference + begin, 6);
+}
+
+void print_text(const std::string &path, KSSac *kssac,
+                const std::vector<std::pair<int, Shown>> &variables) {
+  const long held = static_cast<long>(kssac->image->npts_data);
+  std::printf("%s: %ld samples, %s\n", path.c_str(), held, begin_text(kssac).c_str());
+  for (const auto &[index, variable] : variables) {
+    std::printf("  %-9s  %-16s  %s\n", variable.name.c_str(), variable.value.c_str(),
+                SacHeaderDefines[index].description);
+  }
+}
+
+nlohmann::ordered_json json_of(const std::string &path,
+                               const std::vector<std::pair<int, Shown>> &variables) {
+  nlohmann::ordered_json object{{"file", path}};
+  for (const auto &[index, variable] : variables) {
+    if (variable.null) {
+      object[variable.name] = nullptr;
+    } else if (variable.number) {
+      object[variable.name] = json_number(variable.value);
+    } else {
+      object[variable.name] = variable.value;
+    }
+  }
+  return object;
+}
+
+int header(const Options &options) {
+  int result = kOk;
+  auto list = nlohmann::ordered_json::array();
+  Rows rows({{"file"}, {"name"}, {"value"}}, options.form);
+  for (const std::string &path : options.files) {
+    const KssacPtr kssac = read_sac(path);
+    std::vector<std::pair<int, Shown>> variables;
+    if (kssac == nullptr || !header_of(kssac.get(), options.all, variables)) {
+      result = kFailure;
+      continue;
+    }
+    if (options.form == Form::kText) {
+      print_text(path, kssac.get(), variables);
+    } else if (options.form == Form::kJson) {
+      list.push_back(json_of(path, variables));
+    } else {
+      for (const auto &[index, variable] : variables) {
+        rows.add({path, variable.name, variable.null ? "" : variable.value});
+      }
+    }
+  }
+  if (options.form == Form::kJson) {
+    const auto replace = nlohmann::ordered_json::error_handler_t::replace;
+    std::puts(list.dump(1, ' ', false, replace).c_str());
+  } else if (options.form == Form::kCsv) {
+    rows.print();
+  }
+  return result;
+}
+
+}  // namespace
+
+void add_header(CLI::App &app, Action &action) {
+  auto options = std::make_shared<Options>();
+  CLI::App *command =
+      app.add_subcommand("header", "Prints the header variables that are set");
+  command->add_option("files", options->files, "SAC files")->required();
+  command->add_flag("--all", options->all, "Null variables too");
+  add_form_options(*command, options->form);
+  command->callback(
+      [options, &action] { action = [options] { return header(*options); }; });
+}
+
+}  // namespace ksutil::tools

@@ -1,0 +1,130 @@
+#include "tools/plot/figure.h"
+
+#include <cmath>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "tools/kssac/commands.h"
+#include "tools/kssac/sac_file.h"
+
+namespace ksutil::tools {
+namespace {
+
+struct Options {
+  std::vector<std::string> files;
+  std::string output, title;
+  bool relative = false;
+};
+
+struct Seismogram {
+  std::string file;
+  KssacPtr kssac;
+};
+
+/* The reference time; false when the header has none. */
+bool reference_of(KSSac *kssac, double &reference) {
+  std::int64_t year;
+  return known(kssac, "NZYEAR", year) && kssac_getreftime_kssac(kssac, &reference) == 0;
+}
+
+const char *unit_of(KSSac *kssac) {
+  std::int64_t idep = 0;
+  known(kssac, "IDEP", idep);
+  switch (idep) {
+    case 6:
+      return "displacement (nm)";
+    case 7:
+      return "velocity (nm/s)";
+    case 8:
+      return "acceleration (nm/s\xC2\xB2)";
+    case 50:
+      return "velocity (V)";
+    default:
+      return "";
+  }
+}
+
+/* The picks of a seismogram, with the text that the header has for each, or its name. */
+void add_picks(KSSac *kssac, double zero, plot::Panel &panel) {
+  std::vector<std::pair<std::string, std::string>> picks{
+      {"O", "KO"}, {"A", "KA"}, {"F", "KF"}};
+  for (int i = 0; i < 10; ++i) {
+    const std::string number = std::to_string(i);
+    picks.emplace_back("T" + number, "KT" + number);
+  }
+  for (const auto &[name, label_name] : picks) {
+    double time;
+    std::string label = name;
+    if (!known(kssac, name.c_str(), time) || !std::isfinite(time)) continue;
+    known(kssac, label_name.c_str(), label);
+    plot::Marker &marker = panel.markers.emplace_back();
+    marker.x = zero + time;
+    marker.label = label;
+  }
+}
+
+/* Times count from `zero`: the reference time as epoch seconds, or 0. */
+plot::Panel panel_of(const Seismogram &seismogram, bool absolute) {
+  KSSac *const kssac = seismogram.kssac.get();
+  double zero = 0.0, begin = 0.0, delta = 1.0;
+  if (absolute) reference_of(kssac, zero);
+  known(kssac, "B", begin);
+  known(kssac, "DELTA", delta);
+  plot::Panel panel;
+  panel.title = channel_name(kssac);
+  if (panel.title.empty()) panel.title = seismogram.file;
+  if (absolute) {
+    panel.x.scale = plot::Scale::kTime;
+  } else {
+    panel.x.label = "time after the reference time (s)";
+  }
+  panel.y.label = unit_of(kssac);
+  const float *const data = kssac->image->data;
+  plot::Line &line = panel.lines.emplace_back();
+  line.y.assign(data, data + kssac->image->npts_data);
+  line.start = zero + begin;
+  line.step = delta;
+  const auto span = delta * static_cast<double>(kssac->image->npts_data - 1);
+  panel.x.low = zero + begin;
+  panel.x.high = zero + begin + (span > 0.0 ? span : delta);
+  add_picks(kssac, zero, panel);
+  return panel;
+}
+
+int draw(const Options &options) {
+  std::vector<Seismogram> seismograms;
+  bool absolute = !options.relative;
+  for (const std::string &file : options.files) {
+    KssacPtr kssac = read_sac(file);
+    if (kssac == nullptr || !is_evenly_sampled(kssac.get(), file)) return kFailure;
+    double reference;
+    absolute = absolute && reference_of(kssac.get(), reference);
+    seismograms.push_back({file, std::move(kssac)});
+  }
+  plot::Figure figure;
+  figure.title = options.title;
+  figure.shared_x = seismograms.size() > 1;
+  for (const Seismogram &seismogram : seismograms) {
+    figure.panels.push_back(panel_of(seismogram, absolute));
+  }
+  return plot::write_figure(figure, options.output) == 0 ? kOk : kFailure;
+}
+
+}  // namespace
+
+void add_sac_plot(CLI::App &app, Action &action) {
+  auto options = std::make_shared<Options>();
+  CLI::App *command = app.add_subcommand(
+      "plot", "Draws seismograms with their picks, one below another");
+  command->add_option("files", options->files, "SAC files")->required();
+  command->add_option("-o,--output", options->output, "Picture: NAME.svg or NAME.png")
+      ->required();
+  command->add_option("--title", options->title, "Title of the picture");
+  command->add_flag("--relative", options->relative,
+                    "Times as seconds after each file's reference time");
+  command->callback(
+      [options, &action] { action = [options] { return draw(*options); }; });
+}
+
+}  // namespace ksutil::tools

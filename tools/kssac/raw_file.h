@@ -1,0 +1,19 @@
+/* SAC files as bytes: what is not changed is kept as it is. */
+#ifndef KSUTIL_TOOLS_KSSAC_RAW_FILE_H
+#define KSUTIL_TOOLS_KSSAC_RAW_FILE_H
+
+#include <cstddef>
+#include <functional>
+#include <string>
+
+namespace ksutil::tools {
+
+/* Changes a piece of a file in place; `at` is where its first byte stands. */
+using Change = std::function<void(char *bytes, std::size_t count, std::size_t at)>;
+
+/* Writes `to` as a changed copy of `from`, piece by piece; pieces but the last have a
+ * multiple of 4 bytes, and the first one has the header.  False with a message. */
+bool copy_changed(const std::string &from, const std::string &to, const Change &change);
+
+}  // namespace ksutil::tools
+#endif

@@ -1,0 +1,41 @@
+/* SAC files as the program handles them. */
+#ifndef KSUTIL_TOOLS_KSSAC_SAC_FILE_H
+#define KSUTIL_TOOLS_KSSAC_SAC_FILE_H
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "formats/kssac.h"
+
+namespace ksutil::tools {
+
+struct FreeKssac {
+  void operator()(KSSac *kssac) const { kssac_free_kssac(kssac); }
+};
+using KssacPtr = std::unique_ptr<KSSac, FreeKssac>;
+
+/* Null with messages; a file of the other byte order gets a hint. */
+KssacPtr read_sac(const std::string &path);
+
+/* Single header variables, by names that exist; nothing for a null. */
+bool known(KSSac *kssac, const char *name, double &value);
+bool known(KSSac *kssac, const char *name, std::int64_t &value);
+bool known(KSSac *kssac, const char *name, std::string &value);
+
+/* Whether the file has evenly spaced samples; else a complaint. */
+bool is_evenly_sampled(KSSac *kssac, const std::string &path);
+
+/* Writes a file that appears under its name only when it is whole: `write` gets the name
+ * of a new file in the same folder.  False with a message; the file that was there before
+ * is then untouched.  Its mode is kept. */
+bool write_safely(const std::string &path,
+                  const std::function<bool(const std::string &)> &write);
+
+/* NET.STA.LOC.CHAN, of what is known; empty for nothing. */
+std::string channel_name(KSSac *kssac);
+
+}  // namespace ksutil::tools
+#endif

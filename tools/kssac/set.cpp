@@ -1,0 +1,99 @@
+#include <algorithm>
+#include <climits>
+#include <cstring>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "platform/elog/elog.h"
+#include "platform/stock/text.h"
+#include "tools/kssac/commands.h"
+#include "tools/kssac/raw_file.h"
+#include "tools/kssac/sac_file.h"
+
+namespace ksutil::tools {
+namespace {
+
+struct Options {
+  std::string file;
+  std::vector<std::string> assignments;
+};
+
+/* Sets a variable from text; an empty one gives the null.  False with a complaint. */
+bool assign(KSSac *kssac, const std::string &name, const std::string &value) {
+  const KSSacDefine *const define = kssac_get_header_define(name.c_str());
+  if (define == nullptr) {
+    complain("there is no header variable " + name);
+    return false;
+  }
+  const bool null = value.empty();
+  switch (define->type) {
+    case KSSAC_FLOAT: {
+      double number = -12345.0;
+      if (!null && !parse_real(value, number)) break;
+      return kssac_puthdr_kssac(kssac, define->name, number, (char *)nullptr) == 0;
+    }
+    case KSSAC_STRING8:
+    case KSSAC_STRING16: {
+      if (value.size() > (define->type == KSSAC_STRING16 ? 16U : 8U)) break;
+      return kssac_puthdr_kssac(kssac, define->name, null ? nullptr : value.c_str(),
+                                (char *)nullptr) == 0;
+    }
+    default: {
+      std::int64_t number = define->type == KSSAC_LOGICAL ? 0 : -12345;
+      if (!null &&
+          (!parse_integer(value, number) || number < INT_MIN || number > INT_MAX)) {
+        break;
+      }
+      return kssac_puthdr_kssac(kssac, define->name, number, (char *)nullptr) == 0;
+    }
+  }
+  complain("'" + value + "' is no value for " + name);
+  return false;
+}
+
+bool assign_all(KSSac *kssac, const std::vector<std::string> &assignments) {
+  for (const std::string &text : assignments) {
+    const std::size_t equals = text.find('=');
+    if (equals == std::string::npos) {
+      complain("'" + text + "' is not of the form NAME=VALUE");
+      return false;
+    }
+    if (!assign(kssac, text.substr(0, equals), text.substr(equals + 1))) return false;
+  }
+  return true;
+}
+
+int set(const Options &options) {
+  const KssacPtr kssac = read_sac(options.file);
+  if (kssac == nullptr || !assign_all(kssac.get(), options.assignments))
+    return kFailure;
+  const auto with_header = [&](char *bytes, std::size_t count, std::size_t at) {
+    if (at == 0 && count >= KSSAC_HEADER_SIZE) {
+      std::memcpy(bytes, kssac->image->header, KSSAC_HEADER_SIZE);
+    }
+  };
+  const auto write = [&](const std::string &path) {
+    if (!copy_changed(options.file, path, with_header)) return false;
+    if (read_sac(path) != nullptr) return true;
+    complain("with these values " + options.file + " could not be read again");
+    return false;
+  };
+  return write_safely(options.file, write) ? kOk : kFailure;
+}
+
+}  // namespace
+
+void add_set(CLI::App &app, Action &action) {
+  auto options = std::make_shared<Options>();
+  CLI::App *command = app.add_subcommand("set", "Sets header variables");
+  command->add_option("file", options->file, "SAC file")->required();
+  command
+      ->add_option("assignments", options->assignments,
+                   "NAME=VALUE; without a value the variable becomes null")
+      ->required();
+  command->callback(
+      [options, &action] { action = [options] { return set(*options); }; });
+}
+
+}  // namespace ksutil::tools

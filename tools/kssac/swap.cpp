@@ -1,0 +1,68 @@
+#include <fcntl.h>
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <bit>
+#include <cstring>
+#include <memory>
+#include <string>
+
+#include "platform/stock/files.h"
+#include "tools/kssac/commands.h"
+#include "tools/kssac/raw_file.h"
+#include "tools/kssac/sac_file.h"
+
+namespace ksutil::tools {
+namespace {
+
+struct Options {
+  std::string input, output;
+};
+
+constexpr std::size_t kTexts = 440, kVersionAt = 304;
+
+/* Reverses the bytes of the numbers: all words but those of the header's texts. */
+void reverse_words(char *bytes, std::size_t count, std::size_t at) {
+  for (std::size_t i = 0; i + 4 <= count; i += 4) {
+    if (at + i >= kTexts && at + i < KSSAC_HEADER_SIZE) continue;
+    std::reverse(bytes + i, bytes + i + 4);
+  }
+}
+
+/* Whether a regular file has a header of version 6, in either byte order. */
+bool is_sac_file(const std::string &path) {
+  const FileHandle file = open_file(path, O_RDONLY | O_NONBLOCK);
+  struct stat status {};
+  std::uint32_t version = 0;
+  return file && ::fstat(file.get(), &status) == 0 && S_ISREG(status.st_mode) &&
+         status.st_size >= KSSAC_HEADER_SIZE &&
+         read_at(file.get(), &version, sizeof version, kVersionAt) == sizeof version &&
+         (version == 6 || __builtin_bswap32(version) == 6);
+}
+
+int swap(const Options &options) {
+  if (!is_sac_file(options.input)) {
+    complain(options.input + " is no SAC file of version 6");
+    return kFailure;
+  }
+  const auto write = [&](const std::string &path) {
+    return copy_changed(options.input, path, reverse_words);
+  };
+  return write_safely(options.output, write) ? kOk : kFailure;
+}
+
+}  // namespace
+
+void add_swap(CLI::App &app, Action &action) {
+  auto options = std::make_shared<Options>();
+  CLI::App *command =
+      app.add_subcommand("swap", "Writes a file in the other byte order");
+  command->add_option("input", options->input, "SAC file of either byte order")
+      ->required();
+  command->add_option("output", options->output, "The new file; may be the same")
+      ->required();
+  command->callback(
+      [options, &action] { action = [options] { return swap(*options); }; });
+}
+
+}  // namespace ksutil::tools

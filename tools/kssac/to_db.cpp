@@ -1,0 +1,251 @@
+#include <array>
+#include <bit>
+#include <cstdio>
+#include <filesystem>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "platform/clock/clock.h"
+#include "platform/elog/elog.h"
+#include "tools/common/open_database.h"
+#include "tools/common/progress.h"
+#include "tools/kssac/commands.h"
+#include "tools/kssac/sac_file.h"
+
+namespace ksutil::tools {
+namespace {
+
+namespace fs = std::filesystem;
+
+struct Options {
+  std::vector<std::string> files;
+  std::string database, create;
+  bool quiet = false;
+};
+
+constexpr const char *kDatatype =
+    std::endian::native == std::endian::little ? "f4" : "t4";
+
+/* The folder of a file as wfdisc tells it: from the folder of the table when the file lies
+ * under it, else from the root. */
+std::string folder_of(const std::string &file, Dbptr wfdisc) {
+  const char *table_folder = "";
+  dbquery(wfdisc, dbq_dir_name, &table_folder);
+  const fs::path folder = fs::canonical(file).parent_path();
+  const fs::path base =
+      fs::weakly_canonical(*table_folder == '\0' ? "." : table_folder);
+  const fs::path relative = folder.lexically_relative(base);
+  if (relative.empty() || *relative.begin() == "..") return folder.string();
+  return relative.string();
+}
+
+/* Whether a table has rows that agree with the scratch row of wfdisc; patterns as those of
+ * dbmatches.  -1 with messages. */
+class Lookup {
+ public:
+  Lookup(std::vector<std::string> key, std::vector<std::string> table)
+      : key_texts_(std::move(key)), table_texts_(std::move(table)) {
+    for (std::string &text : key_texts_) pushtbl(key_, text.data());
+    for (std::string &text : table_texts_) pushtbl(table_, text.data());
+  }
+  ~Lookup() {
+    freetbl(key_, nullptr);
+    freetbl(table_, nullptr);
+    free_hook(&hook_);
+  }
+  Lookup(const Lookup &) = delete;
+  Lookup &operator=(const Lookup &) = delete;
+
+  /* How many rows match; the first of them goes into `table`. */
+  long find(Dbptr key, Dbptr &table) {
+    Tbl *records = nullptr;
+    const long count = dbmatches(key, table, &key_, &table_, &hook_, &records);
+    if (count > 0) table.record = reinterpret_cast<long>(gettbl(records, 0));
+    freetbl(records, nullptr);
+    return count;
+  }
+
+ private:
+  std::vector<std::string> key_texts_, table_texts_;
+  Tbl *key_ = newtbl(4), *table_ = newtbl(4);
+  Hook *hook_ = nullptr;
+};
+
+/* Enters files into one database. */
+class Entry {
+ public:
+  explicit Entry(Dbptr db) : db_(db) {}
+
+  /* False with messages. */
+  bool add(const std::string &file) {
+    const KssacPtr kssac = read_sac(file);
+    if (kssac == nullptr || !is_evenly_sampled(kssac.get(), file) ||
+        !names_time(kssac.get(), file)) {
+      return false;
+    }
+    const Dbptr key = scratch("wfdisc");
+    const std::string folder = folder_of(file, table("wfdisc"));
+    const std::string name = fs::canonical(file).filename().string();
+    if (key.table == dbINVALID ||
+        kssac_getevent_kssac(kssac.get(), key, dbinvalid()) != 0 ||
+        dbputv(key, "dir", folder.c_str(), "dfile", name.c_str(), "foff",
+               long{KSSAC_HEADER_SIZE}, "datatype", kDatatype, "wfid", -1L, "calib",
+               calib_of(kssac.get()), "lddate", std_now(), (char *)nullptr) != 0) {
+      return false;
+    }
+    Dbptr known = table("wfdisc");
+    const long before = waveforms_.find(key, known);
+    if (before > 0) complain(file + " is in the database already");
+    if (before != 0) return before > 0;
+    return add_site(kssac.get(), key) && add_network(kssac.get(), key) &&
+           add_channel(kssac.get(), key) && add_waveform(key);
+  }
+
+ private:
+  Dbptr table(const char *name) const { return dblookup(db_, "", name, "", ""); }
+
+  /* The scratch record of a table, nulled; dbINVALID with messages. */
+  Dbptr scratch(const char *name) const {
+    Dbptr row = table(name);
+    row.record = dbNULL;
+    if (row.table == dbINVALID || dbget(row, nullptr) != 0) return dbinvalid();
+    row.record = dbSCRATCH;
+    return row;
+  }
+
+  static bool names_time(KSSac *kssac, const std::string &file) {
+    std::string text;
+    std::int64_t year;
+    double begin;
+    if (known(kssac, "KSTNM", text) && known(kssac, "KCMPNM", text) &&
+        known(kssac, "NZYEAR", year) && known(kssac, "B", begin)) {
+      return true;
+    }
+    complain(file + " lacks KSTNM, KCMPNM, B or the reference time");
+    return false;
+  }
+
+  /* Samples of known kind are in nm, nm/s or nm/s/s; of others the factor is unknown. */
+  static double calib_of(KSSac *kssac) {
+    std::int64_t idep = 0;
+    known(kssac, "IDEP", idep);
+    return idep >= 6 && idep <= 8 ? 1.0 : 0.0;
+  }
+
+  static long day_of(Dbptr key) {
+    double time = 0.0;
+    dbgetv(key, "time", &time, (char *)nullptr);
+    return yearday(time);
+  }
+
+  bool add_site(KSSac *kssac, Dbptr key) {
+    double latitude;
+    Dbptr row = table("site");
+    const long count = sites_.find(key, row);
+    if (count != 0 || !known(kssac, "STLA", latitude)) return count >= 0;
+    row = scratch("site");
+    std::string sta;
+    known(kssac, "KSTNM", sta);
+    return row.table != dbINVALID &&
+           kssac_getevent_kssac(kssac, row, dbinvalid()) == 0 &&
+           dbputv(row, "ondate", day_of(key), "statype", "ss", "refsta", sta.c_str(),
+                  "lddate", std_now(), (char *)nullptr) == 0 &&
+           dbadd(row, nullptr) >= 0;
+  }
+
+  bool add_network(KSSac *kssac, Dbptr key) {
+    std::string net;
+    Dbptr row = table("affiliation");
+    const long count = networks_.find(key, row);
+    if (count != 0 || !known(kssac, "KNETWK", net)) return count >= 0;
+    row = scratch("affiliation");
+    return row.table != dbINVALID &&
+           kssac_getevent_kssac(kssac, row, dbinvalid()) == 0 &&
+           dbputv(row, "lddate", std_now(), (char *)nullptr) == 0 &&
+           dbadd(row, nullptr) >= 0;
+  }
+
+  /* Adds the channel when it is new, and sets chanid in the row of the waveform. */
+  bool add_channel(KSSac *kssac, Dbptr key) {
+    Dbptr row = table("sitechan");
+    const long count = channels_.find(key, row);
+    long chanid = -1;
+    if (count < 0) return false;
+    if (count > 0) {
+      Dbptr current = table("sitechan");
+      if (current_channels_.find(key, current) > 0) {
+        dbgetv(current, "chanid", &chanid, (char *)nullptr);
+      }
+      return dbputv(key, "chanid", chanid, (char *)nullptr) == 0;
+    }
+    chanid = dbnextid(db_, "chanid");
+    row = scratch("sitechan");
+    return chanid >= 0 && row.table != dbINVALID &&
+           kssac_getevent_kssac(kssac, row, dbinvalid()) == 0 &&
+           dbputv(row, "ondate", day_of(key), "chanid", chanid, "ctype", "n", "lddate",
+                  std_now(), (char *)nullptr) == 0 &&
+           dbadd(row, nullptr) >= 0 &&
+           dbputv(key, "chanid", chanid, (char *)nullptr) == 0;
+  }
+
+  bool add_waveform(Dbptr key) {
+    const long wfid = dbnextid(db_, "wfid");
+    return wfid >= 0 && dbputv(key, "wfid", wfid, (char *)nullptr) == 0 &&
+           dbadd(key, nullptr) >= 0;
+  }
+
+  const Dbptr db_;
+  Lookup waveforms_{{"sta", "chan", "time", "dir", "dfile"},
+                    {"sta", "chan", "time", "dir", "dfile"}};
+  Lookup sites_{{"sta"}, {"sta"}};
+  Lookup networks_{{"sta"}, {"sta"}};
+  Lookup channels_{{"sta", "chan"}, {"sta", "chan"}};
+  Lookup current_channels_{{"sta", "chan", "yearday(time)"},
+                           {"sta", "chan", "ondate::offdate"}};
+};
+
+int to_db(const Options &options) {
+  if (!options.create.empty() &&
+      dbcreate(options.database.c_str(), options.create.c_str()) != 0) {
+    return kFailure;
+  }
+  const OpenDatabase database(options.database, "r+");
+  if (!database) return kFailure;
+  Entry entry(database.get());
+  Progress progress("files", static_cast<long>(options.files.size()), options.quiet);
+  int result = kOk;
+  long done = 0;
+  for (const std::string &file : options.files) {
+    if (!entry.add(file)) {
+      print_register();
+      result = kFailure;
+    }
+    progress.reach(++done);
+  }
+  return result;
+}
+
+}  // namespace
+
+void add_to_db(CLI::App &app, Action &action) {
+  auto options = std::make_shared<Options>();
+  CLI::App *command = app.add_subcommand(
+      "to-db", "Enters SAC files into a database, which points to them");
+  /* One list: a variable number of files in front leaves nothing for a second option. */
+  command
+      ->add_option("files database", options->files,
+                   "SAC files, and the database (path/name) at the end")
+      ->required()
+      ->expected(2, -1);
+  command->add_option("--create", options->create,
+                      "Make the database with this schema: css3.0 or kbcore");
+  command->add_flag("-q,--quiet", options->quiet, "No progress bar");
+  command->callback([options, &action] {
+    options->database = options->files.back();
+    options->files.pop_back();
+    action = [options] { return to_db(*options); };
+  });
+}
+
+}  // namespace ksutil::tools
