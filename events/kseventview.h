@@ -308,7 +308,8 @@ class KSUTIL_API KSEventView : public KSConfigure {
   /* Runs a thread that checks for changes and calls back, changed or not, every `period`
    * seconds; or gives new settings to the one that runs, which takes them at once.  A
    * period of 0 or less (or NaN) ends it, after a callback in progress; it may be started
-   * again at any time.  Null callback: nothing is checked.
+   * again at any time.  Null callback: nothing is checked.  What the callback uses must
+   * live until the view is destroyed, which alone waits for a callback in progress.
    * May be called from the callback.  0, or -1 when no thread could be made. */
   int monitorChangesThread(double period, KSEV_ChangesCallback callback, void *arg);
 

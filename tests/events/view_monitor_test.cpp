@@ -43,7 +43,7 @@ class ViewChanges : public ViewTest {
   rbtree *changes = nullptr;
 };
 
-/* What a monitor has reported, from its thread. */
+/* What a monitor has reported, from its thread: outlives the view. */
 struct Reports {
   std::mutex lock;  // guards `seen`
   Texts seen;
@@ -207,34 +207,35 @@ TEST_F(ViewChanges, ResetReadsReplacedFiles) {
 
 TEST_F(ViewChanges, MonitorReportsChangesAndCanBeStoppedAndStarted) {
   Reports reports, others;
-  EXPECT_EQ(view.monitorChangesThread(kPeriod, note, &reports), 0);
+  KSEventView watched(settings_of_view(db.name()).get());
+  EXPECT_EQ(watched.monitorChangesThread(kPeriod, note, &reports), 0);
   EXPECT_TRUE(calls_again(reports));
   db.add_located_event(1, 100.0);
   /* The owner reads meanwhile. */
   EXPECT_TRUE(eventually([&] {
     Tbl *events = nullptr;
-    EXPECT_EQ(view.refreshEvents(&events), 0);
-    view.freeEvents(events);
+    EXPECT_EQ(watched.refreshEvents(&events), 0);
+    watched.freeEvents(events);
     const std::lock_guard lock(reports.lock);
     return reports.seen["event"] == "added" && reports.seen.contains("detection");
   }));
   EXPECT_FALSE(reports.wrong_code);
 
   /* New settings reach a thread in the middle of a long sleep. */
-  EXPECT_EQ(view.monitorChangesThread(3600.0, note, &others), 0);
+  EXPECT_EQ(watched.monitorChangesThread(3600.0, note, &others), 0);
   EXPECT_TRUE(eventually([&] { return others.calls == 1; }));
-  EXPECT_EQ(view.monitorChangesThread(kPeriod, note, &reports), 0);
+  EXPECT_EQ(watched.monitorChangesThread(kPeriod, note, &reports), 0);
   EXPECT_TRUE(calls_again(reports));
   EXPECT_EQ(others.calls, 1);
 
-  EXPECT_EQ(view.monitorChangesThread(0.0, note, &reports), 0);
+  EXPECT_EQ(watched.monitorChangesThread(0.0, note, &reports), 0);
   EXPECT_TRUE(has_stopped(reports));
-  EXPECT_EQ(view.monitorChangesThread(kPeriod, note, &reports), 0);
+  EXPECT_EQ(watched.monitorChangesThread(kPeriod, note, &reports), 0);
   EXPECT_TRUE(calls_again(reports));
   /* Faster than the thread can notice. */
   for (int i = 0; i < 50; i++) {
-    view.monitorChangesThread(0.0, nullptr, nullptr);
-    view.monitorChangesThread(kPeriod, note, &reports);
+    watched.monitorChangesThread(0.0, nullptr, nullptr);
+    watched.monitorChangesThread(kPeriod, note, &reports);
   }
   EXPECT_TRUE(calls_again(reports));
 }
@@ -253,10 +254,12 @@ TEST_F(ViewChanges, ViewEndsInTheMiddleOfALongSleep) {
 
 TEST_F(ViewChanges, ACallbackMayReadAndStop) {
   struct Owner {
-    KSEventView *view;
+    KSEventView *view = nullptr;
     std::atomic<int> calls{0};
     std::atomic<long> events{-1};
-  } owner{&view, {}, {}};
+  } owner;
+  KSEventView watched(settings_of_view(db.name()).get());
+  owner.view = &watched;
   db.add_located_event(1, 100.0);
   const auto read_and_stop = [](int, void *arg, void *) {
     auto &self = *static_cast<Owner *>(arg);
@@ -269,23 +272,21 @@ TEST_F(ViewChanges, ACallbackMayReadAndStop) {
     return 0;
   };
   for (int round = 1; round <= 3; round++) {
-    EXPECT_EQ(view.monitorChangesThread(kPeriod, read_and_stop, &owner), 0);
+    EXPECT_EQ(watched.monitorChangesThread(kPeriod, read_and_stop, &owner), 0);
     EXPECT_TRUE(eventually([&] { return owner.calls >= round; }));
   }
   EXPECT_EQ(owner.events, 1);
 }
 
 TEST_F(ViewChanges, AnExceptionOfACallbackEndsNothing) {
-  static std::atomic<int> calls{0};
-  EXPECT_EQ(view.monitorChangesThread(
-                kPeriod,
-                [](int, void *, void *) -> int {
-                  calls++;
-                  throw std::runtime_error("no screen");
-                },
-                nullptr),
-            0);
-  EXPECT_TRUE(eventually([] { return calls >= 2; }));
+  std::atomic<int> calls{0};
+  KSEventView watched(settings_of_view(db.name()).get());
+  const auto fail = [](int, void *arg, void *) -> int {
+    ++*static_cast<std::atomic<int> *>(arg);
+    throw std::runtime_error("no screen");
+  };
+  EXPECT_EQ(watched.monitorChangesThread(kPeriod, fail, &calls), 0);
+  EXPECT_TRUE(eventually([&] { return calls >= 2; }));
   EXPECT_NE(taken_messages().find("KSEventView::monitorChangesThread: no screen.\n"),
             std::string::npos);
 }
@@ -293,19 +294,20 @@ TEST_F(ViewChanges, AnExceptionOfACallbackEndsNothing) {
 #if !defined(__SANITIZE_THREAD__)
 TEST_F(ViewChanges, AMonitorThatCannotStartMayBeStartedLater) {
   Reports reports;
+  KSEventView watched(settings_of_view(db.name()).get());
   pthread_attr_t usual, huge;
   pthread_getattr_default_np(&usual);
   pthread_attr_init(&huge);
   pthread_attr_setstacksize(&huge, std::size_t{1} << 46);
   pthread_setattr_default_np(&huge);
-  EXPECT_EQ(view.monitorChangesThread(kPeriod, note, &reports), -1);
+  EXPECT_EQ(watched.monitorChangesThread(kPeriod, note, &reports), -1);
   pthread_setattr_default_np(&usual);
   EXPECT_EQ(taken_messages().rfind(
                 "KSEventView::monitorChangesThread: pthread_create() error.\n", 0),
             0U);
-  EXPECT_EQ(view.monitorChangesThread(kPeriod, note, &reports), 0);
+  EXPECT_EQ(watched.monitorChangesThread(kPeriod, note, &reports), 0);
   EXPECT_TRUE(calls_again(reports));
-  view.monitorChangesThread(0.0, nullptr, nullptr);
+  watched.monitorChangesThread(0.0, nullptr, nullptr);
   EXPECT_TRUE(has_stopped(reports));
 }
 #endif
