@@ -149,6 +149,17 @@ TEST(Maps, KeepTheAspectAndThePointsTogether) {
   EXPECT_NEAR(across_degree / up_degree, 0.5, 0.02);  // cos 60
 }
 
+TEST(Maps, TurnPointsToTheMesh) {
+  Panel panel;
+  panel.meshes.push_back(
+      {.x = {170, 190}, .y = {-10, 10}, .values = {1, 2, 3, 4}, .nx = 2, .ny = 2});
+  panel.points.push_back({.points = {{-175.0, 5.0}, {175.0, -5.0}}});
+  arrange_map(panel, 700.0);
+  EXPECT_EQ(panel.points[0].points[0].x, 185.0);
+  EXPECT_EQ(panel.points[0].points[1].x, 175.0);
+  EXPECT_LT(panel.x.high - panel.x.low, 80.0);
+}
+
 TEST(PointLabels, TellLooks) {
   PointStyle style;
   ASSERT_TRUE(

@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <random>
 #include <set>
@@ -47,12 +48,12 @@ TEST(LinearTicks, AgreeWithTheirLabelsForAnyRange) {
     const double size = std::pow(10.0, power(random));
     const double low = part(random) * size;
     const double high = low + size * std::pow(10.0, -5.0 * std::abs(part(random)));
-    const Ticks ticks = linear_ticks(low, high, 6);
+    const int count = 2 + i % 6;
+    const Ticks ticks = linear_ticks(low, high, count);
     ASSERT_GE(ticks.ticks.size(), 2U) << low << " " << high;
-    ASSERT_LE(ticks.ticks.size(), 8U) << low << " " << high;
-    const double unit = ticks.ticks.back().value == 0.0 ? 1.0 : 0.0;
+    ASSERT_LE(ticks.ticks.size(), 5U + static_cast<unsigned>(std::max(0, count - 3)));
     std::set<std::string> seen;
-    double before = low - size, ratio = unit;
+    double before = low - size, ratio = 0.0;
     for (const Tick &tick : ticks.ticks) {
       ASSERT_TRUE(tick.value >= low && tick.value <= high && tick.value > before);
       before = tick.value;
@@ -62,7 +63,7 @@ TEST(LinearTicks, AgreeWithTheirLabelsForAnyRange) {
       double shown = 0.0;
       ASSERT_TRUE(parse_real(text, shown)) << text;
       if (shown == 0.0) continue;
-      if (ratio == 0.0 || ratio == 1.0) ratio = tick.value / shown;
+      if (ratio == 0.0) ratio = tick.value / shown;
       ASSERT_NEAR(tick.value / shown / ratio, 1.0, 1e-3) << text;
     }
   }

@@ -180,7 +180,7 @@ double label_width(const Ticks &ticks) {
 }
 
 int count_for(const Axis &axis, double length, bool across) {
-  if (!across) return static_cast<int>(std::clamp(length / 38.0, 2.0, 10.0));
+  if (!across) return static_cast<int>(std::clamp(length / 38.0, 3.0, 10.0));
   const double spacing = axis.scale == Scale::kTime       ? 100.0
                          : axis.form != TickForm::kNumber ? 60.0
                                                           : 80.0;
@@ -242,7 +242,7 @@ Layout lay_out(const Figure &figure) {
   const double width = std::max(figure.width - left - right, 50.0);
 
   double y = kEdge;
-  if (!figure.title.empty()) y += 22.0;
+  if (!figure.title.empty()) y += 25.0;
   if (!figure.subtitle.empty()) y += 18.0;
   for (std::size_t i = 0; i < layout.panels.size(); i++) {
     PanelLayout &part = layout.panels[i];

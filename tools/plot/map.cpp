@@ -8,8 +8,15 @@ namespace {
 
 constexpr double kLowest = 200.0, kHighest = 620.0;  // heights of a map
 
-/* The meridian in the middle of the widest stretch without points. */
-double widest_gap(const Panel &panel) {
+/* Where to cut the round of longitudes: opposite to the middle of what cannot be turned,
+ * else in the middle of the widest stretch without points. */
+double cut_of(const Panel &panel, bool only_points) {
+  if (!only_points) {
+    Panel fixed = panel;
+    fixed.points.clear();
+    const Range range = x_range(fixed);
+    return 0.5 * (range.low + range.high) - 180.0;
+  }
   std::vector<double> longitudes;
   for (const Points &points : panel.points) {
     for (const Point &point : points.points) {
@@ -37,8 +44,9 @@ void widen(Range &range, double span) {
 }  // namespace
 
 void arrange_map(Panel &panel, double width) {
+  const bool only_points = panel.meshes.empty() && panel.lines.empty();
   if (is_missing(panel.x.low) && is_missing(panel.x.high)) {
-    const double cut = widest_gap(panel);
+    const double cut = cut_of(panel, only_points);
     for (Points &points : panel.points) {
       for (Point &point : points.points) {
         point.x -= 360.0 * std::floor((point.x - cut) / 360.0);
@@ -61,7 +69,8 @@ void arrange_map(Panel &panel, double width) {
     y = {std::max(y.low, -90.0), std::min(y.high, 90.0)};
     height = width * (y.high - y.low) / ((x.high - x.low) * across);
   }
-  const double turn = 360.0 * std::round(0.5 * (x.low + x.high) / 360.0);
+  const double middle = 0.5 * (x.low + x.high);
+  const double turn = only_points ? 360.0 * std::round(middle / 360.0) : 0.0;
   for (Points &points : panel.points) {
     for (Point &point : points.points) point.x -= turn;
   }

@@ -20,8 +20,8 @@ std::string power_of_ten(int exponent) {
 }
 
 /* The nearest step of 1, 2 or 5 times a power of ten that gives at most `count` ticks. */
-double nice_step(double range, int count) {
-  const double rough = range / std::max(count, 1);
+double nice_step(double range, double count) {
+  const double rough = range / std::max(count, 1.0);
   const double power = std::pow(10.0, std::floor(std::log10(rough)));
   for (const double factor : {1.0, 2.0, 5.0}) {
     if (factor * power >= rough * (1.0 - 1e-9)) return factor * power;
@@ -65,7 +65,11 @@ std::string decade_label(int exponent, bool plain) {
 
 Ticks linear_ticks(double low, double high, int count) {
   Ticks result;
-  const double step = nice_step(high - low, count);
+  double step = nice_step(high - low, count);
+  /* One label tells no scale. */
+  for (double more = count; std::floor(high / step) - std::ceil(low / step) < 1.0;) {
+    step = nice_step(high - low, more *= 1.3);
+  }
   const double size = std::max(std::abs(low), std::abs(high));
   double unit = 1.0;
   if (size >= 1e5 || size < 1e-3) {
