@@ -4,6 +4,7 @@
 #include "platform/db/access.h"
 #include "platform/db/columns.h"
 #include "platform/elog/elog.h"
+#include "platform/stock/text.h"
 #include "platform/trace/waveform.h"
 
 namespace ksutil {
@@ -43,11 +44,12 @@ class FieldReader {
     if (column.valid() && !column.read(row_, value)) fail(name);
     return value;
   }
-  /* Empty for a null. */
+  /* Empty for a null.  Some writers put texts at the right of their fields. */
   std::string text(const char *name) {
     const db::TextColumn column(layout_, name);
     std::string_view value;
     if (column.valid() && !column.read(row_, value)) fail(name);
+    value = trimmed(value);
     return column.is_null(value) ? std::string() : std::string(value);
   }
   const char *failed() const { return failed_; }

@@ -1,6 +1,7 @@
 #include <fcntl.h>
 
 #include <charconv>
+#include <cmath>
 #include <cstdio>
 #include <cstring>
 #include <memory>

@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 
+#include <cerrno>
 #include <vector>
 
 #include "platform/elog/elog.h"

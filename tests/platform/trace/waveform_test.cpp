@@ -108,6 +108,7 @@ TEST_F(Waveform, FindsTheFileFromTheTablesFolder) {
   EXPECT_THAT(all_samples(row("s2", 1, 0, "-", "here")), ElementsAre(1));
   EXPECT_THAT(all_samples(row("s2", 1, 0, "./", "here")), ElementsAre(1));
   EXPECT_THAT(all_samples(row("s2", 1, 0, "./w/", "there")), ElementsAre(2));
+  EXPECT_THAT(all_samples(row("s2", 1, 0, "     w/", "  there")), ElementsAre(2));
   EXPECT_THAT(all_samples(row("s2", 1, 0, directory_.c_str(), "here")), ElementsAre(1));
 }
 
