@@ -130,6 +130,17 @@ TEST(Axes, FindRangesThatAreNeverEmpty) {
   panel.y = {.scale = Scale::kLog, .low = -1.0};
   panel.lines[0].y = {-5.0, 0.0};
   EXPECT_GT(y_range(panel).low, 0.0);
+  panel.lines[0].y = {1e-299, 1e299};
+  EXPECT_LT(y_range(panel).high, 1e301);
+}
+
+TEST(ColourScales, HaveTwoEndsForOneValue) {
+  Figure figure;
+  figure.panels.emplace_back().meshes.push_back(
+      {.x = {0}, .y = {0}, .values = {-3e20}, .nx = 1, .ny = 1});
+  const Range range = colour_range(figure.panels[0].meshes[0]);
+  EXPECT_GT(range.high, range.low);
+  EXPECT_THAT(svg_text(figure), Not(HasSubstr("nan")));
 }
 
 TEST(Maps, KeepTheAspectAndThePointsTogether) {

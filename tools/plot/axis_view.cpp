@@ -38,8 +38,9 @@ Range opened(const Axis &axis, double low, double high) {
 
 Range with_margin(const Axis &axis, Range range, double margin) {
   if (axis.scale == Scale::kLog) {
-    const double factor = std::pow(range.high / range.low, margin);
-    return {range.low / factor, range.high * factor};
+    const double decades = std::log10(range.high) - std::log10(range.low);
+    const double factor = std::pow(10.0, margin * decades);
+    return {std::max(range.low / factor, 1e-300), std::min(range.high * factor, 1e300)};
   }
   const double room = margin * (range.high - range.low);
   return {range.low - room, range.high + room};

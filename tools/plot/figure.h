@@ -10,7 +10,7 @@
  *   if (write_figure(figure, "anmo.svg") != 0) return kFailure;
  *
  * Everything has a default: axes find their ranges, series their colours, panels their
- * heights.  Lengths are in units of the figure, which are pixels of an SVG and half pixels
+ * heights.  Lengths are in units of the figure, which are pixels of an SVG and two pixels
  * of a PNG.  Texts are UTF-8; what is not is shown as question marks.
  *
  * Threads: figures are plain data; write_figure may run in several threads at once. */

@@ -44,6 +44,12 @@ void shorten_keys(Panel &panel, double width) {
   }
 }
 
+/* The ends of a scale, with room for one where all values are equal. */
+Range scale_range(double low, double high) {
+  if (high > low) return {low, high};
+  return {low, low + std::max(1.0, 0.001 * std::abs(low))};
+}
+
 /* The bars of a panel: one for each mesh and each key of colours. */
 std::vector<Bar> bars_of(const Panel &panel) {
   std::vector<Bar> bars;
@@ -57,7 +63,9 @@ std::vector<Bar> bars_of(const Panel &panel) {
   for (const ColourKey &key : panel.colour_keys) bars.push_back({key, {}, {}});
   for (Bar &bar : bars) {
     ColourKey &key = bar.key;
-    if (!(key.high > key.low)) key.high = key.low + 1.0;
+    const Range range = scale_range(key.low, key.high);
+    key.low = range.low;
+    key.high = range.high;
     bar.ticks = key.time ? time_ticks(key.low, key.high, 5)
                          : linear_ticks(key.low, key.high, 6);
   }
@@ -210,7 +218,7 @@ Range colour_range(const Mesh &mesh) {
   }
   if (!is_missing(mesh.low)) low = mesh.low;
   if (!is_missing(mesh.high)) high = mesh.high;
-  return high > low ? Range{low, high} : Range{low, low + 1.0};
+  return scale_range(low, high);
 }
 
 Layout lay_out(const Figure &figure) {
