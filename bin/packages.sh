@@ -4,7 +4,7 @@
 build_packages="g++ cmake ninja-build pkg-config libcli11-dev nlohmann-json3-dev libfccp-dev
   libcairo2-dev fonts-dejavu-core"
 test_packages="libgtest-dev libgmock-dev locales"
-bench_packages="libbenchmark-dev libsqlite3-dev libtbb-dev libboost-dev"
+bench_packages="libbenchmark-dev libsqlite3-dev libtbb-dev libboost-dev libgsl-dev"
 fuzz_packages="clang"
 
 say() { printf '== %s\n' "$*" >&2; }

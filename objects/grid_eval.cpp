@@ -12,11 +12,8 @@ using namespace ksutil::grids;
 
 namespace {
 
-/* How far the value lies between two coordinates, 0 to 1; a half between equal ones. */
-double fraction(const float *coords, const Interval &at, float value) {
-  const double c0 = coords[at.i0], c1 = coords[at.i1];
-  return c0 != c1 ? (value - c0) / (c1 - c0) : 0.5;
-}
+/* Points that are taken through each step together. */
+constexpr int kBatch = 256;
 
 /* Exact at both ends. */
 double between(double low, double high, double part) {
@@ -27,41 +24,53 @@ double between(double low, double high, double part) {
 class Frame {
  public:
   Frame(const KSGrid &grid, int frame)
-      : grid_(grid),
-        data_(grid.data + frame * frame_size(grid)),
+      : data_(grid.data + frame * frame_size(grid)),
+        nx_(grid.nx),
+        gap_(grid.gapval),
         xaxis_(grid.nx, grid.x),
         yaxis_(grid.ny, grid.y) {}
 
-  float nearest(float x, float y) {
-    Interval ix, iy;
-    if (xaxis_.locate(x, ix) != 0 || yaxis_.locate(y, iy) != 0) return grid_.gapval;
-    return data_[near(grid_.x, ix, x) + std::int64_t{grid_.nx} * near(grid_.y, iy, y)];
+  void nearest(const float *x, const float *y, int count, float *out) {
+    locate(x, y, count);
+    for (int i = 0; i < count; ++i) {
+      const Place &px = xplaces_[i], &py = yplaces_[i];
+      out[i] = px.i0 < 0 || py.i0 < 0 ? gap_ : row(near(py))[near(px)];
+    }
   }
 
-  float bilinear(float x, float y) {
-    const float gap = grid_.gapval;
-    Interval ix, iy;
-    if (x == gap || y == gap) return gap;
-    if (xaxis_.locate(x, ix) != 0 || yaxis_.locate(y, iy) != 0) return gap;
-    const float *const low = data_ + std::int64_t{grid_.nx} * iy.i0;
-    const float *const high = data_ + std::int64_t{grid_.nx} * iy.i1;
-    const float low0 = low[ix.i0], low1 = low[ix.i1];
-    const float high0 = high[ix.i0], high1 = high[ix.i1];
-    if ((low0 == gap) | (low1 == gap) | (high0 == gap) | (high1 == gap)) return gap;
-    const double part = fraction(grid_.x, ix, x);
-    return static_cast<float>(between(between(low0, low1, part),
-                                      between(high0, high1, part),
-                                      fraction(grid_.y, iy, y)));
+  void bilinear(const float *x, const float *y, int count, float *out) {
+    locate(x, y, count);
+    for (int i = 0; i < count; ++i) {
+      const bool none = x[i] == gap_ || y[i] == gap_;
+      out[i] = none ? gap_ : bilinear(xplaces_[i], yplaces_[i]);
+    }
   }
 
  private:
-  static int near(const float *coords, const Interval &at, float value) {
-    return fraction(coords, at, value) > 0.5 ? at.i1 : at.i0;
+  void locate(const float *x, const float *y, int count) {
+    xaxis_.locate(x, count, xplaces_);
+    yaxis_.locate(y, count, yplaces_);
   }
 
-  const KSGrid &grid_;
+  const float *row(int iy) const { return data_ + nx_ * iy; }
+
+  static int near(const Place &place) { return place.part > 0.5 ? place.i1 : place.i0; }
+
+  float bilinear(const Place &px, const Place &py) const {
+    if ((px.i0 | py.i0) < 0) return gap_;
+    const float *const low = row(py.i0), *const high = row(py.i1);
+    const float low0 = low[px.i0], low1 = low[px.i1];
+    const float high0 = high[px.i0], high1 = high[px.i1];
+    if (low0 == gap_ || low1 == gap_ || high0 == gap_ || high1 == gap_) return gap_;
+    return static_cast<float>(
+        between(between(low0, low1, px.part), between(high0, high1, px.part), py.part));
+  }
+
   const float *data_;
+  std::int64_t nx_;
+  float gap_;
   Axis xaxis_, yaxis_;
+  Place xplaces_[kBatch], yplaces_[kBatch];
 };
 
 /* Makes or grows the caller's array; false with a message when memory is short. */
@@ -114,11 +123,13 @@ int ksgrid_eval_ksgrid(const KSGrid *grid, int frame, int npoints, const float *
   }
   if (!make_room(npoints, out, nout)) return -1;
   Frame values(*grid, frame);
-  float *const to = *out;
-  if (interp == "block") {
-    for (int i = 0; i < npoints; ++i) to[i] = values.nearest(x[i], y[i]);
-  } else {
-    for (int i = 0; i < npoints; ++i) to[i] = values.bilinear(x[i], y[i]);
+  for (int i = 0; i < npoints; i += kBatch) {
+    const int count = std::min(kBatch, npoints - i);
+    if (interp == "block") {
+      values.nearest(x + i, y + i, count, *out + i);
+    } else {
+      values.bilinear(x + i, y + i, count, *out + i);
+    }
   }
   return 0;
 }

@@ -4,50 +4,33 @@
 
 namespace ksutil::grids {
 
-/* The two coordinates around a value; the same one at an end and off the axis. */
-struct Interval {
-  int i0, i1;
+/* The place of a value between two coordinates of an axis. */
+struct Place {
+  int i0, i1;   // both -1 off the axis, the same where there is no interval
+  double part;  // of the way from i0 to i1, 0 to 1; a half between equal coordinates
 };
 
-/* Finds what ksgrid_find_interval finds, faster for values that follow one another: on
- * evenly spaced coordinates the interval is computed, on others it is first looked for
- * beside that of the value before.  Only a guess that holds is used; all else is
- * searched for.  Reads the coordinates of [n] for as long as it lives. */
+/* Finds the intervals that ksgrid_find_interval finds.  On evenly spaced coordinates they
+ * are computed; on others that of the value before and the next one are tried before the
+ * axis is searched.  Coordinates that do not ascend are gone through one by one.
+ * Reads the coordinates for as long as it lives. */
 class Axis {
  public:
+  /* coords   [n], n >= 1 */
   Axis(int n, const float *coords);
 
-  /* -1 below the axis, 1 above it, else 0. */
-  int locate(float value, Interval &found) {
-    if (!ascending_) return locate_by_steps(value, found);
-    if (!(first_ <= value && value <= last_) || n_ == 1) return outside(value, found);
-    int upper = even_ ? static_cast<int>((value - first_) * per_unit_) + 1 : upper_;
-    if (upper >= n_) upper = n_ - 1;
-    if (value <= coords_[upper - 1]) {
-      upper -= upper > 1 ? 1 : 0;
-    } else if (value > coords_[upper]) {
-      ++upper;  // the last coordinate is no less than the value
-    }
-    if (!(value <= coords_[upper]) || (value <= coords_[upper - 1] && upper > 1)) {
-      upper = search(value);
-    }
-    upper_ = upper;
-    found = {upper - 1, upper};
-    return 0;
-  }
+  /* The places of `count` values. */
+  void locate(const float *values, int count, Place *places) const;
 
  private:
-  int locate_by_steps(float value, Interval &found) const;
-  int outside(float value, Interval &found) const;
-  int search(float value) const;
+  enum class Kind { kEven, kUneven, kUnordered };
+
+  bool is_even() const;
 
   int n_;
   const float *coords_;
-  double first_, last_;
-  double per_unit_ = 0.0;  // intervals in a unit of the coordinates
-  bool ascending_ = true;
-  bool even_ = false;
-  int upper_ = 1;  // end of the interval found before
+  double per_unit_;  // intervals in a unit of the coordinates, on an even axis
+  Kind kind_;
 };
 
 }  // namespace ksutil::grids

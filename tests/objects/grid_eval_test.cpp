@@ -13,12 +13,12 @@ using testing::ElementsAre;
 
 /* The rule as it is told: the first rising interval that holds the value, while the
  * coordinates are no greater than it. */
-struct Place {
+struct Found {
   int result, i0, i1;
-  bool operator==(const Place &) const = default;
+  bool operator==(const Found &) const = default;
 };
 
-Place place_by_rule(const Floats &g, float v) {
+Found found_by_rule(const Floats &g, float v) {
   const int n = static_cast<int>(g.size());
   for (int i = 0; i < n - 1 && g[std::size_t(i)] <= v; ++i) {
     if (v <= g[std::size_t(i) + 1]) return {0, i, i + 1};
@@ -28,7 +28,7 @@ Place place_by_rule(const Floats &g, float v) {
   return {0, 0, 0};
 }
 
-Place place_found(const Floats &g, float v) {
+Found found(const Floats &g, float v) {
   int i0 = -9, i1 = -9;
   float c0 = NAN, width = NAN;
   const int result = ksgrid_find_interval(static_cast<int>(g.size()), g.data(), &i0,
@@ -40,16 +40,16 @@ Place place_found(const Floats &g, float v) {
 
 TEST(KsgridInterval, TakesTheLowerIntervalAndTheSidesOfTheAxis) {
   const Floats axis = {0, 10, 10, 30};
-  EXPECT_EQ(place_found(axis, 12), (Place{0, 2, 3}));
-  EXPECT_EQ(place_found(axis, 10), (Place{0, 0, 1}));
-  EXPECT_EQ(place_found(axis, 0), (Place{0, 0, 1}));
-  EXPECT_EQ(place_found(axis, 30), (Place{0, 2, 3}));
-  EXPECT_EQ(place_found(axis, -0.5F), (Place{-1, 0, 0}));
-  EXPECT_EQ(place_found(axis, INFINITY), (Place{1, 3, 3}));
-  EXPECT_EQ(place_found(axis, NAN), (Place{0, 0, 0}));
-  EXPECT_EQ(place_found({5}, 5), (Place{0, 0, 0}));
-  EXPECT_EQ(place_found({5}, 4), (Place{-1, 0, 0}));
-  EXPECT_EQ(place_found({5}, 6), (Place{1, 0, 0}));
+  EXPECT_EQ(found(axis, 12), (Found{0, 2, 3}));
+  EXPECT_EQ(found(axis, 10), (Found{0, 0, 1}));
+  EXPECT_EQ(found(axis, 0), (Found{0, 0, 1}));
+  EXPECT_EQ(found(axis, 30), (Found{0, 2, 3}));
+  EXPECT_EQ(found(axis, -0.5F), (Found{-1, 0, 0}));
+  EXPECT_EQ(found(axis, INFINITY), (Found{1, 3, 3}));
+  EXPECT_EQ(found(axis, NAN), (Found{0, 0, 0}));
+  EXPECT_EQ(found({5}, 5), (Found{0, 0, 0}));
+  EXPECT_EQ(found({5}, 4), (Found{-1, 0, 0}));
+  EXPECT_EQ(found({5}, 6), (Found{1, 0, 0}));
 }
 
 /* Shortcuts of all kinds against the plain rule: even, nearly even, uneven axes, ties,
@@ -84,15 +84,22 @@ TEST(KsgridInterval, IsTheOneOfTheRuleOnEveryAxis) {
       }
     }
     if (round % 2 == 0) std::shuffle(tries.begin(), tries.end(), random);
-    ksutil::grids::Axis fast(n, axis.data());
-    for (const float v : tries) {
-      const Place expected = place_by_rule(axis, v);
-      ksutil::grids::Interval at{-9, -9};
-      const int result = fast.locate(v, at);
-      ASSERT_EQ((Place{result, at.i0, at.i1}), expected)
-          << "kind " << kind << ": " << v;
+    std::vector<ksutil::grids::Place> places(tries.size());
+    ksutil::grids::Axis(n, axis.data())
+        .locate(tries.data(), static_cast<int>(tries.size()), places.data());
+    for (std::size_t i = 0; i < tries.size(); ++i) {
+      const float v = tries[i];
+      const Found expected = found_by_rule(axis, v);
+      const ksutil::grids::Place &at = places[i];
+      if (expected.result != 0) {
+        ASSERT_LT(at.i0, 0) << "kind " << kind << ": " << v;
+      } else {
+        ASSERT_EQ((Found{0, at.i0, at.i1}), expected) << "kind " << kind << ": " << v;
+        const double c0 = axis[std::size_t(at.i0)], c1 = axis[std::size_t(at.i1)];
+        ASSERT_EQ(at.part, c0 == c1 ? 0.5 : (v - c0) / (c1 - c0));
+      }
       if (in_order) {
-        ASSERT_EQ(place_found(axis, v), expected) << v;
+        ASSERT_EQ(found(axis, v), expected) << v;
       }
     }
   }
