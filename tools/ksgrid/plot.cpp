@@ -1,0 +1,124 @@
+#include <cmath>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "platform/clock/clock.h"
+#include "platform/elog/elog.h"
+#include "tools/ksgrid/commands.h"
+#include "tools/ksgrid/grid_file.h"
+#include "tools/plot/figure.h"
+
+namespace ksutil::tools {
+namespace {
+
+struct Options {
+  std::string file, output, title, x_label, y_label, label;
+  int grid = 0;
+  std::vector<int> frames{0};
+  double low = plot::kUnset, high = plot::kUnset, width = 700.0;
+  bool diverging = false, map = false;
+};
+
+plot::Mesh frame_mesh(const KSGrid &grid, int frame) {
+  plot::Mesh mesh;
+  mesh.nx = static_cast<std::size_t>(grid.nx);
+  mesh.ny = static_cast<std::size_t>(grid.ny);
+  mesh.x.assign(grid.x, grid.x + grid.nx);
+  mesh.y.assign(grid.y, grid.y + grid.ny);
+  const std::size_t size = mesh.nx * mesh.ny;
+  const float *const data = grid.data + static_cast<std::size_t>(frame) * size;
+  for (std::size_t i = 0; i < size; i++) {
+    mesh.values.push_back(data[i] == grid.gapval ? plot::kUnset : data[i]);
+  }
+  return mesh;
+}
+
+/* One scale for all frames of a figure, so that their colours can be compared; unset when
+ * none of them has a value. */
+void find_scale(const KSGrid &grid, const std::vector<int> &frames, double &low,
+                double &high) {
+  const ElogScope silent;
+  for (const int frame : frames) {
+    float least = 0.0F, greatest = 0.0F;
+    if (ksgrid_maxmin_ksgrid(&grid, frame, nullptr, nullptr, nullptr, nullptr, &least,
+                             &greatest) != 0) {
+      continue;
+    }
+    low = std::fmin(low, least);
+    high = std::fmax(high, greatest);
+  }
+}
+
+std::string frame_title(const KSGrid &grid, int frame) {
+  const std::string number = "frame " + std::to_string(frame);
+  const double time = grid.time + frame * grid.dt;
+  return grid.time == 0.0 ? number : number + ", " + time_text(time);
+}
+
+int draw(const Options &options) {
+  Grid grid;
+  if (!read_grid(options.file, options.grid, grid)) return kFailure;
+  if (ksgrid_order(grid.get()) != 0) return kFailure;
+  std::vector<int> frames;
+  for (const int number : options.frames) {
+    frames.push_back(0);
+    if (!find_frame(*grid, number, frames.back())) return kFailure;
+  }
+  double low = options.low, high = options.high;
+  if (frames.size() > 1 && std::isnan(low)) find_scale(*grid, frames, low, high);
+  plot::Figure figure;
+  figure.title = options.title.empty() ? text_of(grid->name) : options.title;
+  figure.width = options.width;
+  for (const int frame : frames) {
+    plot::Panel &panel = figure.panels.emplace_back();
+    panel.title = frame_title(*grid, frame);
+    panel.map = options.map;
+    panel.x.label = options.x_label.empty() ? text_of(grid->xname) : options.x_label;
+    panel.y.label = options.y_label;
+    plot::Mesh mesh = frame_mesh(*grid, frame);
+    mesh.label = options.label;
+    mesh.low = low;
+    mesh.high = high;
+    mesh.diverging = options.diverging;
+    panel.meshes.push_back(std::move(mesh));
+  }
+  return plot::write_figure(figure, options.output) == 0 ? kOk : kFailure;
+}
+
+}  // namespace
+
+void add_plot(CLI::App &app, Action &action) {
+  auto options = std::make_shared<Options>();
+  CLI::App *command = app.add_subcommand(
+      "plot", "Draws frames as maps of colours, with axes and a scale");
+  command->add_option("file", options->file, "- for standard input")->required();
+  command->add_option("-o,--output", options->output, "The picture: .svg or .png")
+      ->required();
+  command->add_option("--grid", options->grid, "Which grid of the file (0)")
+      ->check(CLI::NonNegativeNumber);
+  command->add_option("--frame", options->frames,
+                      "Which frames, one below another (0)");
+  CLI::Option *low =
+      command->add_option("--low", options->low, "Value of the first colour");
+  CLI::Option *high =
+      command->add_option("--high", options->high, "Value of the last colour");
+  low->needs(high);
+  high->needs(low);
+  command->add_flag("--diverging", options->diverging, "Colours on both sides of 0");
+  command->add_flag("--map", options->map, "x and y are longitude and latitude");
+  command->add_option("--title", options->title, "Text above, by default the name");
+  command->add_option("--x-label", options->x_label, "By default the x axis name");
+  command->add_option("--y-label", options->y_label);
+  command->add_option("--label", options->label, "Of the colours, with their unit");
+  command->add_option("--width", options->width, "Of the picture, in pixels of an SVG")
+      ->check(CLI::Range(200.0, 20000.0));
+  command->callback([options, &action] {
+    if (options->low >= options->high) {
+      throw CLI::ValidationError("plot", "--low must be less than --high");
+    }
+    action = [options] { return draw(*options); };
+  });
+}
+
+}  // namespace ksutil::tools
