@@ -22,7 +22,7 @@ std::int64_t recount(const KSVector &vector) {
 }
 
 TEST(TagRegistry, NumbersFromZeroAndNeverReusesANumber) {
-  ksutil::TagRegistry<int> registry("word");
+  static ksutil::TagRegistry<int> registry("word");
   int first = 1, second = 2;
   char tag[KS_TAG_SIZE];
   ASSERT_TRUE(registry.open());
