@@ -1,5 +1,6 @@
 #include "objects/internal/vector_search.h"
 
+#include <algorithm>
 #include <cmath>
 #include <limits>
 
@@ -10,6 +11,23 @@ namespace {
 
 /* So few points are counted sooner than looked up. */
 constexpr int kFewPoints = 16;
+
+/* Ranks around the last one that are looked at first: curves are drawn and spectra
+ * corrected at x values in order. */
+constexpr int kWindow = 8;
+static_assert(kWindow <= kFewPoints);
+
+/* How many of n >= 1 ascending values are below x.  Halves without branches, which random
+ * questions would mispredict. */
+inline int count_below(const double *values, int n, double x) {
+  const double *from = values;
+  for (int left = n; left > 1;) {
+    const int half = left / 2;
+    from += from[half - 1] < x ? half : 0;
+    left -= half;
+  }
+  return static_cast<int>(from - values) + (*from < x ? 1 : 0);
+}
 
 int count_up(const KSVectorPoint *points, int n, double x) {
   int i = 0;
@@ -54,19 +72,19 @@ bool VectorSearch::lay_out(const KSVectorPoint *points, int n, bool descending) 
 /* The first rank whose bound is not below x; known_ when there is none. */
 int VectorSearch::rank(double x) {
   const double *const bounds = bounds_.get();
-  const auto fits = [&](int rank) {
-    return (rank == known_ || bounds[rank] >= x) && (rank == 0 || bounds[rank - 1] < x);
+  const auto lies_from = [&](int low) {
+    const int end = low + kWindow;
+    return (low == 0 || bounds[low - 1] < x) && (end == known_ || bounds[end - 1] >= x);
   };
-  if (fits(last_)) return last_;
-  if (last_ < known_ && fits(last_ + 1)) return ++last_;
-  /* Halves without branches, which random questions would mispredict. */
-  const double *from = bounds;
-  for (int left = known_; left > 1;) {
-    const int half = left / 2;
-    from += from[half - 1] < x ? half : 0;
-    left -= half;
+  const int up = std::min(last_, known_ - kWindow);
+  const int down = std::clamp(last_ - kWindow + 1, 0, known_ - kWindow);
+  if (lies_from(up)) {
+    last_ = up + count_below(bounds + up, kWindow, x);
+  } else if (lies_from(down)) {
+    last_ = down + count_below(bounds + down, kWindow, x);
+  } else {
+    last_ = count_below(bounds, known_, x);
   }
-  last_ = static_cast<int>(from - bounds) + (*from < x ? 1 : 0);
   return last_;
 }
 
