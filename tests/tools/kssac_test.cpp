@@ -166,6 +166,36 @@ TEST(Kssac, FilesGoThroughADatabaseAndBack) {
   EXPECT_EQ(kssac(back + " --where \"sta == 'XXX'\"").code, 1);
 }
 
+TEST(Kssac, FillsInAnOrigin) {
+  const ScratchFolder folder;
+  const std::string database = folder / "db";
+  SacBytes bytes = station_file(100);
+  bytes.real(sac::test::kStla, 0.0F).real(sac::test::kStlo, 10.0F);
+  ASSERT_EQ(kssac("to-db " + folder.write("a.sac", bytes.str()) + " " + database +
+                  " --create css3.0")
+                .code,
+            0);
+  Dbptr db;
+  ASSERT_EQ(dbopen_noshare(database.c_str(), "r+", &db), 0);
+  dbaddv(dblookup(db, "", "origin", "", ""), "lat", 0.0, "lon", 40.0, "depth", 5.0,
+         "time", 1252026100.0, "orid", 9L, "evid", 8L, (char *)nullptr);
+  dbclose(db);
+  /* Cut, so that the reference time is not the row's. */
+  const ProgramRun run = kssac("from-db " + database + " --orid 9 --dir " +
+                               (folder / "") + " --start 1252026130.004");
+  ASSERT_EQ(run.code, 0) << run.errors;
+  const auto header =
+      nlohmann::json::parse(kssac("header --json " + run.output).output)[0];
+  EXPECT_EQ(header["NORID"], 9);
+  EXPECT_EQ(header["NEVID"], 8);
+  EXPECT_EQ(header["EVDP"], 5000);
+  EXPECT_NEAR(header["O"].get<double>(), -30.004, 0.0011);
+  EXPECT_NEAR(header["GCARC"].get<double>(), 30.0, 1e-5);
+  EXPECT_NEAR(header["AZ"].get<double>(), 270.0, 1e-4);
+  EXPECT_NEAR(header["BAZ"].get<double>(), 90.0, 1e-4);
+  EXPECT_EQ(kssac("from-db " + database + " --orid 7 --dir " + (folder / "")).code, 1);
+}
+
 TEST(Kssac, WaveformsOfUnknownStationsAreWrittenToo) {
   const ScratchFolder folder;
   folder.write("b.sac", station_file(4).text(sac::test::kKcmpnm, "BHN     ").str());
