@@ -9,7 +9,7 @@ namespace {
 
 /* Two decimals without zeros at the end: a hundredth of a pixel is not to be seen. */
 void append_number(std::string &text, double value) {
-  const long hundredths = std::lround(value * 100.0);
+  const long hundredths = std::isfinite(value) ? std::lround(value * 100.0) : 0;
   if (hundredths < 0) text += '-';
   const long size = std::labs(hundredths);
   text += std::to_string(size / 100);
