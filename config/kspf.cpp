@@ -154,6 +154,11 @@ int KSPf::setValue(const char *function, const std::string &path,
   return kspf_guarded(function, [&] {
     PfPath steps;
     if (!kspf_path(function, path, steps)) return -1;
+    if (value.find('\0') != value.npos) {
+      ks_register_error(0, "KSPf::%s: The value for %s holds a NUL byte.\n", function,
+                        path.c_str());
+      return -1;
+    }
     PfNode node = ksutil::text_node(value);
     PfError error;
     if ((how & kWritten) != 0 && !ksutil::parse_value(value, node, error)) {

@@ -102,6 +102,7 @@ void PfBlock::insert(int kind, std::size_t at, std::size_t item,
     const auto [entry, first] = by_name.emplace(node->name, node.get());
     if (!first) {
       entry->second->shadowed = true;
+      shadowing = true;
       entry->second = node.get();
     }
   }
@@ -157,7 +158,8 @@ PfNode text_node(std::string_view text) {
 bool parse_value(std::string_view written, PfNode &value, PfError &error) {
   PfDocument document;
   if (!document.parse("x " + std::string(written) + "\n", "", error)) return false;
-  const auto &lines = document.root.block->lines;
+  auto &lines = document.root.block->lines;
+  std::erase_if(lines, [](const auto &line) { return line->kind == PfNode::kRemark; });
   if (lines.size() != 1) {
     error = {static_cast<long>(lines.at(1)->place.line),
              "There is more than one value"};

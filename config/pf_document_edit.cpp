@@ -224,15 +224,18 @@ bool PfDocument::remove(const PfPath &path, std::string &cause) {
     if (i + 1 < path.size()) parent = next;
   }
   PfBlock &block = *parent->block;
+  const PfNode *const node = child_of(*parent, path.back());
   if (path.back().is_item()) {
-    const auto item = block.items.begin() + path.back().index;
-    const std::size_t at = block.position(*item);
-    block.items.erase(item);
-    block.lines.erase(block.lines.begin() + static_cast<std::ptrdiff_t>(at));
+    block.items.erase(block.items.begin() + path.back().index);
+  } else {
+    block.by_name.erase(path.back().name);
+  }
+  if (!block.shadowing) {
+    const auto at = static_cast<std::ptrdiff_t>(block.position(node));
+    block.lines.erase(block.lines.begin() + at);
     return true;
   }
   /* Entries that this one had replaced go as well, else they would come to hold. */
-  block.by_name.erase(path.back().name);
   std::erase_if(block.lines, [&](const auto &line) {
     return line->kind != PfNode::kRemark && line->name == path.back().name;
   });

@@ -40,6 +40,10 @@ bool take_step_name(std::string_view &rest, std::string &name, std::string &caus
 
 bool parse_path(std::string_view text, PfPath &path, std::string &cause) {
   path.clear();
+  if (text.find('\0') != text.npos) {
+    cause = "It holds a NUL byte";
+    return false;
+  }
   std::string_view rest = text;
   while (!rest.empty()) {
     PfStep step;

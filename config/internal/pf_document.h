@@ -52,8 +52,8 @@ struct PfBlock {
   std::vector<std::unique_ptr<PfNode>> lines;
   std::vector<PfNode *> items;                             // of a table
   std::unordered_map<std::string_view, PfNode *> by_name;  // of an array: what holds
-  std::string
-      closing;  // the line of the closing brace; empty for "{}" and for the root
+  bool shadowing = false;  // of an array: later entries replaced earlier ones
+  std::string closing;     // the line of the closing brace; empty for "{}" and the root
 
   /* Puts a node before lines[at], into the index as well; a table's item becomes the
    * item-th. */

@@ -294,8 +294,11 @@ INSTANTIATE_TEST_SUITE_P(
         RefusedCase{"Path", [](KSPf &pf) { return pf.set("t[x]", "y"); },
                     "KSPf::set: Faulty path 't[x]': An index is a number from 0 in "
                     "brackets.\n"},
-        RefusedCase{"TwoValues", [](KSPf &pf) { return pf.setWritten("a", "1\nb 2"); },
-                    "KSPf::setWritten: Faulty value for a: line 2: There is more than "
+        RefusedCase{"Nul", [](KSPf &pf) { return pf.set("a", std::string("x\0y", 3)); },
+                    "KSPf::set: The value for a holds a NUL byte.\n"},
+        RefusedCase{"TwoValues",
+                    [](KSPf &pf) { return pf.setWritten("a", "1\n# c\nb 2"); },
+                    "KSPf::setWritten: Faulty value for a: line 3: There is more than "
                     "one value.\n"},
         RefusedCase{"Unclosed", [](KSPf &pf) { return pf.setWritten("a", "&Tbl{\nx"); },
                     "KSPf::setWritten: Faulty value for a: line 2: The block opened in "
