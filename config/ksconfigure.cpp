@@ -208,9 +208,8 @@ int KSConfigure::setConfigureSpecs(KS_ConfigureSpec *specs, char *record,
                                    const char *label, void *client_data,
                                    int set_defaults) {
   return guarded("setConfigureSpecs", [&] {
-    if (specs == nullptr || record == nullptr) {
-      ks_register_error(
-          0, "KSConfigure::setConfigureSpecs: A table and a record must be given.\n");
+    if (specs == nullptr) {
+      ks_register_error(0, "KSConfigure::setConfigureSpecs: A table must be given.\n");
       return -1;
     }
     for (KS_ConfigureSpec *spec = specs; !is_end(*spec); spec++) {
@@ -261,9 +260,8 @@ int KSConfigure::applyTable(KS_ConfigureSpec *specs, Pf *pf, char *record, int f
 }
 
 int KSConfigure::configurePf(KS_ConfigureSpec *specs, Pf *pf, char *record, int flags) {
-  if (specs == nullptr || record == nullptr) {
-    ks_register_error(
-        0, "KSConfigure::configurePf: A table and a record must be given.\n");
+  if (specs == nullptr) {
+    ks_register_error(0, "KSConfigure::configurePf: A table must be given.\n");
     return -1;
   }
   return guarded("configurePf", [&] { return applyTable(specs, pf, record, flags); });

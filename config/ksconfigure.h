@@ -97,6 +97,7 @@ typedef int (*KS_ConfigureParser)(KS_ConfigureSpec *spec, char *value, char *rec
  *   "double"   no number at the start; text after it is accepted
  *   "string", "uid", "ptr"  null without KS_CONFIGURE_NULL_OK
  *   "custom"   a negative result of parseProc
+ *   all but "custom"  a null record
  * Two faults of a program end it through ks_die: KS_CONFIGURE_NULL_OK on a "boolean",
  * "int" or "double" that is given a null or empty value, and "custom" without parseProc. */
 extern "C" KSUTIL_API int KS_ParseConfigValue(KS_ConfigureSpec *spec, char *value,
@@ -119,6 +120,7 @@ class KSUTIL_API KSConfigure {
    * the earlier entry, and stands last in the order of registration.  An entry of a type
    * without parser is skipped with a complaint.
    *
+   * record        may be null for a table of "custom" entries that need none
    * label         names the table for whoever lists settings; copied, may be null
    * client_data   handed to the parsers
    * set_defaults  non-zero: also applies the table's defaults

@@ -157,7 +157,8 @@ class KSUTIL_API KSPf {
 
   /* Takes over what another file says.  Arrays are merged key by key; a text or a table
    * replaces what it meets, in its place; new keys follow at the end of their arrays, with
-   * the comments directly above them.  `flags` KSPF_*.  Values taken over keep the file
+   * the comments directly above them.  `flags` KSPF_*; items that they append bring such
+   * comments as well.  Values taken over keep the file
    * and line where they were read. */
   int merge(const KSPf &later, int flags = 0);
 

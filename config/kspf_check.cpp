@@ -20,10 +20,19 @@ namespace {
  * the pattern. */
 constexpr std::size_t kMaxMatched = 65536;
 
-/* A text in a message, cut when it is long. */
+/* A text in a message, cut when it is long, and on one line. */
 std::string quoted(std::string_view text) {
   constexpr std::size_t kShown = 60;
-  std::string out = "'" + std::string(text.substr(0, kShown));
+  std::string out = "'";
+  for (const char c : text.substr(0, kShown)) {
+    if (c == '\n') {
+      out += "\\n";
+    } else if (static_cast<unsigned char>(c) < ' ' || c == '\x7f') {
+      out += ksutil::format_text("\\x%02x", static_cast<unsigned>(c));
+    } else {
+      out += c;
+    }
+  }
   return out + (text.size() > kShown ? "...'" : "'");
 }
 

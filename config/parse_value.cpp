@@ -43,7 +43,7 @@ bool misuses_null(const KS_ConfigureSpec &spec, const char *value) {
   return (spec.flags & KS_CONFIGURE_NULL_OK) != 0 && *or_empty(value) == '\0';
 }
 
-int parse_boolean(KS_ConfigureSpec &spec, const char *value, char *record) {
+int parse_boolean(KS_ConfigureSpec &spec, char *value, char *record) {
   if (misuses_null(spec, value)) {
     ks_die(0,
            "KS_ParseConfigValue: Cannot set KS_CONFIGURE_NULL_OK for "
@@ -59,7 +59,7 @@ int parse_boolean(KS_ConfigureSpec &spec, const char *value, char *record) {
   return store_number(record, spec, result);
 }
 
-int parse_double(KS_ConfigureSpec &spec, const char *value, char *record) {
+int parse_double(KS_ConfigureSpec &spec, char *value, char *record) {
   if (misuses_null(spec, value)) {
     ks_die(0,
            "KS_ParseConfigValue: Cannot set KS_CONFIGURE_NULL_OK for "
@@ -79,7 +79,7 @@ int parse_double(KS_ConfigureSpec &spec, const char *value, char *record) {
 }
 
 /* A text without any number is taken as 0, one that begins with a number must be one. */
-int parse_int(KS_ConfigureSpec &spec, const char *value, char *record) {
+int parse_int(KS_ConfigureSpec &spec, char *value, char *record) {
   if (misuses_null(spec, value)) {
     ks_die(0,
            "KS_ParseConfigValue: Cannot set KS_CONFIGURE_NULL_OK for "
@@ -111,7 +111,7 @@ bool refuses_null(const KS_ConfigureSpec &spec, const char *value) {
   return true;
 }
 
-int parse_string(KS_ConfigureSpec &spec, const char *value, char *record) {
+int parse_string(KS_ConfigureSpec &spec, char *value, char *record) {
   if (refuses_null(spec, value)) return -1;
   char *const copy = value == nullptr ? nullptr : ks_strdup(value);
   if (value != nullptr && copy == nullptr) {
@@ -151,17 +151,28 @@ int parse_custom(KS_ConfigureSpec &spec, char *value, char *record, void *client
   return 0;
 }
 
+using MemberParser = int (*)(KS_ConfigureSpec &, char *, char *);
+
+/* Null for the types that write no member themselves. */
+MemberParser member_parser(std::string_view type) {
+  if (type == "boolean") return parse_boolean;
+  if (type == "double") return parse_double;
+  if (type == "int") return parse_int;
+  if (type == "string" || type == "uid") return parse_string;
+  return type == "ptr" ? parse_pointer : nullptr;
+}
+
 }  // namespace
 
 int KS_ParseConfigValue(KS_ConfigureSpec *spec, char *value, char *record,
                         void *client_data) {
   const std::string_view type = or_empty(spec->type);
-  if (type == "boolean") return parse_boolean(*spec, value, record);
   if (type == "custom") return parse_custom(*spec, value, record, client_data);
-  if (type == "double") return parse_double(*spec, value, record);
   if (type == "end") return 0;
-  if (type == "int") return parse_int(*spec, value, record);
-  if (type == "string" || type == "uid") return parse_string(*spec, value, record);
-  if (type == "ptr") return parse_pointer(*spec, value, record);
-  return 3;
+  const MemberParser parse = member_parser(type);
+  if (parse == nullptr) return 3;
+  if (record != nullptr) return parse(*spec, value, record);
+  ks_register_error(0, "KS_ParseConfigValue: There is no record for %s.\n",
+                    or_empty(spec->name));
+  return -1;
 }

@@ -67,16 +67,16 @@ class DocumentBuilder : public PfLineTaker {
 };
 
 /* A line that lacks its break, as the last of a file may, gets one before the next. */
-void put_line(std::string &out, std::string_view line) {
-  if (!out.empty() && out.back() != '\n' && !line.empty()) out += '\n';
+void put_line(std::string &out, std::string_view line, const std::string &eol) {
+  if (!out.empty() && out.back() != '\n' && !line.empty()) out += eol;
   out += line;
 }
 
-void put_node(std::string &out, const PfNode &node) {
-  put_line(out, node.raw);
+void put_node(std::string &out, const PfNode &node, const std::string &eol) {
+  put_line(out, node.raw, eol);
   if (node.block == nullptr) return;
-  for (const auto &line : node.block->lines) put_node(out, *line);
-  put_line(out, node.block->closing);
+  for (const auto &line : node.block->lines) put_node(out, *line, eol);
+  put_line(out, node.block->closing, eol);
 }
 
 }  // namespace
@@ -195,7 +195,7 @@ const PfNode *PfDocument::find(const PfPath &path) const {
 
 std::string PfDocument::text() const {
   std::string out;
-  put_node(out, root);
+  put_node(out, root, eol);
   return out;
 }
 

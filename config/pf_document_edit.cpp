@@ -66,17 +66,29 @@ void open_block(PfNode &node, const std::string &eol) {
 }
 
 /* The comment lines that stand directly above lines[at]. */
-std::string comments_above(const PfBlock &block, std::size_t at) {
+std::string_view comments_above(const PfBlock &block, std::size_t at) {
   if (at == 0 || block.lines[at - 1]->kind != PfNode::kRemark) return {};
-  const std::string &raw = block.lines[at - 1]->raw;
+  const std::string_view raw = block.lines[at - 1]->raw;
   std::size_t begin = raw.size();
   while (begin > 0) {
     const std::size_t before = begin < 2 ? raw.npos : raw.rfind('\n', begin - 2);
     const std::size_t line = before == raw.npos ? 0 : before + 1;
-    if (trimmed(std::string_view(raw).substr(line, begin - line)).empty()) break;
+    if (trimmed(raw.substr(line, begin - line)).empty()) break;
     begin = line;
   }
   return raw.substr(begin);
+}
+
+/* Comment lines as they stand at an indentation. */
+std::string laid_out_comments(std::string_view lines, const std::string &indent,
+                              const std::string &eol) {
+  std::string out;
+  while (!lines.empty()) {
+    const std::size_t end = std::min(lines.find('\n'), lines.size() - 1) + 1;
+    out.append(indent).append(trimmed(lines.substr(0, end))).append(eol);
+    lines.remove_prefix(end);
+  }
+  return out;
 }
 
 /* Why there is nothing at the end of the first `steps` steps of a path, its last step
@@ -242,14 +254,21 @@ bool PfDocument::remove(const PfPath &path, std::string &cause) {
   return true;
 }
 
-void PfDocument::append_copy(PfNode &owner, const PfNode &from,
+/* Appends a copy of a line of another block, with the comments directly above it. */
+void PfDocument::append_copy(PfNode &owner, const PfBlock &from, std::size_t at,
                              std::uint32_t first_file) {
+  const PfNode &value = *from.lines[at];
   const std::string indent = child_indent(owner);
-  auto copy = std::make_unique<PfNode>(copy_node(from, first_file));
-  if (from.indent() != indent || copy->raw.ends_with("\r\n") != (eol == "\r\n")) {
+  auto copy = std::make_unique<PfNode>(copy_node(value, first_file));
+  if (value.indent() != indent || copy->raw.ends_with("\r\n") != (eol == "\r\n")) {
     lay_out_value(*copy, indent, eol, false, 0);
   }
   open_block(owner, eol);
+  if (const std::string_view comments = comments_above(from, at); !comments.empty()) {
+    auto remark = std::make_unique<PfNode>();
+    remark->raw = laid_out_comments(comments, indent, eol);
+    owner.block->append(owner.kind, std::move(remark));
+  }
   owner.block->append(owner.kind, std::move(copy));
 }
 
@@ -261,20 +280,15 @@ void PfDocument::merge_node(PfNode &into, const PfNode &from, MergeOptions optio
     if (!value.is_value()) continue;
     PfNode *const present = child_of(into, {value.name, -1});
     if (present == nullptr) {
-      if (std::string comments = comments_above(*from.block, i); !comments.empty()) {
-        auto remark = std::make_unique<PfNode>();
-        remark->raw = std::move(comments);
-        open_block(into, eol);
-        into.block->append(into.kind, std::move(remark));
-      }
-      append_copy(into, value, first_file);
+      append_copy(into, *from.block, i, first_file);
     } else if (present->kind == PFARR && value.kind == PFARR) {
       merge_node(*present, value, options, first_file);
     } else if (options.keep_present) {
       continue;
     } else if (present->kind == PFTBL && value.kind == PFTBL && options.append_tables) {
-      for (const PfNode *item : value.block->items) {
-        append_copy(*present, *item, first_file);
+      for (std::size_t item = 0; item < value.block->lines.size(); item++) {
+        if (!value.block->lines[item]->is_value()) continue;
+        append_copy(*present, *value.block, item, first_file);
       }
     } else {
       give_value(*present, value);

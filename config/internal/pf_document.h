@@ -125,7 +125,8 @@ class PfDocument {
               const PfNode &value);
   void merge_node(PfNode &into, const PfNode &from, MergeOptions options,
                   std::uint32_t first_file);
-  void append_copy(PfNode &owner, const PfNode &from, std::uint32_t first_file);
+  void append_copy(PfNode &owner, const PfBlock &from, std::size_t at,
+                   std::uint32_t first_file);
 };
 
 /* A node without a place in any document, for the edits above. */

@@ -389,6 +389,22 @@ TEST_F(Configure, ALaterTableTakesOverANameAndTheListForgetsTheOldEntry) {
   EXPECT_EQ(settings_.count, 5);
 }
 
+TEST_F(Configure, OnlyCustomParsersDoWithoutARecord) {
+  std::vector<KS_ConfigureSpec> specs = {
+      {"custom", "made", "first", 3, 0, &custom_},
+      {"int", "count", "8", offsetof(Settings, count), KS_CONFIGURE_NODEFAULT, nullptr},
+      {"end", nullptr, nullptr, 0, 0, nullptr}};
+  ASSERT_EQ(configure_.setConfigureSpecs(specs.data(), nullptr, nullptr, this, 1), 0);
+  EXPECT_EQ(configure_.configure("made", "second", (char *)nullptr), 0);
+  EXPECT_EQ(calls_.back().value, "second");
+  EXPECT_EQ(calls_.back().record, nullptr);
+  EXPECT_EQ(calls_.back().client_data, this);
+  messages();
+  EXPECT_EQ(configure_.configure("count", "6", (char *)nullptr), -1);
+  EXPECT_THAT(messages(),
+              StartsWith("KS_ParseConfigValue: There is no record for count.\n"));
+}
+
 TEST_F(Configure, KeepsTheEarlierEntryWhenMemoryIsShort) {
   messages();
   Settings other{};

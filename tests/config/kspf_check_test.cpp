@@ -129,6 +129,13 @@ TEST(KspfCheck, CountsAndKindsOfBlocks) {
                   ":10: free: must be an array, not a text"));
 }
 
+TEST(KspfCheck, TellsOfATextOnOneLine) {
+  KSPf pf;
+  ASSERT_EQ(pf.set("k", "a\n\tb\x1b[2J"), 0);
+  EXPECT_THAT(violations(pf, constraint_of("keys &Arr{\nk integer\n}\n")),
+              ElementsAre(": k: must be an integer, not 'a\\n\\x09b\\x1b[2J'"));
+}
+
 TEST(KspfCheck, NamesTheFileThatAMergedValueCameFrom) {
   KSPf pf = file_of("a 1\nm &Arr{\nb 2\n}\n", "site.pf");
   ASSERT_EQ(pf.merge(file_of("\n\na x\nm &Arr{\nc y\n}\n", "user.pf")), 0);

@@ -131,7 +131,8 @@ struct Edit {
 void expect_untouched(const std::vector<std::string> &before,
                       const std::vector<std::string> &after, const Edit &edit) {
   const auto same = [](const std::string &a, const std::string &b) {
-    return a == b || a + "\n" == b;  // the break that a last line lacked
+    /* The break that a last line lacked. */
+    return a == b || a + "\n" == b || a + "\r\n" == b;
   };
   std::size_t head = 0, tail = 0;
   const std::size_t shorter = std::min(before.size(), after.size());

@@ -118,18 +118,29 @@ TEST(KspfMerge, LaterOverEarlierInItsPlace) {
       "l \"2\" # two\nk 3\n}\nz &Arr{\nq 1\n}\n");
   KSPf pf = file_of(earlier);
   EXPECT_EQ(pf.merge(later), 0);
-  EXPECT_EQ(text_of(pf),
-            "# head\na 9 # first\nt &Tbl{\n  # y\n  y\n}\nm &Arr{\n    k 3\n    # end\n"
-            "# about l\n    l \"2\"  # two\n}\nz &Arr{\n  q 1\n}\n# about b\nb 2\n");
+  EXPECT_EQ(
+      text_of(pf),
+      "# head\na 9 # first\nt &Tbl{\n  # y\n  y\n}\nm &Arr{\n    k 3\n    # end\n"
+      "    # about l\n    l \"2\"  # two\n}\nz &Arr{\n  q 1\n}\n# about b\nb 2\n");
   pf = file_of(earlier);
   EXPECT_EQ(pf.merge(later, KSPF_APPEND_TABLES), 0);
-  EXPECT_THAT(text_of(pf), HasSubstr("t &Tbl{\n  x\n  y\n}\n"));
+  EXPECT_THAT(text_of(pf), HasSubstr("t &Tbl{\n  x\n  # y\n  y\n}\n"));
   pf = file_of(earlier);
   EXPECT_EQ(pf.merge(later, KSPF_KEEP_PRESENT), 0);
-  EXPECT_EQ(text_of(pf), earlier.substr(0, earlier.size() - 6) +
-                             "# about l\n    l \"2\"  # two\n}\nz 1\n# about b\nb 2\n");
+  EXPECT_EQ(text_of(pf),
+            earlier.substr(0, earlier.size() - 6) +
+                "    # about l\n    l \"2\"  # two\n}\nz 1\n# about b\nb 2\n");
   EXPECT_EQ(pf.merge(pf, KSPF_APPEND_TABLES), 0);
   EXPECT_EQ(pf.count("t"), 2);
+}
+
+TEST(KspfMerge, KeepsTheLineEndsOfTheEarlierFile) {
+  KSPf pf = file_of("a 1\r\nm &Arr{\r\n  x 1\r\n}");
+  EXPECT_EQ(pf.merge(file_of("# b\nb 2\nm &Arr{\n# y\ny &Tbl{\n# 1\n1\n}\n}")), 0);
+  EXPECT_EQ(pf.set("c", "3"), 0);
+  EXPECT_EQ(text_of(pf),
+            "a 1\r\nm &Arr{\r\n  x 1\r\n  # y\r\n  y &Tbl{\r\n    # 1\r\n    1\r\n"
+            "  }\r\n}\r\n# b\r\nb 2\r\nc 3\r\n");
 }
 
 TEST(KspfMerge, MeansWhatTheTreesMergedMean) {
