@@ -156,11 +156,12 @@ bool read_file(const std::string &path, std::size_t limit, std::string &text) tr
 
 FileLock::FileLock(int fd, Wait wait)
     : fd_(fd),
+      owner_(::getpid()),
       held_(lock_file(fd, wait == Wait::kNever ? F_OFD_SETLK : F_OFD_SETLKW, F_WRLCK) ==
             0) {}
 
 FileLock::~FileLock() {
-  if (!held_) return;
+  if (!held_ || ::getpid() != owner_) return;
   const int saved = errno;
   lock_file(fd_, F_OFD_SETLK, F_UNLCK);
   errno = saved;

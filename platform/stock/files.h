@@ -80,7 +80,8 @@ KSUTIL_API bool read_file(const std::string &path, std::size_t limit,
                           std::string &text);
 
 /* The exclusive advisory lock of a file, held for one scope.  Locks belong to the open
- * file description, so they conflict between threads of one process too. */
+ * file description, so they conflict between threads of one process too.  The copy that a
+ * fork makes of the lock ends without effect. */
 class KSUTIL_API FileLock {
  public:
   enum class Wait { kUntilFree, kNever };
@@ -95,6 +96,7 @@ class KSUTIL_API FileLock {
 
  private:
   int fd_;
+  pid_t owner_;  // a child shares the lock, and must not end it
   bool held_;
 };
 

@@ -81,6 +81,14 @@ TEST_F(KshistoryFile, BelongsToOneHistoryAtATime) {
   EXPECT_EQ(History(3, file()).points(), (Points{{1, 2}, {2, 3}}));
 }
 
+TEST_F(KshistoryFile, StaysLockedWhenAForkedProcessFreesItsCopy) {
+  const History history(3, file());
+  ASSERT_TRUE(history.made()) << messages();
+  EXPECT_TRUE(in_child([&] { return kshistory_free(history.tag()) == 0; }));
+  EXPECT_FALSE(available());
+  messages();
+}
+
 TEST_F(KshistoryFile, SurvivesAKilledWriter) {
   for (int round = 0; round < 5; ++round) {
     const pid_t child = fork();
