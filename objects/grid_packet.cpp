@@ -87,9 +87,9 @@ bool read_counts(const char *packet, std::int64_t nbytes, KSGrid &grid) {
   std::int32_t counts[3];
   Unpacker(packet).integers(counts, 3);
   const auto [nx, ny, nframes] = counts;
-  /* Each count alone is bounded first, so that the product fits 64 bits. */
-  if (nx < 1 || ny < 1 || nframes < 0 || nx > nbytes || ny > nbytes) return false;
-  if (nframes > nbytes / (std::int64_t{nx} * ny)) return false;
+  /* Axes alone may be too much: without frames they need few bytes. */
+  if (nx < 1 || ny < 1 || nframes < 0 || nx > INT_MAX / ny) return false;
+  if (nframes > nbytes / (nx * ny)) return false;
   std::int64_t at = kHeaderBytes + value_bytes(nx, ny, nframes);
   for (std::size_t i = 0; i < kTexts.size(); ++i) {
     if (at >= nbytes) return false;

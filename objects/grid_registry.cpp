@@ -43,11 +43,11 @@ int ksgrid_register_grid(KSGrid *grid, char *tag) {
     return -1;
   }
   if (!registry.open()) {
-    elog_log(0, "ksgrid_register_grid: newarr() error.\n");
+    elog_log(1, "ksgrid_register_grid: newarr() error.\n");
     return -1;
   }
   if (!registry.add(grid, tag)) {
-    elog_log(0, "ksgrid_register_grid: setarr() error.\n");
+    elog_log(1, "ksgrid_register_grid: setarr() error.\n");
     return -1;
   }
   return 0;
@@ -131,7 +131,7 @@ int ksgrid_free_tag(const char *name) try {
   }
   return 0;
 } catch (const std::bad_alloc &) {
-  elog_log(0, "ksgrid_free_tag: malloc() error.\n");
+  elog_log(1, "ksgrid_free_tag: malloc() error.\n");
   return 0;
 }
 

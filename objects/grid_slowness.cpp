@@ -86,7 +86,7 @@ int ksgrid_coords_d2slow(const char *model, double depth, int n, const float *di
   std::copy(converted.begin(), converted.end(), slownesses);
   return 0;
 } catch (const std::bad_alloc &) {
-  elog_log(0, "ksgrid_coords_d2slow: malloc() error.\n");
+  elog_log(1, "ksgrid_coords_d2slow: malloc() error.\n");
   return -1;
 }
 
@@ -119,7 +119,7 @@ int ksgrid_d2slow_ksgrid(KSGrid *grid, const char *model, double depth, int axes
   }
   return 0;
 } catch (const std::bad_alloc &) {
-  elog_log(0, "ksgrid_d2slow_ksgrid: malloc() error.\n");
+  elog_log(1, "ksgrid_d2slow_ksgrid: malloc() error.\n");
   return -1;
 }
 
@@ -155,6 +155,6 @@ int ksgrid_eval_d2slow_ksgrid(const KSGrid *grid, const char *model, double dept
   for (const std::size_t i : off_the_globe) (*out)[i] = grid->gapval;
   return 0;
 } catch (const std::bad_alloc &) {
-  elog_log(0, "ksgrid_eval_d2slow_ksgrid: malloc() error.\n");
+  elog_log(1, "ksgrid_eval_d2slow_ksgrid: malloc() error.\n");
   return -1;
 }

@@ -156,6 +156,16 @@ TEST(KsgridPacket, DamagedOnesAreRefusedOrHarmless) {
   }
 }
 
+/* Axes whose product is no count of values, in a packet that they fill exactly. */
+TEST(KsgridPacket, TooManyNodesAreRefusedEvenWithoutFrames) {
+  constexpr std::int32_t kCounts[] = {60000, 60000, 0};
+  std::string packet(12 + 22 * 8 + 4 * 120000 + 8, '\0');
+  hi2mi(kCounts, packet.data(), 3);
+  const OwnedGrid grid = blank();
+  EXPECT_EQ(unstuff(packet, grid.get()), -1);
+  EXPECT_EQ(taken_text(), "ksgrid_unstuff: Illegal packet.\n");
+}
+
 struct Pipe {
   Pipe() {
     int ends[2];
