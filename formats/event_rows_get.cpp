@@ -3,6 +3,7 @@
 #include <cstring>
 #include <memory>
 #include <optional>
+#include <utility>
 
 #include "formats/internal/joined_row.h"
 #include "formats/internal/sac_header.h"
@@ -85,11 +86,11 @@ std::optional<double> known_samprate(const KSSac &kssac) {
   return 1.0 / delta;
 }
 
-void set_waveform(KSSac &kssac, RowEdit &row) {
+using Count = std::optional<std::int64_t>;
+
+void set_waveform(KSSac &kssac, Count nsamp, RowEdit &row) {
   const std::optional<double> time = known_time(kssac, "B");
   const std::optional<double> samprate = known_samprate(kssac);
-  std::optional<std::int64_t> nsamp = known_integer(kssac, "NPTS");
-  if (nsamp && *nsamp < 0) nsamp.reset();
   row.real("time", time);
   row.real("samprate", samprate);
   row.integer("nsamp", nsamp);
@@ -113,13 +114,13 @@ void set_waveform(KSSac &kssac, RowEdit &row) {
   row.integer("wfid", known_integer(kssac, "NWFID"));
 }
 
-void set_fields(KSSac &kssac, const RowPart &part, RowEdit &row) {
+void set_fields(KSSac &kssac, const RowPart &part, Count nsamp, RowEdit &row) {
   const std::string &table = part.layout->name;
   row.text("sta", text_of(kssac, "KSTNM"));
   row.text("chan", text_of(kssac, "KCMPNM"));
   row.text("net", text_of(kssac, "KNETWK"));
   if (table == "wfdisc" || table == "trace") {
-    set_waveform(kssac, row);
+    set_waveform(kssac, nsamp, row);
   } else if (table == "site") {
     row.real("lat", known_real(kssac, "STLA"));
     row.real("lon", known_real(kssac, "STLO"));
@@ -157,8 +158,8 @@ bool is_shared(Dbptr record, const void *data) {
   return false;
 }
 
-/* Gives a trace row a copy of the record's samples; true when there are none. */
-bool hand_over_samples(KSSac &kssac, Dbptr row) {
+/* A copy of the record's samples, null when it has none; false with a message. */
+bool copy_samples(KSSac &kssac, MallocPtr<float> &samples) {
   long nsamp = 0;
   double time, samprate;
   float *copy = nullptr;
@@ -166,7 +167,28 @@ bool hand_over_samples(KSSac &kssac, Dbptr row) {
   if (kssac_getdata_kssac(&kssac, &nsamp, &time, &samprate, &copy, nullptr) != 0) {
     return false;
   }
-  MallocPtr<float> samples(copy);
+  samples.reset(copy);
+  return true;
+}
+
+bool has_samples(const RowPart &trace) {
+  void *data = nullptr;
+  return dbgetv(trace.row, "data", &data, (char *)nullptr) == 0 && data != nullptr;
+}
+
+/* How many samples the rows are to tell of: those of the header, but a trace row that
+ * keeps its own samples must not tell of more than it has. */
+Count sample_count(const KSSac &kssac, const JoinedRow &waveform, bool keeps_own) {
+  std::int64_t own;
+  if (keeps_own) {
+    return waveform.integer({"trace"}, "nsamp", own) ? Count(own) : std::nullopt;
+  }
+  const Count npts = known_integer(kssac, "NPTS");
+  return npts && *npts < 0 ? std::nullopt : npts;
+}
+
+/* Gives a trace row the samples, if there are any. */
+bool hand_over_samples(MallocPtr<float> samples, Dbptr row) {
   if (samples == nullptr) return true;
   void *before = nullptr;
   if (dbgetv(row, "data", &before, (char *)nullptr) != 0 ||
@@ -201,12 +223,20 @@ int kssac_getevent_kssac(KSSac *kssac, Dbptr wf, Dbptr origin) try {
     elog_log(0, "kssac_getevent_kssac: Cannot read the database row.\n");
     return -1;
   }
+  const RowPart *const trace = waveform.part("trace");
+  ksutil::MallocPtr<float> samples;
+  if (trace != nullptr && !copy_samples(*kssac, samples)) {
+    elog_log(0, "kssac_getevent_kssac: kssac_getdata_kssac() error.\n");
+    return -1;
+  }
+  const bool keeps_own = trace != nullptr && samples == nullptr && has_samples(*trace);
+  const Count nsamp = sample_count(*kssac, waveform, keeps_own);
   /* All texts are made before the first is written, so that a value that does not fit
    * changes nothing. */
   std::vector<RowEdit> rows;
   for (const RowPart *const part :
        waveform.parts({"wfdisc", "trace", "site", "sitechan", "affiliation"})) {
-    set_fields(*kssac, *part, rows.emplace_back(*part));
+    set_fields(*kssac, *part, nsamp, rows.emplace_back(*part));
   }
   for (const RowPart *const part : event.parts({"origin"})) {
     set_origin(*kssac, rows.emplace_back(*part));
@@ -217,9 +247,8 @@ int kssac_getevent_kssac(KSSac *kssac, Dbptr wf, Dbptr origin) try {
       return -1;
     }
   }
-  const RowPart *const trace = waveform.part("trace");
   if (!write_all(rows) ||
-      (trace != nullptr && !hand_over_samples(*kssac, trace->row))) {
+      (trace != nullptr && !hand_over_samples(std::move(samples), trace->row))) {
     elog_log(0, "kssac_getevent_kssac: Cannot write the database row.\n");
     return -1;
   }

@@ -194,7 +194,8 @@ KSUTIL_API int kssac_putevent_kssac(KSSac *kssac, Dbptr wf, Dbptr origin);
  * With the time come endtime and jdate.  samprate is 1/DELTA to the digits that DELTA has:
  * a DELTA of 0.025 gives 40.  segtype is set for "D", "V" and "A".
  * A trace row gets a copy of the samples, which belongs to the trace database; those that
- * it had are freed unless another row has them too.
+ * it had are freed unless another row has them too.  From a record without samples it
+ * keeps its own, with its nsamp.
  * Each row is written whole; a value that does not fit its field is an error. */
 KSUTIL_API int kssac_getevent_kssac(KSSac *kssac, Dbptr wf, Dbptr origin);
 

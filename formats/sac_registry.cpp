@@ -98,7 +98,7 @@ int kssac_free_tag(const char *name) try {
   return 0;
 } catch (const std::bad_alloc &) {
   elog_log(1, "kssac_free_tag: keysarr() error.\n");
-  return -1;
+  return 0;
 }
 
 int kssac_free_kssac(KSSac *kssac) {

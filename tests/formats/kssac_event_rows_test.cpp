@@ -255,5 +255,38 @@ TEST(KssacTraceRows, HandSamplesToAndFro) {
   trdestroy(&trace);
 }
 
+/* A row that told of more samples than it has would be read beyond their end. */
+TEST(KssacTraceRows, CountOnlyTheSamplesTheyHave) {
+  Dbptr trace = dblookup(trnew(), "", "trace", "", "");
+  Dbptr row = trace;
+  const auto nsamp_of = [&] {
+    long nsamp = -1;
+    dbgetv(row, "nsamp", &nsamp, (char *)nullptr);
+    return nsamp;
+  };
+  row.record =
+      dbaddv(trace, "sta", "ANMO", "chan", "BHZ", "time", 1000.5, "samprate", 20.0,
+             "nsamp", 4L, "data", std::calloc(4, sizeof(float)), (char *)nullptr);
+  const KSSacPtr header = new_sac();
+  kssac_puthdr_kssac(header.get(), "KSTNM", "NEW", "NPTS", std::int64_t{1000},
+                     (char *)nullptr);
+  ASSERT_EQ(kssac_getevent_kssac(header.get(), row, dbinvalid()), 0) << messages();
+  char sta[7];
+  dbgetv(row, "sta", sta, (char *)nullptr);
+  EXPECT_STREQ(sta, "NEW");
+  EXPECT_EQ(nsamp_of(), 4);
+
+  const KSSacPtr longer = new_sac();
+  const std::vector<float> samples(1000, 1.0F);
+  ASSERT_EQ(kssac_putdata_kssac(longer.get(), 1000, samples.data(), "V", 0.0, 1.0), 0);
+  ks_test_fail_alloc(1);
+  EXPECT_EQ(kssac_getevent_kssac(longer.get(), row, dbinvalid()), -1);
+  ks_test_fail_alloc(0);
+  EXPECT_EQ(nsamp_of(), 4);
+  EXPECT_THAT(messages(),
+              HasSubstr("kssac_getevent_kssac: kssac_getdata_kssac() error.\n"));
+  trdestroy(&trace);
+}
+
 }  // namespace
 }  // namespace ksutil::sac::test
