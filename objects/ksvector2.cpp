@@ -1,6 +1,7 @@
 #include "objects/ksvector2.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <cmath>
 #include <cstdio>
 #include <cstring>
@@ -183,7 +184,8 @@ int ksvector2_dump(const char *tag) {
     }
     return 0;
   } catch (const std::bad_alloc &) {
-    elog_log(0, "ksvector2_dump: malloc() error.\n");
+    errno = ENOMEM;
+    elog_log(1, "ksvector2_dump: malloc() error.\n");
     return -1;
   }
 }
@@ -199,7 +201,8 @@ int ksvector2_free_tag(const char *name) {
   try {
     for (ksvector2 *vector : named(name)) ksvector2_free_vector(vector);
   } catch (const std::bad_alloc &) {
-    elog_log(0, "ksvector2_free_tag: malloc() error.\n");
+    errno = ENOMEM;
+    elog_log(1, "ksvector2_free_tag: malloc() error.\n");
   }
   return 0;
 }
@@ -222,7 +225,8 @@ int ksvector2_get_heap_size(const char *name, const char *tag, int *count,
     }
     return 0;
   } catch (const std::bad_alloc &) {
-    elog_log(0, "ksvector2_get_heap_size: malloc() error.\n");
+    errno = ENOMEM;
+    elog_log(1, "ksvector2_get_heap_size: malloc() error.\n");
     return -1;
   }
 }

@@ -159,7 +159,8 @@ KSUTIL_API ksvector2 *ksvector2_read(const char *file, const char *name, int nsk
  * traces before the failure in place. */
 KSUTIL_API int ksvector2_read_from_trblob(const char *file, Dbptr *trace, char *tag);
 
-/* A vector with the same points and labels, or samples. */
+/* A vector with the same points and labels, or samples.  `new_tag` must not be `tag`: it is
+ * emptied first. */
 KSUTIL_API ksvector2 *ksvector2_copy(const char *tag, const char *name, char *new_tag);
 
 /* Gives the record its array of labels, all null, when it has none.  0 or -1. */

@@ -158,7 +158,7 @@ bool keep(ksvector2 *vector) {
     }
     return true;
   }
-  if (vector->heap_size > cache.max_bytes - cache.bytes) return false;
+  if (cache.bytes + vector->heap_size > cache.max_bytes) return false;
   if (!add_to_cache(vector)) return false;
   if (verbose) {
     std::printf("Adding %d bytes %d %d to cache\n", vector->heap_size, vector->nalloc,

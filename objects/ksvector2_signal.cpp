@@ -1,5 +1,6 @@
 /* Gaps and filters of time-sampled ksvector2. */
 #include <algorithm>
+#include <cerrno>
 #include <cmath>
 #include <new>
 #include <span>
@@ -123,6 +124,7 @@ int fill_on_line(std::span<double> samples, std::span<double> gap) {
 int ksvector2_fill(const char *tag, const char *method, double value, int maxgap) {
   ksvector2 *const vector = look_up_series(tag, "ksvector2_fill");
   if (vector == nullptr) return -1;
+  if (method == nullptr) method = "";
   const bool linear = std::string_view(method) == "linear";
   if (!linear && std::string_view(method) != "value") {
     elog_log(0, "ksvector2_fill: Unrecognized method '%s'.\n", method);
@@ -162,7 +164,8 @@ int ksvector2_filter(const char *tag, double flow, double fhigh, int order,
     filter_runs(filter, samples_of(*vector), zero_phase != 0);
     return 0;
   } catch (const std::bad_alloc &) {
-    elog_log(0, "ksvector2_filter: malloc() error.\n");
+    errno = ENOMEM;
+    elog_log(1, "ksvector2_filter: malloc() error.\n");
     return -1;
   }
 }

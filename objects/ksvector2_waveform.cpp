@@ -1,4 +1,5 @@
 /* ksvector2 from the samples of waveforms in databases. */
+#include <cerrno>
 #include <climits>
 #include <cmath>
 #include <new>
@@ -96,7 +97,8 @@ ksvector2 *ksvector2_create_tsamp_from_db(Dbptr row, const char *name, char *tag
     }
     return vector;
   } catch (const std::bad_alloc &) {
-    elog_log(0, "%s: malloc() error.\n", kSelf);
+    errno = ENOMEM;
+    elog_log(1, "%s: malloc() error.\n", kSelf);
     return nullptr;
   }
 }

@@ -83,6 +83,10 @@ KSVector *ksvector_create_tsamp(int nsamp, const double *samples, const char *na
     elog_log(0, "ksvector_create_tsamp: Sample rate must be positive.\n");
     return ksutil::no_vector(tag);
   }
+  if (nsamp > 0 && samples == nullptr) {
+    elog_log(0, "ksvector_create_tsamp: No samples.\n");
+    return ksutil::no_vector(tag);
+  }
   VectorPtr vector = make_series_of(nsamp, samples, name, time, 1.0 / samprate);
   if (vector == nullptr) return out_of_memory("ksvector_create_tsamp", tag);
   return ksutil::publish_vector("ksvector_create_tsamp", std::move(vector), tag);

@@ -1,5 +1,7 @@
+#include <cerrno>
 #include <cstring>
 #include <new>
+#include <string>
 #include <vector>
 
 #include "objects/internal/vector_record.h"
@@ -32,12 +34,15 @@ int ksvector_free_vector(KSVector *vector) {
 }
 
 int ksvector_free_tag(const char *name) {
+  if (name == nullptr) return 0;
   try {
+    const std::string group(name);  // which may be that of a vector to be freed
     for (KSVector *const vector : ksutil::vector_registry().records()) {
-      if (is_named(*vector, name)) ksvector_free_vector(vector);
+      if (is_named(*vector, group.c_str())) ksvector_free_vector(vector);
     }
   } catch (const std::bad_alloc &) {
-    elog_log(0, "ksvector_free_tag: malloc() error.\n");
+    errno = ENOMEM;
+    elog_log(1, "ksvector_free_tag: malloc() error.\n");
   }
   return 0;
 }
@@ -59,7 +64,8 @@ int ksvector_get_heap_size(const char *name, const char *tag, int *count, long *
       *bytes += vector->heap_size;
     }
   } catch (const std::bad_alloc &) {
-    elog_log(0, "ksvector_get_heap_size: malloc() error.\n");
+    errno = ENOMEM;
+    elog_log(1, "ksvector_get_heap_size: malloc() error.\n");
     return -1;
   }
   return 0;

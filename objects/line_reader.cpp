@@ -18,7 +18,8 @@ bool LineReader::fill() {
   if (ended_ || error_ != 0) return false;
   errno = 0;
   const ssize_t read = read_all(file_.get(), buffer_.data(), buffer_.size());
-  if (read < 0 || errno != 0) {
+  const bool whole = read == static_cast<ssize_t>(buffer_.size());
+  if (read < 0 || (!whole && errno != 0)) {
     error_ = errno != 0 ? errno : EIO;
     return false;
   }

@@ -1,10 +1,12 @@
 #include "objects/internal/plot_labels.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <cmath>
 #include <cstdint>
 #include <cstdio>
 #include <limits>
+#include <new>
 #include <string>
 
 #include "platform/elog/elog.h"
@@ -133,7 +135,7 @@ class Labeller {
 }  // namespace
 
 void set_labels(KSVector &vector, int flags, const LabelValues *values, int n, int fill,
-                int maxsize, double hue_centre, double hue_range) {
+                int maxsize, double hue_centre, double hue_range) try {
   const Labeller labeller(flags, values, n, fill, maxsize, hue_centre, hue_range);
   const bool verbose = verbose_exists() != 0;
   for (int i = 0; i < n; i++) {
@@ -151,6 +153,9 @@ void set_labels(KSVector &vector, int flags, const LabelValues *values, int n, i
                  stdout);
     }
   }
+} catch (const std::bad_alloc &) {
+  errno = ENOMEM;
+  elog_log(1, "set_labels: malloc() error.\n");
 }
 
 int symbolize(const char *name) {

@@ -5,6 +5,7 @@
 #include <cstdio>
 #include <cstring>
 #include <limits>
+#include <new>
 
 #include "objects/internal/line_reader.h"
 #include "objects/internal/vector_readers.h"
@@ -122,7 +123,13 @@ ReadStatus ResponseReader::read(NewPoints &points) {
 
 ReadStatus read_response(const char *function, const char *file, NewPoints &points) {
   const ScopedCLocale locale;
-  return ResponseReader(function, file).read(points);
+  try {
+    return ResponseReader(function, file).read(points);
+  } catch (const std::bad_alloc &) {
+    errno = ENOMEM;
+    elog_log(1, "%s: malloc() error.\n", function);
+    return kReadFailed;
+  }
 }
 
 }  // namespace ksutil

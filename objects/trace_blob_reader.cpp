@@ -82,11 +82,12 @@ Next BlobReader::read_header(Header &header) {
   std::array<std::int32_t, 2> numbers{};
   errno = 0;
   const ssize_t read = read_all(fd_, numbers.data(), sizeof numbers);
-  if (read < 0 || errno != 0) {
+  const bool whole = read == static_cast<ssize_t>(sizeof numbers);
+  if (read < 0 || (!whole && errno != 0)) {
     fail(1, "read(header)");
     return Next::kError;
   }
-  if (static_cast<std::size_t>(read) < sizeof numbers) return Next::kEnd;
+  if (!whole) return Next::kEnd;
   mi2hi(numbers.data(), numbers.data(), 2);
   header = {numbers[0], numbers[1]};
   return Next::kTrace;
@@ -228,6 +229,7 @@ int read_trace_blob(const SeriesMaker &maker, const char *file, Dbptr *trace,
                     char *tag) {
   char last[KS_TAG_SIZE] = "";
   bool read = false;
+  if (file == nullptr) file = "";
   try {
     read = read_blob(maker, file, trace, last);
   } catch (const std::bad_alloc &) {

@@ -179,8 +179,9 @@ bool copy_label(const char *label, MallocPtr<char> &copy) {
 }
 
 TagRegistry<KSVector> &vector_registry() {
-  static TagRegistry<KSVector> registry("vect");
-  return registry;
+  /* Never destroyed: vectors may be freed by destructors of other static objects. */
+  static auto *const tags = new TagRegistry<KSVector>("vect");
+  return *tags;
 }
 
 KSVector *find_vector(const char *function, const char *tag) {

@@ -51,6 +51,7 @@ bool stops(const KSVectorPoint *points, int n, int i, int before, double x) {
 }  // namespace
 
 bool VectorSearch::lay_out(const KSVectorPoint *points, int n, bool descending) {
+  known_ = 0;
   if (room_ < n) {
     bounds_.reset(
         static_cast<double *>(ks_malloc(static_cast<std::size_t>(n) * sizeof(double))));

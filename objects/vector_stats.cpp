@@ -1,6 +1,7 @@
 /* Statistics over vectors, point by point, of both families. */
 #include <algorithm>
 #include <array>
+#include <cerrno>
 #include <cmath>
 #include <cstring>
 #include <new>
@@ -96,8 +97,7 @@ template <class Family>
 const typename Family::Vector *find_input(Tbl *tags, long i, const char *result_tag) {
   const auto *const vector = Family::get(static_cast<const char *>(gettbl(tags, i)));
   if (vector == nullptr) {
-    elog_log(0, "%s: %s(%s) error.\n", Family::kInputs, Family::kGet,
-             result_tag == nullptr ? "" : result_tag);
+    elog_log(0, "%s: %s(%s) error.\n", Family::kInputs, Family::kGet, result_tag);
   }
   return vector;
 }
@@ -141,7 +141,8 @@ bool fill(typename Family::Vector &result, Tbl *tags, const Statistic &statistic
     if (!others.empty()) combine(result, others, statistic);
     return true;
   } catch (const std::bad_alloc &) {
-    elog_log(0, "%s: malloc() error.\n", Family::kStats);
+    errno = ENOMEM;
+    elog_log(1, "%s: malloc() error.\n", Family::kStats);
     return false;
   }
 }
@@ -155,21 +156,26 @@ typename Family::Vector *stats(Tbl *tags, const char *type, const char *name,
   };
   const Statistic *const statistic = find_statistic(Family::kStats, type);
   if (statistic == nullptr) return none();
-  const auto *const first = find_input<Family>(tags, 0, nullptr);
+  const auto *const first = find_input<Family>(tags, 0, "");
   if (first == nullptr) return none();
   if (is_series(*first)) {
     elog_log(0, "%s: Can only do stats on point vectors.\n", Family::kInputs);
     return none();
   }
-  auto *const result =
-      Family::copy(static_cast<const char *>(gettbl(tags, 0)), name, tag);
+  /* Not yet into the caller's buffer, which may be one of the tags. */
+  char made[KS_TAG_SIZE] = "";
+  auto *const result = Family::copy(static_cast<const char *>(gettbl(tags, 0)), name,
+                                    tag == nullptr ? nullptr : made);
   if (result == nullptr) {
     elog_log(0, "%s: %s() error.\n", Family::kStats, Family::kCopy);
     return none();
   }
-  if (fill<Family>(*result, tags, *statistic, tag)) return result;
-  Family::free(result);
-  return none();
+  if (!fill<Family>(*result, tags, *statistic, made)) {
+    Family::free(result);
+    return none();
+  }
+  if (tag != nullptr) std::copy_n(made, sizeof made, tag);
+  return result;
 }
 
 }  // namespace

@@ -45,7 +45,7 @@ class TagRegistry {
   bool add(Record *record, char *tag) {
     tag[0] = '\0';
     char next[KS_TAG_SIZE];
-    std::snprintf(next, sizeof next, "%s%d", word_, counter_);
+    std::snprintf(next, sizeof next, "%s%ld", word_, counter_);
     try {
       const auto entry = tags_.emplace(record, next);
       setarr(records_, next, record);
@@ -90,7 +90,7 @@ class TagRegistry {
   };
 
   const char *word_;
-  int counter_ = 0;
+  long counter_ = 0;
   Arr *records_ = nullptr;  // tag to record
   std::unordered_multimap<const Record *, std::string> tags_;
 };

@@ -57,6 +57,7 @@ TEST_F(Ksvector2Signal, FillsGapsOnTheLineUpToTheirLimit) {
 TEST_F(Ksvector2Signal, RefusesWhatCannotFill) {
   make({1, kGap});
   EXPECT_EQ(ksvector2_fill(tag, "spline", 0, 0), -1);
+  EXPECT_EQ(ksvector2_fill(tag, nullptr, 0, 0), -1);
   EXPECT_EQ(ksvector2_fill(tag, "value", kGap, 0), -1);
   const OwnedVector points(ksvector2_create(1, 1, nullptr, tag));
   EXPECT_EQ(ksvector2_fill(tag, "value", 0, 0), -1);

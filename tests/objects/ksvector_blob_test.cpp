@@ -5,9 +5,11 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <cstring>
 
 #include "platform/stock/bytes.h"
+#include "platform/stock/files.h"
 #include "platform/trace/trace.h"
 #include "tests/objects/ksvector_support.h"
 
@@ -168,11 +170,30 @@ TEST_F(KSVectorBlob, SaysWhatIsWrong) {
   expect_refused(blob(no_time, data),
                  "dbgetv(time,samprate) error for blob file " + path);
   expect_refused(blob(trace_row(0.0, 0.0), data), "ksvector_create_tsamp() error.\n");
+  EXPECT_EQ(ksvector_read_from_trblob(nullptr, &trace_, nullptr), -1);
   EXPECT_EQ(ksvector_read_from_trblob("/nowhere/b", &trace_, nullptr), -1);
   EXPECT_NE(
       taken_messages().find("ksvector_read_from_trblob: open(/nowhere/b) error for "
                             "blob file\nNo such file or directory"),
       std::string::npos);
+}
+
+/* Signals of the program interrupt the reading of pipes. */
+TEST_F(KSVectorBlob, GoesOnAfterInterruptions) {
+  static bool interrupt;
+  interrupt = false;
+  ksutil::FileCalls calls = ksutil::system_file_calls();
+  calls.read = [](int fd, void *to, std::size_t bytes) -> ssize_t {
+    interrupt = !interrupt;
+    errno = EINTR;
+    return interrupt ? -1 : ::read(fd, to, bytes);
+  };
+  const std::string trace = blob(trace_row(5.0, 1.0), samples({1.0F, 2.0F}));
+  {
+    const ksutil::ScopedFileCalls interrupted(calls);
+    EXPECT_EQ(read(trace + trace), 0) << taken_messages();
+  }
+  EXPECT_EQ(tags_.size(), 2U);
 }
 
 /* Standard input has no size to compare a count with. */

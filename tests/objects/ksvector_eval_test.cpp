@@ -141,6 +141,12 @@ TEST(VectorSearch, CountsWhenThereIsNoMemory) {
     ks_test_fail_alloc(1);
     EXPECT_EQ(search.find(points.data(), 50, false, 20.5), 21);
   }
+  /* Nor may it look at bounds that had to go for larger ones. */
+  ks_test_fail_alloc(0);
+  for (const int n : {20, 20, 20, 50, 50, 20}) {
+    EXPECT_EQ(search.find(points.data(), n, false, 10.5), 11);
+    ks_test_fail_alloc(n == 50 ? 1 : 0);
+  }
   ks_test_fail_alloc(0);
 }
 

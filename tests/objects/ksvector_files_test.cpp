@@ -247,6 +247,29 @@ TEST(KSVectorReadFailures, FreesTheVectorAndSaysWhy) {
   EXPECT_EQ(count, 0);
 }
 
+/* Signals of the program interrupt the reading of pipes and network files. */
+TEST(KSVectorReadFailures, GoesOnAfterInterruptions) {
+  static bool interrupt;
+  interrupt = false;
+  ksutil::FileCalls calls = ksutil::system_file_calls();
+  calls.read = [](int fd, void *to, std::size_t bytes) -> ssize_t {
+    interrupt = !interrupt;
+    errno = EINTR;
+    return interrupt ? -1 : ::read(fd, to, bytes);
+  };
+  const MemoryFile file;
+  std::string text;
+  while (text.size() < 40'000) text += "1 2\n";
+  TestVector vector;
+  ks_clear_register(0);
+  {
+    const ksutil::ScopedFileCalls interrupted(calls);
+    ksvector_read(file.write(text), "t", 0, 0, 0, nullptr, -1, vector.tag);
+  }
+  EXPECT_EQ(taken_messages(), "");
+  EXPECT_EQ(vector.points().size(), 10'000U);
+}
+
 TEST(KSVectorReadFailures, GrowsWithTheFile) {
   const TestFolder folder;
   std::string text;

@@ -2,6 +2,7 @@
  * compared by their statistics. */
 #include <gtest/gtest.h>
 
+#include <cstring>
 #include <memory>
 
 #include "platform/stock/tbl.h"
@@ -112,6 +113,23 @@ TEST_F(KSVectorStats, SkipsWhatDoesNotFit) {
   EXPECT_EQ(result("amax"), (Points{{1, {2}}, {2, {3}}}));
   take(same);
   EXPECT_EQ(result("max"), (Points{{1, {1}}, {2, {3}}}));
+}
+
+/* The result's tag may take the place of one of the inputs. */
+TEST_F(KSVectorStats, MayWriteTheNewTagOverAnInput) {
+  TestVector first(1, {{1, {2}}}), second(1, {{1, {9}}});
+  for (const char *over : {first.tag, second.tag}) {
+    char tags[2][KS_TAG_SIZE];
+    std::strcpy(tags[0], first.tag);
+    std::strcpy(tags[1], second.tag);
+    tags_.reset(newtbl(0));
+    for (char *tag : tags) pushtbl(tags_.get(), tag);
+    char *const made = tags[over == first.tag ? 0 : 1];
+    EXPECT_EQ(TestVector::points_of(ksvector_stats(tags_.get(), "max", nullptr, made)),
+              second.points());
+    EXPECT_STRNE(made, over);
+    ksvector_free(made);
+  }
 }
 
 TEST_F(KSVectorStats, LeavesNothingBehindWhenItFails) {

@@ -101,6 +101,23 @@ TEST(KSVectorRegistry, CountsAndFreesByName) {
   EXPECT_NE(
       taken_messages().find("\nksvector_get_heap_size: ksvector_get_vector() error.\n"),
       std::string::npos);
+  ks_test_fail_alloc(1);
+  EXPECT_EQ(ksvector_get_heap_size(nullptr, nullptr, &count, &bytes), -1);
+  ks_test_fail_alloc(0);
+  EXPECT_EQ(taken_messages(),
+            "ksvector_get_heap_size: malloc() error.\nCannot allocate memory\n");
+}
+
+/* The name may be that of the first vector to go. */
+TEST(KSVectorRegistry, FreesAGroupByTheNameOfOneOfIt) {
+  char tag[KS_TAG_SIZE];
+  const KSVector *const first = ksvector_create(0, 1, "a group of three", tag);
+  for (int i = 0; i < 2; i++) ksvector_create(0, 1, "a group of three", tag);
+  EXPECT_EQ(ksvector_free_tag(first->name), 0);
+  int count = -1;
+  long bytes = -1;
+  EXPECT_EQ(ksvector_get_heap_size("a group of three", nullptr, &count, &bytes), 0);
+  EXPECT_EQ(count, 0);
 }
 
 TEST(KSVectorCreate, AllocatesAFifthMoreThanHinted) {
@@ -132,6 +149,8 @@ TEST(KSVectorCreate, RefusesWhatCannotBe) {
     EXPECT_EQ(taken_messages(),
               "ksvector_create_tsamp: Sample rate must be positive.\n");
   }
+  EXPECT_EQ(ksvector_create_tsamp(1, nullptr, nullptr, tag, 0.0, 1.0), nullptr);
+  EXPECT_EQ(taken_messages(), "ksvector_create_tsamp: No samples.\n");
 }
 
 /* Each allocation of a creation fails once: nothing may leak, be registered or be counted
