@@ -310,7 +310,8 @@ class KSUTIL_API KSEventView : public KSConfigure {
    * period of 0 or less (or NaN) ends it, after a callback in progress; it may be started
    * again at any time.  Null callback: nothing is checked.  What the callback uses must
    * live until the view is destroyed, which alone waits for a callback in progress.
-   * May be called from the callback.  0, or -1 when no thread could be made. */
+   * May be called from the callback.  0, or -1 when no thread could be made or the view is
+   * being destroyed. */
   int monitorChangesThread(double period, KSEV_ChangesCallback callback, void *arg);
 
  private:

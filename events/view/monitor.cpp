@@ -53,7 +53,8 @@ void check_and_call(KSEventView &view, const MonitorSettings &settings) {
   settings.callback(0, settings.arg, changes);
 }
 
-/* The caller holds the monitor's lock. */
+/* Waits for a thread that has been told to leave, or has left, and may not be made anew
+ * meanwhile. */
 void join(ViewMonitor &monitor) {
   if (monitor.made) pthread_join(monitor.thread, nullptr);
   monitor.made = false;
@@ -116,6 +117,7 @@ int KSEventView::monitorChangesThread(double period, KSEV_ChangesCallback callba
     monitor.control = kMonitorStops;
     return 0;
   }
+  if (monitor.ends) return view_failure("monitorChangesThread", "the view is ending");
   monitor.settings = {period, callback, arg};
   monitor.control = kMonitorHasNewSettings;
   if (monitor.runs) return 0;
@@ -152,8 +154,12 @@ void *eventview_run_monitor_thread(void *view_pointer) {
 
 KSEventView::~KSEventView() {
   ViewMonitor &monitor = state_->monitor;
-  monitorChangesThread(0.0, nullptr, nullptr);
-  if (monitor.made) pthread_join(monitor.thread, nullptr);
+  {
+    const std::lock_guard lock(monitor.lock);
+    monitor.control = kMonitorStops;
+    monitor.ends = true;
+  }
+  join(monitor);
 }
 
 void eventview_usleep(double seconds) {

@@ -278,6 +278,31 @@ TEST_F(ViewChanges, ACallbackMayReadAndStop) {
   EXPECT_EQ(owner.events, 1);
 }
 
+TEST_F(ViewChanges, ACallbackThatStartsTheMonitorAgainDoesNotKeepTheView) {
+  struct Owner {
+    KSEventView *view = nullptr;
+    std::atomic<bool> called{false}, refused{false};
+  } owner;
+  const auto start_again = [](int, void *arg, void *) -> int {
+    auto &self = *static_cast<Owner *>(arg);
+    self.called = true;
+    /* Until the view is being destroyed, which waits for this call. */
+    self.refused = eventually([&] {
+      return self.view->monitorChangesThread(kPeriod, nullptr, nullptr) != 0;
+    });
+    return 0;
+  };
+  {
+    KSEventView ended(settings_of_view(db.name()).get());
+    owner.view = &ended;
+    EXPECT_EQ(ended.monitorChangesThread(kPeriod, start_again, &owner), 0);
+    EXPECT_TRUE(eventually([&] { return owner.called.load(); }));
+  }
+  EXPECT_TRUE(owner.refused);
+  EXPECT_EQ(taken_messages(),
+            "KSEventView::monitorChangesThread: the view is ending.\n");
+}
+
 TEST_F(ViewChanges, AnExceptionOfACallbackEndsNothing) {
   std::atomic<int> calls{0};
   KSEventView watched(settings_of_view(db.name()).get());

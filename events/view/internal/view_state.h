@@ -36,6 +36,7 @@ struct ViewMonitor {
   pthread_t thread{};
   bool made = false;  // there is a thread to be joined
   bool runs = false;  // it has not decided to leave; it decides with the lock held
+  bool ends = false;  // the view is being destroyed
 };
 
 using ViewTables = std::array<KSEV_Table, std::size(kKSEVTableNames)>;
