@@ -38,9 +38,13 @@ TEST_F(Kspf, GetPrintsTextsBlocksAndJson) {
   EXPECT_EQ(absent.code, 1);
   EXPECT_EQ(absent.output, "");
   EXPECT_THAT(absent.errors, HasSubstr("There is no map.u."));
-  const ProgramRun fallback = run("get " + file_ + " map.u --default 7");
-  EXPECT_EQ(fallback.code, 0);
-  EXPECT_EQ(fallback.output, "7\n");
+  for (const char *path : {"map.u", "port.x", "'map.t[9]'", "no.such[0].way"}) {
+    const ProgramRun fallback = run("get " + file_ + " " + path + " --default 7");
+    EXPECT_EQ(fallback.code, 0) << path << fallback.errors;
+    EXPECT_EQ(fallback.output, "7\n");
+  }
+  EXPECT_EQ(run("get " + file_ + " 'map[' --default 7").code, 1);
+  EXPECT_EQ(run("get " + file_ + " port --default 7").output, "80\n");
   EXPECT_EQ(run("get").code, 2);
 }
 

@@ -58,12 +58,17 @@ int print(Pf *tree, bool json) {
 int get(const Options &options, bool has_fallback) {
   KSPf pf;
   if (!read_input(options.file, options.search, pf)) return kFailure;
-  if (has_fallback && pf.kind(options.path) == PFINVALID &&
-      pf.set(options.path, options.fallback) != 0) {
-    return kFailure;
+  std::string path = options.path;
+  if (has_fallback && pf.kind(path) == PFINVALID) {
+    /* It fails for a faulty path, which no default makes good. */
+    std::string text;
+    if (pf.getString(path, text, options.fallback) < 0) return kFailure;
+    path = "default";
+    pf = KSPf();
+    if (pf.set(path, text) != 0) return kFailure;
   }
   Pf *tree = nullptr;
-  if (pf.getPf(options.path, &tree) != 0) return kFailure;
+  if (pf.getPf(path, &tree) != 0) return kFailure;
   return print(std::unique_ptr<Pf, PfDeleter>(tree).get(), options.json);
 }
 
