@@ -64,7 +64,7 @@ std::optional<std::int64_t> known_integer(const KSSac &kssac, const char *name) 
 std::optional<double> known_time(KSSac &kssac, const char *name) {
   const std::optional<double> after = known_real(kssac, name);
   double reference;
-  if (!after || !known_integer(kssac, "NZYEAR") ||
+  if (!after || !has_reference_time(kssac) ||
       kssac_getreftime_kssac(&kssac, &reference) != 0) {
     return std::nullopt;
   }

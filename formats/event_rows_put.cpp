@@ -118,8 +118,7 @@ bool put_waveform(KSSac *kssac, const JoinedRow &row) {
 void put_origin(KSSac *kssac, const JoinedRow &row) {
   double time, reference;
   double after_reference = kNullReal;
-  if (row.real({"origin"}, "time", time) &&
-      integer_of(*kssac, "NZYEAR") != kNullInteger &&
+  if (row.real({"origin"}, "time", time) && has_reference_time(*kssac) &&
       kssac_getreftime_kssac(kssac, &reference) == 0) {
     after_reference = time - reference;
   }

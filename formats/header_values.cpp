@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstring>
+#include <initializer_list>
 #include <limits>
 
 #include "formats/internal/sac_header.h"
@@ -72,6 +73,17 @@ std::int64_t integer_of(const KSSac &kssac, const char *name) {
 
 std::string_view text_of(const KSSac &kssac, const char *name) {
   return text_of(kssac.image->header, *kssac_get_header_define(name));
+}
+
+bool has_reference_time(const KSSac &kssac) {
+  const auto all_known = [&](std::initializer_list<const char *> names) {
+    return std::all_of(names.begin(), names.end(), [&](const char *name) {
+      return integer_of(kssac, name) != kNullInteger;
+    });
+  };
+  return all_known({"NZYEAR", "NZJDAY"}) &&
+         (integer_of(kssac, "IZTYPE") == kReferenceIsDay ||
+          all_known({"NZHOUR", "NZMIN", "NZSEC", "NZMSEC"}));
 }
 
 bool is_null(double value) { return std::isnan(value) || value == kNullReal; }

@@ -189,7 +189,8 @@ KSUTIL_API int kssac_putevent_kssac(KSSac *kssac, Dbptr wf, Dbptr origin);
 
 /* Copies from the header into database rows, which must be writable (a view's rows are
  * those of its tables): the inverse of the list above, except KHOLE, GCARC, AZ, BAZ and
- * DIST.  A header null never overwrites a field.
+ * DIST.  A header null never overwrites a field, and a
+ * reference time with a null in it is none.
  *
  * With the time come endtime and jdate.  samprate is 1/DELTA to the digits that DELTA has:
  * a DELTA of 0.025 gives 40.  segtype is set for "D", "V" and "A".

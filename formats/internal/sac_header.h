@@ -43,6 +43,9 @@ double real_of(const KSSac &kssac, const char *name);
 std::int64_t integer_of(const KSSac &kssac, const char *name);
 std::string_view text_of(const KSSac &kssac, const char *name);
 
+/* Whether the header has the variables that its reference time is made of. */
+bool has_reference_time(const KSSac &kssac);
+
 /* NaN counts as a null. */
 bool is_null(double value);
 bool is_null(std::string_view text);

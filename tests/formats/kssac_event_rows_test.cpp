@@ -200,6 +200,28 @@ TEST_F(KssacRows, HeaderNullsLeaveRowsAsTheyAre) {
   EXPECT_EQ(before, after);
 }
 
+/* A null taken for a number would move the time by seconds, or by years. */
+TEST_F(KssacRows, APartOfAReferenceTimeIsNone) {
+  add_station();
+  const KSSacPtr kssac = new_sac();
+  const float sample = 1.0F;
+  const double day = 1252022400.0;
+  const auto time = [&] {
+    double found = 0.0;
+    EXPECT_EQ(kssac_getevent_kssac(kssac.get(), row("wfdisc", 0), dbinvalid()), 0);
+    dbgetv(row("wfdisc", 0), "time", &found, (char *)nullptr);
+    return found;
+  };
+  for (const char *const name :
+       {"NZYEAR", "NZJDAY", "NZHOUR", "NZMIN", "NZSEC", "NZMSEC"}) {
+    kssac_putdata_kssac(kssac.get(), 1, &sample, "-", day + 3661.5, 40.0);
+    kssac_puthdr_kssac(kssac.get(), name, std::int64_t{-12345}, (char *)nullptr);
+    EXPECT_EQ(time(), 1252026123.25) << name;
+  }
+  kssac_puthdr_kssac(kssac.get(), "IZTYPE", std::int64_t{10}, (char *)nullptr);
+  EXPECT_EQ(time(), day) << "a day needs no time of day";
+}
+
 TEST_F(KssacRows, AValueThatDoesNotFitChangesNoRow) {
   add_station();
   const KSSacPtr kssac = new_sac();

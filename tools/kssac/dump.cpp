@@ -60,7 +60,7 @@ class SampleTimes {
       complain(path + " has no samples");
       return false;
     }
-    const FileHandle file = open_file(path, O_RDONLY);
+    const FileHandle file = open_file(path, O_RDONLY | O_NONBLOCK);
     times_.resize(static_cast<std::size_t>(kssac->image->npts_data));
     const std::size_t bytes = times_.size() * sizeof(float);
     const auto at = static_cast<off_t>(KSSAC_HEADER_SIZE + bytes);
@@ -80,10 +80,8 @@ int dump(const Options &options) {
   const KssacPtr kssac = read_sac(options.file);
   SampleTimes times;
   if (kssac == nullptr || !times.open(kssac.get(), options.file)) return kFailure;
-  std::int64_t year;
   double reference = 0.0;
-  const bool absolute = !options.relative && known(kssac.get(), "NZYEAR", year) &&
-                        kssac_getreftime_kssac(kssac.get(), &reference) == 0;
+  const bool absolute = !options.relative && reference_time(kssac.get(), reference);
   if (options.epoch && !absolute) {
     complain(options.file + " has no reference time");
     return kFailure;

@@ -68,10 +68,8 @@ bool header_of(KSSac *kssac, bool all, std::vector<std::pair<int, Shown>> &varia
 
 /* When the first sample is, as far as the header tells. */
 std::string begin_text(KSSac *kssac) {
-  std::int64_t year;
   double reference, begin;
-  if (!known(kssac, "NZYEAR", year) || !known(kssac, "B", begin) ||
-      kssac_getreftime_kssac(kssac, &reference) != 0) {
+  if (!known(kssac, "B", begin) || !reference_time(kssac, reference)) {
     return "no reference time";
   }
   return "begins " + time_text(reference + begin, 6);

@@ -22,12 +22,6 @@ struct Seismogram {
   KssacPtr kssac;
 };
 
-/* The reference time; false when the header has none. */
-bool reference_of(KSSac *kssac, double &reference) {
-  std::int64_t year;
-  return known(kssac, "NZYEAR", year) && kssac_getreftime_kssac(kssac, &reference) == 0;
-}
-
 const char *unit_of(KSSac *kssac) {
   std::int64_t idep = 0;
   known(kssac, "IDEP", idep);
@@ -68,7 +62,7 @@ void add_picks(KSSac *kssac, double zero, plot::Panel &panel) {
 plot::Panel panel_of(const Seismogram &seismogram, bool absolute) {
   KSSac *const kssac = seismogram.kssac.get();
   double zero = 0.0, begin = 0.0, delta = 1.0;
-  if (absolute) reference_of(kssac, zero);
+  if (absolute) reference_time(kssac, zero);
   known(kssac, "B", begin);
   known(kssac, "DELTA", delta);
   plot::Panel panel;
@@ -99,7 +93,7 @@ int draw(const Options &options) {
     KssacPtr kssac = read_sac(file);
     if (kssac == nullptr || !is_evenly_sampled(kssac.get(), file)) return kFailure;
     double reference;
-    absolute = absolute && reference_of(kssac.get(), reference);
+    absolute = absolute && reference_time(kssac.get(), reference);
     seismograms.push_back({file, std::move(kssac)});
   }
   plot::Figure figure;

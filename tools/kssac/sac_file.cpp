@@ -78,6 +78,17 @@ bool known(KSSac *kssac, const char *name, std::string &value) {
   return true;
 }
 
+bool reference_time(KSSac *kssac, double &time) {
+  constexpr std::int64_t kIsDay = 10;  // the beginning of the day
+  std::int64_t value, equivalence = 0;
+  known(kssac, "IZTYPE", equivalence);
+  if (!known(kssac, "NZYEAR", value) || !known(kssac, "NZJDAY", value)) return false;
+  for (const char *const of_day : {"NZHOUR", "NZMIN", "NZSEC", "NZMSEC"}) {
+    if (equivalence != kIsDay && !known(kssac, of_day, value)) return false;
+  }
+  return kssac_getreftime_kssac(kssac, &time) == 0;
+}
+
 bool is_evenly_sampled(KSSac *kssac, const std::string &path) {
   std::int64_t even = 0;
   double delta = 0.0;

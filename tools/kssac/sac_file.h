@@ -25,6 +25,9 @@ bool known(KSSac *kssac, const char *name, double &value);
 bool known(KSSac *kssac, const char *name, std::int64_t &value);
 bool known(KSSac *kssac, const char *name, std::string &value);
 
+/* The reference time; false when the header has none, or not all of it. */
+bool reference_time(KSSac *kssac, double &time);
+
 /* Whether the file has evenly spaced samples; else a complaint. */
 bool is_evenly_sampled(KSSac *kssac, const std::string &path);
 

@@ -115,10 +115,9 @@ class Entry {
 
   static bool names_time(KSSac *kssac, const std::string &file) {
     std::string text;
-    std::int64_t year;
-    double begin;
+    double begin, reference;
     if (known(kssac, "KSTNM", text) && known(kssac, "KCMPNM", text) &&
-        known(kssac, "NZYEAR", year) && known(kssac, "B", begin)) {
+        reference_time(kssac, reference) && known(kssac, "B", begin)) {
       return true;
     }
     complain(file + " lacks KSTNM, KCMPNM, B or the reference time");
