@@ -63,6 +63,19 @@ TEST_F(Kspf, EditsReplaceTheFileOnlyWhenTheySucceed) {
   EXPECT_EQ(read_text(file_), edited);
 }
 
+TEST_F(Kspf, FailsWhenItsOutputIsLost) {
+  std::string many;
+  for (int i = 0; i < 20000; i++) many += "key" + std::to_string(i) + " value\n";
+  const std::string big = folder_.write("big.pf", many);
+  for (const std::string &file : {file_, big}) {
+    for (const char *command : {"get ", "get --json ", "format "}) {
+      const ProgramRun lost = run(command + file + " > /dev/full");
+      EXPECT_EQ(lost.code, 1) << command << file;
+      EXPECT_THAT(lost.errors, HasSubstr("cannot write the output"));
+    }
+  }
+}
+
 TEST_F(Kspf, CheckListsViolationsAndFailsOnlyForThem) {
   const std::string rules = folder_.write(
       "rules", "keys &Arr{\nport &Arr{\ntype integer\nmax 79\n}\n}\nothers any\n");

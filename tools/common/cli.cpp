@@ -27,7 +27,8 @@ int run(CLI::App &app, Action &action, int argc, char **argv) {
     complain(error);
   }
   if (result != kOk) print_register();
-  if (std::fflush(stdout) != 0) {
+  /* What failed to be written before is not tried again by the last flush. */
+  if (std::fflush(stdout) != 0 || std::ferror(stdout) != 0) {
     complain("cannot write the output");
     result = kFailure;
   }
