@@ -62,7 +62,8 @@ KSUTIL_API KSVector *ksvector_create(int hint, int ny, const char *name, char *t
 
 /* A time-sampled vector.
  *
- * samples     [nsamp]; there is room for a fifth more, for 1000 when nsamp is 0 or less
+ * samples     [nsamp], may be null when nsamp is 0 or less; there is room for a fifth more,
+ *             for 1000 when nsamp is 0 or less
  * time        x of the first sample
  * samprate    samples for each unit of x, finite and above 0 */
 KSUTIL_API KSVector *ksvector_create_tsamp(int nsamp, const double *samples,
@@ -121,8 +122,8 @@ KSUTIL_API KSVector *ksvector_read(const char *file, const char *name, int nskip
  *
  * type        "max", "min", "median" (the mean of the middle two of an even number), or
  *             "amax" and "amin", of absolute values
- * An unknown tag and a time-sampled first vector are reported in ksvector_append's name,
- * with the result's tag. */
+ * `tag` may be one of `tags`.  An unknown tag and a time-sampled first vector are reported
+ * in ksvector_append's name, with the result's tag. */
 KSUTIL_API KSVector *ksvector_stats(Tbl *tags, const char *type, const char *name,
                                     char *tag);
 
