@@ -12,7 +12,8 @@
  * leave the list as it was.
  * Threads: one thread at a time per list.  The list holds an exclusive lock on the whole
  * file (of the open file description, so it conflicts within this process as well) until
- * freetbl; after a fork only one of the two processes may go on with it.
+ * freetbl.  After a fork the list stays its maker's: the child may only free its copy,
+ * which neither changes nor unlocks the file.
  *
  * The file: a header, two states and the elements in a ring.  Numbers are big-endian, but
  * elements are kept as they are in memory, so that a file with numbers in them belongs to
