@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <ostream>
 #include <random>
 #include <set>
 
@@ -98,6 +99,7 @@ struct TimeCase {
   int count;
   std::vector<std::string> labels;
 };
+void PrintTo(const TimeCase &c, std::ostream *os) { *os << c.low << " to " << c.high; }
 class TimeTicks : public testing::TestWithParam<TimeCase> {};
 
 TEST_P(TimeTicks, FollowTheClockAndTheCalendar) {
