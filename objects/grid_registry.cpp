@@ -11,7 +11,11 @@ using namespace ksutil::grids;
 
 namespace {
 
-ksutil::TagRegistry<KSGrid> registry("grid");
+/* Never destroyed, so that destructors of other static objects may still free grids. */
+ksutil::TagRegistry<KSGrid> &registry() {
+  static auto *const only = new ksutil::TagRegistry<KSGrid>("grid");
+  return *only;
+}
 
 /* Hands a new grid to the caller, under a tag when there is a buffer for it. */
 KSGrid *publish(GridPtr grid, char *tag, const char *function) {
@@ -25,11 +29,11 @@ KSGrid *publish(GridPtr grid, char *tag, const char *function) {
 }  // namespace
 
 KSGrid *ksgrid_get_grid(const char *tag) {
-  if (!registry.opened()) {
+  if (!registry().opened()) {
     elog_log(0, "ksgrid_get_grid: No grids defined");
     return nullptr;
   }
-  KSGrid *const grid = registry.find(tag);
+  KSGrid *const grid = registry().find(tag);
   if (grid == nullptr) {
     elog_log(0, "ksgrid_get_grid: Cannot find %s", tag == nullptr ? "" : tag);
   }
@@ -42,11 +46,11 @@ int ksgrid_register_grid(KSGrid *grid, char *tag) {
     elog_log(0, "ksgrid_register_grid: A grid and a buffer for its tag are needed.\n");
     return -1;
   }
-  if (!registry.open()) {
+  if (!registry().open()) {
     elog_log(1, "ksgrid_register_grid: newarr() error.\n");
     return -1;
   }
-  if (!registry.add(grid, tag)) {
+  if (!registry().add(grid, tag)) {
     elog_log(1, "ksgrid_register_grid: setarr() error.\n");
     return -1;
   }
@@ -124,7 +128,7 @@ int ksgrid_free(const char *tag) {
 
 int ksgrid_free_tag(const char *name) try {
   if (name == nullptr) return 0;
-  for (KSGrid *grid : registry.records()) {
+  for (KSGrid *grid : registry().records()) {
     if (grid->name != nullptr && std::string_view(grid->name) == name) {
       ksgrid_free_ksgrid(grid);
     }
@@ -137,7 +141,7 @@ int ksgrid_free_tag(const char *name) try {
 
 int ksgrid_free_ksgrid(KSGrid *grid) {
   if (grid == nullptr) return 0;
-  registry.remove(grid);
+  registry().remove(grid);
   GridDeleter()(grid);
   return 0;
 }
