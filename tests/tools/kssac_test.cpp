@@ -66,7 +66,7 @@ TEST(Kssac, DumpsSamplesWithTheirTimes) {
   /* Two samples, then their times. */
   SacBytes uneven;
   uneven.series(4).integer(sac::test::kNpts, 2).integer(sac::test::kLeven, 0);
-  uneven.integer(sac::test::kNzyear, -12345);
+  uneven.integer(sac::test::kNzmsec, -12345);  // and no whole reference time
   EXPECT_EQ(kssac("dump " + folder.write("u.sac", uneven.str())).output,
             "3.000000 1\n4.000000 2\n");
 }
