@@ -25,7 +25,8 @@
  * the counts (numbers) are not locked against their owner.
  * Results: 0; 10 when rows could not be read and were left out, or the row asked for could
  * not be read; -1 with a message in the error register, and the caller's record or list as
- * it was unless said otherwise. */
+ * it was unless said otherwise.  A null record, as gettbl gives where an event has no
+ * preferred origin, is such a failure. */
 #ifndef KSUTIL_EVENTS_KSEVENTVIEW_H
 #define KSUTIL_EVENTS_KSEVENTVIEW_H
 

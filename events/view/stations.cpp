@@ -117,23 +117,24 @@ using namespace ksutil::events;
 
 int KSEventView::lookupStation(KSEVOrigin *origin, const char *sta, double time,
                                KSEVOriginStation **station) {
-  return with_tables(
-      *state_, {kName, "dbmatches(site) error"}, bind_sites, [&](TreeReader &reader) {
-        KSEVOriginStation *found = nullptr;
-        const int result = look_up_station(*state_, reader, *origin, sta, time, found);
-        if (result >= 0 && station != nullptr) *station = found;
-        return result;
-      });
+  return with_record(*state_, {kName, "dbmatches(site) error"}, origin, bind_sites,
+                     [&](TreeReader &reader) {
+                       KSEVOriginStation *found = nullptr;
+                       const int result =
+                           look_up_station(*state_, reader, *origin, sta, time, found);
+                       if (result >= 0 && station != nullptr) *station = found;
+                       return result;
+                     });
 }
 
 int KSEventView::lookupStation(KSEVDetection *detection, const char *sta,
                                KSEVOrigin *origin) {
-  return with_tables(
-      *state_, {kName, "dbmatches(site) error"}, bind_sites, [&](TreeReader &reader) {
-        KSEVOriginStation *found = nullptr;
-        const int result =
-            look_up_station(*state_, reader, *origin, sta, origin->time, found);
-        if (result >= 0) locate(*detection, *found);
-        return result;
-      });
+  return with_record(*state_, {kName, "dbmatches(site) error"}, origin, bind_sites,
+                     [&](TreeReader &reader) {
+                       KSEVOriginStation *found = nullptr;
+                       const int result = look_up_station(*state_, reader, *origin, sta,
+                                                          origin->time, found);
+                       if (result >= 0) locate(*detection, *found);
+                       return result;
+                     });
 }

@@ -120,8 +120,8 @@ int read_span(ViewState &state, TreeReader &reader, double time, double span,
 using namespace ksutil::events;
 
 int KSEventView::refreshDetections(KSEVOrigin *origin, int best) {
-  return with_tables(*state_, {kName, "dbmatches(detection) error"}, bind_detections,
-                     [&](TreeReader &reader) {
+  return with_record(*state_, {kName, "dbmatches(detection) error"}, origin,
+                     bind_detections, [&](TreeReader &reader) {
                        return read_around(*state_, reader, *origin, best != 0);
                      });
 }

@@ -92,7 +92,7 @@ int KSEventView::refreshEvents(Tbl **events) {
 int KSEventView::refreshEvent(long recno, KSEVEvent *event, long *order) {
   Fallbacks fallbacks;
   const int result =
-      with_tables(*state_, {"refreshEvent"}, bind_list, [&](TreeReader &reader) {
+      with_record(*state_, {"refreshEvent"}, event, bind_list, [&](TreeReader &reader) {
         return read_row<EVEvent>(
             *state_, "refreshEvent", reader, *event, [&](EVEvent &source) {
               const int read = reader.read_event(recno, source, order);
@@ -105,16 +105,17 @@ int KSEventView::refreshEvent(long recno, KSEVEvent *event, long *order) {
 }
 
 int KSEventView::refreshOrigin(long recno, KSEVOrigin *origin) {
-  return with_tables(*state_, {"refreshOrigin"}, bind_list, [&](TreeReader &reader) {
-    return read_row<EVOrigin>(
-        *state_, "refreshOrigin", reader, *origin,
-        [&](EVOrigin &source) { return reader.read_origin(recno, source); });
-  });
+  return with_record(
+      *state_, {"refreshOrigin"}, origin, bind_list, [&](TreeReader &reader) {
+        return read_row<EVOrigin>(
+            *state_, "refreshOrigin", reader, *origin,
+            [&](EVOrigin &source) { return reader.read_origin(recno, source); });
+      });
 }
 
 int KSEventView::refreshAssociations(KSEVEvent *event) {
-  return with_tables(
-      *state_, {"refreshAssociations"}, bind_all, [&](TreeReader &reader) {
+  return with_record(
+      *state_, {"refreshAssociations"}, event, bind_all, [&](TreeReader &reader) {
         int result = 0;
         for (long i = 0; i < counttbl(event->origins) && result >= 0; i++) {
           auto &origin = *static_cast<KSEVOrigin *>(gettbl(event->origins, i));
@@ -125,15 +126,15 @@ int KSEventView::refreshAssociations(KSEVEvent *event) {
 }
 
 int KSEventView::refreshAssociations(KSEVOrigin *origin) {
-  return with_tables(
-      *state_, {"refreshAssociations"}, bind_all,
+  return with_record(
+      *state_, {"refreshAssociations"}, origin, bind_all,
       [&](TreeReader &reader) { return read_associations(*state_, reader, *origin); });
 }
 
 int KSEventView::refreshAssociation(KSEVOrigin *origin, long recno,
                                     KSEVAssociation *association) {
   constexpr const char *kName = "refreshAssociation";
-  return with_tables(*state_, {kName}, bind_all, [&](TreeReader &reader) {
+  return with_record(*state_, {kName}, association, bind_all, [&](TreeReader &reader) {
     bool strange = false;
     const int result = read_row<EVAssociation>(
         *state_, kName, reader, *association, [&](EVAssociation &source) {
@@ -149,26 +150,28 @@ int KSEventView::refreshAssociation(KSEVOrigin *origin, long recno,
 }
 
 int KSEventView::refreshStamags(KSEVMagnitude *magnitude) {
-  return with_tables(*state_, {"refreshStamags"}, bind_all, [&](TreeReader &reader) {
-    MessagesOfFailure messages;
-    EVMagnitude source;
-    if (magnitude->record_netmag == nullptr) return kUnreadable;
-    source.record_netmag = magnitude->record_netmag;
-    const int result = messages.note(reader.read_stamags(source));
-    if (result < 0) return view_failure("refreshStamags", "cannot read the tables");
-    Records &records = state_->records;
-    records.replace(magnitude->stamags,
-                    records.make_list<KSEVStamag>(reader, source.stamags));
-    return result;
-  });
+  return with_record(
+      *state_, {"refreshStamags"}, magnitude, bind_all, [&](TreeReader &reader) {
+        MessagesOfFailure messages;
+        EVMagnitude source;
+        if (magnitude->record_netmag == nullptr) return kUnreadable;
+        source.record_netmag = magnitude->record_netmag;
+        const int result = messages.note(reader.read_stamags(source));
+        if (result < 0) return view_failure("refreshStamags", "cannot read the tables");
+        Records &records = state_->records;
+        records.replace(magnitude->stamags,
+                        records.make_list<KSEVStamag>(reader, source.stamags));
+        return result;
+      });
 }
 
 int KSEventView::refreshStamag(long recno, KSEVStamag *stamag) {
-  return with_tables(*state_, {"refreshStamag"}, bind_all, [&](TreeReader &reader) {
-    return read_row<EVStamag>(
-        *state_, "refreshStamag", reader, *stamag,
-        [&](EVStamag &source) { return reader.read_stamag(recno, source); });
-  });
+  return with_record(
+      *state_, {"refreshStamag"}, stamag, bind_all, [&](TreeReader &reader) {
+        return read_row<EVStamag>(
+            *state_, "refreshStamag", reader, *stamag,
+            [&](EVStamag &source) { return reader.read_stamag(recno, source); });
+      });
 }
 
 KSEVEvent *KSEventView::findEvid(long evid) {

@@ -254,6 +254,21 @@ TEST_F(ViewReading, FindsByIdAndTellsAbsenceFromFailure) {
             std::string::npos);
 }
 
+TEST_F(ViewReading, AnEventWithoutOriginsFailsWhereOneIsNeeded) {
+  KSEVEvent *event = view.findEvid(3);
+  ASSERT_NE(event, nullptr);
+  auto *origin = static_cast<KSEVOrigin *>(gettbl(event->origins, event->pref_origin));
+  EXPECT_EQ(view.refreshAssociations(event), 0);
+  EXPECT_EQ(view.refreshAssociations(origin), -1);
+  EXPECT_EQ(view.refreshDetections(origin, 1), -1);
+  EXPECT_EQ(view.lookupStation(origin, "AAA", kTime, nullptr), -1);
+  EXPECT_EQ(taken_messages(),
+            "KSEventView::refreshAssociations: no record is given.\n"
+            "KSEventView::refreshDetections: no record is given.\n"
+            "KSEventView::lookupStation: no record is given.\n");
+  view.freeEvent(event);
+}
+
 TEST_F(ViewReading, SortsByTimeThenEvid) {
   Tbl *events = newtbl(0);
   const std::pair<double, long> keys[] = {{5, 3}, {5, 1}, {4, 9}, {6, 2}};

@@ -38,6 +38,14 @@ int with_tables(ViewState &state, ReadingName name, Bind bind, Read read) {
   }
 }
 
+/* The same for a record of the caller's, which is null where he found none. */
+template <class Bind, class Read>
+int with_record(ViewState &state, ReadingName name, const void *record, Bind bind,
+                Read read) {
+  if (record == nullptr) return view_failure(name.function, "no record is given");
+  return with_tables(state, name, bind, read);
+}
+
 inline bool bind_list(TreeReader &reader) { return reader.bind_list(); }
 inline bool bind_all(TreeReader &reader) {
   return reader.bind_list() && reader.bind_expansion(false);
