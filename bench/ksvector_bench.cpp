@@ -11,8 +11,8 @@
 #include <random>
 #include <vector>
 
-#include "objects/internal/vector_eval.h"
 #include "objects/ksvector.h"
+#include "objects/vector/internal/vector_eval.h"
 
 namespace {
 

@@ -6,7 +6,7 @@
 #include <memory>
 
 #include "objects/internal/plot_labels.h"
-#include "objects/internal/vector_record.h"
+#include "objects/vector/internal/vector_record.h"
 #include "platform/elog/elog.h"
 #include "platform/stock/memory.h"
 

@@ -5,7 +5,7 @@
 #include <numbers>
 #include <string>
 
-#include "events/internal/row_columns.h"
+#include "events/reading/internal/row_columns.h"
 #include "events/view/internal/view_reading.h"
 #include "platform/geo/geo.h"
 #include "platform/stock/text.h"

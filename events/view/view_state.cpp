@@ -3,8 +3,8 @@
 #include <utility>
 
 #include "core/register.h"
-#include "events/internal/match_hooks.h"
-#include "events/internal/preferred_magnitudes.h"
+#include "events/reading/internal/match_hooks.h"
+#include "events/reading/internal/preferred_magnitudes.h"
 #include "events/view/internal/view_reading.h"
 
 namespace ksutil::events {

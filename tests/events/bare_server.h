@@ -3,9 +3,9 @@
 #define KSUTIL_TESTS_EVENTS_BARE_SERVER_H
 
 #include "events/evclient.h"
-#include "events/internal/live_servers.h"
-#include "events/internal/server_state.h"
-#include "events/internal/threads.h"
+#include "events/server/internal/live_servers.h"
+#include "events/server/internal/server_state.h"
+#include "events/server/internal/threads.h"
 #include "tests/events/messages.h"
 
 /* The state of a server that clients accept as alive.  Its commands may be used, a refresh

@@ -1,7 +1,7 @@
 /* The client list calls application code that comes and goes on any thread: a call too
  * many reaches a destroyed object, a missing wait lets it be destroyed under a call, and
  * a missing call leaves a program waiting for ever. */
-#include "events/internal/clients.h"
+#include "events/server/internal/clients.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

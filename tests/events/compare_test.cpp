@@ -6,9 +6,9 @@
 #include <functional>
 #include <limits>
 
-#include "events/internal/compare.h"
-#include "events/internal/fields.h"
-#include "events/internal/print.h"
+#include "events/records/internal/compare.h"
+#include "events/records/internal/fields.h"
+#include "events/records/internal/print.h"
 
 using namespace ksutil::events;
 

@@ -16,7 +16,7 @@
 
 #include "events/evclient.h"
 #include "events/evserver.h"
-#include "events/internal/compare.h"
+#include "events/records/internal/compare.h"
 #include "platform/db/db.h"
 
 namespace ksutil::events::test {

@@ -1,6 +1,6 @@
 /* A latch that counts its unlocks lets the refresher queue refreshes without end; one that
  * loses the worker's last unlock keeps the server from ever ending. */
-#include "events/internal/latch.h"
+#include "events/server/internal/latch.h"
 
 #include <gtest/gtest.h>
 
@@ -10,8 +10,8 @@
 #include <mutex>
 #include <vector>
 
-#include "events/internal/fair_lock.h"
-#include "events/internal/published.h"
+#include "events/server/internal/fair_lock.h"
+#include "events/server/internal/published.h"
 #include "tests/events/bare_server.h"
 
 using namespace std::chrono_literals;

@@ -4,7 +4,7 @@
 
 #include "events/evclient.h"
 #include "events/evserver.h"
-#include "events/internal/print.h"
+#include "events/records/internal/print.h"
 #include "tests/events/event_database.h"
 
 using namespace ksutil::events;

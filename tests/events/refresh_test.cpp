@@ -9,7 +9,7 @@
 #include <memory>
 #include <utility>
 
-#include "events/internal/row_home.h"
+#include "events/server/internal/row_home.h"
 #include "platform/clock/clock.h"
 #include "platform/elog/elog.h"
 #include "platform/stock/files.h"

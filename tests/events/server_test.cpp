@@ -19,7 +19,7 @@
 #include <vector>
 
 #include "events/evclient.h"
-#include "events/internal/record_sizes.h"
+#include "events/records/internal/record_sizes.h"
 #include "platform/stock/files.h"
 #include "tests/events/bare_server.h"
 #include "tests/events/event_database.h"

@@ -9,7 +9,7 @@
 #include <numeric>
 #include <random>
 
-#include "events/internal/sort_order.h"
+#include "events/client/internal/sort_order.h"
 #include "tests/events/bare_server.h"
 
 namespace ksutil::events {

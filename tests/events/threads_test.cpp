@@ -1,7 +1,7 @@
 /* The worker owns every command, and every client waits for it without a time-out: a
  * command that is lost hangs a program, one that is answered too late writes into memory
  * that is gone, and a thread that misses the end of the server hangs its destructor. */
-#include "events/internal/threads.h"
+#include "events/server/internal/threads.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -88,8 +88,7 @@ TEST(Commands, DropNamesThatAreNotExact) {
   }
   other.getSite("ANMO", 0.0);  // after all of these
   EXPECT_EQ(client.command_pending, 1);
-  EXPECT_EQ(taken_messages(),
-            "EVServer::getSite: No database currently open.\n");
+  EXPECT_EQ(taken_messages(), "EVServer::getSite: No database currently open.\n");
   EXPECT_EQ(push_command(bare.state, command_for(&client, "getSite")), 0);
   EXPECT_TRUE(becomes_answered(client));
 }

@@ -4,7 +4,7 @@
 #include <cmath>
 #include <random>
 
-#include "objects/internal/grid_axis.h"
+#include "objects/grid/internal/grid_axis.h"
 #include "tests/objects/grid_test.h"
 
 namespace {

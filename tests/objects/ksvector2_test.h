@@ -7,8 +7,8 @@
 #include <memory>
 #include <string>
 
-#include "objects/internal/vector2.h"
 #include "objects/ksvector2.h"
+#include "objects/vector2/internal/vector2.h"
 #include "platform/elog/elog.h"
 #include "platform/stock/memory.h"
 

@@ -7,8 +7,8 @@
 #include <new>
 #include <string_view>
 
-#include "events/internal/tree_reader.h"
 #include "events/kseventview.h"
+#include "events/reading/internal/tree_reader.h"
 #include "events/records.h"
 
 namespace ksutil::events {

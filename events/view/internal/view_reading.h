@@ -6,8 +6,8 @@
 #include <new>
 
 #include "core/register.h"
-#include "events/internal/reading.h"
-#include "events/internal/tree_reader.h"
+#include "events/reading/internal/reading.h"
+#include "events/reading/internal/tree_reader.h"
 #include "events/view/internal/view_state.h"
 
 namespace ksutil::events {

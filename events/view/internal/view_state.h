@@ -10,10 +10,10 @@
 #include <mutex>
 #include <string>
 
-#include "events/internal/site_index.h"
-#include "events/internal/time_index.h"
-#include "events/internal/tree_reader.h"
 #include "events/kseventview.h"
+#include "events/reading/internal/site_index.h"
+#include "events/reading/internal/time_index.h"
+#include "events/reading/internal/tree_reader.h"
 #include "events/vars.h"
 #include "events/view/internal/records.h"
 

@@ -1,0 +1,139 @@
+#include "events/client/internal/row_field.h"
+
+#include <algorithm>
+
+#include "core/register.h"
+
+namespace ksutil::events {
+namespace {
+
+/* The type that queries see; false for a field that has no value. */
+bool query_type(db::FieldType type, expr::Type &result) {
+  switch (type) {
+    case db::FieldType::kInteger:
+    case db::FieldType::kYearday:
+      result = expr::Type::kInteger;
+      return true;
+    case db::FieldType::kReal:
+      result = expr::Type::kReal;
+      return true;
+    case db::FieldType::kTime:
+    case db::FieldType::kDate:
+      result = expr::Type::kTime;
+      return true;
+    case db::FieldType::kText:
+      result = expr::Type::kText;
+      return true;
+    case db::FieldType::kPointer:
+      return false;
+  }
+  return false;
+}
+
+/* The row without its line end. */
+std::string_view line_of(std::string_view row) {
+  if (!row.empty() && row.back() == '\n') row.remove_suffix(1);
+  return row;
+}
+
+/* Whether a row may be one of the layout but for the width of its last field. */
+bool may_be(const db::Relation &layout, std::string_view line) {
+  const auto last = static_cast<std::size_t>(layout.fields.back().offset);
+  return line.size() > last &&
+         std::all_of(layout.fields.begin() + 1, layout.fields.end(),
+                     [line](const db::Field &field) {
+                       return line[static_cast<std::size_t>(field.offset) - 1] == ' ';
+                     });
+}
+
+bool read_column(const db::IntegerColumn &column, std::string_view row,
+                 expr::Value &value) {
+  if (!column.read(row, value.integer)) return false;
+  value.null = value.integer == column.null();
+  return true;
+}
+
+bool read_column(const db::RealColumn &column, std::string_view row,
+                 expr::Value &value) {
+  if (!column.read(row, value.real)) return false;
+  value.null = value.real == column.null();
+  return true;
+}
+
+bool read_column(const db::TextColumn &column, std::string_view row,
+                 expr::Value &value) {
+  if (!column.read(row, value.text)) return false;
+  value.null = column.is_null(value.text);
+  return true;
+}
+
+}  // namespace
+
+RowField::RowField(const Layouts &layouts, std::string_view field) : field_(field) {
+  for (const auto &layout : layouts) {
+    const db::Field *const found = layout->find(field);
+    expr::Type type;
+    if (found == nullptr || !query_type(found->type, type)) continue;
+    if (readers_.empty()) {
+      table_ = layout->name;
+      type_ = type;
+    }
+    if (type == type_) {
+      readers_.push_back(
+          {static_cast<std::size_t>(layout->width), layout, column(*layout)});
+    }
+  }
+}
+
+RowField::Column RowField::column(const db::Relation &layout) const {
+  switch (type_) {
+    case expr::Type::kInteger:
+      return db::IntegerColumn(layout, field_);
+    case expr::Type::kText:
+      return db::TextColumn(layout, field_);
+    default:
+      return db::RealColumn(layout, field_);
+  }
+}
+
+bool RowField::read(std::string_view row, expr::Value &value) const {
+  value = {};
+  value.type = type_;
+  value.null = true;
+  const std::string_view line = line_of(row);
+  if (line.empty()) return true;
+  for (const Reader &reader : readers_) {
+    if (reader.width != line.size()) continue;
+    return std::visit(
+               [&](const auto &column) { return read_column(column, line, value); },
+               reader.column) ||
+           unreadable(row);
+  }
+  return read_stretched(line, value);
+}
+
+/* No layout has just this width: it is one whose last field is wider or narrower. */
+bool RowField::read_stretched(std::string_view line, expr::Value &value) const {
+  if (line.back() == '\r') line.remove_suffix(1);
+  for (const Reader &reader : readers_) {
+    if (!may_be(*reader.layout, line)) continue;
+    db::Relation layout = *reader.layout;
+    db::Field &last = layout.fields.back();
+    last.width = static_cast<int>(line.size()) - last.offset;
+    return std::visit(
+               [&](const auto &column) { return read_column(column, line, value); },
+               column(layout)) ||
+           unreadable(line);
+  }
+  return unreadable(line);
+}
+
+bool RowField::unreadable(std::string_view row) const {
+  const std::string_view line = line_of(row);
+  ks_register_error(0, "EVClient::getValue: cannot read %s.%s in '%.*s'.\n",
+                    table_.c_str(), field_.c_str(), static_cast<int>(line.size()),
+                    line.data());
+  return false;
+}
+
+}  // namespace ksutil::events

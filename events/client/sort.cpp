@@ -1,0 +1,113 @@
+#include <algorithm>
+#include <cstring>
+#include <vector>
+
+#include "core/register.h"
+#include "events/client/internal/sort_order.h"
+#include "events/evclient.h"
+#include "platform/elog/elog.h"
+
+namespace {
+
+/* Whether a query is to give a value on the record. */
+bool is_asked(const EVEvent &event) {
+  return event.origins.size() > 0 && event.pref_origin >= 0;
+}
+
+bool is_asked(const EVOrigin &) { return true; }
+
+template <class Record>
+int check_sort_query(EVClient &client, Table<Record> *records,
+                     const std::string &query) {
+  constexpr const char *kName = "EVClient::checkSortQuery";
+  std::vector<EVQueryToken> tokens;
+  if (client.parse_query(query, tokens) < 0) {
+    ks_register_error(0, "%s: parse_query(%s) error.\n", kName, query.c_str());
+    return -1;
+  }
+  if (records == nullptr) return 0;
+  for (Record &record : *records) {
+    alignas(8) char value[EV_VALUE_SIZE];
+    int type = 0;
+    if (is_asked(record) && client.getValue(&record, tokens, &type, value) < 0) {
+      ks_register_error(0, "%s: getValue(%s) error.\n", kName, query.c_str());
+      return -1;
+    }
+  }
+  return 0;
+}
+
+template <class Record>
+std::vector<EVClient_sort_value> sort_values(EVClient &client, Table<Record> &records,
+                                             const std::vector<EVQueryToken> &tokens) {
+  std::vector<EVClient_sort_value> values;
+  values.reserve(static_cast<std::size_t>(records.size()));
+  const int mark = elog_mark();
+  for (Record &record : records) {
+    alignas(8) char buffer[EV_VALUE_SIZE];
+    EVClient_sort_value value;
+    int type = 0;
+    value.status = client.getValue(&record, tokens, &type, buffer);
+    /* A failure only means that the record has no value. */
+    if (value.status < 0) elog_flush(0, mark);
+    value.type = type;
+    if (value.status == 0 && type == EV_TEXT) {
+      std::memcpy(value.text, buffer, strnlen(buffer, sizeof value.text));
+    } else if (value.status == 0) {
+      std::memcpy(&value.i, buffer, sizeof value.i);
+    }
+    values.push_back(value);
+  }
+  return values;
+}
+
+template <class Record>
+Table<int> sorted(EVClient &client, Table<Record> *records, const std::string &query,
+                  int reverse, int *status) {
+  std::vector<EVQueryToken> tokens;
+  const bool good = client.parse_query(query, tokens) >= 0;
+  if (!good) ks_register_error(0, "EVClient::sort: parse_query() error.\n");
+  if (status != nullptr) *status = good ? 0 : -1;
+  if (!good || records == nullptr) {
+    Table<int> natural;
+    const long n = records == nullptr ? 0 : records->size();
+    for (int i = 0; i < n; i++) natural.push(i);
+    return natural;
+  }
+  Table<int> order =
+      ksutil::events::ascending_order(sort_values(client, *records, tokens));
+  if (reverse != 0) std::reverse(order.begin(), order.end());
+  return order;
+}
+
+}  // namespace
+
+int EVClient::checkSortQuery(Table<EVEvent> *events, std::string query) {
+  return check_sort_query(*this, events, query);
+}
+
+int EVClient::checkSortQuery(Table<EVOrigin> *origins, std::string query) {
+  return check_sort_query(*this, origins, query);
+}
+
+Table<int> EVClient::sort(Table<EVEvent> *events, std::string query, int reverse,
+                          int *outcome) {
+  return sorted(*this, events, query, reverse, outcome);
+}
+
+Table<int> EVClient::sort(Table<EVOrigin> *origins, std::string query, int reverse,
+                          int *outcome) {
+  return sorted(*this, origins, query, reverse, outcome);
+}
+
+void EVClient::sort(EVEventsTab *tab, std::string query, int reverse) {
+  if (tab == nullptr) return;
+  Table<int> order = sort(tab->events, std::move(query), reverse, nullptr);
+  setEventsTabs(tab, &order);
+}
+
+void EVClient::sort(EVOriginsTab *tab, std::string query, int reverse) {
+  if (tab == nullptr) return;
+  Table<int> order = sort(tab->origins, std::move(query), reverse, nullptr);
+  setOriginsTabs(tab, &order);
+}

@@ -1,0 +1,101 @@
+/* What expanded events have besides: associations and station magnitudes; their detections
+ * are in detections.cpp. */
+#include <string_view>
+
+#include "events/reading/internal/tree_reader.h"
+
+namespace ksutil::events {
+
+int TreeReader::expand(EVEvent &event) {
+  int result = 0;
+  for (EVOrigin &origin : event.origins) {
+    result = graver(result, read_associations(origin));
+    if (detection_.rows != nullptr) result = graver(result, read_detections(origin));
+    for (EVMagnitude &magnitude : origin.magnitudes) {
+      result = graver(result, read_stamags(magnitude));
+    }
+  }
+  return result;
+}
+
+int TreeReader::read_associations(EVOrigin &origin) {
+  origin.associations.clear();
+  int result = 0;
+  for (const long recno : assocs_->find(origin.orid)) {
+    EVAssociation association;
+    const int read = read_association(recno, association);
+    if (read == 0) origin.associations.push(std::move(association));
+    result = graver(result, read);
+  }
+  return result;
+}
+
+int TreeReader::read_association(long recno, EVAssociation &association) {
+  association.record_assoc = assoc_.rows->text(recno);
+  const std::string_view row = association.record_assoc;
+  int64_t arid;
+  std::string_view timedef;
+  if (row.empty() || !assoc_.columns.arid.read(row, arid) ||
+      !assoc_.columns.timedef.read(row, timedef) ||
+      !assoc_.columns.lddate.read(row, association.lddate_assoc)) {
+    return assoc_.unreadable();
+  }
+  association.recno_assoc = recno;
+  association.defining = timedef == "d" ? 1 : 0;
+
+  const db::KeyIndex::Rows arrivals = arrivals_->find(arid);
+  if (arrivals.empty()) return 0;
+  const long arrival = arrivals.front();
+  association.record_arrival = arrival_.rows->text(arrival);
+  const std::string_view arrival_row = association.record_arrival;
+  std::string_view sta;
+  double time;
+  if (arrival_row.empty() || !arrival_.columns.sta.read(arrival_row, sta) ||
+      !arrival_.columns.time.read(arrival_row, time) ||
+      !arrival_.columns.lddate.read(arrival_row, association.lddate_arrival)) {
+    return arrival_.unreadable();
+  }
+  association.recno_arrival = arrival;
+
+  return read_site(sta, time, association.recno_site, association.record_site);
+}
+
+int TreeReader::read_site(std::string_view sta, double time, int64_t &recno,
+                          db::RowText &record) {
+  const long site = source_.sites.find(sta, time);
+  if (site < 0) return 0;
+  record = site_.rows->text(site);
+  if (record.empty()) return site_.unreadable();
+  recno = site;
+  return 0;
+}
+
+int TreeReader::read_stamags(EVMagnitude &magnitude) {
+  magnitude.stamags.clear();
+  int64_t magid;
+  if (!netmag_.columns.magid.read(magnitude.record_netmag, magid)) return kUnreadable;
+  int result = 0;
+  for (const long recno : stamags_->find(magid)) {
+    EVStamag stamag;
+    const int read = read_stamag(recno, stamag);
+    if (read == 0) magnitude.stamags.push(std::move(stamag));
+    result = graver(result, read);
+  }
+  return result;
+}
+
+int TreeReader::read_stamag(long recno, EVStamag &stamag) {
+  stamag.record_stamag = stamag_.rows->text(recno);
+  const std::string_view row = stamag.record_stamag;
+  std::string_view magtype;
+  if (row.empty() || !stamag_.columns.magtype.read(row, magtype) ||
+      !stamag_.columns.magnitude.read(row, stamag.magnitude) ||
+      !stamag_.columns.lddate.read(row, stamag.lddate_stamag)) {
+    return stamag_.unreadable();
+  }
+  stamag.recno_stamag = recno;
+  stamag.magtype = magtype;
+  return 0;
+}
+
+}  // namespace ksutil::events

@@ -1,0 +1,12 @@
+/* Letting go of the indexes behind match keys. */
+#ifndef KSUTIL_EVENTS_READING_INTERNAL_MATCH_HOOKS_H
+#define KSUTIL_EVENTS_READING_INTERNAL_MATCH_HOOKS_H
+
+#include "events/vars.h"
+
+namespace ksutil::events {
+
+void free_match_hooks(EVVars &vars);
+
+}  // namespace ksutil::events
+#endif

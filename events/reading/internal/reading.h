@@ -1,0 +1,46 @@
+/* How reading rows ends, and what becomes of its messages. */
+#ifndef KSUTIL_EVENTS_READING_INTERNAL_READING_H
+#define KSUTIL_EVENTS_READING_INTERNAL_READING_H
+
+#include <algorithm>
+
+#include "platform/elog/elog.h"
+
+namespace ksutil::events {
+
+/* What reading gives for a row that cannot be read, and is to be skipped. */
+inline constexpr int kUnreadable = 10;
+
+/* What it gives when the table cannot be read for now; the reading has failed. */
+inline constexpr int kFailed = -1;
+
+/* The graver of two results. */
+inline int graver(int result1, int result2) {
+  return result1 < 0 || result2 < 0 ? kFailed : std::max(result1, result2);
+}
+
+/* Drops the messages that a reading leaves in its scope, about rows that are skipped, but
+ * keeps those of what has made it fail. */
+class MessagesOfFailure {
+ public:
+  MessagesOfFailure() : mark_(elog_mark()) {}
+  ~MessagesOfFailure() {
+    if (!failed_) elog_flush(0, mark_);
+  }
+  MessagesOfFailure(const MessagesOfFailure &) = delete;
+  MessagesOfFailure &operator=(const MessagesOfFailure &) = delete;
+
+  /* To be told each result, which it gives back. */
+  int note(int result) {
+    if (result == kUnreadable && !failed_) elog_flush(0, mark_);
+    failed_ = failed_ || result < 0;
+    return result;
+  }
+
+ private:
+  int mark_;
+  bool failed_ = false;
+};
+
+}  // namespace ksutil::events
+#endif

@@ -1,0 +1,265 @@
+#include <strings.h>
+#include <cstdio>
+#include <cstring>
+#include <memory>
+#include <mutex>
+#include <string>
+
+#include "core/params.h"
+#include "core/register.h"
+#include "events/evserver.h"
+#include "events/reading/internal/preferred_magnitudes.h"
+#include "events/server/internal/list_follower.h"
+#include "events/server/internal/server_state.h"
+#include "platform/stock/text.h"
+
+namespace ksutil::events {
+
+/* Each type is preferred inside the range in which it is trusted; outside of it every
+ * type listed still beats one that is not. */
+const char kDefaultMagnitudeRules[] =
+    "preferred_magnitudes &Tbl{\n"
+    "\tmww\t\t7.0\n"
+    "\tmwp\t\t6.0\n"
+    "\tmwc\t\t6.0\t\t8.0\n"
+    "\tmwb\t\t4.0\t\t7.0\n"
+    "\tmwr\t\t3.0\t\t7.0\n"
+    "\tmw\t\t4.0\t\t7.0\n"
+    "\tml\t\t-1.0\t5.0\n"
+    "\tmb\t\t3.0\t\t6.0\n"
+    "\tms\t\t5.0\t\t7.0\n"
+    "\tmww\n"
+    "\tmwp\n"
+    "\tmwc\n"
+    "\tmwb\n"
+    "\tmwr\n"
+    "\tmw\n"
+    "\tml\n"
+    "\tmb\n"
+    "\tms\n"
+    "}\n";
+
+namespace {
+
+constexpr std::size_t kEntryLength = 1020;
+constexpr std::size_t kTypeLength = 7;
+
+struct TblDeleter {
+  void operator()(Tbl *list) const { freetbl(list, nullptr); }
+};
+struct PfDeleter {
+  void operator()(Pf *pf) const { pffree(pf); }
+};
+
+/* Reads "type [minimum [maximum]]"; false with a message. */
+bool read_rule(const std::string &entry, EVPreferredMagnitude &rule) {
+  char type[kEntryLength + 1];
+  char rest[kEntryLength + 1];
+  const ScopedCLocale c_locale;
+  const int fields = std::sscanf(entry.c_str(), "%s %lf %lf %s", type, &rule.minmag,
+                                 &rule.maxmag, rest);
+  if (fields < 1) {
+    ks_register_error(0, "EVServer::readPreferredMagnitudes: sscanf(%s) error.\n",
+                      entry.c_str());
+    return false;
+  }
+  if (fields > 3) {
+    ks_register_error(0,
+                      "EVServer::readPreferredMagnitudes: Too many fields in '%s'.\n",
+                      entry.c_str());
+    return false;
+  }
+  rule.magtype.assign(type, strnlen(type, kTypeLength));
+  return true;
+}
+
+/* Up to 7 characters in one number; 0, which no type gives, for a longer text. */
+uint64_t packed(std::string_view text, bool lower) {
+  if (text.size() > kTypeLength) return 0;
+  uint64_t result = 1;
+  for (char c : text) {
+    if (lower && c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
+    result = result << 8 | static_cast<unsigned char>(c);
+  }
+  return result;
+}
+
+}  // namespace
+
+int read_magnitude_rules(Pf *pf, MagnitudeRules &rules) {
+  rules.clear();
+  Tbl *entries = nullptr;
+  if (parse_param(pf, "preferred_magnitudes", P_TBLCOPY, 0, &entries) < 0) {
+    ks_register_error(0,
+                      "EVServer::readPreferredMagnitudes: "
+                      "parse_param(preferred_magnitudes) error.\n");
+    return -1;
+  }
+  const std::unique_ptr<Tbl, TblDeleter> owner(entries);
+  for (long i = 0; i < counttbl(entries); i++) {
+    const auto *text = static_cast<const char *>(gettbl(entries, i));
+    if (text == nullptr || *text == '\0') continue;
+    std::string_view entry(text, strnlen(text, kEntryLength));
+    entry = trimmed(entry.substr(0, entry.find('#')));
+    if (entry.empty()) continue;
+    EVPreferredMagnitude rule;
+    if (!read_rule(std::string(entry), rule)) return -1;
+    rules.push(std::move(rule));
+  }
+  return 0;
+}
+
+int read_magnitude_rules(const char *text, MagnitudeRules &rules) {
+  Pf *pf = nullptr;
+  if (pfcompile(text, &pf) < 0) {
+    ks_register_error(0, "EVServer::readPreferredMagnitudes: pfcompile(%s) error.\n",
+                      text == nullptr ? "" : text);
+    return -1;
+  }
+  const std::unique_ptr<Pf, PfDeleter> owner(pf);
+  return read_magnitude_rules(pf, rules);
+}
+
+int read_default_magnitude_rules(MagnitudeRules &rules) {
+  return read_magnitude_rules(kDefaultMagnitudeRules, rules);
+}
+
+RuleBook::RuleBook(const MagnitudeRules &rules) {
+  rules_.reserve(static_cast<std::size_t>(rules.size()));
+  for (const EVPreferredMagnitude &rule : rules) {
+    rules_.push_back(Rule{packed(rule.magtype, false), rule.minmag, rule.maxmag});
+  }
+}
+
+/* Magnitude types are compared in lower case; rules are taken as they are written. */
+unsigned RuleBook::priority(const EVMagnitude &magnitude) const {
+  const uint64_t type = packed(magnitude.magtype, true);
+  if (type == 0) return 0;
+  for (std::size_t i = 0; i < rules_.size(); i++) {
+    const Rule &rule = rules_[i];
+    if (rule.type == type && rule.minmag <= magnitude.magnitude &&
+        magnitude.magnitude <= rule.maxmag) {
+      return static_cast<unsigned>(rules_.size() - i);
+    }
+  }
+  return 0;
+}
+
+unsigned magnitude_priority(const RuleBook &rules, const EVMagnitude &magnitude) {
+  return rules.priority(magnitude);
+}
+
+int find_preferred_magnitude(const RuleBook &rules,
+                             const Table<EVMagnitude> &magnitudes, int &priority) {
+  priority = 0;
+  if (rules.empty()) return static_cast<int>(magnitudes.size()) - 1;
+  int best = -1;
+  for (long i = 0; i < magnitudes.size(); i++) {
+    const auto candidate = static_cast<int>(rules.priority(*magnitudes.ptr(i)));
+    if (candidate >= priority) {
+      best = static_cast<int>(i);
+      priority = candidate;
+    }
+  }
+  return best;
+}
+
+void set_preferred_magnitude(const RuleBook &rules, EVOrigin &origin) {
+  int priority = 0;
+  origin.pref_magnitude = find_preferred_magnitude(rules, origin.magnitudes, priority);
+  const EVMagnitude *magnitude = origin.magnitudes.ptr(origin.pref_magnitude);
+  origin.magnitude = magnitude == nullptr ? -999.0 : magnitude->magnitude;
+  origin.magtype = magnitude == nullptr ? std::string() : magnitude->magtype;
+}
+
+void set_preferred_magnitude(const RuleBook &rules, EVEvent &event) {
+  event.pref_magnitude_origin = -1;
+  event.magnitude = -999.0;
+  event.magtype.clear();
+  if (event.pref_origin < 0) return;
+  int best_score = -1;
+  for (long i = 0; i < event.origins.size(); i++) {
+    const EVOrigin &origin = *event.origins.ptr(i);
+    int priority = 0;
+    const int index = find_preferred_magnitude(rules, origin.magnitudes, priority);
+    if (index < 0) continue;
+    const int score = priority * 10 + (i == event.pref_origin ? 1 : 0);
+    if (score <= best_score) continue;
+    best_score = score;
+    const EVMagnitude &magnitude = *origin.magnitudes.ptr(index);
+    event.magnitude = magnitude.magnitude;
+    event.magtype = magnitude.magtype;
+    event.pref_magnitude_origin = static_cast<int32_t>(i);
+  }
+}
+
+namespace {
+
+const MagnitudeRules kNoRules;
+
+const MagnitudeRules &rules_or_none(const MagnitudeRules *rules) {
+  return rules == nullptr ? kNoRules : *rules;
+}
+
+/* Reads the server's rules: whole, up to a failing entry, or as they were when the source
+ * is no parameter text at all. */
+template <class Source>
+int set_rules(ServerState &state, Source source) {
+  MagnitudeRules rules;
+  {
+    const std::lock_guard lock(state.database_lock);
+    rules = state.vars.rules;
+  }
+  const int result = read_magnitude_rules(source, rules);
+  const std::lock_guard lock(state.database_lock);
+  state.vars.rules = std::move(rules);
+  /* Magnitudes chosen by the old rules must not survive in a list that is followed. */
+  if (state.follower != nullptr) state.follower->forget();
+  return result;
+}
+
+}  // namespace
+}  // namespace ksutil::events
+
+using namespace ksutil::events;
+
+int EVServer::readPreferredMagnitudes(Pf *pf, Table<EVPreferredMagnitude> &rules) {
+  return read_magnitude_rules(pf, rules);
+}
+
+int EVServer::readPreferredMagnitudes(char *text, Table<EVPreferredMagnitude> &rules) {
+  return read_magnitude_rules(text, rules);
+}
+
+int EVServer::setPreferredMagnitudes(Pf *pf) { return set_rules(*state_, pf); }
+
+int EVServer::setPreferredMagnitudes(char *text) {
+  return set_rules(*state_, static_cast<const char *>(text));
+}
+
+unsigned EVServer::getPreferredMagnitudePriority(Table<EVPreferredMagnitude> *rules,
+                                                 EVMagnitude *magnitude) {
+  return magnitude == nullptr ? 0
+                              : magnitude_priority(rules_or_none(rules), *magnitude);
+}
+
+int EVServer::findPreferredMagnitude(Table<EVPreferredMagnitude> *rules,
+                                     Table<EVMagnitude> *magnitudes, int *priority) {
+  int found = 0;
+  const int index =
+      magnitudes == nullptr
+          ? -1
+          : find_preferred_magnitude(rules_or_none(rules), *magnitudes, found);
+  if (priority != nullptr) *priority = found;
+  return index;
+}
+
+void EVServer::setPreferredMagnitude(Table<EVPreferredMagnitude> *rules,
+                                     EVOrigin *origin) {
+  if (origin != nullptr) set_preferred_magnitude(rules_or_none(rules), *origin);
+}
+
+void EVServer::setPreferredMagnitude(Table<EVPreferredMagnitude> *rules,
+                                     EVEvent *event) {
+  if (event != nullptr) set_preferred_magnitude(rules_or_none(rules), *event);
+}

@@ -1,0 +1,317 @@
+#include "events/reading/internal/tree_reader.h"
+
+#include <strings.h>
+
+#include <algorithm>
+#include <string>
+
+#include "core/register.h"
+#include "platform/clock/clock.h"
+#include "platform/db/access.h"
+
+namespace ksutil::events {
+
+template <class Columns>
+bool TreeReader::take(const char *name, ReadTable<Columns> &table) {
+  table.rows = db::table_snapshot(source_.vars.tables.find(name)->db);
+  if (table.rows == nullptr) return false;
+  table.columns = Columns(table.rows->layout());
+  return true;
+}
+
+bool TreeReader::index(const std::shared_ptr<const db::Snapshot> &rows, EVMatch &match,
+                       const db::KeyIndex *&found) {
+  found = db::match_index(rows, match.kpattern, match.tpattern, &match.hook);
+  return found != nullptr;
+}
+
+bool TreeReader::bind_list() {
+  now_ = std_now();
+  rules_ = std::make_unique<RuleBook>(source_.vars.rules);
+  return take("event", event_) && take("origin", origin_) &&
+         take("origerr", origerr_) && take("netmag", netmag_) && take("mt", mt_) &&
+         index_list();
+}
+
+bool TreeReader::bind_expansion(bool detections) {
+  if (!take("stamag", stamag_) || !take("assoc", assoc_) ||
+      !take("arrival", arrival_) || !index_expansion()) {
+    return false;
+  }
+  return detections ? bind_detections() : bind_sites();
+}
+
+bool TreeReader::bind_detections() {
+  return bind_sites() && take("detection", detection_) && follow_detections();
+}
+
+bool TreeReader::bind_sites() { return take("site", site_) && follow_sites(); }
+
+bool TreeReader::follow_sites() { return source_.sites.follow(site_.rows); }
+
+bool TreeReader::follow_detections() {
+  return source_.detection_times.follow(detection_.rows);
+}
+
+bool TreeReader::index_list() {
+  EVVars &vars = source_.vars;
+  return index(event_.rows, vars.event_evid, events_by_evid_) &&
+         index(origin_.rows, vars.origin_evid, origins_by_evid_) &&
+         index(origin_.rows, vars.origin_orid, origins_by_orid_) &&
+         index(origerr_.rows, vars.origerr_orid, origerrs_) &&
+         index(netmag_.rows, vars.netmag_orid, netmags_) &&
+         index(mt_.rows, vars.mt_orid, moments_);
+}
+
+bool TreeReader::index_expansion() {
+  EVVars &vars = source_.vars;
+  return index(assoc_.rows, vars.assoc_orid, assocs_) &&
+         index(arrival_.rows, vars.arrival_arid, arrivals_) &&
+         index(stamag_.rows, vars.stamag_magid, stamags_);
+}
+
+bool TreeReader::resume() {
+  if (event_.rows != nullptr && !index_list()) return false;
+  if (assoc_.rows != nullptr && !index_expansion()) return false;
+  if (site_.rows != nullptr && !follow_sites()) return false;
+  return detection_.rows == nullptr || follow_detections();
+}
+
+bool TreeReader::complete() const {
+  const std::shared_ptr<const db::Snapshot> taken[] = {
+      event_.rows,  origin_.rows, origerr_.rows, mt_.rows,   netmag_.rows,
+      stamag_.rows, assoc_.rows,  arrival_.rows, site_.rows, detection_.rows};
+  return std::all_of(std::begin(taken), std::end(taken), [](const auto &rows) {
+    return rows == nullptr || rows->complete();
+  });
+}
+
+db::KeyIndex::Rows TreeReader::events_with(int64_t evid) const {
+  return events_by_evid_->find(evid);
+}
+
+db::KeyIndex::Rows TreeReader::origins_with(int64_t orid) const {
+  return origins_by_orid_->find(orid);
+}
+
+int TreeReader::read_event_of(int64_t evid, long first, EVEvent &event) {
+  int result = kNoRow;
+  for (const bool listed : {true, false}) {
+    for (const long row : events_by_evid_->find(evid)) {
+      if ((row >= first) != listed) continue;
+      event = EVEvent();
+      result = read_event(row, event, nullptr);
+      if (result <= 0) return result;
+    }
+  }
+  return result;
+}
+
+int TreeReader::read_event(long recno, EVEvent &event, long *order) {
+  const EventColumns &columns = event_.columns;
+  event.record_event = event_.rows->text(recno);
+  const std::string_view row = event.record_event;
+  if (row.empty() || !columns.evid.read(row, event.evid) ||
+      !columns.prefor.read(row, event.prefor) ||
+      !columns.lddate.read(row, event.lddate_event)) {
+    return event_.unreadable();
+  }
+  event.recno_event = recno;
+  event.access_time = now_;
+  if (order != nullptr) event.order = (*order)++;
+
+  origin_rows_.clear();
+  for (const long origin : origins_by_evid_->find(event.evid)) {
+    double lddate;
+    const std::string_view origin_row = origin_.rows->row(origin);
+    if (origin_row.empty() || !origin_.columns.lddate.read(origin_row, lddate)) {
+      return origin_.unreadable();
+    }
+    origin_rows_.emplace_back(lddate, origin);
+  }
+  if (origin_rows_.empty()) return 0;
+  /* Stable: rows of one load date keep their order, or the preferred origin would jump
+   * from refresh to refresh. */
+  if (origin_rows_.size() > 1) {
+    std::stable_sort(origin_rows_.begin(), origin_rows_.end(),
+                     [](const auto &a, const auto &b) { return a.first < b.first; });
+  }
+
+  event.origins.reserve(static_cast<long>(origin_rows_.size()));
+  double newest_moment = 0.0;
+  for (const auto &[lddate, origin_recno] : origin_rows_) {
+    const long i = event.origins.push(EVOrigin());
+    EVOrigin &origin = *event.origins.ptr(i);
+    const int result = read_origin(origin_recno, origin);
+    if (result < 0) {
+      ks_register_error(0, "%s::refreshEvent: refreshOrigin() error.\n", source_.owner);
+    }
+    if (result != 0) return result;
+    if (origin.orid == event.prefor) {
+      origin.preferred = 1;
+      event.pref_origin = static_cast<int32_t>(i);
+      event.time = origin.time;
+    }
+    if (const EVMoment *moment = origin.moments.ptr(origin.pref_moment)) {
+      if (moment->lddate_mt > newest_moment) {
+        newest_moment = moment->lddate_mt;
+        event.pref_moment_origin = static_cast<int32_t>(i);
+      }
+    }
+    event.lddate_view = std::max(event.lddate_view, origin.lddate_origin_view);
+  }
+  if (event.pref_origin < 0) {
+    const long last = event.origins.size() - 1;
+    event.pref_origin = static_cast<int32_t>(last);
+    event.origins.ptr(last)->preferred = 1;
+    event.time = event.origins.ptr(last)->time;
+  }
+  set_preferred_magnitude(*rules_, event);
+  return 0;
+}
+
+int TreeReader::read_origin(long recno, EVOrigin &origin) {
+  const OriginColumns &columns = origin_.columns;
+  origin.record_origin = origin_.rows->text(recno);
+  const std::string_view row = origin.record_origin;
+  int64_t evid;
+  if (row.empty() || !columns.time.read(row, origin.time) ||
+      !columns.orid.read(row, origin.orid) || !columns.evid.read(row, evid) ||
+      !columns.lddate.read(row, origin.lddate_origin)) {
+    return origin_.unreadable();
+  }
+  origin.recno_origin = recno;
+  origin.lddate_origin_view = origin.lddate_origin;
+
+  const db::KeyIndex::Rows origerrs = origerrs_->find(origin.orid);
+  if (!origerrs.empty()) {
+    origin.recno_origerr = origerrs.front();
+    origin.record_origerr = origerr_.rows->text(origin.recno_origerr);
+    if (origin.record_origerr.empty()) return origerr_.unreadable();
+  }
+  int result = read_netmags(origin);
+  if (result == 0) result = add_own_magnitudes(row, evid, origin);
+  if (result != 0) return result;
+  set_preferred_magnitude(*rules_, origin);
+  return read_moments(origin);
+}
+
+int TreeReader::read_origin_of(int64_t orid, EVOrigin &origin) {
+  int result = kNoRow;
+  for (const long row : origins_by_orid_->find(orid)) {
+    origin = EVOrigin();
+    result = read_origin(row, origin);
+    if (result <= 0) break;
+  }
+  return result;
+}
+
+int TreeReader::read_netmags(EVOrigin &origin) {
+  const NetmagColumns &columns = netmag_.columns;
+  const db::KeyIndex::Rows rows = netmags_->find(origin.orid);
+  magids_.clear();
+  if (rows.empty()) return 0;
+  long count = 0;
+  for ([[maybe_unused]] const long recno : rows) count++;
+  origin.magnitudes.reserve(count);
+  for (const long recno : rows) {
+    EVMagnitude magnitude;
+    magnitude.recno_netmag = recno;
+    magnitude.record_netmag = netmag_.rows->text(recno);
+    const std::string_view row = magnitude.record_netmag;
+    int64_t magid;
+    std::string_view magtype;
+    if (row.empty() || !columns.magid.read(row, magid) ||
+        !columns.magtype.read(row, magtype) ||
+        !columns.magnitude.read(row, magnitude.magnitude) ||
+        !columns.lddate.read(row, magnitude.lddate_netmag)) {
+      return netmag_.unreadable();
+    }
+    magnitude.magtype = magtype;
+    origin.lddate_origin_view =
+        std::max(origin.lddate_origin_view, magnitude.lddate_netmag);
+    magids_.push_back(magid);
+    origin.magnitudes.push(std::move(magnitude));
+  }
+  return 0;
+}
+
+int TreeReader::add_own_magnitudes(std::string_view row, int64_t evid,
+                                   EVOrigin &origin) {
+  const OriginColumns &columns = origin_.columns;
+  const struct {
+    const char *type;
+    const db::RealColumn &value;
+    const db::IntegerColumn &magid;
+  } own_columns[] = {{"mb", columns.mb, columns.mbid},
+                     {"ms", columns.ms, columns.msid},
+                     {"ml", columns.ml, columns.mlid}};
+  const long netmags = origin.magnitudes.size();
+  for (const auto &own : own_columns) {
+    double value;
+    int64_t magid;
+    if (!own.value.read(row, value) || !own.magid.read(row, magid)) return kUnreadable;
+    if (value == kNoValue) continue;
+    bool present = magid != own.magid.null() &&
+                   std::find(magids_.begin(), magids_.end(), magid) != magids_.end();
+    for (long i = 0; i < netmags && !present; i++) {
+      const EVMagnitude &magnitude = *origin.magnitudes.ptr(i);
+      present = magnitude.magnitude == value &&
+                strcasecmp(magnitude.magtype.c_str(), own.type) == 0;
+    }
+    if (present) continue;
+    EVMagnitude magnitude;
+    magnitude.magnitude = value;
+    magnitude.magtype = own.type;
+    magnitude.record_netmag = own_magnitude_row(magid, origin.orid, evid, magnitude);
+    origin.magnitudes.push(std::move(magnitude));
+  }
+  return 0;
+}
+
+/* The row that netmag would have for an origin's own magnitude.  It has no load date of
+ * its own: reading it twice gives the same text, or every refresh would see a change.  A
+ * number that netmag's fields cannot hold stays null there. */
+db::RowText TreeReader::own_magnitude_row(int64_t magid, int64_t orid, int64_t evid,
+                                          const EVMagnitude &magnitude) {
+  const db::Relation &layout = netmag_.rows->layout();
+  if (null_netmag_.empty()) null_netmag_ = db::null_record(layout);
+  scratch_row_ = null_netmag_;
+  const std::pair<const char *, int64_t> ids[] = {
+      {"magid", magid}, {"orid", orid}, {"evid", evid}};
+  for (const auto &[name, id] : ids) {
+    if (const db::Field *field = layout.find(name)) {
+      db::write_integer(*field, id, scratch_row_);
+    }
+  }
+  if (const db::Field *field = layout.find("magtype")) {
+    db::write_text(*field, magnitude.magtype, scratch_row_);
+  }
+  if (const db::Field *field = layout.find("magnitude")) {
+    db::write_real(*field, magnitude.magnitude, scratch_row_);
+  }
+  return db::RowText(scratch_row_);
+}
+
+int TreeReader::read_moments(EVOrigin &origin) {
+  double newest = 0.0;
+  for (const long recno : moments_->find(origin.orid)) {
+    EVMoment moment;
+    moment.recno_mt = recno;
+    moment.record_mt = mt_.rows->text(recno);
+    const std::string_view row = moment.record_mt;
+    if (row.empty() || !mt_.columns.lddate.read(row, moment.lddate_mt)) {
+      return mt_.unreadable();
+    }
+    const double lddate = moment.lddate_mt;
+    const long i = origin.moments.push(std::move(moment));
+    if (lddate > newest) {
+      newest = lddate;
+      origin.pref_moment = static_cast<int32_t>(i);
+    }
+  }
+  origin.lddate_origin_view = std::max(origin.lddate_origin_view, newest);
+  return 0;
+}
+
+}  // namespace ksutil::events

@@ -1,0 +1,170 @@
+#include <cstdio>
+
+#include "events/evserver.h"
+#include "events/records/internal/fields.h"
+#include "events/records/internal/print.h"
+#include "platform/stock/text.h"
+
+namespace ksutil::events {
+namespace {
+
+void put(const std::string &line) { std::fputs(line.c_str(), stdout); }
+
+std::string value_text(int64_t value, Form) {
+  return format_text("%ld\n", static_cast<long>(value));
+}
+std::string value_text(int32_t value, Form) { return format_text("%d\n", value); }
+std::string value_text(double value, Form form) {
+  return format_text(form == Form::kResidual ? "%.3f\n" : "%.6f\n", value);
+}
+std::string value_text(const std::string &value, Form form) {
+  return form == Form::kRecord ? value : value + "\n";
+}
+/* A row text ends its line itself; after an empty one the next field follows at once. */
+std::string value_text(const db::RowText &value, Form) { return value.str(); }
+
+/* The name padded to its column, which includes the blank before the sign; a longer name
+ * gets one blank. */
+std::string label(const std::string &prefix, const char *name, int column) {
+  return prefix + format_text("%-*s ", column - 1, name) + "= ";
+}
+
+template <class Record>
+void print_fields(const Record &record, const std::string &prefix) {
+  for_each_field(Fields<Record>::kPrinted, [&](const auto &field) {
+    put(label(prefix, field.name, Fields<Record>::kColumn) +
+        value_text(record.*field.member, field.form));
+  });
+}
+
+template <class Record>
+void print_rows(const Table<Record> &rows, const char *header,
+                const std::string &prefix) {
+  for (long i = 0; i < rows.size(); i++) {
+    put(prefix + format_text("%s %ld:\n", header, i));
+    print_record(*rows.ptr(i), prefix + "    ");
+  }
+}
+
+}  // namespace
+
+void print_record(const EVEvent &event, const std::string &prefix) {
+  print_fields(event, prefix);
+}
+void print_record(const EVOrigin &origin, const std::string &prefix) {
+  print_fields(origin, prefix);
+}
+void print_record(const EVMagnitude &magnitude, const std::string &prefix) {
+  print_fields(magnitude, prefix);
+}
+void print_record(const EVStamag &stamag, const std::string &prefix) {
+  print_fields(stamag, prefix);
+}
+void print_record(const EVMoment &moment, const std::string &prefix) {
+  print_fields(moment, prefix);
+}
+void print_record(const EVAssociation &association, const std::string &prefix) {
+  print_fields(association, prefix);
+}
+void print_record(const EVDetection &detection, const std::string &prefix) {
+  print_fields(detection, prefix);
+}
+void print_record(const EVTableRecord &record, const std::string &prefix) {
+  constexpr int column = Fields<EVTableRecord>::kColumn;
+  put(label(prefix, "recno", column) + value_text(record.recno, Form::kNumber));
+  put(label(prefix, "record", column) + value_text(record.record, Form::kRecord));
+}
+void print_record(const EVStaChan &stachan, const std::string &prefix) {
+  put(prefix + format_text("%s %s %.6f %.6f\n", stachan.sta.c_str(),
+                           stachan.chan.c_str(), stachan.tstart, stachan.tend));
+}
+
+void print_list(const Table<EVEvent> &events, const std::string &prefix) {
+  print_rows(events, "Event", prefix);
+}
+void print_list(const Table<EVOrigin> &origins, const std::string &prefix) {
+  print_rows(origins, "Origin", prefix);
+}
+void print_list(const Table<EVMagnitude> &magnitudes, const std::string &prefix) {
+  print_rows(magnitudes, "Magnitude", prefix);
+}
+void print_list(const Table<EVStamag> &stamags, const std::string &prefix) {
+  print_rows(stamags, "Stamag", prefix);
+}
+void print_list(const Table<EVMoment> &moments, const std::string &prefix) {
+  print_rows(moments, "Moment", prefix);
+}
+void print_list(const Table<EVAssociation> &associations, const std::string &prefix) {
+  print_rows(associations, "Association", prefix);
+}
+void print_list(const Table<EVDetection> &detections, const std::string &prefix) {
+  print_rows(detections, "Detection", prefix);
+}
+void print_list(const Table<EVTableRecord> &records, const std::string &prefix) {
+  /* The header of rows of any table is a blank and the index. */
+  print_rows(records, "", prefix);
+}
+void print_list(const Table<EVStaChan> &stachans, const std::string &prefix) {
+  print_rows(stachans, "StaChan", prefix);
+}
+
+}  // namespace ksutil::events
+
+using ksutil::events::print_list;
+using ksutil::events::print_record;
+
+void EVServer::print(EVEvent *event, std::string prefix) {
+  if (event != nullptr) print_record(*event, prefix);
+}
+void EVServer::print(EVOrigin *origin, std::string prefix) {
+  if (origin != nullptr) print_record(*origin, prefix);
+}
+void EVServer::print(EVMagnitude *magnitude, std::string prefix) {
+  if (magnitude != nullptr) print_record(*magnitude, prefix);
+}
+void EVServer::print(EVStamag *stamag, std::string prefix) {
+  if (stamag != nullptr) print_record(*stamag, prefix);
+}
+void EVServer::print(EVMoment *moment, std::string prefix) {
+  if (moment != nullptr) print_record(*moment, prefix);
+}
+void EVServer::print(EVAssociation *association, std::string prefix) {
+  if (association != nullptr) print_record(*association, prefix);
+}
+void EVServer::print(EVDetection *detection, std::string prefix) {
+  if (detection != nullptr) print_record(*detection, prefix);
+}
+void EVServer::print(EVTableRecord *record, std::string prefix) {
+  if (record != nullptr) print_record(*record, prefix);
+}
+void EVServer::print(EVStaChan *stachan, std::string prefix) {
+  if (stachan != nullptr) print_record(*stachan, prefix);
+}
+
+void EVServer::print(Table<EVEvent> *events, std::string prefix) {
+  if (events != nullptr) print_list(*events, prefix);
+}
+void EVServer::print(Table<EVOrigin> *origins, std::string prefix) {
+  if (origins != nullptr) print_list(*origins, prefix);
+}
+void EVServer::print(Table<EVMagnitude> *magnitudes, std::string prefix) {
+  if (magnitudes != nullptr) print_list(*magnitudes, prefix);
+}
+void EVServer::print(Table<EVStamag> *stamags, std::string prefix) {
+  if (stamags != nullptr) print_list(*stamags, prefix);
+}
+void EVServer::print(Table<EVMoment> *moments, std::string prefix) {
+  if (moments != nullptr) print_list(*moments, prefix);
+}
+void EVServer::print(Table<EVAssociation> *associations, std::string prefix) {
+  if (associations != nullptr) print_list(*associations, prefix);
+}
+void EVServer::print(Table<EVDetection> *detections, std::string prefix) {
+  if (detections != nullptr) print_list(*detections, prefix);
+}
+void EVServer::print(Table<EVTableRecord> *records, std::string prefix) {
+  if (records != nullptr) print_list(*records, prefix);
+}
+void EVServer::print(Table<EVStaChan> *stachans, std::string prefix) {
+  if (stachans != nullptr) print_list(*stachans, prefix);
+}

@@ -1,0 +1,283 @@
+#include <cstdio>
+#include <unordered_map>
+#include <vector>
+
+#include "events/evserver.h"
+#include "events/records/internal/compare.h"
+#include "events/records/internal/fields.h"
+#include "events/records/internal/print.h"
+#include "events/server/internal/current_lists.h"
+#include "events/server/internal/server_state.h"
+#include "platform/stock/text.h"
+
+namespace ksutil::events {
+namespace {
+
+void put(const std::string &line) { std::fputs(line.c_str(), stdout); }
+
+std::string difference(const std::string &left, const std::string &right, int64_t a,
+                       int64_t b, Form) {
+  return format_text("%s %ld != %s %ld\n", left.c_str(), static_cast<long>(a),
+                     right.c_str(), static_cast<long>(b));
+}
+std::string difference(const std::string &left, const std::string &right, int32_t a,
+                       int32_t b, Form) {
+  return format_text("%s %d != %s %d\n", left.c_str(), a, right.c_str(), b);
+}
+std::string difference(const std::string &left, const std::string &right, double a,
+                       double b, Form form) {
+  const int decimals = form == Form::kResidual ? 3 : 5;
+  return format_text("%s %.*f != %s %.*f\n", left.c_str(), decimals, a, right.c_str(),
+                     decimals, b);
+}
+std::string difference(const std::string &left, const std::string &right,
+                       const std::string &a, const std::string &b, Form) {
+  return left + " " + a + " != " + right + " " + b + "\n";
+}
+/* Row texts end in newlines of their own. */
+std::string difference(const std::string &left, const std::string &right,
+                       const db::RowText &a, const db::RowText &b, Form) {
+  return left + " \n" + a.str() + " != " + right + " \n" + b.str();
+}
+
+template <class Record>
+void print_field_differences(const Record &a, const Record &b,
+                             const std::string &prefix) {
+  const std::string name = Fields<Record>::kName;
+  for_each_field(Fields<Record>::kCompared, [&](const auto &field) {
+    if (a.*field.member == b.*field.member) return;
+    put(prefix + difference(name + "1 " + field.name, name + "2 " + field.name,
+                            a.*field.member, b.*field.member, field.form));
+  });
+}
+
+std::string pairing_key(const EVEvent &event) { return std::to_string(event.evid); }
+std::string pairing_key(const EVOrigin &origin) { return std::to_string(origin.orid); }
+/* Magnitudes that stand in no table are told apart by type. */
+std::string pairing_key(const EVMagnitude &magnitude) {
+  return magnitude.recno_netmag < 0 ? "-1 " + magnitude.magtype
+                                    : std::to_string(magnitude.recno_netmag);
+}
+std::string pairing_key(const EVMoment &moment) {
+  return std::to_string(moment.recno_mt);
+}
+std::string pairing_key(const EVAssociation &association) {
+  return std::to_string(association.recno_assoc);
+}
+std::string pairing_key(const EVDetection &detection) {
+  return std::to_string(detection.recno_detection);
+}
+
+/* Which row of the first list belongs to each row of the second, and which rows of the
+ * first are left over. */
+struct Pairs {
+  std::vector<long> partner;  // of each row of the second list; -1: none
+  std::vector<bool> paired;   // of each row of the first list
+};
+
+template <class Record>
+Pairs pair_rows(const Table<Record> &rows1, const Table<Record> &rows2) {
+  std::unordered_map<std::string, std::vector<long>> unpaired;
+  for (long i = rows1.size() - 1; i >= 0; i--) {
+    unpaired[pairing_key(*rows1.ptr(i))].push_back(i);
+  }
+  Pairs pairs;
+  pairs.paired.resize(static_cast<std::size_t>(rows1.size()));
+  for (const Record &row2 : rows2) {
+    const auto rows = unpaired.find(pairing_key(row2));
+    if (rows == unpaired.end() || rows->second.empty()) {
+      pairs.partner.push_back(-1);
+      continue;
+    }
+    pairs.partner.push_back(rows->second.back());
+    pairs.paired[static_cast<std::size_t>(rows->second.back())] = true;
+    rows->second.pop_back();
+  }
+  return pairs;
+}
+
+/* " <id>" in the headings of events and origins, which have one. */
+std::string id_text(const EVEvent &event) { return " " + std::to_string(event.evid); }
+std::string id_text(const EVOrigin &origin) {
+  return " " + std::to_string(origin.orid);
+}
+template <class Record>
+std::string id_text(const Record &) {
+  return {};
+}
+
+template <class Record>
+void print_row_differences(const Table<Record> &rows1, const Table<Record> &rows2,
+                           const std::string &prefix) {
+  const std::string name = prefix + Fields<Record>::kName;
+  const std::string inner = prefix + "    ";
+  const Pairs pairs = pair_rows(rows1, rows2);
+  for (long i = 0; i < rows2.size(); i++) {
+    const Record &row2 = *rows2.ptr(i);
+    const Record *row1 = rows1.ptr(pairs.partner[static_cast<std::size_t>(i)]);
+    if (row1 == nullptr) {
+      put(name + "2" + id_text(row2) + " added:\n");
+      print_record(row2, inner);
+    } else if (!equal(*row1, row2)) {
+      put(name + "2" + id_text(row2) + " has changed from " + Fields<Record>::kName +
+          "1" + id_text(*row1) + ":\n");
+      print_differences(*row1, row2, inner);
+    }
+  }
+  for (long i = 0; i < rows1.size(); i++) {
+    if (pairs.paired[static_cast<std::size_t>(i)]) continue;
+    const Record &row1 = *rows1.ptr(i);
+    put(name + "1" + id_text(row1) + " deleted:\n");
+    print_record(row1, inner);
+  }
+}
+
+}  // namespace
+
+void print_differences(const EVEvent &event1, const EVEvent &event2,
+                       const std::string &prefix) {
+  print_field_differences(event1, event2, prefix);
+  print_list_differences(event1.origins, event2.origins, prefix + "    ");
+}
+void print_differences(const EVOrigin &origin1, const EVOrigin &origin2,
+                       const std::string &prefix) {
+  const std::string inner = prefix + "    ";
+  print_field_differences(origin1, origin2, prefix);
+  print_list_differences(origin1.magnitudes, origin2.magnitudes, inner);
+  print_list_differences(origin1.moments, origin2.moments, inner);
+  print_list_differences(origin1.associations, origin2.associations, inner);
+  print_list_differences(origin1.detections, origin2.detections, inner);
+}
+void print_differences(const EVMagnitude &magnitude1, const EVMagnitude &magnitude2,
+                       const std::string &prefix) {
+  print_field_differences(magnitude1, magnitude2, prefix);
+}
+void print_differences(const EVMoment &moment1, const EVMoment &moment2,
+                       const std::string &prefix) {
+  print_field_differences(moment1, moment2, prefix);
+}
+void print_differences(const EVAssociation &association1,
+                       const EVAssociation &association2, const std::string &prefix) {
+  print_field_differences(association1, association2, prefix);
+}
+void print_differences(const EVDetection &detection1, const EVDetection &detection2,
+                       const std::string &prefix) {
+  print_field_differences(detection1, detection2, prefix);
+}
+
+void print_list_differences(const Table<EVEvent> &events1,
+                            const Table<EVEvent> &events2, const std::string &prefix) {
+  print_row_differences(events1, events2, prefix);
+}
+void print_list_differences(const Table<EVOrigin> &origins1,
+                            const Table<EVOrigin> &origins2,
+                            const std::string &prefix) {
+  print_row_differences(origins1, origins2, prefix);
+}
+void print_list_differences(const Table<EVMagnitude> &magnitudes1,
+                            const Table<EVMagnitude> &magnitudes2,
+                            const std::string &prefix) {
+  print_row_differences(magnitudes1, magnitudes2, prefix);
+}
+void print_list_differences(const Table<EVMoment> &moments1,
+                            const Table<EVMoment> &moments2,
+                            const std::string &prefix) {
+  print_row_differences(moments1, moments2, prefix);
+}
+void print_list_differences(const Table<EVAssociation> &associations1,
+                            const Table<EVAssociation> &associations2,
+                            const std::string &prefix) {
+  print_row_differences(associations1, associations2, prefix);
+}
+void print_list_differences(const Table<EVDetection> &detections1,
+                            const Table<EVDetection> &detections2,
+                            const std::string &prefix) {
+  print_row_differences(detections1, detections2, prefix);
+}
+
+void print_news(const Table<EVEvent> &given, const Table<EVEvent> &current) {
+  const Pairs pairs = pair_rows(current, given);
+  for (long i = 0; i < given.size(); i++) {
+    const EVEvent &event = *given.ptr(i);
+    const EVEvent *old = current.ptr(pairs.partner[static_cast<std::size_t>(i)]);
+    if (old == nullptr) {
+      put(format_text("New event %ld\n", static_cast<long>(event.evid)));
+    } else if (!equal(*old, event)) {
+      put(format_text("Event %ld has changed\n", static_cast<long>(event.evid)));
+      print_differences(*old, event, "    ");
+    }
+  }
+  for (long i = 0; i < current.size(); i++) {
+    if (pairs.paired[static_cast<std::size_t>(i)]) continue;
+    put(format_text("Deleted event %ld\n", static_cast<long>(current.ptr(i)->evid)));
+  }
+}
+
+namespace {
+
+template <class Record>
+void print_pair(const Record *a, const Record *b, const std::string &prefix) {
+  if (a != nullptr && b != nullptr) print_differences(*a, *b, prefix);
+}
+template <class Record>
+void print_pair(const Table<Record> *a, const Table<Record> *b,
+                const std::string &prefix) {
+  if (a != nullptr && b != nullptr) print_list_differences(*a, *b, prefix);
+}
+
+}  // namespace
+}  // namespace ksutil::events
+
+using namespace ksutil::events;
+
+void EVServer::print(EVEvent *event1, EVEvent *event2, std::string prefix) {
+  print_pair(event1, event2, prefix);
+}
+void EVServer::print(EVOrigin *origin1, EVOrigin *origin2, std::string prefix) {
+  print_pair(origin1, origin2, prefix);
+}
+void EVServer::print(EVMagnitude *magnitude1, EVMagnitude *magnitude2,
+                     std::string prefix) {
+  print_pair(magnitude1, magnitude2, prefix);
+}
+void EVServer::print(EVMoment *moment1, EVMoment *moment2, std::string prefix) {
+  print_pair(moment1, moment2, prefix);
+}
+void EVServer::print(EVAssociation *association1, EVAssociation *association2,
+                     std::string prefix) {
+  print_pair(association1, association2, prefix);
+}
+void EVServer::print(EVDetection *detection1, EVDetection *detection2,
+                     std::string prefix) {
+  print_pair(detection1, detection2, prefix);
+}
+
+void EVServer::print(Table<EVEvent> *events1, Table<EVEvent> *events2,
+                     std::string prefix) {
+  print_pair(events1, events2, prefix);
+}
+void EVServer::print(Table<EVOrigin> *origins1, Table<EVOrigin> *origins2,
+                     std::string prefix) {
+  print_pair(origins1, origins2, prefix);
+}
+void EVServer::print(Table<EVMagnitude> *magnitudes1, Table<EVMagnitude> *magnitudes2,
+                     std::string prefix) {
+  print_pair(magnitudes1, magnitudes2, prefix);
+}
+void EVServer::print(Table<EVMoment> *moments1, Table<EVMoment> *moments2,
+                     std::string prefix) {
+  print_pair(moments1, moments2, prefix);
+}
+void EVServer::print(Table<EVAssociation> *associations1,
+                     Table<EVAssociation> *associations2, std::string prefix) {
+  print_pair(associations1, associations2, prefix);
+}
+void EVServer::print(Table<EVDetection> *detections1, Table<EVDetection> *detections2,
+                     std::string prefix) {
+  print_pair(detections1, detections2, prefix);
+}
+
+void EVServer::printDifferences(Table<EVEvent> *events) {
+  if (events == nullptr) return;
+  print_news(*events, *current_events(state_->published));
+}

@@ -1,0 +1,48 @@
+#include "events/evserver.h"
+
+#include <utility>
+
+#include "core/register.h"
+#include "events/reading/internal/preferred_magnitudes.h"
+#include "events/server/internal/live_servers.h"
+#include "events/server/internal/server_state.h"
+#include "events/server/internal/threads.h"
+
+using ksutil::events::ServerState;
+
+EVServer::EVServer(std::string dbname, int age_ref_now, int max_events,
+                   int remote_mount_mode)
+    : state_(std::make_unique<ServerState>()) {
+  state_->server = this;
+  state_->remote_mount_mode = remote_mount_mode;
+  ksutil::events::read_default_magnitude_rules(state_->vars.rules);
+  if (setDb(dbname) != 0) {
+    ks_complain(0, "EVServer::EVServer: setDb(%s) error.\n", dbname.c_str());
+    throw "EVServer::EVServer: setDb() error.";
+  }
+  state_->age_ref_now = age_ref_now;
+  state_->max_events = max_events;
+  refreshEvents(0);
+  /* Last: nobody can make a client of a server that is still being built. */
+  ksutil::events::add_live_server(this, *state_);
+}
+
+EVServer::~EVServer() {
+  ksutil::events::remove_live_server(this);
+  ksutil::events::stop_threads(*state_);
+  state_->clients.detach_all();
+}
+
+int EVServer::launchThread() { return ksutil::events::launch_threads(*state_); }
+
+void EVServer::autoRefreshEvents(double seconds) { state_->refresh_interval = seconds; }
+
+void EVServer::autoCheckDatabase(double seconds) { state_->check_interval = seconds; }
+
+void EVServer::registerClient(EVClient *client) { state_->clients.add(client); }
+
+void EVServer::deregisterClient(EVClient *client) { state_->clients.remove(client); }
+
+void EVServer::grabEventsLock() { state_->published.lock.lock(); }
+
+void EVServer::releaseEventsLock() { state_->published.lock.unlock(); }

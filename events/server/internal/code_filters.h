@@ -1,0 +1,42 @@
+/* Filters of station and channel codes. */
+#ifndef KSUTIL_EVENTS_SERVER_INTERNAL_CODE_FILTERS_H
+#define KSUTIL_EVENTS_SERVER_INTERNAL_CODE_FILTERS_H
+
+#include <memory>
+#include <string>
+#include <string_view>
+
+#include "platform/expr/expr.h"
+
+namespace ksutil::events {
+
+/* A shell pattern for a whole code; an empty one accepts every code. */
+class ShellFilter {
+ public:
+  explicit ShellFilter(std::string_view pattern);
+  bool any() const { return pattern_.empty(); }
+  /* Whether it names one code. */
+  bool literal() const;
+  const std::string &text() const { return pattern_; }
+  bool accepts(std::string_view code) const;
+
+ private:
+  std::string pattern_;
+};
+
+/* A regular expression, as those of the expression language, to be found in a code. */
+class RegexFilter {
+ public:
+  /* False, with a message in the name of `who`, for no regular expression. */
+  bool compile(const char *who, const std::string &pattern);
+  bool any() const { return program_ == nullptr; }
+  /* Whether the expression is found; true when it is empty. */
+  bool found_in(std::string_view code);
+
+ private:
+  std::unique_ptr<const expr::Program> program_;
+  expr::Workspace workspace_;
+};
+
+}  // namespace ksutil::events
+#endif

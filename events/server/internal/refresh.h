@@ -1,0 +1,70 @@
+/* One refresh of the lists, and what it reports. */
+#ifndef KSUTIL_EVENTS_SERVER_INTERNAL_REFRESH_H
+#define KSUTIL_EVENTS_SERVER_INTERNAL_REFRESH_H
+
+#include <cstddef>
+#include <memory>
+#include <optional>
+#include <vector>
+
+#include "events/records.h"
+#include "events/server/internal/list_reader.h"
+#include "events/server/internal/server_state.h"
+
+namespace ksutil::events {
+
+/* Runs on a thread that holds the refresh mutex and no lock. */
+class Refresh {
+ public:
+  Refresh(ServerState &state, bool force) : state_(state), force_(force) {}
+
+  /* Reads what has changed and publishes it.  0 or -1; on a failure nothing is published,
+   * and the next refresh reads anew. */
+  int run();
+
+  /* What has changed for the clients; null: nothing. */
+  const EVResponse *report() const;
+
+ private:
+  /* An expanded event as it is now; nothing: the database has it no more. */
+  struct Expanded {
+    int64_t evid;
+    std::optional<EVEvent> event;
+  };
+
+  int read(const std::shared_ptr<const Table<EVEvent>> &current);
+  template <std::size_t N>
+  bool check(const char *const (&names)[N], bool &changed);
+  bool check_tables();
+  bool read_expanded(TreeReader &reader, ShortSteps &steps,
+                     const std::vector<int64_t> &evids);
+  bool read_window(TreeReader &reader);
+  std::vector<int64_t> evids_to_expand();
+
+  void publish();
+  bool lists_freed() const;
+  bool publish_list();
+  void publish_expanded();
+  void note_summary();
+
+  ServerState &state_;
+  const bool force_;
+  bool cache_in_use_ = false;
+  bool list_tables_ = false, expansion_tables_ = false, detection_tables_ = false;
+
+  std::weak_ptr<const Table<EVEvent>>
+      base_;                  // the list that was published at the start
+  double latest_time_ = 0.0;  // of that list
+
+  bool list_read_ = false;
+  ListReading reading_;
+  ListSnapshots snapshots_;
+  long event_count_ = 0, detection_count_ = 0;
+  std::shared_ptr<Table<EVEvent>> new_list_;  // null: the published one is changed
+  std::shared_ptr<Table<EVDetection>> new_detections_;  // null: not read
+  std::vector<Expanded> expanded_;
+  EVResponse response_;
+};
+
+}  // namespace ksutil::events
+#endif

@@ -1,0 +1,132 @@
+/* Publication of what a refresh has read. */
+#include <mutex>
+#include <utility>
+
+#include "events/records/internal/compare.h"
+#include "events/server/internal/current_lists.h"
+#include "events/server/internal/expanded.h"
+#include "events/server/internal/refresh.h"
+
+namespace ksutil::events {
+
+const EVResponse *Refresh::report() const {
+  const bool changed =
+      response_.events_changed != 0 || response_.detections_changed != 0 ||
+      response_.expanded_changed != 0 || response_.lastmodified_changed != 0 ||
+      response_.mostrecent_changed != 0;
+  return changed ? &response_ : nullptr;
+}
+
+void Refresh::publish() {
+  if (!list_tables_ && !expansion_tables_) return;
+  Published &published = state_.published;
+  response_.changed_evids = std::move(reading_.changed_evids);
+  response_.removed_evids = std::move(reading_.removed_evids);
+  if (list_read_ && reading_.full) {
+    new_list_ = std::make_shared<Table<EVEvent>>(std::move(reading_.events));
+  }
+  std::shared_ptr<const Table<EVEvent>> replaced;  // freed after the lock
+  for (;;) {
+    std::shared_ptr<const Table<EVEvent>> held;
+    {
+      const std::lock_guard lock(published.lock);
+      if (lists_freed()) {
+        response_ = EVResponse();
+        return;
+      }
+      replaced = new_list_ == nullptr ? nullptr : published.events;
+      if (publish_list()) {
+        publish_expanded();
+        note_summary();
+        break;
+      }
+      held = published.events;
+    }
+    /* Somebody reads the list: it stays as it is, and a changed copy takes its place. */
+    auto copy = std::make_shared<Table<EVEvent>>();
+    copy->reserve(held->size() + reading_.events.size() + held->size() / 16 + 16);
+    for (const EVEvent &event : *held) copy->push(event);
+    reading_.apply(*copy);
+    new_list_ = std::move(copy);
+  }
+  if (list_read_) {
+    const std::shared_ptr<const Table<EVEvent>> list = current_events(published);
+    const std::lock_guard lock(state_.database_lock);
+    follower_of(state_).finish(snapshots_, reading_.window, reading_.epoch, list);
+  }
+  state_.last_event_count = force_ ? -1 : event_count_;
+  if (new_detections_ != nullptr) {
+    state_.last_detection_count = force_ ? -1 : detection_count_;
+  }
+}
+
+/* Whether a list that was read in part is no longer there to be changed: the lists have
+ * been freed meanwhile, and the next refresh reads them anew. */
+bool Refresh::lists_freed() const {
+  const std::shared_ptr<Table<EVEvent>> &list = state_.published.events;
+  return list_read_ && !reading_.full &&
+         (base_.owner_before(list) || list.owner_before(base_));
+}
+
+/* False when the list has to be changed and somebody else holds it. */
+bool Refresh::publish_list() {
+  Published &published = state_.published;
+  if (new_list_ != nullptr) {
+    published.events = new_list_;
+  } else if (list_read_ && reading_.changes_list()) {
+    if (published.events.use_count() != 1) return false;
+    /* Taking hold of it makes this thread see all that the last reader did. */
+    const std::shared_ptr<Table<EVEvent>> list = published.events;
+    reading_.apply(*list);
+  }
+  return true;
+}
+
+void Refresh::publish_expanded() {
+  Published &published = state_.published;
+  std::unordered_set<int64_t> reported;
+  for (const long evid : response_.changed_evids) reported.insert(evid);
+  /* Merged by evid: a client may have added an event since, which is as new as these. */
+  for (Expanded &expanded : expanded_) {
+    const auto evid = static_cast<long>(expanded.evid);
+    EVEvent *cached = published.expanded.find(evid);
+    if (cached == nullptr) continue;
+    if (!expanded.event.has_value()) {
+      published.expanded.del(evid);
+      response_.expanded_changed = 1;
+      continue;
+    }
+    /* A reading is no use of the event. */
+    expanded.event->access_time = cached->access_time;
+    if (!equal_expanded(*cached, *expanded.event)) {
+      response_.expanded_changed = 1;
+      if (reported.insert(expanded.evid).second) response_.changed_evids.push(evid);
+    }
+    *cached = std::move(*expanded.event);
+  }
+  purge_expanded(state_.max_expanded, published.expanded);
+
+  if (new_detections_ != nullptr && !equal(*new_detections_, *published.detections)) {
+    response_.detections_changed = 1;
+    published.detections = new_detections_;
+  }
+}
+
+void Refresh::note_summary() {
+  Published &published = state_.published;
+  response_.lastmodified_evid = published.lastmodified_evid;
+  response_.mostrecent_evid = published.mostrecent_evid;
+  if (!list_read_) return;
+  const ListSummary &summary = reading_.summary;
+  if (response_.events_changed != 0) published.latest_time = summary.latest_time;
+  response_.lastmodified_changed =
+      summary.lastmodified_evid != published.lastmodified_evid ? 1 : 0;
+  response_.mostrecent_changed =
+      summary.mostrecent_evid != published.mostrecent_evid ? 1 : 0;
+  published.lastmodified_evid = summary.lastmodified_evid;
+  published.mostrecent_evid = summary.mostrecent_evid;
+  response_.lastmodified_evid = summary.lastmodified_evid;
+  response_.mostrecent_evid = summary.mostrecent_evid;
+}
+
+}  // namespace ksutil::events

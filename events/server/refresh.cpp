@@ -1,0 +1,194 @@
+#include "events/server/internal/refresh.h"
+
+#include <algorithm>
+#include <mutex>
+#include <new>
+#include <utility>
+
+#include "core/register.h"
+#include "events/evserver.h"
+#include "events/records/internal/compare.h"
+#include "events/server/internal/binding.h"
+#include "events/server/internal/current_lists.h"
+#include "events/server/internal/row_home.h"
+#include "platform/clock/clock.h"
+
+namespace ksutil::events {
+namespace {
+
+/* The detection window ends so long after the latest event and begins so much before its
+ * end, s. */
+constexpr double kWindowAfterLatest = 10.0;
+constexpr double kWindowLength = 7200.0;
+
+constexpr const char *kListTables[] = {"event", "origin", "origerr", "netmag", "mt"};
+constexpr const char *kExpansionTables[] = {"assoc", "arrival"};
+constexpr const char *kDetectionTables[] = {"detection", "site"};
+/* Looked at while there are expanded events, which nobody else reads them for. */
+constexpr const char *kCacheTables[] = {"stamag", "site"};
+
+}  // namespace
+
+int Refresh::run() {
+  try {
+    std::shared_ptr<const Table<EVEvent>> current;
+    {
+      const EventsLockHold hold(state_.published);
+      cache_in_use_ = state_.published.expanded.size() > 0;
+      current = state_.published.events;
+      latest_time_ = state_.published.latest_time;
+    }
+    base_ = current;
+    if (read(current) == 0) {
+      current.reset();
+      publish();
+      return 0;
+    }
+  } catch (const std::bad_alloc &) {
+    ks_register_error(0, "EVServer::refreshEvents: malloc() error.\n");
+  }
+  /* The checks have consumed the changes: they would stay unseen until somebody writes
+   * again. */
+  const std::lock_guard lock(state_.database_lock);
+  forget_tables(state_);
+  return -1;
+}
+
+template <std::size_t N>
+bool Refresh::check(const char *const (&names)[N], bool &changed) {
+  for (const char *name : names) {
+    EVTable &table = *state_.vars.tables.find(name);
+    if (force_) {
+      table.count = -1;
+      changed = true;
+      continue;
+    }
+    const int code = check_table(table, 1);
+    if (code < 0) {
+      ks_register_error(0, "EVServer::refreshEvents: checkTable(%s) error.\n", name);
+      return false;
+    }
+    if (code != 0) changed = true;
+  }
+  return true;
+}
+
+bool Refresh::check_tables() {
+  bool cache_tables = false;
+  if (!check(kListTables, list_tables_) ||
+      !check(kExpansionTables, expansion_tables_)) {
+    return false;
+  }
+  if (state_.detections_on != 0 && !check(kDetectionTables, detection_tables_)) {
+    return false;
+  }
+  if (cache_in_use_ && !check(kCacheTables, cache_tables)) return false;
+  expansion_tables_ = expansion_tables_ || detection_tables_ || cache_tables;
+  return true;
+}
+
+int Refresh::read(const std::shared_ptr<const Table<EVEvent>> &current) {
+  ShortSteps steps(state_);
+  if (!database_open(state_, "EVServer::refreshEvents")) return -1;
+  /* Checked before anything is read: what is written meanwhile shows at the next check. */
+  if (!check_tables()) return -1;
+  if (!list_tables_ && !expansion_tables_) return 0;
+
+  TreeReader reader(reading_source(state_));
+  if (!reader.bind_list()) {
+    ks_register_error(0, "EVServer::refreshEvents: cannot read the tables.\n");
+    return -1;
+  }
+  event_count_ = reader.event_count();
+  if (list_tables_) {
+    if (read_list(state_, reader, steps, current, force_, reading_) != 0) {
+      ks_register_error(0, "EVServer::refreshEvents: refreshEvent() error.\n");
+      return -1;
+    }
+    list_read_ = true;
+    snapshots_ = reader.list_snapshots();
+    response_.events_changed = force_ || reading_.differs ? 1 : 0;
+  }
+
+  steps.let_go();
+  const std::vector<int64_t> evids = evids_to_expand();
+  if (!steps.take_again(reader)) {
+    ks_register_error(0, "EVServer::refreshEvents: The database has been closed.\n");
+    return -1;
+  }
+  if (!evids.empty() && !read_expanded(reader, steps, evids)) {
+    ks_register_error(0, "EVServer::refreshEvents: refreshAssociations() error.\n");
+    return -1;
+  }
+  const bool detections = state_.detections_on != 0;
+  /* What is not kept current is not shown. */
+  if (!detections) new_detections_ = std::make_shared<Table<EVDetection>>();
+  if (detections && (detection_tables_ || response_.events_changed != 0) &&
+      !read_window(reader)) {
+    ks_register_error(0, "EVServer::refreshEvents: refreshDetections() error.\n");
+    return -1;
+  }
+  /* What could not be read now has not gone: the old lists stay until it can. */
+  if (!reader.complete()) {
+    ks_register_error(0, "EVServer::refreshEvents: cannot read the tables.\n");
+    return -1;
+  }
+  return 0;
+}
+
+/* The expanded events that may have changed, in a fixed order. */
+std::vector<int64_t> Refresh::evids_to_expand() {
+  const bool all = expansion_tables_ || reading_.full;
+  std::vector<int64_t> evids;
+  {
+    const EventsLockHold hold(state_.published);
+    for (const long evid : state_.published.expanded.keys()) {
+      if (all || reading_.affected.contains(evid)) evids.push_back(evid);
+    }
+  }
+  std::sort(evids.begin(), evids.end());
+  return evids;
+}
+
+bool Refresh::read_expanded(TreeReader &reader, ShortSteps &steps,
+                            const std::vector<int64_t> &evids) {
+  if (!reader.bind_expansion(state_.detections_on != 0)) return false;
+  const long first = window_of(state_, reader).first;
+  MessagesOfFailure messages;
+  for (const int64_t evid : evids) {
+    Expanded expanded{evid, EVEvent()};
+    const int result = reader.read_event_of(evid, first, *expanded.event);
+    if (result == kNoRow) {
+      expanded.event.reset();
+    } else {
+      /* What cannot be read stays in the cache as it was. */
+      if (messages.note(result) < 0) return false;
+      if (result > 0) continue;
+      if (messages.note(reader.expand(*expanded.event)) < 0) return false;
+      rehome(*expanded.event);
+    }
+    expanded_.push_back(std::move(expanded));
+    if (!steps.step(reader)) {
+      messages.note(kFailed);
+      return false;
+    }
+  }
+  return true;
+}
+
+bool Refresh::read_window(TreeReader &reader) {
+  if (!reader.bind_detections()) return false;
+  const double latest =
+      response_.events_changed != 0 ? reading_.summary.latest_time : latest_time_;
+  const double tend = state_.age_ref_now != 0 ? std_now() : latest + kWindowAfterLatest;
+  new_detections_ = std::make_shared<Table<EVDetection>>();
+  MessagesOfFailure messages;
+  if (messages.note(
+          reader.read_detections(tend - kWindowLength, tend, *new_detections_)) < 0) {
+    return false;
+  }
+  detection_count_ = reader.detection_count();
+  return true;
+}
+
+}  // namespace ksutil::events

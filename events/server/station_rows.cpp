@@ -1,0 +1,278 @@
+/* The commands that select rows by station, channel and time. */
+#include <algorithm>
+#include <cmath>
+#include <map>
+#include <optional>
+#include <utility>
+
+#include "core/register.h"
+#include "events/reading/internal/row_columns.h"
+#include "events/server/internal/code_filters.h"
+#include "events/server/internal/commands.h"
+#include "events/server/internal/list_follower.h"
+#include "events/server/internal/table_scan.h"
+#include "platform/db/access.h"
+#include "platform/elog/elog.h"
+
+namespace ksutil::events {
+namespace {
+
+/* Keys are written with the decimals of the fields; what they find is checked again. */
+constexpr double kKeyMargin = 1e-4;
+
+struct StationColumns {
+  explicit StationColumns(const db::Relation &layout)
+      : sta(layout, "sta"),
+        chan(layout, "chan"),
+        time(layout, "time"),
+        endtime(layout, "endtime") {}
+  /* False for a row without a readable time. */
+  bool read(std::string_view row, std::string_view &station, std::string_view &channel,
+            double &start) const {
+    return time.read(row, start) && start > kNullTime && sta.read(row, station) &&
+           chan.read(row, channel);
+  }
+  db::TextColumn sta, chan;
+  db::RealColumn time, endtime;
+};
+
+/* What is collected before it is put into the order of its times. */
+template <class Record>
+class Timed {
+ public:
+  void add(double time, Record record) {
+    records_.emplace_back(time, std::move(record));
+  }
+  Table<Record> take() {
+    std::stable_sort(records_.begin(), records_.end(),
+                     [](const auto &a, const auto &b) { return a.first < b.first; });
+    Table<Record> table;
+    table.reserve(static_cast<long>(records_.size()));
+    for (auto &[time, record] : records_) table.push(std::move(record));
+    return table;
+  }
+
+ private:
+  std::vector<std::pair<double, Record>> records_;
+};
+
+/* The rows that a match with the station, channel and window finds: all that the selection
+ * wants, and perhaps some more.  Nothing when the key cannot say it. */
+std::optional<std::vector<long>> matched(CommandSteps &steps, Dbptr table,
+                                         EVMatch &match, const ShellFilter &sta,
+                                         const ShellFilter &chan,
+                                         const Selection &selection) {
+  const ElogScope quiet;
+  const Dbptr key = dblookup(steps.state().db, nullptr, "wfdisc", nullptr, "dbSCRATCH");
+  Tbl *found = nullptr;
+  if (dbputv(key, "sta", sta.text().c_str(), "chan", chan.text().c_str(), "time",
+             selection.tstart - kKeyMargin, "endtime", selection.tend + kKeyMargin,
+             static_cast<char *>(nullptr)) < 0 ||
+      dbmatches(key, table, &match.kpattern, &match.tpattern, &match.hook, &found) <
+          0) {
+    return std::nullopt;
+  }
+  const std::unique_ptr<Tbl, void (*)(Tbl *)> owner(
+      found, [](Tbl *list) { freetbl(list, nullptr); });
+  std::vector<long> records;
+  for (long i = 0; i < counttbl(found); i++) {
+    records.push_back(reinterpret_cast<long>(gettbl(found, i)));
+  }
+  return records;
+}
+
+/* Visits the rows at the stations and channels that begin before the window's end; by way
+ * of `match` when one station and channel are meant, of `station` for one station. */
+template <class Visit>
+bool visit_selected(TableScan &scan, CommandSteps &steps, const Selection &selection,
+                    EVMatch &match, EVMatch *station, Visit visit) {
+  const ShellFilter sta(selection.sta), chan(selection.chan);
+  const StationColumns columns(scan.rows()->layout());
+  const auto filter = [&](long record, std::string_view row) {
+    std::string_view of_sta, of_chan;
+    double time = 0.0;
+    if (columns.read(row, of_sta, of_chan, time) && time <= selection.tend &&
+        sta.accepts(of_sta) && chan.accepts(of_chan)) {
+      visit(columns, record, row, time);
+    }
+  };
+  EVMatch *const used = !sta.literal()                     ? nullptr
+                        : chan.literal()                   ? &match
+                        : chan.any() && station != nullptr ? station
+                                                           : nullptr;
+  std::optional<std::vector<long>> records;
+  if (used != nullptr) {
+    records = matched(steps, scan.table(), *used, sta, chan, selection);
+  }
+  if (!records) return scan.each(filter);
+  /* A row that was added after the scan's look is not part of it. */
+  while (!records->empty() && records->back() >= scan.rows()->count()) {
+    records->pop_back();
+  }
+  return scan.each(*records, filter);
+}
+
+/* Fills in the first assoc row of each arrival. */
+void add_assocs(CommandSteps &steps,
+                std::vector<std::pair<int64_t, EVArrival *>> &arids) {
+  const TableScan scan(steps, "assoc");
+  if (scan.rows() == nullptr) return;
+  EVMatch &match = steps.state().vars.assoc_arid;
+  const db::KeyIndex *const index =
+      db::match_index(scan.rows(), match.kpattern, match.tpattern, &match.hook);
+  if (index == nullptr) {
+    ks_register_error(0, "%s: cannot match assoc.\n", steps.who());
+    return;
+  }
+  for (auto &[arid, arrival] : arids) {
+    const db::KeyIndex::Rows rows = index->find(arid);
+    if (!rows.empty()) arrival->recno_assoc = rows.front();
+  }
+}
+
+double end_of(const StationColumns &columns, std::string_view row) {
+  double endtime = 0.0;
+  /* A null end is the greatest time there is: the row is open. */
+  return columns.endtime.read(row, endtime) ? endtime : columns.endtime.null();
+}
+
+}  // namespace
+
+Table<EVArrival> get_arrivals(ServerState &state, const Selection &selection) {
+  CommandSteps steps(state, "EVServer::getArrivals");
+  TableScan scan(steps, "arrival");
+  if (scan.rows() == nullptr) return {};
+  const db::TextColumn iphase(scan.rows()->layout(), "iphase");
+  const db::IntegerColumn arid(scan.rows()->layout(), "arid");
+  Timed<std::pair<int64_t, EVArrival>> found;
+  const bool complete = visit_selected(
+      scan, steps, selection, state.vars.arrival_stachan, &state.vars.arrival_sta,
+      [&](const StationColumns &columns, long record, std::string_view row,
+          double time) {
+        if (!(time >= selection.tstart)) return;
+        std::string_view sta, chan, phase;
+        int64_t id = -1;
+        columns.sta.read(row, sta);
+        columns.chan.read(row, chan);
+        iphase.read(row, phase);
+        arid.read(row, id);
+        EVArrival arrival;
+        arrival.recno_arrival = record;
+        arrival.time = time;
+        arrival.sta = sta;
+        arrival.chan = chan;
+        arrival.iphase = phase;
+        arrival.record_arrival = row;
+        found.add(time, {id, std::move(arrival)});
+      });
+  if (!complete) return {};
+  Table<EVArrival> arrivals;
+  std::vector<std::pair<int64_t, EVArrival *>> arids;
+  Table<std::pair<int64_t, EVArrival>> ordered = found.take();
+  for (auto &[id, arrival] : ordered) {
+    if (id != arid.null()) arids.emplace_back(id, &arrival);
+  }
+  add_assocs(steps, arids);
+  arrivals.reserve(ordered.size());
+  for (auto &[id, arrival] : ordered) arrivals.push(std::move(arrival));
+  return arrivals;
+}
+
+Table<EVTableRecord> get_wfdiscs(ServerState &state, const Selection &selection,
+                                 int mode) {
+  CommandSteps steps(state, "EVServer::getWfdiscs");
+  TableScan scan(steps, "wfdisc");
+  if (scan.rows() == nullptr) return {};
+  Timed<EVTableRecord> found;
+  const bool complete =
+      visit_selected(scan, steps, selection, state.vars.wfdisc_stachan, nullptr,
+                     [&](const StationColumns &columns, long record,
+                         std::string_view row, double time) {
+                       const double end = end_of(columns, row);
+                       if (end < time) return;
+                       const bool selected = mode == 0 ? end >= selection.tstart
+                                                       : time >= selection.tstart &&
+                                                             end <= selection.tend;
+                       if (selected) found.add(time, {record, std::string(row)});
+                     });
+  return complete ? found.take() : Table<EVTableRecord>();
+}
+
+Table<EVStaChan> scan_wfdisc(ServerState &state, const Selection &selection,
+                             const std::string &not_sta, const std::string &not_chan) {
+  constexpr const char *kWho = "EVServer::scanWfdisc";
+  RegexFilter sta, chan, other_sta, other_chan;
+  if (!sta.compile(kWho, selection.sta) || !chan.compile(kWho, selection.chan) ||
+      !other_sta.compile(kWho, not_sta) || !other_chan.compile(kWho, not_chan)) {
+    return {};
+  }
+  const auto accepted = [](RegexFilter &wanted, RegexFilter &unwanted,
+                           std::string_view code) {
+    return wanted.found_in(code) && (unwanted.any() || !unwanted.found_in(code));
+  };
+  CommandSteps steps(state, kWho);
+  TableScan scan(steps, "wfdisc");
+  if (scan.rows() == nullptr) return {};
+  const StationColumns columns(scan.rows()->layout());
+  struct Span {
+    bool accepted;
+    double start = INFINITY, end = -INFINITY;
+  };
+  std::map<std::pair<std::string, std::string>, Span> spans;
+  const bool complete = scan.each([&](long, std::string_view row) {
+    std::string_view of_sta, of_chan;
+    double time = 0.0;
+    if (!columns.read(row, of_sta, of_chan, time)) return;
+    const double end = end_of(columns, row);
+    if (!(time <= selection.tend && end >= selection.tstart)) return;
+    auto [span, fresh] = spans.try_emplace({std::string(of_sta), std::string(of_chan)});
+    if (fresh) {
+      span->second.accepted =
+          accepted(sta, other_sta, of_sta) && accepted(chan, other_chan, of_chan);
+    }
+    span->second.start = std::min(span->second.start, time);
+    span->second.end = std::max(span->second.end, end);
+  });
+  Timed<EVStaChan> found;
+  for (const auto &[codes, span] : spans) {
+    if (!complete || !span.accepted) continue;
+    found.add(span.start, {codes.first, codes.second, span.start, span.end});
+  }
+  return found.take();
+}
+
+Table<EVTableRecord> get_raw_detections(ServerState &state,
+                                        const Selection &selection) {
+  CommandSteps steps(state, "EVServer::getRawDetections");
+  TableScan scan(steps, "detection");
+  if (scan.rows() == nullptr) return {};
+  const ShellFilter sta(selection.sta), chan(selection.chan);
+  const StationColumns columns(scan.rows()->layout());
+  /* The index by time is kept for the server's window anyway. */
+  TimeIndex &times = follower_of(state).detection_times;
+  times.follow(scan.rows());
+  Timed<EVTableRecord> found;
+  const bool complete = scan.each(times.find(selection.tstart, selection.tend),
+                                  [&](long record, std::string_view row) {
+                                    std::string_view of_sta, of_chan;
+                                    double time = 0.0;
+                                    if (columns.read(row, of_sta, of_chan, time) &&
+                                        sta.accepts(of_sta) && chan.accepts(of_chan)) {
+                                      found.add(time, {record, std::string(row)});
+                                    }
+                                  });
+  return complete ? found.take() : Table<EVTableRecord>();
+}
+
+EVTableRecord get_site(ServerState &state, const std::string &sta, double time) {
+  CommandSteps steps(state, "EVServer::getSite");
+  const TableScan scan(steps, "site");
+  if (scan.rows() == nullptr) return {};
+  SiteIndex &sites = follower_of(state).sites;
+  sites.follow(scan.rows());
+  const long record = sites.find(sta, time);
+  if (record < 0) return {};
+  return {record, std::string(scan.rows()->row(record))};
+}
+
+}  // namespace ksutil::events

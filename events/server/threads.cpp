@@ -1,0 +1,225 @@
+#include "events/server/internal/threads.h"
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cmath>
+#include <exception>
+#include <functional>
+
+#include "core/register.h"
+#include "events/server/internal/dispatch.h"
+#include "events/server/internal/server_state.h"
+#include "pipeline/pmtfifo.h"
+
+namespace ksutil::events {
+
+namespace {
+
+constexpr uint32_t kSleepSlice = 50000;  // microseconds; how long a stop goes unseen
+
+thread_local const ServerState *worked_here = nullptr;  // the worker's own
+
+void delete_command(void *command) { delete static_cast<EVCommand *>(command); }
+
+/* Sleeps in slices, so that a long interval never holds up the end of the server. */
+void sleep_unless_stopped(const ServerState &state, uint32_t microseconds) {
+  while (microseconds > 0 && state.stop == 0) {
+    const uint32_t slice = std::min(microseconds, kSleepSlice);
+    usleep(slice);
+    microseconds -= slice;
+  }
+}
+
+/* Runs one round of a thread so that no exception ends the thread. */
+void guarded(const char *name, const std::function<void()> &round) {
+  try {
+    round();
+  } catch (const std::exception &error) {
+    ks_register_error(0, "EVServer::%s: %s.\n", name, error.what());
+  } catch (...) {
+    ks_register_error(0, "EVServer::%s: unknown exception.\n", name);
+  }
+}
+
+/* The next command, null when the round brings none; `leave` when the reader has been
+ * released.  The worker's own commands and those of the queue take turns. */
+std::unique_ptr<EVCommand> next_command(ServerState &state, bool &own_turn,
+                                        bool &leave) {
+  if (!state.own_commands.empty() &&
+      (own_turn || pmtfifo_data_available(state.cmd_mtfifo) == 0)) {
+    std::unique_ptr<EVCommand> command = std::move(state.own_commands.front());
+    state.own_commands.pop_front();
+    own_turn = false;
+    return command;
+  }
+  own_turn = true;
+  void *item = nullptr;
+  const int result = pmtfifo_pop(state.cmd_mtfifo, &item);
+  std::unique_ptr<EVCommand> command(static_cast<EVCommand *>(item));
+  leave = result == 0;
+  if (result != 1) command.reset();
+  return command;
+}
+
+/* The processing thread. */
+void *run_thread(void *argument) {
+  ServerState &state = *static_cast<ServerState *>(argument);
+  worked_here = &state;
+  bool own_turn = false;
+  bool leave = false;
+  while (state.stop == 0) {
+    const std::unique_ptr<EVCommand> command = next_command(state, own_turn, leave);
+    if (leave) break;
+    if (command == nullptr || command->command.empty()) continue;
+    guarded("run_thread", [&] { dispatch(state, *command); });
+  }
+  state.own_commands.clear();
+  state.handshake.close();
+  state.worker_left = true;
+  return nullptr;
+}
+
+/* Does `ask` at an interval until the server stops. */
+void repeat(ServerState &state, const std::atomic<double> &interval, const char *name,
+            void (*ask)(ServerState &)) {
+  while (state.stop == 0) {
+    if (!(interval > 0.0)) {
+      sleep_unless_stopped(state, 1000000);
+      continue;
+    }
+    guarded(name, [&] { ask(state); });
+    sleep_unless_stopped(state, sleep_microseconds(interval));
+  }
+}
+
+void ask_for_refresh(ServerState &state) {
+  auto command = std::make_unique<EVCommand>("refreshEvents");
+  state.handshake.lock();
+  /* Without a worker nobody would open the latch again. */
+  if (push_command(state, std::move(command)) != 0) state.handshake.unlock();
+  state.handshake.lock();
+  state.handshake.unlock();
+}
+
+void *refresh_events_thread(void *argument) {
+  ServerState &state = *static_cast<ServerState *>(argument);
+  repeat(state, state.refresh_interval, "refresh_events_thread", ask_for_refresh);
+  state.refresher_left = true;
+  return nullptr;
+}
+
+void *database_changed_thread(void *argument) {
+  ServerState &state = *static_cast<ServerState *>(argument);
+  repeat(state, state.check_interval, "database_changed_thread", [](ServerState &s) {
+    push_command(s, std::make_unique<EVCommand>("checkDatabase"));
+  });
+  state.monitor_left = true;
+  return nullptr;
+}
+
+/* Starts a thread: pthread_create's result.  Only a negative one counts as a failure
+ * above, so a thread that could not start must not be waited for either. */
+int start(ServerState &state, void *(*function)(void *), pthread_t &handle,
+          bool &started, std::atomic<bool> &left) {
+  left = false;
+  const int result = pthread_create(&handle, nullptr, function, &state);
+  started = result == 0;
+  if (!started) left = true;
+  errno = result;
+  return result;
+}
+
+void delete_queued(pmtfifo *queue) {
+  void *item = nullptr;
+  while (pmtfifo_data_available(queue) > 0 && pmtfifo_pop(queue, &item) == 1) {
+    delete_command(item);
+  }
+}
+
+}  // namespace
+
+uint32_t sleep_microseconds(double seconds) {
+  const double microseconds = seconds * 1000000.0;
+  if (std::isnan(microseconds)) return 0;
+  /* The greatest double below 2^63. */
+  constexpr double kLimit = 9223372036854774784.0;
+  return static_cast<uint32_t>(
+      static_cast<int64_t>(std::clamp(microseconds, -kLimit, kLimit)));
+}
+
+bool on_worker_thread(const ServerState &state) { return worked_here == &state; }
+
+int push_command(ServerState &state, std::unique_ptr<EVCommand> command) {
+  if (on_worker_thread(state)) {
+    state.own_commands.push_back(std::move(command));
+    return 0;
+  }
+  pmtfifo *const queue = state.cmd_mtfifo;
+  if (queue == nullptr || state.worker_left) return -1;
+  const int result = pmtfifo_push(queue, command.get());
+  if (result == 0) command.release();
+  return result;
+}
+
+int launch_threads(ServerState &state) {
+  if (state.cmd_mtfifo != nullptr) {
+    ks_register_error(0,
+                      "EVServer::launchThread: processing thread already running.\n");
+    return -1;
+  }
+  pmtfifo *const queue = pmtfifo_create(kQueueCapacity, 1, 0);
+  if (queue == nullptr) {
+    ks_register_error(1, "EVServer::launchThread: pmtfifo_create(cmd_mtfifo) error.\n");
+    return -1;
+  }
+  pmtfifo *none = nullptr;
+  if (!state.cmd_mtfifo.compare_exchange_strong(none, queue)) {
+    pmtfifo_destroy(queue, nullptr);
+    ks_register_error(0,
+                      "EVServer::launchThread: processing thread already running.\n");
+    return -1;
+  }
+  if (start(state, run_thread, state.worker, state.worker_started, state.worker_left) <
+      0) {
+    ks_register_error(1, "EVServer::launchThread: pthread_create() error.\n");
+    state.cmd_mtfifo = nullptr;
+    pmtfifo_destroy(queue, nullptr);
+    return -1;
+  }
+  if (start(state, refresh_events_thread, state.refresher, state.refresher_started,
+            state.refresher_left) < 0 ||
+      start(state, database_changed_thread, state.monitor, state.monitor_started,
+            state.monitor_left) < 0) {
+    ks_register_error(1, "EVServer::launchThread: pthread_create() error.\n");
+    return -1;
+  }
+  return 0;
+}
+
+void stop_threads(ServerState &state) {
+  state.stop = 1;
+  pmtfifo *const queue = state.cmd_mtfifo;
+  if (queue == nullptr) return;
+  /* A release that comes before the worker waits is lost: repeat it. */
+  while (!state.worker_left) {
+    pmtfifo_release_block(queue);
+    if (!state.worker_left) usleep(500);
+  }
+  if (state.worker_started) pthread_join(state.worker, nullptr);
+  state.handshake.close();
+
+  /* The others may sleep in a push on the full queue, clients' threads too. */
+  while (!state.refresher_left || !state.monitor_left || state.pins > 0) {
+    delete_queued(queue);
+    usleep(500);
+  }
+  if (state.refresher_started) pthread_join(state.refresher, nullptr);
+  if (state.monitor_started) pthread_join(state.monitor, nullptr);
+  state.worker_started = state.refresher_started = state.monitor_started = false;
+  state.cmd_mtfifo = nullptr;
+  pmtfifo_destroy(queue, delete_command);
+}
+
+}  // namespace ksutil::events

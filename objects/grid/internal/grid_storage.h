@@ -1,0 +1,53 @@
+/* The memory of grids, shared by the files of the grid family. */
+#ifndef KSUTIL_OBJECTS_GRID_INTERNAL_GRID_STORAGE_H
+#define KSUTIL_OBJECTS_GRID_INTERNAL_GRID_STORAGE_H
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+
+#include "objects/ksgrid.h"
+#include "platform/stock/memory.h"
+
+namespace ksutil::grids {
+
+/* The texts of a grid, in the order of a packet. */
+inline constexpr std::array<char * KSGrid::*, 8> kTexts = {
+    &KSGrid::name,   &KSGrid::xname,  &KSGrid::xtext1, &KSGrid::xtext2,
+    &KSGrid::ytext1, &KSGrid::ytext2, &KSGrid::text1,  &KSGrid::text2};
+
+/* Frees texts and arrays; leaves the pointers. */
+void free_contents(const KSGrid &grid);
+
+/* Frees a record that has no tag. */
+struct GridDeleter {
+  void operator()(KSGrid *grid) const;
+};
+using GridPtr = std::unique_ptr<KSGrid, GridDeleter>;
+
+/* A zeroed record with a gap value and order set; null when memory is short. */
+GridPtr new_record();
+
+/* What a created record has and a zeroed one lacks. */
+void set_defaults(KSGrid &grid);
+
+/* Copies of n values and of a text (null for null); false when memory is short. */
+bool copy_values(const float *from, std::int64_t n, float *&to);
+bool copy_text(const char *from, char *&to);
+
+/* nx * ny; 0 for a record without axes. */
+inline std::int64_t frame_size(const KSGrid &grid) {
+  return grid.nx < 1 || grid.ny < 1 ? 0 : std::int64_t{grid.nx} * grid.ny;
+}
+
+inline std::size_t float_bytes(std::int64_t n) {
+  return static_cast<std::size_t>(n) * sizeof(float);
+}
+
+/* -1 for a falling axis, 1 for a rising one, 0 when all coordinates are equal; 2 when it
+ * does both. */
+int axis_direction(int n, const float *coords);
+
+}  // namespace ksutil::grids
+#endif

@@ -1,0 +1,84 @@
+/* Tables of parameter files. */
+#include <array>
+#include <cstdio>
+#include <memory>
+
+#include "core/params.h"
+#include "objects/readers/internal/vector_readers.h"
+#include "platform/elog/elog.h"
+#include "platform/stock/text.h"
+
+namespace ksutil {
+namespace {
+
+struct FreeList {
+  void operator()(Tbl *list) const { freetbl(list, nullptr); }
+};
+using List = std::unique_ptr<Tbl, FreeList>;
+
+constexpr int kMaxNumbers = 11;
+using Numbers = std::array<double, kMaxNumbers>;
+
+/* Reads x and at least one y value; how many numbers, 0 with a message. */
+int read_row(const char *function, const char *row, Numbers &n) {
+  const int count =
+      std::sscanf(row, "%lf %lf %lf %lf %lf %lf %lf %lf %lf %lf %lf", &n[0], &n[1],
+                  &n[2], &n[3], &n[4], &n[5], &n[6], &n[7], &n[8], &n[9], &n[10]);
+  if (count > 1) return count;
+  if (count == 1) {
+    elog_log(0, "%s: sscanf(%s) error - no y value.\n", function, row);
+  } else {
+    elog_log(0, "%s: sscanf(%s) error.\n", function, row);
+  }
+  return 0;
+}
+
+ReadStatus no_memory(const char *function, const char *missing) {
+  elog_log(1, "%s: malloc(%s) error.\n", function, missing);
+  return kReadFailed;
+}
+
+/* The first row decides how many y values there are. */
+ReadStatus read_rows(const char *function, Tbl *table, NewPoints &points) {
+  const long rows = counttbl(table);
+  int columns = 0;
+  for (long i = 0; i < rows; i++) {
+    const auto *const row = static_cast<const char *>(gettbl(table, i));
+    Numbers numbers{};
+    const int count = read_row(function, row == nullptr ? "" : row, numbers);
+    if (count == 0) return kReadUnparsable;
+    if (columns == 0) {
+      const char *const missing = points.make(rows, count - 1);
+      if (missing != nullptr) return no_memory(function, missing);
+      columns = count;
+    }
+    if (count != columns) {
+      elog_log(0, "%s: Number of y values must be the same for all table rows.\n",
+               function);
+      return kReadUnparsable;
+    }
+    if (points.take(numbers[0], numbers.data() + 1, nullptr) !=
+        PointTaker::Taken::kYes) {
+      return no_memory(function, "vector->point");
+    }
+  }
+  return kReadDone;
+}
+
+}  // namespace
+
+ReadStatus read_pf_table(const char *function, Pf *pf, const char *key,
+                         NewPoints &points) {
+  const ScopedCLocale locale;
+  Tbl *copy = nullptr;
+  if (parse_param(pf, key, P_TBLCOPY, 1, &copy) < 0) {
+    elog_log(0, "%s: parse_param(%s) error.\n", function, key);
+    return kReadUnparsable;
+  }
+  const List table(copy);
+  if (counttbl(copy) > 0) return read_rows(function, copy, points);
+  elog_log(0, "%s: No rows in table %s.\n", function, key);
+  return kReadUnparsable;
+}
+
+}  // namespace ksutil
