@@ -17,14 +17,14 @@ namespace {
 
 constexpr std::size_t kChunk = 1000;  // events written between two looks at the clock
 
-struct Options {
+struct ImportOptions {
   std::string file, database, schema, after, before;
   double min_magnitude = -DBL_MAX;
   bool quiet = false;
 };
 
 /* Drops the events outside the window of time and magnitude; false for a bad date. */
-bool select_events(const Options &options, std::vector<CatalogueEvent> &events) {
+bool select_events(const ImportOptions &options, std::vector<CatalogueEvent> &events) {
   double after = -DBL_MAX, before = DBL_MAX;
   if (!options.after.empty() && !parse_date_text(options.after, after)) {
     complain("--after '" + options.after + "' is no date");
@@ -41,7 +41,8 @@ bool select_events(const Options &options, std::vector<CatalogueEvent> &events) 
   return true;
 }
 
-bool open_or_create(const Options &options, std::unique_ptr<OpenDatabase> &database) {
+bool open_or_create(const ImportOptions &options,
+                    std::unique_ptr<OpenDatabase> &database) {
   {
     const ElogScope quiet;
     database = std::make_unique<OpenDatabase>(options.database, "r+");
@@ -52,7 +53,7 @@ bool open_or_create(const Options &options, std::unique_ptr<OpenDatabase> &datab
   return true;
 }
 
-int import(const Options &options) {
+int import(const ImportOptions &options) {
   std::vector<CatalogueEvent> events;
   std::vector<RefusedLine> refused;
   std::string problem;
@@ -92,7 +93,7 @@ int import(const Options &options) {
 }  // namespace
 
 void add_import(CLI::App &app, Action &action) {
-  auto options = std::make_shared<Options>();
+  auto options = std::make_shared<ImportOptions>();
   CLI::App *command = app.add_subcommand(
       "import",
       "Adds the events of a comma-separated catalogue (ComCat columns), or updates\n"

@@ -10,13 +10,13 @@
 namespace ksutil::tools {
 namespace {
 
-struct Options {
+struct InfoOptions {
   std::string database;
   Form form = Form::kText;
   bool all = false;
 };
 
-int info(const Options &options) {
+int info(const InfoOptions &options) {
   const OpenDatabase database(options.database, "r");
   if (!database) return kFailure;
   const db::DatabaseStore *store = db::database_store(database.get());
@@ -53,7 +53,7 @@ int info(const Options &options) {
 }  // namespace
 
 void add_info(CLI::App &app, Action &action) {
-  auto options = std::make_shared<Options>();
+  auto options = std::make_shared<InfoOptions>();
   CLI::App *command =
       app.add_subcommand("info", "Shows the tables of a database and their sizes");
   command->add_option("database", options->database, "path/name")->required();

@@ -12,7 +12,7 @@
 namespace ksutil::tools {
 namespace {
 
-struct Options {
+struct ListOptions {
   std::string database, table;
   std::vector<std::string> fields;
   long limit = LONG_MAX;
@@ -41,7 +41,7 @@ bool is_text(const db::Field &field) {
   return field.type == db::FieldType::kText || field.type == db::FieldType::kDate;
 }
 
-int list(const Options &options) {
+int list(const ListOptions &options) {
   const OpenDatabase database(options.database, "r");
   if (!database) return kFailure;
   const Dbptr table = database.table(options.table);
@@ -83,7 +83,7 @@ int list(const Options &options) {
 }  // namespace
 
 void add_list(CLI::App &app, Action &action) {
-  auto options = std::make_shared<Options>();
+  auto options = std::make_shared<ListOptions>();
   CLI::App *command = app.add_subcommand("list", "Prints the rows of a table");
   command->add_option("database", options->database, "path/name")->required();
   command->add_option("table", options->table)->required();

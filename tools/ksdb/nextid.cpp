@@ -7,11 +7,11 @@
 namespace ksutil::tools {
 namespace {
 
-struct Options {
+struct NextidOptions {
   std::string database, counter;
 };
 
-int next_id(const Options &options) {
+int next_id(const NextidOptions &options) {
   const OpenDatabase database(options.database, "r+");
   if (!database) return kFailure;
   const long id = dbnextid(database.get(), options.counter.c_str());
@@ -23,7 +23,7 @@ int next_id(const Options &options) {
 }  // namespace
 
 void add_nextid(CLI::App &app, Action &action) {
-  auto options = std::make_shared<Options>();
+  auto options = std::make_shared<NextidOptions>();
   CLI::App *command =
       app.add_subcommand("nextid", "Allocates the next id of a counter and prints it");
   command->add_option("database", options->database, "path/name")->required();

@@ -10,7 +10,7 @@
 namespace ksutil::tools {
 namespace {
 
-struct Options {
+struct PlotCommandOptions {
   std::string database, tables, where, output;
   PlotOptions plot;
 };
@@ -31,7 +31,7 @@ bool usable(PlotOptions &plot) {
   return true;
 }
 
-int draw(Options options) {
+int draw(PlotCommandOptions options) {
   if (!usable(options.plot)) return kUsage;
   const OpenDatabase database(options.database, "r");
   const Dbptr view = open_view(database, options.tables, options.where);
@@ -49,7 +49,7 @@ int draw(Options options) {
 }  // namespace
 
 void add_plot(CLI::App &app, Action &action) {
-  const auto options = std::make_shared<Options>();
+  const auto options = std::make_shared<PlotCommandOptions>();
   PlotOptions &plot = options->plot;
   CLI::App *command = app.add_subcommand("plot", "Draws the records as points");
   command->add_option("database", options->database, "path/name")->required();

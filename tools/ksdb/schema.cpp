@@ -9,7 +9,7 @@
 namespace ksutil::tools {
 namespace {
 
-struct Options {
+struct SchemaOptions {
   std::string schema, table;
   Form form = Form::kText;
 };
@@ -82,7 +82,7 @@ void list_fields(const db::Relation &relation, Form form) {
   rows.print();
 }
 
-int show(const Options &options) {
+int show(const SchemaOptions &options) {
   if (options.schema.empty()) {
     list_schemas(options.form);
     return kOk;
@@ -105,7 +105,7 @@ int show(const Options &options) {
 }  // namespace
 
 void add_schema(CLI::App &app, Action &action) {
-  auto options = std::make_shared<Options>();
+  auto options = std::make_shared<SchemaOptions>();
   CLI::App *command = app.add_subcommand(
       "schema", "Shows the schemas, the tables of one, or the fields of a table");
   command->add_option("schema", options->schema, "css3.0, kbcore or another");

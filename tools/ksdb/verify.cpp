@@ -12,7 +12,7 @@
 namespace ksutil::tools {
 namespace {
 
-struct Options {
+struct VerifyOptions {
   std::string database;
   long limit = 5;
   bool quiet = false;
@@ -65,7 +65,7 @@ bool read_tables(const OpenDatabase &database, Tables &tables) {
   return good;
 }
 
-int verify(const Options &options) {
+int verify(const VerifyOptions &options) {
   const OpenDatabase database(options.database, "r");
   if (!database) return kFailure;
   Tables tables;
@@ -95,7 +95,7 @@ int verify(const Options &options) {
 }  // namespace
 
 void add_verify(CLI::App &app, Action &action) {
-  auto options = std::make_shared<Options>();
+  auto options = std::make_shared<VerifyOptions>();
   CLI::App *command = app.add_subcommand(
       "verify",
       "Checks that records are readable, ids unique, references resolved and load\n"

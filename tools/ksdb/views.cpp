@@ -11,7 +11,7 @@
 namespace ksutil::tools {
 namespace {
 
-struct Options {
+struct ViewsOptions {
   std::string database, tables, expression, where;
   std::vector<std::string> joined, keys, lkeys, rkeys, fields;
   long limit = LONG_MAX;
@@ -37,7 +37,7 @@ class TextList {
   Tbl *list_;
 };
 
-int print(Dbptr view, const Options &options) {
+int print(Dbptr view, const ViewsOptions &options) {
   long count = 0;
   ViewFields fields;
   if (view.table < 0 || dbquery(view, dbq_record_count, &count) < 0 ||
@@ -58,14 +58,14 @@ int print(Dbptr view, const Options &options) {
   return good ? kOk : kFailure;
 }
 
-int subset(const Options &options) {
+int subset(const ViewsOptions &options) {
   const OpenDatabase database(options.database, "r");
   const Dbptr view = open_view(database, options.tables, options.where);
   if (view.table < 0) return kFailure;
   return print(dbsubset(view, options.expression.c_str()), options);
 }
 
-int sort(const Options &options) {
+int sort(const ViewsOptions &options) {
   const OpenDatabase database(options.database, "r");
   const Dbptr view = open_view(database, options.tables, options.where);
   if (view.table < 0) return kFailure;
@@ -76,7 +76,7 @@ int sort(const Options &options) {
                options);
 }
 
-int join(const Options &options) {
+int join(const ViewsOptions &options) {
   if (options.joined.size() != 2 && !(options.lkeys.empty() && options.rkeys.empty())) {
     complain("keys can be given for two tables only");
     return kUsage;
@@ -97,7 +97,7 @@ int join(const Options &options) {
   return print(view, options);
 }
 
-int group(const Options &options) {
+int group(const ViewsOptions &options) {
   const OpenDatabase database(options.database, "r");
   const Dbptr view = open_view(database, options.tables, options.where);
   if (view.table < 0) return kFailure;
@@ -132,8 +132,8 @@ int group(const Options &options) {
 }
 
 CLI::App *add_command(CLI::App &app, Action &action, const char *name,
-                      const char *description, int (*run_command)(const Options &),
-                      std::shared_ptr<Options> options) {
+                      const char *description, int (*run_command)(const ViewsOptions &),
+                      std::shared_ptr<ViewsOptions> options) {
   CLI::App *command = app.add_subcommand(name, description);
   command->add_option("database", options->database, "path/name")->required();
   command->add_option("--where", options->where,
@@ -147,12 +147,12 @@ CLI::App *add_command(CLI::App &app, Action &action, const char *name,
   return command;
 }
 
-void add_tables(CLI::App &command, Options &options) {
+void add_tables(CLI::App &command, ViewsOptions &options) {
   command.add_option("tables", options.tables, "A table, or several: origin+assoc")
       ->required();
 }
 
-void add_fields(CLI::App &command, Options &options) {
+void add_fields(CLI::App &command, ViewsOptions &options) {
   command.add_option("--fields", options.fields, "Names of fields, by commas")
       ->delimiter(',');
 }
@@ -160,7 +160,7 @@ void add_fields(CLI::App &command, Options &options) {
 }  // namespace
 
 void add_views(CLI::App &app, Action &action) {
-  auto options = std::make_shared<Options>();
+  auto options = std::make_shared<ViewsOptions>();
   CLI::App *command = add_command(app, action, "subset",
                                   "Prints the records for which an expression is true",
                                   subset, options);
@@ -168,7 +168,7 @@ void add_views(CLI::App &app, Action &action) {
   command->add_option("expression", options->expression)->required();
   add_fields(*command, *options);
 
-  options = std::make_shared<Options>();
+  options = std::make_shared<ViewsOptions>();
   command = add_command(app, action, "sort", "Prints the records in the order of keys",
                         sort, options);
   add_tables(*command, *options);
@@ -177,7 +177,7 @@ void add_views(CLI::App &app, Action &action) {
   command->add_flag("--reverse", options->reverse, "The greatest first");
   command->add_flag("--unique", options->unique, "The first of equal ones only");
 
-  options = std::make_shared<Options>();
+  options = std::make_shared<ViewsOptions>();
   command =
       add_command(app, action, "join",
                   "Prints the records of tables that belong together", join, options);
@@ -193,7 +193,7 @@ void add_views(CLI::App &app, Action &action) {
   command->add_option("--right-keys", options->rkeys, "The same of the table joined")
       ->delimiter(',');
 
-  options = std::make_shared<Options>();
+  options = std::make_shared<ViewsOptions>();
   command = add_command(app, action, "group",
                         "Prints the values of keys and how many records have them",
                         group, options);

@@ -7,7 +7,7 @@
 namespace ksutil::tools {
 namespace {
 
-struct Options {
+struct DiffOptions {
   std::string database1, database2;
 };
 
@@ -18,7 +18,7 @@ Table<EVEvent> events_of(EVServer &server) {
   return events;
 }
 
-int diff(const Options &options) {
+int diff(const DiffOptions &options) {
   EVServer server1(options.database1, 0, 0, -1), server2(options.database2, 0, 0, -1);
   Table<EVEvent> events1 = events_of(server1), events2 = events_of(server2);
   server1.print(&events1, &events2, "");
@@ -28,7 +28,7 @@ int diff(const Options &options) {
 }  // namespace
 
 void add_diff(CLI::App &app, Action &action) {
-  auto options = std::make_shared<Options>();
+  auto options = std::make_shared<DiffOptions>();
   CLI::App *command = app.add_subcommand(
       "diff", "Prints the events, and fields of events, in which two databases differ");
   command->add_option("database1", options->database1, "the older: path/name")

@@ -13,7 +13,7 @@
 namespace ksutil::tools {
 namespace {
 
-struct Options {
+struct ListOptions {
   std::string database, where, sort, columns;
   bool reverse = false;
   int max_events = 0;
@@ -22,7 +22,7 @@ struct Options {
 
 class Lister {
  public:
-  Lister(const Options &options, EVServer &server, const OriginReader &origins)
+  Lister(const ListOptions &options, EVServer &server, const OriginReader &origins)
       : options_(options), server_(server), client_(&server), lines_(origins) {}
   ~Lister() { server_.deregisterClient(&client_); }
   Lister(const Lister &) = delete;
@@ -94,7 +94,7 @@ class Lister {
     return found;
   }
 
-  const Options &options_;
+  const ListOptions &options_;
   EVServer &server_;
   EVClient client_;
   EventLines lines_;
@@ -103,7 +103,7 @@ class Lister {
   bool good_ = true;  // whether every query could be answered
 };
 
-int list(const Options &options) {
+int list(const ListOptions &options) {
   OriginReader origins;
   if (!origins.open(options.database)) return kFailure;
   EVServer server(options.database, 0, options.max_events, -1);
@@ -113,7 +113,7 @@ int list(const Options &options) {
 }  // namespace
 
 void add_list(CLI::App &app, Action &action) {
-  auto options = std::make_shared<Options>();
+  auto options = std::make_shared<ListOptions>();
   CLI::App *command = app.add_subcommand(
       "list", "Lists the events with their preferred origins and magnitudes");
   command->add_option("database", options->database, "path/name")->required();

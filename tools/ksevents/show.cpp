@@ -9,7 +9,7 @@
 namespace ksutil::tools {
 namespace {
 
-struct Options {
+struct ShowOptions {
   std::string database;
   long evid = -1;
 };
@@ -41,7 +41,7 @@ void print_tree(EVServer &server, EVEvent &event) {
   }
 }
 
-int show(const Options &options) {
+int show(const ShowOptions &options) {
   EVServer server(options.database, 0, 1, -1);
   EVClient client(&server);
   EVEvent event;
@@ -60,7 +60,7 @@ int show(const Options &options) {
 }  // namespace
 
 void add_show(CLI::App &app, Action &action) {
-  auto options = std::make_shared<Options>();
+  auto options = std::make_shared<ShowOptions>();
   CLI::App *command = app.add_subcommand(
       "show",
       "Prints an event with its origins, magnitudes, moment tensors, associations and\n"

@@ -12,7 +12,7 @@
 namespace ksutil::tools {
 namespace {
 
-struct Options {
+struct ViewOptions {
   std::string database;
   long evid = -1;
   bool best = false, json = false;
@@ -71,7 +71,7 @@ std::string when(double time) {
 /* Reads an event through a view and shows it; failures are in the error register. */
 class Viewer {
  public:
-  explicit Viewer(const Options &options) : options_(options), view_(nullptr) {}
+  explicit Viewer(const ViewOptions &options) : options_(options), view_(nullptr) {}
   ~Viewer() { view_.freeEvent(event_); }
   Viewer(const Viewer &) = delete;
   Viewer &operator=(const Viewer &) = delete;
@@ -191,18 +191,18 @@ class Viewer {
     std::puts(event.dump(1, ' ', false, Json::error_handler_t::replace).c_str());
   }
 
-  const Options &options_;
+  const ViewOptions &options_;
   KSEventView view_;
   KSEVEvent *event_ = nullptr;
   bool good_ = true;  // whether every station could be looked up
 };
 
-int view(const Options &options) { return Viewer(options).run(); }
+int view(const ViewOptions &options) { return Viewer(options).run(); }
 
 }  // namespace
 
 void add_view(CLI::App &app, Action &action) {
-  auto options = std::make_shared<Options>();
+  auto options = std::make_shared<ViewOptions>();
   CLI::App *command = app.add_subcommand(
       "view",
       "Shows an event with the residuals, distances and azimuths of its associations\n"

@@ -19,7 +19,7 @@
 namespace ksutil::tools {
 namespace {
 
-struct Options {
+struct WatchOptions {
   std::string database;
   double interval = 2.0;
   int max_events = 0;
@@ -131,7 +131,7 @@ class Watcher : public EVClient {
   std::mutex output_;
 };
 
-int watch(const Options &options) {
+int watch(const WatchOptions &options) {
   /* Blocked before the server starts its threads, so that only sigwait takes them. */
   sigset_t ending;
   sigemptyset(&ending);
@@ -153,7 +153,7 @@ int watch(const Options &options) {
 }  // namespace
 
 void add_watch(CLI::App &app, Action &action) {
-  auto options = std::make_shared<Options>();
+  auto options = std::make_shared<WatchOptions>();
   CLI::App *command = app.add_subcommand(
       "watch", "Follows a database and prints each change; ends on SIGINT or SIGTERM");
   command->add_option("database", options->database, "path/name")->required();

@@ -11,7 +11,7 @@
 namespace ksutil::tools {
 namespace {
 
-struct Options {
+struct EvalOptions {
   std::string file, points, mode = "bilinear", model = "iasp91";
   int grid = 0, frame = 0;
   std::vector<double> x, y;
@@ -29,7 +29,7 @@ struct Points {
   }
 };
 
-bool collect(const Options &options, Points &points) {
+bool collect(const EvalOptions &options, Points &points) {
   for (std::size_t i = 0; i < options.x.size(); i++) {
     if (!fits_float(options.x[i]) || !fits_float(options.y[i])) {
       complain("a coordinate is out of the range of single precision");
@@ -46,7 +46,7 @@ bool collect(const Options &options, Points &points) {
   return true;
 }
 
-int eval(const Options &options) {
+int eval(const EvalOptions &options) {
   Points points;
   Grid grid;
   int frame = 0;
@@ -81,7 +81,7 @@ int eval(const Options &options) {
 }  // namespace
 
 void add_eval(CLI::App &app, Action &action) {
-  auto options = std::make_shared<Options>();
+  auto options = std::make_shared<EvalOptions>();
   CLI::App *command = app.add_subcommand(
       "eval", "Evaluates a frame at points; a point without a value is left blank");
   command->add_option("file", options->file, "- for standard input")->required();

@@ -18,7 +18,7 @@ namespace {
 
 using Json = nlohmann::ordered_json;
 
-struct Options {
+struct InfoOptions {
   std::string file;
   bool json = false;
 };
@@ -105,7 +105,7 @@ Json json(const KSGrid &grid) {
   return object;
 }
 
-int info(const Options &options) {
+int info(const InfoOptions &options) {
   GridFile file;
   if (!file.open(options.file)) return kFailure;
   Grid grid;
@@ -132,7 +132,7 @@ int info(const Options &options) {
 }  // namespace
 
 void add_info(CLI::App &app, Action &action) {
-  auto options = std::make_shared<Options>();
+  auto options = std::make_shared<InfoOptions>();
   CLI::App *command = app.add_subcommand(
       "info", "Shows the axes, frames, extremes and texts of every grid of a file");
   command->add_option("file", options->file, "- for standard input")->required();

@@ -22,7 +22,7 @@ namespace {
 /* Points that fill less of their mesh than one in so many are no mesh. */
 constexpr std::size_t kSparsest = 100;
 
-struct Options {
+struct MakeOptions {
   std::string table, output, name, xname, time = "1970-01-01";
   std::vector<std::string> xtexts, ytexts, texts;
   double dt = 1.0;
@@ -92,7 +92,7 @@ const char *text_at(const std::vector<std::string> &texts, std::size_t i) {
   return i < texts.size() ? texts[i].c_str() : nullptr;
 }
 
-int make(const Options &options) {
+int make(const MakeOptions &options) {
   double time = 0.0;
   if (!parse_real(options.time, time) && !parse_date_text(options.time, time)) {
     complain("'" + options.time + "' is no time");
@@ -131,7 +131,7 @@ int make(const Options &options) {
 }  // namespace
 
 void add_make(CLI::App &app, Action &action) {
-  auto options = std::make_shared<Options>();
+  auto options = std::make_shared<MakeOptions>();
   CLI::App *command = app.add_subcommand("make", "Makes a grid from a table of points");
   command
       ->add_option("table", options->table,

@@ -12,7 +12,7 @@
 namespace ksutil::tools {
 namespace {
 
-struct Options {
+struct PlotOptions {
   std::string file, output, title, x_label, y_label, label;
   int grid = 0;
   std::vector<int> frames{0};
@@ -56,7 +56,7 @@ std::string frame_title(const KSGrid &grid, int frame) {
   return grid.time == 0.0 ? number : number + ", " + time_text(time);
 }
 
-int draw(const Options &options) {
+int draw(const PlotOptions &options) {
   Grid grid;
   if (!read_grid(options.file, options.grid, grid)) return kFailure;
   if (ksgrid_order(grid.get()) != 0) return kFailure;
@@ -89,7 +89,7 @@ int draw(const Options &options) {
 }  // namespace
 
 void add_plot(CLI::App &app, Action &action) {
-  auto options = std::make_shared<Options>();
+  auto options = std::make_shared<PlotOptions>();
   CLI::App *command = app.add_subcommand(
       "plot", "Draws frames as maps of colours, with axes and a scale");
   command->add_option("file", options->file, "- for standard input")->required();

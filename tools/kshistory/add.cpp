@@ -11,7 +11,7 @@
 namespace ksutil::tools {
 namespace {
 
-struct Options {
+struct AddOptions {
   std::string file, time;
   double value = 0.0;
   int max = 0;  // 0: as it was
@@ -30,7 +30,7 @@ long maximum_of(const std::string &file) {
   return maximum;
 }
 
-int add(const Options &options) {
+int add(const AddOptions &options) {
   double time = 0.0;
   if (!parse_time(options.time, time)) return kFailure;
   const long max = options.max > 0 ? options.max : maximum_of(options.file);
@@ -51,7 +51,7 @@ int add(const Options &options) {
 }  // namespace
 
 void add_add(CLI::App &app, Action &action) {
-  auto options = std::make_shared<Options>();
+  auto options = std::make_shared<AddOptions>();
   CLI::App *command = app.add_subcommand("add", "Appends an entry to a history");
   command->add_option("file", options->file, "history file; made with --max")
       ->required();

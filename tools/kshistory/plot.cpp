@@ -11,12 +11,13 @@ namespace {
 /* Entries are marked as long as their marks can be told apart. */
 constexpr std::size_t kMaxMarks = 100;
 
-struct Options {
+struct PlotOptions {
   std::string file, picture, title, label = "value";
   bool numbers = false;
 };
 
-plot::Figure draw(const Options &options, const std::vector<KSHistoryEntry> &entries) {
+plot::Figure draw(const PlotOptions &options,
+                  const std::vector<KSHistoryEntry> &entries) {
   plot::Figure figure;
   figure.title = options.title.empty() ? options.file : options.title;
   plot::Panel &panel = figure.panels.emplace_back();
@@ -41,7 +42,7 @@ plot::Figure draw(const Options &options, const std::vector<KSHistoryEntry> &ent
   return figure;
 }
 
-int plot_history(const Options &options) {
+int plot_history(const PlotOptions &options) {
   std::vector<KSHistoryEntry> entries;
   if (!read_entries(options.file, entries)) return kFailure;
   if (entries.empty()) {
@@ -55,7 +56,7 @@ int plot_history(const Options &options) {
 }  // namespace
 
 void add_plot(CLI::App &app, Action &action) {
-  auto options = std::make_shared<Options>();
+  auto options = std::make_shared<PlotOptions>();
   CLI::App *command = app.add_subcommand("plot", "Draws a history over time");
   command->add_option("file", options->file, "history file")->required();
   command->add_option("-o,--output", options->picture, "The picture: .svg or .png")

@@ -9,7 +9,7 @@
 namespace ksutil::tools {
 namespace {
 
-struct Options {
+struct ShowOptions {
   std::string file, at;
   bool numbers = false;
   Form form = Form::kText;
@@ -28,7 +28,7 @@ bool evaluate(const std::vector<KSHistoryEntry> &entries, double time, double &v
   return kshistory_eval(tag, &value, time) == 0;
 }
 
-int show(const Options &options) {
+int show(const ShowOptions &options) {
   std::vector<KSHistoryEntry> entries;
   if (!read_entries(options.file, entries)) return kFailure;
   if (!options.at.empty()) {
@@ -54,7 +54,7 @@ int show(const Options &options) {
 }  // namespace
 
 void add_show(CLI::App &app, Action &action) {
-  auto options = std::make_shared<Options>();
+  auto options = std::make_shared<ShowOptions>();
   CLI::App *command =
       app.add_subcommand("show", "Lists the entries of a history, or tells its value");
   command->add_option("file", options->file, "history file")->required();

@@ -7,7 +7,7 @@
 namespace ksutil::tools {
 namespace {
 
-struct Options {
+struct CheckOptions {
   std::string file, rules;
   bool search = false;
   Form form = Form::kText;
@@ -27,7 +27,7 @@ void print_lines(const Table<KSPf_Violation> &violations) {
   }
 }
 
-int check(const Options &options) {
+int check(const CheckOptions &options) {
   KSPf rules, pf;
   KSPf_Constraint constraint;
   Table<KSPf_Violation> violations;
@@ -55,7 +55,7 @@ int check(const Options &options) {
 }  // namespace
 
 void add_check(CLI::App &app, Action &action) {
-  const auto options = std::make_shared<Options>();
+  const auto options = std::make_shared<CheckOptions>();
   CLI::App *command =
       app.add_subcommand("check", "List what violates the constraints of a file");
   command->add_option("file", options->file, "Parameter file, - for standard input")

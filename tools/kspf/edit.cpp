@@ -5,14 +5,14 @@
 namespace ksutil::tools {
 namespace {
 
-struct Options {
+struct EditOptions {
   std::string file, path, value;
   bool block = false;
 };
 
 enum class Edit { kSet, kInsert, kDelete };
 
-int apply(KSPf &pf, const Options &options, Edit edit) {
+int apply(KSPf &pf, const EditOptions &options, Edit edit) {
   switch (edit) {
     case Edit::kSet:
       return options.block ? pf.setWritten(options.path, options.value)
@@ -27,7 +27,7 @@ int apply(KSPf &pf, const Options &options, Edit edit) {
 }
 
 /* A file that already says what it should is not written again. */
-int edit_file(const Options &options, Edit edit) {
+int edit_file(const EditOptions &options, Edit edit) {
   KSPf pf;
   std::string before, after;
   if (pf.readFile(options.file) != 0 || pf.text(before) != 0 ||
@@ -39,7 +39,7 @@ int edit_file(const Options &options, Edit edit) {
 
 void add(CLI::App &app, Action &action, const char *name, const char *description,
          Edit edit) {
-  const auto options = std::make_shared<Options>();
+  const auto options = std::make_shared<EditOptions>();
   CLI::App *command = app.add_subcommand(name, description);
   command->add_option("file", options->file, "Parameter file, which is replaced")
       ->required();

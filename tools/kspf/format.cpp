@@ -5,12 +5,12 @@
 namespace ksutil::tools {
 namespace {
 
-struct Options {
+struct FormatOptions {
   std::string file;
   bool in_place = false, check = false;
 };
 
-int format(const Options &options) {
+int format(const FormatOptions &options) {
   KSPf pf;
   std::string before, after;
   if (!read_input(options.file, false, pf) || pf.text(before) != 0 ||
@@ -29,7 +29,7 @@ int format(const Options &options) {
 }  // namespace
 
 void add_format(CLI::App &app, Action &action) {
-  const auto options = std::make_shared<Options>();
+  const auto options = std::make_shared<FormatOptions>();
   CLI::App *command = app.add_subcommand(
       "format", "Print a file in the usual layout, with its comments");
   command->add_option("file", options->file, "Parameter file, - for standard input")

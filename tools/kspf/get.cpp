@@ -8,7 +8,7 @@
 namespace ksutil::tools {
 namespace {
 
-struct Options {
+struct GetOptions {
   std::string file, path, fallback;
   bool json = false, search = false;
 };
@@ -55,7 +55,7 @@ int print(Pf *tree, bool json) {
   return kOk;
 }
 
-int get(const Options &options, bool has_fallback) {
+int get(const GetOptions &options, bool has_fallback) {
   KSPf pf;
   if (!read_input(options.file, options.search, pf)) return kFailure;
   std::string path = options.path;
@@ -75,7 +75,7 @@ int get(const Options &options, bool has_fallback) {
 }  // namespace
 
 void add_get(CLI::App &app, Action &action) {
-  const auto options = std::make_shared<Options>();
+  const auto options = std::make_shared<GetOptions>();
   CLI::App *command = app.add_subcommand("get", "Print a value");
   command->add_option("file", options->file, "Parameter file, - for standard input")
       ->required();

@@ -6,13 +6,13 @@
 namespace ksutil::tools {
 namespace {
 
-struct Options {
+struct MergeOptions {
   std::vector<std::string> files;
   std::string output;
   bool append_tables = false, keep_present = false;
 };
 
-int merge(const Options &options) {
+int merge(const MergeOptions &options) {
   const int flags = (options.append_tables ? KSPF_APPEND_TABLES : 0) |
                     (options.keep_present ? KSPF_KEEP_PRESENT : 0);
   KSPf merged;
@@ -31,7 +31,7 @@ int merge(const Options &options) {
 }  // namespace
 
 void add_merge(CLI::App &app, Action &action) {
-  const auto options = std::make_shared<Options>();
+  const auto options = std::make_shared<MergeOptions>();
   CLI::App *command =
       app.add_subcommand("merge", "Print files as one, later over earlier");
   command->add_option("files", options->files, "Parameter files")->required();

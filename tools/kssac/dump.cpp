@@ -19,7 +19,7 @@
 namespace ksutil::tools {
 namespace {
 
-struct Options {
+struct DumpOptions {
   std::string file;
   bool epoch = false, relative = false;
   Form form = Form::kText;
@@ -76,7 +76,7 @@ class SampleTimes {
   std::vector<float> times_;
 };
 
-int dump(const Options &options) {
+int dump(const DumpOptions &options) {
   const KssacPtr kssac = read_sac(options.file);
   SampleTimes times;
   if (kssac == nullptr || !times.open(kssac.get(), options.file)) return kFailure;
@@ -115,7 +115,7 @@ int dump(const Options &options) {
 }  // namespace
 
 void add_dump(CLI::App &app, Action &action) {
-  auto options = std::make_shared<Options>();
+  auto options = std::make_shared<DumpOptions>();
   CLI::App *command = app.add_subcommand("dump", "Prints the samples with their times");
   command->add_option("file", options->file, "SAC file")->required();
   CLI::Option *epoch =

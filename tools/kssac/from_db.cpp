@@ -21,7 +21,7 @@
 namespace ksutil::tools {
 namespace {
 
-struct Options {
+struct FromDbOptions {
   std::string database, where, directory = ".", start, end;
   long orid = -1;
   bool calibrate = false, force = false, quiet = false;
@@ -60,7 +60,8 @@ std::string file_name(KSSac *kssac, double time) {
 /* Copies waveforms of one database into files. */
 class Extraction {
  public:
-  Extraction(const Options &options, Dbptr rows, Dbptr origin, const Window &window)
+  Extraction(const FromDbOptions &options, Dbptr rows, Dbptr origin,
+             const Window &window)
       : options_(options), join_(rows), origin_(origin), window_(window) {}
 
   /* Writes the file of one row; false with messages. */
@@ -111,7 +112,7 @@ class Extraction {
     return true;
   }
 
-  const Options &options_;
+  const FromDbOptions &options_;
   StationJoin join_;
   const Dbptr origin_;
   const Window window_;
@@ -134,7 +135,7 @@ bool find_origin(const OpenDatabase &database, long orid, Dbptr &origin) {
   return true;
 }
 
-int from_db(const Options &options) {
+int from_db(const FromDbOptions &options) {
   Window window;
   if (!parse_time(options.start, window.start) ||
       !parse_time(options.end, window.end)) {
@@ -171,7 +172,7 @@ int from_db(const Options &options) {
 }  // namespace
 
 void add_from_db(CLI::App &app, Action &action) {
-  auto options = std::make_shared<Options>();
+  auto options = std::make_shared<FromDbOptions>();
   CLI::App *command =
       app.add_subcommand("from-db", "Writes the waveforms of a database to SAC files");
   command->add_option("database", options->database, "path/name")->required();

@@ -14,7 +14,7 @@
 namespace ksutil::tools {
 namespace {
 
-struct Options {
+struct HeaderOptions {
   std::vector<std::string> files;
   bool all = false;
   Form form = Form::kText;
@@ -100,7 +100,7 @@ nlohmann::ordered_json json_of(const std::string &path,
   return object;
 }
 
-int header(const Options &options) {
+int header(const HeaderOptions &options) {
   int result = kOk;
   auto list = nlohmann::ordered_json::array();
   Rows rows({{"file"}, {"name"}, {"value"}}, options.form);
@@ -133,7 +133,7 @@ int header(const Options &options) {
 }  // namespace
 
 void add_header(CLI::App &app, Action &action) {
-  auto options = std::make_shared<Options>();
+  auto options = std::make_shared<HeaderOptions>();
   CLI::App *command =
       app.add_subcommand("header", "Prints the header variables that are set");
   command->add_option("files", options->files, "SAC files")->required();

@@ -11,7 +11,7 @@
 namespace ksutil::tools {
 namespace {
 
-struct Options {
+struct PlotOptions {
   std::vector<std::string> files;
   std::string output, title;
   bool relative = false;
@@ -86,7 +86,7 @@ plot::Panel panel_of(const Seismogram &seismogram, bool absolute) {
   return panel;
 }
 
-int draw(const Options &options) {
+int draw(const PlotOptions &options) {
   std::vector<Seismogram> seismograms;
   bool absolute = !options.relative;
   for (const std::string &file : options.files) {
@@ -108,7 +108,7 @@ int draw(const Options &options) {
 }  // namespace
 
 void add_sac_plot(CLI::App &app, Action &action) {
-  auto options = std::make_shared<Options>();
+  auto options = std::make_shared<PlotOptions>();
   CLI::App *command = app.add_subcommand(
       "plot", "Draws seismograms with their picks, one below another");
   command->add_option("files", options->files, "SAC files")->required();

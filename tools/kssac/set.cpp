@@ -13,7 +13,7 @@
 namespace ksutil::tools {
 namespace {
 
-struct Options {
+struct SetOptions {
   std::string file;
   std::vector<std::string> assignments;
 };
@@ -63,7 +63,7 @@ bool assign_all(KSSac *kssac, const std::vector<std::string> &assignments) {
   return true;
 }
 
-int set(const Options &options) {
+int set(const SetOptions &options) {
   const KssacPtr kssac = read_sac(options.file);
   if (kssac == nullptr || !assign_all(kssac.get(), options.assignments))
     return kFailure;
@@ -84,7 +84,7 @@ int set(const Options &options) {
 }  // namespace
 
 void add_set(CLI::App &app, Action &action) {
-  auto options = std::make_shared<Options>();
+  auto options = std::make_shared<SetOptions>();
   CLI::App *command = app.add_subcommand("set", "Sets header variables");
   command->add_option("file", options->file, "SAC file")->required();
   command

@@ -15,7 +15,7 @@
 namespace ksutil::tools {
 namespace {
 
-struct Options {
+struct SwapOptions {
   std::string input, output;
 };
 
@@ -40,7 +40,7 @@ bool is_sac_file(const std::string &path) {
          (version == 6 || __builtin_bswap32(version) == 6);
 }
 
-int swap(const Options &options) {
+int swap(const SwapOptions &options) {
   if (!is_sac_file(options.input)) {
     complain(options.input + " is no SAC file of version 6");
     return kFailure;
@@ -54,7 +54,7 @@ int swap(const Options &options) {
 }  // namespace
 
 void add_swap(CLI::App &app, Action &action) {
-  auto options = std::make_shared<Options>();
+  auto options = std::make_shared<SwapOptions>();
   CLI::App *command =
       app.add_subcommand("swap", "Writes a file in the other byte order");
   command->add_option("input", options->input, "SAC file of either byte order")

@@ -17,7 +17,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-struct Options {
+struct ToDbOptions {
   std::vector<std::string> files;
   std::string database, create;
   bool quiet = false;
@@ -203,7 +203,7 @@ class Entry {
                            {"sta", "chan", "ondate::offdate"}};
 };
 
-int to_db(const Options &options) {
+int to_db(const ToDbOptions &options) {
   if (!options.create.empty() &&
       dbcreate(options.database.c_str(), options.create.c_str()) != 0) {
     return kFailure;
@@ -227,7 +227,7 @@ int to_db(const Options &options) {
 }  // namespace
 
 void add_to_db(CLI::App &app, Action &action) {
-  auto options = std::make_shared<Options>();
+  auto options = std::make_shared<ToDbOptions>();
   CLI::App *command = app.add_subcommand(
       "to-db", "Enters SAC files into a database, which points to them");
   /* One list: a variable number of files in front leaves nothing for a second option. */

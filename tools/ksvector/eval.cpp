@@ -10,7 +10,7 @@ namespace {
 
 constexpr long kMaxCount = 100'000'000;
 
-struct Options {
+struct EvalOptions {
   std::string file;
   std::vector<double> at;
   double from = 0.0, to = 0.0;
@@ -27,7 +27,7 @@ bool evaluate(Vector &vector, double x, std::vector<double> &y, Rows &output) {
   return true;
 }
 
-int eval(const Options &options) {
+int eval(const EvalOptions &options) {
   Vector vector;
   if (!vector.read(options.file, options.source)) return kFailure;
   Rows output(point_columns(vector->ny, false), options.form);
@@ -49,7 +49,7 @@ int eval(const Options &options) {
 }  // namespace
 
 void add_eval(CLI::App &app, Action &action) {
-  auto options = std::make_shared<Options>();
+  auto options = std::make_shared<EvalOptions>();
   CLI::App *command =
       app.add_subcommand("eval", "Interpolates between the points of a file");
   command->add_option("file", options->file)->required();

@@ -8,7 +8,7 @@
 namespace ksutil::tools {
 namespace {
 
-struct Options {
+struct InfoOptions {
   std::vector<std::string> files;
   SourceOptions source;
   Form form = Form::kText;
@@ -32,7 +32,7 @@ bool add_facts(const std::string &file, const SourceOptions &source, Rows &outpu
   return true;
 }
 
-int info(const Options &options) {
+int info(const InfoOptions &options) {
   Rows output({{"file"},
                {"kind"},
                {"points", true, true},
@@ -53,7 +53,7 @@ int info(const Options &options) {
 }  // namespace
 
 void add_info(CLI::App &app, Action &action) {
-  auto options = std::make_shared<Options>();
+  auto options = std::make_shared<InfoOptions>();
   CLI::App *command =
       app.add_subcommand("info", "Prints how many points files have, and their ranges");
   command->add_option("files", options->files)->required();

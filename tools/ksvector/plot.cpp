@@ -15,7 +15,7 @@
 namespace ksutil::tools {
 namespace {
 
-struct Options {
+struct PlotOptions {
   std::vector<std::string> files;
   std::string output, title;
   double width = 900.0;
@@ -75,7 +75,7 @@ std::string name_of(const std::string &file, const std::vector<std::string> &fil
   return same > 1 ? file : last(file).string();
 }
 
-int draw(const Options &options) {
+int draw(const PlotOptions &options) {
   std::vector<std::unique_ptr<Vector>> vectors;
   std::vector<std::unique_ptr<Traces>> blobs;
   std::vector<Curve> responses, tables, series;
@@ -114,7 +114,7 @@ void add_plot(CLI::App &app, Action &action) {
                                                         {"lines", CurveStyle::kLines},
                                                         {"points", CurveStyle::kPoints},
                                                         {"both", CurveStyle::kBoth}};
-  auto options = std::make_shared<Options>();
+  auto options = std::make_shared<PlotOptions>();
   CurveOptions &curves = options->curves;
   CLI::App *command = app.add_subcommand(
       "plot",

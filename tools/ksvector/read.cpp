@@ -7,13 +7,13 @@
 namespace ksutil::tools {
 namespace {
 
-struct Options {
+struct ReadOptions {
   std::string file;
   SourceOptions source;
   Form form = Form::kText;
 };
 
-int read(const Options &options) {
+int read(const ReadOptions &options) {
   Vector vector;
   if (!vector.read(options.file, options.source)) return kFailure;
   print_points(*ksvector_get_vector(vector.tag()), options.form);
@@ -23,7 +23,7 @@ int read(const Options &options) {
 }  // namespace
 
 void add_read(CLI::App &app, Action &action) {
-  auto options = std::make_shared<Options>();
+  auto options = std::make_shared<ReadOptions>();
   CLI::App *command = app.add_subcommand("read", "Prints the points of a file");
   command->add_option("file", options->file)->required();
   add_source_options(*command, options->source);

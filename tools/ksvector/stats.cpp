@@ -9,7 +9,7 @@
 namespace ksutil::tools {
 namespace {
 
-struct Options {
+struct StatsOptions {
   std::vector<std::string> files;
   std::string type;
   SourceOptions source;
@@ -29,7 +29,7 @@ bool goes_with(const Vector &first, const Vector &other) {
   return true;
 }
 
-int stats(const Options &options) {
+int stats(const StatsOptions &options) {
   std::vector<std::unique_ptr<Vector>> vectors;
   const std::unique_ptr<Tbl, FreeList> tags(newtbl(0));
   for (const std::string &file : options.files) {
@@ -53,7 +53,7 @@ int stats(const Options &options) {
 }  // namespace
 
 void add_stats(CLI::App &app, Action &action) {
-  auto options = std::make_shared<Options>();
+  auto options = std::make_shared<StatsOptions>();
   CLI::App *command = app.add_subcommand(
       "stats", "Combines files with the same x values, point by point");
   command->add_option("files", options->files)->required();
