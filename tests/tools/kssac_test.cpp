@@ -163,7 +163,7 @@ TEST(Kssac, FilesGoThroughADatabaseAndBack) {
   const std::string name = "/out/IU.ANMO.BHZ.2009247.010210.004.sac";
   EXPECT_EQ(read_text(folder / name).substr(632),
             bytes.str().substr(632 + 4 * 14, 4 * 11));
-  EXPECT_EQ(kssac(back + " --where \"sta == 'XXX'\"").code, 1);
+  EXPECT_EQ(kssac(back + " --where \"sta == 'NONE'\"").code, 1);
 }
 
 TEST(Kssac, FillsInAnOrigin) {
