@@ -25,7 +25,7 @@ double residual(traveltime::Wave wave, double delta, double depth, double elapse
 
 bool DetectionFields::signal() const {
   constexpr std::array<std::string_view, 5> none = {"-", "ON", "on", "OFF", "off"};
-  return !state.empty() && std::find(none.begin(), none.end(), state) == none.end();
+  return std::find(none.begin(), none.end(), state) == none.end();
 }
 
 std::vector<long> TreeReader::detections_around(double time) const {

@@ -164,6 +164,13 @@ TEST_F(ViewStations, LeavesOutStatesOfTheDetectorAndOtherTimes) {
   for (const char *state : {"-", "ON", "on", "OFF", "off", "D", "Off", "onset"}) {
     db.add_detection("CCC", kTime + 1.0, state);
   }
+  /* Other programs leave the field blank; that is none of the five. */
+  Dbptr row = db.table("detection");
+  row.record = db.add_detection("CCC", kTime + 1.0, "blank");
+  char text[1024];
+  ASSERT_EQ(dbget(row, text), 0);
+  std::string blanked = text;
+  ASSERT_EQ(dbput(row, blanked.replace(blanked.find("blank"), 5, 5, ' ').c_str()), 0);
   for (const double offset : {-10.5, -10.0, 1800.0, 1800.5}) {
     db.add_detection("CCC", kTime + offset, "edge");
   }
@@ -172,7 +179,8 @@ TEST_F(ViewStations, LeavesOutStatesOfTheDetectorAndOtherTimes) {
   for (const auto *detection : records<KSEVDetection>(origin->detections)) {
     states.emplace_back(detection->state);
   }
-  EXPECT_EQ(states, (std::vector<std::string>{"D", "Off", "onset", "edge", "edge"}));
+  EXPECT_EQ(states,
+            (std::vector<std::string>{"D", "Off", "onset", "", "edge", "edge"}));
 }
 
 TEST_F(ViewStations, PutsAStationIntoADetection) {

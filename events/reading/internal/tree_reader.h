@@ -41,8 +41,8 @@ struct DetectionFields {
   std::string_view sta, chan, state;
   double time = 0.0;
 
-  /* False in the states of a detector that is switched on or off, or unknown: no signal
-   * was seen. */
+  /* False in the states "-", "ON", "on", "OFF" and "off", in which no signal was seen; all
+   * others, a blank one too, are detections. */
   bool signal() const;
 };
 
