@@ -11,6 +11,7 @@
 
 #include "formats/kssac.h"
 #include "platform/clock/clock.h"
+#include "tests/support/rows.h"
 #include "tests/tools/scratch.h"
 
 namespace {
@@ -35,7 +36,7 @@ void write_seismogram(const std::string &file, const char *sta, double onset) {
     }
   }
   KSSac *const sac = kssac_create(nullptr, nullptr);
-  kssac_puthdr_kssac(sac, "KSTNM", sta, "KCMPNM", "BHZ", static_cast<char *>(nullptr));
+  kssac_puthdr_kssac(sac, "KSTNM", sta, "KCMPNM", "BHZ", ksutil::test::kEndOfArguments);
   kssac_putdata_kssac(sac, static_cast<long>(samples.size()), samples.data(), "V",
                       kBegin, kRate);
   ASSERT_EQ(kssac_write_to_file_kssac(sac, file.c_str()), 0);

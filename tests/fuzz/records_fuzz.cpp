@@ -1,29 +1,11 @@
 /* Table files of a database: every record is given out as it stands, or refused. */
-#include <stdlib.h>
-
-#include <filesystem>
-#include <fstream>
 #include <vector>
 
 #include "platform/db/db.h"
 #include "tests/fuzz/subject.h"
+#include "tests/support/folder.h"
 
 namespace ksutil::fuzz {
-
-class ScratchDatabase {
- public:
-  ScratchDatabase() {
-    std::string folder = std::filesystem::temp_directory_path() / "ksutil-fuzz-XXXXXX";
-    folder_ = mkdtemp(folder.data());
-  }
-  ~ScratchDatabase() { std::filesystem::remove_all(folder_); }
-  ScratchDatabase(const ScratchDatabase &) = delete;
-  ScratchDatabase &operator=(const ScratchDatabase &) = delete;
-  std::string name() const { return folder_ + "/db"; }
-
- private:
-  std::string folder_;
-};
 
 void read_records(Dbptr table) {
   long count = 0, size = 0;
@@ -45,10 +27,10 @@ void read_records(Dbptr table) {
 }
 
 void read_input(std::string_view input) {
-  static const ScratchDatabase scratch;
-  std::ofstream(scratch.name() + ".origin", std::ios::binary) << input;
+  static const test::TempFolder folder;
+  folder.write("db.origin", std::string(input));
   Dbptr db;
-  if (dbopen_noshare(scratch.name().c_str(), "r", &db) < 0) return;
+  if (dbopen_noshare((folder / "db").c_str(), "r", &db) < 0) return;
   const Dbptr origin = dblookup(db, nullptr, "origin", nullptr, nullptr);
   if (origin.table != dbINVALID) read_records(origin);
   dbclose(db);

@@ -8,8 +8,10 @@
 #include <locale.h>
 
 #include <cstdlib>
-#include <filesystem>
+#include <optional>
 #include <string>
+
+#include "tests/support/folder.h"
 
 class CommaLocale {
  public:
@@ -18,9 +20,8 @@ class CommaLocale {
   }
   ~CommaLocale() {
     setlocale(LC_ALL, previous_.c_str());
-    if (folder_.empty()) return;
+    if (!folder_) return;
     unsetenv("LOCPATH");
-    std::filesystem::remove_all(folder_);
   }
   CommaLocale(const CommaLocale &) = delete;
   CommaLocale &operator=(const CommaLocale &) = delete;
@@ -29,17 +30,16 @@ class CommaLocale {
 
  private:
   bool build() {
-    char name[] = "/tmp/ksutil_locale_XXXXXX";
-    if (mkdtemp(name) == nullptr) return false;
-    folder_ = name;
-    const std::string command =
-        "localedef -i de_DE -f UTF-8 " + folder_ + "/de_DE.UTF-8 >/dev/null 2>&1";
+    folder_.emplace();
+    const std::string command = "localedef -i de_DE -f UTF-8 " + folder_->path() +
+                                "/de_DE.UTF-8 >/dev/null 2>&1";
     if (std::system(command.c_str()) != 0) return false;
-    setenv("LOCPATH", folder_.c_str(), 1);
+    setenv("LOCPATH", folder_->path().c_str(), 1);
     return setlocale(LC_ALL, "de_DE.UTF-8") != nullptr;
   }
 
-  std::string previous_, folder_;
+  std::string previous_;
+  std::optional<ksutil::test::TempFolder> folder_;
   bool ready_ = false;
 };
 

@@ -2,42 +2,19 @@
 #ifndef KSUTIL_TESTS_TOOLS_SCRATCH_H
 #define KSUTIL_TESTS_TOOLS_SCRATCH_H
 
-#include <stdlib.h>
 #include <sys/wait.h>
 
 #include <array>
 #include <cstdio>
-#include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <string>
+
+#include "tests/support/folder.h"
 
 namespace ksutil::tools {
 
-class ScratchFolder {
- public:
-  ScratchFolder() {
-    std::string name = std::filesystem::temp_directory_path() / "ksutil-tools-XXXXXX";
-    path_ = mkdtemp(name.data());
-  }
-  ~ScratchFolder() { std::filesystem::remove_all(path_); }
-  ScratchFolder(const ScratchFolder &) = delete;
-  ScratchFolder &operator=(const ScratchFolder &) = delete;
+using ScratchFolder = test::TempFolder;
 
-  std::string operator/(const std::string &name) const { return path_ + "/" + name; }
-  std::string write(const std::string &name, const std::string &text) const {
-    std::ofstream(*this / name, std::ios::binary) << text;
-    return *this / name;
-  }
-
- private:
-  std::string path_;
-};
-
-inline std::string read_text(const std::string &path) {
-  std::ifstream file(path, std::ios::binary);
-  return {std::istreambuf_iterator<char>(file), {}};
-}
+inline std::string read_text(const std::string &path) { return test::read_file(path); }
 
 struct ProgramRun {
   int code = -1;

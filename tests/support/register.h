@@ -1,0 +1,22 @@
+/* Message register for tests: reads and clears it in one call. */
+#ifndef KSUTIL_TESTS_SUPPORT_REGISTER_H
+#define KSUTIL_TESTS_SUPPORT_REGISTER_H
+
+#include <cstdlib>
+#include <memory>
+#include <string>
+
+#include "platform/elog/elog.h"
+
+namespace ksutil::test {
+
+/* The text of all messages registered so far, of every thread; the register is empty
+ * afterwards. */
+inline std::string taken_messages() {
+  const std::unique_ptr<char, void (*)(void *)> text(elog_string(0), std::free);
+  elog_clear_register(0);
+  return text == nullptr ? "" : text.get();
+}
+
+}  // namespace ksutil::test
+#endif
