@@ -1,6 +1,6 @@
 #include "events/client/internal/record_kinds.h"
 
-#include "events/reading/internal/row_columns.h"
+#include "events/database/internal/row_columns.h"
 #include "events/records.h"
 
 namespace ksutil::events {

@@ -6,7 +6,7 @@
 #include <utility>
 
 #include "core/register.h"
-#include "events/reading/internal/row_columns.h"
+#include "events/database/internal/row_columns.h"
 #include "events/server/internal/code_filters.h"
 #include "events/server/internal/commands.h"
 #include "events/server/internal/list_follower.h"

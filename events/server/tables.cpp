@@ -2,7 +2,7 @@
 #include <string>
 
 #include "core/register.h"
-#include "events/reading/internal/table_change.h"
+#include "events/database/internal/table_change.h"
 #include "events/server/internal/binding.h"
 #include "events/server/internal/list_follower.h"
 #include "platform/db/access.h"

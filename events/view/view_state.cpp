@@ -3,7 +3,7 @@
 #include <utility>
 
 #include "core/register.h"
-#include "events/reading/internal/match_hooks.h"
+#include "events/database/internal/match_hooks.h"
 #include "events/reading/internal/preferred_magnitudes.h"
 #include "events/view/internal/view_reading.h"
 

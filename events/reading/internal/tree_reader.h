@@ -8,11 +8,11 @@
 #include <utility>
 #include <vector>
 
+#include "events/database/internal/row_columns.h"
+#include "events/database/internal/row_result.h"
+#include "events/database/internal/site_index.h"
+#include "events/database/internal/time_index.h"
 #include "events/reading/internal/preferred_magnitudes.h"
-#include "events/reading/internal/reading.h"
-#include "events/reading/internal/row_columns.h"
-#include "events/reading/internal/site_index.h"
-#include "events/reading/internal/time_index.h"
 #include "events/records.h"
 #include "events/vars.h"
 #include "platform/db/key_index.h"

@@ -5,7 +5,7 @@
 
 #include <string>
 
-#include "events/reading/internal/match_hooks.h"
+#include "events/database/internal/match_hooks.h"
 #include "events/server/internal/server_state.h"
 #include "events/vars.h"
 

@@ -9,8 +9,8 @@
 #include <vector>
 
 #include "core/Table.h"
-#include "events/reading/internal/site_index.h"
-#include "events/reading/internal/time_index.h"
+#include "events/database/internal/site_index.h"
+#include "events/database/internal/time_index.h"
 #include "events/reading/internal/tree_reader.h"
 #include "events/records.h"
 #include "platform/db/snapshot.h"

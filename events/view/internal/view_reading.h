@@ -6,7 +6,7 @@
 #include <new>
 
 #include "core/register.h"
-#include "events/reading/internal/reading.h"
+#include "events/database/internal/row_result.h"
 #include "events/reading/internal/tree_reader.h"
 #include "events/view/internal/view_state.h"
 

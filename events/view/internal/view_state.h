@@ -10,12 +10,12 @@
 #include <mutex>
 #include <string>
 
+#include "events/database/internal/site_index.h"
+#include "events/database/internal/time_index.h"
 #include "events/kseventview.h"
-#include "events/reading/internal/site_index.h"
-#include "events/reading/internal/time_index.h"
 #include "events/reading/internal/tree_reader.h"
 #include "events/vars.h"
-#include "events/view/internal/records.h"
+#include "events/view/internal/view_records.h"
 
 namespace ksutil::events {
 
@@ -62,7 +62,7 @@ struct ViewState {
   SiteIndex sites;
   TimeIndex detection_times;
 
-  Records records;
+  ViewRecords records;
   ViewMonitor monitor;
 
   KS_ConfigureCustom dbname_option;

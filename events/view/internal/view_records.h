@@ -1,6 +1,6 @@
 /* Making, counting and freeing the records of a view. */
-#ifndef KSUTIL_EVENTS_VIEW_INTERNAL_RECORDS_H
-#define KSUTIL_EVENTS_VIEW_INTERNAL_RECORDS_H
+#ifndef KSUTIL_EVENTS_VIEW_INTERNAL_VIEW_RECORDS_H
+#define KSUTIL_EVENTS_VIEW_INTERNAL_VIEW_RECORDS_H
 
 #include <atomic>
 #include <memory>
@@ -26,18 +26,18 @@ StationPtr new_station(const char *sta);
 
 /* Makes records of what a TreeReader has read.  Making throws std::bad_alloc; nothing
  * else does. */
-class Records {
+class ViewRecords {
  public:
   template <class Record>
   struct FreeRecord {
-    Records *records;
+    ViewRecords *records;
     void operator()(Record *record) const { records->free(record); }
   };
   template <class Record>
   using Ptr = std::unique_ptr<Record, FreeRecord<Record>>;
   template <class Record>
   struct FreeList {
-    Records *records;
+    ViewRecords *records;
     void operator()(Tbl *list) const { records->free_list<Record>(list); }
   };
   template <class Record>
@@ -133,7 +133,7 @@ class Records {
 };
 
 template <class Record>
-void Records::clear(Record &record) {
+void ViewRecords::clear(Record &record) {
   free_contents(record);
   if (record.counted) --count_of(record);
   record = Record();

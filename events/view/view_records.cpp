@@ -1,4 +1,4 @@
-#include "events/view/internal/records.h"
+#include "events/view/internal/view_records.h"
 
 #include <cstdlib>
 #include <new>
@@ -55,15 +55,15 @@ void read_real(const db::RealColumn &column, std::string_view row, double &value
 }  // namespace
 
 template <class Record>
-Records::Ptr<Record> Records::new_record() {
+ViewRecords::Ptr<Record> ViewRecords::new_record() {
   Ptr<Record> record(new Record, FreeRecord<Record>{this});
   record->counted = true;
   ++count_of(*record);
   return record;
 }
 
-Records::Ptr<KSEVStamag> Records::make(const TreeReader &reader,
-                                       const EVStamag &source) {
+ViewRecords::Ptr<KSEVStamag> ViewRecords::make(const TreeReader &reader,
+                                               const EVStamag &source) {
   auto stamag = new_record<KSEVStamag>();
   stamag->recno_stamag = source.recno_stamag;
   stamag->record_stamag = new_text(source.record_stamag);
@@ -74,8 +74,8 @@ Records::Ptr<KSEVStamag> Records::make(const TreeReader &reader,
   return stamag;
 }
 
-Records::Ptr<KSEVMagnitude> Records::make(const TreeReader &reader,
-                                          const EVMagnitude &source) {
+ViewRecords::Ptr<KSEVMagnitude> ViewRecords::make(const TreeReader &reader,
+                                                  const EVMagnitude &source) {
   auto magnitude = new_record<KSEVMagnitude>();
   magnitude->recno_netmag = source.recno_netmag;
   magnitude->record_netmag = new_text(source.record_netmag);
@@ -86,7 +86,8 @@ Records::Ptr<KSEVMagnitude> Records::make(const TreeReader &reader,
   return magnitude;
 }
 
-Records::Ptr<KSEVMoment> Records::make(const TreeReader &, const EVMoment &source) {
+ViewRecords::Ptr<KSEVMoment> ViewRecords::make(const TreeReader &,
+                                               const EVMoment &source) {
   auto moment = new_record<KSEVMoment>();
   moment->recno_mt = source.recno_mt;
   moment->record_mt = new_text(source.record_mt);
@@ -94,8 +95,8 @@ Records::Ptr<KSEVMoment> Records::make(const TreeReader &, const EVMoment &sourc
   return moment;
 }
 
-Records::Ptr<KSEVAssociation> Records::make(const TreeReader &reader,
-                                            const EVAssociation &source) {
+ViewRecords::Ptr<KSEVAssociation> ViewRecords::make(const TreeReader &reader,
+                                                    const EVAssociation &source) {
   auto association = new_record<KSEVAssociation>();
   association->recno_assoc = source.recno_assoc;
   association->record_assoc = new_text(source.record_assoc);
@@ -113,8 +114,8 @@ Records::Ptr<KSEVAssociation> Records::make(const TreeReader &reader,
   return association;
 }
 
-Records::Ptr<KSEVOrigin> Records::make(const TreeReader &reader,
-                                       const EVOrigin &source) {
+ViewRecords::Ptr<KSEVOrigin> ViewRecords::make(const TreeReader &reader,
+                                               const EVOrigin &source) {
   auto origin = new_record<KSEVOrigin>();
   origin->recno_origin = source.recno_origin;
   origin->record_origin = new_text(source.record_origin);
@@ -138,7 +139,8 @@ Records::Ptr<KSEVOrigin> Records::make(const TreeReader &reader,
   return origin;
 }
 
-Records::Ptr<KSEVEvent> Records::make(const TreeReader &reader, const EVEvent &source) {
+ViewRecords::Ptr<KSEVEvent> ViewRecords::make(const TreeReader &reader,
+                                              const EVEvent &source) {
   auto event = new_record<KSEVEvent>();
   event->recno_event = source.recno_event;
   event->record_event = new_text(source.record_event);
@@ -158,8 +160,8 @@ Records::Ptr<KSEVEvent> Records::make(const TreeReader &reader, const EVEvent &s
   return event;
 }
 
-Records::Ptr<KSEVDetection> Records::make(const EVDetection &source,
-                                          const DetectionFields &fields) {
+ViewRecords::Ptr<KSEVDetection> ViewRecords::make(const EVDetection &source,
+                                                  const DetectionFields &fields) {
   auto detection = new_record<KSEVDetection>();
   detection->recno_detection = source.recno_detection;
   detection->record_detection = new_text(source.record_detection);
@@ -173,35 +175,35 @@ Records::Ptr<KSEVDetection> Records::make(const EVDetection &source,
   return detection;
 }
 
-void Records::free_contents(KSEVStamag &stamag) {
+void ViewRecords::free_contents(KSEVStamag &stamag) {
   std::free(stamag.record_stamag);
   std::free(stamag.magtype);
   std::free(stamag.sta);
 }
 
-void Records::free_contents(KSEVMagnitude &magnitude) {
+void ViewRecords::free_contents(KSEVMagnitude &magnitude) {
   std::free(magnitude.record_netmag);
   std::free(magnitude.magtype);
   free_list<KSEVStamag>(magnitude.stamags);
 }
 
-void Records::free_contents(KSEVMoment &moment) { std::free(moment.record_mt); }
+void ViewRecords::free_contents(KSEVMoment &moment) { std::free(moment.record_mt); }
 
-void Records::free_contents(KSEVAssociation &association) {
+void ViewRecords::free_contents(KSEVAssociation &association) {
   for (char *text : {association.record_assoc, association.record_arrival,
                      association.record_site, association.sta, association.phase}) {
     std::free(text);
   }
 }
 
-void Records::free_contents(KSEVDetection &detection) {
+void ViewRecords::free_contents(KSEVDetection &detection) {
   for (char *text : {detection.record_detection, detection.record_site, detection.sta,
                      detection.chan, detection.state}) {
     std::free(text);
   }
 }
 
-void Records::free_contents(KSEVOrigin &origin) {
+void ViewRecords::free_contents(KSEVOrigin &origin) {
   for (char *text : {origin.record_origin, origin.record_origerr, origin.magtype}) {
     std::free(text);
   }
@@ -212,13 +214,13 @@ void Records::free_contents(KSEVOrigin &origin) {
   free_stations(origin.stations);
 }
 
-void Records::free_contents(KSEVEvent &event) {
+void ViewRecords::free_contents(KSEVEvent &event) {
   std::free(event.record_event);
   std::free(event.magtype);
   free_list<KSEVOrigin>(event.origins);
 }
 
-void Records::free_stations(rbtree *stations) {
+void ViewRecords::free_stations(rbtree *stations) {
   freearr(stations, [](void *station) {
     FreeStation()(static_cast<KSEVOriginStation *>(station));
   });

@@ -74,7 +74,7 @@ int KSEventView::sortEvents(Tbl *events, long order) {
 
 void KSEventView::numbers(long *events, long *origins, long *magnitudes, long *moments,
                           long *associations, long *detections, long *stamags) {
-  const Records::Counts &counts = state_->records.counts();
+  const ViewRecords::Counts &counts = state_->records.counts();
   tell(events, counts.events);
   tell(origins, counts.origins);
   tell(magnitudes, counts.magnitudes);
@@ -107,4 +107,6 @@ void KSEventView::freeDetections(Tbl *detections) {
 void KSEventView::freeStamags(Tbl *stamags) {
   state_->records.free_list<KSEVStamag>(stamags);
 }
-void KSEventView::freeStations(rbtree *stations) { Records::free_stations(stations); }
+void KSEventView::freeStations(rbtree *stations) {
+  ViewRecords::free_stations(stations);
+}

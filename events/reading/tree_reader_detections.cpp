@@ -1,4 +1,4 @@
-/* Detections around an origin and in a window. */
+/* TreeReader: reads the detections around an origin and in a window. */
 #include <algorithm>
 #include <array>
 #include <string_view>

@@ -43,7 +43,7 @@ int read_event_list(ViewState &state, TreeReader &reader, Fallbacks &fallbacks,
     if (result < 0) return view_failure("refreshEvents", "refreshEvent() error");
     if (result != 0) continue;
     fallbacks.note(event);
-    Records::push(list, state.records.make(reader, event));
+    ViewRecords::push(list, state.records.make(reader, event));
   }
   events = list.release();
   return 0;
@@ -68,7 +68,7 @@ int read_associations(ViewState &state, TreeReader &reader, KSEVOrigin &origin) 
   source.orid = origin.orid;
   const int result = messages.note(reader.read_associations(source));
   if (result < 0) return view_failure("refreshAssociations", "cannot read the tables");
-  Records &records = state.records;
+  ViewRecords &records = state.records;
   records.replace(origin.associations,
                   records.make_list<KSEVAssociation>(reader, source.associations));
   return result;
@@ -158,7 +158,7 @@ int KSEventView::refreshStamags(KSEVMagnitude *magnitude) {
         source.record_netmag = magnitude->record_netmag;
         const int result = messages.note(reader.read_stamags(source));
         if (result < 0) return view_failure("refreshStamags", "cannot read the tables");
-        Records &records = state_->records;
+        ViewRecords &records = state_->records;
         records.replace(magnitude->stamags,
                         records.make_list<KSEVStamag>(reader, source.stamags));
         return result;

@@ -1,4 +1,4 @@
-#include "events/reading/internal/table_change.h"
+#include "events/database/internal/table_change.h"
 
 #include "platform/db/access.h"
 

@@ -5,7 +5,7 @@
 #include <new>
 #include <utility>
 
-#include "events/reading/internal/match_hooks.h"
+#include "events/database/internal/match_hooks.h"
 #include "platform/stock/memory.h"
 
 namespace {

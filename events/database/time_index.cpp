@@ -1,9 +1,9 @@
-#include "events/reading/internal/time_index.h"
+#include "events/database/internal/time_index.h"
 
 #include <algorithm>
 
-#include "events/reading/internal/reading.h"
-#include "events/reading/internal/row_columns.h"
+#include "events/database/internal/row_columns.h"
+#include "events/database/internal/row_result.h"
 #include "platform/db/columns.h"
 
 namespace ksutil::events {

@@ -1,5 +1,5 @@
-/* What expanded events have besides: associations and station magnitudes; their detections
- * are in detections.cpp. */
+/* TreeReader: reads the associations and station magnitudes of expanded events.  Their
+ * detections are in tree_reader_detections.cpp. */
 #include <string_view>
 
 #include "events/reading/internal/tree_reader.h"

@@ -1,6 +1,6 @@
 /* Telling how a table has changed since it was last looked at. */
-#ifndef KSUTIL_EVENTS_READING_INTERNAL_TABLE_CHANGE_H
-#define KSUTIL_EVENTS_READING_INTERNAL_TABLE_CHANGE_H
+#ifndef KSUTIL_EVENTS_DATABASE_INTERNAL_TABLE_CHANGE_H
+#define KSUTIL_EVENTS_DATABASE_INTERNAL_TABLE_CHANGE_H
 
 #include <cstdint>
 

@@ -1,6 +1,6 @@
 /* The fields that are read from each table, bound to a layout. */
-#ifndef KSUTIL_EVENTS_READING_INTERNAL_ROW_COLUMNS_H
-#define KSUTIL_EVENTS_READING_INTERNAL_ROW_COLUMNS_H
+#ifndef KSUTIL_EVENTS_DATABASE_INTERNAL_ROW_COLUMNS_H
+#define KSUTIL_EVENTS_DATABASE_INTERNAL_ROW_COLUMNS_H
 
 #include "platform/db/columns.h"
 

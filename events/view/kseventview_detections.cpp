@@ -1,17 +1,19 @@
-/* Detections around an origin and in a span of time. */
+/* KSEventView: reads the detections around an origin or in a span of time, and looks up
+ * the stations of an origin. */
 #include <cmath>
 #include <map>
 #include <string>
 #include <vector>
 
-#include "events/view/internal/stations.h"
+#include "events/view/internal/origin_stations.h"
 #include "events/view/internal/view_reading.h"
 
 namespace ksutil::events {
 namespace {
 
 constexpr const char *kName = "refreshDetections";
-using DetectionPtr = Records::Ptr<KSEVDetection>;
+constexpr const char *kLookup = "lookupStation";
+using DetectionPtr = ViewRecords::Ptr<KSEVDetection>;
 
 /* How far a detection is from what was predicted; what cannot be told is farthest. */
 double misfit(const KSEVDetection &detection) {
@@ -39,9 +41,9 @@ class Collection {
     kept_.push_back(std::move(detection));
   }
 
-  Records::ListPtr<KSEVDetection> take(Records &records) {
+  ViewRecords::ListPtr<KSEVDetection> take(ViewRecords &records) {
     auto list = records.new_list<KSEVDetection>();
-    for (DetectionPtr &detection : kept_) Records::push(list, std::move(detection));
+    for (DetectionPtr &detection : kept_) ViewRecords::push(list, std::move(detection));
     return list;
   }
 
@@ -71,7 +73,7 @@ int each_signal(TreeReader &reader, const std::vector<long> &rows, Visit visit) 
 }
 
 int read_around(ViewState &state, TreeReader &reader, KSEVOrigin &origin, bool best) {
-  Records &records = state.records;
+  ViewRecords &records = state.records;
   Collection collection(best);
   try {
     const int result = each_signal(
@@ -99,7 +101,7 @@ int read_around(ViewState &state, TreeReader &reader, KSEVOrigin &origin, bool b
 
 int read_span(ViewState &state, TreeReader &reader, double time, double span,
               Tbl *&detections) {
-  Records &records = state.records;
+  ViewRecords &records = state.records;
   auto list = records.new_list<KSEVDetection>();
   const int result =
       each_signal(reader, reader.detections_between(time, time + span),
@@ -107,7 +109,7 @@ int read_span(ViewState &state, TreeReader &reader, double time, double span,
                     const int read = reader.read_site(
                         fields.sta, fields.time, source.recno_site, source.record_site);
                     if (read != 0) return view_failure(kName, "dbgetv(site) error");
-                    Records::push(list, records.make(source, fields));
+                    ViewRecords::push(list, records.make(source, fields));
                     return 0;
                   });
   if (result >= 0) detections = list.release();
@@ -130,5 +132,29 @@ int KSEventView::refreshDetections(Tbl **detections, double time, double span) {
   return with_tables(*state_, {kName, "dbmatches(detection) error"}, bind_detections,
                      [&](TreeReader &reader) {
                        return read_span(*state_, reader, time, span, *detections);
+                     });
+}
+
+int KSEventView::lookupStation(KSEVOrigin *origin, const char *sta, double time,
+                               KSEVOriginStation **station) {
+  return with_record(*state_, {kLookup, "dbmatches(site) error"}, origin, bind_sites,
+                     [&](TreeReader &reader) {
+                       KSEVOriginStation *found = nullptr;
+                       const int result =
+                           look_up_station(*state_, reader, *origin, sta, time, found);
+                       if (result >= 0 && station != nullptr) *station = found;
+                       return result;
+                     });
+}
+
+int KSEventView::lookupStation(KSEVDetection *detection, const char *sta,
+                               KSEVOrigin *origin) {
+  return with_record(*state_, {kLookup, "dbmatches(site) error"}, origin, bind_sites,
+                     [&](TreeReader &reader) {
+                       KSEVOriginStation *found = nullptr;
+                       const int result = look_up_station(*state_, reader, *origin, sta,
+                                                          origin->time, found);
+                       if (result >= 0) locate(*detection, *found);
+                       return result;
                      });
 }

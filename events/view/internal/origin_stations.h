@@ -1,6 +1,6 @@
 /* Stations as seen from an origin. */
-#ifndef KSUTIL_EVENTS_VIEW_INTERNAL_STATIONS_H
-#define KSUTIL_EVENTS_VIEW_INTERNAL_STATIONS_H
+#ifndef KSUTIL_EVENTS_VIEW_INTERNAL_ORIGIN_STATIONS_H
+#define KSUTIL_EVENTS_VIEW_INTERNAL_ORIGIN_STATIONS_H
 
 #include "events/view/internal/view_state.h"
 

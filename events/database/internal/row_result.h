@@ -1,6 +1,6 @@
 /* How reading rows ends, and what becomes of its messages. */
-#ifndef KSUTIL_EVENTS_READING_INTERNAL_READING_H
-#define KSUTIL_EVENTS_READING_INTERNAL_READING_H
+#ifndef KSUTIL_EVENTS_DATABASE_INTERNAL_ROW_RESULT_H
+#define KSUTIL_EVENTS_DATABASE_INTERNAL_ROW_RESULT_H
 
 #include <algorithm>
 

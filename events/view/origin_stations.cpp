@@ -1,11 +1,11 @@
-#include "events/view/internal/stations.h"
+#include "events/view/internal/origin_stations.h"
 
 #include <cstdlib>
 #include <new>
 #include <numbers>
 #include <string>
 
-#include "events/reading/internal/row_columns.h"
+#include "events/database/internal/row_columns.h"
 #include "events/view/internal/view_reading.h"
 #include "platform/geo/geo.h"
 #include "platform/stock/text.h"
@@ -112,29 +112,3 @@ void locate(KSEVDetection &detection, const KSEVOriginStation &station) {
 }
 
 }  // namespace ksutil::events
-
-using namespace ksutil::events;
-
-int KSEventView::lookupStation(KSEVOrigin *origin, const char *sta, double time,
-                               KSEVOriginStation **station) {
-  return with_record(*state_, {kName, "dbmatches(site) error"}, origin, bind_sites,
-                     [&](TreeReader &reader) {
-                       KSEVOriginStation *found = nullptr;
-                       const int result =
-                           look_up_station(*state_, reader, *origin, sta, time, found);
-                       if (result >= 0 && station != nullptr) *station = found;
-                       return result;
-                     });
-}
-
-int KSEventView::lookupStation(KSEVDetection *detection, const char *sta,
-                               KSEVOrigin *origin) {
-  return with_record(*state_, {kName, "dbmatches(site) error"}, origin, bind_sites,
-                     [&](TreeReader &reader) {
-                       KSEVOriginStation *found = nullptr;
-                       const int result = look_up_station(*state_, reader, *origin, sta,
-                                                          origin->time, found);
-                       if (result >= 0) locate(*detection, *found);
-                       return result;
-                     });
-}

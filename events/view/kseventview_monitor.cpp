@@ -8,7 +8,7 @@
 #include <cstdlib>
 #include <exception>
 
-#include "events/reading/internal/table_change.h"
+#include "events/database/internal/table_change.h"
 #include "events/view/internal/view_reading.h"
 #include "platform/stock/memory.h"
 

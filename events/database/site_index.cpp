@@ -1,9 +1,9 @@
-#include "events/reading/internal/site_index.h"
+#include "events/database/internal/site_index.h"
 
 #include <limits>
 
-#include "events/reading/internal/reading.h"
-#include "events/reading/internal/row_columns.h"
+#include "events/database/internal/row_columns.h"
+#include "events/database/internal/row_result.h"
 #include "platform/clock/clock.h"
 
 namespace ksutil::events {
