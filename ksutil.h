@@ -9,6 +9,7 @@
 #include "core/named_objects.h"
 #include "core/params.h"
 #include "core/register.h"
+#include "core/version.h"
 #include "events/command.h"
 #include "events/evclient.h"
 #include "events/evserver.h"

@@ -1,5 +1,6 @@
 # The installed library: shared (and static on request), headers, CMake package, pkg-config.
 include(CMakePackageConfigHelpers)
+include(KsutilHeaders)
 
 function(ksutil_library target type)
   add_library(${target} ${type} $<TARGET_OBJECTS:ksutil_objects>)
@@ -7,11 +8,13 @@ function(ksutil_library target type)
   set_target_properties(${target} PROPERTIES
     OUTPUT_NAME ksutil
     VERSION ${PROJECT_VERSION}
-    SOVERSION ${PROJECT_VERSION_MAJOR})
+    # Until 1.0 a minor version may change what programs were linked with.
+    SOVERSION ${PROJECT_VERSION_MAJOR}.${PROJECT_VERSION_MINOR})
   target_compile_features(${target} PUBLIC cxx_std_20)
   target_include_directories(${target} INTERFACE
-    $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}>
-    $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}/ksutil>)
+    $<BUILD_INTERFACE:${KSUTIL_INCLUDE_DIR}>
+    $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>)
+  add_dependencies(${target} ksutil_headers)
   target_link_libraries(${target} PUBLIC Threads::Threads)
   if(KSUTIL_SANITIZE)
     target_link_options(${target} PUBLIC -fsanitize=${KSUTIL_SANITIZE})
@@ -29,12 +32,7 @@ if(KSUTIL_STATIC)
   ksutil_library(ksutil_static STATIC)
 endif()
 
-# Headers install under the names by which they include each other.
-install(FILES ksutil.h DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/ksutil)
-foreach(floor platform core pipeline config objects formats events)
-  install(DIRECTORY ${floor} DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/ksutil
-    FILES_MATCHING PATTERN "*.h" PATTERN "internal" EXCLUDE)
-endforeach()
+install(DIRECTORY ${KSUTIL_INCLUDE_DIR}/ DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
 install(DIRECTORY schemas/ DESTINATION ${CMAKE_INSTALL_DATADIR}/ksutil/schemas)
 
 install(EXPORT ksutilTargets NAMESPACE ksutil::

@@ -1,12 +1,19 @@
-/* A small program against the installed headers: an event database made, served and read
- * through the public interface alone. */
+/* consumer: makes, serves and reads an event database through the installed headers alone.
+ * It has a core/Array.h of its own, which must not meet the library's. */
 #include <ksutil.h>
-#include <unistd.h>
+#include <ksutil/cxx/platform/db/access.h>
+#include <stdlib.h>
 
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 #include <string>
+
+#include "core/Array.h"
+
+#if KSUTIL_VERSION_NUMBER < 100
+#error "the installed headers are of another version"
+#endif
 
 namespace {
 
@@ -14,8 +21,8 @@ bool make_database(const std::string &name) {
   Dbptr db;
   if (dbcreate(name.c_str(), "css3.0") != 0) return false;
   if (dbopen(name.c_str(), "r+", &db) != 0) return false;
-  const bool added = dbaddv(dblookup(db, "", "event", "", ""), "evid", 7L, "prefor",
-                            70L, static_cast<char *>(nullptr)) == 0 &&
+  const bool added = dbaddv(dblookup(db, "", "event", "", ""), "evid", consumer::kEvid,
+                            "prefor", 70L, static_cast<char *>(nullptr)) == 0 &&
                      dbaddv(dblookup(db, "", "origin", "", ""), "orid", 70L, "evid", 7L,
                             "time", 1274385600.0, "lat", 35.0, "lon", -118.0, "depth",
                             10.0, "ml", 3.1, static_cast<char *>(nullptr)) == 0;
@@ -34,7 +41,8 @@ int main() {
     EVClient client(&server);
     EVEvent event;
     client.grabEventsLock();
-    if (client.getEvent(7L, event) == 0 && event.magtype == "ml") result = 0;
+    if (client.getEvent(consumer::kEvid, event) == 0 && event.magtype == "ml")
+      result = 0;
     client.releaseEventsLock();
     server.deregisterClient(&client);
   }

@@ -7,6 +7,7 @@
 #include <exception>
 #include <string>
 
+#include "core/version.h"
 #include "platform/elog/elog.h"
 #include "platform/stock/memory.h"
 
