@@ -12,7 +12,7 @@
 #include <vector>
 
 #include "objects/ksvector.h"
-#include "objects/vector/internal/vector_eval.h"
+#include "objects/vectors/shared/internal/vector_eval.h"
 
 namespace {
 

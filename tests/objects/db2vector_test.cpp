@@ -7,7 +7,7 @@
 
 #include <climits>
 
-#include "objects/internal/plot_labels.h"
+#include "objects/plot/internal/plot_labels.h"
 #include "platform/stock/verbose.h"
 #include "tests/objects/ksvector_support.h"
 

@@ -10,7 +10,7 @@
 #include <string>
 #include <vector>
 
-#include "objects/ksvector2_test.h"
+#include "objects/ksvector2_support.h"
 #include "platform/stock/memory.h"
 
 namespace {

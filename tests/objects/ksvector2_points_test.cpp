@@ -6,7 +6,7 @@
 #include <cstring>
 #include <random>
 
-#include "objects/ksvector2_test.h"
+#include "objects/ksvector2_support.h"
 
 namespace {
 

@@ -7,7 +7,7 @@
 #include <filesystem>
 #include <fstream>
 
-#include "objects/ksvector2_test.h"
+#include "objects/ksvector2_support.h"
 #include "platform/pf/pf.h"
 #include "platform/stock/bytes.h"
 #include "platform/trace/trace.h"

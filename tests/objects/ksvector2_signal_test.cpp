@@ -9,7 +9,7 @@
 #include <numbers>
 #include <numeric>
 
-#include "objects/ksvector2_test.h"
+#include "objects/ksvector2_support.h"
 
 namespace {
 

@@ -1,6 +1,6 @@
 /* A tag that finds a foreign or freed record, or a copy that shares memory with its
  * original, corrupts plots that have nothing to do with each other. */
-#include "objects/ksvector2_test.h"
+#include "objects/ksvector2_support.h"
 
 #include <gmock/gmock.h>
 

@@ -8,7 +8,7 @@
 #include <filesystem>
 #include <fstream>
 
-#include "objects/ksvector2_test.h"
+#include "objects/ksvector2_support.h"
 #include "platform/trace/trace.h"
 
 namespace {

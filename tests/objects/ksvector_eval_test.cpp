@@ -5,7 +5,7 @@
 #include <algorithm>
 #include <random>
 
-#include "objects/vector/internal/vector_search.h"
+#include "objects/vectors/points/internal/vector_search.h"
 #include "tests/objects/ksvector_support.h"
 
 namespace {

@@ -1,0 +1,259 @@
+#include <cmath>
+#include <cstdlib>
+#include <cstring>
+#include <memory>
+#include <optional>
+#include <utility>
+
+#include "formats/sac/internal/joined_row.h"
+#include "formats/sac/internal/sac_header.h"
+#include "formats/sac/internal/sac_record.h"
+#include "platform/clock/clock.h"
+#include "platform/db/columns.h"
+#include "platform/elog/elog.h"
+#include "platform/stock/memory.h"
+#include "platform/stock/text.h"
+
+namespace ksutil::sac {
+namespace {
+
+constexpr double kMetres = 1000.0;  // per km
+
+/* The new text of one row: fields that the table lacks, and nulls, are passed by. */
+class RowEdit {
+ public:
+  explicit RowEdit(const RowPart &part) : part_(part), row_(part.text.str()) {}
+
+  void real(const char *field, std::optional<double> value) {
+    const db::Field *const place = part_.layout->find(field);
+    if (place == nullptr || !value) return;
+    good_ = good_ && db::write_real(*place, *value, row_);
+  }
+  void integer(const char *field, std::optional<std::int64_t> value) {
+    const db::Field *const place = part_.layout->find(field);
+    if (place == nullptr || !value) return;
+    good_ = good_ && db::write_integer(*place, *value, row_);
+  }
+  void text(const char *field, std::string_view value) {
+    const db::Field *const place = part_.layout->find(field);
+    if (place == nullptr || is_null(value)) return;
+    good_ = good_ && db::write_text(*place, value, row_);
+  }
+  bool good() const { return good_; }
+  const Dbptr &record() const { return part_.row; }
+  bool write() const { return dbput(part_.row, row_.c_str()) == 0; }
+
+ private:
+  const RowPart &part_;
+  std::string row_;
+  bool good_ = true;
+};
+
+std::optional<double> known_real(const KSSac &kssac, const char *name,
+                                 double divisor = 1.0) {
+  const double value = real_of(kssac, name);
+  return is_null(value) ? std::nullopt : std::optional(value / divisor);
+}
+
+std::optional<std::int64_t> known_integer(const KSSac &kssac, const char *name) {
+  const std::int64_t value = integer_of(kssac, name);
+  return value == kNullInteger ? std::nullopt : std::optional(value);
+}
+
+/* A time after the reference time, as epoch seconds. */
+std::optional<double> known_time(KSSac &kssac, const char *name) {
+  const std::optional<double> after = known_real(kssac, name);
+  double reference;
+  if (!after || !has_reference_time(kssac) ||
+      kssac_getreftime_kssac(&kssac, &reference) != 0) {
+    return std::nullopt;
+  }
+  return reference + *after;
+}
+
+/* The sample rate that DELTA stands for: of all those that give the same DELTA in single
+ * precision, the one with the fewest digits. */
+std::optional<double> known_samprate(const KSSac &kssac) {
+  const double delta = real_of(kssac, "DELTA");
+  if (is_null(delta) || !std::isfinite(delta) || delta <= 0.0) return std::nullopt;
+  for (int digits = 1; digits < 10; ++digits) {
+    double rate;
+    if (parse_real(format_text("%.*g", digits, 1.0 / delta), rate) &&
+        static_cast<float>(1.0 / rate) == static_cast<float>(delta)) {
+      return rate;
+    }
+  }
+  return 1.0 / delta;
+}
+
+using Count = std::optional<std::int64_t>;
+
+void set_waveform(KSSac &kssac, Count nsamp, RowEdit &row) {
+  const std::optional<double> time = known_time(kssac, "B");
+  const std::optional<double> samprate = known_samprate(kssac);
+  row.real("time", time);
+  row.real("samprate", samprate);
+  row.integer("nsamp", nsamp);
+  if (time) row.integer("jdate", yearday(*time));
+  if (time && samprate && nsamp && *nsamp > 0) {
+    row.real("endtime", *time + static_cast<double>(*nsamp - 1) / *samprate);
+  }
+  switch (integer_of(kssac, "IDEP")) {
+    case kDisplacement:
+      row.text("segtype", "D");
+      break;
+    case kVelocity:
+      row.text("segtype", "V");
+      break;
+    case kAcceleration:
+      row.text("segtype", "A");
+      break;
+    default:
+      break;
+  }
+  row.integer("wfid", known_integer(kssac, "NWFID"));
+}
+
+void set_fields(KSSac &kssac, const RowPart &part, Count nsamp, RowEdit &row) {
+  const std::string &table = part.layout->name;
+  row.text("sta", text_of(kssac, "KSTNM"));
+  row.text("chan", text_of(kssac, "KCMPNM"));
+  row.text("net", text_of(kssac, "KNETWK"));
+  if (table == "wfdisc" || table == "trace") {
+    set_waveform(kssac, nsamp, row);
+  } else if (table == "site") {
+    row.real("lat", known_real(kssac, "STLA"));
+    row.real("lon", known_real(kssac, "STLO"));
+    row.real("elev", known_real(kssac, "STEL", kMetres));
+  } else if (table == "sitechan") {
+    row.real("edepth", known_real(kssac, "STDP", kMetres));
+    row.real("hang", known_real(kssac, "CMPAZ"));
+    row.real("vang", known_real(kssac, "CMPINC"));
+  }
+}
+
+void set_origin(KSSac &kssac, RowEdit &row) {
+  const std::optional<double> time = known_time(kssac, "O");
+  row.real("lat", known_real(kssac, "EVLA"));
+  row.real("lon", known_real(kssac, "EVLO"));
+  row.real("depth", known_real(kssac, "EVDP", kMetres));
+  row.real("time", time);
+  if (time) row.integer("jdate", yearday(*time));
+  row.integer("orid", known_integer(kssac, "NORID"));
+  row.integer("evid", known_integer(kssac, "NEVID"));
+}
+
+/* Whether another row than `record` has the samples. */
+bool is_shared(Dbptr record, const void *data) {
+  Dbptr row = dblookup(record, "", "trace", "", "");
+  long count = 0;
+  if (dbquery(row, dbq_record_count, &count) != 0) return true;
+  for (row.record = 0; row.record < count; ++row.record) {
+    void *other = nullptr;
+    if (row.record != record.record &&
+        dbgetv(row, "data", &other, (char *)nullptr) == 0 && other == data) {
+      return true;
+    }
+  }
+  return false;
+}
+
+/* A copy of the record's samples, null when it has none; false with a message. */
+bool copy_samples(KSSac &kssac, MallocPtr<float> &samples) {
+  long nsamp = 0;
+  double time, samprate;
+  float *copy = nullptr;
+  if (integer_of(kssac, "IFTYPE") != kTimeSeries) return true;
+  if (kssac_getdata_kssac(&kssac, &nsamp, &time, &samprate, &copy, nullptr) != 0) {
+    return false;
+  }
+  samples.reset(copy);
+  return true;
+}
+
+bool has_samples(const RowPart &trace) {
+  void *data = nullptr;
+  return dbgetv(trace.row, "data", &data, (char *)nullptr) == 0 && data != nullptr;
+}
+
+/* How many samples the rows are to tell of: those of the header, but a trace row that
+ * keeps its own samples must not tell of more than it has. */
+Count sample_count(const KSSac &kssac, const JoinedRow &waveform, bool keeps_own) {
+  std::int64_t own;
+  if (keeps_own) {
+    return waveform.integer({"trace"}, "nsamp", own) ? Count(own) : std::nullopt;
+  }
+  const Count npts = known_integer(kssac, "NPTS");
+  return npts && *npts < 0 ? std::nullopt : npts;
+}
+
+/* Gives a trace row the samples, if there are any. */
+bool hand_over_samples(MallocPtr<float> samples, Dbptr row) {
+  if (samples == nullptr) return true;
+  void *before = nullptr;
+  if (dbgetv(row, "data", &before, (char *)nullptr) != 0 ||
+      dbputv(row, "data", static_cast<void *>(samples.get()), (char *)nullptr) != 0) {
+    return false;
+  }
+  static_cast<void>(samples.release());
+  if (before != nullptr && !is_shared(row, before)) std::free(before);
+  return true;
+}
+
+bool write_all(const std::vector<RowEdit> &rows) {
+  for (const RowEdit &row : rows) {
+    if (!row.write()) return false;
+  }
+  return true;
+}
+
+}  // namespace
+}  // namespace ksutil::sac
+
+using namespace ksutil::sac;
+
+int kssac_getevent_kssac(KSSac *kssac, Dbptr wf, Dbptr origin) try {
+  if (kssac == nullptr || kssac->image == nullptr) {
+    elog_log(0, "kssac_getevent_kssac: No kssac.\n");
+    return -1;
+  }
+  JoinedRow waveform, event;
+  if ((JoinedRow::is_valid(wf) && !waveform.open(wf)) ||
+      (JoinedRow::is_valid(origin) && !event.open(origin))) {
+    elog_log(0, "kssac_getevent_kssac: Cannot read the database row.\n");
+    return -1;
+  }
+  const RowPart *const trace = waveform.part("trace");
+  ksutil::MallocPtr<float> samples;
+  if (trace != nullptr && !copy_samples(*kssac, samples)) {
+    elog_log(0, "kssac_getevent_kssac: kssac_getdata_kssac() error.\n");
+    return -1;
+  }
+  const bool keeps_own = trace != nullptr && samples == nullptr && has_samples(*trace);
+  const Count nsamp = sample_count(*kssac, waveform, keeps_own);
+  /* All texts are made before the first is written, so that a value that does not fit
+   * changes nothing. */
+  std::vector<RowEdit> rows;
+  for (const RowPart *const part :
+       waveform.parts({"wfdisc", "trace", "site", "sitechan", "affiliation"})) {
+    set_fields(*kssac, *part, nsamp, rows.emplace_back(*part));
+  }
+  for (const RowPart *const part : event.parts({"origin"})) {
+    set_origin(*kssac, rows.emplace_back(*part));
+  }
+  for (const RowEdit &row : rows) {
+    if (!row.good()) {
+      elog_log(0, "kssac_getevent_kssac: A header value does not fit its field.\n");
+      return -1;
+    }
+  }
+  if (!write_all(rows) ||
+      (trace != nullptr && !hand_over_samples(std::move(samples), trace->row))) {
+    elog_log(0, "kssac_getevent_kssac: Cannot write the database row.\n");
+    return -1;
+  }
+  return 0;
+} catch (const std::bad_alloc &) {
+  elog_log(1, "kssac_getevent_kssac: malloc() error.\n");
+  return -1;
+}

@@ -1,0 +1,238 @@
+#include "objects/kshistory.h"
+
+#include <cerrno>
+#include <cmath>
+#include <cstdlib>
+#include <cstring>
+#include <memory>
+#include <new>
+#include <numeric>
+
+#include "objects/family/internal/tag_registry.h"
+#include "platform/elog/elog.h"
+#include "platform/stock/memory.h"
+#include "platform/trace/filetbl.h"
+
+namespace {
+
+using Entry = KSHistoryEntry;
+static_assert(sizeof(Entry) == 16);
+
+ksutil::TagRegistry<KSHistory> &registry() {
+  /* Never destroyed: histories may be freed by destructors of other static objects. */
+  static auto *const tags = new ksutil::TagRegistry<KSHistory>("thst");
+  return *tags;
+}
+
+struct FreeHistory {
+  void operator()(KSHistory *history) const { kshistory_free_history(history); }
+};
+using HistoryPtr = std::unique_ptr<KSHistory, FreeHistory>;
+
+/* A record with copies of the texts, and no entries yet; null when memory is short. */
+HistoryPtr new_record(int maxn, const char *name, const char *file) {
+  HistoryPtr history(static_cast<KSHistory *>(ks_calloc(1, sizeof(KSHistory))));
+  if (history == nullptr) return nullptr;
+  history->maxn = maxn;
+  if (name != nullptr) history->name = ks_strdup(name);
+  if (file != nullptr) history->file = ks_strdup(file);
+  const bool copied = (name == nullptr || history->name != nullptr) &&
+                      (file == nullptr || history->file != nullptr);
+  return copied ? std::move(history) : nullptr;
+}
+
+/* Maps the entries onto the file, which the list then holds locked.  A lock that another
+ * has is for the user to hear of. */
+bool open_file_entries(KSHistory &history) {
+  const int mark = elog_mark();
+  errno = 0;
+  history.entries =
+      filetbl(history.file, KSHISTORY_TABLE_TAG, history.maxn, sizeof(Entry));
+  if (history.entries != nullptr) return true;
+  if (errno == EAGAIN) {
+    elog_flush(0, mark);
+    elog_complain(1, "Can't lock '%s' for exclusive use\n", history.file);
+  } else {
+    elog_log(0, "kshistory_create: filetbl(%s) error.\n", history.file);
+  }
+  return false;
+}
+
+bool open_entries(KSHistory &history) {
+  if (history.file != nullptr) return open_file_entries(history);
+  history.entries = inittbl(0, sizeof(Entry));
+  if (history.entries == nullptr) elog_log(1, "kshistory_create: inittbl() error.\n");
+  return history.entries != nullptr;
+}
+
+/* The history for an operation, which tells its caller of a failed look-up. */
+KSHistory *look_up(const char *who, const char *tag) {
+  KSHistory *const history = kshistory_get_history(tag);
+  if (history == nullptr) elog_log(0, "%s: kshistory_get_history() error.\n", who);
+  return history;
+}
+
+long count(const KSHistory &history) { return counttbl(history.entries); }
+
+Entry entry(const KSHistory &history, long i) {
+  Entry copy;
+  std::memcpy(&copy, gettbl(history.entries, i), sizeof copy);
+  return copy;
+}
+
+double evaluate(const KSHistory &history, double time) {
+  const long n = count(history);
+  long i = 0;
+  while (i < n && !(entry(history, i).time >= time)) ++i;
+  if (i == n) return entry(history, n - 1).value;
+  const Entry b = entry(history, i);
+  if (b.time == time && i + 1 < n) {
+    const Entry next = entry(history, i + 1);
+    if (next.time == time) return std::midpoint(b.value, next.value);
+  }
+  if (i == 0) return b.value;
+  const Entry a = entry(history, i - 1);
+  return a.value + (b.value - a.value) * (time - a.time) / (b.time - a.time);
+}
+
+}  // namespace
+
+KSHistory *kshistory_get_history(const char *tag) {
+  if (!registry().opened()) {
+    elog_log(0, "kshistory_get_history: No historys defined");
+    return nullptr;
+  }
+  KSHistory *const history = registry().find(tag);
+  if (history == nullptr) {
+    elog_log(0, "kshistory_get_history: Cannot find %s", tag == nullptr ? "" : tag);
+  }
+  return history;
+}
+
+KSHistory *kshistory_create(int maxn, const char *name, const char *file, char *tag) {
+  if (tag != nullptr) tag[0] = '\0';
+  if (!registry().open()) {
+    elog_log(1, "kshistory_create: newarr() error.\n");
+    return nullptr;
+  }
+  HistoryPtr history = new_record(maxn, name, file);
+  if (history == nullptr) {
+    elog_log(1, "kshistory_create: malloc() error.\n");
+    return nullptr;
+  }
+  if (!open_entries(*history)) return nullptr;
+  if (tag != nullptr && !registry().add(history.get(), tag)) {
+    elog_log(1, "kshistory_create: malloc() error.\n");
+    return nullptr;
+  }
+  return history.release();
+}
+
+int kshistory_add(const char *tag, double time, double value) {
+  const KSHistory *const history = look_up("kshistory_add", tag);
+  if (history == nullptr) return -1;
+  if (count(*history) > 0 && count(*history) >= history->maxn &&
+      shifttbl(history->entries) == nullptr) {
+    elog_log(0, "kshistory_add: shifttbl() error.\n");
+    return -1;
+  }
+  Entry added{time, value};
+  if (pushtbl(history->entries, &added) >= 0) return 0;
+  elog_log(0, "kshistory_add: pushtbl() error.\n");
+  return -1;
+}
+
+int kshistory_eval(const char *tag, double *value, double time) {
+  const KSHistory *const history = look_up("kshistory_eval", tag);
+  if (history == nullptr) return -1;
+  if (count(*history) == 0) {
+    elog_log(0, "kshistory_eval: No points in kshistory %s.\n", tag);
+    return -1;
+  }
+  *value = evaluate(*history, time);
+  return 0;
+}
+
+int kshistory_maxmin(const char *tag, double *tmin, double *tmax, double *vmin,
+                     double *vmax) {
+  const KSHistory *const history = look_up("kshistory_maxmin", tag);
+  if (history == nullptr) return -1;
+  const long n = count(*history);
+  if (n == 0) {
+    elog_log(0, "kshistory_maxmin: No points in kshistory %s.\n", tag);
+    return -1;
+  }
+  Entry low = entry(*history, 0), high = low;
+  for (long i = 1; i < n; ++i) {
+    const Entry e = entry(*history, i);
+    low = {std::fmin(low.time, e.time), std::fmin(low.value, e.value)};
+    high = {std::fmax(high.time, e.time), std::fmax(high.value, e.value)};
+  }
+  *tmin = low.time;
+  *tmax = high.time;
+  *vmin = low.value;
+  *vmax = high.value;
+  return 0;
+}
+
+int kshistory_get_points(const char *tag, int *n, double **times, double **values) {
+  const KSHistory *const history = look_up("kshistory_get_points", tag);
+  if (history == nullptr) return -1;
+  const long points = count(*history);
+  ksutil::MallocPtr<double> t, v;
+  if (points > 0) {
+    const std::size_t bytes = static_cast<std::size_t>(points) * sizeof(double);
+    t.reset(static_cast<double *>(ks_malloc(bytes)));
+    if (t != nullptr) v.reset(static_cast<double *>(ks_malloc(bytes)));
+    if (v == nullptr) {
+      elog_log(1, "kshistory_get_points: malloc() error.\n");
+      return -1;
+    }
+  }
+  for (long i = 0; i < points; ++i) {
+    const Entry e = entry(*history, i);
+    t.get()[i] = e.time;
+    v.get()[i] = e.value;
+  }
+  *n = static_cast<int>(points);
+  *times = t.release();
+  *values = v.release();
+  return 0;
+}
+
+int kshistory_free(const char *tag) {
+  if (!registry().opened()) {
+    elog_log(0, "kshistory_free: No kshistorys defined");
+    return -1;
+  }
+  KSHistory *const history = registry().find(tag);
+  if (history == nullptr) {
+    elog_log(0, "kshistory_free: Cannot find %s", tag == nullptr ? "" : tag);
+    return -1;
+  }
+  return kshistory_free_history(history);
+}
+
+int kshistory_free_tag(const char *name) {
+  if (name == nullptr) return 0;
+  try {
+    for (KSHistory *const history : registry().records()) {
+      if (history->name != nullptr && std::strcmp(history->name, name) == 0) {
+        kshistory_free_history(history);
+      }
+    }
+  } catch (const std::bad_alloc &) {
+    elog_log(1, "kshistory_free_tag: keysarr() error.\n");
+  }
+  return 0;
+}
+
+int kshistory_free_history(KSHistory *history) {
+  if (history == nullptr) return 0;
+  registry().remove(history);
+  freetbl(history->entries, nullptr);
+  std::free(history->file);
+  std::free(history->name);
+  std::free(history);
+  return 0;
+}

@@ -1,0 +1,108 @@
+/* Readers of files and tables into ksvector2. */
+#include <algorithm>
+#include <climits>
+#include <memory>
+
+#include "objects/readers/internal/vector_readers.h"
+#include "objects/vectors/cached/internal/vector2.h"
+#include "platform/elog/elog.h"
+
+namespace {
+
+using namespace ksutil::vector2;
+
+struct FreeVector {
+  void operator()(ksvector2 *vector) const { ksvector2_free_vector(vector); }
+};
+
+class NewVector : public ksutil::NewPoints {
+ public:
+  explicit NewVector(const char *name) : name_(name) {}
+
+  const char *make(long points, int ny) override {
+    const int npts = static_cast<int>(std::min<long>(points, INT_MAX));
+    vector_.reset(ksvector2_create(npts, ny, name_, nullptr));
+    return vector_ == nullptr ? "vector" : nullptr;
+  }
+  Taken take(double x, const double *y, const char *label) override {
+    switch (insert_point(*vector_, vector_->npts, x, y, label)) {
+      case Inserted::kYes:
+        return Taken::kYes;
+      case Inserted::kNoRoom:
+        return Taken::kNoRoom;
+      case Inserted::kNoLabel:
+        break;
+    }
+    return Taken::kNoLabel;
+  }
+
+  ksvector2 *publish(const char *function, char *tag) {
+    return enter(vector_.release(), nullptr, tag, function);
+  }
+
+ private:
+  const char *name_;
+  std::unique_ptr<ksvector2, FreeVector> vector_;
+};
+
+/* The result of a creator with a status. */
+ksvector2 *publish(NewVector &points, const char *function, char *tag, int *status) {
+  if (*status != ksutil::kReadDone) return nullptr;
+  ksvector2 *const vector = points.publish(function, tag);
+  if (vector == nullptr) *status = ksutil::kReadFailed;
+  return vector;
+}
+
+/* What every creator begins with. */
+bool begin(const char *function, char *tag) {
+  if (tag != nullptr) tag[0] = '\0';
+  return open_registry(function);
+}
+
+}  // namespace
+
+ksvector2 *ksvector2_create_response_fap(const char *file, const char *name, char *tag,
+                                         int *status) {
+  const char *const self = "ksvector2_create_response_fap";
+  *status = ksutil::kReadFailed;
+  if (!begin(self, tag)) return nullptr;
+  NewVector points(name);
+  *status = ksutil::read_response(self, file, points);
+  return publish(points, self, tag, status);
+}
+
+ksvector2 *ksvector2_create_from_pf(Pf *pf, const char *key, const char *name,
+                                    char *tag, int *status) {
+  const char *const self = "ksvector2_create_from_pf";
+  *status = ksutil::kReadFailed;
+  if (!begin(self, tag)) return nullptr;
+  NewVector points(name);
+  *status = ksutil::read_pf_table(self, pf, key, points);
+  return publish(points, self, tag, status);
+}
+
+ksvector2 *ksvector2_read(const char *file, const char *name, int nskip, int xcol,
+                          int ny, const int *ycols, int labelcol, char *tag) {
+  const char *const self = "ksvector2_read";
+  if (!begin(self, tag)) return nullptr;
+  NewVector points(name);
+  if (points.make(0, ny == 0 ? 1 : ny) != nullptr) {
+    elog_log(0, "ksvector2_read: ksvector2_create() error.\n");
+    return nullptr;
+  }
+  const ksutil::TableColumns columns{nskip, xcol, ksutil::y_columns(ny, ycols),
+                                     labelcol};
+  if (!ksutil::read_text_table("ksvector2", file, columns, points)) return nullptr;
+  return points.publish(self, tag);
+}
+
+int ksvector2_read_from_trblob(const char *file, Dbptr *trace, char *tag) {
+  static constexpr ksutil::SeriesMaker kMaker{
+      "ksvector2_read_from_trblob", "ksvector2_create_tsamp",
+      [](int nsamp, const double *samples, char *made, double time, double samprate) {
+        return ksvector2_create_tsamp(nsamp, samples, nullptr, made, time, samprate) !=
+               nullptr;
+      },
+      ksvector2_free};
+  return ksutil::read_trace_blob(kMaker, file, trace, tag);
+}
