@@ -1,6 +1,6 @@
-#include <charconv>
+#include "events/client/internal/query_path.h"
 
-#include "events/client/internal/query.h"
+#include <charconv>
 
 namespace ksutil::events {
 namespace {

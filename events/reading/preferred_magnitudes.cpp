@@ -1,16 +1,12 @@
-#include <strings.h>
+#include "events/reading/internal/preferred_magnitudes.h"
+
 #include <cstdio>
 #include <cstring>
 #include <memory>
-#include <mutex>
 #include <string>
 
 #include "core/params.h"
 #include "core/register.h"
-#include "events/evserver.h"
-#include "events/reading/internal/preferred_magnitudes.h"
-#include "events/server/internal/list_follower.h"
-#include "events/server/internal/server_state.h"
 #include "platform/stock/text.h"
 
 namespace ksutil::events {
@@ -193,73 +189,4 @@ void set_preferred_magnitude(const RuleBook &rules, EVEvent &event) {
   }
 }
 
-namespace {
-
-const MagnitudeRules kNoRules;
-
-const MagnitudeRules &rules_or_none(const MagnitudeRules *rules) {
-  return rules == nullptr ? kNoRules : *rules;
-}
-
-/* Reads the server's rules: whole, up to a failing entry, or as they were when the source
- * is no parameter text at all. */
-template <class Source>
-int set_rules(ServerState &state, Source source) {
-  MagnitudeRules rules;
-  {
-    const std::lock_guard lock(state.database_lock);
-    rules = state.vars.rules;
-  }
-  const int result = read_magnitude_rules(source, rules);
-  const std::lock_guard lock(state.database_lock);
-  state.vars.rules = std::move(rules);
-  /* Magnitudes chosen by the old rules must not survive in a list that is followed. */
-  if (state.follower != nullptr) state.follower->forget();
-  return result;
-}
-
-}  // namespace
 }  // namespace ksutil::events
-
-using namespace ksutil::events;
-
-int EVServer::readPreferredMagnitudes(Pf *pf, Table<EVPreferredMagnitude> &rules) {
-  return read_magnitude_rules(pf, rules);
-}
-
-int EVServer::readPreferredMagnitudes(char *text, Table<EVPreferredMagnitude> &rules) {
-  return read_magnitude_rules(text, rules);
-}
-
-int EVServer::setPreferredMagnitudes(Pf *pf) { return set_rules(*state_, pf); }
-
-int EVServer::setPreferredMagnitudes(char *text) {
-  return set_rules(*state_, static_cast<const char *>(text));
-}
-
-unsigned EVServer::getPreferredMagnitudePriority(Table<EVPreferredMagnitude> *rules,
-                                                 EVMagnitude *magnitude) {
-  return magnitude == nullptr ? 0
-                              : magnitude_priority(rules_or_none(rules), *magnitude);
-}
-
-int EVServer::findPreferredMagnitude(Table<EVPreferredMagnitude> *rules,
-                                     Table<EVMagnitude> *magnitudes, int *priority) {
-  int found = 0;
-  const int index =
-      magnitudes == nullptr
-          ? -1
-          : find_preferred_magnitude(rules_or_none(rules), *magnitudes, found);
-  if (priority != nullptr) *priority = found;
-  return index;
-}
-
-void EVServer::setPreferredMagnitude(Table<EVPreferredMagnitude> *rules,
-                                     EVOrigin *origin) {
-  if (origin != nullptr) set_preferred_magnitude(rules_or_none(rules), *origin);
-}
-
-void EVServer::setPreferredMagnitude(Table<EVPreferredMagnitude> *rules,
-                                     EVEvent *event) {
-  if (event != nullptr) set_preferred_magnitude(rules_or_none(rules), *event);
-}

@@ -1,9 +1,6 @@
 #include "events/records/internal/compare.h"
 
-#include "events/evserver.h"
 #include "events/records/internal/fields.h"
-#include "events/server/internal/current_lists.h"
-#include "events/server/internal/server_state.h"
 
 namespace ksutil::events {
 namespace {
@@ -85,43 +82,4 @@ bool equal_lists(const Table<EVEvent> &events, const Table<EVEvent> &current) {
   return true;
 }
 
-namespace {
-
-template <class Record>
-int equal_pointers(const Record *a, const Record *b) {
-  if (a == nullptr || b == nullptr) return a == b ? 1 : 0;
-  return equal(*a, *b) ? 1 : 0;
-}
-
-}  // namespace
 }  // namespace ksutil::events
-
-using namespace ksutil::events;
-
-int EVServer::isEqual(EVEvent *event1, EVEvent *event2) {
-  return equal_pointers(event1, event2);
-}
-int EVServer::isEqual(EVOrigin *origin1, EVOrigin *origin2) {
-  return equal_pointers(origin1, origin2);
-}
-int EVServer::isEqual(EVMagnitude *magnitude1, EVMagnitude *magnitude2) {
-  return equal_pointers(magnitude1, magnitude2);
-}
-int EVServer::isEqual(EVMoment *moment1, EVMoment *moment2) {
-  return equal_pointers(moment1, moment2);
-}
-int EVServer::isEqual(EVAssociation *association1, EVAssociation *association2) {
-  return equal_pointers(association1, association2);
-}
-int EVServer::isEqual(EVDetection *detection1, EVDetection *detection2) {
-  return equal_pointers(detection1, detection2);
-}
-
-int EVServer::isEqual(Table<EVEvent> *events) {
-  if (events == nullptr) return 0;
-  return equal_lists(*events, *current_events(state_->published)) ? 1 : 0;
-}
-int EVServer::isEqual(Table<EVDetection> *detections) {
-  if (detections == nullptr) return 0;
-  return equal(*detections, *current_detections(state_->published)) ? 1 : 0;
-}

@@ -1,8 +1,8 @@
+#include "events/records/internal/print.h"
+
 #include <cstdio>
 
-#include "events/evserver.h"
 #include "events/records/internal/fields.h"
-#include "events/records/internal/print.h"
 #include "platform/stock/text.h"
 
 namespace ksutil::events {
@@ -109,62 +109,3 @@ void print_list(const Table<EVStaChan> &stachans, const std::string &prefix) {
 }
 
 }  // namespace ksutil::events
-
-using ksutil::events::print_list;
-using ksutil::events::print_record;
-
-void EVServer::print(EVEvent *event, std::string prefix) {
-  if (event != nullptr) print_record(*event, prefix);
-}
-void EVServer::print(EVOrigin *origin, std::string prefix) {
-  if (origin != nullptr) print_record(*origin, prefix);
-}
-void EVServer::print(EVMagnitude *magnitude, std::string prefix) {
-  if (magnitude != nullptr) print_record(*magnitude, prefix);
-}
-void EVServer::print(EVStamag *stamag, std::string prefix) {
-  if (stamag != nullptr) print_record(*stamag, prefix);
-}
-void EVServer::print(EVMoment *moment, std::string prefix) {
-  if (moment != nullptr) print_record(*moment, prefix);
-}
-void EVServer::print(EVAssociation *association, std::string prefix) {
-  if (association != nullptr) print_record(*association, prefix);
-}
-void EVServer::print(EVDetection *detection, std::string prefix) {
-  if (detection != nullptr) print_record(*detection, prefix);
-}
-void EVServer::print(EVTableRecord *record, std::string prefix) {
-  if (record != nullptr) print_record(*record, prefix);
-}
-void EVServer::print(EVStaChan *stachan, std::string prefix) {
-  if (stachan != nullptr) print_record(*stachan, prefix);
-}
-
-void EVServer::print(Table<EVEvent> *events, std::string prefix) {
-  if (events != nullptr) print_list(*events, prefix);
-}
-void EVServer::print(Table<EVOrigin> *origins, std::string prefix) {
-  if (origins != nullptr) print_list(*origins, prefix);
-}
-void EVServer::print(Table<EVMagnitude> *magnitudes, std::string prefix) {
-  if (magnitudes != nullptr) print_list(*magnitudes, prefix);
-}
-void EVServer::print(Table<EVStamag> *stamags, std::string prefix) {
-  if (stamags != nullptr) print_list(*stamags, prefix);
-}
-void EVServer::print(Table<EVMoment> *moments, std::string prefix) {
-  if (moments != nullptr) print_list(*moments, prefix);
-}
-void EVServer::print(Table<EVAssociation> *associations, std::string prefix) {
-  if (associations != nullptr) print_list(*associations, prefix);
-}
-void EVServer::print(Table<EVDetection> *detections, std::string prefix) {
-  if (detections != nullptr) print_list(*detections, prefix);
-}
-void EVServer::print(Table<EVTableRecord> *records, std::string prefix) {
-  if (records != nullptr) print_list(*records, prefix);
-}
-void EVServer::print(Table<EVStaChan> *stachans, std::string prefix) {
-  if (stachans != nullptr) print_list(*stachans, prefix);
-}

@@ -1,13 +1,12 @@
+#include "events/records/internal/print_differences.h"
+
 #include <cstdio>
 #include <unordered_map>
 #include <vector>
 
-#include "events/evserver.h"
 #include "events/records/internal/compare.h"
 #include "events/records/internal/fields.h"
 #include "events/records/internal/print.h"
-#include "events/server/internal/current_lists.h"
-#include "events/server/internal/server_state.h"
 #include "platform/stock/text.h"
 
 namespace ksutil::events {
@@ -213,71 +212,4 @@ void print_news(const Table<EVEvent> &given, const Table<EVEvent> &current) {
   }
 }
 
-namespace {
-
-template <class Record>
-void print_pair(const Record *a, const Record *b, const std::string &prefix) {
-  if (a != nullptr && b != nullptr) print_differences(*a, *b, prefix);
-}
-template <class Record>
-void print_pair(const Table<Record> *a, const Table<Record> *b,
-                const std::string &prefix) {
-  if (a != nullptr && b != nullptr) print_list_differences(*a, *b, prefix);
-}
-
-}  // namespace
 }  // namespace ksutil::events
-
-using namespace ksutil::events;
-
-void EVServer::print(EVEvent *event1, EVEvent *event2, std::string prefix) {
-  print_pair(event1, event2, prefix);
-}
-void EVServer::print(EVOrigin *origin1, EVOrigin *origin2, std::string prefix) {
-  print_pair(origin1, origin2, prefix);
-}
-void EVServer::print(EVMagnitude *magnitude1, EVMagnitude *magnitude2,
-                     std::string prefix) {
-  print_pair(magnitude1, magnitude2, prefix);
-}
-void EVServer::print(EVMoment *moment1, EVMoment *moment2, std::string prefix) {
-  print_pair(moment1, moment2, prefix);
-}
-void EVServer::print(EVAssociation *association1, EVAssociation *association2,
-                     std::string prefix) {
-  print_pair(association1, association2, prefix);
-}
-void EVServer::print(EVDetection *detection1, EVDetection *detection2,
-                     std::string prefix) {
-  print_pair(detection1, detection2, prefix);
-}
-
-void EVServer::print(Table<EVEvent> *events1, Table<EVEvent> *events2,
-                     std::string prefix) {
-  print_pair(events1, events2, prefix);
-}
-void EVServer::print(Table<EVOrigin> *origins1, Table<EVOrigin> *origins2,
-                     std::string prefix) {
-  print_pair(origins1, origins2, prefix);
-}
-void EVServer::print(Table<EVMagnitude> *magnitudes1, Table<EVMagnitude> *magnitudes2,
-                     std::string prefix) {
-  print_pair(magnitudes1, magnitudes2, prefix);
-}
-void EVServer::print(Table<EVMoment> *moments1, Table<EVMoment> *moments2,
-                     std::string prefix) {
-  print_pair(moments1, moments2, prefix);
-}
-void EVServer::print(Table<EVAssociation> *associations1,
-                     Table<EVAssociation> *associations2, std::string prefix) {
-  print_pair(associations1, associations2, prefix);
-}
-void EVServer::print(Table<EVDetection> *detections1, Table<EVDetection> *detections2,
-                     std::string prefix) {
-  print_pair(detections1, detections2, prefix);
-}
-
-void EVServer::printDifferences(Table<EVEvent> *events) {
-  if (events == nullptr) return;
-  print_news(*events, *current_events(state_->published));
-}

@@ -1,5 +1,6 @@
 #include "events/evserver.h"
 
+#include <mutex>
 #include <utility>
 
 #include "core/register.h"
@@ -46,3 +47,16 @@ void EVServer::deregisterClient(EVClient *client) { state_->clients.remove(clien
 void EVServer::grabEventsLock() { state_->published.lock.lock(); }
 
 void EVServer::releaseEventsLock() { state_->published.lock.unlock(); }
+
+void EVServer::setAgeRefNow(int flag) { state_->age_ref_now = flag; }
+
+void EVServer::setMaxExpandedEvents(int max) { state_->max_expanded = max; }
+
+void EVServer::setDetections(int on) {
+  if (state_->detections_on.exchange(on) == on) return;
+  /* Expanded events and the window have, or lack, what was not asked for until now. */
+  const std::lock_guard lock(state_->database_lock);
+  for (const char *name : {"assoc", "detection", "site"}) {
+    state_->vars.tables.find(name)->count = -1;
+  }
+}

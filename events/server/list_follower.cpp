@@ -173,13 +173,8 @@ void ListFollower::finish(const ListSnapshots &snapshots, RowWindow window, long
   known_ = true;
 }
 
-ListFollower &follower_of(ServerState &state) {
-  if (state.follower == nullptr) state.follower = std::make_unique<ListFollower>();
-  return *state.follower;
-}
-
 ReadingSource reading_source(ServerState &state) {
-  ListFollower &follower = follower_of(state);
+  ListFollower &follower = state.follower;
   return {"EVServer", state.vars, follower.sites, follower.detection_times};
 }
 

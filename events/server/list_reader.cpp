@@ -6,7 +6,7 @@
 
 #include "core/register.h"
 #include "events/records/internal/compare.h"
-#include "events/server/internal/row_home.h"
+#include "events/records/internal/row_texts.h"
 #include "events/server/internal/server_state.h"
 
 namespace ksutil::events {
@@ -16,7 +16,7 @@ constexpr int kEventsPerStep = 1024;
 
 /* Appends the events of rows `from` to `window.count` - 1; false, with a message, when the
  * reading has failed. */
-bool read_rows(TreeReader &reader, ShortSteps &steps, long from, RowWindow window,
+bool read_rest(TreeReader &reader, ShortSteps &steps, long from, RowWindow window,
                long &order, Table<EVEvent> &events) {
   MessagesOfFailure messages;
   for (long recno = from; recno < window.count; recno++) {
@@ -87,7 +87,7 @@ int read_in_full(TreeReader &reader, ShortSteps &steps, ListFollower &follower,
   /* Room for what comes, so that a small change does not move the whole list. */
   reading.events.reserve(rows + rows / 16 + 16);
   long order = 0;
-  if (!read_rows(reader, steps, reading.window.first, reading.window, order,
+  if (!read_rest(reader, steps, reading.window.first, reading.window, order,
                  reading.events)) {
     return -1;
   }
@@ -124,7 +124,7 @@ int read_in_part(TreeReader &reader, ShortSteps &steps, ListFollower &follower,
     if (!follower.follows(current)) return 1;
   }
   long order = follower.next_order();
-  if (!read_rows(reader, steps, follower.event_rows(), reading.window, order,
+  if (!read_rest(reader, steps, follower.event_rows(), reading.window, order,
                  reading.events)) {
     return messages.note(kFailed);
   }
@@ -133,14 +133,14 @@ int read_in_part(TreeReader &reader, ShortSteps &steps, ListFollower &follower,
   EvidList changed(reading.changed_evids), removed(reading.removed_evids);
   std::vector<int64_t> old_evids;
   for (ListReading::Replaced &replaced : reading.replaced) {
-    rehome(replaced.event);
+    gather_texts(replaced.event);
     const EVEvent &before = *current->ptr(replaced.place);
     if (!equal(before, replaced.event)) changed.add(replaced.event.evid);
     if (before.evid != replaced.event.evid) old_evids.push_back(before.evid);
     follower.replace(replaced.place, replaced.event);
   }
   for (EVEvent &event : reading.events) {
-    rehome(event);
+    gather_texts(event);
     changed.add(event.evid);
     follower.append(event);
   }
@@ -170,9 +170,7 @@ void ListReading::apply(Table<EVEvent> &list) {
 }
 
 ShortSteps::ShortSteps(ServerState &state)
-    : state_(state),
-      lock_(state.database_lock),
-      binding_(follower_of(state).binding()) {}
+    : state_(state), lock_(state.database_lock), binding_(state.follower.binding()) {}
 
 bool ShortSteps::step(TreeReader &reader) {
   if (++steps_ % kEventsPerStep != 0) return true;
@@ -182,13 +180,13 @@ bool ShortSteps::step(TreeReader &reader) {
 
 bool ShortSteps::take_again(TreeReader &reader) {
   lock_.lock();
-  return follower_of(state_).binding() == binding_ && reader.resume();
+  return state_.follower.binding() == binding_ && reader.resume();
 }
 
 int read_list(ServerState &state, TreeReader &reader, ShortSteps &steps,
               const std::shared_ptr<const Table<EVEvent>> &current, bool in_full,
               ListReading &reading) {
-  ListFollower &follower = follower_of(state);
+  ListFollower &follower = state.follower;
   reading.window = window_of(state, reader);
   reading.epoch = follower.epoch();
   if (!in_full && follower.follows(current)) {

@@ -1,5 +1,9 @@
 #include "events/server/internal/published.h"
 
+#include <algorithm>
+#include <utility>
+#include <vector>
+
 #include "core/register.h"
 
 namespace ksutil::events {
@@ -29,6 +33,18 @@ void EventsLock::unlock() {
 bool EventsLock::owned_by_this_thread() const {
   /* No other thread stores this thread's id, so the answer cannot go stale. */
   return owner_ == std::this_thread::get_id();
+}
+
+void purge_expanded(int max, Array<long, EVEvent> &cache) {
+  if (max < 1 || cache.size() <= max) return;
+  std::vector<std::pair<double, long>> uses;
+  for (const long evid : cache.keys()) {
+    uses.emplace_back(-cache.find(evid)->access_time, evid);
+  }
+  std::sort(uses.begin(), uses.end());
+  for (std::size_t i = static_cast<std::size_t>(max); i < uses.size(); i++) {
+    cache.del(uses[i].second);
+  }
 }
 
 }  // namespace ksutil::events

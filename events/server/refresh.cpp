@@ -6,11 +6,8 @@
 #include <utility>
 
 #include "core/register.h"
-#include "events/evserver.h"
-#include "events/records/internal/compare.h"
-#include "events/server/internal/binding.h"
-#include "events/server/internal/current_lists.h"
-#include "events/server/internal/row_home.h"
+#include "events/records/internal/row_texts.h"
+#include "events/server/internal/tables.h"
 #include "platform/clock/clock.h"
 
 namespace ksutil::events {
@@ -27,7 +24,43 @@ constexpr const char *kDetectionTables[] = {"detection", "site"};
 /* Looked at while there are expanded events, which nobody else reads them for. */
 constexpr const char *kCacheTables[] = {"stamag", "site"};
 
+/* Holds the refresh mutex to the end of the notification; whatever way a refresh ends, it
+ * lets waiting clients go. */
+class RefreshTurn {
+ public:
+  explicit RefreshTurn(ServerState &state)
+      : state_(state), held_(!state.refresh_running.test_and_set()) {}
+  ~RefreshTurn() {
+    if (!notified_) state_.clients.refresh_ended(nullptr);
+    if (held_) state_.refresh_running.clear();
+  }
+  RefreshTurn(const RefreshTurn &) = delete;
+  RefreshTurn &operator=(const RefreshTurn &) = delete;
+
+  bool held() const { return held_; }
+  void notify(const EVResponse *report) {
+    notified_ = true;
+    state_.clients.refresh_ended(report);
+  }
+
+ private:
+  ServerState &state_;
+  const bool held_;
+  bool notified_ = false;
+};
+
 }  // namespace
+
+int refresh_once(ServerState &state, bool force) {
+  RefreshTurn turn(state);
+  if (!turn.held()) return kAlreadyRunning;
+  /* Before the limit is read: a limit set later asks again. */
+  if (force) state.refresh_again = 0;
+  Refresh refresh(state, force);
+  const int result = refresh.run();
+  if (result == 0) turn.notify(refresh.report());
+  return result;
+}
 
 int Refresh::run() {
   try {
@@ -165,7 +198,7 @@ bool Refresh::read_expanded(TreeReader &reader, ShortSteps &steps,
       if (messages.note(result) < 0) return false;
       if (result > 0) continue;
       if (messages.note(reader.expand(*expanded.event)) < 0) return false;
-      rehome(*expanded.event);
+      gather_texts(*expanded.event);
     }
     expanded_.push_back(std::move(expanded));
     if (!steps.step(reader)) {

@@ -3,8 +3,8 @@
 
 #include "core/register.h"
 #include "events/database/internal/table_change.h"
-#include "events/server/internal/binding.h"
 #include "events/server/internal/list_follower.h"
+#include "events/server/internal/tables.h"
 #include "platform/db/access.h"
 #include "platform/elog/elog.h"
 #include "platform/stock/fspath.h"
@@ -111,7 +111,7 @@ void forget_tables(ServerState &state) {
   }
   state.last_event_count = -1;
   state.last_detection_count = -1;
-  if (state.follower != nullptr) state.follower->forget();
+  state.follower.forget();
 }
 
 }  // namespace ksutil::events

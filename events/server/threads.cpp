@@ -9,7 +9,7 @@
 #include <functional>
 
 #include "core/register.h"
-#include "events/server/internal/dispatch.h"
+#include "events/server/commands/internal/dispatch.h"
 #include "events/server/internal/server_state.h"
 #include "pipeline/pmtfifo.h"
 
@@ -139,6 +139,24 @@ void delete_queued(pmtfifo *queue) {
 }
 
 }  // namespace
+
+void RefreshLatch::lock() {
+  std::unique_lock lock(mutex_);
+  changed_.wait(lock, [this] { return open_ || closed_; });
+  open_ = false;
+}
+
+void RefreshLatch::unlock() {
+  const std::lock_guard lock(mutex_);
+  open_ = true;
+  changed_.notify_one();
+}
+
+void RefreshLatch::close() {
+  const std::lock_guard lock(mutex_);
+  closed_ = true;
+  changed_.notify_all();
+}
 
 uint32_t sleep_microseconds(double seconds) {
   const double microseconds = seconds * 1000000.0;

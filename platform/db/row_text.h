@@ -9,6 +9,7 @@
 #include <atomic>
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -88,6 +89,11 @@ class KSUTIL_API RowText {
   bool empty() const { return length_ == 0; }
   std::size_t size() const { return length_; }
 
+  /* Copies texts into one new block, so that they no longer keep their old blocks alive.
+   * for_each_text(fn) calls fn(RowText &) for each text, in the same order both times. */
+  template <class ForEachText>
+  static void gather(ForEachText for_each_text);
+
   /* Whether both show the same bytes of the same block, which makes them equal at once. */
   bool same_place(const RowText &other) const {
     return block_ == other.block_ && offset_ == other.offset_ &&
@@ -103,6 +109,23 @@ class KSUTIL_API RowText {
   std::uint32_t offset_ = 0;
   std::uint32_t length_ = 0;
 };
+
+template <class ForEachText>
+void RowText::gather(ForEachText for_each_text) {
+  std::size_t size = 0;
+  for_each_text([&](const RowText &text) { size += text.size(); });
+  if (size == 0) return;
+  BlockPtr block = BlockPtr::make(size);
+  char *const start = block.fill();
+  std::size_t offset = 0;
+  for_each_text([&](RowText &text) {
+    if (text.empty()) return;
+    const std::string_view bytes = text;
+    std::memcpy(start + offset, bytes.data(), bytes.size());
+    text = RowText(block, offset, bytes.size());
+    offset += bytes.size();
+  });
+}
 
 }  // namespace ksutil::db
 #endif

@@ -9,6 +9,7 @@
 #include "events/records/internal/compare.h"
 #include "events/records/internal/fields.h"
 #include "events/records/internal/print.h"
+#include "events/records/internal/print_differences.h"
 
 using namespace ksutil::events;
 

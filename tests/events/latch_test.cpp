@@ -1,6 +1,6 @@
 /* A latch that counts its unlocks lets the refresher queue refreshes without end; one that
  * loses the worker's last unlock keeps the server from ever ending. */
-#include "events/server/internal/latch.h"
+#include "events/server/internal/threads.h"
 
 #include <gtest/gtest.h>
 

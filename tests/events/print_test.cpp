@@ -5,6 +5,7 @@
 #include "events/evclient.h"
 #include "events/evserver.h"
 #include "events/records/internal/print.h"
+#include "events/records/internal/print_differences.h"
 #include "tests/events/event_database.h"
 
 using namespace ksutil::events;

@@ -9,7 +9,7 @@
 #include <memory>
 #include <utility>
 
-#include "events/server/internal/row_home.h"
+#include "events/records/internal/row_texts.h"
 #include "platform/clock/clock.h"
 #include "platform/elog/elog.h"
 #include "platform/stock/files.h"
@@ -474,7 +474,7 @@ TEST(RowHome, KeepsTheTextsOfAnEvent) {
   event.origins.ptr(0)->magnitudes.push(EVMagnitude());
   event.origins.ptr(0)->magnitudes.ptr(0)->record_netmag = "netmag\n";
   const EVEvent before = event;
-  rehome(event);
+  gather_texts(event);
   EXPECT_TRUE(equal(before, event));
   EXPECT_FALSE(event.record_event.same_place(before.record_event));
 }

@@ -99,9 +99,6 @@ class ListFollower {
   std::vector<Entry> entries_;  // of each event of the list, ascending by row
 };
 
-/* The server's follower, made when it is first asked for. */
-ListFollower &follower_of(ServerState &state);
-
 /* The server's database, for a TreeReader. */
 ReadingSource reading_source(ServerState &state);
 

@@ -44,5 +44,32 @@ struct Published {
   int64_t mostrecent_evid = -1;
 };
 
+/* Keeps the `max` events that were used last; less than 1: all. */
+void purge_expanded(int max, Array<long, EVEvent> &cache);
+
+/* Holds the events lock for one scope, unless the thread has it already. */
+class EventsLockHold {
+ public:
+  explicit EventsLockHold(Published &published) {
+    if (!published.lock.owned_by_this_thread()) {
+      hold_ = std::unique_lock(published.lock);
+    }
+  }
+
+ private:
+  std::unique_lock<EventsLock> hold_;
+};
+
+/* While the pointer is held, the list does not change. */
+inline std::shared_ptr<const Table<EVEvent>> current_events(Published &published) {
+  const EventsLockHold hold(published);
+  return published.events;
+}
+inline std::shared_ptr<const Table<EVDetection>> current_detections(
+    Published &published) {
+  const EventsLockHold hold(published);
+  return published.detections;
+}
+
 }  // namespace ksutil::events
 #endif

@@ -66,5 +66,10 @@ class Refresh {
   EVResponse response_;
 };
 
+inline constexpr int kAlreadyRunning = 11;
+
+/* One refresh with its notification: what Refresh::run gives, or kAlreadyRunning. */
+int refresh_once(ServerState &state, bool force);
+
 }  // namespace ksutil::events
 #endif

@@ -19,8 +19,9 @@
 #include "events/command.h"
 #include "events/server/internal/clients.h"
 #include "events/server/internal/fair_lock.h"
-#include "events/server/internal/latch.h"
+#include "events/server/internal/list_follower.h"
 #include "events/server/internal/published.h"
+#include "events/server/internal/threads.h"
 #include "events/vars.h"
 #include "pipeline/pmtfifo.h"
 #include "platform/db/db.h"
@@ -29,11 +30,12 @@ class EVServer;
 
 namespace ksutil::events {
 
-class ListFollower;  // list_follower.h: what a refresh keeps to read only what changed
-
 struct ServerState {
-  ServerState();
-  ~ServerState();  // stops the threads and closes the database
+  ServerState() = default;
+  ~ServerState() {
+    stop_threads(*this);
+    if (db.database != dbINVALID) dbclose(db);
+  }
 
   EVVars vars;  // first: it begins with the mark by which a server is recognised
 
@@ -42,7 +44,7 @@ struct ServerState {
   std::string dbname, schema_name;
   Dbptr db = dbinvalid();
   Array<std::string, EVTable> monitored;  // checkDatabase's own memory of three tables
-  std::unique_ptr<ListFollower> follower;
+  ListFollower follower;
   std::atomic<int32_t> remote_mount_mode{0};
 
   // Settings read by the threads.

@@ -2,14 +2,32 @@
 #ifndef KSUTIL_EVENTS_SERVER_INTERNAL_THREADS_H
 #define KSUTIL_EVENTS_SERVER_INTERNAL_THREADS_H
 
+#include <condition_variable>
 #include <cstdint>
 #include <memory>
+#include <mutex>
 
 #include "events/command.h"
 
 namespace ksutil::events {
 
 struct ServerState;
+
+/* The handshake between the refresher and the worker: a binary latch.  lock() waits until the latch is open and takes it; unlock(), from any thread, opens it
+ * and has no effect on an open latch; close() lets every present and future lock()
+ * return, because nobody will open the latch any more. */
+class RefreshLatch {
+ public:
+  void lock();
+  void unlock();
+  void close();
+
+ private:
+  std::mutex mutex_;
+  std::condition_variable changed_;
+  bool open_ = true;
+  bool closed_ = false;
+};
 
 inline constexpr int kQueueCapacity = 10;
 

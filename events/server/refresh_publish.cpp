@@ -3,8 +3,6 @@
 #include <utility>
 
 #include "events/records/internal/compare.h"
-#include "events/server/internal/current_lists.h"
-#include "events/server/internal/expanded.h"
 #include "events/server/internal/refresh.h"
 
 namespace ksutil::events {
@@ -52,7 +50,7 @@ void Refresh::publish() {
   if (list_read_) {
     const std::shared_ptr<const Table<EVEvent>> list = current_events(published);
     const std::lock_guard lock(state_.database_lock);
-    follower_of(state_).finish(snapshots_, reading_.window, reading_.epoch, list);
+    state_.follower.finish(snapshots_, reading_.window, reading_.epoch, list);
   }
   state_.last_event_count = force_ ? -1 : event_count_;
   if (new_detections_ != nullptr) {

@@ -1,4 +1,5 @@
-/* The commands that select rows by station, channel and time. */
+#include "events/server/commands/internal/station_rows.h"
+
 #include <algorithm>
 #include <cmath>
 #include <map>
@@ -7,10 +8,9 @@
 
 #include "core/register.h"
 #include "events/database/internal/row_columns.h"
-#include "events/server/internal/code_filters.h"
-#include "events/server/internal/commands.h"
+#include "events/server/commands/internal/code_filters.h"
+#include "events/server/commands/internal/table_scan.h"
 #include "events/server/internal/list_follower.h"
-#include "events/server/internal/table_scan.h"
 #include "platform/db/access.h"
 #include "platform/elog/elog.h"
 
@@ -249,7 +249,7 @@ Table<EVTableRecord> get_raw_detections(ServerState &state,
   const ShellFilter sta(selection.sta), chan(selection.chan);
   const StationColumns columns(scan.rows()->layout());
   /* The index by time is kept for the server's window anyway. */
-  TimeIndex &times = follower_of(state).detection_times;
+  TimeIndex &times = state.follower.detection_times;
   times.follow(scan.rows());
   Timed<EVTableRecord> found;
   const bool complete = scan.each(times.find(selection.tstart, selection.tend),
@@ -268,7 +268,7 @@ EVTableRecord get_site(ServerState &state, const std::string &sta, double time) 
   CommandSteps steps(state, "EVServer::getSite");
   const TableScan scan(steps, "site");
   if (scan.rows() == nullptr) return {};
-  SiteIndex &sites = follower_of(state).sites;
+  SiteIndex &sites = state.follower.sites;
   sites.follow(scan.rows());
   const long record = sites.find(sta, time);
   if (record < 0) return {};

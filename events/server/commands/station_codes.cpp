@@ -1,10 +1,10 @@
-/* Station codes of the database and of SEED volumes. */
+#include "events/server/commands/internal/station_codes.h"
+
 #include <array>
 #include <string_view>
 
 #include "core/register.h"
-#include "events/server/internal/commands.h"
-#include "events/server/internal/table_scan.h"
+#include "events/server/commands/internal/table_scan.h"
 #include "platform/db/columns.h"
 #include "platform/elog/elog.h"
 #include "platform/stock/text.h"

@@ -1,6 +1,4 @@
-#include "events/server/internal/row_home.h"
-
-#include <cstring>
+#include "events/records/internal/row_texts.h"
 
 namespace ksutil::events {
 namespace {
@@ -33,20 +31,8 @@ void for_each_text(EVEvent &event, Fn fn) {
 
 }  // namespace
 
-void rehome(EVEvent &event) {
-  std::size_t size = 0;
-  for_each_text(event, [&](const db::RowText &text) { size += text.size(); });
-  if (size == 0) return;
-  db::BlockPtr block = db::BlockPtr::make(size);
-  char *const start = block.fill();
-  std::size_t offset = 0;
-  for_each_text(event, [&](db::RowText &text) {
-    if (text.empty()) return;
-    const std::string_view bytes = text;
-    std::memcpy(start + offset, bytes.data(), bytes.size());
-    text = db::RowText(block, offset, bytes.size());
-    offset += bytes.size();
-  });
+void gather_texts(EVEvent &event) {
+  db::RowText::gather([&](auto fn) { for_each_text(event, fn); });
 }
 
 }  // namespace ksutil::events

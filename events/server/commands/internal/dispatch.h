@@ -1,6 +1,6 @@
 /* From the name of a command to what is done for it. */
-#ifndef KSUTIL_EVENTS_SERVER_INTERNAL_DISPATCH_H
-#define KSUTIL_EVENTS_SERVER_INTERNAL_DISPATCH_H
+#ifndef KSUTIL_EVENTS_SERVER_COMMANDS_INTERNAL_DISPATCH_H
+#define KSUTIL_EVENTS_SERVER_COMMANDS_INTERNAL_DISPATCH_H
 
 #include "events/command.h"
 

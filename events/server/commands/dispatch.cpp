@@ -1,4 +1,4 @@
-#include "events/server/internal/dispatch.h"
+#include "events/server/commands/internal/dispatch.h"
 
 #include <exception>
 #include <memory>
@@ -7,7 +7,9 @@
 #include "core/register.h"
 #include "events/evclient.h"
 #include "events/evserver.h"
-#include "events/server/internal/commands.h"
+#include "events/server/commands/internal/database_commands.h"
+#include "events/server/commands/internal/station_codes.h"
+#include "events/server/commands/internal/station_rows.h"
 #include "events/server/internal/server_state.h"
 
 namespace ksutil::events {

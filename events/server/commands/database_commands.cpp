@@ -1,12 +1,12 @@
-/* The commands that hand the platform's database operations to clients. */
+#include "events/server/commands/internal/database_commands.h"
+
 #include <cctype>
 #include <memory>
 #include <string_view>
 
 #include "core/register.h"
-#include "events/server/internal/binding.h"
-#include "events/server/internal/commands.h"
-#include "events/server/internal/table_scan.h"
+#include "events/server/commands/internal/table_scan.h"
+#include "events/server/internal/tables.h"
 #include "platform/clock/clock.h"
 #include "platform/db/access.h"
 #include "platform/db/columns.h"

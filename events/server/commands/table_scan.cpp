@@ -1,8 +1,8 @@
-#include "events/server/internal/table_scan.h"
+#include "events/server/commands/internal/table_scan.h"
 
 #include "core/register.h"
-#include "events/server/internal/binding.h"
 #include "events/server/internal/list_follower.h"
+#include "events/server/internal/tables.h"
 #include "platform/db/access.h"
 #include "platform/elog/elog.h"
 
@@ -18,7 +18,7 @@ CommandSteps::CommandSteps(ServerState &state, const char *who)
     : state_(state),
       who_(who),
       lock_(state.database_lock),
-      binding_(follower_of(state).binding()) {}
+      binding_(state.follower.binding()) {}
 
 bool CommandSteps::open() const { return database_open(state_, who_); }
 
@@ -26,7 +26,7 @@ bool CommandSteps::step() {
   if (++rows_ % kRowsPerStep != 0) return true;
   lock_.unlock();
   lock_.lock();
-  return follower_of(state_).binding() == binding_;
+  return state_.follower.binding() == binding_;
 }
 
 Dbptr CommandSteps::table(const std::string &name) const {

@@ -1,4 +1,4 @@
-#include "events/server/internal/binding.h"
+#include "events/server/internal/tables.h"
 
 #include <algorithm>
 #include <mutex>
@@ -86,7 +86,7 @@ void prime_monitor(ServerState &state) {
 void close_database(ServerState &state) {
   free_match_hooks(state.vars);
   forget_tables(state);
-  if (state.follower != nullptr) state.follower->unbind();
+  state.follower.unbind();
   for (const std::string &name : state.vars.tables.keys()) {
     state.vars.tables.find(name)->db = dbinvalid();
   }

@@ -1,6 +1,6 @@
 /* Reading rows of one table for a command. */
-#ifndef KSUTIL_EVENTS_SERVER_INTERNAL_TABLE_SCAN_H
-#define KSUTIL_EVENTS_SERVER_INTERNAL_TABLE_SCAN_H
+#ifndef KSUTIL_EVENTS_SERVER_COMMANDS_INTERNAL_TABLE_SCAN_H
+#define KSUTIL_EVENTS_SERVER_COMMANDS_INTERNAL_TABLE_SCAN_H
 
 #include <functional>
 #include <memory>

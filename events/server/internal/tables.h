@@ -1,7 +1,7 @@
 /* The server's tables: opening them, and telling how they have changed.
  * The callers hold ServerState::database_lock. */
-#ifndef KSUTIL_EVENTS_SERVER_INTERNAL_BINDING_H
-#define KSUTIL_EVENTS_SERVER_INTERNAL_BINDING_H
+#ifndef KSUTIL_EVENTS_SERVER_INTERNAL_TABLES_H
+#define KSUTIL_EVENTS_SERVER_INTERNAL_TABLES_H
 
 #include <string>
 

@@ -1,7 +1,9 @@
 #include <utility>
 
 #include "events/evserver.h"
-#include "events/server/internal/commands.h"
+#include "events/server/commands/internal/database_commands.h"
+#include "events/server/commands/internal/station_codes.h"
+#include "events/server/commands/internal/station_rows.h"
 #include "events/server/internal/server_state.h"
 
 using namespace ksutil::events;

@@ -1,4 +1,4 @@
-#include "events/server/internal/code_filters.h"
+#include "events/server/commands/internal/code_filters.h"
 
 #include "core/register.h"
 #include "platform/stock/text.h"

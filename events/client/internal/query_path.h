@@ -1,0 +1,56 @@
+/* PathFinder: resolves the names of a query to fields of records. */
+#ifndef KSUTIL_EVENTS_CLIENT_INTERNAL_QUERY_PATH_H
+#define KSUTIL_EVENTS_CLIENT_INTERNAL_QUERY_PATH_H
+
+#include <functional>
+#include <map>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "events/client/internal/record_kinds.h"
+#include "events/client/internal/row_field.h"
+#include "platform/expr/expr.h"
+
+namespace ksutil::events {
+
+/* The layouts of a table's rows, empty for a table that is not known. */
+using LayoutSource = std::function<Layouts(std::string_view table)>;
+
+/* A name of a query, resolved: the way from the record to another one, and the field that
+ * is read there, its own or one of a row. */
+struct QueryPath {
+  struct Move {
+    const void *(*to)(const void *record, long index);
+    long index;
+  };
+  std::vector<Move> moves;
+  const OwnField *own = nullptr;
+  const RowPart *part = nullptr;
+  std::shared_ptr<const RowField> field;
+
+  expr::Type type() const { return own != nullptr ? own->type : field->type(); }
+  /* Null without such a record; false, with a message, when the row cannot be read. */
+  bool read(const void *record, expr::Value &value) const;
+};
+
+/* Resolves names on one kind of record. */
+class PathFinder {
+ public:
+  explicit PathFinder(LayoutSource layouts) : layouts_(std::move(layouts)) {}
+  /* False when the name means nothing there. */
+  bool find(const RecordKind &kind, std::string_view name, QueryPath &path);
+
+ private:
+  bool find_here(const RecordKind &kind, std::string_view name, QueryPath &path);
+  bool find_below(const RecordKind &kind, std::string_view name, QueryPath &path);
+  bool find_row(const RowPart &part, std::string_view field, QueryPath &path);
+  const Layouts &layouts(std::string_view table);
+
+  LayoutSource layouts_;
+  std::map<std::string, Layouts, std::less<>> known_;
+};
+
+}  // namespace ksutil::events
+#endif

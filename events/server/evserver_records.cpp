@@ -1,0 +1,234 @@
+#include <mutex>
+#include <utility>
+
+#include "events/evserver.h"
+#include "events/reading/internal/preferred_magnitudes.h"
+#include "events/records/internal/compare.h"
+#include "events/records/internal/print.h"
+#include "events/records/internal/print_differences.h"
+#include "events/server/internal/published.h"
+#include "events/server/internal/server_state.h"
+
+namespace ksutil::events {
+namespace {
+
+template <class Record>
+int equal_pointers(const Record *a, const Record *b) {
+  if (a == nullptr || b == nullptr) return a == b ? 1 : 0;
+  return equal(*a, *b) ? 1 : 0;
+}
+
+template <class Record>
+void print_pair(const Record *a, const Record *b, const std::string &prefix) {
+  if (a != nullptr && b != nullptr) print_differences(*a, *b, prefix);
+}
+template <class Record>
+void print_pair(const Table<Record> *a, const Table<Record> *b,
+                const std::string &prefix) {
+  if (a != nullptr && b != nullptr) print_list_differences(*a, *b, prefix);
+}
+
+const MagnitudeRules kNoRules;
+
+const MagnitudeRules &rules_or_none(const MagnitudeRules *rules) {
+  return rules == nullptr ? kNoRules : *rules;
+}
+
+/* Reads the server's rules: whole, up to a failing entry, or as they were when the source
+ * is no parameter text at all. */
+template <class Source>
+int set_rules(ServerState &state, Source source) {
+  MagnitudeRules rules;
+  {
+    const std::lock_guard lock(state.database_lock);
+    rules = state.vars.rules;
+  }
+  const int result = read_magnitude_rules(source, rules);
+  const std::lock_guard lock(state.database_lock);
+  state.vars.rules = std::move(rules);
+  /* Magnitudes chosen by the old rules must not survive in a list that is followed. */
+  state.follower.forget();
+  return result;
+}
+
+}  // namespace
+}  // namespace ksutil::events
+
+using namespace ksutil::events;
+
+void EVServer::print(EVEvent *event, std::string prefix) {
+  if (event != nullptr) print_record(*event, prefix);
+}
+void EVServer::print(EVOrigin *origin, std::string prefix) {
+  if (origin != nullptr) print_record(*origin, prefix);
+}
+void EVServer::print(EVMagnitude *magnitude, std::string prefix) {
+  if (magnitude != nullptr) print_record(*magnitude, prefix);
+}
+void EVServer::print(EVStamag *stamag, std::string prefix) {
+  if (stamag != nullptr) print_record(*stamag, prefix);
+}
+void EVServer::print(EVMoment *moment, std::string prefix) {
+  if (moment != nullptr) print_record(*moment, prefix);
+}
+void EVServer::print(EVAssociation *association, std::string prefix) {
+  if (association != nullptr) print_record(*association, prefix);
+}
+void EVServer::print(EVDetection *detection, std::string prefix) {
+  if (detection != nullptr) print_record(*detection, prefix);
+}
+void EVServer::print(EVTableRecord *record, std::string prefix) {
+  if (record != nullptr) print_record(*record, prefix);
+}
+void EVServer::print(EVStaChan *stachan, std::string prefix) {
+  if (stachan != nullptr) print_record(*stachan, prefix);
+}
+
+void EVServer::print(Table<EVEvent> *events, std::string prefix) {
+  if (events != nullptr) print_list(*events, prefix);
+}
+void EVServer::print(Table<EVOrigin> *origins, std::string prefix) {
+  if (origins != nullptr) print_list(*origins, prefix);
+}
+void EVServer::print(Table<EVMagnitude> *magnitudes, std::string prefix) {
+  if (magnitudes != nullptr) print_list(*magnitudes, prefix);
+}
+void EVServer::print(Table<EVStamag> *stamags, std::string prefix) {
+  if (stamags != nullptr) print_list(*stamags, prefix);
+}
+void EVServer::print(Table<EVMoment> *moments, std::string prefix) {
+  if (moments != nullptr) print_list(*moments, prefix);
+}
+void EVServer::print(Table<EVAssociation> *associations, std::string prefix) {
+  if (associations != nullptr) print_list(*associations, prefix);
+}
+void EVServer::print(Table<EVDetection> *detections, std::string prefix) {
+  if (detections != nullptr) print_list(*detections, prefix);
+}
+void EVServer::print(Table<EVTableRecord> *records, std::string prefix) {
+  if (records != nullptr) print_list(*records, prefix);
+}
+void EVServer::print(Table<EVStaChan> *stachans, std::string prefix) {
+  if (stachans != nullptr) print_list(*stachans, prefix);
+}
+
+void EVServer::print(EVEvent *event1, EVEvent *event2, std::string prefix) {
+  print_pair(event1, event2, prefix);
+}
+void EVServer::print(EVOrigin *origin1, EVOrigin *origin2, std::string prefix) {
+  print_pair(origin1, origin2, prefix);
+}
+void EVServer::print(EVMagnitude *magnitude1, EVMagnitude *magnitude2,
+                     std::string prefix) {
+  print_pair(magnitude1, magnitude2, prefix);
+}
+void EVServer::print(EVMoment *moment1, EVMoment *moment2, std::string prefix) {
+  print_pair(moment1, moment2, prefix);
+}
+void EVServer::print(EVAssociation *association1, EVAssociation *association2,
+                     std::string prefix) {
+  print_pair(association1, association2, prefix);
+}
+void EVServer::print(EVDetection *detection1, EVDetection *detection2,
+                     std::string prefix) {
+  print_pair(detection1, detection2, prefix);
+}
+
+void EVServer::print(Table<EVEvent> *events1, Table<EVEvent> *events2,
+                     std::string prefix) {
+  print_pair(events1, events2, prefix);
+}
+void EVServer::print(Table<EVOrigin> *origins1, Table<EVOrigin> *origins2,
+                     std::string prefix) {
+  print_pair(origins1, origins2, prefix);
+}
+void EVServer::print(Table<EVMagnitude> *magnitudes1, Table<EVMagnitude> *magnitudes2,
+                     std::string prefix) {
+  print_pair(magnitudes1, magnitudes2, prefix);
+}
+void EVServer::print(Table<EVMoment> *moments1, Table<EVMoment> *moments2,
+                     std::string prefix) {
+  print_pair(moments1, moments2, prefix);
+}
+void EVServer::print(Table<EVAssociation> *associations1,
+                     Table<EVAssociation> *associations2, std::string prefix) {
+  print_pair(associations1, associations2, prefix);
+}
+void EVServer::print(Table<EVDetection> *detections1, Table<EVDetection> *detections2,
+                     std::string prefix) {
+  print_pair(detections1, detections2, prefix);
+}
+
+void EVServer::printDifferences(Table<EVEvent> *events) {
+  if (events == nullptr) return;
+  print_news(*events, *current_events(state_->published));
+}
+
+int EVServer::isEqual(EVEvent *event1, EVEvent *event2) {
+  return equal_pointers(event1, event2);
+}
+int EVServer::isEqual(EVOrigin *origin1, EVOrigin *origin2) {
+  return equal_pointers(origin1, origin2);
+}
+int EVServer::isEqual(EVMagnitude *magnitude1, EVMagnitude *magnitude2) {
+  return equal_pointers(magnitude1, magnitude2);
+}
+int EVServer::isEqual(EVMoment *moment1, EVMoment *moment2) {
+  return equal_pointers(moment1, moment2);
+}
+int EVServer::isEqual(EVAssociation *association1, EVAssociation *association2) {
+  return equal_pointers(association1, association2);
+}
+int EVServer::isEqual(EVDetection *detection1, EVDetection *detection2) {
+  return equal_pointers(detection1, detection2);
+}
+
+int EVServer::isEqual(Table<EVEvent> *events) {
+  if (events == nullptr) return 0;
+  return equal_lists(*events, *current_events(state_->published)) ? 1 : 0;
+}
+int EVServer::isEqual(Table<EVDetection> *detections) {
+  if (detections == nullptr) return 0;
+  return equal(*detections, *current_detections(state_->published)) ? 1 : 0;
+}
+
+int EVServer::readPreferredMagnitudes(Pf *pf, Table<EVPreferredMagnitude> &rules) {
+  return read_magnitude_rules(pf, rules);
+}
+
+int EVServer::readPreferredMagnitudes(char *text, Table<EVPreferredMagnitude> &rules) {
+  return read_magnitude_rules(text, rules);
+}
+
+int EVServer::setPreferredMagnitudes(Pf *pf) { return set_rules(*state_, pf); }
+
+int EVServer::setPreferredMagnitudes(char *text) {
+  return set_rules(*state_, static_cast<const char *>(text));
+}
+
+unsigned EVServer::getPreferredMagnitudePriority(Table<EVPreferredMagnitude> *rules,
+                                                 EVMagnitude *magnitude) {
+  return magnitude == nullptr ? 0
+                              : magnitude_priority(rules_or_none(rules), *magnitude);
+}
+
+int EVServer::findPreferredMagnitude(Table<EVPreferredMagnitude> *rules,
+                                     Table<EVMagnitude> *magnitudes, int *priority) {
+  int found = 0;
+  const int index =
+      magnitudes == nullptr
+          ? -1
+          : find_preferred_magnitude(rules_or_none(rules), *magnitudes, found);
+  if (priority != nullptr) *priority = found;
+  return index;
+}
+
+void EVServer::setPreferredMagnitude(Table<EVPreferredMagnitude> *rules,
+                                     EVOrigin *origin) {
+  if (origin != nullptr) set_preferred_magnitude(rules_or_none(rules), *origin);
+}
+
+void EVServer::setPreferredMagnitude(Table<EVPreferredMagnitude> *rules,
+                                     EVEvent *event) {
+  if (event != nullptr) set_preferred_magnitude(rules_or_none(rules), *event);
+}
