@@ -3,7 +3,7 @@
 # What the library, its tools and its tests are built with, and what the benchmarks add.
 build_packages="g++ cmake ninja-build pkg-config libcli11-dev nlohmann-json3-dev libfccp-dev
   libcairo2-dev fonts-dejavu-core"
-test_packages="libgtest-dev libgmock-dev locales"
+test_packages="libgtest-dev libgmock-dev locales python3"
 bench_packages="libbenchmark-dev libsqlite3-dev libtbb-dev libboost-dev libgsl-dev"
 fuzz_packages="clang"
 
