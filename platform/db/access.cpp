@@ -1,7 +1,11 @@
 #include "platform/db/access.h"
 
 #include "platform/db/internal/boundary.h"
+#include "platform/db/internal/next_id.h"
 #include "platform/db/internal/registry.h"
+#include "platform/db/match/internal/match_state.h"
+#include "platform/db/views/internal/view_source.h"
+#include "platform/elog/elog.h"
 
 namespace ksutil::db {
 
@@ -51,6 +55,47 @@ bool set_scratch(Dbptr db, std::string_view text) {
     const Opened opened("set_scratch", db);
     TableSource *const table = opened ? opened.table("set_scratch", db) : nullptr;
     return table != nullptr && table->set_scratch("set_scratch", text);
+  });
+}
+
+bool view_parts(Dbptr record, std::vector<Dbptr> &parts) {
+  return guarded("view_parts", false, [&] {
+    const Opened opened("view_parts", record);
+    RecordSource *const source = opened ? opened.source("view_parts", record) : nullptr;
+    if (source == nullptr) return false;
+    if (source->table() != nullptr) {
+      parts = {{record.database, record.table, dbALL, record.record}};
+      return true;
+    }
+    const Tuples &tuples = static_cast<ViewSource *>(source)->tuples();
+    parts.clear();
+    for (std::size_t i = 0; i < tuples.parts.size(); ++i) {
+      const bool real = record.record >= 0 && record.record < tuples.count();
+      parts.push_back({record.database, tuples.parts[i].number, dbALL,
+                       real ? tuples.tuple(record.record)[i] : record.record});
+    }
+    return true;
+  });
+}
+
+const KeyIndex *match_index(const std::shared_ptr<const Snapshot> &snapshot,
+                            Tbl *kpattern, Tbl *tpattern, Hook **hook) {
+  return guarded(
+      "match_index", static_cast<const KeyIndex *>(nullptr), [&]() -> const KeyIndex * {
+        if (snapshot == nullptr || hook == nullptr) {
+          elog_log(0, "match_index: no table or no hook.\n");
+          return nullptr;
+        }
+        MatchState *const state = MatchState::in("match_index", hook);
+        return state == nullptr ? nullptr
+                                : state->follow_ids(snapshot, kpattern, tpattern);
+      });
+}
+
+long reserve_ids(Dbptr db, const char *key, long count) {
+  return guarded("dbnextid", -1L, [&] {
+    const Opened opened("dbnextid", db);
+    return opened ? next_ids(*opened, key, count) : -1L;
   });
 }
 

@@ -1,39 +1,13 @@
+#include "platform/db/internal/next_id.h"
+
 #include <algorithm>
 
 #include "platform/clock/clock.h"
-#include "platform/db/access.h"
 #include "platform/db/columns.h"
-#include "platform/db/db.h"
-#include "platform/db/internal/boundary.h"
 #include "platform/db/internal/greatest_ids.h"
-#include "platform/db/internal/registry.h"
 #include "platform/elog/elog.h"
 
 namespace ksutil::db {
-
-std::int64_t GreatestIds::follow(const std::string &table, const std::string &field,
-                                 const std::shared_ptr<const Snapshot> &snapshot) {
-  Seen &seen = seen_[{table, field}];
-  if (seen.snapshot == snapshot) return seen.greatest;
-  const IntegerColumn column(snapshot->layout(), field);
-  const auto raise = [&](long row) {
-    std::int64_t id;
-    if (column.read(snapshot->row(row), id) && id != column.null()) {
-      seen.greatest = std::max(seen.greatest, id);
-    }
-  };
-  Changes changes;
-  if (seen.snapshot != nullptr) changes = changes_between(*seen.snapshot, *snapshot);
-  if (!changes.known || seen.snapshot == nullptr) {
-    changes.changed.clear();
-    changes.old_count = 0;
-  }
-  for (const long row : changes.changed) raise(row);
-  for (long row = changes.old_count; row < snapshot->count(); ++row) raise(row);
-  seen.snapshot = snapshot->complete() ? snapshot : nullptr;
-  return seen.greatest;
-}
-
 namespace {
 
 constexpr long kMaxReservedIds = 10'000'000;
@@ -105,35 +79,29 @@ bool count_on(Database &database, TableSource &lastid, TableStore::Exclusive &lo
 
 }  // namespace
 
-long reserve_ids(Dbptr db, const char *key, long count) {
-  return guarded("dbnextid", -1L, [&] {
-    if (key == nullptr || *key == '\0') {
-      elog_log(0, "dbnextid: no counter is named.\n");
-      return -1L;
-    }
-    if (count < 1 || count > kMaxReservedIds) {
-      elog_log(0, "dbnextid: cannot reserve %ld ids.\n", count);
-      return -1L;
-    }
-    const Opened opened("dbnextid", db);
-    if (!opened) return -1L;
-    TableSource *const lastid = opened->table("lastid");
-    if (lastid == nullptr) {
-      elog_log(0, "dbnextid: schema %s has no table lastid.\n",
-               opened->schema().name().c_str());
-      return -1L;
-    }
-    std::int64_t id = -1;
-    const bool counted =
-        lastid->exclusively("dbnextid", [&](TableStore::Exclusive &locked) {
-          return count_on(*opened, *lastid, locked, key, count, id);
-        });
-    if (counted) return static_cast<long>(id);
-    elog_log(0, "dbnextid: no next id of counter '%s'.\n", key);
-    return -1L;
-  });
+long next_ids(Database &database, const char *key, long count) {
+  if (key == nullptr || *key == '\0') {
+    elog_log(0, "dbnextid: no counter is named.\n");
+    return -1;
+  }
+  if (count < 1 || count > kMaxReservedIds) {
+    elog_log(0, "dbnextid: cannot reserve %ld ids.\n", count);
+    return -1;
+  }
+  TableSource *const lastid = database.table("lastid");
+  if (lastid == nullptr) {
+    elog_log(0, "dbnextid: schema %s has no table lastid.\n",
+             database.schema().name().c_str());
+    return -1;
+  }
+  std::int64_t id = -1;
+  const bool counted =
+      lastid->exclusively("dbnextid", [&](TableStore::Exclusive &locked) {
+        return count_on(database, *lastid, locked, key, count, id);
+      });
+  if (counted) return static_cast<long>(id);
+  elog_log(0, "dbnextid: no next id of counter '%s'.\n", key);
+  return -1;
 }
 
 }  // namespace ksutil::db
-
-long dbnextid(Dbptr db, const char *key) { return ksutil::db::reserve_ids(db, key, 1); }

@@ -28,6 +28,14 @@ struct Stamp {
   bool operator==(const Stamp &) const = default;
 };
 
+/* What happened to a table between two of its snapshots. */
+struct Changes {
+  bool known = true;          // false: any row may differ, and the rest says nothing
+  std::vector<long> changed;  // rows of both whose bytes differ, ascending
+  long old_count = 0;         // rows old_count .. new_count-1 are new
+  long new_count = 0;
+};
+
 class KSUTIL_API Snapshot {
  public:
   virtual ~Snapshot() = default;
@@ -51,20 +59,16 @@ class KSUTIL_API Snapshot {
    * asks afterwards.  The table's next snapshot is another one and reads them again. */
   virtual bool complete() const = 0;
 
+  /* What happened from this snapshot to a later one of the same table; see
+   * changes_between. */
+  virtual Changes changes_to(const Snapshot &later) const = 0;
+
  protected:
   Snapshot(std::shared_ptr<const Relation> layout, Stamp stamp)
       : layout_(std::move(layout)), stamp_(stamp) {}
 
   std::shared_ptr<const Relation> layout_;
   Stamp stamp_;
-};
-
-/* What happened to a table between two of its snapshots. */
-struct Changes {
-  bool known = true;          // false: any row may differ, and the rest says nothing
-  std::vector<long> changed;  // rows of both whose bytes differ, ascending
-  long old_count = 0;         // rows old_count .. new_count-1 are new
-  long new_count = 0;
 };
 
 /* Compares at memory speed.  Not known when the table shrank, its layout differs, or the

@@ -29,14 +29,6 @@ std::string refitted(const Relation &from, const Relation &to, const std::string
 
 }  // namespace
 
-bool SourceFields::bind(std::string_view name, int &slot, expr::Type &type) const {
-  if (source_ == nullptr) return false;
-  const int index = source_->find_field(name);
-  if (index < 0 || !expression_type(source_->field(index).type, type)) return false;
-  slot = index;
-  return true;
-}
-
 bool is_row(const Relation &layout, std::string_view text) {
   if (!text.empty() && text.back() == '\n') text.remove_suffix(1);
   return text.size() == static_cast<std::size_t>(layout.width) &&

@@ -5,7 +5,6 @@
 #include <cstring>
 
 #include "platform/clock/clock.h"
-#include "platform/expr/internal/code.h"
 #include "platform/stock/text.h"
 
 namespace ksutil::expr {

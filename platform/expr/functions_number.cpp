@@ -3,6 +3,7 @@
 #include <limits>
 #include <numbers>
 
+#include "platform/expr/internal/convert.h"
 #include "platform/expr/internal/functions.h"
 #include "platform/geo/geo.h"
 

@@ -1,3 +1,4 @@
+#include "platform/expr/internal/convert.h"
 #include "platform/expr/internal/functions.h"
 #include "platform/traveltime/traveltime.h"
 

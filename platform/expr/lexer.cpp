@@ -1,6 +1,6 @@
-#include <charconv>
+#include "platform/expr/internal/lexer.h"
 
-#include "platform/expr/internal/token.h"
+#include <charconv>
 
 namespace ksutil::expr {
 

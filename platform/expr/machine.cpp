@@ -1,9 +1,11 @@
+#include "platform/expr/internal/machine.h"
+
 #include <algorithm>
 #include <cmath>
 
 #include "platform/clock/clock.h"
 #include "platform/elog/elog.h"
-#include "platform/expr/internal/code.h"
+#include "platform/expr/internal/convert.h"
 
 namespace ksutil::expr {
 

@@ -1,7 +1,4 @@
-#include <atomic>
-
-#include "platform/expr/internal/generator.h"
-#include "platform/expr/internal/program.h"
+#include "platform/expr/internal/parser.h"
 
 namespace ksutil::expr {
 
@@ -201,21 +198,10 @@ class Parser {
   int depth_ = 0;
 };
 
-std::atomic<std::uint64_t> last_id{0};
-
 }  // namespace
 
-std::unique_ptr<const Program> Program::compile(std::string_view text,
-                                                const Fields &fields, Error &error) {
-  if (text.size() > kMaxLength) {
-    error = {kMaxLength, "expected at most 65536 bytes"};
-    return nullptr;
-  }
-  auto code = std::make_unique<Code>();
-  Generator generator(*code, fields, error);
-  if (!Parser(text, generator, error).parse()) return nullptr;
-  code->id = ++last_id;
-  return std::unique_ptr<const Program>(new Program(std::move(code)));
+bool parse(std::string_view text, Generator &generator, Error &error) {
+  return Parser(text, generator, error).parse();
 }
 
 }  // namespace ksutil::expr

@@ -1,71 +1,27 @@
-/* The open databases of this process, by the number that Dbptr::database holds. */
+/* The registry: the open databases of this process, by the number that Dbptr::database holds. */
 #ifndef KSUTIL_PLATFORM_DB_INTERNAL_REGISTRY_H
 #define KSUTIL_PLATFORM_DB_INTERNAL_REGISTRY_H
 
-#include <map>
+#include <functional>
 #include <memory>
 #include <mutex>
-#include <set>
 #include <string>
-#include <utility>
-#include <vector>
 
 #include "platform/db/db.h"
-#include "platform/db/internal/record_source.h"
-#include "platform/db/internal/table_source.h"
-#include "platform/db/key_index.h"
-#include "platform/db/store.h"
-#include "platform/stock/tbl.h"
+#include "platform/db/internal/database.h"
 
 namespace ksutil::db {
 
-class GreatestIds;
-
-/* One open database.  Its mutex guards everything in it. */
-class Database {
- public:
-  explicit Database(std::unique_ptr<DatabaseStore> store);
-  ~Database();
-
-  std::mutex &mutex() { return mutex_; }
-  DatabaseStore &store() { return *store_; }
-  const Schema &schema() const { return *schema_; }
-
-  /* The number of a table; -1 when the schema has none of that name. */
-  int table_index(std::string_view name) const { return schema_->index(name); }
-
-  /* What a table number names; null when it names nothing. */
-  RecordSource *source(int table);
-  TableSource *table(std::string_view name);
-
-  /* Takes a view: its number, which is not given to another. */
-  int add_view(std::unique_ptr<RecordSource> view);
-  /* False when the number is no view's. */
-  bool free_view(int number);
-
-  /* Texts and lists of texts that live as long as the database. */
-  const char *keep(const std::string &text);
-  Tbl *keep_list(const std::string &key, const std::vector<std::string> &texts);
-
-  GreatestIds &greatest_ids() { return *greatest_ids_; }
-
- private:
-  struct TblDeleter {
-    void operator()(Tbl *list) const { freetbl(list, nullptr); }
-  };
-
-  std::mutex mutex_;
-  std::unique_ptr<DatabaseStore> store_;
-  std::shared_ptr<const Schema> schema_;
-  std::vector<std::unique_ptr<RecordSource>>
-      sources_;  // by table number: tables, made when used, then views
-  std::set<std::string> texts_;
-  std::map<std::string, std::unique_ptr<Tbl, TblDeleter>> lists_;
-  std::unique_ptr<GreatestIds> greatest_ids_;
-};
-
 /* Registers an open database: its number, or -1 with a message. */
 int register_database(std::unique_ptr<DatabaseStore> store);
+
+/* The number of the database that is shared under this name and mode, counted once more;
+ * the first time what `open` gives.  -1 when `open` gives -1. */
+int share_database(const std::string &name, const std::string &mode,
+                   const std::function<int()> &open);
+
+/* Closes a database, a shared one for its last user; false when the number names none. */
+bool release_database(int number);
 
 /* An open database, locked for one scope. */
 class Opened {

@@ -115,27 +115,5 @@ struct Code {
   std::uint64_t id = 0;  // no other program of this process has it
 };
 
-/* The texts that one evaluation makes. */
-class Scratch {
- public:
-  /* Room for a text; null, with a message registered, when a bound is exceeded. */
-  char *take(std::size_t size);
-  bool copy(std::string_view text, Value &result);
-  void clear();
-
-  PatternScratch pattern;
-
- private:
-  std::vector<std::unique_ptr<char[]>> blocks_;
-  std::size_t block_ = 0, used_ = 0;
-};
-
-/* Marks a value as null, with the null's own number or text of its type. */
-void set_null(Value &value);
-
-/* Runs instructions up to their end; false, with a message, when one fails. */
-bool run(const Instruction *code, Value *registers, const Record &record,
-         Scratch &scratch);
-
 }  // namespace ksutil::expr
 #endif

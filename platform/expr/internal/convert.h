@@ -12,6 +12,9 @@ inline constexpr std::size_t kConvertedSize = 64;
 /* convert() with the caller's buffer of kConvertedSize for a text made of a number. */
 bool convert_into(const Value &value, Type type, char *buffer, Value &result);
 
+/* Marks a value as null, with the null's own number or text of its type. */
+void set_null(Value &value);
+
 /* Finite, and within the range of integers. */
 bool real_to_integer(double real, std::int64_t &integer);
 

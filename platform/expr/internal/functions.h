@@ -7,6 +7,7 @@
 #include <string_view>
 
 #include "platform/expr/internal/code.h"
+#include "platform/expr/internal/machine.h"
 
 namespace ksutil::expr {
 

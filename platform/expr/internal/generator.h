@@ -10,7 +10,8 @@
 
 #include "platform/expr/internal/code.h"
 #include "platform/expr/internal/functions.h"
-#include "platform/expr/internal/token.h"
+#include "platform/expr/internal/lexer.h"
+#include "platform/expr/internal/machine.h"
 
 namespace ksutil::expr {
 

@@ -7,6 +7,7 @@
 #include "platform/expr/expr.h"
 #include "platform/expr/internal/code.h"
 #include "platform/expr/internal/convert.h"
+#include "platform/expr/internal/machine.h"
 
 namespace ksutil::expr {
 

@@ -1,7 +1,7 @@
 /* Table files come from many programs, and change while they are read.  A layout guessed
  * wrong turns every number of a table into another; a file that shrinks or is replaced
  * under a running server must cost rows, never the server. */
-#include "platform/db/flat_files.h"
+#include "platform/db/store/internal/flat_files.h"
 
 #include <fcntl.h>
 #include <gmock/gmock.h>
@@ -9,7 +9,7 @@
 
 #include <random>
 
-#include "platform/db/internal/flat_table.h"
+#include "platform/db/store/internal/flat_table.h"
 #include "platform/stock/files.h"
 #include "table_files.h"
 

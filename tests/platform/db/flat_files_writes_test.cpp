@@ -10,7 +10,7 @@
 #include <set>
 #include <thread>
 
-#include "platform/db/flat_files.h"
+#include "platform/db/store/internal/flat_files.h"
 #include "platform/stock/files.h"
 #include "table_files.h"
 

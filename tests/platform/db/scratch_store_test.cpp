@@ -2,7 +2,7 @@
  * are saved.  Texts taken from them must not change under their holders. */
 #include <gmock/gmock.h>
 
-#include "platform/db/flat_files.h"
+#include "platform/db/store/internal/scratch_store.h"
 #include "table_files.h"
 
 namespace ksutil::db {

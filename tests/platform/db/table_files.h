@@ -14,7 +14,7 @@
 #include <string>
 
 #include "platform/db/columns.h"
-#include "platform/db/flat_files.h"
+#include "platform/db/store/internal/flat_files.h"
 #include "platform/elog/elog.h"
 
 namespace ksutil::db::testing {

@@ -4,7 +4,7 @@
 
 #include <random>
 
-#include "platform/expr/internal/code.h"
+#include "platform/expr/internal/machine.h"
 #include "tests/platform/expr/expr_test_support.h"
 
 namespace ksutil::expr {

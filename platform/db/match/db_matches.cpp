@@ -1,0 +1,126 @@
+/* dbmatches: finds the rows of a table that match a record. */
+#include <cstdlib>
+#include <new>
+#include <optional>
+
+#include "platform/db/internal/boundary.h"
+#include "platform/db/internal/registry.h"
+#include "platform/db/match/internal/match_state.h"
+#include "platform/db/match/internal/natural_keys.h"
+#include "platform/elog/elog.h"
+#include "platform/stock/memory.h"
+
+namespace ksutil::db {
+namespace {
+
+/* A list of texts on its way to the caller. */
+struct TextsDeleter {
+  void operator()(Tbl *list) const { freetbl(list, std::free); }
+};
+using Texts = std::unique_ptr<Tbl, TextsDeleter>;
+
+Texts new_texts(const std::vector<std::string> &texts) {
+  Texts list(newtbl(static_cast<long>(texts.size())));
+  if (list == nullptr) throw std::bad_alloc();
+  for (const std::string &text : texts) {
+    MallocPtr<char> copy(ks_strdup(text.c_str()));
+    if (copy == nullptr || pushtbl(list.get(), copy.get()) < 0) throw std::bad_alloc();
+    copy.release();
+  }
+  return list;
+}
+
+/* Fills in the lists that are null. */
+bool complete_patterns(RecordSource &key, const TableSource &table, Tbl *&kpattern,
+                       Tbl *&tpattern) {
+  std::vector<std::string> of_key, of_table;
+  if (kpattern == nullptr && tpattern == nullptr) {
+    if (key.table() == nullptr ||
+        !natural_keys(key.table()->relation(), table.relation(), of_key, of_table)) {
+      elog_log(0, "dbmatches: %s and %s share no key.\n", key.name().c_str(),
+               table.name().c_str());
+      return false;
+    }
+  } else {
+    Tbl *const other = kpattern == nullptr ? tpattern : kpattern;
+    if (!pattern_texts("dbmatches", other, of_key)) return false;
+    of_table = of_key;
+  }
+  Texts filled_key = kpattern == nullptr ? new_texts(of_key) : nullptr;
+  Texts filled_table = tpattern == nullptr ? new_texts(of_table) : nullptr;
+  if (kpattern == nullptr) kpattern = filled_key.release();
+  if (tpattern == nullptr) tpattern = filled_table.release();
+  return true;
+}
+
+Tbl *new_records(const std::vector<long> &rows) {
+  std::unique_ptr<Tbl, void (*)(Tbl *)> list(newtbl(static_cast<long>(rows.size())),
+                                             [](Tbl *t) { freetbl(t, nullptr); });
+  if (list == nullptr) throw std::bad_alloc();
+  for (const long row : rows) {
+    if (pushtbl(list.get(), reinterpret_cast<void *>(row)) < 0) throw std::bad_alloc();
+  }
+  return list.release();
+}
+
+/* Both databases of a match, locked in the order of their numbers, so that two threads
+ * cannot wait for each other. */
+class OpenedPair {
+ public:
+  OpenedPair(const char *who, Dbptr key, Dbptr table)
+      : first_(who, key.database < table.database ? key : table),
+        key_first_(key.database < table.database) {
+    if (key.database != table.database && first_) {
+      second_.emplace(who, key_first_ ? table : key);
+    }
+  }
+  explicit operator bool() const { return first_ && (!second_ || *second_); }
+  const Opened &key() const { return key_first_ || !second_ ? first_ : *second_; }
+  const Opened &table() const { return key_first_ && second_ ? *second_ : first_; }
+
+ private:
+  Opened first_;
+  bool key_first_;
+  std::optional<Opened> second_;
+};
+
+long match(Dbptr key, Dbptr table, Tbl **kpattern, Tbl **tpattern, Hook **hook,
+           Tbl **records) {
+  const OpenedPair opened("dbmatches", key, table);
+  if (!opened) return -1;
+  RecordSource *const of_key = opened.key().source("dbmatches", key);
+  TableSource *const of_table = opened.table().table("dbmatches", table);
+  if (of_key == nullptr || of_table == nullptr ||
+      ((*kpattern == nullptr || *tpattern == nullptr) &&
+       !complete_patterns(*of_key, *of_table, *kpattern, *tpattern))) {
+    return -1;
+  }
+  MatchState *const state = MatchState::in("dbmatches", hook);
+  if (state == nullptr || !state->prepare(*of_key, *of_table, *kpattern, *tpattern)) {
+    return -1;
+  }
+  const expr::Record *const record = of_key->record("dbmatches", key.record);
+  if (record == nullptr || !state->find(*record, *of_table)) {
+    elog_log(0, "dbmatches: cannot match %s with %s.\n", of_key->name().c_str(),
+             of_table->name().c_str());
+    return -1;
+  }
+  if (records != nullptr) *records = new_records(state->rows());
+  return static_cast<long>(state->rows().size());
+}
+
+}  // namespace
+}  // namespace ksutil::db
+
+using namespace ksutil::db;
+
+long dbmatches(Dbptr key, Dbptr table, Tbl **kpattern, Tbl **tpattern, Hook **hook,
+               Tbl **records) {
+  return guarded("dbmatches", -1L, [&] {
+    if (kpattern == nullptr || tpattern == nullptr || hook == nullptr) {
+      elog_log(0, "dbmatches: no place for patterns or hook.\n");
+      return -1L;
+    }
+    return match(key, table, kpattern, tpattern, hook, records);
+  });
+}

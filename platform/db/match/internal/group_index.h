@@ -1,0 +1,58 @@
+/* GroupIndex: the rows of a table by everything but a single id: groups of rows whose
+ * equality items are the same, and in each the ranges in order of their lower ends. */
+#ifndef KSUTIL_PLATFORM_DB_MATCH_INTERNAL_GROUP_INDEX_H
+#define KSUTIL_PLATFORM_DB_MATCH_INTERNAL_GROUP_INDEX_H
+
+#include <functional>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+#include <vector>
+
+#include "platform/db/internal/bound_layout.h"
+#include "platform/db/match/internal/match_plan.h"
+#include "platform/db/snapshot.h"
+
+namespace ksutil::db {
+
+class GroupIndex {
+ public:
+  /* Brings the index up to date: adds new rows; builds anew when the keys of older ones
+   * have changed.  Rows with a null or unreadable key are left out. */
+  void follow(const MatchPlan &plan, const std::shared_ptr<const Snapshot> &snapshot);
+
+  /* Appends the rows that match, ascending. */
+  void find(const MatchPlan &plan, const MatchKey &key, std::vector<long> &rows);
+
+ private:
+  struct Entry {
+    double low, high;  // the first range of the row; 0 without one
+    double reach;      // the greatest high of the group up to here
+    long row;
+  };
+  struct Group {
+    std::vector<Entry> entries;  // the first `settled` sorted by low, with their reach
+    std::size_t settled = 0;
+  };
+  struct TextHash {
+    using is_transparent = void;
+    std::size_t operator()(std::string_view text) const {
+      return std::hash<std::string_view>()(text);
+    }
+  };
+
+  bool read(const MatchPlan &plan, std::string_view row, MatchKey &key) const;
+  bool moved(const MatchPlan &plan, const Snapshot &snapshot,
+             const std::vector<long> &changed);
+  bool others_overlap(const MatchPlan &plan, const MatchKey &key, long row);
+  static void settle(Group &group);
+
+  std::shared_ptr<const Snapshot> snapshot_;
+  std::unique_ptr<const BoundLayout> layout_;
+  std::unordered_map<std::string, Group, TextHash, std::equal_to<>> groups_;
+  MatchKey before_, now_;  // kept for their memory
+};
+
+}  // namespace ksutil::db
+#endif

@@ -1,0 +1,112 @@
+#include "platform/db/match/internal/match_state.h"
+
+#include <new>
+
+#include "platform/elog/elog.h"
+
+namespace ksutil::db {
+namespace {
+
+void release_state(void *state) { delete static_cast<MatchState *>(state); }
+
+/* The name of the integer field that a pattern of one item is; "" with a message. */
+std::string id_field_of(const Relation &layout, Tbl *tpattern) {
+  std::vector<std::string> texts;
+  if (!pattern_texts("match_index", tpattern, texts)) return "";
+  std::string_view name = texts.front();
+  if (name.starts_with(layout.name + ".")) name.remove_prefix(layout.name.size() + 1);
+  const Field *const field = layout.find(name);
+  if (texts.size() == 1 && field != nullptr &&
+      (field->type == FieldType::kInteger || field->type == FieldType::kYearday)) {
+    return field->name;
+  }
+  elog_log(0, "match_index: '%s' is not the one integer field of %s to match by.\n",
+           texts.front().c_str(), layout.name.c_str());
+  return "";
+}
+
+}  // namespace
+
+MatchState *MatchState::in(const char *who, Hook **hook) {
+  if (*hook == nullptr) {
+    auto state = std::make_unique<MatchState>();
+    *hook = new_hook(state.get(), release_state);
+    if (*hook == nullptr) throw std::bad_alloc();
+    return state.release();
+  }
+  if ((*hook)->release == release_state)
+    return static_cast<MatchState *>((*hook)->data);
+  elog_log(0, "%s: the hook belongs to another function.\n", who);
+  return nullptr;
+}
+
+bool MatchState::prepare(const RecordSource &key, const RecordSource &table,
+                         Tbl *kpattern, Tbl *tpattern) {
+  if (plan_ != nullptr && plan_->is_for(key, table, kpattern, tpattern)) return true;
+  std::vector<std::string> of_key, of_table;
+  if (!pattern_texts("dbmatches", kpattern, of_key) ||
+      !pattern_texts("dbmatches", tpattern, of_table)) {
+    return false;
+  }
+  std::unique_ptr<const MatchPlan> plan = MatchPlan::compile(
+      "dbmatches", key, table, std::move(of_key), std::move(of_table));
+  if (plan == nullptr) return false;
+  groups_ = nullptr;
+  if (ids_ != nullptr && ids_->field() != plan->id_field()) ids_ = nullptr;
+  plan_ = std::move(plan);
+  return true;
+}
+
+bool MatchState::find(const expr::Record &record, TableSource &table) {
+  rows_.clear();
+  return plan_->read_key(record, key_) && find_rows(table);
+}
+
+bool MatchState::find_rows(TableSource &table) {
+  const std::shared_ptr<const Snapshot> snapshot = table.look("dbmatches");
+  if (snapshot == nullptr) return false;
+  if (table_ != table.number()) {
+    ids_ = nullptr;
+    groups_ = nullptr;
+    table_ = table.number();
+  }
+  if (plan_->id_field().empty()) {
+    if (groups_ == nullptr) groups_ = std::make_unique<GroupIndex>();
+    groups_->follow(*plan_, snapshot);
+    if (!snapshot->complete()) return false;
+    if (!key_.null) groups_->find(*plan_, key_, rows_);
+    return true;
+  }
+  if (ids_ == nullptr) ids_ = std::make_unique<KeyIndex>(plan_->id_field());
+  ids_->follow(snapshot);
+  if (ids_->snapshot() != snapshot) return false;
+  if (key_.null) return true;
+  for (const long row : ids_->find(key_.integer)) rows_.push_back(row);
+  return true;
+}
+
+const KeyIndex *MatchState::follow_ids(const std::shared_ptr<const Snapshot> &snapshot,
+                                       Tbl *kpattern, Tbl *tpattern) {
+  if (ids_ == nullptr || !same_texts(kpattern, id_kpattern_) ||
+      !same_texts(tpattern, id_tpattern_)) {
+    std::vector<std::string> of_key, of_table;
+    const std::string field = id_field_of(snapshot->layout(), tpattern);
+    if (field.empty() || !pattern_texts("match_index", tpattern, of_table) ||
+        !pattern_texts("match_index", kpattern, of_key)) {
+      return nullptr;
+    }
+    if (of_key.size() != 1) {
+      elog_log(0, "match_index: the key's pattern has %zu items.\n", of_key.size());
+      return nullptr;
+    }
+    if (ids_ == nullptr || ids_->field() != field) {
+      ids_ = std::make_unique<KeyIndex>(field);
+    }
+    id_kpattern_ = std::move(of_key);
+    id_tpattern_ = std::move(of_table);
+  }
+  ids_->follow(snapshot);
+  return ids_->snapshot() == snapshot ? ids_.get() : nullptr;
+}
+
+}  // namespace ksutil::db

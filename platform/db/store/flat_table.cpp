@@ -1,0 +1,299 @@
+#include "platform/db/store/internal/flat_table.h"
+
+#include <fcntl.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <ctime>
+#include <stdexcept>
+
+#include "platform/db/store/internal/flat_exclusive.h"
+#include "platform/db/store/internal/layout_fit.h"
+#include "platform/elog/elog.h"
+
+namespace ksutil::db {
+namespace {
+
+/* How long an open file is taken for the one that its path names without a look at the
+ * path.  A removed, renamed or replaced file shows at once in its link count and time of
+ * status change; only a directory that was exchanged above it does not. */
+constexpr std::int64_t kTrustPath = 1'000'000'000;
+
+std::int64_t coarse_now() {
+  struct timespec now;
+  ::clock_gettime(CLOCK_MONOTONIC_COARSE, &now);
+  return now.tv_sec * 1'000'000'000 + now.tv_nsec;
+}
+
+bool same_time(const struct timespec &a, const struct timespec &b) {
+  return a.tv_sec == b.tv_sec && a.tv_nsec == b.tv_nsec;
+}
+
+bool same_file(const struct stat &a, const struct stat &b) {
+  return a.st_dev == b.st_dev && a.st_ino == b.st_ino;
+}
+
+bool same_content(const struct stat &a, const struct stat &b) {
+  return same_file(a, b) && a.st_size == b.st_size && same_time(a.st_mtim, b.st_mtim);
+}
+
+bool is_blank(std::string_view text) {
+  return text.find_first_not_of(std::string_view(" \t\r\n\0", 5)) == text.npos;
+}
+
+}  // namespace
+
+FlatTable::FlatTable(const FlatSettings &settings, const Relation &relation,
+                     std::vector<std::string> paths)
+    : settings_(settings), relation_(relation), paths_(std::move(paths)) {
+  set_path(paths_.front());
+  set_layout(relation_, false);
+}
+
+void FlatTable::set_path(const std::string &path) {
+  file_.path = path;
+  const std::size_t slash = path.rfind('/');
+  directory_ =
+      slash == path.npos ? "." : path.substr(0, std::max<std::size_t>(slash, 1));
+}
+
+void FlatTable::set_layout(Relation layout, bool carriage_return) {
+  carriage_return_ = carriage_return;
+  for (const auto &known : layouts_) {
+    const bool same = std::equal(
+        known->fields.begin(), known->fields.end(), layout.fields.begin(),
+        layout.fields.end(), [](const Field &a, const Field &b) {
+          return a.name == b.name && a.offset == b.offset && a.width == b.width;
+        });
+    if (same && known->width == layout.width) {
+      file_.layout = known;
+      return;
+    }
+  }
+  file_.layout = std::make_shared<const Relation>(std::move(layout));
+  layouts_.push_back(file_.layout);
+}
+
+const Relation &FlatTable::layout() {
+  if (file_.handle == nullptr) {
+    const ElogScope quiet;  // whoever reads rows will hear of the trouble
+    look();
+  }
+  return *file_.layout;
+}
+
+bool FlatTable::stamp(Stamp &stamp) {
+  if (!look()) return false;
+  stamp = file_.stamp;
+  return true;
+}
+
+std::shared_ptr<const Snapshot> FlatTable::snapshot() {
+  if (!look()) return nullptr;
+  if (snapshot_ != nullptr && snapshot_->complete() &&
+      snapshot_->stamp() == file_.stamp && &snapshot_->layout() == file_.layout.get()) {
+    return snapshot_;
+  }
+  try {
+    auto fresh = std::make_shared<FlatSnapshot>(file_, settings_.shared);
+    if (snapshot_ != nullptr && &snapshot_->layout() == file_.layout.get()) {
+      if (own_changes_) {
+        fresh->follow(*snapshot_, changed_from_, changed_to_);
+      } else {
+        fresh->follow(*snapshot_);
+      }
+    }
+    snapshot_ = std::move(fresh);
+  } catch (const std::exception &) {
+    elog_log(0, "dbget: %s: No memory for %ld records.\n", file_.path.c_str(),
+             file_.stamp.count);
+    return nullptr;
+  }
+  own_changes_ = true;
+  changed_from_ = changed_to_ = 0;
+  return snapshot_;
+}
+
+void FlatTable::adopt_write(long from, long to, off_t expected_size) {
+  struct stat status;
+  if (::fstat(file_.handle->get(), &status) != 0 || status.st_size != expected_size)
+    return;
+  const bool none = changed_from_ == changed_to_;
+  changed_from_ = none ? from : std::min(changed_from_, from);
+  changed_to_ = none ? to : std::max(changed_to_, to);
+  set_stamp(status, expected_size / static_cast<long>(record_length()));
+  seen_ = status;
+}
+
+bool FlatTable::exclusively(const std::function<bool(Exclusive &)> &work) {
+  if (!settings_.writable) {
+    elog_log(0, "dbput: %s: The database is open for reading only.\n",
+             file_.path.c_str());
+    return false;
+  }
+  /* A second lock of this table would wait for the first for ever. */
+  if (running_ != nullptr) return work(*running_);
+  FlatExclusive exclusive(*this);
+  return exclusive.open() && work(exclusive);
+}
+
+bool FlatTable::look() { return unchanged_since_look() || look_at_path(); }
+
+bool FlatTable::unchanged_since_look() const {
+  struct stat now;
+  return file_.handle != nullptr && ::fstat(file_.handle->get(), &now) == 0 &&
+         same_content(now, seen_) && same_time(now.st_ctim, seen_.st_ctim) &&
+         now.st_nlink == seen_.st_nlink && coarse_now() - path_looked_at_ < kTrustPath;
+}
+
+void FlatTable::set_absent() {
+  own_changes_ = false;
+  if (file_.handle == nullptr && !file_.stamp.exists) return;  // as it was
+  file_.handle.reset();
+  file_.stamp = Stamp();
+  file_.missing_end.clear();
+  set_layout(relation_, false);
+}
+
+/* The first of the paths that leads to something; once found, a file stays the table's as
+ * long as it is there. */
+bool FlatTable::find_path(struct stat &status, bool &exists) {
+  const auto try_path = [&](const std::string &path) {
+    if (::stat(path.c_str(), &status) == 0) {
+      exists = true;
+      if (path != file_.path) set_path(path);
+      if (S_ISREG(status.st_mode)) return true;
+      elog_log(0, "dbopen: %s is no regular file.\n", path.c_str());
+      return false;
+    }
+    exists = false;
+    if (errno == ENOENT || errno == ENOTDIR) return true;
+    elog_log(1, "dbopen: Cannot look at %s.\n", path.c_str());
+    return false;
+  };
+  if (file_.handle != nullptr) {
+    const bool good = try_path(file_.path);
+    if (!good || exists) return good;
+  }
+  for (const std::string &path : paths_) {
+    const bool good = try_path(path);
+    if (!good || exists) return good;
+  }
+  if (file_.path != paths_.front()) set_path(paths_.front());
+  return true;
+}
+
+bool FlatTable::look_at_path() {
+  struct stat status;
+  bool exists;
+  if (!find_path(status, exists)) return false;
+  if (!exists) {
+    set_absent();
+    return true;
+  }
+  path_looked_at_ = coarse_now();
+  if (file_.handle != nullptr && same_content(status, seen_)) {
+    seen_ = status;
+    return true;
+  }
+  if (file_.handle != nullptr && same_file(status, seen_)) {
+    return look_through(file_.handle);
+  }
+  auto handle = std::make_shared<FileHandle>(open_file(file_.path, O_RDONLY));
+  if (!*handle) {
+    if (errno == ENOENT) {
+      set_absent();
+      return true;
+    }
+    elog_log(1, "dbopen: Cannot open %s.\n", file_.path.c_str());
+    return false;
+  }
+  return look_through(std::move(handle));
+}
+
+bool FlatTable::look_through(std::shared_ptr<FileHandle> handle) {
+  own_changes_ = false;
+  struct stat status;
+  /* The stamp comes before any byte: a change while reading is seen by the next look. */
+  if (::fstat(handle->get(), &status) != 0) {
+    elog_log(1, "dbopen: Cannot look at %s.\n", file_.path.c_str());
+    return false;
+  }
+  if (!examine(handle->get(), status)) {
+    file_.handle.reset();
+    return false;
+  }
+  file_.handle = std::move(handle);
+  seen_ = status;
+  return true;
+}
+
+bool FlatTable::examine(int fd, const struct stat &status) {
+  if (!fit(fd, status) || !read_remainder(fd, status)) return false;
+  set_stamp(status, status.st_size / static_cast<long>(record_length()) +
+                        (file_.missing_end.empty() ? 0 : 1));
+  return true;
+}
+
+void FlatTable::set_stamp(const struct stat &status, long count) {
+  Stamp &stamp = file_.stamp;
+  stamp.exists = true;
+  stamp.count = count;
+  stamp.time = static_cast<double>(status.st_mtim.tv_sec) +
+               1e-9 * static_cast<double>(status.st_mtim.tv_nsec);
+  stamp.identity[0] = static_cast<long>(status.st_dev);
+  stamp.identity[1] = static_cast<long>(status.st_ino);
+  stamp.identity[2] = status.st_size;
+  stamp.identity[3] = status.st_mtim.tv_sec * 1'000'000'000 + status.st_mtim.tv_nsec;
+}
+
+bool FlatTable::fit(int fd, const struct stat &status) {
+  std::string head(record_length(), '\0');
+  const auto read_head = [&] {
+    const ssize_t got = read_at(fd, head.data(), head.size(), 0);
+    head.resize(static_cast<std::size_t>(std::max<ssize_t>(got, 0)));
+    if (got < 0) elog_log(1, "dbopen: Cannot read %s.\n", file_.path.c_str());
+    return got >= 0;
+  };
+  if (file_.handle != nullptr && status.st_size > 0) {
+    if (!read_head()) return false;
+    if (head.size() == record_length() && head.find('\n') == head.size() - 1 &&
+        (head[head.size() - 2] == '\r') == carriage_return_) {
+      return true;
+    }
+  }
+  head.assign(static_cast<std::size_t>(std::min<off_t>(status.st_size, kFitBytes)),
+              '\0');
+  if (!read_head()) return false;
+  Fit found;
+  if (!fit_layout(*settings_.schema, relation_.name, head,
+                  status.st_size <= static_cast<off_t>(kFitBytes), found)) {
+    elog_log(0, "dbopen: %s does not hold records of a known layout of %s.\n",
+             file_.path.c_str(), relation_.name.c_str());
+    return false;
+  }
+  set_layout(std::move(found.layout), found.carriage_return);
+  return true;
+}
+
+bool FlatTable::read_remainder(int fd, const struct stat &status) {
+  const std::size_t length = record_length();
+  const auto size = static_cast<std::size_t>(status.st_size);
+  const std::size_t rest = size % length;
+  const std::size_t newline = carriage_return_ ? 2 : 1;
+  file_.missing_end.clear();
+  if (rest < length - newline) return true;
+
+  std::string tail(rest, '\0');
+  const ssize_t got = read_at(fd, tail.data(), rest, static_cast<off_t>(size - rest));
+  if (got < 0) {
+    elog_log(1, "dbopen: Cannot read %s.\n", file_.path.c_str());
+    return false;
+  }
+  const bool whole = static_cast<std::size_t>(got) == rest && !is_blank(tail) &&
+                     tail.find('\n') == tail.npos;
+  if (whole) file_.missing_end = rest + 1 == length ? "\n" : "\r\n";
+  return true;
+}
+
+}  // namespace ksutil::db

@@ -1,0 +1,43 @@
+/* The flat-file store: one fixed-width text file for each table, path/name.<table>, beside
+ * an optional descriptor path/name in parameter-file syntax:
+ *
+ *   schema      css3.0          # or kbcore; without it the files' widths decide
+ *   table_path  old:/data/{archive}   # where tables may live that are not beside it
+ *   sync        yes                   # a returned append survives loss of power
+ *
+ * table_path is a list of places, separated by colons and tried in order for a table that
+ * has no file beside the descriptor: "old" stands for old/name.<table>, "/data/{archive}"
+ * for /data/archive.<table>; relative ones start at the descriptor's directory.
+ *
+ * Other programs may read and write the files at the same time.  A changed, removed or
+ * replaced file is noticed at the next look, a directory that was exchanged above it
+ * within a second. */
+#ifndef KSUTIL_PLATFORM_DB_STORE_INTERNAL_FLAT_FILES_H
+#define KSUTIL_PLATFORM_DB_STORE_INTERNAL_FLAT_FILES_H
+
+#include <cstddef>
+#include <memory>
+#include <string>
+
+#include "platform/db/store.h"
+#include "platform/stock/export.h"
+
+namespace ksutil::db {
+
+/* Opens a database; null, with a message, on failure.
+ *
+ * mode   "r" or "r+".  Both need the descriptor or at least one table file.  Table files
+ *        are opened for writing at the first write only, so a read-only archive opens
+ *        with "r+" too. */
+KSUTIL_API std::unique_ptr<DatabaseStore> open_flat_files(const std::string &name,
+                                                          const std::string &mode);
+
+/* Makes the descriptor of a new database of that schema; false, with a message, when it
+ * exists already or cannot be written. */
+KSUTIL_API bool create_flat_files(const std::string &name, const std::string &schema);
+
+/* Bytes of blocks that one open database keeps beyond those that somebody holds. */
+inline constexpr std::size_t kBlockBudget = std::size_t{1} << 30;
+
+}  // namespace ksutil::db
+#endif

@@ -1,0 +1,53 @@
+/* FlatSnapshot: the rows of a table file, read block by block. */
+#ifndef KSUTIL_PLATFORM_DB_STORE_INTERNAL_FLAT_SNAPSHOT_H
+#define KSUTIL_PLATFORM_DB_STORE_INTERNAL_FLAT_SNAPSHOT_H
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "platform/db/store/internal/block_snapshot.h"
+#include "platform/stock/files.h"
+
+namespace ksutil::db {
+
+/* What the tables of one open database share. */
+struct FlatShared {
+  explicit FlatShared(std::size_t limit)
+      : budget(std::make_shared<BlockBudget>(limit)) {}
+  std::shared_ptr<BlockBudget> budget;
+  std::vector<char> scratch;  // where blocks are read for comparison
+};
+
+/* A table file as one look at it found it. */
+struct FlatFile {
+  std::string path;
+  std::shared_ptr<FileHandle> handle;  // null when the file does not exist
+  std::shared_ptr<const Relation> layout;
+  Stamp stamp;
+  std::string missing_end;  // what the last record lacks of its end: "", "\n" or "\r\n"
+};
+
+class FlatSnapshot final : public BlockSnapshot {
+ public:
+  FlatSnapshot(const FlatFile &file, std::shared_ptr<FlatShared> shared);
+
+  /* Takes the blocks of the snapshot before, to be compared with the file when they are
+   * read; those before `changed_from` and after `changed_to`, as records, are known to be
+   * as they were. */
+  void follow(const FlatSnapshot &before, long changed_from, long changed_to);
+  void follow(const FlatSnapshot &before) { follow(before, 0, count()); }
+
+ private:
+  void load(std::size_t index, BlockSlot &slot) const override;
+  /* Reads the records of a block to `to`; the bytes read, completed by the newline that
+   * the last record may lack, -1 with a message on an error. */
+  ssize_t fetch(std::size_t index, char *to) const;
+
+  std::shared_ptr<FileHandle> handle_;
+  std::string missing_end_;
+  std::shared_ptr<FlatShared> shared_;
+};
+
+}  // namespace ksutil::db
+#endif

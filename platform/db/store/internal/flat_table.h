@@ -1,0 +1,86 @@
+/* FlatTable: a table in a file of fixed-width records. */
+#ifndef KSUTIL_PLATFORM_DB_STORE_INTERNAL_FLAT_TABLE_H
+#define KSUTIL_PLATFORM_DB_STORE_INTERNAL_FLAT_TABLE_H
+
+#include <sys/stat.h>
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "platform/db/store.h"
+#include "platform/db/store/internal/flat_snapshot.h"
+
+namespace ksutil::db {
+
+/* How the tables of a database are to be treated. */
+struct FlatSettings {
+  std::shared_ptr<const Schema> schema;
+  bool writable = false;
+  bool sync = false;
+  std::shared_ptr<FlatShared> shared;
+};
+
+class FlatExclusive;
+
+class FlatTable final : public TableStore {
+ public:
+  /* paths   where the file may be, in the order of preference; a new file is made at the
+   *         first of them. */
+  FlatTable(const FlatSettings &settings, const Relation &relation,
+            std::vector<std::string> paths);
+
+  const Relation &layout() override;
+  bool stamp(Stamp &stamp) override;
+  std::shared_ptr<const Snapshot> snapshot() override;
+  bool exclusively(const std::function<bool(Exclusive &)> &work) override;
+  const std::string &file_name() const override { return file_.path; }
+  const std::string &directory() const override { return directory_; }
+
+ private:
+  friend class FlatExclusive;
+
+  /* Bring file_ up to date; false, with a message, on an error. */
+  bool look();
+  bool look_at_path();
+  bool look_through(std::shared_ptr<FileHandle> handle);
+  bool unchanged_since_look() const;
+  bool find_path(struct stat &status, bool &exists);
+  void set_absent();
+
+  /* Reads what the identity of the file alone does not tell. */
+  bool examine(int fd, const struct stat &status);
+  bool fit(int fd, const struct stat &status);
+  bool read_remainder(int fd, const struct stat &status);
+  void set_layout(Relation layout, bool carriage_return);
+  void set_path(const std::string &path);
+  void set_stamp(const struct stat &status, long count);
+
+  /* Takes over what this program has written itself, as records from..to-1, without a
+   * look at the rest of the file; a size other than expected shows that another program
+   * wrote as well, and leaves all to the next look. */
+  void adopt_write(long from, long to, off_t expected_size);
+  std::size_t record_length() const {
+    return static_cast<std::size_t>(file_.layout->width) + 1;
+  }
+
+  const FlatSettings settings_;
+  const Relation &relation_;  // the schema's
+  const std::vector<std::string> paths_;
+  std::string directory_;
+
+  FlatFile file_;
+  struct stat seen_ = {};            // of file_.handle at the last look
+  std::int64_t path_looked_at_ = 0;  // when the path last led to the handle; ns
+  bool carriage_return_ = false;     // stands before the newlines
+  std::vector<std::shared_ptr<const Relation>> layouts_;  // all that layout() has given
+  std::shared_ptr<const FlatSnapshot> snapshot_;
+
+  /* What has changed from snapshot_ to file_, when only this program has written. */
+  bool own_changes_ = false;
+  long changed_from_ = 0, changed_to_ = 0;
+  FlatExclusive *running_ = nullptr;  // of a call of exclusively in progress
+};
+
+}  // namespace ksutil::db
+#endif

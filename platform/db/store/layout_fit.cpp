@@ -1,0 +1,164 @@
+#include "platform/db/store/internal/layout_fit.h"
+
+#include <algorithm>
+#include <optional>
+#include <vector>
+
+#include "platform/db/columns.h"
+#include "platform/elog/elog.h"
+#include "platform/stock/text.h"
+
+namespace ksutil::db {
+namespace {
+
+constexpr std::size_t kFitRecords = 100;
+constexpr int kMaxStretch = 64;
+/* Shares of separators and numbers that must be in place.  The real files that deviate
+ * most have nine tenths; a layout of another table has about half. */
+constexpr double kGoodShare = 0.75, kExactShare = 0.5;
+/* What an exact length is worth against a better share. */
+constexpr double kExactBonus = 0.05;
+
+/* The layout with its last field made as wide as a record of `width` characters leaves
+ * it; nothing when that is no such record. */
+std::optional<Relation> stretched(const Relation &relation, std::size_t width) {
+  const Field &last = relation.fields.back();
+  const int room = static_cast<int>(width) - last.offset;
+  const bool stretchable =
+      last.type == FieldType::kDate || last.type == FieldType::kText;
+  if (room < 1 || room > last.width + kMaxStretch) return std::nullopt;
+  if (room != last.width && !stretchable) return std::nullopt;
+  Relation layout = relation;
+  Field &field = layout.fields.back();
+  field.width = room;
+  layout.width = static_cast<int>(width);
+  if (field.null_text.size() > static_cast<std::size_t>(room)) field.null_text = "-";
+  return layout;
+}
+
+/* Counts what is in place in one record. */
+class Judge {
+ public:
+  explicit Judge(const Relation &layout) : layout_(layout) {
+    for (const Field &field : layout.fields) {
+      switch (field.type) {
+        case FieldType::kReal:
+        case FieldType::kTime:
+          reals_.emplace_back(layout, field.name);
+          break;
+        case FieldType::kInteger:
+        case FieldType::kYearday:
+          integers_.emplace_back(layout, field.name);
+          break;
+        default:
+          break;
+      }
+    }
+  }
+
+  void look(std::string_view record) {
+    for (const Field &field : layout_.fields) {
+      if (field.offset == 0) continue;
+      count(record[static_cast<std::size_t>(field.offset) - 1] == ' ');
+    }
+    for (const RealColumn &column : reals_) {
+      double value;
+      count(column.read(record, value));
+    }
+    for (const IntegerColumn &column : integers_) {
+      std::int64_t value;
+      count(column.read(record, value));
+    }
+  }
+
+  double share() const { return looked_ == 0 ? 0.0 : double(good_) / double(looked_); }
+
+ private:
+  void count(bool good) {
+    ++looked_;
+    if (good) ++good_;
+  }
+
+  const Relation &layout_;
+  std::vector<RealColumn> reals_;
+  std::vector<IntegerColumn> integers_;
+  long looked_ = 0, good_ = 0;
+};
+
+double share_in_place(const Relation &layout, std::string_view head,
+                      std::size_t length) {
+  Judge judge(layout);
+  for (std::size_t i = 0; i < kFitRecords && (i + 1) * length <= head.size() + 1; ++i) {
+    judge.look(head.substr(i * length, length));
+  }
+  return judge.share();
+}
+
+bool is_blank(std::string_view text) {
+  return text.find_first_not_of(std::string_view(" \t\r\n\0", 5)) == text.npos;
+}
+
+struct Candidate {
+  const Relation *relation;
+  std::string schema;
+};
+
+std::vector<Candidate> candidates(const Schema &schema, std::string_view table) {
+  std::vector<Candidate> found;
+  if (const Relation *own = schema.find(table)) found.push_back({own, schema.name()});
+  const ElogScope quiet;  // a broken file in the place of a built-in schema is left out
+  for (const std::string &name : builtin_schemas()) {
+    if (name == schema.name()) continue;
+    const auto other = Schema::load(name);
+    const Relation *relation = other == nullptr ? nullptr : other->find(table);
+    if (relation != nullptr) found.push_back({relation, name});
+  }
+  return found;
+}
+
+/* Whether the text is one record of the layout that lacks its newline. */
+bool is_single_record(const Relation &layout, std::string_view text) {
+  const auto width = static_cast<std::size_t>(layout.width);
+  return text.size() == width || (text.size() == width + 1 && text.back() == '\r');
+}
+
+}  // namespace
+
+bool fit_layout(const Schema &schema, std::string_view table, std::string_view head,
+                bool whole, Fit &fit) {
+  const std::vector<Candidate> known = candidates(schema, table);
+  if (known.empty()) return false;
+
+  std::size_t end = head.find('\n');
+  if (end == head.npos) {
+    const bool single = std::any_of(
+        known.begin(), known.end(),
+        [&](const Candidate &c) { return is_single_record(*c.relation, head); });
+    if (!whole) return false;
+    if (!single || is_blank(head)) {
+      fit = {*known.front().relation, known.front().schema, false};
+      return head.size() <= static_cast<std::size_t>(fit.layout.width) ||
+             is_blank(head);
+    }
+    end = head.size();
+  }
+  const bool carriage_return = end > 0 && head[end - 1] == '\r';
+  const std::size_t width = end - (carriage_return ? 1 : 0);
+
+  double best = 0.0;
+  for (const Candidate &candidate : known) {
+    std::optional<Relation> layout = stretched(*candidate.relation, width);
+    if (!layout) continue;
+    const bool exact = layout->width == candidate.relation->width;
+    const double share = share_in_place(*layout, head, end + 1);
+    if (share < (exact ? kExactShare : kGoodShare)) continue;
+    const double worth = share + (exact ? kExactBonus : 0.0);
+    if (worth <= best) continue;
+    best = worth;
+    layout->width = static_cast<int>(end);
+    fit = {std::move(*layout), candidate.schema, carriage_return};
+  }
+  return best > 0.0;
+}
+
+}  // namespace ksutil::db

@@ -1,0 +1,233 @@
+/* dbjoin: makes the view of the records of two lists that match. */
+#include <algorithm>
+#include <limits>
+#include <unordered_map>
+
+#include "platform/db/internal/boundary.h"
+#include "platform/db/match/internal/match_plan.h"
+#include "platform/db/match/internal/natural_keys.h"
+#include "platform/db/views/internal/view_source.h"
+#include "platform/elog/elog.h"
+
+namespace ksutil::db {
+namespace {
+
+/* One side of a join: the list, and the source whose fields the patterns name. */
+struct Side {
+  Tuples tuples;
+  RecordSource *source = nullptr;
+  std::size_t part = 0;  // of natural keys: the table that they are about
+  bool by_part = false;
+
+  const expr::Record *record(long i) const {
+    return source->record("dbjoin", by_part ? tuples.tuple(i)[part] : i);
+  }
+};
+
+bool overlap(const MatchKey::Range &a, const MatchKey::Range &b) {
+  return a.low <= b.high && b.low <= a.high;
+}
+
+/* The records of the right side by their keys. */
+class JoinIndex {
+ public:
+  explicit JoinIndex(const MatchPlan &plan) : plan_(plan) {}
+
+  void add(const MatchKey &key, long number) {
+    groups_[equal_part(key)].entries.push_back(
+        {plan_.has_ranges() ? key.ranges : std::vector<MatchKey::Range>(), number,
+         0.0});
+  }
+
+  /* Once all are there: puts each group in the order of the lower ends. */
+  void settle() {
+    if (!plan_.has_ranges()) return;
+    for (auto &[equal, group] : groups_) {
+      std::stable_sort(group.entries.begin(), group.entries.end(),
+                       [](const Entry &a, const Entry &b) {
+                         return a.ranges.front().low < b.ranges.front().low;
+                       });
+      double reach = -std::numeric_limits<double>::infinity();
+      for (Entry &entry : group.entries) {
+        reach = std::max(reach, entry.ranges.front().high);
+        entry.reach = reach;
+      }
+    }
+  }
+
+  /* The numbers that match, ascending. */
+  void find(const MatchKey &key, std::vector<long> &numbers) const {
+    numbers.clear();
+    const auto found = groups_.find(equal_part(key));
+    if (found == groups_.end()) return;
+    const std::vector<Entry> &entries = found->second.entries;
+    auto entry = entries.begin();
+    if (plan_.has_ranges()) {
+      const MatchKey::Range &wanted = key.ranges.front();
+      entry = std::partition_point(
+          entry, entries.end(), [&](const Entry &e) { return e.reach < wanted.low; });
+    }
+    for (; entry != entries.end(); ++entry) {
+      if (plan_.has_ranges() && entry->ranges.front().low > key.ranges.front().high) {
+        break;
+      }
+      if (std::equal(entry->ranges.begin(), entry->ranges.end(), key.ranges.begin(),
+                     overlap)) {
+        numbers.push_back(entry->number);
+      }
+    }
+    std::sort(numbers.begin(), numbers.end());
+  }
+
+ private:
+  struct Entry {
+    std::vector<MatchKey::Range> ranges;
+    long number;
+    double reach;  // the greatest high of the first ranges up to here
+  };
+  struct Group {
+    std::vector<Entry> entries;
+  };
+
+  std::string equal_part(const MatchKey &key) const {
+    if (plan_.id_field().empty()) return key.equal;
+    return {reinterpret_cast<const char *>(&key.integer), sizeof key.integer};
+  }
+
+  const MatchPlan &plan_;
+  std::unordered_map<std::string, Group> groups_;
+};
+
+/* Chooses the tables of both sides whose keys say most about each other. */
+bool natural_patterns(Side &left, Side &right, std::vector<std::string> &lpattern,
+                      std::vector<std::string> &rpattern) {
+  for (std::size_t l = 0; l < left.tuples.parts.size(); ++l) {
+    for (std::size_t r = 0; r < right.tuples.parts.size(); ++r) {
+      TableSource *const of_left = left.tuples.parts[l].source;
+      TableSource *const of_right = right.tuples.parts[r].source;
+      std::vector<std::string> of_l, of_r;
+      if (!natural_keys(of_left->relation(), of_right->relation(), of_l, of_r) ||
+          of_l.size() <= lpattern.size()) {
+        continue;
+      }
+      lpattern = std::move(of_l);
+      rpattern = std::move(of_r);
+      left.part = l;
+      left.source = of_left;
+      right.part = r;
+      right.source = of_right;
+    }
+  }
+  left.by_part = right.by_part = true;
+  return !lpattern.empty();
+}
+
+bool share_a_table(const Tuples &a, const Tuples &b) {
+  return std::any_of(a.parts.begin(), a.parts.end(), [&](const Tuples::Part &left) {
+    return std::any_of(b.parts.begin(), b.parts.end(), [&](const Tuples::Part &right) {
+      return left.source == right.source;
+    });
+  });
+}
+
+std::unique_ptr<const MatchPlan> plan_of(Side &left, Side &right, Tbl *lkeys,
+                                         Tbl *rkeys) {
+  std::vector<std::string> lpattern, rpattern;
+  if (lkeys == nullptr && rkeys == nullptr) {
+    const std::string of_left = left.source->name(), of_right = right.source->name();
+    if (!natural_patterns(left, right, lpattern, rpattern)) {
+      elog_log(0, "dbjoin: %s and %s share no key.\n", of_left.c_str(),
+               of_right.c_str());
+      return nullptr;
+    }
+  } else if (!key_texts("dbjoin", lkeys == nullptr ? rkeys : lkeys, lpattern) ||
+             !key_texts("dbjoin", rkeys == nullptr ? lkeys : rkeys, rpattern)) {
+    return nullptr;
+  }
+  return MatchPlan::compile("dbjoin", *left.source, *right.source, lpattern, rpattern);
+}
+
+/* Calls visit(number, key) for each record of a side that has a key; counts those that
+ * cannot be read. */
+template <class Read, class Visit>
+long each_key(const Side &side, Read read, Visit visit) {
+  const ElogScope quiet;
+  long left_out = 0;
+  MatchKey key;
+  for (long i = 0; i < side.tuples.count(); ++i) {
+    const expr::Record *const record = side.record(i);
+    if (record == nullptr || !read(*record, key)) {
+      ++left_out;
+    } else if (!key.null) {
+      visit(i, key);
+    }
+  }
+  return left_out;
+}
+
+Dbptr join(const Opened &opened, Dbptr left_db, Dbptr right_db, Tbl *lkeys,
+           Tbl *rkeys) {
+  Side left, right;
+  left.source = opened.source("dbjoin", left_db);
+  right.source = opened.source("dbjoin", right_db);
+  if (left.source == nullptr || right.source == nullptr ||
+      !list_tuples("dbjoin", left_db, *left.source, left.tuples) ||
+      !list_tuples("dbjoin", right_db, *right.source, right.tuples)) {
+    return dbinvalid();
+  }
+  if (share_a_table(left.tuples, right.tuples)) {
+    elog_log(0, "dbjoin: %s and %s have a table in common.\n",
+             left.source->name().c_str(), right.source->name().c_str());
+    return dbinvalid();
+  }
+  const std::unique_ptr<const MatchPlan> plan = plan_of(left, right, lkeys, rkeys);
+  if (plan == nullptr) return dbinvalid();
+
+  JoinIndex index(*plan);
+  long left_out = each_key(
+      right,
+      [&](const expr::Record &record, MatchKey &key) {
+        return plan->read_table(record, key);
+      },
+      [&](long i, const MatchKey &key) { index.add(key, i); });
+  index.settle();
+  Tuples joined;
+  joined.parts = left.tuples.parts;
+  joined.parts.insert(joined.parts.end(), right.tuples.parts.begin(),
+                      right.tuples.parts.end());
+  std::vector<long> found;
+  left_out += each_key(
+      left,
+      [&](const expr::Record &record, MatchKey &key) {
+        return plan->read_key(record, key);
+      },
+      [&](long i, const MatchKey &key) {
+        index.find(key, found);
+        for (const long number : found) {
+          const long *const l = left.tuples.tuple(i);
+          const long *const r = right.tuples.tuple(number);
+          joined.records.insert(joined.records.end(), l, l + left.tuples.parts.size());
+          joined.records.insert(joined.records.end(), r, r + right.tuples.parts.size());
+        }
+      });
+  if (left_out > 0) {
+    elog_log(0, "dbjoin: %ld records cannot be read and are left out.\n", left_out);
+  }
+  return add_view(*opened, left_db, std::move(joined));
+}
+
+}  // namespace
+}  // namespace ksutil::db
+
+using namespace ksutil::db;
+
+Dbptr dbjoin(Dbptr left, Dbptr right, Tbl *lkeys, Tbl *rkeys) {
+  return guarded("dbjoin", dbinvalid(), [&] {
+    if (left.database != right.database) {
+      elog_log(0, "dbjoin: the tables belong to different databases.\n");
+      return dbinvalid();
+    }
+    const Opened opened("dbjoin", left);
+    return opened ? join(opened, left, right, lkeys, rkeys) : dbinvalid();
+  });
+}

@@ -1,0 +1,71 @@
+/* The words of an expression. */
+#ifndef KSUTIL_PLATFORM_EXPR_INTERNAL_LEXER_H
+#define KSUTIL_PLATFORM_EXPR_INTERNAL_LEXER_H
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+#include "platform/expr/expr.h"
+
+namespace ksutil::expr {
+
+enum class Symbol {
+  kEnd,
+  kInteger,
+  kReal,
+  kText,
+  kName,
+  kOpen,
+  kClose,
+  kComma,
+  kQuestion,
+  kColon,
+  kPlus,
+  kMinus,
+  kTimes,
+  kDivide,
+  kModulo,
+  kPower,
+  kNot,
+  kAnd,
+  kOr,
+  kEqual,
+  kUnequal,
+  kLess,
+  kLessEqual,
+  kGreater,
+  kGreaterEqual,
+  kMatch,
+  kNoMatch,
+  kGlob,
+  kNoGlob
+};
+
+struct Token {
+  Symbol symbol = Symbol::kEnd;
+  std::size_t position = 0;
+  std::int64_t integer = 0;
+  double real = 0.0;
+  std::string text;  // a name, or the content of a quoted text with escapes resolved
+};
+
+class Lexer {
+ public:
+  explicit Lexer(std::string_view text) : text_(text) {}
+  /* The next word; false, with `error` filled in, when there is none of the language. */
+  bool next(Token &token, Error &error);
+
+ private:
+  bool number(Token &token, Error &error);
+  bool quoted(Token &token, Error &error);
+  void name(Token &token);
+  bool symbol(Token &token, Error &error);
+
+  std::string_view text_;
+  std::size_t at_ = 0;
+};
+
+}  // namespace ksutil::expr
+#endif
