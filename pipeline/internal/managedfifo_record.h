@@ -6,22 +6,8 @@
 #include <mutex>
 
 #include "pipeline/pmtmanagedfifo.h"
-#include "platform/stock/arr.h"
 #include "platform/stock/memory.h"
-#include "platform/stock/tbl.h"
-
-namespace ksutil {
-
-struct TblDeleter {
-  void operator()(Tbl *tbl) const { freetbl(tbl, nullptr); }
-};
-struct ArrDeleter {
-  void operator()(Arr *arr) const { freearr(arr, nullptr); }
-};
-using TblPtr = std::unique_ptr<Tbl, TblDeleter>;
-using ArrPtr = std::unique_ptr<Arr, ArrDeleter>;
-
-}  // namespace ksutil
+#include "platform/stock/owners.h"
 
 /* Locks are taken in the order push_mutex, state_mutex, producers_mutex.  A record is
  * never freed: its registry entry outlives pmtmanagedfifo_destroy. */

@@ -32,6 +32,9 @@ KSUTIL_API int yearday(double epoch);
 
 namespace ksutil {
 
+/* The time that means "no time" in records and tables. */
+inline constexpr double kNullTime = -9999999999.999;
+
 /* The epoch time at which the day YYYYDDD begins. */
 KSUTIL_API double yearday_epoch(int day);
 

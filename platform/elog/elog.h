@@ -69,16 +69,37 @@ KSUTIL_API void elog_set_sink(ElogSink sink, void *context);
 
 namespace ksutil {
 
-/* Discards, at the end of its scope, what this thread has registered within it. */
+/* Discards, at the end of its scope, the messages that this thread has registered within
+ * it, unless they were kept: for a trial whose failure is not an error, and for readings
+ * that skip what they cannot read. */
 class ElogScope {
  public:
   ElogScope() : mark_(elog_mark()) {}
-  ~ElogScope() { elog_flush(0, mark_); }
+  ~ElogScope() { drop(); }
   ElogScope(const ElogScope &) = delete;
   ElogScope &operator=(const ElogScope &) = delete;
 
+  /* Discards the messages so far, not only at the end; nothing once they are kept. */
+  void drop() {
+    if (!kept_) elog_flush(0, mark_);
+  }
+
+  /* Leaves the messages of the scope, those still to come included, in the register. */
+  void keep() { kept_ = true; }
+
+  /* Takes note of a step's result, which it returns: a negative one (failed) keeps the
+   * messages; one above 0 (something was skipped) drops those so far, so that a failure
+   * later on is not told among them. */
+  template <class Result>
+  Result note(Result result) {
+    if (result < 0) keep();
+    if (result > 0) drop();
+    return result;
+  }
+
  private:
   int mark_;
+  bool kept_ = false;
 };
 
 }  // namespace ksutil

@@ -2,6 +2,7 @@
 #include <limits>
 #include <numbers>
 
+#include "platform/geo/angle.h"
 #include "platform/geo/geo.h"
 
 namespace {
@@ -46,23 +47,17 @@ void dist(double lat1, double lon1, double lat2, double lon2, double *delta,
 
 namespace ksutil {
 
-namespace {
-constexpr double kRadians = pi / 180.0;
-}
-
 double distance_degrees(double lat1, double lon1, double lat2, double lon2) {
   double delta = 0.0;
-  dist(lat1 * kRadians, lon1 * kRadians, lat2 * kRadians, lon2 * kRadians, &delta,
-       nullptr);
-  return delta / kRadians;
+  dist(radians(lat1), radians(lon1), radians(lat2), radians(lon2), &delta, nullptr);
+  return degrees(delta);
 }
 
 double azimuth_degrees(double lat1, double lon1, double lat2, double lon2) {
   double azimuth = 0.0;
-  dist(lat1 * kRadians, lon1 * kRadians, lat2 * kRadians, lon2 * kRadians, nullptr,
-       &azimuth);
-  const double degrees = azimuth / kRadians;
-  return degrees >= 360.0 ? 0.0 : degrees;
+  dist(radians(lat1), radians(lon1), radians(lat2), radians(lon2), nullptr, &azimuth);
+  azimuth = degrees(azimuth);
+  return azimuth >= 360.0 ? 0.0 : azimuth;
 }
 
 }  // namespace ksutil

@@ -2,13 +2,14 @@
 
 #include <limits>
 
+#include "platform/elog/failure.h"
 #include "platform/pf/internal/pf_tree.h"
 #include "platform/pf/internal/pf_write.h"
 #include "platform/stock/memory.h"
 #include "platform/stock/text.h"
 
 using ksutil::ArrPtr;
-using ksutil::pf_guarded;
+using ksutil::at_boundary;
 using ksutil::PfArray;
 using ksutil::PfPtr;
 using ksutil::PfTable;
@@ -59,13 +60,13 @@ int pf_kind(Pf *pf) { return pf == nullptr ? PFINVALID : pf->kind(); }
 Tbl *pf_tbl(Pf *pf) {
   PfTable *table = pf == nullptr ? nullptr : pf->table();
   if (table == nullptr) return nullptr;
-  return pf_guarded<Tbl *>("pf_tbl", nullptr, [&] { return table->view(); });
+  return at_boundary<Tbl *>("pf_tbl", nullptr, [&] { return table->view(); });
 }
 
 Arr *pf_arr(Pf *pf) {
   PfArray *array = pf == nullptr ? nullptr : pf->array();
   if (array == nullptr) return nullptr;
-  return pf_guarded<Arr *>("pf_arr", nullptr, [&] { return array->view(); });
+  return at_boundary<Arr *>("pf_arr", nullptr, [&] { return array->view(); });
 }
 
 char *pf_text(Pf *pf) { return text_of(pf); }
@@ -101,7 +102,7 @@ Tbl *pfget_tbl(Pf *pf, const char *name) {
   Pf *const entry = find_entry(pf, name);
   const PfTable *table = entry == nullptr ? nullptr : entry->table();
   if (table == nullptr) return nullptr;
-  return pf_guarded<Tbl *>("pfget_tbl", nullptr, [&] {
+  return at_boundary<Tbl *>("pfget_tbl", nullptr, [&] {
     TblPtr list = new_list(table->items().size());
     for (const PfPtr &item : table->items()) push_text(list.get(), text_of(item.get()));
     return list.release();
@@ -112,7 +113,7 @@ Arr *pfget_arr(Pf *pf, const char *name) {
   Pf *const entry = find_entry(pf, name);
   const PfArray *array = entry == nullptr ? nullptr : entry->array();
   if (array == nullptr) return nullptr;
-  return pf_guarded<Arr *>("pfget_arr", nullptr, [&] {
+  return at_boundary<Arr *>("pfget_arr", nullptr, [&] {
     ArrPtr map(newarr(nullptr));
     if (map == nullptr) throw std::bad_alloc();
     for (const auto &[key, value] : array->sorted()) {
@@ -126,7 +127,7 @@ Arr *pfget_arr(Pf *pf, const char *name) {
 Tbl *pfkeys(Pf *pf) {
   const PfArray *array = pf == nullptr ? nullptr : pf->array();
   if (array == nullptr) return nullptr;
-  return pf_guarded<Tbl *>("pfkeys", nullptr, [&] {
+  return at_boundary<Tbl *>("pfkeys", nullptr, [&] {
     TblPtr list = new_list(array->sorted().size());
     for (const auto &entry : array->sorted())
       push_text(list.get(), entry.first.c_str());
@@ -137,7 +138,7 @@ Tbl *pfkeys(Pf *pf) {
 Tbl *pfkeys_in_order(Pf *pf) {
   const PfArray *array = pf == nullptr ? nullptr : pf->array();
   if (array == nullptr) return nullptr;
-  return pf_guarded<Tbl *>("pfkeys_in_order", nullptr, [&] {
+  return at_boundary<Tbl *>("pfkeys_in_order", nullptr, [&] {
     TblPtr list = new_list(array->written().size());
     for (const auto &entry : array->written()) {
       push_text(list.get(), entry->first.c_str());
@@ -148,7 +149,7 @@ Tbl *pfkeys_in_order(Pf *pf) {
 
 char *pf2string(Pf *pf) {
   if (pf == nullptr) return nullptr;
-  return pf_guarded<char *>("pf2string", nullptr, [&] {
+  return at_boundary<char *>("pf2string", nullptr, [&] {
     char *const text = ks_strdup(ksutil::write_pf(*pf).c_str());
     if (text == nullptr) throw std::bad_alloc();
     return text;

@@ -1,10 +1,11 @@
 /* Making, changing and comparing trees. */
 #include <algorithm>
 
+#include "platform/elog/failure.h"
 #include "platform/pf/internal/pf_tree.h"
 #include "platform/pf/pf.h"
 
-using ksutil::pf_guarded;
+using ksutil::at_boundary;
 using ksutil::PfArray;
 using ksutil::PfPtr;
 using ksutil::PfTable;
@@ -43,7 +44,7 @@ bool equal(const Pf &a, const Pf &b) {
 }  // namespace
 
 Pf *pfnew(void) {
-  return pf_guarded<Pf *>("pfnew", nullptr, [] { return new Pf(PFARR, 0); });
+  return at_boundary<Pf *>("pfnew", nullptr, [] { return new Pf(PFARR, 0); });
 }
 
 int pfput_string(Pf *pf, const char *name, const char *text) {
@@ -52,7 +53,7 @@ int pfput_string(Pf *pf, const char *name, const char *text) {
     elog_log(0, "pfput_string: An array and a name must be given.\n");
     return -1;
   }
-  return pf_guarded("pfput_string", -1, [&] {
+  return at_boundary("pfput_string", -1, [&] {
     if (text == nullptr) {
       array->remove(name);
     } else {
@@ -67,7 +68,7 @@ int pfmerge(Pf *into, Pf *from) {
     elog_log(0, "pfmerge: Both trees must be arrays.\n");
     return -1;
   }
-  return pf_guarded("pfmerge", -1, [&] {
+  return at_boundary("pfmerge", -1, [&] {
     /* Merged from a copy: `from` may be part of what it replaces. */
     const PfPtr copy = ksutil::copy_tree(*from, into->depth);
     if (copy == nullptr) {

@@ -2,6 +2,7 @@
 #include <algorithm>
 #include <cstdlib>
 
+#include "platform/elog/failure.h"
 #include "platform/pf/internal/pf_files.h"
 #include "platform/pf/internal/pf_parse.h"
 #include "platform/pf/pf.h"
@@ -56,7 +57,7 @@ bool find_pf_files(const char *function, const std::string &name,
 
 }  // namespace ksutil
 
-using ksutil::pf_guarded;
+using ksutil::at_boundary;
 using ksutil::PfError;
 using ksutil::PfFile;
 using ksutil::PfPtr;
@@ -98,7 +99,7 @@ int pfcompile(const char *text, Pf **pf) {
     elog_log(0, "pfcompile: A text must be given.\n");
     return -1;
   }
-  return pf_guarded("pfcompile", -1, [&] {
+  return at_boundary("pfcompile", -1, [&] {
     PfError error;
     PfPtr tree = ksutil::parse_pf(text, error);
     if (tree == nullptr) {
@@ -117,7 +118,7 @@ int pfread(const char *name, Pf **pf) {
     elog_log(0, "pfread: A name must be given.\n");
     return -1;
   }
-  return pf_guarded("pfread", -1, [&] {
+  return at_boundary("pfread", -1, [&] {
     *pf = read_named(name).release();
     return *pf == nullptr ? -1 : 0;
   });

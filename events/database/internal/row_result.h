@@ -19,28 +19,8 @@ inline int graver(int result1, int result2) {
   return result1 < 0 || result2 < 0 ? kFailed : std::max(result1, result2);
 }
 
-/* Drops the messages that a reading leaves in its scope, about rows that are skipped, but
- * keeps those of what has made it fail. */
-class MessagesOfFailure {
- public:
-  MessagesOfFailure() : mark_(elog_mark()) {}
-  ~MessagesOfFailure() {
-    if (!failed_) elog_flush(0, mark_);
-  }
-  MessagesOfFailure(const MessagesOfFailure &) = delete;
-  MessagesOfFailure &operator=(const MessagesOfFailure &) = delete;
-
-  /* To be told each result, which it gives back. */
-  int note(int result) {
-    if (result == kUnreadable && !failed_) elog_flush(0, mark_);
-    failed_ = failed_ || result < 0;
-    return result;
-  }
-
- private:
-  int mark_;
-  bool failed_ = false;
-};
+/* Drops the messages about rows that are skipped, and keeps those of a failed reading. */
+using MessagesOfFailure = ElogScope;
 
 }  // namespace ksutil::events
 #endif

@@ -4,11 +4,9 @@
 #ifndef KSUTIL_PLATFORM_PF_INTERNAL_PF_TREE_H
 #define KSUTIL_PLATFORM_PF_INTERNAL_PF_TREE_H
 
-#include <cerrno>
 #include <map>
 #include <memory>
 #include <mutex>
-#include <new>
 #include <string>
 #include <string_view>
 #include <variant>
@@ -16,17 +14,10 @@
 
 #include "platform/elog/elog.h"
 #include "platform/pf/pf.h"
+#include "platform/stock/owners.h"
 
 namespace ksutil {
 
-struct TblDeleter {
-  void operator()(Tbl *tbl) const { freetbl(tbl, nullptr); }
-};
-struct ArrDeleter {
-  void operator()(Arr *arr) const { freearr(arr, nullptr); }
-};
-using TblPtr = std::unique_ptr<Tbl, TblDeleter>;
-using ArrPtr = std::unique_ptr<Arr, ArrDeleter>;
 using PfPtr = std::unique_ptr<Pf>;
 
 /* The items of a "&Tbl{ }", never changed once the tree is made. */
@@ -93,19 +84,6 @@ namespace ksutil {
 /* A copy of a node and all below it, as a node of the given depth; null when it would
  * reach below kPfMaxDepth. */
 PfPtr copy_tree(const Pf &from, int depth);
-
-/* Runs one public function's body: no exception leaves it.  Lack of memory is registered
- * in the function's name and gives `failed`. */
-template <class Result, class Body>
-Result pf_guarded(const char *function, Result failed, const Body &body) {
-  try {
-    return body();
-  } catch (const std::bad_alloc &) {
-    errno = ENOMEM;
-    elog_log(1, "%s: malloc() error.\n", function);
-    return failed;
-  }
-}
 
 }  // namespace ksutil
 #endif

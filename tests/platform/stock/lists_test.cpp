@@ -16,19 +16,13 @@
 #include "platform/stock/hook.h"
 #include "platform/stock/internal/tbl_storage.h"
 #include "platform/stock/memory.h"
+#include "platform/stock/owners.h"
 #include "platform/stock/tbl.h"
 
 namespace {
 
-struct FreeTbl {
-  void operator()(Tbl *tbl) const { freetbl(tbl, nullptr); }
-};
-using TblPtr = std::unique_ptr<Tbl, FreeTbl>;
-
-struct FreeArr {
-  void operator()(Arr *arr) const { freearr(arr, nullptr); }
-};
-using ArrPtr = std::unique_ptr<Arr, FreeArr>;
+using ksutil::ArrPtr;
+using ksutil::TblPtr;
 
 void *as_item(long value) { return reinterpret_cast<void *>(value); }
 
@@ -283,6 +277,32 @@ TEST(Arr, FollowsAModelThroughRandomOperations) {
   long i = 0;
   for (const auto &[key, value] : model) {
     EXPECT_EQ(key, static_cast<char *>(gettbl(keys.get(), i++)));
+  }
+}
+
+TEST(Owners, MakeListsThatReadBackAndThrowWhenMemoryIsShort) {
+  const std::vector<std::string> words = {"one", "", "three"};
+  ksutil::TblOfTexts texts = ksutil::from_texts(words);
+  std::vector<std::string> read;
+  ksutil::for_each<const char>(texts.get(), [&](const char *t) { read.push_back(t); });
+  EXPECT_EQ(read, words);
+  EXPECT_EQ(ksutil::to_vector<char>(texts.get()).size(), 3u);
+  EXPECT_TRUE(ksutil::to_vector<char>(nullptr).empty());
+
+  const std::vector<long> numbers = {0, 7, -1, 1L << 40};
+  EXPECT_EQ(ksutil::to_numbers(ksutil::from_numbers(numbers).get()), numbers);
+
+  /* However many allocations a list takes: none of their failures leaks or is missed. */
+  for (long n = 1;; ++n) {
+    ks_test_fail_alloc(n);
+    try {
+      texts = ksutil::from_texts(words);
+    } catch (const std::bad_alloc &) {
+      continue;
+    }
+    ks_test_fail_alloc(0);
+    EXPECT_GE(n, 5);
+    break;
   }
 }
 
