@@ -6,6 +6,7 @@ build_packages="g++ cmake ninja-build pkg-config libcli11-dev nlohmann-json3-dev
 test_packages="libgtest-dev libgmock-dev locales python3"
 bench_packages="libbenchmark-dev libsqlite3-dev libtbb-dev libboost-dev libgsl-dev"
 fuzz_packages="clang"
+lint_packages="clang-format clang-tidy"
 
 say() { printf '== %s\n' "$*" >&2; }
 fail() {
