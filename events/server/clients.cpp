@@ -1,121 +1,152 @@
 #include "events/server/internal/clients.h"
 
 #include <algorithm>
+#include <atomic>
 #include <exception>
+#include <memory>
+#include <utility>
 
 #include "core/register.h"
 #include "events/evclient.h"
 
 namespace ksutil::events {
+namespace {
 
-long ClientList::registrations(const EVClient *client) const {
-  return std::count_if(
-      clients_.begin(), clients_.end(),
-      [client](const EVServerClient &slot) { return slot.client == client; });
+thread_local int callbacks_here = 0;  // callbacks that this thread is inside
+
+void run_guarded(const std::function<void(EVClient &)> &run, EVClient &client) {
+  callbacks_here++;
+  try {
+    run(client);
+  } catch (const std::exception &error) {
+    ks_register_error(0, "EVServer: exception in a client's callback: %s.\n",
+                      error.what());
+  } catch (...) {
+    ks_register_error(0, "EVServer: exception in a client's callback.\n");
+  }
+  callbacks_here--;
+}
+
+}  // namespace
+
+bool ClientList::inside_callback() { return callbacks_here > 0; }
+
+bool ClientList::is_registered(const EVClient *client) const {
+  return std::any_of(
+      registrations_.begin(), registrations_.end(),
+      [client](const Registration &entry) { return entry.slot.client == client; });
+}
+
+bool ClientList::stands(int64_t registration) const {
+  return std::any_of(registrations_.begin(), registrations_.end(),
+                     [registration](const Registration &entry) {
+                       return entry.number == registration;
+                     });
 }
 
 void ClientList::add(EVClient *client) {
   if (client == nullptr) return;
   const std::lock_guard lock(mutex_);
-  clients_.push(EVServerClient{client});
+  registrations_.push_back({EVServerClient{client}, next_number_++});
 }
 
 void ClientList::remove(EVClient *client) {
   std::unique_lock lock(mutex_);
-  for (long i = 0; i < clients_.size(); i++) {
-    if (clients_.ptr(i)->client != client) continue;
-    clients_.del(i);
-    if (registrations(client) == 0) {
+  const auto first =
+      std::find_if(registrations_.begin(), registrations_.end(),
+                   [client](const Registration &e) { return e.slot.client == client; });
+  if (first != registrations_.end()) {
+    registrations_.erase(first);
+    if (!is_registered(client)) {
       client->command_serial = 0;
       client->command_pending = 0;
       client->refresh_pending = 0;
     }
-    break;
   }
-  const auto self = std::this_thread::get_id();
-  const auto called_here = [&](const Call &call) {
-    return call.client == client && call.thread == self;
-  };
-  const auto called = [&](const Call &call) { return call.client == client; };
-  if (std::any_of(running_.begin(), running_.end(), called_here)) return;
-  call_ended_.wait(
-      lock, [&] { return std::none_of(running_.begin(), running_.end(), called); });
+  call_ended_.wait(lock, [&] {
+    const auto running = running_.find(client);
+    return running == running_.end() || running->second.depth == 0 ||
+           running->second.thread == std::this_thread::get_id();
+  });
 }
 
-void ClientList::call_each(const std::function<void(EVClient &)> &call, After after) {
-  std::vector<EVClient *> listed;
-  {
-    const std::lock_guard lock(mutex_);
-    for (const EVServerClient &slot : clients_) listed.push_back(slot.client);
-    running_.reserve(running_.size() + 1);
+void ClientList::call_each(const std::function<void(EVClient &)> &run,
+                           bool ends_refresh) {
+  std::unique_lock lock(mutex_);
+  const std::vector<Registration> listed = registrations_;
+  for (const auto &[slot, number] : listed) {
+    if (!stands(number)) continue;  // removed by a callback or by another thread
+    Running &running = running_[slot.client];
+    running.calls.push_back({number, run, ends_refresh});
+    if (running.depth == 0 || running.thread == std::this_thread::get_id()) {
+      make_calls(lock, slot.client);
+    } else if (ends_refresh) {
+      /* Not later: the other thread's callback may be waiting for this refresh. */
+      slot.client->refresh_pending = 0;
+    }
   }
-  const auto self = std::this_thread::get_id();
-  for (auto next = listed.begin(); next != listed.end(); ++next) {
-    EVClient *const client = *next;
-    std::unique_lock lock(mutex_);
-    /* Fewer registrations left than calls to come: this one's has been removed. */
-    if (registrations(client) < std::count(next, listed.end(), client)) continue;
-    running_.push_back(Call{client, self});
+}
+
+void ClientList::make_calls(std::unique_lock<std::mutex> &lock, EVClient *client) {
+  Running &running = running_.find(client)->second;
+  running.thread = std::this_thread::get_id();
+  running.depth++;
+  while (!running.calls.empty()) {
+    const Call call = std::move(running.calls.front());
+    running.calls.pop_front();
+    if (!stands(call.registration)) continue;
     lock.unlock();
-    try {
-      call(*client);
-    } catch (const std::exception &error) {
-      ks_register_error(0, "EVServer: exception in a client's callback: %s.\n",
-                        error.what());
-    } catch (...) {
-      ks_register_error(0, "EVServer: exception in a client's callback.\n");
-    }
+    run_guarded(call.run, *client);
     lock.lock();
-    running_.erase(
-        std::find_if(running_.begin(), running_.end(), [&](const Call &running) {
-          return running.client == client && running.thread == self;
-        }));
-    if (after == After::refresh_pending_cleared && registrations(client) > 0) {
-      client->refresh_pending = 0;
-    }
-    /* Under the lock: the list may be gone once a waiting remove() has returned. */
-    call_ended_.notify_all();
+    if (call.ends_refresh && stands(call.registration)) client->refresh_pending = 0;
   }
+  if (--running.depth > 0) return;
+  running_.erase(client);
+  /* Under the lock: the list may be gone once a waiting remove() has returned. */
+  call_ended_.notify_all();
 }
 
 void ClientList::refresh_ended(const EVResponse *report) {
   if (report != nullptr) {
-    call_each([report](EVClient &client) { client.responseCallback(*report); },
-              After::refresh_pending_cleared);
+    const auto shared = std::make_shared<const EVResponse>(*report);
+    call_each([shared](EVClient &client) { client.responseCallback(*shared); }, true);
     return;
   }
   const std::lock_guard lock(mutex_);
-  for (const EVServerClient &slot : clients_) slot.client->refresh_pending = 0;
+  for (const Registration &entry : registrations_) {
+    entry.slot.client->refresh_pending = 0;
+  }
 }
 
 void ClientList::database_checked(const Array<std::string, int> &changes) {
-  call_each([&changes](EVClient &client) { client.checkDatabaseCallback(changes); },
-            After::nothing);
+  const auto shared = std::make_shared<const Array<std::string, int>>(changes);
+  call_each([shared](EVClient &client) { client.checkDatabaseCallback(*shared); },
+            false);
 }
 
 bool ClientList::while_registered(EVClient *client,
                                   const std::function<void(EVClient &)> &write) {
   const std::lock_guard lock(mutex_);
-  if (registrations(client) == 0) return false;
+  if (!is_registered(client)) return false;
   write(*client);
   return true;
 }
 
 bool ClientList::contains(EVClient *client) {
   const std::lock_guard lock(mutex_);
-  return registrations(client) > 0;
+  return is_registered(client);
 }
 
 void ClientList::detach_all() {
   const std::lock_guard lock(mutex_);
-  for (const EVServerClient &slot : clients_) {
-    EVClient &client = *slot.client;
+  for (const Registration &entry : registrations_) {
+    EVClient &client = *entry.slot.client;
     /* Before the flags: whoever they release looks at the pointer next. */
     std::atomic_ref(client.server).store(nullptr);
     client.command_pending = 0;
     client.refresh_pending = 0;
   }
-  clients_.clear();
+  registrations_.clear();
 }
 
 }  // namespace ksutil::events

@@ -2,11 +2,24 @@
 #ifndef KSUTIL_TESTS_EVENTS_BARE_SERVER_H
 #define KSUTIL_TESTS_EVENTS_BARE_SERVER_H
 
+#include <unistd.h>
+
+#include <functional>
+
 #include "events/evclient.h"
 #include "events/server/internal/live_servers.h"
 #include "events/server/internal/server_state.h"
 #include "events/server/internal/threads.h"
 #include "tests/events/messages.h"
+
+/* Waits for a condition, up to 10 s. */
+inline bool comes_true(const std::function<bool()> &condition) {
+  for (int i = 0; i < 10000; i++) {
+    if (condition()) return true;
+    usleep(1000);
+  }
+  return false;
+}
 
 /* The state of a server that clients accept as alive.  Its commands may be used, a refresh
  * and a database check not. */

@@ -5,13 +5,19 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <unistd.h>
 
+#include <atomic>
 #include <chrono>
+#include <cstddef>
 #include <functional>
 #include <future>
 #include <memory>
+#include <new>
 #include <stdexcept>
 #include <string>
+#include <thread>
+#include <vector>
 
 #include "tests/events/bare_server.h"
 
@@ -132,6 +138,149 @@ TEST_F(Clients, RemovalWaitsForACallOnAnotherThread) {
   leave.set_value();
   EXPECT_EQ(removed.wait_for(10s), std::future_status::ready);
   notified.wait();
+}
+
+/* Two threads have something to tell one client.  The second must not enter the client
+ * beside the first, and must not wait for it either: the first may be waiting for the
+ * second, here for the end of its refresh. */
+TEST_F(Clients, AreCalledByOneThreadAtATimeAndNoThreadWaits) {
+  Listener client(bare);
+  std::promise<void> entered, leave;
+  bool released = false;
+  std::thread::id checker, responder;
+  client.refresh_pending = 1;
+  client.on_check = [&](Array<std::string, int> &) {
+    entered.set_value();
+    released = comes_true([&] { return client.refresh_pending == 0; });
+    leave.get_future().wait();
+    checker = std::this_thread::get_id();
+    calls.push_back("check");
+  };
+  client.on_response = [&](EVResponse &response) {
+    responder = std::this_thread::get_id();
+    calls.push_back("response " + std::to_string(response.changed_evids.get(0)));
+  };
+  const Array<std::string, int> changes;
+  auto checked =
+      std::async(std::launch::async, [&] { clients.database_checked(changes); });
+  entered.get_future().wait();
+  for (const long evid : {7, 8}) {
+    auto ended = std::async(std::launch::async, [&] {
+      EVResponse report;
+      report.changed_evids.push(evid);
+      clients.refresh_ended(&report);
+    });
+    ASSERT_EQ(ended.wait_for(10s), std::future_status::ready);
+  }
+  EXPECT_TRUE(calls.empty());
+  leave.set_value();
+  checked.wait();
+  EXPECT_TRUE(released);
+  EXPECT_THAT(calls, ElementsAre("check", "response 7", "response 8"));
+  EXPECT_EQ(checker, responder);
+}
+
+/* A client that leaves inside its callback gets no call that another thread has left to
+ * it; one that is removed by a third thread is not called once the removal returns. */
+TEST_F(Clients, LeaveTheCallsThatOthersHaveLeftToThem) {
+  for (const bool from_inside : {true, false}) {
+    auto client = std::make_unique<Listener>(bare);
+    std::promise<void> entered, leave;
+    client->on_response = [&](EVResponse &) {
+      entered.set_value();
+      leave.get_future().wait();
+      if (from_inside) clients.remove(client.get());
+      calls.push_back("response");
+    };
+    client->on_check = [&](Array<std::string, int> &) { calls.push_back("check"); };
+    const EVResponse report;
+    auto notified =
+        std::async(std::launch::async, [&] { clients.refresh_ended(&report); });
+    entered.get_future().wait();
+    clients.database_checked({});
+    auto removed = std::async(std::launch::async, [&] {
+      if (!from_inside) clients.remove(client.get());
+    });
+    if (!from_inside) {
+      EXPECT_TRUE(comes_true([&] { return !clients.contains(client.get()); }));
+      EXPECT_EQ(removed.wait_for(20ms), std::future_status::timeout);
+    }
+    leave.set_value();
+    removed.wait();
+    EXPECT_THAT(calls, ElementsAre("response"));
+    notified.wait();
+    EXPECT_THAT(calls, ElementsAre("response"));
+    calls.clear();
+  }
+}
+
+/* Threads that call at random from inside callbacks too, as programs do that set limits
+ * and check there; clients come and go.  No overlap, no hang, nothing after removal. */
+TEST_F(Clients, AreNeverEnteredTwiceUnderAnyTraffic) {
+  struct Guarded {
+    explicit Guarded(BareServer &bare) : listener(bare) {}
+    Listener listener;
+    std::atomic<std::thread::id> owner{};
+    std::atomic<int> overlaps{0}, calls{0};
+  };
+  std::vector<std::unique_ptr<Guarded>> all;
+  const EVResponse report;
+  for (int i = 0; i < 3; i++) {
+    all.push_back(std::make_unique<Guarded>(bare));
+    Guarded &guarded = *all.back();
+    const auto enter = [this, &guarded, &report, i](bool nests) {
+      const std::thread::id self = std::this_thread::get_id();
+      const std::thread::id before = guarded.owner.exchange(self);
+      if (before != std::thread::id() && before != self) guarded.overlaps++;
+      if (++guarded.calls % 7 == i && nests) clients.refresh_ended(&report);
+      guarded.owner = before;
+    };
+    guarded.listener.on_check = [enter](Array<std::string, int> &) { enter(true); };
+    guarded.listener.on_response = [enter](EVResponse &) { enter(false); };
+  }
+  std::vector<std::future<void>> threads;
+  for (int t = 0; t < 4; t++) {
+    threads.push_back(std::async(std::launch::async, [&, t] {
+      for (int i = 0; i < 300; i++) {
+        if (t == 3) {
+          auto visitor = std::make_unique<Guarded>(bare);
+          clients.remove(&visitor->listener);
+        } else if (i % 2 == 0) {
+          clients.database_checked({});
+        } else {
+          clients.refresh_ended(&report);
+        }
+      }
+    }));
+  }
+  for (auto &thread : threads) {
+    ASSERT_EQ(thread.wait_for(60s), std::future_status::ready);
+  }
+  for (const auto &guarded : all) {
+    EXPECT_EQ(guarded->overlaps, 0);
+    EXPECT_GE(guarded->calls, 900);
+  }
+}
+
+/* The address of a client that has left may be another's at once. */
+TEST_F(Clients, MadeDuringANotificationAreCalledFromTheNextOn) {
+  alignas(Listener) std::byte place[sizeof(Listener)];
+  Listener first(bare);
+  Listener *second = new (place) Listener(bare);
+  first.on_check = [&](Array<std::string, int> &) {
+    if (!calls.empty()) return;
+    calls.push_back("first");
+    clients.remove(second);
+    second->~Listener();
+    second = new (place) Listener(bare);
+    second->on_check = [&](Array<std::string, int> &) { calls.push_back("new"); };
+  };
+  clients.database_checked({});
+  EXPECT_THAT(calls, ElementsAre("first"));
+  clients.database_checked({});
+  EXPECT_THAT(calls, ElementsAre("first", "new"));
+  clients.remove(second);
+  second->~Listener();
 }
 
 TEST_F(Clients, RemovalReleasesAWaitingClient) {
