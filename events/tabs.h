@@ -1,6 +1,9 @@
-/* Tab lists: events or origins as the rows of a sorted list.  Sorting moves no record: it
- * gives an order, from which a tab keeps two mappings.  The caller holds the events lock
- * while the records are the server's own. */
+/* Tab lists: show events or origins as the rows of a sorted list.
+ *
+ * Sorting moves no record: it gives an order, from which a tab keeps two mappings.  A
+ * tab does not own the records.  The caller holds the events lock while the records are
+ * the server's own, or keeps the pointer from eventsList, whose const list takes a
+ * const tab. */
 #ifndef KSUTIL_EVENTS_TABS_H
 #define KSUTIL_EVENTS_TABS_H
 
@@ -10,15 +13,28 @@
 #include "events/records.h"
 
 struct EVEventsTab {
-  Table<EVEvent> *events = nullptr;  // what it shows; not owned
+  Table<EVEvent> *events = nullptr;  // the records that it shows
   Table<int> index;                  // [row]: index in events
   Table<int> rows;                   // [index in events]: row
 };
 
 struct EVOriginsTab {
-  Table<EVOrigin> *origins = nullptr;  // what it shows; not owned
+  Table<EVOrigin> *origins = nullptr;  // the records that it shows
   Table<int> index;                    // [row]: index in origins
   Table<int> rows;                     // [index in origins]: row
+};
+
+/* The same over lists that may not be changed. */
+struct EVConstEventsTab {
+  const Table<EVEvent> *events = nullptr;
+  Table<int> index;
+  Table<int> rows;
+};
+
+struct EVConstOriginsTab {
+  const Table<EVOrigin> *origins = nullptr;
+  Table<int> index;
+  Table<int> rows;
 };
 
 /* The key by which a record is sorted. */

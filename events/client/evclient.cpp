@@ -133,7 +133,7 @@ int EVClient::getExpandedEvent(long evid, EVEvent &event) {
              [&](EVServer &s) { return s.getExpandedEvent(this, evid, event); });
 }
 
-void EVClient::printDifferences(Table<EVEvent> *events) {
+void EVClient::printDifferences(const Table<EVEvent> *events) {
   if (EVServer *const current = attached()) {
     current->printDifferences(events);
   }

@@ -110,12 +110,12 @@ int EVClient::parse_query(std::string query, std::vector<EVQueryToken> &tokens) 
   return 0;
 }
 
-int EVClient::getValue(EVEvent *event, const std::vector<EVQueryToken> &tokens,
+int EVClient::getValue(const EVEvent *event, const std::vector<EVQueryToken> &tokens,
                        int *type, void *value) {
   return get_value(event, tokens, type, value);
 }
 
-int EVClient::getValue(EVOrigin *origin, const std::vector<EVQueryToken> &tokens,
+int EVClient::getValue(const EVOrigin *origin, const std::vector<EVQueryToken> &tokens,
                        int *type, void *value) {
   return get_value(origin, tokens, type, value);
 }

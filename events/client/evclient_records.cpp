@@ -13,6 +13,16 @@ int find_orid(const EVEvent &event, long orid) {
                                       : static_cast<int>(found - event.origins.begin());
 }
 
+/* EVClient::getPreferredOrigin, on a changeable event or not; leaves *index if there is
+ * no preferred origin. */
+template <class Event>
+auto preferred_origin(Event &event, int *index) {
+  const auto preferred = event.origins.ptr(event.pref_origin);
+  if (preferred == nullptr) return event.origins.ptr(0);
+  if (index != nullptr) *index = event.pref_origin;
+  return preferred;
+}
+
 }  // namespace
 
 EVOrigin *EVClient::findOrid(EVEvent *event, long orid) {
@@ -21,11 +31,7 @@ EVOrigin *EVClient::findOrid(EVEvent *event, long orid) {
 
 EVOrigin *EVClient::getPreferredOrigin(EVEvent *event, int *index) {
   if (index != nullptr) *index = -1;
-  if (event == nullptr) return nullptr;
-  EVOrigin *const preferred = event->origins.ptr(event->pref_origin);
-  if (preferred == nullptr) return event->origins.ptr(0);
-  if (index != nullptr) *index = event->pref_origin;
-  return preferred;
+  return event == nullptr ? nullptr : preferred_origin(*event, index);
 }
 
 EVMoment *EVClient::getPreferredMoment(EVEvent *event) {
@@ -37,15 +43,15 @@ EVMoment *EVClient::getPreferredMoment(EVOrigin *origin) {
   return origin == nullptr ? nullptr : origin->moments.ptr(origin->pref_moment);
 }
 
-int EVClient::getOrigin(EVEvent *event, long orid, EVOrigin &origin, int preferred) {
+int EVClient::getOrigin(const EVEvent *event, long orid, EVOrigin &origin,
+                        int preferred) {
   if (event == nullptr || event->evid < 0) {
     origin = EVOrigin();
     return -1;
   }
   int index = find_orid(*event, orid);
   const EVOrigin *found = event->origins.ptr(index);
-  /* The first origin, taken for want of a preferred one, has no index. */
-  if (found == nullptr && preferred != 0) found = getPreferredOrigin(event, &index);
+  if (found == nullptr && preferred != 0) found = preferred_origin(*event, &index);
   if (found != nullptr) origin = *found;
   return index;
 }

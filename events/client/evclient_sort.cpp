@@ -17,7 +17,7 @@ bool is_asked(const EVEvent &event) {
 bool is_asked(const EVOrigin &) { return true; }
 
 template <class Record>
-int check_sort_query(EVClient &client, Table<Record> *records,
+int check_sort_query(EVClient &client, const Table<Record> *records,
                      const std::string &query) {
   constexpr const char *kName = "EVClient::checkSortQuery";
   std::vector<EVQueryToken> tokens;
@@ -26,7 +26,7 @@ int check_sort_query(EVClient &client, Table<Record> *records,
     return -1;
   }
   if (records == nullptr) return 0;
-  for (Record &record : *records) {
+  for (const Record &record : *records) {
     alignas(8) char value[EV_VALUE_SIZE];
     int type = 0;
     if (is_asked(record) && client.getValue(&record, tokens, &type, value) < 0) {
@@ -38,12 +38,13 @@ int check_sort_query(EVClient &client, Table<Record> *records,
 }
 
 template <class Record>
-std::vector<EVClient_sort_value> sort_values(EVClient &client, Table<Record> &records,
+std::vector<EVClient_sort_value> sort_values(EVClient &client,
+                                             const Table<Record> &records,
                                              const std::vector<EVQueryToken> &tokens) {
   std::vector<EVClient_sort_value> values;
   values.reserve(static_cast<std::size_t>(records.size()));
   const int mark = elog_mark();
-  for (Record &record : records) {
+  for (const Record &record : records) {
     alignas(8) char buffer[EV_VALUE_SIZE];
     EVClient_sort_value value;
     int type = 0;
@@ -62,8 +63,8 @@ std::vector<EVClient_sort_value> sort_values(EVClient &client, Table<Record> &re
 }
 
 template <class Record>
-Table<int> sorted(EVClient &client, Table<Record> *records, const std::string &query,
-                  int reverse, int *status) {
+Table<int> sorted(EVClient &client, const Table<Record> *records,
+                  const std::string &query, int reverse, int *status) {
   std::vector<EVQueryToken> tokens;
   const bool good = client.parse_query(query, tokens) >= 0;
   if (!good) ks_register_error(0, "EVClient::sort: parse_query() error.\n");
@@ -82,21 +83,21 @@ Table<int> sorted(EVClient &client, Table<Record> *records, const std::string &q
 
 }  // namespace
 
-int EVClient::checkSortQuery(Table<EVEvent> *events, std::string query) {
+int EVClient::checkSortQuery(const Table<EVEvent> *events, std::string query) {
   return check_sort_query(*this, events, query);
 }
 
-int EVClient::checkSortQuery(Table<EVOrigin> *origins, std::string query) {
+int EVClient::checkSortQuery(const Table<EVOrigin> *origins, std::string query) {
   return check_sort_query(*this, origins, query);
 }
 
-Table<int> EVClient::sort(Table<EVEvent> *events, std::string query, int reverse,
+Table<int> EVClient::sort(const Table<EVEvent> *events, std::string query, int reverse,
                           int *outcome) {
   return sorted(*this, events, query, reverse, outcome);
 }
 
-Table<int> EVClient::sort(Table<EVOrigin> *origins, std::string query, int reverse,
-                          int *outcome) {
+Table<int> EVClient::sort(const Table<EVOrigin> *origins, std::string query,
+                          int reverse, int *outcome) {
   return sorted(*this, origins, query, reverse, outcome);
 }
 
@@ -107,6 +108,18 @@ void EVClient::sort(EVEventsTab *tab, std::string query, int reverse) {
 }
 
 void EVClient::sort(EVOriginsTab *tab, std::string query, int reverse) {
+  if (tab == nullptr) return;
+  Table<int> order = sort(tab->origins, std::move(query), reverse, nullptr);
+  setOriginsTabs(tab, &order);
+}
+
+void EVClient::sort(EVConstEventsTab *tab, std::string query, int reverse) {
+  if (tab == nullptr) return;
+  Table<int> order = sort(tab->events, std::move(query), reverse, nullptr);
+  setEventsTabs(tab, &order);
+}
+
+void EVClient::sort(EVConstOriginsTab *tab, std::string query, int reverse) {
   if (tab == nullptr) return;
   Table<int> order = sort(tab->origins, std::move(query), reverse, nullptr);
   setOriginsTabs(tab, &order);

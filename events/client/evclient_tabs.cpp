@@ -6,10 +6,16 @@
 
 namespace {
 
+const Table<EVEvent> *shown(const EVEventsTab &tab) { return tab.events; }
+const Table<EVEvent> *shown(const EVConstEventsTab &tab) { return tab.events; }
+const Table<EVOrigin> *shown(const EVOriginsTab &tab) { return tab.origins; }
+const Table<EVOrigin> *shown(const EVConstOriginsTab &tab) { return tab.origins; }
+
 template <class Tab>
-void set_tabs(Tab *tab, long count, const Table<int> *order) {
+void set_tabs(Tab *tab, const Table<int> *order) {
   if (tab == nullptr) return;
   if (order == nullptr) {
+    const long count = shown(*tab) == nullptr ? 0 : shown(*tab)->size();
     tab->index.clear();
     for (int i = 0; i < count; i++) tab->index.push(i);
   } else if (order != &tab->index) {
@@ -29,8 +35,19 @@ int entry(const Table<int> &mapping, int at) {
   return found == nullptr ? -1 : *found;
 }
 
-template <class Record, class Id>
-int index_of(const Table<Record> *records, Id Record::*id, long wanted) {
+template <class Tab>
+int row_of(const Tab *tab, int index) {
+  return tab == nullptr ? -1 : entry(tab->rows, index);
+}
+
+template <class Tab>
+int index_at(const Tab *tab, int row) {
+  return tab == nullptr ? -1 : entry(tab->index, row);
+}
+
+template <class Tab, class Record>
+int index_with(const Tab *tab, int64_t Record::*id, long wanted) {
+  const Table<Record> *const records = tab == nullptr ? nullptr : shown(*tab);
   if (records == nullptr) return -1;
   const auto found =
       std::find_if(records->begin(), records->end(),
@@ -41,43 +58,52 @@ int index_of(const Table<Record> *records, Id Record::*id, long wanted) {
 }  // namespace
 
 void EVClient::setEventsTabs(EVEventsTab *tab, Table<int> *order) {
-  set_tabs(tab, tab == nullptr || tab->events == nullptr ? 0 : tab->events->size(),
-           order);
+  set_tabs(tab, order);
 }
-
+void EVClient::setEventsTabs(EVConstEventsTab *tab, Table<int> *order) {
+  set_tabs(tab, order);
+}
 void EVClient::setOriginsTabs(EVOriginsTab *tab, Table<int> *order) {
-  set_tabs(tab, tab == nullptr || tab->origins == nullptr ? 0 : tab->origins->size(),
-           order);
+  set_tabs(tab, order);
+}
+void EVClient::setOriginsTabs(EVConstOriginsTab *tab, Table<int> *order) {
+  set_tabs(tab, order);
 }
 
-int EVClient::getRow(EVEventsTab *tab, int index) {
-  return tab == nullptr ? -1 : entry(tab->rows, index);
-}
+int EVClient::getRow(EVEventsTab *tab, int index) { return row_of(tab, index); }
+int EVClient::getRow(EVConstEventsTab *tab, int index) { return row_of(tab, index); }
+int EVClient::getRow(EVOriginsTab *tab, int index) { return row_of(tab, index); }
+int EVClient::getRow(EVConstOriginsTab *tab, int index) { return row_of(tab, index); }
 
-int EVClient::getRow(EVOriginsTab *tab, int index) {
-  return tab == nullptr ? -1 : entry(tab->rows, index);
-}
-
-int EVClient::getIndex(EVEventsTab *tab, int row) {
-  return tab == nullptr ? -1 : entry(tab->index, row);
-}
-
-int EVClient::getIndex(EVOriginsTab *tab, int row) {
-  return tab == nullptr ? -1 : entry(tab->index, row);
-}
+int EVClient::getIndex(EVEventsTab *tab, int row) { return index_at(tab, row); }
+int EVClient::getIndex(EVConstEventsTab *tab, int row) { return index_at(tab, row); }
+int EVClient::getIndex(EVOriginsTab *tab, int row) { return index_at(tab, row); }
+int EVClient::getIndex(EVConstOriginsTab *tab, int row) { return index_at(tab, row); }
 
 int EVClient::findEvidIndex(EVEventsTab *tab, long evid) {
-  return tab == nullptr ? -1 : index_of(tab->events, &EVEvent::evid, evid);
+  return index_with(tab, &EVEvent::evid, evid);
+}
+int EVClient::findEvidRow(EVEventsTab *tab, long evid) {
+  return row_of(tab, index_with(tab, &EVEvent::evid, evid));
 }
 
-int EVClient::findEvidRow(EVEventsTab *tab, long evid) {
-  return getRow(tab, findEvidIndex(tab, evid));
+int EVClient::findEvidIndex(EVConstEventsTab *tab, long evid) {
+  return index_with(tab, &EVEvent::evid, evid);
+}
+int EVClient::findEvidRow(EVConstEventsTab *tab, long evid) {
+  return row_of(tab, index_with(tab, &EVEvent::evid, evid));
 }
 
 int EVClient::findOridIndex(EVOriginsTab *tab, long orid) {
-  return tab == nullptr ? -1 : index_of(tab->origins, &EVOrigin::orid, orid);
+  return index_with(tab, &EVOrigin::orid, orid);
+}
+int EVClient::findOridRow(EVOriginsTab *tab, long orid) {
+  return row_of(tab, index_with(tab, &EVOrigin::orid, orid));
 }
 
-int EVClient::findOridRow(EVOriginsTab *tab, long orid) {
-  return getRow(tab, findOridIndex(tab, orid));
+int EVClient::findOridIndex(EVConstOriginsTab *tab, long orid) {
+  return index_with(tab, &EVOrigin::orid, orid);
+}
+int EVClient::findOridRow(EVConstOriginsTab *tab, long orid) {
+  return row_of(tab, index_with(tab, &EVOrigin::orid, orid));
 }

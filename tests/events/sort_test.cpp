@@ -214,6 +214,24 @@ TEST_F(Sorting, TabMappingsAreInverse) {
   }
 }
 
+/* The list that a server gives for keeping is const: it sorts and shows like any other. */
+TEST_F(Sorting, TakesConstLists) {
+  const Table<EVEvent> &kept = events;
+  const Table<EVOrigin> &below = origins;
+  EXPECT_THAT(list(client.sort(&kept, "evid", 1, nullptr)), ElementsAre(4, 3, 0, 2, 1));
+  EXPECT_EQ(client.checkSortQuery(&kept, "commid"), 0);
+  EXPECT_EQ(client.checkSortQuery(&below, "norigins"), -1);
+  EVConstEventsTab tab{&kept, {}, {}};
+  client.sort(&tab, "evid", 1);
+  EXPECT_EQ(client.getRow(&tab, 4), 0);
+  EXPECT_EQ(client.getIndex(&tab, 0), 4);
+  EXPECT_EQ(client.findEvidRow(&tab, 20), 3);
+  EVConstOriginsTab origins_tab{&below, {}, {}};
+  client.setOriginsTabs(&origins_tab, nullptr);
+  EXPECT_EQ(client.findOridRow(&origins_tab, 20),
+            client.findOridIndex(&origins_tab, 20));
+}
+
 /* An order of another list must not grow the mappings or write outside them. */
 TEST_F(Sorting, OrdersWithForeignIndexesStayInside) {
   EVOriginsTab tab{&origins, {}, {}};
