@@ -1,5 +1,7 @@
 #include "events/records/internal/compare.h"
 
+#include <algorithm>
+
 #include "events/records/internal/fields.h"
 
 namespace ksutil::events {
@@ -61,6 +63,15 @@ bool equal_expanded(const EVEvent &event1, const EVEvent &event2) {
 EventIndex::EventIndex(const Table<EVEvent> &events) : events_(events) {
   by_evid_.reserve(static_cast<std::size_t>(events.size()));
   for (long i = 0; i < events.size(); i++) by_evid_.emplace(events.ptr(i)->evid, i);
+}
+
+const EVEvent *EventIndex::first(int64_t evid) const {
+  long place = events_.size();
+  const auto [first, last] = by_evid_.equal_range(evid);
+  for (auto entry = first; entry != last; ++entry) {
+    place = std::min(place, entry->second);
+  }
+  return events_.ptr(place);
 }
 
 bool EventIndex::contains_equal(const EVEvent &event) const {

@@ -196,9 +196,12 @@ void print_list_differences(const Table<EVDetection> &detections1,
 
 void print_news(const Table<EVEvent> &given, const Table<EVEvent> &current) {
   const Pairs pairs = pair_rows(current, given);
+  const EventIndex given_events(given), current_events(current);
   for (long i = 0; i < given.size(); i++) {
     const EVEvent &event = *given.ptr(i);
     const EVEvent *old = current.ptr(pairs.partner[static_cast<std::size_t>(i)]);
+    /* A row more of an evid than the other list has is neither new nor deleted. */
+    if (old == nullptr) old = current_events.first(event.evid);
     if (old == nullptr) {
       put(format_text("New event %ld\n", static_cast<long>(event.evid)));
     } else if (!equal(*old, event)) {
@@ -206,9 +209,9 @@ void print_news(const Table<EVEvent> &given, const Table<EVEvent> &current) {
       print_differences(*old, event, "    ");
     }
   }
-  for (long i = 0; i < current.size(); i++) {
-    if (pairs.paired[static_cast<std::size_t>(i)]) continue;
-    put(format_text("Deleted event %ld\n", static_cast<long>(current.ptr(i)->evid)));
+  for (const EVEvent &event : current) {
+    if (given_events.contains(event.evid)) continue;
+    put(format_text("Deleted event %ld\n", static_cast<long>(event.evid)));
   }
 }
 

@@ -11,12 +11,16 @@
 
 using ksutil::events::ServerState;
 
-EVServer::EVServer(std::string dbname, int age_ref_now, int max_events,
-                   int remote_mount_mode)
-    : state_(std::make_unique<ServerState>()) {
+EVServer::EVServer(int remote_mount_mode) : state_(std::make_unique<ServerState>()) {
   state_->server = this;
   state_->remote_mount_mode = remote_mount_mode;
   ksutil::events::read_default_magnitude_rules(state_->vars.rules);
+}
+
+/* Delegates, so that the destructor ends what a failing constructor has begun. */
+EVServer::EVServer(std::string dbname, int age_ref_now, int max_events,
+                   int remote_mount_mode)
+    : EVServer(remote_mount_mode) {
   if (setDb(dbname) != 0) {
     ks_complain(0, "EVServer::EVServer: setDb(%s) error.\n", dbname.c_str());
     throw "EVServer::EVServer: setDb() error.";
@@ -30,6 +34,8 @@ EVServer::EVServer(std::string dbname, int age_ref_now, int max_events,
 
 EVServer::~EVServer() {
   ksutil::events::remove_live_server(this);
+  /* The worker may be waiting for it in order to publish. */
+  state_->published.lock.unlock_fully();
   ksutil::events::stop_threads(*state_);
   state_->clients.detach_all();
 }

@@ -54,8 +54,8 @@ class OpenDatabase {
     return true;
   }
 
-  /* Hands the database to the server, which must have none.  The memory of checkDatabase
-   * goes on from what it had seen. */
+  /* Hands the database to the server, which must have none.  The memory of
+   * checkDatabase goes on from what it had seen. */
   void install(ServerState &state) {
     state.db = std::exchange(db_, dbinvalid());
     state.schema_name = schema_name_;
@@ -132,9 +132,6 @@ int EVServer::setDb(std::string dbname) {
   }
   if (launchThread() < 0) {
     ks_register_error(0, "EVServer::setDb: launchThread() error\n");
-    stop_threads(*state_);
-    const std::lock_guard lock(state_->database_lock);
-    close_database(*state_);
     return -1;
   }
   const std::lock_guard lock(state_->database_lock);
@@ -217,13 +214,15 @@ void EVServer::freeHooks() {
 }
 
 void EVServer::freeVectors() {
-  const std::lock_guard lock(state_->published.lock);
-  state_->published.events = std::make_shared<Table<EVEvent>>();
-  state_->published.detections = std::make_shared<Table<EVDetection>>();
-  state_->published.expanded.clear();
-  state_->published.latest_time = 0.0;
-  state_->published.lastmodified_evid = -1;
-  state_->published.mostrecent_evid = -1;
+  Published &published = state_->published;
+  const std::lock_guard lock(published.lock);
+  published.set_events(std::make_shared<Table<EVEvent>>());
+  published.detections = std::make_shared<Table<EVDetection>>();
+  published.expanded.clear();
+  published.reads.clear();
+  published.set_latest_time(0.0);
+  published.lastmodified_evid = -1;
+  published.mostrecent_evid = -1;
   /* Not before: a refresh in between would take note of the tables, and publish what it
    * has read only to have it freed. */
   const std::lock_guard database(state_->database_lock);

@@ -41,10 +41,39 @@ bool bind_detections(const ServerState &, TreeReader &reader) {
   return reader.bind_list() && reader.bind_detections();
 }
 
+int none_given(const char *name, const char *what) {
+  ks_register_error(0, "%s: no %s given.\n", name, what);
+  return -1;
+}
+
+/* One reading of an event for the cache.  It is entered before anything is read: a
+ * refresh that begins meanwhile then brings the event up to date too. */
+class ExpandedReading {
+ public:
+  ExpandedReading(ExpandedReads &reads, int64_t evid) : reads_(reads), evid_(evid) {
+    reads_.set(evid, 0);
+  }
+  ~ExpandedReading() {
+    if (!kept_) reads_.erase(evid_);
+  }
+  ExpandedReading(const ExpandedReading &) = delete;
+  ExpandedReading &operator=(const ExpandedReading &) = delete;
+
+  void begins(int64_t number) { reads_.set(evid_, number); }
+  void keep() { kept_ = true; }
+
+ private:
+  ExpandedReads &reads_;
+  const int64_t evid_;
+  bool kept_ = false;
+};
+
 /* Reads an event with everything; 0 or -1. */
-int read_whole_event(ServerState &state, int64_t evid, EVEvent &event) {
+int read_whole_event(ServerState &state, int64_t evid, EVEvent &event,
+                     ExpandedReading &reading) {
   constexpr const char *kName = "EVServer::getExpandedEvent";
   const std::lock_guard lock(state.database_lock);
+  reading.begins(++state.readings);
   if (!database_open(state, kName)) return -1;
   TreeReader reader(reading_source(state));
   if (!reader.bind_list() || !reader.bind_expansion(state.detections_on != 0)) {
@@ -85,21 +114,18 @@ int EVServer::refreshEvents(int force) {
     state_->clients.refresh_ended(nullptr);
     return -1;
   }
-  const int result = refresh_once(*state_, force != 0);
-  /* Another thread has changed the limit during this refresh and was sent away.  Once: a
-   * callback that sets it again leaves it to the next refresh, or this would not end. */
-  if (result != kAlreadyRunning && state_->refresh_again != 0) {
-    refresh_once(*state_, true);
-  }
-  return result;
+  return refresh_lists(*state_, force != 0);
 }
 
 int EVServer::setMaxEvents(int max_events) {
-  if (state_->max_events.exchange(max_events) != max_events) state_->refresh_again = 1;
+  if (state_->max_events.exchange(max_events) != max_events) {
+    ask_for_repetition(*state_);
+  }
   return refreshEvents(1);
 }
 
 int EVServer::refreshEvent(long recno, EVEvent *event, long *order) {
+  if (event == nullptr) return none_given("EVServer::refreshEvent", "event");
   *event = EVEvent();
   return read_bound(
       *state_, "EVServer::refreshEvent", bind_list,
@@ -107,6 +133,7 @@ int EVServer::refreshEvent(long recno, EVEvent *event, long *order) {
 }
 
 int EVServer::refreshOrigin(long recno, EVOrigin *origin) {
+  if (origin == nullptr) return none_given("EVServer::refreshOrigin", "origin");
   *origin = EVOrigin();
   return read_bound(
       *state_, "EVServer::refreshOrigin", bind_list,
@@ -114,6 +141,7 @@ int EVServer::refreshOrigin(long recno, EVOrigin *origin) {
 }
 
 int EVServer::refreshAssociations(EVEvent *event) {
+  if (event == nullptr) return none_given("EVServer::refreshAssociations", "event");
   return read_bound(*state_, "EVServer::refreshAssociations", bind_all,
                     [&](TreeReader &reader) {
                       const int result = reader.expand(*event);
@@ -123,6 +151,8 @@ int EVServer::refreshAssociations(EVEvent *event) {
 }
 
 int EVServer::refreshAssociation(long recno, EVAssociation *association) {
+  if (association == nullptr)
+    return none_given("EVServer::refreshAssociation", "association");
   *association = EVAssociation();
   return read_bound(
       *state_, "EVServer::refreshAssociation", bind_all,
@@ -130,6 +160,7 @@ int EVServer::refreshAssociation(long recno, EVAssociation *association) {
 }
 
 int EVServer::refreshDetections(EVOrigin *origin) {
+  if (origin == nullptr) return none_given("EVServer::refreshDetections", "origin");
   return read_bound(
       *state_, "EVServer::refreshDetections", bind_detections,
       [&](TreeReader &reader) { return reader.read_detections(*origin); });
@@ -144,6 +175,7 @@ int EVServer::refreshDetections(Table<EVDetection> &detections, double tstart,
 }
 
 int EVServer::refreshStamags(EVMagnitude *magnitude) {
+  if (magnitude == nullptr) return none_given("EVServer::refreshStamags", "magnitude");
   return read_bound(
       *state_, "EVServer::refreshStamags", bind_all,
       [&](TreeReader &reader) { return reader.read_stamags(*magnitude); });
@@ -157,7 +189,7 @@ int EVServer::findEvid(long evid) {
   return -1;
 }
 
-int EVServer::findEvid(Table<EVEvent> *events, long evid) {
+int EVServer::findEvid(const Table<EVEvent> *events, long evid) {
   if (events == nullptr) return -1;
   for (long i = 0; i < events->size(); i++) {
     if (events->ptr(i)->evid == evid) return static_cast<int>(i);
@@ -184,14 +216,15 @@ int EVServer::containsExpandedEvent(long evid, EVEvent &event) {
 }
 
 int EVServer::getExpandedEvent(EVClient *, long evid, EVEvent &event) {
-  /* Held throughout: a refresh that begins meanwhile finds the event in the cache, and
-   * brings it up to date. */
-  const EventsLockHold hold(state_->published);
+  Published &published = state_->published;
+  const EventsLockHold hold(published);
   if (containsExpandedEvent(evid, event) == 1) return 0;
+  ExpandedReading reading(published.reads, evid);
   EVEvent read;
-  if (read_whole_event(*state_, evid, read) != 0) return -1;
+  if (read_whole_event(*state_, evid, read, reading) != 0) return -1;
   event = read;
-  state_->published.expanded.set(evid, std::move(read));
+  published.expanded.set(evid, std::move(read));
+  reading.keep();
   return 0;
 }
 

@@ -34,8 +34,8 @@ const MagnitudeRules &rules_or_none(const MagnitudeRules *rules) {
   return rules == nullptr ? kNoRules : *rules;
 }
 
-/* Reads the server's rules: whole, up to a failing entry, or as they were when the source
- * is no parameter text at all. */
+/* Reads the server's rules: whole, up to a failing entry, or as they were when the
+ * source is no parameter text at all. */
 template <class Source>
 int set_rules(ServerState &state, Source source) {
   MagnitudeRules rules;
@@ -56,138 +56,141 @@ int set_rules(ServerState &state, Source source) {
 
 using namespace ksutil::events;
 
-void EVServer::print(EVEvent *event, std::string prefix) {
+void EVServer::print(const EVEvent *event, std::string prefix) {
   if (event != nullptr) print_record(*event, prefix);
 }
-void EVServer::print(EVOrigin *origin, std::string prefix) {
+void EVServer::print(const EVOrigin *origin, std::string prefix) {
   if (origin != nullptr) print_record(*origin, prefix);
 }
-void EVServer::print(EVMagnitude *magnitude, std::string prefix) {
+void EVServer::print(const EVMagnitude *magnitude, std::string prefix) {
   if (magnitude != nullptr) print_record(*magnitude, prefix);
 }
-void EVServer::print(EVStamag *stamag, std::string prefix) {
+void EVServer::print(const EVStamag *stamag, std::string prefix) {
   if (stamag != nullptr) print_record(*stamag, prefix);
 }
-void EVServer::print(EVMoment *moment, std::string prefix) {
+void EVServer::print(const EVMoment *moment, std::string prefix) {
   if (moment != nullptr) print_record(*moment, prefix);
 }
-void EVServer::print(EVAssociation *association, std::string prefix) {
+void EVServer::print(const EVAssociation *association, std::string prefix) {
   if (association != nullptr) print_record(*association, prefix);
 }
-void EVServer::print(EVDetection *detection, std::string prefix) {
+void EVServer::print(const EVDetection *detection, std::string prefix) {
   if (detection != nullptr) print_record(*detection, prefix);
 }
-void EVServer::print(EVTableRecord *record, std::string prefix) {
+void EVServer::print(const EVTableRecord *record, std::string prefix) {
   if (record != nullptr) print_record(*record, prefix);
 }
-void EVServer::print(EVStaChan *stachan, std::string prefix) {
+void EVServer::print(const EVStaChan *stachan, std::string prefix) {
   if (stachan != nullptr) print_record(*stachan, prefix);
 }
 
-void EVServer::print(Table<EVEvent> *events, std::string prefix) {
+void EVServer::print(const Table<EVEvent> *events, std::string prefix) {
   if (events != nullptr) print_list(*events, prefix);
 }
-void EVServer::print(Table<EVOrigin> *origins, std::string prefix) {
+void EVServer::print(const Table<EVOrigin> *origins, std::string prefix) {
   if (origins != nullptr) print_list(*origins, prefix);
 }
-void EVServer::print(Table<EVMagnitude> *magnitudes, std::string prefix) {
+void EVServer::print(const Table<EVMagnitude> *magnitudes, std::string prefix) {
   if (magnitudes != nullptr) print_list(*magnitudes, prefix);
 }
-void EVServer::print(Table<EVStamag> *stamags, std::string prefix) {
+void EVServer::print(const Table<EVStamag> *stamags, std::string prefix) {
   if (stamags != nullptr) print_list(*stamags, prefix);
 }
-void EVServer::print(Table<EVMoment> *moments, std::string prefix) {
+void EVServer::print(const Table<EVMoment> *moments, std::string prefix) {
   if (moments != nullptr) print_list(*moments, prefix);
 }
-void EVServer::print(Table<EVAssociation> *associations, std::string prefix) {
+void EVServer::print(const Table<EVAssociation> *associations, std::string prefix) {
   if (associations != nullptr) print_list(*associations, prefix);
 }
-void EVServer::print(Table<EVDetection> *detections, std::string prefix) {
+void EVServer::print(const Table<EVDetection> *detections, std::string prefix) {
   if (detections != nullptr) print_list(*detections, prefix);
 }
-void EVServer::print(Table<EVTableRecord> *records, std::string prefix) {
+void EVServer::print(const Table<EVTableRecord> *records, std::string prefix) {
   if (records != nullptr) print_list(*records, prefix);
 }
-void EVServer::print(Table<EVStaChan> *stachans, std::string prefix) {
+void EVServer::print(const Table<EVStaChan> *stachans, std::string prefix) {
   if (stachans != nullptr) print_list(*stachans, prefix);
 }
 
-void EVServer::print(EVEvent *event1, EVEvent *event2, std::string prefix) {
+void EVServer::print(const EVEvent *event1, const EVEvent *event2, std::string prefix) {
   print_pair(event1, event2, prefix);
 }
-void EVServer::print(EVOrigin *origin1, EVOrigin *origin2, std::string prefix) {
+void EVServer::print(const EVOrigin *origin1, const EVOrigin *origin2,
+                     std::string prefix) {
   print_pair(origin1, origin2, prefix);
 }
-void EVServer::print(EVMagnitude *magnitude1, EVMagnitude *magnitude2,
+void EVServer::print(const EVMagnitude *magnitude1, const EVMagnitude *magnitude2,
                      std::string prefix) {
   print_pair(magnitude1, magnitude2, prefix);
 }
-void EVServer::print(EVMoment *moment1, EVMoment *moment2, std::string prefix) {
+void EVServer::print(const EVMoment *moment1, const EVMoment *moment2,
+                     std::string prefix) {
   print_pair(moment1, moment2, prefix);
 }
-void EVServer::print(EVAssociation *association1, EVAssociation *association2,
-                     std::string prefix) {
+void EVServer::print(const EVAssociation *association1,
+                     const EVAssociation *association2, std::string prefix) {
   print_pair(association1, association2, prefix);
 }
-void EVServer::print(EVDetection *detection1, EVDetection *detection2,
+void EVServer::print(const EVDetection *detection1, const EVDetection *detection2,
                      std::string prefix) {
   print_pair(detection1, detection2, prefix);
 }
 
-void EVServer::print(Table<EVEvent> *events1, Table<EVEvent> *events2,
+void EVServer::print(const Table<EVEvent> *events1, const Table<EVEvent> *events2,
                      std::string prefix) {
   print_pair(events1, events2, prefix);
 }
-void EVServer::print(Table<EVOrigin> *origins1, Table<EVOrigin> *origins2,
+void EVServer::print(const Table<EVOrigin> *origins1, const Table<EVOrigin> *origins2,
                      std::string prefix) {
   print_pair(origins1, origins2, prefix);
 }
-void EVServer::print(Table<EVMagnitude> *magnitudes1, Table<EVMagnitude> *magnitudes2,
-                     std::string prefix) {
+void EVServer::print(const Table<EVMagnitude> *magnitudes1,
+                     const Table<EVMagnitude> *magnitudes2, std::string prefix) {
   print_pair(magnitudes1, magnitudes2, prefix);
 }
-void EVServer::print(Table<EVMoment> *moments1, Table<EVMoment> *moments2,
+void EVServer::print(const Table<EVMoment> *moments1, const Table<EVMoment> *moments2,
                      std::string prefix) {
   print_pair(moments1, moments2, prefix);
 }
-void EVServer::print(Table<EVAssociation> *associations1,
-                     Table<EVAssociation> *associations2, std::string prefix) {
+void EVServer::print(const Table<EVAssociation> *associations1,
+                     const Table<EVAssociation> *associations2, std::string prefix) {
   print_pair(associations1, associations2, prefix);
 }
-void EVServer::print(Table<EVDetection> *detections1, Table<EVDetection> *detections2,
-                     std::string prefix) {
+void EVServer::print(const Table<EVDetection> *detections1,
+                     const Table<EVDetection> *detections2, std::string prefix) {
   print_pair(detections1, detections2, prefix);
 }
 
-void EVServer::printDifferences(Table<EVEvent> *events) {
+void EVServer::printDifferences(const Table<EVEvent> *events) {
   if (events == nullptr) return;
   print_news(*events, *current_events(state_->published));
 }
 
-int EVServer::isEqual(EVEvent *event1, EVEvent *event2) {
+int EVServer::isEqual(const EVEvent *event1, const EVEvent *event2) {
   return equal_pointers(event1, event2);
 }
-int EVServer::isEqual(EVOrigin *origin1, EVOrigin *origin2) {
+int EVServer::isEqual(const EVOrigin *origin1, const EVOrigin *origin2) {
   return equal_pointers(origin1, origin2);
 }
-int EVServer::isEqual(EVMagnitude *magnitude1, EVMagnitude *magnitude2) {
+int EVServer::isEqual(const EVMagnitude *magnitude1, const EVMagnitude *magnitude2) {
   return equal_pointers(magnitude1, magnitude2);
 }
-int EVServer::isEqual(EVMoment *moment1, EVMoment *moment2) {
+int EVServer::isEqual(const EVMoment *moment1, const EVMoment *moment2) {
   return equal_pointers(moment1, moment2);
 }
-int EVServer::isEqual(EVAssociation *association1, EVAssociation *association2) {
+int EVServer::isEqual(const EVAssociation *association1,
+                      const EVAssociation *association2) {
   return equal_pointers(association1, association2);
 }
-int EVServer::isEqual(EVDetection *detection1, EVDetection *detection2) {
+int EVServer::isEqual(const EVDetection *detection1, const EVDetection *detection2) {
   return equal_pointers(detection1, detection2);
 }
 
-int EVServer::isEqual(Table<EVEvent> *events) {
+int EVServer::isEqual(const Table<EVEvent> *events) {
   if (events == nullptr) return 0;
   return equal_lists(*events, *current_events(state_->published)) ? 1 : 0;
 }
-int EVServer::isEqual(Table<EVDetection> *detections) {
+int EVServer::isEqual(const Table<EVDetection> *detections) {
   if (detections == nullptr) return 0;
   return equal(*detections, *current_detections(state_->published)) ? 1 : 0;
 }

@@ -11,8 +11,9 @@ namespace {
 /* With more events than this part of the list to be read, a full reading is cheaper. */
 constexpr std::size_t kFullReadingPart = 4;
 
-/* The values of an integer field in the rows in which two snapshots differ, old and new.
- */
+/* The values of an integer field in the rows in which two snapshots differ, old and
+ * new.
+ * */
 class ChangedKeys {
  public:
   ChangedKeys(const db::Snapshot &before, const db::Snapshot &after, const char *field)

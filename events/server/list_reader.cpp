@@ -14,8 +14,9 @@ namespace {
 
 constexpr int kEventsPerStep = 1024;
 
-/* Appends the events of rows `from` to `window.count` - 1; false, with a message, when the
- * reading has failed. */
+/* Appends the events of rows `from` to `window.count` - 1; false, with a message, when
+ * the reading has failed.  A database without rows of event shows nothing, whatever
+ * origins it has. */
 bool read_rest(TreeReader &reader, ShortSteps &steps, long from, RowWindow window,
                long &order, Table<EVEvent> &events) {
   MessagesOfFailure messages;
@@ -27,17 +28,6 @@ bool read_rest(TreeReader &reader, ShortSteps &steps, long from, RowWindow windo
     if (!steps.step(reader)) {
       messages.note(kFailed);
       return false;
-    }
-  }
-  if (window.count == 0) {
-    /* The rows of event decide what is shown: a database that has none shows nothing,
-     * whatever origins it has, so the origins are read only as far as there are events. */
-    for (long recno = 0; recno < window.count; recno++) {
-      EVOrigin origin;
-      if (messages.note(reader.read_origin(recno, origin)) < 0) {
-        ks_register_error(0, "EVServer::refreshEvents: refreshOrigin() error.\n");
-        return false;
-      }
     }
   }
   return true;
@@ -174,11 +164,7 @@ ShortSteps::ShortSteps(ServerState &state)
 
 bool ShortSteps::step(TreeReader &reader) {
   if (++steps_ % kEventsPerStep != 0) return true;
-  let_go();
-  return take_again(reader);
-}
-
-bool ShortSteps::take_again(TreeReader &reader) {
+  lock_.unlock();
   lock_.lock();
   return state_.follower.binding() == binding_ && reader.resume();
 }

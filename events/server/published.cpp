@@ -18,6 +18,17 @@ void EventsLock::lock() {
   depth_ = 1;
 }
 
+bool EventsLock::try_lock() {
+  if (owned_by_this_thread()) {
+    depth_++;
+    return true;
+  }
+  if (!mutex_.try_lock()) return false;
+  owner_ = std::this_thread::get_id();
+  depth_ = 1;
+  return true;
+}
+
 void EventsLock::unlock() {
   if (!owned_by_this_thread()) {
     ks_register_error(0,
@@ -28,6 +39,10 @@ void EventsLock::unlock() {
   if (--depth_ > 0) return;
   owner_ = std::thread::id();
   mutex_.unlock();
+}
+
+void EventsLock::unlock_fully() {
+  while (owned_by_this_thread()) unlock();
 }
 
 bool EventsLock::owned_by_this_thread() const {
@@ -45,6 +60,71 @@ void purge_expanded(int max, Array<long, EVEvent> &cache) {
   for (std::size_t i = static_cast<std::size_t>(max); i < uses.size(); i++) {
     cache.del(uses[i].second);
   }
+}
+
+void ExpandedReads::set(int64_t evid, int64_t reading) {
+  const std::lock_guard lock(mutex_);
+  readings_.insert_or_assign(evid, reading);
+}
+
+void ExpandedReads::erase(int64_t evid) {
+  const std::lock_guard lock(mutex_);
+  readings_.erase(evid);
+}
+
+void ExpandedReads::clear() {
+  const std::lock_guard lock(mutex_);
+  readings_.clear();
+}
+
+long ExpandedReads::size() const {
+  const std::lock_guard lock(mutex_);
+  return static_cast<long>(readings_.size());
+}
+
+std::vector<int64_t> ExpandedReads::evids() const {
+  std::vector<int64_t> evids;
+  {
+    const std::lock_guard lock(mutex_);
+    for (const auto &[evid, reading] : readings_) evids.push_back(evid);
+  }
+  std::sort(evids.begin(), evids.end());
+  return evids;
+}
+
+bool ExpandedReads::later_than(int64_t evid, int64_t reading) const {
+  const std::lock_guard lock(mutex_);
+  const auto found = readings_.find(evid);
+  return found != readings_.end() && found->second > reading;
+}
+
+void Published::set_events(std::shared_ptr<Table<EVEvent>> list) {
+  const std::lock_guard hold(start_mutex_);
+  events.swap(list);
+}
+
+void Published::set_latest_time(double time) {
+  const std::lock_guard hold(start_mutex_);
+  latest_time = time;
+}
+
+Published::Start Published::start() const {
+  const std::lock_guard hold(start_mutex_);
+  return {events, latest_time};
+}
+
+void Published::purge(int max) {
+  if (max < 1 || expanded.size() <= max) return;
+  purge_expanded(max, expanded);
+  for (const int64_t evid : reads.evids()) {
+    if (!expanded.contains(static_cast<long>(evid))) reads.erase(evid);
+  }
+}
+
+void Published::purge_if_free(int max) {
+  if (max < 1 || reads.size() <= max || !lock.try_lock()) return;
+  const std::lock_guard hold(lock, std::adopt_lock);
+  purge(max);
 }
 
 }  // namespace ksutil::events

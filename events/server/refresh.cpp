@@ -13,10 +13,13 @@
 namespace ksutil::events {
 namespace {
 
-/* The detection window ends so long after the latest event and begins so much before its
- * end, s. */
+/* The detection window ends so long after the latest event and begins so much before
+ * its end, s. */
 constexpr double kWindowAfterLatest = 10.0;
 constexpr double kWindowLength = 7200.0;
+
+/* Bits of ServerState::refresh_again. */
+constexpr int32_t kAskedByCallback = 1, kAskedByThread = 2;
 
 constexpr const char *kListTables[] = {"event", "origin", "origerr", "netmag", "mt"};
 constexpr const char *kExpansionTables[] = {"assoc", "arrival"};
@@ -24,8 +27,8 @@ constexpr const char *kDetectionTables[] = {"detection", "site"};
 /* Looked at while there are expanded events, which nobody else reads them for. */
 constexpr const char *kCacheTables[] = {"stamag", "site"};
 
-/* Holds the refresh mutex to the end of the notification; whatever way a refresh ends, it
- * lets waiting clients go. */
+/* Holds the refresh mutex to the end of the notification; whatever way a refresh ends,
+ * it lets waiting clients go. */
 class RefreshTurn {
  public:
   explicit RefreshTurn(ServerState &state)
@@ -39,8 +42,8 @@ class RefreshTurn {
 
   bool held() const { return held_; }
   void notify(const EVResponse *report) {
-    notified_ = true;
     state_.clients.refresh_ended(report);
+    notified_ = true;
   }
 
  private:
@@ -49,8 +52,7 @@ class RefreshTurn {
   bool notified_ = false;
 };
 
-}  // namespace
-
+/* One refresh with its notification. */
 int refresh_once(ServerState &state, bool force) {
   RefreshTurn turn(state);
   if (!turn.held()) return kAlreadyRunning;
@@ -62,15 +64,34 @@ int refresh_once(ServerState &state, bool force) {
   return result;
 }
 
+}  // namespace
+
+int refresh_lists(ServerState &state, bool force) {
+  const int result = refresh_once(state, force);
+  if (result == kAlreadyRunning) return result;
+  /* A limit was changed during this refresh, and its setter was sent away.  Callbacks
+   * that set it get one repetition, and leave what they set then to the next refresh:
+   * else a callback that sets another limit each time would keep this from ending. */
+  bool repeated = false;
+  for (;;) {
+    const int32_t asked = state.refresh_again;
+    if (asked == 0 || (asked == kAskedByCallback && repeated)) return result;
+    /* The thread that refreshes now looks at the request when it is done. */
+    if (refresh_once(state, true) == kAlreadyRunning) return result;
+    repeated = true;
+  }
+}
+
+void ask_for_repetition(ServerState &state) {
+  state.refresh_again |=
+      ClientList::inside_callback() ? kAskedByCallback : kAskedByThread;
+}
+
 int Refresh::run() {
   try {
-    std::shared_ptr<const Table<EVEvent>> current;
-    {
-      const EventsLockHold hold(state_.published);
-      cache_in_use_ = state_.published.expanded.size() > 0;
-      current = state_.published.events;
-      latest_time_ = state_.published.latest_time;
-    }
+    auto [current, latest_time] = state_.published.start();
+    cache_in_use_ = state_.published.reads.size() > 0;
+    latest_time_ = latest_time;
     base_ = current;
     if (read(current) == 0) {
       current.reset();
@@ -123,11 +144,13 @@ bool Refresh::check_tables() {
 int Refresh::read(const std::shared_ptr<const Table<EVEvent>> &current) {
   ShortSteps steps(state_);
   if (!database_open(state_, "EVServer::refreshEvents")) return -1;
-  /* Checked before anything is read: what is written meanwhile shows at the next check. */
+  /* Checked before anything is read: what is written meanwhile shows at the next
+   * check. */
   if (!check_tables()) return -1;
   if (!list_tables_ && !expansion_tables_) return 0;
 
   TreeReader reader(reading_source(state_));
+  expanded_reading_ = ++state_.readings;
   if (!reader.bind_list()) {
     ks_register_error(0, "EVServer::refreshEvents: cannot read the tables.\n");
     return -1;
@@ -143,12 +166,7 @@ int Refresh::read(const std::shared_ptr<const Table<EVEvent>> &current) {
     response_.events_changed = force_ || reading_.differs ? 1 : 0;
   }
 
-  steps.let_go();
   const std::vector<int64_t> evids = evids_to_expand();
-  if (!steps.take_again(reader)) {
-    ks_register_error(0, "EVServer::refreshEvents: The database has been closed.\n");
-    return -1;
-  }
   if (!evids.empty() && !read_expanded(reader, steps, evids)) {
     ks_register_error(0, "EVServer::refreshEvents: refreshAssociations() error.\n");
     return -1;
@@ -170,16 +188,11 @@ int Refresh::read(const std::shared_ptr<const Table<EVEvent>> &current) {
 }
 
 /* The expanded events that may have changed, in a fixed order. */
-std::vector<int64_t> Refresh::evids_to_expand() {
-  const bool all = expansion_tables_ || reading_.full;
-  std::vector<int64_t> evids;
-  {
-    const EventsLockHold hold(state_.published);
-    for (const long evid : state_.published.expanded.keys()) {
-      if (all || reading_.affected.contains(evid)) evids.push_back(evid);
-    }
-  }
-  std::sort(evids.begin(), evids.end());
+std::vector<int64_t> Refresh::evids_to_expand() const {
+  std::vector<int64_t> evids = state_.published.reads.evids();
+  if (expansion_tables_ || reading_.full) return evids;
+  std::erase_if(evids,
+                [this](int64_t evid) { return !reading_.affected.contains(evid); });
   return evids;
 }
 

@@ -15,9 +15,34 @@ const EVResponse *Refresh::report() const {
   return changed ? &response_ : nullptr;
 }
 
-void Refresh::publish() {
+/* Whether readers are to see anything new. */
+bool Refresh::has_news() const {
+  return (list_read_ && reading_.changes_list()) || !expanded_.empty() ||
+         new_detections_ != nullptr;
+}
+
+/* Takes note of what `list` has been read from. */
+void Refresh::follow(const std::shared_ptr<const Table<EVEvent>> &list) {
+  if (list_read_) {
+    const std::lock_guard lock(state_.database_lock);
+    state_.follower.finish(snapshots_, reading_.window, reading_.epoch, list);
+  }
   if (!list_tables_ && !expansion_tables_) return;
+  state_.last_event_count = force_ ? -1 : event_count_;
+  if (new_detections_ != nullptr) {
+    state_.last_detection_count = force_ ? -1 : detection_count_;
+  }
+}
+
+void Refresh::publish() {
   Published &published = state_.published;
+  if (!has_news()) {
+    /* Without the events lock: a reader may hold it for long. */
+    published.purge_if_free(state_.max_expanded);
+    const auto list = published.start().events;
+    if (list == base_.lock()) follow(list);
+    return;
+  }
   response_.changed_evids = std::move(reading_.changed_evids);
   response_.removed_evids = std::move(reading_.removed_evids);
   if (list_read_ && reading_.full) {
@@ -40,22 +65,15 @@ void Refresh::publish() {
       }
       held = published.events;
     }
-    /* Somebody reads the list: it stays as it is, and a changed copy takes its place. */
+    /* Somebody reads the list: it stays as it is, and a changed copy takes its
+     * place. */
     auto copy = std::make_shared<Table<EVEvent>>();
     copy->reserve(held->size() + reading_.events.size() + held->size() / 16 + 16);
     for (const EVEvent &event : *held) copy->push(event);
     reading_.apply(*copy);
     new_list_ = std::move(copy);
   }
-  if (list_read_) {
-    const std::shared_ptr<const Table<EVEvent>> list = current_events(published);
-    const std::lock_guard lock(state_.database_lock);
-    state_.follower.finish(snapshots_, reading_.window, reading_.epoch, list);
-  }
-  state_.last_event_count = force_ ? -1 : event_count_;
-  if (new_detections_ != nullptr) {
-    state_.last_detection_count = force_ ? -1 : detection_count_;
-  }
+  follow(published.start().events);
 }
 
 /* Whether a list that was read in part is no longer there to be changed: the lists have
@@ -70,7 +88,7 @@ bool Refresh::lists_freed() const {
 bool Refresh::publish_list() {
   Published &published = state_.published;
   if (new_list_ != nullptr) {
-    published.events = new_list_;
+    published.set_events(new_list_);
   } else if (list_read_ && reading_.changes_list()) {
     if (published.events.use_count() != 1) return false;
     /* Taking hold of it makes this thread see all that the last reader did. */
@@ -84,13 +102,16 @@ void Refresh::publish_expanded() {
   Published &published = state_.published;
   std::unordered_set<int64_t> reported;
   for (const long evid : response_.changed_evids) reported.insert(evid);
-  /* Merged by evid: a client may have added an event since, which is as new as these. */
+  /* Merged by evid: a client may have added another event since. */
   for (Expanded &expanded : expanded_) {
     const auto evid = static_cast<long>(expanded.evid);
     EVEvent *cached = published.expanded.find(evid);
     if (cached == nullptr) continue;
+    /* A client has read it since, from later rows. */
+    if (published.reads.later_than(evid, expanded_reading_)) continue;
     if (!expanded.event.has_value()) {
       published.expanded.del(evid);
+      published.reads.erase(evid);
       response_.expanded_changed = 1;
       continue;
     }
@@ -101,8 +122,9 @@ void Refresh::publish_expanded() {
       if (reported.insert(expanded.evid).second) response_.changed_evids.push(evid);
     }
     *cached = std::move(*expanded.event);
+    published.reads.set(evid, expanded_reading_);
   }
-  purge_expanded(state_.max_expanded, published.expanded);
+  published.purge(state_.max_expanded);
 
   if (new_detections_ != nullptr && !equal(*new_detections_, *published.detections)) {
     response_.detections_changed = 1;
@@ -116,7 +138,7 @@ void Refresh::note_summary() {
   response_.mostrecent_evid = published.mostrecent_evid;
   if (!list_read_) return;
   const ListSummary &summary = reading_.summary;
-  if (response_.events_changed != 0) published.latest_time = summary.latest_time;
+  if (response_.events_changed != 0) published.set_latest_time(summary.latest_time);
   response_.lastmodified_changed =
       summary.lastmodified_evid != published.lastmodified_evid ? 1 : 0;
   response_.mostrecent_changed =

@@ -4,9 +4,9 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <cmath>
 #include <exception>
 #include <functional>
+#include <limits>
 
 #include "core/register.h"
 #include "events/server/commands/internal/dispatch.h"
@@ -90,6 +90,8 @@ void repeat(ServerState &state, const std::atomic<double> &interval, const char 
       continue;
     }
     guarded(name, [&] { ask(state); });
+    /* The interval may have been changed while `ask` waited: 0 or less then means that
+     * the next round looks at it again, not that this one sleeps. */
     sleep_unless_stopped(state, sleep_microseconds(interval));
   }
 }
@@ -159,12 +161,10 @@ void RefreshLatch::close() {
 }
 
 uint32_t sleep_microseconds(double seconds) {
+  constexpr double kLongest = std::numeric_limits<uint32_t>::max();
   const double microseconds = seconds * 1000000.0;
-  if (std::isnan(microseconds)) return 0;
-  /* The greatest double below 2^63. */
-  constexpr double kLimit = 9223372036854774784.0;
-  return static_cast<uint32_t>(
-      static_cast<int64_t>(std::clamp(microseconds, -kLimit, kLimit)));
+  if (!(microseconds > 0.0)) return 0;  // NaN too
+  return static_cast<uint32_t>(std::min(microseconds, kLongest));
 }
 
 bool on_worker_thread(const ServerState &state) { return worked_here == &state; }

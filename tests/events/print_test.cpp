@@ -240,8 +240,19 @@ TEST(EventNews, PairsRepeatedEvidsInTheirOrder) {
     given.push(event);
   }
   EXPECT_EQ(printed([&] { print_news(given, current); }), "");
-  given.del(1);
-  EXPECT_EQ(printed([&] { print_news(given, current); }), "Deleted event 17\n");
+  /* A row less or more of an evid is no event less or more. */
+  given.del(0);
+  EXPECT_EQ(printed([&] { print_news(given, current); }),
+            "Event 17 has changed\n"
+            "    event1 recno_event 0 != event2 recno_event 1\n");
+  given.set(0, *current.ptr(0));
+  EXPECT_EQ(printed([&] { print_news(given, current); }), "");
+  EXPECT_EQ(printed([&] { print_news(current, given); }),
+            "Event 17 has changed\n"
+            "    event1 recno_event 0 != event2 recno_event 1\n");
+  given.ptr(0)->evid = 18;
+  EXPECT_EQ(printed([&] { print_news(given, current); }),
+            "New event 18\nDeleted event 17\nDeleted event 17\n");
 }
 
 TEST(EventNews, TakesTheServersListAsTheOlderOne) {

@@ -427,10 +427,16 @@ TEST_F(RefreshTest, PurgesTheEventsHandedOutLongestAgo) {
   expanded(1);
   server->setMaxExpandedEvents(2);
   refreshed(1);
-  set_clock(nullptr);
   EXPECT_EQ(server->containsExpandedEvent(1), 1);
   EXPECT_EQ(server->containsExpandedEvent(2), 0);
   EXPECT_EQ(server->containsExpandedEvent(3), 1);
+  /* The cache grows under a quiet database too. */
+  expanded(2);
+  EXPECT_EQ(server->expandedNumber(), 3);
+  refreshed();
+  set_clock(nullptr);
+  EXPECT_EQ(server->expandedNumber(), 2);
+  EXPECT_EQ(server->containsExpandedEvent(3), 0);
 }
 
 TEST_F(RefreshTest, IsRefusedToTheOwnerOfTheEventsLock) {

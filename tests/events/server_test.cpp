@@ -34,14 +34,6 @@ long thread_count() {
   return std::distance(std::filesystem::directory_iterator("/proc/self/task"), {});
 }
 
-bool comes_true(const std::function<bool()> &condition) {
-  for (int i = 0; i < 10000; i++) {
-    if (condition()) return true;
-    usleep(1000);
-  }
-  return false;
-}
-
 /* Collects what it is told. */
 class Witness : public EVClient {
  public:
@@ -219,6 +211,101 @@ TEST_F(Server, DelaysOnlyThePublicationUnderTheEventsLock) {
   witness.releaseEventsLock();
   EXPECT_EQ(before->size(), 3) << "a list that is kept stays as it is";
   server.deregisterClient(&witness);
+}
+
+/* A reader that holds the lock for long must not stop refreshes that have nothing to
+ * publish, and with them every command. */
+TEST_F(Server, RefreshesUnderTheEventsLockWhileNothingChanges) {
+  EVServer server(database.name(), 0, 0, -1);
+  EVClient client(&server);
+  for (const bool expanded : {false, true}) {
+    server.grabEventsLock();
+    if (expanded) {
+      EVEvent event;
+      EXPECT_EQ(server.getExpandedEvent(nullptr, 2, event), 0);
+      database.add_site("AAA", 1990001, -1, 10.0, 30.0);
+    }
+    auto refreshed = std::async(std::launch::async, [&] {
+      return client.refreshEvents(1) + client.refreshEvents(1) + client.dbnextid("x");
+    });
+    /* With the cache in use a new site makes the refresh read, and then publish. */
+    const auto expected =
+        expanded ? std::future_status::timeout : std::future_status::ready;
+    EXPECT_EQ(refreshed.wait_for(expanded ? 50ms : 10000ms), expected);
+    server.releaseEventsLock();
+    refreshed.wait();
+  }
+  server.deregisterClient(&client);
+  taken_messages();
+}
+
+/* A thread that finds its interval negative after the callback that made it so must look
+ * again, not sleep for an hour. */
+TEST_F(Server, GoesOnAfterAnIntervalWasNegativeForAMoment) {
+  EVServer server(database.name(), 0, 0, -1);
+  Witness witness(server);
+  witness.on_call = [&] { server.autoRefreshEvents(-1.0); };
+  database.add_located_event(4, 1e9 + 400.0);
+  server.autoRefreshEvents(0.001);
+  EXPECT_TRUE(comes_true([&] { return witness.responses().size() == 1; }));
+  usleep(20000);  // lets the refresher go to sleep on the negative interval
+  database.add_located_event(5, 1e9 + 500.0);
+  server.autoRefreshEvents(0.001);
+  EXPECT_TRUE(comes_true([&] { return witness.responses().size() == 2; }));
+  server.deregisterClient(&witness);
+}
+
+/* Limits that another thread sets during a refresh and during its repetition: each is
+ * applied before the refresh ends, or it would wait for the next change. */
+TEST_F(Server, AppliesALimitThatIsSetDuringTheRepetition) {
+  EVServer server(database.name(), 0, 0, -1);
+  Witness witness(server);
+  std::vector<int> limits = {3, 1, 2};
+  std::vector<int> results;
+  witness.on_call = [&] {
+    if (limits.empty()) return;
+    const int limit = limits.back();
+    limits.pop_back();
+    results.push_back(std::async(std::launch::async, [&] {
+                        return server.setMaxEvents(limit);
+                      }).get());
+  };
+  EXPECT_EQ(server.refreshEvents(1), 0);
+  EXPECT_THAT(results, ElementsAre(11, 11, 11));
+  server.grabEventsLock();
+  EXPECT_EQ(server.eventsNumber(), 3);
+  server.releaseEventsLock();
+  EXPECT_EQ(witness.responses().size(), 4u);
+  server.deregisterClient(&witness);
+}
+
+/* The worker waits for the lock in order to publish, and the destructor for the worker. */
+TEST_F(Server, EndsUnderItsOwnersEventsLock) {
+  auto server = std::make_unique<EVServer>(database.name(), 0, 0, -1);
+  EVClient client(server.get());
+  client.grabEventsLock();
+  server->grabEventsLock();
+  database.add_located_event(4, 1e9 + 400.0);
+  EXPECT_EQ(client.refreshEvents(0), 0);
+  server.reset();
+  client.releaseEventsLock();
+  EXPECT_EQ(client.server, nullptr);
+}
+
+TEST_F(Server, RefusesNullRecords) {
+  EVServer server(database.name(), 0, 0, -1);
+  taken_messages();
+  EXPECT_EQ(server.refreshEvent(0, nullptr, nullptr), -1);
+  EXPECT_EQ(taken_messages(), "EVServer::refreshEvent: no event given.\n");
+  EXPECT_EQ(server.refreshOrigin(0, nullptr), -1);
+  EXPECT_EQ(server.refreshAssociations(nullptr), -1);
+  EXPECT_EQ(server.refreshAssociation(0, nullptr), -1);
+  EXPECT_EQ(server.refreshDetections(nullptr), -1);
+  EXPECT_EQ(server.refreshStamags(nullptr), -1);
+  EXPECT_EQ(
+      server.execDbmatches("origin", "", "event", nullptr, nullptr, nullptr).size(), 0);
+  EXPECT_EQ(server.checkTable(static_cast<EVTable *>(nullptr), 1), -1);
+  taken_messages();
 }
 
 /* Callbacks may read under the lock, ask for more and change settings; what would wait for

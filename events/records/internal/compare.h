@@ -36,6 +36,8 @@ class EventIndex {
  public:
   explicit EventIndex(const Table<EVEvent> &events);
   bool contains(int64_t evid) const { return by_evid_.contains(evid); }
+  /* The first event of the list with the evid; null without one. */
+  const EVEvent *first(int64_t evid) const;
   /* Whether an event of the list is equal to the given one. */
   bool contains_equal(const EVEvent &event) const;
 

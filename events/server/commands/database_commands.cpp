@@ -66,6 +66,10 @@ Table<EVTableRecord> exec_dbmatches(ServerState &state, const std::string &key_t
                                     Tbl **tpattern, Hook **hook) {
   CommandSteps steps(state, "EVServer::execDbmatches");
   if (!steps.open()) return {};
+  if (kpattern == nullptr || tpattern == nullptr || hook == nullptr) {
+    ks_register_error(0, "%s: no place for patterns or hook.\n", steps.who());
+    return {};
+  }
   Dbptr key = steps.table(key_table);
   if (key.table == dbINVALID) return {};
   const Dbptr target = steps.table(table);

@@ -71,7 +71,8 @@ class ListFollower {
   void append(const EVEvent &event);
   void set_next_order(long next_order) { next_order_ = next_order; }
   ListSummary summary() const;
-  /* The reading that the notes are about is published as `list`; it began in `epoch`. */
+  /* The reading that the notes are about is published as `list`; it began in
+   * `epoch`. */
   void finish(const ListSnapshots &snapshots, RowWindow window, long epoch,
               const std::shared_ptr<const Table<EVEvent>> &list);
 

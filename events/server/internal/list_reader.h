@@ -43,11 +43,9 @@ struct ListReading {
 class ShortSteps {
  public:
   explicit ShortSteps(ServerState &state);
-  /* To be called after each event; false when the database has been closed meanwhile, or
-   * cannot be read. */
+  /* To be called after each event; false when the database has been closed meanwhile,
+   * or cannot be read. */
   bool step(TreeReader &reader);
-  void let_go() { lock_.unlock(); }
-  bool take_again(TreeReader &reader);
 
  private:
   ServerState &state_;

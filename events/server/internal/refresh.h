@@ -18,8 +18,8 @@ class Refresh {
  public:
   Refresh(ServerState &state, bool force) : state_(state), force_(force) {}
 
-  /* Reads what has changed and publishes it.  0 or -1; on a failure nothing is published,
-   * and the next refresh reads anew. */
+  /* Reads what has changed and publishes it.  0 or -1; on a failure nothing is
+   * published, and the next refresh reads anew. */
   int run();
 
   /* What has changed for the clients; null: nothing. */
@@ -39,9 +39,11 @@ class Refresh {
   bool read_expanded(TreeReader &reader, ShortSteps &steps,
                      const std::vector<int64_t> &evids);
   bool read_window(TreeReader &reader);
-  std::vector<int64_t> evids_to_expand();
+  std::vector<int64_t> evids_to_expand() const;
 
   void publish();
+  bool has_news() const;
+  void follow(const std::shared_ptr<const Table<EVEvent>> &list);
   bool lists_freed() const;
   bool publish_list();
   void publish_expanded();
@@ -62,14 +64,19 @@ class Refresh {
   long event_count_ = 0, detection_count_ = 0;
   std::shared_ptr<Table<EVEvent>> new_list_;  // null: the published one is changed
   std::shared_ptr<Table<EVDetection>> new_detections_;  // null: not read
+  int64_t expanded_reading_ = 0;  // number of the reading that `expanded_` comes from
   std::vector<Expanded> expanded_;
   EVResponse response_;
 };
 
 inline constexpr int kAlreadyRunning = 11;
 
-/* One refresh with its notification: what Refresh::run gives, or kAlreadyRunning. */
-int refresh_once(ServerState &state, bool force);
+/* Refreshes and notifies the clients, and does so again for limits that were changed
+ * meanwhile.  What Refresh::run gives, or kAlreadyRunning. */
+int refresh_lists(ServerState &state, bool force);
+
+/* The limit of events has been changed: a refresh that is running is repeated. */
+void ask_for_repetition(ServerState &state);
 
 }  // namespace ksutil::events
 #endif

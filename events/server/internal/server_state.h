@@ -32,8 +32,8 @@ namespace ksutil::events {
 
 struct ServerState {
   ServerState() = default;
+  /* The threads have been stopped. */
   ~ServerState() {
-    stop_threads(*this);
     if (db.database != dbINVALID) dbclose(db);
   }
 
@@ -45,6 +45,7 @@ struct ServerState {
   Dbptr db = dbinvalid();
   Array<std::string, EVTable> monitored;  // checkDatabase's own memory of three tables
   ListFollower follower;
+  int64_t readings = 0;  // readings of expanded events that have begun
   std::atomic<int32_t> remote_mount_mode{0};
 
   // Settings read by the threads.
@@ -59,7 +60,7 @@ struct ServerState {
 
   // Refresh.
   std::atomic_flag refresh_running;       // the refresh mutex: try-lock only
-  std::atomic<int32_t> refresh_again{0};  // a changed limit met a running refresh
+  std::atomic<int32_t> refresh_again{0};  // who asked for another one: see refresh.cpp
 
   Published published;
   ClientList clients;

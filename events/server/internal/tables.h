@@ -18,10 +18,12 @@ bool open_table(Dbptr db, const std::string &name, int remote_mount_mode,
 /* EVServer::checkTable. */
 int check_table(EVTable &table, int update);
 
-/* Whether a database is open; logs "<function>: No database currently open.\n" if not. */
+/* Whether a database is open; logs "<function>: No database currently open.\n" if
+ * not. */
 bool database_open(const ServerState &state, const char *function);
 
-/* The table of that name; null, with a message of `function`, when it is not watched. */
+/* The table of that name; null, with a message of `function`, when it is not
+ * watched. */
 EVTable *watched_table(ServerState &state, const std::string &name,
                        const char *function);
 
