@@ -5,8 +5,9 @@
  * them to a file; the other finds the largest amplitude of each seismogram.
  *
  * Usage: pick_onsets RESULTS FILE.sac...
- * RESULTS gets one line per seismogram, in the order of the files: file, sta, chan, time of
- * the onset ("-": none) and the ratio there.  The largest amplitude is printed.
+ * RESULTS must not exist yet, so that no seismogram given in its place is overwritten.  It
+ * gets one line per seismogram, in the order of the files: file, sta, chan, time of the
+ * onset ("-": none) and the ratio there.  The largest amplitude is printed.
  *
  * An onset is where the mean energy of the last second first exceeds six times that of
  * the ten seconds before (Allen, BSSA 68, 1978, 1521-1532, in its simplest form). */
@@ -219,7 +220,7 @@ int main(int argc, char **argv) {
     std::fputs("usage: pick_onsets RESULTS FILE.sac...\n", stderr);
     return 2;
   }
-  std::unique_ptr<std::FILE, Closer> results(std::fopen(argv[1], "w"));
+  std::unique_ptr<std::FILE, Closer> results(std::fopen(argv[1], "wx"));
   if (results == nullptr) {
     elog_complain(1, "pick_onsets: cannot write %s.\n", argv[1]);
     return 1;

@@ -94,4 +94,16 @@ TEST(PickOnsets, GoesOnAfterAFileThatItCannotRead) {
   EXPECT_EQ(run_program(kProgram).code, 2);
 }
 
+TEST(PickOnsets, OverwritesNoFileGivenInPlaceOfTheResults) {
+  const ScratchFolder scratch;
+  write_seismogram(scratch / "one.sac", "ONE", 30.0);
+  write_seismogram(scratch / "two.sac", "TWO", 30.0);
+  const std::string before = ksutil::tools::read_text(scratch / "one.sac");
+  const ProgramRun run =
+      run_program(kProgram + " " + (scratch / "one.sac") + " " + (scratch / "two.sac"));
+  EXPECT_EQ(run.code, 1);
+  EXPECT_NE(run.errors.find("one.sac"), std::string::npos) << run.errors;
+  EXPECT_EQ(ksutil::tools::read_text(scratch / "one.sac"), before);
+}
+
 }  // namespace
