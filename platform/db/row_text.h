@@ -1,15 +1,23 @@
-/* The text of a database row, and the memory that rows share.
+/* RowText: the text of a database row, in memory that rows share.
  *
- * A Block is an immutable piece of memory with a reference count, filled before it is
- * shared.  A RowText is a piece of a block: copying it copies no text, and it outlives
- * the table and the database that it came from. */
+ * A RowText is a piece of an immutable, reference-counted Block: copying it copies no text,
+ * and it outlives the table and the database that it came from.  It does for its users what
+ * a const std::string does: it compares, prints, concatenates, hashes and converts.
+ *
+ * Threads: as of std::string, a RowText that no thread changes may be read by several, also
+ * by c_str(); and different RowTexts of one block may be changed and freed by different
+ * threads. */
 #ifndef KSUTIL_PLATFORM_DB_ROW_TEXT_H
 #define KSUTIL_PLATFORM_DB_ROW_TEXT_H
 
 #include <atomic>
+#include <compare>
+#include <concepts>
 #include <cstddef>
 #include <cstdint>
-#include <cstring>
+#include <functional>
+#include <iosfwd>
+#include <iterator>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -18,12 +26,15 @@
 
 namespace ksutil::db {
 
-/* Handles to one Block; the last one frees it.  Counting is safe from any thread. */
+/* Handles to one Block of memory; the last handle frees it.  Bytes that a RowText shows are
+ * never changed.  Counting is safe from any thread. */
 class KSUTIL_API BlockPtr {
  public:
   BlockPtr() = default;
-  /* A new block; throws std::bad_alloc. */
-  static BlockPtr make(std::size_t size);
+  /* A new block of `size` bytes for rows of a table; throws std::bad_alloc. */
+  static BlockPtr make(std::size_t size) { return make(size, false); }
+  /* The same for texts with a NUL behind each, all of which are filled in at once. */
+  static BlockPtr make_of_texts(std::size_t size) { return make(size, true); }
 
   BlockPtr(const BlockPtr &other) noexcept : header_(other.header_) { retain(); }
   BlockPtr(BlockPtr &&other) noexcept
@@ -37,20 +48,38 @@ class KSUTIL_API BlockPtr {
   explicit operator bool() const { return header_ != nullptr; }
   bool operator==(const BlockPtr &other) const { return header_ == other.header_; }
   std::size_t size() const { return header_ == nullptr ? 0 : header_->size; }
-  /* Whether there are other handles to the block. */
+  /* Whether there are other handles to the block, or copies of pieces of it. */
   bool shared() const {
     return header_ != nullptr &&
-           header_->references.load(std::memory_order_acquire) > 1;
+           (header_->references.load(std::memory_order_acquire) > 1 ||
+            header_->copies.load(std::memory_order_acquire) != nullptr);
   }
   const char *data() const { return reinterpret_cast<const char *>(header_ + 1); }
-  /* Only before the block is shared. */
+  /* For bytes that no RowText shows yet, or all of them when the block is not shared(). */
   char *fill() { return reinterpret_cast<char *>(header_ + 1); }
 
+  /* A piece of a block that is not null, with a NUL behind it: the piece itself in a block
+   * of texts, else a copy, made once, that the block keeps until it is freed (what follows
+   * a row in its block may change at any time).  Safe from any thread; throws
+   * std::bad_alloc. */
+  const char *with_nul(std::uint32_t offset, std::uint32_t length) const {
+    const char *const piece = data() + offset;
+    const bool in_place = header_->of_texts &&
+                          std::size_t{offset} + length < header_->size &&
+                          piece[length] == '\0';
+    return in_place ? piece : copy_with_nul(offset, length);
+  }
+
  private:
+  struct Copies;
   struct Header {
     std::atomic<std::uint32_t> references;
+    bool of_texts;  // a NUL stands behind each, also behind the last
     std::size_t size;
+    std::atomic<Copies *> copies;  // of with_nul; null until there is one
   };
+
+  static BlockPtr make(std::size_t size, bool of_texts);
 
   void retain() const noexcept {
     if (header_ != nullptr) header_->references.fetch_add(1, std::memory_order_relaxed);
@@ -62,39 +91,129 @@ class KSUTIL_API BlockPtr {
     }
   }
   static void destroy(Header *header) noexcept;
+  const char *copy_with_nul(std::uint32_t offset, std::uint32_t length) const;
 
   Header *header_ = nullptr;
 };
 
-/* A text that shares a block; reads, compares and prints as text. */
+class RowText;
+
+/* What a RowText is compared and concatenated with: std::string, std::string_view,
+ * const char *, a literal. */
+template <class T>
+concept OtherText = std::convertible_to<const T &, std::string_view> &&
+    !std::same_as<std::remove_cvref_t<T>, RowText>;
+
 class KSUTIL_API RowText {
  public:
+  using value_type = char;
+  using size_type = std::size_t;
+  using const_iterator = const char *;
+  using iterator = const_iterator;
+  static constexpr std::size_t npos = std::string_view::npos;
+
   RowText() = default;
-  /* Copies the text into a block of its own. */
+  /* Copy the text into a block of its own; null is an empty text.  Throw std::bad_alloc,
+   * and std::length_error from 4 GiB on. */
   RowText(std::string_view text);
   RowText(const std::string &text) : RowText(std::string_view(text)) {}
-  RowText(const char *text) : RowText(std::string_view(text)) {}
-  /* length bytes of `block` from `offset`; both below 4 GiB. */
+  RowText(const char *text)
+      : RowText(text == nullptr ? std::string_view() : std::string_view(text)) {}
+  /* `length` bytes of `block` from `offset`, inside the block, both below 4 GiB. */
   RowText(BlockPtr block, std::size_t offset, std::size_t length)
       : block_(std::move(block)),
         offset_(static_cast<std::uint32_t>(offset)),
         length_(static_cast<std::uint32_t>(length)) {}
 
+  RowText(const RowText &) noexcept = default;
+  RowText &operator=(const RowText &) noexcept = default;
+  /* What was moved from is empty. */
+  RowText(RowText &&other) noexcept
+      : block_(std::move(other.block_)),
+        offset_(std::exchange(other.offset_, 0)),
+        length_(std::exchange(other.length_, 0)) {}
+  RowText &operator=(RowText &&other) noexcept {
+    RowText taken(std::move(other));
+    std::swap(block_, taken.block_);
+    std::swap(offset_, taken.offset_);
+    std::swap(length_, taken.length_);
+    return *this;
+  }
+  ~RowText() = default;
+
+  /* The text in place, without a copy, valid while a RowText of the same block lives. */
   std::string_view view() const {
     return length_ == 0 ? std::string_view()
                         : std::string_view(block_.data() + offset_, length_);
   }
   operator std::string_view() const { return view(); }
+  operator std::string() const { return str(); }
   std::string str() const { return std::string(view()); }
+
+  /* The text with a NUL behind it, valid while this RowText, or a copy of it, is neither
+   * changed nor destroyed.  Texts made of a std::string, and gathered ones, have the NUL in
+   * place; of a row inside the memory of its table a copy is made the first time, which
+   * lives as long as that memory, so that view() is better for whole tables.  Throws
+   * std::bad_alloc. */
+  const char *c_str() const {
+    return length_ == 0 ? "" : block_.with_nul(offset_, length_);
+  }
+  const char *data() const { return c_str(); }
+
   bool empty() const { return length_ == 0; }
   std::size_t size() const { return length_; }
+  std::size_t length() const { return length_; }
 
-  /* Copies texts into one new block, so that they no longer keep their old blocks alive.
-   * for_each_text(fn) calls fn(RowText &) for each text, in the same order both times. */
-  template <class ForEachText>
-  static void gather(ForEachText for_each_text);
+  const_iterator begin() const { return view().data(); }
+  const_iterator end() const { return view().data() + length_; }
+  const_iterator cbegin() const { return begin(); }
+  const_iterator cend() const { return end(); }
+  auto rbegin() const { return std::make_reverse_iterator(end()); }
+  auto rend() const { return std::make_reverse_iterator(begin()); }
 
-  /* Whether both show the same bytes of the same block, which makes them equal at once. */
+  /* i < size(); as of std::string, size() is the place of a NUL. */
+  char operator[](std::size_t i) const { return i == length_ ? '\0' : view()[i]; }
+  /* Throws std::out_of_range. */
+  char at(std::size_t i) const { return view().at(i); }
+  char front() const { return view().front(); }
+  char back() const { return view().back(); }
+
+  /* As of std::string. */
+  std::string substr(std::size_t from = 0, std::size_t count = npos) const {
+    return std::string(view().substr(from, count));
+  }
+  std::size_t copy(char *to, std::size_t count, std::size_t from = 0) const {
+    return view().copy(to, count, from);
+  }
+  int compare(std::string_view other) const { return view().compare(other); }
+  bool starts_with(std::string_view text) const { return view().starts_with(text); }
+  bool starts_with(char c) const { return view().starts_with(c); }
+  bool ends_with(std::string_view text) const { return view().ends_with(text); }
+  bool ends_with(char c) const { return view().ends_with(c); }
+  std::size_t find(std::string_view text, std::size_t from = 0) const {
+    return view().find(text, from);
+  }
+  std::size_t find(char c, std::size_t from = 0) const { return view().find(c, from); }
+  std::size_t rfind(std::string_view text, std::size_t from = npos) const {
+    return view().rfind(text, from);
+  }
+  std::size_t rfind(char c, std::size_t from = npos) const {
+    return view().rfind(c, from);
+  }
+  std::size_t find_first_of(std::string_view set, std::size_t from = 0) const {
+    return view().find_first_of(set, from);
+  }
+  std::size_t find_first_not_of(std::string_view set, std::size_t from = 0) const {
+    return view().find_first_not_of(set, from);
+  }
+  std::size_t find_last_of(std::string_view set, std::size_t from = npos) const {
+    return view().find_last_of(set, from);
+  }
+  std::size_t find_last_not_of(std::string_view set, std::size_t from = npos) const {
+    return view().find_last_not_of(set, from);
+  }
+
+  /* Whether both are the same bytes of the same block, which makes them equal at once. */
   bool same_place(const RowText &other) const {
     return block_ == other.block_ && offset_ == other.offset_ &&
            length_ == other.length_;
@@ -102,9 +221,45 @@ class KSUTIL_API RowText {
   friend bool operator==(const RowText &a, const RowText &b) {
     return a.same_place(b) || a.view() == b.view();
   }
-  friend bool operator==(const RowText &a, std::string_view b) { return a.view() == b; }
+  friend std::strong_ordering operator<=>(const RowText &a, const RowText &b) {
+    return a.view() <=> b.view();
+  }
+  template <OtherText Text>
+  friend bool operator==(const RowText &a, const Text &b) {
+    return a.view() == std::string_view(b);
+  }
+  template <OtherText Text>
+  friend std::strong_ordering operator<=>(const RowText &a, const Text &b) {
+    return a.view() <=> std::string_view(b);
+  }
+
+  friend std::string operator+(const RowText &a, const RowText &b) {
+    return a.str().append(b.view());
+  }
+  template <OtherText Text>
+  friend std::string operator+(const RowText &a, const Text &b) {
+    return a.str().append(std::string_view(b));
+  }
+  template <OtherText Text>
+  friend std::string operator+(const Text &a, const RowText &b) {
+    return std::string(std::string_view(a)).append(b.view());
+  }
+  friend std::string operator+(const RowText &a, char b) { return a.str() + b; }
+  friend std::string operator+(char a, const RowText &b) {
+    return std::string(1, a).append(b.view());
+  }
+
+  /* Copies texts into one new block, each with a NUL behind it, so that they no longer keep
+   * their old blocks in memory.  for_each_text(fn) calls fn(RowText &) for each text, in the
+   * same order both times.  Throws std::bad_alloc, and std::length_error from 4 GiB on; the
+   * texts are then as before. */
+  template <class ForEachText>
+  static void gather(ForEachText for_each_text);
 
  private:
+  /* Throws std::length_error: offsets and lengths are kept in 32 bits. */
+  static void check_length(std::size_t length);
+
   BlockPtr block_;
   std::uint32_t offset_ = 0;
   std::uint32_t length_ = 0;
@@ -113,19 +268,34 @@ class KSUTIL_API RowText {
 template <class ForEachText>
 void RowText::gather(ForEachText for_each_text) {
   std::size_t size = 0;
-  for_each_text([&](const RowText &text) { size += text.size(); });
+  for_each_text([&](const RowText &text) {
+    if (!text.empty()) size += text.size() + 1;
+  });
   if (size == 0) return;
-  BlockPtr block = BlockPtr::make(size);
+  check_length(size);
+  BlockPtr block = BlockPtr::make_of_texts(size);
   char *const start = block.fill();
   std::size_t offset = 0;
   for_each_text([&](RowText &text) {
     if (text.empty()) return;
-    const std::string_view bytes = text;
-    std::memcpy(start + offset, bytes.data(), bytes.size());
-    text = RowText(block, offset, bytes.size());
-    offset += bytes.size();
+    const std::size_t length = text.copy(start + offset, text.size());
+    start[offset + length] = '\0';
+    text = RowText(block, offset, length);
+    offset += length + 1;
   });
 }
 
+/* Prints as a std::string does, width and fill included. */
+KSUTIL_API std::ostream &operator<<(std::ostream &out, const RowText &text);
+
 }  // namespace ksutil::db
+
+/* The hash of an equal std::string or std::string_view. */
+template <>
+struct std::hash<ksutil::db::RowText> {
+  std::size_t operator()(const ksutil::db::RowText &text) const noexcept {
+    return std::hash<std::string_view>()(text.view());
+  }
+};
+
 #endif
