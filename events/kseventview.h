@@ -1,13 +1,14 @@
-/* KSEventView: the events of a CSS3.0 database read into plain lists, for one owner.
+/* KSEventView: reads the events of a CSS3.0 database into plain lists, for one owner.
  *
- * Where an EVServer keeps all events in memory for many clients, a view reads what it is
- * asked for, when it is asked, into records that the owner keeps; and it can run a thread
- * that looks for changes and calls the owner back.  Both read rows by the same code, so
- * that preferred origins, magnitudes and moment tensors are the same.
+ * An EVServer keeps all events in memory for many clients.  A view reads events when its
+ * owner asks for them, into records that the owner keeps; it can also run a thread that
+ * looks for changes and calls the owner back.  Server and view read rows by the same code,
+ * so that preferred origins, magnitudes and moment tensors are the same.
  *
  *   Pf *pf = nullptr;
  *   pfcompile("dbname /data/events\n", &pf);
  *   KSEventView view(pf);
+ *   pffree(pf);
  *   Tbl *events = nullptr;
  *   if (view.refreshEvents(&events) < 0) ...
  *   for (long i = 0; i < counttbl(events); i++) {
@@ -16,17 +17,22 @@
  *   }
  *   view.freeEvents(events);
  *
- * Ownership: records are made by the view or with new, never on the stack, and are freed
- * by the view that filled them, with everything below them.  They stay valid when the
- * database is closed.  A record given to a refresh function is freed of what it held
- * before.  Lists hold pointers to records; a null list is an empty one.
- * Threads: a view belongs to one thread, its owner; the callback of its monitor may use
- * it too.  Readings and the monitor's checks take turns at the database; the records and
- * the counts (numbers) are not locked against their owner.
- * Results: 0; 10 when rows could not be read and were left out, or the row asked for could
- * not be read; -1 with a message in the error register, and the caller's record or list as
- * it was unless said otherwise.  A null record, as gettbl gives where an event has no
- * preferred origin, is such a failure. */
+ * Ownership: records are made by the view or with new, never on the stack.  The view that
+ * filled a record frees it, with everything below it.  Records stay valid when the database
+ * is closed.  A refresh function frees the old contents of a record before it fills the
+ * record anew.  Lists hold pointers to records; a null list is an empty one.
+ * Threads: a view belongs to one thread, its owner; only the callback of its monitor may
+ * use it as well, also at the same time.  The readings of the two and the monitor's checks
+ * take turns at the database.  Records are not locked: the callback must not touch records
+ * that the owner is using.
+ * Results of the refresh functions and lookupStation, and what they leave untouched:
+ *    0  done
+ *   10  the row asked for cannot be read, and the record is untouched; or rows below it
+ *       cannot be read and were left out; no message unless said otherwise
+ *   -1  failed, with a message in the error register: no database is open, its tables
+ *       cannot be read, memory is short, or a record is null (as gettbl gives it where an
+ *       event has no preferred origin); the record or list is untouched unless said
+ *       otherwise */
 #ifndef KSUTIL_EVENTS_KSEVENTVIEW_H
 #define KSUTIL_EVENTS_KSEVENTVIEW_H
 
@@ -49,10 +55,11 @@ struct ViewAccess;
 
 /* --- records -------------------------------------------------------------------------
  *
- * Record numbers are -1 where there is no row.  Row texts (record_*) are whole rows with
- * their newline.  Texts belong to the record; they are null in a record that was never
- * filled, and "" where there is nothing to tell.  Load dates are epoch seconds.  -999.0 is
- * no value of a magnitude, residual, distance, azimuth or position. */
+ * Record numbers (recno_*) count from 0 and are -1 where there is no row.  Row texts
+ * (record_*) are whole rows with their newline.  Texts belong to the record; they are null
+ * in a record that was never filled, and "" where the row has no value.  Load dates
+ * (lddate_*) are epoch seconds, -9999999999.999 for a null one.  -999.0 means that a
+ * magnitude, residual, distance, azimuth or position has no value. */
 
 struct KSUTIL_API KSEVRecord {
   static void *operator new(std::size_t bytes);  // throws std::bad_alloc
@@ -71,8 +78,8 @@ struct KSEVStamag : KSEVRecord {
   char *sta = nullptr;
 };
 
-/* One netmag row; or one of the origin's own mb, ms, ml, with recno_netmag -1 and the text
- * of a row that stands in no table. */
+/* One netmag row; or one of the origin's own mb, ms, ml, with recno_netmag -1 and a
+ * synthetic row text that is not in any table. */
 struct KSEVMagnitude : KSEVRecord {
   int64_t recno_netmag = -1;
   char *record_netmag = nullptr;
@@ -103,7 +110,7 @@ struct KSEVAssociation : KSEVRecord {
   char *sta = nullptr;            // of the assoc row
   char *phase = nullptr;          // of the assoc row
   double timeres = -999.0;        // time residual of the location, s
-  double time = -9999999999.999;  // of the arrival, epoch seconds; this is none
+  double time = -9999999999.999;  // of the arrival, epoch seconds; null without one
 };
 
 /* One detection row with a site of its station. */
@@ -130,14 +137,14 @@ struct KSEVOriginStation {
   double elev = -999.0;               // km
   double delta = -999.0;              // degrees
   double azimuth = -999.0;            // at the origin towards the station, degrees
-  double ptime = -9999999999.999;     // predicted arrivals, epoch seconds; this is none
+  double ptime = -9999999999.999;     // predicted arrivals, epoch seconds; null: none
   double stime = -9999999999.999;
   int found = 0;            // 1: the station has a site row; 0: it has none
   int64_t recno_site = -1;  // that row
   char *record_site = nullptr;
 };
 
-/* One origin row, its origerr row and what hangs from them. */
+/* One origin row with its origerr row and the rows that refer to it. */
 struct KSEVOrigin : KSEVRecord {
   int64_t recno_origin = -1;
   char *record_origin = nullptr;
@@ -161,7 +168,7 @@ struct KSEVOrigin : KSEVRecord {
   rbtree *stations = nullptr;  // KSEVOriginStation by code; made by lookupStation
 };
 
-/* One event row with everything hanging from it. */
+/* One event row with its origins. */
 struct KSEVEvent : KSEVRecord {
   int64_t recno_event = -1;
   char *record_event = nullptr;
@@ -180,11 +187,11 @@ struct KSEVEvent : KSEVRecord {
   Tbl *origins = nullptr;              // KSEVOrigin, by load date, oldest first
 };
 
-/* What is remembered of a watched table. */
+/* The bookkeeping of a watched table. */
 struct KSEV_Table {
   Dbptr table = dbinvalid();
-  int64_t count = -1;     // rows; -1: not looked at yet
-  double filetime = 0.0;  // of the last change, epoch seconds; 0.0 without rows
+  int64_t count = -1;     // rows at the last check; -1: not checked yet
+  double filetime = 0.0;  // of the last change then, epoch seconds; 0.0 without rows
 };
 
 /* The watched tables, in the order in which they are checked. */
@@ -192,94 +199,122 @@ inline constexpr const char *kKSEVTableNames[] = {
     "event",  "origin", "origerr", "assoc", "arrival",  "wfmeas",
     "netmag", "stamag", "mt",      "site",  "detection"};
 
-/* What the monitor calls after each check: 0, the argument given with it, and the changes
- * as checkChanges gives them, which belong to the monitor and live until the callback
- * returns.  The result is not used. */
+/* The monitor's callback, called after each check on the monitor's thread.
+ *
+ * code     always 0
+ * arg      the argument given to monitorChangesThread
+ * changes  an rbtree as checkChanges makes it, empty when nothing has changed; belongs to
+ *          the monitor and lives until the callback returns
+ * The result is not used.  The callback may read with the view, and give the monitor new
+ * settings or stop it; it must not destroy the view.  An exception that leaves it is
+ * registered as a message, and the monitor goes on. */
 typedef int (*KSEV_ChangesCallback)(int code, void *arg, void *changes);
 
 class KSUTIL_API KSEventView : public KSConfigure {
  public:
-  /* Configures the view; the one option is "dbname", the database to read.  Without it
-   * (pf may be null), or when the database cannot be opened (message registered), the
-   * view has no database; configure("dbname", name, ...) opens one later.  An open
-   * database cannot be changed for another one before init(). */
+  /* Configures the view; the only option is "dbname", the database to read.  Without it
+   * (pf may be null), or when the database cannot be opened (a message is registered), the
+   * view has no database; configure("dbname", name, nullptr) opens one later.  An open
+   * database cannot be changed for another one before init().  Throws std::bad_alloc. */
   explicit KSEventView(Pf *pf);
-  /* Stops the monitor and waits for it: for a callback in progress, and at most a fraction
-   * of a second besides.  Records still alive must not be used with another view's free
-   * functions.  Not to be called from the callback. */
+  /* Stops the monitor and waits for its thread: for a callback in progress, and a fraction
+   * of a second besides.  Records that are still alive must not be freed by another view.
+   * Not to be called from the callback. */
   ~KSEventView() override;
 
-  /* Closes the database: every table pointer is invalid, and nothing is remembered.  A
-   * monitor goes on, and finds no database. */
+  /* Closes the database: every table pointer becomes invalid, and the name and all that was
+   * remembered are forgotten.  A running monitor stays, and finds no database. */
   void init();
   /* Opens the database and its tables anew, as after another program has replaced the
-   * files; the old ones stay when that fails.  The next check finds all tables added. */
+   * files.  The next check finds all tables added.  0; -1 with a message, the old database
+   * staying open. */
   int reset();
 
-  /* What is remembered of a watched table; an invalid pointer for another name. */
+  /* The bookkeeping of a watched table; for another name, and without a database, its table
+   * pointer is invalid. */
   KSEV_Table getTable(std::string table);
 
   /* --- reading ----------------------------------------------------------------------- */
 
-  /* All events into a new list of KSEVEvent, in the order of the table, which the caller
-   * frees with freeEvents.  Events that cannot be read whole are left out, result 0. */
+  /* Reads all events into a new list of KSEVEvent, in the order of the table, which the
+   * caller frees with freeEvents.  Events with rows that cannot be read are left out with
+   * result 0.  *events changes only with result 0; a list it held before is not freed. */
   int refreshEvents(Tbl **events);
-  /* The event of a row with its origins, magnitudes and moment tensors; `order` (may be
-   * null) numbers it and counts on.  When none of its origins is its prefor, the newest by
-   * load date is preferred, with a complaint. */
+  /* Reads the event of a row with its origins, magnitudes and moment tensors.  When none of
+   * its origins is its prefor, the newest by load date becomes the preferred one, with a
+   * complaint.
+   *
+   * recno  row of event, from 0
+   * order  may be null; in: the event's `order`, out: one more, also when the result is 10
+   *        because a row below the event row cannot be read */
   int refreshEvent(long recno, KSEVEvent *event, long *order);
+  /* Reads the origin of a row of origin, with its magnitudes and moment tensors. */
   int refreshOrigin(long recno, KSEVOrigin *origin);
 
-  /* Replace the associations of all origins of an event, or of one.  After a failure the
-   * origins before the failing one have theirs. */
+  /* Replace the associations of all origins of an event, or of one origin.  10: rows that
+   * cannot be read were left out.  After a failure half way, the origins before the failing
+   * one have their new associations, the others their old ones. */
   int refreshAssociations(KSEVEvent *event);
   int refreshAssociations(KSEVOrigin *origin);
-  /* The association of a row.  A row of another origin than the one given (null: any) is
-   * refused. */
+  /* Reads the association of a row of assoc.  -1 also for a row that belongs to another
+   * origin than the one given (null: any). */
   int refreshAssociation(KSEVOrigin *origin, long recno, KSEVAssociation *association);
 
-  /* Replace the detections of an origin: those from 10 s before to 1800 s after its time,
-   * except those that tell of a detector switched on or off, each with its residuals,
-   * distance and azimuth as far as the station is known.
+  /* Replaces the detections of an origin: those from 10 s before to 1800 s after its time,
+   * ends included, except those in the states "-", "ON", "on", "OFF" and "off"; a blank
+   * state is a detection.  Residuals, distance and azimuth are set as far as the station is
+   * known.  10: rows that cannot be read were left out, each with a message.
    *
-   * best  non-zero: one for each station, of smallest absolute P residual (S, where there
-   *       is no predicted P; a detection without either comes after all others); the
-   *       earlier row on a tie */
+   * best  non-zero: one detection for each station, the one of smallest absolute P residual
+   *       (S residual where no P is predicted; a detection without either comes after all
+   *       others); the earlier row on a tie.  0: all */
   int refreshDetections(KSEVOrigin *origin, int best);
-  /* The detections with time <= their time <= time + span into a new list, without
-   * residuals; the caller frees it with freeDetections. */
+  /* Reads the detections from `time` (epoch seconds) to `time` + `span` (seconds), ends
+   * included, into a new list in the order of the table, without residuals; states and
+   * result 10 as above.  The caller frees the list with freeDetections; *detections changes
+   * only with results 0 and 10. */
   int refreshDetections(Tbl **detections, double time, double span);
 
+  /* Replaces the station magnitudes of a magnitude that the view has read.  10: rows that
+   * cannot be read were left out; or the magnitude's own row cannot be read. */
   int refreshStamags(KSEVMagnitude *magnitude);
+  /* Reads the station magnitude of a row of stamag. */
   int refreshStamag(long recno, KSEVStamag *stamag);
 
-  /* Reads an event or origin by its id into a new record, freed by the caller; null when
-   * there is none (without a message) or it cannot be read. */
+  /* Reads the first event or origin with an id that can be read into a new record, which
+   * the caller frees.  Null when there is none (no message), or after a failure (with a
+   * message), as when no row of that id can be read. */
   KSEVEvent *findEvid(long evid);
   KSEVOrigin *findOrid(long orid);
-  /* The first with this id in a list of events, or in an event; null when absent. */
+  /* The first record with an id in a list of events, or among the origins of an event; null
+   * when absent.  It stays the list's. */
   KSEVEvent *findEvid(Tbl *events, long evid);
   KSEVOrigin *findOrid(KSEVEvent *event, long orid);
 
   /* --- stations ---------------------------------------------------------------------- */
 
-  /* A station as seen from an origin, by its site row valid on the day of `time` (epoch
-   * seconds, the origin's); of overlapping rows the one that began last.  It is looked up
-   * once for each origin and then kept in origin->stations, where *station points (it may
-   * be null), also when there is no such row.
-   * 0 found, 1 there is no site row, -1. */
+  /* Looks a station up as seen from an origin, by its site row valid on the day of `time`
+   * (epoch seconds, the origin's time); of overlapping rows the one that began last.  Each
+   * station is looked up once for each origin and then kept in origin->stations, also when
+   * it has no such row, so that a later `time` changes nothing.
+   *
+   * station  may be null; out, with results 0 and 1: the origin's record of the station
+   * 0 found, 1 there is no site row, -1 failed (null records or `sta` included). */
   int lookupStation(KSEVOrigin *origin, const char *sta, double time,
                     KSEVOriginStation **station);
-  /* The same at the origin's time, and puts the site, residuals, distance and azimuth
-   * into a detection at the station. */
+  /* The same at the origin's own time; with results 0 and 1 also replaces the site,
+   * residuals, distance and azimuth of a detection at the station. */
   int lookupStation(KSEVDetection *detection, const char *sta, KSEVOrigin *origin);
 
   /* --- lists ------------------------------------------------------------------------- */
 
-  /* Sorts by time, then evid: order 0 ascending, else descending.  0 or -1. */
+  /* Sorts a list of KSEVEvent by time, then evid: order 0 ascending, else descending.
+   * Equal events keep their order.  0; -1 with a message, the list untouched: memory is
+   * short or an entry is null. */
   int sortEvents(Tbl *events, long order);
 
-  /* How many records the view has filled that are not freed yet; null: not asked. */
+  /* The numbers of records that the view has filled and not freed yet; any pointer may be
+   * null. */
   void numbers(long *events, long *origins, long *magnitudes, long *moments,
                long *associations, long *detections, long *stamags);
 
@@ -297,22 +332,28 @@ class KSUTIL_API KSEventView : public KSConfigure {
 
   /* --- changes ----------------------------------------------------------------------- */
 
-  /* Looks at the watched tables, and remembers what it sees: the next check, whoever asks
-   * for it, tells of later changes only.  The first one finds all tables added.
+  /* Checks the watched tables and remembers their state.  A later check, by the owner or by
+   * the monitor, finds later changes only; the first one finds rows added in all tables.
+   * A table put back to an earlier time with as many rows counts as unchanged.
    *
-   * changes  in: null, or what an earlier call gave, which is freed; out: the tables that
-   *          have changed, each with "modified", "added" or "removed" (of rows).  The
-   *          caller frees it with freearr(changes, free)
-   * -1 when a table could not be looked at; the others are in `changes` all the same. */
+   * changes  in: null or the result of an earlier call, which is freed; out: the changed
+   *          tables by name, each with the text "modified", "added" or "removed" (rows).
+   *          The caller frees it with freearr(changes, free)
+   * 0; -1 with a message: no database is open (*changes is empty), or a table cannot be
+   * checked (the others are in *changes, and its change shows at the next check), or memory
+   * is short (*changes may be null). */
   int checkChanges(rbtree **changes);
 
-  /* Runs a thread that checks for changes and calls back, changed or not, every `period`
-   * seconds; or gives new settings to the one that runs, which takes them at once.  A
-   * period of 0 or less (or NaN) ends it, after a callback in progress; it may be started
-   * again at any time.  Null callback: nothing is checked.  What the callback uses must
-   * live until the view is destroyed, which alone waits for a callback in progress.
-   * May be called from the callback.  0, or -1 when no thread could be made or the view is
-   * being destroyed. */
+  /* Starts a thread that checks for changes and calls back, with changes or without, every
+   * `period` seconds, the first time at once; or gives new settings to the thread that
+   * runs, which then checks at once.  A period of 0 or less (or NaN) stops the thread after
+   * a callback in progress, without waiting for it; it may be started again at any time.
+   *
+   * callback  null: the thread sleeps and checks nothing
+   * arg       given to the callback; what it points to must live until the view is
+   *           destroyed, because only the destructor waits for a callback in progress
+   * May be called from any thread, the callback included.  0; -1 with a message when no
+   * thread can be made, or the view is being destroyed. */
   int monitorChangesThread(double period, KSEV_ChangesCallback callback, void *arg);
 
  private:
@@ -323,35 +364,44 @@ class KSUTIL_API KSEventView : public KSConfigure {
 extern "C" {
 
 /* The parser and the printer of the option "dbname" (see KS_ConfigureCustom); client_data
- * is the view.  The printed text is new, "" without a database, and freed by the caller. */
+ * is the view.  The parser gives 0, or -1 with a message and the view as it was.  The
+ * printed text is new, "" without a database, and freed by the caller; null with a message
+ * when memory is short. */
 KSUTIL_API int eventview_parse_dbname(KS_ConfigureSpec *spec, void *custom_data,
                                       char *value, char *record, int offset,
                                       void *client_data);
 KSUTIL_API char *eventview_print_dbname(KS_ConfigureSpec *spec, void *custom_data,
                                         char *record, int offset, void *client_data);
 
-/* Looks a table up in a database; 0, or -1 with `table` untouched. */
+/* Looks a table up in a database and sets its pointer, not checked yet; 0, or -1 with a
+ * message and *table untouched when the schema has no such table. */
 KSUTIL_API int eventview_open_table(Dbptr db, const char *name, KSEV_Table *table);
 
-/* How a table has changed since the record was last given: 0 unchanged, 1 rows modified, 2
- * rows added (also the first look), 3 rows removed, -1.  *text becomes null, or the new
- * text "modified", "added" or "removed", which the caller frees. */
+/* Checks how a table has changed since the last check of this record, and remembers its
+ * state in the record.
+ *    0  unchanged: as many rows, and the time of the last change is not later
+ *    1  rows were modified      2  rows were added (also at the first check, whatever the
+ *    3  rows were removed          table holds)
+ *   -1  the table cannot be looked at, or memory is short; the record is untouched
+ * *text becomes null, or the new text "modified", "added" or "removed", which the caller
+ * frees.  Uses the handle of the table: not while another thread does. */
 KSUTIL_API int eventview_check_table(KSEV_Table *table, char **text);
 
-/* The monitor's thread; the argument is the view. */
+/* The function of the monitor's thread; the argument is the view. */
 KSUTIL_API void *eventview_run_monitor_thread(void *view);
 
-/* Sleeps for so many seconds, whatever signals come; not at all for 0, less or NaN. */
+/* Sleeps `seconds`, also when signals arrive meanwhile; not at all for 0, less or NaN. */
 KSUTIL_API void eventview_usleep(double seconds);
 
-/* Frees the indexes that a view keeps between readings; the next reading builds them. */
+/* Frees the indexes that a view keeps between readings; the next reading builds them
+ * again. */
 KSUTIL_API void eventview_free_hooks(KSEventView *view);
 
-/* The order of sortEvents: negative, 0 or positive as the first comes before the second by
- * time, then evid. */
+/* The ascending order of sortEvents, by time, then evid: negative when event1 comes before
+ * event2, 0 when they are equal, else positive.  Neither may be null. */
 KSUTIL_API int kseventview_compare_events(const KSEVEvent *event1,
                                           const KSEVEvent *event2);
-/* The order of an event's origins: by load date, oldest first. */
+/* The same for the origins of an event: by load date, oldest first. */
 KSUTIL_API int kseventview_compare_origin_lddate(const KSEVOrigin *origin1,
                                                  const KSEVOrigin *origin2);
 

@@ -15,8 +15,8 @@ struct FreeTexts {
 };
 using Texts = std::unique_ptr<Tbl, FreeTexts>;
 
-/* Shortage throws: dbmatches would fill a list that is missing in with other fields, and
- * find other rows. */
+/* Throws std::bad_alloc.  A null list would make dbmatches choose its own fields and match
+ * the wrong rows. */
 Texts new_list(long size) {
   Texts list(newtbl(size));
   if (list == nullptr) throw std::bad_alloc();
@@ -46,7 +46,8 @@ Tbl *copy_texts(Tbl *texts) {
 
 }  // namespace
 
-/* Built on the empty key, whose destructor takes back one list when the other fails. */
+/* Delegates to the empty key, whose destructor frees one list when the other cannot be
+ * made. */
 EVMatch::EVMatch(std::initializer_list<const char *> key,
                  std::initializer_list<const char *> table)
     : EVMatch() {
@@ -86,14 +87,14 @@ EVVars::EVVars()
       assoc_arid({"arid"}, {"arid"}),
       arrival_arid({"arid"}, {"arid"}),
       stamag_magid({"magid"}, {"magid"}),
+      arrival_stachan({"sta", "chan", "time::endtime"}, {"sta", "chan", "time"}),
+      arrival_sta({"sta", "time::endtime"}, {"sta", "time"}),
+      wfdisc_stachan({"sta", "chan", "time::endtime"},
+                     {"sta", "chan", "time::endtime"}),
       detection_origin({"time-10.0::time+1800.0"}, {"time"}),
       detection_window({"time::endtime"}, {"time"}),
       detection_stachan({"sta", "chan", "time::endtime"}, {"sta", "chan", "time"}),
-      arrival_stachan({"sta", "chan", "time::endtime"}, {"sta", "chan", "time"}),
-      arrival_sta({"sta", "time::endtime"}, {"sta", "time"}),
       wfmeas_stachan({"sta", "chan", "time"}, {"sta", "chan", "time::endtime"}),
-      wfdisc_stachan({"sta", "chan", "time::endtime"},
-                     {"sta", "chan", "time::endtime"}),
       /* Station epochs are days (YYYYDDD) and times are epoch seconds. */
       site_sta({"sta", "yearday(time)"}, {"sta", "ondate::offdate"}),
       calibration_stachan({"sta", "chan", "time::endtime"},

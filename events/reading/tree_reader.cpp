@@ -25,6 +25,14 @@ bool TreeReader::index(const std::shared_ptr<const db::Snapshot> &rows, EVMatch 
   return found != nullptr;
 }
 
+bool TreeReader::bind(unsigned tables) {
+  const bool detections = (tables & kReadDetections) != 0;
+  if ((tables & kReadList) != 0 && !bind_list()) return false;
+  if ((tables & kReadExpansion) != 0) return bind_expansion(detections);
+  if (detections) return bind_detections();
+  return (tables & kReadSites) == 0 || bind_sites();
+}
+
 bool TreeReader::bind_list() {
   now_ = std_now();
   rules_ = std::make_unique<RuleBook>(source_.vars.rules);
@@ -310,7 +318,9 @@ int TreeReader::read_moments(EVOrigin &origin) {
       origin.pref_moment = static_cast<int32_t>(i);
     }
   }
-  origin.lddate_origin_view = std::max(origin.lddate_origin_view, newest);
+  if (origin.pref_moment >= 0) {
+    origin.lddate_origin_view = std::max(origin.lddate_origin_view, newest);
+  }
   return 0;
 }
 

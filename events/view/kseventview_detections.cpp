@@ -2,17 +2,19 @@
  * the stations of an origin. */
 #include <cmath>
 #include <map>
+#include <new>
 #include <string>
 #include <vector>
 
+#include "events/reading/internal/read_rows.h"
 #include "events/view/internal/origin_stations.h"
-#include "events/view/internal/view_reading.h"
+#include "platform/elog/failure.h"
 
 namespace ksutil::events {
 namespace {
 
-constexpr const char *kName = "refreshDetections";
-constexpr const char *kLookup = "lookupStation";
+constexpr const char *kRefresh = "KSEventView::refreshDetections";
+constexpr const char *kLookUpStation = "KSEventView::lookupStation";
 using DetectionPtr = ViewRecords::Ptr<KSEVDetection>;
 
 /* How far a detection is from what was predicted; what cannot be told is farthest. */
@@ -53,16 +55,16 @@ class Collection {
   std::map<std::string, std::size_t> places_;
 };
 
-/* Reads rows and hands those of a signal to `visit`, which gives a negative number to
+/* Reads rows and hands those of a signal to `visit`, which returns a negative number to
  * end the reading.  Rows that cannot be read are reported and left out with result 10. */
 template <class Visit>
-int each_signal(TreeReader &reader, const std::vector<long> &rows, Visit visit) {
+int each_signal(TreeReader &reader, const std::vector<long> &rows, const Visit &visit) {
   int result = 0;
   for (const long row : rows) {
     EVDetection detection;
     DetectionFields fields;
     const int read = reader.read_detection(row, detection, fields);
-    if (read != 0) view_failure(kName, "dbgetv(detection) error");
+    if (read != 0) fail(kRefresh, "dbgetv(detection) error");
     if (read < 0) return read;
     result = graver(result, read);
     if (read != 0 || !fields.signal()) continue;
@@ -78,14 +80,13 @@ int read_around(ViewState &state, TreeReader &reader, KSEVOrigin &origin, bool b
   try {
     const int result = each_signal(
         reader, reader.detections_around(origin.time),
-        [&](const EVDetection &source, const DetectionFields &fields) {
+        [&](const EVDetection &source, const DetectionFields &fields) -> int {
           DetectionPtr detection = records.make(source, fields);
           KSEVOriginStation *station = nullptr;
           if (look_up_station(state, reader, origin, detection->sta, origin.time,
                               station) < 0) {
-            const std::string text = std::string("lookupStation(") + detection->sta +
-                                     "_" + detection->chan + ") error";
-            return view_failure(kName, text.c_str());
+            return fail(kRefresh, "lookupStation(%s_%s) error", detection->sta,
+                        detection->chan);
           }
           locate(*detection, *station);
           collection.add(std::move(detection));
@@ -94,8 +95,7 @@ int read_around(ViewState &state, TreeReader &reader, KSEVOrigin &origin, bool b
     if (result >= 0) records.replace(origin.detections, collection.take(records));
     return result;
   } catch (const std::bad_alloc &) {
-    return view_failure(
-        kName, best ? "malloc(best_detection) error" : "malloc(KSEVDetection) error");
+    return fail_memory_for(kRefresh, best ? "best_detection" : "KSEVDetection");
   }
 }
 
@@ -105,10 +105,10 @@ int read_span(ViewState &state, TreeReader &reader, double time, double span,
   auto list = records.new_list<KSEVDetection>();
   const int result =
       each_signal(reader, reader.detections_between(time, time + span),
-                  [&](EVDetection &source, const DetectionFields &fields) {
+                  [&](EVDetection &source, const DetectionFields &fields) -> int {
                     const int read = reader.read_site(
                         fields.sta, fields.time, source.recno_site, source.record_site);
-                    if (read != 0) return view_failure(kName, "dbgetv(site) error");
+                    if (read != 0) return fail(kRefresh, "dbgetv(site) error");
                     ViewRecords::push(list, records.make(source, fields));
                     return 0;
                   });
@@ -116,45 +116,56 @@ int read_span(ViewState &state, TreeReader &reader, double time, double span,
   return result;
 }
 
+/* Looks a station up and hands it to `use`, unless that fails. */
+template <class Use>
+int with_station(ViewState &state, KSEVOrigin *origin, const char *sta, double time,
+                 const Use &use) {
+  if (sta == nullptr) return fail(kLookUpStation, "no station is given");
+  const ReadingName name{kLookUpStation, "dbmatches(site) error"};
+  return read_rows(state.database, name, kReadSites, [&](TreeReader &reader) {
+    KSEVOriginStation *found = nullptr;
+    const int result = look_up_station(state, reader, *origin, sta, time, found);
+    if (result >= 0) use(*found);
+    return result;
+  });
+}
+
 }  // namespace
 }  // namespace ksutil::events
 
 using namespace ksutil::events;
+using ksutil::fail;
 
 int KSEventView::refreshDetections(KSEVOrigin *origin, int best) {
-  return with_record(*state_, {kName, "dbmatches(detection) error"}, origin,
-                     bind_detections, [&](TreeReader &reader) {
-                       return read_around(*state_, reader, *origin, best != 0);
-                     });
+  if (origin == nullptr) return fail(kRefresh, "no record is given");
+  return read_rows(state_->database, {kRefresh, "dbmatches(detection) error"},
+                   kReadDetections, [&](TreeReader &reader) {
+                     return read_around(*state_, reader, *origin, best != 0);
+                   });
 }
 
 int KSEventView::refreshDetections(Tbl **detections, double time, double span) {
-  return with_tables(*state_, {kName, "dbmatches(detection) error"}, bind_detections,
-                     [&](TreeReader &reader) {
-                       return read_span(*state_, reader, time, span, *detections);
-                     });
+  if (detections == nullptr) return fail(kRefresh, "no place for the list is given");
+  return read_rows(state_->database, {kRefresh, "dbmatches(detection) error"},
+                   kReadDetections, [&](TreeReader &reader) {
+                     return read_span(*state_, reader, time, span, *detections);
+                   });
 }
 
 int KSEventView::lookupStation(KSEVOrigin *origin, const char *sta, double time,
                                KSEVOriginStation **station) {
-  return with_record(*state_, {kLookup, "dbmatches(site) error"}, origin, bind_sites,
-                     [&](TreeReader &reader) {
-                       KSEVOriginStation *found = nullptr;
-                       const int result =
-                           look_up_station(*state_, reader, *origin, sta, time, found);
-                       if (result >= 0 && station != nullptr) *station = found;
-                       return result;
-                     });
+  if (origin == nullptr) return fail(kLookUpStation, "no record is given");
+  return with_station(*state_, origin, sta, time, [&](KSEVOriginStation &found) {
+    if (station != nullptr) *station = &found;
+  });
 }
 
 int KSEventView::lookupStation(KSEVDetection *detection, const char *sta,
                                KSEVOrigin *origin) {
-  return with_record(*state_, {kLookup, "dbmatches(site) error"}, origin, bind_sites,
-                     [&](TreeReader &reader) {
-                       KSEVOriginStation *found = nullptr;
-                       const int result = look_up_station(*state_, reader, *origin, sta,
-                                                          origin->time, found);
-                       if (result >= 0) locate(*detection, *found);
-                       return result;
-                     });
+  if (detection == nullptr || origin == nullptr) {
+    return fail(kLookUpStation, "no record is given");
+  }
+  return with_station(
+      *state_, origin, sta, origin->time,
+      [&](const KSEVOriginStation &found) { locate(*detection, found); });
 }

@@ -1,8 +1,10 @@
-/* Lists of a view's records: search, order, counts, and their end. */
+/* KSEventView: searches, sorts, counts and frees lists of records. */
 #include <algorithm>
 #include <vector>
 
-#include "events/view/internal/view_reading.h"
+#include "events/view/internal/view_state.h"
+#include "platform/elog/failure.h"
+#include "platform/stock/owners.h"
 
 namespace ksutil::events {
 namespace {
@@ -21,7 +23,7 @@ int three_way(const T &a, const T &b) {
   return a < b ? -1 : (b < a ? 1 : 0);
 }
 
-void tell(long *number, const std::atomic<long> &count) {
+void copy_count(long *number, const std::atomic<long> &count) {
   if (number != nullptr) *number = count;
 }
 
@@ -52,10 +54,11 @@ KSEVOrigin *KSEventView::findOrid(KSEVEvent *event, long orid) {
 }
 
 int KSEventView::sortEvents(Tbl *events, long order) {
-  try {
-    std::vector<KSEVEvent *> sorted;
-    for (long i = 0; i < counttbl(events); i++) {
-      sorted.push_back(static_cast<KSEVEvent *>(gettbl(events, i)));
+  constexpr const char *kWho = "KSEventView::sortEvents";
+  return ksutil::at_boundary(kWho, [&]() -> int {
+    std::vector<KSEVEvent *> sorted = ksutil::to_vector<KSEVEvent>(events);
+    if (std::count(sorted.begin(), sorted.end(), nullptr) > 0) {
+      return ksutil::fail(kWho, "no record is given");
     }
     std::stable_sort(sorted.begin(), sorted.end(),
                      [order](const KSEVEvent *a, const KSEVEvent *b) {
@@ -67,21 +70,19 @@ int KSEventView::sortEvents(Tbl *events, long order) {
       settbl(events, static_cast<long>(i), sorted[i]);
     }
     return 0;
-  } catch (const std::bad_alloc &) {
-    return view_failure("sortEvents", "malloc() error");
-  }
+  });
 }
 
 void KSEventView::numbers(long *events, long *origins, long *magnitudes, long *moments,
                           long *associations, long *detections, long *stamags) {
   const ViewRecords::Counts &counts = state_->records.counts();
-  tell(events, counts.events);
-  tell(origins, counts.origins);
-  tell(magnitudes, counts.magnitudes);
-  tell(moments, counts.moments);
-  tell(associations, counts.associations);
-  tell(detections, counts.detections);
-  tell(stamags, counts.stamags);
+  copy_count(events, counts.events);
+  copy_count(origins, counts.origins);
+  copy_count(magnitudes, counts.magnitudes);
+  copy_count(moments, counts.moments);
+  copy_count(associations, counts.associations);
+  copy_count(detections, counts.detections);
+  copy_count(stamags, counts.stamags);
 }
 
 void KSEventView::freeEvents(Tbl *events) {

@@ -1,50 +1,26 @@
-/* Looking for changes of the tables, now and then. */
+/* KSEventView: checks the tables for changes, when asked to or at an interval. */
 #include <time.h>
 
 #include <algorithm>
 #include <cerrno>
-#include <chrono>
 #include <cmath>
 #include <cstdlib>
 #include <exception>
+#include <memory>
 
+#include "events/database/internal/sleep.h"
 #include "events/database/internal/table_change.h"
-#include "events/view/internal/view_reading.h"
+#include "events/view/internal/view_state.h"
+#include "platform/elog/failure.h"
 #include "platform/stock/memory.h"
 
 namespace ksutil::events {
 namespace {
 
-constexpr double kSleepSlice = 0.05;  // s; how long new settings go unseen
-
 struct FreeChanges {
   void operator()(rbtree *changes) const { freearr(changes, std::free); }
 };
 using Changes = std::unique_ptr<rbtree, FreeChanges>;
-
-/* Takes the settings when they are new; false, and the thread has left, when it is to
- * stop.  Who starts a monitor meanwhile finds it either running or gone. */
-bool go_on(ViewMonitor &monitor, MonitorSettings &settings) {
-  const std::lock_guard lock(monitor.lock);
-  if (monitor.control == kMonitorStops) {
-    monitor.runs = false;
-    return false;
-  }
-  if (monitor.control == kMonitorHasNewSettings) settings = monitor.settings;
-  monitor.control = kMonitorRuns;
-  return true;
-}
-
-void sleep_unless_told(const ViewMonitor &monitor, double period) {
-  using Clock = std::chrono::steady_clock;
-  const Clock::time_point start = Clock::now();
-  while (monitor.control == kMonitorRuns) {
-    const std::chrono::duration<double> slept = Clock::now() - start;
-    const double left = period - slept.count();
-    if (left <= 0.0) return;
-    eventview_usleep(std::min(left, kSleepSlice));
-  }
-}
 
 void check_and_call(KSEventView &view, const MonitorSettings &settings) {
   rbtree *changes = nullptr;
@@ -53,17 +29,31 @@ void check_and_call(KSEventView &view, const MonitorSettings &settings) {
   settings.callback(0, settings.arg, changes);
 }
 
-/* Waits for a thread that has been told to leave, or has left, and may not be made anew
- * meanwhile. */
-void join(ViewMonitor &monitor) {
-  if (monitor.made) pthread_join(monitor.thread, nullptr);
-  monitor.made = false;
+/* Checks a table and enters a change under its name.  When that fails the table is
+ * remembered as it was, so that the change shows again. */
+bool note_change(EVTable &table, rbtree *changes) {
+  constexpr const char *kWho = "KSEventView::checkChanges";
+  KSEV_Table seen{table.db, table.count, table.filetime};
+  char *text = nullptr;
+  if (eventview_check_table(&seen, &text) < 0) {
+    return fail(kWho, "eventview_check_table() error");
+  }
+  MallocPtr<char> owner(text);
+  if (text != nullptr) {
+    setarr(changes, table.name.c_str(), text);
+    if (containsarr(changes, table.name.c_str()) == 0) return fail_memory(kWho);
+    owner.release();
+  }
+  table.count = seen.count;
+  table.filetime = seen.filetime;
+  return true;
 }
 
 }  // namespace
 }  // namespace ksutil::events
 
 using namespace ksutil::events;
+using ksutil::fail;
 
 int eventview_check_table(KSEV_Table *table, char **text) {
   constexpr const char *kTexts[] = {nullptr, "modified", "added", "removed"};
@@ -73,10 +63,7 @@ int eventview_check_table(KSEV_Table *table, char **text) {
   if (code < 0) return -1;
   if (kTexts[code] != nullptr) {
     *text = ks_strdup(kTexts[code]);
-    if (*text == nullptr) {
-      ks_register_error(0, "eventview_check_table: malloc() error.\n");
-      return -1;
-    }
+    if (*text == nullptr) return ksutil::fail_memory("eventview_check_table");
   }
   table->count = seen.count;
   table->filetime = seen.filetime;
@@ -84,82 +71,43 @@ int eventview_check_table(KSEV_Table *table, char **text) {
 }
 
 int KSEventView::checkChanges(rbtree **changes) {
+  constexpr const char *kWho = "KSEventView::checkChanges";
+  if (changes == nullptr) return fail(kWho, "no place for the changes is given");
   freearr(*changes, std::free);
   *changes = newarr(nullptr);
-  if (*changes == nullptr) return view_failure("checkChanges", "newarr() error");
-  const std::lock_guard lock(state_->database_lock);
-  if (state_->db.database == dbINVALID) {
-    return view_failure("checkChanges", "No database currently open");
-  }
+  if (*changes == nullptr) return fail(kWho, "newarr() error");
+  const WatchedDatabase::Hold hold = state_->database.hold();
+  if (!state_->database.require_open(kWho)) return -1;
   int result = 0;
-  for (std::size_t i = 0; i < state_->tables.size(); i++) {
-    char *text = nullptr;
-    const KSEV_Table before = state_->tables[i];
-    if (eventview_check_table(&state_->tables[i], &text) < 0) {
-      result = view_failure("checkChanges", "eventview_check_table() error");
-    }
-    if (text == nullptr) continue;
-    setarr(*changes, kKSEVTableNames[i], text);
-    if (containsarr(*changes, kKSEVTableNames[i]) == 0) {
-      std::free(text);
-      state_->tables[i] = before;  // so that the change shows again
-      result = view_failure("checkChanges", "malloc() error");
-    }
+  for (const char *name : kKSEVTableNames) {
+    if (!note_change(*state_->database.table(name), *changes)) result = -1;
   }
   return result;
 }
 
 int KSEventView::monitorChangesThread(double period, KSEV_ChangesCallback callback,
                                       void *arg) {
-  ViewMonitor &monitor = state_->monitor;
-  const std::lock_guard lock(monitor.lock);
-  if (!(period > 0.0)) {
-    monitor.control = kMonitorStops;
-    return 0;
-  }
-  if (monitor.ends) return view_failure("monitorChangesThread", "the view is ending");
-  monitor.settings = {period, callback, arg};
-  monitor.control = kMonitorHasNewSettings;
-  if (monitor.runs) return 0;
-  join(monitor);
-  const int error =
-      pthread_create(&monitor.thread, nullptr, eventview_run_monitor_thread, this);
-  if (error != 0) {
-    monitor.control = kMonitorStops;
-    errno = error;
-    ks_register_error(1,
-                      "KSEventView::monitorChangesThread: pthread_create() error.\n");
-    return -1;
-  }
-  monitor.made = monitor.runs = true;
+  if (period > 0.0) return state_->monitor.start(*this, {period, callback, arg});
+  state_->monitor.stop();
   return 0;
 }
 
 void *eventview_run_monitor_thread(void *view_pointer) {
+  constexpr const char *kWho = "KSEventView::monitorChangesThread";
   KSEventView &view = *static_cast<KSEventView *>(view_pointer);
   ViewMonitor &monitor = ViewAccess::state(view).monitor;
   MonitorSettings settings;
-  while (go_on(monitor, settings)) {
+  while (monitor.go_on(settings)) {
     try {
       if (settings.callback != nullptr) check_and_call(view, settings);
     } catch (const std::exception &error) {
-      view_failure("monitorChangesThread", error.what());
+      fail(kWho, "%s", error.what());
     } catch (...) {
-      view_failure("monitorChangesThread", "unknown exception");
+      fail(kWho, "unknown exception");
     }
-    sleep_unless_told(monitor, settings.period);
+    sleep_while([&monitor] { return monitor.undisturbed(); }, settings.period);
   }
   return nullptr;
-}
-
-KSEventView::~KSEventView() {
-  ViewMonitor &monitor = state_->monitor;
-  {
-    const std::lock_guard lock(monitor.lock);
-    monitor.control = kMonitorStops;
-    monitor.ends = true;
-  }
-  join(monitor);
 }
 
 void eventview_usleep(double seconds) {

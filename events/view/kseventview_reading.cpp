@@ -1,13 +1,17 @@
-/* Reading the tree of events into records. */
+/* KSEventView: reads the tree of events into records. */
 #include <vector>
 
-#include "events/view/internal/view_reading.h"
+#include "core/register.h"
+#include "events/reading/internal/read_rows.h"
+#include "events/view/internal/view_state.h"
 
 namespace ksutil::events {
 namespace {
 
-/* Events whose preferred origin is not to be found.  They are complained about when the
- * reading is over, as a complaint prints and so takes its time. */
+constexpr const char *kNoRecord = "no record is given";
+
+/* Collects the events whose preferred origin is missing.  They are complained about after
+ * the reading, because a complaint prints, and the database must not wait for a terminal. */
 class Fallbacks {
  public:
   void note(const EVEvent &event) {
@@ -32,42 +36,44 @@ class Fallbacks {
   std::vector<Fallback> noted_;
 };
 
-int read_event_list(ViewState &state, TreeReader &reader, Fallbacks &fallbacks,
-                    Tbl *&events) {
-  auto list = state.records.new_list<KSEVEvent>();
-  MessagesOfFailure messages;
-  long order = 0;
-  for (long recno = 0; recno < reader.event_count(); recno++) {
-    EVEvent event;
-    const int result = messages.note(reader.read_event(recno, event, &order));
-    if (result < 0) return view_failure("refreshEvents", "refreshEvent() error");
-    if (result != 0) continue;
-    fallbacks.note(event);
-    ViewRecords::push(list, state.records.make(reader, event));
-  }
-  events = list.release();
-  return 0;
-}
-
 /* Reads a row into a source record and puts it into a record of the owner's. */
 template <class Source, class Record, class Read>
-int read_row(ViewState &state, const char *function, TreeReader &reader, Record &record,
-             Read read) {
-  MessagesOfFailure messages;
-  Source source;
-  const int result = messages.note(read(source));
-  if (result < 0) return view_failure(function, "cannot read the tables");
-  if (result == 0) state.records.replace(record, state.records.make(reader, source));
-  return result;
+int read_record(ViewState &state, const char *who, unsigned tables, Record *record,
+                const Read &read) {
+  if (record == nullptr) return fail(who, "%s", kNoRecord);
+  const ReadingName name{who, kTablesUnreadable, kTablesUnreadable};
+  return read_rows_quietly(state.database, name, tables, [&](TreeReader &reader) {
+    Source source;
+    const int result = read(reader, source);
+    if (result != 0) return result;
+    state.records.replace(*record, state.records.make(reader, source));
+    return 0;
+  });
+}
+
+/* Reads the record of an id, which read(reader, source) looks up, into a new one; null when
+ * there is no such row, or after a failure. */
+template <class Source, class Read>
+auto find_record(ViewState &state, const ReadingName &name, const Read &read) {
+  decltype(state.records.make(std::declval<TreeReader &>(), Source()).get()) found =
+      nullptr;
+  read_rows_quietly(state.database, name, kReadList, [&](TreeReader &reader) {
+    Source source;
+    const int result = read(reader, source);
+    if (result == kNoRow) return 0;
+    if (result != 0) return kFailed;
+    found = state.records.make(reader, source).release();
+    return 0;
+  });
+  return found;
 }
 
 /* The associations of an origin; rows that cannot be read are left out with result 10. */
 int read_associations(ViewState &state, TreeReader &reader, KSEVOrigin &origin) {
-  MessagesOfFailure messages;
   EVOrigin source;
   source.orid = origin.orid;
-  const int result = messages.note(reader.read_associations(source));
-  if (result < 0) return view_failure("refreshAssociations", "cannot read the tables");
+  const int result = reader.read_associations(source);
+  if (result < 0) return result;
   ViewRecords &records = state.records;
   records.replace(origin.associations,
                   records.make_list<KSEVAssociation>(reader, source.associations));
@@ -78,12 +84,28 @@ int read_associations(ViewState &state, TreeReader &reader, KSEVOrigin &origin) 
 }  // namespace ksutil::events
 
 using namespace ksutil::events;
+using ksutil::fail;
 
 int KSEventView::refreshEvents(Tbl **events) {
+  constexpr const char *kWho = "KSEventView::refreshEvents";
+  if (events == nullptr) return fail(kWho, "no place for the list is given");
   Fallbacks fallbacks;
+  const ReadingName name{kWho, kTablesUnreadable, "refreshEvent() error"};
   const int result =
-      with_tables(*state_, {"refreshEvents"}, bind_list, [&](TreeReader &reader) {
-        return read_event_list(*state_, reader, fallbacks, *events);
+      read_rows(state_->database, name, kReadList, [&](TreeReader &reader) {
+        auto list = state_->records.new_list<KSEVEvent>();
+        MessagesOfFailure messages;
+        long order = 0;
+        for (long recno = 0; recno < reader.event_count(); recno++) {
+          EVEvent event;
+          const int read = messages.note(reader.read_event(recno, event, &order));
+          if (read < 0) return read;
+          if (read != 0) continue;
+          fallbacks.note(event);
+          ViewRecords::push(list, state_->records.make(reader, event));
+        }
+        *events = list.release();
+        return 0;
       });
   fallbacks.complain();
   return result;
@@ -92,30 +114,32 @@ int KSEventView::refreshEvents(Tbl **events) {
 int KSEventView::refreshEvent(long recno, KSEVEvent *event, long *order) {
   Fallbacks fallbacks;
   const int result =
-      with_record(*state_, {"refreshEvent"}, event, bind_list, [&](TreeReader &reader) {
-        return read_row<EVEvent>(
-            *state_, "refreshEvent", reader, *event, [&](EVEvent &source) {
-              const int read = reader.read_event(recno, source, order);
-              if (read == 0) fallbacks.note(source);
-              return read;
-            });
-      });
+      read_record<EVEvent>(*state_, "KSEventView::refreshEvent", kReadList, event,
+                           [&](TreeReader &reader, EVEvent &source) {
+                             const int read = reader.read_event(recno, source, order);
+                             if (read == 0) fallbacks.note(source);
+                             return read;
+                           });
   fallbacks.complain();
   return result;
 }
 
 int KSEventView::refreshOrigin(long recno, KSEVOrigin *origin) {
-  return with_record(
-      *state_, {"refreshOrigin"}, origin, bind_list, [&](TreeReader &reader) {
-        return read_row<EVOrigin>(
-            *state_, "refreshOrigin", reader, *origin,
-            [&](EVOrigin &source) { return reader.read_origin(recno, source); });
-      });
+  return read_record<EVOrigin>(*state_, "KSEventView::refreshOrigin", kReadList, origin,
+                               [&](TreeReader &reader, EVOrigin &source) {
+                                 return reader.read_origin(recno, source);
+                               });
 }
 
 int KSEventView::refreshAssociations(KSEVEvent *event) {
-  return with_record(
-      *state_, {"refreshAssociations"}, event, bind_all, [&](TreeReader &reader) {
+  constexpr const char *kWho = "KSEventView::refreshAssociations";
+  if (event == nullptr) return fail(kWho, "%s", kNoRecord);
+  for (long i = 0; i < counttbl(event->origins); i++) {
+    if (gettbl(event->origins, i) == nullptr) return fail(kWho, "%s", kNoRecord);
+  }
+  const ReadingName name{kWho, kTablesUnreadable, kTablesUnreadable};
+  return read_rows_quietly(
+      state_->database, name, kReadList | kReadExpansion, [&](TreeReader &reader) {
         int result = 0;
         for (long i = 0; i < counttbl(event->origins) && result >= 0; i++) {
           auto &origin = *static_cast<KSEVOrigin *>(gettbl(event->origins, i));
@@ -126,38 +150,42 @@ int KSEventView::refreshAssociations(KSEVEvent *event) {
 }
 
 int KSEventView::refreshAssociations(KSEVOrigin *origin) {
-  return with_record(
-      *state_, {"refreshAssociations"}, origin, bind_all,
+  constexpr const char *kWho = "KSEventView::refreshAssociations";
+  if (origin == nullptr) return fail(kWho, "%s", kNoRecord);
+  const ReadingName name{kWho, kTablesUnreadable, kTablesUnreadable};
+  return read_rows_quietly(
+      state_->database, name, kReadList | kReadExpansion,
       [&](TreeReader &reader) { return read_associations(*state_, reader, *origin); });
 }
 
 int KSEventView::refreshAssociation(KSEVOrigin *origin, long recno,
                                     KSEVAssociation *association) {
-  constexpr const char *kName = "refreshAssociation";
-  return with_record(*state_, {kName}, association, bind_all, [&](TreeReader &reader) {
-    bool strange = false;
-    const int result = read_row<EVAssociation>(
-        *state_, kName, reader, *association, [&](EVAssociation &source) {
-          const int read = reader.read_association(recno, source);
-          int64_t orid = -1;
-          if (read != 0 || origin == nullptr) return read;
-          strange = !reader.assoc_columns().orid.read(source.record_assoc, orid) ||
-                    orid != origin->orid;
-          return strange ? kUnreadable : 0;
-        });
-    return strange ? view_failure(kName, "the row is of another origin") : result;
-  });
+  constexpr const char *kWho = "KSEventView::refreshAssociation";
+  bool strange = false;
+  const int result = read_record<EVAssociation>(
+      *state_, kWho, kReadList | kReadExpansion, association,
+      [&](TreeReader &reader, EVAssociation &source) {
+        const int read = reader.read_association(recno, source);
+        if (read != 0 || origin == nullptr) return read;
+        int64_t orid = -1;
+        strange = !reader.assoc_columns().orid.read(source.record_assoc, orid) ||
+                  orid != origin->orid;
+        return strange ? kUnreadable : 0;
+      });
+  return strange ? fail(kWho, "the row is of another origin") : result;
 }
 
 int KSEventView::refreshStamags(KSEVMagnitude *magnitude) {
-  return with_record(
-      *state_, {"refreshStamags"}, magnitude, bind_all, [&](TreeReader &reader) {
-        MessagesOfFailure messages;
-        EVMagnitude source;
+  constexpr const char *kWho = "KSEventView::refreshStamags";
+  if (magnitude == nullptr) return fail(kWho, "%s", kNoRecord);
+  const ReadingName name{kWho, kTablesUnreadable, kTablesUnreadable};
+  return read_rows_quietly(
+      state_->database, name, kReadList | kReadExpansion, [&](TreeReader &reader) {
         if (magnitude->record_netmag == nullptr) return kUnreadable;
+        EVMagnitude source;
         source.record_netmag = magnitude->record_netmag;
-        const int result = messages.note(reader.read_stamags(source));
-        if (result < 0) return view_failure("refreshStamags", "cannot read the tables");
+        const int result = reader.read_stamags(source);
+        if (result < 0) return result;
         ViewRecords &records = state_->records;
         records.replace(magnitude->stamags,
                         records.make_list<KSEVStamag>(reader, source.stamags));
@@ -166,49 +194,32 @@ int KSEventView::refreshStamags(KSEVMagnitude *magnitude) {
 }
 
 int KSEventView::refreshStamag(long recno, KSEVStamag *stamag) {
-  return with_record(
-      *state_, {"refreshStamag"}, stamag, bind_all, [&](TreeReader &reader) {
-        return read_row<EVStamag>(
-            *state_, "refreshStamag", reader, *stamag,
-            [&](EVStamag &source) { return reader.read_stamag(recno, source); });
-      });
+  return read_record<EVStamag>(*state_, "KSEventView::refreshStamag",
+                               kReadList | kReadExpansion, stamag,
+                               [&](TreeReader &reader, EVStamag &source) {
+                                 return reader.read_stamag(recno, source);
+                               });
 }
 
 KSEVEvent *KSEventView::findEvid(long evid) {
   Fallbacks fallbacks;
-  KSEVEvent *found = nullptr;
-  with_tables(*state_, {"findEvid", "dbmatches(event) error"}, bind_list,
-              [&](TreeReader &reader) {
-                MessagesOfFailure messages;
-                EVEvent source;
-                const int result = reader.read_event_of(evid, 0, source);
-                if (result == kNoRow) return 0;
-                if (result != 0) {
-                  messages.note(kFailed);
-                  return view_failure("findEvid", "refreshEvent() error");
-                }
-                fallbacks.note(source);
-                found = state_->records.make(reader, source).release();
-                return 0;
-              });
+  KSEVEvent *const found = find_record<EVEvent>(
+      *state_,
+      {"KSEventView::findEvid", "dbmatches(event) error", "refreshEvent() error"},
+      [&](TreeReader &reader, EVEvent &source) {
+        const int result = reader.read_event_of(evid, 0, source);
+        if (result == 0) fallbacks.note(source);
+        return result;
+      });
   fallbacks.complain();
   return found;
 }
 
 KSEVOrigin *KSEventView::findOrid(long orid) {
-  KSEVOrigin *found = nullptr;
-  with_tables(*state_, {"findOrid", "dbmatches(origin) error"}, bind_list,
-              [&](TreeReader &reader) {
-                MessagesOfFailure messages;
-                EVOrigin source;
-                const int result = reader.read_origin_of(orid, source);
-                if (result == kNoRow) return 0;
-                if (result != 0) {
-                  messages.note(kFailed);
-                  return view_failure("findOrid", "refreshOrigin() error");
-                }
-                found = state_->records.make(reader, source).release();
-                return 0;
-              });
-  return found;
+  return find_record<EVOrigin>(
+      *state_,
+      {"KSEventView::findOrid", "dbmatches(origin) error", "refreshOrigin() error"},
+      [&](TreeReader &reader, EVOrigin &source) {
+        return reader.read_origin_of(orid, source);
+      });
 }

@@ -6,14 +6,14 @@
 #include <string>
 
 #include "events/database/internal/row_columns.h"
-#include "events/view/internal/view_reading.h"
+#include "platform/elog/failure.h"
 #include "platform/geo/geo.h"
 #include "platform/stock/text.h"
 
 namespace ksutil::events {
 namespace {
 
-constexpr const char *kName = "lookupStation";
+constexpr const char *kWho = "KSEventView::lookupStation";
 
 /* A travel time from the expression language; false with a message.  Distances and depths
  * without one leave `arrival` as it is. */
@@ -24,8 +24,7 @@ bool predict(Dbptr db, const char *function, const KSEVOriginStation &station,
   double seconds = 0.0;
   const int result = dbex_evalstr(db, text.c_str(), dbexREAL, &seconds);
   if (result < 0) {
-    view_failure(kName, ("dbex_evalstr(" + text + ") error").c_str());
-    return false;
+    return fail(kWho, "dbex_evalstr(%s) error", text.c_str());
   }
   if (result == 0) arrival = origin.time + seconds;
   return true;
@@ -64,10 +63,10 @@ StationPtr make_station(ViewState &state, TreeReader &reader, const KSEVOrigin &
     }
   }
   if (result != 0) {
-    view_failure(kName, "dbgetv(site) error");
+    fail(kWho, "dbgetv(site) error");
     return nullptr;
   }
-  if (!see_from(state.db, origin, *station)) return nullptr;
+  if (!see_from(state.database.handle(), origin, *station)) return nullptr;
   return station;
 }
 
@@ -83,7 +82,7 @@ int look_up_station(ViewState &state, TreeReader &reader, KSEVOrigin &origin,
   if (known == nullptr) {
     if (origin.stations == nullptr) origin.stations = newarr(nullptr);
     if (origin.stations == nullptr) {
-      return view_failure(kName, "newarr(origin->stations) error");
+      return fail(kWho, "newarr(origin->stations) error");
     }
     try {
       StationPtr made = make_station(state, reader, origin, sta, time);
@@ -92,7 +91,7 @@ int look_up_station(ViewState &state, TreeReader &reader, KSEVOrigin &origin,
       if (containsarr(origin.stations, sta) == 0) throw std::bad_alloc();
       known = made.release();
     } catch (const std::bad_alloc &) {
-      return view_failure(kName, "malloc(KSEVOriginStation) error");
+      return fail_memory_for(kWho, "KSEVOriginStation");
     }
   }
   station = known;

@@ -1,5 +1,6 @@
 #include "events/view/internal/view_records.h"
 
+#include <cerrno>
 #include <cstdlib>
 #include <new>
 
@@ -14,6 +15,11 @@ void *KSEVRecord::operator new(std::size_t bytes) {
 void KSEVRecord::operator delete(void *record) { std::free(record); }
 
 namespace ksutil::events {
+
+Failure fail_memory_for(const char *who, const char *record) {
+  errno = ENOMEM;
+  return fail_errno(who, "malloc(%s) error", record);
+}
 
 char *new_text(std::string_view text) {
   auto *const copy = static_cast<char *>(ks_malloc(text.size() + 1));

@@ -10,7 +10,7 @@
 #include <mutex>
 #include <vector>
 
-#include "events/server/internal/fair_lock.h"
+#include "events/database/internal/fair_lock.h"
 #include "events/server/internal/published.h"
 #include "tests/events/bare_server.h"
 

@@ -269,6 +269,55 @@ TEST_F(ViewReading, AnEventWithoutOriginsFailsWhereOneIsNeeded) {
   view.freeEvent(event);
 }
 
+TEST_F(ViewReading, FailsForEveryOtherMissingRecordToo) {
+  KSEVOrigin *origin = view.findOrid(11);
+  KSEVDetection *const no_detection = nullptr;
+  EXPECT_EQ(view.lookupStation(no_detection, "AAA", origin), -1);
+  EXPECT_EQ(view.lookupStation(origin, nullptr, kTime, nullptr), -1);
+  EXPECT_EQ(view.refreshStamags(nullptr), -1);
+  EXPECT_EQ(view.refreshEvents(nullptr), -1);
+  EXPECT_EQ(view.refreshDetections(nullptr, kTime, 10.0), -1);
+  EXPECT_EQ(view.checkChanges(nullptr), -1);
+  KSEVEvent *event = view.findEvid(1);
+  pushtbl(event->origins, nullptr);
+  EXPECT_EQ(view.refreshAssociations(event), -1);
+  EXPECT_EQ(records<KSEVOrigin>(event->origins)[0]->associations, nullptr);
+  Tbl *events = newtbl(2);
+  pushtbl(events, event);
+  pushtbl(events, nullptr);
+  EXPECT_EQ(view.sortEvents(events, 0), -1);
+  EXPECT_EQ(gettbl(events, 0), event);
+  EXPECT_EQ(taken_messages(),
+            "KSEventView::lookupStation: no record is given.\n"
+            "KSEventView::lookupStation: no station is given.\n"
+            "KSEventView::refreshStamags: no record is given.\n"
+            "KSEventView::refreshEvents: no place for the list is given.\n"
+            "KSEventView::refreshDetections: no place for the list is given.\n"
+            "KSEventView::checkChanges: no place for the changes is given.\n"
+            "KSEventView::refreshAssociations: no record is given.\n"
+            "KSEventView::sortEvents: no record is given.\n");
+  view.freeEvents(events);
+  view.freeOrigin(origin);
+}
+
+/* Whoever compares load dates must not see an undated origin change when it has not. */
+TEST_F(ViewReading, AnOriginWithoutALoadDateHasNoneInItsView) {
+  constexpr double kNone = -9999999999.999;
+  db.add_origin(31, 3, kTime, kNone);
+  db.add_origin(32, 3, kTime, kNone);
+  db.add_mt(32, kNone);
+  db.add_origin(33, 3, kTime, kNone);
+  db.add_mt(33, 1500.0);
+  for (const auto &[orid, expected] :
+       {std::pair(31L, kNone), std::pair(32L, kNone), std::pair(33L, 1500.0)}) {
+    KSEVOrigin *origin = view.findOrid(orid);
+    ASSERT_NE(origin, nullptr);
+    EXPECT_EQ(origin->lddate_origin, kNone);
+    EXPECT_EQ(origin->lddate_origin_view, expected) << orid;
+    view.freeOrigin(origin);
+  }
+}
+
 TEST_F(ViewReading, SortsByTimeThenEvid) {
   Tbl *events = newtbl(0);
   const std::pair<double, long> keys[] = {{5, 3}, {5, 1}, {4, 9}, {6, 2}};

@@ -12,6 +12,7 @@
 #include "events/database/internal/row_result.h"
 #include "events/database/internal/site_index.h"
 #include "events/database/internal/time_index.h"
+#include "events/database/internal/watched_database.h"
 #include "events/reading/internal/preferred_magnitudes.h"
 #include "events/records.h"
 #include "events/vars.h"
@@ -23,13 +24,19 @@ namespace ksutil::events {
 /* What asking for an evid or an orid gives that no row has. */
 inline constexpr int kNoRow = 1;
 
-/* What reading needs of whoever owns the database handle, and outlives the reader. */
+/* What reading needs of the owner of a database handle, and outlives the reader. */
 struct ReadingSource {
   const char *owner;  // the class in whose name failures are reported
   EVVars &vars;       // the tables, the keys and the rules
   SiteIndex &sites;   // these two are kept from one reading to the next
   TimeIndex &detection_times;
 };
+
+/* The tables that a reading needs, to be added up. */
+inline constexpr unsigned kReadList = 1;       // of events and origins
+inline constexpr unsigned kReadExpansion = 2;  // of what expanded events have besides
+inline constexpr unsigned kReadDetections = 4;
+inline constexpr unsigned kReadSites = 8;  // contained in the two before
 
 /* The snapshots of the tables that make up the event list. */
 struct ListSnapshots {
@@ -64,10 +71,13 @@ struct ReadTable {
 class TreeReader {
  public:
   explicit TreeReader(ReadingSource source) : source_(source) {}
+  explicit TreeReader(WatchedDatabase &database)
+      : source_{database.owner().name, database.vars(), database.sites(),
+                database.detection_times()} {}
 
-  /* Takes the snapshots for events and origins, for what expanded events have besides
-   * (with their detections or without), for detections, or for sites alone; false with a
-   * message. */
+  /* Takes the snapshots of the tables that a sum of kRead... names; false with a message.
+   * May be called again for more tables. */
+  bool bind(unsigned tables);
   bool bind_list();
   bool bind_expansion(bool detections);
   bool bind_detections();

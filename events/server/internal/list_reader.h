@@ -11,7 +11,7 @@
 #include "core/Table.h"
 #include "events/reading/internal/tree_reader.h"
 #include "events/records.h"
-#include "events/server/internal/fair_lock.h"
+#include "events/database/internal/fair_lock.h"
 #include "events/server/internal/list_follower.h"
 
 namespace ksutil::events {

@@ -17,8 +17,8 @@
 #include <string>
 
 #include "events/command.h"
+#include "events/database/internal/fair_lock.h"
 #include "events/server/internal/clients.h"
-#include "events/server/internal/fair_lock.h"
 #include "events/server/internal/list_follower.h"
 #include "events/server/internal/published.h"
 #include "events/server/internal/threads.h"

@@ -1,4 +1,4 @@
-/* Making, counting and freeing the records of a view. */
+/* ViewRecords: makes, counts and frees the records of a view. */
 #ifndef KSUTIL_EVENTS_VIEW_INTERNAL_VIEW_RECORDS_H
 #define KSUTIL_EVENTS_VIEW_INTERNAL_VIEW_RECORDS_H
 
@@ -10,8 +10,12 @@
 #include "events/kseventview.h"
 #include "events/reading/internal/tree_reader.h"
 #include "events/records.h"
+#include "platform/elog/failure.h"
 
 namespace ksutil::events {
+
+/* Registers "<who>: malloc(<record>) error.\n" as fail_memory does. */
+Failure fail_memory_for(const char *who, const char *record);
 
 /* A new text; throws std::bad_alloc. */
 char *new_text(std::string_view text);

@@ -9,7 +9,7 @@
 #include <string_view>
 #include <vector>
 
-#include "events/server/internal/fair_lock.h"
+#include "events/database/internal/fair_lock.h"
 #include "events/server/internal/server_state.h"
 #include "platform/db/db.h"
 #include "platform/db/snapshot.h"
