@@ -1,15 +1,15 @@
 /* EVVars: the tables that a server watches, its match keys and its magnitude rules.
  *
- * The server and every view own one.  A program may make one of its own and match with its
- * keys:
+ * The server and every view own one.  A program may make one of its own and match with
+ * its keys:
  *
  *     EVVars vars;
  *     EVMatch &key = vars.site_sta;
  *     Tbl *rows = nullptr;
  *     dbmatches(arrival_row, site, &key.kpattern, &key.tpattern, &key.hook, &rows);
  *
- * Threads: one thread at a time for each object, reading included, since dbmatches writes
- * to a key's hook. */
+ * Threads: one thread at a time for each object, reading included, since dbmatches
+ * writes to a key's hook. */
 #ifndef KSUTIL_EVENTS_VARS_H
 #define KSUTIL_EVENTS_VARS_H
 
@@ -25,8 +25,8 @@
 #include "platform/stock/hook.h"
 #include "platform/stock/tbl.h"
 
-/* The bookkeeping of one watched table.  A view sets `name`, `db`, `count` and `filetime`
- * only. */
+/* The bookkeeping of one watched table.  A view sets `name`, `db`, `count` and
+ * `filetime` only. */
 struct EVTable {
   std::string name;
   Dbptr db = dbinvalid();   // invalid while no database is open
@@ -38,10 +38,10 @@ struct EVTable {
   int64_t record_size = 0;        // bytes, newline included
 };
 
-/* A reusable key for dbmatches: the fields of the key record, the fields of the table, and
- * the index that dbmatches keeps.  Owns all three; a copy has lists of its own and no hook.
- * Making and copying throw std::bad_alloc, and an assignment that throws leaves its target
- * as it was. */
+/* A reusable key for dbmatches: the fields of the key record, the fields of the table,
+ * and the index that dbmatches keeps.  Owns all three; a copy has lists of its own and
+ * no hook.  Making and copying throw std::bad_alloc, and an assignment that throws
+ * leaves its target as it was. */
 struct KSUTIL_API EVMatch {
   EVMatch() = default;
   EVMatch(std::initializer_list<const char *> key,
@@ -84,8 +84,8 @@ struct KSUTIL_API EVVars {
   EVMatch arrival_sta;      // the same at a station
   EVMatch wfdisc_stachan;   // span of a scratch wfdisc at sta, chan in wfdisc
 
-  /* Part of the record for programs; the library itself finds these rows by indexes of its
-   * own, or does not read them. */
+  /* Part of the record for programs; the library itself finds these rows by indexes of
+   * its own, or does not read them. */
   EVMatch detection_origin;     // 10 s before to 1800 s after an origin in detection
   EVMatch detection_window;     // span of a scratch wfdisc in detection
   EVMatch detection_stachan;    // the same at a station and channel
@@ -96,8 +96,8 @@ struct KSUTIL_API EVVars {
   Table<EVPreferredMagnitude> rules;  // the active preferred-magnitude rules
 };
 
-/* The watched tables, in the order in which they are opened.  wfmeas and calibration are
- * opened and watched, but no reading of the library uses their rows. */
+/* The watched tables, in the order in which they are opened.  wfmeas and calibration
+ * are opened and watched, but no reading of the library uses their rows. */
 inline constexpr const char *kEVTableNames[] = {
     "event",  "origin", "origerr", "assoc",     "arrival", "wfmeas",     "netmag",
     "stamag", "mt",     "site",    "detection", "wfdisc",  "calibration"};

@@ -11,7 +11,7 @@ namespace ksutil::events {
 bool SiteIndex::follow(const std::shared_ptr<const db::Snapshot> &sites) {
   if (sites_ == sites) return true;
   epochs_.clear();
-  sites_ = nullptr;  // until it is done: it may end half way
+  sites_ = nullptr;  // until the index is complete
   if (sites == nullptr) return true;
   MessagesOfFailure messages;
   const SiteColumns columns(sites->layout());

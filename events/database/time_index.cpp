@@ -15,7 +15,7 @@ bool TimeIndex::follow(const std::shared_ptr<const db::Snapshot> &rows) {
   if (rows_ != nullptr && rows != nullptr) {
     changes = db::changes_between(*rows_, *rows);
   }
-  rows_ = nullptr;  // until it is done: it may end half way
+  rows_ = nullptr;  // until the index is complete
   const bool grown = changes.known && changes.changed.empty();
   if (!grown) entries_.clear();
   if (rows == nullptr) return true;
@@ -37,7 +37,7 @@ void TimeIndex::add(const db::Snapshot &rows, long from) {
     }
     entries_.push_back(entry);
   }
-  /* Rows mostly come in the order of their times, and then both steps are cheap. */
+  /* Rows are mostly in the order of their times; both steps are then cheap. */
   const auto middle = entries_.begin() + old_size;
   if (!std::is_sorted(middle, entries_.end())) std::sort(middle, entries_.end());
   if (old_size > 0 && middle != entries_.end() && *middle < *(middle - 1)) {

@@ -15,8 +15,8 @@ struct FreeTexts {
 };
 using Texts = std::unique_ptr<Tbl, FreeTexts>;
 
-/* Throws std::bad_alloc.  A null list would make dbmatches choose its own fields and match
- * the wrong rows. */
+/* Throws std::bad_alloc.  A null list would make dbmatches choose its own fields and
+ * match the wrong rows. */
 Texts new_list(long size) {
   Texts list(newtbl(size));
   if (list == nullptr) throw std::bad_alloc();

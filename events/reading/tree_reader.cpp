@@ -5,9 +5,9 @@
 #include <algorithm>
 #include <string>
 
-#include "core/register.h"
 #include "platform/clock/clock.h"
 #include "platform/db/access.h"
+#include "platform/elog/elog.h"
 
 namespace ksutil::events {
 
@@ -138,8 +138,8 @@ int TreeReader::read_event(long recno, EVEvent &event, long *order) {
     origin_rows_.emplace_back(lddate, origin);
   }
   if (origin_rows_.empty()) return 0;
-  /* Stable: rows of one load date keep their order, or the preferred origin would jump
-   * from refresh to refresh. */
+  /* A stable sort keeps the order of rows with the same load date; otherwise the
+   * preferred origin could change with every refresh. */
   if (origin_rows_.size() > 1) {
     std::stable_sort(origin_rows_.begin(), origin_rows_.end(),
                      [](const auto &a, const auto &b) { return a.first < b.first; });
@@ -152,7 +152,7 @@ int TreeReader::read_event(long recno, EVEvent &event, long *order) {
     EVOrigin &origin = *event.origins.ptr(i);
     const int result = read_origin(origin_recno, origin);
     if (result < 0) {
-      ks_register_error(0, "%s::refreshEvent: refreshOrigin() error.\n", source_.owner);
+      elog_log(0, "%s::refreshEvent: refreshOrigin() error.\n", source_.owner);
     }
     if (result != 0) return result;
     if (origin.orid == event.prefor) {
@@ -277,9 +277,9 @@ int TreeReader::add_own_magnitudes(std::string_view row, int64_t evid,
   return 0;
 }
 
-/* The row that netmag would have for an origin's own magnitude.  It has no load date of
- * its own: reading it twice gives the same text, or every refresh would see a change.  A
- * number that netmag's fields cannot hold stays null there. */
+/* The synthetic netmag row of an origin's own magnitude.  Its load date stays null, so
+ * that reading it twice gives the same text; otherwise every refresh would see a
+ * change.  A number that does not fit a field of netmag stays null there. */
 db::RowText TreeReader::own_magnitude_row(int64_t magid, int64_t orid, int64_t evid,
                                           const EVMagnitude &magnitude) {
   const db::Relation &layout = netmag_.rows->layout();

@@ -10,7 +10,8 @@
 namespace ksutil::events {
 namespace {
 
-/* An origin's detections are looked for from before its time to the last body waves, s. */
+/* The detections of an origin: from shortly before its time until its last body waves
+ * have arrived, s. */
 constexpr double kDetectionsBefore = 10.0;
 constexpr double kDetectionsAfter = 1800.0;
 

@@ -4,7 +4,7 @@
 #include <utility>
 
 #include "core/register.h"
-#include "events/reading/internal/preferred_magnitudes.h"
+#include "events/reading/internal/magnitude_rules.h"
 #include "events/server/internal/live_servers.h"
 #include "events/server/internal/server_state.h"
 #include "events/server/internal/threads.h"

@@ -2,7 +2,7 @@
 #include <utility>
 
 #include "events/evserver.h"
-#include "events/reading/internal/preferred_magnitudes.h"
+#include "events/reading/internal/magnitude_rules.h"
 #include "events/records/internal/compare.h"
 #include "events/records/internal/print.h"
 #include "events/records/internal/print_differences.h"

@@ -17,7 +17,8 @@ constexpr const char *kRefresh = "KSEventView::refreshDetections";
 constexpr const char *kLookUpStation = "KSEventView::lookupStation";
 using DetectionPtr = ViewRecords::Ptr<KSEVDetection>;
 
-/* How far a detection is from what was predicted; what cannot be told is farthest. */
+/* The distance of a detection from its predicted time; greatest without a
+ * prediction. */
 double misfit(const KSEVDetection &detection) {
   constexpr double kFarthest = 1e30;
   if (detection.presidual != kNoValue) return std::abs(detection.presidual);
@@ -25,8 +26,8 @@ double misfit(const KSEVDetection &detection) {
   return kFarthest;
 }
 
-/* Collects the detections of an origin: all of them, or the best of each station in the
- * place of its first. */
+/* Collects the detections of an origin: all of them, or the best of each station, which
+ * takes the place of the first of that station. */
 class Collection {
  public:
   explicit Collection(bool best) : best_(best) {}
@@ -56,7 +57,8 @@ class Collection {
 };
 
 /* Reads rows and hands those of a signal to `visit`, which returns a negative number to
- * end the reading.  Rows that cannot be read are reported and left out with result 10. */
+ * end the reading.  Rows that cannot be read are reported and left out with result
+ * 10. */
 template <class Visit>
 int each_signal(TreeReader &reader, const std::vector<long> &rows, const Visit &visit) {
   int result = 0;

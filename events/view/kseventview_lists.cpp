@@ -65,7 +65,7 @@ int KSEventView::sortEvents(Tbl *events, long order) {
                        if (order != 0) std::swap(a, b);
                        return kseventview_compare_events(a, b) < 0;
                      });
-    /* Overwrites what is there, so that nothing can fail half way. */
+    /* Overwriting entries cannot fail half way. */
     for (std::size_t i = 0; i < sorted.size(); i++) {
       settbl(events, static_cast<long>(i), sorted[i]);
     }

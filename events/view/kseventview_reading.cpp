@@ -10,8 +10,9 @@ namespace {
 
 constexpr const char *kNoRecord = "no record is given";
 
-/* Collects the events whose preferred origin is missing.  They are complained about after
- * the reading, because a complaint prints, and the database must not wait for a terminal. */
+/* Collects the events whose preferred origin is missing.  They are complained about
+ * after the reading, because a complaint prints, and the database must not wait for a
+ * terminal. */
 class Fallbacks {
  public:
   void note(const EVEvent &event) {
@@ -51,8 +52,8 @@ int read_record(ViewState &state, const char *who, unsigned tables, Record *reco
   });
 }
 
-/* Reads the record of an id, which read(reader, source) looks up, into a new one; null when
- * there is no such row, or after a failure. */
+/* Reads the record of an id, which read(reader, source) looks up, into a new one; null
+ * when there is no such row, or after a failure. */
 template <class Source, class Read>
 auto find_record(ViewState &state, const ReadingName &name, const Read &read) {
   decltype(state.records.make(std::declval<TreeReader &>(), Source()).get()) found =
@@ -68,7 +69,8 @@ auto find_record(ViewState &state, const ReadingName &name, const Read &read) {
   return found;
 }
 
-/* The associations of an origin; rows that cannot be read are left out with result 10. */
+/* The associations of an origin; rows that cannot be read are left out with result
+ * 10. */
 int read_associations(ViewState &state, TreeReader &reader, KSEVOrigin &origin) {
   EVOrigin source;
   source.orid = origin.orid;

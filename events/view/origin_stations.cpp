@@ -15,8 +15,8 @@ namespace {
 
 constexpr const char *kWho = "KSEventView::lookupStation";
 
-/* A travel time from the expression language; false with a message.  Distances and depths
- * without one leave `arrival` as it is. */
+/* Predicts an arrival by a function of the expression language; false with a message.
+ * A distance or depth without a travel time leaves `arrival` as it is. */
 bool predict(Dbptr db, const char *function, const KSEVOriginStation &station,
              const KSEVOrigin &origin, double &arrival) {
   const double depth = origin.depth == kNoValue ? 0.0 : origin.depth;
@@ -30,7 +30,8 @@ bool predict(Dbptr db, const char *function, const KSEVOriginStation &station,
   return true;
 }
 
-/* Distance, azimuth and predicted times, when both ends have a position. */
+/* Computes distance, azimuth and predicted times, if origin and station have a
+ * position; false with a message. */
 bool see_from(Dbptr db, const KSEVOrigin &origin, KSEVOriginStation &station) {
   if (origin.lat == kNoValue || origin.lon == kNoValue || station.lat == kNoValue ||
       station.lon == kNoValue) {
@@ -47,7 +48,8 @@ bool see_from(Dbptr db, const KSEVOrigin &origin, KSEVOriginStation &station) {
          predict(db, "stime", station, origin, station.stime);
 }
 
-/* The station of an origin, which is not in its tree yet; null with a message. */
+/* Makes the record of a station that is not in the origin's tree yet; null with a
+ * message. */
 StationPtr make_station(ViewState &state, TreeReader &reader, const KSEVOrigin &origin,
                         const char *sta, double time) {
   StationPtr station = new_station(sta);

@@ -55,7 +55,8 @@ bool ViewMonitor::go_on(MonitorSettings &settings) {
   return true;
 }
 
-/* The thread has been told to leave, or has left, and no other can be made meanwhile. */
+/* The thread has been told to leave, or has left, and no other can be made
+ * meanwhile. */
 void ViewMonitor::join() {
   if (made_) pthread_join(thread_, nullptr);
   made_ = false;

@@ -45,7 +45,8 @@ void FreeStation::operator()(KSEVOriginStation *station) const {
 
 namespace {
 
-/* A text or real field of a row that has been read before; that of no row is its null. */
+/* The text or real field of a row that has been read before; "" or untouched for an
+ * empty row or a null field. */
 template <class Column>
 char *field_text(const Column &column, std::string_view row) {
   std::string_view value;

@@ -1,6 +1,6 @@
 #include "events/view/internal/view_state.h"
 
-#include "events/reading/internal/preferred_magnitudes.h"
+#include "events/reading/internal/magnitude_rules.h"
 
 namespace ksutil::events {
 namespace {

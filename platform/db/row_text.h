@@ -1,12 +1,13 @@
 /* RowText: the text of a database row, in memory that rows share.
  *
- * A RowText is a piece of an immutable, reference-counted Block: copying it copies no text,
- * and it outlives the table and the database that it came from.  It does for its users what
- * a const std::string does: it compares, prints, concatenates, hashes and converts.
+ * A RowText is a piece of an immutable, reference-counted Block: copying it copies no
+ * text, and it outlives the table and the database that it came from.  It does for its
+ * users what a const std::string does: it compares, prints, concatenates, hashes and
+ * converts.
  *
- * Threads: as of std::string, a RowText that no thread changes may be read by several, also
- * by c_str(); and different RowTexts of one block may be changed and freed by different
- * threads. */
+ * Threads: as of std::string, a RowText that no thread changes may be read by several,
+ * also by c_str(); and different RowTexts of one block may be changed and freed by
+ * different threads. */
 #ifndef KSUTIL_PLATFORM_DB_ROW_TEXT_H
 #define KSUTIL_PLATFORM_DB_ROW_TEXT_H
 
@@ -26,8 +27,8 @@
 
 namespace ksutil::db {
 
-/* Handles to one Block of memory; the last handle frees it.  Bytes that a RowText shows are
- * never changed.  Counting is safe from any thread. */
+/* Handles to one Block of memory; the last handle frees it.  Bytes that a RowText shows
+ * are never changed.  Counting is safe from any thread. */
 class KSUTIL_API BlockPtr {
  public:
   BlockPtr() = default;
@@ -55,13 +56,14 @@ class KSUTIL_API BlockPtr {
             header_->copies.load(std::memory_order_acquire) != nullptr);
   }
   const char *data() const { return reinterpret_cast<const char *>(header_ + 1); }
-  /* For bytes that no RowText shows yet, or all of them when the block is not shared(). */
+  /* For bytes that no RowText shows yet, or all of them when the block is not
+   * shared(). */
   char *fill() { return reinterpret_cast<char *>(header_ + 1); }
 
-  /* A piece of a block that is not null, with a NUL behind it: the piece itself in a block
-   * of texts, else a copy, made once, that the block keeps until it is freed (what follows
-   * a row in its block may change at any time).  Safe from any thread; throws
-   * std::bad_alloc. */
+  /* A piece of a block that is not null, with a NUL behind it: the piece itself in a
+   * block of texts, else a copy, made once, that the block keeps until it is freed
+   * (what follows a row in its block may change at any time).  Safe from any thread;
+   * throws std::bad_alloc. */
   const char *with_nul(std::uint32_t offset, std::uint32_t length) const {
     const char *const piece = data() + offset;
     const bool in_place = header_->of_texts &&
@@ -113,8 +115,8 @@ class KSUTIL_API RowText {
   static constexpr std::size_t npos = std::string_view::npos;
 
   RowText() = default;
-  /* Copy the text into a block of its own; null is an empty text.  Throw std::bad_alloc,
-   * and std::length_error from 4 GiB on. */
+  /* Copy the text into a block of its own; null is an empty text.  Throw
+   * std::bad_alloc, and std::length_error from 4 GiB on. */
   RowText(std::string_view text);
   RowText(const std::string &text) : RowText(std::string_view(text)) {}
   RowText(const char *text)
@@ -141,7 +143,8 @@ class KSUTIL_API RowText {
   }
   ~RowText() = default;
 
-  /* The text in place, without a copy, valid while a RowText of the same block lives. */
+  /* The text in place, without a copy, valid while a RowText of the same block
+   * lives. */
   std::string_view view() const {
     return length_ == 0 ? std::string_view()
                         : std::string_view(block_.data() + offset_, length_);
@@ -150,11 +153,11 @@ class KSUTIL_API RowText {
   operator std::string() const { return str(); }
   std::string str() const { return std::string(view()); }
 
-  /* The text with a NUL behind it, valid while this RowText, or a copy of it, is neither
-   * changed nor destroyed.  Texts made of a std::string, and gathered ones, have the NUL in
-   * place; of a row inside the memory of its table a copy is made the first time, which
-   * lives as long as that memory, so that view() is better for whole tables.  Throws
-   * std::bad_alloc. */
+  /* The text with a NUL behind it, valid while this RowText, or a copy of it, is
+   * neither changed nor destroyed.  Texts made of a std::string, and gathered ones,
+   * have the NUL in place; of a row inside the memory of its table a copy is made the
+   * first time, which lives as long as that memory, so that view() is better for whole
+   * tables.  Throws std::bad_alloc. */
   const char *c_str() const {
     return length_ == 0 ? "" : block_.with_nul(offset_, length_);
   }
@@ -213,7 +216,8 @@ class KSUTIL_API RowText {
     return view().find_last_not_of(set, from);
   }
 
-  /* Whether both are the same bytes of the same block, which makes them equal at once. */
+  /* Whether both are the same bytes of the same block, which makes them equal at
+   * once. */
   bool same_place(const RowText &other) const {
     return block_ == other.block_ && offset_ == other.offset_ &&
            length_ == other.length_;
@@ -249,10 +253,10 @@ class KSUTIL_API RowText {
     return std::string(1, a).append(b.view());
   }
 
-  /* Copies texts into one new block, each with a NUL behind it, so that they no longer keep
-   * their old blocks in memory.  for_each_text(fn) calls fn(RowText &) for each text, in the
-   * same order both times.  Throws std::bad_alloc, and std::length_error from 4 GiB on; the
-   * texts are then as before. */
+  /* Copies texts into one new block, each with a NUL behind it, so that they no longer
+   * keep their old blocks in memory.  for_each_text(fn) calls fn(RowText &) for each
+   * text, in the same order both times.  Throws std::bad_alloc, and std::length_error
+   * from 4 GiB on; the texts are then as before. */
   template <class ForEachText>
   static void gather(ForEachText for_each_text);
 

@@ -1,4 +1,4 @@
-/* Letting go of the indexes behind match keys. */
+/* match_hooks: frees the dbmatches indexes kept in EVVars. */
 #ifndef KSUTIL_EVENTS_DATABASE_INTERNAL_MATCH_HOOKS_H
 #define KSUTIL_EVENTS_DATABASE_INTERNAL_MATCH_HOOKS_H
 

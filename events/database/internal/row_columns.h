@@ -1,4 +1,4 @@
-/* The fields that are read from each table, bound to a layout. */
+/* row_columns: the fields that readings use of each table, bound to a layout. */
 #ifndef KSUTIL_EVENTS_DATABASE_INTERNAL_ROW_COLUMNS_H
 #define KSUTIL_EVENTS_DATABASE_INTERNAL_ROW_COLUMNS_H
 
@@ -8,7 +8,7 @@ namespace ksutil::events {
 
 /* Times at or before this are null. */
 inline constexpr double kNullTime = -9999999999.0;
-/* What real fields hold when they have no value. */
+/* The null value of magnitudes, positions and residuals. */
 inline constexpr double kNoValue = -999.0;
 
 struct EventColumns {
@@ -39,7 +39,7 @@ struct OriginColumns {
   db::RealColumn time, lddate, mb, ms, ml, lat, lon, depth;
 };
 
-/* A row that hangs from an origin: origerr, and mt with its load date. */
+/* A row that refers to an origin: of origerr or mt. */
 struct OridColumns {
   OridColumns() = default;
   explicit OridColumns(const db::Relation &layout)

@@ -1,4 +1,5 @@
-/* How reading rows ends, and what becomes of its messages. */
+/* row_result: the result codes of the row readers, and a scope that drops their
+ * messages unless the reading failed. */
 #ifndef KSUTIL_EVENTS_DATABASE_INTERNAL_ROW_RESULT_H
 #define KSUTIL_EVENTS_DATABASE_INTERNAL_ROW_RESULT_H
 
@@ -8,18 +9,19 @@
 
 namespace ksutil::events {
 
-/* What reading gives for a row that cannot be read, and is to be skipped. */
+/* The row cannot be read and is to be skipped. */
 inline constexpr int kUnreadable = 10;
 
-/* What it gives when the table cannot be read for now; the reading has failed. */
+/* The table cannot be read for now: the whole reading has failed. */
 inline constexpr int kFailed = -1;
 
-/* The graver of two results. */
+/* The worse of two results: kFailed, kUnreadable, 0. */
 inline int graver(int result1, int result2) {
   return result1 < 0 || result2 < 0 ? kFailed : std::max(result1, result2);
 }
 
-/* Drops the messages about rows that are skipped, and keeps those of a failed reading. */
+/* Drops the messages about rows that are skipped, and keeps those of a failed
+ * reading. */
 using MessagesOfFailure = ElogScope;
 
 }  // namespace ksutil::events

@@ -1,4 +1,4 @@
-/* Stations by code and day. */
+/* SiteIndex: finds the row of a station that was valid at a time. */
 #ifndef KSUTIL_EVENTS_DATABASE_INTERNAL_SITE_INDEX_H
 #define KSUTIL_EVENTS_DATABASE_INTERNAL_SITE_INDEX_H
 
@@ -16,12 +16,14 @@ namespace ksutil::events {
  * included; a null end is open.  Rows that cannot be read are left out. */
 class SiteIndex {
  public:
-  /* Describes the snapshot from now on; false, with a message and describing none, when
-   * rows of it could not be had. */
+  /* Builds the index of a snapshot, unless it is that already; null empties it.  False
+   * with a message, and an empty index, when rows of the snapshot could not be read for
+   * now. */
   bool follow(const std::shared_ptr<const db::Snapshot> &sites);
 
-  /* The row of a station that was valid at an epoch time; of several the one that began
-   * last, the first of those in the table.  -1: none, or the time is null. */
+  /* The row of a station that was valid at an epoch time; of several rows the one whose
+   * epoch began last, and of those the first in the table.  -1: no such row, or a null
+   * time. */
   long find(std::string_view sta, double time) const;
 
  private:

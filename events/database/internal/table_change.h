@@ -1,4 +1,4 @@
-/* Telling how a table has changed since it was last looked at. */
+/* table_change: finds out how a table has changed since an earlier look. */
 #ifndef KSUTIL_EVENTS_DATABASE_INTERNAL_TABLE_CHANGE_H
 #define KSUTIL_EVENTS_DATABASE_INTERNAL_TABLE_CHANGE_H
 
@@ -8,16 +8,16 @@
 
 namespace ksutil::events {
 
-/* What was seen of a table: its rows (-1: not looked at yet), and when it was last
- * changed, 0.0 without rows. */
+/* The state of a table at a look: its number of rows (-1: no look yet), and the time of
+ * its last change, epoch seconds (0.0 without rows). */
 struct TableMemory {
   int64_t count = -1;
   double filetime = 0.0;
 };
 
-/* Looks at a table and remembers what it sees: 3 when it has fewer rows than remembered, 2
- * when it has more, 1 when it has as many and was changed later, 0 otherwise; -1, with a
- * message and nothing remembered, when it cannot be looked at. */
+/* Looks at a table and stores its state in `seen`.  3: fewer rows than in `seen`
+ * before, 2: more rows, 1: as many rows and a later change, 0: otherwise; -1 with a
+ * message, `seen` untouched, when the table cannot be looked at. */
 int table_change(Dbptr table, TableMemory &seen);
 
 }  // namespace ksutil::events

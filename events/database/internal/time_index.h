@@ -1,4 +1,4 @@
-/* Rows by time. */
+/* TimeIndex: finds the rows of a table whose time is in a span. */
 #ifndef KSUTIL_EVENTS_DATABASE_INTERNAL_TIME_INDEX_H
 #define KSUTIL_EVENTS_DATABASE_INTERNAL_TIME_INDEX_H
 
@@ -13,11 +13,12 @@ namespace ksutil::events {
  * are left out. */
 class TimeIndex {
  public:
-  /* Describes the snapshot from now on; new rows are added to what is there.  False, with
-   * a message and describing none, when rows of it could not be had. */
+  /* Builds the index of a snapshot; of one that differs from the last by rows at its
+   * end it reads those only.  Null empties the index.  False with a message, and an
+   * empty index, when rows of the snapshot could not be read for now. */
   bool follow(const std::shared_ptr<const db::Snapshot> &rows);
 
-  /* The rows with tstart <= time <= tend, in the order of the table. */
+  /* The numbers of the rows with tstart <= time <= tend, in the order of the table. */
   std::vector<long> find(double tstart, double tend) const;
 
  private:

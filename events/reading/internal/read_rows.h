@@ -1,4 +1,5 @@
-/* read_rows: locks a database, takes snapshots of its tables and runs one short reading. */
+/* read_rows: locks a database, takes snapshots of its tables and runs one short
+ * reading. */
 #ifndef KSUTIL_EVENTS_READING_INTERNAL_READ_ROWS_H
 #define KSUTIL_EVENTS_READING_INTERNAL_READ_ROWS_H
 
@@ -11,18 +12,18 @@ namespace ksutil::events {
 
 inline constexpr const char *kTablesUnreadable = "cannot read the tables";
 
-/* The messages of a reading: "<who>: <unbound>.\n" when the snapshots of the tables cannot
- * be taken, "<who>: <failed>.\n" when the reading itself fails. */
+/* The messages of a reading: "<who>: <unbound>.\n" when the snapshots of the tables
+ * cannot be taken, "<who>: <failed>.\n" when the reading itself fails. */
 struct ReadingName {
   const char *who;  // the public function: "KSEventView::findEvid"
   const char *unbound = kTablesUnreadable;
   const char *failed = nullptr;  // null: the reading registers its own message
 };
 
-/* Runs read(reader) with the lock of the database held and snapshots of `tables` (kReadList
- * and so on, added up) taken.  Returns its result; kFailed with a message when no database
- * is open, the snapshots cannot be taken, or memory is short (`read` may throw
- * std::bad_alloc). */
+/* Runs read(reader) with the lock of the database held and snapshots of `tables`
+ * (kReadList and so on, added up) taken.  Returns its result; kFailed with a message
+ * when no database is open, the snapshots cannot be taken, or memory is short (`read`
+ * may throw std::bad_alloc). */
 template <class Read>
 int read_rows(WatchedDatabase &database, const ReadingName &name, unsigned tables,
               const Read &read) {
@@ -37,8 +38,8 @@ int read_rows(WatchedDatabase &database, const ReadingName &name, unsigned table
   });
 }
 
-/* The same, and the messages about rows that are skipped are dropped: none is left unless
- * the reading fails. */
+/* The same, and the messages about rows that are skipped are dropped: none is left
+ * unless the reading fails. */
 template <class Read>
 int read_rows_quietly(WatchedDatabase &database, const ReadingName &name,
                       unsigned tables, const Read &read) {

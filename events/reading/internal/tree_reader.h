@@ -1,4 +1,5 @@
-/* Reading events, origins and what hangs from them, from snapshots of the tables. */
+/* TreeReader: reads events, their origins and the rows that refer to those, from
+ * snapshots of the tables. */
 #ifndef KSUTIL_EVENTS_READING_INTERNAL_TREE_READER_H
 #define KSUTIL_EVENTS_READING_INTERNAL_TREE_READER_H
 
@@ -13,7 +14,7 @@
 #include "events/database/internal/site_index.h"
 #include "events/database/internal/time_index.h"
 #include "events/database/internal/watched_database.h"
-#include "events/reading/internal/preferred_magnitudes.h"
+#include "events/reading/internal/magnitude_rules.h"
 #include "events/records.h"
 #include "events/vars.h"
 #include "platform/db/key_index.h"
@@ -21,10 +22,10 @@
 
 namespace ksutil::events {
 
-/* What asking for an evid or an orid gives that no row has. */
+/* The result for an evid or orid that no row has. */
 inline constexpr int kNoRow = 1;
 
-/* What reading needs of the owner of a database handle, and outlives the reader. */
+/* The parts of a database owner that a reading uses; all outlive the reader. */
 struct ReadingSource {
   const char *owner;  // the class in whose name failures are reported
   EVVars &vars;       // the tables, the keys and the rules
@@ -43,13 +44,13 @@ struct ListSnapshots {
   std::shared_ptr<const db::Snapshot> event, origin, origerr, netmag, mt;
 };
 
-/* What a detection row says, as views into its text. */
+/* Fields of a detection row, as views into its text. */
 struct DetectionFields {
   std::string_view sta, chan, state;
   double time = 0.0;
 
-  /* False in the states "-", "ON", "on", "OFF" and "off", in which no signal was seen; all
-   * others, a blank one too, are detections. */
+  /* False in the states "-", "ON", "on", "OFF" and "off", which report no signal.  All
+   * other states, a blank one included, are detections. */
   bool signal() const;
 };
 
@@ -58,16 +59,17 @@ struct ReadTable {
   std::shared_ptr<const db::Snapshot> rows;
   Columns columns;
 
-  /* What to give for a row that could not be read. */
+  /* The result for a row that could not be read. */
   int unreadable() const { return rows->complete() ? kUnreadable : kFailed; }
 };
 
-/* Reads one consistent picture: the snapshots are taken when it is bound, and a row that
- * changes later is not seen.
+/* Reads one consistent state of the database: bind() takes the snapshots, and later
+ * changes of rows are not seen.
  *
- * The caller holds the lock of the database handle during each call, and MessagesOfFailure
- * around the reading functions, which leave the platform's messages about unreadable rows
- * in the register.  After the lock has been let go in between, resume() comes first. */
+ * The caller holds the lock of the database during each call, and MessagesOfFailure
+ * around the reading functions, because these leave the platform's messages about
+ * unreadable rows in the register.  After the caller has released the lock and taken it
+ * again, the first call must be resume(). */
 class TreeReader {
  public:
   explicit TreeReader(ReadingSource source) : source_(source) {}
@@ -75,16 +77,17 @@ class TreeReader {
       : source_{database.owner().name, database.vars(), database.sites(),
                 database.detection_times()} {}
 
-  /* Takes the snapshots of the tables that a sum of kRead... names; false with a message.
-   * May be called again for more tables. */
+  /* Takes the snapshots of the tables that a sum of kReadList and so on names; false
+   * with a message.  May be called again for more tables. */
   bool bind(unsigned tables);
   bool bind_list();
   bool bind_expansion(bool detections);
   bool bind_detections();
   bool bind_sites();
-  /* Makes the indexes describe this reader's snapshots again. */
+  /* Makes the indexes describe the snapshots of this reader again, after another reader
+   * may have moved them to others; false with a message. */
   bool resume();
-  /* False when rows could not be had for an error that may pass. */
+  /* False when rows could not be read because of an error that may pass. */
   bool complete() const;
 
   ListSnapshots list_snapshots() const {
@@ -96,17 +99,20 @@ class TreeReader {
   db::KeyIndex::Rows events_with(int64_t evid) const;
   db::KeyIndex::Rows origins_with(int64_t orid) const;
 
-  /* 0; kUnreadable or kFailed with the record in no useful state. */
+  /* Read the event or origin of a row: 0; kUnreadable or kFailed, the record then being
+   * of no use.  `order` as in EVServer::refreshEvent. */
   int read_event(long recno, EVEvent &event, long *order);
-  /* The event that stands for an evid: that of the first row at or after `first` that can
-   * be read (those are in the list), else of the first before.  kNoRow: no such row. */
+  /* Reads the event of an evid: of the first row from `first` on that can be read
+   * (those rows are in the list), else of the first readable row before.  kNoRow: no
+   * row has the evid. */
   int read_event_of(int64_t evid, long first, EVEvent &event);
   int read_origin(long recno, EVOrigin &origin);
-  /* The first with an orid that can be read.  kNoRow: no such row. */
+  /* Reads the first origin of an orid that can be read.  kNoRow: no row has the
+   * orid. */
   int read_origin_of(int64_t orid, EVOrigin &origin);
 
-  /* Everything that expanded events have besides.  0, kUnreadable when rows were left
-   * out, or kFailed. */
+  /* Read the parts that only expanded events have: all of an event, or one kind.  0,
+   * kUnreadable when rows were left out, or kFailed. */
   int expand(EVEvent &event);
   int read_associations(EVOrigin &origin);
   int read_association(long recno, EVAssociation &association);
@@ -115,14 +121,15 @@ class TreeReader {
   int read_detections(EVOrigin &origin);
   int read_detections(double tstart, double tend, Table<EVDetection> &detections);
 
-  /* The detection rows around an origin time, and one of them without its site. */
+  /* The detection rows from 10 s before to 1800 s after an origin time; those of a
+   * span, ends included; and the contents of one of them, without its site. */
   std::vector<long> detections_around(double time) const;
   std::vector<long> detections_between(double tstart, double tend) const {
     return source_.detection_times.find(tstart, tend);
   }
   int read_detection(long recno, EVDetection &detection, DetectionFields &fields);
-  /* The site that was valid at an epoch time; recno -1 and an empty text when there is
-   * none. */
+  /* The site row of a station that was valid at an epoch time.  Without one the result
+   * is 0 and `recno` and `record` are untouched. */
   int read_site(std::string_view sta, double time, int64_t &recno, db::RowText &record);
 
   const OriginColumns &origin_columns() const { return origin_.columns; }
@@ -132,7 +139,7 @@ class TreeReader {
   const SiteColumns &site_columns() const { return site_.columns; }
 
  private:
-  /* Tells where and when, for the residuals of detections. */
+  /* Place and time of an origin, for the residuals of detections. */
   struct Epicentre {
     double time, lat, lon, depth;
     bool located;
@@ -176,7 +183,7 @@ class TreeReader {
                      *netmags_ = nullptr, *moments_ = nullptr, *assocs_ = nullptr,
                      *arrivals_ = nullptr, *stamags_ = nullptr;
 
-  /* Working space, kept so that reading a row allocates nothing but the record. */
+  /* Scratch memory, kept so that reading a row allocates only the record. */
   std::vector<std::pair<double, long>> origin_rows_;
   std::vector<int64_t> magids_;
   std::string null_netmag_, scratch_row_;

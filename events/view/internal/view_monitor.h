@@ -34,10 +34,11 @@ class ViewMonitor {
   /* Stops the thread, waits until it has left, and refuses any other. */
   void end();
 
-  /* --- for the thread ---------------------------------------------------------------- */
+  /* --- for the thread ------------------------------------------------------------- */
 
   /* Copies new settings, if any.  Returns false when the thread must stop; `runs_` is
-   * cleared under the same lock, so a concurrent start sees it either running or gone. */
+   * cleared under the same lock, so a concurrent start sees it either running or
+   * gone. */
   bool go_on(MonitorSettings &settings);
   /* Whether neither new settings nor a stop wait for go_on(). */
   bool undisturbed() const { return control_ == kRuns; }

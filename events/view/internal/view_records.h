@@ -25,11 +25,11 @@ struct FreeStation {
 };
 using StationPtr = std::unique_ptr<KSEVOriginStation, FreeStation>;
 
-/* A new station without anything but its code; throws std::bad_alloc. */
+/* A new station with its code only; throws std::bad_alloc. */
 StationPtr new_station(const char *sta);
 
-/* Makes records of what a TreeReader has read.  Making throws std::bad_alloc; nothing
- * else does. */
+/* Makes records from those that a TreeReader has read.  Only the functions that make
+ * records or lists, or append to them, throw (std::bad_alloc). */
 class ViewRecords {
  public:
   template <class Record>
@@ -55,7 +55,7 @@ class ViewRecords {
   Ptr<KSEVEvent> make(const TreeReader &reader, const EVEvent &source);
   Ptr<KSEVDetection> make(const EVDetection &source, const DetectionFields &fields);
 
-  /* A list of its own for each call, also of no records. */
+  /* A new empty list, never null. */
   template <class Record>
   ListPtr<Record> new_list() {
     ListPtr<Record> list(newtbl(0), FreeList<Record>{this});
@@ -67,7 +67,7 @@ class ViewRecords {
     if (pushtbl(list.get(), record.get()) < 0) throw std::bad_alloc();
     record.release();
   }
-  /* Records of all rows of a table; null of none. */
+  /* A list of records of all sources; null when there are none. */
   template <class Record, class Source>
   ListPtr<Record> make_list(const TreeReader &reader, const Table<Source> &sources) {
     if (sources.size() == 0) return ListPtr<Record>(nullptr, FreeList<Record>{this});
@@ -76,7 +76,7 @@ class ViewRecords {
     return list;
   }
 
-  /* Puts a new record's contents into one that its owner holds. */
+  /* Frees the contents of a record (or a list) of the owner and gives it new ones. */
   template <class Record>
   void replace(Record &held, Ptr<Record> made) {
     clear(held);
@@ -114,7 +114,7 @@ class ViewRecords {
   template <class Record>
   Ptr<Record> new_record();
 
-  /* Frees what a record holds, and makes it as new. */
+  /* Frees the contents of a record, and resets it to a new one. */
   template <class Record>
   void clear(Record &record);
   void free_contents(KSEVStamag &stamag);

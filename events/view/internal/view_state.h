@@ -9,8 +9,8 @@
 
 namespace ksutil::events {
 
-/* The lock of the database makes the owner's readings and the monitor's checks take turns;
- * it is never held during a callback. */
+/* The lock of the database makes the owner's readings and the monitor's checks take
+ * turns; it is never held during a callback. */
 struct ViewState {
   ViewState();
   ViewState(const ViewState &) = delete;

@@ -1,18 +1,19 @@
-#include "events/reading/internal/preferred_magnitudes.h"
+#include "events/reading/internal/magnitude_rules.h"
 
 #include <cstdio>
 #include <cstring>
-#include <memory>
 #include <string>
 
 #include "core/params.h"
-#include "core/register.h"
+#include "platform/elog/failure.h"
+#include "platform/pf/owners.h"
+#include "platform/stock/owners.h"
 #include "platform/stock/text.h"
 
 namespace ksutil::events {
 
-/* Each type is preferred inside the range in which it is trusted; outside of it every
- * type listed still beats one that is not. */
+/* Each type is preferred inside the range in which it is trusted.  Outside its range a
+ * listed type still beats one that is not listed. */
 const char kDefaultMagnitudeRules[] =
     "preferred_magnitudes &Tbl{\n"
     "\tmww\t\t7.0\n"
@@ -40,12 +41,7 @@ namespace {
 constexpr std::size_t kEntryLength = 1020;
 constexpr std::size_t kTypeLength = 7;
 
-struct TblDeleter {
-  void operator()(Tbl *list) const { freetbl(list, nullptr); }
-};
-struct PfDeleter {
-  void operator()(Pf *pf) const { pffree(pf); }
-};
+constexpr const char *kWho = "EVServer::readPreferredMagnitudes";
 
 /* Reads "type [minimum [maximum]]"; false with a message. */
 bool read_rule(const std::string &entry, EVPreferredMagnitude &rule) {
@@ -55,21 +51,17 @@ bool read_rule(const std::string &entry, EVPreferredMagnitude &rule) {
   const int fields = std::sscanf(entry.c_str(), "%s %lf %lf %s", type, &rule.minmag,
                                  &rule.maxmag, rest);
   if (fields < 1) {
-    ks_register_error(0, "EVServer::readPreferredMagnitudes: sscanf(%s) error.\n",
-                      entry.c_str());
-    return false;
+    return fail(kWho, "sscanf(%s) error", entry.c_str());
   }
   if (fields > 3) {
-    ks_register_error(0,
-                      "EVServer::readPreferredMagnitudes: Too many fields in '%s'.\n",
-                      entry.c_str());
-    return false;
+    return fail(kWho, "Too many fields in '%s'", entry.c_str());
   }
   rule.magtype.assign(type, strnlen(type, kTypeLength));
   return true;
 }
 
-/* Up to 7 characters in one number; 0, which no type gives, for a longer text. */
+/* A type of up to 7 characters as one number; 0, which stands for no type, for a longer
+ * text. / */
 uint64_t packed(std::string_view text, bool lower) {
   if (text.size() > kTypeLength) return 0;
   uint64_t result = 1;
@@ -86,12 +78,9 @@ int read_magnitude_rules(Pf *pf, MagnitudeRules &rules) {
   rules.clear();
   Tbl *entries = nullptr;
   if (parse_param(pf, "preferred_magnitudes", P_TBLCOPY, 0, &entries) < 0) {
-    ks_register_error(0,
-                      "EVServer::readPreferredMagnitudes: "
-                      "parse_param(preferred_magnitudes) error.\n");
-    return -1;
+    return fail(kWho, "parse_param(preferred_magnitudes) error");
   }
-  const std::unique_ptr<Tbl, TblDeleter> owner(entries);
+  const TblPtr owner(entries);
   for (long i = 0; i < counttbl(entries); i++) {
     const auto *text = static_cast<const char *>(gettbl(entries, i));
     if (text == nullptr || *text == '\0') continue;
@@ -108,11 +97,9 @@ int read_magnitude_rules(Pf *pf, MagnitudeRules &rules) {
 int read_magnitude_rules(const char *text, MagnitudeRules &rules) {
   Pf *pf = nullptr;
   if (pfcompile(text, &pf) < 0) {
-    ks_register_error(0, "EVServer::readPreferredMagnitudes: pfcompile(%s) error.\n",
-                      text == nullptr ? "" : text);
-    return -1;
+    return fail(kWho, "pfcompile(%s) error", text == nullptr ? "" : text);
   }
-  const std::unique_ptr<Pf, PfDeleter> owner(pf);
+  const PfOwner owner(pf);
   return read_magnitude_rules(pf, rules);
 }
 
@@ -127,7 +114,8 @@ RuleBook::RuleBook(const MagnitudeRules &rules) {
   }
 }
 
-/* Magnitude types are compared in lower case; rules are taken as they are written. */
+/* The type of the magnitude is compared in lower case, the types of rules as
+ * written. */
 unsigned RuleBook::priority(const EVMagnitude &magnitude) const {
   const uint64_t type = packed(magnitude.magtype, true);
   if (type == 0) return 0;

@@ -4,7 +4,7 @@
 
 #include <random>
 
-#include "events/reading/internal/preferred_magnitudes.h"
+#include "events/reading/internal/magnitude_rules.h"
 #include "tests/events/messages.h"
 #include "tests/support/comma_locale.h"
 
