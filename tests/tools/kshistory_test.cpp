@@ -52,12 +52,32 @@ TEST_F(KshistoryTool, LeavesAMonitorAtWorkAlone) {
   ASSERT_NE(kshistory_create(5, "monitor", file_.c_str(), tag), nullptr);
   ASSERT_EQ(kshistory_add(tag, 1, 2), 0);
   EXPECT_EQ(shown("--csv --numbers"), "time,value\n1,2\n");
-  const ProgramRun added = run("add", "2 3 --max 5");
+  const ProgramRun added = run("add", "2 3 --max 5 --wait 0.1");
   EXPECT_EQ(added.code, 1);
   EXPECT_THAT(added.errors, HasSubstr("Can't lock '" + file_ + "' for exclusive use"));
   EXPECT_EQ(kshistory_add(tag, 2, 4), 0);
   EXPECT_EQ(kshistory_free(tag), 0);
   EXPECT_EQ(shown("--csv --numbers"), "time,value\n1,2\n2,4\n");
+}
+
+TEST_F(KshistoryTool, AddersTakeTurns) {
+  ASSERT_EQ(run("add", "1 0 --max 100").code, 0);
+  const ProgramRun all =
+      run_program("{ for i in 1 2 3 4 5 6 7 8; do " KSHISTORY_PROGRAM " add " + file_ +
+                  " now $i & done; wait; }");
+  EXPECT_EQ(all.errors, "");
+  EXPECT_EQ(nlohmann::json::parse(shown("--json")).size(), 9U);
+}
+
+TEST_F(KshistoryTool, RefusesAnEntryBeforeTheLast) {
+  ASSERT_EQ(run("add", "100 1 --max 3").code, 0);
+  const ProgramRun late = run("add", "99.5 2");
+  EXPECT_EQ(late.code, 1);
+  EXPECT_THAT(late.errors,
+              HasSubstr("the last entry (1970-01-01T00:01:40.000) is later than "
+                        "1970-01-01T00:01:39.500"));
+  EXPECT_EQ(run("add", "100 3").code, 0) << "of the same time";
+  EXPECT_EQ(shown("--csv --numbers"), "time,value\n100,1\n100,3\n");
 }
 
 TEST_F(KshistoryTool, RefusesWhatIsNoHistoryOrNoTime) {

@@ -1,9 +1,16 @@
+#include <fcntl.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
+#include <cerrno>
+#include <chrono>
+#include <cstdio>
 #include <limits>
 #include <memory>
+#include <thread>
 
 #include "platform/elog/elog.h"
+#include "platform/stock/files.h"
 #include "platform/trace/filetbl.h"
 #include "tools/kshistory/commands.h"
 #include "tools/kshistory/entries.h"
@@ -15,6 +22,27 @@ struct AddOptions {
   std::string file, time;
   double value = 0.0;
   int max = 0;  // 0: as it was
+  double wait = 10.0;
+};
+
+using HistoryPtr = std::unique_ptr<KSHistory, int (*)(KSHistory *)>;
+
+/* Sends standard error nowhere for one scope: an attempt that will be repeated must not
+ * complain. */
+class SilentStderr {
+ public:
+  SilentStderr() : kept_(::dup(STDERR_FILENO)) {
+    const FileHandle nowhere(::open("/dev/null", O_WRONLY | O_CLOEXEC));
+    if (kept_ && nowhere) ::dup2(nowhere.get(), STDERR_FILENO);
+  }
+  ~SilentStderr() {
+    if (kept_) ::dup2(kept_.get(), STDERR_FILENO);
+  }
+  SilentStderr(const SilentStderr &) = delete;
+  SilentStderr &operator=(const SilentStderr &) = delete;
+
+ private:
+  const FileHandle kept_;
 };
 
 /* The maximum that a history file has; 0 for a file that does not exist or was never
@@ -30,9 +58,46 @@ long maximum_of(const std::string &file) {
   return maximum;
 }
 
+HistoryPtr open_history(const std::string &file, long max, char *tag) {
+  return {kshistory_create(static_cast<int>(max), nullptr, file.c_str(), tag),
+          kshistory_free_history};
+}
+
+/* Opens the history, and waits up to `seconds` for another program that has it in use.  Null
+ * with messages. */
+HistoryPtr wait_for_history(const std::string &file, long max, double seconds,
+                            char *tag) {
+  using Clock = std::chrono::steady_clock;
+  constexpr std::chrono::milliseconds kPause(20);
+  const auto deadline = Clock::now() + std::chrono::duration<double>(seconds);
+  while (Clock::now() + kPause < deadline) {
+    const int mark = elog_mark();
+    {
+      const SilentStderr silence;
+      HistoryPtr history = open_history(file, max, tag);
+      if (history != nullptr || errno != EAGAIN) return history;
+    }
+    elog_flush(0, mark);
+    std::this_thread::sleep_for(kPause);
+  }
+  return open_history(file, max, tag);
+}
+
+/* Whether no entry is later than `time`: evaluation takes the order of the entries for that
+ * of their times.  False with a message. */
+bool is_latest(const AddOptions &options, const KSHistory &history, double time) {
+  const long count = counttbl(history.entries);
+  if (count == 0) return true;
+  const auto *const last =
+      static_cast<const KSHistoryEntry *>(gettbl(history.entries, count - 1));
+  if (!(last->time > time)) return true;
+  complain(options.file + ": the last entry (" + time_cell(last->time, false) +
+           ") is later than " + time_cell(time, false) +
+           "; entries are added in the order of their times");
+  return false;
+}
+
 int add(const AddOptions &options) {
-  double time = 0.0;
-  if (!parse_time(options.time, time)) return kFailure;
   const long max = options.max > 0 ? options.max : maximum_of(options.file);
   if (max < 0) return kFailure;
   if (max == 0) {
@@ -41,11 +106,14 @@ int add(const AddOptions &options) {
     return kFailure;
   }
   char tag[KS_TAG_SIZE];
-  const std::unique_ptr<KSHistory, int (*)(KSHistory *)> history(
-      kshistory_create(static_cast<int>(max), nullptr, options.file.c_str(), tag),
-      kshistory_free_history);
-  return history != nullptr && kshistory_add(tag, time, options.value) == 0 ? kOk
-                                                                            : kFailure;
+  const HistoryPtr history = wait_for_history(options.file, max, options.wait, tag);
+  /* Read here, so that "now" is not the moment before a wait. */
+  double time = 0.0;
+  if (history == nullptr || !parse_time(options.time, time) ||
+      !is_latest(options, *history, time)) {
+    return kFailure;
+  }
+  return kshistory_add(tag, time, options.value) == 0 ? kOk : kFailure;
 }
 
 }  // namespace
@@ -63,6 +131,11 @@ void add_add(CLI::App &app, Action &action) {
       ->add_option("--max", options->max,
                    "The most entries kept, of a new history or from now on")
       ->check(CLI::PositiveNumber);
+  command
+      ->add_option("--wait", options->wait,
+                   "Seconds to wait while another program has the history in use")
+      ->check(CLI::Range(0.0, 86400.0))
+      ->capture_default_str();
   command->callback(
       [options, &action] { action = [options] { return add(*options); }; });
 }
