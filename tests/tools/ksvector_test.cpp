@@ -34,7 +34,7 @@ TEST_F(Ksvector, TellsResponsesFromTables) {
   EXPECT_EQ(forced.code, 1);
   EXPECT_THAT(forced.output, HasSubstr(fap_));
   EXPECT_THAT(forced.errors, HasSubstr("cannot parse " + table_));
-  EXPECT_EQ(run("info --kind table " + fap_).code, 0);
+  EXPECT_EQ(run("info --kind table --skip 2 " + fap_).code, 0);
 }
 
 TEST_F(Ksvector, PrintsPointsWithTheirLabels) {
@@ -55,6 +55,32 @@ TEST_F(Ksvector, EvaluatesWhereItIsAsked) {
   const ProgramRun empty = run("eval --at 1 " + folder_.write("empty", ""));
   EXPECT_EQ(empty.code, 1);
   EXPECT_THAT(empty.errors, HasSubstr("No points in vector"));
+}
+
+/* A picture of a pole-zero file looks like a curve: what is not a number must be told. */
+TEST_F(Ksvector, RefusesFilesOfOtherKindsWithFileAndLine) {
+  const auto refusal = [&](const char *name, const std::string &text) {
+    const ProgramRun refused = run("read " + folder_.write(name, text));
+    EXPECT_EQ(refused.code, 1) << text;
+    EXPECT_EQ(refused.output, "") << text;
+    return refused.errors;
+  };
+  const std::string at = "ksvector: " + (folder_ / "f") + ":";
+  EXPECT_THAT(refusal("f", "ZEROS 2\nPOLES 1\n-0.03 0.03\nCONSTANT 1e9\n"),
+              HasSubstr(at + "1: 'ZEROS' in column 0 is not a number"));
+  EXPECT_THAT(refusal("f", "# comment\nB050F03 Station: CRLZ\n"),
+              HasSubstr(at + "2: 'B050F03'"));
+  EXPECT_THAT(refusal("f", "theoretical 1 instrument paz CSS\n2\n"),
+              HasSubstr(at + "1: 'theoretical'"));
+  EXPECT_THAT(refusal("f", std::string("1 2\n\x01\x00\x02", 7)),
+              HasSubstr(at + "2: the line has bytes that are not text"));
+  EXPECT_THAT(refusal("f", "1 2\n3\n"), HasSubstr(at + "2: column 1 is missing"));
+  EXPECT_THAT(refusal("f", "m 1 c fap\n3\n1 2 3\n1 2 x\n"),
+              HasSubstr(at + "4: 'x' is not a number"));
+  EXPECT_THAT(refusal("f", "m 1 c fap\n3\n1 2 3\n"),
+              HasSubstr(at + "3: the file ends after 1 of 3 rows"));
+  EXPECT_THAT(refusal("f", "m 1 c fap2\n1\n1 2 3\n"),
+              HasSubstr(at + "3: the row has 3 of 7 columns"));
 }
 
 TEST_F(Ksvector, CombinesFilesThatFit) {

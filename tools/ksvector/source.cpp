@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "platform/elog/elog.h"
+#include "tools/ksvector/check_source.h"
 
 namespace ksutil::tools {
 
@@ -31,11 +32,12 @@ bool Vector::read_response(const std::string &file) {
   int status = 0;
   response_ = ksvector_create_response_fap(file.c_str(), file.c_str(), tag_, &status) !=
               nullptr;
-  return response_;
+  return response_ && check_response(file);
 }
 
 bool Vector::read_table(const std::string &file, const SourceOptions &options) {
-  return ksvector_read(file.c_str(), file.c_str(), options.skip, options.x,
+  return check_table(file, options) &&
+         ksvector_read(file.c_str(), file.c_str(), options.skip, options.x,
                        static_cast<int>(options.y.size()), options.y.data(),
                        options.label, tag_) != nullptr;
 }
@@ -45,6 +47,7 @@ bool Vector::read(const std::string &file, const SourceOptions &options) {
   if (options.kind == FileKind::kFap) return read_response(file);
   const int mark = elog_mark();
   if (read_response(file)) return true;
+  if (response_) return false;
   elog_flush(0, mark);
   return read_table(file, options);
 }
