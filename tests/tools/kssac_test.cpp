@@ -85,14 +85,35 @@ TEST(Kssac, SetsNothingButWhatIsSaid) {
   ::stat(file.c_str(), &status);
   EXPECT_EQ(status.st_mode & 0777, 0640U);
 
-  for (const char *const refused : {"T0=1 NOWHERE=2", "KSTNM=ninechars", "T0=late",
-                                    "NPTS=3000000000", "T0", "NVHDR=7", "NPTS=500"}) {
+  for (const char *const refused :
+       {"T0=1 NOWHERE=2", "KSTNM=ninechars", "T0=late", "NPTS=3000000000", "T0",
+        "NVHDR=7", "NPTS=500", "NPTS=3", "NPTS=-5", "DELTA=0", "DELTA=nan", "STLA=95",
+        "NZYEAR=99999", "IFTYPE=IDISP", "LEVEN=perhaps", "E=70"}) {
     const ProgramRun run = kssac("set " + file + " KHOLE=01 " + refused);
     EXPECT_EQ(run.code, 1) << refused;
     EXPECT_THAT(run.errors, testing::Not(IsEmpty()));
     EXPECT_EQ(read_text(file), bytes.str() + "what follows") << refused;
   }
   EXPECT_EQ(std::distance(std::filesystem::directory_iterator(folder / ""), {}), 1);
+}
+
+TEST(Kssac, SetsByNameAndKeepsTheEndWithTheBeginning) {
+  const ScratchFolder folder;
+  const std::string file = folder.write("a.sac", station_file(5).str());
+  ASSERT_EQ(kssac("set " + file + " B=10 IDEP=IVEL LPSPOL=TRUE LOVROK=false").code, 0);
+  const auto header = [&](const std::string &options) {
+    return nlohmann::json::parse(kssac("header --json " + options + file).output)[0];
+  };
+  EXPECT_EQ(header("")["E"], 12.0);
+  EXPECT_EQ(header("")["IFTYPE"], "ITIME");
+  EXPECT_EQ(header("")["IDEP"], "IVEL");
+  EXPECT_EQ(header("")["LPSPOL"], true);
+  EXPECT_EQ(header("")["LOVROK"], false);
+  EXPECT_EQ(header("--raw ")["IDEP"], 7);
+  EXPECT_EQ(header("--raw ")["LPSPOL"], 1);
+  const ProgramRun refused = kssac("set " + file + " NPTS=3");
+  EXPECT_EQ(refused.errors,
+            "kssac: " + file + ": NPTS must be 5, the number of samples in the file\n");
 }
 
 TEST(Kssac, SwapsBetweenByteOrders) {
@@ -164,6 +185,51 @@ TEST(Kssac, FilesGoThroughADatabaseAndBack) {
   EXPECT_EQ(read_text(folder / name).substr(632),
             bytes.str().substr(632 + 4 * 14, 4 * 11));
   EXPECT_EQ(kssac(back + " --where \"sta == 'NONE'\"").code, 1);
+}
+
+/* Two sensors in one vault differ only in their location codes. */
+TEST(Kssac, KeepsSensorsOfAStationApart) {
+  const ScratchFolder folder;
+  const auto file = [&](const char *name, const char *location) {
+    return folder.write(name, station_file(4)
+                                  .text(sac::test::kKnetwk, "IU      ")
+                                  .text(sac::test::kKhole, location)
+                                  .str());
+  };
+  const std::string first = file("a.sac", "00      "),
+                    second = file("b.sac", "10      ");
+  const std::string none = file("c.sac", "-12345  ");
+  const std::string database = folder / "db";
+  const std::string enter =
+      "to-db " + first + " " + second + " " + none + " " + database;
+  for (const char *const again : {" --create css3.0", ""}) {
+    const ProgramRun entered = kssac(enter + again);
+    ASSERT_EQ(entered.code, 0) << entered.errors;
+    EXPECT_EQ(run_program(kKsdb + " list " + database +
+                          " seedcode --csv --fields sta,chan,net,seedsta,seedchan,loc")
+                  .output,
+              "sta,chan,net,seedsta,seedchan,loc\n"
+              "ANMO,BHZ00,IU,ANMO,BHZ,00\nANMO,BHZ10,IU,ANMO,BHZ,10\n");
+    for (const char *const table : {"wfdisc", "sitechan"}) {
+      EXPECT_EQ(run_program(kKsdb + " list " + database + " " + table +
+                            " --csv --fields chan")
+                    .output,
+                "chan\nBHZ00\nBHZ10\nBHZ\n")
+          << table;
+    }
+  }
+  std::filesystem::create_directory(folder / "out");
+  const ProgramRun written =
+      kssac("from-db " + database + " --dir " + (folder / "out"));
+  ASSERT_EQ(written.code, 0) << written.errors;
+  const std::string start = folder / "out/IU.ANMO.", end = "2009247.010203.004.sac\n";
+  EXPECT_EQ(written.output,
+            start + "00.BHZ." + end + start + "10.BHZ." + end + start + "BHZ." + end);
+  const auto header = nlohmann::json::parse(
+      kssac("header --json " + (folder / "out/IU.ANMO.10.BHZ.2009247.010203.004.sac"))
+          .output);
+  EXPECT_EQ(header[0]["KHOLE"], "10");
+  EXPECT_EQ(header[0]["KCMPNM"], "BHZ");
 }
 
 TEST(Kssac, FillsInAnOrigin) {

@@ -14,6 +14,7 @@
 #include "platform/trace/waveform.h"
 #include "tools/common/open_database.h"
 #include "tools/common/progress.h"
+#include "tools/kssac/channel_codes.h"
 #include "tools/kssac/commands.h"
 #include "tools/kssac/sac_file.h"
 #include "tools/kssac/station_join.h"
@@ -62,7 +63,11 @@ class Extraction {
  public:
   Extraction(const FromDbOptions &options, Dbptr rows, Dbptr origin,
              const Window &window)
-      : options_(options), join_(rows), origin_(origin), window_(window) {}
+      : options_(options),
+        join_(rows),
+        codes_(rows),
+        origin_(origin),
+        window_(window) {}
 
   /* Writes the file of one row; false with messages. */
   bool write(Dbptr row) {
@@ -82,6 +87,7 @@ class Extraction {
      * the origin, whose time counts from the reference time, comes last. */
     return kssac != nullptr && joined.table != dbINVALID &&
            kssac_putevent_kssac(kssac.get(), joined, dbinvalid()) == 0 &&
+           codes_.restore(row, kssac.get()) &&
            kssac_putdata_kssac(kssac.get(), static_cast<long>(count), samples.data(),
                                segment.segtype.c_str(), time, segment.samprate) == 0 &&
            kssac_putevent_kssac(kssac.get(), dbinvalid(), origin_) == 0 &&
@@ -114,6 +120,7 @@ class Extraction {
 
   const FromDbOptions &options_;
   StationJoin join_;
+  ChannelCodes codes_;
   const Dbptr origin_;
   const Window window_;
 };

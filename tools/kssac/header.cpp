@@ -9,6 +9,7 @@
 #include "platform/clock/clock.h"
 #include "tools/common/rows.h"
 #include "tools/kssac/commands.h"
+#include "tools/kssac/header_names.h"
 #include "tools/kssac/sac_file.h"
 
 namespace ksutil::tools {
@@ -16,7 +17,7 @@ namespace {
 
 struct HeaderOptions {
   std::vector<std::string> files;
-  bool all = false;
+  bool all = false, raw = false;
   Form form = Form::kText;
 };
 
@@ -34,10 +35,16 @@ std::string real_text(double value) {
 /* A header variable as it is shown. */
 struct Shown {
   std::string name, value;
-  bool null = false, number = false;
+  bool null = false, number = false, logical = false;
 };
 
-Shown shown(const KSSacHeaderValue &entry, int type) {
+Shown shown(const KSSacHeaderValue &entry, int type, bool raw) {
+  if (!raw && type == KSSAC_LOGICAL) {
+    return {entry.name, entry.value.i != 0 ? "TRUE" : "FALSE", false, false, true};
+  }
+  if (!raw && type == KSSAC_ENUMERATED) {
+    return {entry.name, enumerated_name(entry.value.i), entry.value.i == -12345};
+  }
   switch (entry.kind) {
     case KSSAC_KIND_REAL:
       return {entry.name, real_text(entry.value.d), entry.value.d == -12345.0,
@@ -53,15 +60,16 @@ Shown shown(const KSSacHeaderValue &entry, int type) {
 }
 
 /* The variables to be shown, with their place in the header's definitions. */
-bool header_of(KSSac *kssac, bool all, std::vector<std::pair<int, Shown>> &variables) {
+bool header_of(KSSac *kssac, const HeaderOptions &options,
+               std::vector<std::pair<int, Shown>> &variables) {
   Tbl *made = nullptr;
   if (kssac_header_2_tbl(kssac, &made) != 0) return false;
   const std::unique_ptr<Tbl, FreeTable> table(made);
   for (int i = 0; i < KSSAC_HEADER_COUNT; ++i) {
     const auto *const entry =
         static_cast<const KSSacHeaderValue *>(gettbl(table.get(), i));
-    Shown variable = shown(*entry, SacHeaderDefines[i].type);
-    if (all || !variable.null) variables.emplace_back(i, std::move(variable));
+    Shown variable = shown(*entry, SacHeaderDefines[i].type, options.raw);
+    if (options.all || !variable.null) variables.emplace_back(i, std::move(variable));
   }
   return true;
 }
@@ -91,6 +99,8 @@ nlohmann::ordered_json json_of(const std::string &path,
   for (const auto &[index, variable] : variables) {
     if (variable.null) {
       object[variable.name] = nullptr;
+    } else if (variable.logical) {
+      object[variable.name] = variable.value == "TRUE";
     } else if (variable.number) {
       object[variable.name] = json_number(variable.value);
     } else {
@@ -107,7 +117,7 @@ int header(const HeaderOptions &options) {
   for (const std::string &path : options.files) {
     const KssacPtr kssac = read_sac(path);
     std::vector<std::pair<int, Shown>> variables;
-    if (kssac == nullptr || !header_of(kssac.get(), options.all, variables)) {
+    if (kssac == nullptr || !header_of(kssac.get(), options, variables)) {
       result = kFailure;
       continue;
     }
@@ -138,6 +148,8 @@ void add_header(CLI::App &app, Action &action) {
       app.add_subcommand("header", "Prints the header variables that are set");
   command->add_option("files", options->files, "SAC files")->required();
   command->add_flag("--all", options->all, "Null variables too");
+  command->add_flag("--raw", options->raw,
+                    "Enumerated and logical values as the numbers in the file");
   add_form_options(*command, options->form);
   command->callback(
       [options, &action] { action = [options] { return header(*options); }; });

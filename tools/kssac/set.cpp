@@ -1,12 +1,15 @@
 #include <climits>
 #include <cstring>
 #include <memory>
+#include <set>
 #include <string>
 #include <vector>
 
 #include "platform/elog/elog.h"
 #include "platform/stock/text.h"
 #include "tools/kssac/commands.h"
+#include "tools/kssac/header_check.h"
+#include "tools/kssac/header_names.h"
 #include "tools/kssac/raw_file.h"
 #include "tools/kssac/sac_file.h"
 
@@ -17,6 +20,13 @@ struct SetOptions {
   std::string file;
   std::vector<std::string> assignments;
 };
+
+/* Reads an integer, the name of an enumerated value, or TRUE or FALSE. */
+bool parse_whole(int type, const std::string &text, std::int64_t &number) {
+  if (type == KSSAC_ENUMERATED) return parse_enumerated(text, number);
+  if (type == KSSAC_LOGICAL) return parse_logical(text, number);
+  return parse_integer(text, number);
+}
 
 /* Sets a variable from text; an empty one gives the null.  False with a complaint. */
 bool assign(KSSac *kssac, const std::string &name, const std::string &value) {
@@ -40,18 +50,20 @@ bool assign(KSSac *kssac, const std::string &name, const std::string &value) {
     }
     default: {
       std::int64_t number = define->type == KSSAC_LOGICAL ? 0 : -12345;
-      if (!null &&
-          (!parse_integer(value, number) || number < INT_MIN || number > INT_MAX)) {
+      if (!null && (!parse_whole(define->type, value, number) || number < INT_MIN ||
+                    number > INT_MAX)) {
         break;
       }
       return kssac_puthdr_kssac(kssac, define->name, number, (char *)nullptr) == 0;
     }
   }
-  complain("'" + value + "' is no value for " + name);
+  complain("'" + value + "' is not a value for " + name);
   return false;
 }
 
-bool assign_all(KSSac *kssac, const std::vector<std::string> &assignments) {
+/* Sets all variables and lists their names.  False with a complaint. */
+bool assign_all(KSSac *kssac, const std::vector<std::string> &assignments,
+                std::set<std::string> &changed) {
   for (const std::string &text : assignments) {
     const std::size_t equals = text.find('=');
     if (equals == std::string::npos) {
@@ -59,14 +71,18 @@ bool assign_all(KSSac *kssac, const std::vector<std::string> &assignments) {
       return false;
     }
     if (!assign(kssac, text.substr(0, equals), text.substr(equals + 1))) return false;
+    changed.insert(text.substr(0, equals));
   }
   return true;
 }
 
 int set(const SetOptions &options) {
   const KssacPtr kssac = read_sac(options.file);
-  if (kssac == nullptr || !assign_all(kssac.get(), options.assignments))
+  std::set<std::string> changed;
+  if (kssac == nullptr || !assign_all(kssac.get(), options.assignments, changed) ||
+      !check_changes(kssac.get(), changed, kssac->image->npts_data, options.file)) {
     return kFailure;
+  }
   const auto with_header = [&](char *bytes, std::size_t count, std::size_t at) {
     if (at == 0 && count >= KSSAC_HEADER_SIZE) {
       std::memcpy(bytes, kssac->image->header, KSSAC_HEADER_SIZE);
@@ -74,6 +90,7 @@ int set(const SetOptions &options) {
   };
   const auto write = [&](const std::string &path) {
     if (!copy_changed(options.file, path, with_header)) return false;
+    const ElogScope quiet;  // its messages name a file that the user does not know
     if (read_sac(path) != nullptr) return true;
     complain("with these values " + options.file + " could not be read again");
     return false;
@@ -88,8 +105,10 @@ void add_set(CLI::App &app, Action &action) {
   CLI::App *command = app.add_subcommand("set", "Sets header variables");
   command->add_option("file", options->file, "SAC file")->required();
   command
-      ->add_option("assignments", options->assignments,
-                   "NAME=VALUE; without a value the variable becomes null")
+      ->add_option(
+          "assignments", options->assignments,
+          "NAME=VALUE, as KSTNM=ANMO, IFTYPE=ITIME, LEVEN=TRUE; without a value "
+          "the variable becomes null")
       ->required();
   command->callback(
       [options, &action] { action = [options] { return set(*options); }; });

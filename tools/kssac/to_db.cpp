@@ -9,7 +9,9 @@
 #include "platform/elog/elog.h"
 #include "tools/common/open_database.h"
 #include "tools/common/progress.h"
+#include "tools/kssac/channel_codes.h"
 #include "tools/kssac/commands.h"
+#include "tools/kssac/row_lookup.h"
 #include "tools/kssac/sac_file.h"
 
 namespace ksutil::tools {
@@ -39,42 +41,10 @@ std::string folder_of(const std::string &file, Dbptr wfdisc) {
   return relative.string();
 }
 
-/* Whether a table has rows that agree with the scratch row of wfdisc; patterns as those of
- * dbmatches.  -1 with messages. */
-class Lookup {
- public:
-  Lookup(std::vector<std::string> key, std::vector<std::string> table)
-      : key_texts_(std::move(key)), table_texts_(std::move(table)) {
-    for (std::string &text : key_texts_) pushtbl(key_, text.data());
-    for (std::string &text : table_texts_) pushtbl(table_, text.data());
-  }
-  ~Lookup() {
-    freetbl(key_, nullptr);
-    freetbl(table_, nullptr);
-    free_hook(&hook_);
-  }
-  Lookup(const Lookup &) = delete;
-  Lookup &operator=(const Lookup &) = delete;
-
-  /* How many rows match; the first of them goes into `table`. */
-  long find(Dbptr key, Dbptr &table) {
-    Tbl *records = nullptr;
-    const long count = dbmatches(key, table, &key_, &table_, &hook_, &records);
-    if (count > 0) table.record = reinterpret_cast<long>(gettbl(records, 0));
-    freetbl(records, nullptr);
-    return count;
-  }
-
- private:
-  std::vector<std::string> key_texts_, table_texts_;
-  Tbl *key_ = newtbl(4), *table_ = newtbl(4);
-  Hook *hook_ = nullptr;
-};
-
 /* Enters files into one database. */
 class Entry {
  public:
-  explicit Entry(Dbptr db) : db_(db) {}
+  explicit Entry(Dbptr db) : db_(db), codes_(db) {}
 
   /* False with messages. */
   bool add(const std::string &file) {
@@ -84,13 +54,16 @@ class Entry {
       return false;
     }
     const Dbptr key = scratch("wfdisc");
+    std::string chan;
     const std::string folder = folder_of(file, table("wfdisc"));
     const std::string name = fs::canonical(file).filename().string();
     if (key.table == dbINVALID ||
         kssac_getevent_kssac(kssac.get(), key, dbinvalid()) != 0 ||
-        dbputv(key, "dir", folder.c_str(), "dfile", name.c_str(), "foff",
-               long{KSSAC_HEADER_SIZE}, "datatype", kDatatype, "wfid", -1L, "calib",
-               calib_of(kssac.get()), "lddate", std_now(), (char *)nullptr) != 0) {
+        !codes_.enter(kssac.get(), chan) ||
+        dbputv(key, "chan", chan.c_str(), "dir", folder.c_str(), "dfile", name.c_str(),
+               "foff", long{KSSAC_HEADER_SIZE}, "datatype", kDatatype, "wfid", -1L,
+               "calib", calib_of(kssac.get()), "lddate", std_now(),
+               (char *)nullptr) != 0) {
       return false;
     }
     Dbptr known = table("wfdisc");
@@ -98,7 +71,7 @@ class Entry {
     if (before > 0) complain(file + " is in the database already");
     if (before != 0) return before > 0;
     return add_site(kssac.get(), key) && add_network(kssac.get(), key) &&
-           add_channel(kssac.get(), key) && add_waveform(key);
+           add_channel(kssac.get(), key, chan) && add_waveform(key);
   }
 
  private:
@@ -165,7 +138,7 @@ class Entry {
   }
 
   /* Adds the channel when it is new, and sets chanid in the row of the waveform. */
-  bool add_channel(KSSac *kssac, Dbptr key) {
+  bool add_channel(KSSac *kssac, Dbptr key, const std::string &chan) {
     Dbptr row = table("sitechan");
     const long count = channels_.find(key, row);
     long chanid = -1;
@@ -181,8 +154,8 @@ class Entry {
     row = scratch("sitechan");
     return chanid >= 0 && row.table != dbINVALID &&
            kssac_getevent_kssac(kssac, row, dbinvalid()) == 0 &&
-           dbputv(row, "ondate", day_of(key), "chanid", chanid, "ctype", "n", "lddate",
-                  std_now(), (char *)nullptr) == 0 &&
+           dbputv(row, "chan", chan.c_str(), "ondate", day_of(key), "chanid", chanid,
+                  "ctype", "n", "lddate", std_now(), (char *)nullptr) == 0 &&
            dbadd(row, nullptr) >= 0 &&
            dbputv(key, "chanid", chanid, (char *)nullptr) == 0;
   }
@@ -194,13 +167,15 @@ class Entry {
   }
 
   const Dbptr db_;
-  Lookup waveforms_{{"sta", "chan", "time", "dir", "dfile"},
-                    {"sta", "chan", "time", "dir", "dfile"}};
-  Lookup sites_{{"sta"}, {"sta"}};
-  Lookup networks_{{"sta"}, {"sta"}};
-  Lookup channels_{{"sta", "chan"}, {"sta", "chan"}};
-  Lookup current_channels_{{"sta", "chan", "yearday(time)"},
-                           {"sta", "chan", "ondate::offdate"}};
+  ChannelCodes codes_;
+  /* A file has one waveform, whatever its channel is called. */
+  RowLookup waveforms_{{"sta", "time", "dir", "dfile"},
+                       {"sta", "time", "dir", "dfile"}};
+  RowLookup sites_{{"sta"}, {"sta"}};
+  RowLookup networks_{{"sta"}, {"sta"}};
+  RowLookup channels_{{"sta", "chan"}, {"sta", "chan"}};
+  RowLookup current_channels_{{"sta", "chan", "yearday(time)"},
+                              {"sta", "chan", "ondate::offdate"}};
 };
 
 int to_db(const ToDbOptions &options) {
