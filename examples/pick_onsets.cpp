@@ -4,14 +4,15 @@
  * consumers: one picks onsets, a batch at a time, on worker threads in lock-step and writes
  * them to a file; the other finds the largest amplitude of each seismogram.
  *
- * Usage: pick_onsets RESULTS FILE.sac...
- * RESULTS must not exist yet, so that no seismogram given in its place is overwritten.  It
- * gets one line per seismogram, in the order of the files: file, sta, chan, time of the
- * onset ("-": none) and the ratio there.  The largest amplitude is printed.
+ * Usage: pick_onsets [-o RESULTS] FILE.sac...
+ * Writes one line per seismogram to RESULTS, or to standard output, in the order of the
+ * files: file, sta, chan, time of the onset ("-": none) and the ratio there.  The largest
+ * amplitude goes to standard error.
  *
  * An onset is where the mean energy of the last second first exceeds six times that of
  * the ten seconds before (Allen, BSSA 68, 1978, 1521-1532, in its simplest form). */
 #include <ksutil.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cmath>
@@ -209,25 +210,35 @@ int run(std::span<char *> files, std::FILE *results) {
   const bool good = pick_all(fifo.get(), results);
   reader.join();
   amplitude.join();
-  std::fputs(ksutil::format_text("largest amplitude %g\n", largest).c_str(), stdout);
+  std::fputs(ksutil::format_text("largest amplitude %g\n", largest).c_str(), stderr);
   return good && unreadable == 0 ? 0 : -1;
 }
 
 }  // namespace
 
 int main(int argc, char **argv) {
-  if (argc < 3) {
-    std::fputs("usage: pick_onsets RESULTS FILE.sac...\n", stderr);
+  const char *output = nullptr;
+  int option = 0;
+  bool usable = true;
+  while ((option = getopt(argc, argv, "o:")) != -1) {
+    if (option == 'o') output = optarg;
+    usable = usable && option == 'o';
+  }
+  if (!usable || optind == argc) {
+    std::fputs("usage: pick_onsets [-o RESULTS] FILE.sac...\n", stderr);
     return 2;
   }
-  std::unique_ptr<std::FILE, Closer> results(std::fopen(argv[1], "wx"));
-  if (results == nullptr) {
-    elog_complain(1, "pick_onsets: cannot write %s.\n", argv[1]);
-    return 1;
+  std::unique_ptr<std::FILE, Closer> opened;
+  if (output != nullptr) {
+    opened.reset(std::fopen(output, "w"));
+    if (opened == nullptr) {
+      elog_complain(1, "cannot write %s.\n", output);
+      return 1;
+    }
   }
-  const int result =
-      run(std::span(argv + 2, static_cast<std::size_t>(argc - 2)), results.get());
-  const bool written = std::fclose(results.release()) == 0;
-  if (result < 0 || !written) elog_complain(0, "pick_onsets: failed.\n");
+  std::FILE *const results = opened == nullptr ? stdout : opened.get();
+  const int result = run(std::span(argv + optind, argv + argc), results);
+  const bool written = std::fflush(results) == 0 && std::ferror(results) == 0;
+  if (result < 0 || !written) elog_complain(0, "some results are missing.\n");
   return result < 0 || !written ? 1 : 0;
 }
