@@ -4,11 +4,14 @@
 
 #include <bit>
 #include <cstdint>
+#include <set>
+#include <utility>
 #include <vector>
 
 #include "platform/stock/bytes.h"
 #include "platform/trace/trace.h"
 #include "tests/tools/scratch.h"
+#include "tools/plot/symbol_cycle.h"
 
 namespace ksutil::tools {
 namespace {
@@ -84,6 +87,21 @@ TEST(KsdbPlot, GivesEachNameOneSymbolAndMapsTheirDegrees) {
   EXPECT_EQ(occurrences(svg, "<circle"), 0U);
 }
 
+/* Eight symbols of one colour would show twelve phases as eight. */
+TEST(KsdbPlot, GivesManyNamesLooksOfTheirOwn) {
+  std::set<std::string> names{"P", "S"};
+  for (int i = 0; i < 54; ++i) names.insert("x" + std::to_string(i));
+  std::set<std::pair<plot::Symbol, std::string>> seen;
+  for (const auto &[name, look] : plot::looks_of(names)) {
+    seen.emplace(look.symbol, plot::hex_text(look.colour));
+  }
+  EXPECT_EQ(seen.size(), names.size());
+  const auto alone = plot::looks_of({"S"}).at("S"),
+             among = plot::looks_of(names).at("S");
+  EXPECT_EQ(alone.symbol, among.symbol);
+  EXPECT_EQ(alone.colour, among.colour);
+}
+
 TEST(KsdbPlot, RefusesWhatItCannotDraw) {
   const ScratchFolder folder;
   const std::string database =
@@ -107,10 +125,42 @@ TEST(KsvectorPlot, ShowsAmplitudeAndPhaseOfResponses) {
       folder.write("two.fap", "theoretical 1 instrument fap x\n3\n" + rows);
   const std::string svg = picture(folder, kCurves + one + " " + two);
   for (const char *text :
-       {"one.fap", "two.fap", "frequency (Hz)", "amplitude", "phase"}) {
+       {"one.fap", "two.fap", "frequency (Hz)", "amplitude", "phase (degrees)"}) {
     EXPECT_EQ(occurrences(svg, ">" + std::string(text) + "</text>"), 1U) << text;
   }
   EXPECT_THAT(svg, HasSubstr(">10⁶²</text>"));
+}
+
+/* Files with radians where the format says degrees would otherwise look flat. */
+TEST(KsvectorPlot, DrawsAllPhasesInDegreesAndNamesTheUnitOfAmplitudes) {
+  const ScratchFolder folder;
+  const std::string file = folder.write("r.fap",
+                                        "# Freq(Hz) Amp(count/nm) Phase(deg)\nt 1 i "
+                                        "fap x\n3\n0.1 1 3.1\n1 2 0\n10 3 -3.1\n");
+  const std::string radians = picture(folder, kCurves + file);
+  EXPECT_THAT(radians, HasSubstr(">amplitude (count/nm)</text>"));
+  EXPECT_THAT(radians, HasSubstr(">100</text>"));
+  const std::string degrees = picture(folder, kCurves + file + " --phase degrees");
+  EXPECT_THAT(degrees, Not(HasSubstr(">100</text>")));
+}
+
+TEST(Pictures, ComeAsPdfInTheSizeThatIsAsked) {
+  const ScratchFolder folder;
+  const std::string table = folder.write("t.txt", "0 1\n1 2\n");
+  const std::string pdf = folder / "p.pdf", png = folder / "p.png";
+  ASSERT_EQ(run_program(kCurves + table + " --width 18cm -o " + pdf).code, 0);
+  EXPECT_TRUE(read_text(pdf).starts_with("%PDF-"));
+  ASSERT_EQ(run_program(kCurves + table + " --width 4in --dpi 300 -o " + png).code, 0);
+  const std::string bytes = read_text(png);
+  ASSERT_GT(bytes.size(), 24U);
+  int columns = 0;  // the header of a PNG has its width here
+  mi2hi(bytes.data() + 16, &columns, 1);
+  EXPECT_EQ(columns, 1200);
+  for (const char *const refused : {"18mm", "-3cm", "0", "1e9"}) {
+    EXPECT_EQ(run_program(kCurves + table + " -o " + pdf + " --width " + refused).code,
+              2)
+        << refused;
+  }
 }
 
 TEST(KsvectorPlot, FollowsTheLabelsAndGapsOfTables) {

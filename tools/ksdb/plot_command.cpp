@@ -6,12 +6,14 @@
 
 #include "tools/ksdb/open_tables.h"
 #include "tools/ksdb/plot_figure.h"
+#include "tools/plot/picture_options.h"
 
 namespace ksutil::tools {
 namespace {
 
 struct PlotCommandOptions {
-  std::string database, tables, where, output;
+  std::string database, tables, where;
+  plot::PictureOptions picture;
   PlotOptions plot;
 };
 
@@ -36,14 +38,14 @@ int draw(PlotCommandOptions options) {
   const OpenDatabase database(options.database, "r");
   const Dbptr view = open_view(database, options.tables, options.where);
   if (view.table < 0) return kFailure;
-  if (options.plot.title.empty()) {
+  if (options.picture.title.empty()) {
     options.plot.title = std::filesystem::path(options.database).filename().string() +
                          " " + options.tables;
     options.plot.subtitle = options.where;
   }
   plot::Figure figure;
   if (!make_plot(view, options.plot, figure)) return kFailure;
-  return plot::write_figure(figure, options.output) == 0 ? kOk : kFailure;
+  return plot::write_picture(std::move(figure), options.picture) == 0 ? kOk : kFailure;
 }
 
 }  // namespace
@@ -55,8 +57,7 @@ void add_plot(CLI::App &app, Action &action) {
   command->add_option("database", options->database, "path/name")->required();
   command->add_option("tables", options->tables, "A table, or several: origin+netmag")
       ->required();
-  command->add_option("-o,--output", options->output, "The picture: .svg or .png")
-      ->required();
+  plot::add_picture_options(*command, options->picture);
   command->add_option("--where", options->where,
                       "Only records for which this expression is true");
   command->add_option("--x", plot.x, "Expression of the horizontal place");
@@ -78,13 +79,12 @@ void add_plot(CLI::App &app, Action &action) {
       ->add_option("--hue-range", plot.hue_range,
                    "Degrees from the smallest to the largest value")
       ->capture_default_str();
-  command->add_option("--title", plot.title, "Text above (default: what is drawn)");
   command->add_option("--x-label", plot.x_label);
   command->add_option("--y-label", plot.y_label);
   command->add_option("--hue-label", plot.hue_label);
   command->add_option("--size-label", plot.size_label);
-  command->add_option("--width", plot.width, "Of the picture, in pixels of an SVG")
-      ->check(CLI::Range(200.0, 20000.0))
+  command->add_option("--opacity", plot.opacity, "Of the symbols, 0 to 1")
+      ->check(CLI::Range(0.0, 1.0))
       ->capture_default_str();
   command->callback(
       [options, &action] { action = [options] { return draw(*options); }; });

@@ -3,7 +3,8 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdlib>
-#include <map>
+#include <optional>
+#include <set>
 #include <vector>
 
 #include "objects/db2vector.h"
@@ -12,12 +13,13 @@
 #include "tools/common/cli.h"
 #include "tools/ksdb/quantity.h"
 #include "tools/plot/point_label.h"
+#include "tools/plot/symbol_cycle.h"
 #include "tools/plot/ticks.h"
 
 namespace ksutil::tools {
 namespace {
 
-constexpr std::size_t kMostSymbols = 12;  // of the key
+constexpr std::size_t kMostSymbols = 24;  // of the key
 
 struct VectorDeleter {
   void operator()(KSVector *vector) const { ksvector_free_vector(vector); }
@@ -65,11 +67,10 @@ Dbptr with_values(Dbptr view, const PlotOptions &options) {
 }
 
 VectorPtr make_vector(Dbptr view, const PlotOptions &options) {
-  return VectorPtr(db2vector(view, options.x.c_str(), options.y.c_str(),
-                             or_null(options.hue), or_null(options.saturation),
-                             or_null(options.size), or_null(options.symbol), nullptr,
-                             nullptr, options.hollow ? 0 : 1, options.max_size,
-                             options.hue_centre, options.hue_range));
+  return VectorPtr(db2vector(
+      view, options.x.c_str(), options.y.c_str(), or_null(options.hue),
+      or_null(options.saturation), or_null(options.size), nullptr, nullptr, nullptr,
+      options.hollow ? 0 : 1, options.max_size, options.hue_centre, options.hue_range));
 }
 
 /* The smallest and the largest value of an expression. */
@@ -141,29 +142,48 @@ bool add_size_key(Dbptr view, const PlotOptions &options, plot::Panel &panel) {
   return true;
 }
 
-bool add_symbol_key(Dbptr view, const PlotOptions &options, plot::Panel &panel) {
-  if (options.symbol.empty()) return true;
-  plot::StyleKey key;
-  key.label = quantity_of(view, options.symbol).label;
-  std::map<std::string, plot::Symbol> symbols;
-  const std::vector<plot::Point> &points = panel.points.back().points;
-  for (std::size_t i = 0; i < points.size(); i++) {
+/* The text that decides the symbol of each point, in the order of the points. */
+bool symbol_texts(Dbptr view, const PlotOptions &options, std::size_t count,
+                  std::vector<std::string> &texts) {
+  for (std::size_t i = 0; i < count; ++i) {
     view.record = static_cast<long>(i);
     char *text = nullptr;
     if (dbex_evalstr(view, options.symbol.c_str(), dbexTEXT, &text) < 0) return false;
-    const MallocPtr<char> owner(text);
-    symbols.emplace(text, points[i].style.symbol);
+    texts.emplace_back(MallocPtr<char>(text).get());
   }
-  for (const auto &[name, symbol] : symbols) {
+  return true;
+}
+
+/* Gives each text a symbol, and a colour too where no hue is asked for, and lists them in
+ * a key. */
+bool add_symbols(Dbptr view, const PlotOptions &options, plot::Panel &panel) {
+  if (options.symbol.empty()) return true;
+  std::vector<plot::Point> &points = panel.points.back().points;
+  std::vector<std::string> texts;
+  if (!symbol_texts(view, options, points.size(), texts)) return false;
+  const auto looks = plot::looks_of(std::set<std::string>(texts.begin(), texts.end()));
+  const bool coloured = options.hue.empty() && options.saturation.empty();
+  const auto apply = [&](const plot::Look &look, plot::PointStyle &style) {
+    style.symbol = look.symbol;
+    if (!coloured) return;
+    style.colour = look.colour;
+    if (!options.hollow) style.fill = look.colour;
+  };
+  for (std::size_t i = 0; i < points.size(); ++i) {
+    apply(looks.at(texts[i]), points[i].style);
+  }
+  plot::StyleKey key;
+  key.label = quantity_of(view, options.symbol).label;
+  for (const auto &[text, look] : looks) {
     if (key.entries.size() == kMostSymbols) {
-      complain("the key leaves out " + std::to_string(symbols.size() - kMostSymbols) +
+      complain("the key leaves out " + std::to_string(looks.size() - kMostSymbols) +
                " symbols");
       break;
     }
     plot::PointStyle style = key_style(options);
-    style.symbol = symbol;
+    apply(look, style);
     style.size = 9.0;
-    key.entries.push_back({style, name});
+    key.entries.push_back({style, text});
   }
   panel.style_keys.push_back(std::move(key));
   return true;
@@ -191,8 +211,6 @@ bool make_plot(Dbptr view, const PlotOptions &options, plot::Figure &figure) {
     complain(all == 0 ? "no rows" : "no row has all values");
     return false;
   }
-  /* A name's first row has a symbol of its own; once it is known, all have the same. */
-  if (!options.symbol.empty() && make_vector(view, options) == nullptr) return false;
   const VectorPtr vector = make_vector(view, options);
   if (vector == nullptr || vector->npts != count) return false;
 
@@ -203,7 +221,6 @@ bool make_plot(Dbptr view, const PlotOptions &options, plot::Figure &figure) {
                        std::to_string(all - count) + " of " + std::to_string(all) +
                        " rows lack a value";
   }
-  figure.width = options.width;
   plot::Panel &panel = figure.panels.emplace_back();
   panel.x = axis_of(view, options.x, options.x_label);
   panel.y = axis_of(view, options.y, options.y_label);
@@ -219,8 +236,14 @@ bool make_plot(Dbptr view, const PlotOptions &options, plot::Figure &figure) {
   std::vector<plot::Point> &points = panel.points.back().points;
   if (!add_colour_key(view, options, true, panel) ||
       !add_colour_key(view, options, false, panel) ||
-      !add_size_key(view, options, panel) || !add_symbol_key(view, options, panel)) {
+      !add_size_key(view, options, panel) || !add_symbols(view, options, panel)) {
     return false;
+  }
+  for (plot::Point &point : points) {
+    for (std::optional<plot::Colour> *const colour :
+         {&point.style.colour, &point.style.fill}) {
+      if (*colour) *colour = plot::with_opacity(**colour, options.opacity);
+    }
   }
   /* Small ones on top, or they would not be seen. */
   std::stable_sort(points.begin(), points.end(), [](const auto &a, const auto &b) {

@@ -17,7 +17,7 @@ struct PlotOptions {
   /* From amber (the smallest value) over red and violet to blue: hues that also differ in
    * brightness, for readers who see few of them. */
   double hue_centre = -45.0, hue_range = -190.0;
-  double width = 900.0;
+  double opacity = 1.0;
   bool map = false, hollow = false;
 };
 

@@ -1,6 +1,7 @@
 #include <cmath>
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "platform/clock/clock.h"
@@ -8,15 +9,17 @@
 #include "tools/ksgrid/commands.h"
 #include "tools/ksgrid/grid_file.h"
 #include "tools/plot/figure.h"
+#include "tools/plot/picture_options.h"
 
 namespace ksutil::tools {
 namespace {
 
 struct PlotOptions {
-  std::string file, output, title, x_label, y_label, label;
+  std::string file, x_label, y_label, label;
+  plot::PictureOptions picture;
   int grid = 0;
   std::vector<int> frames{0};
-  double low = plot::kUnset, high = plot::kUnset, width = 700.0;
+  double low = plot::kUnset, high = plot::kUnset;
   bool diverging = false, map = false;
 };
 
@@ -68,8 +71,7 @@ int draw(const PlotOptions &options) {
   double low = options.low, high = options.high;
   if (frames.size() > 1 && std::isnan(low)) find_scale(*grid, frames, low, high);
   plot::Figure figure;
-  figure.title = options.title.empty() ? text_of(grid->name) : options.title;
-  figure.width = options.width;
+  figure.title = text_of(grid->name);
   for (const int frame : frames) {
     plot::Panel &panel = figure.panels.emplace_back();
     panel.title = frame_title(*grid, frame);
@@ -83,7 +85,7 @@ int draw(const PlotOptions &options) {
     mesh.diverging = options.diverging;
     panel.meshes.push_back(std::move(mesh));
   }
-  return plot::write_figure(figure, options.output) == 0 ? kOk : kFailure;
+  return plot::write_picture(std::move(figure), options.picture) == 0 ? kOk : kFailure;
 }
 
 }  // namespace
@@ -93,8 +95,8 @@ void add_plot(CLI::App &app, Action &action) {
   CLI::App *command = app.add_subcommand(
       "plot", "Draws frames as maps of colours, with axes and a scale");
   command->add_option("file", options->file, "- for standard input")->required();
-  command->add_option("-o,--output", options->output, "The picture: .svg or .png")
-      ->required();
+  options->picture.width = 700.0;
+  plot::add_picture_options(*command, options->picture);
   command->add_option("--grid", options->grid, "Which grid of the file (0)")
       ->check(CLI::NonNegativeNumber);
   command->add_option("--frame", options->frames,
@@ -107,12 +109,9 @@ void add_plot(CLI::App &app, Action &action) {
   high->needs(low);
   command->add_flag("--diverging", options->diverging, "Colours on both sides of 0");
   command->add_flag("--map", options->map, "x and y are longitude and latitude");
-  command->add_option("--title", options->title, "Text above, by default the name");
   command->add_option("--x-label", options->x_label, "By default the x axis name");
   command->add_option("--y-label", options->y_label);
   command->add_option("--label", options->label, "Of the colours, with their unit");
-  command->add_option("--width", options->width, "Of the picture, in pixels of an SVG")
-      ->check(CLI::Range(200.0, 20000.0));
   command->callback([options, &action] {
     if (options->low >= options->high) {
       throw CLI::ValidationError("plot", "--low must be less than --high");

@@ -4,6 +4,7 @@
 #include "tools/kshistory/commands.h"
 #include "tools/kshistory/entries.h"
 #include "tools/plot/figure.h"
+#include "tools/plot/picture_options.h"
 
 namespace ksutil::tools {
 namespace {
@@ -12,14 +13,15 @@ namespace {
 constexpr std::size_t kMaxMarks = 100;
 
 struct PlotOptions {
-  std::string file, picture, title, label = "value";
+  std::string file, label = "value";
+  plot::PictureOptions picture;
   bool numbers = false;
 };
 
 plot::Figure draw(const PlotOptions &options,
                   const std::vector<KSHistoryEntry> &entries) {
   plot::Figure figure;
-  figure.title = options.title.empty() ? options.file : options.title;
+  figure.title = options.file;
   plot::Panel &panel = figure.panels.emplace_back();
   if (options.numbers) {
     panel.x.label = "time";
@@ -49,8 +51,8 @@ int plot_history(const PlotOptions &options) {
     elog_log(0, "%s has no entries.\n", options.file.c_str());
     return kFailure;
   }
-  return plot::write_figure(draw(options, entries), options.picture) == 0 ? kOk
-                                                                          : kFailure;
+  return plot::write_picture(draw(options, entries), options.picture) == 0 ? kOk
+                                                                           : kFailure;
 }
 
 }  // namespace
@@ -59,9 +61,7 @@ void add_plot(CLI::App &app, Action &action) {
   auto options = std::make_shared<PlotOptions>();
   CLI::App *command = app.add_subcommand("plot", "Draws a history over time");
   command->add_option("file", options->file, "history file")->required();
-  command->add_option("-o,--output", options->picture, "The picture: .svg or .png")
-      ->required();
-  command->add_option("--title", options->title, "Title instead of the file's name");
+  plot::add_picture_options(*command, options->picture);
   command->add_option("--label", options->label, "What the values are, with the unit");
   command->add_flag("--numbers", options->numbers,
                     "Times as plain numbers instead of dates");

@@ -1,19 +1,20 @@
-#include "tools/plot/figure.h"
-
 #include <cmath>
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "tools/kssac/commands.h"
 #include "tools/kssac/sac_file.h"
+#include "tools/plot/figure.h"
+#include "tools/plot/picture_options.h"
 
 namespace ksutil::tools {
 namespace {
 
 struct PlotOptions {
   std::vector<std::string> files;
-  std::string output, title;
+  plot::PictureOptions picture;
   bool relative = false;
 };
 
@@ -97,12 +98,11 @@ int draw(const PlotOptions &options) {
     seismograms.push_back({file, std::move(kssac)});
   }
   plot::Figure figure;
-  figure.title = options.title;
   figure.shared_x = seismograms.size() > 1;
   for (const Seismogram &seismogram : seismograms) {
     figure.panels.push_back(panel_of(seismogram, absolute));
   }
-  return plot::write_figure(figure, options.output) == 0 ? kOk : kFailure;
+  return plot::write_picture(std::move(figure), options.picture) == 0 ? kOk : kFailure;
 }
 
 }  // namespace
@@ -112,9 +112,7 @@ void add_sac_plot(CLI::App &app, Action &action) {
   CLI::App *command = app.add_subcommand(
       "plot", "Draws seismograms with their picks, one below another");
   command->add_option("files", options->files, "SAC files")->required();
-  command->add_option("-o,--output", options->output, "Picture: NAME.svg or NAME.png")
-      ->required();
-  command->add_option("--title", options->title, "Title of the picture");
+  plot::add_picture_options(*command, options->picture);
   command->add_flag("--relative", options->relative,
                     "Times as seconds after each file's reference time");
   command->callback(

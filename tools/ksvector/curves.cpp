@@ -1,6 +1,9 @@
 #include "tools/ksvector/curves.h"
 
 #include <algorithm>
+#include <cmath>
+#include <fstream>
+#include <numbers>
 
 #include "tools/plot/point_label.h"
 
@@ -45,24 +48,87 @@ void add_series(const Curve &curve, int iy, const std::string &name,
   }
 }
 
+/* No phase of a file in radians is beyond a full turn, and a file in degrees has phases that
+ * are, unless its instrument hardly delays anything. */
+bool in_radians(const KSVector &vector, PhaseUnit unit) {
+  constexpr double kTurn = 2.0 * std::numbers::pi * 1.001;
+  if (unit != PhaseUnit::kAuto) return unit == PhaseUnit::kRadians;
+  double largest = 0.0;
+  for (int i = 0; i < vector.npts; ++i) {
+    largest = std::max(largest, std::abs(vector.points[i].y[1]));
+  }
+  return largest > 0.0 && largest <= kTurn;
+}
+
+/* Phases in degrees from -180 to 180, with a gap wherever they jump around. */
+plot::Line phase_line(const KSVector &vector, PhaseUnit unit) {
+  const double factor = in_radians(vector, unit) ? 180.0 / std::numbers::pi : 1.0;
+  plot::Line line;
+  double before = plot::kUnset;
+  for (int i = 0; i < vector.npts; ++i) {
+    const KSVectorPoint &point = vector.points[i];
+    const double phase = std::remainder(point.y[1] * factor, 360.0);
+    if (std::abs(phase - before) > 180.0) {
+      line.x.push_back(point.x);
+      line.y.push_back(plot::kUnset);
+    }
+    line.x.push_back(point.x);
+    line.y.push_back(phase);
+    before = phase;
+  }
+  return line;
+}
+
+void add_phases(const std::vector<Curve> &curves, const CurveOptions &options,
+                plot::Panel &panel) {
+  panel.y.label = "phase (degrees)";
+  for (std::size_t i = 0; i < curves.size(); ++i) {
+    plot::Line line = phase_line(*curves[i].vector, options.phase);
+    line.colour = plot::series_colour(i);
+    line.dashed = i / 8 % 2 == 1;
+    panel.lines.push_back(std::move(line));
+  }
+}
+
+/* "amplitude (count/nm)" when all responses have that unit. */
+std::string amplitude_label(const std::vector<Curve> &curves) {
+  const std::string &unit = curves.front().amplitude_unit;
+  const bool common = std::all_of(curves.begin(), curves.end(), [&](const auto &curve) {
+    return curve.amplitude_unit == unit;
+  });
+  return unit.empty() || !common ? "amplitude" : "amplitude (" + unit + ")";
+}
+
 }  // namespace
+
+std::string amplitude_unit(const std::string &file) {
+  constexpr int kLines = 200;  // comments stand at the beginning
+  std::ifstream stream(file);
+  std::string line;
+  for (int i = 0; i < kLines && std::getline(stream, line) && line.starts_with('#');
+       ++i) {
+    const std::size_t at = line.find("Amp(");
+    const std::size_t end = line.find(')', at);
+    if (at == std::string::npos || end == std::string::npos) continue;
+    return line.substr(at + 4, end - at - 4);
+  }
+  return "";
+}
 
 void add_response_panels(const std::vector<Curve> &curves, const CurveOptions &options,
                          plot::Figure &figure) {
   figure.shared_x = true;
-  for (const int iy : {0, 1}) {
+  for (const bool amplitudes : {true, false}) {
     plot::Panel &panel = figure.panels.emplace_back();
     panel.x.label = options.x_label.empty() ? "frequency (Hz)" : options.x_label;
     panel.x.scale = plot::Scale::kLog;
-    panel.y.label = iy == 0 ? "amplitude" : "phase";
-    if (iy == 0) {
-      if (!options.y_label.empty()) panel.y.label = options.y_label;
-      panel.y.scale = plot::Scale::kLog;
+    if (!amplitudes) {
+      add_phases(curves, options, panel);  // the legend of the amplitudes serves both
+      continue;
     }
-    /* One legend serves both. */
-    for (const Curve &curve : curves) {
-      add_series(curve, iy, iy == 0 ? curve.name : "", options, panel);
-    }
+    panel.y.label = options.y_label.empty() ? amplitude_label(curves) : options.y_label;
+    panel.y.scale = plot::Scale::kLog;
+    for (const Curve &curve : curves) add_series(curve, 0, curve.name, options, panel);
   }
 }
 

@@ -14,6 +14,7 @@ namespace ksutil::tools {
 struct Curve {
   const KSVector *vector;
   std::string name;
+  std::string amplitude_unit = {};  // of a response; empty: unknown
 };
 
 enum class CurveStyle {
@@ -23,14 +24,25 @@ enum class CurveStyle {
   kBoth
 };
 
+/* What the phases of response files are in.  The format says degrees, but there are files
+ * with radians. */
+enum class PhaseUnit { kAuto, kDegrees, kRadians };
+
 struct CurveOptions {
   CurveStyle style = CurveStyle::kAuto;
   bool log_x = false, log_y = false;
   bool time = false;  // x of point vectors is epoch seconds
   std::string x_label, y_label;
+  PhaseUnit phase = PhaseUnit::kAuto;
 };
 
-/* Adds panels of amplitude and phase over frequency, for vectors of responses. */
+/* The unit that a comment of a response file gives for the amplitudes, as "count/nm" in
+ * "Amp(count/nm)"; empty for none. */
+std::string amplitude_unit(const std::string &file);
+
+/* Adds panels of amplitude and phase over frequency, for vectors of responses.  Phases are
+ * drawn in degrees from -180 to 180; a line ends where the phase jumps from one end to the
+ * other. */
 void add_response_panels(const std::vector<Curve> &curves, const CurveOptions &options,
                          plot::Figure &figure);
 

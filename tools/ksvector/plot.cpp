@@ -11,14 +11,14 @@
 #include "tools/ksvector/commands.h"
 #include "tools/ksvector/curves.h"
 #include "tools/ksvector/source.h"
+#include "tools/plot/picture_options.h"
 
 namespace ksutil::tools {
 namespace {
 
 struct PlotOptions {
   std::vector<std::string> files;
-  std::string output, title;
-  double width = 900.0;
+  plot::PictureOptions picture;
   SourceOptions source;
   CurveOptions curves;
 };
@@ -88,23 +88,22 @@ int draw(const PlotOptions &options) {
     vectors.push_back(std::make_unique<Vector>());
     Vector &vector = *vectors.back();
     if (!vector.read(file, options.source)) return kFailure;
-    (vector.is_response() ? responses : tables)
-        .push_back({ksvector_get_vector(vector.tag()), name_of(file, options.files)});
+    const Curve curve{ksvector_get_vector(vector.tag()), name_of(file, options.files),
+                      vector.is_response() ? amplitude_unit(file) : ""};
+    (vector.is_response() ? responses : tables).push_back(curve);
   }
   if (!responses.empty() + !tables.empty() + !series.empty() > 1) {
     complain("responses, tables and traces need pictures of their own");
     return kUsage;
   }
   plot::Figure figure;
-  figure.title = options.title;
-  figure.width = options.width;
-  if (figure.title.empty() && options.files.size() == 1) {
+  if (options.files.size() == 1) {
     figure.title = name_of(options.files.front(), options.files);
   }
   if (!responses.empty()) add_response_panels(responses, options.curves, figure);
   if (!tables.empty()) add_point_panel(tables, options.curves, figure);
   if (!series.empty()) add_series_panels(series, options.curves, figure);
-  return plot::write_figure(figure, options.output) == 0 ? kOk : kFailure;
+  return plot::write_picture(std::move(figure), options.picture) == 0 ? kOk : kFailure;
 }
 
 }  // namespace
@@ -114,14 +113,17 @@ void add_plot(CLI::App &app, Action &action) {
                                                         {"lines", CurveStyle::kLines},
                                                         {"points", CurveStyle::kPoints},
                                                         {"both", CurveStyle::kBoth}};
+  static const std::map<std::string, PhaseUnit> phases{
+      {"auto", PhaseUnit::kAuto},
+      {"degrees", PhaseUnit::kDegrees},
+      {"radians", PhaseUnit::kRadians}};
   auto options = std::make_shared<PlotOptions>();
   CurveOptions &curves = options->curves;
   CLI::App *command = app.add_subcommand(
       "plot",
       "Draws files: responses, tables, or blobs of traces, which it recognizes");
   command->add_option("files", options->files)->required();
-  command->add_option("-o,--output", options->output, "The picture: .svg or .png")
-      ->required();
+  plot::add_picture_options(*command, options->picture);
   add_source_options(*command, options->source);
   command
       ->add_option("--style", curves.style,
@@ -130,11 +132,14 @@ void add_plot(CLI::App &app, Action &action) {
   command->add_flag("--log-x", curves.log_x, "Logarithmic x axis of tables");
   command->add_flag("--log-y", curves.log_y, "Logarithmic y axis of tables and traces");
   command->add_flag("--time", curves.time, "x of tables is epoch seconds");
-  command->add_option("--title", options->title, "Text above");
   command->add_option("--x-label", curves.x_label);
   command->add_option("--y-label", curves.y_label);
-  command->add_option("--width", options->width, "Of the picture, in pixels of an SVG")
-      ->check(CLI::Range(200.0, 20000.0));
+  command
+      ->add_option(
+          "--phase", curves.phase,
+          "Unit of the phases in responses: degrees, radians, or auto: radians "
+          "where none is beyond a full turn")
+      ->transform(CLI::CheckedTransformer(phases));
   command->callback(
       [options, &action] { action = [options] { return draw(*options); }; });
 }

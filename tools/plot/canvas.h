@@ -76,14 +76,20 @@ class SvgDocument {
 std::unique_ptr<SvgDocument> new_svg(double width, double height,
                                      const std::string &title);
 
-/* A PNG picture of `scale` pixels a unit; null with a message when it cannot be made. */
-class PngPicture {
+/* A picture that is kept in memory until it is finished. */
+class Picture {
  public:
-  virtual ~PngPicture() = default;
+  virtual ~Picture() = default;
   virtual Canvas &canvas() = 0;
-  virtual bool finish(std::string &bytes) = 0;  // the file's content
+  /* The file's content, once, at the end; false with a message. */
+  virtual bool finish(std::string &bytes) = 0;
 };
-std::unique_ptr<PngPicture> new_png(double width, double height, double scale);
+
+/* A PNG picture of `scale` pixels a unit; null with a message when it cannot be made. */
+std::unique_ptr<Picture> new_png(double width, double height, double scale);
+
+/* A PDF document of one page, 96 units an inch; null with a message. */
+std::unique_ptr<Picture> new_pdf(double width, double height, const std::string &title);
 
 /* The content of a PNG file with the pixels of a raster; empty when memory is short. */
 std::string png_bytes(const Raster &raster);

@@ -10,8 +10,8 @@
  *   if (write_figure(figure, "anmo.svg") != 0) return kFailure;
  *
  * Everything has a default: axes find their ranges, series their colours, panels their
- * heights.  Lengths are in units of the figure, which are pixels of an SVG and two pixels
- * of a PNG.  Texts are UTF-8; what is not is shown as question marks.
+ * heights.  Lengths are in units of the figure, 96 an inch, which are pixels of an SVG and,
+ * unless `dpi` says otherwise, two pixels of a PNG.  Texts are UTF-8; what is not is shown as question marks.
  *
  * Threads: figures are plain data; write_figure may run in several threads at once. */
 #ifndef KSUTIL_TOOLS_PLOT_FIGURE_H
@@ -151,11 +151,12 @@ struct Figure {
   std::string subtitle = {};  // smaller, under the title
   std::vector<Panel> panels = {};
   double width = 900.0;
+  double dpi = 192.0;  // dots an inch of a PNG
   bool shared_x =
       false;  // one range of x for all panels, ticks labelled under the last
 };
 
-/* Writes the figure as SVG or PNG, by the end of the file's name.  0, or -1 with a message
+/* Writes the figure as SVG, PNG or PDF, by the end of the file's name.  0, or -1 with a message
  * in the error register; a file that could not be written whole is removed. */
 int write_figure(const Figure &figure, const std::string &path);
 

@@ -13,7 +13,7 @@
 namespace ksutil::plot {
 namespace {
 
-constexpr double kPngScale = 2.0;
+constexpr double kUnitsPerInch = 96.0;
 constexpr double kPngLimit = 32000.0;  // pixels of a side, nearly cairo's own limit
 constexpr double kSmallest = 200.0, kLargest = 20000.0;  // widths of a figure
 
@@ -53,6 +53,10 @@ bool drawable(const Figure &figure) {
              kLargest);
     return false;
   }
+  if (!(figure.dpi >= 10.0 && figure.dpi <= 2400.0)) {
+    elog_log(0, "write_figure: the resolution must be from 10 to 2400 dots an inch.\n");
+    return false;
+  }
   for (const Panel &panel : figure.panels) {
     const bool own = !is_missing(panel.height);
     if (own && !(panel.height >= 20.0 && panel.height <= kLargest)) {
@@ -68,14 +72,24 @@ bool drawable(const Figure &figure) {
   return true;
 }
 
-bool png_text(const Figure &figure, std::string &bytes) {
-  const Layout layout = lay_out(figure);
-  const double longest = std::max(layout.width, layout.height);
-  const auto picture =
-      new_png(layout.width, layout.height, std::min(kPngScale, kPngLimit / longest));
+bool draw_into(const std::unique_ptr<Picture> &picture, const Figure &figure,
+               const Layout &layout, std::string &bytes) {
   if (picture == nullptr) return false;
   draw(picture->canvas(), figure, layout);
   return picture->finish(bytes);
+}
+
+bool png_text(const Figure &figure, std::string &bytes) {
+  const Layout layout = lay_out(figure);
+  const double longest = std::max(layout.width, layout.height);
+  const double scale = std::min(figure.dpi / kUnitsPerInch, kPngLimit / longest);
+  return draw_into(new_png(layout.width, layout.height, scale), figure, layout, bytes);
+}
+
+bool pdf_text(const Figure &figure, std::string &bytes) {
+  const Layout layout = lay_out(figure);
+  return draw_into(new_pdf(layout.width, layout.height, figure.title), figure, layout,
+                   bytes);
 }
 
 }  // namespace
@@ -93,10 +107,12 @@ int write_figure(const Figure &figure, const std::string &path) {
   std::string content;
   if (name.ends_with(".svg")) {
     content = svg_text(figure);
-  } else if (!name.ends_with(".png")) {
-    elog_log(0, "write_figure: %s: pictures end in .svg or .png.\n", path.c_str());
-    return -1;
-  } else if (!drawable(figure) || !png_text(figure, content)) {
+  } else if (name.ends_with(".png") || name.ends_with(".pdf")) {
+    const bool png = name.ends_with(".png");
+    if (!drawable(figure) || !(png ? png_text : pdf_text)(figure, content)) return -1;
+  } else {
+    elog_log(0, "write_figure: %s: pictures end in .svg, .png or .pdf.\n",
+             path.c_str());
     return -1;
   }
   if (content.empty()) return -1;

@@ -1,3 +1,4 @@
+#include <cairo-pdf.h>
 #include <cairo.h>
 #ifdef __SANITIZE_ADDRESS__
 #include <sanitizer/lsan_interface.h>
@@ -23,6 +24,9 @@ using ContextPtr = std::unique_ptr<cairo_t, ContextDeleter>;
 
 /* Cairo's limit for the sides of a picture. */
 constexpr double kMaxPixels = 32767.0;
+
+/* A unit of a figure is a CSS pixel, 1/96 inch; a point is 1/72 inch. */
+constexpr double kPointsPerUnit = 0.75;
 
 cairo_status_t append_bytes(void *to, const unsigned char *data, unsigned length) {
   try {
@@ -62,9 +66,10 @@ SurfacePtr surface_of(const Raster &raster) {
   return surface;
 }
 
-class PngCanvas : public Canvas, public PngPicture {
+/* Draws on any surface; what the file is made of is for the kinds below. */
+class CairoCanvas : public Canvas, public Picture {
  public:
-  PngCanvas(SurfacePtr surface, double scale)
+  CairoCanvas(SurfacePtr surface, double scale)
       : surface_(std::move(surface)), context_(cairo_create(surface_.get())) {
     cairo_scale(cr(), scale, scale);
     cairo_set_line_join(cr(), CAIRO_LINE_JOIN_ROUND);
@@ -77,16 +82,6 @@ class PngCanvas : public Canvas, public PngPicture {
   }
 
   Canvas &canvas() override { return *this; }
-
-  bool finish(std::string &bytes) override {
-    cairo_status_t status = cairo_status(cr());
-    if (status == CAIRO_STATUS_SUCCESS) {
-      status = cairo_surface_write_to_png_stream(surface_.get(), append_bytes, &bytes);
-    }
-    if (status == CAIRO_STATUS_SUCCESS) return true;
-    elog_log(0, "write_figure: %s.\n", cairo_status_to_string(status));
-    return false;
-  }
 
   void polyline(const std::vector<Position> &points, const Paint &paint) override {
     trace(points);
@@ -146,9 +141,18 @@ class PngCanvas : public Canvas, public PngPicture {
 
   void end_clip() override { cairo_restore(cr()); }
 
- private:
+ protected:
   cairo_t *cr() const { return context_.get(); }
+  cairo_surface_t *surface() const { return surface_.get(); }
 
+  /* Logs what went wrong; true for nothing. */
+  static bool good(cairo_status_t status) {
+    if (status == CAIRO_STATUS_SUCCESS) return true;
+    elog_log(0, "write_figure: %s.\n", cairo_status_to_string(status));
+    return false;
+  }
+
+ private:
   void set_source(const Colour &colour) {
     cairo_set_source_rgba(cr(), colour.r, colour.g, colour.b, colour.a);
   }
@@ -177,9 +181,36 @@ class PngCanvas : public Canvas, public PngPicture {
   ContextPtr context_;
 };
 
+class PngPicture : public CairoCanvas {
+ public:
+  using CairoCanvas::CairoCanvas;
+
+  bool finish(std::string &bytes) override {
+    return good(cairo_status(cr())) &&
+           good(cairo_surface_write_to_png_stream(surface(), append_bytes, &bytes));
+  }
+};
+
+/* One page; the surface writes to `content` as it goes. */
+class PdfPicture : public CairoCanvas {
+ public:
+  PdfPicture(SurfacePtr surface, double scale, std::shared_ptr<std::string> content)
+      : CairoCanvas(std::move(surface), scale), content_(std::move(content)) {}
+
+  bool finish(std::string &bytes) override {
+    if (!good(cairo_status(cr()))) return false;
+    cairo_surface_finish(surface());
+    bytes = *content_;
+    return good(cairo_surface_status(surface()));
+  }
+
+ private:
+  const std::shared_ptr<std::string> content_;
+};
+
 }  // namespace
 
-std::unique_ptr<PngPicture> new_png(double width, double height, double scale) {
+std::unique_ptr<Picture> new_png(double width, double height, double scale) {
   const double columns = std::ceil(width * scale), rows = std::ceil(height * scale);
   if (!(columns <= kMaxPixels && rows <= kMaxPixels)) {
     elog_log(0, "write_figure: %.0f by %.0f pixels are too many; PNG goes to %.0f.\n",
@@ -193,7 +224,27 @@ std::unique_ptr<PngPicture> new_png(double width, double height, double scale) {
     elog_log(0, "write_figure: %s.\n", cairo_status_to_string(status));
     return nullptr;
   }
-  return std::make_unique<PngCanvas>(std::move(surface), scale);
+  /* The last row and column may be covered in part only. */
+  const ContextPtr background(cairo_create(surface.get()));
+  cairo_set_source_rgb(background.get(), 1.0, 1.0, 1.0);
+  cairo_paint(background.get());
+  return std::make_unique<PngPicture>(std::move(surface), scale);
+}
+
+std::unique_ptr<Picture> new_pdf(double width, double height,
+                                 const std::string &title) {
+  auto content = std::make_shared<std::string>();
+  SurfacePtr surface(cairo_pdf_surface_create_for_stream(
+      append_bytes, content.get(), width * kPointsPerUnit, height * kPointsPerUnit));
+  const cairo_status_t status = cairo_surface_status(surface.get());
+  if (status != CAIRO_STATUS_SUCCESS) {
+    elog_log(0, "write_figure: %s.\n", cairo_status_to_string(status));
+    return nullptr;
+  }
+  cairo_pdf_surface_set_metadata(surface.get(), CAIRO_PDF_METADATA_TITLE,
+                                 printable(title).c_str());
+  return std::make_unique<PdfPicture>(std::move(surface), kPointsPerUnit,
+                                      std::move(content));
 }
 
 std::string png_bytes(const Raster &raster) {
