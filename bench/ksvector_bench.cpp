@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "objects/ksvector.h"
+#include "objects/vectors/points/internal/point_access.h"
 #include "objects/vectors/shared/internal/vector_eval.h"
 
 namespace {
@@ -56,7 +57,7 @@ class Curve {
   double ask_record() {
     double sum = 0.0, y = 0.0;
     for (const double x : questions_) {
-      ksutil::evaluate(*vector_, x, &y);
+      ksutil::vectors::evaluate(*vector_, x, &y);
       sum += y;
     }
     return sum;

@@ -2,9 +2,10 @@
  * "sac1", ...
  *
  * A SAC file (binary, header version 6) is a header of 632 bytes, with variables of fixed
- * names at fixed places, followed by single-precision samples.  Files are written and read
- * in the byte order of this machine; one of the other order is refused for its header
- * version.
+ * names at fixed places, followed by single-precision samples.  Files are written in the
+ * byte order of this machine.  kssac_read_from_file_kssac refuses a file of the other order
+ * for its header version; kssac_read_from_file_either_order and kssac_read_segment read
+ * both orders.
  * Times in the header are seconds after a reference time, which the header holds to the
  * millisecond.
  *
@@ -25,6 +26,10 @@
 #include "platform/db/db.h"
 #include "platform/stock/export.h"
 #include "platform/stock/tbl.h"
+
+namespace ksutil {
+struct Segment;
+}
 
 enum {
   KSSAC_HEADER_SIZE = 632,  // bytes
@@ -96,7 +101,7 @@ KSUTIL_API int kssac_free(const char *tag);
 /* Frees all registered records of that name; 0.  Null names none. */
 KSUTIL_API int kssac_free_tag(const char *name);
 
-/* Frees a record, registered or not; 0.  Null is no error. */
+/* Frees a record, registered or not; 0.  Null is not an error. */
 KSUTIL_API int kssac_free_kssac(KSSac *kssac);
 
 /* Fills the 632 bytes of a header with each variable's null, and NVHDR with 6.  String
@@ -117,7 +122,7 @@ KSUTIL_API int kssac_header_2_tbl(KSSac *kssac, Tbl **table);
  * is not the variable's, is an error and nothing is set.  0 or -1. */
 KSUTIL_API int kssac_tbl_2_header(Tbl *table, KSSac *kssac);
 
-/* Frees a header table with the texts of its elements; null is no error. */
+/* Frees a header table with the texts of its elements; null is not an error. */
 KSUTIL_API void kssac_free_header_tbl(Tbl *table);
 
 /* Sets header variables: name, value, ..., (char *)0.
@@ -158,7 +163,7 @@ KSUTIL_API int kssac_putdata_kssac(KSSac *kssac, long nsamp, const float *sample
  * samples    in/out: the caller's malloced buffer or null, freed; [nsamp], which the caller
  *            frees.  Zero where NPTS is above the number of samples held
  * type       out: 2 bytes: "D", "V", "A", or "-"; may be null
- * A file of another type than evenly or unevenly spaced samples (IFTYPE 1) is refused. */
+ * Fails for a file type (IFTYPE) other than 1, evenly or unevenly spaced samples. */
 KSUTIL_API int kssac_getdata_kssac(KSSac *kssac, long *nsamp, double *time,
                                    double *samprate, float **samples, char *type);
 
@@ -207,10 +212,45 @@ KSUTIL_API int kssac_write_to_file_kssac(KSSac *kssac, const char *path);
 /* Reads a file into a new record; name and tag as for kssac_create.
  *
  * The samples are read for IFTYPE 1 and NPTS of 1 or more: NPTS of them, even when the file
- * is longer; a file that has fewer is refused, before memory is taken for them.  Other
- * files (spectra, for instance) are read without samples. */
+ * is longer; a file that has fewer is refused, before memory is taken for them.  Files of
+ * other types (spectra, pairs of x and y) are read without samples: kssac_file_type_text
+ * names the type. */
 KSUTIL_API KSSac *kssac_read_from_file_kssac(const char *path, const char *name,
                                              char *tag);
+
+/* Reads a file of either byte order into a new record in the order of this machine;
+ * otherwise like kssac_read_from_file_kssac, with messages in its own name. */
+KSUTIL_API KSSac *kssac_read_from_file_either_order(const char *path, const char *name,
+                                                    char *tag);
+
+/* The kind of data that the header declares, for messages: "a time series", "a spectrum
+ * (real and imaginary parts)", "a spectrum (amplitudes and phases)", "pairs of x and y",
+ * "values over a plane (x, y, z)" or "data of unknown type"; "nothing" for a null record.
+ * Records of all kinds but the first are read without samples. */
+KSUTIL_API const char *kssac_file_type_text(const KSSac *kssac);
+
+/* -- Segments, see platform/trace/segment.h -- */
+
+/* The samples of a record as a segment: KSTNM, KCMPNM, the reference time + B, the sample
+ * rate for which DELTA stands (40 Hz for 0.025 s), and all samples held, which stay the
+ * record's and live until it gets other samples or is freed.  calib is 0, unknown.
+ * 0; -1 with `segment` untouched: a record of another kind than an evenly spaced time
+ * series, without samples, or without reference time, B or DELTA. */
+KSUTIL_API int kssac_get_segment_kssac(KSSac *kssac, ksutil::Segment &segment);
+
+/* Reads a file of either byte order as a segment that owns its samples, which are not
+ * copied after they have been read.  0, or -1 as above and for a file that cannot be
+ * read. */
+KSUTIL_API int kssac_read_segment(const char *path, ksutil::Segment &segment);
+
+/* A new record of the samples of a segment, which are copied once; floats stay as they are
+ * (gaps too), counts beyond 2^24 are rounded.  The header is that of kssac_putdata_kssac,
+ * with KSTNM and KCMPNM; type, name and tag as there and for kssac_create.  Null for a
+ * segment without samples, with more than INT_MAX, or with a time or sample rate that
+ * kssac_putdata_kssac refuses. */
+KSUTIL_API KSSac *kssac_create_from_segment(const ksutil::Segment &segment,
+                                            const char *type, const char *name,
+                                            char *tag);
 
 }  // extern "C"
 #endif

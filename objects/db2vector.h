@@ -38,11 +38,11 @@ extern "C" {
  * the next of them, after the last the first again; from its second row on, in this process,
  * a name has the one that follows.
  *
- * Null fields are no failure: their number or text is used as it is.
+ * A null field is not a failure: its number or text is used as it is.
  *
  * Returns the vector, which the caller frees as any other; null, with a message, when rows
  * cannot be counted or it cannot be made.  It has no points
- *   - when there are no rows: the expressions are not looked at then;
+ *   - when there are no rows (the expressions are not compiled then);
  *   - when expressions do not compile: each is logged "Can't compile NAME expression 'TEXT'";
  *   - when one fails on a row: logged "failed to evaluate NAME expression 'TEXT'".
  * Ends the process when memory for the values of all rows is short.

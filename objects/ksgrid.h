@@ -74,9 +74,9 @@ KSUTIL_API KSGrid *ksgrid_copy(const char *tag, const char *name, char *newtag);
 KSUTIL_API KSGrid *ksgrid_copy_ksgrid(const KSGrid *grid, const char *name,
                                       char *newtag);
 
-/* Free the grid under a tag (an unknown tag is no error and leaves no message), all
+/* Free the grid under a tag (an unknown tag is not an error and leaves no message), all
  * registered grids of a name, or a record (null: nothing).  Always 0; when memory is short
- * the grids of a name stay, and a message tells so. */
+ * the grids of a name stay, with a message. */
 KSUTIL_API int ksgrid_free(const char *tag);
 KSUTIL_API int ksgrid_free_tag(const char *name);
 KSUTIL_API int ksgrid_free_ksgrid(KSGrid *grid);

@@ -1,10 +1,10 @@
 /* kshistory: a bounded list of (time, value) pairs, the running record of a monitored
  * quantity; addressed by the tags "thst0", "thst1", ...
  *
- * Entries are kept in the order in which they are added; the oldest goes when the list is
- * full.  Evaluation takes that order for ascending in time.  A history may be kept in a
- * file, which outlives its process, however that ends; see filetbl.h for what a killed
- * writer or a power cut costs, and for the file.
+ * Entries stay in the order in which they were added; a full list drops the oldest.
+ * Evaluation assumes that this order is ascending in time.  A history may be kept in a
+ * file, which outlives its process in every case; filetbl.h describes the file and what a
+ * killed writer or a power cut can cost.
  *
  * Ownership: a history owns its name, its file's name and its entries.  It lives until it
  * is freed by tag, by name or by record.
@@ -31,8 +31,8 @@ struct KSHistory {
   Tbl *entries;  // elements KSHistoryEntry
 };
 
-/* What the list files of histories are tagged with: filetbl_read with this tag and the size
- * of KSHistoryEntry gives the entries of a file that a history may have in use. */
+/* The tag of the list files of histories: filetbl_read with this tag and the size of
+ * KSHistoryEntry reads the entries of a file, also while a history has it in use. */
 inline constexpr char KSHISTORY_TABLE_TAG[] = "KSHistory";
 
 extern "C" {
@@ -42,8 +42,9 @@ KSUTIL_API KSHistory *kshistory_get_history(const char *tag);
 
 /* A new history.
  *
- * maxn   the most entries kept; with a file at least 1.  Of more entries in the file the
- *        newest maxn are the history, the others go with the next change
+ * maxn   the most entries kept; with a file at least 1, and reduced to the most that a file
+ *        can hold (53,687,081).  If the file has more, the history consists of the newest
+ *        maxn; the next change drops the others
  * name   for kshistory_free_tag; may be null
  * file   where the entries are kept, read if it exists and made if not; null: in memory
  *        only.  It is locked against other histories, of this process and of others, until
@@ -59,12 +60,12 @@ KSUTIL_API KSHistory *kshistory_create(int maxn, const char *name, const char *f
  * written the entry is not there afterwards, and the oldest may be gone.  0 or -1. */
 KSUTIL_API int kshistory_add(const char *tag, double time, double value);
 
-/* The value at a time, in between by linear interpolation, beyond both ends that of the
- * end.  A time that the entry found (the first at or after it) shares with the next one
- * gives the mean of the two values.  0, or -1 with *value untouched: no entries. */
+/* Interpolates the value at a time linearly; before the first and after the last entry
+ * gives the value of that entry.  If the first entry at or after `time` and the next one
+ * have exactly this time, gives the mean of their values.  0, or -1 with *value untouched: no entries. */
 KSUTIL_API int kshistory_eval(const char *tag, double *value, double time);
 
-/* The extremes of times and of values over all entries; what is no number is passed over.
+/* The extremes of times and of values over all entries; NaN is ignored.
  * 0, or -1 with the outputs untouched: no entries. */
 KSUTIL_API int kshistory_maxmin(const char *tag, double *tmin, double *tmax,
                                 double *vmin, double *vmax);

@@ -11,6 +11,8 @@
  * ksvector_free_tag and ksvector_get_heap_size group by, and may be null.
  * Records may be read, and their values written, through the fields below; what a record
  * owns is allocated and freed by this family alone.  Texts and arrays passed in are copied.
+ * After writing points[i].x through a record that was looked up before the last
+ * ksvector_eval, call ksvector_get_vector or ksvector_resize before the next one.
  * Threads: all calls of the family from one thread at a time.
  * Errors: -1 or null, with "function: text.\n" in the error register (errno's text after
  * it when a system call or memory failed); outputs are written on success only.  An
@@ -31,6 +33,10 @@ struct KSVectorPoint {
   double *y;    // [ny]; two points may share one after ksvector_append
   char *label;  // null: none
 };
+
+namespace ksutil {
+struct Segment;  // platform/trace/segment.h
+}
 
 struct KSVectorStorage;  // private to the family
 
@@ -53,11 +59,13 @@ struct KSVector {
 extern "C" {
 
 /* The record under a tag.  Null with one of "ksvector_get_vector: No vectors defined",
- * "ksvector_get_vector: Cannot find %s" and "ksvector_get_vector: Wrong ident for %s". */
+ * "ksvector_get_vector: Cannot find %s" and "ksvector_get_vector: Wrong ident for %s".
+ * Because the caller may write x values through the record, the next ksvector_eval looks
+ * at all points anew. */
 KSUTIL_API KSVector *ksvector_get_vector(const char *tag);
 
 /* An empty point vector with zeroed slots: a fifth more than `hint`, 100 for a hint of 0
- * or less.  ny is at least 1. */
+ * or less.  Fails when ny is below 1. */
 KSUTIL_API KSVector *ksvector_create(int hint, int ny, const char *name, char *tag);
 
 /* A time-sampled vector.
@@ -69,6 +77,12 @@ KSUTIL_API KSVector *ksvector_create(int hint, int ny, const char *name, char *t
 KSUTIL_API KSVector *ksvector_create_tsamp(int nsamp, const double *samples,
                                            const char *name, char *tag, double time,
                                            double samprate);
+
+/* A time-sampled vector of the samples of a segment, which are copied once and keep their
+ * values: calib is not applied.  Fails for a sample rate that is not finite and positive,
+ * and for more than INT_MAX samples. */
+KSUTIL_API KSVector *ksvector_create_from_segment(const ksutil::Segment &segment,
+                                                  const char *name, char *tag);
 
 /* A copy of the same form under another name and tag; `newtag` may be `tag`. */
 KSUTIL_API KSVector *ksvector_copy(const char *tag, const char *name, char *newtag);
@@ -84,17 +98,17 @@ KSUTIL_API KSVector *ksvector_copy_1y(const char *tag, int iy, const char *name,
  * second a number and the fourth "fap" or "fap2"; the next such line begins with the
  * number of rows n; each further one is a row of three ("fap": x is the frequency, ny 2)
  * or seven ("fap2": ny 6) numbers, what follows them is ignored.  Rows with fewer numbers
- * are left out, rows after the n-th are not read, fewer than n are no error.  Of a line
- * 1023 bytes are read.
+ * are left out, rows after the n-th are not read, fewer than n are not an error.  Of a
+ * line only the first 1023 bytes are read: numbers beyond them are lost without a message.
  * *status     0; 1 what the file says cannot be parsed; -1 it cannot be read, or memory or
  *             the registry failed */
 KSUTIL_API KSVector *ksvector_create_response_fap(const char *file, const char *name,
                                                   char *tag, int *status);
 
 /* Reads a table of a parameter file: in each row x, then one to ten y values, as many in
- * every row; what follows the numbers is ignored.  At least one row.
- * *status     0; 1 no such table, or a row that does not fit; -1 memory or the registry
- *             failed */
+ * every row; what follows the numbers is ignored.
+ * *status     0; 1 no such table, an empty table, or a row that does not fit; -1 memory or
+ *             the registry failed */
 KSUTIL_API KSVector *ksvector_create_from_pf(Pf *pf, const char *key, const char *name,
                                              char *tag, int *status);
 
@@ -108,7 +122,7 @@ KSUTIL_API KSVector *ksvector_create_from_pf(Pf *pf, const char *key, const char
  * labelcol    column of the labels, -1 for none
  * tag         must not be null
  *
- * A column may serve several purposes.  Words that are no numbers count as 0.  A line
+ * A column may serve several purposes.  A word that is not a number counts as 0.  A line
  * without x, or without any y value, is left out.  A line is read only until x and all y
  * values are found: a label behind them is not seen.  A y column that a line lacks keeps
  * the value of the line before, 0 in the first.  Of a line 1023 bytes are read. */
@@ -155,10 +169,12 @@ KSUTIL_API int ksvector_get_point(const char *tag, int index, double *x, double 
  * number) outside the series and when a sample that is needed is a gap.
  * With one point or sample, its values for every x; with none, an error.
  *
- * The second evaluation and later ones take the logarithm of npts in time: they search a
- * copy of the x values, and what they find is checked against the points.  A program that
- * writes points[i].x itself, so that points are no longer in order, calls ksvector_resize
- * afterwards; one that leaves them in order need not. */
+ * Time: the first evaluation after a change or after ksvector_get_vector takes a time in
+ * proportion to npts, later ones in proportion to its logarithm.  They search an index of
+ * the x values and check the point that they find, and the one before it, against the
+ * record.  This check finds every x value that was written at these two points or leaves
+ * all points in order; it misses an x value out of order elsewhere.  Hence the rule at the
+ * top: call ksvector_get_vector after writing points[i].x through an older pointer. */
 KSUTIL_API int ksvector_eval(const char *tag, double *y, double x);
 
 /* Overwrites x, all y values and, unless `label` is null, the label (an empty one removes
@@ -222,8 +238,8 @@ KSUTIL_API int ksvector_transform_ygain(const char *tag, int iy, double gain);
 KSUTIL_API int ksvector_read_from_trblob(const char *file, Dbptr *trace, char *tag);
 
 /* Free the vector under a tag, a record (registered or not; null accepted) and all vectors
- * of a name.  They always return 0; an unknown tag or name is no error and leaves no
- * message. */
+ * of a name.  They always return 0; an unknown tag or name is not an error and leaves
+ * no message. */
 KSUTIL_API int ksvector_free(const char *tag);
 KSUTIL_API int ksvector_free_tag(const char *name);
 KSUTIL_API int ksvector_free_vector(KSVector *vector);

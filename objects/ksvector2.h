@@ -7,7 +7,7 @@
  *
  * Tags are "2vect0", "2vect1", ...; a tag buffer holds KS_TAG_SIZE bytes and is left empty
  * when its function fails.  A function that creates a vector registers it when it is given
- * a tag buffer; with a null one the record belongs to the caller alone, who frees it with
+ * a tag buffer; with a null one only the caller has the record and frees it with
  * ksvector2_free_vector.
  * Ownership: a record and all behind its pointers belong to the family, and are valid until
  * the vector is freed; what is handed out through out-arguments is the caller's, to be
@@ -23,6 +23,10 @@
 #include "platform/pf/pf.h"
 #include "platform/stock/export.h"
 #include "platform/stock/tbl.h"
+
+namespace ksutil {
+struct Segment;  // platform/trace/segment.h
+}
 
 struct ksvector2 {
   char ident[8];  // "ksvec2"
@@ -50,12 +54,12 @@ extern "C" {
  * releases the memory. */
 KSUTIL_API int ksvector2_set_cache(long max_bytes);
 
-/* Non-zero: each use of memory and of the cache is told in a line on standard output.  Off
- * at first. */
+/* Non-zero: prints a line on standard output for each use of memory and of the cache.
+ * Initially off. */
 KSUTIL_API void ksvector2_set_verbose(int on);
 
-/* How often the family has called malloc or calloc, realloc, free and strdup.  Any of them
- * may be null. */
+/* Counts the family's calls of malloc or calloc, realloc, free and strdup.  Any pointer may
+ * be null. */
 KSUTIL_API void ksvector2_get_counters(long *mallocs, long *reallocs, long *frees,
                                        long *strdups);
 
@@ -71,12 +75,12 @@ KSUTIL_API void ksvector2_get_counters(long *mallocs, long *reallocs, long *free
 KSUTIL_API ksvector2 *ksvector2_find_space(int npts, int ny, int tsamp);
 
 /* Frees the labels, takes the record out of the registry and puts it into the cache when
- * there is room, else frees it.  A null record, or one that is no ksvector2, is ignored; a
+ * there is room, else frees it.  A null record, or one that is not a ksvector2, is ignored; a
  * record that is in the cache already stays there.  The freed labels stay counted in
  * heap_size, and so in what the cache holds. */
 KSUTIL_API void ksvector2_free_vector(ksvector2 *vector);
 
-/* Frees the vector of a tag; an unknown one is no error and logs nothing.  Always 0. */
+/* Frees the vector of a tag; an unknown tag is not an error and logs nothing.  Always 0. */
 KSUTIL_API int ksvector2_free(const char *tag);
 
 /* Frees all registered vectors of a name; "" means those without one.  Always 0. */
@@ -87,7 +91,7 @@ KSUTIL_API int ksvector2_free_tag(const char *name);
 /* The vector of a tag, or null. */
 KSUTIL_API ksvector2 *ksvector2_get_vector(const char *tag);
 
-/* An empty vector of points.  `name` may be null. */
+/* An empty vector of points.  ny is 1 or more; `name` may be null. */
 KSUTIL_API ksvector2 *ksvector2_create(int npts, int ny, const char *name, char *tag);
 
 /* A time-sampled vector.
@@ -99,17 +103,22 @@ KSUTIL_API ksvector2 *ksvector2_create_tsamp(int nsamp, const double *samples,
                                              const char *name, char *tag, double time,
                                              double samprate);
 
-/* A time-sampled vector of the samples of a waveform.
+/* A time-sampled vector of the samples of a segment, which are copied once and keep their
+ * values: calib is not applied.  Null for a sample rate that is not finite and positive,
+ * and for more than INT_MAX samples. */
+KSUTIL_API ksvector2 *ksvector2_create_from_segment(const ksutil::Segment &segment,
+                                                    const char *name, char *tag);
+
+/* A time-sampled vector of the samples of a waveform in a database.
  *
  * row            a row of "wfdisc", whose samples are read from its file, or of "trace",
  *                whose samples are in memory; or a record of a view that has one of them
  * tstart, tend   epoch seconds: the samples from tstart to tend, both included within a
  *                hundredth of a sample interval; both 0: all samples
  * The values are those of the file or of memory, without calib (ksvector2_transform_ygain
- * multiplies by it); gaps of a trace remain gaps.  Read are the data types s4, s3, s2, i4,
- * i2, t4, t8, f4, f8, c0, a0 and b0; platform/trace/waveform.h describes them.  An error
- * are other types, a file that does not hold the samples, and a row with no sample from
- * tstart to tend. */
+ * multiplies by it); gaps of a trace remain gaps.  Reads the data types s4, s3, s2, i4, i2,
+ * t4, t8, f4, f8, c0, a0 and b0 (see platform/trace/waveform.h).  Returns null for other
+ * types, for a file that is too short, and for a row without samples in the window. */
 KSUTIL_API ksvector2 *ksvector2_create_tsamp_from_db(Dbptr row, const char *name,
                                                      char *tag, double tstart,
                                                      double tend);
@@ -141,7 +150,7 @@ KSUTIL_API ksvector2 *ksvector2_create_from_pf(Pf *pf, const char *key,
  * Empty lines, and what follows "#" at the beginning of a word, are passed over; so are
  * lines without x or without any y value.  A y value that a line lacks is that of the line
  * before, 0 in the first one.  A label is seen only before the last column that is needed.
- * Words that are no number count as 0. */
+ * A word that is not a number counts as 0. */
 KSUTIL_API ksvector2 *ksvector2_read(const char *file, const char *name, int nskip,
                                      int xcol, int ny, const int *ycols, int labelcol,
                                      char *tag);

@@ -1,12 +1,14 @@
-/* Tags: the short texts by which vectors, grids, histories and seismograms are addressed.
+/* tags: declares the size of tags, the short texts that address vectors, grids, histories
+ * and seismograms.
  *
- * A tag is the word of its family and a number, for example "vect12".  Numbers only grow,
- * so a tag is never given twice in one process.  Each family has its own registry; the
+ * A tag is the word of its family and a number, for example "vect12".  Numbers only grow:
+ * no tag is given twice in one process.  Each family has its own registry; the
  * registries are not locked: all calls on one family come from one thread at a time. */
 #ifndef KSUTIL_OBJECTS_TAGS_H
 #define KSUTIL_OBJECTS_TAGS_H
 
-/* Bytes that a buffer for a tag holds at least, in every function that writes one. */
+/* The bytes of a buffer that is certain to hold any tag.  Functions write the tag and its
+ * NUL only. */
 enum { KS_TAG_SIZE = 32 };
 
 #endif

@@ -1,8 +1,10 @@
 #include <fcntl.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
 #include <new>
+#include <utility>
 
 #include "formats/sac/internal/sac_header.h"
 #include "formats/sac/internal/sac_record.h"
@@ -15,43 +17,77 @@ using namespace ksutil::sac;
 namespace {
 
 constexpr const char *kReader = "kssac_read_from_file_kssac";
+constexpr const char *kEitherReader = "kssac_read_from_file_either_order";
 constexpr const char *kWriter = "kssac_write_to_file_kssac";
 
-void log_short_read(const char *path, ssize_t got, std::int64_t wanted) {
-  elog_log(1, "%s: read(%s) error for data (read %ld bytes instead of %ld bytes).\n",
-           kReader, path, static_cast<long>(got), static_cast<long>(wanted));
-}
-
-void log_no_memory(std::int64_t bytes) {
-  elog_log(1, "%s: malloc(data,%ld) error.\n", kReader, static_cast<long>(bytes));
-}
-
-bool read_header(int fd, const char *path, char *header) {
-  const ssize_t got = ksutil::read_all(fd, header, KSSAC_HEADER_SIZE);
-  if (got == KSSAC_HEADER_SIZE) return true;
-  elog_log(1, "%s: read(%s) error for header (read %ld bytes instead of %d bytes).\n",
-           kReader, path, static_cast<long>(got), KSSAC_HEADER_SIZE);
-  return false;
-}
+/* Numbers of 4 bytes at the beginning of a header; texts follow. */
+constexpr std::size_t kHeaderNumbers = 110;
+constexpr std::size_t kNumberSize = 4;
 
 using Samples = ksutil::MallocPtr<float>;
 
-/* `bytes` bytes of samples at once, of a file that is known to have them. */
-Samples read_whole(int fd, const char *path, std::int64_t bytes) {
+/* Reads one file into a record, with messages in the name of `who`. */
+class SacReader {
+ public:
+  SacReader(const char *who, const char *path, bool either_order)
+      : who_(who), path_(path), either_order_(either_order) {}
+
+  RecordPtr read(const char *name);
+
+ private:
+  bool read_record(KSSac &kssac);
+  bool read_header(char *header) const;
+  bool read_samples(std::int64_t count, SacImage &image) const;
+  Samples read_whole(std::int64_t bytes) const;
+  Samples read_growing(std::int64_t bytes) const;
+  void log_short_read(ssize_t got, std::int64_t wanted) const {
+    elog_log(1, "%s: read(%s) error for data (read %ld bytes instead of %ld bytes).\n",
+             who_, path_, static_cast<long>(got), static_cast<long>(wanted));
+  }
+  void log_no_memory(std::int64_t bytes) const {
+    elog_log(1, "%s: malloc(data,%ld) error.\n", who_, static_cast<long>(bytes));
+  }
+
+  const char *who_;
+  const char *path_;
+  bool either_order_;  // files of the other byte order are read too
+  bool swapped_ = false;
+  ksutil::FileHandle file_;
+};
+
+/* Reverses the bytes of `count` numbers of 4 bytes. */
+void swap_numbers(void *numbers, std::size_t count) {
+  auto *at = static_cast<char *>(numbers);
+  for (std::size_t i = 0; i < count; ++i, at += kNumberSize) {
+    std::reverse(at, at + kNumberSize);
+  }
+}
+
+bool SacReader::read_header(char *header) const {
+  const ssize_t got = ksutil::read_all(file_.get(), header, KSSAC_HEADER_SIZE);
+  if (got == KSSAC_HEADER_SIZE) return true;
+  elog_log(1, "%s: read(%s) error for header (read %ld bytes instead of %d bytes).\n",
+           who_, path_, static_cast<long>(got), KSSAC_HEADER_SIZE);
+  return false;
+}
+
+/* Reads `bytes` bytes of samples at once, of a file that is known to have them. */
+Samples SacReader::read_whole(std::int64_t bytes) const {
   Samples data(static_cast<float *>(ks_malloc(static_cast<std::size_t>(bytes))));
   if (data == nullptr) {
     log_no_memory(bytes);
     return nullptr;
   }
-  const ssize_t got = ksutil::read_all(fd, data.get(), static_cast<std::size_t>(bytes));
+  const ssize_t got =
+      ksutil::read_all(file_.get(), data.get(), static_cast<std::size_t>(bytes));
   if (got == bytes) return data;
-  log_short_read(path, got, bytes);
+  log_short_read(got, bytes);
   return nullptr;
 }
 
-/* The same from a pipe or a device, whose length only reading tells: memory grows with
- * what has come. */
-Samples read_growing(int fd, const char *path, std::int64_t bytes) {
+/* Reads from a pipe or a device, whose length is unknown: the buffer grows with the bytes
+ * that have arrived. */
+Samples SacReader::read_growing(std::int64_t bytes) const {
   constexpr std::int64_t kFirstRoom = 1 << 20;
   Samples data;
   for (std::int64_t done = 0, room = kFirstRoom; done < bytes; room *= 2) {
@@ -65,10 +101,10 @@ Samples read_growing(int fd, const char *path, std::int64_t bytes) {
     data.reset(static_cast<float *>(grown));
     const std::int64_t part = room - done;
     const ssize_t got =
-        ksutil::read_all(fd, reinterpret_cast<char *>(data.get()) + done,
+        ksutil::read_all(file_.get(), reinterpret_cast<char *>(data.get()) + done,
                          static_cast<std::size_t>(part));
     if (got != part) {
-      log_short_read(path, done + std::max<ssize_t>(got, 0), bytes);
+      log_short_read(done + std::max<ssize_t>(got, 0), bytes);
       return nullptr;
     }
     done = room;
@@ -76,60 +112,86 @@ Samples read_growing(int fd, const char *path, std::int64_t bytes) {
   return data;
 }
 
-bool read_samples(int fd, const char *path, std::int64_t count, SacImage &image) {
+bool SacReader::read_samples(std::int64_t count, SacImage &image) const {
   const std::int64_t bytes = count * static_cast<std::int64_t>(sizeof(float));
   struct stat status {};
-  const bool regular = ::fstat(fd, &status) == 0 && S_ISREG(status.st_mode);
+  const bool regular = ::fstat(file_.get(), &status) == 0 && S_ISREG(status.st_mode);
   if (regular && status.st_size - KSSAC_HEADER_SIZE < bytes) {
     errno = 0;
-    log_short_read(path, status.st_size - KSSAC_HEADER_SIZE, bytes);
+    log_short_read(status.st_size - KSSAC_HEADER_SIZE, bytes);
     return false;
   }
-  Samples data = regular ? read_whole(fd, path, bytes) : read_growing(fd, path, bytes);
+  Samples data = regular ? read_whole(bytes) : read_growing(bytes);
   if (data == nullptr) return false;
+  if (swapped_) swap_numbers(data.get(), static_cast<std::size_t>(count));
   take_samples(image, data.release(), count);
   return true;
 }
 
-/* Fills a new record from an open file. */
-bool read_record(int fd, const char *path, KSSac *kssac) {
-  if (!read_header(fd, path, kssac->image->header)) return false;
+/* Fills a new record from the open file. */
+bool SacReader::read_record(KSSac &kssac) {
+  char *const header = kssac.image->header;
+  if (!read_header(header)) return false;
+  if (either_order_ && integer_of(kssac, "NVHDR") != kVersion) {
+    swap_numbers(header, kHeaderNumbers);
+    swapped_ = integer_of(kssac, "NVHDR") == kVersion;
+    if (!swapped_) swap_numbers(header, kHeaderNumbers);
+  }
   std::int64_t version, file_type, count;
-  if (kssac_gethdr_kssac(kssac, "NVHDR", &version, "IFTYPE", &file_type, "NPTS", &count,
-                         (char *)nullptr) != 0) {
-    elog_log(0, "%s: kssac_gethdr_kssac(%s) error.\n", kReader, path);
+  if (kssac_gethdr_kssac(&kssac, "NVHDR", &version, "IFTYPE", &file_type, "NPTS",
+                         &count, (char *)nullptr) != 0) {
+    elog_log(0, "%s: kssac_gethdr_kssac(%s) error.\n", who_, path_);
     return false;
   }
   if (version != kVersion) {
-    elog_log(0, "%s: sac header version from %s, %ld, not supported.\n", kReader, path,
+    elog_log(0, "%s: sac header version from %s, %ld, not supported.\n", who_, path_,
              static_cast<long>(version));
     return false;
   }
   if (file_type != kTimeSeries || count < 1) return true;
-  return read_samples(fd, path, count, *kssac->image);
+  return read_samples(count, *kssac.image);
 }
 
-}  // namespace
-
-KSSac *kssac_read_from_file_kssac(const char *path, const char *name, char *tag) try {
-  if (tag != nullptr) *tag = '\0';
-  if (path == nullptr) path = "";
-  const ksutil::FileHandle file = ksutil::open_file(path, O_RDONLY);
-  if (!file) {
-    elog_log(1, "%s: open(%s) error.\n", kReader, path);
+RecordPtr SacReader::read(const char *name) {
+  file_ = ksutil::open_file(path_, O_RDONLY);
+  if (!file_) {
+    elog_log(1, "%s: open(%s) error.\n", who_, path_);
     return nullptr;
   }
   RecordPtr kssac = make_record(name);
   if (kssac == nullptr) {
-    elog_log(0, "%s: kssac_create(%s) error.\n", kReader, path);
+    elog_log(0, "%s: kssac_create(%s) error.\n", who_, path_);
     return nullptr;
   }
-  if (!read_record(file.get(), path, kssac.get())) return nullptr;
-  if (!register_record(kssac.get(), tag)) return nullptr;
-  return kssac.release();
+  return read_record(*kssac) ? std::move(kssac) : nullptr;
+}
+
+KSSac *read_file(const char *who, const char *path, bool either_order, const char *name,
+                 char *tag) {
+  Sacs::none(tag);
+  RecordPtr kssac = read_record(who, path, either_order, name);
+  return kssac == nullptr ? nullptr
+                          : Sacs::publish("kssac_create", std::move(kssac), tag);
+}
+
+}  // namespace
+
+RecordPtr ksutil::sac::read_record(const char *who, const char *path, bool either_order,
+                                   const char *name) try {
+  return SacReader(who, path == nullptr ? "" : path, either_order).read(name);
 } catch (const std::bad_alloc &) {
-  elog_log(1, "%s: malloc(%s) error.\n", kReader, path);
+  errno = ENOMEM;
+  elog_log(1, "%s: malloc(%s) error.\n", who, path == nullptr ? "" : path);
   return nullptr;
+}
+
+KSSac *kssac_read_from_file_kssac(const char *path, const char *name, char *tag) {
+  return read_file(kReader, path, false, name, tag);
+}
+
+KSSac *kssac_read_from_file_either_order(const char *path, const char *name,
+                                         char *tag) {
+  return read_file(kEitherReader, path, true, name, tag);
 }
 
 int kssac_write_to_file_kssac(KSSac *kssac, const char *path) try {
@@ -139,8 +201,7 @@ int kssac_write_to_file_kssac(KSSac *kssac, const char *path) try {
     return -1;
   }
   const SacImage &image = *kssac->image;
-  const ksutil::FileHandle file =
-      ksutil::open_file(path, O_WRONLY | O_CREAT | O_TRUNC, 0666);
+  ksutil::FileHandle file = ksutil::open_file(path, O_WRONLY | O_CREAT | O_TRUNC, 0666);
   if (!file) {
     elog_log(1, "%s: open(%s) error.\n", kWriter, path);
     return -1;
@@ -158,6 +219,11 @@ int kssac_write_to_file_kssac(KSSac *kssac, const char *path) try {
     elog_log(
         1, "%s: write(%s) error for data (wrote %ld bytes instead of %ld bytes).\n",
         kWriter, path, static_cast<long>(wrote), static_cast<long>(image.data_bytes));
+    return -1;
+  }
+  /* Network file systems report a full disk here.  After EINTR the descriptor is closed. */
+  if (::close(file.release()) != 0 && errno != EINTR) {
+    elog_log(1, "%s: close(%s) error.\n", kWriter, path);
     return -1;
   }
   return 0;

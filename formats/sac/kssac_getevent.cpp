@@ -19,7 +19,8 @@ namespace {
 
 constexpr double kMetres = 1000.0;  // per km
 
-/* The new text of one row: fields that the table lacks, and nulls, are passed by. */
+/* RowEdit: the new text of one row.  Fields that the table lacks, and nulls, change
+ * nothing. */
 class RowEdit {
  public:
   explicit RowEdit(const RowPart &part) : part_(part), row_(part.text.str()) {}
@@ -38,6 +39,9 @@ class RowEdit {
     const db::Field *const place = part_.layout->find(field);
     if (place == nullptr || is_null(value)) return;
     good_ = good_ && db::write_text(*place, value, row_);
+  }
+  void address(const char *field, const void *block) {
+    integer(field, static_cast<std::int64_t>(reinterpret_cast<std::uintptr_t>(block)));
   }
   bool good() const { return good_; }
   const Dbptr &record() const { return part_.row; }
@@ -69,21 +73,6 @@ std::optional<double> known_time(KSSac &kssac, const char *name) {
     return std::nullopt;
   }
   return reference + *after;
-}
-
-/* The sample rate that DELTA stands for: of all those that give the same DELTA in single
- * precision, the one with the fewest digits. */
-std::optional<double> known_samprate(const KSSac &kssac) {
-  const double delta = real_of(kssac, "DELTA");
-  if (is_null(delta) || !std::isfinite(delta) || delta <= 0.0) return std::nullopt;
-  for (int digits = 1; digits < 10; ++digits) {
-    double rate;
-    if (parse_real(format_text("%.*g", digits, 1.0 / delta), rate) &&
-        static_cast<float>(1.0 / rate) == static_cast<float>(delta)) {
-      return rate;
-    }
-  }
-  return 1.0 / delta;
 }
 
 using Count = std::optional<std::int64_t>;
@@ -171,13 +160,14 @@ bool copy_samples(KSSac &kssac, MallocPtr<float> &samples) {
   return true;
 }
 
-bool has_samples(const RowPart &trace) {
+/* The samples that a trace row points to; null for none. */
+void *samples_of(const RowPart &trace) {
   void *data = nullptr;
-  return dbgetv(trace.row, "data", &data, (char *)nullptr) == 0 && data != nullptr;
+  return dbgetv(trace.row, "data", &data, (char *)nullptr) == 0 ? data : nullptr;
 }
 
-/* How many samples the rows are to tell of: those of the header, but a trace row that
- * keeps its own samples must not tell of more than it has. */
+/* The number of samples for the rows: NPTS, but a trace row that keeps its own samples must
+ * not count more than it has. */
 Count sample_count(const KSSac &kssac, const JoinedRow &waveform, bool keeps_own) {
   std::int64_t own;
   if (keeps_own) {
@@ -187,24 +177,9 @@ Count sample_count(const KSSac &kssac, const JoinedRow &waveform, bool keeps_own
   return npts && *npts < 0 ? std::nullopt : npts;
 }
 
-/* Gives a trace row the samples, if there are any. */
-bool hand_over_samples(MallocPtr<float> samples, Dbptr row) {
-  if (samples == nullptr) return true;
-  void *before = nullptr;
-  if (dbgetv(row, "data", &before, (char *)nullptr) != 0 ||
-      dbputv(row, "data", static_cast<void *>(samples.get()), (char *)nullptr) != 0) {
-    return false;
-  }
-  static_cast<void>(samples.release());
+/* The samples that a trace row gives up when its row is written. */
+void free_samples(Dbptr row, void *before) {
   if (before != nullptr && !is_shared(row, before)) std::free(before);
-  return true;
-}
-
-bool write_all(const std::vector<RowEdit> &rows) {
-  for (const RowEdit &row : rows) {
-    if (!row.write()) return false;
-  }
-  return true;
 }
 
 }  // namespace
@@ -229,15 +204,19 @@ int kssac_getevent_kssac(KSSac *kssac, Dbptr wf, Dbptr origin) try {
     elog_log(0, "kssac_getevent_kssac: kssac_getdata_kssac() error.\n");
     return -1;
   }
-  const bool keeps_own = trace != nullptr && samples == nullptr && has_samples(*trace);
+  void *const before = trace == nullptr ? nullptr : samples_of(*trace);
+  const bool keeps_own = samples == nullptr && before != nullptr;
   const Count nsamp = sample_count(*kssac, waveform, keeps_own);
   /* All texts are made before the first is written, so that a value that does not fit
-   * changes nothing. */
+   * changes nothing.  The row of the trace is the first, and gets its samples and their
+   * count in one write: a row that counts more samples than it has would be read beyond
+   * their end. */
   std::vector<RowEdit> rows;
   for (const RowPart *const part :
-       waveform.parts({"wfdisc", "trace", "site", "sitechan", "affiliation"})) {
+       waveform.parts({"trace", "wfdisc", "site", "sitechan", "affiliation"})) {
     set_fields(*kssac, *part, nsamp, rows.emplace_back(*part));
   }
+  if (samples != nullptr) rows.front().address("data", samples.get());
   for (const RowPart *const part : event.parts({"origin"})) {
     set_origin(*kssac, rows.emplace_back(*part));
   }
@@ -247,10 +226,14 @@ int kssac_getevent_kssac(KSSac *kssac, Dbptr wf, Dbptr origin) try {
       return -1;
     }
   }
-  if (!write_all(rows) ||
-      (trace != nullptr && !hand_over_samples(std::move(samples), trace->row))) {
-    elog_log(0, "kssac_getevent_kssac: Cannot write the database row.\n");
-    return -1;
+  for (const RowEdit &row : rows) {
+    if (!row.write()) {
+      elog_log(0, "kssac_getevent_kssac: Cannot write the database row.\n");
+      return -1;
+    }
+    if (samples == nullptr) continue;
+    static_cast<void>(samples.release());  // the row of the trace has them
+    free_samples(trace->row, before);
   }
   return 0;
 } catch (const std::bad_alloc &) {

@@ -42,7 +42,7 @@ std::string text_or_null(const JoinedRow &row, JoinedRow::Tables tables,
  * network when that is known; the header's null when there is none. */
 std::string location_of(Dbptr record, const std::string &sta, const std::string &chan,
                         const std::string &net) {
-  const ElogScope scope;  // a schema without the table is no failure
+  const ElogScope scope;  // a schema without the table is not a failure
   const Dbptr table = dblookup(record, "", "seedcode", "", "");
   if (table.table == dbINVALID) return kNullText;
   const std::shared_ptr<const db::Snapshot> rows = db::table_snapshot(table);

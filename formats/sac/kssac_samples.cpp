@@ -3,6 +3,7 @@
 #include <cmath>
 #include <cstring>
 #include <memory>
+#include <utility>
 
 #include "formats/sac/internal/sac_header.h"
 #include "formats/sac/internal/sac_record.h"
@@ -62,10 +63,8 @@ const char *type_text(std::int64_t idep) {
   }
 }
 
-/* What is wrong with samples to be stored; null for nothing. */
-const char *fault(long nsamp, const float *samples, double time, double samprate) {
-  if (nsamp > INT_MAX) return "Too many samples.";
-  if (samples == nullptr) return "No samples given.";
+/* The fault of a time or sample rate to be stored; null for none. */
+const char *fault(double time, double samprate) {
   if (!std::isfinite(time)) return "Time must be a finite number.";
   if (!std::isfinite(samprate) || samprate <= 0.0)
     return "Sample rate must be positive.";
@@ -89,6 +88,22 @@ int put_time_series(KSSac *kssac, long nsamp, const Extremes &values, const char
 }
 
 }  // namespace
+
+bool store_samples(const char *who, KSSac *kssac, MallocPtr<float> data, long nsamp,
+                   const char *type, double time, double samprate) {
+  if (const char *const wrong = fault(time, samprate)) {
+    elog_log(0, "%s: %s\n", who, wrong);
+    return false;
+  }
+  if (put_time_series(kssac, nsamp, extremes(data.get(), nsamp), type, time,
+                      samprate) != 0) {
+    elog_log(0, "%s: kssac_puthdr_kssac() error.\n", who);
+    return false;
+  }
+  take_samples(*kssac->image, data.release(), nsamp);
+  return true;
+}
+
 }  // namespace ksutil::sac
 
 using namespace ksutil::sac;
@@ -102,11 +117,12 @@ int kssac_putdata_kssac(KSSac *kssac, long nsamp, const float *samples,
     elog_log(0, "kssac_putdata_kssac: Number of samples < 1\n");
     return -1;
   }
-  if (const char *const wrong = fault(nsamp, samples, time, samprate)) {
-    elog_log(0, "kssac_putdata_kssac: %s\n", wrong);
+  if (samples == nullptr || nsamp > INT_MAX) {
+    elog_log(0, "kssac_putdata_kssac: %s\n",
+             nsamp > INT_MAX ? "Too many samples." : "No samples given.");
     return -1;
   }
-  /* Copied before the samples held go: the caller may have given those. */
+  /* Copied before the samples held are freed: the caller may have given those. */
   const std::size_t bytes = static_cast<std::size_t>(nsamp) * sizeof(float);
   ksutil::MallocPtr<float> data(static_cast<float *>(ks_malloc(bytes)));
   if (data == nullptr) {
@@ -115,13 +131,10 @@ int kssac_putdata_kssac(KSSac *kssac, long nsamp, const float *samples,
     return -1;
   }
   std::memcpy(data.get(), samples, bytes);
-  if (put_time_series(kssac, nsamp, extremes(samples, nsamp), type, time, samprate) !=
-      0) {
-    elog_log(0, "kssac_putdata_kssac: kssac_puthdr_kssac() error.\n");
-    return -1;
-  }
-  take_samples(*kssac->image, data.release(), nsamp);
-  return 0;
+  return store_samples("kssac_putdata_kssac", kssac, std::move(data), nsamp, type, time,
+                       samprate)
+             ? 0
+             : -1;
 }
 
 int kssac_getreftime_kssac(KSSac *kssac, double *reftime) {

@@ -1,10 +1,12 @@
+#include "formats/sac/internal/sac_header.h"
+
 #include <algorithm>
 #include <cmath>
 #include <cstring>
 #include <initializer_list>
 #include <limits>
 
-#include "formats/sac/internal/sac_header.h"
+#include "platform/stock/text.h"
 
 namespace ksutil::sac {
 
@@ -84,6 +86,19 @@ bool has_reference_time(const KSSac &kssac) {
   return all_known({"NZYEAR", "NZJDAY"}) &&
          (integer_of(kssac, "IZTYPE") == kReferenceIsDay ||
           all_known({"NZHOUR", "NZMIN", "NZSEC", "NZMSEC"}));
+}
+
+std::optional<double> known_samprate(const KSSac &kssac) {
+  const double delta = real_of(kssac, "DELTA");
+  if (is_null(delta) || !std::isfinite(delta) || delta <= 0.0) return std::nullopt;
+  for (int digits = 1; digits < 10; ++digits) {
+    double rate;
+    if (parse_real(format_text("%.*g", digits, 1.0 / delta), rate) &&
+        static_cast<float>(1.0 / rate) == static_cast<float>(delta)) {
+      return rate;
+    }
+  }
+  return 1.0 / delta;
 }
 
 bool is_null(double value) { return std::isnan(value) || value == kNullReal; }

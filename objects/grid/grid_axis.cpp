@@ -9,8 +9,9 @@
 namespace ksutil::grids {
 namespace {
 
-/* The first of coords[1..n-1] that is no less than the value, which is at most the last;
- * n > 1.  Without branches that depend on the value, which no processor could foresee. */
+/* The index of the first of coords[1..n-1] that is not less than the value, which is at
+ * most the last; n > 1.  Has no branches that depend on the value: they could not be
+ * predicted. */
 int first_not_below(int n, const float *coords, float value) {
   const float *base = coords + 1;
   int count = n - 1;
@@ -53,7 +54,7 @@ struct EvenFinder : Finder {
     if (!on_axis(value)) return outside(value);
     int upper = static_cast<int>((double{value} - first) * per_unit) + 1;
     upper = std::min(upper, n - 1);
-    upper += static_cast<int>(value > coords[upper]);  // the last is no less
+    upper += static_cast<int>(value > coords[upper]);  // the last is not less
     upper -= static_cast<int>((value <= coords[upper - 1]) & (upper > 1));
     return between(upper - 1, upper, value);
   }

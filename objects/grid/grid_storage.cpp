@@ -14,7 +14,7 @@ void free_contents(const KSGrid &grid) {
   std::free(grid.data);
 }
 
-void GridDeleter::operator()(KSGrid *grid) const {
+void GridTraits::destroy(KSGrid *grid) {
   free_contents(*grid);
   std::free(grid);
 }

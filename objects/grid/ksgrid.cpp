@@ -1,21 +1,14 @@
 #include <climits>
-#include <new>
-#include <string_view>
+#include <utility>
 
-#include "objects/family/internal/tag_registry.h"
 #include "objects/grid/internal/grid_storage.h"
 #include "objects/ksgrid.h"
-#include "platform/elog/elog.h"
+#include "platform/elog/failure.h"
 
+using ksutil::fail;
 using namespace ksutil::grids;
 
 namespace {
-
-/* Never destroyed, so that destructors of other static objects may still free grids. */
-ksutil::TagRegistry<KSGrid> &registry() {
-  static auto *const only = new ksutil::TagRegistry<KSGrid>("grid");
-  return *only;
-}
 
 /* Hands a new grid to the caller, under a tag when there is a buffer for it. */
 KSGrid *publish(GridPtr grid, char *tag, const char *function) {
@@ -28,33 +21,15 @@ KSGrid *publish(GridPtr grid, char *tag, const char *function) {
 
 }  // namespace
 
-KSGrid *ksgrid_get_grid(const char *tag) {
-  if (!registry().opened()) {
-    elog_log(0, "ksgrid_get_grid: No grids defined");
-    return nullptr;
-  }
-  KSGrid *const grid = registry().find(tag);
-  if (grid == nullptr) {
-    elog_log(0, "ksgrid_get_grid: Cannot find %s", tag == nullptr ? "" : tag);
-  }
-  return grid;
-}
+KSGrid *ksgrid_get_grid(const char *tag) { return Grids::get(tag); }
 
 int ksgrid_register_grid(KSGrid *grid, char *tag) {
-  if (tag != nullptr) tag[0] = '\0';
+  const char *const self = "ksgrid_register_grid";
+  Grids::none(tag);
   if (grid == nullptr || tag == nullptr) {
-    elog_log(0, "ksgrid_register_grid: A grid and a buffer for its tag are needed.\n");
-    return -1;
+    return fail(self, "A grid and a buffer for its tag are needed");
   }
-  if (!registry().open()) {
-    elog_log(1, "ksgrid_register_grid: newarr() error.\n");
-    return -1;
-  }
-  if (!registry().add(grid, tag)) {
-    elog_log(1, "ksgrid_register_grid: setarr() error.\n");
-    return -1;
-  }
-  return 0;
+  return Grids::open(self) && Grids::enter(self, grid, tag) ? 0 : -1;
 }
 
 KSGrid *ksgrid_create(const char *xname, int nx, const float *x, const char *xtext1,
@@ -117,31 +92,10 @@ KSGrid *ksgrid_copy_ksgrid(const KSGrid *grid, const char *name, char *newtag) {
   return publish(std::move(copy), newtag, "ksgrid_copy_ksgrid");
 }
 
-int ksgrid_free(const char *tag) {
-  KSGrid *grid = nullptr;
-  {
-    const ksutil::ElogScope silent;
-    grid = ksgrid_get_grid(tag);
-  }
-  return ksgrid_free_ksgrid(grid);
+int ksgrid_free(const char *tag) { return Grids::free_if_known(tag); }
+
+int ksgrid_free_tag(const char *name) {
+  return Grids::free_tag("ksgrid_free_tag", name);
 }
 
-int ksgrid_free_tag(const char *name) try {
-  if (name == nullptr) return 0;
-  for (KSGrid *grid : registry().records()) {
-    if (grid->name != nullptr && std::string_view(grid->name) == name) {
-      ksgrid_free_ksgrid(grid);
-    }
-  }
-  return 0;
-} catch (const std::bad_alloc &) {
-  elog_log(1, "ksgrid_free_tag: malloc() error.\n");
-  return 0;
-}
-
-int ksgrid_free_ksgrid(KSGrid *grid) {
-  if (grid == nullptr) return 0;
-  registry().remove(grid);
-  GridDeleter()(grid);
-  return 0;
-}
+int ksgrid_free_ksgrid(KSGrid *grid) { return Grids::free_record(grid); }

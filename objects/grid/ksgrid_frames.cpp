@@ -125,22 +125,18 @@ int ksgrid_trim_ksgrid(KSGrid *grid, int keep) {
   }
   const int dropped = grid->nframes - keep;
   if (dropped < 1) return 0;
-  const std::int64_t size = frame_size(*grid);
-  std::copy_n(grid->data + dropped * size, keep * size, grid->data);
-  grid->time += dropped * grid->dt;
-  set_count(*grid, keep);
-  if (keep == 0) {
-    std::free(grid->data);
-    grid->data = nullptr;
-    return 0;
-  }
-  void *const shrunk = ks_realloc(grid->data, float_bytes(grid->ndata));
-  if (shrunk == nullptr) {
+  const std::int64_t size = frame_size(*grid), ndata = keep * size;
+  float *kept = nullptr;
+  /* A new array, so that a failure leaves the grid as it was. */
+  if (keep > 0 && !copy_values(grid->data + dropped * size, ndata, kept)) {
     elog_log(1, "ksgrid_trim_ksgrid: realloc(grid->data,%ld) error.\n",
-             static_cast<long>(float_bytes(grid->ndata)));
+             static_cast<long>(float_bytes(ndata)));
     return -1;
   }
-  grid->data = static_cast<float *>(shrunk);
+  std::free(grid->data);
+  grid->data = kept;
+  grid->time += dropped * grid->dt;
+  set_count(*grid, keep);
   return 0;
 }
 

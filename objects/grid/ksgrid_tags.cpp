@@ -1,28 +1,24 @@
 /* The operations on a tag: each looks the grid up and calls its record form. */
+#include "objects/grid/internal/grid_storage.h"
 #include "objects/ksgrid.h"
-#include "platform/elog/elog.h"
+
+using ksutil::grids::Grids;
 
 namespace {
-
-KSGrid *find(const char *tag, const char *function) {
-  KSGrid *const grid = ksgrid_get_grid(tag);
-  if (grid == nullptr) elog_log(0, "%s: ksgrid_get_grid() error.\n", function);
-  return grid;
-}
 
 /* The record form's result on the grid, or -1 without one. */
 template <class Grid, class... Parameters, class... Arguments>
 int on_grid(const char *function, const char *tag,
             int (*operation)(Grid *, Parameters...), Arguments... arguments) {
-  KSGrid *const grid = find(tag, function);
+  KSGrid *const grid = Grids::find(function, tag);
   return grid == nullptr ? -1 : operation(grid, arguments...);
 }
 
 }  // namespace
 
 KSGrid *ksgrid_copy(const char *tag, const char *name, char *newtag) {
-  if (newtag != nullptr) newtag[0] = '\0';
-  const KSGrid *const grid = find(tag, "ksgrid_copy");
+  Grids::none(newtag);
+  const KSGrid *const grid = Grids::find("ksgrid_copy", tag);
   return grid == nullptr ? nullptr : ksgrid_copy_ksgrid(grid, name, newtag);
 }
 

@@ -1,15 +1,15 @@
 #include "objects/kshistory.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cmath>
 #include <cstdlib>
 #include <cstring>
-#include <memory>
-#include <new>
 #include <numeric>
+#include <utility>
 
-#include "objects/family/internal/tag_registry.h"
-#include "platform/elog/elog.h"
+#include "objects/family/shared/family.h"
+#include "platform/elog/failure.h"
 #include "platform/stock/memory.h"
 #include "platform/trace/filetbl.h"
 
@@ -18,16 +18,24 @@ namespace {
 using Entry = KSHistoryEntry;
 static_assert(sizeof(Entry) == 16);
 
-ksutil::TagRegistry<KSHistory> &registry() {
-  /* Never destroyed: histories may be freed by destructors of other static objects. */
-  static auto *const tags = new ksutil::TagRegistry<KSHistory>("thst");
-  return *tags;
-}
-
-struct FreeHistory {
-  void operator()(KSHistory *history) const { kshistory_free_history(history); }
+struct HistoryTraits {
+  using Record = KSHistory;
+  static constexpr char kWord[] = "thst";
+  static constexpr char kGet[] = "kshistory_get_history";
+  static constexpr char kPlural[] = "historys";
+  static constexpr char kEntering[] = "malloc";
+  static constexpr char kListing[] = "keysarr";
+  static bool is_record(const KSHistory & /*history*/) { return true; }
+  static const char *name(const KSHistory &history) { return history.name; }
+  static void destroy(KSHistory *history) {
+    freetbl(history->entries, nullptr);
+    std::free(history->file);
+    std::free(history->name);
+    std::free(history);
+  }
 };
-using HistoryPtr = std::unique_ptr<KSHistory, FreeHistory>;
+using Histories = ksutil::Family<HistoryTraits>;
+using HistoryPtr = Histories::Ptr;
 
 /* A record with copies of the texts, and no entries yet; null when memory is short. */
 HistoryPtr new_record(int maxn, const char *name, const char *file) {
@@ -41,9 +49,12 @@ HistoryPtr new_record(int maxn, const char *name, const char *file) {
   return copied ? std::move(history) : nullptr;
 }
 
-/* Maps the entries onto the file, which the list then holds locked.  A lock that another
- * has is for the user to hear of. */
+/* Maps the entries onto the file, which the list then holds locked.  If another process or
+ * history holds the lock, complains on standard error. */
 bool open_file_entries(KSHistory &history) {
+  /* A list file refuses entries beyond its capacity; a full history drops the oldest. */
+  history.maxn = static_cast<std::int32_t>(
+      std::min<long>(history.maxn, filetbl_capacity(sizeof(Entry))));
   const int mark = elog_mark();
   errno = 0;
   history.entries =
@@ -63,13 +74,6 @@ bool open_entries(KSHistory &history) {
   history.entries = inittbl(0, sizeof(Entry));
   if (history.entries == nullptr) elog_log(1, "kshistory_create: inittbl() error.\n");
   return history.entries != nullptr;
-}
-
-/* The history for an operation, which tells its caller of a failed look-up. */
-KSHistory *look_up(const char *who, const char *tag) {
-  KSHistory *const history = kshistory_get_history(tag);
-  if (history == nullptr) elog_log(0, "%s: kshistory_get_history() error.\n", who);
-  return history;
 }
 
 long count(const KSHistory &history) { return counttbl(history.entries); }
@@ -97,39 +101,20 @@ double evaluate(const KSHistory &history, double time) {
 
 }  // namespace
 
-KSHistory *kshistory_get_history(const char *tag) {
-  if (!registry().opened()) {
-    elog_log(0, "kshistory_get_history: No historys defined");
-    return nullptr;
-  }
-  KSHistory *const history = registry().find(tag);
-  if (history == nullptr) {
-    elog_log(0, "kshistory_get_history: Cannot find %s", tag == nullptr ? "" : tag);
-  }
-  return history;
-}
+KSHistory *kshistory_get_history(const char *tag) { return Histories::get(tag); }
 
 KSHistory *kshistory_create(int maxn, const char *name, const char *file, char *tag) {
-  if (tag != nullptr) tag[0] = '\0';
-  if (!registry().open()) {
-    elog_log(1, "kshistory_create: newarr() error.\n");
-    return nullptr;
-  }
+  const char *const self = "kshistory_create";
+  Histories::none(tag);
+  if (!Histories::open(self)) return nullptr;
   HistoryPtr history = new_record(maxn, name, file);
-  if (history == nullptr) {
-    elog_log(1, "kshistory_create: malloc() error.\n");
-    return nullptr;
-  }
+  if (history == nullptr) return ksutil::fail_memory(self);
   if (!open_entries(*history)) return nullptr;
-  if (tag != nullptr && !registry().add(history.get(), tag)) {
-    elog_log(1, "kshistory_create: malloc() error.\n");
-    return nullptr;
-  }
-  return history.release();
+  return Histories::publish(self, std::move(history), tag);
 }
 
 int kshistory_add(const char *tag, double time, double value) {
-  const KSHistory *const history = look_up("kshistory_add", tag);
+  const KSHistory *const history = Histories::find("kshistory_add", tag);
   if (history == nullptr) return -1;
   if (count(*history) > 0 && count(*history) >= history->maxn &&
       shifttbl(history->entries) == nullptr) {
@@ -143,7 +128,7 @@ int kshistory_add(const char *tag, double time, double value) {
 }
 
 int kshistory_eval(const char *tag, double *value, double time) {
-  const KSHistory *const history = look_up("kshistory_eval", tag);
+  const KSHistory *const history = Histories::find("kshistory_eval", tag);
   if (history == nullptr) return -1;
   if (count(*history) == 0) {
     elog_log(0, "kshistory_eval: No points in kshistory %s.\n", tag);
@@ -155,7 +140,7 @@ int kshistory_eval(const char *tag, double *value, double time) {
 
 int kshistory_maxmin(const char *tag, double *tmin, double *tmax, double *vmin,
                      double *vmax) {
-  const KSHistory *const history = look_up("kshistory_maxmin", tag);
+  const KSHistory *const history = Histories::find("kshistory_maxmin", tag);
   if (history == nullptr) return -1;
   const long n = count(*history);
   if (n == 0) {
@@ -176,7 +161,7 @@ int kshistory_maxmin(const char *tag, double *tmin, double *tmax, double *vmin,
 }
 
 int kshistory_get_points(const char *tag, int *n, double **times, double **values) {
-  const KSHistory *const history = look_up("kshistory_get_points", tag);
+  const KSHistory *const history = Histories::find("kshistory_get_points", tag);
   if (history == nullptr) return -1;
   const long points = count(*history);
   ksutil::MallocPtr<double> t, v;
@@ -201,38 +186,14 @@ int kshistory_get_points(const char *tag, int *n, double **times, double **value
 }
 
 int kshistory_free(const char *tag) {
-  if (!registry().opened()) {
-    elog_log(0, "kshistory_free: No kshistorys defined");
-    return -1;
-  }
-  KSHistory *const history = registry().find(tag);
-  if (history == nullptr) {
-    elog_log(0, "kshistory_free: Cannot find %s", tag == nullptr ? "" : tag);
-    return -1;
-  }
-  return kshistory_free_history(history);
+  KSHistory *const history = Histories::get_as("kshistory_free", "kshistorys", tag);
+  return history == nullptr ? -1 : Histories::free_record(history);
 }
 
 int kshistory_free_tag(const char *name) {
-  if (name == nullptr) return 0;
-  try {
-    for (KSHistory *const history : registry().records()) {
-      if (history->name != nullptr && std::strcmp(history->name, name) == 0) {
-        kshistory_free_history(history);
-      }
-    }
-  } catch (const std::bad_alloc &) {
-    elog_log(1, "kshistory_free_tag: keysarr() error.\n");
-  }
-  return 0;
+  return Histories::free_tag("kshistory_free_tag", name);
 }
 
 int kshistory_free_history(KSHistory *history) {
-  if (history == nullptr) return 0;
-  registry().remove(history);
-  freetbl(history->entries, nullptr);
-  std::free(history->file);
-  std::free(history->name);
-  std::free(history);
-  return 0;
+  return Histories::free_record(history);
 }

@@ -19,7 +19,7 @@ struct ExpressionDeleter {
   void operator()(Expression *expression) const { dbex_free(expression); }
 };
 
-/* One of the expressions; it may not be given. */
+/* One of the expressions; its text may be null. */
 class Part {
  public:
   Part(const char *name, const char *text, int type)
@@ -78,7 +78,7 @@ int label_flags(const Parts &parts) {
          (parts[kSymbol].given() ? ksutil::kLabelSymbol : 0);
 }
 
-/* Tries all, so that each bad one is told; true when none is. */
+/* Compiles all expressions, so that each bad one is reported; true if all are good. */
 bool compile_all(Dbptr db, Parts &parts) {
   bool good = true;
   for (Part &part : parts) {
@@ -96,7 +96,7 @@ KSVector *db2vector(Dbptr db, const char *x, const char *y, const char *hue,
   db.field = dbALL;
   db.record = dbALL;
   long rows = 0;
-  if (dbquery(db, dbq_record_count, &rows) < 0) return ksutil::no_vector(tag);
+  if (dbquery(db, dbq_record_count, &rows) < 0) return ksutil::Vectors::none(tag);
   KSVector *const vector =
       ksvector_create(static_cast<int>(std::min<long>(rows, INT_MAX)), 2, name, tag);
   if (vector == nullptr || rows <= 0) return vector;

@@ -161,8 +161,8 @@ void set_labels(KSVector &vector, int flags, const LabelValues *values, int n, i
 int symbolize(const char *name) {
   static Arr *const registry = newarr(nullptr);
   static int next = 0;
-  /* Stored plus 1, so that the first is not taken for an absent name; handed out as it is
-   * stored, so a name moves on by one after its first use. */
+  /* The index is stored plus 1, so that the first is not null.  The stored number is
+   * returned as it is: after its first use a name has the next index. */
   if (void *const stored = getarr(registry, name); stored != nullptr) {
     return static_cast<int>(reinterpret_cast<std::intptr_t>(stored));
   }

@@ -14,7 +14,7 @@ using namespace ksutil;
 
 namespace {
 
-/* The elements of a list file, of which it keeps a copy in memory. */
+/* FileStorage: keeps the elements of a list in a file and in memory. */
 class FileStorage final : public TblStorage {
  public:
   FileStorage(std::unique_ptr<ListFile> file, const ListState &state,
@@ -85,8 +85,8 @@ bool FileStorage::commit(ListState next) {
   return true;
 }
 
-/* Enlarges a full ring.  What has come round to its beginning is copied behind its end,
- * where the present state has nothing, before the new state says so. */
+/* Enlarges a full ring.  Entries that have wrapped round to its beginning are copied behind
+ * its end, which the present state does not use, before the new state is written. */
 bool FileStorage::grow() {
   ListState next = state_;
   next.capacity = std::max(maximum_, state_.capacity + state_.first);
@@ -167,8 +167,8 @@ Tbl *made(const char *who, const Make &make) {
   }
 }
 
-/* Reads entries that another program may be changing: those that it shifts out and writes
- * over meanwhile look lost, so the file is read again when its state has changed. */
+/* Reads entries that another program may be changing.  Entries that the other program drops
+ * and overwrites during the read look lost: if the state has changed, reads again. */
 bool load_steadily(ListFile &file, ListState &state,
                    std::vector<std::uint8_t> &elements) {
   constexpr int kTries = 1000;
@@ -225,6 +225,12 @@ Tbl *filetbl_read(const char *path, const char *tag, int element_size) {
     }
     return table;
   });
+}
+
+long filetbl_capacity(int element_size) {
+  if (element_size < 1) return 0;
+  const ListKind kind{"", static_cast<std::size_t>(element_size)};
+  return static_cast<long>(kind.max_slots());
 }
 
 int filetbl_fd(Tbl *table) {

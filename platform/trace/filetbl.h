@@ -1,9 +1,9 @@
-/* A Tbl of fixed-size elements kept in a file, which outlives its process.
+/* filetbl: keeps a Tbl of fixed-size elements in a file that outlives its process.
  *
  * Such a list grows at its end and shrinks at its ends: pushtbl, shifttbl and poptbl work
  * as on any list, gettbl, counttbl and duptbl too; setting an element that is there,
- * leaving a gap and deleting from the middle are refused.  What gettbl points to is a copy:
- * writing there changes nothing.  A push onto a full list is refused.
+ * leaving a gap and deleting from the middle are refused.  gettbl points to a copy: writing
+ * there changes nothing.  A push onto a full list is refused.
  * Each change is in the file when its call returns.  A process killed at any moment, also
  * between or within two writes, leaves a list with all entries but perhaps the one it was
  * pushing or shifting.  A power cut may cost entries of its last seconds at the ends.
@@ -12,8 +12,11 @@
  * leave the list as it was.
  * Threads: one thread at a time per list.  The list holds an exclusive lock on the whole
  * file (of the open file description, so it conflicts within this process as well) until
- * freetbl.  After a fork the list stays its maker's: the child may only free its copy,
- * which neither changes nor unlocks the file.
+ * freetbl or the end of the process.  After a fork the list and the lock stay with the
+ * parent: in the child every change fails with EBADF, freetbl frees the memory of the
+ * child's copy, and the file can be opened again as soon as the parent has ended.  (A child
+ * made by a bare clone() system call, which runs no fork handlers, must call _exit or
+ * execve: until then it shares the lock.)
  *
  * The file: a header, two states and the elements in a ring.  Numbers are big-endian, but
  * elements are kept as they are in memory, so that a file with numbers in them belongs to
@@ -41,8 +44,8 @@ extern "C" {
  * path          of a regular file that may be read and written; an empty file is a list
  *               without entries
  * tag           1 to 31 characters that say what the elements are; the file has the same
- * maxn          the most entries the list takes, at least 1; files stay below 1 GiB
- *               whatever it says.  Of more entries in the file the newest maxn are the
+ * maxn          the most entries the list takes, at least 1; at most
+ *               filetbl_capacity(element_size) are kept: files stay below 1 GiB.  Of more entries in the file the newest maxn are the
  *               list; the others go with the first change
  * element_size  bytes of an element, at least 1; the file has the same
  *
@@ -53,6 +56,10 @@ KSUTIL_API Tbl *filetbl(const char *path, const char *tag, long maxn, int elemen
 /* The elements that are in such a file now, copied into a list in memory; the file may be
  * in use by another program, and is neither locked nor changed.  Null with a message. */
 KSUTIL_API Tbl *filetbl_read(const char *path, const char *tag, int element_size);
+
+/* The most entries that a list file with elements of this size can hold; 0 for a size below
+ * 1 or beyond what fits into a file. */
+KSUTIL_API long filetbl_capacity(int element_size);
 
 /* The list's descriptor, which the list closes; -1 when it is not kept in a file. */
 KSUTIL_API int filetbl_fd(Tbl *table);

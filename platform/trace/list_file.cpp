@@ -1,18 +1,21 @@
+#include "platform/trace/internal/list_file.h"
+
 #include <fcntl.h>
+#include <pthread.h>
 #include <sys/stat.h>
 
 #include <algorithm>
 #include <cerrno>
+#include <mutex>
 
 #include "platform/elog/elog.h"
-#include "platform/trace/internal/list_file.h"
 
 namespace ksutil {
 namespace {
 
 constexpr std::size_t kReadBytes = 65536;
 
-/* The valid entries of a list in order: those that are lost stand at its ends. */
+/* Collects the valid entries of a list in order; lost entries may only be at its ends. */
 class Entries {
  public:
   explicit Entries(std::vector<std::uint8_t> &elements) : elements_(elements) {}
@@ -37,6 +40,46 @@ class Entries {
 
 }  // namespace
 
+/* The files that this process has locked.  An open file description, and with it the lock,
+ * lives until its last descriptor is closed: a forked child would keep the file locked
+ * after the end of this process. */
+class LockedFiles {
+ public:
+  static LockedFiles &all() {
+    static auto *const files =
+        new LockedFiles;  // lists may be freed at the process's end
+    return *files;
+  }
+
+  void add(ListFile *file) {
+    const std::lock_guard lock(mutex_);
+    files_.push_back(file);
+  }
+  void remove(ListFile *file) {
+    const std::lock_guard lock(mutex_);
+    std::erase(files_, file);
+  }
+
+ private:
+  LockedFiles() {
+    pthread_atfork(before_fork, after_fork_in_parent, after_fork_in_child);
+  }
+
+  static void before_fork() { all().mutex_.lock(); }
+  static void after_fork_in_parent() { all().mutex_.unlock(); }
+  static void after_fork_in_child() {
+    for (ListFile *const file : all().files_) file->file_.reset();
+    all().mutex_.unlock();
+  }
+
+  std::mutex mutex_;  // guards files_; held during a fork
+  std::vector<ListFile *> files_;
+};
+
+ListFile::~ListFile() {
+  if (lock_) LockedFiles::all().remove(this);
+}
+
 bool ListFile::refuse(const std::string &cause) const {
   errno = EINVAL;
   elog_log(0, "%s: %s %s.\n", who_, path_.c_str(), cause.c_str());
@@ -54,11 +97,13 @@ bool ListFile::check_regular() {
   return S_ISREG(status.st_mode) || refuse("is no regular file");
 }
 
-/* Nothing but a regular file is opened: others may wait, or act, when they are. */
+/* Opens regular files only: opening a FIFO can block, opening a device can have side
+ * effects. */
 bool ListFile::open_locked() {
   file_ = open_file(path_, O_RDWR | O_CREAT | O_NONBLOCK | O_NOCTTY);
   if (!file_) return fail("open");
   if (!check_regular()) return false;
+  LockedFiles::all().add(this);
   lock_.emplace(file_.get(), FileLock::Wait::kNever);
   return lock_->held() || fail("lock");
 }

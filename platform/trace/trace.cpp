@@ -9,13 +9,12 @@
 
 namespace {
 
-/* Far enough from both the limit that tells a gap and the largest float that counts turned
- * into ground motion, or back, leave it a gap. */
+/* Far from both kGapLimit and the largest float: a gap that is scaled from counts to ground
+ * motion, or back, remains a gap. */
 constexpr float kGap = 1e34F;
-constexpr float kGapLimit = 1e30F;
 
-/* Frees what the rows point to.  The addresses are collected first: rows that share a
- * block are no neighbours. */
+/* Frees the samples of the rows.  Collects the addresses first, since rows that share a
+ * block need not be neighbours. */
 void free_samples(Dbptr rows) {
   long count = 0;
   if (dbquery(rows, dbq_record_count, &count) != 0 || count <= 0) return;
@@ -54,4 +53,6 @@ void trfill_gap(float *samples, long n) {
   if (n > 0) std::fill_n(samples, n, kGap);
 }
 
-int tr_isgap(float value) { return value > kGapLimit ? 1 : 0; }
+int tr_isgap(float value) {
+  return value > static_cast<float>(ksutil::kGapLimit) ? 1 : 0;
+}

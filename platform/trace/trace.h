@@ -1,4 +1,4 @@
-/* Trace databases and gaps.
+/* trace: makes trace databases and marks gaps.
  *
  * A trace database is a scratch database in memory whose rows carry their samples: the
  * table "trace" has the fields net, sta, chan, time, endtime, nsamp, samprate, calib,
@@ -7,9 +7,9 @@
  * A gap in single-precision samples is one value everywhere: finite and above 1e30.
  *
  * Ownership: samples that a row points to belong to the database from then on; putting
- * another pointer over them does not free them.  Rows may share a block.  A row made of a
- * text from outside (dbadd) says where samples are in a memory that is not this one:
- * put a null pointer into its "data" before anything else can fail.
+ * another pointer over them does not free them.  Rows may share a block.  A row added from
+ * the text of another process (dbadd) has an address of that process in "data": put a null
+ * pointer there before anything else can fail.
  * Threads: different databases from different threads, one database from one at a time.
  * The gap functions are safe from any thread. */
 #ifndef KSUTIL_PLATFORM_TRACE_TRACE_H
@@ -26,7 +26,7 @@ KSUTIL_API Dbptr trnew(void);
 
 /* Frees the samples of every "trace" row (each block once), closes the database and makes
  * the pointer invalid.  Samples that only the scratch record points to stay the caller's.
- * A null or an invalid pointer is no error.  When memory is short the samples stay
+ * A null or an invalid pointer is not an error.  When memory is short the samples stay
  * allocated, with a message. */
 KSUTIL_API void trdestroy(Dbptr *trace);
 
@@ -38,4 +38,14 @@ KSUTIL_API void trfill_gap(float *samples, long n);
 KSUTIL_API int tr_isgap(float value);
 
 }  // extern "C"
+
+namespace ksutil {
+
+/* Samples above it are gaps, in every precision. */
+inline constexpr double kGapLimit = 1e30;
+
+/* tr_isgap for a double-precision sample. */
+inline bool is_gap_sample(double value) { return value > kGapLimit; }
+
+}  // namespace ksutil
 #endif

@@ -1,4 +1,5 @@
-/* Waveform files, as the rows of the table wfdisc describe them.
+/* waveform: reads waveform files as the rows of the table wfdisc describe them.  A Segment
+ * (segment.h) has the samples as well.
  *
  * Threads: reading rows belongs to the thread of their database; read_samples may run
  * concurrently.
@@ -18,7 +19,7 @@
 
 namespace ksutil {
 
-/* One segment: evenly spaced samples of one channel in a file. */
+/* The description of evenly spaced samples of one channel in a file. */
 struct WaveformSegment {
   std::string sta, chan;
   double time = 0.0;      // of the first sample, epoch seconds
@@ -33,18 +34,18 @@ struct WaveformSegment {
   std::int64_t foff = 0;  // byte in the file at which the first sample begins
 };
 
-/* What a row of wfdisc says, or a record of a view that has one.  A relative `dir` counts
- * from the folder of the table's file; a null one, and ".", are that folder.  Refused are
- * rows without time, file name or data type, with a sample rate that is not above 0 and
- * finite, and with a negative count or offset; the file itself is not looked at. */
+/* Reads a row of wfdisc, or the one in a record of a view.  A relative `dir` counts
+ * from the folder of the table's file; a null one, and ".", are that folder.  Fails for
+ * a row without time, file name or data type, whose sample rate is not finite and positive,
+ * or with a negative count or offset.  Does not look at the file. */
 KSUTIL_API bool read_segment(Dbptr row, WaveformSegment &segment);
 
 /* Samples first ... first + count - 1 of a segment, as numbers: counts where the file has
  * counts, without calib.
  *
  * first, count   0 <= first, 0 <= count, first + count <= nsamp
- * samples        out: [count].  What a float cannot hold exactly is rounded, what is
- *                beyond its range becomes an infinity
+ * samples        out: [count].  A number that a float cannot hold exactly is rounded;
+ *                one beyond its range becomes an infinity
  * Data types, with the bytes of a sample:
  *   s4 (4), s3 (3), s2 (2)      big-endian integers
  *   i4 (4), i2 (2)              little-endian integers

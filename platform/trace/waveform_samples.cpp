@@ -1,3 +1,5 @@
+#include "platform/trace/shared/waveform_samples.h"
+
 #include <fcntl.h>
 
 #include <algorithm>
@@ -9,13 +11,14 @@
 #include <new>
 #include <type_traits>
 
-#include "platform/elog/elog.h"
+#include "platform/elog/failure.h"
 #include "platform/stock/files.h"
 #include "platform/stock/text.h"
-#include "platform/trace/waveform.h"
 
 namespace ksutil {
 namespace {
+
+constexpr char kSelf[] = "read_samples";
 
 template <class Unsigned>
 Unsigned loaded(const unsigned char *from, std::endian order) {
@@ -71,7 +74,8 @@ bool convert_text(const unsigned char *from, std::size_t count, Sample *to) {
   return true;
 }
 
-/* How samples stand in a file.  A conversion gives false for what is no number. */
+/* A data type: how its samples are stored.  A conversion gives false for a text that is not
+ * a number.  Samples of the same size may be converted in place. */
 template <class Sample>
 struct Format {
   const char *name;
@@ -96,6 +100,15 @@ constexpr Format<Sample> kFormats[] = {
     {"c0", 12, convert_text<12, Sample>},
     {"a0", 15, convert_text<15, Sample>},
     {"b0", 24, convert_text<24, Sample>},
+};
+
+template <>
+constexpr Format<std::int32_t> kFormats<std::int32_t>[] = {
+    {"s4", 4, convert<std::uint32_t, std::int32_t, kBig, std::int32_t>},
+    {"i4", 4, convert<std::uint32_t, std::int32_t, kLittle, std::int32_t>},
+    {"s3", 3, convert_24_bits<std::int32_t>},
+    {"s2", 2, convert<std::uint16_t, std::int16_t, kBig, std::int32_t>},
+    {"i2", 2, convert<std::uint16_t, std::int16_t, kLittle, std::int32_t>},
 };
 
 template <class Sample>
@@ -128,69 +141,94 @@ FileHandle open_waveform(const std::string &path, std::int64_t end) {
   return file;
 }
 
+/* Reads and converts `count` samples from byte `begin` on. */
 template <class Sample>
-bool read_converted(const WaveformSegment &segment, std::int64_t first,
-                    std::int64_t count, std::vector<Sample> &samples) try {
-  const Format<Sample> *const format = find_format<Sample>(segment.datatype);
-  if (format == nullptr) {
-    elog_log(0, "read_samples: Data type '%s' of %s is not supported.\n",
-             segment.datatype.c_str(), segment.path.c_str());
-    return false;
-  }
-  if (first < 0 || count < 0 || first > segment.nsamp ||
-      count > segment.nsamp - first) {
-    elog_log(0, "read_samples: The segment has no %lld samples from %lld on.\n",
-             static_cast<long long>(count), static_cast<long long>(first));
-    return false;
-  }
-  /* Counts and offsets whose bytes no file can have. */
-  constexpr std::int64_t kMost = std::numeric_limits<std::int64_t>::max() / 64;
-  if (segment.nsamp > kMost || segment.foff < 0 || segment.foff > kMost) {
-    elog_log(0, "read_samples: nsamp or foff of %s is out of range.\n",
-             segment.path.c_str());
-    return false;
-  }
-  const std::int64_t begin = segment.foff + first * format->size;
-  const FileHandle file = open_waveform(segment.path, begin + count * format->size);
-  if (!file) return false;
-
-  std::vector<Sample> found(static_cast<std::size_t>(count));
+bool read_numbers(int fd, const std::string &path, const Format<Sample> &format,
+                  std::int64_t begin, std::size_t count, Sample *to) {
   constexpr std::size_t kChunk = 16384;  // samples; the bytes stay in the cache
-  const auto size = static_cast<std::size_t>(format->size);
-  std::vector<unsigned char> bytes(std::min(found.size(), kChunk) * size);
-  for (std::size_t done = 0; done < found.size();) {
-    const std::size_t part = std::min(found.size() - done, kChunk);
+  const auto size = static_cast<std::size_t>(format.size);
+  const bool in_place = size == sizeof(Sample);
+  std::vector<unsigned char> chunk(in_place ? 0 : std::min(count, kChunk) * size);
+  for (std::size_t done = 0; done < count;) {
+    const std::size_t part = std::min(count - done, kChunk);
+    auto *const bytes =
+        in_place ? reinterpret_cast<unsigned char *>(to + done) : chunk.data();
     const auto at = static_cast<off_t>(begin) + static_cast<off_t>(done * size);
-    const ssize_t got = read_at(file.get(), bytes.data(), part * size, at);
-    if (got != static_cast<ssize_t>(part * size)) {
-      elog_log(1, "read_samples: read(%s) error.\n", segment.path.c_str());
-      return false;
+    if (read_at(fd, bytes, part * size, at) != static_cast<ssize_t>(part * size)) {
+      return fail_errno(kSelf, "read(%s) error", path.c_str());
     }
-    if (!format->convert(bytes.data(), part, found.data() + done)) {
-      elog_log(0, "read_samples: %s holds a sample that is no number.\n",
-               segment.path.c_str());
-      return false;
+    if (!format.convert(bytes, part, to + done)) {
+      return fail(kSelf, "%s holds a sample that is no number", path.c_str());
     }
     done += part;
   }
-  samples = std::move(found);
   return true;
-} catch (const std::bad_alloc &) {
-  errno = ENOMEM;
-  elog_log(1, "read_samples: malloc() error.\n");
-  return false;
+}
+
+template <class Sample>
+bool read_vector(const WaveformSegment &segment, std::int64_t first, std::int64_t count,
+                 std::vector<Sample> &samples) {
+  return at_boundary(kSelf, [&] {
+    std::vector<Sample> found;
+    const auto allocate = [&] {
+      /* Never null, also for no samples. */
+      found.reserve(static_cast<std::size_t>(std::max<std::int64_t>(count, 1)));
+      found.resize(static_cast<std::size_t>(count));
+      return found.data();
+    };
+    if (!read_samples_into<Sample>(segment, first, count, allocate)) return false;
+    samples = std::move(found);
+    return true;
+  });
 }
 
 }  // namespace
 
+bool holds_counts(std::string_view datatype) {
+  return find_format<std::int32_t>(datatype) != nullptr;
+}
+
+template <class Sample>
+bool read_samples_into(const WaveformSegment &segment, std::int64_t first,
+                       std::int64_t count, const std::function<Sample *()> &allocate) {
+  const Format<Sample> *const format = find_format<Sample>(segment.datatype);
+  if (format == nullptr) {
+    return fail(kSelf, "Data type '%s' of %s is not supported",
+                segment.datatype.c_str(), segment.path.c_str());
+  }
+  if (first < 0 || count < 0 || first > segment.nsamp ||
+      count > segment.nsamp - first) {
+    return fail(kSelf, "The segment has no %lld samples from %lld on",
+                static_cast<long long>(count), static_cast<long long>(first));
+  }
+  /* Counts and offsets whose bytes no file can have. */
+  constexpr std::int64_t kMost = std::numeric_limits<std::int64_t>::max() / 64;
+  if (segment.nsamp > kMost || segment.foff < 0 || segment.foff > kMost) {
+    return fail(kSelf, "nsamp or foff of %s is out of range", segment.path.c_str());
+  }
+  const std::int64_t begin = segment.foff + first * format->size;
+  const FileHandle file = open_waveform(segment.path, begin + count * format->size);
+  if (!file) return false;
+  Sample *const to = allocate();
+  return to != nullptr && read_numbers(file.get(), segment.path, *format, begin,
+                                       static_cast<std::size_t>(count), to);
+}
+
+template bool read_samples_into(const WaveformSegment &, std::int64_t, std::int64_t,
+                                const std::function<float *()> &);
+template bool read_samples_into(const WaveformSegment &, std::int64_t, std::int64_t,
+                                const std::function<double *()> &);
+template bool read_samples_into(const WaveformSegment &, std::int64_t, std::int64_t,
+                                const std::function<std::int32_t *()> &);
+
 bool read_samples(const WaveformSegment &segment, std::int64_t first,
                   std::int64_t count, std::vector<float> &samples) {
-  return read_converted(segment, first, count, samples);
+  return read_vector(segment, first, count, samples);
 }
 
 bool read_samples(const WaveformSegment &segment, std::int64_t first,
                   std::int64_t count, std::vector<double> &samples) {
-  return read_converted(segment, first, count, samples);
+  return read_vector(segment, first, count, samples);
 }
 
 std::int64_t samples_between(const WaveformSegment &segment, double tstart, double tend,

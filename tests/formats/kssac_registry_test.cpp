@@ -26,6 +26,16 @@ TEST(KssacRegistry, SaysWhenThereAreNone) {
   EXPECT_EQ(kssac_free(tag), 0);
 }
 
+TEST(KssacRegistry, WritesTheTagAndItsNulAndNothingMore) {
+  char tag[KS_TAG_SIZE];
+  std::fill_n(tag, sizeof tag, '#');
+  const KSSacPtr kssac(kssac_create(nullptr, tag));
+  const std::size_t used = std::strlen(tag) + 1;
+  EXPECT_LT(used, 16U);
+  EXPECT_EQ(std::string(tag + used, sizeof tag - used),
+            std::string(sizeof tag - used, '#'));
+}
+
 TEST(KssacRegistry, ForgetsWhatIsFreed) {
   char tag[3][KS_TAG_SIZE];
   kssac_create("group", tag[0]);

@@ -158,7 +158,8 @@ TEST(KsgridStore, LeavesTheGridWhenFramesAreImpossibleOrMemoryIsShort) {
   EXPECT_EQ(ksgrid_trim_ksgrid(grid.get(), 1), -1);
   EXPECT_THAT(taken_text(), testing::StartsWith(
                                 "ksgrid_trim_ksgrid: realloc(grid->data,8) error.\n"));
-  EXPECT_EQ(values(*grid), frames);
+  EXPECT_EQ(grid->nframes, 2) << "a failed trim leaves the grid";
+  EXPECT_THAT(values(*grid), ElementsAre(1, 2, 1, 2));
 }
 
 }  // namespace

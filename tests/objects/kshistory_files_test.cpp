@@ -89,6 +89,48 @@ TEST_F(KshistoryFile, StaysLockedWhenAForkedProcessFreesItsCopy) {
   messages();
 }
 
+/* A monitor that starts programs must be able to start again after it has died, while
+ * those still run. */
+TEST_F(KshistoryFile, IsFreeWhenItsProcessHasEndedThoughAForkedChildLives) {
+  int ends[2], started[2];
+  ASSERT_EQ(pipe(ends), 0);
+  ASSERT_EQ(pipe(started), 0);
+  const pid_t owner = fork();
+  if (owner == 0) {
+    close(ends[1]);
+    const History history(3, file_.c_str());
+    char byte = 0;
+    if (fork() == 0) {
+      if (::write(started[1], &byte, 1) != 1) _exit(1);
+      _exit(::read(ends[0], &byte, 1) == 0 ? 0
+                                           : 1);  // lives until the test closes its end
+    }
+    const bool child_runs = ::read(started[0], &byte, 1) == 1;
+    _exit(child_runs && history.made() && history.add(1, 2) ? 0 : 1);
+  }
+  close(started[0]);
+  close(started[1]);
+  close(ends[0]);
+  int status = -1;
+  ASSERT_EQ(waitpid(owner, &status, 0), owner);
+  EXPECT_EQ(status, 0);
+  {
+    const History again(3, file_.c_str());
+    ASSERT_TRUE(again.made()) << messages();
+    EXPECT_EQ(again.points(), (Points{{1, 2}}));
+  }
+  close(ends[1]);
+}
+
+TEST_F(KshistoryFile, TakesNoMoreEntriesThanAFileCanHold) {
+  char tag[KS_TAG_SIZE];
+  const KSHistory *const history =
+      kshistory_create(2147483647, nullptr, file_.c_str(), tag);
+  ASSERT_NE(history, nullptr) << messages();
+  EXPECT_EQ(history->maxn, ((1 << 30) - 192) / 20);
+  kshistory_free(tag);
+}
+
 TEST_F(KshistoryFile, SurvivesAKilledWriter) {
   for (int round = 0; round < 5; ++round) {
     const pid_t child = fork();

@@ -53,7 +53,7 @@ class Ksvector2Test : public testing::Test {
 
  private:
   static void forget_vectors() {
-    for (ksvector2 *each : ksutil::vector2::registry().records()) {
+    for (ksvector2 *each : ksutil::vector2::Vectors2::records()) {
       ksvector2_free_vector(each);
     }
     ksvector2_set_cache(0);

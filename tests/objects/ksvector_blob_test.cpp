@@ -8,6 +8,7 @@
 #include <cerrno>
 #include <cstring>
 
+#include "objects/ksvector2.h"
 #include "platform/stock/bytes.h"
 #include "platform/stock/files.h"
 #include "platform/trace/trace.h"
@@ -29,12 +30,13 @@ std::string samples(std::vector<float> values) {
 }
 
 /* A row of the table "trace", as a writer with samples of its own has it. */
-std::string trace_row(double time, double samprate) {
+std::string trace_row(double time, double samprate, long nsamp = 0) {
   static float writers_own;
   Dbptr trace = trnew();
   Dbptr row = dblookup(trace, nullptr, "trace", nullptr, nullptr);
-  row.record = dbaddv(row, "sta", "ABC", "time", time, "samprate", samprate, "data",
-                      static_cast<void *>(&writers_own), static_cast<char *>(nullptr));
+  row.record =
+      dbaddv(row, "sta", "ABC", "time", time, "samprate", samprate, "nsamp", nsamp,
+             "data", static_cast<void *>(&writers_own), static_cast<char *>(nullptr));
   long size = 0;
   dbquery(row, dbq_record_size, &size);
   std::string text(static_cast<std::size_t>(size) + 1, '\0');
@@ -88,6 +90,30 @@ class KSVectorBlob : public testing::Test {
   char tag_[KS_TAG_SIZE] = "old";
   std::vector<std::string> tags_;
 };
+
+/* Programs read as many samples as the row says: a row that claims more than it has would be
+ * read far beyond their end. */
+TEST_F(KSVectorBlob, GivesARowTheCountOfItsSamples) {
+  for (const long claimed : {-1L, 0L, 2L, 99999999L}) {
+    ASSERT_EQ(read(blob(trace_row(100.0, 4.0, claimed), samples({1.5F, -2.0F, 7.0F}))),
+              0);
+    Dbptr row = dblookup(trace_, nullptr, "trace", nullptr, nullptr);
+    row.record = 0;
+    long nsamp = 0;
+    double endtime = 0.0;
+    ASSERT_EQ(
+        dbgetv(row, "nsamp", &nsamp, "endtime", &endtime, static_cast<char *>(nullptr)),
+        0);
+    EXPECT_EQ(nsamp, 3) << claimed;
+    EXPECT_EQ(endtime, 100.5) << claimed;
+    ksvector2 *const copy = ksvector2_create_tsamp_from_db(row, nullptr, nullptr, 0, 0);
+    ASSERT_NE(copy, nullptr) << taken_messages();
+    EXPECT_EQ(std::vector<double>(copy->data, copy->data + copy->npts),
+              (std::vector<double>{1.5, -2.0, 7.0}));
+    ksvector2_free_vector(copy);
+    forget();
+  }
+}
 
 TEST_F(KSVectorBlob, MakesVectorsAndRowsOfTraces) {
   const std::string first = blob(trace_row(100.0, 4.0), samples({1.5F, -2.0F, 1e34F}));

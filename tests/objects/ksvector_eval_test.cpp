@@ -176,4 +176,31 @@ TEST(KSVectorEvalChanges, SeesEachChangeAtOnce) {
   EXPECT_EQ(value_at(vector, 0.5), 1000.0 + (10.0 - 1000.0) * 2.5 / 3.0);
 }
 
+/* Records are public: x values written through one that was just looked up count at once,
+ * also where the search does not look. */
+TEST(KSVectorEvalChanges, SeesXWrittenThroughALookedUpRecord) {
+  std::vector<TestPoint> points;
+  for (int i = 0; i < 40; i++) points.push_back({1.0 * i, {10.0 * i}});
+  const TestVector vector(1, points);
+  std::mt19937 random(11);
+  for (int round = 0; round < 200; round++) {
+    for (int i = 0; i < 3; i++) value_at(vector, 20.5);
+    KSVector *const record = ksvector_get_vector(vector.tag);
+    record->points[random() % 39].x = static_cast<double>(random() % 80);
+    const double x = static_cast<double>(random() % 39) + 0.5;
+    const auto reached = [x](const KSVectorPoint &point) { return point.x >= x; };
+    const KSVectorPoint *const end = record->points + 40;
+    const bool ascending = end[-1].x >= record->points[0].x;
+    const KSVectorPoint *const b =
+        ascending ? std::find_if(record->points, record->points + 40, reached)
+                  : nullptr;
+    if (b == nullptr || b == end || b == record->points) continue;
+    const KSVectorPoint &a = b[-1];
+    if (b->x == x) continue;
+    EXPECT_DOUBLE_EQ(value_at(vector, x),
+                     a.y[0] + (b->y[0] - a.y[0]) * (x - a.x) / (b->x - a.x))
+        << "round " << round;
+  }
+}
+
 }  // namespace

@@ -339,6 +339,7 @@ TEST_F(KSVectorPf, NamesTheMemoryThatIsMissing) {
         ksvector_create_from_pf(pf, "table", "p", vector_.tag, &status_);
     ks_test_fail_alloc(0);
     if (made != nullptr) break;
+    EXPECT_EQ(status_, -1) << "allocation " << refused;
     messages += taken_messages();
   }
   EXPECT_EQ(status_, 0);

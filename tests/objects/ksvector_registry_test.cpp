@@ -4,7 +4,7 @@
 
 #include <cstring>
 
-#include "objects/family/internal/tag_registry.h"
+#include "objects/family/shared/tag_registry.h"
 #include "tests/objects/ksvector_support.h"
 
 namespace {

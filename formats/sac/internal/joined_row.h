@@ -1,4 +1,4 @@
-/* JoinedRow: the rows of stored tables that one record is made of, field by field. */
+/* joined_row: reads the fields of the table rows that make up one record. */
 #ifndef KSUTIL_FORMATS_SAC_INTERNAL_JOINED_ROW_H
 #define KSUTIL_FORMATS_SAC_INTERNAL_JOINED_ROW_H
 

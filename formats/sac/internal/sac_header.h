@@ -1,9 +1,10 @@
-/* Single variables of a SAC header, by their definition. */
+/* sac_header: reads and stores single variables of a SAC header. */
 #ifndef KSUTIL_FORMATS_SAC_INTERNAL_SAC_HEADER_H
 #define KSUTIL_FORMATS_SAC_INTERNAL_SAC_HEADER_H
 
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <string_view>
 
 #include "formats/kssac.h"
@@ -14,12 +15,14 @@ inline constexpr double kNullReal = -12345.0;
 inline constexpr std::int64_t kNullInteger = -12345;
 inline constexpr const char *kNullText = "-12345";
 
-/* The values of enumerations that are set or asked for. */
-inline constexpr std::int64_t kTimeSeries = 1;                   // IFTYPE
-inline constexpr std::int64_t kUnknown = 5, kDisplacement = 6;   // IDEP
-inline constexpr std::int64_t kVelocity = 7, kAcceleration = 8;  // IDEP
-inline constexpr std::int64_t kReferenceIsBegin = 9;             // IZTYPE
-inline constexpr std::int64_t kReferenceIsDay = 10;              // IZTYPE
+/* Values of enumerations. */
+inline constexpr std::int64_t kTimeSeries = 1;                          // IFTYPE
+inline constexpr std::int64_t kRealImaginary = 2, kAmplitudePhase = 3;  // IFTYPE
+inline constexpr std::int64_t kXversusY = 4, kXyz = 51;                 // IFTYPE
+inline constexpr std::int64_t kUnknown = 5, kDisplacement = 6;          // IDEP
+inline constexpr std::int64_t kVelocity = 7, kAcceleration = 8;         // IDEP
+inline constexpr std::int64_t kReferenceIsBegin = 9;                    // IZTYPE
+inline constexpr std::int64_t kReferenceIsDay = 10;                     // IZTYPE
 
 inline constexpr std::int64_t kVersion = 6;
 
@@ -45,6 +48,10 @@ std::string_view text_of(const KSSac &kssac, const char *name);
 
 /* Whether the header has the variables that its reference time is made of. */
 bool has_reference_time(const KSSac &kssac);
+
+/* The sample rate for which DELTA stands: of all rates whose reciprocal is DELTA in single
+ * precision, the one with the fewest digits.  Empty for a null or an impossible DELTA. */
+std::optional<double> known_samprate(const KSSac &kssac);
 
 /* NaN counts as a null. */
 bool is_null(double value);

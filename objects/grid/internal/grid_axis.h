@@ -1,4 +1,4 @@
-/* Locating many values on one axis of a grid. */
+/* grid_axis: locates many values on one axis of a grid. */
 #ifndef KSUTIL_OBJECTS_GRID_INTERNAL_GRID_AXIS_H
 #define KSUTIL_OBJECTS_GRID_INTERNAL_GRID_AXIS_H
 

@@ -1,12 +1,12 @@
-/* The memory of grids, shared by the files of the grid family. */
+/* grid_storage: makes and frees the records of the grid family. */
 #ifndef KSUTIL_OBJECTS_GRID_INTERNAL_GRID_STORAGE_H
 #define KSUTIL_OBJECTS_GRID_INTERNAL_GRID_STORAGE_H
 
 #include <array>
 #include <cstddef>
 #include <cstdint>
-#include <memory>
 
+#include "objects/family/shared/family.h"
 #include "objects/ksgrid.h"
 #include "platform/stock/memory.h"
 
@@ -20,11 +20,19 @@ inline constexpr std::array<char * KSGrid::*, 8> kTexts = {
 /* Frees texts and arrays; leaves the pointers. */
 void free_contents(const KSGrid &grid);
 
-/* Frees a record that has no tag. */
-struct GridDeleter {
-  void operator()(KSGrid *grid) const;
+struct GridTraits {
+  using Record = KSGrid;
+  static constexpr char kWord[] = "grid";
+  static constexpr char kGet[] = "ksgrid_get_grid";
+  static constexpr char kPlural[] = "grids";
+  static constexpr char kEntering[] = "setarr";
+  static constexpr char kListing[] = "malloc";
+  static bool is_record(const KSGrid & /*grid*/) { return true; }
+  static const char *name(const KSGrid &grid) { return grid.name; }
+  static void destroy(KSGrid *grid);
 };
-using GridPtr = std::unique_ptr<KSGrid, GridDeleter>;
+using Grids = Family<GridTraits>;
+using GridPtr = Grids::Ptr;
 
 /* A zeroed record with a gap value and order set; null when memory is short. */
 GridPtr new_record();

@@ -1,4 +1,4 @@
-/* The labels that tell how the points of a plot look. */
+/* plot_labels: makes labels with the colour, size and symbol of plotted points. */
 #ifndef KSUTIL_OBJECTS_PLOT_INTERNAL_PLOT_LABELS_H
 #define KSUTIL_OBJECTS_PLOT_INTERNAL_PLOT_LABELS_H
 
@@ -6,18 +6,18 @@
 
 namespace ksutil {
 
-/* What of a label has an expression. */
+/* The parts of a label that have an expression. */
 enum { kLabelHue = 1, kLabelSaturation = 2, kLabelSize = 4, kLabelSymbol = 8 };
 
-/* What the expressions gave for one row; zero where there is none. */
+/* The values of the expressions for one row; 0 for a part without expression. */
 struct LabelValues {
   double hue, saturation, size;
-  double symbol;  // what symbolize gave
+  double symbol;  // the result of symbolize()
 };
 
-/* Sets the labels of the first n points, n >= 0, from values[n]; see db2vector.  What is
- * not a finite number counts as the hue centre, saturation 0.9, size 1.  A label for which
- * memory is short is left out, with a message. */
+/* Sets the labels of the first n points, n >= 0, from values[n]; see db2vector.  A value
+ * that is not finite counts as the hue centre, saturation 0.9, size 1.  If memory is short
+ * for a label, the point has none and a message is logged. */
 void set_labels(KSVector &vector, int flags, const LabelValues *values, int n, int fill,
                 int maxsize, double hue_centre, double hue_range);
 

@@ -1,4 +1,4 @@
-/* Lines of a text file from outside. */
+/* line_reader: reads the lines of a text file. */
 #ifndef KSUTIL_OBJECTS_READERS_INTERNAL_LINE_READER_H
 #define KSUTIL_OBJECTS_READERS_INTERNAL_LINE_READER_H
 
@@ -11,13 +11,13 @@
 
 namespace ksutil {
 
-/* Gives each line as a text without its end (LF or CR LF).  Of a longer line than
- * kMaxLine the rest is dropped, of one with a NUL byte what comes after it. */
+/* Gives each line as a text without its end (LF or CR LF).  A line longer than kMaxLine is
+ * cut there, a line with a NUL byte at that byte. */
 class LineReader {
  public:
   static constexpr std::size_t kMaxLine = 1023;
 
-  /* errno tells why the file is not open. */
+  /* If the file cannot be opened, opened() is false and errno has the cause. */
   explicit LineReader(const char *path);
   bool opened() const { return static_cast<bool>(file_); }
 

@@ -1,5 +1,5 @@
-/* Readers of what vectors are made of, for whichever family takes it in.  They log their
- * failures in the name of the function, or the family ("ksvector"), that they are given. */
+/* vector_readers: reads files and tables and hands their points to either family of
+ * vectors.  Failures are logged in the name of the given function or family ("ksvector"). */
 #ifndef KSUTIL_OBJECTS_READERS_INTERNAL_VECTOR_READERS_H
 #define KSUTIL_OBJECTS_READERS_INTERNAL_VECTOR_READERS_H
 
@@ -8,6 +8,7 @@
 
 #include "platform/db/db.h"
 #include "platform/pf/pf.h"
+#include "platform/trace/segment.h"
 
 namespace ksutil {
 
@@ -23,7 +24,7 @@ class PointTaker {
 /* A vector that a reader finds out the shape of. */
 class NewPoints : public PointTaker {
  public:
-  /* Makes the vector, of ny y values a point, for so many points at first; called once,
+  /* Makes the vector, with ny y values a point and room for `points` points; called once,
    * before any point.  Null; else what could not be allocated, with errno set. */
   virtual const char *make(long points, int ny) = 0;
 };
@@ -60,9 +61,8 @@ bool read_text_table(const char *family, const char *file, const TableColumns &c
 /* What makes the time-sampled vectors of a family. */
 struct SeriesMaker {
   const char *function;  // that reads
-  const char *creator;   // the name of the function behind `create`
-  bool (*create)(int nsamp, const double *samples, char *tag, double time,
-                 double samprate);
+  const char *creator;   // the name of the creator in messages
+  bool (*create)(const Segment &segment, char *tag);
   int (*free)(const char *tag);
 };
 

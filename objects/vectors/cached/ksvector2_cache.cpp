@@ -1,4 +1,4 @@
-/* Memory of ksvector2: records and arrays, new or from the cache of freed ones. */
+/* ksvector2_cache: allocates records and arrays, and keeps freed records for later ones. */
 #include <algorithm>
 #include <cerrno>
 #include <climits>
@@ -19,17 +19,17 @@ using namespace ksutil::vector2;
 
 const char kIdent[8] = "ksvec2";
 const int kLeastCapacity = 100;
-const long kSurplusLimit = 100000000;  // so much room to spare, and it is no match
+const long kSurplusLimit = 100000000;  // a record with more spare room is not used
 
 struct Counters {
   long mallocs, reallocs, frees, strdups;
 };
 
-/* A free record with what it is looked for by.  The numbers stand here, in one array, because
- * the records themselves lie all over memory. */
+/* A free record with its search key.  The keys are in one array because the records are
+ * scattered over memory. */
 struct Entry {
   int tsamp;
-  int ny;  // nyalloc; 0 for a time-sampled record, where it does not matter
+  int ny;  // nyalloc; 0 for a time-sampled record, which does not use it
   int nalloc;
   long since;  // grows with each entry
   ksvector2 *record;
@@ -48,8 +48,8 @@ Entry entry_of(ksvector2 *record) {
 }
 
 struct Cache {
-  /* Ascending by key; null: there is no cache.  Never freed: objects that are destroyed at
-   * the end of the process may still free vectors. */
+  /* Ascending by key; null: no cache.  Never freed: destructors of other static objects may
+   * still free vectors. */
   std::vector<Entry> *free;
   long bytes;  // sum of the records' heap_size
   long max_bytes;
@@ -69,8 +69,8 @@ Place position(const Entry &wanted) {
       [](const Entry &a, const Entry &b) { return a.key() < b.key(); });
 }
 
-/* Whether a free record suits; `best` is then that of the same kind with the least
- * capacity that will do, the earliest of equals. */
+/* Whether the cache has a suitable record; `best` is then the record of the same kind with
+ * the least sufficient capacity, the earliest of equal ones. */
 bool find_match(int npts, int ny, int tsamp, Place &best) {
   if (cache.free == nullptr) return false;
   const Entry wanted = entry_of(tsamp, ny, npts);
@@ -148,7 +148,7 @@ bool add_to_cache(ksvector2 *vector) {
   return true;
 }
 
-/* Whether the cache holds the record now, so that its memory stays. */
+/* Puts the record into the cache if there is room; true if the cache holds it now. */
 bool keep(ksvector2 *vector) {
   if (cache.free == nullptr) return false;
   if (in_cache(vector)) {
@@ -200,6 +200,17 @@ int array_bytes(double count, double values_per_point) {
   const double bytes = count * values_per_point * static_cast<double>(sizeof(double));
   const double limit = INT_MAX - static_cast<double>(sizeof(ksvector2));
   return bytes >= 0 && bytes <= limit ? static_cast<int>(bytes) : -1;
+}
+
+void destroy_vector(ksvector2 *vector) {
+  free_labels(*vector);
+  if (keep(vector)) return;
+  if (verbose) {
+    std::printf("Freeing %d bytes %d %d\n", vector->heap_size, vector->nalloc,
+                vector->nyalloc);
+  }
+  release(vector->data);
+  release(vector);
 }
 
 bool set_label(ksvector2 &vector, int i, const char *label) {
@@ -265,16 +276,7 @@ ksvector2 *ksvector2_find_space(int npts, int ny, int tsamp) {
 }
 
 void ksvector2_free_vector(ksvector2 *vector) {
-  if (!is_vector(vector)) return;
-  free_labels(*vector);
-  registry().remove(vector);
-  if (keep(vector)) return;
-  if (verbose) {
-    std::printf("Freeing %d bytes %d %d\n", vector->heap_size, vector->nalloc,
-                vector->nyalloc);
-  }
-  release(vector->data);
-  release(vector);
+  if (is_vector(vector)) Vectors2::free_record(vector);
 }
 
 int ksvector2_make_lblbuf(ksvector2 *vector) {

@@ -1,4 +1,4 @@
-/* Points of ksvector2: growing, inserting, overwriting, reading. */
+/* ksvector2_points: grows vectors, and inserts, overwrites and reads their points. */
 #include <algorithm>
 #include <cerrno>
 #include <climits>
@@ -111,7 +111,7 @@ Inserted ksutil::vector2::insert_point(ksvector2 &vector, int index, double x,
 }
 
 int ksvector2_resize(const char *tag) {
-  ksvector2 *const vector = look_up(tag, "ksvector2_resize");
+  ksvector2 *const vector = Vectors2::find("ksvector2_resize", tag);
   if (vector == nullptr) return -1;
   if (make_room(*vector, vector->npts)) return 0;
   elog_log(1, "ksvector2_resize: realloc() error.\n");
@@ -119,7 +119,7 @@ int ksvector2_resize(const char *tag) {
 }
 
 int ksvector2_resize_y(const char *tag, int ny) {
-  ksvector2 *const vector = look_up(tag, "ksvector2_resize_y");
+  ksvector2 *const vector = Vectors2::find("ksvector2_resize_y", tag);
   if (vector == nullptr) return -1;
   if (vector->tsamp != 0) {
     elog_log(0, "ksvector2_resize_y: Cannot resize time sample data.\n");
@@ -145,7 +145,7 @@ int ksvector2_resize_y(const char *tag, int ny) {
 
 int ksvector2_append(const char *tag, int index, const double *y, const char *label,
                      double x) {
-  ksvector2 *const vector = look_up(tag, "ksvector2_append");
+  ksvector2 *const vector = Vectors2::find("ksvector2_append", tag);
   if (vector == nullptr) return -1;
   if (vector->tsamp != 0) {
     elog_log(0, "ksvector2_append: Cannot append to time sample vector\n");
@@ -166,7 +166,7 @@ int ksvector2_append(const char *tag, int index, const double *y, const char *la
 
 int ksvector2_put(const char *tag, int index, const double *y, const char *label,
                   double x) {
-  ksvector2 *const vector = look_up(tag, "ksvector2_put");
+  ksvector2 *const vector = Vectors2::find("ksvector2_put", tag);
   if (vector == nullptr) return -1;
   if (vector->tsamp != 0) {
     elog_log(0, "ksvector2_put: Cannot put X(time) value for constant sampled data.\n");
@@ -183,7 +183,7 @@ int ksvector2_put(const char *tag, int index, const double *y, const char *label
 }
 
 int ksvector2_puty(const char *tag, int index, const double *y, const char *label) {
-  ksvector2 *const vector = look_up(tag, "ksvector2_puty");
+  ksvector2 *const vector = Vectors2::find("ksvector2_puty", tag);
   if (vector == nullptr) return -1;
   if (!has_point(*vector, index)) {
     elog_log(0, "ksvector2_puty: Illegal ix value\n");
@@ -195,7 +195,7 @@ int ksvector2_puty(const char *tag, int index, const double *y, const char *labe
 }
 
 int ksvector2_get_point(const char *tag, int index, double *x, double *y, char *label) {
-  const ksvector2 *const vector = look_up(tag, "ksvector2_get_point");
+  const ksvector2 *const vector = Vectors2::find("ksvector2_get_point", tag);
   if (vector == nullptr) return -1;
   if (!has_point(*vector, index)) {
     elog_log(0, "ksvector2_get_point: Illegal index value\n");

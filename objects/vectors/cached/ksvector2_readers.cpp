@@ -1,7 +1,7 @@
-/* Readers of files and tables into ksvector2. */
+/* ksvector2_readers: reads files and tables into vectors. */
 #include <algorithm>
 #include <climits>
-#include <memory>
+#include <utility>
 
 #include "objects/readers/internal/vector_readers.h"
 #include "objects/vectors/cached/internal/vector2.h"
@@ -10,10 +10,6 @@
 namespace {
 
 using namespace ksutil::vector2;
-
-struct FreeVector {
-  void operator()(ksvector2 *vector) const { ksvector2_free_vector(vector); }
-};
 
 class NewVector : public ksutil::NewPoints {
  public:
@@ -37,12 +33,12 @@ class NewVector : public ksutil::NewPoints {
   }
 
   ksvector2 *publish(const char *function, char *tag) {
-    return enter(vector_.release(), nullptr, tag, function);
+    return Vectors2::publish(function, std::move(vector_), tag);
   }
 
  private:
   const char *name_;
-  std::unique_ptr<ksvector2, FreeVector> vector_;
+  Vector2Ptr vector_;
 };
 
 /* The result of a creator with a status. */
@@ -53,19 +49,13 @@ ksvector2 *publish(NewVector &points, const char *function, char *tag, int *stat
   return vector;
 }
 
-/* What every creator begins with. */
-bool begin(const char *function, char *tag) {
-  if (tag != nullptr) tag[0] = '\0';
-  return open_registry(function);
-}
-
 }  // namespace
 
 ksvector2 *ksvector2_create_response_fap(const char *file, const char *name, char *tag,
                                          int *status) {
   const char *const self = "ksvector2_create_response_fap";
   *status = ksutil::kReadFailed;
-  if (!begin(self, tag)) return nullptr;
+  if (!begin_creation(self, tag)) return nullptr;
   NewVector points(name);
   *status = ksutil::read_response(self, file, points);
   return publish(points, self, tag, status);
@@ -75,7 +65,7 @@ ksvector2 *ksvector2_create_from_pf(Pf *pf, const char *key, const char *name,
                                     char *tag, int *status) {
   const char *const self = "ksvector2_create_from_pf";
   *status = ksutil::kReadFailed;
-  if (!begin(self, tag)) return nullptr;
+  if (!begin_creation(self, tag)) return nullptr;
   NewVector points(name);
   *status = ksutil::read_pf_table(self, pf, key, points);
   return publish(points, self, tag, status);
@@ -84,7 +74,7 @@ ksvector2 *ksvector2_create_from_pf(Pf *pf, const char *key, const char *name,
 ksvector2 *ksvector2_read(const char *file, const char *name, int nskip, int xcol,
                           int ny, const int *ycols, int labelcol, char *tag) {
   const char *const self = "ksvector2_read";
-  if (!begin(self, tag)) return nullptr;
+  if (!begin_creation(self, tag)) return nullptr;
   NewVector points(name);
   if (points.make(0, ny == 0 ? 1 : ny) != nullptr) {
     elog_log(0, "ksvector2_read: ksvector2_create() error.\n");
@@ -99,9 +89,9 @@ ksvector2 *ksvector2_read(const char *file, const char *name, int nskip, int xco
 int ksvector2_read_from_trblob(const char *file, Dbptr *trace, char *tag) {
   static constexpr ksutil::SeriesMaker kMaker{
       "ksvector2_read_from_trblob", "ksvector2_create_tsamp",
-      [](int nsamp, const double *samples, char *made, double time, double samprate) {
-        return ksvector2_create_tsamp(nsamp, samples, nullptr, made, time, samprate) !=
-               nullptr;
+      [](const ksutil::Segment &segment, char *made) {
+        return ksutil::vector2::create_series("ksvector2_create_tsamp", segment,
+                                              nullptr, made) != nullptr;
       },
       ksvector2_free};
   return ksutil::read_trace_blob(kMaker, file, trace, tag);

@@ -1,4 +1,4 @@
-/* Gaps and filters of time-sampled ksvector2. */
+/* ksvector2_signal: fills gaps of time-sampled vectors and filters them. */
 #include <algorithm>
 #include <cerrno>
 #include <cmath>
@@ -8,8 +8,9 @@
 #include <vector>
 
 #include "objects/vectors/cached/internal/butterworth.h"
-#include "objects/vectors/shared/internal/vector_access.h"
+#include "objects/vectors/cached/internal/vector2.h"
 #include "platform/elog/elog.h"
+#include "platform/trace/trace.h"
 
 namespace {
 
@@ -19,7 +20,7 @@ const int kHighestOrder = 10;
 
 /* The time-sampled vector of a tag; null with messages. */
 ksvector2 *look_up_series(const char *tag, const char *function) {
-  ksvector2 *const vector = look_up(tag, function);
+  ksvector2 *const vector = Vectors2::find(function, tag);
   if (vector == nullptr || vector->tsamp != 0) return vector;
   elog_log(0, "%s: Not a time-sampled vector.\n", function);
   return nullptr;
@@ -39,7 +40,7 @@ void for_runs(std::span<double> samples, const Test &test, const Take &take) {
   }
 }
 
-bool is_gap(double sample) { return sample > ksutil::kLargestSample; }
+bool is_gap(double sample) { return ksutil::is_gap_sample(sample); }
 bool usable(double sample) { return std::isfinite(sample) && !is_gap(sample); }
 
 /* Nearer to zero, or to half the sample rate, than this many cycles per sample the rounded

@@ -1,104 +1,78 @@
-/* ksvector2 from the samples of waveforms in databases. */
-#include <cerrno>
+/* ksvector2_waveform: makes vectors of the samples of waveforms. */
+#include <algorithm>
 #include <climits>
 #include <cmath>
-#include <new>
-#include <string_view>
-#include <vector>
+#include <utility>
 
 #include "objects/vectors/cached/internal/vector2.h"
-#include "platform/db/access.h"
-#include "platform/elog/elog.h"
-#include "platform/trace/waveform.h"
+#include "platform/elog/failure.h"
+#include "platform/trace/segment.h"
+#include "platform/trace/shared/waveform_samples.h"
+#include "platform/trace/shared/waveform_window.h"
 
 namespace {
 
-using ksutil::WaveformSegment;
+using namespace ksutil::vector2;
+using ksutil::fail, ksutil::WaveformWindow;
 
-const char kSelf[] = "ksvector2_create_tsamp_from_db";
+constexpr char kFromDb[] = "ksvector2_create_tsamp_from_db";
 
-/* The row of "trace" or "wfdisc" that a record is or, in a view, is made of; `trace` tells
- * which.  False with a message. */
-bool find_row(Dbptr record, Dbptr &row, bool &trace) {
-  std::vector<Dbptr> parts;
-  if (!ksutil::db::view_parts(record, parts)) return false;
-  for (const Dbptr part : parts) {
-    const char *table = nullptr;
-    if (dbquery(part, dbq_table_name, &table) != 0) return false;
-    trace = std::string_view(table) == "trace";
-    if (!trace && std::string_view(table) != "wfdisc") continue;
-    row = part;
-    return true;
+/* Reads the samples of a window straight into a new vector; null with messages. */
+Vector2Ptr read_window(const WaveformWindow &window) {
+  const auto count = static_cast<int>(window.count);
+  Vector2Ptr vector;
+  const auto allocate = [&]() -> double * {
+    vector.reset(ksvector2_find_space(count, 1, 1));
+    return vector == nullptr ? nullptr : vector->data;
+  };
+  if (window.data != nullptr) {
+    if (double *const to = allocate()) {
+      std::copy_n(window.data + window.first, count, to);
+    }
+  } else if (!ksutil::read_samples_into<double>(window.row, window.first, window.count,
+                                                allocate)) {
+    return nullptr;
   }
-  elog_log(0, "%s: The record has no wfdisc and no trace row.\n", kSelf);
-  return false;
-}
-
-/* The segment of a row of "trace", and its samples in memory. */
-bool read_trace(Dbptr row, WaveformSegment &segment, const float *&data) {
-  void *samples = nullptr;
-  long nsamp = 0;
-  if (dbgetv(row, "time", &segment.time, "samprate", &segment.samprate, "nsamp", &nsamp,
-             "data", &samples, nullptr) != 0) {
-    return false;
-  }
-  if (!(segment.samprate > 0) || !std::isfinite(segment.samprate) || nsamp < 0 ||
-      samples == nullptr) {
-    elog_log(0, "%s: The trace row has no samples or no sample rate.\n", kSelf);
-    return false;
-  }
-  segment.nsamp = nsamp;
-  data = static_cast<const float *>(samples);
-  return true;
-}
-
-/* The samples from tstart to tend, and the time of the first of them. */
-bool read_window(Dbptr record, double tstart, double tend, WaveformSegment &segment,
-                 double &time, std::vector<double> &samples) {
-  Dbptr row;
-  bool trace = false;
-  const float *data = nullptr;
-  if (!find_row(record, row, trace)) return false;
-  if (!(trace ? read_trace(row, segment, data) : read_segment(row, segment))) {
-    return false;
-  }
-  std::int64_t first = 0;
-  std::int64_t count = segment.nsamp;
-  if (tstart != 0 || tend != 0) count = samples_between(segment, tstart, tend, first);
-  if (count <= 0 || count > INT_MAX) {
-    elog_log(0, "%s: %s samples from %.5f to %.5f.\n", kSelf,
-             count <= 0 ? "No" : "Too many", tstart, tend);
-    return false;
-  }
-  time = segment.time + static_cast<double>(first) / segment.samprate;
-  if (!trace) return read_samples(segment, first, count, samples);
-  samples.assign(data + first, data + first + count);
-  return true;
+  return vector;
 }
 
 }  // namespace
 
 ksvector2 *ksvector2_create_tsamp_from_db(Dbptr row, const char *name, char *tag,
                                           double tstart, double tend) {
-  if (tag != nullptr) tag[0] = '\0';
-  try {
-    WaveformSegment segment;
-    std::vector<double> samples;
-    double time = 0;
-    if (!read_window(row, tstart, tend, segment, time, samples)) {
-      elog_log(0, "%s: Cannot read the samples.\n", kSelf);
-      return nullptr;
-    }
-    ksvector2 *const vector =
-        ksvector2_create_tsamp(static_cast<int>(samples.size()), samples.data(), name,
-                               tag, time, segment.samprate);
-    if (vector == nullptr) {
-      elog_log(0, "%s: ksvector2_create_tsamp() error.\n", kSelf);
-    }
-    return vector;
-  } catch (const std::bad_alloc &) {
-    errno = ENOMEM;
-    elog_log(1, "%s: malloc() error.\n", kSelf);
-    return nullptr;
+  Vectors2::none(tag);
+  return ksutil::at_boundary(kFromDb, [&]() -> ksvector2 * {
+    WaveformWindow window;
+    Vector2Ptr vector;
+    if (find_window(kFromDb, row, tstart, tend, window)) vector = read_window(window);
+    if (vector == nullptr) return fail(kFromDb, "Cannot read the samples");
+    const char *const creator = "ksvector2_create_tsamp";
+    set_series(*vector, static_cast<int>(window.count), window.time(),
+               window.row.samprate, name);
+    ksvector2 *const published =
+        Vectors2::open(creator) ? Vectors2::publish(creator, std::move(vector), tag)
+                                : nullptr;
+    if (published == nullptr) fail(kFromDb, "ksvector2_create_tsamp() error");
+    return published;
+  });
+}
+
+ksvector2 *ksvector2_create_from_segment(const ksutil::Segment &segment,
+                                         const char *name, char *tag) {
+  return create_series("ksvector2_create_from_segment", segment, name, tag);
+}
+
+ksvector2 *ksutil::vector2::create_series(const char *who, const Segment &segment,
+                                          const char *name, char *tag) {
+  if (!begin_creation(who, tag)) return nullptr;
+  if (!std::isfinite(segment.samprate) || segment.samprate <= 0.0) {
+    return fail(who, "Sample rate must be positive");
   }
+  if (segment.size() > INT_MAX) return fail(who, "Too many samples");
+  const int nsamp = static_cast<int>(segment.size());
+  Vector2Ptr vector(ksvector2_find_space(nsamp, 1, 1));
+  if (vector == nullptr) return fail(who, "ksvector2_find_space() error");
+  segment.copy_to(vector->data);
+  set_series(*vector, nsamp, segment.time, segment.samprate, name);
+  return Vectors2::publish(who, std::move(vector), tag);
 }

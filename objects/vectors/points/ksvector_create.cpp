@@ -1,11 +1,13 @@
 #include <algorithm>
+#include <climits>
 #include <cmath>
 #include <utility>
 
 #include "objects/vectors/points/internal/vector_record.h"
-#include "platform/elog/elog.h"
+#include "platform/elog/failure.h"
 
 using ksutil::VectorPtr;
+using ksutil::Vectors;
 
 namespace {
 
@@ -14,7 +16,7 @@ constexpr int kDefaultSamples = 1000;
 
 KSVector *out_of_memory(const char *function, char *tag) {
   elog_log(1, "%s: malloc() error.\n", function);
-  return ksutil::no_vector(tag);
+  return Vectors::none(tag);
 }
 
 /* A new empty point vector for `hint` points; logs nothing. */
@@ -22,15 +24,21 @@ VectorPtr make_for(int hint, int ny, const char *name) {
   return ksutil::make_point_vector(ksutil::slots_for(hint, kDefaultSlots), ny, name);
 }
 
-VectorPtr make_series_of(int nsamp, const double *samples, const char *name,
-                         double time, double dt) {
+/* A new series with room for nsamp samples, which are zero. */
+VectorPtr make_empty_series(int nsamp, const char *name, double time, double dt) {
   VectorPtr vector =
       ksutil::make_series(ksutil::slots_for(nsamp, kDefaultSamples), name);
   if (vector == nullptr) return nullptr;
   vector->npts = std::max(nsamp, 0);
-  std::copy_n(samples, vector->npts, vector->data);
   vector->time = time;
   vector->dt = dt;
+  return vector;
+}
+
+VectorPtr make_series_of(int nsamp, const double *samples, const char *name,
+                         double time, double dt) {
+  VectorPtr vector = make_empty_series(nsamp, name, time, dt);
+  if (vector != nullptr) std::copy_n(samples, vector->npts, vector->data);
   return vector;
 }
 
@@ -48,7 +56,7 @@ VectorPtr copy_points(const KSVector &from, int iy, int ny, const char *name) {
 /* A copy under the caller's names; `function` is already in the messages. */
 KSVector *publish_copy(const char *function, VectorPtr copy, char *tag) {
   if (copy == nullptr) return out_of_memory(function, tag);
-  return ksutil::publish_vector(function, std::move(copy), tag);
+  return Vectors::publish(function, std::move(copy), tag);
 }
 
 KSVector *copy_whole(const char *function, const KSVector &from, const char *name,
@@ -64,49 +72,72 @@ KSVector *copy_whole(const char *function, const KSVector &from, const char *nam
 }  // namespace
 
 KSVector *ksvector_create(int hint, int ny, const char *name, char *tag) {
-  if (!ksutil::open_vector_registry("ksvector_create")) return ksutil::no_vector(tag);
+  if (!Vectors::open("ksvector_create")) return Vectors::none(tag);
   if (ny < 1) {
     elog_log(0, "ksvector_create: Number of y values must be positive.\n");
-    return ksutil::no_vector(tag);
+    return Vectors::none(tag);
   }
   VectorPtr vector = make_for(hint, ny, name);
   if (vector == nullptr) return out_of_memory("ksvector_create", tag);
-  return ksutil::publish_vector("ksvector_create", std::move(vector), tag);
+  return Vectors::publish("ksvector_create", std::move(vector), tag);
 }
 
 KSVector *ksvector_create_tsamp(int nsamp, const double *samples, const char *name,
                                 char *tag, double time, double samprate) {
-  if (!ksutil::open_vector_registry("ksvector_create_tsamp")) {
-    return ksutil::no_vector(tag);
+  if (!Vectors::open("ksvector_create_tsamp")) {
+    return Vectors::none(tag);
   }
   if (!std::isfinite(samprate) || samprate <= 0.0) {
     elog_log(0, "ksvector_create_tsamp: Sample rate must be positive.\n");
-    return ksutil::no_vector(tag);
+    return Vectors::none(tag);
   }
   if (nsamp > 0 && samples == nullptr) {
     elog_log(0, "ksvector_create_tsamp: No samples.\n");
-    return ksutil::no_vector(tag);
+    return Vectors::none(tag);
   }
   VectorPtr vector = make_series_of(nsamp, samples, name, time, 1.0 / samprate);
   if (vector == nullptr) return out_of_memory("ksvector_create_tsamp", tag);
-  return ksutil::publish_vector("ksvector_create_tsamp", std::move(vector), tag);
+  return Vectors::publish("ksvector_create_tsamp", std::move(vector), tag);
+}
+
+KSVector *ksutil::create_series(const char *who, const Segment &segment,
+                                const char *name, char *tag) {
+  if (!Vectors::open(who)) return Vectors::none(tag);
+  if (!std::isfinite(segment.samprate) || segment.samprate <= 0.0) {
+    fail(who, "Sample rate must be positive");
+    return Vectors::none(tag);
+  }
+  if (segment.size() > INT_MAX) {
+    fail(who, "Too many samples");
+    return Vectors::none(tag);
+  }
+  VectorPtr vector = make_empty_series(static_cast<int>(segment.size()), name,
+                                       segment.time, 1.0 / segment.samprate);
+  if (vector == nullptr) return out_of_memory(who, tag);
+  segment.copy_to(vector->data);
+  return Vectors::publish(who, std::move(vector), tag);
+}
+
+KSVector *ksvector_create_from_segment(const ksutil::Segment &segment, const char *name,
+                                       char *tag) {
+  return ksutil::create_series("ksvector_create_from_segment", segment, name, tag);
 }
 
 KSVector *ksvector_copy(const char *tag, const char *name, char *newtag) {
-  const KSVector *const vector = ksutil::find_vector("ksvector_copy", tag);
-  if (vector == nullptr) return ksutil::no_vector(newtag);
+  const KSVector *const vector = Vectors::find("ksvector_copy", tag);
+  if (vector == nullptr) return Vectors::none(newtag);
   return copy_whole("ksvector_copy", *vector, name, newtag);
 }
 
 KSVector *ksvector_copy_1y(const char *tag, int iy, const char *name, char *newtag) {
-  const KSVector *const vector = ksutil::find_vector("ksvector_copy_1y", tag);
-  if (vector == nullptr) return ksutil::no_vector(newtag);
+  const KSVector *const vector = Vectors::find("ksvector_copy_1y", tag);
+  if (vector == nullptr) return Vectors::none(newtag);
   if (iy < 0 || vector->points == nullptr) {
     return copy_whole("ksvector_copy_1y", *vector, name, newtag);
   }
   if (iy >= vector->ny) {
     elog_log(0, "ksvector_copy_1y: Illegal yindex value.\n");
-    return ksutil::no_vector(newtag);
+    return Vectors::none(newtag);
   }
   return publish_copy("ksvector_copy_1y", copy_points(*vector, iy, 1, name), newtag);
 }

@@ -5,6 +5,7 @@
 #include "platform/elog/elog.h"
 
 using ksutil::MallocPtr;
+using ksutil::Vectors;
 
 namespace {
 
@@ -33,7 +34,7 @@ void put_values(const KSVector &vector, double *to, const double *from) {
 }  // namespace
 
 int ksvector_resize(const char *tag) {
-  KSVector *const vector = ksutil::find_vector("ksvector_resize", tag);
+  KSVector *const vector = Vectors::find("ksvector_resize", tag);
   if (vector == nullptr) return -1;
   if (ksutil::grow_vector(*vector)) return 0;
   elog_log(1, "ksvector_resize: realloc() error.\n");
@@ -42,7 +43,7 @@ int ksvector_resize(const char *tag) {
 
 int ksvector_append(const char *tag, int index, const double *y, const char *label,
                     double x) {
-  KSVector *const vector = ksutil::find_vector("ksvector_append", tag);
+  KSVector *const vector = Vectors::find("ksvector_append", tag);
   if (vector == nullptr) return -1;
   if (vector->points == nullptr) {
     elog_log(0, "ksvector_append: Cannot append to time sample vector\n");
@@ -76,7 +77,7 @@ int ksvector_append(const char *tag, int index, const double *y, const char *lab
 
 int ksvector_put(const char *tag, int index, const double *y, const char *label,
                  double x) {
-  KSVector *const vector = ksutil::find_vector("ksvector_put", tag);
+  KSVector *const vector = Vectors::find("ksvector_put", tag);
   if (vector == nullptr) return -1;
   if (vector->points == nullptr) {
     elog_log(0, "ksvector_put: Cannot put X(time) value for constant sampled data.\n");
@@ -95,7 +96,7 @@ int ksvector_put(const char *tag, int index, const double *y, const char *label,
 }
 
 int ksvector_puty(const char *tag, int index, const double *y, const char *label) {
-  KSVector *const vector = ksutil::find_vector("ksvector_puty", tag);
+  KSVector *const vector = Vectors::find("ksvector_puty", tag);
   if (vector == nullptr) return -1;
   if (!has_point(*vector, index)) {
     elog_log(0, "ksvector_puty: Illegal ix value\n");
@@ -112,7 +113,7 @@ int ksvector_puty(const char *tag, int index, const double *y, const char *label
 }
 
 int ksvector_get_point(const char *tag, int index, double *x, double *y, char *label) {
-  const KSVector *const vector = ksutil::find_vector("ksvector_get_point", tag);
+  const KSVector *const vector = Vectors::find("ksvector_get_point", tag);
   if (vector == nullptr) return -1;
   if (!has_point(*vector, index)) {
     elog_log(0, "ksvector_get_point: Illegal index value\n");

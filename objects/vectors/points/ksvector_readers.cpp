@@ -1,4 +1,4 @@
-/* Readers of files and tables into ksvector. */
+/* ksvector_readers: reads files and tables into vectors. */
 #include <utility>
 
 #include "objects/readers/internal/vector_readers.h"
@@ -8,6 +8,7 @@
 namespace {
 
 using ksutil::VectorPtr;
+using ksutil::Vectors;
 
 /* Room for exactly the points that a file announces, and more when they come. */
 class NewVector : public ksutil::NewPoints {
@@ -29,9 +30,8 @@ class NewVector : public ksutil::NewPoints {
 
   /* The result of a creator. */
   KSVector *publish(const char *function, char *tag, int *status) {
-    if (*status != ksutil::kReadDone) return ksutil::no_vector(tag);
-    KSVector *const published =
-        ksutil::publish_vector(function, std::move(vector_), tag);
+    if (*status != ksutil::kReadDone) return Vectors::none(tag);
+    KSVector *const published = Vectors::publish(function, std::move(vector_), tag);
     if (published == nullptr) *status = ksutil::kReadFailed;
     return published;
   }
@@ -60,7 +60,7 @@ KSVector *ksvector_create_response_fap(const char *file, const char *name, char 
                                        int *status) {
   const char *const self = "ksvector_create_response_fap";
   *status = ksutil::kReadFailed;
-  if (!ksutil::open_vector_registry(self)) return ksutil::no_vector(tag);
+  if (!Vectors::open(self)) return Vectors::none(tag);
   NewVector points(name);
   *status = ksutil::read_response(self, file, points);
   return points.publish(self, tag, status);
@@ -70,7 +70,7 @@ KSVector *ksvector_create_from_pf(Pf *pf, const char *key, const char *name, cha
                                   int *status) {
   const char *const self = "ksvector_create_from_pf";
   *status = ksutil::kReadFailed;
-  if (!ksutil::open_vector_registry(self)) return ksutil::no_vector(tag);
+  if (!Vectors::open(self)) return Vectors::none(tag);
   NewVector points(name);
   *status = ksutil::read_pf_table(self, pf, key, points);
   return points.publish(self, tag, status);
@@ -78,7 +78,7 @@ KSVector *ksvector_create_from_pf(Pf *pf, const char *key, const char *name, cha
 
 KSVector *ksvector_read(const char *file, const char *name, int nskip, int xcol, int ny,
                         const int *ycols, int labelcol, char *tag) {
-  if (!ksutil::open_vector_registry("ksvector_read")) return ksutil::no_vector(tag);
+  if (!Vectors::open("ksvector_read")) return Vectors::none(tag);
   KSVector *const vector =
       tag == nullptr ? nullptr : ksvector_create(0, ny == 0 ? 1 : ny, name, tag);
   if (vector == nullptr) {
@@ -90,14 +90,14 @@ KSVector *ksvector_read(const char *file, const char *name, int nskip, int xcol,
                                      labelcol};
   if (ksutil::read_text_table("ksvector", file, columns, points)) return vector;
   ksvector_free_vector(vector);
-  return ksutil::no_vector(tag);
+  return Vectors::none(tag);
 }
 
 int ksvector_read_from_trblob(const char *file, Dbptr *trace, char *tag) {
   static constexpr ksutil::SeriesMaker kMaker{
       "ksvector_read_from_trblob", "ksvector_create_tsamp",
-      [](int nsamp, const double *samples, char *made, double time, double samprate) {
-        return ksvector_create_tsamp(nsamp, samples, nullptr, made, time, samprate) !=
+      [](const ksutil::Segment &segment, char *made) {
+        return ksutil::create_series("ksvector_create_tsamp", segment, nullptr, made) !=
                nullptr;
       },
       ksvector_free};

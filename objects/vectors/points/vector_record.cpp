@@ -7,17 +7,11 @@
 #include <new>
 #include <utility>
 
-#include "platform/elog/elog.h"
-
 namespace ksutil {
 namespace {
 
 constexpr char kIdent[8] = "ksvec";
 constexpr std::int64_t kValueSize = sizeof(double);
-
-bool is_vector(const KSVector &record) {
-  return std::memcmp(record.ident, kIdent, sizeof kIdent) == 0;
-}
 
 VectorPtr make_record(int ny, const char *name) {
   VectorPtr vector(static_cast<KSVector *>(ks_calloc(1, sizeof(KSVector))));
@@ -84,6 +78,10 @@ bool grow_samples(KSVector &vector, int nalloc) {
 }
 
 }  // namespace
+
+bool VectorTraits::is_record(const KSVector &vector) {
+  return std::memcmp(vector.ident, kIdent, sizeof kIdent) == 0;
+}
 
 void destroy_vector(KSVector *vector) {
   if (vector == nullptr) return;
@@ -178,55 +176,4 @@ bool copy_label(const char *label, MallocPtr<char> &copy) {
   return copy != nullptr;
 }
 
-TagRegistry<KSVector> &vector_registry() {
-  /* Never destroyed: vectors may be freed by destructors of other static objects. */
-  static auto *const tags = new TagRegistry<KSVector>("vect");
-  return *tags;
-}
-
-KSVector *find_vector(const char *function, const char *tag) {
-  KSVector *const vector = ksvector_get_vector(tag);
-  if (vector == nullptr) elog_log(0, "%s: ksvector_get_vector() error.\n", function);
-  return vector;
-}
-
-bool open_vector_registry(const char *function) {
-  if (vector_registry().open()) return true;
-  elog_log(1, "%s: newarr() error.\n", function);
-  return false;
-}
-
-KSVector *publish_vector(const char *function, VectorPtr vector, char *tag) {
-  if (tag != nullptr && !vector_registry().add(vector.get(), tag)) {
-    errno = ENOMEM;
-    elog_log(1, "%s: setarr() error.\n", function);
-    return nullptr;
-  }
-  return vector.release();
-}
-
-KSVector *no_vector(char *tag) {
-  if (tag != nullptr) *tag = '\0';
-  return nullptr;
-}
-
 }  // namespace ksutil
-
-KSVector *ksvector_get_vector(const char *tag) {
-  const auto &registry = ksutil::vector_registry();
-  if (!registry.opened()) {
-    elog_log(0, "ksvector_get_vector: No vectors defined");
-    return nullptr;
-  }
-  KSVector *const vector = registry.find(tag);
-  const char *const shown = tag == nullptr ? "" : tag;
-  if (vector == nullptr) {
-    elog_log(0, "ksvector_get_vector: Cannot find %s", shown);
-    return nullptr;
-  }
-  if (!ksutil::is_vector(*vector)) {
-    elog_log(0, "ksvector_get_vector: Wrong ident for %s", shown);
-    return nullptr;
-  }
-  return vector;
-}

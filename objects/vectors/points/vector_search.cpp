@@ -9,16 +9,16 @@
 namespace ksutil {
 namespace {
 
-/* So few points are counted sooner than looked up. */
+/* Up to this number of points, counting is faster than the search. */
 constexpr int kFewPoints = 16;
 
-/* Ranks around the last one that are looked at first: curves are drawn and spectra
- * corrected at x values in order. */
+/* Ranks around the last result that are tried first: curves are drawn, and spectra
+ * corrected, at x values in order. */
 constexpr int kWindow = 8;
 static_assert(kWindow <= kFewPoints);
 
-/* How many of n >= 1 ascending values are below x.  Halves without branches, which random
- * questions would mispredict. */
+/* How many of n >= 1 ascending values are below x.  Halves without branches, which would
+ * be mispredicted for random x values. */
 inline int count_below(const double *values, int n, double x) {
   const double *from = values;
   for (int left = n; left > 1;) {

@@ -1,4 +1,4 @@
-/* Reading and writing a list file; see filetbl.h for its layout. */
+/* ListFile: reads and writes a list file; see filetbl.h for its layout. */
 #ifndef KSUTIL_PLATFORM_TRACE_INTERNAL_LIST_FILE_H
 #define KSUTIL_PLATFORM_TRACE_INTERNAL_LIST_FILE_H
 
@@ -14,19 +14,24 @@ namespace ksutil {
 /* Failures are logged in the name of the function that was called, and keep errno. */
 class ListFile {
  public:
-  /* `who` outlives the file. */
+  /* `who` must outlive the file. */
   ListFile(const char *who, std::string path, ListKind kind)
       : who_(who), path_(std::move(path)), kind_(std::move(kind)) {}
+  ~ListFile();
+  ListFile(const ListFile &) = delete;
+  ListFile &operator=(const ListFile &) = delete;
 
-  /* Opens the file for changes, which makes it and locks it; for reading. */
+  /* Opens the file for changes: makes it unless it exists, and locks it.  The child of a
+   * fork closes its copy of the descriptor at once, so that the lock ends with this
+   * process and not with the child. */
   bool open_locked();
   bool open_to_read();
 
-  /* Begins an empty file; the entries of any other: those that were lost at the ends when
-   * a power cut stopped their writing are left out of the state. */
+  /* Reads the entries, or begins an empty file.  Entries at the ends that a power cut kept
+   * from the disk are left out of the state. */
   bool load(ListState &state, std::vector<std::uint8_t> &elements);
 
-  /* Whether none were lost when it was loaded last. */
+  /* Whether the last load() found all entries. */
   bool complete() const { return complete_; }
 
   /* The state as it is in the file now. */
@@ -40,6 +45,8 @@ class ListFile {
   const ListKind &kind() const { return kind_; }
 
  private:
+  friend class LockedFiles;
+
   bool check_regular();
   bool read_head(ListHead &head, std::size_t &size);
   bool begin(const ListHead &found, std::size_t size, bool &begun);

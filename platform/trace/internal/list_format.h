@@ -1,4 +1,4 @@
-/* The bytes of a list file; see filetbl.h for their layout. */
+/* list_format: encodes and checks the bytes of a list file; see filetbl.h for the layout. */
 #ifndef KSUTIL_PLATFORM_TRACE_INTERNAL_LIST_FORMAT_H
 #define KSUTIL_PLATFORM_TRACE_INTERNAL_LIST_FORMAT_H
 

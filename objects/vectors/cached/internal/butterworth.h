@@ -1,4 +1,4 @@
-/* Recursive Butterworth filters as cascades of second-order sections. */
+/* butterworth: filters samples with cascades of recursive second-order sections. */
 #ifndef KSUTIL_OBJECTS_VECTORS_CACHED_INTERNAL_BUTTERWORTH_H
 #define KSUTIL_OBJECTS_VECTORS_CACHED_INTERNAL_BUTTERWORTH_H
 

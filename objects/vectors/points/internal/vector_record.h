@@ -1,5 +1,4 @@
-/* What the files of the ksvector family share: making, growing, finding and registering
- * records. */
+/* vector_record: makes, grows and frees the records of the ksvector family. */
 #ifndef KSUTIL_OBJECTS_VECTORS_POINTS_INTERNAL_VECTOR_RECORD_H
 #define KSUTIL_OBJECTS_VECTORS_POINTS_INTERNAL_VECTOR_RECORD_H
 
@@ -7,10 +6,11 @@
 #include <memory>
 #include <vector>
 
-#include "objects/family/internal/tag_registry.h"
+#include "objects/family/shared/family.h"
 #include "objects/ksvector.h"
 #include "objects/vectors/points/internal/vector_search.h"
 #include "platform/stock/memory.h"
+#include "platform/trace/segment.h"
 
 /* The y arrays of all slots lie in blocks, one for each growth, that are freed with the
  * vector: after a point was inserted in the middle two slots share an array, so no slot
@@ -22,13 +22,23 @@ struct KSVectorStorage : ksutil::SeamAllocated {
 
 namespace ksutil {
 
-/* Frees a record that is not, or no longer, registered; null accepted. */
+/* Frees a record that is not registered; null accepted. */
 void destroy_vector(KSVector *vector);
 
-struct VectorDeleter {
-  void operator()(KSVector *vector) const { destroy_vector(vector); }
+struct VectorTraits {
+  using Record = KSVector;
+  static constexpr char kWord[] = "vect";
+  static constexpr char kGet[] = "ksvector_get_vector";
+  static constexpr char kPlural[] = "vectors";
+  static constexpr char kEntering[] = "setarr";
+  static constexpr char kListing[] = "malloc";
+  static bool is_record(const KSVector &vector);
+  static const char *name(const KSVector &vector) { return vector.name; }
+  static void destroy(KSVector *vector) { destroy_vector(vector); }
+  static std::int64_t bytes(const KSVector &vector) { return vector.heap_size; }
 };
-using VectorPtr = std::unique_ptr<KSVector, VectorDeleter>;
+using Vectors = Family<VectorTraits>;
+using VectorPtr = Vectors::Ptr;
 
 /* Slots to allocate for the points that a caller expects: a fifth more, `none` when it
  * expects none; -1 when that is beyond an int. */
@@ -41,6 +51,10 @@ int slots_for(long expected, int none);
 VectorPtr make_point_vector(int nalloc, int ny, const char *name,
                             const char **missing = nullptr);
 VectorPtr make_series(int nalloc, const char *name);
+
+/* ksvector_create_from_segment, with messages in the name of `who`. */
+KSVector *create_series(const char *who, const Segment &segment, const char *name,
+                        char *tag);
 
 /* Makes room so that nalloc > npts, doubling; false, with the vector as it was and errno
  * set, when memory is short. */
@@ -58,22 +72,6 @@ inline void x_changed(KSVector &vector) { vector.storage->search.forget(); }
 
 /* A copy for a slot: null for a null or empty label; false when memory is short. */
 bool copy_label(const char *label, MallocPtr<char> &copy);
-
-TagRegistry<KSVector> &vector_registry();
-
-/* The record under a tag; logs the failure in the name of `function` after that of the
- * look-up. */
-KSVector *find_vector(const char *function, const char *tag);
-
-/* Makes the registry when there is none yet; logs the failure. */
-bool open_vector_registry(const char *function);
-
-/* Hands out a new record, entered under the next tag when `tag` is given.  On failure
- * frees it, logs and returns null. */
-KSVector *publish_vector(const char *function, VectorPtr vector, char *tag);
-
-/* For a creator that failed: empties the tag buffer (which may be null). */
-KSVector *no_vector(char *tag);
 
 }  // namespace ksutil
 #endif

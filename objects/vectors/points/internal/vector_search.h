@@ -1,4 +1,4 @@
-/* Where an x value lies among the points of a vector. */
+/* vector_search: finds where an x value lies among the points of a vector. */
 #ifndef KSUTIL_OBJECTS_VECTORS_POINTS_INTERNAL_VECTOR_SEARCH_H
 #define KSUTIL_OBJECTS_VECTORS_POINTS_INTERNAL_VECTOR_SEARCH_H
 
@@ -12,18 +12,18 @@ namespace ksutil {
  * upward from the first point, or downward from the last one when the last x is below the
  * first.  The rule holds for x values in any order, NaN among them (never reached).
  *
- * After a second question about unchanged points the largest x met so far in the direction
- * of the count is laid out contiguously.  These bounds never fall, so the first bound
- * not below x, which a binary search finds, belongs to the point that counting would find.
- * Programs may write into the points without telling: what the bounds say is believed only
- * when the points on both sides agree, else the points are counted.  Without memory for the
- * bounds they are counted always. */
+ * The second search of unchanged points lays out an array of bounds: the largest x met so
+ * far in the direction of the count.  Bounds never fall, so a binary search finds the first
+ * bound not below x, and it belongs to the point that counting would find.
+ * Programs may write into the points: a result is used only if the point found and the one
+ * before it confirm it, else the points are counted.  This misses an x value out of order
+ * elsewhere, hence forget().  Without memory for the bounds the points are always counted. */
 class VectorSearch {
  public:
   /* The index; n upward, -1 downward when every x is below the given one. */
   int find(const KSVectorPoint *points, int n, bool descending, double x);
 
-  /* The points have changed. */
+  /* Discards the bounds: the points may have changed. */
   void forget() { known_ = asked_ = 0; }
 
  private:

@@ -1,28 +1,41 @@
-/* One way to the points of both families of vectors, for what is written once for them.
+/* vector_access: lets algorithms be written once for both families of vectors.
+ *
+ * Each family specialises VectorAccess for its record, beside the record:
+ *
+ *     template <>
+ *     struct VectorAccess<Record> {
+ *       static bool is_series(const Record &);             // time-sampled: time, dt, data
+ *       static double &x(const Record &, int i);           // of a vector of points
+ *       static double *y(const Record &, int i);           // [ny]
+ *       static const char *label(const Record &, int i);   // null: none
+ *       static int find_point(const Record &, bool descending, double x);  // vector_eval.h
+ *       static void x_changed(Record &);                   // x values were written
+ *       static void *zeroed(std::size_t count, std::size_t size);          // null: no memory
+ *       static char *duplicate(const char *);
+ *       static void release(void *);
+ *     };
+ *
  * Both records have npts, ny and, for series, time, dt and data. */
 #ifndef KSUTIL_OBJECTS_VECTORS_SHARED_INTERNAL_VECTOR_ACCESS_H
 #define KSUTIL_OBJECTS_VECTORS_SHARED_INTERNAL_VECTOR_ACCESS_H
 
-#include "objects/vectors/cached/internal/vector2.h"
-#include "objects/vectors/points/internal/vector_record.h"
+namespace ksutil::vectors {
 
-namespace ksutil {
+template <class Vector>
+struct VectorAccess;
 
-/* A sample above it is a gap. */
-constexpr double kLargestSample = 1e30;
-
-inline bool is_series(const KSVector &vector) { return vector.points == nullptr; }
-inline bool is_series(const ksvector2 &vector) { return vector.tsamp != 0; }
-
-/* Of a vector of points: x, and the y values, of point i. */
-inline double &x_at(const KSVector &vector, int i) { return vector.points[i].x; }
-inline double &x_at(const ksvector2 &vector, int i) {
-  return vector2::row(vector, i)[0];
+template <class Vector>
+bool is_series(const Vector &vector) {
+  return VectorAccess<Vector>::is_series(vector);
 }
-inline double *y_at(const KSVector &vector, int i) { return vector.points[i].y; }
-inline double *y_at(const ksvector2 &vector, int i) {
-  return vector2::row(vector, i) + 1;
+template <class Vector>
+double &x_at(const Vector &vector, int i) {
+  return VectorAccess<Vector>::x(vector, i);
+}
+template <class Vector>
+double *y_at(const Vector &vector, int i) {
+  return VectorAccess<Vector>::y(vector, i);
 }
 
-}  // namespace ksutil
+}  // namespace ksutil::vectors
 #endif

@@ -1,39 +1,26 @@
-/* Copies of all points, for callers that work on arrays, from both families of vectors. */
+/* vector_copies: copies the points of a vector into new arrays for the caller. */
+#ifndef KSUTIL_OBJECTS_VECTORS_SHARED_INTERNAL_VECTOR_COPIES_H
+#define KSUTIL_OBJECTS_VECTORS_SHARED_INTERNAL_VECTOR_COPIES_H
+
 #include <algorithm>
+#include <memory>
 
 #include "objects/vectors/shared/internal/vector_access.h"
-#include "platform/elog/elog.h"
+#include "platform/elog/failure.h"
 
-namespace {
-
-using ksutil::is_series, ksutil::x_at, ksutil::y_at;
-
-/* The allocations of a family. */
-template <class Vector>
-struct Memory;
-template <>
-struct Memory<KSVector> {
-  static constexpr auto zeroed = ks_calloc;
-  static constexpr auto duplicate = ks_strdup;
-  static void release(void *block) { std::free(block); }
-};
-template <>
-struct Memory<ksvector2> {
-  static constexpr auto zeroed = ksutil::vector2::zeroed;
-  static constexpr auto duplicate = ksutil::vector2::duplicate;
-  static constexpr auto release = ksutil::vector2::release;
-};
+namespace ksutil::vectors {
 
 template <class Vector>
 struct Releaser {
-  void operator()(void *block) const { Memory<Vector>::release(block); }
+  void operator()(void *block) const { VectorAccess<Vector>::release(block); }
 };
 
 /* A new array of zeros, or null. */
 template <class T, class Vector>
 std::unique_ptr<T, Releaser<Vector>> new_array(int n) {
-  return std::unique_ptr<T, Releaser<Vector>>(static_cast<T *>(
-      Memory<Vector>::zeroed(static_cast<std::size_t>(std::max(n, 1)), sizeof(T))));
+  return std::unique_ptr<T, Releaser<Vector>>(
+      static_cast<T *>(VectorAccess<Vector>::zeroed(
+          static_cast<std::size_t>(std::max(n, 1)), sizeof(T))));
 }
 
 /* Owns an array of blocks, and the blocks, until they are released together. */
@@ -43,7 +30,7 @@ class BlockArray {
   explicit BlockArray(int n) : n_(n), blocks_(new_array<T *, Vector>(n)) {}
   ~BlockArray() {
     for (int i = 0; blocks_ != nullptr && i < n_; i++) {
-      Memory<Vector>::release(blocks_.get()[i]);
+      VectorAccess<Vector>::release(blocks_.get()[i]);
     }
   }
   BlockArray(const BlockArray &) = delete;
@@ -76,19 +63,12 @@ auto copy_column(const Vector &vector, int iy) {
   return y;
 }
 
-const char *label_at(const KSVector &vector, int i) {
-  return vector.points == nullptr ? nullptr : vector.points[i].label;
-}
-const char *label_at(const ksvector2 &vector, int i) {
-  return vector.labels == nullptr ? nullptr : vector.labels[i];
-}
-
 template <class Vector>
 bool copy_labels(const Vector &vector, BlockArray<char, Vector> &copies) {
   for (int i = 0; copies && i < vector.npts; i++) {
-    const char *const label = label_at(vector, i);
+    const char *const label = VectorAccess<Vector>::label(vector, i);
     if (label == nullptr) continue;
-    copies[i] = Memory<Vector>::duplicate(label);
+    copies[i] = VectorAccess<Vector>::duplicate(label);
     if (copies[i] == nullptr) return false;
   }
   return static_cast<bool>(copies);
@@ -107,20 +87,18 @@ void *copy_y(const Vector &vector, int iy) {
 }
 
 template <class Vector>
-int get_points(const char *function, const Vector *vector, int *npts, int *iy,
-               double **x, void **y, char ***labels) {
+int get_points(const char *who, const Vector *vector, int *npts, int *iy, double **x,
+               void **y, char ***labels) {
   if (vector == nullptr) return -1;
   if (*iy >= vector->ny) {
-    elog_log(0, "%s: index out of range.\n", function);
-    return -1;
+    return fail(who, "index out of range");
   }
   auto xs = copy_x(*vector);
   BlockArray<char, Vector> texts(labels == nullptr ? 0 : vector->npts);
   const bool labelled = labels == nullptr || copy_labels(*vector, texts);
   void *const ys = xs == nullptr || !labelled ? nullptr : copy_y(*vector, *iy);
   if (ys == nullptr) {
-    elog_log(1, "%s: malloc() error.\n", function);
-    return -1;
+    return fail_memory(who);
   }
   *npts = vector->npts;
   *x = xs.release();
@@ -130,36 +108,20 @@ int get_points(const char *function, const Vector *vector, int *npts, int *iy,
   return 0;
 }
 
-}  // namespace
-
-int ksvector_get_points(const char *tag, int *npts, int *iy, double **x, void **y,
-                        char ***labels) {
-  const char *const self = "ksvector_get_points";
-  return get_points(self, ksutil::find_vector(self, tag), npts, iy, x, y, labels);
-}
-
-int ksvector2_get_points(const char *tag, int *npts, int *iy, double **x, void **y,
-                         char ***labels) {
-  const char *const self = "ksvector2_get_points";
-  return get_points(self, ksutil::vector2::look_up(tag, self), npts, iy, x, y, labels);
-}
-
-int ksvector2_get_tsamp(const char *tag, int *npts, double *time, double *samprate,
-                        double **samples) {
-  const ksvector2 *const vector = ksutil::vector2::look_up(tag, "ksvector2_get_tsamp");
+/* The body of a get_tsamp function. */
+template <class Vector>
+int get_samples(const char *who, const Vector *vector, int *npts, double *time,
+                double *samprate, double **samples) {
   if (vector == nullptr) return -1;
-  if (!is_series(*vector)) {
-    elog_log(0, "ksvector2_get_tsamp: Not a time-sampled vector.\n");
-    return -1;
-  }
+  if (!is_series(*vector)) return fail(who, "Not a time-sampled vector");
   auto copy = copy_column(*vector, 0);
-  if (copy == nullptr) {
-    elog_log(1, "ksvector2_get_tsamp: malloc() error.\n");
-    return -1;
-  }
+  if (copy == nullptr) return fail_memory(who);
   *npts = vector->npts;
   *time = vector->time;
   *samprate = 1.0 / vector->dt;
   *samples = copy.release();
   return 0;
 }
+
+}  // namespace ksutil::vectors
+#endif

@@ -1,20 +1,16 @@
-/* Tables of parameter files. */
+/* pf_table_reader: reads points from a table of a parameter file. */
 #include <array>
+#include <cerrno>
 #include <cstdio>
-#include <memory>
 
 #include "core/params.h"
 #include "objects/readers/internal/vector_readers.h"
 #include "platform/elog/elog.h"
+#include "platform/stock/owners.h"
 #include "platform/stock/text.h"
 
 namespace ksutil {
 namespace {
-
-struct FreeList {
-  void operator()(Tbl *list) const { freetbl(list, nullptr); }
-};
-using List = std::unique_ptr<Tbl, FreeList>;
 
 constexpr int kMaxNumbers = 11;
 using Numbers = std::array<double, kMaxNumbers>;
@@ -71,11 +67,13 @@ ReadStatus read_pf_table(const char *function, Pf *pf, const char *key,
                          NewPoints &points) {
   const ScopedCLocale locale;
   Tbl *copy = nullptr;
+  errno = 0;
   if (parse_param(pf, key, P_TBLCOPY, 1, &copy) < 0) {
+    const bool no_memory = errno == ENOMEM;
     elog_log(0, "%s: parse_param(%s) error.\n", function, key);
-    return kReadUnparsable;
+    return no_memory ? kReadFailed : kReadUnparsable;
   }
-  const List table(copy);
+  const TblPtr table(copy);
   if (counttbl(copy) > 0) return read_rows(function, copy, points);
   elog_log(0, "%s: No rows in table %s.\n", function, key);
   return kReadUnparsable;

@@ -1,10 +1,10 @@
-/* The registry of one family of tag-addressed records: tag to record, and back. */
-#ifndef KSUTIL_OBJECTS_FAMILY_INTERNAL_TAG_REGISTRY_H
-#define KSUTIL_OBJECTS_FAMILY_INTERNAL_TAG_REGISTRY_H
+/* TagRegistry: maps the tags of one family to its records, and records to their tags. */
+#ifndef KSUTIL_OBJECTS_FAMILY_SHARED_TAG_REGISTRY_H
+#define KSUTIL_OBJECTS_FAMILY_SHARED_TAG_REGISTRY_H
 
 #include <algorithm>
 #include <cstdio>
-#include <memory>
+#include <cstring>
 #include <new>
 #include <string>
 #include <unordered_map>
@@ -13,20 +13,26 @@
 
 #include "objects/tags.h"
 #include "platform/stock/arr.h"
+#include "platform/stock/owners.h"
 
 namespace ksutil {
 
-/* Does not own the records and logs nothing: the texts are those of the family.  One
- * thread at a time. */
+/* Writes a tag and its NUL, and nothing more, into a caller's buffer. */
+inline void copy_tag(const char *from, char *to) {
+  std::copy_n(from, std::strlen(from) + 1, to);
+}
+
+/* Neither owns the records nor logs: the messages are those of Family.  One thread at a
+ * time. */
 template <class Record>
 class TagRegistry {
  public:
-  /* `word` begins every tag and outlives the registry. */
+  /* `word` is the beginning of every tag and must outlive the registry. */
   explicit TagRegistry(const char *word) : word_(word) {}
   TagRegistry(const TagRegistry &) = delete;
   TagRegistry &operator=(const TagRegistry &) = delete;
 
-  /* Makes the map when there is none yet; false when memory is short. */
+  /* Makes the map unless it exists; false when memory is short. */
   bool open() {
     if (records_ == nullptr) records_ = newarr(nullptr);
     return records_ != nullptr;
@@ -39,9 +45,9 @@ class TagRegistry {
     return tag == nullptr ? nullptr : static_cast<Record *>(getarr(records_, tag));
   }
 
-  /* Enters the record under the next tag and writes that tag into the buffer of
-   * KS_TAG_SIZE bytes.  False, with the buffer empty and the counter as it was, when
-   * memory is short; the map must be open. */
+  /* Enters the record under the next tag and writes the tag and its NUL, and nothing more,
+   * into `tag`, which has room for KS_TAG_SIZE bytes.  False, with the buffer empty and the
+   * counter unchanged, when memory is short.  The map must be open. */
   bool add(Record *record, char *tag) {
     tag[0] = '\0';
     char next[KS_TAG_SIZE];
@@ -57,7 +63,7 @@ class TagRegistry {
       return false;
     }
     ++counter_;
-    std::copy_n(next, sizeof next, tag);
+    copy_tag(next, tag);
     return true;
   }
 
@@ -73,7 +79,7 @@ class TagRegistry {
   /* The registered records, each once, in the order of their tags as texts.  Throws
    * std::bad_alloc. */
   std::vector<Record *> records() const {
-    const std::unique_ptr<Tbl, FreeList> tags(keysarr(records_));
+    const TblPtr tags(keysarr(records_));
     if (tags == nullptr && records_ != nullptr) throw std::bad_alloc();
     std::vector<Record *> found;
     std::unordered_set<const Record *> seen;
@@ -85,10 +91,6 @@ class TagRegistry {
   }
 
  private:
-  struct FreeList {
-    void operator()(Tbl *list) const { freetbl(list, nullptr); }
-  };
-
   const char *word_;
   long counter_ = 0;
   Arr *records_ = nullptr;  // tag to record

@@ -12,10 +12,9 @@
 #include <memory>
 #include <new>
 #include <string>
-#include <vector>
 
+#include "objects/family/shared/tag_registry.h"
 #include "objects/readers/internal/vector_readers.h"
-#include "objects/tags.h"
 #include "platform/elog/elog.h"
 #include "platform/stock/bytes.h"
 #include "platform/stock/files.h"
@@ -49,7 +48,7 @@ class BlobReader {
   bool read_row(std::int32_t size);
   bool read_samples(std::int32_t nsamp);
   bool make_vector(std::int32_t nsamp, char *tag);
-  bool hand_over_samples();
+  bool hand_over_samples(std::int32_t nsamp);
   bool write_tag(const char *tag);
   std::size_t bytes_left() const;
   void blank_address(std::string &row) const;
@@ -158,18 +157,31 @@ bool BlobReader::read_samples(std::int32_t nsamp) {
 }
 
 bool BlobReader::make_vector(std::int32_t nsamp, char *tag) {
-  double time = 0.0, samprate = 0.0;
-  if (dbgetv(rows_, "time", &time, "samprate", &samprate,
+  Segment segment;
+  if (dbgetv(rows_, "time", &segment.time, "samprate", &segment.samprate,
              static_cast<char *>(nullptr)) != 0) {
     return fail(0, "dbgetv(time,samprate)");
   }
-  const std::vector<double> values(samples_.get(), samples_.get() + nsamp);
-  if (maker_.create(nsamp, values.data(), tag, time, samprate)) return true;
+  segment.samples = Segment::Floats(samples_.get(), static_cast<std::size_t>(nsamp));
+  if (maker_.create(segment, tag)) return true;
   elog_log(0, "%s: %s() error.\n", maker_.function, maker_.creator);
   return false;
 }
 
-bool BlobReader::hand_over_samples() {
+/* The count of the header goes into the row together with the samples: one that claims
+ * more than there are would be read beyond their end. */
+bool BlobReader::hand_over_samples(std::int32_t nsamp) {
+  long claimed = 0;
+  double time = 0.0, samprate = 0.0;
+  if (dbgetv(rows_, "nsamp", &claimed, "time", &time, "samprate", &samprate,
+             static_cast<char *>(nullptr)) != 0) {
+    return fail(0, "dbgetv(nsamp)");
+  }
+  const double last = time + (nsamp > 0 ? nsamp - 1 : 0) / samprate;
+  if (claimed != nsamp && dbputv(rows_, "nsamp", static_cast<long>(nsamp), "endtime",
+                                 last, static_cast<char *>(nullptr)) != 0) {
+    return fail(0, "dbputv(nsamp)");
+  }
   if (dbputv(rows_, "data", static_cast<void *>(samples_.get()),
              static_cast<char *>(nullptr)) != 0) {
     return fail(0, "dbputv(data)");
@@ -192,11 +204,11 @@ bool BlobReader::read_all_traces(char *tag) {
     if (!read_row(header.record_size) || !read_samples(header.nsamp)) return false;
     char made[KS_TAG_SIZE] = "";
     if (!make_vector(header.nsamp, made)) return false;
-    if (!hand_over_samples() || !write_tag(made)) {
+    if (!hand_over_samples(header.nsamp) || !write_tag(made)) {
       maker_.free(made);
       return false;
     }
-    std::copy_n(made, sizeof made, tag);
+    copy_tag(made, tag);
   }
 }
 
@@ -236,7 +248,7 @@ int read_trace_blob(const SeriesMaker &maker, const char *file, Dbptr *trace,
     errno = ENOMEM;
     elog_log(1, "%s: malloc() error for blob file %s\n", maker.function, file);
   }
-  if (tag != nullptr) std::copy_n(last, sizeof last, tag);
+  if (tag != nullptr) copy_tag(last, tag);
   return read ? 0 : -1;
 }
 

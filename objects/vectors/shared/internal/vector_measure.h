@@ -1,14 +1,16 @@
-/* Extremes and the nearest point, of both families of vectors. */
+/* vector_measure: finds the extremes of a vector and the point nearest to a place. */
+#ifndef KSUTIL_OBJECTS_VECTORS_SHARED_INTERNAL_VECTOR_MEASURE_H
+#define KSUTIL_OBJECTS_VECTORS_SHARED_INTERNAL_VECTOR_MEASURE_H
+
 #include <algorithm>
 #include <cmath>
 #include <limits>
 
 #include "objects/vectors/shared/internal/vector_access.h"
-#include "platform/elog/elog.h"
+#include "platform/elog/failure.h"
+#include "platform/trace/trace.h"
 
-namespace {
-
-using ksutil::is_series, ksutil::x_at, ksutil::y_at;
+namespace ksutil::vectors {
 
 struct Range {
   double low = std::numeric_limits<double>::infinity(), high = -low;
@@ -28,7 +30,7 @@ Range x_range(const Vector &vector) {
   return range;
 }
 
-/* Of the columns from `first` up to `end`. */
+/* Of the columns `first` to `end` - 1. */
 template <class Vector>
 Range y_range(const Vector &vector, int first, int end) {
   if (is_series(vector)) {
@@ -44,8 +46,8 @@ Range y_range(const Vector &vector, int first, int end) {
   return range;
 }
 
-/* The extremes of the points from `low` to `high` with a value in one of the columns from
- * `first` up to `end`; a gap and NaN are none. */
+/* The extremes over the points within the window that have a value in a column from
+ * `first` to `end` - 1; a gap and NaN are not values. */
 template <class Vector>
 void ranges_within(const Vector &vector, int first, int end, const Range &window,
                    Range &xs, Range &ys) {
@@ -55,7 +57,7 @@ void ranges_within(const Vector &vector, int first, int end, const Range &window
     if (!(x >= window.low && x <= window.high)) continue;
     const double *const y = series ? vector.data + i : y_at(vector, i);
     for (int j = first; j < end; j++) {
-      if (std::isnan(y[j]) || (series && y[j] > ksutil::kLargestSample)) continue;
+      if (std::isnan(y[j]) || (series && is_gap_sample(y[j]))) continue;
       xs.take(x);
       ys.take(y[j]);
     }
@@ -68,7 +70,7 @@ int nearest_point(const Vector &vector, int iy, double x, double y) {
   double best = 9e99;
   for (int i = 0; i < vector.npts; i++) {
     const double dx = x - x_at(vector, i), dy = y - y_at(vector, i)[iy];
-    /* The roots are compared, not the squares: they differ for fewer points. */
+    /* Roots are compared, not squares: rounding makes more of them equal. */
     const double distance = std::sqrt(dx * dx + dy * dy);
     if (distance < best) {
       best = distance;
@@ -84,24 +86,21 @@ int nearest_sample(const Vector &vector, double x) {
   if (x <= vector.time) return 0;
   if (x >= vector.time + last * vector.dt) return last;
   const double index = std::trunc((x - vector.time) / vector.dt);
-  /* No number lies nowhere; rounding may reach beyond the last sample. */
+  /* NaN is nowhere; rounding may reach beyond the last sample. */
   return index >= 0.0 ? static_cast<int>(std::min<double>(index, last)) : 0;
 }
 
-/* Whether there are points and column iy of them (below 0: all); logs why not. */
+/* Whether the vector has points and column iy (below 0: all); a message if not. */
 template <class Vector>
-bool has_column(const char *function, const Vector &vector, const char *tag, int iy) {
+bool has_column(const char *who, const Vector &vector, const char *tag, int iy) {
   if (vector.npts < 1) {
-    elog_log(0, "%s: No points in vector %s.\n", function, tag);
-    return false;
+    return fail(who, "No points in vector %s", tag);
   }
   if (is_series(vector) && iy > 0) {
-    elog_log(0, "%s: iy out of range.\n", function);
-    return false;
+    return fail(who, "iy out of range");
   }
   if (iy >= vector.ny) {
-    elog_log(0, "%s: iy too large.\n", function);
-    return false;
+    return fail(who, "iy too large");
   }
   return true;
 }
@@ -117,69 +116,45 @@ struct Extremes {
 };
 
 template <class Vector>
-int maxmin(const char *function, const Vector *vector, const char *tag, int iy,
+int maxmin(const char *who, const Vector *vector, const char *tag, int iy,
            const Extremes &extremes) {
-  if (vector == nullptr || !has_column(function, *vector, tag, iy)) return -1;
+  if (vector == nullptr || !has_column(who, *vector, tag, iy)) return -1;
   extremes.give(x_range(*vector), iy < 0 ? y_range(*vector, 0, vector->ny)
                                          : y_range(*vector, iy, iy + 1));
   return 0;
 }
 
 template <class Vector>
-int nearest(const char *function, const Vector *vector, const char *tag, int iy,
-            double x, double y) {
+int nearest(const char *who, const Vector *vector, const char *tag, int iy, double x,
+            double y) {
   if (vector == nullptr) return -2;
   if (vector->npts < 1) {
-    elog_log(0, "%s: No points in vector %s.\n", function, tag);
-    return -1;
+    return fail(who, "No points in vector %s", tag);
   }
   if (!is_series(*vector) && iy >= vector->ny) {
-    elog_log(0, "%s: iy too large.\n", function);
+    fail(who, "iy too large");
     return -3;
   }
   if (iy < 0 || (is_series(*vector) && iy > 0)) {
-    elog_log(0, "%s: iy out of range.\n", function);
+    fail(who, "iy out of range");
     return -4;
   }
   return is_series(*vector) ? nearest_sample(*vector, x)
                             : nearest_point(*vector, iy, x, y);
 }
 
-}  // namespace
-
-int ksvector_maxmin(const char *tag, int iy, double *xmin, double *xmax, double *ymin,
-                    double *ymax) {
-  const char *const self = "ksvector_maxmin";
-  return maxmin(self, ksutil::find_vector(self, tag), tag, iy,
-                {xmin, xmax, ymin, ymax});
-}
-
-int ksvector2_maxmin(const char *tag, int iy, double *xmin, double *xmax, double *ymin,
-                     double *ymax) {
-  const char *const self = "ksvector2_maxmin";
-  return maxmin(self, ksutil::vector2::look_up(tag, self), tag, iy,
-                {xmin, xmax, ymin, ymax});
-}
-
-int ksvector2_maxmin2(const char *tag, int iy, double x0, double x1, double *xmin,
-                      double *xmax, double *ymin, double *ymax) {
-  const char *const self = "ksvector2_maxmin2";
-  const ksvector2 *const vector = ksutil::vector2::look_up(tag, self);
-  if (vector == nullptr || !has_column(self, *vector, tag, iy)) return -1;
+/* The body of maxmin2: the points with x from x0 to x1, in either order. */
+template <class Vector>
+int maxmin_within(const char *who, const Vector *vector, const char *tag, int iy,
+                  double x0, double x1, const Extremes &extremes) {
+  if (vector == nullptr || !has_column(who, *vector, tag, iy)) return -1;
   Range xs, ys;
   ranges_within(*vector, iy < 0 ? 0 : iy, iy < 0 ? vector->ny : iy + 1,
                 {std::min(x0, x1), std::max(x0, x1)}, xs, ys);
   if (ys.low > ys.high) return 1;
-  Extremes{xmin, xmax, ymin, ymax}.give(xs, ys);
+  extremes.give(xs, ys);
   return 0;
 }
 
-int ksvector_nearest(const char *tag, int iy, double x, double y) {
-  const char *const self = "ksvector_nearest";
-  return nearest(self, ksutil::find_vector(self, tag), tag, iy, x, y);
-}
-
-int ksvector2_nearest(const char *tag, int iy, double x, double y) {
-  const char *const self = "ksvector2_nearest";
-  return nearest(self, ksutil::vector2::look_up(tag, self), tag, iy, x, y);
-}
+}  // namespace ksutil::vectors
+#endif
