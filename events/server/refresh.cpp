@@ -9,6 +9,8 @@
 #include "events/records/internal/row_texts.h"
 #include "events/server/internal/tables.h"
 #include "platform/clock/clock.h"
+#include "platform/db/access.h"
+#include "platform/elog/elog.h"
 
 namespace ksutil::events {
 namespace {
@@ -113,6 +115,11 @@ bool Refresh::check(const char *const (&names)[N], bool &changed) {
   for (const char *name : names) {
     EVTable &table = *state_.vars.tables.find(name);
     if (force_) {
+      {
+        /* The reading that follows reports what cannot be read. */
+        const ElogScope quiet;
+        db::table_snapshot_anew(table.db);
+      }
       table.count = -1;
       changed = true;
       continue;

@@ -42,6 +42,15 @@ std::shared_ptr<const Snapshot> table_snapshot(Dbptr db) {
   });
 }
 
+std::shared_ptr<const Snapshot> table_snapshot_anew(Dbptr db) {
+  return guarded("table_snapshot_anew", std::shared_ptr<const Snapshot>(), [&] {
+    const Opened opened("table_snapshot_anew", db);
+    TableSource *const table =
+        opened ? opened.table("table_snapshot_anew", db) : nullptr;
+    return table == nullptr ? nullptr : table->look_anew("table_snapshot_anew");
+  });
+}
+
 RowText record_text(Dbptr record) {
   return guarded("record_text", RowText(), [&] {
     const Opened opened("record_text", record);

@@ -26,6 +26,11 @@ KSUTIL_API bool table_stamp(Dbptr table, Stamp &stamp);
  * with a message. */
 KSUTIL_API std::shared_ptr<const Snapshot> table_snapshot(Dbptr table);
 
+/* The same with every row read anew: shows rows that another program has rewritten in
+ * place while size and times of the table stayed as they were, which no look tells.
+ * Costs a reading of the whole table, piece by piece as rows are asked for. */
+KSUTIL_API std::shared_ptr<const Snapshot> table_snapshot_anew(Dbptr table);
+
 /* The text of the record: of a real, null or scratch record.  Empty with a message. */
 KSUTIL_API RowText record_text(Dbptr record);
 

@@ -20,11 +20,10 @@ namespace ksutil::db {
 
 /* When and how much a table held. */
 struct Stamp {
-  bool exists = false;  // whether the table has a file (or its store's equivalent)
-  long count = 0;       // whole records
-  double time = 0.0;    // last modification, epoch seconds; 0 when it does not exist
-  long identity[4] = {0, 0, 0,
-                      0};  // the store's own: equal stamps are the same content
+  bool exists = false;    // whether the table has a file (or its store's equivalent)
+  long count = 0;         // whole records
+  double time = 0.0;      // last modification, epoch seconds; 0 when it does not exist
+  long identity[5] = {};  // the store's own: equal stamps are the same content
   bool operator==(const Stamp &) const = default;
 };
 

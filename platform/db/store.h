@@ -34,6 +34,10 @@ class KSUTIL_API TableStore {
    * on an error. */
   virtual std::shared_ptr<const Snapshot> snapshot() = 0;
 
+  /* The same with every row read anew: finds changes that the stamp does not show.  Always
+   * a new object; what has not changed is shared with the snapshot before. */
+  virtual std::shared_ptr<const Snapshot> snapshot_anew() = 0;
+
   /* What may be done while this program has the table to itself. */
   class Exclusive {
    public:
@@ -48,7 +52,12 @@ class KSUTIL_API TableStore {
 
   /* Runs `work` with the table locked against other writers; false when it cannot be
    * locked or work returned false.  Rows are written whole, the time of change moves
-   * strictly forward after them, and a failed write leaves the table as it was. */
+   * strictly forward after them, and a failed write leaves the table as it was.
+   *
+   * Programs that know nothing of locks may remove or replace the table meanwhile.  When
+   * that is found before anything has been written, `work` runs again from its beginning
+   * with the table that is there now, so it must set all that it hands out each time.
+   * Found later, the write that met it fails, and what it wrote is taken back. */
   virtual bool exclusively(const std::function<bool(Exclusive &)> &work) = 0;
 
   /* Where the table lives, in the store's words: a path for files. */

@@ -77,7 +77,15 @@ bool TableSource::stamp(const char *who, Stamp &stamp) {
 }
 
 std::shared_ptr<const Snapshot> TableSource::look(const char *who) {
-  std::shared_ptr<const Snapshot> now = store_.snapshot();
+  return show(who, store_.snapshot());
+}
+
+std::shared_ptr<const Snapshot> TableSource::look_anew(const char *who) {
+  return show(who, store_.snapshot_anew());
+}
+
+std::shared_ptr<const Snapshot> TableSource::show(const char *who,
+                                                  std::shared_ptr<const Snapshot> now) {
   if (now == nullptr) {
     elog_log(0, "%s: cannot read table %s.\n", who, name().c_str());
     return nullptr;

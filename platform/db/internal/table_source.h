@@ -41,6 +41,8 @@ class TableSource final : public RecordSource {
   bool stamp(const char *who, Stamp &stamp);
   /* The rows as they are now, which later reads show; null with a message. */
   std::shared_ptr<const Snapshot> look(const char *who);
+  /* The same with every row read anew, see TableStore::snapshot_anew. */
+  std::shared_ptr<const Snapshot> look_anew(const char *who);
 
   /* The text of a record with its newline, valid until the next call; empty with a
    * message. */
@@ -63,6 +65,8 @@ class TableSource final : public RecordSource {
 
  private:
   void adopt(const Relation &layout);
+  std::shared_ptr<const Snapshot> show(const char *who,
+                                       std::shared_ptr<const Snapshot> now);
   bool refresh(const char *who, long number);
 
   TableStore &store_;

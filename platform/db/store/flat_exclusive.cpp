@@ -13,11 +13,17 @@ namespace ksutil::db {
 namespace {
 
 constexpr int kOpenAttempts = 1000;
+/* Bytes at the end of a file in which rows just written are looked for. */
+constexpr std::size_t kSearchedTail = std::size_t{1} << 16;
 constexpr long kMicrosecond = 1'000;
 constexpr long kSecond = 1'000'000'000;
 /* How long to wait for the clock of a file system whose times only the owner may set. */
 constexpr int kClockWaits = 100;
 constexpr struct timespec kClockWait = {0, 1'000'000};
+
+bool same_file(const struct stat &a, const struct stat &b) {
+  return a.st_dev == b.st_dev && a.st_ino == b.st_ino;
+}
 
 bool later(const struct timespec &a, const struct timespec &b) {
   return a.tv_sec != b.tv_sec ? a.tv_sec > b.tv_sec : a.tv_nsec > b.tv_nsec;
@@ -48,7 +54,7 @@ FlatExclusive::~FlatExclusive() {
   table_.running_ = nullptr;
   struct stat status;
   if (created_ && lock_ && ::fstat(handle_.get(), &status) == 0 &&
-      status.st_size == 0) {
+      status.st_size == 0 && still_at_path()) {
     ::unlink(table_.file_.path.c_str());
   }
 }
@@ -58,39 +64,71 @@ bool FlatExclusive::fail(int flag, const char *what) {
   return false;
 }
 
-bool FlatExclusive::open() {
-  if (!table_.look()) return false;
-  for (int attempt = 0; attempt < kOpenAttempts; ++attempt) {
-    lock_.reset();
-    if (!open_and_lock()) return false;
-    if (still_at_path()) return table_.look_at_path();
-  }
-  return fail(0, "The file is replaced again and again");
+/* Says that the locked file is not the table's any longer. */
+bool FlatExclusive::lost() {
+  exchanged_ = true;
+  return fail(0, "The file was removed or replaced while it was written");
 }
 
-bool FlatExclusive::open_and_lock() {
+bool FlatExclusive::open() {
+  for (int attempt = 0; attempt < kOpenAttempts; ++attempt) {
+    lock_.reset();
+    if (!table_.look()) return false;
+    const Opened opened = open_and_lock();
+    if (opened == Opened::kFailed) return false;
+    if (opened == Opened::kGone) continue;
+    if (!table_.look()) return false;
+    if (holds_table()) return true;
+  }
+  return handle_ ? fail(0, "The file is replaced again and again")
+                 : fail(1, "Cannot open for writing");
+}
+
+FlatExclusive::Opened FlatExclusive::open_and_lock() {
   const std::string &path = table_.file_.path;
   created_ = false;
   handle_ = open_file(path, O_RDWR);
   if (!handle_ && errno == ENOENT) {
     handle_ = open_file(path, O_RDWR | O_CREAT | O_EXCL);
     created_ = static_cast<bool>(handle_);
-    if (!handle_ && errno == EEXIST) handle_ = open_file(path, O_RDWR);
+    if (!handle_ && errno == EEXIST) {
+      handle_ = open_file(path, O_RDWR);
+      if (!handle_ && errno == ENOENT) return Opened::kGone;
+    }
   }
-  if (!handle_) return fail(1, "Cannot open for writing");
+  if (!handle_) {
+    fail(1, "Cannot open for writing");
+    return Opened::kFailed;
+  }
   lock_.emplace(handle_.get());
-  return lock_->held() || fail(1, "Cannot lock");
+  if (lock_->held()) return Opened::kLocked;
+  fail(1, "Cannot lock");
+  return Opened::kFailed;
 }
 
-/* Another program may have replaced or removed the file before the lock was had. */
-bool FlatExclusive::still_at_path() {
-  struct stat opened, named;
-  return ::fstat(handle_.get(), &opened) == 0 &&
-         ::stat(table_.file_.path.c_str(), &named) == 0 &&
-         opened.st_dev == named.st_dev && opened.st_ino == named.st_ino;
+bool FlatExclusive::holds_table() const {
+  struct stat locked;
+  return table_.file_.handle != nullptr && ::fstat(handle_.get(), &locked) == 0 &&
+         same_file(locked, table_.seen_);
 }
 
-bool FlatExclusive::prepare() { return table_.look() && repair_end(); }
+bool FlatExclusive::still_at_path() const {
+  struct stat locked, named;
+  return ::fstat(handle_.get(), &locked) == 0 &&
+         ::stat(table_.file_.path.c_str(), &named) == 0 && same_file(locked, named);
+}
+
+std::shared_ptr<const Snapshot> FlatExclusive::snapshot() {
+  std::shared_ptr<const Snapshot> rows = table_.snapshot();
+  if (rows == nullptr || holds_table()) return rows;
+  lost();
+  return nullptr;
+}
+
+bool FlatExclusive::prepare() {
+  if (!table_.look()) return false;
+  return holds_table() ? repair_end() : lost();
+}
 
 bool FlatExclusive::repair_end() {
   const auto length = static_cast<off_t>(table_.record_length());
@@ -99,9 +137,14 @@ bool FlatExclusive::repair_end() {
   if (rest == 0) return true;
   const std::string &missing = table_.file_.missing_end;
   if (missing.empty()) {
+    char before;
+    if (!byte_before(size - rest, before)) return false;
     if (truncate_file(handle_.get(), size - rest) != 0) {
       return fail(1, "Cannot remove the torn end");
     }
+    if (!check_for_hole(size - rest, before, size - rest)) return false;
+  } else if (!set_append(true)) {
+    return false;
   } else if (write_at(handle_.get(), missing.data(), missing.size(), size) !=
              static_cast<ssize_t>(missing.size())) {
     const int cause = errno;
@@ -109,7 +152,8 @@ bool FlatExclusive::repair_end() {
     errno = cause;
     return fail(1, "Cannot complete the last record");
   }
-  return move_time_forward() && table_.look();
+  if (!move_time_forward() || !table_.look()) return false;
+  return holds_table() || lost();
 }
 
 /* Rows are whole, of the file's own length, and hold no control characters; a carriage
@@ -157,12 +201,12 @@ long FlatExclusive::append_all(std::string_view rows) {
   if (!prepare()) return -1;
   std::string text(rows);
   if (!check_rows(text)) return -1;
-  const long first = table_.file_.stamp.count;
-  const auto at =
-      static_cast<off_t>(first) * static_cast<off_t>(table_.record_length());
-  if (!write(text, at, {})) return -1;
-  const long added = static_cast<long>(text.size() / table_.record_length());
-  table_.adopt_write(first, first + added, at + static_cast<off_t>(text.size()));
+  const auto length = static_cast<off_t>(table_.record_length());
+  off_t at = 0;
+  if (!write_end(text, table_.file_.stamp.count * length, at)) return -1;
+  const long first = at / length;
+  const auto bytes = static_cast<off_t>(text.size());
+  table_.adopt_write(first, first + bytes / length, at + bytes);
   return first;
 }
 
@@ -176,35 +220,122 @@ bool FlatExclusive::overwrite(long record, std::string_view row) {
              record, table_.file_.stamp.count);
     return false;
   }
-  const auto at = static_cast<off_t>(record) * static_cast<off_t>(length);
-  std::string old(length, '\0');
-  if (read_at(handle_.get(), old.data(), length, at) != static_cast<ssize_t>(length)) {
-    return fail(1, "Cannot read the record to be overwritten");
+  if (!write_over(text, static_cast<off_t>(record) * static_cast<off_t>(length))) {
+    return false;
   }
-  if (!write(text, at, old)) return false;
   table_.adopt_write(record, record + 1, table_.seen_.st_size);
   return true;
 }
 
+/* Whatever other programs do to the file meanwhile, the rows go to its end, where they
+ * neither overwrite a row nor leave a hole.  `at` is where they stand. */
+bool FlatExclusive::write_end(std::string_view rows, off_t expected, off_t &at) {
+  at = expected;
+  if (!write(rows, expected, true, {})) return false;
+  struct stat status;
+  if (::fstat(handle_.get(), &status) != 0) return fail(1, "Cannot look at the file");
+  if (status.st_size == expected + static_cast<off_t>(rows.size())) return true;
+  if (find_rows(rows, at)) return true;
+  return fail(0, "Another program has changed the file without a lock");
+}
+
+/* Looks for rows just written near the end of a file that others write too. */
+bool FlatExclusive::find_rows(std::string_view rows, off_t &at) {
+  struct stat status;
+  if (::fstat(handle_.get(), &status) != 0) return false;
+  std::string tail(std::min(static_cast<std::size_t>(status.st_size),
+                            2 * rows.size() + kSearchedTail),
+                   '\0');
+  const off_t from = status.st_size - static_cast<off_t>(tail.size());
+  if (read_at(handle_.get(), tail.data(), tail.size(), from) !=
+      static_cast<ssize_t>(tail.size())) {
+    return false;
+  }
+  const std::size_t found = tail.rfind(rows);
+  if (found == tail.npos) return false;
+  at = from + static_cast<off_t>(found);
+  return at % static_cast<off_t>(table_.record_length()) == 0;
+}
+
+bool FlatExclusive::write_over(std::string_view row, off_t at) {
+  std::string old(row.size(), '\0');
+  char before;
+  if (!byte_before(at, before)) return false;
+  if (read_at(handle_.get(), old.data(), old.size(), at) !=
+      static_cast<ssize_t>(old.size())) {
+    return fail(1, "Cannot read the record to be overwritten");
+  }
+  return write(row, at, false, old) &&
+         check_for_hole(at, before, at + static_cast<off_t>(row.size()));
+}
+
+bool FlatExclusive::byte_before(off_t at, char &byte) {
+  byte = '\n';
+  return at == 0 || read_at(handle_.get(), &byte, 1, at - 1) == 1 ||
+         fail(1, "Cannot read the record before");
+}
+
+/* A file that another program has cut shorter gets zeros up to what is written beyond its
+ * new end: takes them away, with what was written, and fails.  `before` is the byte that
+ * stood before `at`; what was written ends at `end`. */
+bool FlatExclusive::check_for_hole(off_t at, char before, off_t end) {
+  char now;
+  struct stat status;
+  if (!byte_before(at, now)) return false;
+  if (before == '\0' || now != '\0') return true;
+  if (::fstat(handle_.get(), &status) == 0 && status.st_size == end) {
+    off_t cut = at;
+    while (now == '\0' && --cut > 0 && byte_before(cut, now)) continue;
+    truncate_file(handle_.get(), cut);
+    move_time_forward();
+  }
+  return fail(0, "Another program has cut the file while it was written");
+}
+
+/* What pwrite gets with O_APPEND goes to the end of the file, whatever the offset. */
+bool FlatExclusive::set_append(bool append) {
+  const int flags = ::fcntl(handle_.get(), F_GETFL);
+  const int wanted = append ? flags | O_APPEND : flags & ~O_APPEND;
+  return (flags >= 0 &&
+          (flags == wanted || ::fcntl(handle_.get(), F_SETFL, wanted) == 0)) ||
+         fail(1, "Cannot set how the file is written");
+}
+
 /* `old_bytes` are those at that place; empty: the file ends there. */
-bool FlatExclusive::write(std::string_view bytes, off_t at,
+bool FlatExclusive::write(std::string_view bytes, off_t at, bool append,
                           std::string_view old_bytes) {
+  if (!set_append(append)) return false;
   const ssize_t written = write_at(handle_.get(), bytes.data(), bytes.size(), at);
   if (written != static_cast<ssize_t>(bytes.size())) {
     fail(1, "Cannot write");
-    if (written > 0) undo(at, old_bytes);
+    if (written > 0) undo(at, old_bytes, static_cast<std::size_t>(written));
     return false;
   }
-  if (sync() && move_time_forward()) return true;
-  undo(at, old_bytes);
-  return false;
+  const bool done = sync() && move_time_forward();
+  if (done && still_at_path()) {
+    wrote_ = true;
+    return true;
+  }
+  undo(at, old_bytes, bytes.size());
+  if (!done) return false;
+  /* Perhaps what is at the path was copied from this file with the rows in it: writing
+   * them once more could double them. */
+  wrote_ = true;
+  return lost();
 }
 
-void FlatExclusive::undo(off_t at, std::string_view old_bytes) {
-  const bool undone = old_bytes.empty()
-                          ? truncate_file(handle_.get(), at) == 0
-                          : write_at(handle_.get(), old_bytes.data(), old_bytes.size(),
-                                     at) == static_cast<ssize_t>(old_bytes.size());
+void FlatExclusive::undo(off_t at, std::string_view old_bytes, std::size_t written) {
+  bool undone;
+  if (old_bytes.empty()) {
+    struct stat status;
+    undone = ::fstat(handle_.get(), &status) == 0 &&
+             (status.st_size < static_cast<off_t>(written) ||
+              truncate_file(handle_.get(),
+                            status.st_size - static_cast<off_t>(written)) == 0);
+  } else {
+    undone = write_at(handle_.get(), old_bytes.data(), old_bytes.size(), at) ==
+             static_cast<ssize_t>(old_bytes.size());
+  }
   if (!undone) fail(1, "Cannot undo the failed write");
   move_time_forward();
 }

@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <ctime>
 #include <stdexcept>
 
 #include "platform/db/store/internal/flat_exclusive.h"
@@ -14,27 +13,26 @@
 namespace ksutil::db {
 namespace {
 
-/* How long an open file is taken for the one that its path names without a look at the
- * path.  A removed, renamed or replaced file shows at once in its link count and time of
- * status change; only a directory that was exchanged above it does not. */
-constexpr std::int64_t kTrustPath = 1'000'000'000;
-
-std::int64_t coarse_now() {
-  struct timespec now;
-  ::clock_gettime(CLOCK_MONOTONIC_COARSE, &now);
-  return now.tv_sec * 1'000'000'000 + now.tv_nsec;
-}
+/* How often a file may be exchanged during one call before the call fails. */
+constexpr int kAttempts = 1000;
 
 bool same_time(const struct timespec &a, const struct timespec &b) {
   return a.tv_sec == b.tv_sec && a.tv_nsec == b.tv_nsec;
+}
+
+long nanoseconds(const struct timespec &time) {
+  return time.tv_sec * 1'000'000'000 + time.tv_nsec;
 }
 
 bool same_file(const struct stat &a, const struct stat &b) {
   return a.st_dev == b.st_dev && a.st_ino == b.st_ino;
 }
 
-bool same_content(const struct stat &a, const struct stat &b) {
-  return same_file(a, b) && a.st_size == b.st_size && same_time(a.st_mtim, b.st_mtim);
+/* A change of the status time alone counts too: it is all that a row rewritten in place
+ * shows when its writer puts the time of change back. */
+bool same_state(const struct stat &a, const struct stat &b) {
+  return same_file(a, b) && a.st_size == b.st_size && same_time(a.st_mtim, b.st_mtim) &&
+         same_time(a.st_ctim, b.st_ctim) && a.st_nlink == b.st_nlink;
 }
 
 bool is_blank(std::string_view text) {
@@ -94,6 +92,16 @@ std::shared_ptr<const Snapshot> FlatTable::snapshot() {
       snapshot_->stamp() == file_.stamp && &snapshot_->layout() == file_.layout.get()) {
     return snapshot_;
   }
+  return next_snapshot();
+}
+
+std::shared_ptr<const Snapshot> FlatTable::snapshot_anew() {
+  if (!look()) return nullptr;
+  own_changes_ = false;
+  return next_snapshot();
+}
+
+std::shared_ptr<const Snapshot> FlatTable::next_snapshot() {
   try {
     auto fresh = std::make_shared<FlatSnapshot>(file_, settings_.shared);
     if (snapshot_ != nullptr && &snapshot_->layout() == file_.layout.get()) {
@@ -133,17 +141,16 @@ bool FlatTable::exclusively(const std::function<bool(Exclusive &)> &work) {
   }
   /* A second lock of this table would wait for the first for ever. */
   if (running_ != nullptr) return work(*running_);
-  FlatExclusive exclusive(*this);
-  return exclusive.open() && work(exclusive);
-}
-
-bool FlatTable::look() { return unchanged_since_look() || look_at_path(); }
-
-bool FlatTable::unchanged_since_look() const {
-  struct stat now;
-  return file_.handle != nullptr && ::fstat(file_.handle->get(), &now) == 0 &&
-         same_content(now, seen_) && same_time(now.st_ctim, seen_.st_ctim) &&
-         now.st_nlink == seen_.st_nlink && coarse_now() - path_looked_at_ < kTrustPath;
+  for (int attempt = 0; attempt < kAttempts; ++attempt) {
+    const int mark = elog_mark();
+    FlatExclusive exclusive(*this);
+    if (!exclusive.open()) return false;
+    if (work(exclusive)) return true;
+    if (!exclusive.may_start_again()) return false;
+    elog_flush(0, mark);
+  }
+  elog_log(0, "dbput: %s: The file is replaced again and again.\n", file_.path.c_str());
+  return false;
 }
 
 void FlatTable::set_absent() {
@@ -183,49 +190,54 @@ bool FlatTable::find_path(struct stat &status, bool &exists) {
   return true;
 }
 
-bool FlatTable::look_at_path() {
-  struct stat status;
-  bool exists;
-  if (!find_path(status, exists)) return false;
-  if (!exists) {
-    set_absent();
-    return true;
-  }
-  path_looked_at_ = coarse_now();
-  if (file_.handle != nullptr && same_content(status, seen_)) {
-    seen_ = status;
-    return true;
-  }
-  if (file_.handle != nullptr && same_file(status, seen_)) {
-    return look_through(file_.handle);
-  }
-  auto handle = std::make_shared<FileHandle>(open_file(file_.path, O_RDONLY));
-  if (!*handle) {
-    if (errno == ENOENT) {
+bool FlatTable::look() {
+  for (int attempt = 0; attempt < kAttempts; ++attempt) {
+    struct stat status;
+    bool exists;
+    if (!find_path(status, exists)) return false;
+    if (!exists) {
       set_absent();
       return true;
     }
-    elog_log(1, "dbopen: Cannot open %s.\n", file_.path.c_str());
-    return false;
+    if (file_.handle != nullptr && same_state(status, seen_)) return true;
+    switch (look_through(status)) {
+      case Looked::kSeen:
+        return true;
+      case Looked::kFailed:
+        return false;
+      case Looked::kGone:
+        break;
+    }
   }
-  return look_through(std::move(handle));
+  elog_log(0, "dbopen: %s is replaced again and again.\n", file_.path.c_str());
+  return false;
 }
 
-bool FlatTable::look_through(std::shared_ptr<FileHandle> handle) {
+FlatTable::Looked FlatTable::look_through(const struct stat &at_path) {
+  std::shared_ptr<FileHandle> handle = file_.handle;
+  if (handle == nullptr || !same_file(at_path, seen_)) {
+    handle = std::make_shared<FileHandle>(open_file(file_.path, O_RDONLY));
+    if (!*handle) {
+      if (errno == ENOENT) return Looked::kGone;
+      elog_log(1, "dbopen: Cannot open %s.\n", file_.path.c_str());
+      return Looked::kFailed;
+    }
+  }
   own_changes_ = false;
   struct stat status;
   /* The stamp comes before any byte: a change while reading is seen by the next look. */
   if (::fstat(handle->get(), &status) != 0) {
     elog_log(1, "dbopen: Cannot look at %s.\n", file_.path.c_str());
-    return false;
+    return Looked::kFailed;
   }
+  if (status.st_nlink == 0) return Looked::kGone;
   if (!examine(handle->get(), status)) {
     file_.handle.reset();
-    return false;
+    return Looked::kFailed;
   }
   file_.handle = std::move(handle);
   seen_ = status;
-  return true;
+  return Looked::kSeen;
 }
 
 bool FlatTable::examine(int fd, const struct stat &status) {
@@ -244,7 +256,8 @@ void FlatTable::set_stamp(const struct stat &status, long count) {
   stamp.identity[0] = static_cast<long>(status.st_dev);
   stamp.identity[1] = static_cast<long>(status.st_ino);
   stamp.identity[2] = status.st_size;
-  stamp.identity[3] = status.st_mtim.tv_sec * 1'000'000'000 + status.st_mtim.tv_nsec;
+  stamp.identity[3] = nanoseconds(status.st_mtim);
+  stamp.identity[4] = nanoseconds(status.st_ctim);
 }
 
 bool FlatTable::fit(int fd, const struct stat &status) {

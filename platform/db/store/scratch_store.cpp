@@ -61,6 +61,11 @@ class ScratchTable final : public TableStore, private TableStore::Exclusive {
     }
     return snapshot_;
   }
+  /* Nobody else can change the rows. */
+  std::shared_ptr<const Snapshot> snapshot_anew() override {
+    snapshot_.reset();
+    return snapshot();
+  }
   bool exclusively(const std::function<bool(TableStore::Exclusive &)> &work) override {
     return work(*this);
   }

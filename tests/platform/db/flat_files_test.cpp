@@ -335,6 +335,107 @@ TEST_F(FlatFiles, ReplacedRemovedAndNewFilesAreNoticedAtOnce) {
   EXPECT_EQ(old->row(0), lastid_row("a", 1)) << "the old snapshot still shows its rows";
 }
 
+TEST_F(FlatFiles, LinksAndDirectoriesThatAreExchangedAreNoticedAtOnce) {
+  namespace fs = std::filesystem;
+  for (const char *place : {"one", "two"}) {
+    fs::create_directory(directory_ / place);
+    write_file(directory_ / place + "/db.lastid", lastid_row(place, place[0] == 'o'));
+    write_file(directory_ / place + "/db", "schema css3.0\n");
+  }
+  fs::create_directory_symlink(directory_ / "one", directory_ / "link");
+  fs::create_symlink(directory_ / "one/db.lastid", path("lastid"));
+  const auto database = open_flat_files(directory_ / "link/db", "r");
+  TableStore &by_directory = *database->table("lastid");
+  TableStore &by_link = table("lastid");
+  for (const int now : {0, 1, 0, 1}) {
+    const std::string place = now == 1 ? "one" : "two";
+    fs::remove(directory_ / "link");
+    fs::create_directory_symlink(directory_ / place, directory_ / "link");
+    EXPECT_EQ(integer_of(by_directory, "keyvalue", 0), now);
+    fs::remove(path("lastid"));
+    fs::create_symlink(directory_ / place + "/db.lastid", path("lastid"));
+    EXPECT_EQ(integer_of(by_link, "keyvalue", 0), now);
+  }
+}
+
+/* Removes the file that is being opened before it can be looked at. */
+std::string removed_when_opened;
+
+int open_and_remove(const char *name, int flags, mode_t mode) {
+  const int fd = ::open(name, flags, mode);
+  if (name == removed_when_opened) {
+    removed_when_opened.clear();
+    ::unlink(name);
+  }
+  return fd;
+}
+
+TEST_F(FlatFiles, FileRemovedDuringTheLookIsAbsent) {
+  write_file(path("lastid"), lastid_row("a", 1));
+  TableStore &lastid = table("lastid");
+  FileCalls calls = system_file_calls();
+  calls.open = open_and_remove;
+  const ScopedFileCalls scope(calls);
+  removed_when_opened = path("lastid");
+  Stamp stamp;
+  ASSERT_TRUE(lastid.stamp(stamp));
+  EXPECT_FALSE(stamp.exists);
+}
+
+bool flip_bytes = false;
+
+ssize_t pread_flipped(int fd, void *to, std::size_t bytes, off_t at) {
+  const ssize_t got = ::pread(fd, to, bytes, at);
+  for (ssize_t i = 0; flip_bytes && i < got; ++i) {
+    char &c = static_cast<char *>(to)[i];
+    if (c == '7') c = '8';
+  }
+  return got;
+}
+
+/* Programs that copy tables in place put the time of change back. */
+TEST_F(FlatFiles, RowsRewrittenWithTheTimePutBackAreRead) {
+  write_file(path("lastid"), lastid_row("a", 7) + lastid_row("b", 1));
+  TableStore &lastid = table("lastid");
+  EXPECT_EQ(integer_of(lastid, "keyvalue", 0), 7);
+  Stamp before, after;
+  ASSERT_TRUE(lastid.stamp(before));
+  struct stat status;
+  ASSERT_EQ(::stat(path("lastid").c_str(), &status), 0);
+  const struct timespec times[2] = {status.st_atim, status.st_mtim};
+  do { /* until the clock of the status times has stepped on */
+    write_file(path("lastid"), lastid_row("a", 9) + lastid_row("b", 1));
+    ASSERT_EQ(::utimensat(AT_FDCWD, path("lastid").c_str(), times, 0), 0);
+    ASSERT_TRUE(lastid.stamp(after));
+  } while (after == before);
+  EXPECT_EQ(after.time, before.time);
+  EXPECT_EQ(integer_of(lastid, "keyvalue", 0), 9);
+}
+
+TEST_F(FlatFiles, SnapshotAnewShowsWhatTheStampDoesNot) {
+  std::string text;
+  for (int i = 0; i < kManyRows; ++i) text += lastid_row("k", i % 5);
+  text.replace(43, 43, lastid_row("k", 7));
+  write_file(path("lastid"), text);
+  TableStore &lastid = table("lastid");
+  const auto before = lastid.snapshot();
+  const RowText last = before->text(kManyRows - 1);
+  EXPECT_EQ(integer_of(lastid, "keyvalue", 1), 7);
+  FileCalls calls = system_file_calls();
+  calls.pread = pread_flipped;
+  const ScopedFileCalls scope(calls);
+  flip_bytes = true;
+  EXPECT_EQ(lastid.snapshot(), before);
+  const auto anew = lastid.snapshot_anew();
+  const Changes changes = changes_between(*before, *anew);
+  EXPECT_TRUE(changes.known);
+  EXPECT_THAT(changes.changed, ElementsAre(1));
+  EXPECT_EQ(integer_of(lastid, "keyvalue", 1), 8);
+  EXPECT_TRUE(anew->text(kManyRows - 1).same_place(last))
+      << "unchanged blocks are kept";
+  flip_bytes = false;
+}
+
 TEST_F(FlatFiles, RewrittenWithAnotherLayoutIsFittedAnew) {
   write_file(path("origin"),
              origin_row("css3.0", 1, 1.0) + origin_row("css3.0", 2, 2.0));

@@ -7,8 +7,10 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <functional>
 #include <set>
 #include <thread>
+#include <utility>
 
 #include "platform/db/store/internal/flat_files.h"
 #include "platform/stock/files.h"
@@ -231,6 +233,104 @@ TEST_F(FlatWrites, FileReplacedBeforeTheLockIsWrittenInItsPlace) {
   EXPECT_EQ(append(lastid_, lastid_row("k", 3)), 2);
   EXPECT_EQ(file_text(path()),
             lastid_row("new", 1) + lastid_row("new", 2) + lastid_row("k", 3));
+}
+
+/* What another program does to the file while the lock is held: between the look and the
+ * write, or between the write and the answer. */
+std::function<void()> meddle;
+
+ssize_t pwrite_after_meddling(int fd, const void *from, std::size_t bytes, off_t at) {
+  if (meddle) std::exchange(meddle, nullptr)();
+  return ::pwrite(fd, from, bytes, at);
+}
+
+ssize_t pwrite_before_meddling(int fd, const void *from, std::size_t bytes, off_t at) {
+  const ssize_t written = ::pwrite(fd, from, bytes, at);
+  if (meddle) std::exchange(meddle, nullptr)();
+  return written;
+}
+
+TEST_F(FlatWrites, WorkStartsAgainOnTheFileThatTookThePlaceOfTheLockedOne) {
+  const std::string row = lastid_row("k", 3);
+  const auto after = [&](const std::function<void()> &exchange, auto write) {
+    write_file(path(), lastid_row("old", 1));
+    int runs = 0;
+    EXPECT_TRUE(lastid_.exclusively([&](TableStore::Exclusive &rows) {
+      if (runs++ == 0) exchange();
+      return write(rows);
+    })) << messages();
+    EXPECT_EQ(runs, 2);
+    EXPECT_EQ(messages(), "");
+  };
+  const auto append_row = [&](TableStore::Exclusive &rows) {
+    return rows.append(row) >= 0;
+  };
+  const auto replace = [&] {
+    write_file(directory_ / "next", lastid_row("new", 1) + lastid_row("new", 2));
+    std::filesystem::rename(directory_ / "next", path());
+  };
+  after([&] { std::filesystem::remove(path()); }, append_row);
+  EXPECT_EQ(file_text(path()), row);
+  after(replace, append_row);
+  EXPECT_EQ(file_text(path()), lastid_row("new", 1) + lastid_row("new", 2) + row);
+  after(replace, [&](TableStore::Exclusive &rows) {
+    return rows.snapshot() != nullptr && rows.overwrite(0, row);
+  });
+  EXPECT_EQ(file_text(path()), row + lastid_row("new", 2));
+
+  /* Not once something has been written: the work would write it twice. */
+  int runs = 0;
+  EXPECT_FALSE(lastid_.exclusively([&](TableStore::Exclusive &rows) {
+    ++runs;
+    EXPECT_GE(rows.append(row), 0);
+    replace();
+    return rows.append(row) >= 0;
+  }));
+  EXPECT_EQ(runs, 1);
+  EXPECT_THAT(messages(), HasSubstr("removed or replaced"));
+  EXPECT_EQ(file_text(path()), lastid_row("new", 1) + lastid_row("new", 2));
+}
+
+TEST_F(FlatWrites, RowInAFileThatIsGoneIsNoSuccess) {
+  const std::string row = lastid_row("k", 3), old = lastid_row("old", 1);
+  FileCalls calls = system_file_calls();
+  calls.pwrite = pwrite_before_meddling;
+  const ScopedFileCalls scope(calls);
+  write_file(path(), old);
+  meddle = [&] { std::filesystem::remove(path()); };
+  EXPECT_EQ(append(lastid_, row), -1);
+  EXPECT_THAT(messages(), HasSubstr("removed or replaced"));
+  EXPECT_FALSE(std::filesystem::exists(path()));
+
+  write_file(path(), old);
+  meddle = [&] { std::filesystem::rename(path(), directory_ / "aside"); };
+  EXPECT_FALSE(overwrite(lastid_, 0, row));
+  EXPECT_EQ(file_text(directory_ / "aside"), old) << "the row is taken back";
+  meddle = [&] { std::filesystem::rename(path(), directory_ / "aside"); };
+  EXPECT_EQ(append(lastid_, row), -1) << "in a file made for it";
+  EXPECT_EQ(file_text(directory_ / "aside"), "");
+}
+
+TEST_F(FlatWrites, FileCutOrExtendedUnderTheLockGetsNoHoleAndLosesNoRow) {
+  const std::string row = lastid_row("k", 3), a = lastid_row("a", 1),
+                    b = lastid_row("b", 2);
+  FileCalls calls = system_file_calls();
+  calls.pwrite = pwrite_after_meddling;
+  const ScopedFileCalls scope(calls);
+  write_file(path(), a + b);
+  meddle = [&] { ASSERT_EQ(::truncate(path().c_str(), 43), 0); };
+  EXPECT_EQ(append(lastid_, row), 1);
+  EXPECT_EQ(file_text(path()), a + row);
+  EXPECT_EQ(integer_of(lastid_, "keyvalue", 1), 3);
+
+  meddle = [&] { std::ofstream(path(), std::ios::app) << b; };
+  EXPECT_EQ(append(lastid_, row), 3) << "after the row of a program that takes no lock";
+  EXPECT_EQ(file_text(path()), a + row + b + row);
+
+  meddle = [&] { ASSERT_EQ(::truncate(path().c_str(), 43), 0); };
+  EXPECT_FALSE(overwrite(lastid_, 3, row));
+  EXPECT_EQ(file_text(path()), a);
+  EXPECT_THAT(messages(), HasSubstr("cut the file"));
 }
 
 TEST_F(FlatWrites, NestedUseOfATableDoesNotWaitForItself) {

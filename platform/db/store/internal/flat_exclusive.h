@@ -5,6 +5,7 @@
 #ifndef KSUTIL_PLATFORM_DB_STORE_INTERNAL_FLAT_EXCLUSIVE_H
 #define KSUTIL_PLATFORM_DB_STORE_INTERNAL_FLAT_EXCLUSIVE_H
 
+#include <cstddef>
 #include <memory>
 #include <optional>
 #include <string>
@@ -25,20 +26,35 @@ class FlatExclusive final : public TableStore::Exclusive {
   /* Opens, or makes, and locks the file; false with a message. */
   bool open();
 
-  std::shared_ptr<const Snapshot> snapshot() override { return table_.snapshot(); }
+  /* Whether the file was removed or exchanged before anything was written. */
+  bool may_start_again() const { return exchanged_ && !wrote_; }
+
+  std::shared_ptr<const Snapshot> snapshot() override;
   long append(std::string_view row) override;
   long append_all(std::string_view rows) override;
   bool overwrite(long record, std::string_view row) override;
 
  private:
-  bool open_and_lock();
-  bool still_at_path();
+  enum class Opened { kLocked, kGone, kFailed };
+  Opened open_and_lock();
+  /* Whether the file at the table's path is the locked one, at the table's last look or
+   * now. */
+  bool holds_table() const;
+  bool still_at_path() const;
+  bool lost();
   /* Brings the table up to date and the end of its file into order. */
   bool prepare();
   bool repair_end();
   bool check_rows(std::string &rows);
-  bool write(std::string_view bytes, off_t at, std::string_view old_bytes);
-  void undo(off_t at, std::string_view old_bytes);
+  /* Puts whole rows at the end of the file, or one over old bytes. */
+  bool write_end(std::string_view rows, off_t expected, off_t &at);
+  bool write_over(std::string_view row, off_t at);
+  bool write(std::string_view bytes, off_t at, bool append, std::string_view old_bytes);
+  bool set_append(bool append);
+  bool find_rows(std::string_view rows, off_t &at);
+  bool byte_before(off_t at, char &byte);
+  bool check_for_hole(off_t at, char before, off_t end);
+  void undo(off_t at, std::string_view old_bytes, std::size_t written);
   bool sync();
   bool move_time_forward();
   bool fail(int flag, const char *what);
@@ -47,6 +63,8 @@ class FlatExclusive final : public TableStore::Exclusive {
   FileHandle handle_;
   std::optional<FileLock> lock_;
   bool created_ = false;
+  bool exchanged_ = false;  // found with another file, or none, at the path
+  bool wrote_ = false;      // a write has succeeded
 };
 
 }  // namespace ksutil::db

@@ -9,9 +9,11 @@
  * has no file beside the descriptor: "old" stands for old/name.<table>, "/data/{archive}"
  * for /data/archive.<table>; relative ones start at the descriptor's directory.
  *
- * Other programs may read and write the files at the same time.  A changed, removed or
- * replaced file is noticed at the next look, a directory that was exchanged above it
- * within a second. */
+ * Other programs may read and write the files at the same time.  Every look goes to the
+ * path: a changed, removed or replaced file, a link that was switched and a directory that
+ * was exchanged above it are noticed at once.  Not noticed, except by a snapshot that reads
+ * anew, is a row rewritten in place without a trace in the file's size and times; the
+ * times step at the pace of the system's clock, some milliseconds. */
 #ifndef KSUTIL_PLATFORM_DB_STORE_INTERNAL_FLAT_FILES_H
 #define KSUTIL_PLATFORM_DB_STORE_INTERNAL_FLAT_FILES_H
 

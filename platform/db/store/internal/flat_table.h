@@ -33,6 +33,7 @@ class FlatTable final : public TableStore {
   const Relation &layout() override;
   bool stamp(Stamp &stamp) override;
   std::shared_ptr<const Snapshot> snapshot() override;
+  std::shared_ptr<const Snapshot> snapshot_anew() override;
   bool exclusively(const std::function<bool(Exclusive &)> &work) override;
   const std::string &file_name() const override { return file_.path; }
   const std::string &directory() const override { return directory_; }
@@ -40,13 +41,16 @@ class FlatTable final : public TableStore {
  private:
   friend class FlatExclusive;
 
-  /* Bring file_ up to date; false, with a message, on an error. */
+  /* Brings file_ up to date with one look at the path; false, with a message, on an
+   * error. */
   bool look();
-  bool look_at_path();
-  bool look_through(std::shared_ptr<FileHandle> handle);
-  bool unchanged_since_look() const;
+  /* Takes over what the path leads to; kGone when that was removed or exchanged
+   * meanwhile. */
+  enum class Looked { kSeen, kGone, kFailed };
+  Looked look_through(const struct stat &at_path);
   bool find_path(struct stat &status, bool &exists);
   void set_absent();
+  std::shared_ptr<const Snapshot> next_snapshot();
 
   /* Reads what the identity of the file alone does not tell. */
   bool examine(int fd, const struct stat &status);
@@ -70,9 +74,8 @@ class FlatTable final : public TableStore {
   std::string directory_;
 
   FlatFile file_;
-  struct stat seen_ = {};            // of file_.handle at the last look
-  std::int64_t path_looked_at_ = 0;  // when the path last led to the handle; ns
-  bool carriage_return_ = false;     // stands before the newlines
+  struct stat seen_ = {};         // of file_.handle at the last look
+  bool carriage_return_ = false;  // stands before the newlines
   std::vector<std::shared_ptr<const Relation>> layouts_;  // all that layout() has given
   std::shared_ptr<const FlatSnapshot> snapshot_;
 
