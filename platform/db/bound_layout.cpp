@@ -129,6 +129,15 @@ bool BoundLayout::read(std::size_t field, std::string_view row,
   return true;
 }
 
+bool BoundLayout::readable(std::string_view row) const {
+  if (row.empty()) return false;
+  expr::Value value;
+  for (std::size_t field = 0; field < columns_.size(); ++field) {
+    if (!read(field, row, value)) return false;
+  }
+  return true;
+}
+
 bool BoundLayout::value(int field, std::string_view row, expr::Value &result) const {
   const auto index = static_cast<std::size_t>(field);
   if (read(index, row, result)) return true;

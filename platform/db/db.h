@@ -35,18 +35,22 @@ enum {
   dbq_record_count,  // long: rows now; 0 while the table has no file.  Looks at the store
   dbq_file_name,     // const char *: the table's file
   dbq_dir_name,      // const char *: its directory
-  dbq_database_name,  // const char *
-  dbq_schema_name,    // const char *
-  dbq_table_name,     // const char *
-  dbq_table_present,  // int: 1 when the table has a file
-  dbq_record_size,    // long: bytes of a record as stored, newline included
-  dbq_tables,         // Tbl *: names of the schema's tables
-  dbq_fields,         // Tbl *: names of the table's fields, in order
-  dbq_primary_key,    // Tbl *: fields, or "low::high" for a range
-  dbq_field_type,     // int: dbINTEGER ... dbDATE, of the pointer's field
-  dbq_field_size,     // int: characters
-  dbq_field_format,   // const char *: printf format
-  dbq_field_null      // const char *: text of the null
+  dbq_database_name,    // const char *
+  dbq_schema_name,      // const char *
+  dbq_table_name,       // const char *
+  dbq_table_present,    // int: 1 when the table has a file
+  dbq_record_size,      // long: bytes of a record as stored, newline included
+  dbq_tables,           // Tbl *: names of the schema's tables
+  dbq_fields,           // Tbl *: names of the table's fields, in order
+  dbq_primary_key,      // Tbl *: fields, or "low::high" for a range
+  dbq_field_type,       // int: dbINTEGER ... dbDATE, of the pointer's field
+  dbq_field_size,       // int: characters
+  dbq_field_format,     // const char *: printf format
+  dbq_field_null,       // const char *: text of the null
+  dbq_unreadable_count  // long: records that cannot be read.  Of a table: rows that are
+                        // broken or hold a field that its type does not read; reads the
+                        // whole table.  Of a view: those that were left out when it was
+                        // made, and when the views it was made of were made
 };
 
 enum { dbINTEGER = 1, dbREAL, dbSTRING, dbTIME, dbDATE, dbYEARDAY, dbPOINTER };
@@ -154,8 +158,8 @@ KSUTIL_API void dbex_free(Expression *expression);
  * settled when the view is made; their values are read when they are used.  Fields are
  * those of its tables in order; a name that several tables have means the first of them,
  * "table.field" any.
- * Records that cannot be read are left out, with one message for all of them; a null is
- * not true.  A view lives until dbfree_view or dbclose.  On failure a Dbptr with dbINVALID
+ * Records that cannot be read are left out, with one message for all of them; a program
+ * that must tell its user asks dbquery for dbq_unreadable_count.  A null is not true.  A view lives until dbfree_view or dbclose.  On failure a Dbptr with dbINVALID
  * in it. */
 
 /* The records for which an expression is true. */

@@ -76,6 +76,8 @@ int query_source(Database &database, RecordSource &source, int code, void *resul
   switch (code) {
     case dbq_record_count:
       return source.count("dbquery", *static_cast<long *>(result)) ? 0 : -1;
+    case dbq_unreadable_count:
+      return source.unreadable("dbquery", *static_cast<long *>(result)) ? 0 : -1;
     case dbq_table_name:
       *static_cast<const char **>(result) = database.keep(source.name());
       return 0;

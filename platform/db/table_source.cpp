@@ -105,6 +105,17 @@ bool TableSource::count(const char *who, long &count) {
   return true;
 }
 
+bool TableSource::unreadable(const char *who, long &count) {
+  const std::shared_ptr<const Snapshot> rows = look(who);
+  if (rows == nullptr) return false;
+  const ElogScope quiet;
+  count = 0;
+  for (long number = 0; number < rows->count(); ++number) {
+    if (!layout_->readable(rows->row(number))) ++count;
+  }
+  return true;
+}
+
 /* Makes sure that the snapshot holds the record, with one new look at most. */
 bool TableSource::refresh(const char *who, long number) {
   if ((stale_ || number >= snapshot_->count()) && look(who) == nullptr) return false;

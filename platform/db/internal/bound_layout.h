@@ -33,6 +33,9 @@ class BoundLayout {
    * message that names the field, when it cannot be read.  The text lives in `row`. */
   bool value(int field, std::string_view row, expr::Value &result) const;
 
+  /* Whether every field of the row can be read. */
+  bool readable(std::string_view row) const;
+
  private:
   using Column = std::variant<std::monostate, IntegerColumn, RealColumn, TextColumn>;
   bool read(std::size_t field, std::string_view row, expr::Value &result) const;

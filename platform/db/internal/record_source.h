@@ -33,6 +33,10 @@ class RecordSource {
   /* The number of records as things stand now; false with a message. */
   virtual bool count(const char *who, long &count) = 0;
 
+  /* The number of records that cannot be read, see dbq_unreadable_count; false with a
+   * message. */
+  virtual bool unreadable(const char *who, long &count) = 0;
+
   /* A record, positive or special, whose slots are the field indexes; valid until the
    * next call on this source.  Null, with a message in the name of `who`. */
   virtual const expr::Record *record(const char *who, long number) = 0;

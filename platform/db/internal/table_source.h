@@ -30,6 +30,7 @@ class TableSource final : public RecordSource {
   int find_field(std::string_view name) const override;
   std::uint64_t signature() const override { return layout_->signature(); }
   bool count(const char *who, long &count) override;
+  bool unreadable(const char *who, long &count) override;
   const expr::Record *record(const char *who, long number) override;
   TableSource *table() override { return this; }
 

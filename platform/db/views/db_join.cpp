@@ -213,6 +213,7 @@ Dbptr join(const Opened &opened, Dbptr left_db, Dbptr right_db, Tbl *lkeys,
   if (left_out > 0) {
     elog_log(0, "dbjoin: %ld records cannot be read and are left out.\n", left_out);
   }
+  joined.left_out = left.tuples.left_out + right.tuples.left_out + left_out;
   return add_view(*opened, left_db, std::move(joined));
 }
 

@@ -24,9 +24,10 @@ ProgramPtr compile(const char *who, const RecordSource &source,
 }
 
 /* Calls visit(number, record) for each record of a source; those that cannot be read, and
- * those for which visit is false, are left out with one message for all of them. */
+ * those for which visit is false, are left out with one message for all of them.  Their
+ * number. */
 template <class Visit>
-void each_record(const char *who, RecordSource &source, long count, Visit visit) {
+long each_record(const char *who, RecordSource &source, long count, Visit visit) {
   long left_out = 0;
   {
     const ElogScope quiet;
@@ -39,6 +40,7 @@ void each_record(const char *who, RecordSource &source, long count, Visit visit)
     elog_log(0, "%s: %ld records of %s cannot be read and are left out.\n", who,
              left_out, source.name().c_str());
   }
+  return left_out;
 }
 
 /* What one key says of one record; nulls come first. */
@@ -82,20 +84,21 @@ class KeyedRecords {
     }
     width_ = programs.size();
     expr::Workspace workspace;
-    each_record(who, source, tuples.count(), [&](long i, const expr::Record &record) {
-      const std::size_t size = values_.size();
-      for (const ProgramPtr &program : programs) {
-        expr::Value value;
-        if (!program->evaluate(record, workspace, value)) {
-          values_.erase(values_.begin() + static_cast<std::ptrdiff_t>(size),
-                        values_.end());
-          return false;
-        }
-        values_.emplace_back(value);
-      }
-      numbers.push_back(i);
-      return true;
-    });
+    tuples.left_out += each_record(
+        who, source, tuples.count(), [&](long i, const expr::Record &record) {
+          const std::size_t size = values_.size();
+          for (const ProgramPtr &program : programs) {
+            expr::Value value;
+            if (!program->evaluate(record, workspace, value)) {
+              values_.erase(values_.begin() + static_cast<std::ptrdiff_t>(size),
+                            values_.end());
+              return false;
+            }
+            values_.emplace_back(value);
+          }
+          numbers.push_back(i);
+          return true;
+        });
     return true;
   }
 
@@ -127,16 +130,17 @@ Dbptr subset(const Opened &opened, Dbptr db, const char *expression) {
   }
   chosen.parts = all.parts;
   expr::Workspace workspace;
-  each_record("dbsubset", *source, all.count(),
-              [&](long i, const expr::Record &record) {
-                expr::Value value, truth;
-                if (!program->evaluate(record, workspace, value) ||
-                    !expr::convert(value, expr::Type::kBoolean, workspace, truth)) {
-                  return false;
-                }
-                if (!truth.null && truth.integer != 0) chosen.add(all.tuple(i));
-                return true;
-              });
+  chosen.left_out = all.left_out;
+  chosen.left_out += each_record(
+      "dbsubset", *source, all.count(), [&](long i, const expr::Record &record) {
+        expr::Value value, truth;
+        if (!program->evaluate(record, workspace, value) ||
+            !expr::convert(value, expr::Type::kBoolean, workspace, truth)) {
+          return false;
+        }
+        if (!truth.null && truth.integer != 0) chosen.add(all.tuple(i));
+        return true;
+      });
   return add_view(*opened, db, std::move(chosen));
 }
 
@@ -161,6 +165,7 @@ Dbptr sort(const Opened &opened, Dbptr db, Tbl *keys, int flags) {
   }
   Tuples sorted;
   sorted.parts = records.tuples.parts;
+  sorted.left_out = records.tuples.left_out;
   for (const std::size_t at : order)
     sorted.add(records.tuples.tuple(records.numbers[at]));
   return add_view(*opened, db, std::move(sorted));
@@ -179,6 +184,7 @@ Dbptr group(const Opened &opened, Dbptr db, Tbl *keys) {
   }
   Tuples groups;
   groups.parts = records.tuples.parts;
+  groups.left_out = records.tuples.left_out;
   std::vector<long> starts;
   for (std::size_t i = 0; i < records.numbers.size(); ++i) {
     if (i > 0 && records.compare(i - 1, i) == 0) continue;

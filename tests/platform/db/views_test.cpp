@@ -20,6 +20,12 @@ long count(Dbptr view) {
   return records;
 }
 
+long unreadable(Dbptr view) {
+  long records = -1;
+  EXPECT_EQ(dbquery(view, dbq_unreadable_count, &records), 0) << messages();
+  return records;
+}
+
 Dbptr at(Dbptr view, long record) {
   view.record = record;
   return view;
@@ -275,6 +281,16 @@ TEST_F(Views, ReadValuesAsTheyAreNowAndLeaveOutWhatCannotBeRead) {
             "dbsubset: 1 records of origin cannot be read and are left out.\n");
   EXPECT_EQ(count(dbsort(db.at("origin"), *keys.list(), 0)), 1);
   EXPECT_EQ(dbgroup(db.at("origin"), *keys.list()).table, dbINVALID);
+
+  /* How many they are, also through views of views. */
+  EXPECT_EQ(unreadable(db.at("origin")), 1);
+  const Dbptr subset = dbsubset(db.at("origin"), "orid > 0");
+  EXPECT_EQ(unreadable(subset), 1);
+  EXPECT_EQ(unreadable(dbsort(subset, *keys.list(), 0)), 1);
+  EXPECT_EQ(unreadable(dbgroup(subset, *keys.list())), 1);
+  EXPECT_EQ(unreadable(dbjoin(subset, db.at("event"), nullptr, nullptr)), 1);
+  EXPECT_EQ(unreadable(dbsubset(db.at("origin"), "depth < 700")), 0)
+      << "what the expression asks for can be read";
 }
 
 TEST_F(Views, RefuseWhatMakesNoSense) {

@@ -23,6 +23,7 @@ struct Tuples {
   };
   std::vector<Part> parts;
   std::vector<long> records;
+  long left_out = 0;  // records that could not be read when this list was made
 
   long count() const {
     return static_cast<long>(records.size()) / static_cast<long>(parts.size());
@@ -47,6 +48,10 @@ class ViewSource final : public RecordSource {
   int find_field(std::string_view name) const override;
   std::uint64_t signature() const override;
   bool count(const char *who, long &count) override;
+  bool unreadable(const char *, long &count) override {
+    count = tuples_.left_out;
+    return true;
+  }
   const expr::Record *record(const char *who, long number) override;
 
   const Tuples &tuples() const { return tuples_; }
