@@ -1,6 +1,7 @@
 #include "platform/db/store/internal/flat_descriptor.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <memory>
 
 #include "platform/elog/elog.h"
@@ -56,15 +57,24 @@ bool read_table_path(const std::string &name, const std::string &text,
 bool FlatDescriptor::read(const std::string &name) {
   std::string text;
   if (!read_file(name, kDescriptorMaxBytes, text)) {
+    content = Content::kUnreadable;
+    if (errno == EFBIG) return true;
     elog_log(1, "dbopen: Cannot read %s.\n", name.c_str());
     return false;
   }
   Pf *compiled = nullptr;
-  if (pfcompile(text.c_str(), &compiled) != 0) {
-    elog_log(0, "dbopen: %s is no descriptor of a database.\n", name.c_str());
-    return false;
+  {
+    const ElogScope quiet;
+    if (text.find('\0') != text.npos || pfcompile(text.c_str(), &compiled) != 0) {
+      content = Content::kUnreadable;
+      return true;
+    }
   }
+  content = Content::kNoWords;
   const std::unique_ptr<Pf, void (*)(Pf *)> tree(compiled, pffree);
+  for (const char *word : {"schema", "table_path", "sync"}) {
+    if (pfget_string(tree.get(), word) != nullptr) content = Content::kWords;
+  }
   if (const char *value = pfget_string(tree.get(), "schema")) schema = value;
   if (const char *given = pfget_string(tree.get(), "sync")) {
     const std::string value = given;

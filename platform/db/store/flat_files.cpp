@@ -1,69 +1,17 @@
 #include "platform/db/store/internal/flat_files.h"
 
 #include <fcntl.h>
-#include <sys/stat.h>
-
-#include <algorithm>
-#include <cerrno>
 #include <map>
 #include <vector>
 
 #include "platform/db/store/internal/flat_descriptor.h"
 #include "platform/db/store/internal/flat_table.h"
-#include "platform/db/store/internal/layout_fit.h"
+#include "platform/db/store/internal/found_tables.h"
 #include "platform/elog/elog.h"
 #include "platform/stock/files.h"
 
 namespace ksutil::db {
 namespace {
-
-bool is_file(const std::string &path) {
-  struct stat status;
-  return ::stat(path.c_str(), &status) == 0 && S_ISREG(status.st_mode);
-}
-
-/* The names of all tables that a flat-file database may have. */
-std::vector<std::string> known_tables() {
-  std::vector<std::string> names;
-  for (const std::string &schema_name : builtin_schemas()) {
-    const auto schema = Schema::load(schema_name);
-    if (schema == nullptr) continue;
-    for (const Relation &relation : schema->relations()) {
-      if (std::find(names.begin(), names.end(), relation.name) == names.end()) {
-        names.push_back(relation.name);
-      }
-    }
-  }
-  return names;
-}
-
-/* Reads from the files that are there which schema they follow: the first built-in one,
- * unless a table has the layout of another.  "" when there are no tables. */
-std::string schema_of_files(const Prefixes &prefixes) {
-  const std::string first = builtin_schemas().front();
-  const auto schema = Schema::load(first);
-  if (schema == nullptr) return "";
-  std::string found;
-  for (const std::string &table : known_tables()) {
-    for (const std::string &prefix : prefixes) {
-      const std::string path = prefix + "." + table;
-      if (!is_file(path)) continue;
-      if (found.empty()) found = first;
-      std::string head(kFitBytes, '\0');
-      const FileHandle file = open_file(path, O_RDONLY);
-      const ssize_t got = read_at(file.get(), head.data(), head.size(), 0);
-      if (got <= 0) break;
-      head.resize(static_cast<std::size_t>(got));
-      Fit fit;
-      if (fit_layout(*schema, table, head, head.size() < kFitBytes, fit) &&
-          fit.schema != first) {
-        return fit.schema;
-      }
-      break;
-    }
-  }
-  return found;
-}
 
 class FlatDatabase final : public DatabaseStore {
  public:
@@ -100,6 +48,48 @@ class FlatDatabase final : public DatabaseStore {
   std::map<std::string, std::unique_ptr<FlatTable>, std::less<>> tables_;
 };
 
+/* Whether a database is there; false, with a message that says what was probably meant.
+ * Chooses the schema by the table files when the descriptor names none. */
+bool check_tables(const std::string &name, const Prefixes &prefixes,
+                  FlatDescriptor &descriptor) {
+  using Content = FlatDescriptor::Content;
+  const std::string misspelled = misspelled_table_file(name);
+  if (!misspelled.empty()) {
+    elog_log(0, "dbopen: %s: names of tables are in lower case; rename the file.\n",
+             misspelled.c_str());
+    return false;
+  }
+  const std::string found =
+      descriptor.schema.empty() || descriptor.content != Content::kWords
+          ? schema_of_files(prefixes)
+          : descriptor.schema;
+  const std::string meant = database_of_table_file(name);
+  if (descriptor.content == Content::kUnreadable && !found.empty()) {
+    elog_log(0, "dbopen: %s is no descriptor of a database.\n", name.c_str());
+    return false;
+  }
+  if (descriptor.content == Content::kMissing && found.empty()) {
+    elog_log(0, "dbopen: %s has neither a descriptor nor a table.\n", name.c_str());
+    return false;
+  }
+  if (descriptor.content != Content::kWords && found.empty()) {
+    if (meant.empty()) {
+      elog_log(0,
+               "dbopen: %s is no database: it names no schema, table_path or sync, and "
+               "no table file such as %s.origin is beside it.\n",
+               name.c_str(), name.c_str());
+    } else {
+      elog_log(0, "dbopen: %s is a table file, not a database; open %s.\n",
+               name.c_str(), meant.c_str());
+    }
+    return false;
+  }
+  if (descriptor.schema.empty()) {
+    descriptor.schema = found.empty() ? builtin_schemas().front() : found;
+  }
+  return true;
+}
+
 }  // namespace
 
 std::unique_ptr<DatabaseStore> open_flat_files(const std::string &name,
@@ -113,19 +103,11 @@ std::unique_ptr<DatabaseStore> open_flat_files(const std::string &name,
     return nullptr;
   }
   FlatDescriptor descriptor;
-  const bool described = is_file(name);
-  if (described && !descriptor.read(name)) return nullptr;
+  if (is_file(name) && !descriptor.read(name)) return nullptr;
   Prefixes prefixes{name};
   prefixes.insert(prefixes.end(), descriptor.prefixes.begin(),
                   descriptor.prefixes.end());
-  if (descriptor.schema.empty()) {
-    descriptor.schema = schema_of_files(prefixes);
-    if (descriptor.schema.empty() && !described) {
-      elog_log(0, "dbopen: %s has neither a descriptor nor a table.\n", name.c_str());
-      return nullptr;
-    }
-    if (descriptor.schema.empty()) descriptor.schema = builtin_schemas().front();
-  }
+  if (!check_tables(name, prefixes, descriptor)) return nullptr;
   auto schema = Schema::load(descriptor.schema);
   if (schema == nullptr) {
     elog_log(0, "dbopen: Cannot open %s.\n", name.c_str());

@@ -281,8 +281,11 @@ bool FlatTable::fit(int fd, const struct stat &status) {
   Fit found;
   if (!fit_layout(*settings_.schema, relation_.name, head,
                   status.st_size <= static_cast<off_t>(kFitBytes), found)) {
-    elog_log(0, "dbopen: %s does not hold records of a known layout of %s.\n",
-             file_.path.c_str(), relation_.name.c_str());
+    elog_log(0,
+             "dbopen: %s does not hold records of a known layout of %s: its first line "
+             "has %zu characters, the schema says %d.\n",
+             file_.path.c_str(), relation_.name.c_str(),
+             std::min(head.find('\n'), head.size()), relation_.width);
     return false;
   }
   set_layout(std::move(found.layout), found.carriage_return);

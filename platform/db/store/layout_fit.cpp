@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <optional>
+#include <variant>
 #include <vector>
 
 #include "platform/db/columns.h"
@@ -36,62 +37,77 @@ std::optional<Relation> stretched(const Relation &relation, std::size_t width) {
   return layout;
 }
 
-/* Counts what is in place in one record. */
+/* Counts, field by field, in how many records its separator and its number are in place. */
 class Judge {
  public:
   explicit Judge(const Relation &layout) : layout_(layout) {
     for (const Field &field : layout.fields) {
+      Counted counted;
       switch (field.type) {
         case FieldType::kReal:
         case FieldType::kTime:
-          reals_.emplace_back(layout, field.name);
+          counted.number = RealColumn(layout, field.name);
           break;
         case FieldType::kInteger:
         case FieldType::kYearday:
-          integers_.emplace_back(layout, field.name);
+          counted.number = IntegerColumn(layout, field.name);
           break;
         default:
           break;
       }
+      fields_.push_back(std::move(counted));
     }
   }
 
   void look(std::string_view record) {
-    for (const Field &field : layout_.fields) {
-      if (field.offset == 0) continue;
-      count(record[static_cast<std::size_t>(field.offset) - 1] == ' ');
-    }
-    for (const RealColumn &column : reals_) {
-      double value;
-      count(column.read(record, value));
-    }
-    for (const IntegerColumn &column : integers_) {
-      std::int64_t value;
-      count(column.read(record, value));
+    ++records_;
+    for (std::size_t i = 0; i < fields_.size(); ++i) {
+      const auto offset = static_cast<std::size_t>(layout_.fields[i].offset);
+      bool good = offset == 0 || count(record[offset - 1] == ' ');
+      if (const auto *real = std::get_if<RealColumn>(&fields_[i].number)) {
+        double value;
+        good = count(real->read(record, value)) && good;
+      } else if (const auto *integer = std::get_if<IntegerColumn>(&fields_[i].number)) {
+        std::int64_t value;
+        good = count(integer->read(record, value)) && good;
+      }
+      if (!good) ++fields_[i].bad;
     }
   }
 
   double share() const { return looked_ == 0 ? 0.0 : double(good_) / double(looked_); }
 
+  /* Whether some field is out of place in most records, as one that stands beside its
+   * columns is. */
+  bool has_shifted_field() const {
+    return std::any_of(fields_.begin(), fields_.end(), [this](const Counted &field) {
+      return 2 * field.bad > records_;
+    });
+  }
+
  private:
-  void count(bool good) {
+  struct Counted {
+    std::variant<std::monostate, RealColumn, IntegerColumn> number;
+    long bad = 0;  // records in which its separator or its number is out of place
+  };
+
+  bool count(bool good) {
     ++looked_;
     if (good) ++good_;
+    return good;
   }
 
   const Relation &layout_;
-  std::vector<RealColumn> reals_;
-  std::vector<IntegerColumn> integers_;
-  long looked_ = 0, good_ = 0;
+  std::vector<Counted> fields_;
+  long records_ = 0, looked_ = 0, good_ = 0;
 };
 
-double share_in_place(const Relation &layout, std::string_view head,
-                      std::size_t length) {
+Judge judged(const Relation &layout, std::string_view head, std::size_t length) {
   Judge judge(layout);
   for (std::size_t i = 0; i < kFitRecords && (i + 1) * length <= head.size() + 1; ++i) {
     judge.look(head.substr(i * length, length));
   }
-  return judge.share();
+  return judge;
 }
 
 bool is_blank(std::string_view text) {
@@ -150,8 +166,10 @@ bool fit_layout(const Schema &schema, std::string_view table, std::string_view h
     std::optional<Relation> layout = stretched(*candidate.relation, width);
     if (!layout) continue;
     const bool exact = layout->width == candidate.relation->width;
-    const double share = share_in_place(*layout, head, end + 1);
+    const Judge judge = judged(*layout, head, end + 1);
+    const double share = judge.share();
     if (share < (exact ? kExactShare : kGoodShare)) continue;
+    if (!exact && judge.has_shifted_field()) continue;
     const double worth = share + (exact ? kExactBonus : 0.0);
     if (worth <= best) continue;
     best = worth;

@@ -194,6 +194,58 @@ TEST_F(FlatFiles, OpeningNeedsADescriptorOrATable) {
   }
 }
 
+/* An empty database in the place of a catalogue is searched, and filled, in silence. */
+TEST_F(FlatFiles, FilesThatAreNoDatabasesAreRefusedWithAHint) {
+  const struct {
+    const char *name, *content, *hint;
+  } cases[] = {{"catalogue.csv", "time,latitude\n2012-08-31,1.0\n", "is no database"},
+               {"empty", "", "is no database"},
+               {"binary",
+                "\x7f"
+                "ELF",
+                "is no database"},
+               {"cat.origin", "1.0 2.0\n", "a table file, not a database; open "}};
+  for (const auto &c : cases) {
+    write_file(directory_ / c.name, c.content);
+    EXPECT_EQ(open_flat_files(directory_ / c.name, "r+"), nullptr);
+    EXPECT_THAT(messages(),
+                ::testing::AllOf(HasSubstr(directory_ / c.name), HasSubstr(c.hint)));
+  }
+  write_file(directory_ / "large.event", std::string(2 << 20, 'x'));
+  EXPECT_EQ(open_flat_files(directory_ / "large.event", "r"), nullptr);
+  EXPECT_THAT(messages(), HasSubstr("open " + (directory_ / "large") + "."));
+
+  /* A descriptor of other words is one when it has tables; so is a database whose name
+   * ends like a table. */
+  write_file(directory_ / "db", "owner somebody\n");
+  EXPECT_EQ(open_flat_files(directory_ / "db", "r"), nullptr);
+  write_file(path("lastid"), lastid_row("orid", 8));
+  EXPECT_NE(open_flat_files(directory_ / "db", "r"), nullptr) << messages();
+  write_file(directory_ / "my.event", "schema css3.0\n");
+  EXPECT_NE(open_flat_files(directory_ / "my.event", "r"), nullptr) << messages();
+
+  write_file(path("ORIGIN"), origin_row("css3.0", 1, 1.0));
+  EXPECT_EQ(open_flat_files(directory_ / "db", "r"), nullptr);
+  EXPECT_THAT(messages(),
+              ::testing::AllOf(HasSubstr(path("ORIGIN")), HasSubstr("lower case")));
+  write_file(path("origin"), origin_row("css3.0", 1, 1.0));
+  EXPECT_NE(open_flat_files(directory_ / "db", "r"), nullptr) << messages();
+}
+
+TEST_F(FlatFiles, ShiftedColumnsAreRefusedWithBothLengths) {
+  std::string text;
+  for (int i = 0; i < 5; ++i) {
+    std::string row = origin_row("css3.0", 100 + i, 10.25 + i);
+    text += row.erase(9, 3);  // latitude three digits narrower, the rest moved up
+  }
+  write_file(path("origin"), text);
+  EXPECT_EQ(table("origin").snapshot(), nullptr);
+  const auto width = static_cast<std::size_t>(relation("css3.0", "origin").width);
+  EXPECT_THAT(messages(),
+              ::testing::AllOf(HasSubstr("has " + std::to_string(width - 3)),
+                               HasSubstr("says " + std::to_string(width))));
+}
+
 TEST_F(FlatFiles, TablePathLeadsToTablesElsewhere) {
   ::mkdir((directory_ / "more").c_str(), 0777);
   write_file(directory_ / "db", "schema css3.0\ntable_path more:more/{archive}\n");

@@ -15,7 +15,17 @@ struct FlatDescriptor {
   Prefixes prefixes;   // of table_path
   bool sync = false;
 
-  /* Reads the descriptor of the database of that name; false with a message. */
+  /* What the file holds: at least one of the words above; a parameter file without them;
+   * something else.  kMissing until read() is called. */
+  enum class Content {
+    kMissing,
+    kWords,
+    kNoWords,
+    kUnreadable
+  } content = Content::kMissing;
+
+  /* Reads the descriptor of the database of that name; false, with a message, when it
+   * cannot be read or one of the words has a value that it cannot have. */
   bool read(const std::string &name);
 };
 

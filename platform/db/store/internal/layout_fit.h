@@ -22,7 +22,9 @@ struct Fit {
 
 /* Chooses among the layouts that `schema` and the built-in schemas have for the table,
  * each with its last field as wide as the length of the first record leaves it, the one in
- * which separators and numbers of the first records are where they belong.
+ * which separators and numbers of the first records are where they belong.  A layout whose
+ * length is not that of the records is not taken when one of its fields is out of place in
+ * most records: an inner field has another width then, and all behind it are shifted.
  *
  * head    the first kFitBytes of the file
  * whole   whether that is all of it
