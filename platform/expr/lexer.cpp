@@ -20,6 +20,44 @@ std::size_t index_end(std::string_view text, std::size_t at) {
                                                                             : at;
 }
 
+/* What a text without quotes looks like that begins with three numbers, as in 2012-08-31. */
+struct WrittenDate {
+  std::size_t length = 0;  // 0: not like a date
+  bool certain = false;    // an integer is never written like that: with a leading zero
+};
+
+/* Reads "YYYY-MM-DD" and "YYYY/MM/DD" at the beginning of the text. */
+WrittenDate written_date(std::string_view text) {
+  constexpr std::size_t kLength = 10;
+  if (text.size() < kLength) return {};
+  for (std::size_t i = 0; i < kLength; ++i) {
+    const bool separator = i == 4 || i == 7;
+    if (separator ? text[i] != '-' && text[i] != '/' : !is_digit(text[i])) return {};
+  }
+  if (text[4] != text[7] || (text.size() > kLength && is_digit(text[kLength]))) {
+    return {};
+  }
+  const int month = (text[5] - '0') * 10 + (text[6] - '0');
+  const int day = (text[8] - '0') * 10 + (text[9] - '0');
+  if (month < 1 || month > 12 || day < 1 || day > 31) return {};
+  WrittenDate date{kLength, text[5] == '0' || text[8] == '0'};
+  if (date.length < text.size() && text[date.length] == 'T') {
+    date.certain = true;
+    do {
+      ++date.length;
+    } while (date.length < text.size() &&
+             (is_digit(text[date.length]) || text[date.length] == ':' ||
+              text[date.length] == '.'));
+  }
+  return date;
+}
+
+bool is_arithmetic(Symbol symbol) {
+  return symbol == Symbol::kPlus || symbol == Symbol::kMinus ||
+         symbol == Symbol::kTimes || symbol == Symbol::kDivide ||
+         symbol == Symbol::kModulo || symbol == Symbol::kPower;
+}
+
 struct Spelling {
   std::string_view text;
   Symbol symbol;
@@ -39,6 +77,27 @@ constexpr Spelling kSpellings[] = {
 }  // namespace
 
 bool Lexer::next(Token &token, Error &error) {
+  if (!word(token, error)) return false;
+  last_ = token.symbol;
+  return true;
+}
+
+/* A date without quotes would be computed with, as a small number.  One with a leading zero
+ * is nothing else; another may be meant as arithmetic when it is a part of more of that. */
+bool Lexer::refuse_date(Error &error) const {
+  const std::string_view rest = text_.substr(at_);
+  const WrittenDate date = written_date(rest);
+  if (date.length == 0) return false;
+  const std::string_view behind = rest.substr(date.length, 1);
+  const bool goes_on = !behind.empty() && behind.find_first_of("+-*/%^") == 0;
+  if (!date.certain && (goes_on || is_arithmetic(last_))) return false;
+  const std::string text(rest.substr(0, date.length));
+  error = {at_, "expected a date in quotes, \"" + text + "\", found " + text +
+                    " without them"};
+  return true;
+}
+
+bool Lexer::word(Token &token, Error &error) {
   while (at_ < text_.size() && (text_[at_] == ' ' || text_[at_] == '\t' ||
                                 text_[at_] == '\n' || text_[at_] == '\r')) {
     ++at_;
@@ -51,6 +110,7 @@ bool Lexer::next(Token &token, Error &error) {
   }
   const char c = text_[at_];
   const bool point = c == '.' && at_ + 1 < text_.size() && is_digit(text_[at_ + 1]);
+  if (is_digit(c) && refuse_date(error)) return false;
   if (is_digit(c) || point) return number(token, error);
   if (c == '"' || c == '\'') return quoted(token, error);
   if (begins_name(c)) {

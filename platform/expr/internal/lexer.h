@@ -58,13 +58,16 @@ class Lexer {
   bool next(Token &token, Error &error);
 
  private:
+  bool word(Token &token, Error &error);
   bool number(Token &token, Error &error);
+  bool refuse_date(Error &error) const;
   bool quoted(Token &token, Error &error);
   void name(Token &token);
   bool symbol(Token &token, Error &error);
 
   std::string_view text_;
   std::size_t at_ = 0;
+  Symbol last_ = Symbol::kEnd;  // the word before
 };
 
 }  // namespace ksutil::expr

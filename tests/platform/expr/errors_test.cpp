@@ -54,6 +54,13 @@ TEST(ExpressionError, NamesThePlaceAndWhatWasExpected) {
            {"lat ? 1 : 2", 0, "expected a boolean, found a real number"},
            {"known ? 1 : 'x'", 12, "expected an integer, found a text"},
            {"known ? 1", 9, "expected ':'"},
+           {"time>=2012-08-31", 6,
+            "expected a date in quotes, \"2012-08-31\", found 2012-08-31 without them"},
+           {"time < 2012/10/31", 7,
+            "expected a date in quotes, \"2012/10/31\", found 2012/10/31 without them"},
+           {"1 + 2012-08-31T10:30:00.5", 4,
+            "expected a date in quotes, \"2012-08-31T10:30:00.5\", found "
+            "2012-08-31T10:30:00.5 without them"},
            {"time > 'today'", 7, "expected a date, found 'today'"},
            {"ifnull(time, 'x')", 13, "expected a date, found 'x'"},
            {"epoch('x')", 6, "expected a date, found 'x'"},

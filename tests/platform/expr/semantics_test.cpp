@@ -101,6 +101,20 @@ TEST(Expression, ComputesWithFieldsAsWithConstants) {
   }
 }
 
+/* What looks like a date is refused; what only resembles one is computed. */
+TEST(Expression, ComputesWhatOnlyResemblesADate) {
+  const Row row = example_row();
+  for (const auto &[text, result] :
+       {std::pair{"2012 - 08 - 31", "1973"}, std::pair{"2012-8-31", "1973"},
+        std::pair{"2012-244", "1768"}, std::pair{"2012-13-31", "1968"},
+        std::pair{"2012-10-32", "1970"}, std::pair{"2012-10-311", "1691"},
+        std::pair{"12012-10-31", "11971"}, std::pair{"1+2012-10-31", "1972"},
+        std::pair{"2012-10-31-1", "1970"}, std::pair{"2020/10/10+1", "21.2"},
+        std::pair{"2012-10/31 < 2012", "true"}}) {
+    EXPECT_EQ(result_of(text, row), result) << text;
+  }
+}
+
 TEST(Expression, LogicReadsOnlyWhatDecides) {
   const Row row = example_row();
   EXPECT_EQ(result_of("lat > 0 || mb > 3 || depth > 1", row), "true");
