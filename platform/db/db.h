@@ -101,8 +101,8 @@ KSUTIL_API int dbgetv(Dbptr db, ...);
 
 /* Writes fields of a record: name, value, ..., (char *)0.
  * Values: long for integers, double for reals, times and load dates, const char * for
- * texts, void * for pointers: an int argument for an integer is an error that no compiler
- * sees.  All or nothing; what does not fit is an error, never cut.  Fields not named keep
+ * texts, void * for pointers: an int argument for an integer or a real is an error that no
+ * compiler sees; C++ programs write with put_values of values.h, which has no such trap.  All or nothing; what does not fit is an error, never cut.  Fields not named keep
  * their text, those that another program has changed meanwhile too. */
 KSUTIL_API int dbputv(Dbptr db, ...);
 

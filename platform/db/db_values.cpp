@@ -1,11 +1,9 @@
-#include <charconv>
-#include <cmath>
 #include <cstdarg>
 #include <cstring>
-#include <variant>
+#include <utility>
 
-#include "platform/clock/clock.h"
 #include "platform/db/db.h"
+#include "platform/db/internal/assignments.h"
 #include "platform/db/internal/boundary.h"
 #include "platform/db/internal/registry.h"
 #include "platform/elog/elog.h"
@@ -99,10 +97,10 @@ int read_fields(Dbptr db, Arguments &arguments) {
 
 /* Writing. */
 
-struct Assignment {
-  int field;
-  std::variant<std::int64_t, double, const char *, void *> value;
-};
+/* A text with a null address stands for a null pointer, which is refused. */
+std::string_view given_text(const char *text) {
+  return text == nullptr ? std::string_view() : std::string_view(text);
+}
 
 bool collect(const char *who, const TableSource &table, Arguments &arguments,
              std::vector<Assignment> &assignments) {
@@ -120,75 +118,12 @@ bool collect(const char *who, const TableSource &table, Arguments &arguments,
         assignments.push_back({field, arguments.next<double>()});
         break;
       case FieldType::kText:
-        assignments.push_back({field, arguments.next<const char *>()});
+        assignments.push_back({field, given_text(arguments.next<const char *>())});
         break;
       case FieldType::kPointer:
         assignments.push_back({field, arguments.next<void *>()});
         break;
     }
-  }
-  return true;
-}
-
-/* The shortest text that reads back as the value, with a decimal point. */
-std::string real_text(double value) {
-  char buffer[32];
-  const auto [end, error] = std::to_chars(buffer, buffer + sizeof buffer, value);
-  std::string text(buffer, end);
-  if (text.find_first_of(".en") == text.npos) text += ".0";
-  return text;
-}
-
-struct Write {
-  const Field &field;
-  std::string &row;
-  bool operator()(std::int64_t value) const { return write_integer(field, value, row); }
-  bool operator()(double value) const { return write_real(field, value, row); }
-  bool operator()(const char *value) const {
-    return value != nullptr && write_text(field, value, row);
-  }
-  bool operator()(void *value) const {
-    return write_integer(field, reinterpret_cast<std::intptr_t>(value), row);
-  }
-};
-
-/* Whether a value was refused for its length; else the writer has told the cause. */
-struct TooLong {
-  const Field &field;
-  bool operator()(std::int64_t) const { return true; }
-  bool operator()(double value) const { return std::isfinite(value); }
-  bool operator()(const char *value) const {
-    return value != nullptr &&
-           std::strlen(value) > static_cast<std::size_t>(field.width);
-  }
-  bool operator()(void *) const { return true; }
-};
-
-struct Show {
-  std::string operator()(std::int64_t value) const { return std::to_string(value); }
-  std::string operator()(double value) const { return real_text(value); }
-  std::string operator()(const char *value) const {
-    return value == nullptr ? "a null text" : "'" + std::string(value) + "'";
-  }
-  std::string operator()(void *) const { return "a pointer"; }
-};
-
-bool assign(const char *who, const Relation &layout,
-            const std::vector<Assignment> &assignments, std::string &row) {
-  for (const Assignment &assignment : assignments) {
-    const Field &field = layout.fields[static_cast<std::size_t>(assignment.field)];
-    const int mark = elog_mark();
-    if (std::visit(Write{field, row}, assignment.value)) continue;
-    if (std::visit(TooLong{field}, assignment.value)) {
-      elog_flush(0, mark);
-      elog_log(0, "%s: %s.%s: %s does not fit its %d characters.\n", who,
-               layout.name.c_str(), field.name.c_str(),
-               std::visit(Show{}, assignment.value).c_str(), field.width);
-    } else {
-      elog_log(0, "%s: %s.%s: %s cannot be written.\n", who, layout.name.c_str(),
-               field.name.c_str(), std::visit(Show{}, assignment.value).c_str());
-    }
-    return false;
   }
   return true;
 }
@@ -211,15 +146,7 @@ long add_fields(Dbptr db, Arguments &arguments) {
   TableSource *const table = opened ? opened.table("dbaddv", db) : nullptr;
   std::vector<Assignment> assignments;
   if (table == nullptr || !collect("dbaddv", *table, arguments, assignments)) return -1;
-  const int lddate = table->find_field("lddate");
-  bool stamped = lddate < 0;
-  for (const Assignment &assignment : assignments) {
-    stamped = stamped || assignment.field == lddate;
-  }
-  if (!stamped) assignments.push_back({lddate, std_now()});
-  return table->append("dbaddv", [&](const Relation &layout, std::string &row) {
-    return assign("dbaddv", layout, assignments, row);
-  });
+  return append_assigned("dbaddv", *table, std::move(assignments));
 }
 
 bool replace_row(const char *who, const Relation &layout, std::string_view text,
@@ -257,7 +184,7 @@ int put_text(const Opened &opened, Dbptr db, const char *text) {
   const std::string value(text == nullptr ? table->row("dbput", dbSCRATCH) : text);
   const auto edit = [&](const Relation &layout, std::string &row) {
     return to_field && text != nullptr
-               ? assign("dbput", layout, {{db.field, value.c_str()}}, row)
+               ? assign("dbput", layout, {{db.field, std::string_view(value)}}, row)
                : replace_row("dbput", layout, value, row);
   };
   return table->rewrite("dbput", db.record, edit) ? 0 : -1;

@@ -55,14 +55,15 @@ bool is_name(std::string_view text) {
          });
 }
 
+constexpr struct {
+  std::string_view word;
+  FieldType type;
+} kTypes[] = {{"integer", FieldType::kInteger}, {"real", FieldType::kReal},
+              {"text", FieldType::kText},       {"string", FieldType::kText},
+              {"time", FieldType::kTime},       {"date", FieldType::kDate},
+              {"yearday", FieldType::kYearday}, {"pointer", FieldType::kPointer}};
+
 bool type_of(std::string_view word, FieldType &type) {
-  static constexpr struct {
-    std::string_view word;
-    FieldType type;
-  } kTypes[] = {{"integer", FieldType::kInteger}, {"real", FieldType::kReal},
-                {"string", FieldType::kText},     {"time", FieldType::kTime},
-                {"date", FieldType::kDate},       {"yearday", FieldType::kYearday},
-                {"pointer", FieldType::kPointer}};
   for (const auto &known : kTypes) {
     if (known.word == word) {
       type = known.type;
@@ -70,6 +71,16 @@ bool type_of(std::string_view word, FieldType &type) {
     }
   }
   return false;
+}
+
+/* The words of the types, for a message. */
+std::string known_types() {
+  std::string words;
+  for (const auto &known : kTypes) {
+    if (!words.empty()) words += ", ";
+    words += known.word;
+  }
+  return words;
 }
 
 /* Whether a printf format prints one value of the type, in at most `width` characters as
@@ -125,6 +136,7 @@ std::shared_ptr<const Schema> SchemaReader::read(const std::string &text) {
     return nullptr;
   }
   const PfPtr tree(compiled);
+  text_ = text;
   schema_ = std::make_shared<Schema>();
   if (!read_tree(tree.get())) schema_.reset();
   return schema_;
@@ -170,6 +182,26 @@ bool SchemaReader::read_table(const char *name, Pf *tree) {
   return true;
 }
 
+/* " in line 12" for a line of a table's fields; "" when it cannot be found, as when the
+ * parameter file writes it in another way. */
+std::string SchemaReader::line_number(const Relation &relation,
+                                      const char *line) const {
+  const std::string_view wanted = trimmed(line);
+  bool in_table = false;
+  int number = 0;
+  for (std::size_t from = 0; from < text_.size();) {
+    const std::size_t end = std::min(text_.find('\n', from), text_.size());
+    std::string_view text = trimmed(std::string_view(text_).substr(from, end - from));
+    from = end + 1;
+    ++number;
+    if (in_table && text == wanted) return " in line " + std::to_string(number);
+    std::string_view rest = text;
+    in_table =
+        in_table || (next_word(rest) == relation.name && rest.starts_with("&Arr"));
+  }
+  return "";
+}
+
 bool SchemaReader::read_field(const char *line, Relation &relation) {
   std::string_view rest = line;
   const std::string name(next_word(rest));
@@ -178,7 +210,11 @@ bool SchemaReader::read_field(const char *line, Relation &relation) {
   if (relation.find(name) != nullptr) return refuse(where, "is there twice");
   Field field;
   field.name = name;
-  if (!type_of(next_word(rest), field.type)) return refuse(where, "unknown type");
+  const std::string type(next_word(rest));
+  if (!type_of(type, field.type)) {
+    return refuse(where, "unknown type \"" + type + "\"" + line_number(relation, line) +
+                             "; the types are " + known_types());
+  }
   std::int64_t width = 0;
   if (!parse_integer(next_word(rest), width) || width < 1 || width > kMaxFieldWidth) {
     return refuse(where, format_text("the width must be 1 to %d", kMaxFieldWidth));

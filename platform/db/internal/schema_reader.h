@@ -30,6 +30,7 @@ class SchemaReader {
   bool read_tree(Pf *tree);
   bool read_table(const char *name, Pf *tree);
   bool read_field(const char *line, Relation &relation);
+  std::string line_number(const Relation &relation, const char *line) const;
   bool read_keys(Pf *tree, Relation &relation);
   bool read_key(const char *text, const Relation &relation, Key &key);
   bool read_foreign(const char *line, Relation &relation);
@@ -38,6 +39,7 @@ class SchemaReader {
   bool refuse(const std::string &where, const std::string &cause);
 
   std::string source_;
+  std::string text_;
   std::shared_ptr<Schema> schema_;
 };
 

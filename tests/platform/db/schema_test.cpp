@@ -131,7 +131,9 @@ TEST_F(SchemaPath, DamagedSchemasAreRefusedWithTheCause) {
       {"a integer 5 %n -1", "", "t.a: the format %n"},
       {"a real 5 %5.999999999f -1", "", "t.a: the format"},
       {"a integer 5 %9d -1", "", "t.a: the format %9d"},
-      {"a float 5 %5d -1", "", "t.a: unknown type"},
+      {"b text 5 %-5s -\na float 5 %5d -1", "",
+       "t.a: unknown type \"float\" in line 6; the types are integer, real, text, "
+       "string, "},
       {"a integer 5 %5d -9999999", "", "t.a: the null is missing or wider"},
       {"a integer 5 %5d", "", "t.a: the null is missing"},
       {"a integer 5 %5d x", "", "t.a: the null is no integer"},

@@ -2,8 +2,11 @@
  * wrong earthquake, and a write through a stale copy undoes a colleague's. */
 #include <array>
 #include <limits>
+#include <tuple>
+#include <type_traits>
 
 #include "platform/clock/clock.h"
+#include "platform/db/values.h"
 #include "tests/platform/db/api_test_support.h"
 
 namespace ksutil::db::test {
@@ -37,6 +40,68 @@ TEST(FieldValues, ComeBackAsWritten) {
   EXPECT_EQ(evid, -1);
   EXPECT_EQ(jdate, -1);
   EXPECT_STREQ(auth, "net:me");
+}
+
+/* The compiler sees what the variadic functions cannot: an int is an integer, and none of
+ * these would compile. */
+static_assert(!std::is_constructible_v<FieldValue, const char *, bool>);
+static_assert(!std::is_constructible_v<FieldValue, const char *, char>);
+static_assert(!std::is_constructible_v<FieldValue, const char *, void *>);
+static_assert(!std::is_constructible_v<FieldValue, const char *, std::nullptr_t>);
+static_assert(!std::is_constructible_v<FieldResult, const char *, int &>);
+static_assert(!std::is_constructible_v<FieldResult, const char *, float &>);
+
+TEST(TypedValues, AreWrittenAndReadByTheirTypes) {
+  const Handle db(dbtmp("css3.0"));
+  Dbptr origin = db.at("origin");
+  const std::string auth = "net:me";
+  origin.record =
+      add_values(origin, {{"orid", 7}, {"lat", 35.5}, {"depth", 8}, {"auth", auth}});
+  ASSERT_EQ(origin.record, 0) << messages();
+  EXPECT_EQ(put_values(origin, {{"evid", 3UL}, {"time", 1000}, {"dtype", "f"}}), 0);
+  long orid = 0;
+  double depth = 0.0, time = 0.0, lddate = 0.0, evid = 0.0;
+  std::string text, dtype;
+  ASSERT_EQ(get_values(origin, {{"orid", orid},
+                                {"origin.depth", depth},
+                                {"time", time},
+                                {"lddate", lddate},
+                                {"evid", evid},
+                                {"auth", text},
+                                {"dtype", dtype}}),
+            0)
+      << messages();
+  EXPECT_EQ(std::tuple(orid, depth, time, evid, text, dtype),
+            std::tuple(7, 8.0, 1000.0, 3.0, "net:me", "f"));
+  EXPECT_GT(lddate, 1.6e9);
+}
+
+TEST(TypedValues, OfAnotherTypeThanTheFieldAreErrorsThatChangeNothing) {
+  const Handle db(dbtmp("css3.0"));
+  Dbptr origin = db.at("origin");
+  origin.record = add_values(origin, {{"orid", 7}});
+  const std::string before = text_of(origin);
+  const struct {
+    FieldValue value;
+    const char *message;
+  } cases[] = {{{"evid", 1.0}, "origin.evid holds an integer, not a real number"},
+               {{"lat", "35"}, "origin.lat holds a real number, not a text"},
+               {{"auth", 5}, "origin.auth holds a text, not an integer"},
+               {{"nosuch", 5}, "origin has no field 'nosuch'"},
+               {{"evid", 123456789L}, "does not fit its 8 characters"},
+               {{"evid", ~0UL}, "origin.evid holds an integer"}};
+  for (const auto &c : cases) {
+    EXPECT_EQ(put_values(origin, {{"lat", 1.0}, c.value}), -1);
+    EXPECT_THAT(messages(), HasSubstr(c.message));
+    EXPECT_EQ(add_values(origin, {c.value}), -1);
+    messages();
+  }
+  EXPECT_EQ(text_of(origin), before);
+  long orid = -5;
+  std::string lat = "as it was";
+  EXPECT_EQ(get_values(origin, {{"orid", orid}, {"lat", lat}}), -1);
+  EXPECT_THAT(messages(), HasSubstr("origin.lat holds a real number, not a text"));
+  EXPECT_EQ(orid, -5);
 }
 
 TEST(FieldValues, HoldPointers) {

@@ -22,7 +22,6 @@
 #include <string>
 
 #include "platform/db/store.h"
-#include "platform/stock/export.h"
 
 namespace ksutil::db {
 
@@ -31,12 +30,12 @@ namespace ksutil::db {
  * mode   "r" or "r+".  Both need the descriptor or at least one table file.  Table files
  *        are opened for writing at the first write only, so a read-only archive opens
  *        with "r+" too. */
-KSUTIL_API std::unique_ptr<DatabaseStore> open_flat_files(const std::string &name,
+std::unique_ptr<DatabaseStore> open_flat_files(const std::string &name,
                                                           const std::string &mode);
 
 /* Makes the descriptor of a new database of that schema; false, with a message, when it
  * exists already or cannot be written. */
-KSUTIL_API bool create_flat_files(const std::string &name, const std::string &schema);
+bool create_flat_files(const std::string &name, const std::string &schema);
 
 /* Bytes of blocks that one open database keeps beyond those that somebody holds. */
 inline constexpr std::size_t kBlockBudget = std::size_t{1} << 30;
