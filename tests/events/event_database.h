@@ -18,25 +18,22 @@
 #include "events/evserver.h"
 #include "events/records/internal/compare.h"
 #include "platform/db/db.h"
+#include "tests/support/folder.h"
+#include "tests/support/rows.h"
 
 namespace ksutil::events::test {
 
 class EventDatabase {
  public:
   EventDatabase() {
-    directory_ = (std::filesystem::temp_directory_path() / "ksutil_XXXXXX").string();
-    EXPECT_NE(mkdtemp(directory_.data()), nullptr);
     EXPECT_EQ(dbcreate(name().c_str(), "css3.0"), 0);
     EXPECT_EQ(dbopen_noshare(name().c_str(), "r+", &db_), 0);
   }
-  ~EventDatabase() {
-    dbclose(db_);
-    std::filesystem::remove_all(directory_);
-  }
+  ~EventDatabase() { dbclose(db_); }
   EventDatabase(const EventDatabase &) = delete;
   EventDatabase &operator=(const EventDatabase &) = delete;
 
-  std::string name() const { return directory_ + "/test"; }
+  std::string name() const { return folder_ / "test"; }
   std::string file(const std::string &table) const { return name() + "." + table; }
   Dbptr table(const std::string &table) const {
     return dblookup(db_, nullptr, table.c_str(), nullptr, nullptr);
@@ -62,42 +59,48 @@ class EventDatabase {
 
   long add_event(long evid, long prefor, double lddate = 1000.0) {
     return dbaddv(table("event"), "evid", evid, "prefor", prefor, "lddate", lddate,
-                  nullptr_);
+                  ksutil::test::kEndOfArguments);
   }
   long add_origin(long orid, long evid, double time, double lddate = 1000.0) {
     return dbaddv(table("origin"), "orid", orid, "evid", evid, "time", time, "lat",
-                  10.0, "lon", 20.0, "depth", 33.0, "lddate", lddate, nullptr_);
+                  10.0, "lon", 20.0, "depth", 33.0, "lddate", lddate,
+                  ksutil::test::kEndOfArguments);
   }
   long add_netmag(long magid, long orid, const char *type, double magnitude,
                   double lddate = 1000.0) {
     return dbaddv(table("netmag"), "magid", magid, "orid", orid, "magtype", type,
-                  "magnitude", magnitude, "lddate", lddate, nullptr_);
+                  "magnitude", magnitude, "lddate", lddate,
+                  ksutil::test::kEndOfArguments);
   }
   long add_origerr(long orid, double lddate = 1000.0) {
-    return dbaddv(table("origerr"), "orid", orid, "lddate", lddate, nullptr_);
+    return dbaddv(table("origerr"), "orid", orid, "lddate", lddate,
+                  ksutil::test::kEndOfArguments);
   }
   long add_mt(long orid, double lddate) {
-    return dbaddv(table("mt"), "orid", orid, "lddate", lddate, nullptr_);
+    return dbaddv(table("mt"), "orid", orid, "lddate", lddate,
+                  ksutil::test::kEndOfArguments);
   }
   long add_stamag(long magid, const char *sta, double magnitude) {
     return dbaddv(table("stamag"), "magid", magid, "sta", sta, "magtype", "mb",
-                  "magnitude", magnitude, "lddate", 1000.0, nullptr_);
+                  "magnitude", magnitude, "lddate", 1000.0,
+                  ksutil::test::kEndOfArguments);
   }
   long add_arrival(long arid, const char *sta, double time) {
     return dbaddv(table("arrival"), "arid", arid, "sta", sta, "chan", "BHZ", "time",
-                  time, "lddate", 1000.0, nullptr_);
+                  time, "lddate", 1000.0, ksutil::test::kEndOfArguments);
   }
   long add_assoc(long arid, long orid, const char *sta, const char *timedef) {
     return dbaddv(table("assoc"), "arid", arid, "orid", orid, "sta", sta, "timedef",
-                  timedef, "lddate", 1000.0, nullptr_);
+                  timedef, "lddate", 1000.0, ksutil::test::kEndOfArguments);
   }
   long add_site(const char *sta, long ondate, long offdate, double lat, double lon) {
     return dbaddv(table("site"), "sta", sta, "ondate", ondate, "offdate", offdate,
-                  "lat", lat, "lon", lon, "lddate", 1000.0, nullptr_);
+                  "lat", lat, "lon", lon, "lddate", 1000.0,
+                  ksutil::test::kEndOfArguments);
   }
   long add_detection(const char *sta, double time, const char *state) {
     return dbaddv(table("detection"), "sta", sta, "chan", "BHZ", "time", time, "state",
-                  state, "lddate", 1000.0, nullptr_);
+                  state, "lddate", 1000.0, ksutil::test::kEndOfArguments);
   }
 
   /* Overwrites bytes of a table's file as a careless editor would. */
@@ -131,8 +134,7 @@ class EventDatabase {
     utimensat(AT_FDCWD, file(name_of_table).c_str(), times, 0);
   }
 
-  static constexpr char *nullptr_ = nullptr;
-  std::string directory_;
+  ksutil::test::TempFolder folder_;
   Dbptr db_ = dbinvalid();
 };
 

@@ -17,22 +17,18 @@
 #include "events/evserver.h"
 #include "platform/db/db.h"
 #include "platform/stock/text.h"
+#include "tests/support/folder.h"
 
 namespace ksutil::events::test {
 
 class QueryDatabase {
  public:
   explicit QueryDatabase(const char *schema) {
-    char path[] = "/tmp/ksutil_query_XXXXXX";
-    directory_ = mkdtemp(path);
     EXPECT_EQ(dbcreate(name().c_str(), schema), 0);
     fill();
   }
-  ~QueryDatabase() { std::filesystem::remove_all(directory_); }
-  QueryDatabase(const QueryDatabase &) = delete;
-  QueryDatabase &operator=(const QueryDatabase &) = delete;
 
-  std::string name() const { return directory_ + "/test"; }
+  std::string name() const { return folder_ / "test"; }
 
   /* Makes the database say that it has another schema than its files. */
   void pretend(const std::string &schema) {
@@ -88,7 +84,7 @@ class QueryDatabase {
     dbclose(db);
   }
 
-  std::string directory_;
+  ksutil::test::TempFolder folder_;
 };
 
 /* A client on a server of its own. */

@@ -19,6 +19,8 @@
 #include "formats/kssac.h"
 #include "platform/elog/elog.h"
 #include "platform/stock/memory.h"
+#include "tests/support/folder.h"
+#include "tests/support/register.h"
 
 namespace ksutil::sac::test {
 
@@ -81,37 +83,15 @@ class SacBytes {
 /* 2009-09-04 01:02:03.004 UTC. */
 inline constexpr double kSeriesTime = 1252026123.004;
 
-class TempDirectory {
- public:
-  TempDirectory() {
-    char path[] = "/tmp/ksutil_sac_XXXXXX";
-    path_ = ::mkdtemp(path);
-  }
-  ~TempDirectory() { std::filesystem::remove_all(path_); }
-  TempDirectory(const TempDirectory &) = delete;
-  TempDirectory &operator=(const TempDirectory &) = delete;
-  std::string operator/(const std::string &name) const { return path_ + "/" + name; }
+using TempDirectory = ksutil::test::TempFolder;
 
- private:
-  std::string path_;
-};
-
-inline std::string write_file(const std::string &path, const std::string &bytes) {
-  std::ofstream(path, std::ios::binary | std::ios::trunc) << bytes;
-  return path;
-}
+using ksutil::test::write_file;
 
 inline std::string file_bytes(const std::string &path) {
-  std::ifstream file(path, std::ios::binary);
-  return {std::istreambuf_iterator<char>(file), {}};
+  return ksutil::test::read_file(path);
 }
 
-/* The messages registered so far, which are cleared. */
-inline std::string messages() {
-  const MallocPtr<char> text(elog_string(0));
-  elog_clear_register(0);
-  return text.get();
-}
+inline std::string messages() { return ksutil::test::taken_messages(); }
 
 struct FreeKssac {
   void operator()(KSSac *kssac) const { kssac_free_kssac(kssac); }

@@ -12,6 +12,7 @@
 #include "objects/ksgrid.h"
 #include "platform/elog/elog.h"
 #include "platform/stock/memory.h"
+#include "tests/support/register.h"
 
 struct FreeGrid {
   void operator()(KSGrid *grid) const { ksgrid_free_ksgrid(grid); }
@@ -35,11 +36,6 @@ inline float node(const KSGrid &grid, int frame, int ix, int iy) {
   return grid.data[(frame * grid.ny + iy) * grid.nx + ix];
 }
 
-/* The error register, which is then empty. */
-inline std::string taken_text() {
-  const ksutil::MallocPtr<char> text(elog_string(0));
-  elog_clear_register(0);
-  return text.get();
-}
+inline std::string taken_text() { return ksutil::test::taken_messages(); }
 
 #endif

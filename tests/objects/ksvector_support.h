@@ -18,16 +18,12 @@
 #include "core/register.h"
 #include "objects/ksvector.h"
 #include "platform/stock/memory.h"
+#include "tests/support/register.h"
 
 inline constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
 inline constexpr double kInfinity = std::numeric_limits<double>::infinity();
 
-/* The registered messages, which it clears. */
-inline std::string taken_messages() {
-  const ksutil::MallocPtr<char> text(ks_elog_string(0));
-  ks_clear_register(0);
-  return text == nullptr ? "" : text.get();
-}
+using ksutil::test::taken_messages;
 
 /* A point in a test's own terms; no label is an empty one. */
 struct TestPoint {

@@ -20,22 +20,17 @@
 #include "platform/db/db.h"
 #include "platform/db/schema.h"
 #include "platform/elog/elog.h"
+#include "tests/support/folder.h"
+#include "tests/support/rows.h"
 
 namespace ksutil::db::test {
 
 /* A css3.0 database in a directory of its own. */
 class TestDatabase {
  public:
-  TestDatabase() {
-    char path[] = "/tmp/ksutil_db_XXXXXX";
-    directory_ = mkdtemp(path);
-    std::ofstream(name()) << "schema css3.0\n";
-  }
-  ~TestDatabase() { std::filesystem::remove_all(directory_); }
-  TestDatabase(const TestDatabase &) = delete;
-  TestDatabase &operator=(const TestDatabase &) = delete;
+  TestDatabase() { std::ofstream(name()) << "schema css3.0\n"; }
 
-  std::string name() const { return directory_ + "/test"; }
+  std::string name() const { return folder_ / "test"; }
   std::string file(const std::string &table) const { return name() + "." + table; }
 
   /* Rewrites a table's file, and moves its time forward as every writer does. */
@@ -57,68 +52,15 @@ class TestDatabase {
   }
 
  private:
-  std::string directory_;
+  ksutil::test::TempFolder folder_;
   long writes_ = 0;
 };
 
-/* The text of a row, from the null record on. */
-class RowMaker {
- public:
-  explicit RowMaker(const char *table)
-      : schema_(Schema::load("css3.0")),
-        relation_(*schema_->find(table)),
-        row_(null_record(relation_)) {}
-  RowMaker &set(const char *field, long value) {
-    return check(write_integer(*relation_.find(field), value, row_), field);
-  }
-  RowMaker &set(const char *field, double value) {
-    return check(write_real(*relation_.find(field), value, row_), field);
-  }
-  RowMaker &set(const char *field, const std::string &value) {
-    return check(write_text(*relation_.find(field), value, row_), field);
-  }
-  bool has(const char *field) const { return relation_.find(field) != nullptr; }
-  const std::string &text() const { return row_; }
+using ksutil::test::RowMaker;
 
- private:
-  RowMaker &check(bool written, const char *field) {
-    EXPECT_TRUE(written) << field;
-    return *this;
-  }
-  std::shared_ptr<const Schema> schema_;
-  const Relation &relation_;
-  std::string row_;
-};
+using Handle = ksutil::test::OpenDatabase;
 
-/* An open database handle, closed at the end of its scope. */
-class Handle {
- public:
-  explicit Handle(Dbptr db) : db_(db) {}
-  Handle(const std::string &name, const char *mode) {
-    EXPECT_EQ(dbopen_noshare(name.c_str(), mode, &db_), 0) << messages();
-  }
-  ~Handle() { dbclose(db_); }
-  Handle(const Handle &) = delete;
-  Handle &operator=(const Handle &) = delete;
-  operator Dbptr() const { return db_; }
-  Dbptr at(const char *table, long record = dbALL) const {
-    Dbptr found = dblookup(db_, nullptr, table, nullptr, nullptr);
-    found.record = record;
-    return found;
-  }
-
-  /* All messages so far, which are then gone. */
-  static std::string messages() {
-    const std::unique_ptr<char, void (*)(void *)> text(elog_string(0), std::free);
-    elog_clear_register(0);
-    return text.get();
-  }
-
- private:
-  Dbptr db_ = dbinvalid();
-};
-
-inline std::string messages() { return Handle::messages(); }
+inline std::string messages() { return ksutil::test::taken_messages(); }
 
 /* A list of texts for a match pattern. */
 class Pattern {

@@ -16,40 +16,20 @@
 #include "platform/db/columns.h"
 #include "platform/db/store/internal/flat_files.h"
 #include "platform/elog/elog.h"
+#include "tests/support/folder.h"
+#include "tests/support/register.h"
 
 namespace ksutil::db::testing {
 
-/* A fresh directory, removed with all in it at the end of its scope. */
-class TempDirectory {
- public:
-  TempDirectory() {
-    char path[] = "/tmp/ksutil_db_XXXXXX";
-    path_ = ::mkdtemp(path);
-  }
-  ~TempDirectory() { std::filesystem::remove_all(path_); }
-  std::string operator/(const std::string &name) const { return path_ + "/" + name; }
+using TempDirectory = ksutil::test::TempFolder;
 
- private:
-  std::string path_;
-};
-
-inline void write_file(const std::string &path, const std::string &text) {
-  std::ofstream(path, std::ios::binary | std::ios::trunc) << text;
-}
+using ksutil::test::write_file;
 
 inline std::string file_text(const std::string &path) {
-  std::ifstream file(path, std::ios::binary);
-  return {std::istreambuf_iterator<char>(file), {}};
+  return ksutil::test::read_file(path);
 }
 
-/* The messages registered so far, which are cleared. */
-inline std::string messages() {
-  char *text = elog_string(0);
-  std::string result = text;
-  std::free(text);
-  elog_clear_register(0);
-  return result;
-}
+inline std::string messages() { return ksutil::test::taken_messages(); }
 
 inline const Relation &relation(const std::string &schema, const std::string &table) {
   return *Schema::load(schema)->find(table);

@@ -11,6 +11,7 @@
 
 #include "platform/elog/elog.h"
 #include "platform/expr/expr.h"
+#include "tests/support/register.h"
 
 namespace ksutil::expr {
 
@@ -94,12 +95,7 @@ inline std::string result_of(std::string_view text, const Row &row) {
   return std::string(as_text.text);
 }
 
-/* The register's messages, which it empties. */
-inline std::string taken_messages() {
-  const std::unique_ptr<char, void (*)(void *)> text(elog_string(0), std::free);
-  elog_clear_register(0);
-  return text.get();
-}
+using ksutil::test::taken_messages;
 
 }  // namespace ksutil::expr
 #endif

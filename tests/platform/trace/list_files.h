@@ -20,36 +20,26 @@
 #include "platform/elog/elog.h"
 #include "platform/stock/files.h"
 #include "platform/trace/filetbl.h"
+#include "tests/support/folder.h"
+#include "tests/support/register.h"
 
 namespace ksutil::test {
 
 class ListFolder : public testing::Test {
  protected:
-  ListFolder() : folder_(mkdtemp(name_)), file_(folder_ + "/list") {
-    elog_clear_register(0);
-  }
-  ~ListFolder() override { std::filesystem::remove_all(folder_); }
+  ListFolder() : file_(folder_ / "list") { elog_clear_register(0); }
 
-  static std::string read(const std::string &path) {
-    std::ifstream in(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(in), {}};
-  }
+  static std::string read(const std::string &path) { return read_file(path); }
   /* Writes over what is there: a file system may take milliseconds to empty a file. */
   static void write(const std::string &path, const std::string &bytes) {
     std::ofstream(path, std::ios::binary | std::ios::app).close();
     std::ofstream(path, std::ios::binary | std::ios::in | std::ios::out) << bytes;
     std::filesystem::resize_file(path, bytes.size());
   }
-  /* All messages so far, which are then gone. */
-  static std::string messages() {
-    const std::unique_ptr<char, void (*)(void *)> text(elog_string(0), std::free);
-    elog_clear_register(0);
-    return text.get();
-  }
+  static std::string messages() { return taken_messages(); }
 
  private:
-  char name_[32] = "/tmp/ksutil_list_XXXXXX";
-  const std::string folder_;
+  const TempFolder folder_;
 
  protected:
   const std::string file_;
