@@ -1,7 +1,6 @@
 #include "events/evclient.h"
 
 #include <atomic>
-#include <mutex>
 #include <string>
 
 #include "core/register.h"
@@ -21,7 +20,7 @@ Result ask(EVServer *server, Result none, const Function &function) {
 
 EVClient::EVClient(EVServer *server_in) {
   const ksutil::events::ServerPin pin(server_in);
-  if (pin.state() == nullptr || pin.state()->vars.mark != kEVServerMark) {
+  if (pin.state() == nullptr || pin.state()->database.vars().mark != kEVServerMark) {
     ks_die(0,
            "EVClient::EVClient: input EVServer pointer does not point to a EVServer "
            "object.\n");
@@ -30,8 +29,8 @@ EVClient::EVClient(EVServer *server_in) {
   pin.state()->clients.add(this);
   std::string schema;
   {
-    const std::lock_guard lock(pin.state()->database_lock);
-    schema = pin.state()->schema_name;
+    const auto hold = pin.state()->database.hold();
+    schema = pin.state()->database.schema_name();
   }
   scratch = dbtmp(schema.c_str());
 }

@@ -1,6 +1,5 @@
 #include <algorithm>
 #include <cstring>
-#include <mutex>
 
 #include "core/register.h"
 #include "events/client/internal/query.h"
@@ -19,8 +18,9 @@ std::shared_ptr<const db::Relation> server_layout(const EVServer *server,
                                                   std::string_view table) {
   const ServerPin pin(server);
   if (pin.state() == nullptr) return nullptr;
-  const std::lock_guard lock(pin.state()->database_lock);
-  const EVTable *const known = pin.state()->vars.tables.find(std::string(table));
+  WatchedDatabase &database = pin.state()->database;
+  const WatchedDatabase::Hold hold = database.hold();
+  const EVTable *const known = database.table(std::string(table));
   if (known == nullptr || known->db.database == dbINVALID) return nullptr;
   const ElogScope quiet;  // the layouts of the schemas do without it
   db::TableStore *const store = db::table_store(known->db);

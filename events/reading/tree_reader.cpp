@@ -13,7 +13,7 @@ namespace ksutil::events {
 
 template <class Columns>
 bool TreeReader::take(const char *name, ReadTable<Columns> &table) {
-  table.rows = db::table_snapshot(source_.vars.tables.find(name)->db);
+  table.rows = database_.rows(name);
   if (table.rows == nullptr) return false;
   table.columns = Columns(table.rows->layout());
   return true;
@@ -21,7 +21,7 @@ bool TreeReader::take(const char *name, ReadTable<Columns> &table) {
 
 bool TreeReader::index(const std::shared_ptr<const db::Snapshot> &rows, EVMatch &match,
                        const db::KeyIndex *&found) {
-  found = db::match_index(rows, match.kpattern, match.tpattern, &match.hook);
+  found = database_.index(rows, match);
   return found != nullptr;
 }
 
@@ -35,7 +35,7 @@ bool TreeReader::bind(unsigned tables) {
 
 bool TreeReader::bind_list() {
   now_ = std_now();
-  rules_ = std::make_unique<RuleBook>(source_.vars.rules);
+  rules_ = std::make_unique<RuleBook>(database_.vars().rules);
   return take("event", event_) && take("origin", origin_) &&
          take("origerr", origerr_) && take("netmag", netmag_) && take("mt", mt_) &&
          index_list();
@@ -55,14 +55,14 @@ bool TreeReader::bind_detections() {
 
 bool TreeReader::bind_sites() { return take("site", site_) && follow_sites(); }
 
-bool TreeReader::follow_sites() { return source_.sites.follow(site_.rows); }
+bool TreeReader::follow_sites() { return database_.sites().follow(site_.rows); }
 
 bool TreeReader::follow_detections() {
-  return source_.detection_times.follow(detection_.rows);
+  return database_.detection_times().follow(detection_.rows);
 }
 
 bool TreeReader::index_list() {
-  EVVars &vars = source_.vars;
+  EVVars &vars = database_.vars();
   return index(event_.rows, vars.event_evid, events_by_evid_) &&
          index(origin_.rows, vars.origin_evid, origins_by_evid_) &&
          index(origin_.rows, vars.origin_orid, origins_by_orid_) &&
@@ -72,7 +72,7 @@ bool TreeReader::index_list() {
 }
 
 bool TreeReader::index_expansion() {
-  EVVars &vars = source_.vars;
+  EVVars &vars = database_.vars();
   return index(assoc_.rows, vars.assoc_orid, assocs_) &&
          index(arrival_.rows, vars.arrival_arid, arrivals_) &&
          index(stamag_.rows, vars.stamag_magid, stamags_);
@@ -152,7 +152,8 @@ int TreeReader::read_event(long recno, EVEvent &event, long *order) {
     EVOrigin &origin = *event.origins.ptr(i);
     const int result = read_origin(origin_recno, origin);
     if (result < 0) {
-      elog_log(0, "%s::refreshEvent: refreshOrigin() error.\n", source_.owner);
+      elog_log(0, "%s::refreshEvent: refreshOrigin() error.\n",
+               database_.owner().name);
     }
     if (result != 0) return result;
     if (origin.orid == event.prefor) {

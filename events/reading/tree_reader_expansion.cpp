@@ -62,7 +62,7 @@ int TreeReader::read_association(long recno, EVAssociation &association) {
 
 int TreeReader::read_site(std::string_view sta, double time, int64_t &recno,
                           db::RowText &record) {
-  const long site = source_.sites.find(sta, time);
+  const long site = database_.sites().find(sta, time);
   if (site < 0) return 0;
   record = site_.rows->text(site);
   if (record.empty()) return site_.unreadable();

@@ -6,8 +6,8 @@
 #include <memory>
 #include <utility>
 
-#include "core/register.h"
 #include "events/evclient.h"
+#include "platform/elog/failure.h"
 
 namespace ksutil::events {
 namespace {
@@ -19,10 +19,9 @@ void run_guarded(const std::function<void(EVClient &)> &run, EVClient &client) {
   try {
     run(client);
   } catch (const std::exception &error) {
-    ks_register_error(0, "EVServer: exception in a client's callback: %s.\n",
-                      error.what());
+    fail("EVServer", "exception in a client's callback: %s", error.what());
   } catch (...) {
-    ks_register_error(0, "EVServer: exception in a client's callback.\n");
+    fail("EVServer", "exception in a client's callback");
   }
   callbacks_here--;
 }

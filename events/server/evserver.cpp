@@ -1,6 +1,5 @@
 #include "events/evserver.h"
 
-#include <mutex>
 #include <utility>
 
 #include "core/register.h"
@@ -10,11 +9,12 @@
 #include "events/server/internal/threads.h"
 
 using ksutil::events::ServerState;
+using ksutil::events::WatchedDatabase;
 
 EVServer::EVServer(int remote_mount_mode) : state_(std::make_unique<ServerState>()) {
   state_->server = this;
   state_->remote_mount_mode = remote_mount_mode;
-  ksutil::events::read_default_magnitude_rules(state_->vars.rules);
+  ksutil::events::read_default_magnitude_rules(state_->database.vars().rules);
 }
 
 /* Delegates, so that the destructor ends what a failing constructor has begun. */
@@ -61,8 +61,8 @@ void EVServer::setMaxExpandedEvents(int max) { state_->max_expanded = max; }
 void EVServer::setDetections(int on) {
   if (state_->detections_on.exchange(on) == on) return;
   /* Expanded events and the window have, or lack, what was not asked for until now. */
-  const std::lock_guard lock(state_->database_lock);
+  const WatchedDatabase::Hold hold = state_->database.hold();
   for (const char *name : {"assoc", "detection", "site"}) {
-    state_->vars.tables.find(name)->count = -1;
+    state_->database.table(name)->count = -1;
   }
 }

@@ -1,99 +1,43 @@
-#include "events/server/internal/tables.h"
-
 #include <algorithm>
 #include <mutex>
+#include <string>
 #include <utility>
 #include <vector>
 
 #include "core/register.h"
 #include "events/evserver.h"
-#include "events/server/internal/list_follower.h"
-#include "events/server/internal/threads.h"
+#include "events/server/internal/server_state.h"
+#include "events/server/internal/server_tables.h"
 #include "platform/db/access.h"
 #include "platform/elog/elog.h"
+#include "platform/elog/failure.h"
 
 namespace ksutil::events {
 namespace {
 
 constexpr const char *kMonitoredTables[] = {"wfdisc", "arrival", "detection"};
 
-/* A database with its tables, before it becomes the server's. */
-class OpenDatabase {
- public:
-  OpenDatabase() = default;
-  OpenDatabase(const OpenDatabase &) = delete;
-  OpenDatabase &operator=(const OpenDatabase &) = delete;
-  ~OpenDatabase() {
-    if (db_.database != dbINVALID) dbclose(db_);
+/* Lets checkDatabase go on from what it has seen, with the tables that are open now. */
+void monitor_open_tables(ServerState &state) {
+  for (const char *name : kMonitoredTables) {
+    EVTable *const monitored = state.monitored.find(name);
+    if (monitored != nullptr) monitored->db = state.database.table(name)->db;
   }
-
-  /* Opens all tables, or logs why it cannot as the server's function `function`. */
-  bool open(const std::string &name, int remote_mount_mode, const char *function) {
-    if (dbopen_noshare(name.c_str(), "r+", &db_) < 0) {
-      db_ = dbinvalid();
-      ks_register_error(0, "EVServer::%s: dbopen_noshare(%s) error\n", function,
-                        name.c_str());
-      return false;
-    }
-    for (const char *table : kEVTableNames) {
-      /* Station tables may be shared by many sites over a mount. */
-      const int mode = std::string_view(table) == "site" ? -1 : remote_mount_mode;
-      EVTable opened;
-      if (!open_table(db_, table, mode, opened)) {
-        ks_register_error(0, "EVServer::%s: %s: openTable() error.\n", function, table);
-        return false;
-      }
-      tables_.push_back(std::move(opened));
-    }
-    const char *schema = nullptr;
-    if (dbquery(db_, dbq_schema_name, &schema) < 0 || schema == nullptr) {
-      ks_register_error(0, "EVServer::%s: dbquery(dbSCHEMA_NAME) error.\n", function);
-      return false;
-    }
-    schema_name_ = schema;
-    return true;
-  }
-
-  /* Hands the database to the server, which must have none.  The memory of
-   * checkDatabase goes on from what it had seen. */
-  void install(ServerState &state) {
-    state.db = std::exchange(db_, dbinvalid());
-    state.schema_name = schema_name_;
-    for (EVTable &table : tables_) {
-      if (EVTable *monitored = state.monitored.find(table.name)) {
-        monitored->db = table.db;
-      }
-      const std::string name = table.name;
-      state.vars.tables.set(name, std::move(table));
-    }
-    forget_tables(state);
-  }
-
- private:
-  Dbptr db_ = dbinvalid();
-  std::vector<EVTable> tables_;
-  std::string schema_name_;
-};
+}
 
 void prime_monitor(ServerState &state) {
   for (const char *name : kMonitoredTables) {
-    EVTable table = state.vars.tables.get(name);
-    check_table(table, 1);
+    EVTable table = *state.database.table(name);
+    WatchedDatabase::check(table);
     state.monitored.set(name, std::move(table));
   }
 }
 
-void close_database(ServerState &state) {
-  free_match_hooks(state.vars);
-  forget_tables(state);
-  state.follower.unbind();
-  for (const std::string &name : state.vars.tables.keys()) {
-    state.vars.tables.find(name)->db = dbinvalid();
-  }
-  for (const std::string &name : state.monitored.keys()) {
-    state.monitored.find(name)->db = dbinvalid();
-  }
-  dbclose(std::exchange(state.db, dbinvalid()));
+/* The table of that name; null, with a message, when it is not watched. */
+EVTable *watched_table(ServerState &state, const char *who, const std::string &name) {
+  EVTable *const table = state.database.table(name);
+  if (table == nullptr) fail(who, "no %s table", name.c_str());
+  return table;
 }
 
 /* The tables that are read together with a table. */
@@ -107,63 +51,63 @@ std::vector<std::string> tables_read_with(const std::string &table) {
 }
 
 int check_named(ServerState &state, const std::string &name, int update) {
-  if (!database_open(state, "EVServer::checkTable")) return -1;
-  EVTable *table = watched_table(state, name, "EVServer::checkTable");
-  return table == nullptr ? -1 : check_table(*table, update);
+  constexpr const char *kWho = "EVServer::checkTable";
+  if (!state.database.require_open(kWho)) return -1;
+  EVTable *const table = watched_table(state, kWho, name);
+  return table == nullptr ? -1 : WatchedDatabase::check(*table, update != 0);
 }
 
 }  // namespace
 }  // namespace ksutil::events
 
 using namespace ksutil::events;
+using ksutil::fail;
 
 int EVServer::setDb(std::string dbname) {
+  constexpr const char *kWho = "EVServer::setDb";
+  WatchedDatabase &database = state_->database;
   {
-    const std::lock_guard lock(state_->database_lock);
-    if (!state_->dbname.empty()) {
-      if (state_->dbname == dbname) return 0;
-      ks_register_error(0, "EVServer::setDb: Cannot reset Db name.\n");
-      return -1;
+    const WatchedDatabase::Hold hold = database.hold();
+    if (!database.name().empty()) {
+      if (database.name() == dbname) return 0;
+      return fail(kWho, "Cannot reset Db name");
     }
-    OpenDatabase opened;
-    if (!opened.open(dbname, state_->remote_mount_mode, "setDb")) return -1;
-    opened.install(*state_);
+    if (!database.open(dbname, kWho)) return -1;
+    state_->forget_tables();
     prime_monitor(*state_);
   }
   if (launchThread() < 0) {
-    ks_register_error(0, "EVServer::setDb: launchThread() error\n");
+    ks_register_error(0, "%s: launchThread() error\n", kWho);
+    const WatchedDatabase::Hold hold = database.hold();
+    database.unbind();
     return -1;
   }
-  const std::lock_guard lock(state_->database_lock);
-  state_->dbname = std::move(dbname);
   return 0;
 }
 
 int EVServer::openTable(Dbptr db, std::string table, int remote_mount_mode) {
-  const std::lock_guard lock(state_->database_lock);
+  const WatchedDatabase::Hold hold = state_->database.hold();
   EVTable opened;
   if (!open_table(db, table, remote_mount_mode, opened)) return -1;
-  state_->vars.tables.set(table, std::move(opened));
+  state_->database.vars().tables.set(table, std::move(opened));
   return 0;
 }
 
 int EVServer::checkTable(EVTable *table, int update) {
-  if (table == nullptr) {
-    ks_register_error(0, "EVServer::checkTable: no table given.\n");
-    return -1;
-  }
-  const std::lock_guard lock(state_->database_lock);
-  return database_open(*state_, "EVServer::checkTable") ? check_table(*table, update)
-                                                        : -1;
+  constexpr const char *kWho = "EVServer::checkTable";
+  if (table == nullptr) return fail(kWho, "no table given");
+  const WatchedDatabase::Hold hold = state_->database.hold();
+  if (!state_->database.require_open(kWho)) return -1;
+  return WatchedDatabase::check(*table, update != 0);
 }
 
 int EVServer::checkTable(std::string table, int update) {
-  const std::lock_guard lock(state_->database_lock);
+  const WatchedDatabase::Hold hold = state_->database.hold();
   return check_named(*state_, table, update);
 }
 
 int EVServer::checkTableTables(std::string table, int update) {
-  const std::lock_guard lock(state_->database_lock);
+  const WatchedDatabase::Hold hold = state_->database.hold();
   int highest = 0;
   bool failed = false;
   for (const std::string &name : tables_read_with(table)) {
@@ -177,11 +121,11 @@ int EVServer::checkTableTables(std::string table, int update) {
 int EVServer::checkDatabase() {
   Array<std::string, int> changes;
   {
-    const std::lock_guard lock(state_->database_lock);
-    if (!database_open(*state_, "EVServer::checkDatabase")) return -1;
+    const WatchedDatabase::Hold hold = state_->database.hold();
+    if (!state_->database.require_open("EVServer::checkDatabase")) return -1;
     const ksutil::ElogScope quiet;
     for (const char *name : kMonitoredTables) {
-      changes.set(name, check_table(*state_->monitored.find(name), 1));
+      changes.set(name, WatchedDatabase::check(*state_->monitored.find(name)));
     }
   }
   state_->clients.database_checked(changes);
@@ -189,28 +133,25 @@ int EVServer::checkDatabase() {
 }
 
 int EVServer::reset() {
-  const std::lock_guard lock(state_->database_lock);
-  if (state_->dbname.empty()) {
-    ks_register_error(0, "EVServer::reset: No database currently open.\n");
-    return -1;
-  }
-  OpenDatabase opened;
-  if (!opened.open(state_->dbname, state_->remote_mount_mode, "reset")) return -1;
-  if (state_->db.database != dbINVALID) close_database(*state_);
-  opened.install(*state_);
+  const WatchedDatabase::Hold hold = state_->database.hold();
+  if (!state_->database.reopen("EVServer::reset")) return -1;
+  state_->forget_tables();
+  monitor_open_tables(*state_);
   return 0;
 }
 
 int EVServer::closeDb() {
-  const std::lock_guard lock(state_->database_lock);
-  if (!database_open(*state_, "EVServer::closeDb")) return -1;
-  close_database(*state_);
+  const WatchedDatabase::Hold hold = state_->database.hold();
+  if (!state_->database.require_open("EVServer::closeDb")) return -1;
+  state_->database.close();
+  state_->forget_tables();
+  monitor_open_tables(*state_);
   return 0;
 }
 
 void EVServer::freeHooks() {
-  const std::lock_guard lock(state_->database_lock);
-  free_match_hooks(state_->vars);
+  const WatchedDatabase::Hold hold = state_->database.hold();
+  state_->database.free_indexes();
 }
 
 void EVServer::freeVectors() {
@@ -225,28 +166,24 @@ void EVServer::freeVectors() {
   published.mostrecent_evid = -1;
   /* Not before: a refresh in between would take note of the tables, and publish what it
    * has read only to have it freed. */
-  const std::lock_guard database(state_->database_lock);
-  forget_tables(*state_);
+  const WatchedDatabase::Hold hold = state_->database.hold();
+  state_->forget_tables();
 }
 
 int EVServer::getsetScratch(std::string table, std::string &record, int set) {
-  constexpr const char *kName = "EVServer::getsetScratch";
-  const std::lock_guard lock(state_->database_lock);
-  if (!database_open(*state_, kName)) return -1;
-  const EVTable *watched = watched_table(*state_, table, kName);
+  constexpr const char *kWho = "EVServer::getsetScratch";
+  const WatchedDatabase::Hold hold = state_->database.hold();
+  if (!state_->database.require_open(kWho)) return -1;
+  const EVTable *const watched = watched_table(*state_, kWho, table);
   if (watched == nullptr) return -1;
   if (set != 0) {
     if (ksutil::db::set_scratch(watched->db, record)) return 0;
-    ks_register_error(0, "%s: cannot set the scratch record of %s.\n", kName,
-                      table.c_str());
-    return -1;
+    return fail(kWho, "cannot set the scratch record of %s", table.c_str());
   }
   const ksutil::db::RowText text = ksutil::db::record_text(
       dblookup(watched->db, nullptr, nullptr, nullptr, "dbSCRATCH"));
   if (text.empty()) {
-    ks_register_error(0, "%s: cannot read the scratch record of %s.\n", kName,
-                      table.c_str());
-    return -1;
+    return fail(kWho, "cannot read the scratch record of %s", table.c_str());
   }
   record = text.str();
   return 0;

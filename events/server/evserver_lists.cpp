@@ -1,49 +1,25 @@
 #include <algorithm>
-#include <mutex>
 #include <utility>
 
-#include "core/register.h"
 #include "events/evserver.h"
-#include "events/reading/internal/tree_reader.h"
+#include "events/reading/internal/read_rows.h"
 #include "events/records/internal/record_sizes.h"
 #include "events/records/internal/row_texts.h"
 #include "events/server/internal/list_reader.h"
 #include "events/server/internal/published.h"
 #include "events/server/internal/refresh.h"
 #include "events/server/internal/server_state.h"
-#include "events/server/internal/tables.h"
 #include "platform/clock/clock.h"
+#include "platform/elog/failure.h"
 
 namespace ksutil::events {
 namespace {
 
-/* Runs `read` with tables bound; what it gives, or -1. */
-template <class Bind, class Read>
-int read_bound(ServerState &state, const char *name, Bind bind, Read read) {
-  const std::lock_guard lock(state.database_lock);
-  if (!database_open(state, name)) return -1;
-  TreeReader reader(reading_source(state));
-  if (!bind(state, reader)) {
-    ks_register_error(0, "%s: cannot read the tables.\n", name);
-    return -1;
-  }
-  MessagesOfFailure messages;
-  const int result = messages.note(read(reader));
-  if (result < 0) ks_register_error(0, "%s: cannot read the tables.\n", name);
-  return result;
-}
-
-bool bind_list(const ServerState &, TreeReader &reader) { return reader.bind_list(); }
-bool bind_all(const ServerState &state, TreeReader &reader) {
-  return reader.bind_list() && reader.bind_expansion(state.detections_on != 0);
-}
-bool bind_detections(const ServerState &, TreeReader &reader) {
-  return reader.bind_list() && reader.bind_detections();
-}
-
-int none_given(const char *name, const char *what) {
-  ks_register_error(0, "%s: no %s given.\n", name, what);
-  return -1;
+/* Reads rows for one record of the caller's. */
+template <class Read>
+int read_record(ServerState &state, const char *who, unsigned tables, Read read) {
+  const ReadingName name{who, kTablesUnreadable, kTablesUnreadable};
+  return read_rows_quietly(state.database, name, tables, read);
 }
 
 /* One reading of an event for the cache.  It is entered before anything is read: a
@@ -59,7 +35,7 @@ class ExpandedReading {
   ExpandedReading(const ExpandedReading &) = delete;
   ExpandedReading &operator=(const ExpandedReading &) = delete;
 
-  void begins(int64_t number) { reads_.set(evid_, number); }
+  void comes_from(int64_t reading) { reads_.set(evid_, reading); }
   void keep() { kept_ = true; }
 
  private:
@@ -70,49 +46,41 @@ class ExpandedReading {
 
 /* Reads an event with everything; 0 or -1. */
 int read_whole_event(ServerState &state, int64_t evid, EVEvent &event,
-                     ExpandedReading &reading) {
-  constexpr const char *kName = "EVServer::getExpandedEvent";
-  const std::lock_guard lock(state.database_lock);
-  reading.begins(++state.readings);
-  if (!database_open(state, kName)) return -1;
-  TreeReader reader(reading_source(state));
-  if (!reader.bind_list() || !reader.bind_expansion(state.detections_on != 0)) {
-    ks_register_error(0, "%s: cannot read the tables.\n", kName);
-    return -1;
-  }
-  MessagesOfFailure messages;
-  int result = reader.read_event_of(evid, window_of(state, reader).first, event);
-  if (result == kNoRow) {
-    messages.note(kFailed);
-    ks_register_error(0, "%s: no event %ld.\n", kName, static_cast<long>(evid));
-    return -1;
-  }
-  messages.note(result);
-  /* Rows that are left out of an event do not keep it from being shown. */
-  if (result == 0) result = std::min(0, messages.note(reader.expand(event)));
-  /* Only a whole event may go into the cache. */
-  if (!reader.complete()) result = kFailed;
-  if (result != 0) {
-    messages.note(kFailed);
-    ks_register_error(0, "%s: event %ld cannot be read.\n", kName,
-                      static_cast<long>(evid));
-    return -1;
-  }
-  gather_texts(event);
-  return 0;
+                     ExpandedReading &entry) {
+  constexpr const char *kWho = "EVServer::getExpandedEvent";
+  const unsigned tables = kReadList | expansion_tables(state);
+  return read_rows(state.database, {kWho}, tables, [&](TreeReader &reader) -> int {
+    MessagesOfFailure messages;
+    int result = reader.read_event_of(evid, window_of(state, reader).first, event);
+    if (result == kNoRow) {
+      messages.note(kFailed);
+      return fail(kWho, "no event %ld", static_cast<long>(evid));
+    }
+    messages.note(result);
+    /* Rows that are left out of an event do not keep it from being shown. */
+    if (result == 0) result = std::min(0, messages.note(reader.expand(event)));
+    /* Only a whole event may go into the cache. */
+    if (!reader.complete()) result = kFailed;
+    if (result != 0) {
+      messages.note(kFailed);
+      return fail(kWho, "event %ld cannot be read", static_cast<long>(evid));
+    }
+    gather_texts(event);
+    entry.comes_from(++state.readings);
+    return 0;
+  });
 }
 
 }  // namespace
 }  // namespace ksutil::events
 
 using namespace ksutil::events;
+using ksutil::fail;
 
 int EVServer::refreshEvents(int force) {
   if (state_->published.lock.owned_by_this_thread()) {
-    ks_register_error(0,
-                      "EVServer::refreshEvents: this thread holds the events lock.\n");
     state_->clients.refresh_ended(nullptr);
-    return -1;
+    return fail("EVServer::refreshEvents", "this thread holds the events lock");
   }
   return refresh_lists(*state_, force != 0);
 }
@@ -125,68 +93,67 @@ int EVServer::setMaxEvents(int max_events) {
 }
 
 int EVServer::refreshEvent(long recno, EVEvent *event, long *order) {
-  if (event == nullptr) return none_given("EVServer::refreshEvent", "event");
+  if (event == nullptr) return fail("EVServer::refreshEvent", "no event given");
   *event = EVEvent();
-  return read_bound(
-      *state_, "EVServer::refreshEvent", bind_list,
+  return read_record(
+      *state_, "EVServer::refreshEvent", kReadList,
       [&](TreeReader &reader) { return reader.read_event(recno, *event, order); });
 }
 
 int EVServer::refreshOrigin(long recno, EVOrigin *origin) {
-  if (origin == nullptr) return none_given("EVServer::refreshOrigin", "origin");
+  if (origin == nullptr) return fail("EVServer::refreshOrigin", "no origin given");
   *origin = EVOrigin();
-  return read_bound(
-      *state_, "EVServer::refreshOrigin", bind_list,
+  return read_record(
+      *state_, "EVServer::refreshOrigin", kReadList,
       [&](TreeReader &reader) { return reader.read_origin(recno, *origin); });
 }
 
 int EVServer::refreshAssociations(EVEvent *event) {
-  if (event == nullptr) return none_given("EVServer::refreshAssociations", "event");
-  return read_bound(*state_, "EVServer::refreshAssociations", bind_all,
-                    [&](TreeReader &reader) {
-                      const int result = reader.expand(*event);
-                      gather_texts(*event);
-                      return result;
-                    });
+  if (event == nullptr) return fail("EVServer::refreshAssociations", "no event given");
+  return read_record(*state_, "EVServer::refreshAssociations",
+                     kReadList | expansion_tables(*state_), [&](TreeReader &reader) {
+                       const int result = reader.expand(*event);
+                       gather_texts(*event);
+                       return result;
+                     });
 }
 
 int EVServer::refreshAssociation(long recno, EVAssociation *association) {
-  if (association == nullptr)
-    return none_given("EVServer::refreshAssociation", "association");
+  if (association == nullptr) {
+    return fail("EVServer::refreshAssociation", "no association given");
+  }
   *association = EVAssociation();
-  return read_bound(
-      *state_, "EVServer::refreshAssociation", bind_all,
+  return read_record(
+      *state_, "EVServer::refreshAssociation", kReadList | expansion_tables(*state_),
       [&](TreeReader &reader) { return reader.read_association(recno, *association); });
 }
 
 int EVServer::refreshDetections(EVOrigin *origin) {
-  if (origin == nullptr) return none_given("EVServer::refreshDetections", "origin");
-  return read_bound(
-      *state_, "EVServer::refreshDetections", bind_detections,
+  if (origin == nullptr) return fail("EVServer::refreshDetections", "no origin given");
+  return read_record(
+      *state_, "EVServer::refreshDetections", kReadList | kReadDetections,
       [&](TreeReader &reader) { return reader.read_detections(*origin); });
 }
 
 int EVServer::refreshDetections(Table<EVDetection> &detections, double tstart,
                                 double tend) {
-  return read_bound(*state_, "EVServer::refreshDetections", bind_detections,
-                    [&](TreeReader &reader) {
-                      return reader.read_detections(tstart, tend, detections);
-                    });
+  return read_record(*state_, "EVServer::refreshDetections",
+                     kReadList | kReadDetections, [&](TreeReader &reader) {
+                       return reader.read_detections(tstart, tend, detections);
+                     });
 }
 
 int EVServer::refreshStamags(EVMagnitude *magnitude) {
-  if (magnitude == nullptr) return none_given("EVServer::refreshStamags", "magnitude");
-  return read_bound(
-      *state_, "EVServer::refreshStamags", bind_all,
+  if (magnitude == nullptr) {
+    return fail("EVServer::refreshStamags", "no magnitude given");
+  }
+  return read_record(
+      *state_, "EVServer::refreshStamags", kReadList | expansion_tables(*state_),
       [&](TreeReader &reader) { return reader.read_stamags(*magnitude); });
 }
 
 int EVServer::findEvid(long evid) {
-  const auto events = current_events(state_->published);
-  for (long i = 0; i < events->size(); i++) {
-    if (events->ptr(i)->evid == evid) return static_cast<int>(i);
-  }
-  return -1;
+  return findEvid(current_events(state_->published).get(), evid);
 }
 
 int EVServer::findEvid(const Table<EVEvent> *events, long evid) {

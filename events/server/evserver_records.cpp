@@ -1,4 +1,3 @@
-#include <mutex>
 #include <utility>
 
 #include "events/evserver.h"
@@ -40,12 +39,12 @@ template <class Source>
 int set_rules(ServerState &state, Source source) {
   MagnitudeRules rules;
   {
-    const std::lock_guard lock(state.database_lock);
-    rules = state.vars.rules;
+    const WatchedDatabase::Hold hold = state.database.hold();
+    rules = state.database.vars().rules;
   }
   const int result = read_magnitude_rules(source, rules);
-  const std::lock_guard lock(state.database_lock);
-  state.vars.rules = std::move(rules);
+  const WatchedDatabase::Hold hold = state.database.hold();
+  state.database.vars().rules = std::move(rules);
   /* Magnitudes chosen by the old rules must not survive in a list that is followed. */
   state.follower.forget();
   return result;

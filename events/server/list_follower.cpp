@@ -2,7 +2,6 @@
 
 #include <algorithm>
 
-#include "events/server/internal/server_state.h"
 #include "platform/db/columns.h"
 
 namespace ksutil::events {
@@ -65,13 +64,6 @@ void ListFollower::forget() {
   list_.reset();
   snapshots_ = ListSnapshots();
   entries_ = {};
-}
-
-void ListFollower::unbind() {
-  forget();
-  binding_++;
-  sites.follow(nullptr);
-  detection_times.follow(nullptr);
 }
 
 std::optional<AffectedEvents> ListFollower::affected(const TreeReader &reader,
@@ -172,11 +164,6 @@ void ListFollower::finish(const ListSnapshots &snapshots, RowWindow window, long
   window_ = window;
   list_ = list;
   known_ = true;
-}
-
-ReadingSource reading_source(ServerState &state) {
-  ListFollower &follower = state.follower;
-  return {"EVServer", state.vars, follower.sites, follower.detection_times};
 }
 
 }  // namespace ksutil::events

@@ -12,12 +12,10 @@
 namespace ksutil::events {
 namespace {
 
-constexpr int kEventsPerStep = 1024;
-
 /* Appends the events of rows `from` to `window.count` - 1; false, with a message, when
  * the reading has failed.  A database without rows of event shows nothing, whatever
  * origins it has. */
-bool read_rest(TreeReader &reader, ShortSteps &steps, long from, RowWindow window,
+bool read_rest(TreeReader &reader, Steps &steps, long from, RowWindow window,
                long &order, Table<EVEvent> &events) {
   MessagesOfFailure messages;
   for (long recno = from; recno < window.count; recno++) {
@@ -71,7 +69,7 @@ void compare_lists(const Table<EVEvent> &before, ListReading &reading) {
                     reading.removed_evids.size() > 0;
 }
 
-int read_in_full(TreeReader &reader, ShortSteps &steps, ListFollower &follower,
+int read_in_full(TreeReader &reader, Steps &steps, ListFollower &follower,
                  const Table<EVEvent> &current, ListReading &reading) {
   const long rows = reading.window.count - reading.window.first;
   /* Room for what comes, so that a small change does not move the whole list. */
@@ -98,7 +96,7 @@ bool still_listed(const TreeReader &reader, const ListFollower &follower,
 
 /* Reads the events that have changed.  1 when that is not enough and the list must be
  * read in full. */
-int read_in_part(TreeReader &reader, ShortSteps &steps, ListFollower &follower,
+int read_in_part(TreeReader &reader, Steps &steps, ListFollower &follower,
                  const std::shared_ptr<const Table<EVEvent>> &current,
                  ListReading &reading) {
   MessagesOfFailure messages;
@@ -154,22 +152,16 @@ RowWindow window_of(const ServerState &state, const TreeReader &reader) {
   return RowWindow{limit > 0 ? std::max(0L, count - limit) : 0, count};
 }
 
+unsigned expansion_tables(const ServerState &state) {
+  return kReadExpansion | (state.detections_on != 0 ? kReadDetections : 0U);
+}
+
 void ListReading::apply(Table<EVEvent> &list) {
   for (Replaced &change : replaced) *list.ptr(change.place) = std::move(change.event);
   for (EVEvent &event : events) list.push(std::move(event));
 }
 
-ShortSteps::ShortSteps(ServerState &state)
-    : state_(state), lock_(state.database_lock), binding_(state.follower.binding()) {}
-
-bool ShortSteps::step(TreeReader &reader) {
-  if (++steps_ % kEventsPerStep != 0) return true;
-  lock_.unlock();
-  lock_.lock();
-  return state_.follower.binding() == binding_ && reader.resume();
-}
-
-int read_list(ServerState &state, TreeReader &reader, ShortSteps &steps,
+int read_list(ServerState &state, TreeReader &reader, Steps &steps,
               const std::shared_ptr<const Table<EVEvent>> &current, bool in_full,
               ListReading &reading) {
   ListFollower &follower = state.follower;

@@ -4,7 +4,7 @@
 #include <utility>
 #include <vector>
 
-#include "core/register.h"
+#include "platform/elog/failure.h"
 
 namespace ksutil::events {
 
@@ -31,9 +31,7 @@ bool EventsLock::try_lock() {
 
 void EventsLock::unlock() {
   if (!owned_by_this_thread()) {
-    ks_register_error(0,
-                      "EVServer::releaseEventsLock: this thread does not hold the "
-                      "events lock.\n");
+    fail("EVServer::releaseEventsLock", "this thread does not hold the events lock");
     return;
   }
   if (--depth_ > 0) return;

@@ -5,15 +5,16 @@
 #include <new>
 #include <utility>
 
-#include "core/register.h"
 #include "events/records/internal/row_texts.h"
-#include "events/server/internal/tables.h"
 #include "platform/clock/clock.h"
 #include "platform/db/access.h"
 #include "platform/elog/elog.h"
+#include "platform/elog/failure.h"
 
 namespace ksutil::events {
 namespace {
+
+constexpr const char *kWho = "EVServer::refreshEvents";
 
 /* The detection window ends so long after the latest event and begins so much before
  * its end, s. */
@@ -101,19 +102,19 @@ int Refresh::run() {
       return 0;
     }
   } catch (const std::bad_alloc &) {
-    ks_register_error(0, "EVServer::refreshEvents: malloc() error.\n");
+    fail_memory(kWho);
   }
   /* The checks have consumed the changes: they would stay unseen until somebody writes
    * again. */
-  const std::lock_guard lock(state_.database_lock);
-  forget_tables(state_);
+  const WatchedDatabase::Hold hold = state_.database.hold();
+  state_.forget_tables();
   return -1;
 }
 
 template <std::size_t N>
 bool Refresh::check(const char *const (&names)[N], bool &changed) {
   for (const char *name : names) {
-    EVTable &table = *state_.vars.tables.find(name);
+    EVTable &table = *state_.database.table(name);
     if (force_) {
       {
         /* The reading that follows reports what cannot be read. */
@@ -124,10 +125,9 @@ bool Refresh::check(const char *const (&names)[N], bool &changed) {
       changed = true;
       continue;
     }
-    const int code = check_table(table, 1);
+    const int code = WatchedDatabase::check(table);
     if (code < 0) {
-      ks_register_error(0, "EVServer::refreshEvents: checkTable(%s) error.\n", name);
-      return false;
+      return fail(kWho, "checkTable(%s) error", name);
     }
     if (code != 0) changed = true;
   }
@@ -149,24 +149,22 @@ bool Refresh::check_tables() {
 }
 
 int Refresh::read(const std::shared_ptr<const Table<EVEvent>> &current) {
-  ShortSteps steps(state_);
-  if (!database_open(state_, "EVServer::refreshEvents")) return -1;
+  Steps steps(state_.database, kEventsPerStep);
+  if (!state_.database.require_open(kWho)) return -1;
   /* Checked before anything is read: what is written meanwhile shows at the next
    * check. */
   if (!check_tables()) return -1;
   if (!list_tables_ && !expansion_tables_) return 0;
 
-  TreeReader reader(reading_source(state_));
+  TreeReader reader(state_.database);
   expanded_reading_ = ++state_.readings;
-  if (!reader.bind_list()) {
-    ks_register_error(0, "EVServer::refreshEvents: cannot read the tables.\n");
-    return -1;
+  if (!reader.bind(kReadList)) {
+    return fail(kWho, "cannot read the tables");
   }
   event_count_ = reader.event_count();
   if (list_tables_) {
     if (read_list(state_, reader, steps, current, force_, reading_) != 0) {
-      ks_register_error(0, "EVServer::refreshEvents: refreshEvent() error.\n");
-      return -1;
+      return fail(kWho, "refreshEvent() error");
     }
     list_read_ = true;
     snapshots_ = reader.list_snapshots();
@@ -175,21 +173,18 @@ int Refresh::read(const std::shared_ptr<const Table<EVEvent>> &current) {
 
   const std::vector<int64_t> evids = evids_to_expand();
   if (!evids.empty() && !read_expanded(reader, steps, evids)) {
-    ks_register_error(0, "EVServer::refreshEvents: refreshAssociations() error.\n");
-    return -1;
+    return fail(kWho, "refreshAssociations() error");
   }
   const bool detections = state_.detections_on != 0;
   /* What is not kept current is not shown. */
   if (!detections) new_detections_ = std::make_shared<Table<EVDetection>>();
   if (detections && (detection_tables_ || response_.events_changed != 0) &&
       !read_window(reader)) {
-    ks_register_error(0, "EVServer::refreshEvents: refreshDetections() error.\n");
-    return -1;
+    return fail(kWho, "refreshDetections() error");
   }
   /* What could not be read now has not gone: the old lists stay until it can. */
   if (!reader.complete()) {
-    ks_register_error(0, "EVServer::refreshEvents: cannot read the tables.\n");
-    return -1;
+    return fail(kWho, "cannot read the tables");
   }
   return 0;
 }
@@ -203,9 +198,9 @@ std::vector<int64_t> Refresh::evids_to_expand() const {
   return evids;
 }
 
-bool Refresh::read_expanded(TreeReader &reader, ShortSteps &steps,
+bool Refresh::read_expanded(TreeReader &reader, Steps &steps,
                             const std::vector<int64_t> &evids) {
-  if (!reader.bind_expansion(state_.detections_on != 0)) return false;
+  if (!reader.bind(expansion_tables(state_))) return false;
   const long first = window_of(state_, reader).first;
   MessagesOfFailure messages;
   for (const int64_t evid : evids) {
@@ -230,7 +225,7 @@ bool Refresh::read_expanded(TreeReader &reader, ShortSteps &steps,
 }
 
 bool Refresh::read_window(TreeReader &reader) {
-  if (!reader.bind_detections()) return false;
+  if (!reader.bind(kReadDetections)) return false;
   const double latest =
       response_.events_changed != 0 ? reading_.summary.latest_time : latest_time_;
   const double tend = state_.age_ref_now != 0 ? std_now() : latest + kWindowAfterLatest;

@@ -24,7 +24,7 @@ bool Refresh::has_news() const {
 /* Takes note of what `list` has been read from. */
 void Refresh::follow(const std::shared_ptr<const Table<EVEvent>> &list) {
   if (list_read_) {
-    const std::lock_guard lock(state_.database_lock);
+    const WatchedDatabase::Hold hold = state_.database.hold();
     state_.follower.finish(snapshots_, reading_.window, reading_.epoch, list);
   }
   if (!list_tables_ && !expansion_tables_) return;

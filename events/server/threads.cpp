@@ -8,15 +8,16 @@
 #include <functional>
 #include <limits>
 
-#include "core/register.h"
 #include "events/server/commands/internal/dispatch.h"
 #include "events/server/internal/server_state.h"
 #include "pipeline/pmtfifo.h"
+#include "platform/elog/failure.h"
 
 namespace ksutil::events {
 
 namespace {
 
+constexpr const char *kLaunchThread = "EVServer::launchThread";
 constexpr uint32_t kSleepSlice = 50000;  // microseconds; how long a stop goes unseen
 
 thread_local const ServerState *worked_here = nullptr;  // the worker's own
@@ -33,13 +34,13 @@ void sleep_unless_stopped(const ServerState &state, uint32_t microseconds) {
 }
 
 /* Runs one round of a thread so that no exception ends the thread. */
-void guarded(const char *name, const std::function<void()> &round) {
+void guarded(const char *who, const std::function<void()> &round) {
   try {
     round();
   } catch (const std::exception &error) {
-    ks_register_error(0, "EVServer::%s: %s.\n", name, error.what());
+    fail(who, "%s", error.what());
   } catch (...) {
-    ks_register_error(0, "EVServer::%s: unknown exception.\n", name);
+    fail(who, "unknown exception");
   }
 }
 
@@ -73,7 +74,7 @@ void *run_thread(void *argument) {
     const std::unique_ptr<EVCommand> command = next_command(state, own_turn, leave);
     if (leave) break;
     if (command == nullptr || command->command.empty()) continue;
-    guarded("run_thread", [&] { dispatch(state, *command); });
+    guarded("EVServer::run_thread", [&] { dispatch(state, *command); });
   }
   state.own_commands.clear();
   state.handshake.close();
@@ -82,14 +83,14 @@ void *run_thread(void *argument) {
 }
 
 /* Does `ask` at an interval until the server stops. */
-void repeat(ServerState &state, const std::atomic<double> &interval, const char *name,
+void repeat(ServerState &state, const std::atomic<double> &interval, const char *who,
             void (*ask)(ServerState &)) {
   while (state.stop == 0) {
     if (!(interval > 0.0)) {
       sleep_unless_stopped(state, 1000000);
       continue;
     }
-    guarded(name, [&] { ask(state); });
+    guarded(who, [&] { ask(state); });
     /* The interval may have been changed while `ask` waited: 0 or less then means that
      * the next round looks at it again, not that this one sleeps. */
     sleep_unless_stopped(state, sleep_microseconds(interval));
@@ -107,16 +108,18 @@ void ask_for_refresh(ServerState &state) {
 
 void *refresh_events_thread(void *argument) {
   ServerState &state = *static_cast<ServerState *>(argument);
-  repeat(state, state.refresh_interval, "refresh_events_thread", ask_for_refresh);
+  repeat(state, state.refresh_interval, "EVServer::refresh_events_thread",
+         ask_for_refresh);
   state.refresher_left = true;
   return nullptr;
 }
 
 void *database_changed_thread(void *argument) {
   ServerState &state = *static_cast<ServerState *>(argument);
-  repeat(state, state.check_interval, "database_changed_thread", [](ServerState &s) {
-    push_command(s, std::make_unique<EVCommand>("checkDatabase"));
-  });
+  repeat(state, state.check_interval, "EVServer::database_changed_thread",
+         [](ServerState &s) {
+           push_command(s, std::make_unique<EVCommand>("checkDatabase"));
+         });
   state.monitor_left = true;
   return nullptr;
 }
@@ -183,25 +186,20 @@ int push_command(ServerState &state, std::unique_ptr<EVCommand> command) {
 
 int launch_threads(ServerState &state) {
   if (state.cmd_mtfifo != nullptr) {
-    ks_register_error(0,
-                      "EVServer::launchThread: processing thread already running.\n");
-    return -1;
+    return fail(kLaunchThread, "processing thread already running");
   }
   pmtfifo *const queue = pmtfifo_create(kQueueCapacity, 1, 0);
   if (queue == nullptr) {
-    ks_register_error(1, "EVServer::launchThread: pmtfifo_create(cmd_mtfifo) error.\n");
-    return -1;
+    return fail_errno(kLaunchThread, "pmtfifo_create(cmd_mtfifo) error");
   }
   pmtfifo *none = nullptr;
   if (!state.cmd_mtfifo.compare_exchange_strong(none, queue)) {
     pmtfifo_destroy(queue, nullptr);
-    ks_register_error(0,
-                      "EVServer::launchThread: processing thread already running.\n");
-    return -1;
+    return fail(kLaunchThread, "processing thread already running");
   }
   if (start(state, run_thread, state.worker, state.worker_started, state.worker_left) <
       0) {
-    ks_register_error(1, "EVServer::launchThread: pthread_create() error.\n");
+    fail_errno(kLaunchThread, "pthread_create() error");
     state.cmd_mtfifo = nullptr;
     pmtfifo_destroy(queue, nullptr);
     return -1;
@@ -210,8 +208,7 @@ int launch_threads(ServerState &state) {
             state.refresher_left) < 0 ||
       start(state, database_changed_thread, state.monitor, state.monitor_started,
             state.monitor_left) < 0) {
-    ks_register_error(1, "EVServer::launchThread: pthread_create() error.\n");
-    return -1;
+    return fail_errno(kLaunchThread, "pthread_create() error");
   }
   return 0;
 }

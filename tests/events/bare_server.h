@@ -2,15 +2,19 @@
 #ifndef KSUTIL_TESTS_EVENTS_BARE_SERVER_H
 #define KSUTIL_TESTS_EVENTS_BARE_SERVER_H
 
+#include <gtest/gtest.h>
 #include <unistd.h>
 
 #include <functional>
+#include <string>
 
 #include "events/evclient.h"
 #include "events/server/internal/live_servers.h"
 #include "events/server/internal/server_state.h"
 #include "events/server/internal/threads.h"
+#include "platform/db/db.h"
 #include "tests/events/messages.h"
+#include "tests/support/folder.h"
 
 /* Waits for a condition, up to 10 s. */
 inline bool comes_true(const std::function<bool()> &condition) {
@@ -25,7 +29,12 @@ inline bool comes_true(const std::function<bool()> &condition) {
  * and a database check not. */
 struct BareServer {
   BareServer() {
-    state.schema_name = "css3.0";
+    /* Opened and closed, so that the schema is known. */
+    const std::string name = folder_ / "db";
+    EXPECT_EQ(dbcreate(name.c_str(), "css3.0"), 0);
+    const auto hold = state.database.hold();
+    EXPECT_TRUE(state.database.open(name, "BareServer"));
+    state.database.close();
     ksutil::events::add_live_server(pointer(), state);
   }
   ~BareServer() { end(); }
@@ -39,6 +48,9 @@ struct BareServer {
   EVServer *pointer() { return reinterpret_cast<EVServer *>(this); }
 
   ksutil::events::ServerState state;
+
+ private:
+  ksutil::test::TempFolder folder_;
 };
 
 #endif

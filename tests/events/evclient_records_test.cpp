@@ -109,7 +109,7 @@ TEST(ClientDeathTest, NeedsALivingServer) {
       testing::ExitedWithCode(1), text);
   EXPECT_EXIT(
       {
-        bare.state.vars.mark = 0;
+        bare.state.database.vars().mark = 0;
         EVClient client(bare.pointer());
       },
       testing::ExitedWithCode(1), text);

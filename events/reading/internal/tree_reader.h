@@ -25,14 +25,6 @@ namespace ksutil::events {
 /* The result for an evid or orid that no row has. */
 inline constexpr int kNoRow = 1;
 
-/* The parts of a database owner that a reading uses; all outlive the reader. */
-struct ReadingSource {
-  const char *owner;  // the class in whose name failures are reported
-  EVVars &vars;       // the tables, the keys and the rules
-  SiteIndex &sites;   // these two are kept from one reading to the next
-  TimeIndex &detection_times;
-};
-
 /* The tables that a reading needs, to be added up. */
 inline constexpr unsigned kReadList = 1;       // of events and origins
 inline constexpr unsigned kReadExpansion = 2;  // of what expanded events have besides
@@ -72,18 +64,11 @@ struct ReadTable {
  * again, the first call must be resume(). */
 class TreeReader {
  public:
-  explicit TreeReader(ReadingSource source) : source_(source) {}
-  explicit TreeReader(WatchedDatabase &database)
-      : source_{database.owner().name, database.vars(), database.sites(),
-                database.detection_times()} {}
+  explicit TreeReader(WatchedDatabase &database) : database_(database) {}
 
   /* Takes the snapshots of the tables that a sum of kReadList and so on names; false
    * with a message.  May be called again for more tables. */
   bool bind(unsigned tables);
-  bool bind_list();
-  bool bind_expansion(bool detections);
-  bool bind_detections();
-  bool bind_sites();
   /* Makes the indexes describe the snapshots of this reader again, after another reader
    * may have moved them to others; false with a message. */
   bool resume();
@@ -125,7 +110,7 @@ class TreeReader {
    * span, ends included; and the contents of one of them, without its site. */
   std::vector<long> detections_around(double time) const;
   std::vector<long> detections_between(double tstart, double tend) const {
-    return source_.detection_times.find(tstart, tend);
+    return database_.detection_times().find(tstart, tend);
   }
   int read_detection(long recno, EVDetection &detection, DetectionFields &fields);
   /* The site row of a station that was valid at an epoch time.  Without one the result
@@ -145,6 +130,10 @@ class TreeReader {
     bool located;
   };
 
+  bool bind_list();
+  bool bind_expansion(bool detections);
+  bool bind_detections();
+  bool bind_sites();
   template <class Columns>
   bool take(const char *name, ReadTable<Columns> &table);
   bool follow_sites();
@@ -164,7 +153,7 @@ class TreeReader {
   void add_residuals(const Epicentre &epicentre, std::string_view site, double time,
                      EVDetection &detection) const;
 
-  ReadingSource source_;
+  WatchedDatabase &database_;
   double now_ = 0.0;
   std::unique_ptr<RuleBook> rules_;
 

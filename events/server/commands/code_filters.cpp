@@ -1,6 +1,6 @@
 #include "events/server/commands/internal/code_filters.h"
 
-#include "core/register.h"
+#include "platform/elog/failure.h"
 #include "platform/stock/text.h"
 
 namespace ksutil::events {
@@ -58,9 +58,8 @@ bool RegexFilter::compile(const char *who, const std::string &pattern) {
   expr::Error error;
   program_ = expr::Program::compile("code =~ " + quoted(pattern), CodeField(), error);
   if (program_ != nullptr) return true;
-  ks_register_error(0, "%s: '%s' is no regular expression: %s.\n", who, pattern.c_str(),
-                    error.message.c_str());
-  return false;
+  return fail(who, "'%s' is no regular expression: %s", pattern.c_str(),
+              error.message.c_str());
 }
 
 bool RegexFilter::found_in(std::string_view code) {

@@ -3,15 +3,17 @@
 #include <cctype>
 #include <memory>
 #include <string_view>
+#include <vector>
 
-#include "core/register.h"
 #include "events/server/commands/internal/table_scan.h"
-#include "events/server/internal/tables.h"
+#include "events/server/internal/server_state.h"
 #include "platform/clock/clock.h"
 #include "platform/db/access.h"
 #include "platform/db/columns.h"
 #include "platform/db/row_filter.h"
 #include "platform/elog/elog.h"
+#include "platform/elog/failure.h"
+#include "platform/stock/owners.h"
 
 namespace ksutil::events {
 namespace {
@@ -19,11 +21,9 @@ namespace {
 constexpr int64_t kStampLoadDate = 1;  // a flag of dbputrecord
 
 Table<EVTableRecord> records_of(TableScan &scan, Tbl *found) {
-  std::vector<long> numbers;
-  for (long i = 0; i < counttbl(found); i++) {
-    const long record = reinterpret_cast<long>(gettbl(found, i));
-    if (record < scan.rows()->count()) numbers.push_back(record);
-  }
+  std::vector<long> numbers = to_numbers(found);
+  std::erase_if(numbers,
+                [&scan](long record) { return record >= scan.rows()->count(); });
   Table<EVTableRecord> records;
   records.reserve(static_cast<long>(numbers.size()));
   const bool complete = scan.each(numbers, [&](long record, std::string_view row) {
@@ -38,21 +38,19 @@ bool acceptable(const char *who, const db::Relation &layout, std::string_view ro
   const std::string_view line = row.substr(0, row.find('\n'));
   if (line.size() != static_cast<std::size_t>(layout.width) ||
       row.size() > line.size() + 1) {
-    ks_register_error(0,
-                      "%s: %zu bytes are no record of %s, which is one line of %d.\n",
-                      who, row.size(), layout.name.c_str(), layout.width);
+    fail(who, "%zu bytes are no record of %s, which is one line of %d", row.size(),
+         layout.name.c_str(), layout.width);
     return false;
   }
   for (const char c : line) {
     if (std::iscntrl(static_cast<unsigned char>(c)) == 0) continue;
-    ks_register_error(0, "%s: the record of %s has a control character.\n", who,
-                      layout.name.c_str());
+    fail(who, "the record of %s has a control character", layout.name.c_str());
     return false;
   }
   for (const db::Field &field : layout.fields) {
     if (db::is_readable(layout, field, line)) continue;
-    ks_register_error(0, "%s: field %s of the record of %s cannot be read.\n", who,
-                      field.name.c_str(), layout.name.c_str());
+    fail(who, "field %s of the record of %s cannot be read", field.name.c_str(),
+         layout.name.c_str());
     return false;
   }
   return true;
@@ -64,40 +62,37 @@ Table<EVTableRecord> exec_dbmatches(ServerState &state, const std::string &key_t
                                     const std::string &key_record,
                                     const std::string &table, Tbl **kpattern,
                                     Tbl **tpattern, Hook **hook) {
-  CommandSteps steps(state, "EVServer::execDbmatches");
-  if (!steps.open()) return {};
+  Command command(state, "EVServer::execDbmatches");
+  if (!command.open()) return {};
   if (kpattern == nullptr || tpattern == nullptr || hook == nullptr) {
-    ks_register_error(0, "%s: no place for patterns or hook.\n", steps.who());
+    fail(command.who(), "no place for patterns or hook");
     return {};
   }
-  Dbptr key = steps.table(key_table);
+  Dbptr key = command.table(key_table);
   if (key.table == dbINVALID) return {};
-  const Dbptr target = steps.table(table);
+  const Dbptr target = command.table(table);
   if (target.table == dbINVALID) return {};
   key.record = dbSCRATCH;
   Tbl *found = nullptr;
   if (!db::set_scratch(key, key_record) ||
       dbmatches(key, target, kpattern, tpattern, hook, &found) < 0) {
-    ks_register_error(0, "%s: cannot match %s with %s.\n", steps.who(),
-                      key_table.c_str(), table.c_str());
+    fail(command.who(), "cannot match %s with %s", key_table.c_str(), table.c_str());
     return {};
   }
-  const std::unique_ptr<Tbl, void (*)(Tbl *)> owner(
-      found, [](Tbl *list) { freetbl(list, nullptr); });
-  TableScan scan(steps, table);
+  const TblPtr owner(found);
+  TableScan scan(command, table);
   return scan.rows() == nullptr ? Table<EVTableRecord>() : records_of(scan, found);
 }
 
 Table<EVTableRecord> exec_dbsubset(ServerState &state, const std::string &table,
                                    const std::string &expression) {
-  CommandSteps steps(state, "EVServer::execDbsubset");
-  TableScan scan(steps, table);
+  Command command(state, "EVServer::execDbsubset");
+  TableScan scan(command, table);
   if (scan.rows() == nullptr) return {};
   const db::RowFilter filter(scan.rows()->layout(), expression);
   if (!filter.good()) {
-    ks_register_error(0, "%s: Can't compile '%s': %s at position %zu.\n", steps.who(),
-                      expression.c_str(), filter.error().message.c_str(),
-                      filter.error().position);
+    fail(command.who(), "Can't compile '%s': %s at position %zu", expression.c_str(),
+         filter.error().message.c_str(), filter.error().position);
     return {};
   }
   Table<EVTableRecord> records;
@@ -109,32 +104,30 @@ Table<EVTableRecord> exec_dbsubset(ServerState &state, const std::string &table,
   });
   if (!complete) return {};
   if (failures > 0) {
-    ks_register_error(0, "%s: '%s' has no value for %ld records of %s.\n", steps.who(),
-                      expression.c_str(), failures, table.c_str());
+    fail(command.who(), "'%s' has no value for %ld records of %s", expression.c_str(),
+         failures, table.c_str());
   }
   return records;
 }
 
 int64_t exec_dbputrecord(ServerState &state, const std::string &table, int64_t recno,
                          int64_t flags, const std::string &record) {
-  CommandSteps steps(state, "EVServer::dbputrecord");
-  if (!steps.open()) return -1;
-  Dbptr target = steps.table(table);
+  Command command(state, "EVServer::dbputrecord");
+  if (!command.open()) return -1;
+  Dbptr target = command.table(table);
   if (target.table == dbINVALID) return -1;
   if (recno < -1 || (flags & ~kStampLoadDate) != 0) {
-    ks_register_error(0, "%s: record number %lld and flags %lld are not allowed.\n",
-                      steps.who(), static_cast<long long>(recno),
-                      static_cast<long long>(flags));
+    fail(command.who(), "record number %lld and flags %lld are not allowed",
+         static_cast<long long>(recno), static_cast<long long>(flags));
     return -1;
   }
   const std::shared_ptr<const db::Snapshot> rows = db::table_snapshot(target);
-  if (rows == nullptr || !acceptable(steps.who(), rows->layout(), record)) return -1;
+  if (rows == nullptr || !acceptable(command.who(), rows->layout(), record)) return -1;
   std::string row = record;
   const db::Field *const lddate = rows->layout().find("lddate");
   if ((flags & kStampLoadDate) != 0 && lddate != nullptr &&
       !db::write_real(*lddate, std_now(), row)) {
-    ks_register_error(0, "%s: cannot write lddate of %s.\n", steps.who(),
-                      table.c_str());
+    fail(command.who(), "cannot write lddate of %s", table.c_str());
     return -1;
   }
   /* Both check the length again, against the file as it is then. */
@@ -143,18 +136,17 @@ int64_t exec_dbputrecord(ServerState &state, const std::string &table, int64_t r
                        : dbput(target, row.c_str()) == 0 ? recno
                                                          : -1;
   if (written < 0) {
-    ks_register_error(0, "%s: cannot write the record of %s.\n", steps.who(),
-                      table.c_str());
+    fail(command.who(), "cannot write the record of %s", table.c_str());
   }
   return written;
 }
 
 int64_t exec_dbnextid(ServerState &state, const std::string &key) {
-  const CommandSteps steps(state, "EVServer::execDbnextid");
-  if (!steps.open()) return -1;
-  const long id = dbnextid(state.db, key.c_str());
+  const Command command(state, "EVServer::execDbnextid");
+  if (!command.open()) return -1;
+  const long id = dbnextid(state.database.handle(), key.c_str());
   if (id < 0) {
-    ks_register_error(0, "%s: no id of '%s'.\n", steps.who(), key.c_str());
+    fail(command.who(), "no id of '%s'", key.c_str());
   }
   return id;
 }

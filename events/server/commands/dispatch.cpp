@@ -2,15 +2,16 @@
 
 #include <exception>
 #include <memory>
+#include <string>
 #include <utility>
 
-#include "core/register.h"
 #include "events/evclient.h"
 #include "events/evserver.h"
 #include "events/server/commands/internal/database_commands.h"
 #include "events/server/commands/internal/station_codes.h"
 #include "events/server/commands/internal/station_rows.h"
 #include "events/server/internal/server_state.h"
+#include "platform/elog/failure.h"
 
 namespace ksutil::events {
 
@@ -19,12 +20,13 @@ namespace {
 /* Runs an operation; an exception becomes a message. */
 template <class Operation>
 void attempt(const EVCommand &command, const Operation &operation) {
+  const std::string who = "EVServer::" + command.command;
   try {
     operation();
   } catch (const std::exception &error) {
-    ks_register_error(0, "EVServer::%s: %s.\n", command.command.c_str(), error.what());
+    fail(who.c_str(), "%s", error.what());
   } catch (...) {
-    ks_register_error(0, "EVServer::%s: unknown exception.\n", command.command.c_str());
+    fail(who.c_str(), "unknown exception");
   }
 }
 
@@ -133,8 +135,7 @@ class MatchArguments {
   bool take() {
     if (command_.kpattern == nullptr || command_.tpattern == nullptr ||
         command_.hook == nullptr) {
-      ks_register_error(0, "EVServer::execDbmatches: no place for patterns or hook.\n");
-      return false;
+      return fail("EVServer::execDbmatches", "no place for patterns or hook");
     }
     match = EVMatch(*command_.kpattern, *command_.tpattern);
     std::swap(match.hook, *command_.hook);

@@ -3,10 +3,11 @@
 #include <array>
 #include <string_view>
 
-#include "core/register.h"
 #include "events/server/commands/internal/table_scan.h"
+#include "events/server/internal/server_state.h"
 #include "platform/db/columns.h"
 #include "platform/elog/elog.h"
+#include "platform/elog/failure.h"
 #include "platform/stock/text.h"
 
 namespace ksutil::events {
@@ -24,7 +25,7 @@ using Codes = std::array<std::string_view, kFields.size()>;
 
 bool given(const char *who, const std::string &sta, const std::string &chan) {
   if (!trimmed(sta).empty() && !trimmed(chan).empty()) return true;
-  ks_register_error(0, "%s: no station or no channel is given.\n", who);
+  fail(who, "no station or no channel is given");
   return false;
 }
 
@@ -32,13 +33,13 @@ bool given(const char *who, const std::string &sta, const std::string &chan) {
  * 1 found, 0 not, or the schema has no such table; -1 with a message. */
 template <class IsMeant, class Use>
 int find_codes(ServerState &state, const char *who, IsMeant is_meant, Use use) {
-  CommandSteps steps(state, who);
-  if (!steps.open()) return -1;
+  Command command(state, who);
+  if (!command.open()) return -1;
   {
     const ElogScope quiet;
-    if (steps.table("seedcode").table == dbINVALID) return 0;
+    if (command.table("seedcode").table == dbINVALID) return 0;
   }
-  TableScan scan(steps, "seedcode");
+  TableScan scan(command, "seedcode");
   if (scan.rows() == nullptr) return -1;
   std::array<db::TextColumn, kFields.size()> columns;
   for (std::size_t i = 0; i < columns.size(); i++) {

@@ -6,13 +6,14 @@
 #include <optional>
 #include <utility>
 
-#include "core/register.h"
 #include "events/database/internal/row_columns.h"
 #include "events/server/commands/internal/code_filters.h"
 #include "events/server/commands/internal/table_scan.h"
-#include "events/server/internal/list_follower.h"
+#include "events/server/internal/server_state.h"
 #include "platform/db/access.h"
 #include "platform/elog/elog.h"
+#include "platform/elog/failure.h"
+#include "platform/stock/owners.h"
 
 namespace ksutil::events {
 namespace {
@@ -58,12 +59,13 @@ class Timed {
 
 /* The rows that a match with the station, channel and window finds: all that the selection
  * wants, and perhaps some more.  Nothing when the key cannot say it. */
-std::optional<std::vector<long>> matched(CommandSteps &steps, Dbptr table,
-                                         EVMatch &match, const ShellFilter &sta,
+std::optional<std::vector<long>> matched(Command &command, Dbptr table, EVMatch &match,
+                                         const ShellFilter &sta,
                                          const ShellFilter &chan,
                                          const Selection &selection) {
   const ElogScope quiet;
-  const Dbptr key = dblookup(steps.state().db, nullptr, "wfdisc", nullptr, "dbSCRATCH");
+  const Dbptr key =
+      dblookup(command.database().handle(), nullptr, "wfdisc", nullptr, "dbSCRATCH");
   Tbl *found = nullptr;
   if (dbputv(key, "sta", sta.text().c_str(), "chan", chan.text().c_str(), "time",
              selection.tstart - kKeyMargin, "endtime", selection.tend + kKeyMargin,
@@ -72,19 +74,14 @@ std::optional<std::vector<long>> matched(CommandSteps &steps, Dbptr table,
           0) {
     return std::nullopt;
   }
-  const std::unique_ptr<Tbl, void (*)(Tbl *)> owner(
-      found, [](Tbl *list) { freetbl(list, nullptr); });
-  std::vector<long> records;
-  for (long i = 0; i < counttbl(found); i++) {
-    records.push_back(reinterpret_cast<long>(gettbl(found, i)));
-  }
-  return records;
+  const TblPtr owner(found);
+  return to_numbers(found);
 }
 
 /* Visits the rows at the stations and channels that begin before the window's end; by way
  * of `match` when one station and channel are meant, of `station` for one station. */
 template <class Visit>
-bool visit_selected(TableScan &scan, CommandSteps &steps, const Selection &selection,
+bool visit_selected(TableScan &scan, Command &command, const Selection &selection,
                     EVMatch &match, EVMatch *station, Visit visit) {
   const ShellFilter sta(selection.sta), chan(selection.chan);
   const StationColumns columns(scan.rows()->layout());
@@ -102,7 +99,7 @@ bool visit_selected(TableScan &scan, CommandSteps &steps, const Selection &selec
                                                            : nullptr;
   std::optional<std::vector<long>> records;
   if (used != nullptr) {
-    records = matched(steps, scan.table(), *used, sta, chan, selection);
+    records = matched(command, scan.table(), *used, sta, chan, selection);
   }
   if (!records) return scan.each(filter);
   /* A row that was added after the scan's look is not part of it. */
@@ -113,15 +110,14 @@ bool visit_selected(TableScan &scan, CommandSteps &steps, const Selection &selec
 }
 
 /* Fills in the first assoc row of each arrival. */
-void add_assocs(CommandSteps &steps,
-                std::vector<std::pair<int64_t, EVArrival *>> &arids) {
-  const TableScan scan(steps, "assoc");
+void add_assocs(Command &command, std::vector<std::pair<int64_t, EVArrival *>> &arids) {
+  const TableScan scan(command, "assoc");
   if (scan.rows() == nullptr) return;
-  EVMatch &match = steps.state().vars.assoc_arid;
+  WatchedDatabase &database = command.database();
   const db::KeyIndex *const index =
-      db::match_index(scan.rows(), match.kpattern, match.tpattern, &match.hook);
+      database.index(scan.rows(), database.vars().assoc_arid);
   if (index == nullptr) {
-    ks_register_error(0, "%s: cannot match assoc.\n", steps.who());
+    fail(command.who(), "cannot match assoc");
     return;
   }
   for (auto &[arid, arrival] : arids) {
@@ -139,32 +135,33 @@ double end_of(const StationColumns &columns, std::string_view row) {
 }  // namespace
 
 Table<EVArrival> get_arrivals(ServerState &state, const Selection &selection) {
-  CommandSteps steps(state, "EVServer::getArrivals");
-  TableScan scan(steps, "arrival");
+  Command command(state, "EVServer::getArrivals");
+  TableScan scan(command, "arrival");
   if (scan.rows() == nullptr) return {};
   const db::TextColumn iphase(scan.rows()->layout(), "iphase");
   const db::IntegerColumn arid(scan.rows()->layout(), "arid");
   Timed<std::pair<int64_t, EVArrival>> found;
-  const bool complete = visit_selected(
-      scan, steps, selection, state.vars.arrival_stachan, &state.vars.arrival_sta,
-      [&](const StationColumns &columns, long record, std::string_view row,
-          double time) {
-        if (!(time >= selection.tstart)) return;
-        std::string_view sta, chan, phase;
-        int64_t id = -1;
-        columns.sta.read(row, sta);
-        columns.chan.read(row, chan);
-        iphase.read(row, phase);
-        arid.read(row, id);
-        EVArrival arrival;
-        arrival.recno_arrival = record;
-        arrival.time = time;
-        arrival.sta = sta;
-        arrival.chan = chan;
-        arrival.iphase = phase;
-        arrival.record_arrival = row;
-        found.add(time, {id, std::move(arrival)});
-      });
+  const bool complete =
+      visit_selected(scan, command, selection, state.database.vars().arrival_stachan,
+                     &state.database.vars().arrival_sta,
+                     [&](const StationColumns &columns, long record,
+                         std::string_view row, double time) {
+                       if (!(time >= selection.tstart)) return;
+                       std::string_view sta, chan, phase;
+                       int64_t id = -1;
+                       columns.sta.read(row, sta);
+                       columns.chan.read(row, chan);
+                       iphase.read(row, phase);
+                       arid.read(row, id);
+                       EVArrival arrival;
+                       arrival.recno_arrival = record;
+                       arrival.time = time;
+                       arrival.sta = sta;
+                       arrival.chan = chan;
+                       arrival.iphase = phase;
+                       arrival.record_arrival = row;
+                       found.add(time, {id, std::move(arrival)});
+                     });
   if (!complete) return {};
   Table<EVArrival> arrivals;
   std::vector<std::pair<int64_t, EVArrival *>> arids;
@@ -172,7 +169,7 @@ Table<EVArrival> get_arrivals(ServerState &state, const Selection &selection) {
   for (auto &[id, arrival] : ordered) {
     if (id != arid.null()) arids.emplace_back(id, &arrival);
   }
-  add_assocs(steps, arids);
+  add_assocs(command, arids);
   arrivals.reserve(ordered.size());
   for (auto &[id, arrival] : ordered) arrivals.push(std::move(arrival));
   return arrivals;
@@ -180,21 +177,21 @@ Table<EVArrival> get_arrivals(ServerState &state, const Selection &selection) {
 
 Table<EVTableRecord> get_wfdiscs(ServerState &state, const Selection &selection,
                                  int mode) {
-  CommandSteps steps(state, "EVServer::getWfdiscs");
-  TableScan scan(steps, "wfdisc");
+  Command command(state, "EVServer::getWfdiscs");
+  TableScan scan(command, "wfdisc");
   if (scan.rows() == nullptr) return {};
   Timed<EVTableRecord> found;
-  const bool complete =
-      visit_selected(scan, steps, selection, state.vars.wfdisc_stachan, nullptr,
-                     [&](const StationColumns &columns, long record,
-                         std::string_view row, double time) {
-                       const double end = end_of(columns, row);
-                       if (end < time) return;
-                       const bool selected = mode == 0 ? end >= selection.tstart
-                                                       : time >= selection.tstart &&
-                                                             end <= selection.tend;
-                       if (selected) found.add(time, {record, std::string(row)});
-                     });
+  const bool complete = visit_selected(
+      scan, command, selection, state.database.vars().wfdisc_stachan, nullptr,
+      [&](const StationColumns &columns, long record, std::string_view row,
+          double time) {
+        const double end = end_of(columns, row);
+        if (end < time) return;
+        const bool selected = mode == 0
+                                  ? end >= selection.tstart
+                                  : time >= selection.tstart && end <= selection.tend;
+        if (selected) found.add(time, {record, std::string(row)});
+      });
   return complete ? found.take() : Table<EVTableRecord>();
 }
 
@@ -210,8 +207,8 @@ Table<EVStaChan> scan_wfdisc(ServerState &state, const Selection &selection,
                            std::string_view code) {
     return wanted.found_in(code) && (unwanted.any() || !unwanted.found_in(code));
   };
-  CommandSteps steps(state, kWho);
-  TableScan scan(steps, "wfdisc");
+  Command command(state, kWho);
+  TableScan scan(command, "wfdisc");
   if (scan.rows() == nullptr) return {};
   const StationColumns columns(scan.rows()->layout());
   struct Span {
@@ -243,13 +240,13 @@ Table<EVStaChan> scan_wfdisc(ServerState &state, const Selection &selection,
 
 Table<EVTableRecord> get_raw_detections(ServerState &state,
                                         const Selection &selection) {
-  CommandSteps steps(state, "EVServer::getRawDetections");
-  TableScan scan(steps, "detection");
+  Command command(state, "EVServer::getRawDetections");
+  TableScan scan(command, "detection");
   if (scan.rows() == nullptr) return {};
   const ShellFilter sta(selection.sta), chan(selection.chan);
   const StationColumns columns(scan.rows()->layout());
   /* The index by time is kept for the server's window anyway. */
-  TimeIndex &times = state.follower.detection_times;
+  TimeIndex &times = state.database.detection_times();
   times.follow(scan.rows());
   Timed<EVTableRecord> found;
   const bool complete = scan.each(times.find(selection.tstart, selection.tend),
@@ -265,10 +262,10 @@ Table<EVTableRecord> get_raw_detections(ServerState &state,
 }
 
 EVTableRecord get_site(ServerState &state, const std::string &sta, double time) {
-  CommandSteps steps(state, "EVServer::getSite");
-  const TableScan scan(steps, "site");
+  Command command(state, "EVServer::getSite");
+  const TableScan scan(command, "site");
   if (scan.rows() == nullptr) return {};
-  SiteIndex &sites = state.follower.sites;
+  SiteIndex &sites = state.database.sites();
   sites.follow(scan.rows());
   const long record = sites.find(sta, time);
   if (record < 0) return {};

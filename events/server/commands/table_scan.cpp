@@ -1,10 +1,9 @@
 #include "events/server/commands/internal/table_scan.h"
 
-#include "core/register.h"
-#include "events/server/internal/list_follower.h"
-#include "events/server/internal/tables.h"
+#include "events/server/internal/server_state.h"
 #include "platform/db/access.h"
 #include "platform/elog/elog.h"
+#include "platform/elog/failure.h"
 
 namespace ksutil::events {
 namespace {
@@ -14,39 +13,26 @@ constexpr int kRowsPerStep = 2000;
 
 }  // namespace
 
-CommandSteps::CommandSteps(ServerState &state, const char *who)
-    : state_(state),
-      who_(who),
-      lock_(state.database_lock),
-      binding_(state.follower.binding()) {}
+Command::Command(ServerState &state, const char *who)
+    : who_(who), steps_(state.database, kRowsPerStep) {}
 
-bool CommandSteps::open() const { return database_open(state_, who_); }
-
-bool CommandSteps::step() {
-  if (++rows_ % kRowsPerStep != 0) return true;
-  lock_.unlock();
-  lock_.lock();
-  return state_.follower.binding() == binding_;
-}
-
-Dbptr CommandSteps::table(const std::string &name) const {
+Dbptr Command::table(const std::string &name) const {
   if (!name.empty()) {
-    const Dbptr found = dblookup(state_.db, nullptr, name.c_str(), nullptr, nullptr);
+    const Dbptr found =
+        dblookup(database().handle(), nullptr, name.c_str(), nullptr, nullptr);
     if (found.table != dbINVALID) return found;
   }
-  ks_register_error(0, "%s: no table '%s'.\n", who_, name.c_str());
+  fail(who_, "no table '%s'", name.c_str());
   return dbinvalid();
 }
 
-TableScan::TableScan(CommandSteps &steps, const std::string &table)
-    : steps_(steps), name_(table), table_(dbinvalid()) {
-  if (!steps.open()) return;
-  table_ = steps.table(table);
+TableScan::TableScan(Command &command, const std::string &table)
+    : command_(command), name_(table), table_(dbinvalid()) {
+  if (!command.open()) return;
+  table_ = command.table(table);
   if (table_.table == dbINVALID) return;
   rows_ = db::table_snapshot(table_);
-  if (rows_ == nullptr) {
-    ks_register_error(0, "%s: cannot read table %s.\n", steps.who(), table.c_str());
-  }
+  if (rows_ == nullptr) fail(command.who(), "cannot read table %s", table.c_str());
 }
 
 template <class RecordAt>
@@ -56,7 +42,7 @@ bool TableScan::visit_all(long count, RecordAt record_at, const Visit &visit) {
   {
     const ElogScope quiet;
     for (long i = 0; i < count; i++) {
-      closed = !steps_.step();
+      closed = !command_.step();
       if (closed) break;
       const long record = record_at(i);
       const std::string_view row = rows_->row(record);
@@ -68,12 +54,10 @@ bool TableScan::visit_all(long count, RecordAt record_at, const Visit &visit) {
     }
   }
   if (closed) {
-    ks_register_error(0, "%s: The database has been closed.\n", steps_.who());
-    return false;
+    return fail(command_.who(), "The database has been closed");
   }
   if (unreadable > 0) {
-    ks_register_error(0, "%s: %ld records of %s cannot be read.\n", steps_.who(),
-                      unreadable, name_.c_str());
+    fail(command_.who(), "%ld records of %s cannot be read", unreadable, name_.c_str());
   }
   return true;
 }

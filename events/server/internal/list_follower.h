@@ -9,15 +9,11 @@
 #include <vector>
 
 #include "core/Table.h"
-#include "events/database/internal/site_index.h"
-#include "events/database/internal/time_index.h"
 #include "events/reading/internal/tree_reader.h"
 #include "events/records.h"
 #include "platform/db/snapshot.h"
 
 namespace ksutil::events {
-
-struct ServerState;
 
 /* The part of the event table that the list shows. */
 struct RowWindow {
@@ -37,17 +33,13 @@ struct AffectedEvents {
 };
 
 /* Remembers from what rows the published list was made.  Guarded by
- * ServerState::database_lock. */
+ * the lock of the server's database. */
 class ListFollower {
  public:
   /* The next reading of the list is a full one. */
   void forget();
-  /* The database has been closed: forgets everything. */
-  void unbind();
   /* Another number after each forget. */
   long epoch() const { return epoch_; }
-  /* Another number after each unbind, by which a reading notices it. */
-  long binding() const { return binding_; }
 
   /* Whether `list` is the one that was made last. */
   bool follows(const std::shared_ptr<const Table<EVEvent>> &list) const {
@@ -76,9 +68,6 @@ class ListFollower {
   void finish(const ListSnapshots &snapshots, RowWindow window, long epoch,
               const std::shared_ptr<const Table<EVEvent>> &list);
 
-  SiteIndex sites;
-  TimeIndex detection_times;
-
  private:
   struct Entry {
     long row;
@@ -92,16 +81,13 @@ class ListFollower {
   }
 
   bool known_ = false;
-  long epoch_ = 0, binding_ = 0;
+  long epoch_ = 0;
   std::weak_ptr<const Table<EVEvent>> list_;
   ListSnapshots snapshots_;
   RowWindow window_;
   long next_order_ = 0;
   std::vector<Entry> entries_;  // of each event of the list, ascending by row
 };
-
-/* The server's database, for a TreeReader. */
-ReadingSource reading_source(ServerState &state);
 
 }  // namespace ksutil::events
 #endif

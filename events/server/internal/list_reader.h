@@ -4,14 +4,13 @@
 
 #include <cstdint>
 #include <memory>
-#include <mutex>
 #include <unordered_set>
 #include <vector>
 
 #include "core/Table.h"
+#include "events/database/internal/watched_database.h"
 #include "events/reading/internal/tree_reader.h"
 #include "events/records.h"
-#include "events/database/internal/fair_lock.h"
 #include "events/server/internal/list_follower.h"
 
 namespace ksutil::events {
@@ -39,27 +38,18 @@ struct ListReading {
   void apply(Table<EVEvent> &list);
 };
 
-/* Holds the database lock, and lets it go now and then so that others get in. */
-class ShortSteps {
- public:
-  explicit ShortSteps(ServerState &state);
-  /* To be called after each event; false when the database has been closed meanwhile,
-   * or cannot be read. */
-  bool step(TreeReader &reader);
-
- private:
-  ServerState &state_;
-  std::unique_lock<FairLock> lock_;
-  long binding_;
-  int steps_ = 0;
-};
+/* Events read in one step of the lock. */
+inline constexpr int kEventsPerStep = 1024;
 
 /* The rows of event that the list shows under the current limit. */
 RowWindow window_of(const ServerState &state, const TreeReader &reader);
 
+/* What expanded events need of the tables, for TreeReader::bind. */
+unsigned expansion_tables(const ServerState &state);
+
 /* Reads what the reader's snapshots show, against the list `current`, and leaves the
  * follower with notes of it.  0 or -1. */
-int read_list(ServerState &state, TreeReader &reader, ShortSteps &steps,
+int read_list(ServerState &state, TreeReader &reader, Steps &steps,
               const std::shared_ptr<const Table<EVEvent>> &current, bool in_full,
               ListReading &reading);
 

@@ -36,7 +36,7 @@ class Refresh {
   template <std::size_t N>
   bool check(const char *const (&names)[N], bool &changed);
   bool check_tables();
-  bool read_expanded(TreeReader &reader, ShortSteps &steps,
+  bool read_expanded(TreeReader &reader, Steps &steps,
                      const std::vector<int64_t> &evids);
   bool read_window(TreeReader &reader);
   std::vector<int64_t> evids_to_expand() const;

@@ -1,8 +1,8 @@
-/* Everything that an EVServer holds.
+/* ServerState: the data members of an EVServer.
  *
  * Locks, in the order in which they may be taken: refresh (try-lock only), then events
- * (Published::lock) or database (leaf).  The database lock serialises all use of the
- * handle, the tables, the match hooks and the scratch records, in short steps; no other
+ * (Published::lock) or database (leaf).  The lock of the database serialises all use of
+ * the handle, the tables, the match keys and the scratch records, in short steps; no other
  * lock is acquired and no callback runs under it.  No lock but refresh is held during a
  * callback. */
 #ifndef KSUTIL_EVENTS_SERVER_INTERNAL_SERVER_STATE_H
@@ -17,10 +17,11 @@
 #include <string>
 
 #include "events/command.h"
-#include "events/database/internal/fair_lock.h"
+#include "events/database/internal/watched_database.h"
 #include "events/server/internal/clients.h"
 #include "events/server/internal/list_follower.h"
 #include "events/server/internal/published.h"
+#include "events/server/internal/server_tables.h"
 #include "events/server/internal/threads.h"
 #include "events/vars.h"
 #include "pipeline/pmtfifo.h"
@@ -31,22 +32,22 @@ class EVServer;
 namespace ksutil::events {
 
 struct ServerState {
-  ServerState() = default;
-  /* The threads have been stopped. */
-  ~ServerState() {
-    if (db.database != dbINVALID) dbclose(db);
+  ServerState() : database(server_database(remote_mount_mode)) {}
+
+  /* The next refresh reads everything; the caller holds the lock of the database. */
+  void forget_tables() {
+    database.forget_changes();
+    last_event_count = -1;
+    last_detection_count = -1;
+    follower.forget();
   }
 
-  EVVars vars;  // first: it begins with the mark by which a server is recognised
-
-  // Database binding; guarded by database_lock except the atomics.
-  FairLock database_lock;
-  std::string dbname, schema_name;
-  Dbptr db = dbinvalid();
+  // Database binding.  Guarded by the lock of the database, except the atomic.
+  std::atomic<int32_t> remote_mount_mode{0};
+  WatchedDatabase database;
   Array<std::string, EVTable> monitored;  // checkDatabase's own memory of three tables
   ListFollower follower;
   int64_t readings = 0;  // readings of expanded events that have begun
-  std::atomic<int32_t> remote_mount_mode{0};
 
   // Settings read by the threads.
   std::atomic<int32_t> age_ref_now{0};

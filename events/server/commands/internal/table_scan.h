@@ -1,52 +1,51 @@
-/* Reading rows of one table for a command. */
+/* TableScan: visits rows of one table for a command. */
 #ifndef KSUTIL_EVENTS_SERVER_COMMANDS_INTERNAL_TABLE_SCAN_H
 #define KSUTIL_EVENTS_SERVER_COMMANDS_INTERNAL_TABLE_SCAN_H
 
 #include <functional>
 #include <memory>
-#include <mutex>
 #include <string>
 #include <string_view>
 #include <vector>
 
-#include "events/database/internal/fair_lock.h"
-#include "events/server/internal/server_state.h"
+#include "events/database/internal/watched_database.h"
 #include "platform/db/db.h"
 #include "platform/db/snapshot.h"
 
 namespace ksutil::events {
 
-/* The database lock for one command, which lets others in between steps. */
-class CommandSteps {
+struct ServerState;
+
+/* Command: one database command at work, with the lock of the database held in short
+ * steps and a name for its messages. */
+class Command {
  public:
   /* Takes the lock.  `who` names the operation in messages and must outlive this. */
-  CommandSteps(ServerState &state, const char *who);
+  Command(ServerState &state, const char *who);
 
   /* False, with a message, when no database is open. */
-  bool open() const;
+  bool open() const { return database().require_open(who_); }
 
-  /* Lets others in now and then; false when the database has been closed meanwhile. */
-  bool step();
+  /* Lets other threads in now and then; false when the database has been closed
+   * meanwhile. */
+  bool step() { return steps_.step(); }
 
   /* A table of the database; its member table is dbINVALID, with a message, for none. */
   Dbptr table(const std::string &name) const;
 
-  ServerState &state() const { return state_; }
+  WatchedDatabase &database() const { return steps_.database(); }
   const char *who() const { return who_; }
 
  private:
-  ServerState &state_;
   const char *who_;
-  std::unique_lock<FairLock> lock_;
-  long binding_;
-  int rows_ = 0;
+  Steps steps_;
 };
 
 /* The rows of a table as they are when the scan begins. */
 class TableScan {
  public:
   /* Looks at the table; afterwards rows() is null, with a message, when that failed. */
-  TableScan(CommandSteps &steps, const std::string &table);
+  TableScan(Command &command, const std::string &table);
 
   const std::shared_ptr<const db::Snapshot> &rows() const { return rows_; }
   Dbptr table() const { return table_; }
@@ -63,7 +62,7 @@ class TableScan {
   template <class RecordAt>
   bool visit_all(long count, RecordAt record_at, const Visit &visit);
 
-  CommandSteps &steps_;
+  Command &command_;
   std::string name_;
   Dbptr table_;
   std::shared_ptr<const db::Snapshot> rows_;

@@ -1,17 +1,19 @@
-#include <cstdlib>
-#include <string>
+#include "events/server/internal/server_tables.h"
+
+#include <string_view>
+#include <utility>
 
 #include "core/register.h"
-#include "events/database/internal/table_change.h"
-#include "events/server/internal/list_follower.h"
-#include "events/server/internal/tables.h"
 #include "platform/db/access.h"
 #include "platform/elog/elog.h"
+#include "platform/elog/failure.h"
 #include "platform/stock/fspath.h"
 #include "platform/stock/memory.h"
 
 namespace ksutil::events {
 namespace {
+
+constexpr const char *kOpenTable = "EVServer::openTable";
 
 bool query_text(Dbptr table, int code, std::string &text) {
   const char *found = nullptr;
@@ -34,10 +36,8 @@ bool accept_mount(const EVTable &table, int remote_mount_mode) {
   if (dbquery(table.db, dbq_table_present, &present) < 0) return false;
   if (present == 0 || !is_remote(table.filename)) return true;
   if (remote_mount_mode >= 1) {
-    ks_register_error(
-        0, "EVServer::openTable: Database file %s appears to be remotely mounted.\n",
-        table.filename.c_str());
-    return false;
+    return fail(kOpenTable, "Database file %s appears to be remotely mounted",
+                table.filename.c_str());
   }
   ks_complain(0,
               "EVServer::openTable: WARNING: Database file %s appears to be remotely "
@@ -54,9 +54,7 @@ bool open_table(Dbptr db, const std::string &name, int remote_mount_mode,
   table.name = name;
   table.db = dblookup(db, nullptr, name.c_str(), nullptr, nullptr);
   if (table.db.table == dbINVALID) {
-    ks_register_error(0, "EVServer::openTable: no %s table in the schema.\n",
-                      name.c_str());
-    return false;
+    return fail(kOpenTable, "no %s table in the schema", name.c_str());
   }
   {
     const ElogScope quiet;
@@ -64,9 +62,7 @@ bool open_table(Dbptr db, const std::string &name, int remote_mount_mode,
         db::record_text(dblookup(table.db, nullptr, nullptr, nullptr, "dbNULL")).str();
   }
   if (table.null_record.empty()) {
-    ks_register_error(0, "EVServer::openTable: no %s table null record.\n",
-                      name.c_str());
-    return false;
+    return fail(kOpenTable, "no %s table null record", name.c_str());
   }
   long record_size = 0;
   if (!query_text(table.db, dbq_file_name, table.filename) ||
@@ -80,38 +76,19 @@ bool open_table(Dbptr db, const std::string &name, int remote_mount_mode,
   return true;
 }
 
-int check_table(EVTable &table, int update) {
-  TableMemory seen{table.count, table.filetime};
-  const int code = table_change(table.db, seen);
-  if (code >= 0 && update != 0) {
-    table.count = seen.count;
-    table.filetime = seen.filetime;
-  }
-  return code;
-}
-
-bool database_open(const ServerState &state, const char *function) {
-  if (state.db.database != dbINVALID) return true;
-  ks_register_error(0, "%s: No database currently open.\n", function);
-  return false;
-}
-
-EVTable *watched_table(ServerState &state, const std::string &name,
-                       const char *function) {
-  EVTable *table = state.vars.tables.find(name);
-  if (table == nullptr) {
-    ks_register_error(0, "%s: no %s table.\n", function, name.c_str());
-  }
-  return table;
-}
-
-void forget_tables(ServerState &state) {
-  for (const std::string &name : state.vars.tables.keys()) {
-    state.vars.tables.find(name)->count = -1;
-  }
-  state.last_event_count = -1;
-  state.last_detection_count = -1;
-  state.follower.forget();
+DatabaseOwner server_database(const std::atomic<int32_t> &remote_mount_mode) {
+  DatabaseOwner owner;
+  owner.name = "EVServer";
+  owner.tables = kEVTableNames;
+  owner.mode = "r+";
+  owner.open_function = "dbopen_noshare";
+  owner.table_function = "openTable";
+  owner.open_table = [&remote_mount_mode](Dbptr db, const char *name, EVTable &table) {
+    /* Station tables may be shared by many sites over a mount. */
+    const int mode = std::string_view(name) == "site" ? -1 : remote_mount_mode.load();
+    return open_table(db, name, mode, table);
+  };
+  return owner;
 }
 
 }  // namespace ksutil::events
