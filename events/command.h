@@ -11,8 +11,8 @@
 
 class EVClient;
 
-/* A request by name, with the arguments of all commands; each uses its own.  Times are
- * epoch seconds.  The worker deletes the command once it has run. */
+/* A request by name, with the arguments of all commands; each command uses some of
+ * them.  Times are epoch seconds.  The worker deletes the command after it has run. */
 struct EVCommand {
   explicit EVCommand(std::string name) : command(std::move(name)) {}
 
@@ -27,8 +27,8 @@ struct EVCommand {
   Tbl **kpattern = nullptr;                // dbmatches, in/out; the caller's
   Tbl **tpattern = nullptr;
   Hook **hook = nullptr;
-  EVClient *client = nullptr;  // where the result goes; null: the server's own
-  int64_t serial = 0;          // tells the client's commands apart
+  EVClient *client = nullptr;  // receives the result; may be null
+  int64_t serial = 0;          // number of the command; the client waits for one number
 };
 
 #endif

@@ -1,11 +1,12 @@
-/* The records of the event server: a tree of plain values copied from database rows.
+/* records: defines the records of the event server, a tree of plain values copied from
+ * database rows.
  *
- * Every record that mirrors a row carries its record number (recno_*, -1: no row), its
- * text with its newline (record_*) and its load date (lddate_*, epoch seconds, 0.0 until
- * read).  Throughout, -999.0 is no value (magnitudes, residuals, distances) and -1 is
- * none (ids, record numbers, indexes).  Copies are deep; nothing points into a database,
- * and row texts share memory but outlive it.  A record assigned to itself loses the rows
- * below it, as any Table does. */
+ * A record that mirrors a row holds the record number (recno_*, -1: no row), the text of
+ * the row with its newline (record_*) and the load date (lddate_*, epoch seconds, 0.0
+ * until it is read).  -999.0 means no value (magnitudes, residuals, distances), -1 means
+ * none (ids, record numbers, indexes).  Copies are deep.  Nothing points into a database:
+ * row texts share memory, which lives as long as they do.  A record that is assigned to
+ * itself loses the rows below it, as any Table does. */
 #ifndef KSUTIL_EVENTS_RECORDS_H
 #define KSUTIL_EVENTS_RECORDS_H
 
@@ -25,8 +26,9 @@ struct EVStamag {
   std::string magtype;
 };
 
-/* One netmag row; or one of the origin's own mb, ms, ml, with recno_netmag -1 and the
- * text of a row that stands in no table.  stamags is filled when an event is expanded. */
+/* One netmag row; or one of the origin's own mb, ms, ml, with recno_netmag -1 and a
+ * synthetic row text that is not in any table.  stamags is filled when an event is
+ * expanded. */
 struct EVMagnitude {
   int64_t recno_netmag = -1;
   ksutil::db::RowText record_netmag;
@@ -70,7 +72,7 @@ struct EVDetection {
   double delta = -999.0;
 };
 
-/* One origin row, its origerr row and what hangs from them. */
+/* One origin row with its origerr row and the rows that belong to it. */
 struct EVOrigin {
   int64_t recno_origin = -1;
   ksutil::db::RowText record_origin;
@@ -91,12 +93,12 @@ struct EVOrigin {
   int32_t pref_moment = -1;           // index in moments
 };
 
-/* One event row with everything hanging from it. */
+/* One event row with its origins. */
 struct EVEvent {
   int64_t recno_event = -1;
   ksutil::db::RowText record_event;
   int64_t evid = -1;
-  int64_t prefor = -1;  // orid of the preferred origin, as the row has it
+  int64_t prefor = -1;  // orid of the preferred origin, as in the row
   int64_t order = -1;   // position in which the refresh read the event
   double lddate_event = 0.0;
   double lddate_view = 0.0;   // greatest lddate_origin_view
@@ -110,7 +112,7 @@ struct EVEvent {
   Table<EVOrigin> origins;
 };
 
-/* A detached arrival row, as commands hand it out. */
+/* An arrival row, as commands return it. */
 struct EVArrival {
   int64_t recno_arrival = -1;
   int64_t recno_assoc = -1;  // the first assoc row with its arid
@@ -118,7 +120,7 @@ struct EVArrival {
   std::string sta, chan, iphase, record_arrival;
 };
 
-/* A row of any table, as commands hand it out. */
+/* A row of any table, as commands return it. */
 struct EVTableRecord {
   int64_t recno = -1;
   std::string record;
@@ -137,18 +139,18 @@ struct EVPreferredMagnitude {
   double maxmag = 999.0;
 };
 
-/* What a refresh has changed, as clients receive it. */
+/* The changes that a refresh has found, as clients receive them. */
 struct EVResponse {
   int32_t events_changed = 0;      // the event list; always with a forced refresh
   int32_t detections_changed = 0;  // the detection window
-  int32_t expanded_changed = 0;    // an event of the expanded-event cache
+  int32_t expanded_changed = 0;    // an event of the cache of expanded events
   int32_t lastmodified_changed = 0;
   int64_t lastmodified_evid = -1;
   int32_t mostrecent_changed = 0;
   int64_t mostrecent_evid = -1;
-  Table<long>
-      changed_evids;  // new or different: of the list in its order, then expanded
-  Table<long> removed_evids;  // gone from the list
+  /* New and changed events: those of the list in its order, then expanded events. */
+  Table<long> changed_evids;
+  Table<long> removed_evids;  // no longer in the list
 };
 
 class EVClient;

@@ -39,7 +39,7 @@ EVClient::~EVClient() {
   if (scratch.database != dbINVALID) dbclose(scratch);
 }
 
-/* The server, null once it has gone, which may happen on another thread. */
+/* The server; null after its end, which may come on another thread. */
 EVServer *EVClient::attached() { return std::atomic_ref(server).load(); }
 
 void EVClient::responseCallback(EVResponse) {}

@@ -23,8 +23,8 @@ int not_running(const char *name) {
   return -1;
 }
 
-/* Whether a wait for the worker could last for ever: on the worker itself, and with the
- * events lock, for which the worker may be waiting in a refresh. */
+/* Whether a wait for the worker could last for ever: on the worker itself, and under
+ * the events lock, which the worker may be waiting for. */
 bool wait_refused(const ServerState &state, const char *name) {
   if (ksutil::events::on_worker_thread(state)) {
     ks_register_error(
@@ -40,7 +40,7 @@ bool wait_refused(const ServerState &state, const char *name) {
   return false;
 }
 
-/* With the events lock a push must not wait for room either. */
+/* Under the events lock a push must not wait for room either. */
 bool push_refused(const ServerState &state, const char *name) {
   if (!state.published.lock.owned_by_this_thread() ||
       pmtfifo_data_available(state.cmd_mtfifo) < ksutil::events::kQueueCapacity) {

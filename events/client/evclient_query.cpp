@@ -22,7 +22,7 @@ std::shared_ptr<const db::Relation> server_layout(const EVServer *server,
   const WatchedDatabase::Hold hold = database.hold();
   const EVTable *const known = database.table(std::string(table));
   if (known == nullptr || known->db.database == dbINVALID) return nullptr;
-  const ElogScope quiet;  // the layouts of the schemas do without it
+  const ElogScope quiet;  // the layouts of the schemas will do
   db::TableStore *const store = db::table_store(known->db);
   return store == nullptr ? nullptr : std::make_shared<db::Relation>(store->layout());
 }
@@ -34,8 +34,8 @@ void add_layout(const std::shared_ptr<const db::Schema> &schema, std::string_vie
   if (relation != nullptr) layouts.emplace_back(schema, relation);
 }
 
-/* The server's layout, that of its schema, and those of the schemas that files have
- * without saying so. */
+/* The server's layout, that of its schema, and those of the built-in schemas, which
+ * files may have although their descriptor names another. */
 Layouts table_layouts(const EVServer *server, Dbptr scratch, std::string_view table) {
   Layouts layouts;
   if (auto layout = server_layout(server, table)) layouts.push_back(std::move(layout));
@@ -49,7 +49,7 @@ Layouts table_layouts(const EVServer *server, Dbptr scratch, std::string_view ta
   return layouts;
 }
 
-/* Puts a value where the caller wants it; its type code. */
+/* Writes a value into the caller's buffer and returns its type code. */
 int deliver(const expr::Value &value, void *result) {
   switch (value.type) {
     case expr::Type::kInteger:

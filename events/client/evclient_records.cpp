@@ -13,8 +13,8 @@ int find_orid(const EVEvent &event, long orid) {
                                       : static_cast<int>(found - event.origins.begin());
 }
 
-/* EVClient::getPreferredOrigin, on a changeable event or not; leaves *index if there is
- * no preferred origin. */
+/* EVClient::getPreferredOrigin for const events too; leaves *index if there is no
+ * preferred origin. */
 template <class Event>
 auto preferred_origin(Event &event, int *index) {
   const auto preferred = event.origins.ptr(event.pref_origin);

@@ -9,7 +9,7 @@
 
 namespace {
 
-/* Whether a query is to give a value on the record. */
+/* Whether checkSortQuery evaluates the query on the record. */
 bool is_asked(const EVEvent &event) {
   return event.origins.size() > 0 && event.pref_origin >= 0;
 }
@@ -49,7 +49,7 @@ std::vector<EVClient_sort_value> sort_values(EVClient &client,
     EVClient_sort_value value;
     int type = 0;
     value.status = client.getValue(&record, tokens, &type, buffer);
-    /* A failure only means that the record has no value. */
+    /* A failure means that the record has no value: drop its message. */
     if (value.status < 0) elog_flush(0, mark);
     value.type = type;
     if (value.status == 0 && type == EV_TEXT) {

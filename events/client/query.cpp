@@ -8,7 +8,7 @@
 namespace ksutil::events {
 namespace {
 
-/* Binds the names of one query to paths. */
+/* PathFields: binds the names of one query to paths. */
 class PathFields final : public expr::Fields {
  public:
   PathFields(const RecordKind &kind, PathFinder &finder, std::vector<QueryPath> &paths)
@@ -60,7 +60,8 @@ std::shared_ptr<const Query> Query::compile(std::string_view text,
   query->event_ = compile(text, event_kind(), finder);
   query->origin_ = compile(text, origin_kind(), finder);
   if (query->event_.code != nullptr || query->origin_.code != nullptr) return query;
-  /* The one that understood more of it says what is wrong. */
+  /* Report the error that lies further to the right: that kind of record fits more of
+   * the query. */
   error = query->event_.error.position >= query->origin_.error.position
               ? query->event_.error
               : query->origin_.error;

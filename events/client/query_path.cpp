@@ -5,7 +5,7 @@
 namespace ksutil::events {
 namespace {
 
-/* The name up to its first point, and what follows. */
+/* A name divided at its first point. */
 struct Parts {
   std::string_view head, rest;
   bool divided;
@@ -17,7 +17,7 @@ Parts divide(std::string_view name) {
   return {name.substr(0, point), name.substr(point + 1), true};
 }
 
-/* "origins[12]" in name and index. */
+/* Splits "origins[12]" into name and index. */
 bool split_index(std::string_view head, std::string_view &name, long &index) {
   const std::size_t open = head.find('[');
   if (open == head.npos || head.back() != ']') return false;
@@ -69,7 +69,8 @@ bool PathFinder::find_row(const RowPart &part, std::string_view field,
   return true;
 }
 
-/* In the record, its rows and, by the names of their lists, the records below it. */
+/* Looks in the record, in its rows and, by the names of their lists, in the records
+ * below it. */
 bool PathFinder::find_here(const RecordKind &kind, std::string_view name,
                            QueryPath &path) {
   const Parts parts = divide(name);
@@ -103,7 +104,7 @@ bool PathFinder::find_here(const RecordKind &kind, std::string_view name,
   return path.own != nullptr;
 }
 
-/* In the preferred records below, whose names may be left out. */
+/* Looks in the preferred records below, whose names may be left out. */
 bool PathFinder::find_below(const RecordKind &kind, std::string_view name,
                             QueryPath &path) {
   for (const Step &step : kind.steps) {

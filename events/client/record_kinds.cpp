@@ -21,7 +21,7 @@ const auto &member(const void *record) {
   return static_cast<const typename Owner<Member>::type *>(record)->*Member;
 }
 
-/* Ids, record numbers and indexes, of which -1 is none. */
+/* Ids, record numbers and indexes; -1 is null. */
 template <auto Member>
 void read_id(const void *record, Value &value) {
   value.integer = member<Member>(record);
@@ -39,7 +39,7 @@ void read_real(const void *record, Value &value) {
   value.null = value.real == kNoValue;
 }
 
-/* Load dates and times of use: 0 until there is one. */
+/* Load dates and access times; 0 is null. */
 template <auto Member>
 void read_stamp(const void *record, Value &value) {
   value.real = member<Member>(record);

@@ -30,13 +30,13 @@ bool query_type(db::FieldType type, expr::Type &result) {
   return false;
 }
 
-/* The row without its line end. */
+/* The row without its newline. */
 std::string_view line_of(std::string_view row) {
   if (!row.empty() && row.back() == '\n') row.remove_suffix(1);
   return row;
 }
 
-/* Whether a row may be one of the layout but for the width of its last field. */
+/* Whether a row fits the layout except for the width of its last field. */
 bool may_be(const db::Relation &layout, std::string_view line) {
   const auto last = static_cast<std::size_t>(layout.fields.back().offset);
   return line.size() > last &&
@@ -112,7 +112,7 @@ bool RowField::read(std::string_view row, expr::Value &value) const {
   return read_stretched(line, value);
 }
 
-/* No layout has just this width: it is one whose last field is wider or narrower. */
+/* No layout has this width: take one whose last field may be wider or narrower. */
 bool RowField::read_stretched(std::string_view line, expr::Value &value) const {
   if (line.back() == '\r') line.remove_suffix(1);
   for (const Reader &reader : readers_) {

@@ -12,8 +12,8 @@ namespace {
 
 constexpr std::uint64_t kSignBit = std::uint64_t{1} << 63;
 
-/* A value as a number that orders as it does: all of an integer or a real, the first
- * eight bytes of a text.  Comparing these is what makes sorting fast. */
+/* Maps a value to a number with the same order: all of an integer or a real, the first
+ * eight bytes of a text.  Comparing numbers makes sorting fast. */
 struct Key {
   std::uint64_t head;
   int index;
@@ -66,7 +66,7 @@ Table<int> ascending_order(const std::vector<EVClient_sort_value> &values) {
       order.push(index);
     }
   }
-  /* With the index as the last key, so that equal values keep their order. */
+  /* The index is the last key, so that equal values keep their order. */
   std::sort(numbers.begin(), numbers.end(), [](const Key &a, const Key &b) {
     return a.head != b.head ? a.head < b.head : a.index < b.index;
   });

@@ -84,7 +84,7 @@ bool EventIndex::contains_equal(const EVEvent &event) const {
 
 bool equal_lists(const Table<EVEvent> &events, const Table<EVEvent> &current) {
   if (events.size() != current.size()) return false;
-  /* Mostly nothing has moved, and then no index is needed. */
+  /* Usually no event has moved, and then no index is needed. */
   if (equal(events, current)) return true;
   const EventIndex index(current);
   for (const EVEvent &event : events) {

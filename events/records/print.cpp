@@ -20,10 +20,11 @@ std::string value_text(double value, Form form) {
 std::string value_text(const std::string &value, Form form) {
   return form == Form::kRecord ? value : value + "\n";
 }
-/* A row text ends its line itself; after an empty one the next field follows at once. */
+/* A row text has its own newline; after an empty one the next field follows on the same
+ * line. */
 std::string value_text(const db::RowText &value, Form) { return value.str(); }
 
-/* The name padded to its column, which includes the blank before the sign; a longer name
+/* Pads the name to its column, which includes the blank before the sign; a longer name
  * gets one blank. */
 std::string label(const std::string &prefix, const char *name, int column) {
   return prefix + format_text("%-*s ", column - 1, name) + "= ";
@@ -101,7 +102,7 @@ void print_list(const Table<EVDetection> &detections, const std::string &prefix)
   print_rows(detections, "Detection", prefix);
 }
 void print_list(const Table<EVTableRecord> &records, const std::string &prefix) {
-  /* The header of rows of any table is a blank and the index. */
+  /* The header of generic rows is a blank and the index. */
   print_rows(records, "", prefix);
 }
 void print_list(const Table<EVStaChan> &stachans, const std::string &prefix) {

@@ -33,7 +33,7 @@ std::string difference(const std::string &left, const std::string &right,
                        const std::string &a, const std::string &b, Form) {
   return left + " " + a + " != " + right + " " + b + "\n";
 }
-/* Row texts end in newlines of their own. */
+/* Row texts have their own newlines. */
 std::string difference(const std::string &left, const std::string &right,
                        const db::RowText &a, const db::RowText &b, Form) {
   return left + " \n" + a.str() + " != " + right + " \n" + b.str();
@@ -52,7 +52,7 @@ void print_field_differences(const Record &a, const Record &b,
 
 std::string pairing_key(const EVEvent &event) { return std::to_string(event.evid); }
 std::string pairing_key(const EVOrigin &origin) { return std::to_string(origin.orid); }
-/* Magnitudes that stand in no table are told apart by type. */
+/* Magnitudes without a row are distinguished by type. */
 std::string pairing_key(const EVMagnitude &magnitude) {
   return magnitude.recno_netmag < 0 ? "-1 " + magnitude.magtype
                                     : std::to_string(magnitude.recno_netmag);
@@ -67,11 +67,10 @@ std::string pairing_key(const EVDetection &detection) {
   return std::to_string(detection.recno_detection);
 }
 
-/* Which row of the first list belongs to each row of the second, and which rows of the
- * first are left over. */
+/* Pairs: pairs the rows of two lists. */
 struct Pairs {
-  std::vector<long> partner;  // of each row of the second list; -1: none
-  std::vector<bool> paired;   // of each row of the first list
+  std::vector<long> partner;  // for each row of the second list, an index in the first
+  std::vector<bool> paired;  // for each row of the first list, whether it has a partner
 };
 
 template <class Record>
@@ -95,7 +94,7 @@ Pairs pair_rows(const Table<Record> &rows1, const Table<Record> &rows2) {
   return pairs;
 }
 
-/* " <id>" in the headings of events and origins, which have one. */
+/* " <id>" for the headings of events and origins; other records have no id. */
 std::string id_text(const EVEvent &event) { return " " + std::to_string(event.evid); }
 std::string id_text(const EVOrigin &origin) {
   return " " + std::to_string(origin.orid);
@@ -200,7 +199,7 @@ void print_news(const Table<EVEvent> &given, const Table<EVEvent> &current) {
   for (long i = 0; i < given.size(); i++) {
     const EVEvent &event = *given.ptr(i);
     const EVEvent *old = current.ptr(pairs.partner[static_cast<std::size_t>(i)]);
-    /* A row more of an evid than the other list has is neither new nor deleted. */
+    /* A surplus row of an evid that the other list has is neither new nor deleted. */
     if (old == nullptr) old = current_events.first(event.evid);
     if (old == nullptr) {
       put(format_text("New event %ld\n", static_cast<long>(event.evid)));

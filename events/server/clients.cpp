@@ -12,7 +12,7 @@
 namespace ksutil::events {
 namespace {
 
-thread_local int callbacks_here = 0;  // callbacks that this thread is inside
+thread_local int callbacks_here = 0;  // number of callbacks that this thread is inside
 
 void run_guarded(const std::function<void(EVClient &)> &run, EVClient &client) {
   callbacks_here++;
@@ -80,7 +80,7 @@ void ClientList::call_each(const std::function<void(EVClient &)> &run,
     if (running.depth == 0 || running.thread == std::this_thread::get_id()) {
       make_calls(lock, slot.client);
     } else if (ends_refresh) {
-      /* Not later: the other thread's callback may be waiting for this refresh. */
+      /* Clear it now: the other thread's callback may be waiting for this refresh. */
       slot.client->refresh_pending = 0;
     }
   }
@@ -101,7 +101,8 @@ void ClientList::make_calls(std::unique_lock<std::mutex> &lock, EVClient *client
   }
   if (--running.depth > 0) return;
   running_.erase(client);
-  /* Under the lock: the list may be gone once a waiting remove() has returned. */
+  /* Notify under the lock: the list may be destroyed once a waiting remove()
+   * returns. */
   call_ended_.notify_all();
 }
 
@@ -140,7 +141,8 @@ void ClientList::detach_all() {
   const std::lock_guard lock(mutex_);
   for (const Registration &entry : registrations_) {
     EVClient &client = *entry.slot.client;
-    /* Before the flags: whoever they release looks at the pointer next. */
+    /* Clear the pointer before the flags: a thread that a flag releases reads the
+     * pointer next. */
     std::atomic_ref(client.server).store(nullptr);
     client.command_pending = 0;
     client.refresh_pending = 0;

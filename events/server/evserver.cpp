@@ -28,13 +28,14 @@ EVServer::EVServer(std::string dbname, int age_ref_now, int max_events,
   state_->age_ref_now = age_ref_now;
   state_->max_events = max_events;
   refreshEvents(0);
-  /* Last: nobody can make a client of a server that is still being built. */
+  /* Add it last: no client can be made of a server whose constructor is still
+   * running. */
   ksutil::events::add_live_server(this, *state_);
 }
 
 EVServer::~EVServer() {
   ksutil::events::remove_live_server(this);
-  /* The worker may be waiting for it in order to publish. */
+  /* The worker may be waiting for the lock in order to publish. */
   state_->published.lock.unlock_fully();
   ksutil::events::stop_threads(*state_);
   state_->clients.detach_all();
@@ -60,7 +61,8 @@ void EVServer::setMaxExpandedEvents(int max) { state_->max_expanded = max; }
 
 void EVServer::setDetections(int on) {
   if (state_->detections_on.exchange(on) == on) return;
-  /* Expanded events and the window have, or lack, what was not asked for until now. */
+  /* Expanded events and the window lack detections, or have them in vain: read them
+   * again. */
   const WatchedDatabase::Hold hold = state_->database.hold();
   for (const char *name : {"assoc", "detection", "site"}) {
     state_->database.table(name)->count = -1;

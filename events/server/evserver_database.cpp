@@ -17,7 +17,8 @@ namespace {
 
 constexpr const char *kMonitoredTables[] = {"wfdisc", "arrival", "detection"};
 
-/* Lets checkDatabase go on from what it has seen, with the tables that are open now. */
+/* Points checkDatabase's memory to the tables that are open now; counts and times
+ * stay. */
 void monitor_open_tables(ServerState &state) {
   for (const char *name : kMonitoredTables) {
     EVTable *const monitored = state.monitored.find(name);
@@ -33,7 +34,7 @@ void prime_monitor(ServerState &state) {
   }
 }
 
-/* The table of that name; null, with a message, when it is not watched. */
+/* The table of that name; null, with a message, if it is not watched. */
 EVTable *watched_table(ServerState &state, const char *who, const std::string &name) {
   EVTable *const table = state.database.table(name);
   if (table == nullptr) fail(who, "no %s table", name.c_str());
@@ -164,8 +165,8 @@ void EVServer::freeVectors() {
   published.set_latest_time(0.0);
   published.lastmodified_evid = -1;
   published.mostrecent_evid = -1;
-  /* Not before: a refresh in between would take note of the tables, and publish what it
-   * has read only to have it freed. */
+  /* Forget the tables last: otherwise a refresh in between would remember them and
+   * publish a list that is then freed. */
   const WatchedDatabase::Hold hold = state_->database.hold();
   state_->forget_tables();
 }

@@ -15,15 +15,16 @@
 namespace ksutil::events {
 namespace {
 
-/* Reads rows for one record of the caller's. */
+/* Reads rows into a record of the caller. */
 template <class Read>
 int read_record(ServerState &state, const char *who, unsigned tables, Read read) {
   const ReadingName name{who, kTablesUnreadable, kTablesUnreadable};
   return read_rows_quietly(state.database, name, tables, read);
 }
 
-/* One reading of an event for the cache.  It is entered before anything is read: a
- * refresh that begins meanwhile then brings the event up to date too. */
+/* ExpandedReading: enters an event in the list of expanded events before it is read, so
+ * that a refresh that begins meanwhile reads it too.  Removes the entry if the reading
+ * fails. */
 class ExpandedReading {
  public:
   ExpandedReading(ExpandedReads &reads, int64_t evid) : reads_(reads), evid_(evid) {
@@ -44,7 +45,7 @@ class ExpandedReading {
   bool kept_ = false;
 };
 
-/* Reads an event with everything; 0 or -1. */
+/* Reads an event with all that belongs to it; 0 or -1. */
 int read_whole_event(ServerState &state, int64_t evid, EVEvent &event,
                      ExpandedReading &entry) {
   constexpr const char *kWho = "EVServer::getExpandedEvent";
@@ -57,7 +58,7 @@ int read_whole_event(ServerState &state, int64_t evid, EVEvent &event,
       return fail(kWho, "no event %ld", static_cast<long>(evid));
     }
     messages.note(result);
-    /* Rows that are left out of an event do not keep it from being shown. */
+    /* An event is shown although some of its rows were left out. */
     if (result == 0) result = std::min(0, messages.note(reader.expand(event)));
     /* Only a whole event may go into the cache. */
     if (!reader.complete()) result = kFailed;

@@ -33,8 +33,8 @@ const MagnitudeRules &rules_or_none(const MagnitudeRules *rules) {
   return rules == nullptr ? kNoRules : *rules;
 }
 
-/* Reads the server's rules: whole, up to a failing entry, or as they were when the
- * source is no parameter text at all. */
+/* Sets the server's rules: all of them, those before a failing entry, or none if the
+ * source is not a parameter text. */
 template <class Source>
 int set_rules(ServerState &state, Source source) {
   MagnitudeRules rules;
@@ -45,7 +45,8 @@ int set_rules(ServerState &state, Source source) {
   const int result = read_magnitude_rules(source, rules);
   const WatchedDatabase::Hold hold = state.database.hold();
   state.database.vars().rules = std::move(rules);
-  /* Magnitudes chosen by the old rules must not survive in a list that is followed. */
+  /* The next list must be read in full: events that have not changed hold magnitudes
+   * chosen by the old rules. */
   state.follower.forget();
   return result;
 }

@@ -7,12 +7,12 @@
 namespace ksutil::events {
 namespace {
 
-/* With more events than this part of the list to be read, a full reading is cheaper. */
+/* A full reading is cheaper if more than 1/kFullReadingPart of the list must be
+ * read. */
 constexpr std::size_t kFullReadingPart = 4;
 
-/* The values of an integer field in the rows in which two snapshots differ, old and
- * new.
- * */
+/* ChangedKeys: gives the old and new values of an integer field in the rows in which
+ * two snapshots differ. */
 class ChangedKeys {
  public:
   ChangedKeys(const db::Snapshot &before, const db::Snapshot &after, const char *field)
@@ -24,7 +24,7 @@ class ChangedKeys {
 
   const std::vector<long> &changed_rows() const { return changes_.changed; }
 
-  /* Calls fn(key) for each; false when not all can be known. */
+  /* Calls fn(key) for each value; false if some values cannot be known. */
   template <class Fn>
   bool for_each(Fn fn) const {
     if (!changes_.known) return false;
@@ -39,8 +39,8 @@ class ChangedKeys {
   }
 
  private:
-  /* A key that cannot be read belongs to no event; an old row that is not held any more
-   * may have belonged to any. */
+  /* A row whose key cannot be read belongs to no event.  An old row that is no longer
+   * in memory may have belonged to any event: give up. */
   template <class Fn>
   static bool call(const db::Snapshot &rows, const db::IntegerColumn &column, long row,
                    Fn &fn) {
@@ -84,7 +84,7 @@ std::optional<AffectedEvents> ListFollower::affected(const TreeReader &reader,
     const ChangedKeys origins(*snapshots_.origin, *now.origin, "evid");
     if (!origins.for_each(add_evid)) return std::nullopt;
   }
-  /* An origin whose orid has changed has been found above, under its old evid too. */
+  /* An origin whose orid has changed was found above, under its old evid as well. */
   const db::IntegerColumn evid(now.origin->layout(), "evid");
   const auto add_orid = [&](int64_t orid) {
     for (const long row : reader.origins_with(orid)) {

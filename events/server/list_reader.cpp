@@ -12,9 +12,9 @@
 namespace ksutil::events {
 namespace {
 
-/* Appends the events of rows `from` to `window.count` - 1; false, with a message, when
- * the reading has failed.  A database without rows of event shows nothing, whatever
- * origins it has. */
+/* Appends the events of rows `from` to `window.count` - 1; false, with a message, if
+ * the reading fails.  A database without event rows gives no events, even if it has
+ * origins. */
 bool read_rest(TreeReader &reader, Steps &steps, long from, RowWindow window,
                long &order, Table<EVEvent> &events) {
   MessagesOfFailure messages;
@@ -31,7 +31,7 @@ bool read_rest(TreeReader &reader, Steps &steps, long from, RowWindow window,
   return true;
 }
 
-/* An evid once, in the order of the first mention. */
+/* EvidList: collects evids, each once, in the order in which they are first added. */
 class EvidList {
  public:
   explicit EvidList(Table<long> &evids) : evids_(evids) {}
@@ -44,7 +44,7 @@ class EvidList {
   std::unordered_set<int64_t> known_;
 };
 
-/* What distinguishes a list that was read in full from the one before. */
+/* Finds the evids that a list read in full has changed, added or lost. */
 void compare_lists(const Table<EVEvent> &before, ListReading &reading) {
   const Table<EVEvent> &now = reading.events;
   EvidList changed(reading.changed_evids), removed(reading.removed_evids);
@@ -54,7 +54,7 @@ void compare_lists(const Table<EVEvent> &before, ListReading &reading) {
     const EVEvent &event = *now.ptr(i);
     const EVEvent *counterpart = before.ptr(i);
     if (counterpart == nullptr || counterpart->evid != event.evid) same_evids = false;
-    /* Mostly nothing has moved, and then no index is needed. */
+    /* Usually no event has moved, and then no index is needed. */
     if (counterpart != nullptr && equal(*counterpart, event)) continue;
     if (!index.has_value()) index.emplace(before);
     if (!index->contains_equal(event)) changed.add(event.evid);
@@ -72,7 +72,7 @@ void compare_lists(const Table<EVEvent> &before, ListReading &reading) {
 int read_in_full(TreeReader &reader, Steps &steps, ListFollower &follower,
                  const Table<EVEvent> &current, ListReading &reading) {
   const long rows = reading.window.count - reading.window.first;
-  /* Room for what comes, so that a small change does not move the whole list. */
+  /* Reserve room, so that appending some events does not move the whole list. */
   reading.events.reserve(rows + rows / 16 + 16);
   long order = 0;
   if (!read_rest(reader, steps, reading.window.first, reading.window, order,
@@ -85,7 +85,7 @@ int read_in_full(TreeReader &reader, Steps &steps, ListFollower &follower,
   return 0;
 }
 
-/* Whether the event's evid is that of another row of the list. */
+/* Whether a row in the list has the evid. */
 bool still_listed(const TreeReader &reader, const ListFollower &follower,
                   int64_t evid) {
   for (const long row : reader.events_with(evid)) {
@@ -94,8 +94,8 @@ bool still_listed(const TreeReader &reader, const ListFollower &follower,
   return false;
 }
 
-/* Reads the events that have changed.  1 when that is not enough and the list must be
- * read in full. */
+/* Reads the events that have changed; 0 or -1, or 1 if the list must be read in
+ * full. */
 int read_in_part(TreeReader &reader, Steps &steps, ListFollower &follower,
                  const std::shared_ptr<const Table<EVEvent>> &current,
                  ListReading &reading) {

@@ -15,7 +15,7 @@ struct LiveServers {
 };
 
 LiveServers &live_servers() {
-  /* Never destroyed: a server with static storage may be the last to go. */
+  /* Never destroyed: a server with static storage may be destroyed after it. */
   static LiveServers &servers = *new LiveServers;
   return servers;
 }

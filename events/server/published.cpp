@@ -44,7 +44,7 @@ void EventsLock::unlock_fully() {
 }
 
 bool EventsLock::owned_by_this_thread() const {
-  /* No other thread stores this thread's id, so the answer cannot go stale. */
+  /* Only this thread stores its own id, so the answer stays right. */
   return owner_ == std::this_thread::get_id();
 }
 

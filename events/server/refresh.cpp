@@ -16,8 +16,8 @@ namespace {
 
 constexpr const char *kWho = "EVServer::refreshEvents";
 
-/* The detection window ends so long after the latest event and begins so much before
- * its end, s. */
+/* Detection window: ends kWindowAfterLatest s after the latest event, lasts
+ * kWindowLength s. */
 constexpr double kWindowAfterLatest = 10.0;
 constexpr double kWindowLength = 7200.0;
 
@@ -27,11 +27,11 @@ constexpr int32_t kAskedByCallback = 1, kAskedByThread = 2;
 constexpr const char *kListTables[] = {"event", "origin", "origerr", "netmag", "mt"};
 constexpr const char *kExpansionTables[] = {"assoc", "arrival"};
 constexpr const char *kDetectionTables[] = {"detection", "site"};
-/* Looked at while there are expanded events, which nobody else reads them for. */
+/* Checked only while there are expanded events: no other reading uses them. */
 constexpr const char *kCacheTables[] = {"stamag", "site"};
 
-/* Holds the refresh mutex to the end of the notification; whatever way a refresh ends,
- * it lets waiting clients go. */
+/* RefreshTurn: holds the refresh mutex until the notification has ended, and releases
+ * waiting clients however the refresh ends. */
 class RefreshTurn {
  public:
   explicit RefreshTurn(ServerState &state)
@@ -55,11 +55,11 @@ class RefreshTurn {
   bool notified_ = false;
 };
 
-/* One refresh with its notification. */
+/* Runs one refresh and notifies the clients. */
 int refresh_once(ServerState &state, bool force) {
   RefreshTurn turn(state);
   if (!turn.held()) return kAlreadyRunning;
-  /* Before the limit is read: a limit set later asks again. */
+  /* Clear it before the limit is read: a limit that is set later sets it again. */
   if (force) state.refresh_again = 0;
   Refresh refresh(state, force);
   const int result = refresh.run();
@@ -72,14 +72,15 @@ int refresh_once(ServerState &state, bool force) {
 int refresh_lists(ServerState &state, bool force) {
   const int result = refresh_once(state, force);
   if (result == kAlreadyRunning) return result;
-  /* A limit was changed during this refresh, and its setter was sent away.  Callbacks
-   * that set it get one repetition, and leave what they set then to the next refresh:
-   * else a callback that sets another limit each time would keep this from ending. */
+  /* The limit was changed during this refresh, and setMaxEvents returned
+   * kAlreadyRunning.  Requests of callbacks are repeated once, and a later one is left
+   * to the next refresh: a callback that sets another limit each time would repeat it
+   * for ever. */
   bool repeated = false;
   for (;;) {
     const int32_t asked = state.refresh_again;
     if (asked == 0 || (asked == kAskedByCallback && repeated)) return result;
-    /* The thread that refreshes now looks at the request when it is done. */
+    /* The thread that refreshes now will see the request when it is done. */
     if (refresh_once(state, true) == kAlreadyRunning) return result;
     repeated = true;
   }
@@ -104,8 +105,8 @@ int Refresh::run() {
   } catch (const std::bad_alloc &) {
     fail_memory(kWho);
   }
-  /* The checks have consumed the changes: they would stay unseen until somebody writes
-   * again. */
+  /* The checks have consumed the changes.  Without this they would stay unseen until a
+   * table is written again. */
   const WatchedDatabase::Hold hold = state_.database.hold();
   state_.forget_tables();
   return -1;
@@ -151,8 +152,7 @@ bool Refresh::check_tables() {
 int Refresh::read(const std::shared_ptr<const Table<EVEvent>> &current) {
   Steps steps(state_.database, kEventsPerStep);
   if (!state_.database.require_open(kWho)) return -1;
-  /* Checked before anything is read: what is written meanwhile shows at the next
-   * check. */
+  /* Check before reading: rows written in between are found by the next check. */
   if (!check_tables()) return -1;
   if (!list_tables_ && !expansion_tables_) return 0;
 
@@ -176,20 +176,21 @@ int Refresh::read(const std::shared_ptr<const Table<EVEvent>> &current) {
     return fail(kWho, "refreshAssociations() error");
   }
   const bool detections = state_.detections_on != 0;
-  /* What is not kept current is not shown. */
+  /* Detections that are not kept current must not be shown. */
   if (!detections) new_detections_ = std::make_shared<Table<EVDetection>>();
   if (detections && (detection_tables_ || response_.events_changed != 0) &&
       !read_window(reader)) {
     return fail(kWho, "refreshDetections() error");
   }
-  /* What could not be read now has not gone: the old lists stay until it can. */
+  /* Rows that could not be read may still exist: keep the old lists until they can be
+   * read. */
   if (!reader.complete()) {
     return fail(kWho, "cannot read the tables");
   }
   return 0;
 }
 
-/* The expanded events that may have changed, in a fixed order. */
+/* The expanded events that may have changed, ascending by evid. */
 std::vector<int64_t> Refresh::evids_to_expand() const {
   std::vector<int64_t> evids = state_.published.reads.evids();
   if (expansion_tables_ || reading_.full) return evids;
@@ -209,7 +210,7 @@ bool Refresh::read_expanded(TreeReader &reader, Steps &steps,
     if (result == kNoRow) {
       expanded.event.reset();
     } else {
-      /* What cannot be read stays in the cache as it was. */
+      /* An event that cannot be read stays in the cache as it was. */
       if (messages.note(result) < 0) return false;
       if (result > 0) continue;
       if (messages.note(reader.expand(*expanded.event)) < 0) return false;

@@ -1,4 +1,4 @@
-/* Publication of what a refresh has read. */
+/* Refresh: publishes the result of a reading. */
 #include <mutex>
 #include <utility>
 
@@ -15,13 +15,13 @@ const EVResponse *Refresh::report() const {
   return changed ? &response_ : nullptr;
 }
 
-/* Whether readers are to see anything new. */
+/* Whether there is anything to publish. */
 bool Refresh::has_news() const {
   return (list_read_ && reading_.changes_list()) || !expanded_.empty() ||
          new_detections_ != nullptr;
 }
 
-/* Takes note of what `list` has been read from. */
+/* Remembers the rows that `list` was read from. */
 void Refresh::follow(const std::shared_ptr<const Table<EVEvent>> &list) {
   if (list_read_) {
     const WatchedDatabase::Hold hold = state_.database.hold();
@@ -37,7 +37,7 @@ void Refresh::follow(const std::shared_ptr<const Table<EVEvent>> &list) {
 void Refresh::publish() {
   Published &published = state_.published;
   if (!has_news()) {
-    /* Without the events lock: a reader may hold it for long. */
+    /* Do not wait for the events lock: a reader may hold it for long. */
     published.purge_if_free(state_.max_expanded);
     const auto list = published.start().events;
     if (list == base_.lock()) follow(list);
@@ -65,8 +65,7 @@ void Refresh::publish() {
       }
       held = published.events;
     }
-    /* Somebody reads the list: it stays as it is, and a changed copy takes its
-     * place. */
+    /* A reader holds the list: leave it as it is and publish a changed copy. */
     auto copy = std::make_shared<Table<EVEvent>>();
     copy->reserve(held->size() + reading_.events.size() + held->size() / 16 + 16);
     for (const EVEvent &event : *held) copy->push(event);
@@ -76,22 +75,22 @@ void Refresh::publish() {
   follow(published.start().events);
 }
 
-/* Whether a list that was read in part is no longer there to be changed: the lists have
- * been freed meanwhile, and the next refresh reads them anew. */
+/* Whether the list that was to be changed is no longer published: freeVectors was
+ * called meanwhile, and the next refresh reads everything. */
 bool Refresh::lists_freed() const {
   const std::shared_ptr<Table<EVEvent>> &list = state_.published.events;
   return list_read_ && !reading_.full &&
          (base_.owner_before(list) || list.owner_before(base_));
 }
 
-/* False when the list has to be changed and somebody else holds it. */
+/* False if the list must be changed but a reader holds it. */
 bool Refresh::publish_list() {
   Published &published = state_.published;
   if (new_list_ != nullptr) {
     published.set_events(new_list_);
   } else if (list_read_ && reading_.changes_list()) {
     if (published.events.use_count() != 1) return false;
-    /* Taking hold of it makes this thread see all that the last reader did. */
+    /* Copying the pointer synchronises with the reader that released the list last. */
     const std::shared_ptr<Table<EVEvent>> list = published.events;
     reading_.apply(*list);
   }
@@ -102,12 +101,12 @@ void Refresh::publish_expanded() {
   Published &published = state_.published;
   std::unordered_set<int64_t> reported;
   for (const long evid : response_.changed_evids) reported.insert(evid);
-  /* Merged by evid: a client may have added another event since. */
+  /* Merge by evid: a client may have added another event since. */
   for (Expanded &expanded : expanded_) {
     const auto evid = static_cast<long>(expanded.evid);
     EVEvent *cached = published.expanded.find(evid);
     if (cached == nullptr) continue;
-    /* A client has read it since, from later rows. */
+    /* A client has read the event since, from later rows. */
     if (published.reads.later_than(evid, expanded_reading_)) continue;
     if (!expanded.event.has_value()) {
       published.expanded.del(evid);
@@ -115,7 +114,7 @@ void Refresh::publish_expanded() {
       response_.expanded_changed = 1;
       continue;
     }
-    /* A reading is no use of the event. */
+    /* Re-reading an event is not an access: keep its access time. */
     expanded.event->access_time = cached->access_time;
     if (!equal_expanded(*cached, *expanded.event)) {
       response_.expanded_changed = 1;

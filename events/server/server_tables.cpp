@@ -29,7 +29,7 @@ bool is_remote(const std::string &path) {
   return host != nullptr && *host != '\0';
 }
 
-/* False when the file is refused. */
+/* False if the file is refused. */
 bool accept_mount(const EVTable &table, int remote_mount_mode) {
   if (remote_mount_mode < 0) return true;
   int present = 0;

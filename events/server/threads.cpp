@@ -18,13 +18,14 @@ namespace ksutil::events {
 namespace {
 
 constexpr const char *kLaunchThread = "EVServer::launchThread";
-constexpr uint32_t kSleepSlice = 50000;  // microseconds; how long a stop goes unseen
+constexpr uint32_t kSleepSlice =
+    50000;  // microseconds; a stop is noticed within one slice
 
 thread_local const ServerState *worked_here = nullptr;  // the worker's own
 
 void delete_command(void *command) { delete static_cast<EVCommand *>(command); }
 
-/* Sleeps in slices, so that a long interval never holds up the end of the server. */
+/* Sleeps in slices, so that a long interval does not delay the end of the server. */
 void sleep_unless_stopped(const ServerState &state, uint32_t microseconds) {
   while (microseconds > 0 && state.stop == 0) {
     const uint32_t slice = std::min(microseconds, kSleepSlice);
@@ -33,7 +34,7 @@ void sleep_unless_stopped(const ServerState &state, uint32_t microseconds) {
   }
 }
 
-/* Runs one round of a thread so that no exception ends the thread. */
+/* Runs one round of a thread and turns an exception into a message. */
 void guarded(const char *who, const std::function<void()> &round) {
   try {
     round();
@@ -44,8 +45,8 @@ void guarded(const char *who, const std::function<void()> &round) {
   }
 }
 
-/* The next command, null when the round brings none; `leave` when the reader has been
- * released.  The worker's own commands and those of the queue take turns. */
+/* Returns the next command, or null; sets `leave` if the reader has been released.  The
+ * worker's own commands and those of the queue take turns. */
 std::unique_ptr<EVCommand> next_command(ServerState &state, bool &own_turn,
                                         bool &leave) {
   if (!state.own_commands.empty() &&
@@ -64,7 +65,7 @@ std::unique_ptr<EVCommand> next_command(ServerState &state, bool &own_turn,
   return command;
 }
 
-/* The processing thread. */
+/* The worker. */
 void *run_thread(void *argument) {
   ServerState &state = *static_cast<ServerState *>(argument);
   worked_here = &state;
@@ -82,7 +83,7 @@ void *run_thread(void *argument) {
   return nullptr;
 }
 
-/* Does `ask` at an interval until the server stops. */
+/* Calls `ask` at an interval until the server stops. */
 void repeat(ServerState &state, const std::atomic<double> &interval, const char *who,
             void (*ask)(ServerState &)) {
   while (state.stop == 0) {
@@ -91,8 +92,8 @@ void repeat(ServerState &state, const std::atomic<double> &interval, const char 
       continue;
     }
     guarded(who, [&] { ask(state); });
-    /* The interval may have been changed while `ask` waited: 0 or less then means that
-     * the next round looks at it again, not that this one sleeps. */
+    /* The interval may have changed while `ask` waited.  If it is 0 or less now, this
+     * does not sleep, and the next round sees it. */
     sleep_unless_stopped(state, sleep_microseconds(interval));
   }
 }
@@ -100,7 +101,7 @@ void repeat(ServerState &state, const std::atomic<double> &interval, const char 
 void ask_for_refresh(ServerState &state) {
   auto command = std::make_unique<EVCommand>("refreshEvents");
   state.handshake.lock();
-  /* Without a worker nobody would open the latch again. */
+  /* Without a worker no thread would open the latch again. */
   if (push_command(state, std::move(command)) != 0) state.handshake.unlock();
   state.handshake.lock();
   state.handshake.unlock();
@@ -124,8 +125,9 @@ void *database_changed_thread(void *argument) {
   return nullptr;
 }
 
-/* Starts a thread: pthread_create's result.  Only a negative one counts as a failure
- * above, so a thread that could not start must not be waited for either. */
+/* Starts a thread and returns pthread_create's result.  The callers take only a
+ * negative result for a failure; `started` and `left` keep stop_threads from waiting
+ * for a thread that did not start. */
 int start(ServerState &state, void *(*function)(void *), pthread_t &handle,
           bool &started, std::atomic<bool> &left) {
   left = false;
@@ -217,7 +219,7 @@ void stop_threads(ServerState &state) {
   state.stop = 1;
   pmtfifo *const queue = state.cmd_mtfifo;
   if (queue == nullptr) return;
-  /* A release that comes before the worker waits is lost: repeat it. */
+  /* A release is lost if the worker does not wait yet: repeat it. */
   while (!state.worker_left) {
     pmtfifo_release_block(queue);
     if (!state.worker_left) usleep(500);
@@ -225,7 +227,7 @@ void stop_threads(ServerState &state) {
   if (state.worker_started) pthread_join(state.worker, nullptr);
   state.handshake.close();
 
-  /* The others may sleep in a push on the full queue, clients' threads too. */
+  /* The other threads, clients' too, may be waiting in a push on the full queue. */
   while (!state.refresher_left || !state.monitor_left || state.pins > 0) {
     delete_queued(queue);
     usleep(500);

@@ -15,20 +15,19 @@ namespace ksutil::events {
 /* Immutable: many threads may evaluate it at once. */
 class Query {
  public:
-  /* Null, with `error` filled in, when the text is a query neither for events nor for
-   * origins. */
+  /* Null, with `error` set, if the text is not a query for events nor for origins. */
   static std::shared_ptr<const Query> compile(std::string_view text,
                                               const LayoutSource &layouts,
                                               expr::Error &error);
 
-  /* 0 with the value, 1 with a null one; -1 with a message.  A text is valid until this
-   * thread evaluates the next query, and no longer than the record. */
+  /* 0 and the value; 1 and a null value; -1 with a message.  A text is valid until this
+   * thread evaluates the next query, and not longer than the record. */
   int evaluate(const EVEvent &event, expr::Value &value) const;
   int evaluate(const EVOrigin &origin, expr::Value &value) const;
 
  private:
   struct Program {
-    std::unique_ptr<const expr::Program> code;  // null: no query for this kind
+    std::unique_ptr<const expr::Program> code;  // null: not a query for this kind
     std::vector<QueryPath> paths;               // by slot
     expr::Error error;                          // why, without code
   };

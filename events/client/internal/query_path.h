@@ -15,11 +15,11 @@
 
 namespace ksutil::events {
 
-/* The layouts of a table's rows, empty for a table that is not known. */
+/* Gives the layouts of a table's rows; none for an unknown table. */
 using LayoutSource = std::function<Layouts(std::string_view table)>;
 
-/* A name of a query, resolved: the way from the record to another one, and the field that
- * is read there, its own or one of a row. */
+/* QueryPath: a resolved name of a query: the moves from the record to another one, and
+ * the field to read there, its own or one of a row. */
 struct QueryPath {
   struct Move {
     const void *(*to)(const void *record, long index);
@@ -31,15 +31,16 @@ struct QueryPath {
   std::shared_ptr<const RowField> field;
 
   expr::Type type() const { return own != nullptr ? own->type : field->type(); }
-  /* Null without such a record; false, with a message, when the row cannot be read. */
+  /* The value is null without such a record.  False, with a message, if the row cannot
+   * be read. */
   bool read(const void *record, expr::Value &value) const;
 };
 
-/* Resolves names on one kind of record. */
+/* PathFinder: resolves names on one kind of record. */
 class PathFinder {
  public:
   explicit PathFinder(LayoutSource layouts) : layouts_(std::move(layouts)) {}
-  /* False when the name means nothing there. */
+  /* False if the kind of record has no such name. */
   bool find(const RecordKind &kind, std::string_view name, QueryPath &path);
 
  private:

@@ -1,5 +1,5 @@
-/* What queries find in each kind of record: its own fields, the rows whose texts it
- * carries, and the records below it. */
+/* record_kinds: describes each kind of record for queries: its own fields, the rows
+ * whose texts it holds, and the records below it. */
 #ifndef KSUTIL_EVENTS_CLIENT_INTERNAL_RECORD_KINDS_H
 #define KSUTIL_EVENTS_CLIENT_INTERNAL_RECORD_KINDS_H
 
@@ -13,7 +13,8 @@ namespace ksutil::events {
 
 struct RecordKind;
 
-/* A member; `value` has the type and is null when the record has no value there. */
+/* OwnField: a member of a record. `read` gives a value of the type, null if the record
+ * has none. */
 struct OwnField {
   std::string_view name;
   expr::Type type;
@@ -25,8 +26,8 @@ struct RowPart {
   const db::RowText &(*row)(const void *record);
 };
 
-/* A record below: of a list by its index, or the preferred one, whatever the index; null
- * when there is none. */
+/* Step: leads to a record below: that of a list at the index, or the preferred one at
+ * any index; null if there is none. */
 struct Step {
   std::string_view name;
   const RecordKind &(*kind)();
@@ -35,8 +36,8 @@ struct Step {
 
 struct RecordKind {
   std::vector<OwnField> own;
-  std::vector<RowPart> rows;       // the first is the one that the record is made from
-  std::vector<Step> lists, steps;  // a name of `steps` also stands for itself left out
+  std::vector<RowPart> rows;       // the record is made from the first
+  std::vector<Step> lists, steps;  // names of `steps` may be left out of a query
 };
 
 const RecordKind &event_kind();

@@ -1,8 +1,8 @@
 /* Reading a field from the text of a row, whose table is not at hand.
  *
  * The rows of one table need not have one layout: databases mix the strict and the wide
- * one, some programs write another width of load date, and a record may be older than the
- * file that is there now.  The length of a row tells which layout it has. */
+ * one, some programs write another width of load date, and a record may be older than
+ * the file that is there now.  The length of a row tells which layout it has. */
 #ifndef KSUTIL_EVENTS_CLIENT_INTERNAL_ROW_FIELD_H
 #define KSUTIL_EVENTS_CLIENT_INTERNAL_ROW_FIELD_H
 
@@ -18,25 +18,25 @@
 
 namespace ksutil::events {
 
-/* The layouts that rows of a table may have, the likeliest first. */
+/* The layouts that rows of a table may have, the most likely first. */
 using Layouts = std::vector<std::shared_ptr<const db::Relation>>;
 
-/* A field of a table, bound to each of its layouts. */
+/* RowField: a field of a table, bound to each of the table's layouts. */
 class RowField {
  public:
-  /* Invalid when the layouts have no such field, or none with a value. */
+  /* Invalid if no layout has such a field with a value. */
   RowField(const Layouts &layouts, std::string_view field);
   bool valid() const { return !readers_.empty(); }
   expr::Type type() const { return type_; }
 
-  /* The value in a row, whose text it may point into; null in an empty row and in a layout
-   * that lacks the field.  False, with a message, when it cannot be read. */
+  /* The value in a row; it may point into the row.  Null for an empty row and for a
+   * layout without the field.  False, with a message, if it cannot be read. */
   bool read(std::string_view row, expr::Value &value) const;
 
  private:
   using Column = std::variant<db::IntegerColumn, db::RealColumn, db::TextColumn>;
   struct Reader {
-    std::size_t width;  // of a row without its newline
+    std::size_t width;  // length of a row without its newline
     std::shared_ptr<const db::Relation> layout;
     Column column;
   };

@@ -1,4 +1,4 @@
-/* The order of sort values. */
+/* sort_order: puts sort values in order. */
 #ifndef KSUTIL_EVENTS_CLIENT_INTERNAL_SORT_ORDER_H
 #define KSUTIL_EVENTS_CLIENT_INTERNAL_SORT_ORDER_H
 
@@ -9,9 +9,9 @@
 
 namespace ksutil::events {
 
-/* The indexes of the values in ascending order: those without a value first (a NaN and an
- * unknown type are none), then numbers, then texts; integers among reals compare as
- * reals.  Equal ones keep their order. */
+/* The indexes of the values in ascending order: first those without a value (NaN and an
+ * unknown type count as none), then numbers, then texts.  Integers among reals compare
+ * as reals.  Equal values keep their order. */
 Table<int> ascending_order(const std::vector<EVClient_sort_value> &values);
 
 }  // namespace ksutil::events

@@ -1,4 +1,4 @@
-/* Equality of records, exact; a double that is not a number is never equal. */
+/* compare: tests records for exact equality; NaN is never equal. */
 #ifndef KSUTIL_EVENTS_RECORDS_INTERNAL_COMPARE_H
 #define KSUTIL_EVENTS_RECORDS_INTERNAL_COMPARE_H
 
@@ -18,7 +18,7 @@ bool equal(const EVMoment &moment1, const EVMoment &moment2);
 bool equal(const EVAssociation &association1, const EVAssociation &association2);
 bool equal(const EVDetection &detection1, const EVDetection &detection2);
 
-/* By count and pairwise in order. */
+/* Lists are equal if they have the same size and equal records at each index. */
 template <class Record>
 bool equal(const Table<Record> &records1, const Table<Record> &records2) {
   if (records1.size() != records2.size()) return false;
@@ -28,10 +28,12 @@ bool equal(const Table<Record> &records1, const Table<Record> &records2) {
   return true;
 }
 
-/* equal, and the station magnitudes too, which belong to an expanded event alone. */
+/* As equal, and also compares the station magnitudes, which only expanded events
+ * have. */
 bool equal_expanded(const EVEvent &event1, const EVEvent &event2);
 
-/* The events of a list by evid.  Refers to the list, which must stay as it is. */
+/* EventIndex: finds the events of a list by evid.  Refers to the list, which must not
+ * change. */
 class EventIndex {
  public:
   explicit EventIndex(const Table<EVEvent> &events);
@@ -46,8 +48,8 @@ class EventIndex {
   std::unordered_multimap<int64_t, long> by_evid_;
 };
 
-/* Whether both hold as many events and each event of `events` has an equal one in
- * `current`, at whatever place. */
+/* Whether both lists have the same size and each event of `events` equals one of
+ * `current`, at any index. */
 bool equal_lists(const Table<EVEvent> &events, const Table<EVEvent> &current);
 
 }  // namespace ksutil::events

@@ -1,4 +1,5 @@
-/* The fields of the records: what is printed, what is compared, and in which form. */
+/* fields: lists the fields of each record that are printed and compared, with their
+ * format. */
 #ifndef KSUTIL_EVENTS_RECORDS_INTERNAL_FIELDS_H
 #define KSUTIL_EVENTS_RECORDS_INTERNAL_FIELDS_H
 
@@ -9,7 +10,7 @@
 
 namespace ksutil::events {
 
-/* How a value is written. */
+/* The format of a value. */
 enum class Form {
   kNumber,    // ids, record numbers, indexes and flags
   kReal,      // times, load dates and magnitudes
@@ -48,8 +49,8 @@ constexpr FieldOf<Record, db::RowText> row(const char *name,
   return {name, member, Form::kRecord};
 }
 
-/* For each record: its name in difference lines, the column of its field names in prints,
- * its printed fields and its compared fields, in order. */
+/* Fields: for each record, its name in difference lines, the width of its field names
+ * in prints, and its printed and compared fields in order. */
 template <class Record>
 struct Fields;
 
@@ -66,8 +67,8 @@ struct Fields<EVEvent> {
       text("magtype", &R::magtype), number("pref_origin", &R::pref_origin),
       number("pref_magnitude_origin", &R::pref_magnitude_origin),
       number("pref_moment_origin", &R::pref_moment_origin));
-  /* Not order and access_time, which differ between readings of the same rows; time,
-   * magnitude and magtype follow from the origins. */
+  /* Without order and access_time, which differ between readings of the same rows, and
+   * without time, magnitude and magtype, which follow from the origins. */
   static constexpr auto kCompared = std::make_tuple(
       number("recno_event", &R::recno_event), row("record_event", &R::record_event),
       number("evid", &R::evid), number("prefor", &R::prefor),

@@ -1,4 +1,5 @@
-/* Printing of records and lists to standard output: each line begins with the prefix. */
+/* print: prints records and lists to standard output; each line begins with the
+ * prefix. */
 #ifndef KSUTIL_EVENTS_RECORDS_INTERNAL_PRINT_H
 #define KSUTIL_EVENTS_RECORDS_INTERNAL_PRINT_H
 
@@ -19,7 +20,7 @@ void print_record(const EVDetection &detection, const std::string &prefix);
 void print_record(const EVTableRecord &record, const std::string &prefix);
 void print_record(const EVStaChan &stachan, const std::string &prefix);
 
-/* Each row after a header line, four blanks further in. */
+/* Prints each row after a header line, four blanks further in. */
 void print_list(const Table<EVEvent> &events, const std::string &prefix);
 void print_list(const Table<EVOrigin> &origins, const std::string &prefix);
 void print_list(const Table<EVMagnitude> &magnitudes, const std::string &prefix);

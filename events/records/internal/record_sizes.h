@@ -1,5 +1,5 @@
-/* The memory that records take: each with its texts and all that it owns, in bytes.  Texts
- * that rows share are counted for each row. */
+/* record_sizes: computes the bytes of records with their texts and all that they own.
+ * A text that rows share is counted for each row. */
 #ifndef KSUTIL_EVENTS_RECORDS_INTERNAL_RECORD_SIZES_H
 #define KSUTIL_EVENTS_RECORDS_INTERNAL_RECORD_SIZES_H
 

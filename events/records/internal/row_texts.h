@@ -1,4 +1,4 @@
-/* gather_texts: gives the row texts of an event a memory of their own. */
+/* row_texts: moves the row texts of an event into memory of their own. */
 #ifndef KSUTIL_EVENTS_RECORDS_INTERNAL_ROW_TEXTS_H
 #define KSUTIL_EVENTS_RECORDS_INTERNAL_ROW_TEXTS_H
 
@@ -6,8 +6,8 @@
 
 namespace ksutil::events {
 
-/* Copies all row texts of an event into one block of its own, so that a few rows do not
- * keep the table's large blocks alive. */
+/* Copies all row texts of the event into one block, so that a few rows do not keep the
+ * large blocks of the tables alive. */
 void gather_texts(EVEvent &event);
 
 }  // namespace ksutil::events

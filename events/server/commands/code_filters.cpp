@@ -6,7 +6,7 @@
 namespace ksutil::events {
 namespace {
 
-/* The code is the one field of the expression. */
+/* CodeField: makes the code the only field of the expression. */
 class CodeField final : public expr::Fields {
  public:
   bool bind(std::string_view name, int &slot, expr::Type &type) const override {
@@ -28,7 +28,7 @@ class Code final : public expr::Record {
   std::string_view code_;
 };
 
-/* The text as a constant of the expression language. */
+/* Quotes the text as a constant of the expression language. */
 std::string quoted(const std::string &text) {
   std::string constant = "\"";
   for (const char c : text) {
@@ -43,7 +43,7 @@ std::string quoted(const std::string &text) {
 ShellFilter::ShellFilter(std::string_view pattern) : pattern_(trimmed(pattern)) {}
 
 bool ShellFilter::literal() const {
-  /* The null code "-" is a code to a filter, and nothing to a match. */
+  /* A match takes "-" for a null code, which finds no row; a filter must find it. */
   return !any() && pattern_ != "-" &&
          pattern_.find_first_of("*?[\\") == std::string::npos;
 }

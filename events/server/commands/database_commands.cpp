@@ -33,7 +33,8 @@ Table<EVTableRecord> records_of(TableScan &scan, Tbl *found) {
   return records;
 }
 
-/* Whether a text is a row of the table that every reader can read; else a message. */
+/* Whether every reader can read the text as a row of the table; if not, registers a
+ * message. */
 bool acceptable(const char *who, const db::Relation &layout, std::string_view row) {
   const std::string_view line = row.substr(0, row.find('\n'));
   if (line.size() != static_cast<std::size_t>(layout.width) ||
@@ -130,7 +131,7 @@ int64_t exec_dbputrecord(ServerState &state, const std::string &table, int64_t r
     fail(command.who(), "cannot write lddate of %s", table.c_str());
     return -1;
   }
-  /* Both check the length again, against the file as it is then. */
+  /* dbadd and dbput check the length again, against the file as it is then. */
   target.record = recno;
   const long written = recno == -1                       ? dbadd(target, row.c_str())
                        : dbput(target, row.c_str()) == 0 ? recno

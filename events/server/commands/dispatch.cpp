@@ -17,7 +17,7 @@ namespace ksutil::events {
 
 namespace {
 
-/* Runs an operation; an exception becomes a message. */
+/* Runs an operation and turns an exception into a message. */
 template <class Operation>
 void attempt(const EVCommand &command, const Operation &operation) {
   const std::string who = "EVServer::" + command.command;
@@ -30,8 +30,9 @@ void attempt(const EVCommand &command, const Operation &operation) {
   }
 }
 
-/* Runs `write` while the client still waits for this command: one that has deregistered
- * may be at work on another by now, or another client may stand in its place. */
+/* Runs `write` only if the client still waits for this command.  A client that has
+ * deregistered may wait for another command by now, or another client may be at its
+ * address. */
 template <class Write>
 void while_waiting(ServerState &state, const EVCommand &command, const Write &write) {
   state.clients.while_registered(command.client, [&](EVClient &client) {
@@ -41,8 +42,8 @@ void while_waiting(ServerState &state, const EVCommand &command, const Write &wr
 
 void refresh(ServerState &state, EVCommand &command, int force) {
   attempt(command, [&] { state.server->refreshEvents(force); });
-  /* The refresh has released the registered clients; this also releases one that has
-   * registered only since. */
+  /* The refresh has released the clients that were registered then; this also releases
+   * one that has registered since. */
   state.clients.while_registered(command.client,
                                  [](EVClient &client) { client.refresh_pending = 0; });
   state.handshake.unlock();
@@ -61,8 +62,8 @@ void check_database(ServerState &state, EVCommand &command) {
   while_waiting(state, command, [](EVClient &client) { client.command_pending = 0; });
 }
 
-/* Runs an operation and stores its result in the client, unless that has gone meanwhile;
- * `none` is stored when the operation has thrown. */
+/* Runs an operation and stores its result in the client if it still waits; stores
+ * `none` if the operation throws. */
 template <class Result, class Operation>
 void answer(ServerState &state, EVCommand &command, Result none,
             const Operation &operation, void (*store)(EVClient &, Result &&)) {
@@ -123,15 +124,15 @@ void site(ServerState &state, EVCommand &command) {
       [](EVClient &client, EVTableRecord &&site) { client.site = std::move(site); });
 }
 
-/* The patterns and the hook of a match, which belong to the client's caller: they may be
- * touched only while the client waits.  So the match works on copies of the lists
- * and takes the hook out, and lists that it fills in and the hook are put back at the
- * end; what cannot be put back is freed. */
+/* MatchArguments: the patterns and the hook of a match.  They belong to the caller of
+ * the client and may be used only while the client waits.  The match therefore works on
+ * copies of the lists and takes the hook; at the end the lists that it has filled in
+ * and the hook are put back, or freed if the client no longer waits. */
 class MatchArguments {
  public:
   explicit MatchArguments(const EVCommand &command) : command_(command) {}
 
-  /* False, with a message, without places for them. */
+  /* False, with a message, if a pointer is null. */
   bool take() {
     if (command_.kpattern == nullptr || command_.tpattern == nullptr ||
         command_.hook == nullptr) {

@@ -13,7 +13,7 @@
 namespace ksutil::events {
 namespace {
 
-/* What a SEED channel code has; letters after these are the location. */
+/* Length of a SEED channel code; the letters after it are the location. */
 constexpr std::size_t kSeedChannel = 3;
 
 constexpr std::array<const char *, 6> kFields = {"sta",     "chan",     "net",
@@ -29,8 +29,8 @@ bool given(const char *who, const std::string &sta, const std::string &chan) {
   return false;
 }
 
-/* Finds the first row of seedcode that `is_meant` accepts and hands it to `use`.
- * 1 found, 0 not, or the schema has no such table; -1 with a message. */
+/* Finds the first row of seedcode that `is_meant` accepts and passes it to `use`. 1:
+ * found; 0: not found, or the schema has no such table; -1 with a message. */
 template <class IsMeant, class Use>
 int find_codes(ServerState &state, const char *who, IsMeant is_meant, Use use) {
   Command command(state, who);
@@ -70,7 +70,7 @@ CodeMapping exec_dbseed2css(ServerState &state, const std::string &net,
   if (!given(kWho, sta, chan)) return mapping;
   const std::string_view of_net = trimmed(net), of_sta = trimmed(sta),
                          of_chan = trimmed(chan);
-  /* Two hyphens are how a blank location is often printed. */
+  /* A blank location is often printed as two hyphens. */
   const std::string_view of_loc = trimmed(loc) == "--" ? "" : trimmed(loc);
   const int found = find_codes(
       state, kWho,

@@ -18,7 +18,7 @@
 namespace ksutil::events {
 namespace {
 
-/* Keys are written with the decimals of the fields; what they find is checked again. */
+/* A key is rounded to the decimals of its field: widen it, and check each row found. */
 constexpr double kKeyMargin = 1e-4;
 
 struct StationColumns {
@@ -37,7 +37,7 @@ struct StationColumns {
   db::RealColumn time, endtime;
 };
 
-/* What is collected before it is put into the order of its times. */
+/* Timed: collects records and puts them in the order of their times. */
 template <class Record>
 class Timed {
  public:
@@ -57,8 +57,8 @@ class Timed {
   std::vector<std::pair<double, Record>> records_;
 };
 
-/* The rows that a match with the station, channel and window finds: all that the selection
- * wants, and perhaps some more.  Nothing when the key cannot say it. */
+/* The rows that a match finds for station, channel and window: all rows of the
+ * selection, perhaps more.  Nothing if the selection cannot be written as a key. */
 std::optional<std::vector<long>> matched(Command &command, Dbptr table, EVMatch &match,
                                          const ShellFilter &sta,
                                          const ShellFilter &chan,
@@ -78,8 +78,9 @@ std::optional<std::vector<long>> matched(Command &command, Dbptr table, EVMatch 
   return to_numbers(found);
 }
 
-/* Visits the rows at the stations and channels that begin before the window's end; by way
- * of `match` when one station and channel are meant, of `station` for one station. */
+/* Visits the rows of the selected stations and channels that begin before the window's
+ * end.  Finds them by `match` if the selection names one station and channel, by
+ * `station` if it names one station. */
 template <class Visit>
 bool visit_selected(TableScan &scan, Command &command, const Selection &selection,
                     EVMatch &match, EVMatch *station, Visit visit) {
@@ -102,7 +103,7 @@ bool visit_selected(TableScan &scan, Command &command, const Selection &selectio
     records = matched(command, scan.table(), *used, sta, chan, selection);
   }
   if (!records) return scan.each(filter);
-  /* A row that was added after the scan's look is not part of it. */
+  /* Leave out rows that were added after the scan took its snapshot. */
   while (!records->empty() && records->back() >= scan.rows()->count()) {
     records->pop_back();
   }
@@ -128,7 +129,7 @@ void add_assocs(Command &command, std::vector<std::pair<int64_t, EVArrival *>> &
 
 double end_of(const StationColumns &columns, std::string_view row) {
   double endtime = 0.0;
-  /* A null end is the greatest time there is: the row is open. */
+  /* The null of endtime is a time beyond all others: the row is open. */
   return columns.endtime.read(row, endtime) ? endtime : columns.endtime.null();
 }
 
@@ -245,7 +246,7 @@ Table<EVTableRecord> get_raw_detections(ServerState &state,
   if (scan.rows() == nullptr) return {};
   const ShellFilter sta(selection.sta), chan(selection.chan);
   const StationColumns columns(scan.rows()->layout());
-  /* The index by time is kept for the server's window anyway. */
+  /* This index exists already: the server's window uses it. */
   TimeIndex &times = state.database.detection_times();
   times.follow(scan.rows());
   Timed<EVTableRecord> found;

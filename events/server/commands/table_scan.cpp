@@ -8,7 +8,7 @@
 namespace ksutil::events {
 namespace {
 
-/* A fraction of a millisecond. */
+/* Rows in a step of the lock: a fraction of a millisecond. */
 constexpr int kRowsPerStep = 2000;
 
 }  // namespace

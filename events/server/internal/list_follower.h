@@ -1,4 +1,5 @@
-/* What is kept from one reading to the next, in order to read only what has changed. */
+/* ListFollower: remembers which rows the published list was made from, so that the next
+ * refresh reads only events whose rows have changed. */
 #ifndef KSUTIL_EVENTS_SERVER_INTERNAL_LIST_FOLLOWER_H
 #define KSUTIL_EVENTS_SERVER_INTERNAL_LIST_FOLLOWER_H
 
@@ -15,56 +16,55 @@
 
 namespace ksutil::events {
 
-/* The part of the event table that the list shows. */
+/* The rows of the event table that the list shows. */
 struct RowWindow {
   long first = 0, count = 0;  // rows first .. count - 1
 };
 
-/* What a list says as a whole. */
+/* Facts about a list as a whole. */
 struct ListSummary {
   double latest_time = 0.0;  // greatest time of a preferred origin
   int64_t lastmodified_evid = -1, mostrecent_evid = -1;
 };
 
-/* What must be read again in order to bring a list up to date. */
+/* The events to read again in order to bring a list up to date. */
 struct AffectedEvents {
-  std::vector<long> rows;             // of those in the list: rows of event, ascending
+  std::vector<long> rows;  // rows of table event, of events in the list, ascending
   std::unordered_set<int64_t> evids;  // in the list or not
 };
 
-/* Remembers from what rows the published list was made.  Guarded by
- * the lock of the server's database. */
+/* Guarded by the lock of the server's database. */
 class ListFollower {
  public:
-  /* The next reading of the list is a full one. */
+  /* Makes the next reading of the list a full one. */
   void forget();
-  /* Another number after each forget. */
+  /* Changes with each forget(). */
   long epoch() const { return epoch_; }
 
-  /* Whether `list` is the one that was made last. */
+  /* Whether `list` is the list that finish() noted last. */
   bool follows(const std::shared_ptr<const Table<EVEvent>> &list) const {
     return known_ && list_.lock() == list;
   }
-  /* The events of the followed list that the reader's snapshots show changed; nothing
-   * when that is not known, or the list shows other rows now, and a full reading is
-   * needed.  New rows at the end of the table are not among them. */
+  /* The events of the followed list whose rows differ in the reader's snapshots,
+   * without new rows at the end of the table.  Nothing if that cannot be known or the
+   * window shows other rows now: then the list must be read in full. */
   std::optional<AffectedEvents> affected(const TreeReader &reader,
                                          RowWindow window) const;
 
-  /* The place in the list of a row of event; -1: not in the list. */
+  /* The index in the list of the event of a row; -1: not in the list. */
   long place(long row) const;
   int64_t evid_at(long place) const { return entry(place).evid; }
   long event_rows() const { return window_.count; }
   long next_order() const { return next_order_; }
 
-  /* Takes note of a list that was read in full, or of changes to the followed one. */
+  /* Notes a list that was read in full, or changes of the followed list. */
   void start(const Table<EVEvent> &events, long next_order);
   void replace(long place, const EVEvent &event);
   void append(const EVEvent &event);
   void set_next_order(long next_order) { next_order_ = next_order; }
   ListSummary summary() const;
-  /* The reading that the notes are about is published as `list`; it began in
-   * `epoch`. */
+  /* Ends the notes: the reading, which began in `epoch`, has been published as `list`.
+   * No effect if forget() was called since. */
   void finish(const ListSnapshots &snapshots, RowWindow window, long epoch,
               const std::shared_ptr<const Table<EVEvent>> &list);
 
@@ -86,7 +86,7 @@ class ListFollower {
   ListSnapshots snapshots_;
   RowWindow window_;
   long next_order_ = 0;
-  std::vector<Entry> entries_;  // of each event of the list, ascending by row
+  std::vector<Entry> entries_;  // one for each event of the list, ascending by row
 };
 
 }  // namespace ksutil::events

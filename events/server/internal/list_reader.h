@@ -1,4 +1,4 @@
-/* Reading the event list: whole, or what has changed of it. */
+/* list_reader: reads the event list, in full or only the events that have changed. */
 #ifndef KSUTIL_EVENTS_SERVER_INTERNAL_LIST_READER_H
 #define KSUTIL_EVENTS_SERVER_INTERNAL_LIST_READER_H
 
@@ -15,40 +15,40 @@
 
 namespace ksutil::events {
 
-/* What a reading has brought. */
+/* The result of a reading. */
 struct ListReading {
   struct Replaced {
     long place;
     EVEvent event;
   };
 
-  bool full = true;                // else: the followed list with the changes below
-  Table<EVEvent> events;           // the list; or what comes to its end
-  std::vector<Replaced> replaced;  // events of the list in their new form, by place
+  bool full = true;                // false: the followed list with the changes below
+  Table<EVEvent> events;           // the list, or events to append to it
+  std::vector<Replaced> replaced;  // new versions of events, ascending by index
   RowWindow window;
   long epoch = 0;  // of the follower
   ListSummary summary;
-  std::unordered_set<int64_t> affected;  // evids that a reading in part was about
+  std::unordered_set<int64_t> affected;  // evids that were read again, if not `full`
 
   bool differs = false;  // from the list before
   Table<long> changed_evids, removed_evids;
 
   bool changes_list() const { return full || !replaced.empty() || events.size() > 0; }
-  /* Brings the list that was read in part up to date. */
+  /* Applies the changes to the followed list. */
   void apply(Table<EVEvent> &list);
 };
 
-/* Events read in one step of the lock. */
+/* Events that are read in one step of the lock. */
 inline constexpr int kEventsPerStep = 1024;
 
-/* The rows of event that the list shows under the current limit. */
+/* The event rows that the list shows under the current limit. */
 RowWindow window_of(const ServerState &state, const TreeReader &reader);
 
-/* What expanded events need of the tables, for TreeReader::bind. */
+/* The tables that expanded events need, for TreeReader::bind. */
 unsigned expansion_tables(const ServerState &state);
 
-/* Reads what the reader's snapshots show, against the list `current`, and leaves the
- * follower with notes of it.  0 or -1. */
+/* Reads the list from the reader's snapshots and compares it with `current`; 0 or -1.
+ * The follower then holds notes about it, which finish() completes. */
 int read_list(ServerState &state, TreeReader &reader, Steps &steps,
               const std::shared_ptr<const Table<EVEvent>> &current, bool in_full,
               ListReading &reading);

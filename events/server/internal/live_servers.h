@@ -1,5 +1,5 @@
-/* The servers that live in this process, so that a pointer can be tested before
- * anything is read through it, and so that none goes away while a client hands it a
+/* live_servers: knows the servers of this process, so that a pointer can be tested
+ * before it is used, and so that a server is not destroyed while a client hands it a
  * command. */
 #ifndef KSUTIL_EVENTS_SERVER_INTERNAL_LIVE_SERVERS_H
 #define KSUTIL_EVENTS_SERVER_INTERNAL_LIVE_SERVERS_H
@@ -11,11 +11,11 @@ namespace ksutil::events {
 struct ServerState;
 
 void add_live_server(const EVServer *server, ServerState &state);
-/* From then on the server cannot be pinned any more; earlier pins count on. */
+/* Afterwards the server cannot be pinned; earlier pins still count. */
 void remove_live_server(const EVServer *server);
 
-/* For its scope keeps a server's state from going away; short, never across a wait for
- * the worker's answer. */
+/* ServerPin: keeps a server's state alive for its scope.  The destructor of the server
+ * waits for it, so it must not be held while waiting for the worker. */
 class ServerPin {
  public:
   explicit ServerPin(const EVServer *server);
@@ -23,7 +23,7 @@ class ServerPin {
   ServerPin(const ServerPin &) = delete;
   ServerPin &operator=(const ServerPin &) = delete;
 
-  /* Null when the pointer is no living server. */
+  /* Null if the pointer is not a living server. */
   ServerState *state() const { return state_; }
 
  private:

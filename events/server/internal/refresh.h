@@ -1,4 +1,5 @@
-/* One refresh of the lists, and what it reports. */
+/* Refresh: reads the rows that have changed, publishes the new lists and reports the
+ * changes. */
 #ifndef KSUTIL_EVENTS_SERVER_INTERNAL_REFRESH_H
 #define KSUTIL_EVENTS_SERVER_INTERNAL_REFRESH_H
 
@@ -18,15 +19,15 @@ class Refresh {
  public:
   Refresh(ServerState &state, bool force) : state_(state), force_(force) {}
 
-  /* Reads what has changed and publishes it.  0 or -1; on a failure nothing is
-   * published, and the next refresh reads anew. */
+  /* Reads and publishes the changes; 0 or -1.  After a failure nothing is published,
+   * and the next refresh reads everything. */
   int run();
 
-  /* What has changed for the clients; null: nothing. */
+  /* The report for the clients; null: nothing has changed. */
   const EVResponse *report() const;
 
  private:
-  /* An expanded event as it is now; nothing: the database has it no more. */
+  /* A new version of an expanded event; empty: it is no longer in the database. */
   struct Expanded {
     int64_t evid;
     std::optional<EVEvent> event;
@@ -55,27 +56,29 @@ class Refresh {
   bool list_tables_ = false, expansion_tables_ = false, detection_tables_ = false;
 
   std::weak_ptr<const Table<EVEvent>>
-      base_;                  // the list that was published at the start
+      base_;                  // the list that was published when the refresh began
   double latest_time_ = 0.0;  // of that list
 
   bool list_read_ = false;
   ListReading reading_;
   ListSnapshots snapshots_;
   long event_count_ = 0, detection_count_ = 0;
-  std::shared_ptr<Table<EVEvent>> new_list_;  // null: the published one is changed
+  std::shared_ptr<Table<EVEvent>>
+      new_list_;  // null: the published list is changed in place
   std::shared_ptr<Table<EVDetection>> new_detections_;  // null: not read
-  int64_t expanded_reading_ = 0;  // number of the reading that `expanded_` comes from
+  int64_t expanded_reading_ = 0;  // number of the reading that made `expanded_`
   std::vector<Expanded> expanded_;
   EVResponse response_;
 };
 
 inline constexpr int kAlreadyRunning = 11;
 
-/* Refreshes and notifies the clients, and does so again for limits that were changed
- * meanwhile.  What Refresh::run gives, or kAlreadyRunning. */
+/* Refreshes and notifies the clients, and repeats this if the limit of events was
+ * changed meanwhile.  The result of Refresh::run, or kAlreadyRunning. */
 int refresh_lists(ServerState &state, bool force);
 
-/* The limit of events has been changed: a refresh that is running is repeated. */
+/* Asks for a repetition of the refresh that is running, because the limit of events has
+ * been changed. */
 void ask_for_repetition(ServerState &state);
 
 }  // namespace ksutil::events

@@ -2,9 +2,9 @@
  *
  * Locks, in the order in which they may be taken: refresh (try-lock only), then events
  * (Published::lock) or database (leaf).  The lock of the database serialises all use of
- * the handle, the tables, the match keys and the scratch records, in short steps; no other
- * lock is acquired and no callback runs under it.  No lock but refresh is held during a
- * callback. */
+ * the handle, the tables, the match keys and the scratch records, in short steps; no
+ * other lock is acquired and no callback runs under it.  No lock but refresh is held
+ * during a callback. */
 #ifndef KSUTIL_EVENTS_SERVER_INTERNAL_SERVER_STATE_H
 #define KSUTIL_EVENTS_SERVER_INTERNAL_SERVER_STATE_H
 

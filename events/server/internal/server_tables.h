@@ -16,8 +16,8 @@ namespace ksutil::events {
 bool open_table(Dbptr db, const std::string &name, int remote_mount_mode,
                 EVTable &opened);
 
-/* What a server's WatchedDatabase is to open, and how.  Refers to the mode, which is read
- * whenever a table is opened. */
+/* What a server's WatchedDatabase is to open, and how.  Refers to the mode, which is
+ * read whenever a table is opened. */
 DatabaseOwner server_database(const std::atomic<int32_t> &remote_mount_mode);
 
 }  // namespace ksutil::events

@@ -1,4 +1,5 @@
-/* Filters of station and channel codes. */
+/* code_filters: tests station and channel codes against shell patterns and regular
+ * expressions. */
 #ifndef KSUTIL_EVENTS_SERVER_COMMANDS_INTERNAL_CODE_FILTERS_H
 #define KSUTIL_EVENTS_SERVER_COMMANDS_INTERNAL_CODE_FILTERS_H
 
@@ -10,12 +11,13 @@
 
 namespace ksutil::events {
 
-/* A shell pattern for a whole code; an empty one accepts every code. */
+/* ShellFilter: a shell pattern for a whole code; an empty pattern accepts every
+ * code. */
 class ShellFilter {
  public:
   explicit ShellFilter(std::string_view pattern);
   bool any() const { return pattern_.empty(); }
-  /* Whether it names one code. */
+  /* Whether the pattern names one code. */
   bool literal() const;
   const std::string &text() const { return pattern_; }
   bool accepts(std::string_view code) const;
@@ -24,13 +26,15 @@ class ShellFilter {
   std::string pattern_;
 };
 
-/* A regular expression, as those of the expression language, to be found in a code. */
+/* RegexFilter: a regular expression of the expression language, searched for in a
+ * code. */
 class RegexFilter {
  public:
-  /* False, with a message in the name of `who`, for no regular expression. */
+  /* False, with a message in the name of `who`, if the pattern is not a regular
+   * expression. */
   bool compile(const char *who, const std::string &pattern);
   bool any() const { return program_ == nullptr; }
-  /* Whether the expression is found; true when it is empty. */
+  /* Whether the expression is found; true if it is empty. */
   bool found_in(std::string_view code);
 
  private:

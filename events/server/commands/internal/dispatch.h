@@ -1,4 +1,4 @@
-/* From the name of a command to what is done for it. */
+/* dispatch: runs the operation that a command names and answers its client. */
 #ifndef KSUTIL_EVENTS_SERVER_COMMANDS_INTERNAL_DISPATCH_H
 #define KSUTIL_EVENTS_SERVER_COMMANDS_INTERNAL_DISPATCH_H
 
@@ -8,9 +8,9 @@ namespace ksutil::events {
 
 struct ServerState;
 
-/* Runs the operation of the command's name, which must be exact, and answers its client
- * when that is still registered: the result first, the pending flag last, also when the
- * operation has failed or thrown.  An unknown name has no effect. */
+/* Runs the operation with the command's exact name.  If the client still waits, writes
+ * the result and then clears the pending flag, also after a failure or an exception.
+ * An unknown name has no effect. */
 void dispatch(ServerState &state, EVCommand &command);
 
 }  // namespace ksutil::events

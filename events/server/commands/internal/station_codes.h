@@ -14,7 +14,7 @@ namespace ksutil::events {
 
 struct ServerState;
 
-/* The texts that a mapping of station codes gives; each mapping uses some of them. */
+/* The result of a mapping; each mapping uses some of the texts. */
 struct CodeMapping {
   int64_t status = -1;
   std::string out1, out2, out3, out4;

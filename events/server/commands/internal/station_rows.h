@@ -16,7 +16,8 @@ namespace ksutil::events {
 
 struct ServerState;
 
-/* What a command selects by: shell patterns (empty: any), and a window, ends included. */
+/* The selection of a command: shell patterns (empty: any) and a window, ends
+ * included. */
 struct Selection {
   std::string sta, chan;
   double tstart = 0.0, tend = 0.0;
@@ -25,7 +26,7 @@ struct Selection {
 Table<EVArrival> get_arrivals(ServerState &state, const Selection &selection);
 Table<EVTableRecord> get_wfdiscs(ServerState &state, const Selection &selection,
                                  int mode);
-/* The texts of the selection, and those to leave out, are regular expressions. */
+/* The texts of the selection and those to leave out are regular expressions. */
 Table<EVStaChan> scan_wfdisc(ServerState &state, const Selection &selection,
                              const std::string &not_sta, const std::string &not_chan);
 Table<EVTableRecord> get_raw_detections(ServerState &state, const Selection &selection);

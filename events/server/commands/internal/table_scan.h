@@ -16,21 +16,21 @@ namespace ksutil::events {
 
 struct ServerState;
 
-/* Command: one database command at work, with the lock of the database held in short
- * steps and a name for its messages. */
+/* Command: holds the lock of the database in short steps while one database command
+ * runs, and names it in messages. */
 class Command {
  public:
   /* Takes the lock.  `who` names the operation in messages and must outlive this. */
   Command(ServerState &state, const char *who);
 
-  /* False, with a message, when no database is open. */
+  /* False, with a message, if no database is open. */
   bool open() const { return database().require_open(who_); }
 
-  /* Lets other threads in now and then; false when the database has been closed
-   * meanwhile. */
+  /* To be called after each row: lets other threads in now and then.  False if the
+   * database has been closed meanwhile. */
   bool step() { return steps_.step(); }
 
-  /* A table of the database; its member table is dbINVALID, with a message, for none. */
+  /* A table of the database; dbinvalid(), with a message, if there is none. */
   Dbptr table(const std::string &name) const;
 
   WatchedDatabase &database() const { return steps_.database(); }
@@ -41,10 +41,10 @@ class Command {
   Steps steps_;
 };
 
-/* The rows of a table as they are when the scan begins. */
+/* TableScan: a snapshot of a table, taken when the scan begins. */
 class TableScan {
  public:
-  /* Looks at the table; afterwards rows() is null, with a message, when that failed. */
+  /* Takes the snapshot; rows() is null, with a message, if that fails. */
   TableScan(Command &command, const std::string &table);
 
   const std::shared_ptr<const db::Snapshot> &rows() const { return rows_; }
@@ -52,9 +52,9 @@ class TableScan {
 
   using Visit = std::function<void(long record, std::string_view row)>;
 
-  /* Visits all rows, or those of `records`, in order.  Rows that cannot be read are left
-   * out, with one message for all of them.  False, with a message, when the database has
-   * been closed meanwhile. */
+  /* Visits all rows, or those of `records`, in order.  Rows that cannot be read are
+   * left out, with one message for all of them.  False, with a message, when the
+   * database has been closed meanwhile. */
   bool each(const Visit &visit);
   bool each(const std::vector<long> &records, const Visit &visit);
 
