@@ -4,7 +4,6 @@
 #include <optional>
 #include <utility>
 
-#include "core/register.h"
 #include "events/records/internal/compare.h"
 #include "events/records/internal/row_texts.h"
 #include "events/server/internal/server_state.h"

@@ -8,6 +8,7 @@
 
 #include "tests/events/bare_server.h"
 #include "tests/events/query_database.h"
+#include "tests/support/folder.h"
 
 namespace ksutil::events::test {
 namespace {
@@ -52,6 +53,19 @@ TEST(QueryManual, ExamplesHold) {
   const QueryDatabase database("css3.0");
   Session session(database);
   expect_manual_holds(session.client, session.expanded);
+}
+
+/* Readers of the manual try its examples on the database that ships. */
+TEST(QueryManual, ItsEventShips) {
+  const QueryDatabase database("css3.0");
+  const std::string shipped = KSUTIL_SOURCE_DIR "/data/ridge";
+  for (const char *table :
+       {"event", "origin", "origerr", "netmag", "arrival", "assoc", "site"}) {
+    const std::string file = std::string(".") + table;
+    EXPECT_EQ(ksutil::test::read_file(shipped + file),
+              ksutil::test::read_file(database.name() + file))
+        << table;
+  }
 }
 
 /* Files of the wide layout, declared or under a descriptor that says otherwise. */

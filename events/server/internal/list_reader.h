@@ -15,6 +15,8 @@
 
 namespace ksutil::events {
 
+struct ServerState;
+
 /* The result of a reading. */
 struct ListReading {
   struct Replaced {
