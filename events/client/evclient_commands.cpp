@@ -1,16 +1,19 @@
 #include <unistd.h>
 
 #include <atomic>
+#include <string>
 #include <utility>
 
-#include "core/register.h"
 #include "events/command.h"
 #include "events/evclient.h"
 #include "events/server/internal/live_servers.h"
 #include "events/server/internal/server_state.h"
 #include "events/server/internal/threads.h"
 #include "pipeline/pmtfifo.h"
+#include "platform/elog/failure.h"
 
+using ksutil::fail;
+using ksutil::Failure;
 using ksutil::events::ServerPin;
 using ksutil::events::ServerState;
 
@@ -18,35 +21,36 @@ namespace {
 
 std::atomic<int64_t> next_serial{1};
 
-int not_running(const char *name) {
-  ks_register_error(0, "EVClient::%s: server is not running.\n", name);
-  return -1;
+/* Registers the failure of the member with the name of the command. */
+Failure refuse(const char *command, const char *reason) {
+  return fail(("EVClient::" + std::string(command)).c_str(), "%s", reason);
+}
+
+Failure not_running(const char *command) {
+  return refuse(command, "server is not running");
 }
 
 /* Whether a wait for the worker could last for ever: on the worker itself, and under
  * the events lock, which the worker may be waiting for. */
-bool wait_refused(const ServerState &state, const char *name) {
+bool wait_refused(const ServerState &state, const char *command) {
   if (ksutil::events::on_worker_thread(state)) {
-    ks_register_error(
-        0, "EVClient::%s: a callback cannot wait for the server's worker.\n", name);
+    refuse(command, "a callback cannot wait for the server's worker");
     return true;
   }
   if (state.published.lock.owned_by_this_thread()) {
-    ks_register_error(
-        0, "EVClient::%s: the holder of the events lock cannot wait for a command.\n",
-        name);
+    refuse(command, "the holder of the events lock cannot wait for a command");
     return true;
   }
   return false;
 }
 
 /* Under the events lock a push must not wait for room either. */
-bool push_refused(const ServerState &state, const char *name) {
+bool push_refused(const ServerState &state, const char *command) {
   if (!state.published.lock.owned_by_this_thread() ||
       pmtfifo_data_available(state.cmd_mtfifo) < ksutil::events::kQueueCapacity) {
     return false;
   }
-  ks_register_error(0, "EVClient::%s: the command queue is full.\n", name);
+  refuse(command, "the command queue is full");
   return true;
 }
 
@@ -69,7 +73,8 @@ int EVClient::request_refresh(const char *name, int wait) {
   }
   if (wait == 0) return 0;
   while (refresh_pending == 1) usleep(1000);
-  return attached() == nullptr ? not_running(name) : 0;
+  if (attached() == nullptr) return not_running(name);
+  return 0;
 }
 
 int EVClient::refreshEvents(int wait) { return request_refresh("refreshEvents", wait); }
@@ -82,7 +87,7 @@ bool EVClient::execute(std::unique_ptr<EVCommand> command) {
   const std::string name = command->command;
   {
     const ServerPin pin(attached());
-    if (pin.state() == nullptr) return not_running(name.c_str()) == 0;
+    if (pin.state() == nullptr) return not_running(name.c_str());
     ServerState &state = *pin.state();
     if (wait_refused(state, name.c_str())) return false;
     command->client = this;
@@ -94,11 +99,11 @@ bool EVClient::execute(std::unique_ptr<EVCommand> command) {
     if (!state.clients.while_registered(this, begin_waiting) ||
         ksutil::events::push_command(state, std::move(command)) != 0) {
       command_pending = 0;
-      return not_running(name.c_str()) == 0;
+      return not_running(name.c_str());
     }
   }
   while (command_pending == 1) usleep(100);
-  if (attached() == nullptr) return not_running(name.c_str()) == 0;
+  if (attached() == nullptr) return not_running(name.c_str());
   return true;
 }
 

@@ -1,7 +1,6 @@
 #include <algorithm>
 #include <cstring>
 
-#include "core/register.h"
 #include "events/client/internal/query.h"
 #include "events/evclient.h"
 #include "events/query.h"
@@ -9,6 +8,7 @@
 #include "events/server/internal/server_state.h"
 #include "platform/db/access.h"
 #include "platform/elog/elog.h"
+#include "platform/elog/failure.h"
 
 namespace ksutil::events {
 namespace {
@@ -75,14 +75,12 @@ int get_value(const Record *record, const std::vector<EVQueryToken> &tokens, int
               void *result) {
   if (record == nullptr || tokens.empty() || tokens.front().query == nullptr ||
       type == nullptr || result == nullptr) {
-    ks_register_error(0, "EVClient::getValue: no record, no query or no result.\n");
-    return -1;
+    return fail("EVClient::getValue", "no record, no query or no result");
   }
   expr::Value value;
   const int status = tokens.front().query->evaluate(*record, value);
   if (status < 0) {
-    ks_register_error(0, "EVClient::getValue: no value of '%s'.\n",
-                      tokens.front().text.c_str());
+    fail("EVClient::getValue", "no value of '%s'", tokens.front().text.c_str());
     return status;
   }
   *type = deliver(value, result);
@@ -102,9 +100,8 @@ int EVClient::parse_query(std::string query, std::vector<EVQueryToken> &tokens) 
       [&](std::string_view table) { return table_layouts(current, scratch, table); },
       error);
   if (compiled == nullptr) {
-    ks_register_error(0, "EVClient::parse_query: %s at position %zu of '%s'.\n",
-                      error.message.c_str(), error.position, query.c_str());
-    return -1;
+    return ksutil::fail("EVClient::parse_query", "%s at position %zu of '%s'",
+                        error.message.c_str(), error.position, query.c_str());
   }
   tokens.assign(1, {std::move(query), std::move(compiled)});
   return 0;

@@ -2,10 +2,12 @@
 #include <cstring>
 #include <vector>
 
-#include "core/register.h"
 #include "events/client/internal/sort_order.h"
 #include "events/evclient.h"
 #include "platform/elog/elog.h"
+#include "platform/elog/failure.h"
+
+using ksutil::fail;
 
 namespace {
 
@@ -19,19 +21,17 @@ bool is_asked(const EVOrigin &) { return true; }
 template <class Record>
 int check_sort_query(EVClient &client, const Table<Record> *records,
                      const std::string &query) {
-  constexpr const char *kName = "EVClient::checkSortQuery";
+  constexpr const char *kWho = "EVClient::checkSortQuery";
   std::vector<EVQueryToken> tokens;
   if (client.parse_query(query, tokens) < 0) {
-    ks_register_error(0, "%s: parse_query(%s) error.\n", kName, query.c_str());
-    return -1;
+    return fail(kWho, "parse_query(%s) error", query.c_str());
   }
   if (records == nullptr) return 0;
   for (const Record &record : *records) {
     alignas(8) char value[EV_VALUE_SIZE];
     int type = 0;
     if (is_asked(record) && client.getValue(&record, tokens, &type, value) < 0) {
-      ks_register_error(0, "%s: getValue(%s) error.\n", kName, query.c_str());
-      return -1;
+      return fail(kWho, "getValue(%s) error", query.c_str());
     }
   }
   return 0;
@@ -67,7 +67,7 @@ Table<int> sorted(EVClient &client, const Table<Record> *records,
                   const std::string &query, int reverse, int *status) {
   std::vector<EVQueryToken> tokens;
   const bool good = client.parse_query(query, tokens) >= 0;
-  if (!good) ks_register_error(0, "EVClient::sort: parse_query() error.\n");
+  if (!good) fail("EVClient::sort", "parse_query() error");
   if (status != nullptr) *status = good ? 0 : -1;
   if (!good || records == nullptr) {
     Table<int> natural;

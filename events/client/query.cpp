@@ -3,7 +3,7 @@
 #include <cmath>
 #include <utility>
 
-#include "core/register.h"
+#include "platform/elog/failure.h"
 
 namespace ksutil::events {
 namespace {
@@ -71,10 +71,8 @@ std::shared_ptr<const Query> Query::compile(std::string_view text,
 int Query::evaluate(const Program &program, const char *kind, const void *record,
                     expr::Value &value) {
   if (program.code == nullptr) {
-    ks_register_error(
-        0, "EVClient::getValue: the query is not about %s: %s at position %zu.\n", kind,
-        program.error.message.c_str(), program.error.position);
-    return -1;
+    return fail("EVClient::getValue", "the query is not about %s: %s at position %zu",
+                kind, program.error.message.c_str(), program.error.position);
   }
   const int slot = program.code->only_slot();
   if (slot >= 0) {

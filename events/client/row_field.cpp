@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "core/register.h"
+#include "platform/elog/failure.h"
 
 namespace ksutil::events {
 namespace {
@@ -130,10 +130,8 @@ bool RowField::read_stretched(std::string_view line, expr::Value &value) const {
 
 bool RowField::unreadable(std::string_view row) const {
   const std::string_view line = line_of(row);
-  ks_register_error(0, "EVClient::getValue: cannot read %s.%s in '%.*s'.\n",
-                    table_.c_str(), field_.c_str(), static_cast<int>(line.size()),
-                    line.data());
-  return false;
+  return fail("EVClient::getValue", "cannot read %s.%s in '%.*s'", table_.c_str(),
+              field_.c_str(), static_cast<int>(line.size()), line.data());
 }
 
 }  // namespace ksutil::events
