@@ -1,20 +1,20 @@
 #include <cmath>
 #include <cstring>
 #include <memory>
-#include <numbers>
 
 #include "formats/sac/internal/joined_row.h"
 #include "formats/sac/internal/sac_header.h"
 #include "formats/sac/internal/sac_record.h"
 #include "platform/db/columns.h"
 #include "platform/elog/elog.h"
+#include "platform/geo/angle.h"
 #include "platform/geo/geo.h"
 
 namespace ksutil::sac {
 namespace {
 
 constexpr double kDegrees = 57.29577951308232;  // per radian
-constexpr double kRadians = std::numbers::pi / 180.0;
+constexpr double kRadians = kRadiansPerDegree;
 constexpr double kEarthRadius = 6371.0;  // km
 constexpr double kMetres = 1000.0;       // per km
 
