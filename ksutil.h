@@ -34,6 +34,7 @@
 #include "platform/pf/pf.h"
 #include "platform/stock/arr.h"
 #include "platform/stock/bytes.h"
+#include "platform/stock/fspath.h"
 #include "platform/stock/hook.h"
 #include "platform/stock/tbl.h"
 #include "platform/stock/text.h"

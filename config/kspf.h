@@ -94,7 +94,8 @@ class KSUTIL_API KSPf {
 
   /* Writes the file: a new file beside it, with the mode and, where allowed, the owner of
    * the one at the path, is flushed to disk and takes its place, so that at any time there
-   * is a whole file.  A symbolic link stays one.  0; -1 with the old file in place, also
+   * is a whole file.  A symbolic link stays one, also when the file that it leads to is not
+   * there yet: that file is made.  0; -1 with the old file in place, also
    * when it would be too large to be read again. */
   int write(const std::string &path) const;
 

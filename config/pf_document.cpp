@@ -175,10 +175,14 @@ PfDocument::PfDocument() {
 }
 
 PfDocument::PfDocument(const PfDocument &other)
-    : root(copy_node(other.root)), files(other.files), eol(other.eol) {}
+    : root(copy_node(other.root)),
+      files(other.files),
+      mark(other.mark),
+      eol(other.eol) {}
 
 bool PfDocument::parse(std::string_view text, const std::string &file, PfError &error) {
   files.push_back(file);
+  mark = byte_order_mark(text);
   const std::string_view first = text.substr(0, text.find('\n'));
   if (first.size() < text.size() && first.ends_with('\r')) eol = "\r\n";
   DocumentBuilder builder(*this);
@@ -196,7 +200,7 @@ const PfNode *PfDocument::find(const PfPath &path) const {
 std::string PfDocument::text() const {
   std::string out;
   put_node(out, root, eol);
-  return out;
+  return mark + out;
 }
 
 PfPtr PfDocument::tree(const PfNode &node, int depth) {

@@ -6,10 +6,10 @@
 
 #include <cerrno>
 #include <cstdio>
-#include <cstdlib>
+#include <filesystem>
+#include <system_error>
 
 #include "platform/stock/files.h"
-#include "platform/stock/memory.h"
 
 namespace ksutil {
 namespace {
@@ -37,10 +37,19 @@ class TemporaryFile {
   std::string path_;
 };
 
-/* Where the file is: behind symbolic links when it exists. */
+/* The file that a path means: behind symbolic links, also when the last one leads to a
+ * file that is yet to be made.  Empty with errno set when they lead in a circle. */
 std::string resolved(const std::string &path) {
-  const MallocPtr<char> real(realpath(path.c_str(), nullptr));
-  return real == nullptr ? path : real.get();
+  constexpr int kMostLinks = 40;  // as many as the system follows
+  std::filesystem::path file = path;
+  for (int links = 0; links <= kMostLinks; ++links) {
+    std::error_code no_link;
+    const std::filesystem::path target = std::filesystem::read_symlink(file, no_link);
+    if (no_link) return file.string();
+    file = file.parent_path() / target;
+  }
+  errno = ELOOP;
+  return "";
 }
 
 /* A new file beside the target; leftovers of killed programs are stepped over. */
@@ -65,6 +74,7 @@ void sync_folder_of(const std::string &path) {
 
 bool replace_file(const std::string &path, std::string_view text) {
   const std::string target = resolved(path);
+  if (target.empty()) return false;
   struct stat old {};
   const bool present = stat(target.c_str(), &old) == 0;
   if (present && !S_ISREG(old.st_mode)) {

@@ -10,6 +10,7 @@
 
 #include <cstddef>
 #include <memory>
+#include <new>
 #include <utility>
 #include <vector>
 
@@ -51,12 +52,15 @@ class Table {
   /* A copy of item i, or of the default value. */
   T get(long i) const { return holds(i) ? items_[index(i)] : null_value(); }
 
-  /* Stores at i, growing the table with default values when it is too short; a negative
-   * i appends.  Returns the index stored at. */
+  /* Stores at i, growing the table at once with default values when it is too short; a
+   * negative i appends.  Returns the index stored at.  When memory is short the table
+   * stays as it was. */
   long set(long i, T value) {
-    if (i < 0) return push(std::move(value));
-    while (size() < i) items_.push_back(null_value());
-    if (i == size()) return push(std::move(value));
+    if (i < 0 || i == size()) return push(std::move(value));
+    if (i > size()) {
+      if (index(i) >= items_.max_size()) throw std::bad_alloc();
+      items_.resize(index(i) + 1, null_value());
+    }
     items_[index(i)] = std::move(value);
     return i;
   }

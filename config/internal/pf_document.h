@@ -81,6 +81,7 @@ class PfDocument {
 
   PfNode root;
   std::vector<std::string> files;  // names for messages; empty: a text
+  std::string mark;                // the byte-order mark before the first line
   std::string eol = "\n";          // of the lines that edits add
 
   /* Fills an empty document; false with `error` filled. */

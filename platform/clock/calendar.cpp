@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <chrono>
 #include <cmath>
 #include <cstdint>
 
@@ -9,6 +10,11 @@ namespace {
 
 constexpr std::int64_t kDay = 86400;
 
+/* The calendar repeats every 400 years: dates are taken within one such cycle, so that the
+ * years of std::chrono do not bound ours. */
+constexpr std::int64_t kCycleYears = 400;
+constexpr std::int64_t kCycleDays = 146097;
+
 /* Quotient and remainder of a positive divisor, the remainder never negative. */
 constexpr std::int64_t floor_div(std::int64_t a, std::int64_t b) {
   return a / b - (a % b < 0 ? 1 : 0);
@@ -17,39 +23,32 @@ constexpr std::int64_t floor_mod(std::int64_t a, std::int64_t b) {
   return a - floor_div(a, b) * b;
 }
 
-/* Days before the year that begins on 1 March, which puts the leap day at its end. */
-constexpr std::int64_t days_before_march_year(std::int64_t year) {
-  return 365 * year + floor_div(year, 4) - floor_div(year, 100) + floor_div(year, 400);
-}
-
-/* From March on, months of 31, 30, 31, 30, 31 days repeat: 153 days in five months. */
-constexpr std::int64_t days_before_march_month(std::int64_t month) {
-  return (153 * month + 2) / 5;
-}
-
 /* Days from 1970-01-01 to the date; any month and day, as carries. */
 constexpr std::int64_t days_from_date(std::int64_t year, std::int64_t month,
                                       std::int64_t day) {
-  const std::int64_t from_march = month - 3;
-  year += floor_div(from_march, 12);
-  constexpr std::int64_t kEpochShift = 719468;  // 1970-01-01 after 0000-03-01
-  return days_before_march_year(year) +
-         days_before_march_month(floor_mod(from_march, 12)) + day - 1 - kEpochShift;
+  year += floor_div(month - 1, 12);
+  const std::chrono::sys_days first =
+      std::chrono::year(static_cast<int>(floor_mod(year, kCycleYears))) /
+      std::chrono::month(static_cast<unsigned>(floor_mod(month - 1, 12)) + 1) / 1;
+  return floor_div(year, kCycleYears) * kCycleDays + first.time_since_epoch().count() +
+         day - 1;
 }
-
-static_assert(days_from_date(1970, 1, 1) == 0);
-static_assert(days_from_date(2000, 3, 1) == 11017);
 
 constexpr std::int64_t kFirstDay = days_from_date(-9999, 1, 1);
 constexpr std::int64_t kEndDay = days_from_date(10000, 1, 1);
 
-/* The year that holds a day counted from 1970. */
-std::int64_t year_of(std::int64_t days) {
-  /* The mean year is off by at most one. */
-  std::int64_t year = 1970 + floor_div(days * 400, 146097);
-  while (days < days_from_date(year, 1, 1)) --year;
-  while (days >= days_from_date(year + 1, 1, 1)) ++year;
-  return year;
+struct Date {
+  std::int64_t year;
+  int month, day;
+};
+
+/* The date of a day counted from 1970-01-01. */
+Date date_of(std::int64_t days) {
+  const std::chrono::year_month_day date{std::chrono::sys_days(
+      std::chrono::days(static_cast<int>(floor_mod(days, kCycleDays))))};
+  return {int{date.year()} + floor_div(days, kCycleDays) * kCycleYears,
+          static_cast<int>(unsigned{date.month()}),
+          static_cast<int>(unsigned{date.day()})};
 }
 
 /* An epoch time as whole seconds and the rest, 0 <= rest < 1. */
@@ -74,7 +73,7 @@ struct Calendar {
 Calendar calendar(std::int64_t seconds) {
   const std::int64_t days = floor_div(seconds, kDay);
   const std::int64_t of_day = floor_mod(seconds, kDay);
-  const std::int64_t year = year_of(days);
+  const std::int64_t year = date_of(days).year;
   return {year, days - days_from_date(year, 1, 1) + 1, of_day / 3600, of_day / 60 % 60,
           of_day % 60};
 }
@@ -110,8 +109,9 @@ double h2e(int year, int doy, int hour, int minute, double second) {
 }
 
 int yearday(double epoch) {
-  const Calendar parts = calendar(split(epoch).seconds);
-  return static_cast<int>(parts.year * 1000 + parts.doy);
+  int year = 0, doy = 0;
+  e2h(epoch, &year, &doy, nullptr, nullptr, nullptr);
+  return year * 1000 + doy;
 }
 
 namespace ksutil {
@@ -122,12 +122,9 @@ double yearday_epoch(int day) {
 }
 
 void month_day(int year, int doy, int &month, int &day) {
-  const std::int64_t days = days_from_date(year, 1, 1) + doy - 1;
-  const std::int64_t its_year = year_of(days);
-  std::int64_t found = 12;
-  while (days < days_from_date(its_year, found, 1)) --found;
-  month = static_cast<int>(found);
-  day = static_cast<int>(days - days_from_date(its_year, found, 1) + 1);
+  const Date date = date_of(days_from_date(year, 1, 1) + doy - 1);
+  month = date.month;
+  day = date.day;
 }
 
 int day_of_year(int year, int month, int day) {

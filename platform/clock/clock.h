@@ -25,7 +25,7 @@ KSUTIL_API void e2h(double epoch, int *year, int *doy, int *hour, int *minute,
                     double *second);
 KSUTIL_API double h2e(int year, int doy, int hour, int minute, double second);
 
-/* The day of an epoch time as YYYYDDD. */
+/* The day of an epoch time as YYYYDDD, the year and day of e2h. */
 KSUTIL_API int yearday(double epoch);
 
 }  // extern "C"

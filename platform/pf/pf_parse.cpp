@@ -197,6 +197,11 @@ class Parser {
 
 }  // namespace
 
+std::string_view byte_order_mark(std::string_view text) {
+  constexpr std::string_view kMark = "\xEF\xBB\xBF";
+  return text.substr(0, text.starts_with(kMark) ? kMark.size() : 0);
+}
+
 std::string text_of_written(std::string_view written) {
   return written.starts_with('"') ? take_quoted(written) : std::string(written);
 }
@@ -216,6 +221,7 @@ bool parse_pf_lines(std::string_view text, PfLineTaker &taker, PfError &error) {
     error = {1, "The text is longer than " + std::to_string(kPfMaxBytes) + " bytes"};
     return false;
   }
+  text.remove_prefix(byte_order_mark(text).size());
   Parser parser(taker);
   try {
     while (!text.empty()) {

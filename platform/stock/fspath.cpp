@@ -1,21 +1,23 @@
 #include "platform/stock/fspath.h"
 
+#include <mntent.h>
+
 #include <algorithm>
 #include <array>
+#include <cstdio>
 #include <cstdlib>
+#include <memory>
 #include <mutex>
 #include <new>
 #include <string>
 #include <string_view>
+#include <vector>
 
-#include "platform/stock/files.h"
 #include "platform/stock/memory.h"
 
 namespace {
 
 using ksutil::MallocPtr;
-
-constexpr std::size_t kMaxMountTable = 16 << 20;
 
 /* File systems that live on another host.  9p and virtiofs are not among them: they serve
  * a virtual machine from the disk of the machine that runs it. */
@@ -23,7 +25,10 @@ constexpr std::array<std::string_view, 14> kNetworkTypes = {
     "nfs", "nfs4", "cifs",      "smb3",           "smbfs",     "sshfs", "fuse.sshfs",
     "afs", "ceph", "fuse.ceph", "fuse.glusterfs", "glusterfs", "ncpfs", "coda"};
 
-std::mutex table_mutex;
+/* A line of the mount table: an overlay names all its layers in one. */
+constexpr std::size_t kLongestLine = 65536;
+
+std::mutex table_mutex;  // guards table_path
 std::string &table_path() {
   static auto *path = new std::string("/proc/self/mounts");  // outlives static objects
   return *path;
@@ -33,32 +38,9 @@ struct Mount {
   std::string device, point, type;
 };
 
-/* A field of the mount table, where blanks are written as octal escapes (\040). */
-std::string unescaped(std::string_view field) {
-  std::string text;
-  for (std::size_t i = 0; i < field.size(); ++i) {
-    const auto octal = [&](std::size_t k) {
-      return i + k < field.size() && field[i + k] >= '0' && field[i + k] <= '7';
-    };
-    if (field[i] == '\\' && octal(1) && octal(2) && octal(3)) {
-      const int code =
-          (field[i + 1] - '0') * 64 + (field[i + 2] - '0') * 8 + (field[i + 3] - '0');
-      text += static_cast<char>(code);
-      i += 3;
-    } else {
-      text += field[i];
-    }
-  }
-  return text;
-}
-
-/* Takes the next blank-separated word off a line. */
-std::string_view next_word(std::string_view &line) {
-  line.remove_prefix(std::min(line.find_first_not_of(" \t"), line.size()));
-  const std::string_view word = line.substr(0, line.find_first_of(" \t"));
-  line.remove_prefix(word.size());
-  return word;
-}
+struct CloseTable {
+  void operator()(std::FILE *table) const { endmntent(table); }
+};
 
 bool lies_under(std::string_view path, std::string_view point) {
   if (point == "/") return true;
@@ -69,22 +51,20 @@ bool lies_under(std::string_view path, std::string_view point) {
 /* The mount that holds the resolved path: the longest mount point above it, and of
  * several mounts at one point the last, which hides the others. */
 Mount mount_of(std::string_view path) {
-  std::string table;
+  std::unique_ptr<std::FILE, CloseTable> table;
   {
     const std::lock_guard lock(table_mutex);
-    ksutil::read_file(table_path(), kMaxMountTable, table);
+    table.reset(setmntent(table_path().c_str(), "re"));
   }
   Mount best;
-  std::string_view rest = table;
-  while (!rest.empty()) {
-    std::string_view line = rest.substr(0, rest.find('\n'));
-    rest.remove_prefix(std::min(line.size() + 1, rest.size()));
-    const std::string_view device = next_word(line);
-    std::string point = unescaped(next_word(line));
-    const std::string_view type = next_word(line);
-    if (type.empty() || !lies_under(path, point)) continue;
+  std::vector<char> room(kLongestLine);
+  mntent entry{};
+  while (table != nullptr && getmntent_r(table.get(), &entry, room.data(),
+                                         static_cast<int>(room.size())) != nullptr) {
+    const std::string_view point = entry.mnt_dir;
+    if (*entry.mnt_type == '\0' || !lies_under(path, point)) continue;
     if (point.size() < best.point.size()) continue;
-    best = Mount{unescaped(device), std::move(point), std::string(type)};
+    best = Mount{entry.mnt_fsname, std::string(point), entry.mnt_type};
   }
   return best;
 }

@@ -1,4 +1,4 @@
-/* Where a file really lives: local disk or another host's. */
+/* fspath: finds the resolved path of a file and the host that serves it. */
 #ifndef KSUTIL_PLATFORM_STOCK_FSPATH_H
 #define KSUTIL_PLATFORM_STOCK_FSPATH_H
 
@@ -6,13 +6,15 @@
 
 extern "C" {
 
-/* Splits the path of an existing file (or of a file to be made in an existing directory)
- * into its resolved path on this machine and the host that serves its file system.
+/* Splits the path of a file into its resolved path on this machine and the host that serves
+ * its file system.  The file itself need not exist: a name in an existing folder is the
+ * path of a file that is yet to be made, and succeeds.
  *
  * local, host   out: new texts, freed by the caller; *host is "" for a local file.  The
  *               host of a network mount is found in the mount table; a network file
  *               system that names none gives its type.
- * Returns 0, or -1 with both null and no message when the path does not exist. */
+ * Returns 0; -1 with both null and no message when the folder of the file does not exist
+ * (or is not a folder), when the path is null or empty, and when memory is short. */
 KSUTIL_API int fspath(const char *path, char **local, char **host);
 
 }  // extern "C"

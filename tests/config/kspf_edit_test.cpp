@@ -243,6 +243,24 @@ TEST(KspfEdit, KeepsTheLookOfALine) {
   EXPECT_THAT(text_of(pf), HasSubstr("\nmap gone # open\nnone \"a\"# c\n"));
 }
 
+/* Some editors begin a file with a mark that no one sees: a setting must not be lost by it,
+ * and it must not wander into the middle of a file. */
+TEST(KspfEdit, KeepsAByteOrderMarkBeforeTheFirstLine) {
+  const std::string mark = "\xEF\xBB\xBF";
+  KSPf pf = file_of(mark + "a 1\nb 2\n");
+  long a = 0;
+  EXPECT_EQ(pf.getInt("a", a), 0);
+  EXPECT_EQ(text_of(pf), mark + "a 1\nb 2\n");
+  EXPECT_EQ(pf.remove("a"), 0);
+  EXPECT_EQ(text_of(pf), mark + "b 2\n");
+  KSPf plain = file_of("c 3\n");
+  EXPECT_EQ(plain.merge(pf), 0);
+  EXPECT_EQ(text_of(plain), "c 3\nb 2\n");
+  EXPECT_EQ(pf.merge(plain), 0);
+  EXPECT_EQ(pf.format(), 0);
+  EXPECT_EQ(text_of(pf), mark + "b 2\nc 3\n");
+}
+
 TEST(KspfEdit, RemovesEveryEntryOfAName) {
   KSPf pf = file_of("a 1\n# x\nb 2\na &Tbl{\nx\n}\na 3 # last\nc 4");
   EXPECT_EQ(pf.set("a", "5"), 0);

@@ -237,6 +237,22 @@ TEST_F(KspfFile, IsReplacedAsAWholeWithItsModeBehindALink) {
   EXPECT_EQ(files(), 3);
 }
 
+TEST_F(KspfFile, IsMadeWhereALinkLeads) {
+  fs::create_directory(top_ / "shared");
+  fs::create_symlink("second.pf", top_ / "first.pf");
+  fs::create_symlink("shared/real.pf", top_ / "second.pf");
+  const KSPf pf = file_of("a 1\n");
+  ASSERT_EQ(pf.write((top_ / "first.pf").string()), 0) << messages();
+  EXPECT_TRUE(fs::is_symlink(top_ / "first.pf"));
+  EXPECT_TRUE(fs::is_symlink(top_ / "second.pf"));
+  EXPECT_EQ(got("shared/real.pf"), "a 1\n");
+
+  fs::create_symlink("circle.pf", top_ / "circle.pf");
+  EXPECT_EQ(pf.write((top_ / "circle.pf").string()), -1);
+  EXPECT_THAT(messages(), testing::EndsWith("Too many levels of symbolic links\n"));
+  EXPECT_TRUE(fs::is_symlink(top_ / "circle.pf"));
+}
+
 TEST_F(KspfFile, StaysWhenTheDiskIsFull) {
   const std::string path = put("my.pf", "a 1\n");
   const KSPf pf = file_of("a 2\n");

@@ -4,6 +4,8 @@
 
 #include <gtest/gtest.h>
 
+#include <climits>
+#include <new>
 #include <random>
 #include <string>
 
@@ -52,6 +54,35 @@ TEST(Table, BehavesLikeAVectorWithADefaultOutsideIt) {
     }
     ASSERT_EQ(items_of(table), model);
   }
+}
+
+/* Memory is short for the copies that it counts down. */
+struct Scarce {
+  explicit Scarce(int n) : number(n) {}
+  Scarce(const Scarce &other) : number(other.number) {
+    if (copies_left-- == 0) throw std::bad_alloc();
+  }
+  Scarce(Scarce &&) = default;
+  Scarce &operator=(const Scarce &) = default;
+  Scarce &operator=(Scarce &&) = default;
+  int number;
+  static inline int copies_left = -1;
+};
+
+/* An index from outside may be anything: it must neither fill the memory item by item nor
+ * leave a table that is half grown. */
+TEST(Table, StaysAsItWasWhenItCannotGrowToAnIndex) {
+  Table<Scarce> table(Scarce(-1));
+  table.push(Scarce(5));
+  Scarce::copies_left = 10;
+  EXPECT_THROW(table.set(100, Scarce(6)), std::bad_alloc);
+  Scarce::copies_left = -1;
+  EXPECT_THROW(table.set(LONG_MAX, Scarce(6)), std::bad_alloc);
+  EXPECT_EQ(table.size(), 1);
+  EXPECT_EQ(table.set(100, Scarce(6)), 100);
+  EXPECT_EQ(table.get(0).number, 5);
+  EXPECT_EQ(table.get(99).number, -1);
+  EXPECT_EQ(table.get(100).number, 6);
 }
 
 TEST(Table, AssignmentTakesTheItemsAndKeepsItsOwnDefault) {

@@ -45,7 +45,10 @@ class PfLineTaker {
   virtual void take(PfLine &line) = 0;
 };
 
-/* Hands the lines of a text to the taker, blocks properly nested; false with `error`
+/* The byte-order mark that a text in UTF-8 begins with, empty when it has none. */
+std::string_view byte_order_mark(std::string_view text);
+
+/* Hands the lines of a text, without its byte-order mark, to the taker, blocks properly nested; false with `error`
  * filled at the first fault.  Throws only std::bad_alloc and what the taker throws. */
 bool parse_pf_lines(std::string_view text, PfLineTaker &taker, PfError &error);
 

@@ -67,6 +67,8 @@ TEST(Calendar, NeverGivesSecondSixty) {
   const Human tiny = human(-1e-20);
   EXPECT_EQ(tiny.year * 1000 + tiny.doy, 1970001);
   EXPECT_EQ(tiny.second, 0.0);
+  EXPECT_EQ(yearday(-1e-20), 1970001);
+  EXPECT_EQ(yearday(-1e-3), 1969365);
 }
 
 TEST(Calendar, ClampsWhatHasNoDate) {
@@ -82,6 +84,9 @@ TEST(Calendar, ClampsWhatHasNoDate) {
 TEST(Calendar, TakesCarries) {
   EXPECT_EQ(h2e(2000, 366, 24, 0, 0.0), h2e(2001, 1, 0, 0, 0.0));
   EXPECT_EQ(h2e(2001, 0, 0, -1, -30.5), h2e(2000, 365, 23, 58, 29.5));
+  /* Years far from those of any clock: 400 years are 146,097 days. */
+  EXPECT_EQ(h2e(1970 + 400 * 1000, 1, 0, 0, 0.0), 1000 * 146097.0 * 86400.0);
+  EXPECT_EQ(h2e(1970 - 400 * 1000, 1, 0, 0, 0.0), -1000 * 146097.0 * 86400.0);
 }
 
 TEST(TimeText, RoundsIntoTheNextUnit) {

@@ -34,6 +34,7 @@ INSTANTIATE_TEST_SUITE_P(
                               " a\n\t\r\"\\#{} "},
                     ValueCase{"QuotedName", R"("key" "")", ""},
                     ValueCase{"NoBlock", "key &Table", "&Table"},
+                    ValueCase{"ByteOrderMark", "\xEF\xBB\xBFkey value", "value"},
                     ValueCase{"LaterWins", "key a\nother\nkey b", "b"}),
     [](const auto &test) { return test.param.name; });
 
