@@ -8,8 +8,8 @@
 #include <utility>
 
 #include "core/register.h"
-#include "platform/pf/internal/pf_tree.h"
-#include "platform/pf/internal/pf_write.h"
+#include "platform/pf/shared/pf_tree.h"
+#include "platform/pf/shared/pf_write.h"
 #include "platform/stock/memory.h"
 
 /* One registered entry. */

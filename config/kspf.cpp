@@ -4,8 +4,8 @@
 
 #include "config/internal/kspf_contents.h"
 #include "config/internal/replace_file.h"
-#include "platform/pf/internal/pf_files.h"
-#include "platform/pf/internal/pf_write.h"
+#include "platform/pf/shared/pf_files.h"
+#include "platform/pf/shared/pf_write.h"
 
 using ksutil::kspf_guarded;
 using ksutil::kspf_path;

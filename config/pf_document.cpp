@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <utility>
 
-#include "platform/pf/internal/pf_write.h"
+#include "platform/pf/shared/pf_write.h"
 #include "platform/stock/text.h"
 
 namespace ksutil {

@@ -3,7 +3,7 @@
 #include <utility>
 
 #include "config/internal/pf_document.h"
-#include "platform/pf/internal/pf_write.h"
+#include "platform/pf/shared/pf_write.h"
 #include "platform/stock/text.h"
 
 namespace ksutil {

@@ -4,8 +4,8 @@
 #include <charconv>
 #include <utility>
 
-#include "platform/pf/internal/pf_parse.h"
-#include "platform/pf/internal/pf_write.h"
+#include "platform/pf/shared/pf_parse.h"
+#include "platform/pf/shared/pf_write.h"
 
 namespace ksutil {
 namespace {

@@ -7,7 +7,7 @@
 #include <new>
 
 #include "pipeline/internal/brief_wait.h"
-#include "pipeline/internal/comp_record.h"
+#include "pipeline/internal/pmtcomp_record.h"
 #include "pipeline/internal/pthread_lock.h"
 #include "platform/elog/elog.h"
 #include "platform/stock/memory.h"

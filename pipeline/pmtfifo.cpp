@@ -5,8 +5,8 @@
 #include <cmath>
 
 #include "pipeline/internal/brief_wait.h"
-#include "pipeline/internal/fifo_record.h"
-#include "pipeline/internal/fifo_registry.h"
+#include "pipeline/internal/pmtfifo_record.h"
+#include "pipeline/internal/pmtfifo_registry.h"
 #include "pipeline/internal/pthread_lock.h"
 #include "platform/clock/clock.h"
 #include "platform/elog/elog.h"

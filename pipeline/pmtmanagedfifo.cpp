@@ -4,7 +4,7 @@
 #include <cstdlib>
 #include <new>
 
-#include "pipeline/internal/managedfifo_record.h"
+#include "pipeline/internal/pmtmanagedfifo_record.h"
 #include "platform/elog/elog.h"
 
 using ksutil::ArrPtr;

@@ -14,7 +14,7 @@
 #include <vector>
 
 #include "config/internal/pf_path.h"
-#include "platform/pf/internal/pf_parse.h"
+#include "platform/pf/shared/pf_parse.h"
 
 namespace ksutil {
 

@@ -11,13 +11,13 @@
 #include <cstring>
 #include <mutex>
 
-#include "platform/elog/internal/register.h"
+#include "platform/elog/internal/message_register.h"
 
 namespace {
 
 using ksutil::Message;
+using ksutil::MessageRegister;
 using ksutil::Messages;
-using ksutil::Register;
 using ksutil::Taken;
 
 enum Severity { kLog = 0, kNotify = 1, kComplain = 2, kDie = 3 };
@@ -89,11 +89,11 @@ void add(Severity severity, int flag, const char *format, va_list args,
   Message message =
       ksutil::format_message(error, format != nullptr ? format : kNothing, args);
   if (message.text) tell_sink(severity, message.text.get());
-  Register::instance().append(std::move(message));
+  MessageRegister::instance().append(std::move(message));
 }
 
 void print_all() {
-  const Taken taken = Register::instance().take_all();
+  const Taken taken = MessageRegister::instance().take_all();
   ksutil::print_messages(taken.messages, taken.dropped, ProgramName().text);
 }
 
@@ -158,26 +158,29 @@ void elog_die(int flag, const char *format, ...) {
   velog_die(flag, format, args);
 }
 
-int elog_mark(void) { return static_cast<int>(Register::sequence() & kMarkMask); }
+int elog_mark(void) {
+  return static_cast<int>(MessageRegister::sequence() & kMarkMask);
+}
 
 void elog_flush(int deliver, int mark) {
   const KeptErrno kept;
-  const std::uint64_t now = Register::sequence();
+  const std::uint64_t now = MessageRegister::sequence();
   /* How far the mark lies back; one that no message follows costs no lock. */
   const std::uint64_t since = (now - static_cast<std::uint64_t>(mark)) & kMarkMask;
   if (since == 0) return;
-  const Messages taken = Register::instance().take_since(now - std::min(now, since));
+  const Messages taken =
+      MessageRegister::instance().take_since(now - std::min(now, since));
   if (deliver != 0) ksutil::print_messages(taken, 0, ProgramName().text);
 }
 
 int elog_clear_register(int) {
   const KeptErrno kept;
-  return static_cast<int>(Register::instance().take_all().messages.size());
+  return static_cast<int>(MessageRegister::instance().take_all().messages.size());
 }
 
 char *elog_string(int) {
   const KeptErrno kept;
-  return Register::instance().text();
+  return MessageRegister::instance().text();
 }
 
 void elog_set_program(const char *name) {

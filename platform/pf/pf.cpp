@@ -3,8 +3,8 @@
 #include <limits>
 
 #include "platform/elog/failure.h"
-#include "platform/pf/internal/pf_tree.h"
-#include "platform/pf/internal/pf_write.h"
+#include "platform/pf/shared/pf_tree.h"
+#include "platform/pf/shared/pf_write.h"
 #include "platform/stock/memory.h"
 #include "platform/stock/text.h"
 

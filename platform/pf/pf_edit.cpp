@@ -2,8 +2,8 @@
 #include <algorithm>
 
 #include "platform/elog/failure.h"
-#include "platform/pf/internal/pf_tree.h"
 #include "platform/pf/pf.h"
+#include "platform/pf/shared/pf_tree.h"
 
 using ksutil::at_boundary;
 using ksutil::PfArray;

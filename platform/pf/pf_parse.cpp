@@ -1,4 +1,4 @@
-#include "platform/pf/internal/pf_parse.h"
+#include "platform/pf/shared/pf_parse.h"
 
 #include <algorithm>
 #include <utility>

@@ -1,61 +1,12 @@
-/* Compiling texts and reading files. */
-#include <algorithm>
-#include <cstdlib>
+/* pf_read: compiles texts and reads files. */
+#include <string>
+#include <utility>
+#include <vector>
 
 #include "platform/elog/failure.h"
-#include "platform/pf/internal/pf_files.h"
-#include "platform/pf/internal/pf_parse.h"
 #include "platform/pf/pf.h"
-#include "platform/stock/files.h"
-
-namespace ksutil {
-namespace {
-
-/* The files of that name in all directories of a colon-separated path.  A file that is
- * there but cannot be read is an error: skipping it would silently give the settings of
- * another directory. */
-bool find_along(const char *function, const std::string &name,
-                const std::string &directories, std::vector<PfFile> &files) {
-  for (std::size_t at = 0; at < directories.size();) {
-    const std::size_t end = std::min(directories.find(':', at), directories.size());
-    PfFile file{directories.substr(at, end - at) + "/" + name, {}};
-    at = end + 1;
-    if (read_file(file.path, kPfMaxBytes, file.text)) {
-      files.push_back(std::move(file));
-    } else if (errno != ENOENT && errno != ENOTDIR) {
-      elog_log(1, "%s: Cannot read %s.\n", function, file.path.c_str());
-      return false;
-    }
-  }
-  if (files.empty()) {
-    elog_log(0, "%s: Cannot find %s in %s.\n", function, name.c_str(),
-             directories.c_str());
-  }
-  return !files.empty();
-}
-
-}  // namespace
-
-bool read_pf_file(const char *function, const std::string &path, PfFile &file) {
-  file.path = path;
-  if (read_file(path, kPfMaxBytes, file.text)) return true;
-  elog_log(1, "%s: Cannot read %s.\n", function, path.c_str());
-  return false;
-}
-
-bool find_pf_files(const char *function, const std::string &name,
-                   std::vector<PfFile> &files) {
-  files.clear();
-  if (name.find('/') != std::string::npos) {
-    return read_pf_file(function, name, files.emplace_back());
-  }
-  const char *const directories = std::getenv("KSUTIL_PF_PATH");
-  return find_along(function, name.ends_with(".pf") ? name : name + ".pf",
-                    directories == nullptr || *directories == '\0' ? "." : directories,
-                    files);
-}
-
-}  // namespace ksutil
+#include "platform/pf/shared/pf_files.h"
+#include "platform/pf/shared/pf_parse.h"
 
 using ksutil::at_boundary;
 using ksutil::PfError;

@@ -1,4 +1,4 @@
-#include "platform/pf/internal/pf_tree.h"
+#include "platform/pf/shared/pf_tree.h"
 
 #include <algorithm>
 #include <utility>

@@ -1,4 +1,4 @@
-#include "platform/pf/internal/pf_write.h"
+#include "platform/pf/shared/pf_write.h"
 
 #include "platform/stock/text.h"
 

@@ -7,8 +7,8 @@
 #include <new>
 #include <utility>
 
-#include "platform/stock/internal/tbl_storage.h"
 #include "platform/stock/memory.h"
+#include "platform/stock/shared/tbl_storage.h"
 
 using ksutil::MallocPtr;
 using ksutil::TblStorage;

@@ -7,7 +7,7 @@
 #include <new>
 
 #include "platform/elog/elog.h"
-#include "platform/stock/internal/tbl_storage.h"
+#include "platform/stock/shared/tbl_storage.h"
 #include "platform/trace/internal/list_file.h"
 
 using namespace ksutil;

@@ -40,23 +40,25 @@ FirstArrivalTable::FirstArrivalTable(const EarthModel &model, Wave wave) : wave_
 void FirstArrivalTable::add_own(const Profile &profile, std::size_t layer) {
   std::size_t first = 0;
   while (sources_[first].layer != layer) ++first;
-  std::vector<Fan> fans;
+  std::vector<RayBranch> branches;
   for (std::size_t i = first; i < sources_.size() && sources_[i].layer == layer; ++i) {
-    fans.push_back(trace_own_layer(profile, sources_[i]));
+    branches.push_back(trace_own_layer(profile, sources_[i]));
   }
   const Layer &turning = profile.layers[layer];
-  own_.push_back(
-      {Sheet(Sheet::Quantity::kTimeOverChord, sources_, first, fans, profile.radius),
-       layer, turning.region, turning.above_core});
+  own_.push_back({TimeSurface(TimeSurface::Quantity::kTimeOverChord, sources_, first,
+                              branches, profile.radius),
+                  layer, turning.region, turning.above_core});
 }
 
 void FirstArrivalTable::add_deeper(const Profile &profile, std::size_t layer) {
-  std::vector<Fan> fans;
-  trace_deeper_layer(profile, layer, sources_,
-                     [&](const Source &, const Fan &fan) { fans.push_back(fan); });
+  std::vector<RayBranch> branches;
+  trace_deeper_layer(
+      profile, layer, sources_,
+      [&](const Source &, const RayBranch &branch) { branches.push_back(branch); });
   const Layer &turning = profile.layers[layer];
-  deeper_.push_back({Sheet(Sheet::Quantity::kTime, sources_, 0, fans, profile.radius),
-                     layer, turning.region, turning.above_core});
+  deeper_.push_back(
+      {TimeSurface(TimeSurface::Quantity::kTime, sources_, 0, branches, profile.radius),
+       layer, turning.region, turning.above_core});
 }
 
 DepthPosition FirstArrivalTable::locate(double depth) const {
@@ -74,7 +76,7 @@ DepthPosition FirstArrivalTable::locate(double depth) const {
 void FirstArrivalTable::compare(const Branch &branch, const DepthPosition &at,
                                 double delta, double diffraction_end,
                                 Arrival &best) const {
-  const Sheet::Extent extent = branch.sheet.extent(at);
+  const TimeSurface::Extent extent = branch.surface.extent(at);
   if (delta < extent.first) return;
   Arrival arrival;
   if (branch.diffracts && delta > extent.last) {
@@ -82,8 +84,8 @@ void FirstArrivalTable::compare(const Branch &branch, const DepthPosition &at,
     arrival = {extent.last_time + extent.last_slowness * (delta - extent.last),
                extent.last_slowness, kDiffracted.of(wave_)};
   } else {
-    if (!branch.sheet.reaches(delta)) return;
-    const Sheet::Sample sample = branch.sheet.sample(at, delta);
+    if (!branch.surface.reaches(delta)) return;
+    const TimeSurface::Sample sample = branch.surface.sample(at, delta);
     const bool upgoing = delta < extent.horizontal;
     arrival = {sample.time, sample.slowness,
                upgoing ? kUpgoing.of(wave_) : turning_phase(branch.region, wave_)};
@@ -95,7 +97,7 @@ Arrival FirstArrivalTable::find(double delta, double depth) const {
   const DepthPosition at = locate(depth);
   const std::size_t layer = sources_[at.index].layer;
   /* Waves diffracted along the core end where those through the inner core begin. */
-  const double diffraction_end = deeper_.back().sheet.extent(at).first;
+  const double diffraction_end = deeper_.back().surface.extent(at).first;
   Arrival best;
   best.time = std::numeric_limits<double>::infinity();
   compare(own_[layer], at, delta, diffraction_end, best);

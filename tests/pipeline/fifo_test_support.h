@@ -9,7 +9,7 @@
 #include <thread>
 #include <utility>
 
-#include "pipeline/internal/fifo_record.h"
+#include "pipeline/internal/pmtfifo_record.h"
 #include "pipeline/internal/pthread_lock.h"
 #include "pipeline/pmtfifo.h"
 #include "platform/elog/elog.h"

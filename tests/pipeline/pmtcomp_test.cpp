@@ -17,7 +17,7 @@
 #include <thread>
 #include <vector>
 
-#include "pipeline/internal/comp_record.h"
+#include "pipeline/internal/pmtcomp_record.h"
 #include "platform/clock/clock.h"
 #include "tests/pipeline/fifo_test_support.h"
 

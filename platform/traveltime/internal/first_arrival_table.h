@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "platform/traveltime/internal/earth_model.h"
-#include "platform/traveltime/internal/sheet.h"
+#include "platform/traveltime/internal/time_surface.h"
 #include "platform/traveltime/traveltime.h"
 
 namespace ksutil::traveltime {
@@ -24,7 +24,7 @@ class FirstArrivalTable {
  private:
   /* Rays that turn in one layer. */
   struct Branch {
-    Sheet sheet;
+    TimeSurface surface;
     std::size_t layer;
     Region region;
     bool diffracts;

@@ -14,9 +14,9 @@
 
 #include "platform/stock/arr.h"
 #include "platform/stock/hook.h"
-#include "platform/stock/internal/tbl_storage.h"
 #include "platform/stock/memory.h"
 #include "platform/stock/owners.h"
+#include "platform/stock/shared/tbl_storage.h"
 #include "platform/stock/tbl.h"
 
 namespace {

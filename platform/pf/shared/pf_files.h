@@ -1,6 +1,6 @@
 /* The search for parameter files; private to the library. */
-#ifndef KSUTIL_PLATFORM_PF_INTERNAL_PF_FILES_H
-#define KSUTIL_PLATFORM_PF_INTERNAL_PF_FILES_H
+#ifndef KSUTIL_PLATFORM_PF_SHARED_PF_FILES_H
+#define KSUTIL_PLATFORM_PF_SHARED_PF_FILES_H
 
 #include <string>
 #include <vector>

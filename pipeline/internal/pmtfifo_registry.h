@@ -1,8 +1,8 @@
 /* The process-wide registry of fifos, and the pool of records that were once in it. */
-#ifndef KSUTIL_PIPELINE_INTERNAL_FIFO_REGISTRY_H
-#define KSUTIL_PIPELINE_INTERNAL_FIFO_REGISTRY_H
+#ifndef KSUTIL_PIPELINE_INTERNAL_PMTFIFO_REGISTRY_H
+#define KSUTIL_PIPELINE_INTERNAL_PMTFIFO_REGISTRY_H
 
-#include "pipeline/internal/fifo_record.h"
+#include "pipeline/internal/pmtfifo_record.h"
 
 namespace ksutil {
 

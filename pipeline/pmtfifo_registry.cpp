@@ -1,4 +1,4 @@
-#include "pipeline/internal/fifo_registry.h"
+#include "pipeline/internal/pmtfifo_registry.h"
 
 #include <array>
 #include <cstdint>

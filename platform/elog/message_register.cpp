@@ -1,4 +1,4 @@
-#include "platform/elog/internal/register.h"
+#include "platform/elog/internal/message_register.h"
 
 #include <atomic>
 #include <new>
@@ -20,15 +20,15 @@ std::uint64_t this_thread() {
 
 }  // namespace
 
-Register &Register::instance() {
-  alignas(Register) static unsigned char room[sizeof(Register)];
-  static Register *const only = new (room) Register;
+MessageRegister &MessageRegister::instance() {
+  alignas(MessageRegister) static unsigned char room[sizeof(MessageRegister)];
+  static MessageRegister *const only = new (room) MessageRegister;
   return *only;
 }
 
-std::uint64_t Register::sequence() { return thread_sequence; }
+std::uint64_t MessageRegister::sequence() { return thread_sequence; }
 
-void Register::append(Message message) {
+void MessageRegister::append(Message message) {
   message.thread = this_thread();
   message.sequence = ++thread_sequence;
   Messages entry, oldest;  // made and freed outside the lock
@@ -51,7 +51,7 @@ void Register::append(Message message) {
   messages_.splice(messages_.end(), entry);
 }
 
-Taken Register::take_all() {
+Taken MessageRegister::take_all() {
   Taken taken;
   const std::lock_guard lock(mutex_);
   taken.messages.swap(messages_);
@@ -59,7 +59,7 @@ Taken Register::take_all() {
   return taken;
 }
 
-Messages Register::take_since(std::uint64_t mark) {
+Messages MessageRegister::take_since(std::uint64_t mark) {
   Messages taken;
   const std::uint64_t thread = this_thread();
   const std::lock_guard lock(mutex_);
@@ -73,7 +73,7 @@ Messages Register::take_since(std::uint64_t mark) {
   return taken;
 }
 
-char *Register::text() {
+char *MessageRegister::text() {
   const std::lock_guard lock(mutex_);
   auto *text = static_cast<char *>(ks_malloc(text_size(messages_, dropped_) + 1));
   if (text != nullptr) write_text(messages_, dropped_, text);

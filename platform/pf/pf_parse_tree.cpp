@@ -1,7 +1,7 @@
 /* The tree that the lines of a parameter file make. */
 #include <utility>
 
-#include "platform/pf/internal/pf_parse.h"
+#include "platform/pf/shared/pf_parse.h"
 
 namespace ksutil {
 namespace {

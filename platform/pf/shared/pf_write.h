@@ -1,11 +1,11 @@
 /* The writer of parameter files; private to the library. */
-#ifndef KSUTIL_PLATFORM_PF_INTERNAL_PF_WRITE_H
-#define KSUTIL_PLATFORM_PF_INTERNAL_PF_WRITE_H
+#ifndef KSUTIL_PLATFORM_PF_SHARED_PF_WRITE_H
+#define KSUTIL_PLATFORM_PF_SHARED_PF_WRITE_H
 
 #include <string>
 #include <string_view>
 
-#include "platform/pf/internal/pf_tree.h"
+#include "platform/pf/shared/pf_tree.h"
 
 namespace ksutil {
 

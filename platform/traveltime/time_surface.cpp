@@ -1,13 +1,13 @@
-#include "platform/traveltime/internal/sheet.h"
+#include "platform/traveltime/internal/time_surface.h"
 
 #include <algorithm>
 #include <cmath>
-#include <numbers>
+
+#include "platform/geo/angle.h"
 
 namespace ksutil::traveltime {
 namespace {
 
-constexpr double kRadians = std::numbers::pi / 180.0;
 constexpr double kOwnNearStep = 0.02;
 constexpr double kOwnFarStep = 0.1;
 constexpr double kOwnSplit = 2.0;
@@ -29,7 +29,7 @@ struct Cubic {
   }
 };
 
-/* Time and slowness of the fan at delta; `next` is the first ray at or beyond it. */
+/* Time and slowness of the branch at delta; `next` is the first ray at or beyond it. */
 Ray interpolate(const std::vector<Ray> &rays, std::size_t next, double delta) {
   if (next == 0 || next == rays.size()) {
     const Ray &end = next == 0 ? rays.front() : rays.back();
@@ -46,12 +46,12 @@ Ray interpolate(const std::vector<Ray> &rays, std::size_t next, double delta) {
   return {delta, combine(Cubic::values(u, step)), combine(Cubic::slopes(u, step))};
 }
 
-DistanceAxis make_axis(Sheet::Quantity quantity, double first, double last) {
+DistanceAxis make_axis(TimeSurface::Quantity quantity, double first, double last) {
   DistanceAxis axis;
   axis.start = 0.0;
   axis.far_step = kOwnFarStep;
   axis.near_step = kOwnNearStep;
-  if (quantity == Sheet::Quantity::kTimeOverChord) {
+  if (quantity == TimeSurface::Quantity::kTimeOverChord) {
     axis.near_count = static_cast<std::size_t>(std::lround(kOwnSplit / kOwnNearStep));
   } else {
     /* Whole steps, so that one node is the antipode, where the slope is zero. */
@@ -74,32 +74,33 @@ double DistanceAxis::position(std::size_t node) const {
   return split() + far_step * static_cast<double>(node - near_count);
 }
 
-Sheet::Sheet(Quantity quantity, const std::vector<Source> &sources,
-             std::size_t first_source, const std::vector<Fan> &fans, double radius)
+TimeSurface::TimeSurface(Quantity quantity, const std::vector<Source> &sources,
+                         std::size_t first_source,
+                         const std::vector<RayBranch> &branches, double radius)
     : quantity_(quantity), first_source_(first_source), radius_(radius) {
-  double first = fans.front().rays.front().delta;
-  double last = fans.front().rays.back().delta;
-  for (const Fan &fan : fans) {
-    first = std::min(first, fan.rays.front().delta);
-    last = std::max(last, fan.rays.back().delta);
+  double first = branches.front().rays.front().delta;
+  double last = branches.front().rays.back().delta;
+  for (const RayBranch &branch : branches) {
+    first = std::min(first, branch.rays.front().delta);
+    last = std::max(last, branch.rays.back().delta);
   }
   axis_ = make_axis(quantity, first, last);
   last_node_ = axis_.position(axis_.count - 1);
-  nodes_.reserve(fans.size() * axis_.count);
-  for (std::size_t i = 0; i < fans.size(); ++i) {
-    fill(fans[i], sources[first_source + i].depth);
+  nodes_.reserve(branches.size() * axis_.count);
+  for (std::size_t i = 0; i < branches.size(); ++i) {
+    fill(branches[i], sources[first_source + i].depth);
   }
 }
 
-void Sheet::fill(const Fan &fan, double depth) {
-  const Ray &last = fan.rays.back();
-  extents_.push_back(
-      {fan.rays.front().delta, last.delta, fan.horizontal, last.time, last.slowness});
+void TimeSurface::fill(const RayBranch &branch, double depth) {
+  const Ray &last = branch.rays.back();
+  extents_.push_back({branch.rays.front().delta, last.delta, branch.horizontal,
+                      last.time, last.slowness});
   std::size_t next = 0;
   for (std::size_t node = 0; node < axis_.count; ++node) {
     const double delta = axis_.position(node);
-    while (next < fan.rays.size() && fan.rays[next].delta < delta) ++next;
-    const Ray ray = interpolate(fan.rays, next, delta);
+    while (next < branch.rays.size() && branch.rays[next].delta < delta) ++next;
+    const Ray ray = interpolate(branch.rays, next, delta);
     if (quantity_ == Quantity::kTime) {
       nodes_.push_back({ray.time, ray.slowness});
       continue;
@@ -108,7 +109,7 @@ void Sheet::fill(const Fan &fan, double depth) {
     const double length = chord(delta, depth, chord_slope);
     /* At the source itself time over chord is slowness over the radius. */
     const double value =
-        length > 0.0 ? ray.time / length : ray.slowness / (radius_ * kRadians);
+        length > 0.0 ? ray.time / length : ray.slowness / (radius_ * kRadiansPerDegree);
     const double slope =
         length > 0.0 ? (ray.slowness - value * chord_slope) / length : 0.0;
     nodes_.push_back({value, slope});
@@ -116,16 +117,16 @@ void Sheet::fill(const Fan &fan, double depth) {
 }
 
 /* Straight line from the source to the surface, km, and its slope in km/degree. */
-double Sheet::chord(double delta, double depth, double &slope) const {
+double TimeSurface::chord(double delta, double depth, double &slope) const {
   const double r = radius_ - depth;
-  const double half = std::sin(0.5 * delta * kRadians);
+  const double half = std::sin(0.5 * radians(delta));
   const double length = std::sqrt(depth * depth + 4.0 * radius_ * r * half * half);
-  slope = kRadians * radius_;
-  if (length > 0.0) slope *= r * std::sin(delta * kRadians) / length;
+  slope = kRadiansPerDegree * radius_;
+  if (length > 0.0) slope *= r * std::sin(radians(delta)) / length;
   return length;
 }
 
-Sheet::Extent Sheet::extent(const DepthPosition &at) const {
+TimeSurface::Extent TimeSurface::extent(const DepthPosition &at) const {
   const Extent &upper = extents_[at.index - first_source_];
   const Extent &lower = extents_[at.index + 1 - first_source_];
   return {mix(upper.first, lower.first, at.weight),
@@ -135,7 +136,7 @@ Sheet::Extent Sheet::extent(const DepthPosition &at) const {
           mix(upper.last_slowness, lower.last_slowness, at.weight)};
 }
 
-Sheet::Sample Sheet::sample(const DepthPosition &at, double delta) const {
+TimeSurface::Sample TimeSurface::sample(const DepthPosition &at, double delta) const {
   const bool near = delta < axis_.split();
   const double step = near ? axis_.near_step : axis_.far_step;
   const double steps =

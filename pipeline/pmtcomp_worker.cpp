@@ -2,7 +2,7 @@
 #include <cstdio>
 
 #include "pipeline/internal/brief_wait.h"
-#include "pipeline/internal/comp_record.h"
+#include "pipeline/internal/pmtcomp_record.h"
 #include "pipeline/internal/pthread_lock.h"
 #include "platform/clock/clock.h"
 #include "platform/stock/text.h"

@@ -1,6 +1,6 @@
 /* The messages that wait to be printed or cleared, of all threads. */
-#ifndef KSUTIL_PLATFORM_ELOG_INTERNAL_REGISTER_H
-#define KSUTIL_PLATFORM_ELOG_INTERNAL_REGISTER_H
+#ifndef KSUTIL_PLATFORM_ELOG_INTERNAL_MESSAGE_REGISTER_H
+#define KSUTIL_PLATFORM_ELOG_INTERNAL_MESSAGE_REGISTER_H
 
 #include <cstdint>
 #include <mutex>
@@ -16,10 +16,10 @@ struct Taken {
   std::uint64_t dropped = 0;
 };
 
-class Register {
+class MessageRegister {
  public:
   /* The process's register; it is never destroyed, so that static objects may log. */
-  static Register &instance();
+  static MessageRegister &instance();
 
   /* Appends a message of this thread; one without text only counts as dropped. */
   void append(Message message);

@@ -4,8 +4,8 @@
 #include <cstdlib>
 #include <mutex>
 
-#include "pipeline/internal/fifo_record.h"
-#include "pipeline/internal/managedfifo_record.h"
+#include "pipeline/internal/pmtfifo_record.h"
+#include "pipeline/internal/pmtmanagedfifo_record.h"
 #include "platform/elog/elog.h"
 
 static_assert(sizeof(PmtmanagedfifoData) == 32, "the size is part of a message");

@@ -2,8 +2,8 @@
  *
  * The list functions know only this interface, so a list kept in a file behaves like any
  * other once a storage for it exists; wrap it with tbl_with_storage. */
-#ifndef KSUTIL_PLATFORM_STOCK_INTERNAL_TBL_STORAGE_H
-#define KSUTIL_PLATFORM_STOCK_INTERNAL_TBL_STORAGE_H
+#ifndef KSUTIL_PLATFORM_STOCK_SHARED_TBL_STORAGE_H
+#define KSUTIL_PLATFORM_STOCK_SHARED_TBL_STORAGE_H
 
 #include <cstddef>
 #include <memory>

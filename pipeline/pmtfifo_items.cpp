@@ -1,4 +1,4 @@
-#include "pipeline/internal/fifo_items.h"
+#include "pipeline/internal/pmtfifo_items.h"
 
 #include <cstdlib>
 #include <utility>

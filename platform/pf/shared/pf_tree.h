@@ -1,8 +1,8 @@
 /* The tree behind the parameter-file functions: texts, tables and arrays of nodes.
  *
  * Private to the library.  Nodes own their children; `depth` bounds every recursion. */
-#ifndef KSUTIL_PLATFORM_PF_INTERNAL_PF_TREE_H
-#define KSUTIL_PLATFORM_PF_INTERNAL_PF_TREE_H
+#ifndef KSUTIL_PLATFORM_PF_SHARED_PF_TREE_H
+#define KSUTIL_PLATFORM_PF_SHARED_PF_TREE_H
 
 #include <map>
 #include <memory>

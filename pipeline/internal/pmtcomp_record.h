@@ -1,6 +1,6 @@
 /* The records behind a pmtcomp, for the pipeline's own files and its tests. */
-#ifndef KSUTIL_PIPELINE_INTERNAL_COMP_RECORD_H
-#define KSUTIL_PIPELINE_INTERNAL_COMP_RECORD_H
+#ifndef KSUTIL_PIPELINE_INTERNAL_PMTCOMP_RECORD_H
+#define KSUTIL_PIPELINE_INTERNAL_PMTCOMP_RECORD_H
 
 #include <pthread.h>
 

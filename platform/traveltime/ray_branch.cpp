@@ -1,19 +1,19 @@
-#include "platform/traveltime/internal/fan.h"
+#include "platform/traveltime/internal/ray_branch.h"
 
 #include <algorithm>
 #include <cmath>
-#include <numbers>
+
+#include "platform/geo/angle.h"
 
 namespace ksutil::traveltime {
 namespace {
 
-constexpr double kDegrees = 180.0 / std::numbers::pi;
 constexpr int kUpgoingRays = 100;
 constexpr int kRaysPerLayer = 60;
 constexpr int kLeastRaysPerSegment = 6;
 
 Ray make_ray(const Path &path, double p) {
-  return {path.x * kDegrees, path.t, p / kDegrees};
+  return {degrees(path.x), path.t, p * kRadiansPerDegree};
 }
 
 /* Slownesses of rays that turn between eta_max and the bottom of the layer, falling.
@@ -103,18 +103,18 @@ std::vector<Source> list_sources(const Profile &profile, double deepest) {
   return sources;
 }
 
-Fan trace_own_layer(const Profile &profile, const Source &source) {
+RayBranch trace_own_layer(const Profile &profile, const Source &source) {
   const Layer &layer = profile.layers[source.layer];
   const double eta = source.shell < layer.end_shell
                          ? profile.shells[source.shell].eta_top
                          : profile.shells[source.shell - 1].eta_bottom;
-  Fan fan;
+  RayBranch branch;
   if (source.shell > 0) {
     for (int k = 0; k < kUpgoingRays; ++k) {
       /* The angle from the vertical, with rays crowding towards the horizontal. */
       const double rest = 1.0 - static_cast<double>(k) / kUpgoingRays;
       const double p = eta * std::cos(0.5 * std::numbers::pi * rest * rest);
-      fan.rays.push_back(make_ray(from_surface(profile, source.shell, p), p));
+      branch.rays.push_back(make_ray(from_surface(profile, source.shell, p), p));
     }
   }
   for (const double p : turning_slownesses(layer, eta)) {
@@ -122,16 +122,16 @@ Fan trace_own_layer(const Profile &profile, const Source &source) {
     const Path down = descent(profile, source.shell, layer, p);
     path += down;
     path += down;
-    if (p == eta) fan.horizontal = path.x * kDegrees;
-    fan.rays.push_back(make_ray(path, p));
+    if (p == eta) branch.horizontal = degrees(path.x);
+    branch.rays.push_back(make_ray(path, p));
   }
-  keep_outward(fan.rays, 0);
-  return fan;
+  keep_outward(branch.rays, 0);
+  return branch;
 }
 
 void trace_deeper_layer(
     const Profile &profile, std::size_t layer_index, const std::vector<Source> &sources,
-    const std::function<void(const Source &, const Fan &)> &receive) {
+    const std::function<void(const Source &, const RayBranch &)> &receive) {
   const Layer &layer = profile.layers[layer_index];
   const auto count = static_cast<std::size_t>(
       std::count_if(sources.begin(), sources.end(),
@@ -144,19 +144,19 @@ void trace_deeper_layer(
     descents.push_back(descend(profile, layer, sources, count, p));
   }
   for (std::size_t s = 0; s < count; ++s) {
-    Fan fan;
+    RayBranch branch;
     for (std::size_t i = 0; i < slownesses.size(); ++i) {
       const Path &up = descents[i].to_source[s];
       const Path &down = descents[i].to_turning;
-      fan.rays.push_back(
+      branch.rays.push_back(
           make_ray({2.0 * down.x - up.x, 2.0 * down.t - up.t}, slownesses[i]));
     }
     const auto nearest =
-        std::min_element(fan.rays.begin(), fan.rays.end(),
+        std::min_element(branch.rays.begin(), branch.rays.end(),
                          [](const Ray &a, const Ray &b) { return a.delta < b.delta; });
-    fan.rays.erase(fan.rays.begin(), nearest);
-    keep_outward(fan.rays, 0);
-    receive(sources[s], fan);
+    branch.rays.erase(branch.rays.begin(), nearest);
+    keep_outward(branch.rays, 0);
+    receive(sources[s], branch);
   }
 }
 

@@ -1,16 +1,17 @@
-/* The travel times of one kind of ray, tabulated over source depth and distance.
+/* time_surface: tabulates the travel times of one kind of ray over source depth and
+ * distance.
  *
- * A sheet holds no fold and no crossing with other rays, so that time is smooth over both
+ * A surface holds no fold and no crossing with other rays, so that time is smooth over both
  * coordinates: cubic in distance (time and slowness are known at the nodes), linear
- * between the closely spaced depths.  The sheet of rays from their own layer stores time
+ * between the closely spaced depths.  The surface of rays from their own layer stores time
  * over chord length instead of time, because times near the source are conical. */
-#ifndef KSUTIL_PLATFORM_TRAVELTIME_INTERNAL_SHEET_H
-#define KSUTIL_PLATFORM_TRAVELTIME_INTERNAL_SHEET_H
+#ifndef KSUTIL_PLATFORM_TRAVELTIME_INTERNAL_TIME_SURFACE_H
+#define KSUTIL_PLATFORM_TRAVELTIME_INTERNAL_TIME_SURFACE_H
 
 #include <cstddef>
 #include <vector>
 
-#include "platform/traveltime/internal/fan.h"
+#include "platform/traveltime/internal/ray_branch.h"
 
 namespace ksutil::traveltime {
 
@@ -33,7 +34,7 @@ struct DepthPosition {
   double depth = 0.0;  // km
 };
 
-class Sheet {
+class TimeSurface {
  public:
   enum class Quantity { kTime, kTimeOverChord };
 
@@ -48,17 +49,18 @@ class Sheet {
     double time = 0.0, slowness = 0.0;
   };
 
-  /* `fans`: those of the sources `first_source` and up, at least two, for a planet of
+  /* `branches`: those of the sources `first_source` and up, at least two, for a planet of
    * the given radius (km). */
-  Sheet(Quantity quantity, const std::vector<Source> &sources, std::size_t first_source,
-        const std::vector<Fan> &fans, double radius);
+  TimeSurface(Quantity quantity, const std::vector<Source> &sources,
+              std::size_t first_source, const std::vector<RayBranch> &branches,
+              double radius);
 
   Extent extent(const DepthPosition &at) const;
 
   /* Whether the table reaches out to delta; it always reaches the rays' own extent. */
   bool reaches(double delta) const { return delta <= last_node_; }
 
-  /* For a depth among those of the sheet and first <= delta <= the last node; beyond the
+  /* For a depth among those of the surface and first <= delta <= the last node; beyond the
    * last ray the time goes on with its slowness. */
   Sample sample(const DepthPosition &at, double delta) const;
 
@@ -68,7 +70,7 @@ class Sheet {
     double slope = 0.0;  // per degree
   };
 
-  void fill(const Fan &fan, double depth);
+  void fill(const RayBranch &branch, double depth);
   double chord(double delta, double depth, double &slope) const;
 
   Quantity quantity_;

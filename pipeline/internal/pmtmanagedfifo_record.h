@@ -1,6 +1,6 @@
 /* The record behind a pmtmanagedfifo, and the process-wide registry of them. */
-#ifndef KSUTIL_PIPELINE_INTERNAL_MANAGEDFIFO_RECORD_H
-#define KSUTIL_PIPELINE_INTERNAL_MANAGEDFIFO_RECORD_H
+#ifndef KSUTIL_PIPELINE_INTERNAL_PMTMANAGEDFIFO_RECORD_H
+#define KSUTIL_PIPELINE_INTERNAL_PMTMANAGEDFIFO_RECORD_H
 
 #include <memory>
 #include <mutex>

@@ -1,6 +1,6 @@
 /* The items of a pmtfifo, in chunks, so that a burst costs few allocations. */
-#ifndef KSUTIL_PIPELINE_INTERNAL_FIFO_ITEMS_H
-#define KSUTIL_PIPELINE_INTERNAL_FIFO_ITEMS_H
+#ifndef KSUTIL_PIPELINE_INTERNAL_PMTFIFO_ITEMS_H
+#define KSUTIL_PIPELINE_INTERNAL_PMTFIFO_ITEMS_H
 
 #include <cstddef>
 

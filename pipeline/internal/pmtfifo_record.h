@@ -1,13 +1,13 @@
 /* The record behind a pmtfifo, for the pipeline's own files and its tests. */
-#ifndef KSUTIL_PIPELINE_INTERNAL_FIFO_RECORD_H
-#define KSUTIL_PIPELINE_INTERNAL_FIFO_RECORD_H
+#ifndef KSUTIL_PIPELINE_INTERNAL_PMTFIFO_RECORD_H
+#define KSUTIL_PIPELINE_INTERNAL_PMTFIFO_RECORD_H
 
 #include <pthread.h>
 #include <time.h>
 
 #include <atomic>
 
-#include "pipeline/internal/fifo_items.h"
+#include "pipeline/internal/pmtfifo_items.h"
 
 namespace ksutil {
 

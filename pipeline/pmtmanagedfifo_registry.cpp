@@ -3,7 +3,7 @@
 #include <cstdio>
 #include <mutex>
 
-#include "pipeline/internal/managedfifo_record.h"
+#include "pipeline/internal/pmtmanagedfifo_record.h"
 #include "platform/elog/elog.h"
 
 namespace ksutil {

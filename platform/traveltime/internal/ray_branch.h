@@ -1,6 +1,7 @@
-/* Rays from one source depth to the surface, traced over their range of slowness. */
-#ifndef KSUTIL_PLATFORM_TRAVELTIME_INTERNAL_FAN_H
-#define KSUTIL_PLATFORM_TRAVELTIME_INTERNAL_FAN_H
+/* ray_branch: traces the rays from one source depth to the surface over their range of
+ * slowness. */
+#ifndef KSUTIL_PLATFORM_TRAVELTIME_INTERNAL_RAY_BRANCH_H
+#define KSUTIL_PLATFORM_TRAVELTIME_INTERNAL_RAY_BRANCH_H
 
 #include <cstddef>
 #include <functional>
@@ -29,21 +30,22 @@ struct Source {
  * ascending order. */
 std::vector<Source> list_sources(const Profile &profile, double deepest);
 
-/* Rays in order of rising distance; the fan of a source holds at least one. */
-struct Fan {
+/* The rays of a source that turn in one layer (or leave upward), in order of rising
+ * distance, at least one. */
+struct RayBranch {
   std::vector<Ray> rays;
   double horizontal = 0.0;  // distance of the ray that leaves horizontally, degrees
 };
 
 /* Rays that stay within the source's layer and those above: they leave upward, then
  * downward. */
-Fan trace_own_layer(const Profile &profile, const Source &source);
+RayBranch trace_own_layer(const Profile &profile, const Source &source);
 
 /* For each of the sources above the layer, in order, the rays that turn in the layer and
  * move outward as they turn deeper: of a folded curve only this part can arrive first. */
 void trace_deeper_layer(
     const Profile &profile, std::size_t layer, const std::vector<Source> &sources,
-    const std::function<void(const Source &, const Fan &)> &receive);
+    const std::function<void(const Source &, const RayBranch &)> &receive);
 
 }  // namespace ksutil::traveltime
 #endif
