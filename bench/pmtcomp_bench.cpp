@@ -25,7 +25,7 @@ void work(long microseconds) {
 class CompSteps {
  public:
   explicit CompSteps(long microseconds) : comp_(pmtcomp_create()) {
-    for (int i = 0; i < kWorkers; i++) {
+    for (int i = 0; i < kWorkers; ++i) {
       pmtcomp_addthread(
           comp_,
           [](void *, long time, void *, PmtcompThread *, double) -> long {

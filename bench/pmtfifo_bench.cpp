@@ -18,12 +18,12 @@ void BM_Stream(benchmark::State &state) {
   std::binary_semaphore received(0);
   int item = 0;
   std::thread reader([&] {
-    for (int n = 1; queue.pop() != nullptr; n++) {
+    for (int n = 1; queue.pop() != nullptr; ++n) {
       if (n % kBatch == 0) received.release();
     }
   });
   for (auto _ : state) {
-    for (int i = 0; i < kBatch; i++) queue.push(&item);
+    for (int i = 0; i < kBatch; ++i) queue.push(&item);
     received.acquire();
   }
   queue.push(nullptr);

@@ -8,9 +8,10 @@
 #include <utility>
 
 #include "core/register.h"
-#include "platform/pf/shared/pf_tree.h"
+#include "platform/elog/failure.h"
 #include "platform/pf/shared/pf_write.h"
 #include "platform/stock/memory.h"
+#include "platform/stock/owners.h"
 
 /* One registered entry. */
 struct KSConfigureSpecs : ksutil::SeamAllocated {
@@ -23,20 +24,10 @@ struct KSConfigureSpecs : ksutil::SeamAllocated {
 
 namespace {
 
+using ksutil::at_boundary;
+using ksutil::fail;
 using ksutil::MallocPtr;
 using ksutil::TblPtr;
-
-/* Runs one public function's body: no exception leaves it. */
-template <class Body>
-int guarded(const char *function, const Body &body) {
-  try {
-    return body();
-  } catch (const std::bad_alloc &) {
-    errno = ENOMEM;
-    ks_register_error(1, "KSConfigure::%s: malloc() error.\n", function);
-    return -1;
-  }
-}
 
 bool is_end(const KS_ConfigureSpec &spec) {
   return spec.type == nullptr || std::strcmp(spec.type, "end") == 0;
@@ -56,21 +47,17 @@ int parse_default(KS_ConfigureParser parser, KS_ConfigureSpec &spec, char *recor
   if (parser(&spec, const_cast<char *>(spec.default_value), record, client_data) >= 0) {
     return 0;
   }
-  ks_register_error(
-      0, "KSConfigure::configurePf: KS_ParseConfigValue() error for default.\n");
-  return -1;
+  return fail("KSConfigure::configurePf", "KS_ParseConfigValue() error for default");
 }
 
 int parse_parameter(KS_ConfigureParser parser, KS_ConfigureSpec &spec, char *value,
                     char *record, void *client_data) {
   if (parser(&spec, value, record, client_data) >= 0) return 0;
-  ks_register_error(
-      0, "KSConfigure::configurePf: KS_ParseConfigValue() error for parameter.\n");
-  return -1;
+  return fail("KSConfigure::configurePf", "KS_ParseConfigValue() error for parameter");
 }
 
 KS_ConfigureSpec *find_spec(KS_ConfigureSpec *specs, const char *name) {
-  for (KS_ConfigureSpec *spec = specs; !is_end(*spec); spec++) {
+  for (KS_ConfigureSpec *spec = specs; !is_end(*spec); ++spec) {
     if (KS_Strcmp(spec->name, name) == 0) return spec;
   }
   return nullptr;
@@ -80,8 +67,7 @@ KS_ConfigureSpec *find_spec(KS_ConfigureSpec *specs, const char *name) {
 bool report_unknown(const char *key, int flags) {
   if ((flags & KS_CONFIGURE_PF_UNKNOWN) == 0) return false;
   if (std::strcmp(key, "pf_revision_time") == 0) return false;
-  ks_register_error(
-      0, "KSConfigure::configurePf: Input parameter %s not in config specs.\n", key);
+  fail("KSConfigure::configurePf", "Input parameter %s not in config specs", key);
   return true;
 }
 
@@ -98,8 +84,7 @@ MallocPtr<char> nested_text(const char *key, Pf *value) {
     text.reset(ks_strdup(whole.c_str()));
   }
   if (text == nullptr) {
-    ks_register_error(0, "KSConfigure::configurePf: pf2string() error for key %s.\n",
-                      key);
+    fail("KSConfigure::configurePf", "pf2string() error for key %s", key);
   }
   return text;
 }
@@ -119,16 +104,11 @@ bool value_of(Pf *pf, const char *key, int flags, char *&text, MallocPtr<char> &
     return owned != nullptr;
   }
   if (kind == PFTBL) {
-    ks_register_error(
-        0,
-        "KSConfigure::configurePf: Input parameter %s is not allowed to be a table.\n",
-        key);
+    fail("KSConfigure::configurePf", "Input parameter %s is not allowed to be a table",
+         key);
   } else {
-    ks_register_error(
-        0,
-        "KSConfigure::configurePf: Input parameter %s is not allowed to be "
-        "an array.\n",
-        key);
+    fail("KSConfigure::configurePf", "Input parameter %s is not allowed to be an array",
+         key);
   }
   return false;
 }
@@ -140,9 +120,8 @@ int for_each_key(Pf *pf, const Take &take) {
   const TblPtr keys(pfkeys(pf));
   if (keys == nullptr) return -1;
   int result = 0;
-  for (long i = 0; i < counttbl(keys.get()); i++) {
-    const char *const key = static_cast<const char *>(gettbl(keys.get(), i));
-    ks_ptimes(("Parsing " + std::string(key)).c_str(), 0);
+  for (const char *const key : ksutil::to_vector<const char>(keys.get())) {
+    if (exec_times_debug != 0) ks_ptimes(("Parsing " + std::string(key)).c_str(), 0);
     const int taken = take(key);
     if (taken < 0) return -1;
     result = std::max(result, taken);
@@ -164,7 +143,7 @@ KSConfigure::~KSConfigure() {
 }
 
 int KSConfigure::addTypeParser(std::string type, KS_ConfigureParser parser) {
-  return guarded("addTypeParser", [&] {
+  return at_boundary("KSConfigure::addTypeParser", [&]() -> int {
     parsers_.set(type, parser);
     return 0;
   });
@@ -197,7 +176,7 @@ int KSConfigure::registerSpec(KS_ConfigureSpec *spec, char *record, const char *
   }
   registered_.set(registered_.size() - 1, made.release());
   if (earlier == nullptr) return 0;
-  for (long i = 0; i < registered_.size(); i++) {
+  for (long i = 0; i < registered_.size(); ++i) {
     if (registered_.get(i) == earlier) registered_.del(i);
   }
   delete earlier;
@@ -207,12 +186,11 @@ int KSConfigure::registerSpec(KS_ConfigureSpec *spec, char *record, const char *
 int KSConfigure::setConfigureSpecs(KS_ConfigureSpec *specs, char *record,
                                    const char *label, void *client_data,
                                    int set_defaults) {
-  return guarded("setConfigureSpecs", [&] {
+  return at_boundary("KSConfigure::setConfigureSpecs", [&]() -> int {
     if (specs == nullptr) {
-      ks_register_error(0, "KSConfigure::setConfigureSpecs: A table must be given.\n");
-      return -1;
+      return fail("KSConfigure::setConfigureSpecs", "A table must be given");
     }
-    for (KS_ConfigureSpec *spec = specs; !is_end(*spec); spec++) {
+    for (KS_ConfigureSpec *spec = specs; !is_end(*spec); ++spec) {
       const KS_ConfigureParser parser = parsers_.get(spec->type);
       if (parser == nullptr) {
         ks_complain(0,
@@ -239,9 +217,9 @@ void *KSConfigure::clientDataOf(const KS_ConfigureSpec *spec) const {
 }
 
 int KSConfigure::applyTable(KS_ConfigureSpec *specs, Pf *pf, char *record, int flags) {
-  for (KS_ConfigureSpec *spec = specs; !is_end(*spec); spec++) clear_changed(*spec);
+  for (KS_ConfigureSpec *spec = specs; !is_end(*spec); ++spec) clear_changed(*spec);
   if ((flags & KS_CONFIGURE_PF_DEFAULTS) != 0) {
-    for (KS_ConfigureSpec *spec = specs; !is_end(*spec); spec++) {
+    for (KS_ConfigureSpec *spec = specs; !is_end(*spec); ++spec) {
       const KS_ConfigureParser parser = parsers_.get(spec->type);
       if (parser == nullptr || !takes_default(*spec)) continue;
       if (parse_default(parser, *spec, record, clientDataOf(spec)) != 0) return -1;
@@ -261,10 +239,10 @@ int KSConfigure::applyTable(KS_ConfigureSpec *specs, Pf *pf, char *record, int f
 
 int KSConfigure::configurePf(KS_ConfigureSpec *specs, Pf *pf, char *record, int flags) {
   if (specs == nullptr) {
-    ks_register_error(0, "KSConfigure::configurePf: A table must be given.\n");
-    return -1;
+    return fail("KSConfigure::configurePf", "A table must be given");
   }
-  return guarded("configurePf", [&] { return applyTable(specs, pf, record, flags); });
+  return at_boundary("KSConfigure::configurePf",
+                     [&] { return applyTable(specs, pf, record, flags); });
 }
 
 int KSConfigure::reportMissing(Pf *pf) const {
@@ -272,8 +250,7 @@ int KSConfigure::reportMissing(Pf *pf) const {
   for (const KSConfigureSpecs *entry : registered_) {
     const std::string name = text_of(entry->spec->name);
     if (pfget(pf, name.c_str(), nullptr) != PFINVALID) continue;
-    ks_register_error(0, "KSConfigure::configurePf: Spec parameter %s not in pf.\n",
-                      name.c_str());
+    fail("KSConfigure::configurePf", "Spec parameter %s not in pf", name.c_str());
     result = 2;
   }
   return result;
@@ -305,7 +282,8 @@ int KSConfigure::applyRegistered(Pf *pf, int flags) {
 }
 
 int KSConfigure::configurePf(Pf *pf, int flags) {
-  return guarded("configurePf", [&] { return applyRegistered(pf, flags); });
+  return at_boundary("KSConfigure::configurePf",
+                     [&] { return applyRegistered(pf, flags); });
 }
 
 int KSConfigure::configure(Pf *pf) {
@@ -347,24 +325,20 @@ int KSConfigure::vconfigure(char *name, va_list values) {
 }
 
 int KSConfigure::configureVarargs(char *name, va_list values) {
-  return guarded("configureVarargs", [&] {
+  return at_boundary("KSConfigure::configureVarargs", [&]() -> int {
     int result = 0;
     for (KSConfigureSpecs *entry : registered_) clear_changed(*entry->spec);
     for (const char *next = name; next != nullptr; next = va_arg(values, char *)) {
       char *const value = va_arg(values, char *);
       const KSConfigureSpecs *const entry = by_name_.get(next);
       if (entry == nullptr) {
-        ks_register_error(
-            0,
-            "KSConfigure::configureVarargs: Input parameter %s not in config specs.\n",
-            next);
+        fail("KSConfigure::configureVarargs", "Input parameter %s not in config specs",
+             next);
         result = 2;
       } else if (entry->parser(entry->spec, value, entry->record, entry->client_data) <
                  0) {
-        ks_register_error(0,
-                          "KSConfigure::configureVarargs: KS_ParseConfigValue() error "
-                          "for parameter.\n");
-        return -1;
+        return fail("KSConfigure::configureVarargs",
+                    "KS_ParseConfigValue() error for parameter");
       }
     }
     return result;

@@ -7,8 +7,12 @@
 
 #include "config/ksconfigure.h"
 #include "core/register.h"
+#include "platform/elog/failure.h"
 #include "platform/stock/memory.h"
 #include "platform/stock/text.h"
+
+using ksutil::fail;
+using ksutil::fail_errno;
 
 namespace {
 
@@ -52,9 +56,8 @@ int parse_boolean(KS_ConfigureSpec &spec, char *value, char *record) {
   }
   int result = -1;
   if (KS_ParseBoolean(value, &result) != 0) {
-    ks_register_error(0, "KS_ParseConfigValue: KS_ParseBoolean() error for %s.\n",
-                      or_empty(spec.name));
-    return -1;
+    return fail("KS_ParseConfigValue", "KS_ParseBoolean() error for %s",
+                or_empty(spec.name));
   }
   return store_number(record, spec, result);
 }
@@ -70,10 +73,9 @@ int parse_double(KS_ConfigureSpec &spec, char *value, char *record) {
   char *end = nullptr;
   const double number = fix_strtod(text, &end);
   if (end == text) {
-    ks_register_error(
-        0, "KS_ParseConfigValue: Unable to parse KS_CONFIGURE_DOUBLE '%s' for %s.\n",
-        text, or_empty(spec.name));
-    return -1;
+    return fail("KS_ParseConfigValue",
+                "Unable to parse KS_CONFIGURE_DOUBLE '%s' for %s", text,
+                or_empty(spec.name));
   }
   return store_number(record, spec, number);
 }
@@ -93,21 +95,16 @@ int parse_int(KS_ConfigureSpec &spec, char *value, char *record) {
   const bool fits = errno != ERANGE && number >= std::numeric_limits<int>::min() &&
                     number <= std::numeric_limits<int>::max();
   if (!fits || (end != text && *end != '\0')) {
-    ks_register_error(
-        0, "KS_ParseConfigValue: Unable to parse KS_CONFIGURE_INT '%s' for %s.\n", text,
-        or_empty(spec.name));
-    return -1;
+    return fail("KS_ParseConfigValue", "Unable to parse KS_CONFIGURE_INT '%s' for %s",
+                text, or_empty(spec.name));
   }
   return store_number(record, spec, static_cast<int>(number));
 }
 
 bool refuses_null(const KS_ConfigureSpec &spec, const char *value) {
   if (value != nullptr || (spec.flags & KS_CONFIGURE_NULL_OK) != 0) return false;
-  ks_register_error(
-      0,
-      "KS_ParseConfigValue: Cannot set NULL value if not KS_CONFIGURE_NULL_OK for "
-      "%s.\n",
-      or_empty(spec.name));
+  fail("KS_ParseConfigValue",
+       "Cannot set NULL value if not KS_CONFIGURE_NULL_OK for %s", or_empty(spec.name));
   return true;
 }
 
@@ -115,9 +112,8 @@ int parse_string(KS_ConfigureSpec &spec, char *value, char *record) {
   if (refuses_null(spec, value)) return -1;
   char *const copy = value == nullptr ? nullptr : ks_strdup(value);
   if (value != nullptr && copy == nullptr) {
-    ks_register_error(1, "KS_ParseConfigValue: malloc() error for %s.\n",
+    return fail_errno("KS_ParseConfigValue", "malloc() error for %s",
                       or_empty(spec.name));
-    return -1;
   }
   char *const old = member<char *>(record, spec);
   if (KS_Strcmp(copy, old) != 0) spec.flags |= KS_CONFIGURE_CHANGED;
@@ -144,9 +140,8 @@ int parse_custom(KS_ConfigureSpec &spec, char *value, char *record, void *client
   }
   if (spec.custom->parseProc(&spec, spec.custom->clientData, value, record, spec.offset,
                              client_data) < 0) {
-    ks_register_error(0, "KS_ParseConfigValue: KS_CONFIGURE_CUSTOM error for %s.\n",
-                      or_empty(spec.name));
-    return -1;
+    return fail("KS_ParseConfigValue", "KS_CONFIGURE_CUSTOM error for %s",
+                or_empty(spec.name));
   }
   return 0;
 }
@@ -172,7 +167,5 @@ int KS_ParseConfigValue(KS_ConfigureSpec *spec, char *value, char *record,
   const MemberParser parse = member_parser(type);
   if (parse == nullptr) return 3;
   if (record != nullptr) return parse(*spec, value, record);
-  ks_register_error(0, "KS_ParseConfigValue: There is no record for %s.\n",
-                    or_empty(spec->name));
-  return -1;
+  return fail("KS_ParseConfigValue", "There is no record for %s", or_empty(spec->name));
 }

@@ -4,10 +4,13 @@
 
 #include "config/internal/kspf_contents.h"
 #include "config/internal/replace_file.h"
+#include "platform/elog/failure.h"
 #include "platform/pf/shared/pf_files.h"
 #include "platform/pf/shared/pf_write.h"
 
-using ksutil::kspf_guarded;
+using ksutil::at_boundary;
+using ksutil::fail;
+using ksutil::fail_errno;
 using ksutil::kspf_path;
 using ksutil::PfDocument;
 using ksutil::PfError;
@@ -17,13 +20,11 @@ using ksutil::PfPath;
 
 namespace {
 
-bool parse_named(const char *function, const PfFile &file, PfDocument &document) {
+bool parse_named(const char *who, const PfFile &file, PfDocument &document) {
   PfError error;
   if (document.parse(file.text, file.path, error)) return true;
   const std::string place = file.path.empty() ? "line " : file.path + ":";
-  ks_register_error(0, "KSPf::%s: %s%ld: %s.\n", function, place.c_str(), error.line,
-                    error.cause.c_str());
-  return false;
+  return fail(who, "%s%ld: %s", place.c_str(), error.line, error.cause.c_str());
 }
 
 }  // namespace
@@ -64,7 +65,7 @@ KSPf::Contents &KSPf::changeable() {
 }
 
 int KSPf::read(const std::string &name) {
-  return kspf_guarded("read", [&] {
+  return at_boundary("KSPf::read", [&]() -> int {
     std::vector<PfFile> files;
     if (!ksutil::find_pf_files("KSPf::read", name, files)) return -1;
     KSPf merged(new Contents);
@@ -72,7 +73,7 @@ int KSPf::read(const std::string &name) {
       PfDocument next;
       const bool first = &file == &files.front();
       PfDocument &into = first ? merged.contents_->document : next;
-      if (!parse_named("read", file, into)) return -1;
+      if (!parse_named("KSPf::read", file, into)) return -1;
       if (!first) merged.contents_->document.merge(next, {});
     }
     *this = std::move(merged);
@@ -81,54 +82,52 @@ int KSPf::read(const std::string &name) {
 }
 
 int KSPf::readFile(const std::string &path) {
-  return kspf_guarded("readFile", [&] {
+  return at_boundary("KSPf::readFile", [&]() -> int {
     PfFile file;
     if (!ksutil::read_pf_file("KSPf::readFile", path, file)) return -1;
     KSPf made(new Contents);
-    if (!parse_named("readFile", file, made.contents_->document)) return -1;
+    if (!parse_named("KSPf::readFile", file, made.contents_->document)) return -1;
     *this = std::move(made);
     return 0;
   });
 }
 
 int KSPf::readText(const std::string &text, const std::string &name) {
-  return kspf_guarded("readText", [&] {
+  return at_boundary("KSPf::readText", [&]() -> int {
     KSPf made(new Contents);
-    if (!parse_named("readText", {name, text}, made.contents_->document)) return -1;
+    if (!parse_named("KSPf::readText", {name, text}, made.contents_->document))
+      return -1;
     *this = std::move(made);
     return 0;
   });
 }
 
 int KSPf::readPf(Pf *pf) {
-  return kspf_guarded("readPf", [&] {
+  return at_boundary("KSPf::readPf", [&]() -> int {
     if (pf_kind(pf) != PFARR) {
-      ks_register_error(0, "KSPf::readPf: The tree must be an array.\n");
-      return -1;
+      return fail("KSPf::readPf", "The tree must be an array");
     }
     return readText(ksutil::write_pf(*pf));
   });
 }
 
 int KSPf::text(std::string &text) const {
-  return kspf_guarded("text", [&] {
+  return at_boundary("KSPf::text", [&]() -> int {
     text = contents().document.text();
     return 0;
   });
 }
 
 int KSPf::write(const std::string &path) const {
-  return kspf_guarded("write", [&] {
+  return at_boundary("KSPf::write", [&]() -> int {
     const std::string text = contents().document.text();
     if (text.size() > kPfMaxBytes) {
-      ks_register_error(0, "KSPf::write: %s would be longer than %d bytes.\n",
-                        path.c_str(), static_cast<int>(kPfMaxBytes));
-      return -1;
+      return fail("KSPf::write", "%s would be longer than %d bytes", path.c_str(),
+                  static_cast<int>(kPfMaxBytes));
     }
     errno = 0;
     if (!ksutil::replace_file(path, text)) {
-      ks_register_error(1, "KSPf::write: Cannot write %s.\n", path.c_str());
-      return -1;
+      return fail_errno("KSPf::write", "Cannot write %s", path.c_str());
     }
     return 0;
   });
@@ -136,35 +135,31 @@ int KSPf::write(const std::string &path) const {
 
 int KSPf::getPf(const std::string &path, Pf **pf) const {
   *pf = nullptr;
-  return kspf_guarded("getPf", [&] {
+  return at_boundary("KSPf::getPf", [&]() -> int {
     PfPath steps;
-    if (!kspf_path("getPf", path, steps)) return -1;
+    if (!kspf_path("KSPf::getPf", path, steps)) return -1;
     const PfNode *const node = contents().document.find(steps);
     if (node == nullptr) {
-      ks_register_error(0, "KSPf::getPf: There is no %s.\n", path.c_str());
-      return -1;
+      return fail("KSPf::getPf", "There is no %s", path.c_str());
     }
     *pf = PfDocument::tree(*node, 0).release();
     return 0;
   });
 }
 
-int KSPf::setValue(const char *function, const std::string &path,
-                   const std::string &value, int how) {
-  return kspf_guarded(function, [&] {
+int KSPf::setValue(const char *who, const std::string &path, const std::string &value,
+                   int how) {
+  return at_boundary(who, [&]() -> int {
     PfPath steps;
-    if (!kspf_path(function, path, steps)) return -1;
+    if (!kspf_path(who, path, steps)) return -1;
     if (value.find('\0') != value.npos) {
-      ks_register_error(0, "KSPf::%s: The value for %s holds a NUL byte.\n", function,
-                        path.c_str());
-      return -1;
+      return fail(who, "The value for %s holds a NUL byte", path.c_str());
     }
     PfNode node = ksutil::text_node(value);
     PfError error;
     if ((how & kWritten) != 0 && !ksutil::parse_value(value, node, error)) {
-      ks_register_error(0, "KSPf::%s: Faulty value for %s: line %ld: %s.\n", function,
-                        path.c_str(), error.line, error.cause.c_str());
-      return -1;
+      return fail(who, "Faulty value for %s: line %ld: %s", path.c_str(), error.line,
+                  error.cause.c_str());
     }
     PfDocument &document = changeable().document;
     std::string cause;
@@ -172,42 +167,38 @@ int KSPf::setValue(const char *function, const std::string &path,
                              : document.set(steps, node, cause)) {
       return 0;
     }
-    ks_register_error(0, "KSPf::%s: Cannot set %s: %s.\n", function, path.c_str(),
-                      cause.c_str());
-    return -1;
+    return fail(who, "Cannot set %s: %s", path.c_str(), cause.c_str());
   });
 }
 
 int KSPf::set(const std::string &path, const std::string &text) {
-  return setValue("set", path, text, 0);
+  return setValue("KSPf::set", path, text, 0);
 }
 
 int KSPf::setWritten(const std::string &path, const std::string &written) {
-  return setValue("setWritten", path, written, kWritten);
+  return setValue("KSPf::setWritten", path, written, kWritten);
 }
 
 int KSPf::insert(const std::string &path, const std::string &text) {
-  return setValue("insert", path, text, kInsert);
+  return setValue("KSPf::insert", path, text, kInsert);
 }
 
 int KSPf::insertWritten(const std::string &path, const std::string &written) {
-  return setValue("insertWritten", path, written, kInsert | kWritten);
+  return setValue("KSPf::insertWritten", path, written, kInsert | kWritten);
 }
 
 int KSPf::remove(const std::string &path) {
-  return kspf_guarded("remove", [&] {
+  return at_boundary("KSPf::remove", [&]() -> int {
     PfPath steps;
-    if (!kspf_path("remove", path, steps)) return -1;
+    if (!kspf_path("KSPf::remove", path, steps)) return -1;
     std::string cause;
     if (changeable().document.remove(steps, cause)) return 0;
-    ks_register_error(0, "KSPf::remove: Cannot remove %s: %s.\n", path.c_str(),
-                      cause.c_str());
-    return -1;
+    return fail("KSPf::remove", "Cannot remove %s: %s", path.c_str(), cause.c_str());
   });
 }
 
 int KSPf::merge(const KSPf &later, int flags) {
-  return kspf_guarded("merge", [&] {
+  return at_boundary("KSPf::merge", [&]() -> int {
     const KSPf from(later);  // merging a file with itself copies it first
     PfDocument merged(contents().document);
     merged.merge(from.contents().document,
@@ -218,7 +209,7 @@ int KSPf::merge(const KSPf &later, int flags) {
 }
 
 int KSPf::format() {
-  return kspf_guarded("format", [&] {
+  return at_boundary("KSPf::format", [&]() -> int {
     PfDocument formatted(contents().document);
     formatted.format();
     *this = KSPf(new Contents{{1}, std::move(formatted)});

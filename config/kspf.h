@@ -184,7 +184,7 @@ class KSUTIL_API KSPf {
   explicit KSPf(Contents *contents) noexcept : contents_(contents) {}
   const Contents &contents() const;
   Contents &changeable();
-  int setValue(const char *function, const std::string &path, const std::string &value,
+  int setValue(const char *who, const std::string &path, const std::string &value,
                int how);
 
   Contents *contents_ = nullptr;  // counts its owners; null: empty

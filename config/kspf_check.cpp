@@ -7,8 +7,11 @@
 
 #include "config/internal/kspf_contents.h"
 #include "config/internal/kspf_rule.h"
+#include "platform/elog/failure.h"
 #include "platform/stock/text.h"
 
+using ksutil::at_boundary;
+using ksutil::fail;
 using ksutil::kind_name;
 using ksutil::PfNode;
 using ksutil::PfRule;
@@ -43,10 +46,10 @@ std::string counted(std::size_t number, const char *what) {
 /* Insertions, deletions and replacements between two short texts. */
 std::size_t edit_distance(std::string_view a, std::string_view b) {
   std::vector<std::size_t> row(b.size() + 1);
-  for (std::size_t j = 0; j <= b.size(); j++) row[j] = j;
-  for (std::size_t i = 1; i <= a.size(); i++) {
+  for (std::size_t j = 0; j <= b.size(); ++j) row[j] = j;
+  for (std::size_t i = 1; i <= a.size(); ++i) {
     std::size_t diagonal = std::exchange(row[0], i);
-    for (std::size_t j = 1; j <= b.size(); j++) {
+    for (std::size_t j = 1; j <= b.size(); ++j) {
       const std::size_t replaced = diagonal + (a[i - 1] == b[j - 1] ? 0 : 1);
       diagonal = row[j];
       row[j] = std::min({replaced, row[j] + 1, row[j - 1] + 1});
@@ -61,7 +64,7 @@ std::string nearest_key(const PfRule &rule, std::string_view name) {
   std::size_t best = std::min<std::size_t>(name.size() / 3, 3) + 1;
   std::string nearest;
   if (name.size() > kLongest) return nearest;
-  for (std::size_t i = 0; i < std::min(rule.keys.size(), kCompared); i++) {
+  for (std::size_t i = 0; i < std::min(rule.keys.size(), kCompared); ++i) {
     const std::string &key = rule.keys[i].constraint->name;
     if (key.size() > kLongest) continue;
     const std::size_t distance = edit_distance(name, key);
@@ -145,7 +148,7 @@ class TextChecker {
   static std::string values_text(const KSPf_Constraint &constraint) {
     constexpr long kShown = 10;
     std::string text;
-    for (long i = 0; i < std::min(constraint.values.size(), kShown); i++) {
+    for (long i = 0; i < std::min(constraint.values.size(), kShown); ++i) {
       text += (i == 0 ? "" : ", ") + constraint.values.get(i);
     }
     return constraint.values.size() > kShown ? text + ", ..." : text;
@@ -159,7 +162,7 @@ class TextChecker {
     constexpr std::string_view kBlanks = " \t\r\n";
     std::size_t count = 0;
     for (std::size_t at = 0; (at = text.find_first_not_of(kBlanks, at)) != text.npos;
-         count++) {
+         ++count) {
       const std::size_t end = std::min(text.find_first_of(kBlanks, at), text.size());
       if (count == rule.words.size()) {
         return "has more than " + counted(count, "word");
@@ -235,7 +238,7 @@ class Checker {
 
   void check_items(const PfNode &node, const PfRule &rule) {
     if (rule.items == nullptr) return;
-    for (std::size_t i = 0; i < node.block->items.size() && !full(); i++) {
+    for (std::size_t i = 0; i < node.block->items.size() && !full(); ++i) {
       path_.push_back({{}, static_cast<long>(i)});
       check(*node.block->items[i], *rule.items);
       path_.pop_back();
@@ -281,13 +284,12 @@ class Checker {
 
 int KSPf::check(const KSPf_Constraint &constraint,
                 Table<KSPf_Violation> &violations) const {
-  return ksutil::kspf_guarded("check", [&] {
+  return at_boundary("KSPf::check", [&]() -> int {
     PfRule rule;
     std::string place, cause;
     if (!ksutil::make_rules(constraint, rule, place, cause)) {
-      ks_register_error(0, "KSPf::check: Faulty constraint: %s%s%s.\n", place.c_str(),
-                        place.empty() ? "" : ": ", cause.c_str());
-      return -1;
+      return fail("KSPf::check", "Faulty constraint: %s%s%s", place.c_str(),
+                  place.empty() ? "" : ": ", cause.c_str());
     }
     Table<KSPf_Violation> found;
     Checker(contents().document, found).check(contents().document.root, rule);

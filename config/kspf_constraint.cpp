@@ -5,8 +5,11 @@
 
 #include "config/internal/kspf_contents.h"
 #include "config/internal/kspf_rule.h"
+#include "platform/elog/failure.h"
 #include "platform/stock/text.h"
 
+using ksutil::at_boundary;
+using ksutil::fail;
 using ksutil::PfNode;
 
 namespace {
@@ -54,8 +57,8 @@ class ConstraintReader {
     std::string place = document_.place_text(node.place);
     if (!place.empty()) place += ": ";
     const std::string path = ksutil::path_text(path_);
-    ks_register_error(0, "KSPf::readConstraint: %s%s%s%s.\n", place.c_str(),
-                      path.c_str(), path.empty() ? "" : ": ", cause.c_str());
+    fail("KSPf::readConstraint", "%s%s%s%s", place.c_str(), path.c_str(),
+         path.empty() ? "" : ": ", cause.c_str());
   }
 
   void read_member(const PfNode &node, KSPf_Constraint &constraint) {
@@ -157,7 +160,7 @@ class ConstraintReader {
 }  // namespace
 
 int KSPf::readConstraint(KSPf_Constraint &constraint) const {
-  return ksutil::kspf_guarded("readConstraint", [&] {
+  return at_boundary("KSPf::readConstraint", [&]() -> int {
     ConstraintReader reader(contents().document);
     KSPf_Constraint made;
     made.type = "array";
@@ -168,9 +171,8 @@ int KSPf::readConstraint(KSPf_Constraint &constraint) const {
     std::string place, cause;
     if (!ksutil::make_rules(made, rule, place, cause)) {
       const std::string file = contents().document.place_text({0, 0});
-      ks_register_error(0, "KSPf::readConstraint: %s%s%s: %s.\n", file.c_str(),
-                        file.empty() ? "" : ": ", place.c_str(), cause.c_str());
-      return -1;
+      return fail("KSPf::readConstraint", "%s%s%s: %s", file.c_str(),
+                  file.empty() ? "" : ": ", place.c_str(), cause.c_str());
     }
     constraint = std::move(made);
     return 0;

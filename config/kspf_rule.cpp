@@ -14,7 +14,7 @@ constexpr std::array<std::string_view, 8> kTypes = {
     "any", "string", "integer", "real", "boolean", "time", "table", "array"};
 
 bool find_type(std::string_view word, PfRuleType &type) {
-  for (std::size_t i = 0; i < kTypes.size(); i++) {
+  for (std::size_t i = 0; i < kTypes.size(); ++i) {
     if (kTypes[i] != word) continue;
     type = static_cast<PfRuleType>(i);
     return true;

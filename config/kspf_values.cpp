@@ -2,11 +2,13 @@
 #include <cstdint>
 
 #include "config/internal/kspf_contents.h"
+#include "core/register.h"
 #include "platform/clock/clock.h"
-#include "platform/elog/elog.h"
+#include "platform/elog/failure.h"
 #include "platform/stock/text.h"
 
-using ksutil::kspf_guarded;
+using ksutil::at_boundary;
+using ksutil::fail;
 using ksutil::kspf_path;
 using ksutil::PfDocument;
 using ksutil::PfNode;
@@ -43,18 +45,16 @@ std::string named(const PfDocument &document, const PfNode &node,
 
 /* Reads the text at a path as what `parse` understands. */
 template <class T, class Parse>
-int get_value(const char *function, const PfDocument &document, const std::string &path,
+int get_value(const char *who, const PfDocument &document, const std::string &path,
               const char *type, T &value, const T &fallback, bool empty_is_absent,
               const Parse &parse) {
-  return kspf_guarded(function, [&] {
+  return at_boundary(who, [&]() -> int {
     PfPath steps;
-    if (!kspf_path(function, path, steps)) return -1;
+    if (!kspf_path(who, path, steps)) return -1;
     const PfNode *const node = document.find(steps);
     if (node != nullptr && node->kind != PFSTRING) {
-      ks_register_error(0, "KSPf::%s: %s is %s, not a text.\n", function,
-                        named(document, *node, path).c_str(),
-                        ksutil::kind_name(node->kind));
-      return -1;
+      return fail(who, "%s is %s, not a text", named(document, *node, path).c_str(),
+                  ksutil::kind_name(node->kind));
     }
     const std::string text = node == nullptr ? std::string() : node->text();
     if (node == nullptr || (empty_is_absent && text.empty())) {
@@ -63,9 +63,8 @@ int get_value(const char *function, const PfDocument &document, const std::strin
     }
     T parsed{};
     if (!parse(text, parsed)) {
-      ks_register_error(0, "KSPf::%s: %s: '%s' is not %s.\n", function,
-                        named(document, *node, path).c_str(), text.c_str(), type);
-      return -1;
+      return fail(who, "%s: '%s' is not %s", named(document, *node, path).c_str(),
+                  text.c_str(), type);
     }
     value = parsed;
     return 0;
@@ -74,26 +73,24 @@ int get_value(const char *function, const PfDocument &document, const std::strin
 
 /* The table or array at a path: 0 with the node, 1 when there is none, -1 with a message
  * when it is of another kind. */
-int find_block(const char *function, const PfDocument &document,
-               const std::string &path, int kind, const PfNode *&node) {
+int find_block(const char *who, const PfDocument &document, const std::string &path,
+               int kind, const PfNode *&node) {
   PfPath steps;
-  if (!kspf_path(function, path, steps)) return -1;
+  if (!kspf_path(who, path, steps)) return -1;
   node = document.find(steps);
   if (node == nullptr) return 1;
   if (node->kind == kind) return 0;
-  ks_register_error(0, "KSPf::%s: %s is %s, not %s.\n", function,
-                    named(document, *node, path).c_str(), ksutil::kind_name(node->kind),
-                    ksutil::kind_name(kind));
-  return -1;
+  return fail(who, "%s is %s, not %s", named(document, *node, path).c_str(),
+              ksutil::kind_name(node->kind), ksutil::kind_name(kind));
 }
 
 }  // namespace
 
 int KSPf::kind(const std::string &path) const {
   const ksutil::ElogScope quiet;
-  return kspf_guarded("kind", [&]() -> int {
+  return at_boundary("KSPf::kind", [&]() -> int {
     PfPath steps;
-    if (!kspf_path("kind", path, steps)) return PFINVALID;
+    if (!kspf_path("KSPf::kind", path, steps)) return PFINVALID;
     const PfNode *const node = contents().document.find(steps);
     return node == nullptr ? static_cast<int>(PFINVALID) : node->kind;
   });
@@ -101,23 +98,21 @@ int KSPf::kind(const std::string &path) const {
 
 long KSPf::count(const std::string &path) const {
   const ksutil::ElogScope quiet;
-  long count = -1;
-  kspf_guarded("count", [&] {
+  return at_boundary("KSPf::count", [&]() -> long {
     PfPath steps;
-    if (!kspf_path("count", path, steps)) return -1;
+    if (!kspf_path("KSPf::count", path, steps)) return -1;
     const PfNode *const node = contents().document.find(steps);
     if (node == nullptr || node->block == nullptr) return -1;
-    count = static_cast<long>(node->kind == PFTBL ? node->block->items.size()
-                                                  : node->block->by_name.size());
-    return 0;
+    return static_cast<long>(node->kind == PFTBL ? node->block->items.size()
+                                                 : node->block->by_name.size());
   });
-  return count;
 }
 
 int KSPf::getKeys(const std::string &path, Table<std::string> &keys) const {
-  return kspf_guarded("getKeys", [&] {
+  return at_boundary("KSPf::getKeys", [&]() -> int {
     const PfNode *node = nullptr;
-    const int found = find_block("getKeys", contents().document, path, PFARR, node);
+    const int found =
+        find_block("KSPf::getKeys", contents().document, path, PFARR, node);
     if (found < 0) return -1;
     Table<std::string> made;
     if (node != nullptr) {
@@ -131,14 +126,13 @@ int KSPf::getKeys(const std::string &path, Table<std::string> &keys) const {
 }
 
 int KSPf::where(const std::string &path, std::string &file, long &line) const {
-  return kspf_guarded("where", [&] {
+  return at_boundary("KSPf::where", [&]() -> int {
     PfPath steps;
-    if (!kspf_path("where", path, steps)) return -1;
+    if (!kspf_path("KSPf::where", path, steps)) return -1;
     const PfDocument &document = contents().document;
     const PfNode *const node = document.find(steps);
     if (node == nullptr) {
-      ks_register_error(0, "KSPf::where: There is no %s.\n", path.c_str());
-      return -1;
+      return fail("KSPf::where", "There is no %s", path.c_str());
     }
     file = document.place_text({node->place.file, 0});
     line = static_cast<long>(node->place.line);
@@ -148,16 +142,16 @@ int KSPf::where(const std::string &path, std::string &file, long &line) const {
 
 int KSPf::getString(const std::string &path, std::string &value,
                     const std::string &fallback) const {
-  return get_value("getString", contents().document, path, "a text", value, fallback,
-                   false, [](const std::string &text, std::string &parsed) {
+  return get_value("KSPf::getString", contents().document, path, "a text", value,
+                   fallback, false, [](const std::string &text, std::string &parsed) {
                      parsed = text;
                      return true;
                    });
 }
 
 int KSPf::getInt(const std::string &path, long &value, long fallback) const {
-  return get_value("getInt", contents().document, path, "an integer", value, fallback,
-                   true, [](const std::string &text, long &parsed) {
+  return get_value("KSPf::getInt", contents().document, path, "an integer", value,
+                   fallback, true, [](const std::string &text, long &parsed) {
                      std::int64_t number = 0;
                      if (!ksutil::parse_integer(text, number)) return false;
                      parsed = static_cast<long>(number);
@@ -166,38 +160,36 @@ int KSPf::getInt(const std::string &path, long &value, long fallback) const {
 }
 
 int KSPf::getDouble(const std::string &path, double &value, double fallback) const {
-  return get_value("getDouble", contents().document, path, "a real number", value,
+  return get_value("KSPf::getDouble", contents().document, path, "a real number", value,
                    fallback, true, [](const std::string &text, double &parsed) {
                      return ksutil::parse_real(text, parsed);
                    });
 }
 
 int KSPf::getBoolean(const std::string &path, bool &value, bool fallback) const {
-  return get_value("getBoolean", contents().document, path, "yes or no", value,
+  return get_value("KSPf::getBoolean", contents().document, path, "yes or no", value,
                    fallback, true, ksutil::parse_boolean);
 }
 
 int KSPf::getTime(const std::string &path, double &value, double fallback) const {
-  return get_value("getTime", contents().document, path, "a time", value, fallback,
-                   true, ksutil::parse_time);
+  return get_value("KSPf::getTime", contents().document, path, "a time", value,
+                   fallback, true, ksutil::parse_time);
 }
 
 int KSPf::getStrings(const std::string &path, Table<std::string> &texts) const {
-  return kspf_guarded("getStrings", [&] {
+  return at_boundary("KSPf::getStrings", [&]() -> int {
     const PfDocument &document = contents().document;
     const PfNode *node = nullptr;
-    const int found = find_block("getStrings", document, path, PFTBL, node);
+    const int found = find_block("KSPf::getStrings", document, path, PFTBL, node);
     if (found < 0) return -1;
     Table<std::string> made;
     for (long i = 0;
-         node != nullptr && i < static_cast<long>(node->block->items.size()); i++) {
+         node != nullptr && i < static_cast<long>(node->block->items.size()); ++i) {
       const PfNode &item = *node->block->items[static_cast<std::size_t>(i)];
       if (item.kind != PFSTRING) {
         const std::string name = path + "[" + std::to_string(i) + "]";
-        ks_register_error(0, "KSPf::getStrings: %s is %s, not a text.\n",
-                          named(document, item, name).c_str(),
-                          ksutil::kind_name(item.kind));
-        return -1;
+        return fail("KSPf::getStrings", "%s is %s, not a text",
+                    named(document, item, name).c_str(), ksutil::kind_name(item.kind));
       }
       made.push(item.text());
     }

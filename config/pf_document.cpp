@@ -191,7 +191,7 @@ bool PfDocument::parse(std::string_view text, const std::string &file, PfError &
 
 const PfNode *PfDocument::find(const PfPath &path) const {
   const PfNode *node = &root;
-  for (std::size_t i = 0; i < path.size() && node != nullptr; i++) {
+  for (std::size_t i = 0; i < path.size() && node != nullptr; ++i) {
     node = child_of(*node, path[i]);
   }
   return node;

@@ -167,7 +167,7 @@ PfNode *PfDocument::make_parent(const PfPath &path, const PfNode &value,
   }
   PfNode *node = &root;
   std::size_t at = 0;
-  for (; at + 1 < path.size(); at++) {
+  for (; at + 1 < path.size(); ++at) {
     PfNode *const next = child_of(*node, path[at]);
     if (next == nullptr) break;
     node = next;
@@ -177,7 +177,7 @@ PfNode *PfDocument::make_parent(const PfPath &path, const PfNode &value,
     cause = why_missing(*node, path, at + 1);
     return nullptr;
   }
-  for (std::size_t i = at + 1; i < path.size(); i++) {
+  for (std::size_t i = at + 1; i < path.size(); ++i) {
     if (!path[i].is_item()) continue;
     cause = path_text(path, i) + " is not there";
     return nullptr;
@@ -185,7 +185,7 @@ PfNode *PfDocument::make_parent(const PfPath &path, const PfNode &value,
   PfNode array;
   array.kind = PFARR;
   array.block = std::make_unique<PfBlock>();
-  for (; at + 1 < path.size(); at++) node = &add(*node, 0, path[at].name, array);
+  for (; at + 1 < path.size(); ++at) node = &add(*node, 0, path[at].name, array);
   return node;
 }
 
@@ -227,7 +227,7 @@ bool PfDocument::remove(const PfPath &path, std::string &cause) {
     return false;
   }
   PfNode *parent = &root;
-  for (std::size_t i = 0; i < path.size(); i++) {
+  for (std::size_t i = 0; i < path.size(); ++i) {
     PfNode *const next = child_of(*parent, path[i]);
     if (next == nullptr) {
       cause = why_missing(*parent, path, i + 1);
@@ -275,7 +275,7 @@ void PfDocument::append_copy(PfNode &owner, const PfBlock &from, std::size_t at,
 void PfDocument::merge_node(PfNode &into, const PfNode &from, MergeOptions options,
                             std::uint32_t first_file) {
   const auto &lines = from.block->lines;
-  for (std::size_t i = 0; i < lines.size(); i++) {
+  for (std::size_t i = 0; i < lines.size(); ++i) {
     const PfNode &value = *lines[i];
     if (!value.is_value()) continue;
     PfNode *const present = child_of(into, {value.name, -1});
@@ -286,7 +286,7 @@ void PfDocument::merge_node(PfNode &into, const PfNode &from, MergeOptions optio
     } else if (options.keep_present) {
       continue;
     } else if (present->kind == PFTBL && value.kind == PFTBL && options.append_tables) {
-      for (std::size_t item = 0; item < value.block->lines.size(); item++) {
+      for (std::size_t item = 0; item < value.block->lines.size(); ++item) {
         if (!value.block->lines[item]->is_value()) continue;
         append_copy(*present, *value.block, item, first_file);
       }

@@ -84,12 +84,12 @@ std::vector<std::size_t> aligned_widths(const PfBlock &block) {
   std::vector<std::size_t> widths(lines.size(), 0);
   for (std::size_t i = 0; i < lines.size();) {
     std::size_t end = i, width = 0;
-    for (; end < lines.size() && lines[end]->kind == PFSTRING; end++) {
+    for (; end < lines.size() && lines[end]->kind == PFSTRING; ++end) {
       const std::size_t own = width_of(head_of(*lines[end]));
       if (own <= kMaxAligned) width = std::max(width, own);
     }
-    for (; i < end; i++) widths[i] = width;
-    i++;
+    for (; i < end; ++i) widths[i] = width;
+    ++i;
   }
   return widths;
 }
@@ -138,7 +138,7 @@ void lay_out_block(PfNode &node, const std::string &indent, const std::string &e
   const auto flush = [&](bool last) {
     if (auto remark = remarks.give(last)) lines.push_back(std::move(remark));
   };
-  for (std::size_t i = 0; i < block.lines.size(); i++) {
+  for (std::size_t i = 0; i < block.lines.size(); ++i) {
     std::unique_ptr<PfNode> &line = block.lines[i];
     if (line->kind == PfNode::kRemark) {
       remarks.take(line->raw, lines.empty());

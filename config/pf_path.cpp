@@ -69,7 +69,7 @@ bool parse_path(std::string_view text, PfPath &path, std::string &cause) {
 
 std::string path_text(const PfPath &path, std::size_t steps) {
   std::string text;
-  for (std::size_t i = 0; i < steps; i++) {
+  for (std::size_t i = 0; i < steps; ++i) {
     const PfStep &step = path[i];
     if (step.is_item()) {
       text += '[' + std::to_string(step.index) + ']';

@@ -54,7 +54,7 @@ std::string resolved(const std::string &path) {
 
 /* A new file beside the target; leftovers of killed programs are stepped over. */
 FileHandle create_beside(const std::string &target, std::string &path) {
-  for (int n = 0;; n++) {
+  for (int n = 0;; ++n) {
     path = target + "." + std::to_string(getpid()) + "-" + std::to_string(n) + ".new";
     FileHandle file = open_file(path, O_WRONLY | O_CREAT | O_EXCL);
     if (file || errno != EEXIST || n == 1000) return file;

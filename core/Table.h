@@ -33,7 +33,7 @@ class Table {
   Table &operator=(const Table &other) {
     items_.clear();
     items_.reserve(other.items_.size());
-    for (std::size_t i = 0; i < other.items_.size(); i++) {
+    for (std::size_t i = 0; i < other.items_.size(); ++i) {
       items_.push_back(other.items_[i]);
     }
     return *this;

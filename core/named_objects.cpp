@@ -1,14 +1,16 @@
 #include "core/named_objects.h"
 
-#include <cerrno>
 #include <cstdint>
 #include <memory>
 #include <new>
 #include <string>
 
 #include "core/Array.h"
-#include "core/register.h"
+#include "platform/elog/failure.h"
 #include "platform/stock/memory.h"
+
+using ksutil::at_boundary;
+using ksutil::fail;
 
 namespace {
 
@@ -65,45 +67,37 @@ void give_type(const KS_Name &record, const char **type) {
 
 }  // namespace
 
-int KS_SetName(const char *name, const char *type, void *object) try {
-  if (name == nullptr || type == nullptr) {
-    ks_register_error(0, "KS_SetName: Name and type must be given.\n");
-    return -1;
-  }
-  Directory &known = directory();
-  /* The objects are asked for the name, not for the object: a user who types an object's
-   * address where a name is wanted must never reach another object. */
-  if (known.names.contains(name) || known.objects.contains(name)) {
-    ks_register_error(0, "KS_SetName: Name '%s' already in use.\n", name);
-    return -1;
-  }
-  enter(known, new_record(name, type, object));
-  return 0;
-} catch (const std::bad_alloc &) {
-  errno = ENOMEM;
-  ks_register_error(1, "KS_SetName: malloc() error.\n");
-  return -1;
+int KS_SetName(const char *name, const char *type, void *object) {
+  return at_boundary("KS_SetName", [&]() -> int {
+    if (name == nullptr || type == nullptr) {
+      return fail("KS_SetName", "Name and type must be given");
+    }
+    Directory &known = directory();
+    /* The objects are asked for the name, not for the object: a user who types an object's
+     * address where a name is wanted must never reach another object. */
+    if (known.names.contains(name) || known.objects.contains(name)) {
+      return fail("KS_SetName", "Name '%s' already in use", name);
+    }
+    enter(known, new_record(name, type, object));
+    return 0;
+  });
 }
 
-void *KS_GetObject(const char *name, const char **type) try {
-  if (name == nullptr) return nullptr;
-  const KS_Name *const record = directory().names.get(name);
-  if (record == nullptr) return nullptr;
-  give_type(*record, type);
-  return record->object;
-} catch (const std::bad_alloc &) {
-  errno = ENOMEM;
-  ks_register_error(1, "KS_GetObject: malloc() error.\n");
-  return nullptr;
+void *KS_GetObject(const char *name, const char **type) {
+  return at_boundary("KS_GetObject", [&]() -> void * {
+    if (name == nullptr) return nullptr;
+    const KS_Name *const record = directory().names.get(name);
+    if (record == nullptr) return nullptr;
+    give_type(*record, type);
+    return record->object;
+  });
 }
 
-const char *KS_GetName(const void *object, const char **type) try {
-  const KS_Name *const record = directory().objects.get(object_key(object));
-  if (record == nullptr) return "";
-  give_type(*record, type);
-  return record->name.c_str();
-} catch (const std::bad_alloc &) {
-  errno = ENOMEM;
-  ks_register_error(1, "KS_GetName: malloc() error.\n");
-  return "";
+const char *KS_GetName(const void *object, const char **type) {
+  return at_boundary("KS_GetName", "", [&] {
+    const KS_Name *const record = directory().objects.get(object_key(object));
+    if (record == nullptr) return "";
+    give_type(*record, type);
+    return record->name.c_str();
+  });
 }

@@ -9,8 +9,11 @@
 #include <cstring>
 #include <limits>
 
-#include "platform/elog/elog.h"
+#include "platform/elog/failure.h"
 #include "platform/stock/memory.h"
+
+using ksutil::fail;
+using ksutil::fail_errno;
 
 namespace {
 
@@ -30,8 +33,7 @@ int missing(const char *name, int kind) {
   const char *const noun = kind == PFTBL   ? "table"
                            : kind == PFARR ? "array"
                                            : "parameter";
-  elog_log(0, "parse_param: Cannot find '%s' %s.\n", name, noun);
-  return -1;
+  return fail("parse_param", "Cannot find '%s' %s", name, noun);
 }
 
 int parse_integer_param(const char *name, const char *text, int type, void *dest) {
@@ -39,9 +41,8 @@ int parse_integer_param(const char *name, const char *text, int type, void *dest
   errno = 0;
   const long number = std::strtol(text, &end, 0);
   if (end == text) {
-    elog_log(1, "parse_param: strtol(%s) error.\n", text);
-    elog_log(1, "parse_param: Unable to parse integer value for %s.\n", name);
-    return -1;
+    fail_errno("parse_param", "strtol(%s) error", text);
+    return fail_errno("parse_param", "Unable to parse integer value for %s", name);
   }
   if (type == P_SHORT) return store(dest, static_cast<short>(number));
   return store(dest, static_cast<int>(number));
@@ -59,8 +60,7 @@ float to_float(double number) {
 int copy_string_param(const char *text, void *dest) {
   char *const copy = ks_strdup(text);
   if (copy == nullptr) {
-    elog_log(1, "parse_param: strdup(%s) error.\n", text);
-    return -1;
+    return fail_errno("parse_param", "strdup(%s) error", text);
   }
   return store(dest, copy);
 }
@@ -97,8 +97,7 @@ int parse_text_param(Pf *pf, const char *name, char *text, int type, void *dest)
 template <class T>
 int store_made(const char *function, const char *name, T *made, void *dest) {
   if (made == nullptr) {
-    elog_log(1, "parse_param: %s(%s) error.\n", function, name);
-    return -1;
+    return fail_errno("parse_param", "%s(%s) error", function, name);
   }
   return store(dest, made);
 }
@@ -122,8 +121,7 @@ int store_block_param(Pf *pf, const char *name, Pf *block, int type, void *dest)
 
 int parse_param(Pf *pf, const char *name, int type, int required, void *dest) {
   if (type < P_SHORT || type > P_STRCPY) {
-    elog_log(0, "parse_param: Illegal type value.\n");
-    return -1;
+    return fail("parse_param", "Illegal type value");
   }
   void *value = nullptr;
   const int kind = needed_kind(type);
@@ -135,12 +133,11 @@ int parse_param(Pf *pf, const char *name, int type, int required, void *dest) {
 }
 
 int pf2struc(Pf *pf, int n, const Pf2StrucMember *members, void *base) {
-  for (int i = 0; i < n; i++) {
+  for (int i = 0; i < n; ++i) {
     const Pf2StrucMember &member = members[i];
     void *const dest = static_cast<char *>(base) + member.offset;
     if (parse_param(pf, member.name, member.type, member.required, dest) < 0) {
-      elog_log(0, "pf2struc: parse_param(%s) error.\n", member.name);
-      return -1;
+      return fail("pf2struc", "parse_param(%s) error", member.name);
     }
   }
   return 0;

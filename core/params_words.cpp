@@ -3,8 +3,11 @@
 #include <cstring>
 
 #include "core/params.h"
-#include "platform/elog/elog.h"
+#include "platform/elog/failure.h"
 #include "platform/stock/memory.h"
+
+using ksutil::fail;
+using ksutil::fail_errno;
 
 namespace {
 
@@ -12,7 +15,7 @@ namespace {
  * array becomes null, after its words are freed: the caller has no other way to them. */
 bool grow(int &argc, char **&argv) {
   const std::size_t bytes = static_cast<std::size_t>(argc + 1) * sizeof(char *);
-  argc++;
+  ++argc;
   void *const grown = argv == nullptr ? ks_malloc(bytes) : ks_realloc(argv, bytes);
   if (grown == nullptr) {
     elog_log(1, argv == nullptr ? "splitlist: malloc() error.\n"
@@ -34,13 +37,11 @@ int splitlist(const char *string, int *argc, char ***argv) {
 
 int splitlistc(const char *string, int *argc, char ***argv, const char *delims) {
   if (string == nullptr || delims == nullptr) {
-    elog_log(0, "splitlist: A text and delimiters must be given.\n");
-    return -1;
+    return fail("splitlist", "A text and delimiters must be given");
   }
   const ksutil::MallocPtr<char> copy(ks_strdup(string));
   if (copy == nullptr) {
-    elog_log(1, "splitlist: strdup() error.\n");
-    return -1;
+    return fail_errno("splitlist", "strdup() error");
   }
   *argc = 0;
   *argv = nullptr;
@@ -50,7 +51,7 @@ int splitlistc(const char *string, int *argc, char ***argv, const char *delims) 
     if (!grow(*argc, *argv)) return -1;
     char *const kept = ks_strdup(word);
     if (kept == nullptr) {
-      elog_log(1, "splitlist: strdup() error.\n");
+      fail_errno("splitlist", "strdup() error");
       freeargs(*argc, *argv);
       *argc = 0;
       *argv = nullptr;
@@ -63,6 +64,6 @@ int splitlistc(const char *string, int *argc, char ***argv, const char *delims) 
 
 void freeargs(int argc, char **argv) {
   if (argv == nullptr) return;
-  for (int i = 0; i < argc; i++) std::free(argv[i]);
+  for (int i = 0; i < argc; ++i) std::free(argv[i]);
   std::free(argv);
 }

@@ -9,9 +9,11 @@
 #include "pipeline/internal/brief_wait.h"
 #include "pipeline/internal/pmtcomp_record.h"
 #include "pipeline/internal/pthread_lock.h"
-#include "platform/elog/elog.h"
+#include "platform/elog/failure.h"
 #include "platform/stock/memory.h"
 
+using ksutil::fail;
+using ksutil::fail_errno;
 using ksutil::PthreadLock;
 
 namespace {
@@ -24,7 +26,7 @@ void say(const PmtcompThread &thread, const char *format, Args... args) {
 }
 
 bool is_given(const Pmtcomp *comp, const char *function) {
-  if (comp == nullptr) elog_log(0, "%s: component must be given.\n", function);
+  if (comp == nullptr) fail(function, "component must be given");
   return comp != nullptr;
 }
 
@@ -32,7 +34,7 @@ bool is_given(const Pmtcomp *comp, const char *function) {
 PmtcompThread *thread_at(Pmtcomp *comp, long index, const char *function) {
   auto *const thread = static_cast<PmtcompThread *>(gettbl(comp->threads, index));
   if (thread == nullptr) {
-    elog_log(0, "%s: thread index %ld out of range.\n", function, index);
+    fail(function, "thread index %ld out of range", index);
   }
   return thread;
 }
@@ -93,7 +95,7 @@ Pmtcomp *pmtcomp_create(void) {
   auto *const comp = new (memory) Pmtcomp{};
   comp->threads = newtbl(0);
   if (comp->threads == nullptr) {
-    elog_log(0, "pmtcomp_create: newtbl(mtc->threads) error.\n");
+    fail("pmtcomp_create", "newtbl(mtc->threads) error");
     std::free(comp);
     return nullptr;
   }
@@ -111,14 +113,12 @@ int pmtcomp_addthread(Pmtcomp *comp, PmtcompSub comp_sub, void *arg1, long arg2,
                       void *arg3) {
   if (!is_given(comp, "pmtcomp_addthread")) return -1;
   if (comp_sub == nullptr) {
-    elog_log(0, "pmtcomp_addthread: comp_sub must be given.\n");
-    return -1;
+    return fail("pmtcomp_addthread", "comp_sub must be given");
   }
   PmtcompThread *const thread = new_thread(comp_sub, arg1, arg2, arg3);
   if (thread == nullptr) {
-    elog_log(1, "pmtcomp_addthread: malloc(PmtcompThead,%ld) error.\n",
-             static_cast<long>(ksutil::kCompThreadBytes));
-    return -1;
+    return fail_errno("pmtcomp_addthread", "malloc(PmtcompThead,%ld) error",
+                      static_cast<long>(ksutil::kCompThreadBytes));
   }
   PthreadLock lock(comp->mutex);
   if (comp->destroying != 0) {
@@ -129,7 +129,7 @@ int pmtcomp_addthread(Pmtcomp *comp, PmtcompSub comp_sub, void *arg1, long arg2,
    * than its caller has asked for would give wrong results without a word. */
   thread->index = settbl(comp->threads, -1, thread);
   if (thread->index < 0) {
-    elog_log(0, "pmtcomp_addthread: settbl(threads) error.\n");
+    fail("pmtcomp_addthread", "settbl(threads) error");
     std::free(thread);
     lock.release();
     return -1;
@@ -139,7 +139,7 @@ int pmtcomp_addthread(Pmtcomp *comp, PmtcompSub comp_sub, void *arg1, long arg2,
   pthread_cond_init(&thread->finish_cond, nullptr);
   errno = pthread_create(&thread->thread, nullptr, ksutil::run_comp_thread, thread);
   if (errno != 0) {
-    elog_log(1, "pmtcomp_addthread: pthread_create() error.\n");
+    fail_errno("pmtcomp_addthread", "pthread_create() error");
     lock.release();
     return -1;
   }
@@ -168,13 +168,13 @@ long pmtcomp_processthreads(Pmtcomp *comp) {
     return 0;
   }
   const long count = counttbl(comp->threads);
-  for (long i = 0; i < count; i++) {
+  for (long i = 0; i < count; ++i) {
     start_step(*static_cast<PmtcompThread *>(gettbl(comp->threads, i)));
   }
   long succeeded = 0;
-  for (long i = 0; i < count; i++) {
+  for (long i = 0; i < count; ++i) {
     if (await_step(*static_cast<PmtcompThread *>(gettbl(comp->threads, i)))) {
-      succeeded++;
+      ++succeeded;
     }
   }
   return succeeded;
@@ -210,7 +210,7 @@ int pmtcomp_destroy(Pmtcomp *comp) {
   if (comp == nullptr) return 0;
   comp->destroying = 1;
   PthreadLock lock(comp->mutex);
-  for (long i = 0; i < counttbl(comp->threads); i++) {
+  for (long i = 0; i < counttbl(comp->threads); ++i) {
     auto *const thread = static_cast<PmtcompThread *>(gettbl(comp->threads, i));
     {
       const PthreadLock start(thread->mutex);

@@ -9,8 +9,10 @@
 #include "pipeline/internal/pmtfifo_registry.h"
 #include "pipeline/internal/pthread_lock.h"
 #include "platform/clock/clock.h"
-#include "platform/elog/elog.h"
+#include "platform/elog/failure.h"
 
+using ksutil::fail;
+using ksutil::fail_memory;
 using ksutil::FifoItems;
 using ksutil::PthreadLock;
 
@@ -19,7 +21,7 @@ namespace {
 /* Whether a registered fifo has been destroyed; then registers it in a function's name. */
 bool is_gone(const pmtfifo *fifo, const char *function) {
   if (fifo->registered == 0 || ksutil::is_registered_fifo(fifo)) return false;
-  elog_log(0, "%s: mtfifo no longer exists.\n", function);
+  fail(function, "mtfifo no longer exists");
   return true;
 }
 
@@ -72,9 +74,9 @@ bool wait_for_room(pmtfifo *fifo) {
   };
   while (fifo->maxsize > 0 && !has_room()) {
     if (!wait_awake(fifo, has_much_room, has_room)) {
-      fifo->waiting_pushers++;
+      ++fifo->waiting_pushers;
       pthread_cond_wait(&fifo->space, &fifo->mutex);
-      fifo->waiting_pushers--;
+      --fifo->waiting_pushers;
     }
     if (fifo->flushed.load(std::memory_order_acquire) != 0) {
       fifo->flushed = 0;
@@ -91,7 +93,7 @@ int insert(pmtfifo *fifo, void *data, bool (FifoItems::*add)(void *),
   PthreadLock lock(fifo->mutex);
   if (!wait_for_room(fifo)) return 0;
   if (!(fifo->items.*add)(data)) {
-    elog_log(1, "pmtfifo_push: malloc() error.\n");
+    fail_memory("pmtfifo_push");
     if (keep_locked_on_failure) lock.release();
     return -1;
   }
@@ -114,14 +116,14 @@ enum class Wait { kAgain, kReleased, kTimedOut };
  * `began` has run out. */
 bool sleep_for_data(pmtfifo *fifo, double began) {
   int result = 0;
-  fifo->waiting_readers++;
+  ++fifo->waiting_readers;
   if (fifo->block == 2) {
     const timespec deadline = ksutil::fifo_deadline(began, fifo->timeout);
     result = pthread_cond_timedwait(&fifo->data, &fifo->mutex, &deadline);
   } else {
     pthread_cond_wait(&fifo->data, &fifo->mutex);
   }
-  fifo->waiting_readers--;
+  --fifo->waiting_readers;
   return result == ETIMEDOUT;
 }
 
@@ -163,7 +165,7 @@ timespec ksutil::fifo_deadline(double now, double timeout) {
       static_cast<long>(1e9 * (deadline - static_cast<double>(time.tv_sec)) + 0.5);
   if (time.tv_nsec >= 1000000000L) {
     time.tv_nsec -= 1000000000L;
-    time.tv_sec++;
+    ++time.tv_sec;
   }
   return time;
 }
@@ -171,23 +173,22 @@ timespec ksutil::fifo_deadline(double now, double timeout) {
 pmtfifo *pmtfifo_create(int maxsize, int block, int reg) {
   pmtfifo *const fifo = ksutil::new_fifo_record(maxsize, reg);
   if (fifo == nullptr) {
-    elog_log(1, "pmtfifo_create: malloc() error.\n");
-    return nullptr;
+    return fail_memory("pmtfifo_create");
   }
   fifo->block = block;
   const ksutil::Registry registry = ksutil::open_fifo_registry();
   if (registry == ksutil::Registry::kJustFailed) {
     /* The record stays allocated; what follows the process's first failure is unsure. */
-    elog_log(0, "pmtfifo_create: newarr() error.\n");
+    fail("pmtfifo_create", "newarr() error");
     return nullptr;
   }
   if (registry == ksutil::Registry::kAbsent && reg != 0) {
-    elog_log(0, "pmtfifo_create: newarr() error.\n");
+    fail("pmtfifo_create", "newarr() error");
     ksutil::retire_fifo_record(fifo);
     return nullptr;
   }
   if (reg != 0 && !ksutil::register_fifo(fifo)) {
-    elog_log(0, "pmtfifo_create: setarr() error.\n");
+    fail("pmtfifo_create", "setarr() error");
     ksutil::retire_fifo_record(fifo);
     return nullptr;
   }

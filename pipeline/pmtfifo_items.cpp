@@ -11,7 +11,7 @@ FifoItems::Chunk *FifoItems::obtain() {
   if (spare_ != nullptr) return std::exchange(spare_, nullptr);
   auto *const chunk =
       static_cast<Chunk *>(ks_malloc(sizeof(Chunk) + kSlots * sizeof(void *)));
-  if (chunk != nullptr) chunks_++;
+  if (chunk != nullptr) ++chunks_;
   return chunk;
 }
 
@@ -21,7 +21,7 @@ void FifoItems::give_back(Chunk *chunk) {
     return;
   }
   std::free(chunk);
-  chunks_--;
+  --chunks_;
 }
 
 bool FifoItems::add_newest_chunk() {

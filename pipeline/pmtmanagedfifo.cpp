@@ -5,17 +5,19 @@
 #include <new>
 
 #include "pipeline/internal/pmtmanagedfifo_record.h"
-#include "platform/elog/elog.h"
+#include "platform/elog/failure.h"
 
 using ksutil::ArrPtr;
 using ksutil::Entry;
+using ksutil::fail;
+using ksutil::fail_memory;
 using ksutil::MallocPtr;
 using ksutil::TblPtr;
 
 namespace {
 
 void log_name_in_use(const char *name) {
-  elog_log(0, "pmtmanagedfifo_create: name '%s' already in use.\n", name);
+  fail("pmtmanagedfifo_create", "name '%s' already in use", name);
 }
 
 /* Stores under a new key; false when memory is short. */
@@ -28,7 +30,7 @@ bool add_to(Arr *arr, const char *key, void *value) {
 void display_names(const char *prefix, const char *fifo_name, const char *heading,
                    Tbl *names) {
   elog_notify(0, "%s%12s %s:\n", prefix, fifo_name, heading);
-  for (long i = 0; i < counttbl(names); i++) {
+  for (long i = 0; i < counttbl(names); ++i) {
     elog_notify(0, "%s             %12s\n", prefix,
                 static_cast<const char *>(gettbl(names, i)));
   }
@@ -53,8 +55,7 @@ int display_one(const char *prefix, pmtmanagedfifo *fifo) {
     }
   }
   if (!complete) {
-    elog_log(0, "pmtmanagedfifo_display: keysarr() error.\n");
-    return -1;
+    return fail("pmtmanagedfifo_display", "keysarr() error");
   }
   display_names(prefix, fifo->name, "Consumers", consumers.get());
   if (has_producers) display_names(prefix, fifo->name, "Producers", producers.get());
@@ -65,8 +66,7 @@ int display_one(const char *prefix, pmtmanagedfifo *fifo) {
 
 pmtmanagedfifo *pmtmanagedfifo_create(const char *name) {
   if (name == nullptr) {
-    elog_log(0, "pmtmanagedfifo_create: name must be given.\n");
-    return nullptr;
+    return fail("pmtmanagedfifo_create", "name must be given");
   }
   if (pmtmanagedfifo_get(name) != nullptr) {
     log_name_in_use(name);
@@ -74,26 +74,23 @@ pmtmanagedfifo *pmtmanagedfifo_create(const char *name) {
   }
   std::unique_ptr<pmtmanagedfifo> fifo(new (std::nothrow) pmtmanagedfifo);
   if (fifo == nullptr) {
-    elog_log(1, "pmtmanagedfifo_create: malloc() error.\n");
-    return nullptr;
+    return fail_memory("pmtmanagedfifo_create");
   }
   std::snprintf(fifo->name, sizeof fifo->name, "%s", name);
   fifo->consumers.reset(newtbl(0));
   if (fifo->consumers == nullptr) {
-    elog_log(0, "pmtmanagedfifo_create: newtbl() error.\n");
-    return nullptr;
+    return fail("pmtmanagedfifo_create", "newtbl() error");
   }
   fifo->consumer_map.reset(newarr(nullptr));
   if (fifo->consumer_map == nullptr) {
-    elog_log(0, "pmtmanagedfifo_create: newarr() error.\n");
-    return nullptr;
+    return fail("pmtmanagedfifo_create", "newarr() error");
   }
   switch (ksutil::register_managed_fifo(fifo.get())) {
     case Entry::kTaken:
       log_name_in_use(name);
       return nullptr;
     case Entry::kNoMemory:
-      elog_log(0, "pmtmanagedfifo_create: setarr() error.\n");
+      fail("pmtmanagedfifo_create", "setarr() error");
       return nullptr;
     case Entry::kEntered:
       break;
@@ -104,37 +101,30 @@ pmtmanagedfifo *pmtmanagedfifo_create(const char *name) {
 pmtfifo *pmtmanagedfifo_set_consumer(pmtmanagedfifo *fifo, const char *name,
                                      int maxsize, int block) {
   if (fifo == nullptr || name == nullptr) {
-    elog_log(0, "pmtmanagedfifo_set_consumer: fifo and name must be given.\n");
-    return nullptr;
+    return fail("pmtmanagedfifo_set_consumer", "fifo and name must be given");
   }
   const std::lock_guard state(fifo->state_mutex);
   if (fifo->consumer_map == nullptr) {
-    elog_log(0, "pmtmanagedfifo_set_consumer: fifo '%s' no longer exists.\n",
-             fifo->name);
-    return nullptr;
+    return fail("pmtmanagedfifo_set_consumer", "fifo '%s' no longer exists",
+                fifo->name);
   }
   if (containsarr(fifo->consumer_map.get(), name) != 0) {
-    elog_log(0,
-             "pmtmanagedfifo_set_consumer: consumer name '%s' already in use in fifo "
-             "'%s'.\n",
-             name, fifo->name);
-    return nullptr;
+    return fail("pmtmanagedfifo_set_consumer",
+                "consumer name '%s' already in use in fifo '%s'", name, fifo->name);
   }
   pmtfifo *const consumer = pmtfifo_create(maxsize, block, 0);
   if (consumer == nullptr) {
-    elog_log(0,
-             "pmtmanagedfifo_set_consumer: pmtfifo_create() error for consumer name "
-             "'%s' fifo '%s'.\n",
-             name, fifo->name);
-    return nullptr;
+    return fail("pmtmanagedfifo_set_consumer",
+                "pmtfifo_create() error for consumer name '%s' fifo '%s'", name,
+                fifo->name);
   }
   if (!add_to(fifo->consumer_map.get(), name, consumer)) {
-    elog_log(0, "pmtmanagedfifo_set_consumer: setarr() error.\n");
+    fail("pmtmanagedfifo_set_consumer", "setarr() error");
     pmtfifo_destroy(consumer, nullptr);
     return nullptr;
   }
   if (settbl(fifo->consumers.get(), -1, consumer) < 0) {
-    elog_log(0, "pmtmanagedfifo_set_consumer: settbl() error.\n");
+    fail("pmtmanagedfifo_set_consumer", "settbl() error");
     delarr(fifo->consumer_map.get(), name);
     pmtfifo_destroy(consumer, nullptr);
     return nullptr;
@@ -150,41 +140,34 @@ pmtfifo *pmtmanagedfifo_get_consumer(pmtmanagedfifo *fifo, const char *name) {
 
 int pmtmanagedfifo_set_producer(pmtmanagedfifo *fifo, const char *name) {
   if (fifo == nullptr || name == nullptr) {
-    elog_log(0, "pmtmanagedfifo_set_producer: fifo and name must be given.\n");
-    return -1;
+    return fail("pmtmanagedfifo_set_producer", "fifo and name must be given");
   }
   const std::lock_guard state(fifo->state_mutex);
   const std::lock_guard lock(fifo->producers_mutex);
   if (fifo->producers == nullptr) fifo->producers.reset(newarr(nullptr));
   if (fifo->producers == nullptr) {
-    elog_log(0, "pmtmanagedfifo_set_producer: newarr() error.\n");
-    return -1;
+    return fail("pmtmanagedfifo_set_producer", "newarr() error");
   }
   if (containsarr(fifo->producers.get(), name) != 0) {
-    elog_log(0,
-             "pmtmanagedfifo_set_producer: producer name '%s' already in use in fifo "
-             "'%s'.\n",
-             name, fifo->name);
-    return -1;
+    return fail("pmtmanagedfifo_set_producer",
+                "producer name '%s' already in use in fifo '%s'", name, fifo->name);
   }
   MallocPtr<char> copy(ks_strdup(name));
   if (copy == nullptr) {
-    elog_log(1, "pmtmanagedfifo_set_producer: malloc() error.\n");
-    return -1;
+    return fail_memory("pmtmanagedfifo_set_producer");
   }
   if (!add_to(fifo->producers.get(), name, copy.get())) {
-    elog_log(0, "pmtmanagedfifo_set_producer: setarr() error.\n");
-    return -1;
+    return fail("pmtmanagedfifo_set_producer", "setarr() error");
   }
   copy.release();
-  fifo->live_producers++;
+  ++fifo->live_producers;
   return 0;
 }
 
 int pmtmanagedfifo_destroy(pmtmanagedfifo *fifo) {
   if (fifo == nullptr) return 0;
   const std::lock_guard state(fifo->state_mutex);
-  for (long i = 0; i < counttbl(fifo->consumers.get()); i++) {
+  for (long i = 0; i < counttbl(fifo->consumers.get()); ++i) {
     auto *const consumer = static_cast<pmtfifo *>(gettbl(fifo->consumers.get(), i));
     pmtfifo_destroy(consumer, ksutil::drop_managed_item);
   }
@@ -200,10 +183,9 @@ int pmtmanagedfifo_display(const char *prefix, pmtmanagedfifo *fifo) {
   if (prefix == nullptr) prefix = "";
   if (fifo != nullptr) return display_one(prefix, fifo);
   if (names == nullptr) {
-    elog_log(0, "pmtmanagedfifo_display: keysarr() error.\n");
-    return -1;
+    return fail("pmtmanagedfifo_display", "keysarr() error");
   }
-  for (long i = 0; i < counttbl(names.get()); i++) {
+  for (long i = 0; i < counttbl(names.get()); ++i) {
     const auto *const name = static_cast<const char *>(gettbl(names.get(), i));
     if (display_one(prefix, pmtmanagedfifo_get(name)) < 0) return -1;
   }

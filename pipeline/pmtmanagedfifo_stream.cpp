@@ -6,9 +6,12 @@
 
 #include "pipeline/internal/pmtfifo_record.h"
 #include "pipeline/internal/pmtmanagedfifo_record.h"
-#include "platform/elog/elog.h"
+#include "platform/elog/failure.h"
 
 static_assert(sizeof(PmtmanagedfifoData) == 32, "the size is part of a message");
+
+using ksutil::fail;
+using ksutil::fail_errno;
 
 namespace {
 
@@ -24,7 +27,7 @@ pmtfifo *consumer_at(pmtmanagedfifo *fifo, long i) {
  * push that follows, and one that is added meanwhile is empty: so no push blocks while the
  * state mutex is held. */
 void wait_for_room(pmtmanagedfifo *fifo) {
-  for (long i = 0;; i++) {
+  for (long i = 0;; ++i) {
     pmtfifo *const consumer = consumer_at(fifo, i);
     if (consumer == nullptr) return;
     while (consumer->maxsize >= 1 &&
@@ -37,11 +40,11 @@ void wait_for_room(pmtmanagedfifo *fifo) {
 /* Pushes an item, or the end mark, to all consumers under the state mutex; false at the
  * first that fails, which leaves the item with the consumers before it. */
 bool push_to_all(pmtmanagedfifo *fifo, PmtmanagedfifoData *item) {
-  for (long i = 0; i < counttbl(fifo->consumers.get()); i++) {
-    if (item != nullptr) item->references++;
+  for (long i = 0; i < counttbl(fifo->consumers.get()); ++i) {
+    if (item != nullptr) ++item->references;
     auto *const consumer = static_cast<pmtfifo *>(gettbl(fifo->consumers.get(), i));
     if (pmtfifo_push(consumer, item) < 0) {
-      if (item != nullptr) item->references--;
+      if (item != nullptr) --item->references;
       return false;
     }
   }
@@ -55,7 +58,7 @@ bool end_producer(pmtmanagedfifo *fifo, const char *producer) {
   if (void *const live = getarr(producers, producer); live != nullptr) {
     setarr(producers, producer, nullptr);
     std::free(live);
-    fifo->live_producers--;
+    --fifo->live_producers;
   }
   return fifo->live_producers > 0;
 }
@@ -66,15 +69,13 @@ PmtmanagedfifoData *new_item(const pmtmanagedfifo *fifo, void *data,
   auto *const item =
       static_cast<PmtmanagedfifoData *>(ks_calloc(1, sizeof(PmtmanagedfifoData)));
   if (item == nullptr) {
-    elog_log(1,
-             "pmtmanagedfifo_push: malloc(PmtmanagedfifoData,%ld) error for fifo "
-             "'%s'.\n",
-             static_cast<long>(sizeof(PmtmanagedfifoData)), fifo->name);
-    return nullptr;
+    return fail_errno("pmtmanagedfifo_push",
+                      "malloc(PmtmanagedfifoData,%ld) error for fifo '%s'",
+                      static_cast<long>(sizeof(PmtmanagedfifoData)), fifo->name);
   }
   item->data = copy != 0 ? copyproc(data) : data;
   if (copy != 0 && item->data == nullptr) {
-    elog_log(0, "pmtmanagedfifo_push: copyproc() error for fifo '%s'.\n", fifo->name);
+    fail("pmtmanagedfifo_push", "copyproc() error for fifo '%s'", fifo->name);
     std::free(item);
     return nullptr;
   }
@@ -93,9 +94,8 @@ int pmtmanagedfifo_push(pmtmanagedfifo *fifo, void *data, PmtmanagedfifoCopy cop
                         int copy) {
   if (fifo == nullptr) return 0;
   if (copyproc == nullptr) {
-    elog_log(0, "pmtmanagedfifo_push: Must provide copyproc callback for fifo '%s'.\n",
-             fifo->name);
-    return -1;
+    return fail("pmtmanagedfifo_push", "Must provide copyproc callback for fifo '%s'",
+                fifo->name);
   }
   PmtmanagedfifoData *const item = new_item(fifo, data, copyproc, copy);
   if (item == nullptr) return -1;
@@ -104,8 +104,7 @@ int pmtmanagedfifo_push(pmtmanagedfifo *fifo, void *data, PmtmanagedfifoCopy cop
   const std::lock_guard state(fifo->state_mutex);
   item->sequence = fifo->sequence++;
   if (!push_to_all(fifo, item)) {
-    elog_log(0, "pmtmanagedfifo_push: pmtfifo_push() error for fifo '%s'.\n",
-             fifo->name);
+    fail("pmtmanagedfifo_push", "pmtfifo_push() error for fifo '%s'", fifo->name);
     /* Consumers that have it already will free it, with its data. */
     if (item->references == 0) std::free(item);
     return -1;
@@ -120,9 +119,8 @@ int pmtmanagedfifo_push_eof(pmtmanagedfifo *fifo, const char *producer) {
   wait_for_room(fifo);
   const std::lock_guard state(fifo->state_mutex);
   if (!push_to_all(fifo, nullptr)) {
-    elog_log(0, "pmtmanagedfifo_push: pmtfifo_push_eof() error for fifo '%s'.\n",
-             fifo->name);
-    return -1;
+    return fail("pmtmanagedfifo_push", "pmtfifo_push_eof() error for fifo '%s'",
+                fifo->name);
   }
   return 0;
 }
@@ -133,18 +131,15 @@ int pmtmanagedfifo_pop(pmtmanagedfifo *fifo, const char *consumer, void **data,
   if (fifo == nullptr) return 0;
   pmtfifo *const queue = pmtmanagedfifo_get_consumer(fifo, consumer);
   if (queue == nullptr) {
-    elog_log(0, "pmtmanagedfifo_pop: unknown consumer name '%s' in fifo '%s'.\n",
-             consumer == nullptr ? "" : consumer, fifo->name);
-    return -1;
+    return fail("pmtmanagedfifo_pop", "unknown consumer name '%s' in fifo '%s'",
+                consumer == nullptr ? "" : consumer, fifo->name);
   }
   void *popped = nullptr;
   const int result = pmtfifo_pop(queue, &popped);
   if (result < 0) {
-    elog_log(0,
-             "pmtmanagedfifo_pop: pmtfifo_pop() error for consumer name '%s' in fifo "
-             "'%s'.\n",
-             consumer, fifo->name);
-    return -1;
+    return fail("pmtmanagedfifo_pop",
+                "pmtfifo_pop() error for consumer name '%s' in fifo '%s'", consumer,
+                fifo->name);
   }
   if (result != 1) return result;
   if (popped == nullptr) return 4;

@@ -3,13 +3,11 @@
 #define KSUTIL_CONFIG_INTERNAL_KSPF_CONTENTS_H
 
 #include <atomic>
-#include <cerrno>
-#include <new>
 #include <string>
 
 #include "config/internal/pf_document.h"
 #include "config/kspf.h"
-#include "core/register.h"
+#include "platform/elog/failure.h"
 
 struct KSPf::Contents {
   std::atomic<long> owners{1};
@@ -18,25 +16,11 @@ struct KSPf::Contents {
 
 namespace ksutil {
 
-/* Runs one public function's body: no exception leaves it. */
-template <class Body>
-int kspf_guarded(const char *function, const Body &body) {
-  try {
-    return body();
-  } catch (const std::bad_alloc &) {
-    errno = ENOMEM;
-    ks_register_error(1, "KSPf::%s: malloc() error.\n", function);
-    return -1;
-  }
-}
-
-/* Reads a path; false with a message. */
-inline bool kspf_path(const char *function, const std::string &text, PfPath &path) {
+/* Reads a path; false with a message in the name of `who`. */
+inline bool kspf_path(const char *who, const std::string &text, PfPath &path) {
   std::string cause;
   if (parse_path(text, path, cause)) return true;
-  ks_register_error(0, "KSPf::%s: Faulty path '%s': %s.\n", function, text.c_str(),
-                    cause.c_str());
-  return false;
+  return fail(who, "Faulty path '%s': %s", text.c_str(), cause.c_str());
 }
 
 /* Epoch seconds of a date text or a number. */

@@ -10,9 +10,12 @@
 
 using ksutil::ArrPtr;
 using ksutil::at_boundary;
+using ksutil::fail;
+using ksutil::new_list;
 using ksutil::PfArray;
 using ksutil::PfPtr;
 using ksutil::PfTable;
+using ksutil::push_item;
 using ksutil::TblPtr;
 
 namespace {
@@ -26,17 +29,6 @@ Pf *find_entry(Pf *pf, const char *name) {
 char *text_of(Pf *pf) {
   std::string *text = pf == nullptr ? nullptr : pf->text();
   return text == nullptr ? nullptr : text->data();
-}
-
-TblPtr new_list(std::size_t hint) {
-  TblPtr list(newtbl(static_cast<long>(hint)));
-  if (list == nullptr) throw std::bad_alloc();
-  return list;
-}
-
-/* The platform's lists hold untyped pointers; the texts are read only by contract. */
-void push_text(Tbl *list, const char *text) {
-  if (pushtbl(list, const_cast<char *>(text)) < 0) throw std::bad_alloc();
 }
 
 }  // namespace
@@ -79,7 +71,7 @@ double pfget_double(Pf *pf, const char *name) {
   char *end = nullptr;
   const double number = fix_strtod(text, &end);
   if (end == text || !ksutil::trimmed(end).empty()) {
-    elog_log(0, "pfget_double: Cannot parse '%s' for %s.\n", text, name);
+    fail("pfget_double", "Cannot parse '%s' for %s", text, name);
     return 0.0;
   }
   return number;
@@ -92,7 +84,7 @@ int pfget_int(Pf *pf, const char *name) {
   if (!ksutil::parse_integer(text, number) ||
       number < std::numeric_limits<int>::min() ||
       number > std::numeric_limits<int>::max()) {
-    elog_log(0, "pfget_int: Cannot parse '%s' for %s.\n", text, name);
+    fail("pfget_int", "Cannot parse '%s' for %s", text, name);
     return 0;
   }
   return static_cast<int>(number);
@@ -104,7 +96,7 @@ Tbl *pfget_tbl(Pf *pf, const char *name) {
   if (table == nullptr) return nullptr;
   return at_boundary<Tbl *>("pfget_tbl", nullptr, [&] {
     TblPtr list = new_list(table->items().size());
-    for (const PfPtr &item : table->items()) push_text(list.get(), text_of(item.get()));
+    for (const PfPtr &item : table->items()) push_item(list.get(), text_of(item.get()));
     return list.release();
   });
 }
@@ -130,7 +122,7 @@ Tbl *pfkeys(Pf *pf) {
   return at_boundary<Tbl *>("pfkeys", nullptr, [&] {
     TblPtr list = new_list(array->sorted().size());
     for (const auto &entry : array->sorted())
-      push_text(list.get(), entry.first.c_str());
+      push_item(list.get(), entry.first.c_str());
     return list.release();
   });
 }
@@ -141,7 +133,7 @@ Tbl *pfkeys_in_order(Pf *pf) {
   return at_boundary<Tbl *>("pfkeys_in_order", nullptr, [&] {
     TblPtr list = new_list(array->written().size());
     for (const auto &entry : array->written()) {
-      push_text(list.get(), entry->first.c_str());
+      push_item(list.get(), entry->first.c_str());
     }
     return list.release();
   });

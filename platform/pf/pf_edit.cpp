@@ -6,6 +6,7 @@
 #include "platform/pf/shared/pf_tree.h"
 
 using ksutil::at_boundary;
+using ksutil::fail;
 using ksutil::PfArray;
 using ksutil::PfPtr;
 using ksutil::PfTable;
@@ -50,8 +51,7 @@ Pf *pfnew(void) {
 int pfput_string(Pf *pf, const char *name, const char *text) {
   PfArray *array = pf == nullptr ? nullptr : pf->array();
   if (array == nullptr || name == nullptr) {
-    elog_log(0, "pfput_string: An array and a name must be given.\n");
-    return -1;
+    return fail("pfput_string", "An array and a name must be given");
   }
   return at_boundary("pfput_string", -1, [&] {
     if (text == nullptr) {
@@ -65,16 +65,14 @@ int pfput_string(Pf *pf, const char *name, const char *text) {
 
 int pfmerge(Pf *into, Pf *from) {
   if (pf_kind(into) != PFARR || pf_kind(from) != PFARR) {
-    elog_log(0, "pfmerge: Both trees must be arrays.\n");
-    return -1;
+    return fail("pfmerge", "Both trees must be arrays");
   }
   return at_boundary("pfmerge", -1, [&] {
     /* Merged from a copy: `from` may be part of what it replaces. */
     const PfPtr copy = ksutil::copy_tree(*from, into->depth);
     if (copy == nullptr) {
-      elog_log(0, "pfmerge: The merged tree would be nested deeper than %d.\n",
-               static_cast<int>(kPfMaxDepth));
-      return -1;
+      return fail("pfmerge", "The merged tree would be nested deeper than %d",
+                  static_cast<int>(kPfMaxDepth));
     }
     merge_into(*into, *copy);
     return 0;

@@ -23,13 +23,11 @@ bool find_along(const char *function, const std::string &name,
     if (read_file(file.path, kPfMaxBytes, file.text)) {
       files.push_back(std::move(file));
     } else if (errno != ENOENT && errno != ENOTDIR) {
-      elog_log(1, "%s: Cannot read %s.\n", function, file.path.c_str());
-      return false;
+      return fail_errno(function, "Cannot read %s", file.path.c_str());
     }
   }
   if (files.empty()) {
-    elog_log(0, "%s: Cannot find %s in %s.\n", function, name.c_str(),
-             directories.c_str());
+    fail(function, "Cannot find %s in %s", name.c_str(), directories.c_str());
   }
   return !files.empty();
 }
@@ -39,8 +37,7 @@ bool find_along(const char *function, const std::string &name,
 bool read_pf_file(const char *function, const std::string &path, PfFile &file) {
   file.path = path;
   if (read_file(path, kPfMaxBytes, file.text)) return true;
-  elog_log(1, "%s: Cannot read %s.\n", function, path.c_str());
-  return false;
+  return fail_errno(function, "Cannot read %s", path.c_str());
 }
 
 bool find_pf_files(const char *function, const std::string &name,

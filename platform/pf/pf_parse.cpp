@@ -22,7 +22,7 @@ bool ends_here(std::string_view rest) {
 
 /* Cuts a comment, which begins with a "#" at the start or after a blank. */
 std::string_view without_comment(std::string_view text) {
-  for (std::size_t i = 0; (i = text.find('#', i)) != text.npos; i++) {
+  for (std::size_t i = 0; (i = text.find('#', i)) != text.npos; ++i) {
     if (i == 0 || kBlanks.find(text[i - 1]) != kBlanks.npos) {
       return trimmed(text.substr(0, i));
     }
@@ -50,7 +50,7 @@ char unescaped(char letter) {
 /* Takes a quoted text, whose opening quote stands first, off the front of `rest`. */
 std::string take_quoted(std::string_view &rest) {
   std::string text;
-  for (std::size_t i = 1; i < rest.size(); i++) {
+  for (std::size_t i = 1; i < rest.size(); ++i) {
     if (rest[i] == '"') {
       rest.remove_prefix(i + 1);
       return text;
@@ -96,7 +96,7 @@ class Parser {
 
   void take_line(std::string_view raw) {
     found_.raw = raw;
-    found_.number++;
+    ++found_.number;
     std::string_view line = raw;
     if (line.ends_with('\n')) line.remove_suffix(1);
     if (line.find('\0') != line.npos) throw SyntaxError{"The line holds a NUL byte"};

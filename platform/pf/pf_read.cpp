@@ -9,6 +9,7 @@
 #include "platform/pf/shared/pf_parse.h"
 
 using ksutil::at_boundary;
+using ksutil::fail;
 using ksutil::PfError;
 using ksutil::PfFile;
 using ksutil::PfPtr;
@@ -19,8 +20,7 @@ PfPtr compile_file(const PfFile &file) {
   PfError error;
   PfPtr tree = ksutil::parse_pf(file.text, error);
   if (tree == nullptr) {
-    elog_log(0, "pfread: %s:%ld: %s.\n", file.path.c_str(), error.line,
-             error.cause.c_str());
+    fail("pfread", "%s:%ld: %s", file.path.c_str(), error.line, error.cause.c_str());
   }
   return tree;
 }
@@ -47,15 +47,13 @@ int pfcompile(const char *text, Pf **pf) {
   if (pf == nullptr) return -1;
   *pf = nullptr;
   if (text == nullptr) {
-    elog_log(0, "pfcompile: A text must be given.\n");
-    return -1;
+    return fail("pfcompile", "A text must be given");
   }
   return at_boundary("pfcompile", -1, [&] {
     PfError error;
     PfPtr tree = ksutil::parse_pf(text, error);
     if (tree == nullptr) {
-      elog_log(0, "pfcompile: line %ld: %s.\n", error.line, error.cause.c_str());
-      return -1;
+      return fail("pfcompile", "line %ld: %s", error.line, error.cause.c_str());
     }
     *pf = tree.release();
     return 0;
@@ -66,8 +64,7 @@ int pfread(const char *name, Pf **pf) {
   if (pf == nullptr) return -1;
   *pf = nullptr;
   if (name == nullptr || *name == '\0') {
-    elog_log(0, "pfread: A name must be given.\n");
-    return -1;
+    return fail("pfread", "A name must be given");
   }
   return at_boundary("pfread", -1, [&] {
     *pf = read_named(name).release();

@@ -8,11 +8,8 @@ namespace ksutil {
 Tbl *PfTable::view() {
   const std::lock_guard lock(view_mutex_);
   if (view_ == nullptr) {
-    TblPtr made(newtbl(static_cast<long>(items_.size())));
-    if (made == nullptr) throw std::bad_alloc();
-    for (const PfPtr &item : items_) {
-      if (pushtbl(made.get(), item.get()) < 0) throw std::bad_alloc();
-    }
+    TblPtr made = new_list(items_.size());
+    for (const PfPtr &item : items_) push_item(made.get(), item.get());
     view_ = std::move(made);
   }
   return view_.get();

@@ -411,7 +411,7 @@ TEST_F(Configure, KeepsTheEarlierEntryWhenMemoryIsShort) {
   std::vector<KS_ConfigureSpec> later = {
       {"int", "count", "8", offsetof(Settings, count), 0, nullptr},
       {"end", nullptr, nullptr, 0, 0, nullptr}};
-  for (long n = 1; n <= 2; n++) {
+  for (long n = 1; n <= 2; ++n) {
     ks_test_fail_alloc(n);
     EXPECT_EQ(add(later, other, 1), -1);
     EXPECT_THAT(messages(), StartsWith("KSConfigure::setConfigureSpecs: new "

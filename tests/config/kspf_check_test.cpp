@@ -149,7 +149,7 @@ TEST(KspfCheck, NamesTheFileThatAMergedValueCameFrom) {
 
 TEST(KspfCheck, ListsABoundedNumberOfViolations) {
   std::string text = "t &Tbl{\n";
-  for (int i = 0; i < 3000; i++) text += "x\n";
+  for (int i = 0; i < 3000; ++i) text += "x\n";
   const auto found = violations(
       file_of(text + "}\n"), constraint_of("keys &Arr{\nt &Arr{\nitems real\n}\n}\n"));
   EXPECT_EQ(found.size(), static_cast<std::size_t>(kKSPfMaxViolations));

@@ -54,7 +54,7 @@ struct Edit {
     /* To a random block, of which some value, or a new one, is the target. */
     for (;;) {
       std::vector<std::size_t> blocks;
-      for (std::size_t i = 0; i < block->inside.size(); i++) {
+      for (std::size_t i = 0; i < block->inside.size(); ++i) {
         if (block->inside[i].kind != Meant::kText) blocks.push_back(i);
       }
       if (blocks.empty() || random.pick(3) == 0) break;
@@ -136,10 +136,10 @@ void expect_untouched(const std::vector<std::string> &before,
   };
   std::size_t head = 0, tail = 0;
   const std::size_t shorter = std::min(before.size(), after.size());
-  while (head < shorter && same(before[head], after[head])) head++;
+  while (head < shorter && same(before[head], after[head])) ++head;
   while (tail < shorter - head &&
          same(before[before.size() - 1 - tail], after[after.size() - 1 - tail])) {
-    tail++;
+    ++tail;
   }
   const std::size_t changed = before.size() - head - tail;
   EXPECT_LE(changed, edit.count);
@@ -158,7 +158,7 @@ void expect_means(const std::string &text, const Meant &root) {
 }
 
 TEST(KspfEdit, ChangesItsValueAndNoOtherByte) {
-  for (unsigned seed = 0; seed < 1500 && !testing::Test::HasFailure(); seed++) {
+  for (unsigned seed = 0; seed < 1500 && !testing::Test::HasFailure(); ++seed) {
     RandomPf random(seed);
     const std::string before = random.text();
     KSPf pf = file_of(before);
@@ -183,10 +183,10 @@ TEST(KspfEdit, ChangesItsValueAndNoOtherByte) {
 
 /* Many edits of one object, whose look-ups must follow each of them. */
 TEST(KspfEdit, ManyInARowMeanWhatTheyShould) {
-  for (unsigned seed = 0; seed < 100 && !testing::Test::HasFailure(); seed++) {
+  for (unsigned seed = 0; seed < 100 && !testing::Test::HasFailure(); ++seed) {
     RandomPf random(seed);
     KSPf pf = file_of(random.text());
-    for (int n = 0; n < 20; n++) {
+    for (int n = 0; n < 20; ++n) {
       Edit edit(random);
       const int kind = edit.block->inside.empty() ? 1 : random.pick(3);
       const bool known =
@@ -204,7 +204,7 @@ TEST(KspfEdit, ManyInARowMeanWhatTheyShould) {
 }
 
 TEST(KspfEdit, FormatKeepsValuesAndCommentsAndSettles) {
-  for (unsigned seed = 0; seed < 300 && !testing::Test::HasFailure(); seed++) {
+  for (unsigned seed = 0; seed < 300 && !testing::Test::HasFailure(); ++seed) {
     const RandomPf random(seed);
     KSPf pf = file_of(random.text());
     ASSERT_EQ(pf.format(), 0);
@@ -212,7 +212,7 @@ TEST(KspfEdit, FormatKeepsValuesAndCommentsAndSettles) {
     expect_means(once, random.root);
     for (int n = 0;
          random.text().find("# remark " + std::to_string(n) + " ") != std::string::npos;
-         n++) {
+         ++n) {
       EXPECT_THAT(once, HasSubstr("# remark " + std::to_string(n) + " {}\""));
     }
     ASSERT_EQ(pf.format(), 0);
@@ -326,7 +326,7 @@ INSTANTIATE_TEST_SUITE_P(
 
 TEST(KspfEdit, BoundsNesting) {
   std::string path = "a";
-  for (int i = 0; i < kPfMaxDepth; i++) path += ".a";
+  for (int i = 0; i < kPfMaxDepth; ++i) path += ".a";
   KSPf pf;
   EXPECT_EQ(pf.set(path, "deep"), 0);
   EXPECT_NE(compiled(text_of(pf)), nullptr);

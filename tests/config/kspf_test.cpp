@@ -286,9 +286,9 @@ TEST_F(KspfFile, StaysWhenTheDiskIsFull) {
 TEST(KspfCopies, MayBeChangedByTheirOwnThreads) {
   const KSPf shared = file_of("a 0\nt &Tbl{\nx\n}\n");
   std::vector<std::thread> threads;
-  for (int n = 1; n <= 4; n++) {
+  for (int n = 1; n <= 4; ++n) {
     threads.emplace_back([copy = shared, n]() mutable {
-      for (int i = 0; i < 50; i++) {
+      for (int i = 0; i < 50; ++i) {
         const KSPf before = copy;
         EXPECT_EQ(copy.set("a", std::to_string(n)), 0);
         EXPECT_EQ(copy.insert("t[0]", "y"), 0);

@@ -94,7 +94,7 @@ class RandomPf {
 
   void fill(Meant &block, int depth) {
     remarks();
-    for (int n = pick(depth == 0 ? 7 : 4); n > 0; n--) {
+    for (int n = pick(depth == 0 ? 7 : 4); n > 0; --n) {
       Meant value;
       std::string head = blanks();
       if (block.kind == Meant::kArray) {

@@ -14,7 +14,7 @@ TEST(Array, BehavesLikeAMapWithADefaultForMissingKeys) {
   std::mt19937 random(2);
   Array<long, std::string> array;
   std::map<long, std::string> model;
-  for (int step = 0; step < 20000; step++) {
+  for (int step = 0; step < 20000; ++step) {
     const long key = static_cast<long>(random() % 50);
     const auto known = model.find(key);
     const std::string expected = known == model.end() ? "" : known->second;
@@ -33,7 +33,7 @@ TEST(Array, BehavesLikeAMapWithADefaultForMissingKeys) {
 
 TEST(Array, ListsKeysAndValuesInOneOrder) {
   Array<std::string, int> array;
-  for (int i = 0; i < 100; i++) array.set("key" + std::to_string(i), i);
+  for (int i = 0; i < 100; ++i) array.set("key" + std::to_string(i), i);
   const Table<std::string> keys = array.keys();
   const Table<int> vals = array.vals();
   ASSERT_EQ(keys.size(), 100);
@@ -50,7 +50,7 @@ TEST(Array, ListsKeysAndValuesInOneOrder) {
       },
       &walk);
   EXPECT_EQ(walk.at, 100);
-  for (long i = 0; i < 100; i++) EXPECT_EQ(array.get(keys.get(i)), vals.get(i));
+  for (long i = 0; i < 100; ++i) EXPECT_EQ(array.get(keys.get(i)), vals.get(i));
 }
 
 TEST(Array, CopiesAreIndependentAndFailedLookUpsInsertNothing) {

@@ -98,7 +98,7 @@ TEST_F(ParseParam, GivesBlocksByReferenceAndByCopy) {
 
 TEST_F(ParseParam, MissingOnesMatterOnlyWhenRequired) {
   errno = ENOENT;  // of an earlier call: no cause of what follows
-  for (int type = P_SHORT; type <= P_STRCPY; type++) {
+  for (int type = P_SHORT; type <= P_STRCPY; ++type) {
     const bool table = type >= P_TBL && type <= P_TBLPF;
     const bool array = type >= P_ARR && type <= P_ARRPF;
     const char *const noun = table ? "table" : array ? "array" : "parameter";

@@ -41,7 +41,7 @@ TEST(WordList, ThreadsSplitIndependently) {
   std::vector<std::thread> threads;
   for (const char *text : {"a b c", "d e f"}) {
     threads.emplace_back([text] {
-      for (int i = 0; i < 2000; i++) {
+      for (int i = 0; i < 2000; ++i) {
         const std::vector<std::string> words = split(text);
         ASSERT_EQ(words[0] + " " + words[1] + " " + words[2], text);
       }

@@ -23,7 +23,7 @@ TEST(Table, BehavesLikeAVectorWithADefaultOutsideIt) {
   };
   Table<int> table(kDefault);
   std::vector<int> model;
-  for (int step = 0; step < 20000; step++) {
+  for (int step = 0; step < 20000; ++step) {
     const long size = static_cast<long>(model.size());
     const long i = pick(-3, static_cast<int>(size) + 3);
     const bool inside = i >= 0 && i < size;

@@ -73,7 +73,7 @@ TEST(Pmtcomp, WorkersKeepTheirThreadsAndHearWhenTheStepBegan) {
   const std::vector<Call> first = calls;
   pmtcomp_processthreads(comp.get());
   EXPECT_NE(calls[0].thread, calls[1].thread);
-  for (std::size_t i = 0; i < 2; i++) {
+  for (std::size_t i = 0; i < 2; ++i) {
     EXPECT_EQ(calls[i].thread, first[i].thread);
     EXPECT_NE(calls[i].thread, std::this_thread::get_id());
     EXPECT_EQ(calls[i].index, static_cast<long>(i));
@@ -90,7 +90,7 @@ TEST(Pmtcomp, WorkersRunAtTheSameTime) {
     static_cast<std::barrier<> *>(arg1)->arrive_and_wait();
     return 0;
   };
-  for (int i = 0; i < 3; i++) {
+  for (int i = 0; i < 3; ++i) {
     pmtcomp_addthread(comp.get(), meet, &meeting, 0, nullptr);
   }
   EXPECT_EQ(pmtcomp_processthreads(comp.get()), 3);
@@ -117,15 +117,15 @@ TEST(Pmtcomp, EveryStepSeesTheWholeOfTheStepBefore) {
   Ring ring{{1, 2, 3, 4}, std::vector<std::uint64_t>(kWorkers)};
   std::vector<std::uint64_t> model = ring.now;
   const CompHandle comp(pmtcomp_create());
-  for (std::size_t i = 0; i < kWorkers; i++) {
+  for (std::size_t i = 0; i < kWorkers; ++i) {
     pmtcomp_addthread(comp.get(), add_neighbour, &ring, 1, nullptr);
   }
-  for (long step = 1; step <= 10000; step++) {
+  for (long step = 1; step <= 10000; ++step) {
     pmtcomp_setthread(comp.get(), step % 4, nullptr, &ring, step, nullptr);
     ASSERT_EQ(pmtcomp_processthreads(comp.get()), 4);
     std::swap(ring.now, ring.next);
     const std::vector<std::uint64_t> old = model;
-    for (std::size_t i = 0; i < kWorkers; i++) {
+    for (std::size_t i = 0; i < kWorkers; ++i) {
       model[i] = old[i] * 3 + old[(i + 1) % kWorkers];
     }
     ASSERT_EQ(ring.now, model) << "step " << step;
@@ -155,7 +155,7 @@ TEST(PmtcompSetthread, ReplacesWhatItsRulesAllow) {
 TEST(PmtcompDeletethread, MovesLaterThreadsDown) {
   std::vector<Call> calls(4);
   const CompHandle comp(pmtcomp_create());
-  for (std::size_t i = 0; i < calls.size(); i++) {
+  for (std::size_t i = 0; i < calls.size(); ++i) {
     pmtcomp_addthread(comp.get(), note<1>, nullptr, static_cast<long>(i) + 1,
                       &calls[i]);
   }
@@ -193,9 +193,9 @@ TEST(PmtcompDeletethread, RefusesIndexesOutOfRange) {
 }
 
 TEST(PmtcompDestroy, EndsWorkersThatNeverRanAndThoseThatJustDid) {
-  for (int round = 0; round < 100; round++) {
+  for (int round = 0; round < 100; ++round) {
     CompHandle comp(pmtcomp_create());
-    for (int i = 0; i < 3; i++) {
+    for (int i = 0; i < 3; ++i) {
       pmtcomp_addthread(comp.get(), give_arg2, nullptr, 0, nullptr);
     }
     const bool step = round % 2 == 0;

@@ -88,7 +88,7 @@ TEST(PmtfifoFlush, DoesNotWaitForTheFifosOwnLock) {
 TEST(PmtfifoDestroy, HandsEachItemToTheFreeFunctionOnce) {
   for (const int reg : {0, 1}) {
     pmtfifo *const fifo = pmtfifo_create(0, 1, reg);
-    for (long i = 1; i <= 3; i++) pmtfifo_push(fifo, item(i));
+    for (long i = 1; i <= 3; ++i) pmtfifo_push(fifo, item(i));
     void *data = nullptr;
     pmtfifo_pop(fifo, &data);
     g_freed.clear();
@@ -114,9 +114,9 @@ TEST(PmtfifoOrder, IsThatOfAListThroughBurstsAndUnpops) {
   const FifoHandle fifo = new_fifo(0, 0);
   std::deque<long> model;
   long next = 1;
-  for (int burst = 0; burst < 40; burst++) {
+  for (int burst = 0; burst < 40; ++burst) {
     const bool growing = burst % 2 == 0;
-    for (auto n = random() % 3000; n > 0; n--) {
+    for (auto n = random() % 3000; n > 0; --n) {
       const auto choice = random() % 10;
       if (choice == 0) {
         model.push_front(next);

@@ -35,16 +35,16 @@ TEST_P(PmtfifoStress, EveryItemArrivesOnceAndInItsProducersOrder) {
     });
   }
   std::vector<std::thread> producers;
-  for (long p = 0; p < kProducers; p++) {
+  for (long p = 0; p < kProducers; ++p) {
     producers.emplace_back([&fifo, p] {
-      for (long i = 1; i <= kItems; i++) {
+      for (long i = 1; i <= kItems; ++i) {
         EXPECT_EQ(pmtfifo_push(fifo.get(), item(p * kItems + i)), 0);
       }
     });
   }
-  for (int i = 0; i < 50; i++) pmtfifo_release_block(fifo.get());
+  for (int i = 0; i < 50; ++i) pmtfifo_release_block(fifo.get());
   for (std::thread &producer : producers) producer.join();
-  for (int c = 0; c < kConsumers; c++) pmtfifo_push(fifo.get(), item(kEnd));
+  for (int c = 0; c < kConsumers; ++c) pmtfifo_push(fifo.get(), item(kEnd));
   for (std::thread &consumer : consumers) consumer.join();
 
   std::vector<int> seen(kProducers * kItems + 1, 0);
@@ -70,7 +70,7 @@ INSTANTIATE_TEST_SUITE_P(Modes, PmtfifoStress,
 
 TEST(PmtfifoFlushStress, FlushesBesideAWaitingPusher) {
   const FifoHandle fifo = new_fifo(1, 0);
-  for (int round = 0; round < 200; round++) {
+  for (int round = 0; round < 200; ++round) {
     pmtfifo_push(fifo.get(), item(1));
     std::future<int> pusher = push_async(fifo, 2);
     await_waiting(fifo, 0, 1);

@@ -104,7 +104,7 @@ TEST(ManagedFifoFailure, AtTheSecondConsumerLeavesTheItemToTheFirst) {
  * different messages on the way, without what errno adds. */
 std::vector<std::string> messages_until(const std::function<bool()> &make) {
   std::vector<std::string> messages;
-  for (long n = 1; n < 20; n++) {
+  for (long n = 1; n < 20; ++n) {
     elog_clear_register(0);
     ks_test_fail_alloc(n);
     const bool made = make();

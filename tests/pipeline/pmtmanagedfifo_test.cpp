@@ -15,10 +15,10 @@ namespace {
 
 TEST(ManagedFifo, EveryItemReachesEveryConsumerInOrder) {
   const ManagedHandle fifo = new_managed("order", {"left", "right"});
-  for (long i = 0; i < 3; i++) ASSERT_EQ(push_number(fifo.get(), 10 + i, i == 1), 0);
-  for (long i = 0; i < 3; i++) EXPECT_EQ(take(fifo.get(), "left"), Taken(1, 10 + i, i));
+  for (long i = 0; i < 3; ++i) ASSERT_EQ(push_number(fifo.get(), 10 + i, i == 1), 0);
+  for (long i = 0; i < 3; ++i) EXPECT_EQ(take(fifo.get(), "left"), Taken(1, 10 + i, i));
   EXPECT_EQ(take(fifo.get(), "left"), Taken(3, -1, -1));
-  for (long i = 0; i < 3; i++) {
+  for (long i = 0; i < 3; ++i) {
     EXPECT_EQ(take(fifo.get(), "right"), Taken(1, 10 + i, i));
   }
 }
@@ -107,7 +107,7 @@ TEST(ManagedFifo, ReaderModesAreThoseOfTheConsumersFifo) {
 
 TEST(ManagedFifo, UnreadItemsAreFreedOnceByDestroy) {
   ManagedHandle fifo = new_managed("unread", {"left", "right"});
-  for (long i = 0; i < 4; i++) ASSERT_EQ(push_number(fifo.get(), i, i == 2), 0);
+  for (long i = 0; i < 4; ++i) ASSERT_EQ(push_number(fifo.get(), i, i == 2), 0);
   pmtmanagedfifo_push_eof(fifo.get(), nullptr);
   EXPECT_EQ(take(fifo.get(), "left"), Taken(1, 0, 0));
   pmtmanagedfifo *const husk = fifo.get();
@@ -166,13 +166,13 @@ TEST(ManagedFifoStress, ManyProducersAndConsumersShareOneOrder) {
   };
   add_consumer("unlimited", 0);
   add_consumer("narrow", 2);
-  for (long p = 0; p < kProducers; p++) {
+  for (long p = 0; p < kProducers; ++p) {
     pmtmanagedfifo_set_producer(fifo.get(), std::to_string(p).c_str());
   }
   std::vector<std::thread> producers;
-  for (long p = 0; p < kProducers; p++) {
+  for (long p = 0; p < kProducers; ++p) {
     producers.emplace_back([&fifo, p] {
-      for (long i = 0; i < kItems; i++) {
+      for (long i = 0; i < kItems; ++i) {
         EXPECT_EQ(push_number(fifo.get(), p * kItems + i, i % 2 == 0), 0);
       }
       EXPECT_EQ(pmtmanagedfifo_push_eof(fifo.get(), std::to_string(p).c_str()), 0);
@@ -198,7 +198,7 @@ TEST(ManagedFifoStress, ManyProducersAndConsumersShareOneOrder) {
 }
 
 TEST(ManagedFifoStress, OneOfManyEndsSendsTheMark) {
-  for (int round = 0; round < 50; round++) {
+  for (int round = 0; round < 50; ++round) {
     const std::string name = "race " + std::to_string(round);
     const ManagedHandle fifo = new_managed(name.c_str(), {"only"});
     std::vector<std::thread> producers;

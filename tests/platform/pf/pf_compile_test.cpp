@@ -107,8 +107,8 @@ INSTANTIATE_TEST_SUITE_P(
 TEST(PfSyntax, BoundsNesting) {
   const auto nested = [](int depth) {
     std::string text;
-    for (int i = 0; i < depth; i++) text += "a &Arr{\n";
-    for (int i = 0; i < depth; i++) text += "}\n";
+    for (int i = 0; i < depth; ++i) text += "a &Arr{\n";
+    for (int i = 0; i < depth; ++i) text += "}\n";
     return text;
   };
   elog_clear_register(0);

@@ -29,7 +29,7 @@ inline std::string taken(char *text) {
 /* The texts of a new list, which is freed; a null item is "(null)". */
 inline std::vector<std::string> texts_of(Tbl *list) {
   std::vector<std::string> texts;
-  for (long i = 0; i < counttbl(list); i++) {
+  for (long i = 0; i < counttbl(list); ++i) {
     const void *item = gettbl(list, i);
     texts.emplace_back(item == nullptr ? "(null)" : static_cast<const char *>(item));
   }

@@ -20,7 +20,7 @@ class RandomTree {
 
   std::string entries(int depth) {
     std::string text;
-    for (int n = pick(5); n > 0; n--) text += quoted() + " " + value(depth) + "\n";
+    for (int n = pick(5); n > 0; --n) text += quoted() + " " + value(depth) + "\n";
     return text;
   }
 
@@ -32,7 +32,7 @@ class RandomTree {
         "a", " ", "#",     " #", "\\n",   "\\t",      "\\r", "\\\"", "\\\\",
         "{", "}", "&Tbl{", "&",  "\\\\n", "\xc3\xa9", "\v",  "x y",  "&Arr{}"};
     std::string text = "\"";
-    for (int n = pick(5); n > 0; n--) {
+    for (int n = pick(5); n > 0; --n) {
       text += kPieces[static_cast<std::size_t>(pick(static_cast<int>(kPieces.size())))];
     }
     return text + "\"";
@@ -43,7 +43,7 @@ class RandomTree {
     if (kind < 2) return quoted();
     if (kind == 2) return "&Arr{\n" + entries(depth + 1) + "}";
     std::string text = "&Tbl{\n";
-    for (int n = pick(4); n > 0; n--) text += value(depth + 1) + "\n";
+    for (int n = pick(4); n > 0; --n) text += value(depth + 1) + "\n";
     return text + "}";
   }
 
@@ -51,7 +51,7 @@ class RandomTree {
 };
 
 TEST(PfWrite, CompilesToAnEqualTreeInTheSameOrder) {
-  for (unsigned seed = 0; seed < 500; seed++) {
+  for (unsigned seed = 0; seed < 500; ++seed) {
     const PfHandle pf = compiled(RandomTree(seed).entries(0));
     ASSERT_NE(pf, nullptr);
     const std::string text = taken(pf2string(pf.get()));
@@ -100,12 +100,12 @@ TEST(PfMerge, TakesATreesOwnPart) {
 
 TEST(PfMerge, RefusesATreeThatGrowsTooDeep) {
   std::string text;
-  for (int i = 0; i < 40; i++) text += "a &Arr{\n";
+  for (int i = 0; i < 40; ++i) text += "a &Arr{\n";
   text += "end yes\n";
-  for (int i = 0; i < 40; i++) text += "}\n";
+  for (int i = 0; i < 40; ++i) text += "}\n";
   const PfHandle pf = compiled(text), other = compiled(text);
   void *inner = pf.get();
-  for (int i = 0; i < 40; i++) pfget(static_cast<Pf *>(inner), "a", &inner);
+  for (int i = 0; i < 40; ++i) pfget(static_cast<Pf *>(inner), "a", &inner);
   EXPECT_EQ(pfmerge(static_cast<Pf *>(inner), other.get()), -1);
   EXPECT_EQ(pfequal(pf.get(), other.get()), 1);
 }
@@ -148,7 +148,7 @@ TEST(PfLookUp, ReadsNumbersInTheCLocale) {
 TEST(PfLookUp, ManyThreadsReadOneTree) {
   const PfHandle pf = compiled("t &Tbl{\na\nb\n}\nm &Arr{\nk v\n}\n");
   std::vector<std::thread> readers;
-  for (int i = 0; i < 4; i++) {
+  for (int i = 0; i < 4; ++i) {
     readers.emplace_back([&pf] {
       void *table = nullptr;
       pfget(pf.get(), "t", &table);
