@@ -6,7 +6,6 @@
 #include <cstdlib>
 #include <new>
 
-#include "pipeline/internal/brief_wait.h"
 #include "pipeline/internal/pmtcomp_record.h"
 #include "pipeline/internal/pthread_lock.h"
 #include "platform/elog/failure.h"
@@ -75,7 +74,7 @@ void start_step(PmtcompThread &thread) {
 /* Waits for the end of a step; whether it succeeded. */
 bool await_step(PmtcompThread &thread) {
   const auto finished = [&thread] { return thread.finished != 0; };
-  ksutil::yield_until(finished, ksutil::kCompYields);
+  if (!thread.wait_for_finish.skip()) thread.wait_for_finish.until(finished);
   const PthreadLock lock(thread.mutex);
   while (thread.finished == 0) pthread_cond_wait(&thread.finish_cond, &thread.mutex);
   thread.start = 0;

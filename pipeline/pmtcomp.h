@@ -31,13 +31,18 @@ extern "C" {
  * memory is short. */
 KSUTIL_API Pmtcomp *pmtcomp_create(void);
 
-/* How many threads there are. */
+/* The number of workers. */
 KSUTIL_API long pmtcomp_nthreads(Pmtcomp *comp);
 
 /* Adds and starts a worker, which waits for the next step.  Its index is the number of
- * threads before.  0; -1 when comp_sub is null or memory is short.  When the list of
- * threads cannot grow or the thread cannot be started, -1, and the component stays locked:
- * every later call on it waits for ever. */
+ * workers added before it.
+ * 0; -1 when comp_sub is null, when memory is short, and when the thread cannot be started.
+ * After the last of these, and when memory is short for the list of threads, the component
+ * stays locked for good, because a step with fewer workers than were asked for would give
+ * wrong results: every later call on it, pmtcomp_destroy too, waits for ever.  A caller
+ * that gave a component and a function and gets -1 must therefore give the component up:
+ * call nothing on it any more, leave what its workers are bound to alone (they sleep, and
+ * go with the process), and create another component or end the process. */
 KSUTIL_API int pmtcomp_addthread(Pmtcomp *comp, PmtcompSub comp_sub, void *arg1,
                                  long arg2, void *arg3);
 

@@ -1,7 +1,6 @@
 /* The worker threads of a pmtcomp. */
 #include <cstdio>
 
-#include "pipeline/internal/brief_wait.h"
 #include "pipeline/internal/pmtcomp_record.h"
 #include "pipeline/internal/pthread_lock.h"
 #include "platform/clock/clock.h"
@@ -22,7 +21,7 @@ void say(int level, const char *format, Args... args) {
 /* Waits for the next step; false when the worker has to leave. */
 bool wait_for_start(PmtcompThread &self) {
   const auto asked = [&self] { return self.start != 0; };
-  ksutil::yield_until(asked, ksutil::kCompYields);
+  if (!self.wait_for_start.skip()) self.wait_for_start.until(asked);
   say(2, "pmtcomp_runthread: %lu: waiting for start lock\n");
   ksutil::PthreadLock lock(self.mutex);
   say(2, "pmtcomp_runthread: %lu: obtained start lock\n");

@@ -4,7 +4,6 @@
 #include <cerrno>
 #include <cmath>
 
-#include "pipeline/internal/brief_wait.h"
 #include "pipeline/internal/pmtfifo_record.h"
 #include "pipeline/internal/pmtfifo_registry.h"
 #include "pipeline/internal/pthread_lock.h"
@@ -52,13 +51,14 @@ void release_reader(pmtfifo *fifo) {
 }
 
 /* Unlocks the fifo for a moment in which `changed` may come, or even `plenty`, which spares
- * the next wait; whether it has.  That counts as a wake-up: what stood before the wait does
- * not end it. */
+ * the next wait.  Returns whether `changed` has come; this counts as a wake-up, so a mark
+ * that stood before the wait does not end it. */
 template <class Plenty, class Changed>
-bool wait_awake(pmtfifo *fifo, const Plenty &plenty, const Changed &changed) {
+bool wait_awake(pmtfifo *fifo, ksutil::BriefWait &wait, const Plenty &plenty,
+                const Changed &changed) {
+  if (wait.skip()) return changed();
   pthread_mutex_unlock(&fifo->mutex);
-  const bool seen = ksutil::spin_until(plenty, ksutil::kFifoLooks) ||
-                    ksutil::yield_until(changed, ksutil::kFifoYields);
+  const bool seen = wait.until(plenty);
   pthread_mutex_lock(&fifo->mutex);
   return seen || changed();
 }
@@ -73,7 +73,7 @@ bool wait_for_room(pmtfifo *fifo) {
     return fifo->count.load(std::memory_order_acquire) <= fifo->maxsize / 2;
   };
   while (fifo->maxsize > 0 && !has_room()) {
-    if (!wait_awake(fifo, has_much_room, has_room)) {
+    if (!wait_awake(fifo, fifo->wait_for_space, has_much_room, has_room)) {
       ++fifo->waiting_pushers;
       pthread_cond_wait(&fifo->space, &fifo->mutex);
       --fifo->waiting_pushers;
@@ -135,7 +135,8 @@ Wait wait_for_data(pmtfifo *fifo) {
     return fifo->count.load(std::memory_order_acquire) > 0 ||
            fifo->releases.load(std::memory_order_acquire) != before;
   };
-  if (!wait_awake(fifo, changed, changed) && sleep_for_data(fifo, began)) {
+  if (!wait_awake(fifo, fifo->wait_for_data, changed, changed) &&
+      sleep_for_data(fifo, began)) {
     /* An item that came in the same moment is taken, not left behind a time-out. */
     return fifo->items.empty() ? Wait::kTimedOut : Wait::kAgain;
   }

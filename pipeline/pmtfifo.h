@@ -1,7 +1,7 @@
 /* pmtfifo: a first-in-first-out queue of untyped pointers between threads.
  *
- * Ownership: the fifo owns its nodes and never the items.  An item belongs to whoever
- * popped it, or to the free function given to pmtfifo_flush or pmtfifo_destroy.
+ * Ownership: the fifo never owns the items.  An item belongs to the thread that popped it,
+ * or to the free function given to pmtfifo_flush or pmtfifo_destroy.
  * Threads: push, unpop, pop and release may run concurrently.  A flush must not overlap
  * a push or a pop, except pushes that already wait for room; and no thread may be inside
  * a call during pmtfifo_destroy.
@@ -34,10 +34,16 @@ KSUTIL_API pmtfifo *pmtfifo_create(int maxsize, int block, int reg);
 KSUTIL_API int pmtfifo_set_timeout(pmtfifo *fifo, double timeout);
 
 /* Appends an item, waiting for room when there is a limit; unpop puts it before all
- * others.  0; also 0, with the item not taken, when a flush ended the wait: the mark of a
- * flush outlives it until a pusher has had to wait.  -1 when memory is short (unpop then
- * leaves the fifo locked, and every later call on it waits for ever) or the fifo no longer
- * exists; the messages of both name pmtfifo_push. */
+ * others.
+ *    0  the item was taken; also 0, with the item not taken, when a flush ended the wait.
+ *       A flush that found no waiting pusher stays pending and ends the next wait.
+ *   -1  memory is short, or the fifo no longer exists.  The item stays the caller's.  The
+ *       messages of both functions name pmtfifo_push.
+ * After an unpop for which memory was short the fifo stays locked for good, so that no
+ * later item overtakes the one that could not go back: every later call on it but
+ * pmtfifo_flush waits for ever, and it must not be destroyed.  Give it up: create another
+ * fifo for its readers and pushers before they call again (flush the old one first to get
+ * at its items), or end the process.  A failed pmtfifo_push leaves the fifo in use. */
 KSUTIL_API int pmtfifo_push(pmtfifo *fifo, void *data);
 KSUTIL_API int pmtfifo_unpop(pmtfifo *fifo, void *data);
 
@@ -49,23 +55,24 @@ KSUTIL_API int pmtfifo_unpop(pmtfifo *fifo, void *data);
  * reader among several may wait longer than the time it was given. */
 KSUTIL_API int pmtfifo_pop(pmtfifo *fifo, void **data);
 
-/* How many items are held. */
+/* The number of items held; 0 for a null fifo. */
 KSUTIL_API int pmtfifo_data_available(pmtfifo *fifo);
 
-/* Sends one waiting reader away without data (its pop gives 0).  With no reader waiting
- * the release is kept for the next pop that has to wait, and forgotten by one that finds
- * data.  release_blocks also ends waiting for good: later pops return at once, and other
- * readers that still wait are not woken. */
+/* Sends one waiting reader away without data (its pop gives 0); 0.  If no reader waits,
+ * the release is kept for the next pop that has to wait, and a pop that finds data cancels
+ * it.  release_blocks also ends waiting for good: later pops return at once, but other
+ * readers that already wait are not woken.  To stop several readers, call release_block
+ * again and again until all have left, then release_blocks. */
 KSUTIL_API int pmtfifo_release_block(pmtfifo *fifo);
 KSUTIL_API int pmtfifo_release_blocks(pmtfifo *fifo);
 
 /* Drops all items, each through the free function when there is one, and sends one
- * waiting pusher away.  Held meanwhile is a lock that all registered fifos share: the
- * free function must not call a pmtfifo function. */
+ * waiting pusher away; 0.  The lock that all registered fifos share is held during the
+ * call: the free function must not call a pmtfifo function. */
 KSUTIL_API int pmtfifo_flush(pmtfifo *fifo, PmtfifoFree free_function);
 
-/* Drops all items in the same way, but under no lock and waking nobody, and frees the
- * fifo. */
+/* Drops all items in the same way, but without a lock and without waking a pusher, and
+ * frees the fifo; 0. */
 KSUTIL_API int pmtfifo_destroy(pmtfifo *fifo, PmtfifoFree free_function);
 
 }  // extern "C"

@@ -1,47 +1,65 @@
-/* What a thread does before it falls asleep. */
+/* brief_wait: looks again for some microseconds before a thread falls asleep.
+ *
+ * The other side of a hand-over is often about to act, and waking a sleeper costs more than
+ * its work.  Looking again pays only while the other side runs on another core.  Whether it
+ * does is learned from whether looking has paid before: on a busy machine, on one core and
+ * beside a slow partner threads soon go straight to sleep, as they do on a plain condition
+ * variable.
+ * A waiting thread never yields the processor: beside busy threads of any process a yield
+ * lasts until they have had their time slices, some milliseconds each. */
 #ifndef KSUTIL_PIPELINE_INTERNAL_BRIEF_WAIT_H
 #define KSUTIL_PIPELINE_INTERNAL_BRIEF_WAIT_H
 
-#include <sched.h>
+#include <algorithm>
+#include <atomic>
 
 namespace ksutil {
 
-/* Whether threads of this process can run at the same time, as it was at the first call.
- * On one processor looking again changes nothing until another thread has run. */
-bool runs_in_parallel();
+/* What the waits for one event have taught.  Zero bytes are a habit without experience.
+ * Threads may share one: a lost update costs a look too many or too few. */
+class BriefWait {
+ public:
+  /* Whether this wait should go straight to sleep; to be asked once for each wait.  After
+   * waits in vain the next 1, 3, 7 ... kMostSkipped waits should. */
+  bool skip() {
+    const int left = left_.load(std::memory_order_relaxed);
+    if (left > 0) left_.store(left - 1, std::memory_order_relaxed);
+    return left > 0;
+  }
 
-inline void pause_briefly() {
+  /* Looks at most kLooks times; whether `changed` came. */
+  template <class Changed>
+  bool until(const Changed &changed) {
+    for (int i = 0; i < kLooks; ++i) {
+      if (changed()) {
+        skipped_.store(0, std::memory_order_relaxed);
+        return true;
+      }
+      pause();
+    }
+    const int next =
+        std::min(2 * skipped_.load(std::memory_order_relaxed) + 1, kMostSkipped);
+    skipped_.store(next, std::memory_order_relaxed);
+    left_.store(next, std::memory_order_relaxed);
+    return false;
+  }
+
+ private:
+  static constexpr int kLooks = 128;
+  static constexpr int kMostSkipped = 127;
+
+  /* Lets the core rest for a moment, without giving it to another thread. */
+  static void pause() {
 #if defined(__x86_64__) || defined(__i386__)
-  __builtin_ia32_pause();
+    __builtin_ia32_pause();
 #elif defined(__aarch64__)
-  asm volatile("yield" ::: "memory");
+    asm volatile("yield" ::: "memory");
 #endif
-}
-
-/* The other side of a hand-over is often about to act, and waking a sleeper costs more
- * than its work.  Both functions tell whether `changed` came, and last some microseconds,
- * which a thread that always waits in vain does not feel. */
-
-/* Looks again without giving up the processor, where that can help at all. */
-template <class Changed>
-bool spin_until(const Changed &changed, int looks) {
-  if (!runs_in_parallel()) return false;
-  for (int i = 0; i < looks; i++) {
-    if (changed()) return true;
-    pause_briefly();
   }
-  return false;
-}
 
-/* Looks again after letting other threads run. */
-template <class Changed>
-bool yield_until(const Changed &changed, int yields) {
-  for (int i = 0; i < yields; i++) {
-    if (changed()) return true;
-    sched_yield();
-  }
-  return changed();
-}
+  std::atomic<int> skipped_;  // waits skipped after the last one in vain; 0: it was not
+  std::atomic<int> left_;     // of them, those still to come
+};
 
 }  // namespace ksutil
 #endif

@@ -7,6 +7,7 @@
 #include <atomic>
 #include <cstddef>
 
+#include "pipeline/internal/brief_wait.h"
 #include "pipeline/pmtcomp.h"
 #include "platform/stock/tbl.h"
 
@@ -33,14 +34,11 @@ struct PmtcompThread {
   void *arg1;
   long arg2;
   void *arg3;
+  ksutil::BriefWait wait_for_start;
+  ksutil::BriefWait wait_for_finish;
 };
 
 namespace ksutil {
-
-/* How often a worker that waits for a step, and the thread that waits for its end, let
- * others run before they fall asleep: some tens of microseconds.  They never spin, since
- * the processor may be the one that another worker needs. */
-inline constexpr int kCompYields = 64;
 
 /* What is allocated for the records, which messages tell. */
 inline constexpr std::size_t kCompBytes = 80;

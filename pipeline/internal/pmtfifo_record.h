@@ -7,13 +7,10 @@
 
 #include <atomic>
 
+#include "pipeline/internal/brief_wait.h"
 #include "pipeline/internal/pmtfifo_items.h"
 
 namespace ksutil {
-
-/* How often a thread looks again, and lets others run, before it falls asleep. */
-inline constexpr int kFifoLooks = 128;
-inline constexpr int kFifoYields = 16;
 
 /* When a wait of `timeout` seconds that begins at `now` (epoch seconds) ends: at once for
  * NaN, at the end of year 9999 at the latest. */
@@ -37,6 +34,8 @@ struct pmtfifo {
   int block;       // reader mode 0, 1 or 2
   double timeout;  // seconds, in mode 2
   ksutil::FifoItems items;
+  ksutil::BriefWait wait_for_space;
+  ksutil::BriefWait wait_for_data;
   int waiting_readers;    // threads asleep, or about to be: a signal that nobody can
   int waiting_pushers;    // receive is not sent
   pmtfifo *next_in_pool;  // guarded by the registry's mutex

@@ -52,13 +52,13 @@ int pf_kind(Pf *pf) { return pf == nullptr ? PFINVALID : pf->kind(); }
 Tbl *pf_tbl(Pf *pf) {
   PfTable *table = pf == nullptr ? nullptr : pf->table();
   if (table == nullptr) return nullptr;
-  return at_boundary<Tbl *>("pf_tbl", nullptr, [&] { return table->view(); });
+  return at_boundary("pf_tbl", [&] { return table->view(); });
 }
 
 Arr *pf_arr(Pf *pf) {
   PfArray *array = pf == nullptr ? nullptr : pf->array();
   if (array == nullptr) return nullptr;
-  return at_boundary<Arr *>("pf_arr", nullptr, [&] { return array->view(); });
+  return at_boundary("pf_arr", [&] { return array->view(); });
 }
 
 char *pf_text(Pf *pf) { return text_of(pf); }
@@ -94,7 +94,7 @@ Tbl *pfget_tbl(Pf *pf, const char *name) {
   Pf *const entry = find_entry(pf, name);
   const PfTable *table = entry == nullptr ? nullptr : entry->table();
   if (table == nullptr) return nullptr;
-  return at_boundary<Tbl *>("pfget_tbl", nullptr, [&] {
+  return at_boundary("pfget_tbl", [&] {
     TblPtr list = new_list(table->items().size());
     for (const PfPtr &item : table->items()) push_item(list.get(), text_of(item.get()));
     return list.release();
@@ -105,7 +105,7 @@ Arr *pfget_arr(Pf *pf, const char *name) {
   Pf *const entry = find_entry(pf, name);
   const PfArray *array = entry == nullptr ? nullptr : entry->array();
   if (array == nullptr) return nullptr;
-  return at_boundary<Arr *>("pfget_arr", nullptr, [&] {
+  return at_boundary("pfget_arr", [&] {
     ArrPtr map(newarr(nullptr));
     if (map == nullptr) throw std::bad_alloc();
     for (const auto &[key, value] : array->sorted()) {
@@ -119,7 +119,7 @@ Arr *pfget_arr(Pf *pf, const char *name) {
 Tbl *pfkeys(Pf *pf) {
   const PfArray *array = pf == nullptr ? nullptr : pf->array();
   if (array == nullptr) return nullptr;
-  return at_boundary<Tbl *>("pfkeys", nullptr, [&] {
+  return at_boundary("pfkeys", [&] {
     TblPtr list = new_list(array->sorted().size());
     for (const auto &entry : array->sorted())
       push_item(list.get(), entry.first.c_str());
@@ -130,7 +130,7 @@ Tbl *pfkeys(Pf *pf) {
 Tbl *pfkeys_in_order(Pf *pf) {
   const PfArray *array = pf == nullptr ? nullptr : pf->array();
   if (array == nullptr) return nullptr;
-  return at_boundary<Tbl *>("pfkeys_in_order", nullptr, [&] {
+  return at_boundary("pfkeys_in_order", [&] {
     TblPtr list = new_list(array->written().size());
     for (const auto &entry : array->written()) {
       push_item(list.get(), entry->first.c_str());
@@ -141,7 +141,7 @@ Tbl *pfkeys_in_order(Pf *pf) {
 
 char *pf2string(Pf *pf) {
   if (pf == nullptr) return nullptr;
-  return at_boundary<char *>("pf2string", nullptr, [&] {
+  return at_boundary("pf2string", [&] {
     char *const text = ks_strdup(ksutil::write_pf(*pf).c_str());
     if (text == nullptr) throw std::bad_alloc();
     return text;

@@ -45,7 +45,7 @@ bool equal(const Pf &a, const Pf &b) {
 }  // namespace
 
 Pf *pfnew(void) {
-  return at_boundary<Pf *>("pfnew", nullptr, [] { return new Pf(PFARR, 0); });
+  return at_boundary("pfnew", [] { return new Pf(PFARR, 0); });
 }
 
 int pfput_string(Pf *pf, const char *name, const char *text) {
@@ -53,7 +53,7 @@ int pfput_string(Pf *pf, const char *name, const char *text) {
   if (array == nullptr || name == nullptr) {
     return fail("pfput_string", "An array and a name must be given");
   }
-  return at_boundary("pfput_string", -1, [&] {
+  return at_boundary("pfput_string", [&] {
     if (text == nullptr) {
       array->remove(name);
     } else {
@@ -67,7 +67,7 @@ int pfmerge(Pf *into, Pf *from) {
   if (pf_kind(into) != PFARR || pf_kind(from) != PFARR) {
     return fail("pfmerge", "Both trees must be arrays");
   }
-  return at_boundary("pfmerge", -1, [&] {
+  return at_boundary("pfmerge", [&]() -> int {
     /* Merged from a copy: `from` may be part of what it replaces. */
     const PfPtr copy = ksutil::copy_tree(*from, into->depth);
     if (copy == nullptr) {

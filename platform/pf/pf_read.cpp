@@ -49,7 +49,7 @@ int pfcompile(const char *text, Pf **pf) {
   if (text == nullptr) {
     return fail("pfcompile", "A text must be given");
   }
-  return at_boundary("pfcompile", -1, [&] {
+  return at_boundary("pfcompile", [&]() -> int {
     PfError error;
     PfPtr tree = ksutil::parse_pf(text, error);
     if (tree == nullptr) {
@@ -66,7 +66,7 @@ int pfread(const char *name, Pf **pf) {
   if (name == nullptr || *name == '\0') {
     return fail("pfread", "A name must be given");
   }
-  return at_boundary("pfread", -1, [&] {
+  return at_boundary("pfread", [&] {
     *pf = read_named(name).release();
     return *pf == nullptr ? -1 : 0;
   });
