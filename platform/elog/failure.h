@@ -63,16 +63,15 @@ class Failure {
 
 /* Registers "who: text.\n", the text being that of the printf arguments, with flag 0: for
  * a wrong argument, a look-up that found nothing, contents that make no sense. */
-KSUTIL_API Failure fail(const char *who, const char *format, ...) KSUTIL_PRINTF(2, 3);
+Failure fail(const char *who, const char *format, ...) KSUTIL_PRINTF(2, 3);
 
 /* The same with flag 1, which adds the text of errno on a line of its own (nothing when
  * errno is 0): after a failed system call.  Call it before anything that may change errno,
  * such as a close or a free. */
-KSUTIL_API Failure fail_errno(const char *who, const char *format, ...)
-    KSUTIL_PRINTF(2, 3);
+Failure fail_errno(const char *who, const char *format, ...) KSUTIL_PRINTF(2, 3);
 
 /* "who: malloc() error.\n" with flag 1, errno being set to ENOMEM: memory is short. */
-KSUTIL_API Failure fail_memory(const char *who);
+Failure fail_memory(const char *who);
 
 /* Runs fn() at the boundary of a plain function and returns its result.  When fn throws,
  * returns `failure` instead and registers a message in the name of `who`: fail_memory for
