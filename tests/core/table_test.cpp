@@ -58,7 +58,7 @@ TEST(Table, BehavesLikeAVectorWithADefaultOutsideIt) {
 
 /* Memory is short for the copies that it counts down. */
 struct Scarce {
-  explicit Scarce(int n) : number(n) {}
+  explicit Scarce(int n = 0) : number(n) {}
   Scarce(const Scarce &other) : number(other.number) {
     if (copies_left-- == 0) throw std::bad_alloc();
   }
