@@ -258,12 +258,12 @@ void surroundings(const Add &add) {
 }
 
 void loads(benchmark::internal::Benchmark *bench) {
-  bench->ArgNames({"cores", "processes", "threads"})->UseRealTime()->MinTime(0.1);
+  bench->ArgNames({"cores", "processes", "threads"})->UseRealTime();
   surroundings([bench](std::vector<int64_t> args) { bench->Args(args); });
 }
 
 void timed_loads(benchmark::internal::Benchmark *bench) {
-  bench->ArgNames({"cores", "processes", "threads", "us"})->UseRealTime()->MinTime(0.1);
+  bench->ArgNames({"cores", "processes", "threads", "us"})->UseRealTime();
   for (const int microseconds : {0, 10000}) {
     surroundings([=](std::vector<int64_t> args) {
       args.push_back(microseconds);

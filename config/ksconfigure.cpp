@@ -41,7 +41,7 @@ bool takes_default(const KS_ConfigureSpec &spec) {
   return (spec.flags & KS_CONFIGURE_NODEFAULT) == 0;
 }
 
-/* Parsers take writable texts, as a "ptr" member may point to one. */
+/* Parsers take writable texts because a "ptr" member may point to one. */
 int parse_default(KS_ConfigureParser parser, KS_ConfigureSpec &spec, char *record,
                   void *client_data) {
   if (parser(&spec, const_cast<char *>(spec.default_value), record, client_data) >= 0) {
@@ -63,7 +63,7 @@ KS_ConfigureSpec *find_spec(KS_ConfigureSpec *specs, const char *name) {
   return nullptr;
 }
 
-/* Reports a key that no entry has; whether it did. */
+/* Reports a key for which there is no entry; returns whether it did. */
 bool report_unknown(const char *key, int flags) {
   if ((flags & KS_CONFIGURE_PF_UNKNOWN) == 0) return false;
   if (std::strcmp(key, "pf_revision_time") == 0) return false;
@@ -71,8 +71,8 @@ bool report_unknown(const char *key, int flags) {
   return true;
 }
 
-/* A nested value as the text of a parameter file with this entry alone; null with a
- * message when memory is short. */
+/* A nested value as a parameter-file text with one entry; null with a message when
+ * memory is short. */
 MallocPtr<char> nested_text(const char *key, Pf *value) {
   const MallocPtr<char> inside(pf2string(value));
   MallocPtr<char> text;
@@ -89,8 +89,8 @@ MallocPtr<char> nested_text(const char *key, Pf *value) {
   return text;
 }
 
-/* The text that a parser gets for a key of the tree: the tree's own or one kept in
- * `owned`; false with a message when the value cannot be given. */
+/* The text that a parser gets for a key of the tree: the tree's own text, or a new one
+ * kept in `owned`.  False with a message when the value has no text. */
 bool value_of(Pf *pf, const char *key, int flags, char *&text, MallocPtr<char> &owned) {
   void *value = nullptr;
   const int kind = pfget(pf, key, &value);
@@ -113,7 +113,8 @@ bool value_of(Pf *pf, const char *key, int flags, char *&text, MallocPtr<char> &
   return false;
 }
 
-/* Calls take(key) for each key of a tree, sorted, until one gives -1; 2 when one gave 2. */
+/* Calls take(key) for each key of a tree in sorted order, until one call returns -1.
+ * Returns -1 then, 2 when a call has returned 2, else 0. */
 template <class Take>
 int for_each_key(Pf *pf, const Take &take) {
   if (pf_kind(pf) != PFARR) return 0;
@@ -149,8 +150,7 @@ int KSConfigure::addTypeParser(std::string type, KS_ConfigureParser parser) {
   });
 }
 
-/* The new entry takes its place only when nothing can fail any more: until then the one
- * it replaces stays. */
+/* The new entry replaces the earlier one after the last step that can fail. */
 int KSConfigure::registerSpec(KS_ConfigureSpec *spec, char *record, const char *label,
                               void *client_data, KS_ConfigureParser parser) {
   errno = 0;

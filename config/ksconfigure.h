@@ -1,5 +1,5 @@
-/* KSConfigure: fills the members of a plain record from texts, driven by a table that
- * names each member, its type, its default and its offset.
+/* ksconfigure: fills the members of a plain record from texts.  A table gives the name,
+ * the type, the default and the offset of each member.
  *
  *   struct Settings { int verbose; double interval; char *author; };
  *   static KS_ConfigureSpec specs[] = {
@@ -12,13 +12,14 @@
  *   configure.setConfigureSpecs(specs, (char *)&settings, "monitor", nullptr, 1);
  *   configure.configure("interval", "5", "author", "me", (char *)nullptr);
  *
- * Ownership: the tables and the records belong to the caller and outlive the object; the
- * tables are writable, as their flags are marked.  A record is zeroed before it is first
- * configured: each call compares with the old members and frees old strings.  "string"
- * and "uid" members are heap copies that the record's owner frees at the end.
+ * Ownership: the tables and the records belong to the caller and outlive the object;
+ * the tables must be writable, because the object sets their flags.  A record is zeroed
+ * before it is first configured: each call compares with the old members and frees old
+ * strings.  "string" and "uid" members are heap copies that the record's owner frees at
+ * the end.
  * Threads: one thread at a time for an object and the records registered with it.
- * Errors: -1 with messages in the error register; members set before the failing one keep
- * their new values.  Apart from the constructor nothing throws. */
+ * Errors: -1 with messages in the error register; members set before the failing one
+ * keep their new values.  Apart from the constructor nothing throws. */
 #ifndef KSUTIL_CONFIG_KSCONFIGURE_H
 #define KSUTIL_CONFIG_KSCONFIGURE_H
 
@@ -49,9 +50,9 @@ struct KS_ConfigureSpec;
 
 /* How an entry of type "custom" is read and written. */
 struct KS_ConfigureCustom {
-  /* Stores `value` (null when a default is null) at record + offset; negative: failed.  It
-   * sets KS_CONFIGURE_CHANGED in the entry itself if it wants that.  custom_data is the
-   * member clientData below, client_data that of setConfigureSpecs. */
+  /* Stores `value` (null when a default is null) at record + offset; negative: failed.
+   * It sets KS_CONFIGURE_CHANGED in the entry itself if it wants that.  custom_data is
+   * the member clientData below, client_data that of setConfigureSpecs. */
   int (*parseProc)(KS_ConfigureSpec *spec, void *custom_data, char *value, char *record,
                    int offset, void *client_data);
   /* A new text of the member, for owners that print their settings; may be null. */
@@ -89,9 +90,9 @@ typedef int (*KS_ConfigureParser)(KS_ConfigureSpec *spec, char *value, char *rec
 
 /* The parser of the built-in types.
  *
- * 0 with the member stored, and KS_CONFIGURE_CHANGED set in the entry when it differs from
- * before; 3 with nothing done for any other type name; -1 with a message, the member
- * untouched:
+ * 0 with the member stored, and KS_CONFIGURE_CHANGED set in the entry when it differs
+ * from before; 3 with nothing done for any other type name; -1 with a message, the
+ * member untouched:
  *   "boolean"  a word that KS_ParseBoolean does not know
  *   "int"      text after the number ("12abc", "12 ", "0x"), or a number outside int
  *   "double"   no number at the start; text after it is accepted
@@ -99,7 +100,8 @@ typedef int (*KS_ConfigureParser)(KS_ConfigureSpec *spec, char *value, char *rec
  *   "custom"   a negative result of parseProc
  *   all but "custom"  a null record
  * Two faults of a program end it through ks_die: KS_CONFIGURE_NULL_OK on a "boolean",
- * "int" or "double" that is given a null or empty value, and "custom" without parseProc. */
+ * "int" or "double" that is given a null or empty value, and "custom" without
+ * parseProc. */
 extern "C" KSUTIL_API int KS_ParseConfigValue(KS_ConfigureSpec *spec, char *value,
                                               char *record, void *client_data);
 
@@ -117,19 +119,19 @@ class KSUTIL_API KSConfigure {
   int addTypeParser(std::string type, KS_ConfigureParser parser);
 
   /* Registers a table for a record.  An entry whose name is registered already replaces
-   * the earlier entry, and stands last in the order of registration.  An entry of a type
-   * without parser is skipped with a complaint.
+   * the earlier entry, and stands last in the order of registration.  An entry of a
+   * type without parser is skipped with a complaint.
    *
    * record        may be null for a table of "custom" entries that need none
-   * label         names the table for whoever lists settings; copied, may be null
+   * label         a name for the table in lists of settings; copied, may be null
    * client_data   handed to the parsers
    * set_defaults  non-zero: also applies the table's defaults
    * 0, or -1: the defaults failed, or memory is short. */
   int setConfigureSpecs(KS_ConfigureSpec *specs, char *record, const char *label,
                         void *client_data, int set_defaults);
 
-  /* Applies defaults and a tree (may be null) to one table, registered or not.  Keys are
-   * taken in sorted order; a table or an array under one of them is an error.
+  /* Applies defaults and a tree (may be null) to one table, registered or not.  Keys
+   * are taken in sorted order; a table or an array under one of them is an error.
    *
    * flags   KS_CONFIGURE_PF_DEFAULTS and KS_CONFIGURE_PF_UNKNOWN
    * 0; 2 when keys were reported as unknown ("pf_revision_time" never is); -1.
@@ -138,16 +140,18 @@ class KSUTIL_API KSConfigure {
 
   /* The same for all registered entries, defaults in the order of registration.
    *
-   * flags   with KS_CONFIGURE_PF_NESTED a table or array is no error: its parser gets it
+   * flags   with KS_CONFIGURE_PF_NESTED a table or array is not an error: it is passed
    *         as a parameter-file text of one entry, "key &Arr{\n...}\n"; with
-   *         KS_CONFIGURE_PF_MISSING entries without a key are reported, with result 2 */
+   *         KS_CONFIGURE_PF_MISSING entries without a key are reported, with
+   *         result 2 */
   int configurePf(Pf *pf, int flags);
 
   /* configurePf(pf, 0), with a message of its own after a failure. */
   int configure(Pf *pf);
 
-  /* Sets registered entries from pairs of a name and a char * value, ended by a null name
-   * written as (char *)nullptr.  0; 2 when names were unknown, which is reported; -1. */
+  /* Sets registered entries from pairs of a name and a char * value, ended by a null
+   * name written as (char *)nullptr.  0; 2 when names were unknown, which is reported;
+   * -1. */
   int configure(const char *name, ...);
   int configure(char *name, ...);
   int vconfigure(char *name, va_list values);

@@ -1,4 +1,4 @@
-/* The parser of the built-in types of settings. */
+/* ksconfigure_parse: the parser of the built-in types of settings. */
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
@@ -16,7 +16,7 @@ using ksutil::fail_errno;
 
 namespace {
 
-/* Members are reached as bytes: a record may be packed. */
+/* Members are copied as bytes, because a record may be packed. */
 template <class T>
 T member(const char *record, const KS_ConfigureSpec &spec) {
   T value;
@@ -42,7 +42,7 @@ int store_number(char *record, KS_ConfigureSpec &spec, T value) {
 
 const char *or_empty(const char *text) { return text == nullptr ? "" : text; }
 
-/* Whether the entry allows nulls, which its type cannot hold, and is given one. */
+/* Whether the entry allows nulls, which its type cannot store, and the value is one. */
 bool misuses_null(const KS_ConfigureSpec &spec, const char *value) {
   return (spec.flags & KS_CONFIGURE_NULL_OK) != 0 && *or_empty(value) == '\0';
 }
@@ -80,7 +80,8 @@ int parse_double(KS_ConfigureSpec &spec, char *value, char *record) {
   return store_number(record, spec, number);
 }
 
-/* A text without any number is taken as 0, one that begins with a number must be one. */
+/* A text that does not begin with a number counts as 0; a text that does must have
+ * nothing after the number. */
 int parse_int(KS_ConfigureSpec &spec, char *value, char *record) {
   if (misuses_null(spec, value)) {
     ks_die(0,
@@ -148,7 +149,7 @@ int parse_custom(KS_ConfigureSpec &spec, char *value, char *record, void *client
 
 using MemberParser = int (*)(KS_ConfigureSpec &, char *, char *);
 
-/* Null for the types that write no member themselves. */
+/* The parser of a type; null for types without a parser of their own here. */
 MemberParser member_parser(std::string_view type) {
   if (type == "boolean") return parse_boolean;
   if (type == "double") return parse_double;

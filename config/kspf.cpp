@@ -53,7 +53,7 @@ const KSPf::Contents &KSPf::contents() const {
   return contents_ == nullptr ? empty : *contents_;
 }
 
-/* The contents for this object alone, copied when others share them. */
+/* The contents of this object alone: copied first when other objects share them. */
 KSPf::Contents &KSPf::changeable() {
   if (contents_ == nullptr) {
     contents_ = new Contents;

@@ -1,4 +1,4 @@
-/* Checking parameter files against constraints. */
+/* kspf_check: checks parameter files against constraints. */
 #include <algorithm>
 #include <cstdint>
 
@@ -19,11 +19,11 @@ using ksutil::PfRuleType;
 
 namespace {
 
-/* Texts beyond this are not compared with patterns, whose cost is that of the text times
- * the pattern. */
+/* Longer texts match no pattern: the time of a match is proportional to the length of
+ * the text times that of the pattern. */
 constexpr std::size_t kMaxMatched = 65536;
 
-/* A text in a message, cut when it is long, and on one line. */
+/* A text as messages show it: on one line, and cut when it is long. */
 std::string quoted(std::string_view text) {
   constexpr std::size_t kShown = 60;
   std::string out = "'";
@@ -43,7 +43,7 @@ std::string counted(std::size_t number, const char *what) {
   return std::to_string(number) + " " + what + (number == 1 ? "" : "s");
 }
 
-/* Insertions, deletions and replacements between two short texts. */
+/* The number of insertions, deletions and replacements between two short texts. */
 std::size_t edit_distance(std::string_view a, std::string_view b) {
   std::vector<std::size_t> row(b.size() + 1);
   for (std::size_t j = 0; j <= b.size(); ++j) row[j] = j;
@@ -58,7 +58,7 @@ std::size_t edit_distance(std::string_view a, std::string_view b) {
   return row[b.size()];
 }
 
-/* The key that a misspelt one may have meant, empty when none is near. */
+/* The key that a misspelt name is closest to; empty when none is close. */
 std::string nearest_key(const PfRule &rule, std::string_view name) {
   constexpr std::size_t kCompared = 200, kLongest = 64;
   std::size_t best = std::min<std::size_t>(name.size() / 3, 3) + 1;
@@ -75,7 +75,7 @@ std::string nearest_key(const PfRule &rule, std::string_view name) {
   return nearest;
 }
 
-/* What is wrong with texts; needs nothing of the file around them. */
+/* Finds the faults of texts, whatever the file around them. */
 class TextChecker {
  public:
   /* The fault of a text, empty when there is none. */
@@ -130,7 +130,7 @@ class TextChecker {
     return {};
   }
 
-  /* Written so that a NaN is within no bounds. */
+  /* The comparisons are written so that NaN violates each bound. */
   static std::string bounds_fault(const std::string &text, double value,
                                   const PfRule &rule) {
     if (rule.min.has_value() && !(value >= *rule.min)) return below(text, rule);

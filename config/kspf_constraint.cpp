@@ -1,4 +1,4 @@
-/* Reading constraints from parameter files. */
+/* kspf_constraint: reads constraints from parameter files. */
 #include <cstdint>
 #include <string>
 #include <utility>
@@ -44,7 +44,7 @@ class ConstraintReader {
   bool faulty() const { return faulty_; }
 
  private:
-  /* Runs something with the path one step longer. */
+  /* Runs body() with the path one step longer. */
   template <class Body>
   void within(const PfNode &node, const Body &body) {
     path_.push_back({node.name, -1});
@@ -166,7 +166,8 @@ int KSPf::readConstraint(KSPf_Constraint &constraint) const {
     made.type = "array";
     reader.read(contents().document.root, made);
     if (reader.faulty()) return -1;
-    /* What holds between constraints, as between the words of a text, is seen here. */
+    /* make_rules finds the faults between constraints, for example between the words of
+     * a text. */
     ksutil::PfRule rule;
     std::string place, cause;
     if (!ksutil::make_rules(made, rule, place, cause)) {

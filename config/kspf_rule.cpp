@@ -22,7 +22,7 @@ bool find_type(std::string_view word, PfRuleType &type) {
   return false;
 }
 
-/* The type that the other members demand where none is given. */
+/* The type that follows from the other members when no type is given. */
 PfRuleType implied_type(const KSPf_Constraint &constraint) {
   if (constraint.keys.size() > 0 || constraint.others.size() > 0) {
     return PfRuleType::kArray;
@@ -58,8 +58,8 @@ bool read_bound(const std::string &text, PfRule &rule,
   return true;
 }
 
-/* The whole text must match, so the pattern is held at both ends once it is known to be
- * one by itself. */
+/* Anchors a pattern at both ends, because the whole text must match; the pattern is
+ * first compiled by itself, so that its own faults are found. */
 bool compile_pattern(const std::string &text, PfRule &rule, std::string &cause) {
   std::size_t position = 0;
   std::string message;
@@ -72,7 +72,7 @@ bool compile_pattern(const std::string &text, PfRule &rule, std::string &cause) 
   return false;
 }
 
-/* Members that belong to a type other than the constraint's. */
+/* The fault of a member that does not belong to the constraint's type. */
 const char *misplaced(const KSPf_Constraint &constraint, const PfRule &rule) {
   const bool ordered = rule.type == PfRuleType::kInteger ||
                        rule.type == PfRuleType::kReal || rule.type == PfRuleType::kTime;

@@ -1,4 +1,4 @@
-/* Looking into parameter files. */
+/* kspf_values: the look-ups of KSPf. */
 #include <cstdint>
 
 #include "config/internal/kspf_contents.h"
@@ -36,14 +36,14 @@ const char *kind_name(int kind) {
 
 namespace {
 
-/* "server.pf:12: a.b", as messages name a value. */
+/* The name of a value in messages: "server.pf:12: a.b". */
 std::string named(const PfDocument &document, const PfNode &node,
                   const std::string &path) {
   const std::string place = document.place_text(node.place);
   return place.empty() ? path : place + ": " + path;
 }
 
-/* Reads the text at a path as what `parse` understands. */
+/* Reads the text at a path with `parse`. */
 template <class T, class Parse>
 int get_value(const char *who, const PfDocument &document, const std::string &path,
               const char *type, T &value, const T &fallback, bool empty_is_absent,
@@ -71,8 +71,8 @@ int get_value(const char *who, const PfDocument &document, const std::string &pa
   });
 }
 
-/* The table or array at a path: 0 with the node, 1 when there is none, -1 with a message
- * when it is of another kind. */
+/* Finds the table or array at a path: 0 with the node; 1 when there is none; -1 with a
+ * message when the value is of another kind. */
 int find_block(const char *who, const PfDocument &document, const std::string &path,
                int kind, const PfNode *&node) {
   PfPath steps;

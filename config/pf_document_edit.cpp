@@ -1,4 +1,5 @@
-/* Edits of parameter files that leave all other lines as they are. */
+/* pf_document_edit: the edits of a document, which leave all other lines as they
+ * are. */
 #include <algorithm>
 #include <utility>
 
@@ -18,8 +19,7 @@ bool same_value(const PfNode &a, const PfNode &b) {
   return pfequal(first.get(), second.get()) == 1;
 }
 
-/* Puts a value in the place of the old one in its line, behind a blank where the name
- * stood alone. */
+/* Replaces the value in a line; puts a blank before it when the name stood alone. */
 void put_written(PfNode &node, std::string_view written) {
   std::size_t begin = node.begin;
   std::string value(written);
@@ -36,8 +36,8 @@ void put_written(PfNode &node, std::string_view written) {
   node.begin = node.end - static_cast<std::uint32_t>(written.size());
 }
 
-/* A text as it replaces the value of a line: quoted like the one before it, and where a
- * comment follows without a blank. */
+/* The written form of a text that replaces the value of a line: quoted if the old value
+ * was, and if a comment follows without a blank. */
 std::string written_for(const PfNode &node, const std::string &text) {
   const bool was_quoted =
       node.kind == PFSTRING && node.begin < node.end && node.raw[node.begin] == '"';
@@ -47,7 +47,7 @@ std::string written_for(const PfNode &node, const std::string &text) {
   return was_quoted || !blank_follows ? written_quoted(text) : written_value(text);
 }
 
-/* The indentation of what a block holds. */
+/* The indentation of the lines in a block. */
 std::string child_indent(const PfNode &owner) {
   const auto &lines = owner.block->lines;
   const auto last = std::find_if(lines.rbegin(), lines.rend(), [](const auto &line) {
@@ -79,7 +79,7 @@ std::string_view comments_above(const PfBlock &block, std::size_t at) {
   return raw.substr(begin);
 }
 
-/* Comment lines as they stand at an indentation. */
+/* Comment lines, moved to an indentation. */
 std::string laid_out_comments(std::string_view lines, const std::string &indent,
                               const std::string &eol) {
   std::string out;
@@ -91,8 +91,8 @@ std::string laid_out_comments(std::string_view lines, const std::string &indent,
   return out;
 }
 
-/* Why there is nothing at the end of the first `steps` steps of a path, its last step
- * leading on from `from`. */
+/* The reason why the first `steps` steps of a path lead to no value; the last of them
+ * starts at the node `from`. */
 std::string why_missing(const PfNode &from, const PfPath &path, std::size_t steps) {
   const std::string before = path_text(path, steps - 1);
   const PfStep &step = path[steps - 1];
@@ -105,8 +105,8 @@ std::string why_missing(const PfNode &from, const PfPath &path, std::size_t step
 
 }  // namespace
 
-/* The new line and block are made apart and then exchanged for the old ones, so that lack
- * of memory never leaves a line that says something else than its node. */
+/* Makes the new line and block first and then exchanges them for the old ones, so that
+ * a line and its node agree even when memory is short. */
 void PfDocument::give_value(PfNode &node, const PfNode &value) {
   if (same_value(node, value)) return;
   PfNode next;
@@ -153,8 +153,8 @@ PfNode &PfDocument::add(PfNode &owner, std::size_t item, std::string_view name,
   return node;
 }
 
-/* The block that a path's last step leads into; missing arrays on the way are made once
- * nothing can be refused any more. */
+/* The block that holds, or will hold, the last step of a path.  Missing arrays on the
+ * way are made after all checks have passed. */
 PfNode *PfDocument::make_parent(const PfPath &path, const PfNode &value,
                                 std::string &cause) {
   if (path.empty()) {
@@ -247,7 +247,8 @@ bool PfDocument::remove(const PfPath &path, std::string &cause) {
     block.lines.erase(block.lines.begin() + at);
     return true;
   }
-  /* Entries that this one had replaced go as well, else they would come to hold. */
+  /* Also removes earlier entries of this name: otherwise they would take effect
+   * again. */
   std::erase_if(block.lines, [&](const auto &line) {
     return line->kind != PfNode::kRemark && line->name == path.back().name;
   });

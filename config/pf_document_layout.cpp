@@ -1,4 +1,4 @@
-/* Laying out the lines of parameter files. */
+/* pf_document_layout: lays out the lines of a document. */
 #include <algorithm>
 #include <utility>
 
@@ -8,16 +8,16 @@
 namespace ksutil {
 namespace {
 
-/* The column to which names are padded is bounded, lest one long name push all values
+/* The widest column to which names are padded: one long name must not push all values
  * to the right. */
 constexpr std::size_t kMaxAligned = 32;
 
-/* What stands before the value of a line: its name as written, nothing for an item. */
+/* The text before the value of a line: the name as written; empty for an item. */
 std::string_view head_of(const PfNode &node) {
   return trimmed(std::string_view(node.raw).substr(0, node.begin));
 }
 
-/* Characters, taking UTF-8 continuation bytes as none. */
+/* The number of characters, not counting the continuation bytes of UTF-8. */
 std::size_t width_of(std::string_view text) {
   return static_cast<std::size_t>(std::count_if(text.begin(), text.end(), [](char c) {
     return (static_cast<unsigned char>(c) & 0xC0U) != 0x80U;
@@ -35,8 +35,8 @@ std::string_view comment_after_brace(std::string_view closing) {
                                : trimmed(closing.substr(brace + 1));
 }
 
-/* Collects blank lines and comments, runs of blank lines as one, none at the ends of a
- * block. */
+/* Collects blank lines and comments.  Adjacent blank lines become one, and those at the
+ * ends of a block are left out. */
 class Remarks {
  public:
   Remarks(const std::string &indent, const std::string &eol)
@@ -56,7 +56,7 @@ class Remarks {
     }
   }
 
-  /* The lines collected, as a node; null when there are none. */
+  /* The collected lines as a node; null when there are none. */
   std::unique_ptr<PfNode> give(bool last_in_block) {
     if (!last_in_block) put_blank();
     blank_ = false;
@@ -77,8 +77,8 @@ class Remarks {
   bool blank_ = false;
 };
 
-/* The widths to which the names of each line are padded: those of neighbouring entries
- * with texts agree. */
+/* The widths to which names are padded, one for each line: equal for neighbouring
+ * entries with texts. */
 std::vector<std::size_t> aligned_widths(const PfBlock &block) {
   const auto &lines = block.lines;
   std::vector<std::size_t> widths(lines.size(), 0);

@@ -52,7 +52,8 @@ std::string resolved(const std::string &path) {
   return "";
 }
 
-/* A new file beside the target; leftovers of killed programs are stepped over. */
+/* Creates a new file beside the target, under a name that no leftover of a killed
+ * program has. */
 FileHandle create_beside(const std::string &target, std::string &path) {
   for (int n = 0;; ++n) {
     path = target + "." + std::to_string(getpid()) + "-" + std::to_string(n) + ".new";
@@ -61,7 +62,7 @@ FileHandle create_beside(const std::string &target, std::string &path) {
   }
 }
 
-/* Makes the change of name durable; the file itself already is. */
+/* Makes the new name durable; the contents of the file already are. */
 void sync_folder_of(const std::string &path) {
   const std::size_t slash = path.rfind('/');
   const std::string folder =

@@ -1,7 +1,7 @@
-/* Array<K, V>: a keyed map that never fails on a missing key.
+/* Array<K, V>: a hash map that never fails on a missing key.
  *
- * A look-up of an absent key yields the default value, a value-initialised V, and changes
- * nothing.  Iteration follows the hash map's order and is not sorted.
+ * A look-up of an absent key yields the default value, a value-initialised V, and
+ * changes nothing.  Iteration follows the hash map's order and is not sorted.
  * Threads and errors: as Table. */
 #ifndef KSUTIL_CORE_ARRAY_H
 #define KSUTIL_CORE_ARRAY_H

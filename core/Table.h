@@ -1,10 +1,10 @@
-/* Table<T>: a growable, index-addressed list that never fails on a bad index.
+/* Table<T>: a growable list with indexes, which never fails on a bad index.
  *
  * Every table has a default value: reads outside the table yield it, and writes beyond
  * the end fill the gap with it.  Test results against the default (a null pointer, an
  * empty record) instead of catching errors.
  * Threads: no locks; the owner guards a shared table.
- * Errors: only the standard containers' std::bad_alloc. */
+ * Errors: nothing but std::bad_alloc is thrown (and what copying a T throws). */
 #ifndef KSUTIL_CORE_TABLE_H
 #define KSUTIL_CORE_TABLE_H
 
@@ -28,8 +28,8 @@ class Table {
   }
 
   /* Replaces the items and keeps the destination's own default value.  The destination
-   * is emptied first and there is no guard for itself: a table assigned to itself ends
-   * up empty. */
+   * is emptied first, without a check for self-assignment: a table assigned to itself
+   * becomes empty. */
   Table &operator=(const Table &other) {
     items_.clear();
     items_.reserve(other.items_.size());

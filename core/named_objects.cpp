@@ -73,8 +73,8 @@ int KS_SetName(const char *name, const char *type, void *object) {
       return fail("KS_SetName", "Name and type must be given");
     }
     Directory &known = directory();
-    /* The objects are asked for the name, not for the object: a user who types an object's
-     * address where a name is wanted must never reach another object. */
+    /* The second look-up searches the objects' addresses for the name, on purpose: a
+     * user who types an address as a name must never reach another object. */
     if (known.names.contains(name) || known.objects.contains(name)) {
       return fail("KS_SetName", "Name '%s' already in use", name);
     }

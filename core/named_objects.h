@@ -1,10 +1,9 @@
-/* Named objects: a process-wide directory between names that users choose and objects of
- * any kind, with a type word beside each, so that an object can be found from its name and
- * its name from the object.
+/* named_objects: finds objects of any kind by a name that users choose, and names by
+ * the object.  Each object also has a type word.  The directory belongs to the process.
  *
- * Ownership: the directory copies names and types and keeps them for ever; it never owns
- * the objects.  Nothing is ever removed: whoever frees a named object must see to it that
- * nobody asks for it any more.
+ * Ownership: the directory copies names and types and keeps them for ever; it never
+ * owns the objects.  Nothing is ever removed: after an object has been freed, its name
+ * must not be looked up any more.
  * Threads: no locks.  One thread names and looks up, or the callers take turns. */
 #ifndef KSUTIL_CORE_NAMED_OBJECTS_H
 #define KSUTIL_CORE_NAMED_OBJECTS_H
@@ -15,8 +14,8 @@ extern "C" {
 
 /* Gives an object a name and a type word.
  *
- * An object may get several names; KS_GetName then gives the latest.  A name that spells
- * the address of a named object in decimal digits counts as in use.
+ * An object may get several names; KS_GetName then gives the latest.  A name that
+ * spells the address of a named object in decimal digits counts as in use.
  * 0; -1 with a message and nothing changed when the name is in use (its object and type
  * stay), when name or type is null, or when memory is short. */
 KSUTIL_API int KS_SetName(const char *name, const char *type, void *object);
@@ -27,8 +26,8 @@ KSUTIL_API int KS_SetName(const char *name, const char *type, void *object);
  *        process.  Untouched when the name is unknown. */
 KSUTIL_API void *KS_GetObject(const char *name, const char **type);
 
-/* The latest name of an object, which stays valid for the life of the process; "" when the
- * object has none (no message).  `type` as in KS_GetObject. */
+/* The latest name of an object, which stays valid for the life of the process; "" when
+ * the object has none (no message).  `type` as in KS_GetObject. */
 KSUTIL_API const char *KS_GetName(const void *object, const char **type);
 
 }  // extern "C"

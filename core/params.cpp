@@ -48,7 +48,8 @@ int parse_integer_param(const char *name, const char *text, int type, void *dest
   return store(dest, static_cast<int>(number));
 }
 
-/* The conversion of a double outside float's range is undefined. */
+/* Converts without undefined behaviour: a double outside the range of float becomes
+ * infinite. */
 float to_float(double number) {
   if (std::fabs(number) > FLT_MAX) {
     return std::copysign(std::numeric_limits<float>::infinity(),
@@ -65,7 +66,7 @@ int copy_string_param(const char *text, void *dest) {
   return store(dest, copy);
 }
 
-/* Lenient on purpose: an unknown word switches a setting on. */
+/* Lenient on purpose: an unknown word counts as true. */
 int is_true(const char *text) {
   if (std::strcmp(text, "0") == 0) return 0;
   for (const char *word : {"n", "no", "f", "false"}) {
@@ -93,7 +94,7 @@ int parse_text_param(Pf *pf, const char *name, char *text, int type, void *dest)
   }
 }
 
-/* Stores a list or map that `function` made; null when memory was short. */
+/* Stores a list or map made by `function`, which is null when memory was short. */
 template <class T>
 int store_made(const char *function, const char *name, T *made, void *dest) {
   if (made == nullptr) {

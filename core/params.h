@@ -1,4 +1,4 @@
-/* Typed values from parameter files, and word lists.
+/* params: reads typed values from parameter files and splits texts into words.
  * Errors: -1 with a message; a destination is written only on success. */
 #ifndef KSUTIL_CORE_PARAMS_H
 #define KSUTIL_CORE_PARAMS_H
@@ -8,8 +8,8 @@
 
 /* Type codes of parse_param and what is stored through the destination. */
 enum {
-  P_SHORT = 0,    // short: strtol, base 0, truncated to 16 bits
-  P_INT = 1,      // int: the same to 32 bits
+  P_SHORT = 0,    // short: strtol with base 0, truncated to 16 bits
+  P_INT = 1,      // int: strtol with base 0, truncated to 32 bits
   P_FLOAT = 2,    // float
   P_DOUBLE = 3,   // double
   P_STRING = 4,   // char *: a new copy that the caller frees
@@ -33,20 +33,25 @@ struct Pf2StrucMember {
 
 extern "C" {
 
-/* Reads one parameter.  An absent one (or one of another kind) is an error when
- * `required`, else 0 with the destination untouched.  P_FLOAT and P_DOUBLE take a text that
- * is no number as 0.0, with pfget_double's message in the register, and return 0. */
+/* Reads one parameter; 0 or -1.  If the parameter is absent or of another kind, the
+ * result is -1 when `required` is non-zero, else 0 with the destination untouched.  A
+ * text that is not a number is an error for P_SHORT and P_INT; for P_FLOAT and P_DOUBLE
+ * it counts as 0.0, with pfget_double's message in the register and result 0. */
 KSUTIL_API int parse_param(Pf *pf, const char *name, int type, int required,
                            void *dest);
 
-/* Reads n members in order; stops at the first failure, members before it stay filled. */
+/* Reads n members in order; 0 or -1.  Stops at the first failure; members read before
+ * it keep their values. */
 KSUTIL_API int pf2struc(Pf *pf, int n, const Pf2StrucMember *members, void *base);
 
-/* Splits a text into words, at blanks and tabs or at the characters of `delims`; runs of
- * them count as one.  *argc words in the new array *argv (null when there are none), both
- * freed with freeargs.  0, or -1 when memory is short (messages name splitlist for both):
- * *argv is then null or untouched, and *argc may count words that were lost.  Safe from
- * any thread. */
+/* Splits a text into words at blanks and tabs (splitlist) or at the characters of
+ * `delims` (splitlistc).  Adjacent delimiters count as one.
+ *
+ * argc, argv   out: the number of words and a new array of them (null when there are
+ *              none), which the caller frees with freeargs
+ * 0; -1 when the text or the delimiters are null or memory is short (the messages of
+ * both functions name splitlist).  After -1 *argv is null or untouched, and *argc may
+ * count words that were lost: free nothing.  Safe from any thread. */
 KSUTIL_API int splitlist(const char *string, int *argc, char ***argv);
 KSUTIL_API int splitlistc(const char *string, int *argc, char ***argv,
                           const char *delims);

@@ -1,4 +1,4 @@
-/* splitlist, splitlistc and freeargs. */
+/* params_words: splits texts into words. */
 #include <cstdlib>
 #include <cstring>
 
@@ -11,8 +11,8 @@ using ksutil::fail_errno;
 
 namespace {
 
-/* Counts a word in and makes room for it.  On failure the count stays raised and the
- * array becomes null, after its words are freed: the caller has no other way to them. */
+/* Counts a word and makes room for it.  On failure the count stays raised, and the
+ * words and the array are freed, because the caller cannot reach them any more. */
 bool grow(int &argc, char **&argv) {
   const std::size_t bytes = static_cast<std::size_t>(argc + 1) * sizeof(char *);
   ++argc;

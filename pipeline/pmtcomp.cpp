@@ -71,7 +71,7 @@ void start_step(PmtcompThread &thread) {
   pthread_cond_signal(&thread.start_cond);
 }
 
-/* Waits for the end of a step; whether it succeeded. */
+/* Waits for the end of a step; returns whether it succeeded. */
 bool await_step(PmtcompThread &thread) {
   const auto finished = [&thread] { return thread.finished != 0; };
   if (!thread.wait_for_finish.skip()) thread.wait_for_finish.until(finished);
@@ -124,8 +124,8 @@ int pmtcomp_addthread(Pmtcomp *comp, PmtcompSub comp_sub, void *arg1, long arg2,
     std::free(thread);
     return 0;
   }
-  /* Both failures below leave the component locked: a step that ran with fewer threads
-   * than its caller has asked for would give wrong results without a word. */
+  /* Both failures below leave the component locked: a step with fewer threads than the
+   * caller has asked for would give wrong results without a message. */
   thread->index = settbl(comp->threads, -1, thread);
   if (thread->index < 0) {
     fail("pmtcomp_addthread", "settbl(threads) error");

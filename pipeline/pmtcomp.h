@@ -1,15 +1,17 @@
-/* pmtcomp: a component of worker threads that run one step of a computation in lock-step.
+/* pmtcomp: runs the steps of a computation on worker threads in lock-step.
  *
- * Each worker is bound to a function and its arguments.  pmtcomp_processthreads runs the
- * function of every worker once, all at the same time, and returns when all are done; the
- * threads then wait for the next step, so a step costs two wake-ups and no thread start.
+ * Each worker is bound to a function and its arguments.  pmtcomp_processthreads runs
+ * the function of every worker once, all at the same time, and returns when all are
+ * done; the threads then wait for the next step, so a step costs two wake-ups and no
+ * thread start.
  *
- * Ownership: the component owns its threads; the arguments belong to the caller and must
- * live as long as they are bound.
- * Threads: one thread controls a component, that is calls all functions on it, and no
- * step function calls one on its own component.  What the controlling thread wrote before
- * a step is seen by the workers, what they wrote in the step is seen by it afterwards.
- * Workers share nothing by themselves.
+ * Ownership: the component owns its threads; the arguments belong to the caller and
+ * must live as long as they are bound.
+ * Threads: one thread controls a component: it calls all functions on it.  A step
+ * function must not call a function on its own component.  Workers see what the
+ * controlling thread wrote before the step, and the controlling thread sees after the
+ * step what they wrote in it; apart from that, workers must synchronise what they
+ * share.
  * Errors: -1 or null with a message in the error register.  A null component has no
  * threads: counting, processing and destroying it gives 0, the rest fails. */
 #ifndef KSUTIL_PIPELINE_PMTCOMP_H
@@ -20,8 +22,8 @@
 struct Pmtcomp;
 struct PmtcompThread;
 
-/* One step of one worker: the bound arguments, the worker itself, and the epoch seconds at
- * which the step began.  A negative result counts as failed.  It must not throw. */
+/* One step of one worker: the bound arguments, the worker itself, and the epoch seconds
+ * at which the step began.  A negative result counts as failed.  It must not throw. */
 typedef long (*PmtcompSub)(void *arg1, long arg2, void *arg3, PmtcompThread *self,
                            double start_time);
 
@@ -36,37 +38,39 @@ KSUTIL_API long pmtcomp_nthreads(Pmtcomp *comp);
 
 /* Adds and starts a worker, which waits for the next step.  Its index is the number of
  * workers added before it.
- * 0; -1 when comp_sub is null, when memory is short, and when the thread cannot be started.
- * After the last of these, and when memory is short for the list of threads, the component
- * stays locked for good, because a step with fewer workers than were asked for would give
- * wrong results: every later call on it, pmtcomp_destroy too, waits for ever.  A caller
- * that gave a component and a function and gets -1 must therefore give the component up:
- * call nothing on it any more, leave what its workers are bound to alone (they sleep, and
- * go with the process), and create another component or end the process. */
+ * 0; -1 when comp_sub is null, when memory is short, and when the thread cannot be
+ * started.  After the last of these, and when memory is short for the list of threads,
+ * the component stays locked for good, because a step with fewer workers than were
+ * asked for would give wrong results: every later call on it, pmtcomp_destroy too,
+ * waits for ever.  A caller that gave a component and a function and gets -1 must
+ * therefore give the component up: call nothing on it any more, leave what its workers
+ * are bound to alone (they sleep, and go with the process), and create another
+ * component or end the process. */
 KSUTIL_API int pmtcomp_addthread(Pmtcomp *comp, PmtcompSub comp_sub, void *arg1,
                                  long arg2, void *arg3);
 
-/* Changes what a worker is bound to, from the next step on.
+/* Changes the function and the arguments of a worker, from the next step on.
  *
  * index      0 to pmtcomp_nthreads - 1
- * comp_sub   null: stays
- * arg1       replaced unless its address, as a signed number, is negative: null clears it
- * arg2       replaced only when above 0
- * arg3       null: stays
+ * comp_sub   null: unchanged
+ * arg1       replaced, also by null; unchanged when its address, as a signed number, is
+ *            negative
+ * arg2       0 or less: unchanged
+ * arg3       null: unchanged
  * 0, or -1 for an index out of range. */
 KSUTIL_API int pmtcomp_setthread(Pmtcomp *comp, long index, PmtcompSub comp_sub,
                                  void *arg1, long arg2, void *arg3);
 
-/* Runs one step of all workers and waits until all are done.  Returns how many gave a
- * result of 0 or more. */
+/* Runs one step of all workers and waits until all are done.  Returns the number of
+ * workers whose result was 0 or more. */
 KSUTIL_API long pmtcomp_processthreads(Pmtcomp *comp);
 
-/* Stops and removes a worker; the indexes of later ones go down by one.  0, or -1 for an
- * index out of range. */
+/* Stops and removes a worker; the indexes of later ones go down by one.  0, or -1 for
+ * an index out of range. */
 KSUTIL_API int pmtcomp_deletethread(Pmtcomp *comp, long index);
 
-/* The index that a worker got when it was added, which later removals do not change; for
- * step functions that share one binding. */
+/* The index that the worker got when it was added; the removal of other workers does
+ * not change it.  For step functions that share their arguments. */
 KSUTIL_API long pmtcomp_thread_index(const PmtcompThread *thread);
 
 /* Stops all workers and frees the component.  Returns 0. */

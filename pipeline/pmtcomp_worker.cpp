@@ -1,4 +1,4 @@
-/* The worker threads of a pmtcomp. */
+/* pmtcomp_worker: the worker threads of a pmtcomp. */
 #include <cstdio>
 
 #include "pipeline/internal/pmtcomp_record.h"
@@ -49,8 +49,8 @@ void run_step(PmtcompThread &self) {
   }
 }
 
-/* The signal is sent under the lock: the controlling thread, which has not seen the step
- * finished, is then either asleep or yet to look. */
+/* Sends the signal under the lock: the controlling thread, if it has not seen
+ * `finished`, is then either asleep or has not looked yet. */
 void tell_finished(PmtcompThread &self) {
   self.finished = 1;
   say(2, "pmtcomp_runthread: %lu: waiting for finish lock\n");

@@ -17,7 +17,7 @@ using ksutil::PthreadLock;
 
 namespace {
 
-/* Whether a registered fifo has been destroyed; then registers it in a function's name. */
+/* Returns whether a registered fifo has been destroyed, with a message if it has. */
 bool is_gone(const pmtfifo *fifo, const char *function) {
   if (fifo->registered == 0 || ksutil::is_registered_fifo(fifo)) return false;
   fail(function, "mtfifo no longer exists");
@@ -32,7 +32,7 @@ void signal_pusher(pmtfifo *fifo) {
   if (fifo->waiting_pushers > 0) pthread_cond_signal(&fifo->space);
 }
 
-/* Adds to the count, under the fifo's mutex. */
+/* Adds to the count; the caller holds the fifo's mutex. */
 void count_items(pmtfifo *fifo, int change) {
   fifo->count.store(fifo->count.load(std::memory_order_relaxed) + change,
                     std::memory_order_relaxed);
@@ -50,9 +50,9 @@ void release_reader(pmtfifo *fifo) {
   signal_reader(fifo);
 }
 
-/* Unlocks the fifo for a moment in which `changed` may come, or even `plenty`, which spares
- * the next wait.  Returns whether `changed` has come; this counts as a wake-up, so a mark
- * that stood before the wait does not end it. */
+/* Unlocks the fifo for a moment in which `changed` may come, or even `plenty`, which
+ * spares the next wait.  Returns whether `changed` has come; this counts as a wake-up,
+ * so a mark that stood before the wait does not end it. */
 template <class Plenty, class Changed>
 bool wait_awake(pmtfifo *fifo, ksutil::BriefWait &wait, const Plenty &plenty,
                 const Changed &changed) {
@@ -63,12 +63,12 @@ bool wait_awake(pmtfifo *fifo, ksutil::BriefWait &wait, const Plenty &plenty,
   return seen || changed();
 }
 
-/* Waits until there is room; false when a flush ends the wait. */
+/* Waits until there is room; false when a flush has ended the wait. */
 bool wait_for_room(pmtfifo *fifo) {
   const auto has_room = [fifo] {
     return fifo->count.load(std::memory_order_acquire) < fifo->maxsize;
   };
-  /* One free slot at a time would make the two sides take turns with every item. */
+  /* With one free slot at a time the two sides would switch at every item. */
   const auto has_much_room = [fifo] {
     return fifo->count.load(std::memory_order_acquire) <= fifo->maxsize / 2;
   };
@@ -102,7 +102,7 @@ int insert(pmtfifo *fifo, void *data, bool (FifoItems::*add)(void *),
   return 0;
 }
 
-/* Takes the oldest item, under the lock. */
+/* Takes the oldest item; the caller holds the fifo's mutex. */
 void *take_item(pmtfifo *fifo) {
   void *const data = fifo->items.take();
   count_items(fifo, -1);
@@ -112,8 +112,8 @@ void *take_item(pmtfifo *fifo) {
 
 enum class Wait { kAgain, kReleased, kTimedOut };
 
-/* Sleeps as the mode of the moment says; true when the time of a wait that began at
- * `began` has run out. */
+/* Sleeps as the present reader mode demands; true when the time-out of a wait that
+ * began at `began` has expired. */
 bool sleep_for_data(pmtfifo *fifo, double began) {
   int result = 0;
   ++fifo->waiting_readers;
@@ -137,7 +137,7 @@ Wait wait_for_data(pmtfifo *fifo) {
   };
   if (!wait_awake(fifo, fifo->wait_for_data, changed, changed) &&
       sleep_for_data(fifo, began)) {
-    /* An item that came in the same moment is taken, not left behind a time-out. */
+    /* An item that arrived together with the time-out is taken. */
     return fifo->items.empty() ? Wait::kTimedOut : Wait::kAgain;
   }
   if (fifo->released != 0) {
@@ -179,7 +179,8 @@ pmtfifo *pmtfifo_create(int maxsize, int block, int reg) {
   fifo->block = block;
   const ksutil::Registry registry = ksutil::open_fifo_registry();
   if (registry == ksutil::Registry::kJustFailed) {
-    /* The record stays allocated; what follows the process's first failure is unsure. */
+    /* The record stays allocated: after the process's first failure nothing is
+     * certain. */
     fail("pmtfifo_create", "newarr() error");
     return nullptr;
   }
@@ -218,8 +219,8 @@ int pmtfifo_push(pmtfifo *fifo, void *data) {
   return insert(fifo, data, &FifoItems::append, false);
 }
 
-/* The fifo stays locked when memory is short: an item that cannot go back to its place
- * must not be overtaken by later ones. */
+/* The fifo stays locked when memory is short: later items must not overtake one that
+ * could not go back to its place. */
 int pmtfifo_unpop(pmtfifo *fifo, void *data) {
   return insert(fifo, data, &FifoItems::prepend, true);
 }
@@ -273,8 +274,9 @@ int pmtfifo_release_blocks(pmtfifo *fifo) {
 int pmtfifo_flush(pmtfifo *fifo, PmtfifoFree free_function) {
   if (fifo == nullptr) return 0;
   const PthreadLock lock(ksutil::fifo_registry_mutex());
-  /* The fifo's own mutex is not taken.  A pusher that wakes up meanwhile reads only the
-   * mark and the count, so the list is done first; whoever sees room sees the mark. */
+  /* The fifo's own mutex is not locked.  A pusher that wakes up during the flush reads
+   * only the mark and the count, so the list is emptied first, and the mark is set
+   * before the count: a pusher that sees room also sees the mark. */
   drop_items(fifo, free_function);
   fifo->flushed.store(1, std::memory_order_release);
   fifo->count.store(0, std::memory_order_release);

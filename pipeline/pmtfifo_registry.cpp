@@ -43,7 +43,7 @@ pmtfifo *allocate(int registered) {
   return fifo;
 }
 
-/* `registered` stays untouched: a stale pointer may be reading it. */
+/* Leaves `registered` untouched: another thread may read it through a stale pointer. */
 void set_up(pmtfifo &fifo, int maxsize) {
   fifo.maxsize = maxsize;
   fifo.count = 0;

@@ -20,7 +20,7 @@ void log_name_in_use(const char *name) {
   fail("pmtmanagedfifo_create", "name '%s' already in use", name);
 }
 
-/* Stores under a new key; false when memory is short. */
+/* Stores a value under a new key; false when memory is short. */
 bool add_to(Arr *arr, const char *key, void *value) {
   setarr(arr, key, value);
   return containsarr(arr, key) != 0;
@@ -37,7 +37,7 @@ void display_names(const char *prefix, const char *fifo_name, const char *headin
 }
 
 int display_one(const char *prefix, pmtmanagedfifo *fifo) {
-  /* Names live as long as their maps: they may be printed without the locks. */
+  /* Names live as long as their maps, so they may be printed after unlocking. */
   TblPtr consumers, producers;
   bool complete = true;
   bool has_producers = false;

@@ -1,4 +1,5 @@
-/* What runs through a managed fifo: pushes, end marks and pops. */
+/* pmtmanagedfifo_stream: pushes items and end marks into a managed fifo and pops
+ * them. */
 #include <unistd.h>
 
 #include <cstdlib>
@@ -23,9 +24,9 @@ pmtfifo *consumer_at(pmtmanagedfifo *fifo, long i) {
   return static_cast<pmtfifo *>(gettbl(fifo->consumers.get(), i));
 }
 
-/* Waits, under the push mutex, until every consumer has room.  None loses it before the
- * push that follows, and one that is added meanwhile is empty: so no push blocks while the
- * state mutex is held. */
+/* Waits until every consumer has room.  The caller holds the push mutex, so that no
+ * consumer loses its room before the push that follows; a consumer added after this
+ * call is empty.  Therefore no push blocks while the state mutex is held. */
 void wait_for_room(pmtmanagedfifo *fifo) {
   for (long i = 0;; ++i) {
     pmtfifo *const consumer = consumer_at(fifo, i);
@@ -37,8 +38,9 @@ void wait_for_room(pmtmanagedfifo *fifo) {
   }
 }
 
-/* Pushes an item, or the end mark, to all consumers under the state mutex; false at the
- * first that fails, which leaves the item with the consumers before it. */
+/* Pushes an item, or the end mark (null), to all consumers; the caller holds the state
+ * mutex.  False at the first consumer that fails: the consumers before it keep the
+ * item. */
 bool push_to_all(pmtmanagedfifo *fifo, PmtmanagedfifoData *item) {
   for (long i = 0; i < counttbl(fifo->consumers.get()); ++i) {
     if (item != nullptr) ++item->references;
@@ -51,7 +53,7 @@ bool push_to_all(pmtmanagedfifo *fifo, PmtmanagedfifoData *item) {
   return true;
 }
 
-/* Marks a producer ended; whether others are still live. */
+/* Marks a producer as ended; returns whether others are still live. */
 bool end_producer(pmtmanagedfifo *fifo, const char *producer) {
   const std::lock_guard lock(fifo->producers_mutex);
   Arr *const producers = fifo->producers.get();
@@ -105,7 +107,7 @@ int pmtmanagedfifo_push(pmtmanagedfifo *fifo, void *data, PmtmanagedfifoCopy cop
   item->sequence = fifo->sequence++;
   if (!push_to_all(fifo, item)) {
     fail("pmtmanagedfifo_push", "pmtfifo_push() error for fifo '%s'", fifo->name);
-    /* Consumers that have it already will free it, with its data. */
+    /* The consumers that have the item free it with its data. */
     if (item->references == 0) std::free(item);
     return -1;
   }
@@ -151,7 +153,7 @@ int pmtmanagedfifo_pop(pmtmanagedfifo *fifo, const char *consumer, void **data,
   return 1;
 }
 
-/* The data is what a hook without a release function would free. */
+/* Frees the data as a hook without a release function does. */
 void pmtmanagedfifo_free_data(void *item) {
   auto *const freed = static_cast<PmtmanagedfifoData *>(item);
   if (freed == nullptr) return;

@@ -1,4 +1,4 @@
-/* What the sources of KSPf share; private to the library. */
+/* kspf_contents: the contents of a KSPf, and helpers of its sources. */
 #ifndef KSUTIL_CONFIG_INTERNAL_KSPF_CONTENTS_H
 #define KSUTIL_CONFIG_INTERNAL_KSPF_CONTENTS_H
 
@@ -23,10 +23,10 @@ inline bool kspf_path(const char *who, const std::string &text, PfPath &path) {
   return fail(who, "Faulty path '%s': %s", text.c_str(), cause.c_str());
 }
 
-/* Epoch seconds of a date text or a number. */
+/* Reads epoch seconds from a date text or a number. */
 bool parse_time(const std::string &text, double &epoch);
 
-/* One of the words of KS_ParseBoolean, without a message for any other. */
+/* Reads one of the words of KS_ParseBoolean; registers nothing for other texts. */
 bool parse_boolean(const std::string &text, bool &value);
 
 /* "a text", "a table" or "an array". */

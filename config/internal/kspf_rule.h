@@ -1,4 +1,4 @@
-/* A constraint made ready for checking; private to the library. */
+/* kspf_rule: makes a constraint ready for checking. */
 #ifndef KSUTIL_CONFIG_INTERNAL_KSPF_RULE_H
 #define KSUTIL_CONFIG_INTERNAL_KSPF_RULE_H
 
@@ -15,7 +15,7 @@
 
 namespace ksutil {
 
-/* In the order of the words for them. */
+/* In the order of the words for the types. */
 enum class PfRuleType {
   kAny,
   kString,
@@ -42,12 +42,12 @@ struct PfRule {
   bool is_text() const { return type != PfRuleType::kAny && type < PfRuleType::kTable; }
 };
 
-/* Makes one constraint ready, without those within it; false with the cause when its
- * members do not fit together. */
+/* Makes one constraint ready, without the constraints within it; false with the cause
+ * when its members do not fit together. */
 bool make_rule(const KSPf_Constraint &constraint, PfRule &rule, std::string &cause);
 
-/* The same with all within it; `place` begins as the name of the constraint in messages
- * and ends as that of the faulty one. */
+/* Makes a constraint and all constraints within it ready.  `place` is the name of the
+ * constraint in messages; after a failure it is the name of the faulty one. */
 bool make_rules(const KSPf_Constraint &constraint, PfRule &rule, std::string &place,
                 std::string &cause);
 

@@ -1,8 +1,8 @@
-/* A parameter file as its author wrote it: every line with its layout and comments, in a
- * tree that can be edited.  Private to the library.
+/* pf_document: keeps a parameter file as its author wrote it, every line with its
+ * layout and comments, in a tree that can be edited.
  *
- * Lines that an edit does not touch are written back byte for byte.  Functions throw only
- * std::bad_alloc. */
+ * Lines that an edit does not touch are written back byte for byte.  Functions throw
+ * only std::bad_alloc. */
 #ifndef KSUTIL_CONFIG_INTERNAL_PF_DOCUMENT_H
 #define KSUTIL_CONFIG_INTERNAL_PF_DOCUMENT_H
 
@@ -20,19 +20,20 @@ namespace ksutil {
 
 struct PfBlock;
 
-/* Where a value was read: a file of the document and a line from 1, 0 when an edit made
- * it. */
+/* The place in which a value was read: a file of the document and a line from 1; line 0
+ * for a value that an edit has made. */
 struct PfPlace {
   std::uint32_t file = 0;
   std::uint32_t line = 0;
 };
 
-/* An entry or item with its line, or the blank lines and comments between two of them. */
+/* An entry or item with its line, or the blank lines and comments between two of
+ * them. */
 struct PfNode {
-  enum { kRemark = 0 };  // beside PFSTRING, PFTBL and PFARR
+  enum { kRemark = 0 };  // a further kind, besides PFSTRING, PFTBL and PFARR
 
   int kind = kRemark;
-  bool shadowed = false;             // a later entry of the same name holds
+  bool shadowed = false;             // a later entry of the same name is in force
   std::uint32_t begin = 0, end = 0;  // the value within raw; of a block up to its brace
   PfPlace place;
   std::string raw;  // the line with its line break; of a remark all its lines
@@ -51,12 +52,12 @@ struct PfNode {
 struct PfBlock {
   std::vector<std::unique_ptr<PfNode>> lines;
   std::vector<PfNode *> items;                             // of a table
-  std::unordered_map<std::string_view, PfNode *> by_name;  // of an array: what holds
+  std::unordered_map<std::string_view, PfNode *> by_name;  // of an array: in force
   bool shadowing = false;  // of an array: later entries replaced earlier ones
   std::string closing;     // the line of the closing brace; empty for "{}" and the root
 
-  /* Puts a node before lines[at], into the index as well; a table's item becomes the
-   * item-th. */
+  /* Puts a node before lines[at] and into the index; an item of a table gets the index
+   * `item`. */
   void insert(int kind, std::size_t at, std::size_t item, std::unique_ptr<PfNode> node);
   void append(int kind, std::unique_ptr<PfNode> node) {
     insert(kind, lines.size(), items.size(), std::move(node));
@@ -64,13 +65,14 @@ struct PfBlock {
   std::size_t position(const PfNode *node) const;
 };
 
-/* A copy of a node and all below it, whose places refer to files from `first_file` on. */
+/* A copy of a node and all below it, whose places refer to files from `first_file`
+ * on. */
 PfNode copy_node(const PfNode &node, std::uint32_t first_file = 0);
 
-/* The child of a node that a step leads to; null when there is none. */
+/* The child of a node at a step of a path; null when there is none. */
 PfNode *child_of(const PfNode &node, const PfStep &step);
 
-/* How many blocks a node nests. */
+/* The depth to which blocks are nested in a node. */
 int block_height(const PfNode &node);
 
 class PfDocument {
@@ -91,7 +93,7 @@ class PfDocument {
   const PfNode *find(const PfPath &path) const;
 
   std::string text() const;
-  /* The tree that the document means, of a node of the given depth. */
+  /* The tree of a node and all below it, the node at the given depth. */
   static PfPtr tree(const PfNode &node, int depth);
 
   /* "server.pf:12", "line 12", "server.pf", "". */
@@ -99,8 +101,8 @@ class PfDocument {
 
   /* --- edits, each true, or false with the cause and the document unchanged --- */
 
-  /* Makes the value at the path a copy of `value`: a text keeps the layout of its line, a
-   * block is laid out anew.  Missing arrays on the way are made. */
+  /* Makes the value at the path a copy of `value`: a text keeps the layout of its line,
+   * a block is laid out anew.  Missing arrays on the way are made. */
   bool set(const PfPath &path, const PfNode &value, std::string &cause);
 
   /* Adds a key at the end of its array, or an item before the one of that index (after
@@ -133,7 +135,7 @@ class PfDocument {
 /* A node without a place in any document, for the edits above. */
 PfNode text_node(std::string_view text);
 
-/* Reads what may stand after a name: a text or a block; false with `error`. */
+/* Reads the written form of a value, a text or a block; false with `error`. */
 bool parse_value(std::string_view written, PfNode &value, PfError &error);
 
 /* Lays the lines within a block out anew at an indentation; with `align` the values of

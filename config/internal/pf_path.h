@@ -1,4 +1,4 @@
-/* Paths to the values of a parameter file; private to the library. */
+/* pf_path: reads and writes paths to the values of a parameter file. */
 #ifndef KSUTIL_CONFIG_INTERNAL_PF_PATH_H
 #define KSUTIL_CONFIG_INTERNAL_PF_PATH_H
 
@@ -16,10 +16,11 @@ struct PfStep {
 };
 using PfPath = std::vector<PfStep>;
 
-/* Reads "a.b[2].\"c.d\""; false with the cause.  An empty text is the path of the root. */
+/* Reads "a.b[2].\"c.d\""; false with the cause.  An empty text is the path of the
+ * root. */
 bool parse_path(std::string_view text, PfPath &path, std::string &cause);
 
-/* Writes a path so that parse_path reads it; the first `steps` of it. */
+/* Writes the first `steps` steps of a path, in the form that parse_path reads. */
 std::string path_text(const PfPath &path, std::size_t steps);
 inline std::string path_text(const PfPath &path) {
   return path_text(path, path.size());

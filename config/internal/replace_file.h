@@ -1,4 +1,4 @@
-/* Replacing a file as a whole; private to the library. */
+/* replace_file: replaces a file as a whole. */
 #ifndef KSUTIL_CONFIG_INTERNAL_REPLACE_FILE_H
 #define KSUTIL_CONFIG_INTERNAL_REPLACE_FILE_H
 
@@ -7,10 +7,10 @@
 
 namespace ksutil {
 
-/* Writes a new file beside `path`, flushes it to disk and renames it to `path`, with the
- * mode and, where allowed, the owner of the old file.  Symbolic links are followed and
- * stay, also one whose file is not there yet.  False with errno set and the old file
- * untouched. */
+/* Writes a new file beside `path`, flushes it to disk and renames it to `path`, with
+ * the mode and, where allowed, the owner of the old file.  Symbolic links are followed
+ * and stay, also one whose file is not there yet.  False with errno set and the old
+ * file untouched. */
 bool replace_file(const std::string &path, std::string_view text);
 
 }  // namespace ksutil

@@ -1,4 +1,5 @@
-/* The records behind a pmtcomp, for the pipeline's own files and its tests. */
+/* pmtcomp_record: the records behind a pmtcomp, for the pipeline's own files and
+ * tests. */
 #ifndef KSUTIL_PIPELINE_INTERNAL_PMTCOMP_RECORD_H
 #define KSUTIL_PIPELINE_INTERNAL_PMTCOMP_RECORD_H
 
@@ -17,9 +18,10 @@ struct Pmtcomp {
   std::atomic<int> destroying;
 };
 
-/* start and quit are written under the thread's mutex, and read without it by a worker that
- * has yet to fall asleep.  The worker stores `result` before `finished`, and reads its
- * binding only in a step, the controlling thread the other way round. */
+/* `start` and `quit` are written under the thread's mutex; a worker that has not fallen
+ * asleep yet reads them without it.  The worker stores `result` before it sets
+ * `finished`, and reads its binding only during a step; the controlling thread reads
+ * `result` after it has seen `finished`, and changes the binding only between steps. */
 struct PmtcompThread {
   pthread_t thread;  // for the controlling thread; the worker asks pthread_self
   pthread_mutex_t mutex;
@@ -40,14 +42,14 @@ struct PmtcompThread {
 
 namespace ksutil {
 
-/* What is allocated for the records, which messages tell. */
+/* Bytes allocated for the records; messages show these numbers. */
 inline constexpr std::size_t kCompBytes = 80;
 inline constexpr std::size_t kCompThreadBytes = 240;
 static_assert(sizeof(Pmtcomp) <= kCompBytes);
 static_assert(sizeof(PmtcompThread) <= kCompThreadBytes);
 
-/* What a worker prints to standard output: 0 nothing, 1 its start, end and the time of
- * each step, more every event of the lock-step. */
+/* What workers print to standard output: 0 nothing; 1 their start, their end and the
+ * time of each step; above 1 every event of the lock-step. */
 extern std::atomic<int> comp_verbosity;
 
 /* The body of a worker; `thread` is its PmtcompThread. */

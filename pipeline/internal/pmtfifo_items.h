@@ -1,4 +1,5 @@
-/* The items of a pmtfifo, in chunks, so that a burst costs few allocations. */
+/* pmtfifo_items: holds the items of a pmtfifo in chunks, so that a burst needs few
+ * allocations. */
 #ifndef KSUTIL_PIPELINE_INTERNAL_PMTFIFO_ITEMS_H
 #define KSUTIL_PIPELINE_INTERNAL_PMTFIFO_ITEMS_H
 
@@ -6,14 +7,14 @@
 
 namespace ksutil {
 
-/* Pointers, oldest first.  No constructor: zero bytes are an empty list, so that it can
- * live in a record that is set up again and again; clear() ends its life.  Under the lock
- * of its owner. */
+/* A list of pointers, oldest first.  Zero bytes are an empty list, and there is no
+ * constructor, so that the list can be part of a record that is used again; release()
+ * frees its memory.  Its owner's lock guards it. */
 class FifoItems {
  public:
   bool empty() const { return oldest_ == free_; }
 
-  /* Adds behind, or before, all others; false when memory is short. */
+  /* Add an item behind all others, or before them; false when memory is short. */
   bool append(void *item) {
     if (free_ == free_end_ && !add_newest_chunk()) return false;
     *free_++ = item;
@@ -21,7 +22,7 @@ class FifoItems {
   }
   bool prepend(void *item);
 
-  /* Takes the oldest of a list that is not empty. */
+  /* Takes the oldest item; the list must not be empty. */
   void *take() {
     void *const item = *oldest_++;
     if (oldest_ == free_) {
@@ -35,7 +36,7 @@ class FifoItems {
   /* Returns the memory of an empty list. */
   void release();
 
-  /* Chunks held, those kept for later use included. */
+  /* The number of chunks held, including those kept for later use. */
   int chunks() const { return chunks_; }
 
  private:

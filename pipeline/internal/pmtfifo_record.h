@@ -1,4 +1,5 @@
-/* The record behind a pmtfifo, for the pipeline's own files and its tests. */
+/* pmtfifo_record: the record behind a pmtfifo, for the pipeline's own files and
+ * tests. */
 #ifndef KSUTIL_PIPELINE_INTERNAL_PMTFIFO_RECORD_H
 #define KSUTIL_PIPELINE_INTERNAL_PMTFIFO_RECORD_H
 
@@ -12,14 +13,14 @@
 
 namespace ksutil {
 
-/* When a wait of `timeout` seconds that begins at `now` (epoch seconds) ends: at once for
- * NaN, at the end of year 9999 at the latest. */
+/* The time at which a wait of `timeout` seconds that begins at `now` (epoch seconds)
+ * ends: `now` itself for NaN, the end of year 9999 at the latest. */
 timespec fifo_deadline(double now, double timeout);
 
 }  // namespace ksutil
 
-/* `mutex` guards every field that is neither constant nor atomic.  The atomics are those
- * that pmtfifo_flush writes, or pmtfifo_pop clears, without it. */
+/* `mutex` guards every field that is neither constant nor atomic.  The atomic fields
+ * are written by pmtfifo_flush, or cleared by pmtfifo_pop, without the mutex. */
 struct pmtfifo {
   pthread_mutex_t mutex;
   pthread_cond_t space;  // room has become free; pushers wait on it
@@ -29,15 +30,14 @@ struct pmtfifo {
   std::atomic<int> count;
   std::atomic<int> flushed;   // one-shot: the next pusher that wakes up gives up
   std::atomic<int> released;  // one-shot: the next reader that wakes up gives up
-  std::atomic<int>
-      releases;    // how many there were; tells a reader that has not slept yet
-  int block;       // reader mode 0, 1 or 2
-  double timeout;  // seconds, in mode 2
+  std::atomic<int> releases;  // counts releases, for a reader that has not slept yet
+  int block;                  // reader mode 0, 1 or 2
+  double timeout;             // seconds, in mode 2
   ksutil::FifoItems items;
   ksutil::BriefWait wait_for_space;
   ksutil::BriefWait wait_for_data;
-  int waiting_readers;    // threads asleep, or about to be: a signal that nobody can
-  int waiting_pushers;    // receive is not sent
+  int waiting_readers;  // threads asleep or about to be: without any, no signal is sent
+  int waiting_pushers;
   pmtfifo *next_in_pool;  // guarded by the registry's mutex
 };
 

@@ -1,4 +1,5 @@
-/* The process-wide registry of fifos, and the pool of records that were once in it. */
+/* pmtfifo_registry: the process-wide registry of fifos, and the pool of the records
+ * that have left it. */
 #ifndef KSUTIL_PIPELINE_INTERNAL_PMTFIFO_REGISTRY_H
 #define KSUTIL_PIPELINE_INTERNAL_PMTFIFO_REGISTRY_H
 
@@ -6,21 +7,21 @@
 
 namespace ksutil {
 
-/* The mutex of the registry; also held by pmtfifo_flush.  Never held while a fifo's own
- * mutex is taken, nor the other way round. */
+/* The mutex of the registry; pmtfifo_flush holds it too.  A thread never holds this
+ * mutex and a fifo's own mutex at the same time. */
 pthread_mutex_t &fifo_registry_mutex();
 
 /* A record with constant fields set and all else zero, its mutex and conditions ready;
  * null when memory is short.  Records to be registered come from the pool first. */
 pmtfifo *new_fifo_record(int maxsize, int registered);
 
-/* Takes down what new_fifo_record set up, once the list is empty.  A registered record goes to
- * the pool and is never returned to the system, so that its `registered` field may be
- * read through a stale pointer for ever; another one is freed. */
+/* Undoes new_fifo_record; the list must be empty.  A registered record goes to the pool
+ * and is never returned to the system, so that its `registered` field can always be
+ * read through a stale pointer; any other record is freed. */
 void retire_fifo_record(pmtfifo *fifo);
 
-/* Makes the registry at the first call of the process, which alone gets kJustFailed when
- * memory was short for it; later calls then get kAbsent. */
+/* Makes the registry at the first call in the process.  If memory is short, the first
+ * call returns kJustFailed and all later calls return kAbsent. */
 enum class Registry { kOpen, kJustFailed, kAbsent };
 Registry open_fifo_registry();
 

@@ -1,4 +1,5 @@
-/* The record behind a pmtmanagedfifo, and the process-wide registry of them. */
+/* pmtmanagedfifo_record: the record behind a pmtmanagedfifo, and the process-wide
+ * registry of these records. */
 #ifndef KSUTIL_PIPELINE_INTERNAL_PMTMANAGEDFIFO_RECORD_H
 #define KSUTIL_PIPELINE_INTERNAL_PMTMANAGEDFIFO_RECORD_H
 
@@ -26,17 +27,17 @@ struct pmtmanagedfifo : ksutil::SeamAllocated {
 
 namespace ksutil {
 
-/* Enters a new fifo under its name; the registry must be open.  kTaken when another thread
- * came first. */
+/* Enters a new fifo under its name; the registry must be open.  kTaken when another
+ * thread has entered a fifo of this name first. */
 enum class Entry { kEntered, kTaken, kNoMemory };
 Entry register_managed_fifo(pmtmanagedfifo *fifo);
 
 /* The names of all fifos, which live as long as the process; null when memory is short.
- * *open tells whether there is a registry at all. */
+ * *open: whether the registry exists. */
 TblPtr managed_fifo_names(bool *open);
 
-/* Drops one reference to an item under the state mutex and frees it with its data when it
- * was the last.  A null item is accepted. */
+/* Drops one reference to an item; the caller holds the state mutex.  The last reference
+ * frees the item with its data.  A null item is accepted. */
 void drop_managed_item(void *item);
 
 }  // namespace ksutil

@@ -1,4 +1,4 @@
-/* Scoped locking of the pthread mutexes that condition variables need. */
+/* pthread_lock: holds a pthread mutex for one scope. */
 #ifndef KSUTIL_PIPELINE_INTERNAL_PTHREAD_LOCK_H
 #define KSUTIL_PIPELINE_INTERNAL_PTHREAD_LOCK_H
 

@@ -1,5 +1,7 @@
-/* Time: epoch seconds are seconds since 1970-01-01T00:00:00 UTC without leap seconds, in
- * the proleptic Gregorian calendar.  All functions are exact to the microsecond from 1900
+/* clock: the current time, and the calendar.
+ *
+ * Epoch seconds are seconds since 1970-01-01T00:00:00 UTC without leap seconds, in the
+ * proleptic Gregorian calendar.  All functions are exact to the microsecond from 1900
  * to 2100, log nothing and are safe from any thread. */
 #ifndef KSUTIL_PLATFORM_CLOCK_CLOCK_H
 #define KSUTIL_PLATFORM_CLOCK_CLOCK_H
@@ -11,16 +13,20 @@
 
 extern "C" {
 
-/* Now, in epoch seconds: the system's real-time clock, unless a test has replaced it. */
+/* The current time in epoch seconds: the system's real-time clock, unless set_clock has
+ * replaced it. */
 KSUTIL_API double std_now(void);
 
 /* Replaces the clock of std_now; null restores the system's.  For tests. */
 KSUTIL_API void set_clock(double (*clock)(void));
 
-/* Epoch seconds to year, day of year (from 1), hour, minute and second (0 <= s < 60), and
- * back.  Any output may be null.  A time outside the years -9999 to 9999 is clamped to
- * them; one that is not a number counts as their beginning.  h2e takes values outside
- * their usual ranges as carries. */
+/* Convert epoch seconds to year, day of year (from 1), hour, minute and second
+ * (0 <= second < 60), and back.
+ *
+ * e2h   any output may be null.  A time outside the years -9999 to 9999 is clamped to
+ *       them; NaN counts as their beginning.
+ * h2e   takes any values: doy 366 of a common year is 1 January of the next one, minute
+ *       -1 is the last minute of the hour before */
 KSUTIL_API void e2h(double epoch, int *year, int *doy, int *hour, int *minute,
                     double *second);
 KSUTIL_API double h2e(int year, int doy, int hour, int minute, double second);
@@ -38,7 +44,7 @@ inline constexpr double kNullTime = -9999999999.999;
 /* The epoch time at which the day YYYYDDD begins. */
 KSUTIL_API double yearday_epoch(int day);
 
-/* Month (1 to 12) and day of month of a day of year, and back. */
+/* Convert a day of year to month (1 to 12) and day of month, and back. */
 KSUTIL_API void month_day(int year, int doy, int &month, int &day);
 KSUTIL_API int day_of_year(int year, int month, int day);
 
@@ -52,7 +58,8 @@ KSUTIL_API std::string time_text(double epoch, int decimals = 3);
  *   MM/DD/YYYY;
  * then nothing (midnight), or T or blanks and hh:mm, hh:mm:ss, hhmmss or hhmm, with
  * decimals of the second, an optional Z.  nn/nn/nn is always yy/mm/dd.  A day that its
- * month does not have is refused; second 60 (a leap second) is the next minute's first. */
+ * month does not have is refused; second 60 (a leap second) is the next minute's
+ * first. */
 KSUTIL_API bool parse_date_text(std::string_view text, double &epoch);
 
 }  // namespace ksutil

@@ -10,8 +10,8 @@ namespace {
 
 constexpr std::int64_t kDay = 86400;
 
-/* The calendar repeats every 400 years: dates are taken within one such cycle, so that the
- * years of std::chrono do not bound ours. */
+/* The calendar repeats every 400 years: dates are taken within one such cycle, so that
+ * the years of std::chrono do not bound ours. */
 constexpr std::int64_t kCycleYears = 400;
 constexpr std::int64_t kCycleDays = 146097;
 
@@ -86,8 +86,8 @@ void put(int *to, std::int64_t value) {
 
 void e2h(double epoch, int *year, int *doy, int *hour, int *minute, double *second) {
   SplitTime time = split(epoch);
-  /* A time just below a minute may round to it when the parts are added: it is then the
-   * next minute, never second 60. */
+  /* For a time just below a full minute the sum of the parts may round to 60.0 s: the
+   * time is then the next minute, never second 60. */
   const auto of_minute = static_cast<double>(floor_mod(time.seconds, 60));
   if (of_minute + time.rest >= 60.0 || time.rest >= 1.0) {
     ++time.seconds;

@@ -23,7 +23,7 @@ struct TimeOfDay {
   double second = 0.0;
 };
 
-/* Reads a text from left to right; a failed step ends the parse. */
+/* Reads a date from left to right; a step that fails ends the reading. */
 class DateReader {
  public:
   explicit DateReader(std::string_view text) : rest_(text) {}
@@ -59,7 +59,8 @@ class DateReader {
     return digits;
   }
 
-  /* An English month name's first three letters, in any case; 0 when it is none. */
+  /* Reads the first three letters of an English month name, in any case; 0 for any
+   * other text. */
   int take_month_name() {
     static constexpr std::array<std::string_view, 12> kNames = {
         "jan", "feb", "mar", "apr", "may", "jun",

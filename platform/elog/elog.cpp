@@ -22,7 +22,7 @@ using ksutil::Taken;
 
 enum Severity { kLog = 0, kNotify = 1, kComplain = 2, kDie = 3 };
 
-/* errno as it was at the call: messages show it, and the caller finds it unchanged. */
+/* Restores errno at the end of the scope; value() is errno as it was at the call. */
 class KeptErrno {
  public:
   KeptErrno() : value_(errno) {}
@@ -38,8 +38,7 @@ class KeptErrno {
 struct Settings {
   std::mutex name_mutex;
   char program[256] = "";  // empty: the executable's name
-  std::mutex
-      sink_mutex;  // held while the sink runs, which makes its calls one at a time
+  std::mutex sink_mutex;   // held while the sink runs, so that its calls do not overlap
   ElogSink sink = nullptr;
   void *context = nullptr;
 };
@@ -65,8 +64,7 @@ struct ProgramName {
 thread_local bool inside_sink = false;
 
 void tell_sink(int severity, const char *message) {
-  if (inside_sink)
-    return;  // a sink that logs in spite of its contract must not lock up
+  if (inside_sink) return;  // a sink that logs, against its contract, must not deadlock
   Settings &common = settings();
   const std::lock_guard lock(common.sink_mutex);
   if (common.sink == nullptr) return;
@@ -97,7 +95,7 @@ void print_all() {
   ksutil::print_messages(taken.messages, taken.dropped, ProgramName().text);
 }
 
-/* Marks are the low 31 bits of the thread's message count. */
+/* A mark is the low 31 bits of the thread's message count. */
 constexpr std::uint64_t kMarkMask = INT_MAX;
 
 }  // namespace
@@ -165,7 +163,7 @@ int elog_mark(void) {
 void elog_flush(int deliver, int mark) {
   const KeptErrno kept;
   const std::uint64_t now = MessageRegister::sequence();
-  /* How far the mark lies back; one that no message follows costs no lock. */
+  /* The number of messages since the mark; when there are none, no lock is taken. */
   const std::uint64_t since = (now - static_cast<std::uint64_t>(mark)) & kMarkMask;
   if (since == 0) return;
   const Messages taken =

@@ -1,15 +1,16 @@
 /* elog: the process-wide register of messages.
  *
- * Messages collect in the register until somebody prints or clears them.  The register is
- * bounded (kElogMaxMessages messages of at most kElogMaxLength bytes): the oldest go
- * first, and a line that counts them stands in their place.
- * Flag 1 appends the text of errno, as it was at the call, on a line of its own after the
- * message (nothing when errno is 0); other bits are ignored.  Texts are kept as given; a
- * message that does not end in a newline is ended when the next one comes.
- * Threads: all functions may run concurrently.  Messages of one thread stay in order, and
- * a mark taken by one thread never discards the messages of another.
- * None of them throws, and all keep errno.  A message for which memory is short is lost
- * and counted like those that went out of a full register. */
+ * Messages collect in the register until they are printed or cleared.  The register
+ * holds kElogMaxMessages messages of at most kElogMaxLength bytes; when it is full, a
+ * new message replaces the oldest, and a line with the number of dropped messages is
+ * put before the rest.  Flag 1 appends the text of errno, as it was at the call, on a
+ * line of its own after the message (nothing when errno is 0); other bits are ignored.
+ * Texts are kept as given; a missing newline at the end of a message is added when the
+ * next message arrives.
+ * Threads: all functions may run concurrently.  Messages of one thread stay in order,
+ * and a mark taken by one thread never discards the messages of another.
+ * None of the functions throws, and all keep errno.  A message for which memory is
+ * short is lost and counted as dropped. */
 #ifndef KSUTIL_PLATFORM_ELOG_ELOG_H
 #define KSUTIL_PLATFORM_ELOG_ELOG_H
 
@@ -27,7 +28,8 @@ KSUTIL_API void velog_log(int flag, const char *format, va_list args)
     KSUTIL_PRINTF(2, 0);
 
 /* Append a message, print the whole register to standard error, each line after the
- * program's name and a colon, and clear it.  notify is for news, complain for trouble. */
+ * program's name and a colon, and clear it.  notify is for news, complain for
+ * trouble. */
 KSUTIL_API void elog_notify(int flag, const char *format, ...) KSUTIL_PRINTF(2, 3);
 KSUTIL_API void velog_notify(int flag, const char *format, va_list args)
     KSUTIL_PRINTF(2, 0);
@@ -44,8 +46,8 @@ KSUTIL_API void velog_complain(int flag, const char *format, va_list args)
 /* A position in this thread's messages, for elog_flush. */
 KSUTIL_API int elog_mark(void);
 
-/* Discards this thread's messages since the mark; with `deliver` non-zero prints them to
- * standard error first.  Other threads' messages stay. */
+/* Discards this thread's messages since the mark; with `deliver` non-zero prints them
+ * to standard error first.  Other threads' messages stay. */
 KSUTIL_API void elog_flush(int deliver, int mark);
 
 /* Empties the register of all threads' messages; returns how many there were. */
@@ -58,10 +60,11 @@ KSUTIL_API char *elog_string(int flag);
 /* The name that stands before printed messages; the executable's name by default. */
 KSUTIL_API void elog_set_program(const char *name);
 
-/* A function that receives each message as it is registered (severity 0 log, 1 notify,
- * 2 complain, 3 die), beside the register; null: none.  It may be called from any
- * thread, one call at a time, and must not log.  Locks of the library may be held
- * meanwhile: it must not call back into the library either. */
+/* Installs a function that receives each message when it is registered; the register
+ * keeps the message as well.  severity is 0 for log, 1 notify, 2 complain, 3 die; null
+ * removes the function.  It is called from any thread, one call at a time, possibly
+ * while locks of the library are held: it must not log, nor call any other function of
+ * the library. */
 typedef void (*ElogSink)(int severity, const char *message, void *context);
 KSUTIL_API void elog_set_sink(ElogSink sink, void *context);
 
@@ -69,9 +72,9 @@ KSUTIL_API void elog_set_sink(ElogSink sink, void *context);
 
 namespace ksutil {
 
-/* Discards, at the end of its scope, the messages that this thread has registered within
- * it, unless they were kept: for a trial whose failure is not an error, and for readings
- * that skip what they cannot read. */
+/* Discards, at the end of its scope, the messages that this thread has registered
+ * within it, unless keep() was called.  For attempts whose failure is not an error, and
+ * for readings that skip unreadable rows. */
 class ElogScope {
  public:
   ElogScope() : mark_(elog_mark()) {}
@@ -87,9 +90,9 @@ class ElogScope {
   /* Leaves the messages of the scope, those still to come included, in the register. */
   void keep() { kept_ = true; }
 
-  /* Takes note of a step's result, which it returns: a negative one (failed) keeps the
-   * messages; one above 0 (something was skipped) drops those so far, so that a failure
-   * later on is not told among them. */
+  /* Notes the result of a step and returns it.  A negative result (the step failed)
+   * keeps the messages; a result above 0 (something was skipped) drops the messages so
+   * far, so that they do not stand beside those of a later failure. */
   template <class Result>
   Result note(Result result) {
     if (result < 0) keep();

@@ -11,7 +11,7 @@
 namespace ksutil {
 namespace {
 
-/* The line in place of what went out of a full register; "" when nothing did. */
+/* The line about messages that a full register has dropped; "" when there are none. */
 struct DroppedLine {
   explicit DroppedLine(std::uint64_t dropped) {
     if (dropped == 0) return;
@@ -97,7 +97,7 @@ void write_text(const Messages &messages, std::uint64_t dropped, char *to) {
   *to = '\0';
 }
 
-/* Writes line by line from the messages themselves, so that it needs no memory. */
+/* Writes the messages line by line, without allocating memory. */
 void print_messages(const Messages &messages, std::uint64_t dropped,
                     const char *program) {
   if (messages.empty() && dropped == 0) return;

@@ -8,7 +8,8 @@
 namespace ksutil {
 namespace {
 
-/* Plain numbers, so that a thread may log while its thread-local objects go. */
+/* Plain numbers, so that a thread may log while its thread-local objects are
+ * destroyed. */
 thread_local std::uint64_t thread_number = 0;
 thread_local std::uint64_t thread_sequence = 0;
 
@@ -36,7 +37,7 @@ void MessageRegister::append(Message message) {
     try {
       entry.push_back(std::move(message));
     } catch (const std::bad_alloc &) {
-      /* Counted below: an error register that fails must not fail its caller. */
+      /* Counted below: a failure of the error register must not reach its caller. */
     }
   }
   const std::lock_guard lock(mutex_);

@@ -4,7 +4,7 @@
 
 namespace {
 
-/* 0 to 1; what is not a number counts as 0. */
+/* Clamps to 0 ... 1; NaN becomes 0. */
 double unit(double value) { return value >= 0.0 ? std::fmin(value, 1.0) : 0.0; }
 
 /* One channel between m1 and m2 at the hue, 0 <= hue < 360. */

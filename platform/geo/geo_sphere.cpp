@@ -9,8 +9,9 @@ namespace {
 
 using std::numbers::pi;
 
-/* Closer points than this (some nanometres on Earth) coincide: rounding of their
- * coordinates, for instance of two longitudes at a pole, decides their azimuth. */
+/* Points closer than this, rad (some nanometres on Earth), coincide: their azimuth
+ * would depend on the rounding of their coordinates, such as two longitudes at a
+ * pole. */
 constexpr double kCoinciding = 1e-15;
 
 double square(double x) { return x * x; }
@@ -28,8 +29,8 @@ void dist(double lat1, double lon1, double lat2, double lon2, double *delta,
   const double dlon = lon2 - lon1;
   const double sin1_cos2 = std::sin(lat1) * std::cos(lat2);
   const double east = std::cos(lat2) * std::sin(dlon);
-  /* cos(lat1) sin(lat2) - sin(lat1) cos(lat2) cos(dlon), written so that its large terms
-   * do not cancel for near points, nor for near antipodes. */
+  /* cos(lat1) sin(lat2) - sin(lat1) cos(lat2) cos(dlon), written so that its large
+   * terms do not cancel for near points, nor for near antipodes. */
   const double north =
       std::cos(dlon) >= 0.0
           ? std::sin(lat2 - lat1) + 2.0 * sin1_cos2 * square(std::sin(dlon / 2.0))

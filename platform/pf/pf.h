@@ -1,4 +1,4 @@
-/* pf: parameter files, trees of named values.
+/* pf: reads, changes and writes parameter files, trees of named values.
  *
  *   # a comment
  *   name value that goes to the end of the line
@@ -14,9 +14,9 @@
  *   }
  *
  * Blanks at both ends of a value do not belong to it; "#" begins a comment at the start
- * of a line and after a blank.  A later value of the same name replaces the earlier one.
- * Nesting is bounded (kPfMaxDepth), and so are the size of a file (kPfMaxBytes) and the
- * number of its entries.  docs/parameter-files.md describes the form in full.
+ * of a line and after a blank.  A later value of the same name replaces the earlier
+ * one.  Nesting is bounded (kPfMaxDepth), and so are the size of a file (kPfMaxBytes)
+ * and the number of its entries.  docs/parameter-files.md describes the form in full.
  *
  * Ownership: a tree owns everything in it, sub-trees included: only what pfcompile and
  * pfread made is freed with pffree.  Texts and sub-trees obtained from a tree live as
@@ -42,21 +42,22 @@ extern "C" {
 KSUTIL_API int pfcompile(const char *text, Pf **pf);
 
 /* Reads a parameter file; 0, or -1 with *pf null.  A name with a slash is a path.  Any
- * other is looked for, with ".pf" added when it has no such ending, in each directory of
- * the colon-separated KSUTIL_PF_PATH (default "."), and the trees of all files found are
- * merged, later directories over earlier ones. */
+ * other is looked for, with ".pf" added when it has no such ending, in each directory
+ * of the colon-separated KSUTIL_PF_PATH (default "."), and the trees of all files found
+ * are merged, later directories over earlier ones. */
 KSUTIL_API int pfread(const char *name, Pf **pf);
 
 /* Frees a whole tree; null accepted.  A sub-tree is not freed. */
 KSUTIL_API void pffree(Pf *pf);
 
 /* The kind of an entry: PFSTRING with *value its text (char *), PFTBL or PFARR with
- * *value its sub-tree (Pf *), PFINVALID with *value null when it is absent or `pf` is no
- * array.  `value` may be null. */
+ * *value its sub-tree (Pf *), PFINVALID with *value null when it is absent or `pf` is
+ * not an array.  `value` may be null. */
 KSUTIL_API int pfget(Pf *pf, const char *name, void **value);
 
-/* The kind of a (sub-)tree itself, and what it holds: the items of a table and the values
- * of an array are Pf *; pf_text is the text of a string.  Null when it is another kind. */
+/* The kind of a (sub-)tree itself, and what it holds: the items of a table and the
+ * values of an array are Pf *; pf_text is the text of a string.  Null when it is
+ * another kind. */
 KSUTIL_API int pf_kind(Pf *pf);
 KSUTIL_API Tbl *pf_tbl(Pf *pf);
 KSUTIL_API Arr *pf_arr(Pf *pf);
@@ -65,16 +66,16 @@ KSUTIL_API char *pf_text(Pf *pf);
 /* The text of an entry; null when there is none. */
 KSUTIL_API char *pfget_string(Pf *pf, const char *name);
 
-/* The number of an entry, read in the C locale.  A text that is no number as a whole (for
- * pfget_int: no decimal integer, or none that fits) gives 0 and registers
- * "pfget_double: Cannot parse '%s' for %s.\n" (pfget_int in its own name); an absent entry
- * gives 0. */
+/* The number of an entry, read in the C locale; 0 for an absent entry.  If the text as
+ * a whole is not a number (for pfget_int: not a decimal integer, or one outside int),
+ * the result is 0 and the message is "pfget_double: Cannot parse '%s' for %s.\n"
+ * (pfget_int in its own name). */
 KSUTIL_API double pfget_double(Pf *pf, const char *name);
 KSUTIL_API int pfget_int(Pf *pf, const char *name);
 
 /* A new list or map of the texts of an entry, to be freed with freetbl(t, 0) or
- * freearr(a, 0); the texts belong to the tree, a nested entry is a null item.  Null when
- * the entry is absent or another kind. */
+ * freearr(a, 0); the texts belong to the tree, a nested entry is a null item.  Null
+ * when the entry is absent or another kind. */
 KSUTIL_API Tbl *pfget_tbl(Pf *pf, const char *name);
 KSUTIL_API Arr *pfget_arr(Pf *pf, const char *name);
 
@@ -90,14 +91,14 @@ KSUTIL_API int pfput_string(Pf *pf, const char *name, const char *text);
 /* A new empty array tree. */
 KSUTIL_API Pf *pfnew(void);
 
-/* A new text that compiles to an equal tree, keys in the order written; values that hold
- * "#", braces, line breaks, quotes or outer blanks are written quoted.  The caller frees
- * it.  For a sub-tree of kind table: its items, one a line; of a text: that text. */
+/* A new text that compiles to an equal tree, keys in the order written; values that
+ * hold "#", braces, line breaks, quotes or outer blanks are written quoted.  The caller
+ * frees the text.  For a table: its items, one a line; for a text: the text itself. */
 KSUTIL_API char *pf2string(Pf *pf);
 
-/* Copies the entries of `from` over those of `into`; nested arrays are merged, texts and
- * tables replaced.  0; -1 with `into` unchanged and a message when one of them is no array
- * or the result would be nested too deeply. */
+/* Copies the entries of `from` over those of `into`; nested arrays are merged, texts
+ * and tables replaced.  0; -1 with `into` unchanged and a message when one of them is
+ * not an array or the result would be nested too deeply. */
 KSUTIL_API int pfmerge(Pf *into, Pf *from);
 
 /* 1 when both trees hold the same, regardless of the order of keys; else 0. */

@@ -1,4 +1,4 @@
-/* Making, changing and comparing trees. */
+/* pf_edit: makes, changes and compares trees. */
 #include <algorithm>
 
 #include "platform/elog/failure.h"
@@ -68,7 +68,7 @@ int pfmerge(Pf *into, Pf *from) {
     return fail("pfmerge", "Both trees must be arrays");
   }
   return at_boundary("pfmerge", [&]() -> int {
-    /* Merged from a copy: `from` may be part of what it replaces. */
+    /* Merges a copy: `from` may be part of the entry that it replaces. */
     const PfPtr copy = ksutil::copy_tree(*from, into->depth);
     if (copy == nullptr) {
       return fail("pfmerge", "The merged tree would be nested deeper than %d",

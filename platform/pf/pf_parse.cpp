@@ -10,7 +10,7 @@ namespace {
 
 constexpr std::string_view kBlanks = " \t\r";
 
-/* Left by throw within the parser only. */
+/* Thrown within the parser only. */
 struct SyntaxError {
   std::string cause;
 };
@@ -47,7 +47,8 @@ char unescaped(char letter) {
   }
 }
 
-/* Takes a quoted text, whose opening quote stands first, off the front of `rest`. */
+/* Removes a quoted text from the front of `rest`, which begins with its opening
+ * quote. */
 std::string take_quoted(std::string_view &rest) {
   std::string text;
   for (std::size_t i = 1; i < rest.size(); ++i) {
@@ -64,7 +65,7 @@ std::string take_quoted(std::string_view &rest) {
   throw SyntaxError{"A quoted text is not ended on its line"};
 }
 
-/* Takes the name of an array's entry off the front of `rest`. */
+/* Removes the name of an array's entry from the front of `rest`. */
 std::string take_name(std::string_view &rest) {
   if (rest.front() == '"') {
     std::string name = take_quoted(rest);

@@ -1,4 +1,4 @@
-/* The tree that the lines of a parameter file make. */
+/* pf_parse_tree: builds the tree of a parameter file from its lines. */
 #include <utility>
 
 #include "platform/pf/shared/pf_parse.h"

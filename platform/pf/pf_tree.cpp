@@ -27,7 +27,7 @@ void PfArray::put(std::string_view name, PfPtr value) {
     if (view_) setarr(view_.get(), known->first.c_str(), known->second.get());
     return;
   }
-  /* Room first: a name must not be left in the map alone. */
+  /* Reserves room first: a name must not be in the map alone. */
   if (written_.size() == written_.capacity()) written_.reserve(2 * written_.size() + 4);
   const auto entry = entries_.emplace_hint(known, std::string(name), std::move(value));
   written_.push_back(entry);
@@ -64,7 +64,7 @@ Arr *PfArray::view() {
 
 namespace {
 
-/* The copy of a container's children; false when they lie too deep. */
+/* Copies the children of a container; false when they are nested too deeply. */
 bool copy_children(const Pf &from, Pf &to) {
   if (const PfTable *table = from.table()) {
     for (const PfPtr &item : table->items()) {

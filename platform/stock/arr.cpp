@@ -61,7 +61,7 @@ void *setarr(Arr *arr, const char *key, void *value) {
   try {
     arr->map.emplace(std::move(copy), value);
   } catch (const std::bad_alloc &) {
-    /* The key stays absent, as containsarr tells. */
+    /* The key stays absent, which containsarr shows. */
   }
   return nullptr;
 }

@@ -10,8 +10,8 @@ namespace {
 std::uint32_t swapped(std::uint32_t value) { return __builtin_bswap32(value); }
 std::uint64_t swapped(std::uint64_t value) { return __builtin_bswap64(value); }
 
-/* Both directions are one operation: the order reversed, or nothing on a host whose own
- * order is big-endian. */
+/* Both directions are one operation: it reverses the order, or does nothing on a host
+ * whose own order is big-endian. */
 template <class Word>
 void convert(const void *from, void *to, long n) {
   const auto *in = static_cast<const unsigned char *>(from);

@@ -1,8 +1,10 @@
-/* Conversion between the host's numbers and the machine-independent big-endian form.
+/* bytes: converts numbers between the host's form and the machine-independent
+ * big-endian form.
  *
  * m is the machine-independent form, h the host's; i 4-byte integers, d 8-byte and f
- * 4-byte IEEE floating-point numbers.  `n` values are converted; 0 or less does nothing.
- * `from` may equal `to`; neither needs alignment; they must not overlap otherwise. */
+ * 4-byte IEEE floating-point numbers.  `n` values are converted; 0 or less does
+ * nothing.  `from` may equal `to`; neither needs alignment; they must not overlap
+ * otherwise. */
 #ifndef KSUTIL_PLATFORM_STOCK_BYTES_H
 #define KSUTIL_PLATFORM_STOCK_BYTES_H
 

@@ -31,8 +31,8 @@ auto uninterrupted(Call call) {
   return result;
 }
 
-/* Repeats `move(done, rest)` until all is moved, the file ends or an error stops it.
- * `end_error` is the errno of a transfer of nothing. */
+/* Repeats `move(done, rest)` until all bytes are transferred, the file ends or an error
+ * occurs.  `end_error` becomes errno when a call transfers nothing. */
 template <class Move>
 ssize_t whole(std::size_t bytes, int end_error, Move move) {
   std::size_t done = 0;
@@ -78,7 +78,7 @@ FileHandle &FileHandle::operator=(FileHandle &&other) noexcept {
   return *this;
 }
 
-/* Keeps errno, which tells of the failure that ends the handle's scope. */
+/* Keeps errno: it may be that of the failure that ends the handle's scope. */
 void FileHandle::reset() {
   if (fd_ < 0) return;
   const int saved = errno;
@@ -129,10 +129,11 @@ bool read_file(const std::string &path, std::size_t limit, std::string &text) tr
   const FileHandle file = open_file(path, O_RDONLY);
   if (!file) return false;
   std::string content;
-  /* The size of the file is not asked for: it may change, and special files have none. */
+  /* Reads to the end instead of asking for the size: the size may change, and special
+   * files have none. */
   for (std::size_t step = 65536;; step = std::min<std::size_t>(step * 2, 1 << 24)) {
     const std::size_t before = content.size();
-    /* One byte beyond the limit tells a file that is too large from one that just fits. */
+    /* Reads one byte beyond the limit: a file that just fits does not have it. */
     const std::size_t room = limit - before;
     const std::size_t wanted = room < step ? room + 1 : step;
     content.resize(before + wanted);

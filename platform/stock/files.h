@@ -1,8 +1,9 @@
-/* File operations of the platform, replaceable so that tests can refuse a write, shorten
- * a read or fill a disk.
+/* files: the file operations of the platform, which tests can replace to refuse a
+ * write, shorten a read or fill a disk.
  *
- * Results and errno are those of the system calls.  The read and write functions continue
- * after EINTR and short transfers, so that a short count means end of file or an error. */
+ * Results and errno are those of the system calls.  The read and write functions
+ * continue after EINTR and short transfers, so that a short count means end of file or
+ * an error. */
 #ifndef KSUTIL_PLATFORM_STOCK_FILES_H
 #define KSUTIL_PLATFORM_STOCK_FILES_H
 
@@ -17,8 +18,8 @@
 
 namespace ksutil {
 
-/* The system calls behind the functions below.  A test installs its own table for a
- * scope with ScopedFileCalls; the table must then be the only one in the process. */
+/* The system calls behind the functions below.  A test installs a table of its own for
+ * a scope with ScopedFileCalls; only one table may be installed at a time. */
 struct FileCalls {
   int (*open)(const char *path, int flags, mode_t mode);
   ssize_t (*pread)(int fd, void *to, std::size_t bytes, off_t at);
@@ -29,7 +30,7 @@ struct FileCalls {
   int (*ftruncate)(int fd, off_t size);
 };
 
-/* The real calls; copy and change the ones to be replaced. */
+/* The system's own calls.  Copy the table and change the calls to be replaced. */
 KSUTIL_API const FileCalls &system_file_calls();
 
 class KSUTIL_API ScopedFileCalls {
@@ -43,7 +44,7 @@ class KSUTIL_API ScopedFileCalls {
   FileCalls calls_;
 };
 
-/* An open descriptor, closed at the end of its scope; -1 when it holds none. */
+/* Owns an open descriptor and closes it at the end of the scope; -1: holds none. */
 class KSUTIL_API FileHandle {
  public:
   FileHandle() = default;
@@ -66,8 +67,9 @@ class KSUTIL_API FileHandle {
 /* open(2) with O_CLOEXEC; an empty handle with errno set on failure. */
 KSUTIL_API FileHandle open_file(const std::string &path, int flags, mode_t mode = 0666);
 
-/* Whole transfers; the count moved, -1 on an error that moved nothing.  After a short
- * count errno is 0 at the end of the file, else that of the error. */
+/* Transfer all bytes.  Return the number of bytes transferred, -1 after an error before
+ * the first byte.  After a short count errno is 0 at the end of the file, else the
+ * error. */
 KSUTIL_API ssize_t read_at(int fd, void *to, std::size_t bytes, off_t at);
 KSUTIL_API ssize_t write_at(int fd, const void *from, std::size_t bytes, off_t at);
 KSUTIL_API ssize_t read_all(int fd, void *to, std::size_t bytes);
@@ -75,19 +77,20 @@ KSUTIL_API ssize_t write_all(int fd, const void *from, std::size_t bytes);
 KSUTIL_API int sync_file(int fd);
 KSUTIL_API int truncate_file(int fd, off_t size);
 
-/* The whole of a file; false with errno set (EFBIG when it is larger than `limit`). */
+/* Reads a whole file; false with errno set (EFBIG when it is larger than `limit`
+ * bytes). */
 KSUTIL_API bool read_file(const std::string &path, std::size_t limit,
                           std::string &text);
 
-/* The exclusive advisory lock of a file, held for one scope.  Locks belong to the open
- * file description, so they conflict between threads of one process too.  The copy that a
- * fork makes of the lock ends without effect. */
+/* Holds the exclusive advisory lock of a file for one scope.  The lock belongs to the
+ * open file description, so that it also excludes other threads of the process.  In a
+ * forked child the end of the scope leaves the parent's lock in place. */
 class KSUTIL_API FileLock {
  public:
   enum class Wait { kUntilFree, kNever };
 
-  /* Takes the lock; check `held()`, errno tells why it is not: EAGAIN when another has it
-   * and `wait` is kNever. */
+  /* Takes the lock.  Check held(): if it is false, errno is the reason, EAGAIN when the
+   * lock is taken and `wait` is kNever. */
   explicit FileLock(int fd, Wait wait = Wait::kUntilFree);
   ~FileLock();
   FileLock(const FileLock &) = delete;
@@ -96,7 +99,7 @@ class KSUTIL_API FileLock {
 
  private:
   int fd_;
-  pid_t owner_;  // a child shares the lock, and must not end it
+  pid_t owner_;  // a forked child shares the lock and must not release it
   bool held_;
 };
 

@@ -6,11 +6,12 @@
 
 namespace {
 
-/* Allocations until the one that fails; 0 or less: none does. */
+/* The number of allocations up to the one that fails; 0 or less: none fails. */
 std::atomic<long> countdown{0};
 
 bool must_fail() {
-  /* The plain load keeps normal runs free of writes to a shared line. */
+  /* Without a test only this load is executed, so that threads do not write to a shared
+   * cache line. */
   if (countdown.load(std::memory_order_relaxed) <= 0) return false;
   return countdown.fetch_sub(1) == 1;
 }

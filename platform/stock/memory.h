@@ -1,7 +1,8 @@
-/* Allocation of what plain functions hand out or must survive the loss of.
+/* memory: allocates the blocks that plain functions hand out, and those whose lack they
+ * must survive.
  *
- * The wrappers behave like their C namesakes and set errno to ENOMEM on failure.  A test
- * can make the n-th allocation of this process through them fail. */
+ * The wrappers behave like the C functions of the same name and set errno to ENOMEM on
+ * failure.  A test can make the n-th allocation through them fail. */
 #ifndef KSUTIL_PLATFORM_STOCK_MEMORY_H
 #define KSUTIL_PLATFORM_STOCK_MEMORY_H
 
@@ -14,8 +15,8 @@
 
 extern "C" {
 
-/* The n-th following allocation through the wrappers fails, once (1: the next one; 0 or
- * less: none).  For tests; safe from any thread. */
+/* Makes the n-th allocation through the wrappers from now on fail, once (1: the next
+ * one; 0 or less: none).  For tests; safe from any thread. */
 KSUTIL_API void ks_test_fail_alloc(long n);
 
 KSUTIL_API void *ks_malloc(std::size_t bytes);
@@ -31,8 +32,9 @@ struct FreeDeleter {
   void operator()(void *block) const { std::free(block); }
 };
 
-/* Base of objects that `new (std::nothrow)` takes through the wrappers: null, and a place
- * in the count of ks_test_fail_alloc, instead of an exception. */
+/* Base of classes whose objects are allocated through the wrappers: `new
+ * (std::nothrow)` gives null when memory is short, and counts for
+ * ks_test_fail_alloc. */
 struct SeamAllocated {
   static void *operator new(std::size_t bytes, const std::nothrow_t &) noexcept {
     return ks_malloc(bytes);

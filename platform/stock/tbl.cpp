@@ -21,8 +21,9 @@ struct Tbl : ksutil::SeamAllocated {
 
 namespace {
 
-/* Elements in one block.  Those before head_ were shifted out: their room is taken back
- * when it exceeds what is left, so a list used as a queue costs constant time per item. */
+/* Keeps the elements in one block.  The elements before head_ have been shifted out;
+ * their room is reclaimed when it exceeds the room of those that are left, so that a
+ * list used as a queue takes constant time for each item. */
 class MemoryStorage final : public TblStorage {
  public:
   explicit MemoryStorage(std::size_t element_size) : size_(element_size) {}
@@ -87,7 +88,7 @@ class MemoryStorage final : public TblStorage {
     head_ = 0;
   }
 
-  /* Bytes from the first element to `element` when it lies in the block, else -1. */
+  /* The distance in bytes from the first element to `element`; -1 outside the block. */
   std::ptrdiff_t offset_of(const void *element) {
     if (!block_ || count_ == 0) return -1;
     const auto address = reinterpret_cast<std::uintptr_t>(element);

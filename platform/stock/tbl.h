@@ -1,9 +1,9 @@
-/* Tbl: a growable list of untyped pointers, or of fixed-size elements held inline.
+/* tbl: a growable list of untyped pointers, or of fixed-size elements held inline.
  *
  * Ownership: the list owns its storage.  Pointer items belong to the caller until
  * freetbl is given a function that releases them; inline elements are copies.
  * Threads: one thread at a time per list.
- * Errors: null or -1; nothing is logged.  A null list is empty and is no error. */
+ * Errors: null or -1; nothing is logged.  A null list counts as an empty list. */
 #ifndef KSUTIL_PLATFORM_STOCK_TBL_H
 #define KSUTIL_PLATFORM_STOCK_TBL_H
 
@@ -32,8 +32,8 @@ KSUTIL_API long settbl(Tbl *tbl, long i, void *item);
 KSUTIL_API long pushtbl(Tbl *tbl, void *item);
 
 /* Removes the first item, the last item, item i; later items move down.  Returns the
- * item of a pointer list; of an inline list the address of a copy that stays valid until
- * the next such call.  Null when there is none. */
+ * item of a pointer list; of an inline list the address of a copy that stays valid
+ * until the next such call.  Null when there is none. */
 KSUTIL_API void *shifttbl(Tbl *tbl);
 KSUTIL_API void *poptbl(Tbl *tbl);
 KSUTIL_API void *deltbl(Tbl *tbl, long i);

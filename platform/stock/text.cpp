@@ -17,11 +17,11 @@ locale_t c_locale() {
 
 constexpr std::string_view kBlanks = " \t\r\n";
 
-/* What numbers, infinities and "nan(...)" consist of. */
+/* The characters of numbers, infinities and "nan(...)". */
 constexpr const char *kNumberCharacters =
     "0123456789+-._()abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ";
 
-/* Takes off one plus sign, which from_chars does not know. */
+/* Removes one plus sign, which from_chars does not accept. */
 std::string_view without_plus(std::string_view text) {
   if (text.size() > 1 && text[0] == '+' && text[1] != '-' && text[1] != '+') {
     text.remove_prefix(1);
@@ -55,7 +55,7 @@ double fix_strtod(const char *text, char **end) {
       return 0.0;
     }
   }
-  /* Hexadecimal, or beyond the range of double: rare enough for the slow way. */
+  /* Hexadecimal or out of the range of double: rare, so strtod_l may be slow. */
   return strtod_l(text, end, c_locale());
 }
 
@@ -99,7 +99,7 @@ bool parse_real(std::string_view text, double &result) {
   const auto parsed = std::from_chars(number.data(), end, value);
   if (parsed.ptr != end) return false;
   if (parsed.ec == std::errc::result_out_of_range) {
-    /* Too small is a (denormal) number or zero; too large is refused. */
+    /* A number that is too small becomes denormal or zero; one too large is refused. */
     const int saved = errno;
     value = strtod_l(std::string(number).c_str(), nullptr, c_locale());
     errno = saved;

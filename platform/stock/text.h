@@ -1,4 +1,4 @@
-/* Texts and numbers, independent of the process's locale. */
+/* text: converts between texts and numbers, whatever the process's locale. */
 #ifndef KSUTIL_PLATFORM_STOCK_TEXT_H
 #define KSUTIL_PLATFORM_STOCK_TEXT_H
 
@@ -13,14 +13,16 @@
 extern "C" {
 
 /* strtod as in the C locale, whatever setlocale says: leading blanks, sign, decimal and
- * hexadecimal numbers, inf, nan.  *end (may be null) is `text` when nothing was parsed. */
+ * hexadecimal numbers, inf, nan.  *end (may be null) is `text` when nothing was
+ * parsed. */
 KSUTIL_API double fix_strtod(const char *text, char **end);
 
 }  // extern "C"
 
 namespace ksutil {
 
-/* Puts this thread into the C locale for one scope, around printf and scanf of reals. */
+/* Puts this thread into the C locale for one scope, around printf and scanf of
+ * reals. */
 class KSUTIL_API ScopedCLocale {
  public:
   ScopedCLocale();
@@ -39,10 +41,10 @@ KSUTIL_API std::string_view right_trimmed(std::string_view text);
 /* ASCII lower case. */
 KSUTIL_API std::string lowered(std::string_view text);
 
-/* Whole-text conversions of one number with blanks around it allowed.  False, with the
- * result untouched, for anything else; parse_integer also when it does not fit.
- * parse_real takes what files hold: no digit before the point, exponents, a missing
- * point, "NaN" and "inf". */
+/* Convert a text that is one number, with blanks allowed around it.  False, with the
+ * result untouched, for any other text, and from parse_integer for a number that does
+ * not fit.  parse_real also accepts numbers without a digit before the point, without a
+ * point, with an exponent, "NaN" and "inf". */
 KSUTIL_API bool parse_integer(std::string_view text, std::int64_t &result);
 KSUTIL_API bool parse_real(std::string_view text, double &result);
 

@@ -2,7 +2,7 @@
 
 namespace {
 
-/* One element of a pattern against one character. */
+/* Matches one element of a pattern against one character. */
 class Matcher {
  public:
   explicit Matcher(std::string_view pattern) : pattern_(pattern) {}
@@ -21,8 +21,8 @@ class Matcher {
   }
 
  private:
-  /* The bracket expression at `at`; false, with `at` unmoved, when it is not closed: the
-   * bracket then stands for itself. */
+  /* The bracket expression at `at`; false, with `at` unmoved, when it is not closed:
+   * the bracket then stands for itself. */
   bool take_class(std::size_t &at, char c, bool &found) {
     if (unclosed_) return false;
     std::size_t i = at + 1;
@@ -44,8 +44,8 @@ class Matcher {
       const auto tested = static_cast<unsigned char>(c);
       any = any || (low <= tested && tested <= high);
     }
-    /* No later bracket can be closed either: not looking again keeps a row of open
-     * brackets from costing a scan of the rest each. */
+    /* Later brackets cannot be closed either: remembering this avoids one scan of the
+     * rest for each of them. */
     unclosed_ = true;
     return false;
   }
@@ -63,8 +63,8 @@ class Matcher {
 
 }  // namespace
 
-/* Only the last star needs to be tried again: what an earlier star could take more, the
- * last one can take instead. */
+/* Only the last star is tried again: any text that an earlier star could also take, the
+ * last star can take instead. */
 bool ksutil::glob_match(std::string_view pattern, std::string_view text) {
   Matcher matcher(pattern);
   std::size_t at = 0, i = 0;

@@ -1,4 +1,4 @@
-/* The process-wide verbosity switch, off by default.  Safe from any thread. */
+/* verbose: the process-wide verbosity switch, off by default.  Safe from any thread. */
 #ifndef KSUTIL_PLATFORM_STOCK_VERBOSE_H
 #define KSUTIL_PLATFORM_STOCK_VERBOSE_H
 

@@ -16,8 +16,8 @@ namespace {
 
 constexpr double kHighest = -10.0;  // km
 
-/* Built by the first thread that asks; never freed, because other threads may still ask
- * while the process ends. */
+/* Built by the first thread that needs it; never freed, because other threads may still
+ * use it while the process ends. */
 struct SharedTable {
   std::once_flag once;
   const FirstArrivalTable *table = nullptr;

@@ -1,4 +1,5 @@
-/* The messages that wait to be printed or cleared, of all threads. */
+/* message_register: keeps the messages of all threads until they are printed or
+ * cleared. */
 #ifndef KSUTIL_PLATFORM_ELOG_INTERNAL_MESSAGE_REGISTER_H
 #define KSUTIL_PLATFORM_ELOG_INTERNAL_MESSAGE_REGISTER_H
 
@@ -10,7 +11,7 @@
 
 namespace ksutil {
 
-/* What was in the register, taken out. */
+/* The contents taken out of the register. */
 struct Taken {
   Messages messages;
   std::uint64_t dropped = 0;
@@ -18,10 +19,11 @@ struct Taken {
 
 class MessageRegister {
  public:
-  /* The process's register; it is never destroyed, so that static objects may log. */
+  /* The process's register.  It is never destroyed: destructors of static objects may
+   * log. */
   static MessageRegister &instance();
 
-  /* Appends a message of this thread; one without text only counts as dropped. */
+  /* Appends a message of this thread; a message without text only counts as dropped. */
   void append(Message message);
 
   Taken take_all();
@@ -32,13 +34,13 @@ class MessageRegister {
   /* See elog_string. */
   char *text();
 
-  /* How many messages this thread has registered since it began. */
+  /* The number of messages that this thread has registered since it began. */
   static std::uint64_t sequence();
 
  private:
   std::mutex mutex_;  // guards the fields below
   Messages messages_;
-  std::uint64_t dropped_ = 0;  // messages that went out because the register was full
+  std::uint64_t dropped_ = 0;  // messages replaced by newer ones or lost
 };
 
 }  // namespace ksutil

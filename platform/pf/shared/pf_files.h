@@ -1,4 +1,4 @@
-/* The search for parameter files; private to the library. */
+/* pf_files: finds parameter files; for the library's own rooms. */
 #ifndef KSUTIL_PLATFORM_PF_SHARED_PF_FILES_H
 #define KSUTIL_PLATFORM_PF_SHARED_PF_FILES_H
 
@@ -14,9 +14,9 @@ struct PfFile {
 /* Reads one file; false with a message in the name of `function`. */
 bool read_pf_file(const char *function, const std::string &path, PfFile &file);
 
-/* Reads the files that a name stands for, in the order in which they are merged: a path,
- * or what the directories of KSUTIL_PF_PATH hold.  False with a message in the name of
- * `function` when there is none or one of them cannot be read. */
+/* Reads the files of a name, in the order in which they are merged: the file at a path,
+ * or the files of this name in the directories of KSUTIL_PF_PATH.  False with a message
+ * in the name of `function` when there is none or one of them cannot be read. */
 bool find_pf_files(const char *function, const std::string &name,
                    std::vector<PfFile> &files);
 

@@ -1,4 +1,4 @@
-/* The parser of parameter files; private to the library. */
+/* pf_parse: parses parameter files; for the library's own rooms. */
 #ifndef KSUTIL_PLATFORM_PF_SHARED_PF_PARSE_H
 #define KSUTIL_PLATFORM_PF_SHARED_PF_PARSE_H
 
@@ -9,7 +9,8 @@
 
 namespace ksutil {
 
-/* Entries of one tree: bounds the memory that a file of tiny items can claim. */
+/* The most entries of one tree: bounds the memory that a file of tiny items can
+ * claim. */
 inline constexpr long kPfMaxEntries = 4L * 1024 * 1024;
 
 /* Where and why a text could not be compiled. */
@@ -31,8 +32,8 @@ struct PfLine {
   std::string_view raw;  // all of the line, with its line break
   std::string name;      // of an entry
   std::string text;      // of kText
-  /* The value as it stands in the line: with its quotes, or from "&" to the brace.  Empty
-   * for a name without value. */
+  /* The value as it stands in the line: with its quotes, or from "&" to the brace.
+   * Empty for a name without value. */
   std::string_view written;
   int block = PFINVALID;  // of kOpen: PFTBL or PFARR
   bool closed = false;    // of kOpen: "{}", no kClose follows
@@ -48,8 +49,9 @@ class PfLineTaker {
 /* The byte-order mark that a text in UTF-8 begins with, empty when it has none. */
 std::string_view byte_order_mark(std::string_view text);
 
-/* Hands the lines of a text, without its byte-order mark, to the taker, blocks properly nested; false with `error`
- * filled at the first fault.  Throws only std::bad_alloc and what the taker throws. */
+/* Hands the lines of a text, without its byte-order mark, to the taker, blocks properly
+ * nested; false with `error` filled at the first fault.  Throws only std::bad_alloc and
+ * what the taker throws. */
 bool parse_pf_lines(std::string_view text, PfLineTaker &taker, PfError &error);
 
 /* The text that the `written` value of a line means. */

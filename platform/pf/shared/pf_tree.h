@@ -1,6 +1,8 @@
-/* The tree behind the parameter-file functions: texts, tables and arrays of nodes.
+/* pf_tree: the tree behind the parameter-file functions: texts, tables and arrays of
+ * nodes.
  *
- * Private to the library.  Nodes own their children; `depth` bounds every recursion. */
+ * For the library's own rooms.  Nodes own their children; `depth` bounds every
+ * recursion. */
 #ifndef KSUTIL_PLATFORM_PF_SHARED_PF_TREE_H
 #define KSUTIL_PLATFORM_PF_SHARED_PF_TREE_H
 

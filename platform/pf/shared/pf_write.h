@@ -1,4 +1,4 @@
-/* The writer of parameter files; private to the library. */
+/* pf_write: writes parameter files; for the library's own rooms. */
 #ifndef KSUTIL_PLATFORM_PF_SHARED_PF_WRITE_H
 #define KSUTIL_PLATFORM_PF_SHARED_PF_WRITE_H
 
@@ -9,7 +9,7 @@
 
 namespace ksutil {
 
-/* The lines of a tree; of an array or the root they compile to an equal tree. */
+/* The lines of a tree; those of an array or of the root compile to an equal tree. */
 std::string write_pf(const Pf &pf);
 
 /* A name or a value as it stands in a file, quoted when it has to be. */

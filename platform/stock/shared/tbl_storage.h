@@ -1,7 +1,8 @@
-/* What stands behind a Tbl: elements of one size, in memory or elsewhere.
+/* tbl_storage: the interface behind a Tbl: elements of one size, in memory or
+ * elsewhere.
  *
- * The list functions know only this interface, so a list kept in a file behaves like any
- * other once a storage for it exists; wrap it with tbl_with_storage. */
+ * The list functions use only this interface.  A list kept in a file behaves like any
+ * other list: write a TblStorage for the file and pass it to tbl_with_storage. */
 #ifndef KSUTIL_PLATFORM_STOCK_SHARED_TBL_STORAGE_H
 #define KSUTIL_PLATFORM_STOCK_SHARED_TBL_STORAGE_H
 
@@ -19,12 +20,12 @@ class TblStorage : public SeamAllocated {
   virtual std::size_t element_size() const = 0;
   virtual long count() const = 0;
 
-  /* The address of element i, valid until the next call; null when it cannot be had.
-   * 0 <= i < count(). */
+  /* The address of element i, 0 <= i < count(), valid until the next call; null when
+   * the element cannot be read. */
   virtual void *at(long i) = 0;
 
-  /* Copies the element to index i >= 0, filling a gap with zero bytes.  False leaves the
-   * elements as they were.  `element` may lie inside this storage. */
+  /* Copies the element to index i >= 0, filling a gap with zero bytes.  False leaves
+   * the elements as they were.  `element` may lie inside this storage. */
   virtual bool store(long i, const void *element) = 0;
 
   /* Removes element i, 0 <= i < count(), moving the later ones down. */
@@ -35,7 +36,7 @@ class TblStorage : public SeamAllocated {
  * when memory is short or the storage is null. */
 Tbl *tbl_with_storage(std::unique_ptr<TblStorage> storage);
 
-/* What stands behind a list; null for a null list. */
+/* The storage of a list; null for a null list. */
 TblStorage *tbl_storage(Tbl *tbl);
 
 }  // namespace ksutil

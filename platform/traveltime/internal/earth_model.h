@@ -1,4 +1,4 @@
-/* A spherical Earth model as published in a .tvel file. */
+/* earth_model: reads a spherical Earth model as published in a .tvel file. */
 #ifndef KSUTIL_PLATFORM_TRAVELTIME_INTERNAL_EARTH_MODEL_H
 #define KSUTIL_PLATFORM_TRAVELTIME_INTERNAL_EARTH_MODEL_H
 
@@ -23,10 +23,11 @@ struct EarthModel {
   double inner_core_depth = 0.0;   // km, top of the solid inner core
 };
 
-/* Reads two title lines and then rows of depth (km), vp, vs (km/s) and density, of which
- * the density is not used.  Nothing when a row is unreadable, when the depths fall, when
- * the Earth is not a solid shell, a fluid outer and a solid inner core, or when within a
- * layer the velocity falls so fast with depth that no ray can turn in it. */
+/* Reads two title lines and then rows of depth (km), vp, vs (km/s) and density, of
+ * which the density is not used.  Nothing when a row is unreadable, when the depths
+ * fall, when the Earth is not a solid shell, a fluid outer and a solid inner core, or
+ * when within a layer the velocity falls so fast with depth that no ray can turn in
+ * it. */
 std::optional<EarthModel> parse_tvel(std::string_view text);
 
 }  // namespace ksutil::traveltime

@@ -1,4 +1,5 @@
-/* First arrivals of one model and type of wave, over all depths and distances. */
+/* first_arrival_table: the first arrivals of one model and type of wave, over all
+ * depths and distances. */
 #ifndef KSUTIL_PLATFORM_TRAVELTIME_INTERNAL_FIRST_ARRIVAL_TABLE_H
 #define KSUTIL_PLATFORM_TRAVELTIME_INTERNAL_FIRST_ARRIVAL_TABLE_H
 
@@ -11,7 +12,7 @@
 
 namespace ksutil::traveltime {
 
-/* Never changes once built: any number of threads may read it. */
+/* A table does not change after its construction: any number of threads may read it. */
 class FirstArrivalTable {
  public:
   static constexpr double kDeepest = 700.0;  // km

@@ -1,4 +1,5 @@
-/* The Earth as one type of wave sees it: thin shells in which ray integrals are exact.
+/* profile: describes the Earth for one type of wave by thin shells in which ray
+ * integrals are exact.
  *
  * Within a shell the velocity is v = a r^b, so that distance and time along a ray have
  * closed forms in eta = r/v.  P-type waves travel as P everywhere; S-type waves as S in

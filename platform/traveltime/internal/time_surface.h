@@ -1,10 +1,11 @@
 /* time_surface: tabulates the travel times of one kind of ray over source depth and
  * distance.
  *
- * A surface holds no fold and no crossing with other rays, so that time is smooth over both
- * coordinates: cubic in distance (time and slowness are known at the nodes), linear
- * between the closely spaced depths.  The surface of rays from their own layer stores time
- * over chord length instead of time, because times near the source are conical. */
+ * A surface holds no fold and no crossing with other rays, so that time is smooth over
+ * both coordinates: cubic in distance (time and slowness are known at the nodes),
+ * linear between the closely spaced depths.  The surface of rays from their own layer
+ * stores time over chord length instead of time, because times near the source are
+ * conical. */
 #ifndef KSUTIL_PLATFORM_TRAVELTIME_INTERNAL_TIME_SURFACE_H
 #define KSUTIL_PLATFORM_TRAVELTIME_INTERNAL_TIME_SURFACE_H
 
@@ -26,8 +27,8 @@ struct DistanceAxis {
   double position(std::size_t node) const;
 };
 
-/* Between the sources `index` and `index + 1` of the list, which share a layer; weight 0
- * is the former. */
+/* Between the sources `index` and `index + 1` of the list, which share a layer; weight
+ * 0 is the former. */
 struct DepthPosition {
   std::size_t index = 0;
   double weight = 0.0;
@@ -49,8 +50,8 @@ class TimeSurface {
     double time = 0.0, slowness = 0.0;
   };
 
-  /* `branches`: those of the sources `first_source` and up, at least two, for a planet of
-   * the given radius (km). */
+  /* `branches`: those of the sources `first_source` and up, at least two, for a planet
+   * of the given radius (km). */
   TimeSurface(Quantity quantity, const std::vector<Source> &sources,
               std::size_t first_source, const std::vector<RayBranch> &branches,
               double radius);
@@ -60,8 +61,8 @@ class TimeSurface {
   /* Whether the table reaches out to delta; it always reaches the rays' own extent. */
   bool reaches(double delta) const { return delta <= last_node_; }
 
-  /* For a depth among those of the surface and first <= delta <= the last node; beyond the
-   * last ray the time goes on with its slowness. */
+  /* For a depth among those of the surface and first <= delta <= the last node; beyond
+   * the last ray the time rises with the slowness of that ray. */
   Sample sample(const DepthPosition &at, double delta) const;
 
  private:
