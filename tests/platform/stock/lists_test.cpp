@@ -276,7 +276,7 @@ TEST(Arr, FollowsAModelThroughRandomOperations) {
   ASSERT_EQ(countarr(arr.get()), counttbl(keys.get()));
   long i = 0;
   for (const auto &[key, value] : model) {
-    EXPECT_EQ(key, static_cast<char *>(gettbl(keys.get(), ++i)));
+    EXPECT_EQ(key, static_cast<char *>(gettbl(keys.get(), i++)));
   }
 }
 
