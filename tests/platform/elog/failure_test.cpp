@@ -13,6 +13,7 @@
 
 #include "platform/stock/memory.h"
 #include "support/comma_locale.h"
+#include "support/register.h"
 
 namespace {
 
@@ -20,11 +21,7 @@ using ksutil::at_boundary;
 using ksutil::fail;
 using ksutil::fail_errno;
 
-std::string taken() {
-  const ksutil::MallocPtr<char> text(elog_string(0));
-  elog_clear_register(0);
-  return text.get();
-}
+std::string taken() { return ksutil::test::taken_messages(); }
 
 class Failure : public testing::Test {
  protected:
