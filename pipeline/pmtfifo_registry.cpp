@@ -53,6 +53,8 @@ void set_up(pmtfifo &fifo, int maxsize) {
   fifo.block = 0;
   fifo.timeout = 0.0;
   fifo.items = FifoItems{};
+  fifo.wait_for_space.forget();
+  fifo.wait_for_data.forget();
   fifo.waiting_readers = fifo.waiting_pushers = 0;
   pthread_mutex_init(&fifo.mutex, nullptr);
   pthread_cond_init(&fifo.space, nullptr);

@@ -15,19 +15,26 @@
 
 namespace ksutil {
 
-/* What the waits for one event have taught.  Zero bytes are a habit without experience.
- * Threads may share one: a lost update costs a look too many or too few. */
+/* Looks again before a wait for one kind of event, and remembers whether it has paid.  Zero
+ * bytes are an object without experience.  Threads may share an object: an update that is
+ * lost costs a look too many or too few. */
 class BriefWait {
  public:
-  /* Whether this wait should go straight to sleep; to be asked once for each wait.  After
-   * waits in vain the next 1, 3, 7 ... kMostSkipped waits should. */
+  /* Whether this wait should go straight to sleep; call it once for each wait.  True for the
+   * next 1, 3, 7 ... kMostSkipped waits after a wait whose looks were in vain. */
   bool skip() {
     const int left = left_.load(std::memory_order_relaxed);
     if (left > 0) left_.store(left - 1, std::memory_order_relaxed);
     return left > 0;
   }
 
-  /* Looks at most kLooks times; whether `changed` came. */
+  /* Forgets the experience. */
+  void forget() {
+    skipped_.store(0, std::memory_order_relaxed);
+    left_.store(0, std::memory_order_relaxed);
+  }
+
+  /* Looks at most kLooks times for changed(); returns whether it came. */
   template <class Changed>
   bool until(const Changed &changed) {
     for (int i = 0; i < kLooks; ++i) {
@@ -57,8 +64,9 @@ class BriefWait {
 #endif
   }
 
-  std::atomic<int> skipped_;  // waits skipped after the last one in vain; 0: it was not
-  std::atomic<int> left_;     // of them, those still to come
+  std::atomic<int>
+      skipped_;  // waits skipped after the last looks; 0: these were not in vain
+  std::atomic<int> left_;  // those of them that are still to come
 };
 
 }  // namespace ksutil
