@@ -12,6 +12,7 @@
 #include <memory>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "platform/db/schema.h"
 #include "platform/db/snapshot.h"
@@ -65,6 +66,21 @@ class KSUTIL_API TableStore {
   virtual const std::string &directory() const = 0;
 };
 
+/* What may be done to several tables while this program has them to itself.  Tables are
+ * named by their places in the list that was given to DatabaseStore::transaction. */
+class KSUTIL_API Transaction {
+ public:
+  virtual ~Transaction() = default;
+  virtual const Relation &layout(std::size_t table) const = 0;
+  /* The rows as they were before the transaction.  Null with a message. */
+  virtual std::shared_ptr<const Snapshot> snapshot(std::size_t table) = 0;
+  /* Adds one or several rows, each with its newline: the number that the first will have,
+   * or -1 with a message. */
+  virtual long append(std::size_t table, std::string_view rows) = 0;
+  /* Changes a row of the snapshot, at most once; false with a message. */
+  virtual bool overwrite(std::size_t table, long record, std::string_view row) = 0;
+};
+
 class KSUTIL_API DatabaseStore {
  public:
   virtual ~DatabaseStore() = default;
@@ -74,7 +90,30 @@ class KSUTIL_API DatabaseStore {
   /* The table of that name, made when first asked for and owned by the store; null when
    * the schema has none. */
   virtual TableStore *table(std::string_view name) = 0;
+
+  /* Runs `work` with the tables locked against other writers, and then makes all its
+   * changes: in one step for writers and against failures of any kind, table by table in
+   * the order of the list for readers.  List children before their parents: a reader that
+   * finds a parent then finds its children.  False, with a message and no change made,
+   * when a table is missing or cannot be locked, when work gives false, or when the
+   * changes cannot be made.  `work` must not lock other tables.
+   * A scratch database has no transactions.
+   * A process that dies has made no change, or has left the rest to the next process that
+   * opens the database or writes one of its tables. */
+  virtual bool transaction(const std::vector<std::string> &tables,
+                           const std::function<bool(Transaction &)> &work) = 0;
 };
+
+/* Opens a database without a handle; null, with a message, on failure.
+ *
+ * mode           "r" or "r+", as for dbopen
+ * block_budget   bytes of rows that it keeps in memory beyond those that are in use */
+KSUTIL_API std::unique_ptr<DatabaseStore> open_store(const std::string &name,
+                                                     const std::string &mode,
+                                                     std::size_t block_budget);
+
+/* The same for a database in memory, with empty tables. */
+KSUTIL_API std::unique_ptr<DatabaseStore> open_scratch_store(const std::string &schema);
 
 }  // namespace ksutil::db
 #endif

@@ -7,6 +7,7 @@
 #include <cerrno>
 #include <ctime>
 
+#include "platform/db/store/internal/flat_journal.h"
 #include "platform/elog/elog.h"
 
 namespace ksutil::db {
@@ -71,6 +72,21 @@ bool FlatExclusive::lost() {
 }
 
 bool FlatExclusive::open() {
+  const FlatPlaces &places = *table_.settings_.places;
+  for (int attempt = 0; attempt < kOpenAttempts; ++attempt) {
+    if (!open_locked()) return false;
+    if (!FlatJournal::concerns(places, table_.relation_.name)) return true;
+    /* Whoever settles the journal needs the lock of this table. */
+    lock_.reset();
+    if (FlatJournal::settle(places, FileLock::Wait::kUntilFree) ==
+        FlatJournal::Settled::kFailed) {
+      return false;
+    }
+  }
+  return fail(0, "Transactions are interrupted again and again");
+}
+
+bool FlatExclusive::open_locked() {
   for (int attempt = 0; attempt < kOpenAttempts; ++attempt) {
     lock_.reset();
     if (!table_.look()) return false;

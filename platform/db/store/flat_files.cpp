@@ -6,6 +6,7 @@
 
 #include "platform/db/store/internal/flat_descriptor.h"
 #include "platform/db/store/internal/flat_table.h"
+#include "platform/db/store/internal/flat_transaction.h"
 #include "platform/db/store/internal/found_tables.h"
 #include "platform/elog/elog.h"
 #include "platform/stock/files.h"
@@ -39,6 +40,21 @@ class FlatDatabase final : public DatabaseStore {
       paths.push_back(prefix + "." + relation->name);
     auto made = std::make_unique<FlatTable>(settings_, *relation, std::move(paths));
     return tables_.emplace(relation->name, std::move(made)).first->second.get();
+  }
+
+  bool transaction(const std::vector<std::string> &names,
+                   const std::function<bool(Transaction &)> &work) override {
+    if (!settings_.writable) {
+      elog_log(0, "dbput: %s: The database is open for reading only.\n", name_.c_str());
+      return false;
+    }
+    std::vector<FlatTable *> tables;
+    for (const std::string &name : names) {
+      if (table(name) == nullptr) return false;
+      tables.push_back(tables_.find(name)->second.get());
+    }
+    FlatTransaction transaction(*settings_.places, std::move(tables));
+    return transaction.begin() && work(transaction) && transaction.publish();
   }
 
  private:
@@ -93,7 +109,8 @@ bool check_tables(const std::string &name, const Prefixes &prefixes,
 }  // namespace
 
 std::unique_ptr<DatabaseStore> open_flat_files(const std::string &name,
-                                               const std::string &mode) {
+                                               const std::string &mode,
+                                               std::size_t block_budget) {
   if (mode != "r" && mode != "r+") {
     elog_log(0, "dbopen: The mode \"%s\" is neither r nor r+.\n", mode.c_str());
     return nullptr;
@@ -113,8 +130,16 @@ std::unique_ptr<DatabaseStore> open_flat_files(const std::string &name,
     elog_log(0, "dbopen: Cannot open %s.\n", name.c_str());
     return nullptr;
   }
+  auto places =
+      std::make_shared<const FlatPlaces>(FlatPlaces{name, prefixes, descriptor.sync});
+  /* A reader without the rights to settle a transaction reads what there is. */
+  if (FlatJournal::settle(*places, FileLock::Wait::kNever) ==
+          FlatJournal::Settled::kFailed &&
+      mode == "r+") {
+    return nullptr;
+  }
   FlatSettings settings{std::move(schema), mode == "r+", descriptor.sync,
-                        std::make_shared<FlatShared>(kBlockBudget)};
+                        std::make_shared<FlatShared>(block_budget), std::move(places)};
   return std::make_unique<FlatDatabase>(name, std::move(prefixes), std::move(settings));
 }
 
@@ -133,6 +158,12 @@ bool create_flat_files(const std::string &name, const std::string &schema) {
     return false;
   }
   return true;
+}
+
+std::unique_ptr<DatabaseStore> open_store(const std::string &name,
+                                          const std::string &mode,
+                                          std::size_t block_budget) {
+  return open_flat_files(name, mode, block_budget);
 }
 
 }  // namespace ksutil::db

@@ -195,6 +195,11 @@ class ScratchDatabase final : public DatabaseStore {
     return tables_.emplace(relation->name, std::make_unique<ScratchTable>(*relation))
         .first->second.get();
   }
+  bool transaction(const std::vector<std::string> &,
+                   const std::function<bool(Transaction &)> &) override {
+    elog_log(0, "dbput: A scratch database has no transactions.\n");
+    return false;
+  }
 
  private:
   const std::shared_ptr<const Schema> schema_;
@@ -208,6 +213,10 @@ std::unique_ptr<DatabaseStore> open_scratch(const std::string &schema) {
   auto loaded = Schema::load(schema);
   if (loaded == nullptr) return nullptr;
   return std::make_unique<ScratchDatabase>(std::move(loaded));
+}
+
+std::unique_ptr<DatabaseStore> open_scratch_store(const std::string &schema) {
+  return open_scratch(schema);
 }
 
 }  // namespace ksutil::db

@@ -529,7 +529,7 @@ TEST_F(FlatFiles, BlocksBeyondTheBudgetAreGivenUp) {
   constexpr std::size_t kLimit = std::size_t{3} << 20;
   write_file(path("lastid"), many_rows(kRows));
   FlatSettings settings{Schema::load("css3.0"), false, false,
-                        std::make_shared<FlatShared>(kLimit)};
+                        std::make_shared<FlatShared>(kLimit), nullptr};
   FlatTable lastid(settings, relation("css3.0", "lastid"), {path("lastid")});
   const auto before = lastid.snapshot();
   const RowText kept = before->text(3);

@@ -23,7 +23,8 @@ class FlatExclusive final : public TableStore::Exclusive {
   FlatExclusive(const FlatExclusive &) = delete;
   FlatExclusive &operator=(const FlatExclusive &) = delete;
 
-  /* Opens, or makes, and locks the file; false with a message. */
+  /* Opens, or makes, and locks the file, after an interrupted transaction of the table has
+   * been finished or undone; false with a message. */
   bool open();
 
   /* Whether the file was removed or exchanged before anything was written. */
@@ -35,6 +36,10 @@ class FlatExclusive final : public TableStore::Exclusive {
   bool overwrite(long record, std::string_view row) override;
 
  private:
+  friend class FlatTransaction;
+
+  /* The same without a look at transactions. */
+  bool open_locked();
   enum class Opened { kLocked, kGone, kFailed };
   Opened open_and_lock();
   /* Whether the file at the table's path is the locked one, at the table's last look or

@@ -25,20 +25,22 @@
 
 namespace ksutil::db {
 
-/* Opens a database; null, with a message, on failure.
+/* Bytes of blocks that one open database keeps beyond those that somebody holds. */
+inline constexpr std::size_t kBlockBudget = std::size_t{1} << 30;
+
+/* Opens a database; null, with a message, on failure.  A transaction that a dead process
+ * left half published is finished or undone first.
  *
  * mode   "r" or "r+".  Both need the descriptor or at least one table file.  Table files
  *        are opened for writing at the first write only, so a read-only archive opens
  *        with "r+" too. */
 std::unique_ptr<DatabaseStore> open_flat_files(const std::string &name,
-                                                          const std::string &mode);
+                                               const std::string &mode,
+                                               std::size_t block_budget = kBlockBudget);
 
 /* Makes the descriptor of a new database of that schema; false, with a message, when it
  * exists already or cannot be written. */
 bool create_flat_files(const std::string &name, const std::string &schema);
-
-/* Bytes of blocks that one open database keeps beyond those that somebody holds. */
-inline constexpr std::size_t kBlockBudget = std::size_t{1} << 30;
 
 }  // namespace ksutil::db
 #endif

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "platform/db/store.h"
+#include "platform/db/store/internal/flat_journal.h"
 #include "platform/db/store/internal/flat_snapshot.h"
 
 namespace ksutil::db {
@@ -19,9 +20,11 @@ struct FlatSettings {
   bool writable = false;
   bool sync = false;
   std::shared_ptr<FlatShared> shared;
+  std::shared_ptr<const FlatPlaces> places;
 };
 
 class FlatExclusive;
+class FlatTransaction;
 
 class FlatTable final : public TableStore {
  public:
@@ -40,6 +43,7 @@ class FlatTable final : public TableStore {
 
  private:
   friend class FlatExclusive;
+  friend class FlatTransaction;
 
   /* Brings file_ up to date with one look at the path; false, with a message, on an
    * error. */

@@ -1,0 +1,196 @@
+#include "platform/db/store/internal/flat_transaction.h"
+
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <cstring>
+
+#include "platform/elog/elog.h"
+
+namespace ksutil::db {
+namespace {
+
+/* Rows are gathered up to this size before they go into the journal. */
+constexpr std::size_t kBuffer = std::size_t{1} << 18;
+/* Each attempt waits for the end of another transaction. */
+constexpr int kAttempts = 1000;
+
+}  // namespace
+
+FlatTransaction::FlatTransaction(FlatPlaces places, std::vector<FlatTable *> tables)
+    : places_(std::move(places)), tables_(std::move(tables)), journal_(places_) {}
+
+FlatTransaction::~FlatTransaction() {
+  if (active_) journal_.remove();
+}
+
+/* The locks are taken in the order of the names, the same for all transactions; other
+ * writers lock one table at a time. */
+bool FlatTransaction::lock_tables(std::vector<JournalTable> &entries) {
+  std::vector<Target *> in_order;
+  for (FlatTable *table : tables_) in_order.push_back(&targets_.emplace_back(*table));
+  std::sort(in_order.begin(), in_order.end(), [](const Target *a, const Target *b) {
+    return a->table->relation_.name < b->table->relation_.name;
+  });
+  for (Target *target : in_order) {
+    if (!target->file.open_locked()) return false;
+  }
+  for (Target &target : targets_) {
+    if (!target.file.prepare()) return false;
+    target.size = target.table->seen_.st_size;
+    entries.push_back({target.table->relation_.name, target.size,
+                       static_cast<std::int64_t>(target.table->record_length()),
+                       !target.file.created_});
+  }
+  return true;
+}
+
+bool FlatTransaction::begin() {
+  for (int attempt = 0; attempt < kAttempts; ++attempt) {
+    /* Waits for another program's transaction without a lock of its own. */
+    if (FlatJournal::settle(places_, FileLock::Wait::kUntilFree) ==
+        FlatJournal::Settled::kFailed) {
+      return false;
+    }
+    std::vector<JournalTable> entries;
+    if (!lock_tables(entries)) return false;
+    switch (journal_.create(entries)) {
+      case FlatJournal::Created::kYes:
+        active_ = true;
+        return true;
+      case FlatJournal::Created::kFailed:
+        return false;
+      case FlatJournal::Created::kBusy:
+        targets_.clear();
+    }
+  }
+  elog_log(0, "dbput: %s: Other programs write without end.\n", places_.name.c_str());
+  return false;
+}
+
+const Relation &FlatTransaction::layout(std::size_t table) const {
+  return *targets_[table].table->file_.layout;
+}
+
+std::shared_ptr<const Snapshot> FlatTransaction::snapshot(std::size_t table) {
+  return targets_[table].table->snapshot();
+}
+
+bool FlatTransaction::flush(std::size_t index) {
+  Target &target = targets_[index];
+  const auto table = static_cast<std::uint32_t>(index);
+  if (!target.appended.empty()) {
+    const std::int64_t at =
+        target.size + target.added - static_cast<std::int64_t>(target.appended.size());
+    if (!journal_.add(table, FlatJournal::kAppend, at, target.appended)) return false;
+    target.appended.clear();
+  }
+  if (!target.replaced.empty()) {
+    if (!journal_.add(table, FlatJournal::kReplace, 0, target.replaced)) return false;
+    target.replaced.clear();
+  }
+  return true;
+}
+
+long FlatTransaction::append(std::size_t index, std::string_view rows) {
+  Target &target = targets_[index];
+  std::string text(rows);
+  if (!target.file.check_rows(text)) return -1;
+  const auto length = static_cast<std::int64_t>(target.table->record_length());
+  const long first = static_cast<long>((target.size + target.added) / length);
+  target.changed = true;
+  for (std::size_t at = 0; at < text.size(); at += kBuffer) {
+    const std::size_t piece = std::min(kBuffer, text.size() - at);
+    target.appended.append(text, at, piece);
+    target.added += static_cast<std::int64_t>(piece);
+    if (target.appended.size() >= kBuffer && !flush(index)) return -1;
+  }
+  return first;
+}
+
+bool FlatTransaction::overwrite(std::size_t index, long record, std::string_view row) {
+  Target &target = targets_[index];
+  std::string text(row);
+  if (!target.file.check_rows(text)) return false;
+  const std::shared_ptr<const Snapshot> rows = target.table->snapshot();
+  if (rows == nullptr) return false;
+  const std::string_view old_row = rows->row(record);
+  if (old_row.empty() || old_row.size() != text.size()) return false;
+  const auto at = record * static_cast<std::int64_t>(target.table->record_length());
+  char place[sizeof at];
+  std::memcpy(place, &at, sizeof at);
+  target.changed = true;
+  target.replaced.append(place, sizeof place).append(old_row).append(text);
+  return target.replaced.size() < kBuffer || flush(index);
+}
+
+/* Programs that do not heed locks may have written. */
+bool FlatTransaction::unchanged() {
+  for (Target &target : targets_) {
+    struct stat status;
+    if (::fstat(target.file.handle_.get(), &status) == 0 &&
+        status.st_size == target.size && target.file.still_at_path()) {
+      continue;
+    }
+    elog_log(0, "dbput: %s: Another program has changed the file meanwhile.\n",
+             target.table->file_.path.c_str());
+    return false;
+  }
+  return true;
+}
+
+bool FlatTransaction::publish(std::size_t index) {
+  Target &target = targets_[index];
+  if (!target.changed) return true;
+  if (!target.file.set_append(false)) return false;
+  const int file = target.file.handle_.get();
+  const bool written = journal_.new_bytes(
+      static_cast<std::uint32_t>(index), [&](std::int64_t at, std::string_view bytes) {
+        return write_whole(file, bytes, at) || target.file.fail(1, "Cannot write");
+      });
+  return written && target.file.sync() && target.file.move_time_forward();
+}
+
+bool FlatTransaction::publish() {
+  bool changed = false;
+  for (std::size_t i = 0; i < targets_.size(); ++i) {
+    if (!flush(i)) return false;
+    changed = changed || targets_[i].changed;
+  }
+  if (!changed) return true;
+  if (!unchanged() || !journal_.commit()) return false;
+  for (std::size_t i = 0; i < targets_.size(); ++i) {
+    if (publish(i)) continue;
+    undo();
+    return false;
+  }
+  active_ = false;
+  return journal_.remove();
+}
+
+void FlatTransaction::undo() {
+  /* When this fails and the process dies before the tables are restored, the changes will
+   * be made after all. */
+  journal_.revert();
+  bool undone = true;
+  for (std::size_t i = targets_.size(); i-- > 0;) {
+    Target &target = targets_[i];
+    if (!target.changed) continue;
+    const int file = target.file.handle_.get();
+    const bool restored =
+        target.file.set_append(false) &&
+        journal_.old_bytes(static_cast<std::uint32_t>(i),
+                           [&](std::int64_t at, std::string_view bytes) {
+                             return write_whole(file, bytes, at);
+                           });
+    undone = restored && truncate_file(file, target.size) == 0 &&
+             target.file.move_time_forward() && undone;
+  }
+  active_ = undone;
+  if (!undone) {
+    elog_log(1, "dbput: %s: Cannot undo; the next program that writes goes on.\n",
+             places_.journal().c_str());
+  }
+}
+
+}  // namespace ksutil::db

@@ -1,0 +1,348 @@
+/* A step that is half made leaves origins without events, or ids that two rows share, and
+ * nobody notices until an analyst does. */
+#include <fcntl.h>
+#include <gmock/gmock.h>
+#include <signal.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <map>
+
+#include "platform/db/store/internal/flat_files.h"
+#include "platform/stock/files.h"
+#include "table_files.h"
+
+namespace ksutil::db {
+namespace {
+
+using namespace testing;
+using ::testing::HasSubstr;
+
+const std::vector<std::string> kTables{"origin", "event", "lastid"};
+enum : std::size_t { kOrigin, kEvent, kLastid };
+
+std::string event_row(long evid) {
+  const Relation &layout = relation("css3.0", "event");
+  std::string row = null_record(layout);
+  EXPECT_TRUE(write_integer(*layout.find("evid"), evid, row));
+  return row;
+}
+
+class FlatTransactions : public ::testing::Test {
+ protected:
+  FlatTransactions() {
+    create_flat_files(name_, "css3.0");
+    for (long i = 1; i <= 3; ++i) origins_ += origin_row("css3.0", i, 1.0);
+    write_file(name_ + ".origin", origins_);
+    write_file(name_ + ".lastid", lastid_row("orid", 3));
+  }
+  ~FlatTransactions() override { elog_clear_register(0); }
+
+  std::unique_ptr<DatabaseStore> open(const char *mode = "r+") const {
+    return open_flat_files(name_, mode);
+  }
+
+  /* Two origins more and two changed, the first event, a counter moved on. */
+  static bool change(Transaction &step) {
+    return step.append(kOrigin, origin_row("css3.0", 4, 2.0)) == 3 &&
+           step.overwrite(kOrigin, 0, origin_row("css3.0", 1, 5.0)) &&
+           step.append(kOrigin, origin_row("css3.0", 5, 2.0)) == 4 &&
+           step.overwrite(kOrigin, 2, origin_row("css3.0", 3, 6.0)) &&
+           step.append(kEvent, event_row(7)) == 0 &&
+           step.overwrite(kLastid, 0, lastid_row("orid", 5));
+  }
+
+  /* The tables that have rows: an empty file is left when a process dies that has just
+   * made it. */
+  using Files = std::map<std::string, std::string>;
+  Files files() const {
+    Files found;
+    for (const std::string &table : kTables) {
+      const std::string path = name_ + "." + table;
+      const std::string text = file_text(path);
+      if (!text.empty()) found[table] = text;
+    }
+    return found;
+  }
+  Files after() const {
+    return {{"origin", origin_row("css3.0", 1, 5.0) + origin_row("css3.0", 2, 1.0) +
+                           origin_row("css3.0", 3, 6.0) + origin_row("css3.0", 4, 2.0) +
+                           origin_row("css3.0", 5, 2.0)},
+            {"event", event_row(7)},
+            {"lastid", lastid_row("orid", 5)}};
+  }
+  bool journal_is_there() const { return std::filesystem::exists(name_ + ".journal"); }
+  void reset() const {
+    std::filesystem::remove(name_ + ".event");
+    std::filesystem::remove(name_ + ".journal");
+    write_file(name_ + ".origin", origins_);
+    write_file(name_ + ".lastid", lastid_row("orid", 3));
+  }
+
+  TempDirectory directory_;
+  const std::string name_ = directory_ / "db";
+  std::string origins_;
+};
+
+/* The calls that write: the one at which something happens, counted from 0. */
+struct Strike {
+  int fail_at = -1;  // this one finds a full disk half way, the next not at all
+  int kill_at = -1;  // the process dies before this one
+  int calls = 0;
+} strike;
+
+void count_call() {
+  if (strike.calls == strike.kill_at) ::raise(SIGKILL);
+}
+
+ssize_t striking_pwrite(int fd, const void *from, std::size_t bytes, off_t at) {
+  count_call();
+  const int call = strike.calls++;
+  if (call == strike.fail_at) return ::pwrite(fd, from, bytes / 2, at);
+  if (strike.fail_at >= 0 && call == strike.fail_at + 1) {
+    errno = ENOSPC;
+    return -1;
+  }
+  return ::pwrite(fd, from, bytes, at);
+}
+
+int striking_ftruncate(int fd, off_t size) {
+  count_call();
+  strike.calls++;
+  return ::ftruncate(fd, size);
+}
+
+FileCalls striking_calls() {
+  FileCalls calls = system_file_calls();
+  calls.pwrite = striking_pwrite;
+  calls.ftruncate = striking_ftruncate;
+  return calls;
+}
+
+TEST_F(FlatTransactions, MakesAllChangesOrNone) {
+  const auto store = open();
+  const Files before = files();
+  EXPECT_FALSE(store->transaction(kTables, [](Transaction &step) {
+    change(step);
+    return false;
+  }));
+  EXPECT_FALSE(store->transaction(kTables, [](Transaction &step) {
+    return change(step) && step.append(kEvent, "short") >= 0;
+  }));
+  EXPECT_FALSE(store->transaction({"origin", "nosuch"}, change));
+  EXPECT_FALSE(open("r")->transaction(kTables, change));
+  EXPECT_EQ(files(), before);
+  EXPECT_FALSE(journal_is_there());
+
+  EXPECT_TRUE(store->transaction(kTables, [](Transaction &step) {
+    const bool changed = change(step);
+    EXPECT_EQ(step.snapshot(kOrigin)->count(), 3) << "as before, until it is published";
+    return changed;
+  }));
+  EXPECT_EQ(files(), after());
+  EXPECT_FALSE(journal_is_there());
+  EXPECT_EQ(store->table("origin")->snapshot()->count(), 5);
+  EXPECT_EQ(integer_of(*store->table("lastid"), "keyvalue", 0), 5);
+  EXPECT_EQ(append(*store->table("event"), event_row(8)), 1);
+}
+
+TEST_F(FlatTransactions, AFullDiskAtAnyWriteLeavesTheTablesAsTheyWere) {
+  const Files before = files();
+  bool published = false;
+  int failures = 0;
+  for (strike = {0, -1, 0}; !published; strike = {strike.fail_at + 1, -1, 0}) {
+    const ScopedFileCalls scope(striking_calls());
+    published = open()->transaction(kTables, change);
+    if (published) break;
+    failures++;
+    EXPECT_EQ(files(), before) << "write " << strike.fail_at;
+    EXPECT_FALSE(journal_is_there());
+    EXPECT_THAT(messages(), HasSubstr("Cannot"));
+    ASSERT_LT(failures, 100);
+  }
+  EXPECT_GT(failures, 10);
+  EXPECT_EQ(files(), after());
+}
+
+/* Runs the transaction in a child that dies as `strike` says; whether it died. */
+bool dies(const std::string &name) {
+  const pid_t child = ::fork();
+  if (child == 0) {
+    const ScopedFileCalls scope(striking_calls());
+    const auto store = open_flat_files(name, "r+");
+    ::_exit(
+        store != nullptr &&
+                store->transaction(
+                    kTables,
+                    [](Transaction &step) {
+                      return step.append(kOrigin, origin_row("css3.0", 4, 2.0)) == 3 &&
+                             step.overwrite(kOrigin, 0, origin_row("css3.0", 1, 5.0)) &&
+                             step.append(kOrigin, origin_row("css3.0", 5, 2.0)) == 4 &&
+                             step.overwrite(kOrigin, 2, origin_row("css3.0", 3, 6.0)) &&
+                             step.append(kEvent, event_row(7)) == 0 &&
+                             step.overwrite(kLastid, 0, lastid_row("orid", 5));
+                    })
+            ? 0
+            : 1);
+  }
+  int status = 0;
+  EXPECT_EQ(::waitpid(child, &status, 0), child);
+  return WIFSIGNALED(status);
+}
+
+TEST_F(FlatTransactions, AProcessKilledAtAnyWriteLeavesAllOrNothingToTheNext) {
+  const Files before = files();
+  int undone = 0, finished = 0;
+  for (int kill_at = 0;; kill_at++) {
+    strike = {-1, kill_at, 0};
+    if (!dies(name_)) break;
+    /* A reader settles what it finds, and a writer that was there before as well. */
+    if (kill_at % 2 == 0) {
+      EXPECT_NE(open("r"), nullptr);
+    }
+    EXPECT_TRUE(open()->transaction(kTables, [](Transaction &) { return true; }));
+    EXPECT_FALSE(journal_is_there());
+    const Files now = files();
+    EXPECT_TRUE(now == before || now == after()) << "write " << kill_at;
+    (now == before ? undone : finished)++;
+    reset();
+    ASSERT_LT(kill_at, 100);
+  }
+  EXPECT_GT(undone, 5);
+  EXPECT_GT(finished, 2);
+}
+
+TEST_F(FlatTransactions, AProcessKilledWhileItUndoesIsUndoneToTheEnd) {
+  const Files before = files();
+  int interrupted = 0;
+  for (int fail_at = 0; fail_at < 40; fail_at++) {
+    for (int kill_at = fail_at + 2; kill_at < fail_at + 8; kill_at++) {
+      strike = {fail_at, kill_at, 0};
+      if (!dies(name_)) break;
+      interrupted++;
+      EXPECT_NE(open(), nullptr) << messages();
+      const Files now = files();
+      EXPECT_TRUE(now == before || now == after()) << fail_at << ' ' << kill_at;
+      EXPECT_FALSE(journal_is_there());
+      reset();
+    }
+    reset();
+  }
+  EXPECT_GT(interrupted, 10);
+}
+
+/* A server keeps its database open while an import dies beside it. */
+TEST_F(FlatTransactions, AWriterThatWasThereBeforeFinishesTheStepBeforeItsOwn) {
+  const auto server = open();
+  ASSERT_EQ(server->table("origin")->snapshot()->count(), 3);
+  for (int kill_at = 0;; kill_at++) {
+    strike = {-1, kill_at, 0};
+    if (!dies(name_)) break;
+    const long record = append(*server->table("origin"), origin_row("css3.0", 9, 9.0));
+    /* A journal that does not name its tables yet is left to the next transaction. */
+    EXPECT_EQ(journal_is_there(), kill_at == 0);
+    const Files now = files();
+    const bool finished = now.contains("event");
+    EXPECT_EQ(record, finished ? 5 : 3) << "write " << kill_at;
+    EXPECT_EQ(now.at("lastid"), lastid_row("orid", finished ? 5 : 3));
+    reset();
+  }
+}
+
+TEST_F(FlatTransactions, ADamagedOrForeignJournalChangesNothing) {
+  /* A journal that is committed, and nothing published. */
+  int kill_at = 0;
+  std::string journal;
+  for (;; kill_at++) {
+    strike = {-1, kill_at, 0};
+    ASSERT_TRUE(dies(name_));
+    journal = file_text(name_ + ".journal");
+    if (journal.size() > 8 && journal[8] == 'C') break;
+    reset();
+  }
+  const Files before{{"origin", origins_}, {"lastid", lastid_row("orid", 3)}};
+  const auto leaves_tables = [&](const std::string &bytes) {
+    reset();
+    write_file(name_ + ".journal", bytes);
+    open();
+    elog_clear_register(0);
+    const Files now = files();
+    return now == before || now == after();
+  };
+  EXPECT_TRUE(leaves_tables(journal));
+  EXPECT_EQ(files(), after());
+  for (std::size_t at = 0; at < journal.size(); at += at < 200 ? 1 : 11) {
+    std::string bytes = journal;
+    bytes[at] = static_cast<char>(bytes[at] ^ 0x11);
+    EXPECT_TRUE(leaves_tables(bytes)) << "byte " << at;
+    EXPECT_TRUE(leaves_tables(journal.substr(0, at))) << "length " << at;
+  }
+
+  reset();
+  const std::string foreign(200, 'x');
+  write_file(name_ + ".journal", foreign);
+  EXPECT_EQ(open(), nullptr);
+  EXPECT_THAT(messages(), HasSubstr("db.journal"));
+  EXPECT_NE(open("r"), nullptr) << "reading goes on";
+  EXPECT_EQ(file_text(name_ + ".journal"), foreign);
+}
+
+TEST_F(FlatTransactions, AnotherProgramsAppendBehindADeadOneIsKept) {
+  int kill_at = 0;
+  for (;; kill_at++) {
+    strike = {-1, kill_at, 0};
+    ASSERT_TRUE(dies(name_)) << "published everything";
+    if (file_text(name_ + ".event") != "") break;
+    reset();
+  }
+  /* A program that heeds no locks. */
+  std::ofstream(name_ + ".origin", std::ios::app) << origin_row("css3.0", 9, 9.0);
+  const Files mixed = files();
+  EXPECT_EQ(open(), nullptr);
+  EXPECT_THAT(messages(), HasSubstr("have changed since"));
+  EXPECT_EQ(files(), mixed);
+}
+
+TEST_F(FlatTransactions, StepsOfSeveralProcessesFollowEachOther) {
+  constexpr int kProcesses = 4, kSteps = 25;
+  std::vector<pid_t> children;
+  for (int i = 0; i < kProcesses; i++) {
+    const pid_t child = ::fork();
+    if (child == 0) {
+      const auto store = open();
+      bool good = true;
+      for (int step = 0; step < kSteps && good; step++) {
+        if (i == 0) {  // a writer of single rows
+          good = append(*store->table("origin"), origin_row("css3.0", 99, 0.0)) >= 0;
+          continue;
+        }
+        good = store->transaction(kTables, [](Transaction &rows) {
+          const auto counter = rows.snapshot(kLastid);
+          std::int64_t last = 0;
+          IntegerColumn(counter->layout(), "keyvalue").read(counter->row(0), last);
+          return rows.append(kOrigin, origin_row("css3.0", last + 1, 0.0)) >= 0 &&
+                 rows.append(kEvent, event_row(last + 1)) >= 0 &&
+                 rows.overwrite(kLastid, 0, lastid_row("orid", last + 1));
+        });
+      }
+      ::_exit(good ? 0 : 1);
+    }
+    children.push_back(child);
+  }
+  for (const pid_t child : children) {
+    int status = -1;
+    ::waitpid(child, &status, 0);
+    EXPECT_EQ(status, 0);
+  }
+  const auto store = open();
+  EXPECT_EQ(store->table("origin")->snapshot()->count(), 3 + kProcesses * kSteps);
+  const long events = (kProcesses - 1) * kSteps;
+  EXPECT_EQ(integer_of(*store->table("lastid"), "keyvalue", 0), 3 + events);
+  for (long i = 0; i < events; i++) {
+    EXPECT_EQ(integer_of(*store->table("event"), "evid", i), 4 + i);
+  }
+}
+
+}  // namespace
+}  // namespace ksutil::db
