@@ -1,13 +1,38 @@
-/* Catalogues to import. */
-#include <vector>
+/* Catalogues to import: any kind that is recognised, and the way of an event through the
+ * gathering. */
+#include <string>
 
+#include "formats/exchange/gathering.h"
+#include "formats/exchange/reader.h"
 #include "tests/fuzz/subject.h"
-#include "tools/ksdb/import/catalogue_csv.h"
 
-void ksutil::fuzz::read_input(std::string_view input) {
-  std::vector<tools::CatalogueEvent> events;
-  std::vector<tools::RefusedLine> refused;
+void ksutil::fuzz::read_input(std::string_view bytes) {
   std::string problem;
-  const bool read = tools::read_catalogue_csv(file_of(input), events, refused, problem);
-  require(read || !problem.empty(), "what cannot be read is told");
+  const auto input = exchange::Input::open(file_of(bytes), problem);
+  require(input != nullptr, "a file can be opened");
+  const auto reader =
+      exchange::open_reader(*input, exchange::recognise(input->head()), problem);
+  require(reader != nullptr || !problem.empty(), "a refusal has a reason");
+  if (reader == nullptr) return;
+  exchange::Gathering events;
+  exchange::Event event;
+  for (bool more = true; more;) {
+    switch (reader->next(event)) {
+      case exchange::Reader::Got::kRecord:
+        require(!event.id.empty() && event.preferred < event.origins.size(),
+                "a record has an id and an origin");
+        require(events.add(event), "an event is gathered");
+        break;
+      case exchange::Reader::Got::kRefused:
+        require(!reader->problem().empty(), "a refused line has a reason");
+        break;
+      case exchange::Reader::Got::kEnd:
+      case exchange::Reader::Got::kFailed:
+        more = false;
+    }
+  }
+  for (const std::uint32_t index : events.by_time()) {
+    exchange::Event again;
+    require(events.get(index, again) && !again.id.empty(), "an event is given back");
+  }
 }

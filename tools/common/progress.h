@@ -9,20 +9,27 @@ namespace ksutil::tools {
 
 class Progress {
  public:
-  /* `total` steps of `what`; quiet draws nothing. */
-  Progress(std::string what, long total, bool quiet);
-  /* Wipes the bar. */
-  ~Progress();
+  /* Draws the empty bar of `total` steps of `what`, named `unit` if that is given.  With a
+   * total of 0, which is not known, the steps are counted without a bar.  quiet draws
+   * nothing. */
+  Progress(std::string what, long total, bool quiet, std::string unit = "");
+  /* Wipes the bar: print results after the end of its scope, or after wipe(). */
+  ~Progress() { wipe(); }
   Progress(const Progress &) = delete;
   Progress &operator=(const Progress &) = delete;
 
   void reach(long done);
+  /* Wipes the bar until the next step, so that a message can be printed. */
+  void wipe();
 
  private:
+  void draw(long done) const;
+
   std::string what_;
   long total_;
   bool shown_;
-  std::chrono::steady_clock::time_point drawn_{};
+  std::string unit_;
+  std::chrono::steady_clock::time_point drawn_;
 };
 
 }  // namespace ksutil::tools

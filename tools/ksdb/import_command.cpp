@@ -1,114 +1,228 @@
-#include <algorithm>
-#include <cfloat>
 #include <cstdio>
 #include <memory>
-#include <span>
 #include <string>
-#include <vector>
 
+#include "formats/exchange/importer.h"
+#include "formats/exchange/input.h"
+#include "formats/exchange/reader.h"
 #include "platform/clock/clock.h"
+#include "platform/db/db.h"
+#include "platform/db/store.h"
 #include "platform/elog/elog.h"
 #include "tools/common/progress.h"
 #include "tools/ksdb/commands.h"
-#include "tools/ksdb/import/importer.h"
 
 namespace ksutil::tools {
 namespace {
 
-constexpr std::size_t kChunk = 1000;  // events written between two looks at the clock
+using exchange::Imported;
 
-struct ImportOptions {
-  std::string file, database, schema, after, before;
+constexpr long kMostComplaints = 100;
+constexpr std::size_t kBlockBytes = std::size_t{64} << 20;  // of tables, in memory
+constexpr long kMegabyte = 1 << 20;
+
+struct ImportArguments {
+  std::string file, database, schema, after, before, format;
   double min_magnitude = -DBL_MAX;
-  bool quiet = false;
+  bool quiet = false, dry_run = false, strict = false, keep_origins = false;
 };
 
-/* Drops the events outside the window of time and magnitude; false for a bad date. */
-bool select_events(const ImportOptions &options, std::vector<CatalogueEvent> &events) {
-  double after = -DBL_MAX, before = DBL_MAX;
-  if (!options.after.empty() && !parse_date_text(options.after, after)) {
-    complain("--after '" + options.after + "' is no date");
-    return false;
+/* Complains about refused lines, and after kMostComplaints only counts them. */
+class Refusals {
+ public:
+  explicit Refusals(std::string file) : file_(std::move(file)) {}
+  void add(std::int64_t line, const std::string &reason) {
+    if (++count_ > kMostComplaints) return;
+    complain(file_ + ":" + std::to_string(line) + ": " + reason);
   }
-  if (!options.before.empty() && !parse_date_text(options.before, before)) {
-    complain("--before '" + options.before + "' is no date");
-    return false;
+  void finish() const {
+    if (count_ <= kMostComplaints) return;
+    complain(std::to_string(count_ - kMostComplaints) + " more lines refused");
   }
-  std::erase_if(events, [&](const CatalogueEvent &event) {
-    return event.time < after || event.time >= before ||
-           event.magnitude < options.min_magnitude;
-  });
-  return true;
+  long count() const { return count_; }
+
+ private:
+  const std::string file_;
+  long count_ = 0;
+};
+
+bool read_date(const char *option, const std::string &text, double &date) {
+  if (text.empty() || parse_date_text(text, date)) return true;
+  complain(std::string(option) + " '" + text + "' is not a date");
+  return false;
 }
 
-bool open_or_create(const ImportOptions &options,
-                    std::unique_ptr<OpenDatabase> &database) {
+std::unique_ptr<db::DatabaseStore> open_or_create(const ImportArguments &arguments) {
+  const std::string &name = arguments.database;
   {
     const ElogScope quiet;
-    database = std::make_unique<OpenDatabase>(options.database, "r+");
-    if (*database || options.schema.empty()) return true;
+    auto store = db::open_store(name, "r+", kBlockBytes);
+    if (store != nullptr) return store;
   }
-  if (dbcreate(options.database.c_str(), options.schema.c_str()) != 0) return false;
-  database = std::make_unique<OpenDatabase>(options.database, "r+");
-  return true;
+  if (!arguments.schema.empty()) {
+    if (arguments.dry_run) return db::open_scratch_store(arguments.schema);
+    if (dbcreate(name.c_str(), arguments.schema.c_str()) != 0) return nullptr;
+  }
+  auto store = db::open_store(name, "r+", kBlockBytes);
+  if (store == nullptr) {
+    complain("cannot open " + name + "; --create SCHEMA makes a new one");
+  }
+  return store;
 }
 
-int import(const ImportOptions &options) {
-  std::vector<CatalogueEvent> events;
-  std::vector<RefusedLine> refused;
+/* Reads everything before the database is touched; false after a complaint. */
+bool gather(exchange::Input &input, exchange::Reader &reader, bool quiet,
+            exchange::Gathering &events, Refusals &refusals, long &lines) {
+  const bool sized = input.size() > 0;
+  Progress progress("reading " + input.name(), sized ? input.size() / kMegabyte + 1 : 0,
+                    quiet, sized ? "MB" : "events");
+  exchange::Event event;
+  for (;; lines++) {
+    switch (reader.next(event)) {
+      case exchange::Reader::Got::kEnd:
+        return true;
+      case exchange::Reader::Got::kFailed:
+        progress.wipe();
+        complain(reader.problem());
+        return false;
+      case exchange::Reader::Got::kRefused:
+        progress.wipe();
+        refusals.add(reader.line(), reader.problem());
+        break;
+      case exchange::Reader::Got::kRecord:
+        if (events.add(event)) break;
+        progress.wipe();
+        complain(events.problem());
+        return false;
+    }
+    progress.reach(sized ? input.consumed() / kMegabyte : lines);
+  }
+}
+
+void tell_of(const exchange::ImportCounts &counts, std::int64_t superseded,
+             long refused, long lines, bool dry_run) {
+  const auto tell = [](const char *format, std::int64_t count) {
+    if (count > 0) std::printf(format, static_cast<long>(count));
+  };
+  std::printf("%s%ld added, %ld updated, %ld unchanged, %ld older",
+              dry_run ? "would be: " : "", static_cast<long>(counts.added),
+              static_cast<long>(counts.updated), static_cast<long>(counts.unchanged),
+              static_cast<long>(counts.older));
+  tell(", %ld superseded", superseded);
+  tell(", %ld left out", counts.left_out);
+  std::printf(", %ld refused: %ld lines\n", refused, lines);
+  tell("%ld completed what an interrupted import left\n", counts.healed);
+  tell("%ld with the earlier origin kept\n", counts.kept);
+  tell("%ld texts shortened to their fields\n", counts.shortened);
+}
+
+int import(const ImportArguments &arguments) {
+  exchange::ImportOptions options;
+  options.min_magnitude = arguments.min_magnitude;
+  options.keep_origins = arguments.keep_origins;
+  options.dry_run = arguments.dry_run;
+  options.strict = arguments.strict;
+  if (!read_date("--after", arguments.after, options.after) ||
+      !read_date("--before", arguments.before, options.before)) {
+    return kUsage;
+  }
+
   std::string problem;
-  if (!read_catalogue_csv(options.file, events, refused, problem)) {
+  const auto input = exchange::Input::open(arguments.file, problem);
+  std::unique_ptr<exchange::Reader> reader;
+  if (input != nullptr) {
+    exchange::Recognised kind = exchange::recognise(input->head());
+    if (!arguments.format.empty()) {
+      kind.kind = exchange::kind_of_word(arguments.format);
+      kind.delimiter = 0;
+    }
+    reader = exchange::open_reader(*input, kind, problem);
+  }
+  if (reader == nullptr) {
     complain(problem);
     return kFailure;
   }
-  for (const RefusedLine &line : refused) {
-    complain(options.file + ":" + std::to_string(line.line) + ": " + line.reason);
-  }
-  if (!select_events(options, events)) return kUsage;
 
-  std::unique_ptr<OpenDatabase> database;
-  if (!open_or_create(options, database)) return kFailure;
-  if (!*database) {
-    complain("cannot open " + options.database + "; --create SCHEMA makes a new one");
+  Refusals refusals(input->name());
+  exchange::Gathering events;
+  long lines = 0;
+  if (!gather(*input, *reader, arguments.quiet, events, refusals, lines)) {
     return kFailure;
   }
-  Importer importer(database->get());
-  if (!importer.ready()) return kFailure;
-  ImportCounts counts;
-  Progress progress("importing events", static_cast<long>(events.size()),
-                    options.quiet);
-  for (std::size_t at = 0; at < events.size(); at += kChunk) {
-    const std::size_t size = std::min(kChunk, events.size() - at);
-    if (!importer.import(std::span(events).subspan(at, size), counts)) return kFailure;
-    progress.reach(static_cast<long>(at + size));
+  const std::vector<std::string> without_place = reader->without_place();
+  if (arguments.strict && (refusals.count() > 0 || !without_place.empty())) {
+    refusals.finish();
+    if (!without_place.empty()) {
+      complain("no place for column " + without_place.front());
+    }
+    complain("nothing imported (--strict)");
+    return kFailure;
   }
-  if (!options.quiet) {
-    std::printf("%ld added, %ld updated, %ld unchanged, %ld older, %zu lines refused\n",
-                counts.added, counts.updated, counts.unchanged, counts.older,
-                refused.size());
+
+  const std::unique_ptr<db::DatabaseStore> store = open_or_create(arguments);
+  if (store == nullptr) return kFailure;
+  exchange::ImportCounts counts;
+  Imported imported;
+  {
+    Progress progress("importing", static_cast<long>(events.size()), arguments.quiet,
+                      "events");
+    exchange::ImportListener listener;
+    listener.reached = [&](std::int64_t done) {
+      progress.reach(static_cast<long>(done));
+    };
+    listener.refused = [&](std::int64_t line, const std::string &reason) {
+      progress.wipe();
+      refusals.add(line, reason);
+    };
+    imported = exchange::import_events(*store, events, options, listener, counts);
   }
-  return refused.empty() ? kOk : kFailure;
+  refusals.finish();
+  if (imported == Imported::kStrict) {
+    if (counts.shortened > 0) {
+      complain(std::to_string(counts.shortened) + " texts do not fit their fields");
+    }
+    complain("nothing imported (--strict)");
+  }
+  if (imported != Imported::kYes) return kFailure;
+  if (!arguments.quiet) {
+    tell_of(counts, events.superseded(), refusals.count(), lines, arguments.dry_run);
+    for (const std::string &column : without_place) {
+      std::printf("no place for column %s\n", column.c_str());
+    }
+  }
+  return refusals.count() == 0 ? kOk : kFailure;
 }
 
 }  // namespace
 
 void add_import(CLI::App &app, Action &action) {
-  auto options = std::make_shared<ImportOptions>();
+  auto arguments = std::make_shared<ImportArguments>();
   CLI::App *command = app.add_subcommand(
       "import",
-      "Adds the events of a comma-separated catalogue (ComCat columns), or updates\n"
-      "those that the database has in an earlier version");
-  command->add_option("file", options->file, "Catalogue")->required();
-  command->add_option("database", options->database, "path/name")->required();
-  command->add_option("--create", options->schema,
+      "Adds the events of a catalogue, or updates those that the database has in an\n"
+      "earlier version; all of them or, after a failure, none");
+  command->add_option("file", arguments->file, "Catalogue; - is standard input")
+      ->required();
+  command->add_option("database", arguments->database, "path/name")->required();
+  command->add_option("--create", arguments->schema,
                       "Make the database with this schema when it does not exist");
-  command->add_option("--min-magnitude", options->min_magnitude,
+  command
+      ->add_option("--format", arguments->format,
+                   "What the file is, instead of a look at it")
+      ->check(CLI::IsMember(exchange::format_words()));
+  command->add_option("--min-magnitude", arguments->min_magnitude,
                       "Only events of this magnitude and above");
-  command->add_option("--after", options->after, "Only events at or after this date");
-  command->add_option("--before", options->before, "Only events before this date");
-  command->add_flag("-q,--quiet", options->quiet, "No progress bar, no summary");
+  command->add_option("--after", arguments->after, "Only events at or after this date");
+  command->add_option("--before", arguments->before, "Only events before this date");
+  command->add_flag("--keep-origins", arguments->keep_origins,
+                    "Add a revised solution as a further origin, and prefer it");
+  command->add_flag("--strict", arguments->strict,
+                    "Import nothing when anything is refused or has no place");
+  command->add_flag("-n,--dry-run", arguments->dry_run,
+                    "Only say what would be imported");
+  command->add_flag("-q,--quiet", arguments->quiet, "No progress bar, no summary");
   command->callback(
-      [options, &action] { action = [options] { return import(*options); }; });
+      [arguments, &action] { action = [arguments] { return import(*arguments); }; });
 }
 
 }  // namespace ksutil::tools

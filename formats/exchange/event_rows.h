@@ -1,0 +1,82 @@
+/* event_rows: how the records of an event stand in rows of a database. */
+#ifndef KSUTIL_FORMATS_EXCHANGE_EVENT_ROWS_H
+#define KSUTIL_FORMATS_EXCHANGE_EVENT_ROWS_H
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+#include "formats/exchange/records.h"
+#include "platform/db/schema.h"
+
+namespace ksutil::exchange {
+
+/* A text id for a field of `width` characters.  One that is longer keeps its beginning and
+ * ends in "~" and `digits` characters that are computed from all of it, so that the same
+ * id always gives the same text. */
+std::string fitted_id(const std::string &id, int width, int digits);
+
+/* The text id as it stands in event.evname and in publicid.textid. */
+inline std::string event_name(const std::string &id, int width) {
+  return fitted_id(id, width, 6);
+}
+inline std::string public_text(const std::string &id, int width) {
+  return fitted_id(id, width, 12);
+}
+
+/* What happened while rows were filled. */
+struct FillReport {
+  std::string refused;         // the first value that does not fit; "" when all do
+  std::int64_t shortened = 0;  // texts that were cut to their fields
+};
+
+/* Sets fields of a row of one layout.  A field that the layout lacks is left out; a text
+ * that is too long keeps what fits; "" is the null.  A value that does not fit leaves a message
+ * in the error register besides the one in the report. */
+class RowPut {
+ public:
+  RowPut(const db::Relation &layout, std::string &row, FillReport &report)
+      : layout_(layout), row_(row), report_(report) {}
+  RowPut &put(std::string_view name, std::int64_t value);
+  RowPut &put(std::string_view name, double value);
+  RowPut &put(std::string_view name, std::string_view value);
+
+ private:
+  const db::Field *next(std::string_view name);
+  void refuse(const db::Field &field, const std::string &value);
+
+  const db::Relation &layout_;
+  std::string &row_;
+  FillReport &report_;
+  std::size_t at_ = 0;  // where the last field was found: they come in order
+};
+
+/* The ids of the magnitude rows behind mb, ms and ml of an origin; -1: none. */
+struct OriginMagnitudes {
+  double mb = -999.0, ms = -999.0, ml = -999.0;
+  std::int64_t mbid = -1, msid = -1, mlid = -1;
+};
+/* Takes the magnitude into the fields, when its type has one that is still free. */
+void choose_magnitude(const Magnitude &magnitude, std::int64_t magid,
+                      OriginMagnitudes &own);
+
+bool has_errors(const Origin &origin);
+
+/* Set the fields that the records give; the others stay.  lddate is not set. */
+void fill_origin(const Event &event, const Origin &origin, std::int64_t evid,
+                 std::int64_t orid, const OriginMagnitudes &own, RowPut row);
+void fill_origerr(const Origin &origin, std::int64_t orid, RowPut row);
+void fill_netmag(const Magnitude &magnitude, std::int64_t evid, std::int64_t orid,
+                 std::int64_t magid, RowPut row);
+void fill_mt(const MomentTensor &tensor, std::int64_t evid, std::int64_t orid,
+             std::int64_t mtid, std::int64_t magid, RowPut row);
+
+/* The comment line for what the tables have no field for; "" when there is nothing.  Each
+ * line begins with the name of its first value, and is recognised by it. */
+std::string place_remark(const Event &event);
+std::string origin_remark(const Origin &origin);
+bool is_place_remark(std::string_view line);
+bool is_origin_remark(std::string_view line);
+
+}  // namespace ksutil::exchange
+#endif

@@ -1,0 +1,248 @@
+#include "formats/exchange/import_tables.h"
+
+#include <algorithm>
+
+#include "formats/exchange/event_rows.h"
+#include "formats/exchange/gathering.h"
+#include "platform/elog/elog.h"
+
+namespace ksutil::exchange {
+namespace {
+
+struct TableName {
+  const char *name;
+  bool needed;
+};
+constexpr std::array<TableName, kTableCount> kNames{{{"lastid", true},
+                                                     {"remark", false},
+                                                     {"netmag", true},
+                                                     {"mt", false},
+                                                     {"origerr", true},
+                                                     {"origin", true},
+                                                     {"publicid", false},
+                                                     {"event", true}}};
+
+constexpr std::array<const char *, kIdKeyCount> kIdKeys{"evid", "orid", "magid", "mtid",
+                                                        "commid"};
+
+std::uint64_t public_hash(std::string_view key, std::string_view text) {
+  return hash_of(text) * 31 + hash_of(key);
+}
+
+std::int64_t integer_of(const db::IntegerColumn &column, std::string_view row) {
+  std::int64_t value = column.null();
+  return column.read(row, value) ? value : column.null();
+}
+
+std::string_view text_of(const db::TextColumn &column, std::string_view row) {
+  std::string_view value;
+  return column.read(row, value) ? value : std::string_view();
+}
+
+}  // namespace
+
+std::vector<std::string> ImportTables::names(db::DatabaseStore &store) {
+  std::vector<std::string> names;
+  for (const TableName &table : kNames) {
+    if (store.schema()->find(table.name) != nullptr) {
+      names.push_back(table.name);
+    } else if (table.needed) {
+      elog_log(0, "import: the schema %s has no table %s.\n",
+               store.schema()->name().c_str(), table.name);
+      return {};
+    }
+  }
+  return names;
+}
+
+ImportTables::ImportTables(db::DatabaseStore &store, db::Transaction &step,
+                           const std::vector<std::string> &names)
+    : store_(store), step_(step) {
+  for (std::size_t table = 0; table < kTableCount; table++) {
+    const auto place = std::find(names.begin(), names.end(), kNames[table].name);
+    places_[table] = place == names.end()
+                         ? kAbsent
+                         : static_cast<std::size_t>(place - names.begin());
+  }
+}
+
+bool ImportTables::open() {
+  for (std::size_t table = 0; table < kTableCount; table++) {
+    if (places_[table] == kAbsent) continue;
+    snapshots_[table] = step_.snapshot(places_[table]);
+    if (snapshots_[table] == nullptr) return false;
+    null_rows_[table] = db::null_record(layout(static_cast<Table>(table)));
+  }
+  const bool good = index_by(rows(kEvent), "evid", by_evid_) &&
+                    index_by(rows(kOrigin), "orid", by_orid_) &&
+                    index_by(rows(kOrigerr), "orid", errors_) &&
+                    index_by(rows(kNetmag), "orid", magnitudes_) &&
+                    (!has(kMt) || index_by(rows(kMt), "orid", tensors_)) &&
+                    (!has(kRemark) || index_by(rows(kRemark), "commid", remarks_));
+  if (!good) return false;
+  if (has(kPublicid)) index_public_ids();
+  index_names();
+  index_orphans();
+  return rows(kEvent).complete() && rows(kOrigin).complete() &&
+         (!has(kPublicid) || rows(kPublicid).complete());
+}
+
+int ImportTables::width(Table table, std::string_view field) const {
+  const db::Field *found = layout(table).find(field);
+  return found == nullptr ? 0 : found->width;
+}
+
+void ImportTables::index_public_ids() {
+  const db::Snapshot &table = rows(kPublicid);
+  const db::TextColumn text(table.layout(), "textid"), key(table.layout(), "tagname");
+  for (long row = 0; row < table.count(); row++) {
+    const std::string_view record = table.row(row);
+    if (record.empty()) continue;
+    public_ids_.add(public_hash(text_of(key, record), text_of(text, record)), row);
+  }
+  public_ids_.settle();
+}
+
+std::int64_t ImportTables::public_id(std::string_view key,
+                                     const std::string &id) const {
+  if (!has(kPublicid)) return -1;
+  const db::Snapshot &table = rows(kPublicid);
+  const db::TextColumn text(table.layout(), "textid"), name(table.layout(), "tagname");
+  const std::string wanted = public_text(id, width(kPublicid, "textid"));
+  for (const RowIndex::Item &item : public_ids_.find(public_hash(key, wanted))) {
+    const std::string_view record = table.row(item.row);
+    if (text_of(text, record) == wanted && text_of(name, record) == key) {
+      return integer_of(db::IntegerColumn(table.layout(), "tagid"), record);
+    }
+  }
+  return -1;
+}
+
+void ImportTables::index_names() {
+  RowIndex with_public_id;
+  if (has(kPublicid)) {
+    const db::Snapshot &table = rows(kPublicid);
+    const db::TextColumn key(table.layout(), "tagname");
+    const db::IntegerColumn id(table.layout(), "tagid");
+    for (long row = 0; row < table.count(); row++) {
+      const std::string_view record = table.row(row);
+      if (record.empty() || text_of(key, record) != "evid") continue;
+      with_public_id.add(static_cast<std::uint64_t>(integer_of(id, record)), row);
+    }
+    with_public_id.settle();
+  }
+  const db::Snapshot &table = rows(kEvent);
+  const db::TextColumn name(table.layout(), "evname");
+  const db::IntegerColumn evid(table.layout(), "evid");
+  for (long row = 0; row < table.count(); row++) {
+    const std::string_view record = table.row(row);
+    if (record.empty() || with_public_id.first(integer_of(evid, record)) >= 0) continue;
+    const std::string_view text = text_of(name, record);
+    if (!name.is_null(text)) named_.add(hash_of(text), row);
+  }
+  named_.settle();
+}
+
+std::int64_t ImportTables::named_event(const std::string &id) const {
+  const std::string wanted = event_name(id, width(kEvent, "evname"));
+  const db::TextColumn name(rows(kEvent).layout(), "evname");
+  for (const RowIndex::Item &item : named_.find(hash_of(wanted))) {
+    if (text_of(name, rows(kEvent).row(item.row)) == wanted) return item.row;
+  }
+  return -1;
+}
+
+std::uint64_t ImportTables::place_key(std::string_view origin_row) const {
+  std::uint64_t key = 0;
+  for (const char *name : {"lat", "lon", "depth", "time"}) {
+    const db::Field *field = layout(kOrigin).find(name);
+    if (field == nullptr) continue;
+    key = key * 31 + hash_of(origin_row.substr(static_cast<std::size_t>(field->offset),
+                                               static_cast<std::size_t>(field->width)));
+  }
+  return key;
+}
+
+void ImportTables::index_orphans() {
+  const db::Snapshot &table = rows(kOrigin);
+  const db::IntegerColumn evid(table.layout(), "evid");
+  for (long row = 0; row < table.count(); row++) {
+    const std::string_view record = table.row(row);
+    if (record.empty()) continue;
+    const std::int64_t id = integer_of(evid, record);
+    if (id != evid.null() && event_of(id) < 0) orphans_.add(place_key(record), row);
+  }
+  orphans_.settle();
+}
+
+std::int64_t ImportTables::orphan_like(std::string_view origin_row) const {
+  const auto found = orphans_.find(place_key(origin_row));
+  return found.empty() ? -1 : found.front().row;
+}
+
+/* The counter's last value: the greatest of its row and of the ids in use. */
+bool ImportTables::start_counter(const char *key, Counter &counter) {
+  std::int64_t last = 0;
+  const db::Snapshot &lastid = rows(kLastid);
+  const db::TextColumn name(lastid.layout(), "keyname");
+  const db::IntegerColumn value(lastid.layout(), "keyvalue");
+  for (long row = 0; row < lastid.count(); row++) {
+    const std::string_view record = lastid.row(row);
+    if (record.empty() || text_of(name, record) != key) continue;
+    if (counter.record < 0 || integer_of(value, record) > last) counter.record = row;
+    last = std::max(last, integer_of(value, record));
+  }
+  for (const auto &use : store_.schema()->counter_uses(key)) {
+    std::shared_ptr<const db::Snapshot> table;
+    for (std::size_t i = 0; i < kTableCount; i++) {
+      if (has(static_cast<Table>(i)) && use.table == kNames[i].name) {
+        table = snapshots_[i];
+      }
+    }
+    if (table == nullptr) {
+      db::TableStore *other = store_.table(use.table);
+      if (other != nullptr) table = other->snapshot();
+    }
+    if (table == nullptr) return false;
+    const db::IntegerColumn column(table->layout(), use.field);
+    for (long row = 0; row < table->count(); row++) {
+      const std::string_view record = table->row(row);
+      if (!record.empty()) last = std::max(last, integer_of(column, record));
+    }
+    if (!table->complete()) return false;
+  }
+  counter.next = last + 1;
+  return true;
+}
+
+std::int64_t ImportTables::take_id(IdKey key) {
+  Counter &counter = counters_[key];
+  if (counter.next < 0 && !start_counter(kIdKeys[key], counter)) return -1;
+  counter.used = true;
+  return counter.next++;
+}
+
+bool ImportTables::write_counters(double now) {
+  for (std::size_t key = 0; key < kIdKeyCount; key++) {
+    const Counter &counter = counters_[key];
+    if (!counter.used) continue;
+    std::string row = counter.record < 0
+                          ? null_row(kLastid)
+                          : std::string(rows(kLastid).row(counter.record));
+    FillReport report;
+    RowPut(layout(kLastid), row, report)
+        .put("keyname", std::string_view(kIdKeys[key]))
+        .put("keyvalue", counter.next - 1)
+        .put("lddate", now);
+    if (!report.refused.empty()) {
+      elog_log(0, "import: %s.\n", report.refused.c_str());
+      return false;
+    }
+    if (!(counter.record < 0 ? add(kLastid, row)
+                             : change(kLastid, counter.record, row)))
+      return false;
+  }
+  return true;
+}
+
+}  // namespace ksutil::exchange

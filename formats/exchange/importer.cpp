@@ -1,0 +1,139 @@
+#include "formats/exchange/importer.h"
+
+#include <algorithm>
+#include <utility>
+#include <vector>
+
+#include "formats/exchange/import_plan.h"
+#include "formats/exchange/import_tables.h"
+#include "platform/clock/clock.h"
+#include "platform/elog/elog.h"
+
+namespace ksutil::exchange {
+namespace {
+
+/* Shows the tables as they are, and forgets all changes. */
+class DryRun final : public db::Transaction {
+ public:
+  DryRun(db::DatabaseStore &store, const std::vector<std::string> &names) {
+    for (const std::string &name : names) tables_.push_back(store.table(name));
+  }
+  const db::Relation &layout(std::size_t table) const override {
+    return tables_[table]->layout();
+  }
+  std::shared_ptr<const db::Snapshot> snapshot(std::size_t table) override {
+    return tables_[table]->snapshot();
+  }
+  long append(std::size_t, std::string_view) override { return 0; }
+  bool overwrite(std::size_t, long, std::string_view) override { return true; }
+
+ private:
+  std::vector<db::TableStore *> tables_;
+};
+
+bool selected(const ImportOptions &options, const Event &event) {
+  const Origin &origin = preferred_origin(event);
+  const double magnitude =
+      origin.magnitudes.empty() ? -999.0 : origin.magnitudes.front().value;
+  return origin.time >= options.after && origin.time < options.before &&
+         magnitude >= options.min_magnitude;
+}
+
+class Import {
+ public:
+  Import(ImportTables &tables, Gathering &events, const ImportOptions &options,
+         const ImportListener &listener, ImportCounts &counts)
+      : events_(events),
+        options_(options),
+        listener_(listener),
+        counts_(counts),
+        now_(std_now()),
+        tables_(tables),
+        plan_(tables, options, counts, now_) {}
+
+  /* New events in the order of their times, then known ones in the order of their rows,
+   * so that each table is read once from its beginning to its end. */
+  bool run() {
+    std::vector<std::pair<std::int64_t, std::uint32_t>> known;
+    for (const std::uint32_t index : events_.by_time()) {
+      if (!get(index)) return false;
+      if (!selected(options_, event_)) {
+        counts_.left_out++;
+        count_one();
+        continue;
+      }
+      const std::int64_t record = plan_.find(event_.id);
+      if (record >= 0) {
+        known.emplace_back(record, index);
+      } else if (!import(-1)) {
+        return false;
+      }
+    }
+    std::sort(known.begin(), known.end());
+    for (const auto &[record, index] : known) {
+      if (!get(index) || !import(record)) return false;
+    }
+    return tables_.write_counters(now_);
+  }
+
+ private:
+  bool get(std::uint32_t index) {
+    if (events_.get(index, event_)) return true;
+    elog_log(0, "import: %s.\n", events_.problem().c_str());
+    return false;
+  }
+
+  void count_one() { listener_.reached(++done_); }
+
+  bool import(std::int64_t record) {
+    switch (plan_.import(event_, record)) {
+      case ImportPlan::Result::kFailed:
+        return false;
+      case ImportPlan::Result::kRefused:
+        counts_.refused++;
+        listener_.refused(event_.line, plan_.reason());
+        break;
+      case ImportPlan::Result::kDone:
+        break;
+    }
+    count_one();
+    return true;
+  }
+
+  Gathering &events_;
+  const ImportOptions &options_;
+  const ImportListener &listener_;
+  ImportCounts &counts_;
+  const double now_;
+  ImportTables &tables_;
+  ImportPlan plan_;
+  Event event_;
+  std::int64_t done_ = 0;
+};
+
+}  // namespace
+
+Imported import_events(db::DatabaseStore &store, Gathering &events,
+                       const ImportOptions &options, const ImportListener &listener,
+                       ImportCounts &counts) {
+  const std::vector<std::string> names = ImportTables::names(store);
+  if (names.empty()) return Imported::kFailed;
+  bool too_strict = false;
+  const auto work = [&](db::Transaction &step) {
+    ImportTables tables(store, step, names);
+    if (!tables.open()) return false;
+    if (!Import(tables, events, options, listener, counts).run()) return false;
+    too_strict = options.strict && (counts.refused > 0 || counts.shortened > 0);
+    return !too_strict;
+  };
+  bool done;
+  if (options.dry_run) {
+    DryRun step(store, names);
+    done = work(step);
+  } else {
+    done = store.transaction(names, work);
+  }
+  return done ? Imported::kYes : too_strict ? Imported::kStrict : Imported::kFailed;
+}
+
+}  // namespace ksutil::exchange

@@ -1,0 +1,109 @@
+/* Whoever imports at night by a script sees the exit code and the messages only: both must
+ * say what the database has got. */
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "tests/tools/scratch.h"
+
+namespace ksutil::tools {
+namespace {
+
+using testing::HasSubstr;
+using testing::Not;
+
+const std::string kImport = std::string(KSDB_PROGRAM) + " import ";
+
+class KsdbImport : public testing::Test {
+ protected:
+  ProgramRun import(const std::string &options, const std::string &text) const {
+    return run_program(kImport + options + " " + folder_.write("c.csv", text) + " " +
+                       name_);
+  }
+  std::string table(const std::string &name) const {
+    return read_text(name_ + "." + name);
+  }
+  const ScratchFolder folder_;
+  const std::string name_ = folder_ / "db";
+};
+
+const std::string kColumns = "time,latitude,longitude,id,mag,updated\n";
+const std::string kTwo =
+    "2015-08-01T00:00:00Z,1,2,a,4,2015-08-02\n"
+    "2015-08-03T00:00:00Z,1,2,b,5,2015-08-04\n";
+
+TEST_F(KsdbImport, CountsAddUpToTheLines) {
+  const ProgramRun run =
+      import("--create css3.0 --min-magnitude 4.5",
+             kColumns + kTwo +
+                 "1621-05-01T00:00:00Z,1,2,early,6,\n"
+                 "2015-08-03T00:00:00Z,1,2,b,5.5,2015-08-05\nsoon,1,2,c,6,\n");
+  EXPECT_EQ(run.code, 1);
+  EXPECT_THAT(run.errors, HasSubstr("c.csv:4: origin.time cannot hold 1621-05-01"));
+  EXPECT_THAT(run.errors, HasSubstr("c.csv:6: time is 'soon'"));
+  EXPECT_EQ(run.output,
+            "1 added, 0 updated, 0 unchanged, 0 older, 1 superseded, 1 left out, 2 "
+            "refused: 5 lines\n");
+  EXPECT_THAT(table("netmag"), HasSubstr("5.50"));
+}
+
+TEST_F(KsdbImport, StrictImportsAllOrNothing) {
+  ASSERT_EQ(import("--create css3.0", kColumns + kTwo).code, 0);
+  const std::string before = table("event") + table("origin") + table("lastid");
+  const std::string more = "2015-08-05T00:00:00Z,1,2,d,5,2015-08-06\n";
+  const struct {
+    std::string text, said;
+  } cases[] = {
+      {kColumns + more + "soon,1,2,c,6,\n", "time is 'soon'"},
+      {kColumns + more + "1621-05-01T00:00:00Z,1,2,early,6,\n", "cannot hold"},
+      {"flavour," + kColumns + "x," + more, "no place for column flavour"},
+      {"net," + kColumns + "averylongnetworkcode," + more, "do not fit their fields"},
+  };
+  for (const auto &c : cases) {
+    const ProgramRun run = import("--strict", c.text);
+    EXPECT_EQ(run.code, 1) << c.said;
+    EXPECT_THAT(run.errors, HasSubstr(c.said));
+    EXPECT_THAT(run.errors, HasSubstr("nothing imported"));
+    EXPECT_EQ(table("event") + table("origin") + table("lastid"), before) << c.said;
+    EXPECT_THAT(import("-n", c.text).output, HasSubstr("would be: 1 added"));
+  }
+}
+
+TEST_F(KsdbImport, ReadsStandardInputAndTheFormatThatIsNamed) {
+  folder_.write("c.csv", kColumns + kTwo);
+  const std::string pipe = "cat " + (folder_ / "c.csv") + " | " + kImport;
+  EXPECT_THAT(run_program(pipe + "--create css3.0 - " + name_).output,
+              HasSubstr("2 added"));
+  EXPECT_THAT(run_program(pipe + "--format csv - " + name_).output,
+              HasSubstr("2 unchanged"));
+  EXPECT_THAT(
+      run_program("gzip -c " + (folder_ / "c.csv") + " | " + kImport + "- " + name_)
+          .errors,
+      HasSubstr("standard input is a gzip archive"));
+  EXPECT_EQ(run_program(pipe + "--format pigeon - " + name_).code, 2);
+  EXPECT_EQ(run_program(pipe + "--after tomorrow - " + name_).code, 2);
+}
+
+TEST_F(KsdbImport, DryRunMakesNoDatabase) {
+  const ProgramRun run = import("--create css3.0 --dry-run", kColumns + kTwo);
+  EXPECT_EQ(run.code, 0) << run.errors;
+  EXPECT_THAT(run.output, HasSubstr("would be: 2 added"));
+  EXPECT_FALSE(std::filesystem::exists(name_));
+  EXPECT_EQ(table("event"), "");
+}
+
+TEST_F(KsdbImport, SaysSoWhenTheDiskIsFull) {
+  ASSERT_EQ(import("--create css3.0", kColumns).code, 0);
+  const std::string rows = kTwo + kTwo;
+  folder_.write("c.csv", kColumns + kTwo);
+  /* A limit on the size of files stands for a full disk. */
+  const ProgramRun run = run_program("sh -c 'trap \"\" XFSZ; ulimit -f 1; exec " +
+                                     kImport + (folder_ / "c.csv") + " " + name_ + "'");
+  EXPECT_EQ(run.code, 1);
+  EXPECT_THAT(run.errors, HasSubstr("Cannot write"));
+  EXPECT_THAT(run.errors, Not(HasSubstr("Cannot undo")));
+  EXPECT_EQ(table("event") + table("origin"), "");
+  EXPECT_FALSE(std::filesystem::exists(name_ + ".journal"));
+}
+
+}  // namespace
+}  // namespace ksutil::tools
