@@ -162,6 +162,9 @@ void fill_mt(const MomentTensor &tensor, std::int64_t evid, std::int64_t orid,
              std::int64_t mtid, std::int64_t magid, RowPut row) {
   static constexpr std::array<const char *, 6> kElements{"mrr", "mtt", "mpp",
                                                          "mrt", "mrp", "mtp"};
+  static constexpr std::array<const char *, 9> kAxes{"tval", "tplunge", "tazim",
+                                                     "nval", "nplunge", "nazim",
+                                                     "pval", "pplunge", "pazim"};
   row.put("mtid", mtid).put("orid", orid).put("evid", evid).put("magid", magid);
   row.put("ctime", tensor.time)
       .put("clat", tensor.lat)
@@ -177,8 +180,9 @@ void fill_mt(const MomentTensor &tensor, std::int64_t evid, std::int64_t orid,
       .put("rake1", tensor.plane1[2])
       .put("strike2", tensor.plane2[0])
       .put("dip2", tensor.plane2[1])
-      .put("rake2", tensor.plane2[2])
-      .put("auth", std::string_view(tensor.author));
+      .put("rake2", tensor.plane2[2]);
+  for (std::size_t i = 0; i < kAxes.size(); i++) row.put(kAxes[i], tensor.axes[i]);
+  row.put("auth", std::string_view(tensor.author));
 }
 
 std::string place_remark(const Event &event) {

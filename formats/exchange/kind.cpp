@@ -177,6 +177,9 @@ Recognised recognise(std::string_view head) {
   for (const Signature &bulletin : kBulletins) {
     if (starts_with_word(line, bulletin.bytes)) return other(bulletin.name);
   }
+  if (starts_with_word(line, "Event ") && head.find("OrigID") != head.npos) {
+    return other("an IMS 1.0 bulletin (ISF)");
+  }
   if (is_ndk_hypocentre(line)) return {Kind::kNdk, "NDK moment tensors", "", 0};
   if (line.front() == '#' && line.find('|') != line.npos) {
     if (lowered(line).find("eventid") != std::string::npos) {

@@ -133,6 +133,13 @@ bool NdkReader::read_planes(MomentTensor &tensor) {
   if (!(values[0] > 0.0)) return refuse("moment", columns(text_[4], 50, 56));
   tensor.moment = values[0] * std::pow(10.0, exponent_) * kDyneCm;
   tensor.mw = (std::log10(tensor.moment / kDyneCm) - 16.1) / 1.5;
+  if (!reals(columns(text_[4], 4, 48), "axes", tensor.axes.data(),
+             tensor.axes.size())) {
+    return false;
+  }
+  for (const std::size_t value : {0U, 3U, 6U}) {
+    tensor.axes[value] *= std::pow(10.0, exponent_) * kDyneCm;
+  }
   tensor.plane1 = {values[1], values[2], values[3]};
   tensor.plane2 = {values[4], values[5], values[6]};
   return true;

@@ -83,6 +83,7 @@ void visit_tensor(Bytes &bytes, Record &t) {
   bytes.number(t.lon);
   bytes.number(t.depth);
   bytes.number(t.elements);
+  bytes.number(t.axes);
   bytes.number(t.moment);
   bytes.number(t.mw);
   bytes.number(t.plane1);

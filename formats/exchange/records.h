@@ -30,6 +30,9 @@ struct MomentTensor {
   std::string id, author;
   double time = kNoTime, lat = -999.0, lon = -999.0, depth = -999.0;  // of the centroid
   std::array<double, 6> elements{-999.0, -999.0, -999.0, -999.0, -999.0, -999.0};
+  /* The axes T, N and P: eigenvalue in N m, plunge and azimuth in degrees. */
+  std::array<double, 9> axes{-999.0, -999.0, -999.0, -999.0, -999.0,
+                             -999.0, -999.0, -999.0, -999.0};
   double moment = -999.0;  // N m
   double mw = -999.0;
   std::array<double, 3> plane1{-999.0, -999.0, -999.0};  // strike, dip, rake, degrees

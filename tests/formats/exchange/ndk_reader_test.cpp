@@ -72,6 +72,9 @@ TEST(NdkReader, GivesHypocentreCentroidAndTensor) {
   EXPECT_EQ(tensor.elements[0], 0.0);
   EXPECT_NEAR(tensor.moment, 1e16, 1e4);
   EXPECT_NEAR(tensor.mw, 4.6, 1e-9);
+  EXPECT_NEAR(tensor.axes[0], 1e16, 1e4);
+  EXPECT_EQ(tensor.axes[2], 45.0);
+  EXPECT_NEAR(tensor.axes[6], -1e16, 1e4);
   EXPECT_THAT(tensor.plane1, ElementsAre(0.0, 90.0, 0.0));
   EXPECT_THAT(tensor.plane2, ElementsAre(90.0, 90.0, 180.0));
 }
