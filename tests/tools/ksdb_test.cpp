@@ -2,7 +2,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <map>
 #include <nlohmann/json.hpp>
+#include <utility>
 
 #include "tests/tools/scratch.h"
 
@@ -131,6 +133,67 @@ TEST(Ksdb, VerifyTellsEachKindOfFault) {
   EXPECT_THAT(run.output, HasSubstr("event: 1 dangling references"));
 }
 
+/* Rows of wfdisc over a file of 40 bytes: one that fits, one that is doubled, one that asks
+ * for more samples than there are, and one whose file is missing. */
+TEST(Ksdb, VerifyComparesWaveformRowsWithTheirFiles) {
+  const ScratchFolder folder;
+  folder.write("db", "schema css3.0\n");
+  folder.write("ten.w", std::string(40, '\0'));
+  const auto row = [](const char *chan, int nsamp, const char *file, int foff) {
+    char text[400];
+    const int length = snprintf(
+        text, sizeof text,
+        "%-6s %-8s %17.5f %8d %8d %8d %17.5f %8d %11.7f %16.6f %16.6f %-6s %-1s %-2s "
+        "%-1s %-64s %-32s %10d %8d %17.5f\n",
+        "AAA", chan, 1438387200.0, -1, -1, 2015213, 1438387209.0, nsamp, 1.0, 0.0, -1.0,
+        "-", "o", "s4", "n", ".", file, foff, -1, 1438387200.0);
+    return std::string(text, static_cast<std::size_t>(length));
+  };
+  folder.write("db.wfdisc", row("BHZ", 10, "ten.w", 0) + row("BHZ", 10, "ten.w", 0) +
+                                row("BHN", 10, "ten.w", 4) + row("BHE", 10, "no.w", 0));
+  const ProgramRun run = run_program(kKsdb + " verify --json " + (folder / "db"));
+  EXPECT_EQ(run.code, 1) << run.errors;
+  std::map<std::string, std::pair<long, long>> kinds;  // count, first record
+  const auto found = nlohmann::json::parse(run.output);
+  for (const auto &problem : found["problems"]) {
+    kinds[problem["kind"]] = {problem["count"], problem["records"][0]["record"]};
+  }
+  using testing::Pair;
+  EXPECT_THAT(kinds, testing::ElementsAre(
+                         Pair("doubled waveform rows", Pair(1, 1)),
+                         Pair("waveform files that are too short", Pair(1, 2)),
+                         Pair("waveform files that cannot be read", Pair(1, 3))));
+}
+
+TEST(Ksdb, VerifyMendsOrphansAndCountersWithoutLosingARow) {
+  const ScratchFolder folder;
+  const std::string database = small_database(folder);
+  const std::string origins = read_text(database + ".origin");
+  const std::string events = read_text(database + ".event");
+  const std::size_t stride = events.find('\n') + 1;
+  folder.write("db.event", events.substr(0, stride));  // two origins lose their events
+  std::string counters = read_text(database + ".lastid");
+  const std::size_t orid = counters.find("orid");
+  counters.replace(counters.find('3', orid), 1, "1");
+  folder.write("db.lastid", counters);
+  const ProgramRun before = run_program(kKsdb + " verify " + database);
+  EXPECT_EQ(before.code, 1);
+  EXPECT_THAT(before.output, HasSubstr("origin: 2 dangling references"));
+  EXPECT_THAT(before.output, HasSubstr("lastid: 1 stale counters"));
+
+  const ProgramRun fixed = run_program(kKsdb + " verify --fix " + database);
+  EXPECT_EQ(fixed.code, 0) << fixed.output << fixed.errors;
+  EXPECT_THAT(fixed.output, HasSubstr("mended event: 2 rows added"));
+  EXPECT_THAT(fixed.output, HasSubstr("mended lastid: orid set from 1 to 3"));
+  EXPECT_EQ(read_text(database + ".origin"), origins);
+  EXPECT_EQ(
+      run_program(kKsdb + " list --csv --fields evid,prefor " + database + " event")
+          .output,
+      "evid,prefor\n1,1\n2,2\n3,3\n");
+  EXPECT_THAT(run_program(kKsdb + " verify --fix " + database).output,
+              Not(HasSubstr("mended")));
+}
+
 TEST(Ksdb, ImportReportsLinesItLeavesOut) {
   const ScratchFolder folder;
   folder.write("c.csv",
@@ -149,6 +212,14 @@ TEST(Ksdb, NextidNeverRepeatsItself) {
   const std::string command = kKsdb + " nextid " + (folder / "db") + " orid";
   EXPECT_EQ(run_program(command).output, "1\n");
   EXPECT_EQ(run_program(command).output, "2\n");
+  const std::string counters = read_text(folder / "db.lastid");
+  EXPECT_EQ(run_program(kKsdb + " nextid " + (folder / "db") + " orids").code, 2);
+  EXPECT_EQ(read_text(folder / "db.lastid"), counters);
+}
+
+TEST(Ksdb, ShowsTheTypesOfASchemaAsItsFileNamesThem) {
+  EXPECT_THAT(run_program(kKsdb + " schema --csv css3.0 event").output,
+              HasSubstr("\nevname,string,10,15,%-15s,-,"));
 }
 
 }  // namespace

@@ -1,24 +1,59 @@
 #include "tools/common/cli.h"
 
-#include <errno.h>
-
+#include <algorithm>
 #include <cstdio>
-#include <cstdlib>
 #include <exception>
-#include <string>
 
 #include "core/version.h"
-#include "platform/elog/elog.h"
-#include "platform/stock/memory.h"
+#include "tools/common/completion.h"
+#include "tools/common/help.h"
 
 namespace ksutil::tools {
+namespace {
 
-int run(CLI::App &app, Action &action, int argc, char **argv) {
-  try {
-    app.parse(argc, argv);
-  } catch (const CLI::ParseError &error) {
-    return app.exit(error) == 0 ? kOk : kUsage;
+std::string examples_text(const std::vector<std::string> &examples) {
+  std::string text = examples.size() == 1 ? "Example:\n" : "Examples:\n";
+  for (const std::string &example : examples) text += "  " + example + "\n";
+  return text;
+}
+
+std::string program_footer(const Program &program) {
+  std::vector<std::string> examples;
+  for (const Command &command : program.commands) {
+    if (!command.hidden && !command.examples.empty()) {
+      examples.push_back(command.examples.front());
+    }
   }
+  return examples_text(examples) + "'" + program.name +
+         " COMMAND --help' shows the options and examples of a command.\n" +
+         program.notes + "Exit codes: 0 success, 1 failure, 2 wrong usage.";
+}
+
+/* The parser's sentences, shortened where they say less than the argument itself. */
+std::string usage_text(const CLI::ParseError &error) {
+  const std::string text = error.what();
+  const std::string conversion = "Could not convert: ";
+  if (text.starts_with(conversion)) {
+    const std::string pair = text.substr(conversion.size());
+    const std::size_t end = std::min(pair.find(" = "), pair.size());
+    return pair.substr(0, end) + ": '" + pair.substr(std::min(end + 3, pair.size())) +
+           "' is not a number";
+  }
+  return text;
+}
+
+/* Prints help or version (kOk), or one line about the wrong usage. */
+int end_parsing(const CLI::App &app, const CLI::ParseError &error) {
+  if (error.get_exit_code() == 0) return app.exit(error);
+  std::string name = app.get_name();
+  for (const CLI::App *command : app.get_subcommands()) {
+    name += " " + command->get_name();
+  }
+  complain(usage_text(error) + "; see '" + name + " --help'");
+  return kUsage;
+}
+
+int run_action(const Action &action) {
   int result = kFailure;
   try {
     result = action();
@@ -28,7 +63,7 @@ int run(CLI::App &app, Action &action, int argc, char **argv) {
     complain(error);
   }
   if (result != kOk) print_register();
-  /* What failed to be written before is not tried again by the last flush. */
+  /* A write that failed earlier is not repeated by this flush: ferror knows of it. */
   if (std::fflush(stdout) != 0 || std::ferror(stdout) != 0) {
     complain("cannot write the output");
     result = kFailure;
@@ -36,28 +71,67 @@ int run(CLI::App &app, Action &action, int argc, char **argv) {
   return result;
 }
 
+/* Whether the first argument is a word that names no command: the parser would complain
+ * about the words after it instead. */
+bool is_unknown_command(const Program &program, int argc, char **argv) {
+  return argc > 1 && argv[1][0] != '-' &&
+         std::none_of(program.commands.begin(), program.commands.end(),
+                      [&](const Command &command) { return command.name == argv[1]; });
+}
+
+std::string command_names(const Program &program) {
+  std::string names;
+  for (const Command &command : program.commands) {
+    if (!command.hidden) names += (names.empty() ? "" : ", ") + command.name;
+  }
+  return names;
+}
+
+}  // namespace
+
+int run_program(const Program &program, int argc, char **argv) {
+  CLI::App app(program.description, program.name);
+  app.footer(program_footer(program));
+  app.formatter(std::make_shared<HelpFormatter>());
+  add_version(app);
+  app.add_flag_callback(
+      "--completion",
+      [&] {
+        print_completion(app);
+        throw CLI::Success();
+      },
+      "Print a completion script for bash and exit");
+  app.require_subcommand(1);
+  Action action;
+  for (const Command &command : program.commands) {
+    CLI::App *parser = app.add_subcommand(command.name, command.description);
+    parser->footer(command.examples.empty() ? "" : examples_text(command.examples));
+    parser->group(command.hidden ? "" : "Commands");
+    command.add(*parser, action);
+  }
+  if (argc < 2) {
+    complain("a command is needed: " + command_names(program));
+    return kUsage;
+  }
+  if (is_unknown_command(program, argc, argv)) {
+    complain("'" + std::string(argv[1]) + "' is not a command (" +
+             command_names(program) + ")");
+    return kUsage;
+  }
+  return run(app, action, argc, argv);
+}
+
+int run(CLI::App &app, Action &action, int argc, char **argv) {
+  try {
+    app.parse(argc, argv);
+  } catch (const CLI::ParseError &error) {
+    return end_parsing(app, error);
+  }
+  return run_action(action);
+}
+
 void add_version(CLI::App &app) {
   app.set_version_flag("--version", app.get_name() + " " KSUTIL_VERSION);
-}
-
-void complain(const std::string &text) {
-  std::fprintf(stderr, "%s: %s\n", program_invocation_short_name, text.c_str());
-}
-
-void print_register() {
-  const MallocPtr<char> text(elog_string(0));
-  if (text == nullptr) return;
-  std::string line;
-  for (const char *at = text.get(); *at != '\0'; at++) {
-    if (*at != '\n') {
-      line += *at;
-      continue;
-    }
-    complain(line);
-    line.clear();
-  }
-  if (!line.empty()) complain(line);
-  elog_clear_register(0);
 }
 
 }  // namespace ksutil::tools

@@ -1,4 +1,4 @@
-/* A database that the programs open. */
+/* open_database: opens a database for one scope. */
 #ifndef KSUTIL_TOOLS_COMMON_OPEN_DATABASE_H
 #define KSUTIL_TOOLS_COMMON_OPEN_DATABASE_H
 
@@ -8,7 +8,8 @@
 
 namespace ksutil::tools {
 
-/* A database that is open for one scope. */
+/* A database that is closed at the end of the scope.  False, with a message registered, when
+ * it could not be opened with that mode ("r" or "r+"). */
 class OpenDatabase {
  public:
   OpenDatabase(const std::string &name, const char *mode) {

@@ -1,4 +1,4 @@
-/* A progress bar on standard error, drawn only when that is a terminal. */
+/* progress: draws a progress bar on standard error when that is a terminal. */
 #ifndef KSUTIL_TOOLS_COMMON_PROGRESS_H
 #define KSUTIL_TOOLS_COMMON_PROGRESS_H
 
@@ -18,6 +18,7 @@ class Progress {
   Progress(const Progress &) = delete;
   Progress &operator=(const Progress &) = delete;
 
+  /* Draws the bar for `done` steps, at most ten times a second. */
   void reach(long done);
   /* Wipes the bar until the next step, so that a message can be printed. */
   void wipe();

@@ -1,4 +1,4 @@
-/* Rows of named columns, printed as an aligned table, CSV or JSON. */
+/* rows: prints rows of named columns as an aligned table, CSV or JSON. */
 #ifndef KSUTIL_TOOLS_COMMON_ROWS_H
 #define KSUTIL_TOOLS_COMMON_ROWS_H
 
@@ -14,33 +14,46 @@ enum class Form { kText, kCsv, kJson };
 /* Adds --json and --csv, which exclude each other. */
 void add_form_options(CLI::App &command, Form &form);
 
-/* How a column stands in a text table, and how its values stand in JSON. */
+/* One column.  CSV and JSON have its bare name; a text table shows the unit as well:
+ * "depth/km". */
 struct Column {
   std::string name;
-  bool right = false;   // right-justified
-  bool number = false;  // a number in JSON; the null text gives null
+  bool right = false;     // right-justified in a text table
+  bool number = false;    // a number in JSON, null for a text that is not one
+  std::string unit = {};  // empty: none
+  std::string heading =
+      {};  // in a text table instead of a longer name; empty: the name
 };
 
-/* Collects rows and prints them to standard output at the end.  An empty cell is a
- * missing value: blank in a table and in CSV, null in JSON. */
+/* Collects rows and prints them to standard output at the end.  An empty cell is a null:
+ * blank in a table and in CSV, null in JSON. */
 class Rows {
  public:
   Rows(std::vector<Column> columns, Form form);
   void add(std::vector<std::string> cells);
+  bool empty() const { return rows_.empty(); }
   void print() const;
+
+  /* An array with an object for each row. */
+  nlohmann::ordered_json json() const;
 
  private:
   void print_text() const;
   void print_csv() const;
-  void print_json() const;
 
   std::vector<Column> columns_;
   Form form_;
   std::vector<std::vector<std::string>> rows_;
 };
 
-/* A number's text as JSON: an integer when it is one, a real, or null when empty. */
+/* The text of a number as JSON: an integer or a real, null when it is neither. */
 nlohmann::ordered_json json_number(const std::string &text);
+
+/* A text as JSON, null when it is empty. */
+nlohmann::ordered_json json_text(const std::string &text);
+
+/* Prints a JSON value; bytes that are not UTF-8 are replaced.  indent -1: one line. */
+void print_json(const nlohmann::ordered_json &value, int indent = 1);
 
 }  // namespace ksutil::tools
 #endif

@@ -1,4 +1,4 @@
-/* The subcommands of ksdb: each adds itself to the program and sets the action. */
+/* commands: lists the subcommands of ksdb. */
 #ifndef KSUTIL_TOOLS_KSDB_COMMANDS_H
 #define KSUTIL_TOOLS_KSDB_COMMANDS_H
 
@@ -7,14 +7,17 @@
 
 namespace ksutil::tools {
 
-void add_info(CLI::App &app, Action &action);
-void add_list(CLI::App &app, Action &action);
-void add_schema(CLI::App &app, Action &action);
-void add_verify(CLI::App &app, Action &action);
-void add_nextid(CLI::App &app, Action &action);
-void add_views(CLI::App &app, Action &action);  // subset, sort, join, group
-void add_plot(CLI::App &app, Action &action);
-void add_import(CLI::App &app, Action &action);
+Command info_command();
+Command list_command();
+Command subset_command();
+Command sort_command();
+Command join_command();
+Command group_command();
+Command plot_command();
+Command schema_command();
+Command verify_command();
+Command nextid_command();
+Command import_command();
 
 }  // namespace ksutil::tools
 #endif

@@ -9,6 +9,7 @@
 #include "platform/db/db.h"
 #include "platform/db/store.h"
 #include "platform/elog/elog.h"
+#include "tools/common/options.h"
 #include "tools/common/progress.h"
 #include "tools/ksdb/commands.h"
 
@@ -193,36 +194,37 @@ int import(const ImportArguments &arguments) {
   return refusals.count() == 0 ? kOk : kFailure;
 }
 
+void describe_import(CLI::App &command, ImportArguments &arguments) {
+  command.add_option("file", arguments.file, "Catalogue; - is standard input")
+      ->required();
+  add_database(command, arguments.database);
+  command.add_option("--create", arguments.schema,
+                     "Make the database with this schema when it does not exist");
+  command
+      .add_option("--format", arguments.format,
+                  "What the file is, instead of a look at it")
+      ->check(CLI::IsMember(exchange::format_words()));
+  command.add_option("--min-magnitude", arguments.min_magnitude,
+                     "Only events of this magnitude and above");
+  command.add_option("--after", arguments.after, "Only events at or after this date");
+  command.add_option("--before", arguments.before, "Only events before this date");
+  command.add_flag("--keep-origins", arguments.keep_origins,
+                   "Add a revised solution as a further origin, and prefer it");
+  command.add_flag("--strict", arguments.strict,
+                   "Import nothing when anything is refused or has no place");
+  command.add_flag("-n,--dry-run", arguments.dry_run,
+                   "Only say what would be imported");
+  add_quiet(command, arguments.quiet);
+}
+
 }  // namespace
 
-void add_import(CLI::App &app, Action &action) {
-  auto arguments = std::make_shared<ImportArguments>();
-  CLI::App *command = app.add_subcommand(
+Command import_command() {
+  return make_command<ImportArguments>(
       "import",
-      "Adds the events of a catalogue, or updates those that the database has in an\n"
-      "earlier version; all of them or, after a failure, none");
-  command->add_option("file", arguments->file, "Catalogue; - is standard input")
-      ->required();
-  command->add_option("database", arguments->database, "path/name")->required();
-  command->add_option("--create", arguments->schema,
-                      "Make the database with this schema when it does not exist");
-  command
-      ->add_option("--format", arguments->format,
-                   "What the file is, instead of a look at it")
-      ->check(CLI::IsMember(exchange::format_words()));
-  command->add_option("--min-magnitude", arguments->min_magnitude,
-                      "Only events of this magnitude and above");
-  command->add_option("--after", arguments->after, "Only events at or after this date");
-  command->add_option("--before", arguments->before, "Only events before this date");
-  command->add_flag("--keep-origins", arguments->keep_origins,
-                    "Add a revised solution as a further origin, and prefer it");
-  command->add_flag("--strict", arguments->strict,
-                    "Import nothing when anything is refused or has no place");
-  command->add_flag("-n,--dry-run", arguments->dry_run,
-                    "Only say what would be imported");
-  command->add_flag("-q,--quiet", arguments->quiet, "No progress bar, no summary");
-  command->callback(
-      [arguments, &action] { action = [arguments] { return import(*arguments); }; });
+      "Adds the events of a catalogue, or updates those that the database has in an "
+      "earlier version; all of them or, after a failure, none",
+      {"ksdb import --create css3.0 data/aug2015.csv mydb"}, describe_import, import);
 }
 
 }  // namespace ksutil::tools

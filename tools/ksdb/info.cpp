@@ -1,9 +1,10 @@
 #include <memory>
 #include <string>
 
-#include "platform/clock/clock.h"
 #include "platform/db/access.h"
-#include "platform/elog/elog.h"
+#include "platform/stock/text.h"
+#include "tools/common/cells.h"
+#include "tools/common/options.h"
 #include "tools/common/rows.h"
 #include "tools/ksdb/commands.h"
 
@@ -13,8 +14,13 @@ namespace {
 struct InfoOptions {
   std::string database;
   Form form = Form::kText;
-  bool all = false;
+  bool all = false, raw = false;
 };
+
+std::string changed_cell(const db::Stamp &stamp, bool raw) {
+  if (!stamp.exists) return "";
+  return raw ? format_text("%.5f", stamp.time) : time_cell(stamp.time);
+}
 
 int info(const InfoOptions &options) {
   const OpenDatabase database(options.database, "r");
@@ -27,9 +33,12 @@ int info(const InfoOptions &options) {
     std::printf("database  %s\nschema    %s\n\n", store->name().c_str(),
                 schema->name().c_str());
   }
-  Rows rows(
-      {{"table"}, {"rows", true, true}, {"record", true, true}, {"changed"}, {"file"}},
-      options.form);
+  Rows rows({{"table"},
+             {"rows", true, true},
+             {"record", true, true, "bytes"},
+             {"changed", options.raw, options.raw},
+             {"file"}},
+            options.form);
   bool good = true;
   for (const db::Relation &relation : schema->relations()) {
     const Dbptr table = database.table(relation.name);
@@ -44,23 +53,26 @@ int info(const InfoOptions &options) {
     dbquery(table, dbq_record_size, &size);
     dbquery(table, dbq_file_name, &file);
     rows.add({relation.name, std::to_string(stamp.count), std::to_string(size),
-              stamp.exists ? time_text(stamp.time, 0) : "", file});
+              changed_cell(stamp, options.raw), file});
   }
   rows.print();
   return good ? kOk : kFailure;
 }
 
+void describe_info(CLI::App &command, InfoOptions &options) {
+  add_database(command, options.database);
+  command.add_flag("--all", options.all, "Tables without a file too");
+  add_raw(command, options.raw);
+  add_form_options(command, options.form);
+}
+
 }  // namespace
 
-void add_info(CLI::App &app, Action &action) {
-  auto options = std::make_shared<InfoOptions>();
-  CLI::App *command =
-      app.add_subcommand("info", "Shows the tables of a database and their sizes");
-  command->add_option("database", options->database, "path/name")->required();
-  command->add_flag("--all", options->all, "Tables without a file too");
-  add_form_options(*command, options->form);
-  command->callback(
-      [options, &action] { action = [options] { return info(*options); }; });
+Command info_command() {
+  return make_command<InfoOptions>(
+      "info", "Shows the tables of a database and their sizes",
+      {"ksdb info data/aug2015", "ksdb info --all --json data/aug2015"}, describe_info,
+      info);
 }
 
 }  // namespace ksutil::tools

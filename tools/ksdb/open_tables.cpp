@@ -4,15 +4,25 @@
 
 namespace ksutil::tools {
 
+void add_tables(CLI::App &command, std::string &tables) {
+  command
+      .add_option("tables", tables, "A table, or several to be joined: origin+netmag")
+      ->required();
+}
+
+void add_where(CLI::App &command, std::string &where) {
+  command
+      .add_option("--where", where,
+                  "Only the records for which this expression is true")
+      ->type_name("EXPRESSION");
+}
+
 Dbptr open_tables(const OpenDatabase &database, const std::string &tables) {
   Dbptr view = dbinvalid();
   for (std::size_t start = 0; start <= tables.size();) {
     const std::size_t end = std::min(tables.find('+', start), tables.size());
     const Dbptr table = database.table(tables.substr(start, end - start));
-    if (table.table < 0) {
-      complain("no table '" + tables.substr(start, end - start) + "'");
-      return dbinvalid();
-    }
+    if (table.table < 0) return dbinvalid();
     view = start == 0 ? table : dbjoin(view, table, nullptr, nullptr);
     if (view.table < 0) return view;
     start = end + 1;

@@ -1,14 +1,22 @@
-/* The tables that a command works on, as users name them. */
+/* open_tables: opens the tables of a database as users name them. */
 #ifndef KSUTIL_TOOLS_KSDB_OPEN_TABLES_H
 #define KSUTIL_TOOLS_KSDB_OPEN_TABLES_H
 
 #include <string>
 
+#include "tools/common/open_database.h"
 #include "tools/ksdb/commands.h"
 
 namespace ksutil::tools {
 
-/* "origin+assoc": the tables, each joined with those before it by natural keys. */
+/* Adds the operand TABLES. */
+void add_tables(CLI::App &command, std::string &tables);
+
+/* Adds --where. */
+void add_where(CLI::App &command, std::string &where);
+
+/* "origin+assoc": each table joined with those before it by natural keys.  Invalid, with a
+ * message, for an unknown table. */
 Dbptr open_tables(const OpenDatabase &database, const std::string &tables);
 
 /* The same with only the records for which `where` is true (empty: all). */

@@ -1,9 +1,11 @@
-/* ksdb plot. */
+/* plot_command: ksdb plot. */
 #include <cmath>
 #include <filesystem>
 #include <memory>
 #include <string>
 
+#include "tools/common/options.h"
+#include "tools/common/unreadable.h"
 #include "tools/ksdb/open_tables.h"
 #include "tools/ksdb/plot_figure.h"
 #include "tools/plot/picture_options.h"
@@ -33,7 +35,8 @@ bool usable(PlotOptions &plot) {
   return true;
 }
 
-int draw(PlotCommandOptions options) {
+int draw(const PlotCommandOptions &given) {
+  PlotCommandOptions options = given;
   if (!usable(options.plot)) return kUsage;
   const OpenDatabase database(options.database, "r");
   const Dbptr view = open_view(database, options.tables, options.where);
@@ -45,49 +48,53 @@ int draw(PlotCommandOptions options) {
   }
   plot::Figure figure;
   if (!make_plot(view, options.plot, figure)) return kFailure;
-  return plot::write_picture(std::move(figure), options.picture) == 0 ? kOk : kFailure;
+  if (plot::write_picture(std::move(figure), options.picture) != 0) return kFailure;
+  return report_unreadable({take_left_out(), 0}, "records", options.database);
+}
+
+void describe_plot(CLI::App &command, PlotCommandOptions &options) {
+  PlotOptions &plot = options.plot;
+  add_database(command, options.database);
+  add_tables(command, options.tables);
+  plot::add_picture_options(command, options.picture);
+  add_where(command, options.where);
+  command.add_option("--x", plot.x, "Expression of the horizontal place");
+  command.add_option("--y", plot.y, "Expression of the vertical place");
+  command.add_option("--hue", plot.hue, "Expression that decides the hue");
+  command.add_option("--saturation", plot.saturation,
+                     "Expression that decides how strong the colour is");
+  command.add_option("--size", plot.size, "Expression that decides the size");
+  command.add_option("--symbol", plot.symbol, "Expression of texts: one symbol each");
+  command.add_flag("--map", plot.map,
+                   "A map: x and y are degrees (default lon and lat)");
+  command.add_flag("--hollow", plot.hollow, "Outlines only");
+  command.add_option("--max-size", plot.max_size, "Size of the largest symbol")
+      ->check(whole_number(1, 100))
+      ->capture_default_str();
+  command.add_option("--hue-centre", plot.hue_centre, "Degrees: 0 red, 240 blue")
+      ->capture_default_str();
+  command
+      .add_option("--hue-range", plot.hue_range,
+                  "Degrees from the smallest to the largest value")
+      ->capture_default_str();
+  command.add_option("--x-label", plot.x_label);
+  command.add_option("--y-label", plot.y_label);
+  command.add_option("--hue-label", plot.hue_label);
+  command.add_option("--size-label", plot.size_label);
+  command.add_option("--opacity", plot.opacity, "Of the symbols, 0 to 1")
+      ->check(number_between(0.0, 1.0))
+      ->capture_default_str();
 }
 
 }  // namespace
 
-void add_plot(CLI::App &app, Action &action) {
-  const auto options = std::make_shared<PlotCommandOptions>();
-  PlotOptions &plot = options->plot;
-  CLI::App *command = app.add_subcommand("plot", "Draws the records as points");
-  command->add_option("database", options->database, "path/name")->required();
-  command->add_option("tables", options->tables, "A table, or several: origin+netmag")
-      ->required();
-  plot::add_picture_options(*command, options->picture);
-  command->add_option("--where", options->where,
-                      "Only records for which this expression is true");
-  command->add_option("--x", plot.x, "Expression of the horizontal place");
-  command->add_option("--y", plot.y, "Expression of the vertical place");
-  command->add_option("--hue", plot.hue, "Expression that decides the hue");
-  command->add_option("--saturation", plot.saturation,
-                      "Expression that decides how strong the colour is");
-  command->add_option("--size", plot.size, "Expression that decides the size");
-  command->add_option("--symbol", plot.symbol, "Expression of texts: one symbol each");
-  command->add_flag("--map", plot.map,
-                    "A map: x and y are degrees (default lon and lat)");
-  command->add_flag("--hollow", plot.hollow, "Outlines only");
-  command->add_option("--max-size", plot.max_size, "Size of the largest symbol")
-      ->check(CLI::Range(1, 100))
-      ->capture_default_str();
-  command->add_option("--hue-centre", plot.hue_centre, "Degrees: 0 red, 240 blue")
-      ->capture_default_str();
-  command
-      ->add_option("--hue-range", plot.hue_range,
-                   "Degrees from the smallest to the largest value")
-      ->capture_default_str();
-  command->add_option("--x-label", plot.x_label);
-  command->add_option("--y-label", plot.y_label);
-  command->add_option("--hue-label", plot.hue_label);
-  command->add_option("--size-label", plot.size_label);
-  command->add_option("--opacity", plot.opacity, "Of the symbols, 0 to 1")
-      ->check(CLI::Range(0.0, 1.0))
-      ->capture_default_str();
-  command->callback(
-      [options, &action] { action = [options] { return draw(*options); }; });
+Command plot_command() {
+  return make_command<PlotCommandOptions>(
+      "plot", "Draws the records as points",
+      {"ksdb plot --map --hue depth -o map.svg data/aug2015 origin",
+       "ksdb plot --x time --y magnitude --where 'magnitude >= 5' -o times.png "
+       "data/aug2015 origin+netmag"},
+      describe_plot, draw);
 }
 
 }  // namespace ksutil::tools

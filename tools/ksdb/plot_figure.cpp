@@ -35,12 +35,9 @@ long count_of(Dbptr view) {
   return dbquery(view, dbq_record_count, &count) < 0 ? -1 : count;
 }
 
-bool compiles(Dbptr view, const char *option, const std::string &text, int type) {
+bool compiles(Dbptr view, const std::string &text, int type) {
   Expression *expression = nullptr;
-  if (dbex_compile(view, text.c_str(), &expression, type) < 0) {
-    complain(std::string(option) + ": '" + text + "' is not what is meant");
-    return false;
-  }
+  if (dbex_compile(view, text.c_str(), &expression, type) < 0) return false;
   dbex_free(expression);
   return true;
 }
@@ -48,18 +45,15 @@ bool compiles(Dbptr view, const char *option, const std::string &text, int type)
 /* The records on which every expression has a value; invalid with a message. */
 Dbptr with_values(Dbptr view, const PlotOptions &options) {
   struct Given {
-    const char *option;
     const std::string &text;
     int type;
   };
-  for (const Given &given : {Given{"--x", options.x, dbexREAL},
-                             {"--y", options.y, dbexREAL},
-                             {"--hue", options.hue, dbexREAL},
-                             {"--saturation", options.saturation, dbexREAL},
-                             {"--size", options.size, dbexREAL},
-                             {"--symbol", options.symbol, dbexTEXT}}) {
+  for (const Given &given :
+       {Given{options.x, dbexREAL}, Given{options.y, dbexREAL},
+        Given{options.hue, dbexREAL}, Given{options.saturation, dbexREAL},
+        Given{options.size, dbexREAL}, Given{options.symbol, dbexTEXT}}) {
     if (given.text.empty()) continue;
-    if (!compiles(view, given.option, given.text, given.type)) return dbinvalid();
+    if (!compiles(view, given.text, given.type)) return dbinvalid();
     view = dbsubset(view, ("!isnull(" + given.text + ")").c_str());
     if (view.table < 0) return view;
   }
@@ -73,7 +67,7 @@ VectorPtr make_vector(Dbptr view, const PlotOptions &options) {
       options.hollow ? 0 : 1, options.max_size, options.hue_centre, options.hue_range));
 }
 
-/* The smallest and the largest value of an expression. */
+/* Finds the smallest and the largest value of an expression. */
 bool range_of(Dbptr view, const std::string &expression, double &low, double &high) {
   const VectorPtr values(db2vector(view, expression.c_str(), "0", nullptr, nullptr,
                                    nullptr, nullptr, nullptr, nullptr, 0, 1, 0.0, 0.0));
@@ -92,7 +86,7 @@ plot::Colour colour_of(double hue, double saturation) {
   return colour;
 }
 
-/* Keys tell the scales that db2vector uses. */
+/* The key shows the scale that db2vector uses. */
 bool add_colour_key(Dbptr view, const PlotOptions &options, bool hue,
                     plot::Panel &panel) {
   const std::string &expression = hue ? options.hue : options.saturation;
@@ -205,7 +199,7 @@ bool make_plot(Dbptr view, const PlotOptions &options, plot::Figure &figure) {
   const long all = count_of(view);
   if (all < 0) return false;
   view = with_values(view, options);
-  const long count = count_of(view);
+  const long count = view.table < 0 ? -1 : count_of(view);
   if (count < 0) return false;
   if (count == 0) {
     complain(all == 0 ? "no rows" : "no row has all values");
@@ -245,7 +239,7 @@ bool make_plot(Dbptr view, const PlotOptions &options, plot::Figure &figure) {
       if (*colour) *colour = plot::with_opacity(**colour, options.opacity);
     }
   }
-  /* Small ones on top, or they would not be seen. */
+  /* Small points are drawn last: large ones would hide them. */
   std::stable_sort(points.begin(), points.end(), [](const auto &a, const auto &b) {
     return a.style.size > b.style.size;
   });

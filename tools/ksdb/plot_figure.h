@@ -1,4 +1,4 @@
-/* The rows of a view as a figure of points. */
+/* plot_figure: makes a figure of points from the records of a view. */
 #ifndef KSUTIL_TOOLS_KSDB_PLOT_FIGURE_H
 #define KSUTIL_TOOLS_KSDB_PLOT_FIGURE_H
 
@@ -9,20 +9,20 @@
 
 namespace ksutil::tools {
 
-/* Expressions may be empty but for x and y. */
+/* All expressions but x and y may be empty. */
 struct PlotOptions {
   std::string x, y, hue, saturation, size, symbol;
   std::string title, subtitle, x_label, y_label, hue_label, size_label;
   int max_size = 10;
-  /* From amber (the smallest value) over red and violet to blue: hues that also differ in
-   * brightness, for readers who see few of them. */
+  /* From amber (the smallest value) over red and violet to blue: these hues also differ in
+   * brightness, for readers who tell few colours apart. */
   double hue_centre = -45.0, hue_range = -190.0;
   double opacity = 1.0;
   bool map = false, hollow = false;
 };
 
-/* One panel with a point for each row on which all expressions have a value, and keys for
- * hue, saturation, size and symbol.  False with a message. */
+/* Makes one panel with a point for each record on which all expressions have a value, and
+ * keys for hue, saturation, size and symbol.  False with a message. */
 bool make_plot(Dbptr view, const PlotOptions &options, plot::Figure &figure);
 
 }  // namespace ksutil::tools

@@ -4,14 +4,13 @@
 #include <vector>
 
 #include "platform/db/access.h"
-#include "platform/db/schema.h"
 #include "platform/elog/elog.h"
 #include "platform/stock/text.h"
 
 namespace ksutil::tools {
 namespace {
 
-/* The field that an expression names; null when it is something else. */
+/* The field that an expression names; null for any other expression. */
 const db::Field *field_of(Dbptr view, const std::string &expression) {
   const ElogScope quiet;
   view.record = dbNULL;
@@ -26,18 +25,21 @@ const db::Field *field_of(Dbptr view, const std::string &expression) {
   return nullptr;
 }
 
-/* The unit with which the description of a field begins; empty for another beginning. */
-std::string unit_of(std::string_view meaning) {
+}  // namespace
+
+std::string unit_of(const db::Field &field) {
+  if (field.type != db::FieldType::kReal && field.type != db::FieldType::kInteger) {
+    return "";
+  }
+  const std::string_view meaning = field.meaning;
   const std::string_view first = meaning.substr(0, meaning.find_first_of(",; "));
-  if (first == "deg") return "°";
   if (first == "percent") return "%";
-  for (const std::string_view unit : {"km", "s", "s/deg", "km^2", "nm", "1/s"}) {
+  if (first == "1/s") return "Hz";
+  for (const std::string_view unit : {"deg", "km", "s", "s/deg", "km^2", "nm"}) {
     if (first == unit) return std::string(unit);
   }
   return "";
 }
-
-}  // namespace
 
 Quantity quantity_of(Dbptr view, const std::string &expression) {
   Quantity quantity;
@@ -47,8 +49,8 @@ Quantity quantity_of(Dbptr view, const std::string &expression) {
   quantity.time =
       field->type == db::FieldType::kTime || field->type == db::FieldType::kDate;
   quantity.down = field->meaning.find("positive down") != std::string::npos;
-  const std::string unit = quantity.time ? "" : unit_of(field->meaning);
-  if (!unit.empty()) quantity.label += " (" + unit + ")";
+  const std::string unit = unit_of(*field);
+  if (!unit.empty()) quantity.label += " (" + (unit == "deg" ? "°" : unit) + ")";
   return quantity;
 }
 

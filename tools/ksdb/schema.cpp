@@ -21,7 +21,7 @@ const char *type_name(db::FieldType type) {
     case db::FieldType::kReal:
       return "real";
     case db::FieldType::kText:
-      return "text";
+      return "string";
     case db::FieldType::kTime:
       return "time";
     case db::FieldType::kDate:
@@ -53,7 +53,7 @@ void list_schemas(Form form) {
 void list_tables(const db::Schema &schema, Form form) {
   Rows rows({{"table"},
              {"fields", true, true},
-             {"width", true, true},
+             {"width", true, true, "bytes"},
              {"id"},
              {"primary key"}},
             form);
@@ -69,7 +69,7 @@ void list_fields(const db::Relation &relation, Form form) {
   Rows rows({{"field"},
              {"type"},
              {"first", true, true},
-             {"width", true, true},
+             {"width", true, true, "bytes"},
              {"format"},
              {"null"},
              {"meaning"}},
@@ -102,17 +102,19 @@ int show(const SchemaOptions &options) {
   return kOk;
 }
 
+void describe_schema(CLI::App &command, SchemaOptions &options) {
+  command.add_option("schema", options.schema, "css3.0, kbcore or another");
+  command.add_option("table", options.table, "A table of the schema");
+  add_form_options(command, options.form);
+}
+
 }  // namespace
 
-void add_schema(CLI::App &app, Action &action) {
-  auto options = std::make_shared<SchemaOptions>();
-  CLI::App *command = app.add_subcommand(
-      "schema", "Shows the schemas, the tables of one, or the fields of a table");
-  command->add_option("schema", options->schema, "css3.0, kbcore or another");
-  command->add_option("table", options->table);
-  add_form_options(*command, options->form);
-  command->callback(
-      [options, &action] { action = [options] { return show(*options); }; });
+Command schema_command() {
+  return make_command<SchemaOptions>(
+      "schema", "Shows the schemas, the tables of one, or the fields of a table",
+      {"ksdb schema css3.0 origin", "ksdb schema", "ksdb schema --csv kbcore"},
+      describe_schema, show);
 }
 
 }  // namespace ksutil::tools

@@ -1,13 +1,16 @@
+/* verify: ksdb verify. */
 #include <cstdio>
-#include <map>
-#include <memory>
 #include <string>
 
 #include "platform/clock/clock.h"
 #include "platform/db/access.h"
+#include "tools/common/options.h"
 #include "tools/common/progress.h"
 #include "tools/ksdb/commands.h"
+#include "tools/ksdb/verify_counters.h"
+#include "tools/ksdb/verify_mend.h"
 #include "tools/ksdb/verify_rows.h"
+#include "tools/ksdb/verify_waveforms.h"
 
 namespace ksutil::tools {
 namespace {
@@ -15,99 +18,73 @@ namespace {
 struct VerifyOptions {
   std::string database;
   long limit = 5;
-  bool quiet = false;
+  bool quiet = false, json = false, fix = false;
 };
 
-/* Prints the first problems of each kind of a table and counts them all. */
-class Problems {
- public:
-  explicit Problems(long limit) : limit_(limit) {}
-
-  Report report_for(const std::string &table) {
-    return
-        [this, table](const std::string &kind, long record, const std::string &text) {
-          const long seen = ++counts_[table][kind];
-          if (seen <= limit_) {
-            std::printf("%s record %ld: %s\n", table.c_str(), record, text.c_str());
-          }
-        };
+void verify_tables(const OpenDatabase &database, const Tables &tables, bool quiet,
+                   Problems &problems) {
+  Progress progress("verifying tables", static_cast<long>(tables.size()), quiet);
+  long done = 0;
+  for (const auto &[name, rows] : tables) {
+    const Report report = problems.report_for(name);
+    verify_readable(*rows, report);
+    verify_load_dates(*rows, std_now(), report);
+    verify_ids(*rows, report);
+    verify_references(*rows, tables, report);
+    if (name == "wfdisc") verify_waveforms(database.table(name), report);
+    progress.reach(++done);
   }
-
-  /* What was not printed of a table, and its counts. */
-  void print_summary() const {
-    for (const auto &[table, kinds] : counts_) {
-      for (const auto &[kind, count] : kinds) {
-        std::printf("%s: %ld %s%s\n", table.c_str(), count, kind.c_str(),
-                    count > limit_ ? " (not all shown)" : "");
-      }
-    }
-  }
-  bool any() const { return !counts_.empty(); }
-
- private:
-  long limit_;
-  std::map<std::string, std::map<std::string, long>> counts_;
-};
-
-/* The tables with rows; null in a place where one cannot be read. */
-bool read_tables(const OpenDatabase &database, Tables &tables) {
+  verify_preferred_origins(tables, problems.report_for("event"));
   const db::DatabaseStore *store = db::database_store(database.get());
-  if (store == nullptr) return false;
-  bool good = true;
-  for (const db::Relation &relation : store->schema()->relations()) {
-    SnapshotPtr rows = db::table_snapshot(database.table(relation.name));
-    if (rows == nullptr) {
-      good = false;
-    } else if (rows->count() > 0) {
-      tables[relation.name] = std::move(rows);
-    }
-  }
-  return good;
+  verify_counters(*store->schema(), tables, problems.report_for("lastid"));
+}
+
+bool mend(const std::string &name, std::vector<std::string> &mended) {
+  const OpenDatabase database(name, "r+");
+  return database && mend_orphans(database, mended) && mend_counters(database, mended);
 }
 
 int verify(const VerifyOptions &options) {
+  std::vector<std::string> mended;
+  if (options.fix && !mend(options.database, mended)) return kFailure;
   const OpenDatabase database(options.database, "r");
   if (!database) return kFailure;
   Tables tables;
-  bool good = read_tables(database, tables);
-
+  const bool readable = read_tables(database, tables);
   Problems problems(options.limit);
-  {
-    Progress progress("verifying tables", static_cast<long>(tables.size()),
-                      options.quiet);
-    long done = 0;
-    for (const auto &[name, rows] : tables) {
-      const Report report = problems.report_for(name);
-      verify_readable(*rows, report);
-      verify_load_dates(*rows, std_now(), report);
-      verify_ids(*rows, report);
-      verify_references(*rows, tables, report);
-      progress.reach(++done);
-    }
-    verify_preferred_origins(tables, problems.report_for("event"));
+  verify_tables(database, tables, options.quiet, problems);
+  const bool good = readable && !problems.any();
+  if (options.json) {
+    problems.print_object(options.database, mended);
+  } else {
+    for (const std::string &line : mended) std::printf("mended %s\n", line.c_str());
+    problems.print_text();
+    if (good && !options.quiet) std::printf("%zu tables, no problems\n", tables.size());
   }
-  problems.print_summary();
-  good = good && !problems.any();
-  if (good && !options.quiet) std::printf("%zu tables, no problems\n", tables.size());
   return good ? kOk : kFailure;
+}
+
+void describe_verify(CLI::App &command, VerifyOptions &options) {
+  add_database(command, options.database);
+  add_limit(command, options.limit, "problems of each kind and table (5)");
+  command.add_flag(
+      "--fix", options.fix,
+      "First mend what can be mended without losing a row: origins without "
+      "event, counters behind the ids in use");
+  command.add_flag("--json", options.json, "Print an object instead of lines");
+  add_quiet(command, options.quiet);
 }
 
 }  // namespace
 
-void add_verify(CLI::App &app, Action &action) {
-  auto options = std::make_shared<VerifyOptions>();
-  CLI::App *command = app.add_subcommand(
+Command verify_command() {
+  return make_command<VerifyOptions>(
       "verify",
-      "Checks that records are readable, ids unique, references resolved and load\n"
-      "dates sane; exit code 1 when something is wrong");
-  command->add_option("database", options->database, "path/name")->required();
-  command
-      ->add_option("--limit", options->limit, "Problems shown of each kind and table")
-      ->check(CLI::NonNegativeNumber);
-  command->add_flag("-q,--quiet", options->quiet,
-                    "No progress bar, no word of success");
-  command->callback(
-      [options, &action] { action = [options] { return verify(*options); }; });
+      "Checks that records are readable, ids unique, references resolved, load dates "
+      "sane, and waveform files there; exit code 1 when something is wrong",
+      {"ksdb verify data/aug2015", "ksdb verify --json data/aug2015",
+       "ksdb verify --fix --limit 20 mydb"},
+      describe_verify, verify);
 }
 
 }  // namespace ksutil::tools

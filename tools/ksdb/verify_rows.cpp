@@ -84,7 +84,7 @@ void verify_readable(const db::Snapshot &rows, const Report &report) {
       continue;
     }
     for (const db::Field &field : rows.layout().fields) {
-      /* Load dates are looked at apart; pointers stand in memory only. */
+      /* Load dates have a check of their own; pointers exist in memory only. */
       if (field.type == db::FieldType::kDate || field.type == db::FieldType::kPointer ||
           db::is_readable(rows.layout(), field, row)) {
         continue;

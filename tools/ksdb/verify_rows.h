@@ -1,25 +1,12 @@
-/* The checks behind `ksdb verify`, table by table. */
+/* verify_rows: checks the rows of one table after the other for ksdb verify. */
 #ifndef KSUTIL_TOOLS_KSDB_VERIFY_ROWS_H
 #define KSUTIL_TOOLS_KSDB_VERIFY_ROWS_H
 
-#include <functional>
-#include <map>
-#include <memory>
-#include <string>
-
 #include "platform/db/snapshot.h"
+#include "tools/ksdb/verify_problems.h"
+#include "tools/ksdb/verify_tables.h"
 
 namespace ksutil::tools {
-
-using SnapshotPtr = std::shared_ptr<const db::Snapshot>;
-
-/* The tables of a database that hold rows, by name. */
-using Tables = std::map<std::string, SnapshotPtr>;
-
-/* Receives each problem: the kind that it counts under, the record (-1: the table) and a
- * sentence. */
-using Report =
-    std::function<void(const std::string &kind, long record, const std::string &text)>;
 
 /* Every record whole, every field readable. */
 void verify_readable(const db::Snapshot &rows, const Report &report);

@@ -1,22 +1,21 @@
 /* ksdb subset, sort, join and group. */
-#include <climits>
-#include <memory>
 #include <string>
 #include <vector>
 
 #include "platform/stock/memory.h"
-#include "tools/ksdb/open_tables.h"
-#include "tools/ksdb/view_rows.h"
+#include "tools/common/options.h"
+#include "tools/common/unreadable.h"
+#include "tools/ksdb/print_view.h"
+#include "tools/ksdb/view_cells.h"
 
 namespace ksutil::tools {
 namespace {
 
 struct ViewsOptions {
-  std::string database, tables, expression, where;
-  std::vector<std::string> joined, keys, lkeys, rkeys, fields;
-  long limit = LONG_MAX;
+  PrintOptions print;
+  std::string tables, expression;
+  std::vector<std::string> joined, keys, left_keys, right_keys;
   bool reverse = false, unique = false;
-  Form form = Form::kText;
 };
 
 /* A list of texts as the library takes it; the texts stay with the vector. */
@@ -37,168 +36,151 @@ class TextList {
   Tbl *list_;
 };
 
-int print(Dbptr view, const ViewsOptions &options) {
-  long count = 0;
-  ViewFields fields;
-  if (view.table < 0 || dbquery(view, dbq_record_count, &count) < 0 ||
-      !fields.choose(view, options.fields)) {
-    return kFailure;
-  }
-  Rows output(fields.columns(), options.form);
-  bool good = true;
-  std::vector<std::string> cells;
-  for (long i = 0; i < count && i < options.limit; i++) {
-    if (fields.read(i, cells)) {
-      output.add(cells);
-    } else {
-      good = false;
-    }
-  }
-  output.print();
-  return good ? kOk : kFailure;
-}
-
 int subset(const ViewsOptions &options) {
-  const OpenDatabase database(options.database, "r");
-  const Dbptr view = open_view(database, options.tables, options.where);
+  const OpenDatabase database(options.print.database, "r");
+  const Dbptr view = open_view(database, options.tables, options.print.where);
   if (view.table < 0) return kFailure;
-  return print(dbsubset(view, options.expression.c_str()), options);
+  return print_view(dbsubset(view, options.expression.c_str()), options.print);
 }
 
 int sort(const ViewsOptions &options) {
-  const OpenDatabase database(options.database, "r");
-  const Dbptr view = open_view(database, options.tables, options.where);
+  const OpenDatabase database(options.print.database, "r");
+  const Dbptr view = open_view(database, options.tables, options.print.where);
   if (view.table < 0) return kFailure;
   const TextList keys(options.keys);
-  return print(dbsort(view, keys.get(),
-                      (options.reverse ? dbSORT_REVERSE : 0) |
-                          (options.unique ? dbSORT_UNIQUE : 0)),
-               options);
+  const int flags =
+      (options.reverse ? dbSORT_REVERSE : 0) | (options.unique ? dbSORT_UNIQUE : 0);
+  return print_view(dbsort(view, keys.get(), flags), options.print);
 }
 
 int join(const ViewsOptions &options) {
-  if (options.joined.size() != 2 && !(options.lkeys.empty() && options.rkeys.empty())) {
-    complain("keys can be given for two tables only");
+  const bool natural = options.left_keys.empty() && options.right_keys.empty();
+  if (options.joined.size() != 2 && !natural) {
+    complain("--left-keys and --right-keys are for two tables");
     return kUsage;
   }
-  const OpenDatabase database(options.database, "r");
+  const OpenDatabase database(options.print.database, "r");
   if (!database) return kFailure;
   Dbptr view = open_tables(database, options.joined.front());
   for (std::size_t i = 1; i < options.joined.size() && view.table >= 0; i++) {
     const Dbptr next = open_tables(database, options.joined[i]);
     if (next.table < 0) return kFailure;
-    const TextList left(options.lkeys), right(options.rkeys);
-    view = dbjoin(view, next, options.lkeys.empty() ? nullptr : left.get(),
-                  options.rkeys.empty() ? nullptr : right.get());
+    const TextList left(options.left_keys), right(options.right_keys);
+    view = dbjoin(view, next, options.left_keys.empty() ? nullptr : left.get(),
+                  options.right_keys.empty() ? nullptr : right.get());
   }
-  if (view.table >= 0 && !options.where.empty()) {
-    view = dbsubset(view, options.where.c_str());
+  if (view.table >= 0 && !options.print.where.empty()) {
+    view = dbsubset(view, options.print.where.c_str());
   }
-  return print(view, options);
+  return print_view(view, options.print);
 }
 
 int group(const ViewsOptions &options) {
-  const OpenDatabase database(options.database, "r");
-  const Dbptr view = open_view(database, options.tables, options.where);
+  const OpenDatabase database(options.print.database, "r");
+  const Dbptr view = open_view(database, options.tables, options.print.where);
   if (view.table < 0) return kFailure;
   const TextList keys(options.keys);
   const Dbptr sorted = dbsort(view, keys.get(), 0);
   if (sorted.table < 0) return kFailure;
   Dbptr groups = dbgroup(sorted, keys.get());
   long count = 0;
-  if (groups.table < 0 || dbquery(groups, dbq_record_count, &count) < 0) {
+  ViewCells cells_of_keys;
+  if (groups.table < 0 || dbquery(groups, dbq_record_count, &count) < 0 ||
+      !cells_of_keys.choose(groups, options.keys, options.print.raw)) {
     return kFailure;
   }
-  std::vector<Column> columns;
-  for (const std::string &key : options.keys) columns.push_back(column_of(groups, key));
+  std::vector<Column> columns = cells_of_keys.columns();
   columns.push_back({"count", true, true});
-  Rows output(std::move(columns), options.form);
-  for (groups.record = 0; groups.record < count && groups.record < options.limit;
+  Rows output(std::move(columns), options.print.form);
+  std::vector<std::string> cells;
+  for (groups.record = 0; groups.record < count && groups.record < options.print.limit;
        groups.record++) {
-    std::vector<std::string> cells;
-    for (const std::string &key : options.keys) {
-      char *text = nullptr;
-      if (dbex_evalstr(groups, key.c_str(), dbexTEXT, &text) < 0) return kFailure;
-      const MallocPtr<char> owner(text);
-      cells.emplace_back(text);
-    }
     long start = 0, end = 0;
     if (dbget_range(groups, &start, &end) < 0) return kFailure;
+    if (!cells_of_keys.read(groups.record, cells)) continue;
     cells.push_back(std::to_string(end - start));
-    output.add(std::move(cells));
+    output.add(cells);
   }
   output.print();
-  return kOk;
+  return report_unreadable({cells_of_keys.unreadable_records() + take_left_out(),
+                            cells_of_keys.unreadable_values()},
+                           "records", options.print.database);
 }
 
-CLI::App *add_command(CLI::App &app, Action &action, const char *name,
-                      const char *description, int (*run_command)(const ViewsOptions &),
-                      std::shared_ptr<ViewsOptions> options) {
-  CLI::App *command = app.add_subcommand(name, description);
-  command->add_option("database", options->database, "path/name")->required();
-  command->add_option("--where", options->where,
-                      "Only records for which this expression is true");
-  command->add_option("--limit", options->limit, "At most so many rows")
-      ->check(CLI::NonNegativeNumber);
-  add_form_options(*command, options->form);
-  command->callback([options, run_command, &action] {
-    action = [options, run_command] { return run_command(*options); };
-  });
-  return command;
-}
-
-void add_tables(CLI::App &command, ViewsOptions &options) {
-  command.add_option("tables", options.tables, "A table, or several: origin+assoc")
+void describe_subset(CLI::App &command, ViewsOptions &options) {
+  add_print_options(command, options.print);
+  add_tables(command, options.tables);
+  command.add_option("expression", options.expression, "A condition on the fields")
       ->required();
 }
 
-void add_fields(CLI::App &command, ViewsOptions &options) {
-  command.add_option("--fields", options.fields, "Names of fields, by commas")
-      ->delimiter(',');
+void describe_sort(CLI::App &command, ViewsOptions &options) {
+  add_print_options(command, options.print);
+  add_tables(command, options.tables);
+  command
+      .add_option("keys", options.keys,
+                  "Fields or expressions; -- before one that begins with a minus sign")
+      ->required();
+  command.add_flag("--reverse", options.reverse, "The greatest first");
+  command.add_flag("--unique", options.unique,
+                   "Only the first of records with equal keys");
+}
+
+void describe_join(CLI::App &command, ViewsOptions &options) {
+  add_print_options(command, options.print);
+  command.add_option("tables", options.joined, "Two tables or more")
+      ->required()
+      ->expected(2, 20);
+  add_list(command, "--left-keys", options.left_keys,
+           "Keys of the first table: fields, low::high ranges or expressions\n"
+           "(default: the natural keys of both tables)");
+  add_list(command, "--right-keys", options.right_keys,
+           "Keys of the second table, which must agree with those");
+}
+
+void describe_group(CLI::App &command, ViewsOptions &options) {
+  add_database(command, options.print.database);
+  add_tables(command, options.tables);
+  command.add_option("keys", options.keys, "Fields or expressions")->required();
+  add_where(command, options.print.where);
+  add_limit(command, options.print.limit, "rows");
+  add_raw(command, options.print.raw);
+  add_form_options(command, options.print.form);
 }
 
 }  // namespace
 
-void add_views(CLI::App &app, Action &action) {
-  auto options = std::make_shared<ViewsOptions>();
-  CLI::App *command = add_command(app, action, "subset",
-                                  "Prints the records for which an expression is true",
-                                  subset, options);
-  add_tables(*command, *options);
-  command->add_option("expression", options->expression)->required();
-  add_fields(*command, *options);
+Command subset_command() {
+  return make_command<ViewsOptions>(
+      "subset", "Prints the records for which an expression is true",
+      {"ksdb subset --fields orid,time,depth data/aug2015 origin 'depth > 500'",
+       "ksdb subset --csv data/aug2015 origin 'time >= \"2015-08-25\" && mb >= 5.5'"},
+      describe_subset, subset);
+}
 
-  options = std::make_shared<ViewsOptions>();
-  command = add_command(app, action, "sort", "Prints the records in the order of keys",
-                        sort, options);
-  add_tables(*command, *options);
-  command->add_option("keys", options->keys, "Expressions")->required();
-  add_fields(*command, *options);
-  command->add_flag("--reverse", options->reverse, "The greatest first");
-  command->add_flag("--unique", options->unique, "The first of equal ones only");
+Command sort_command() {
+  return make_command<ViewsOptions>(
+      "sort", "Prints the records in the order of keys",
+      {"ksdb sort --reverse --limit 5 data/aug2015 netmag magnitude",
+       "ksdb sort --fields orid,depth --limit 5 data/aug2015 origin -- -depth time"},
+      describe_sort, sort);
+}
 
-  options = std::make_shared<ViewsOptions>();
-  command =
-      add_command(app, action, "join",
-                  "Prints the records of tables that belong together", join, options);
-  command->add_option("tables", options->joined, "Two tables or more")
-      ->required()
-      ->expected(2, 20);
-  add_fields(*command, *options);
-  command
-      ->add_option("--left-keys", options->lkeys,
-                   "What must agree of the tables before: fields, low::high ranges, "
-                   "expressions; by commas (default: the natural keys)")
-      ->delimiter(',');
-  command->add_option("--right-keys", options->rkeys, "The same of the table joined")
-      ->delimiter(',');
+Command join_command() {
+  return make_command<ViewsOptions>(
+      "join", "Prints the records of tables that belong together",
+      {"ksdb join --where 'mb >= 6' --fields evid,time,mb data/aug2015 event origin",
+       "ksdb join --left-keys prefor --right-keys orid --limit 5 data/aug2015 event "
+       "netmag"},
+      describe_join, join);
+}
 
-  options = std::make_shared<ViewsOptions>();
-  command = add_command(app, action, "group",
-                        "Prints the values of keys and how many records have them",
-                        group, options);
-  add_tables(*command, *options);
-  command->add_option("keys", options->keys, "Expressions")->required();
+Command group_command() {
+  return make_command<ViewsOptions>(
+      "group", "Prints the values of keys, and how many records have them",
+      {"ksdb group data/aug2015 netmag magtype",
+       "ksdb group data/aug2015 origin 'strdate(time)'"},
+      describe_group, group);
 }
 
 }  // namespace ksutil::tools

@@ -1,4 +1,4 @@
-/* The subcommands of ksevents: each adds itself to the program and sets the action. */
+/* commands: lists the subcommands of ksevents. */
 #ifndef KSUTIL_TOOLS_KSEVENTS_COMMANDS_H
 #define KSUTIL_TOOLS_KSEVENTS_COMMANDS_H
 
@@ -6,11 +6,11 @@
 
 namespace ksutil::tools {
 
-void add_list(CLI::App &app, Action &action);
-void add_show(CLI::App &app, Action &action);
-void add_view(CLI::App &app, Action &action);
-void add_watch(CLI::App &app, Action &action);
-void add_diff(CLI::App &app, Action &action);
+Command list_command();
+Command show_command();
+Command view_command();  // the older name of show
+Command watch_command();
+Command diff_command();
 
 }  // namespace ksutil::tools
 #endif

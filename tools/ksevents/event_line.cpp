@@ -1,31 +1,30 @@
 #include "tools/ksevents/event_line.h"
 
-#include "platform/clock/clock.h"
 #include "platform/db/access.h"
 #include "platform/stock/text.h"
+#include "tools/common/cells.h"
+#include "tools/common/open_database.h"
 
 namespace ksutil::tools {
+
 bool OriginReader::open(const std::string &database) {
-  Dbptr db;
-  if (dbopen_noshare(database.c_str(), "r", &db) != 0) return false;
-  db::TableStore *store = db::table_store(dblookup(db, "", "origin", "", ""));
-  const bool found = store != nullptr;
-  if (found) {
-    const db::Relation &layout = store->layout();
-    lat_ = db::RealColumn(layout, "lat");
-    lon_ = db::RealColumn(layout, "lon");
-    depth_ = db::RealColumn(layout, "depth");
-  }
-  dbclose(db);
-  return found;
+  const OpenDatabase opened(database, "r");
+  if (!opened) return false;
+  db::TableStore *const store = db::table_store(opened.table("origin"));
+  if (store == nullptr) return false;
+  const db::Relation &layout = store->layout();
+  lat_ = db::RealColumn(layout, "lat");
+  lon_ = db::RealColumn(layout, "lon");
+  depth_ = db::RealColumn(layout, "depth");
+  return true;
 }
 
-OriginReader::Position OriginReader::position(const EVOrigin &origin) const {
+OriginReader::Position OriginReader::position(std::string_view row,
+                                              Unreadable &unreadable) const {
   Position position;
-  const std::string_view row = origin.record_origin;
-  lat_.read(row, position.lat);
-  lon_.read(row, position.lon);
-  depth_.read(row, position.depth);
+  if (!lat_.read(row, position.lat)) unreadable.values++;
+  if (!lon_.read(row, position.lon)) unreadable.values++;
+  if (!depth_.read(row, position.depth)) unreadable.values++;
   return position;
 }
 
@@ -34,27 +33,33 @@ const EVOrigin *shown_origin(const EVEvent &event) {
   return preferred != nullptr ? preferred : event.origins.ptr(0);
 }
 
-std::vector<Column> EventLines::columns() {
-  return {{"time"},
-          {"lat", true, true},
-          {"lon", true, true},
-          {"depth", true, true},
-          {"magnitude", true, true},
-          {"magtype"},
+std::vector<Column> EventLines::columns() const {
+  return {{"time", raw_, raw_},
+          {"lat", true, true, "deg"},
+          {"lon", true, true, "deg"},
+          {"depth", true, true, "km"},
+          {"magnitude", true, true, "", "mag"},
+          {"magtype", false, false, "", "type"},
           {"evid", true, true},
           {"orid", true, true}};
 }
 
-std::vector<std::string> EventLines::cells(const EVEvent &event) const {
+std::string EventLines::real(double value, int decimals) const {
+  return raw_ ? format_text("%.*f", decimals, value) : real_cell(value, decimals);
+}
+
+std::vector<std::string> EventLines::cells(const EVEvent &event,
+                                           Unreadable &unreadable) const {
   const EVOrigin *origin = shown_origin(event);
   const std::string evid = std::to_string(event.evid);
   if (origin == nullptr) return {"", "", "", "", "", "", evid, ""};
-  const OriginReader::Position at = origins_.position(*origin);
-  return {time_text(origin->time, 3),
-          format_text("%.4f", at.lat),
-          format_text("%.4f", at.lon),
-          at.depth == -999.0 ? "" : format_text("%.1f", at.depth),
-          event.magnitude == -999.0 ? "" : format_text("%.2f", event.magnitude),
+  const OriginReader::Position at =
+      origins_.position(origin->record_origin, unreadable);
+  return {raw_ ? format_text("%.5f", origin->time) : time_cell(origin->time),
+          real(at.lat, 4),
+          real(at.lon, 4),
+          real(at.depth, 1),
+          real(event.magnitude, 2),
           event.magtype,
           evid,
           std::to_string(origin->orid)};
@@ -62,16 +67,19 @@ std::vector<std::string> EventLines::cells(const EVEvent &event) const {
 
 std::string EventLines::sentence(const EVEvent &event) const {
   const EVOrigin *origin = shown_origin(event);
-  std::string text = "evid " + std::to_string(event.evid);
-  if (origin == nullptr) return text + "  without origin";
-  const OriginReader::Position at = origins_.position(*origin);
-  text +=
-      "  " + time_text(origin->time, 3) + format_text("  %9.4f %9.4f", at.lat, at.lon);
-  text += at.depth == -999.0 ? "        -" : format_text("  %5.1f km", at.depth);
-  text += event.magnitude == -999.0
-              ? "  no magnitude"
-              : format_text("  %s %.2f", event.magtype.c_str(), event.magnitude);
-  return text;
+  const std::string evid = "evid " + std::to_string(event.evid);
+  if (origin == nullptr) return evid + "  without origin";
+  Unreadable unreadable;
+  const OriginReader::Position at =
+      origins_.position(origin->record_origin, unreadable);
+  const std::string depth = real_cell(at.depth, 1);
+  const std::string magnitude = real_cell(event.magnitude, 2);
+  return evid + "  " + time_cell(origin->time) +
+         format_text("  %9s %9s", real_cell(at.lat, 4).c_str(),
+                     real_cell(at.lon, 4).c_str()) +
+         (depth.empty() ? "  no depth" : format_text("  %5s km", depth.c_str())) +
+         (magnitude.empty() ? "  no magnitude"
+                            : "  " + event.magtype + " " + magnitude);
 }
 
 }  // namespace ksutil::tools

@@ -1,9 +1,9 @@
 #include "tools/ksevents/event_query.h"
 
-#include <charconv>
 #include <cstring>
 
-#include "platform/stock/text.h"
+#include "platform/elog/elog.h"
+#include "tools/common/cells.h"
 
 namespace ksutil::tools {
 namespace {
@@ -26,21 +26,30 @@ Answer ask(EVClient &client, EVEvent &event, const std::vector<EVQueryToken> &to
   return answer;
 }
 
-std::string shortest(double value) {
-  char text[32];
-  const auto result = std::to_chars(text, text + sizeof text, value);
-  return {text, result.ptr};
+/* Whether a query gives times.  Its type is a real like others; but only a time or a text can
+ * be compared with the text of a date. */
+bool gives_time(EVClient &client, const std::string &text, int type) {
+  if (type != EV_DOUBLE) return false;
+  const ElogScope quiet;
+  std::vector<EVQueryToken> tokens;
+  return client.parse_query("(" + text + ") < \"2000-01-01\"", tokens) >= 0;
 }
 
 }  // namespace
 
-bool EventQuery::parse(EVClient &client, const std::string &text) {
+bool EventQuery::parse(EVClient &client, const std::string &text, bool raw) {
   if (client.parse_query(text, tokens_) < 0) return false;
-  /* An event without anything in it tells the type, and whether events have one. */
+  /* An empty event is enough to learn the type, and that the query is about events. */
   EVEvent nothing;
   const Answer answer = ask(client, nothing, tokens_);
   type_ = answer.type;
+  time_ = !raw && gives_time(client, text, type_);
   return answer.status >= 0;
+}
+
+Column EventQuery::column() const {
+  const bool number = !is_text() && !time_;
+  return {text(), number, number};
 }
 
 bool EventQuery::cell(EVClient &client, EVEvent &event, std::string &text) const {
@@ -52,7 +61,8 @@ bool EventQuery::cell(EVClient &client, EVEvent &event, std::string &text) const
   } else if (answer.type == EV_INTEGER) {
     text = std::to_string(answer.number<int64_t>());
   } else {
-    text = shortest(answer.number<double>());
+    const double value = answer.number<double>();
+    text = time_ ? time_cell(value) : shortest_cell(value);
   }
   return true;
 }
@@ -63,35 +73,6 @@ bool EventQuery::holds(EVClient &client, EVEvent &event, bool &held) const {
          (answer.type == EV_INTEGER ? answer.number<int64_t>() != 0
                                     : answer.number<double>() != 0.0);
   return answer.status >= 0;
-}
-
-std::vector<std::string> split_queries(const std::string &list) {
-  std::vector<std::string> queries(1);
-  int depth = 0;
-  char quote = '\0';
-  for (std::size_t i = 0; i < list.size(); i++) {
-    const char c = list[i];
-    if (quote != '\0') {
-      if (c == '\\' && i + 1 < list.size()) {
-        queries.back() += c;
-        queries.back() += list[++i];
-        continue;
-      }
-      if (c == quote) quote = '\0';
-    } else if (c == '"' || c == '\'') {
-      quote = c;
-    } else if (c == '(') {
-      depth++;
-    } else if (c == ')') {
-      depth--;
-    } else if (c == ',' && depth <= 0) {
-      queries.emplace_back();
-      continue;
-    }
-    queries.back() += c;
-  }
-  for (std::string &query : queries) query = std::string(trimmed(query));
-  return queries;
 }
 
 }  // namespace ksutil::tools

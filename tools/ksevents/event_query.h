@@ -1,4 +1,4 @@
-/* Queries of the command line, asked about events. */
+/* event_query: asks queries of the command line about events. */
 #ifndef KSUTIL_TOOLS_KSEVENTS_EVENT_QUERY_H
 #define KSUTIL_TOOLS_KSEVENTS_EVENT_QUERY_H
 
@@ -12,15 +12,17 @@ namespace ksutil::tools {
 
 class EventQuery {
  public:
-  /* False, with messages registered, when the text is no query about events. */
-  bool parse(EVClient &client, const std::string &text);
+  /* False, with messages registered, when the text is not a query about events.  With `raw`
+   * times are shown as epoch seconds. */
+  bool parse(EVClient &client, const std::string &text, bool raw = false);
 
   const std::string &text() const { return tokens_.front().text; }
   bool is_text() const { return type_ == EV_TEXT; }
-  Column column() const { return {text(), !is_text(), !is_text()}; }
+  Column column() const;
 
-  /* The value as text, empty without one, reals in the shortest form that reads back the
-   * same; false, with messages and an empty text, when it cannot be read. */
+  /* The value as text, empty without one: a time as ISO 8601, any other real in the shortest
+   * form that reads back the same.  False, with messages and an empty text, when it cannot
+   * be read. */
   bool cell(EVClient &client, EVEvent &event, std::string &text) const;
 
   /* Whether the value, a number, is neither 0 nor missing; false, with messages, when it
@@ -30,10 +32,8 @@ class EventQuery {
  private:
   std::vector<EVQueryToken> tokens_;
   int type_ = 0;
+  bool time_ = false;  // shown as a time
 };
-
-/* A list of queries at its commas, but for those within parentheses and quotes. */
-std::vector<std::string> split_queries(const std::string &list);
 
 }  // namespace ksutil::tools
 #endif

@@ -1,53 +1,62 @@
+/* list: ksevents list. */
+#include <algorithm>
+#include <climits>
+#include <limits>
 #include <memory>
 #include <optional>
 #include <string>
 #include <vector>
 
 #include "events/evclient.h"
-#include "events/evserver.h"
+#include "platform/elog/elog.h"
+#include "tools/common/options.h"
 #include "tools/common/rows.h"
 #include "tools/ksevents/commands.h"
 #include "tools/ksevents/event_line.h"
 #include "tools/ksevents/event_query.h"
+#include "tools/ksevents/served_events.h"
 
 namespace ksutil::tools {
 namespace {
 
 struct ListOptions {
-  std::string database, where, sort, columns;
-  bool reverse = false;
-  int max_events = 0;
+  std::string database, where, sort;
+  std::vector<std::string> fields;
+  bool reverse = false, raw = false;
+  long limit = LONG_MAX, latest = LONG_MAX;
   Form form = Form::kText;
 };
 
+/* Origin time, by which events are late or early; events without origins are earliest. */
+double time_of(const EVEvent &event) {
+  const EVOrigin *const origin = shown_origin(event);
+  return origin == nullptr ? -std::numeric_limits<double>::infinity() : origin->time;
+}
+
 class Lister {
  public:
-  Lister(const ListOptions &options, EVServer &server, const OriginReader &origins)
-      : options_(options), server_(server), client_(&server), lines_(origins) {}
+  Lister(const ListOptions &options, ServedEvents &served, const OriginReader &origins)
+      : options_(options),
+        server_(served.server()),
+        client_(&server_),
+        events_(served.events()),
+        lines_(origins, options.raw) {
+    unreadable_.rows = served.unreadable();
+  }
   ~Lister() { server_.deregisterClient(&client_); }
   Lister(const Lister &) = delete;
   Lister &operator=(const Lister &) = delete;
 
   int run() {
     if (!parse()) return kUsage;
-    client_.grabEventsLock();
-    Table<EVEvent> events = client_.getEvents();
-    client_.releaseEventsLock();
-    EVEventsTab tab{&events, {}, {}};
-    if (sort_) {
-      client_.sort(&tab, options_.sort, options_.reverse ? 1 : 0);
-    } else {
-      client_.setEventsTabs(&tab, nullptr);
-    }
     Rows rows(columns(), options_.form);
-    const int count = static_cast<int>(events.size());
-    for (int i = 0; i < count; i++) {
-      const int row = options_.reverse && !sort_ ? count - 1 - i : i;
-      EVEvent &event = *events.ptr(client_.getIndex(&tab, row));
-      if (is_shown(event)) rows.add(cells(event));
+    long left = options_.limit;
+    for (const int index : chosen()) {
+      if (left-- <= 0) break;
+      rows.add(cells(*events_.ptr(index)));
     }
     rows.print();
-    return good_ ? kOk : kFailure;
+    return report_unreadable(unreadable_, "records", options_.database);
   }
 
  private:
@@ -56,7 +65,7 @@ class Lister {
       where_.emplace();
       if (!where_->parse(client_, options_.where)) return false;
       if (where_->is_text()) {
-        complain("'" + options_.where + "' is a text, not a condition");
+        complain("--where: '" + options_.where + "' is a text, not a condition");
         return false;
       }
     }
@@ -64,32 +73,64 @@ class Lister {
       sort_.emplace();
       if (!sort_->parse(client_, options_.sort)) return false;
     }
-    if (options_.columns.empty()) return true;
-    for (const std::string &text : split_queries(options_.columns)) {
-      columns_.emplace_back();
-      if (!columns_.back().parse(client_, text)) return false;
+    for (const std::string &text : options_.fields) {
+      fields_.emplace_back();
+      if (!fields_.back().parse(client_, text, options_.raw)) return false;
     }
     return true;
   }
 
+  /* The indexes of the events to show, in the order to show them. */
+  std::vector<int> chosen() {
+    std::vector<int> order;
+    if (sort_) {
+      const Table<int> sorted =
+          client_.sort(&events_, options_.sort, options_.reverse ? 1 : 0, nullptr);
+      for (int i = 0; i < sorted.size(); i++) order.push_back(sorted.get(i));
+    } else {
+      for (int i = 0; i < events_.size(); i++) order.push_back(i);
+      if (options_.reverse) std::reverse(order.begin(), order.end());
+    }
+    std::erase_if(order, [this](int index) { return !is_shown(*events_.ptr(index)); });
+    keep_latest(order);
+    return order;
+  }
+
+  /* Leaves the latest of the events, in the order they have. */
+  void keep_latest(std::vector<int> &order) const {
+    const auto most = static_cast<std::size_t>(options_.latest);
+    if (order.size() <= most) return;
+    std::vector<int> late = order;
+    std::stable_sort(late.begin(), late.end(), [this](int a, int b) {
+      return time_of(*events_.ptr(a)) > time_of(*events_.ptr(b));
+    });
+    late.resize(most);
+    std::sort(late.begin(), late.end());
+    std::erase_if(order, [&late](int index) {
+      return !std::binary_search(late.begin(), late.end(), index);
+    });
+  }
+
   std::vector<Column> columns() const {
-    if (columns_.empty()) return EventLines::columns();
+    if (fields_.empty()) return lines_.columns();
     std::vector<Column> found;
-    for (const EventQuery &query : columns_) found.push_back(query.column());
+    for (const EventQuery &query : fields_) found.push_back(query.column());
     return found;
   }
 
   bool is_shown(EVEvent &event) {
     bool shown = true;
-    if (where_ && !where_->holds(client_, event, shown)) good_ = false;
+    const ElogScope quiet;
+    if (where_ && !where_->holds(client_, event, shown)) unreadable_.values++;
     return shown;
   }
 
   std::vector<std::string> cells(EVEvent &event) {
-    if (columns_.empty()) return lines_.cells(event);
-    std::vector<std::string> found(columns_.size());
-    for (std::size_t i = 0; i < columns_.size(); i++) {
-      if (!columns_[i].cell(client_, event, found[i])) good_ = false;
+    if (fields_.empty()) return lines_.cells(event, unreadable_);
+    const ElogScope quiet;
+    std::vector<std::string> found(fields_.size());
+    for (std::size_t i = 0; i < fields_.size(); i++) {
+      if (!fields_[i].cell(client_, event, found[i])) unreadable_.values++;
     }
     return found;
   }
@@ -97,38 +138,52 @@ class Lister {
   const ListOptions &options_;
   EVServer &server_;
   EVClient client_;
+  Table<EVEvent> events_;
   EventLines lines_;
   std::optional<EventQuery> where_, sort_;
-  std::vector<EventQuery> columns_;
-  bool good_ = true;  // whether every query could be answered
+  std::vector<EventQuery> fields_;
+  Unreadable unreadable_;
 };
 
 int list(const ListOptions &options) {
   OriginReader origins;
   if (!origins.open(options.database)) return kFailure;
-  EVServer server(options.database, 0, options.max_events, -1);
-  return Lister(options, server, origins).run();
+  ServedEvents served(options.database);
+  return served ? Lister(options, served, origins).run() : kFailure;
+}
+
+void describe_list(CLI::App &command, ListOptions &options) {
+  add_database(command, options.database);
+  add_list(command, "--fields,--columns", options.fields,
+           "Queries to show instead of the usual columns");
+  command
+      .add_option("--where", options.where, "Only events for which this query is true")
+      ->type_name("QUERY");
+  command
+      .add_option("--latest,--max-events", options.latest,
+                  "Of these only the N with the latest origin times")
+      ->type_name("N")
+      ->check(whole_number(0));
+  command
+      .add_option("--sort", options.sort,
+                  "Order by this query, events without a value first")
+      ->type_name("QUERY");
+  command.add_flag("--reverse", options.reverse, "Turn the order round");
+  add_limit(command, options.limit, "events, the first ones of the order");
+  add_raw(command, options.raw);
+  add_form_options(command, options.form);
 }
 
 }  // namespace
 
-void add_list(CLI::App &app, Action &action) {
-  auto options = std::make_shared<ListOptions>();
-  CLI::App *command = app.add_subcommand(
-      "list", "Lists the events with their preferred origins and magnitudes");
-  command->add_option("database", options->database, "path/name")->required();
-  command->add_option("--max-events", options->max_events,
-                      "Only the last so many events of the table");
-  command->add_option("--where", options->where,
-                      "Only events for which this query is true");
-  command->add_option("--sort", options->sort,
-                      "Order by this query, events without a value first");
-  command->add_flag("--reverse", options->reverse, "Turn the order round");
-  command->add_option("--columns", options->columns,
-                      "Queries to show instead, separated by commas");
-  add_form_options(*command, options->form);
-  command->callback(
-      [options, &action] { action = [options] { return list(*options); }; });
+Command list_command() {
+  return make_command<ListOptions>(
+      "list", "Lists the events with their preferred origins and magnitudes",
+      {"ksevents list --latest 10 data/aug2015",
+       "ksevents list --where 'magnitude >= 6' --sort depth --reverse data/aug2015",
+       "ksevents list --fields 'evid,time,origin.nass' --csv --limit 5 data/aug2015",
+       "ksevents list --where 'time >= \"2015-08-25\"' --json data/aug2015"},
+      describe_list, list);
 }
 
 }  // namespace ksutil::tools

@@ -1,10 +1,14 @@
-#include <cstdio>
-#include <memory>
+/* show: ksevents show, and its older name view. */
 #include <string>
 
 #include "events/evclient.h"
-#include "events/evserver.h"
+#include "platform/elog/elog.h"
+#include "tools/common/open_database.h"
+#include "tools/common/options.h"
 #include "tools/ksevents/commands.h"
+#include "tools/ksevents/event_sheets.h"
+#include "tools/ksevents/event_tree.h"
+#include "tools/ksevents/served_events.h"
 
 namespace ksutil::tools {
 namespace {
@@ -12,63 +16,98 @@ namespace {
 struct ShowOptions {
   std::string database;
   long evid = -1;
+  bool best = false, tree = false, json = false, raw = false;
 };
 
-constexpr const char *kStep = "    ";
-
-/* Prints a list of records under a heading of its own depth, when there are any. */
-template <class Record>
-void print_list(EVServer &server, Table<Record> &records, const std::string &prefix) {
-  if (records.size() > 0) server.print(&records, prefix);
+/* Whether the event table has a row with the evid. */
+bool has_event(const OpenDatabase &database, long evid) {
+  const ElogScope quiet;
+  const Dbptr rows =
+      dbsubset(database.table("event"), ("evid == " + std::to_string(evid)).c_str());
+  long count = 0;
+  return rows.table >= 0 && dbquery(rows, dbq_record_count, &count) == 0 && count > 0;
 }
 
-void print_tree(EVServer &server, EVEvent &event) {
-  server.print(&event, "");
-  for (long i = 0; i < event.origins.size(); i++) {
-    EVOrigin &origin = *event.origins.ptr(i);
-    const std::string prefix = kStep, inner = prefix + kStep;
-    std::printf("%sOrigin %ld:\n", kStep, i);
-    server.print(&origin, inner);
-    for (long m = 0; m < origin.magnitudes.size(); m++) {
-      EVMagnitude &magnitude = *origin.magnitudes.ptr(m);
-      std::printf("%sMagnitude %ld:\n", inner.c_str(), m);
-      server.print(&magnitude, inner + kStep);
-      print_list(server, magnitude.stamags, inner + kStep);
-    }
-    print_list(server, origin.moments, inner);
-    print_list(server, origin.associations, inner);
-    print_list(server, origin.detections, inner);
+int complain_of_event(const OpenDatabase &database, const ShowOptions &options) {
+  const std::string event = std::to_string(options.evid);
+  if (has_event(database, options.evid)) {
+    elog_clear_register(0);
+    complain("event " + event + " of " + options.database +
+             " cannot be read; see 'ksdb verify " + options.database + "'");
+  } else {
+    complain("there is no event with evid " + event + " in " + options.database);
   }
+  return kFailure;
 }
 
-int show(const ShowOptions &options) {
-  EVServer server(options.database, 0, 1, -1);
-  EVClient client(&server);
+int show_tree(const OpenDatabase &database, const ShowOptions &options) {
+  ServedEvents served(options.database, 1);
+  if (!served) return kFailure;
+  EVClient client(&served.server());
   EVEvent event;
   client.grabEventsLock();
   const int found = client.getExpandedEvent(options.evid, event);
   client.releaseEventsLock();
-  server.deregisterClient(&client);
-  if (found != 0) {
-    complain("there is no event with evid " + std::to_string(options.evid));
-    return kFailure;
+  served.server().deregisterClient(&client);
+  if (found != 0) return complain_of_event(database, options);
+  print_tree(served.server(), event);
+  return report_unreadable({served.unreadable(), 0}, "records", options.database);
+}
+
+int show(const ShowOptions &options) {
+  const OpenDatabase database(options.database, "r");
+  if (!database) return kFailure;
+  if (options.tree) return show_tree(database, options);
+  OriginReader origins;
+  if (!origins.open(options.database)) return kFailure;
+  EventSheets sheets(options.raw);
+  if (!sheets.read(options.database, options.evid, options.best)) {
+    return complain_of_event(database, options);
   }
-  print_tree(server, event);
-  return kOk;
+  if (options.json) {
+    sheets.print_object();
+  } else {
+    sheets.print_tables();
+  }
+  Unreadable unreadable = sheets.unreadable(origins);
+  /* A row that cannot be read does not say which event it belongs to. */
+  if (!sheets.complete()) unreadable.rows = unreadable_records(options.database);
+  elog_clear_register(0);
+  return report_unreadable(unreadable, "records", options.database);
+}
+
+void describe_show(CLI::App &command, ShowOptions &options) {
+  add_database(command, options.database);
+  add_evid(command, options.evid);
+  command.add_flag("--best", options.best,
+                   "Of each station only the detection that fits best");
+  CLI::Option *json =
+      command.add_flag("--json", options.json, "Print an object instead of tables");
+  add_raw(command, options.raw);
+  command
+      .add_flag("--tree", options.tree,
+                "Print every record of the event field by field")
+      ->excludes(json);
 }
 
 }  // namespace
 
-void add_show(CLI::App &app, Action &action) {
-  auto options = std::make_shared<ShowOptions>();
-  CLI::App *command = app.add_subcommand(
+Command show_command() {
+  return make_command<ShowOptions>(
       "show",
-      "Prints an event with its origins, magnitudes, moment tensors, associations and\n"
-      "detections");
-  command->add_option("database", options->database, "path/name")->required();
-  command->add_option("evid", options->evid)->required();
-  command->callback(
-      [options, &action] { action = [options] { return show(*options); }; });
+      "Shows an event: its origins and magnitudes, and the residuals, distances and\n"
+      "azimuths of its associations and detections",
+      {"ksevents show data/aug2015 17", "ksevents show --json data/aug2015 17",
+       "ksevents show --tree data/aug2015 17",
+       "ksevents show --best data/ueb/ueb_test 48836019"},
+      describe_show, show);
+}
+
+Command view_command() {
+  Command view = show_command();
+  view.name = "view";
+  view.hidden = true;
+  return view;
 }
 
 }  // namespace ksutil::tools

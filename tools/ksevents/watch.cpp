@@ -1,20 +1,23 @@
+/* watch: ksevents watch. */
+#include <limits.h>
 #include <pthread.h>
 #include <signal.h>
 
 #include <cstdio>
 #include <memory>
 #include <mutex>
-#include <nlohmann/json.hpp>
 #include <string>
 #include <unordered_map>
 #include <unordered_set>
 #include <vector>
 
 #include "events/evclient.h"
-#include "events/evserver.h"
 #include "platform/clock/clock.h"
+#include "tools/common/cells.h"
+#include "tools/common/options.h"
 #include "tools/ksevents/commands.h"
 #include "tools/ksevents/event_line.h"
+#include "tools/ksevents/served_events.h"
 
 namespace ksutil::tools {
 namespace {
@@ -26,6 +29,8 @@ struct WatchOptions {
   bool json = false;
 };
 
+std::string now_text() { return time_text(std_now(), 0) + "Z"; }
+
 /* Prints every change report as it comes: on the refreshing thread. */
 class Watcher : public EVClient {
  public:
@@ -33,17 +38,16 @@ class Watcher : public EVClient {
       : EVClient(events), lines_(origins), json_(json) {}
   ~Watcher() { server->deregisterClient(this); }
 
-  /* What there is before the first change. */
+  /* Reports the events before the first change. */
   void report_start() {
     grabEventsLock();
     const std::shared_ptr<const Table<EVEvent>> events = eventsList();
     releaseEventsLock();
     for (const EVEvent &event : *events) known_.insert(event.evid);
     if (json_) {
-      print({{"report", "start"}, {"events", events->size()}});
+      print_json({{"report", "start"}, {"events", events->size()}}, -1);
     } else {
-      std::printf("%s  watching %ld events\n", time_text(std_now(), 0).c_str(),
-                  events->size());
+      std::printf("%s  watching %ld events\n", now_text().c_str(), events->size());
     }
     std::fflush(stdout);
   }
@@ -80,12 +84,8 @@ class Watcher : public EVClient {
 
   bool is_new(const EVEvent &event) const { return !known_.contains(event.evid); }
 
-  static void print(const Json &object) {
-    std::puts(object.dump(-1, ' ', false, Json::error_handler_t::replace).c_str());
-  }
-
   void report_text(const EVResponse &response, const Table<EVEvent> &events) const {
-    std::printf("%s  %ld events\n", time_text(std_now(), 0).c_str(), events.size());
+    std::printf("%s  %ld events\n", now_text().c_str(), events.size());
     each_changed(response, events, [this](const EVEvent &event) {
       std::printf("  %s  %s\n", is_new(event) ? "new    " : "changed",
                   lines_.sentence(event).c_str());
@@ -102,7 +102,7 @@ class Watcher : public EVClient {
 
   void report_json(const EVResponse &response, const Table<EVEvent> &events) const {
     Json object = {{"report", "change"},
-                   {"time", time_text(std_now(), 3)},
+                   {"time", time_cell(std_now())},
                    {"events", events.size()},
                    {"events_changed", response.events_changed},
                    {"detections_changed", response.detections_changed},
@@ -111,18 +111,19 @@ class Watcher : public EVClient {
                    {"mostrecent_evid", response.mostrecent_evid},
                    {"changed", Json::array()},
                    {"removed", Json::array()}};
-    const std::vector<Column> columns = EventLines::columns();
+    const std::vector<Column> columns = lines_.columns();
     each_changed(response, events, [&](const EVEvent &event) {
-      const std::vector<std::string> cells = lines_.cells(event);
+      Unreadable unreadable;
+      const std::vector<std::string> cells = lines_.cells(event, unreadable);
       Json line = {{"new", is_new(event)}};
       for (std::size_t i = 0; i < cells.size(); i++) {
         line[columns[i].name] =
-            columns[i].number ? json_number(cells[i]) : Json(cells[i]);
+            columns[i].number ? json_number(cells[i]) : json_text(cells[i]);
       }
       object["changed"].push_back(std::move(line));
     });
     for (const long evid : response.removed_evids) object["removed"].push_back(evid);
-    print(object);
+    print_json(object, -1);
   }
 
   EventLines lines_;
@@ -141,30 +142,38 @@ int watch(const WatchOptions &options) {
 
   OriginReader origins;
   if (!origins.open(options.database)) return kFailure;
-  EVServer server(options.database, 0, options.max_events, -1);
-  Watcher watcher(&server, origins, options.json);
+  ServedEvents served(options.database, options.max_events);
+  if (!served) return kFailure;
+  report_unreadable({served.unreadable(), 0}, "records", options.database);
+  Watcher watcher(&served.server(), origins, options.json);
   watcher.report_start();
-  server.autoRefreshEvents(options.interval);
+  served.server().autoRefreshEvents(options.interval);
   int received = 0;
   sigwait(&ending, &received);
   return kOk;
 }
 
+void describe_watch(CLI::App &command, WatchOptions &options) {
+  add_database(command, options.database);
+  command.add_option("--interval", options.interval, "Seconds between looks")
+      ->check(number_between(0.01, 4000.0))
+      ->capture_default_str();
+  command
+      .add_option("--limit,--max-events", options.max_events,
+                  "Only the events of the last N rows of the table")
+      ->type_name("N")
+      ->check(whole_number(0, INT_MAX));
+  command.add_flag("--json", options.json, "One JSON object a line");
+}
+
 }  // namespace
 
-void add_watch(CLI::App &app, Action &action) {
-  auto options = std::make_shared<WatchOptions>();
-  CLI::App *command = app.add_subcommand(
-      "watch", "Follows a database and prints each change; ends on SIGINT or SIGTERM");
-  command->add_option("database", options->database, "path/name")->required();
-  command->add_option("--interval", options->interval, "Seconds between looks")
-      ->check(CLI::Range(0.01, 4000.0))
-      ->capture_default_str();
-  command->add_option("--max-events", options->max_events,
-                      "Only the last so many events of the table");
-  command->add_flag("--json", options->json, "One JSON object a line");
-  command->callback(
-      [options, &action] { action = [options] { return watch(*options); }; });
+Command watch_command() {
+  return make_command<WatchOptions>(
+      "watch", "Follows a database and prints each change; ends on SIGINT or SIGTERM",
+      {"ksevents watch --interval 1 data/aug2015",
+       "ksevents watch --json data/aug2015"},
+      describe_watch, watch);
 }
 
 }  // namespace ksutil::tools

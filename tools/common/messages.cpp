@@ -1,0 +1,88 @@
+#include "tools/common/messages.h"
+
+#include <errno.h>
+
+#include <algorithm>
+#include <cctype>
+#include <cstdio>
+
+#include "platform/elog/elog.h"
+#include "platform/stock/memory.h"
+#include "platform/stock/text.h"
+
+namespace ksutil::tools {
+namespace {
+
+bool is_name_character(char c) {
+  return std::isalnum(static_cast<unsigned char>(c)) != 0 || c == '_' || c == ':' ||
+         c == '~';
+}
+
+/* The length of "function: " or "Class::function: " in front of a message, else 0. */
+std::size_t prefix_length(std::string_view line) {
+  const std::size_t end = line.find(": ");
+  if (end == std::string_view::npos || end == 0) return 0;
+  const std::string_view name = line.substr(0, end);
+  const bool function = std::all_of(name.begin(), name.end(), is_name_character) &&
+                        std::isdigit(static_cast<unsigned char>(name[0])) == 0;
+  return function ? end + 2 : 0;
+}
+
+/* What a caller adds to the message of the function that failed. */
+bool is_of_a_caller(std::string_view text) {
+  return text.starts_with("cannot ") || text.ends_with(" error.");
+}
+
+}  // namespace
+
+std::string printable_text(std::string text) {
+  for (char &c : text) {
+    if (static_cast<unsigned char>(c) < 0x20 || c == 0x7F) c = '?';
+  }
+  return text;
+}
+
+void complain(const std::string &text) {
+  std::fprintf(stderr, "%s: %s\n", program_invocation_short_name,
+               printable_text(text).c_str());
+}
+
+std::vector<std::string> register_causes(std::string_view text) {
+  std::vector<std::string> messages;
+  for (std::size_t start = 0; start < text.size();) {
+    const std::size_t end = std::min(text.find('\n', start), text.size());
+    const std::string_view line = trimmed(text.substr(start, end - start));
+    start = end + 1;
+    if (line.empty()) continue;
+    const std::size_t prefix = prefix_length(line);
+    std::string message(line.substr(prefix));
+    if (prefix == 0 && !messages.empty()) {
+      if (messages.back().ends_with('.')) messages.back().pop_back();
+      messages.back() += ": " + message;
+    } else {
+      messages.push_back(std::move(message));
+    }
+  }
+  std::vector<std::string> causes;
+  for (const std::string &message : messages) {
+    if ((causes.empty() || !is_of_a_caller(message)) &&
+        std::find(causes.begin(), causes.end(), message) == causes.end()) {
+      causes.push_back(message);
+    }
+  }
+  return causes;
+}
+
+bool anything_registered() {
+  const MallocPtr<char> text(elog_string(0));
+  return text == nullptr || *text.get() != '\0';
+}
+
+void print_register() {
+  const MallocPtr<char> text(elog_string(0));
+  if (text == nullptr) return;
+  for (const std::string &cause : register_causes(text.get())) complain(cause);
+  elog_clear_register(0);
+}
+
+}  // namespace ksutil::tools

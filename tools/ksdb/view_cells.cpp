@@ -1,0 +1,146 @@
+#include "tools/ksdb/view_cells.h"
+
+#include "platform/elog/elog.h"
+#include "platform/stock/text.h"
+#include "tools/ksdb/view_field.h"
+
+namespace ksutil::tools {
+
+/* What the names of an item mean; each field that is named gets a slot, its place in
+ * fields_. */
+class ViewCells::Names final : public expr::Fields {
+ public:
+  explicit Names(ViewCells &cells) : cells_(cells) {}
+
+  bool bind(std::string_view name, int &slot, expr::Type &type) const override {
+    const ElogScope quiet;
+    const std::string field_name(name);
+    for (std::size_t part = 0; part < cells_.parts_.size(); part++) {
+      const Dbptr place =
+          dblookup(cells_.parts_[part], nullptr, nullptr, field_name.c_str(), nullptr);
+      if (place.field < 0) continue;
+      const db::Relation &layout = db::table_store(place)->layout();
+      const db::Field &field = layout.fields[static_cast<std::size_t>(place.field)];
+      slot = static_cast<int>(cells_.fields_.size());
+      cells_.fields_.emplace_back(layout, field, part);
+      type = cells_.fields_.back().type();
+      return field.type != db::FieldType::kPointer;
+    }
+    return false;
+  }
+
+ private:
+  ViewCells &cells_;
+};
+
+/* The values of the current record. */
+class ViewCells::Values final : public expr::Record {
+ public:
+  explicit Values(const ViewCells &cells) : cells_(cells) {}
+
+  bool value(int slot, expr::Value &result) const override {
+    const ViewField &field = cells_.fields_[static_cast<std::size_t>(slot)];
+    return field.value(cells_.rows_[field.part()], result);
+  }
+
+ private:
+  const ViewCells &cells_;
+};
+
+ViewCells::ViewCells() = default;
+ViewCells::~ViewCells() = default;
+
+bool ViewCells::choose(Dbptr view, const std::vector<std::string> &items, bool raw) {
+  view_ = view;
+  raw_ = raw;
+  Dbptr null = view;
+  null.record = dbNULL;
+  Tbl *fields = nullptr;
+  if (!db::view_parts(null, parts_) || dbquery(view, dbq_fields, &fields) < 0) {
+    return false;
+  }
+  std::vector<std::string> texts = items;
+  for (long i = 0; items.empty() && i < counttbl(fields); i++) {
+    const auto *const name = static_cast<const char *>(gettbl(fields, i));
+    /* Pointers mean something in memory only. */
+    int type = dbPOINTER;
+    dbquery(dblookup(view, nullptr, nullptr, name, nullptr), dbq_field_type, &type);
+    if (type != dbPOINTER) texts.emplace_back(name);
+  }
+  const Names names(*this);
+  for (const std::string &text : texts) {
+    Item item;
+    item.text = text;
+    expr::Error error;
+    item.program = expr::Program::compile(text, names, error);
+    if (item.program == nullptr) {
+      elog_log(0, "ksdb: Can't compile '%s': %s at position %zu.\n", text.c_str(),
+               error.message.c_str(), error.position);
+      return false;
+    }
+    item.field = item.program->only_slot();
+    items_.push_back(std::move(item));
+  }
+  return true;
+}
+
+std::vector<Column> ViewCells::columns() const {
+  std::vector<Column> columns;
+  for (const Item &item : items_) {
+    if (item.field < 0) {
+      columns.push_back(column_of(item.text, item.program->type()));
+      continue;
+    }
+    const ViewField &field = fields_[static_cast<std::size_t>(item.field)];
+    columns.push_back(field.column());
+    columns.back().name = item.text;
+    /* As stored, a time is a number. */
+    if (raw_ && field.type() == expr::Type::kTime) {
+      columns.back().right = columns.back().number = true;
+    }
+  }
+  return columns;
+}
+
+bool ViewCells::read_rows(long record) {
+  const ElogScope quiet;
+  Dbptr at = view_;
+  at.record = record;
+  if (!db::view_parts(at, parts_)) return false;
+  rows_.clear();
+  for (const Dbptr &part : parts_) {
+    rows_.push_back(db::record_text(part));
+    if (rows_.back().empty()) return false;
+  }
+  return true;
+}
+
+bool ViewCells::evaluate(const Item &item, std::string &cell) {
+  if (item.field >= 0) {
+    const ViewField &field = fields_[static_cast<std::size_t>(item.field)];
+    const std::string_view row = rows_[field.part()];
+    if (!raw_) return field.cell(row, cell);
+    cell = field.stored(row);
+    return true;
+  }
+  const ElogScope quiet;
+  cell.clear();
+  expr::Value value;
+  if (!item.program->evaluate(Values(*this), workspace_, value)) return false;
+  cell = value_cell(value);
+  return true;
+}
+
+bool ViewCells::read(long record, std::vector<std::string> &cells) {
+  if (!read_rows(record)) {
+    unreadable_records_++;
+    return false;
+  }
+  cells.resize(items_.size());
+  for (std::size_t i = 0; i < items_.size(); i++) {
+    if (!evaluate(items_[i], cells[i])) unreadable_values_++;
+  }
+  return true;
+}
+
+}  // namespace ksutil::tools

@@ -1,0 +1,65 @@
+/* view_cells: reads fields and expressions of the records of a table or view as the cells
+ * of a printed row. */
+#ifndef KSUTIL_TOOLS_KSDB_VIEW_CELLS_H
+#define KSUTIL_TOOLS_KSDB_VIEW_CELLS_H
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "platform/db/access.h"
+#include "platform/expr/expr.h"
+#include "tools/common/rows.h"
+
+namespace ksutil::tools {
+
+/* One field of a view's tables, and its reader. */
+class ViewField;
+
+class ViewCells {
+ public:
+  ViewCells();
+  ~ViewCells();
+  ViewCells(const ViewCells &) = delete;
+  ViewCells &operator=(const ViewCells &) = delete;
+
+  /* Chooses what to read of each record: names of fields and expressions over them, or
+   * all fields when the list is empty.  With `raw` a field gives its text as stored.
+   * False, with a message registered, for an item that does not compile. */
+  bool choose(Dbptr view, const std::vector<std::string> &items, bool raw);
+
+  std::vector<Column> columns() const;
+
+  /* The cells of a record: numbers as they are stored, times as ISO 8601, a null and a
+   * value that cannot be read as an empty cell.  False, with the record counted, when it
+   * cannot be read as a whole. */
+  bool read(long record, std::vector<std::string> &cells);
+
+  /* How many records and values could not be read so far. */
+  long unreadable_records() const { return unreadable_records_; }
+  long unreadable_values() const { return unreadable_values_; }
+
+ private:
+  struct Item {
+    std::string text;
+    std::unique_ptr<const expr::Program> program;
+    int field = -1;  // of fields_, when the item is a bare field
+  };
+  class Names;
+  class Values;
+
+  bool read_rows(long record);
+  bool evaluate(const Item &item, std::string &cell);
+
+  Dbptr view_ = dbinvalid();
+  bool raw_ = false;
+  std::vector<Dbptr> parts_;       // the tables of the view
+  std::vector<db::RowText> rows_;  // of the current record, one for each table
+  std::vector<ViewField> fields_;  // that the items name
+  std::vector<Item> items_;
+  expr::Workspace workspace_;
+  long unreadable_records_ = 0, unreadable_values_ = 0;
+};
+
+}  // namespace ksutil::tools
+#endif

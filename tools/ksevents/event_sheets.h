@@ -1,0 +1,53 @@
+/* event_sheets: reads one event through a view and shows it as tables or as JSON. */
+#ifndef KSUTIL_TOOLS_KSEVENTS_EVENT_SHEETS_H
+#define KSUTIL_TOOLS_KSEVENTS_EVENT_SHEETS_H
+
+#include <string>
+
+#include "events/kseventview.h"
+#include "tools/common/rows.h"
+#include "tools/ksevents/event_line.h"
+
+namespace ksutil::tools {
+
+class EventSheets {
+ public:
+  /* With `raw` times are epoch seconds, and nulls the numbers that stand for them. */
+  explicit EventSheets(bool raw) : raw_(raw), view_(nullptr) {}
+  ~EventSheets() { view_.freeEvent(event_); }
+  EventSheets(const EventSheets &) = delete;
+  EventSheets &operator=(const EventSheets &) = delete;
+
+  /* Reads an event with its associations and detections, with `best` one detection for each
+   * station.  False, with messages registered, when there is no such event or it cannot be
+   * read. */
+  bool read(const std::string &database, long evid, bool best);
+
+  void print_tables();
+  void print_object();
+
+  /* False when rows below the event could not be read, which are left out, or when its
+   * preferred origin is missing. */
+  bool complete() const { return complete_; }
+
+  /* The values of the origins that cannot be read, which are shown as nulls. */
+  Unreadable unreadable(const OriginReader &reader) const;
+
+ private:
+  Rows magnitudes_of(const KSEVOrigin &origin) const;
+  Rows origins() const;
+  Rows associations(KSEVOrigin &origin);
+  Rows detections(const KSEVOrigin &origin) const;
+  bool note(int result);
+  std::string real(double value, int decimals) const;
+  std::string when(double time) const;
+  Column time_column() const { return {"time", raw_, raw_}; }
+
+  bool raw_;
+  KSEventView view_;
+  KSEVEvent *event_ = nullptr;
+  bool complete_ = true;
+};
+
+}  // namespace ksutil::tools
+#endif
