@@ -152,8 +152,7 @@ int TreeReader::read_event(long recno, EVEvent &event, long *order) {
     EVOrigin &origin = *event.origins.ptr(i);
     const int result = read_origin(origin_recno, origin);
     if (result < 0) {
-      elog_log(0, "%s::refreshEvent: refreshOrigin() error.\n",
-               database_.owner().name);
+      elog_log(0, "%s::refreshEvent: refreshOrigin() error.\n", database_.owner().name);
     }
     if (result != 0) return result;
     if (origin.orid == event.prefor) {
