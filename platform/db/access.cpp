@@ -1,16 +1,16 @@
 #include "platform/db/access.h"
 
-#include "platform/db/internal/boundary.h"
 #include "platform/db/internal/next_id.h"
 #include "platform/db/internal/registry.h"
 #include "platform/db/match/internal/match_state.h"
 #include "platform/db/views/internal/view_source.h"
 #include "platform/elog/elog.h"
+#include "platform/elog/failure.h"
 
 namespace ksutil::db {
 
 TableStore *table_store(Dbptr db) {
-  return guarded(
+  return at_boundary(
       "table_store", static_cast<TableStore *>(nullptr), [&]() -> TableStore * {
         const Opened opened("table_store", db);
         TableSource *const table = opened ? opened.table("table_store", db) : nullptr;
@@ -19,15 +19,15 @@ TableStore *table_store(Dbptr db) {
 }
 
 DatabaseStore *database_store(Dbptr db) {
-  return guarded("database_store", static_cast<DatabaseStore *>(nullptr),
-                 [&]() -> DatabaseStore * {
-                   const Opened opened("database_store", db);
-                   return opened ? &opened->store() : nullptr;
-                 });
+  return at_boundary("database_store", static_cast<DatabaseStore *>(nullptr),
+                     [&]() -> DatabaseStore * {
+                       const Opened opened("database_store", db);
+                       return opened ? &opened->store() : nullptr;
+                     });
 }
 
 bool table_stamp(Dbptr db, Stamp &stamp) {
-  return guarded("table_stamp", false, [&] {
+  return at_boundary("table_stamp", false, [&] {
     const Opened opened("table_stamp", db);
     TableSource *const table = opened ? opened.table("table_stamp", db) : nullptr;
     return table != nullptr && table->stamp("table_stamp", stamp);
@@ -35,7 +35,7 @@ bool table_stamp(Dbptr db, Stamp &stamp) {
 }
 
 std::shared_ptr<const Snapshot> table_snapshot(Dbptr db) {
-  return guarded("table_snapshot", std::shared_ptr<const Snapshot>(), [&] {
+  return at_boundary("table_snapshot", std::shared_ptr<const Snapshot>(), [&] {
     const Opened opened("table_snapshot", db);
     TableSource *const table = opened ? opened.table("table_snapshot", db) : nullptr;
     return table == nullptr ? nullptr : table->look("table_snapshot");
@@ -43,7 +43,7 @@ std::shared_ptr<const Snapshot> table_snapshot(Dbptr db) {
 }
 
 std::shared_ptr<const Snapshot> table_snapshot_anew(Dbptr db) {
-  return guarded("table_snapshot_anew", std::shared_ptr<const Snapshot>(), [&] {
+  return at_boundary("table_snapshot_anew", std::shared_ptr<const Snapshot>(), [&] {
     const Opened opened("table_snapshot_anew", db);
     TableSource *const table =
         opened ? opened.table("table_snapshot_anew", db) : nullptr;
@@ -52,7 +52,7 @@ std::shared_ptr<const Snapshot> table_snapshot_anew(Dbptr db) {
 }
 
 RowText record_text(Dbptr record) {
-  return guarded("record_text", RowText(), [&] {
+  return at_boundary("record_text", RowText(), [&] {
     const Opened opened("record_text", record);
     TableSource *const table = opened ? opened.table("record_text", record) : nullptr;
     return table == nullptr ? RowText() : table->text("record_text", record.record);
@@ -60,7 +60,7 @@ RowText record_text(Dbptr record) {
 }
 
 bool set_scratch(Dbptr db, std::string_view text) {
-  return guarded("set_scratch", false, [&] {
+  return at_boundary("set_scratch", false, [&] {
     const Opened opened("set_scratch", db);
     TableSource *const table = opened ? opened.table("set_scratch", db) : nullptr;
     return table != nullptr && table->set_scratch("set_scratch", text);
@@ -68,7 +68,7 @@ bool set_scratch(Dbptr db, std::string_view text) {
 }
 
 bool view_parts(Dbptr record, std::vector<Dbptr> &parts) {
-  return guarded("view_parts", false, [&] {
+  return at_boundary("view_parts", false, [&] {
     const Opened opened("view_parts", record);
     RecordSource *const source = opened ? opened.source("view_parts", record) : nullptr;
     if (source == nullptr) return false;
@@ -89,7 +89,7 @@ bool view_parts(Dbptr record, std::vector<Dbptr> &parts) {
 
 const KeyIndex *match_index(const std::shared_ptr<const Snapshot> &snapshot,
                             Tbl *kpattern, Tbl *tpattern, Hook **hook) {
-  return guarded(
+  return at_boundary(
       "match_index", static_cast<const KeyIndex *>(nullptr), [&]() -> const KeyIndex * {
         if (snapshot == nullptr || hook == nullptr) {
           elog_log(0, "match_index: no table or no hook.\n");
@@ -102,7 +102,7 @@ const KeyIndex *match_index(const std::shared_ptr<const Snapshot> &snapshot,
 }
 
 long reserve_ids(Dbptr db, const char *key, long count) {
-  return guarded("dbnextid", -1L, [&] {
+  return at_boundary("dbnextid", -1L, [&] {
     const Opened opened("dbnextid", db);
     return opened ? next_ids(*opened, key, count) : -1L;
   });

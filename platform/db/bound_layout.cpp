@@ -70,19 +70,6 @@ bool expression_type(FieldType type, expr::Type &result) {
   return false;
 }
 
-bool same_layout(const Relation &a, const Relation &b) {
-  if (&a == &b) return true;
-  if (a.width != b.width || a.fields.size() != b.fields.size()) return false;
-  for (std::size_t i = 0; i < a.fields.size(); ++i) {
-    if (a.fields[i].offset != b.fields[i].offset ||
-        a.fields[i].width != b.fields[i].width ||
-        a.fields[i].type != b.fields[i].type) {
-      return false;
-    }
-  }
-  return a.name == b.name;
-}
-
 BoundLayout::BoundLayout(const Relation &layout)
     : relation_(layout), signature_(signature_of(layout)) {
   columns_.reserve(relation_.fields.size());

@@ -2,7 +2,6 @@
 
 #include <atomic>
 #include <climits>
-#include <new>
 #include <stdexcept>
 
 #include "platform/db/internal/greatest_ids.h"
@@ -63,16 +62,11 @@ const char *Database::keep(const std::string &text) {
 
 Tbl *Database::keep_list(const std::string &key,
                          const std::vector<std::string> &texts) {
-  std::unique_ptr<Tbl, TblDeleter> &list = lists_[key];
+  TblPtr &list = lists_[key];
   if (list == nullptr) {
-    list.reset(newtbl(static_cast<long>(texts.size())));
-    if (list == nullptr) throw std::bad_alloc();
-    for (const std::string &text : texts) {
-      if (pushtbl(list.get(), const_cast<char *>(keep(text))) < 0) {
-        list.reset();
-        throw std::bad_alloc();
-      }
-    }
+    std::vector<const char *> kept;
+    for (const std::string &text : texts) kept.push_back(keep(text));
+    list = from_items(kept);
   }
   return list.get();
 }

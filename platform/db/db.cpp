@@ -1,13 +1,14 @@
 #include "platform/db/db.h"
 
 #include "platform/db/access.h"
-#include "platform/db/internal/boundary.h"
 #include "platform/db/internal/registry.h"
 #include "platform/db/store/internal/flat_files.h"
 #include "platform/db/store/internal/scratch_store.h"
 #include "platform/elog/elog.h"
+#include "platform/elog/failure.h"
 
 using namespace ksutil::db;
+using ksutil::at_boundary;
 
 namespace {
 
@@ -27,7 +28,7 @@ bool check_arguments(const char *who, const char *name, const char *mode) {
 }  // namespace
 
 int dbopen(const char *name, const char *mode, Dbptr *db) {
-  return guarded("dbopen", -1, [&] {
+  return at_boundary("dbopen", -1, [&] {
     *db = dbinvalid();
     if (!check_arguments("dbopen", name, mode)) return -1;
     const int number =
@@ -39,7 +40,7 @@ int dbopen(const char *name, const char *mode, Dbptr *db) {
 }
 
 int dbopen_noshare(const char *name, const char *mode, Dbptr *db) {
-  return guarded("dbopen_noshare", -1, [&] {
+  return at_boundary("dbopen_noshare", -1, [&] {
     *db = dbinvalid();
     if (!check_arguments("dbopen_noshare", name, mode)) return -1;
     const int number = open_new("dbopen_noshare", name, mode);
@@ -50,7 +51,7 @@ int dbopen_noshare(const char *name, const char *mode, Dbptr *db) {
 }
 
 int dbcreate(const char *name, const char *schema) {
-  return guarded("dbcreate", -1, [&] {
+  return at_boundary("dbcreate", -1, [&] {
     if (!check_arguments("dbcreate", name, schema)) return -1;
     if (create_flat_files(name, schema)) return 0;
     elog_log(0, "dbcreate: cannot make database '%s'.\n", name);
@@ -59,7 +60,7 @@ int dbcreate(const char *name, const char *schema) {
 }
 
 int dbclose(Dbptr db) {
-  return guarded("dbclose", -1, [&] {
+  return at_boundary("dbclose", -1, [&] {
     if (release_database(db.database)) return 0;
     elog_log(0, "dbclose: no open database %d.\n", db.database);
     return -1;
@@ -67,7 +68,7 @@ int dbclose(Dbptr db) {
 }
 
 Dbptr dbtmp(const char *schema) {
-  return guarded("dbtmp", dbinvalid(), [&] {
+  return at_boundary("dbtmp", dbinvalid(), [&] {
     std::unique_ptr<DatabaseStore> store =
         open_scratch(schema == nullptr ? "" : schema);
     const int number = store == nullptr ? -1 : register_database(std::move(store));

@@ -2,13 +2,14 @@
 #include <optional>
 
 #include "platform/db/db.h"
-#include "platform/db/internal/boundary.h"
 #include "platform/db/internal/registry.h"
 #include "platform/elog/elog.h"
+#include "platform/elog/failure.h"
 #include "platform/expr/expr.h"
 #include "platform/stock/memory.h"
 
 using namespace ksutil::db;
+using ksutil::at_boundary;
 namespace expr = ksutil::expr;
 
 struct Expression {
@@ -135,7 +136,7 @@ int evaluate(const char *who, Dbptr db, const Expression &expression, void *resu
 }  // namespace
 
 int dbex_compile(Dbptr db, const char *text, Expression **expression, int type) {
-  return guarded("dbex_compile", -1, [&] {
+  return at_boundary("dbex_compile", -1, [&] {
     std::unique_ptr<Expression> compiled = compile("dbex_compile", db, text, type);
     if (compiled == nullptr) return -1;
     *expression = compiled.release();
@@ -144,7 +145,7 @@ int dbex_compile(Dbptr db, const char *text, Expression **expression, int type) 
 }
 
 int dbex_eval(Dbptr db, Expression *expression, void *result) {
-  return guarded("dbex_eval", -1, [&] {
+  return at_boundary("dbex_eval", -1, [&] {
     if (expression != nullptr) return evaluate("dbex_eval", db, *expression, result);
     elog_log(0, "dbex_eval: no expression.\n");
     return -1;
@@ -152,7 +153,7 @@ int dbex_eval(Dbptr db, Expression *expression, void *result) {
 }
 
 int dbex_evalstr(Dbptr db, const char *text, int type, void *result) {
-  return guarded("dbex_evalstr", -1, [&] {
+  return at_boundary("dbex_evalstr", -1, [&] {
     const std::unique_ptr<Expression> compiled =
         compile("dbex_evalstr", db, text, type);
     return compiled == nullptr ? -1 : evaluate("dbex_evalstr", db, *compiled, result);

@@ -2,11 +2,12 @@
 #include <cstring>
 
 #include "platform/db/db.h"
-#include "platform/db/internal/boundary.h"
 #include "platform/db/internal/registry.h"
 #include "platform/elog/elog.h"
+#include "platform/elog/failure.h"
 
 using namespace ksutil::db;
+using ksutil::at_boundary;
 
 namespace {
 
@@ -188,7 +189,7 @@ int query(const Opened &opened, Dbptr db, int code, void *result) {
 
 Dbptr dblookup(Dbptr dbp, const char *, const char *table, const char *field,
                const char *record) {
-  return guarded("dblookup", dbinvalid(), [&] {
+  return at_boundary("dblookup", dbinvalid(), [&] {
     const Opened opened("dblookup", dbp);
     if (!opened) return dbinvalid();
     if (given(table)) look_up_table(*opened, table, dbp);
@@ -204,7 +205,7 @@ Dbptr dblookup(Dbptr dbp, const char *, const char *table, const char *field,
 }
 
 int dbquery(Dbptr db, int code, void *result) {
-  return guarded("dbquery", -1, [&] {
+  return at_boundary("dbquery", -1, [&] {
     const Opened opened("dbquery", db);
     return opened ? query(opened, db, code, result) : -1;
   });
@@ -212,7 +213,7 @@ int dbquery(Dbptr db, int code, void *result) {
 
 double dfiletime(Dbptr db) {
   constexpr double kNever = -9999999999.999;
-  return guarded("dfiletime", kNever, [&] {
+  return at_boundary("dfiletime", kNever, [&] {
     const Opened opened("dfiletime", db);
     if (!opened) return kNever;
     TableSource *const table = opened.table("dfiletime", db);

@@ -4,12 +4,13 @@
 
 #include "platform/db/db.h"
 #include "platform/db/internal/assignments.h"
-#include "platform/db/internal/boundary.h"
 #include "platform/db/internal/registry.h"
 #include "platform/elog/elog.h"
+#include "platform/elog/failure.h"
 #include "platform/stock/text.h"
 
 using namespace ksutil::db;
+using ksutil::at_boundary;
 
 namespace {
 
@@ -193,7 +194,7 @@ int put_text(const Opened &opened, Dbptr db, const char *text) {
 }  // namespace
 
 int dbget(Dbptr db, char *text) {
-  return guarded("dbget", -1, [&] {
+  return at_boundary("dbget", -1, [&] {
     const Opened opened("dbget", db);
     return opened ? get_text(opened, db, text) : -1;
   });
@@ -203,25 +204,25 @@ int dbgetv(Dbptr db, ...) {
   va_list args;
   va_start(args, db);
   Arguments arguments(args);
-  return guarded("dbgetv", -1, [&] { return read_fields(db, arguments); });
+  return at_boundary("dbgetv", -1, [&] { return read_fields(db, arguments); });
 }
 
 int dbputv(Dbptr db, ...) {
   va_list args;
   va_start(args, db);
   Arguments arguments(args);
-  return guarded("dbputv", -1, [&] { return write_fields(db, arguments); });
+  return at_boundary("dbputv", -1, [&] { return write_fields(db, arguments); });
 }
 
 long dbaddv(Dbptr db, ...) {
   va_list args;
   va_start(args, db);
   Arguments arguments(args);
-  return guarded("dbaddv", -1L, [&] { return add_fields(db, arguments); });
+  return at_boundary("dbaddv", -1L, [&] { return add_fields(db, arguments); });
 }
 
 long dbadd(Dbptr db, const char *text) {
-  return guarded("dbadd", -1L, [&] {
+  return at_boundary("dbadd", -1L, [&] {
     const Opened opened("dbadd", db);
     TableSource *const table = opened ? opened.table("dbadd", db) : nullptr;
     if (table == nullptr) return -1L;
@@ -233,7 +234,7 @@ long dbadd(Dbptr db, const char *text) {
 }
 
 int dbput(Dbptr db, const char *text) {
-  return guarded("dbput", -1, [&] {
+  return at_boundary("dbput", -1, [&] {
     const Opened opened("dbput", db);
     return opened ? put_text(opened, db, text) : -1;
   });

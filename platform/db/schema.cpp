@@ -74,6 +74,16 @@ int Relation::index(std::string_view field) const {
   return -1;
 }
 
+bool same_layout(const Relation &a, const Relation &b) {
+  if (&a == &b) return true;
+  return a.name == b.name && a.width == b.width &&
+         std::equal(a.fields.begin(), a.fields.end(), b.fields.begin(), b.fields.end(),
+                    [](const Field &x, const Field &y) {
+                      return x.name == y.name && x.type == y.type &&
+                             x.offset == y.offset && x.width == y.width;
+                    });
+}
+
 std::shared_ptr<const Schema> Schema::load(std::string_view name) {
   const std::string wanted(name);
   if (wanted.empty() || wanted == "." || wanted == ".." ||

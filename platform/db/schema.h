@@ -49,6 +49,10 @@ struct KSUTIL_API Relation {
   int index(std::string_view field) const;          // -1: no such field
 };
 
+/* Whether rows of both layouts are of one table and have the same fields in the same
+ * places. */
+bool same_layout(const Relation &a, const Relation &b);
+
 /* A schema is immutable and shared; it is read once in a process. */
 class KSUTIL_API Schema {
  public:

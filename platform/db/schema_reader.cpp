@@ -7,7 +7,7 @@
 
 #include "platform/db/columns.h"
 #include "platform/elog/elog.h"
-#include "platform/stock/memory.h"
+#include "platform/stock/owners.h"
 #include "platform/stock/text.h"
 
 namespace ksutil::db {
@@ -16,11 +16,7 @@ namespace {
 struct PfDeleter {
   void operator()(Pf *pf) const { pffree(pf); }
 };
-struct TblDeleter {
-  void operator()(Tbl *list) const { freetbl(list, nullptr); }
-};
 using PfPtr = std::unique_ptr<Pf, PfDeleter>;
-using TblPtr = std::unique_ptr<Tbl, TblDeleter>;
 
 const char *text_item(Tbl *list, long i) {
   return static_cast<const char *>(gettbl(list, i));

@@ -3,9 +3,9 @@
 #include <vector>
 
 #include "platform/db/internal/assignments.h"
-#include "platform/db/internal/boundary.h"
 #include "platform/db/internal/registry.h"
 #include "platform/elog/elog.h"
+#include "platform/elog/failure.h"
 
 namespace ksutil::db {
 namespace {
@@ -138,11 +138,11 @@ int read_values(Dbptr db, std::initializer_list<FieldResult> results) {
 }  // namespace
 
 int get_values(Dbptr record, std::initializer_list<FieldResult> results) {
-  return guarded("get_values", -1, [&] { return read_values(record, results); });
+  return at_boundary("get_values", -1, [&] { return read_values(record, results); });
 }
 
 int put_values(Dbptr record, std::initializer_list<FieldValue> values) {
-  return guarded("put_values", -1, [&] {
+  return at_boundary("put_values", -1, [&] {
     const Opened opened("put_values", record);
     TableSource *const table = opened ? opened.table("put_values", record) : nullptr;
     std::vector<Assignment> assignments;
@@ -157,7 +157,7 @@ int put_values(Dbptr record, std::initializer_list<FieldValue> values) {
 }
 
 long add_values(Dbptr table_db, std::initializer_list<FieldValue> values) {
-  return guarded("add_values", -1L, [&] {
+  return at_boundary("add_values", -1L, [&] {
     const Opened opened("add_values", table_db);
     TableSource *const table = opened ? opened.table("add_values", table_db) : nullptr;
     std::vector<Assignment> assignments;

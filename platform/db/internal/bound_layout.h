@@ -16,9 +16,6 @@ namespace ksutil::db {
 /* The type that expressions see; a pointer field has none and gives false. */
 bool expression_type(FieldType type, expr::Type &result);
 
-/* Whether rows of both layouts have the same fields in the same places. */
-bool same_layout(const Relation &a, const Relation &b);
-
 class BoundLayout {
  public:
   explicit BoundLayout(const Relation &layout);

@@ -14,7 +14,7 @@
 #include "platform/db/internal/table_source.h"
 #include "platform/db/schema.h"
 #include "platform/db/store.h"
-#include "platform/stock/tbl.h"
+#include "platform/stock/owners.h"
 
 namespace ksutil::db {
 
@@ -49,17 +49,13 @@ class Database {
   GreatestIds &greatest_ids() { return *greatest_ids_; }
 
  private:
-  struct TblDeleter {
-    void operator()(Tbl *list) const { freetbl(list, nullptr); }
-  };
-
   std::mutex mutex_;
   std::unique_ptr<DatabaseStore> store_;
   std::shared_ptr<const Schema> schema_;
   std::vector<std::unique_ptr<RecordSource>>
       sources_;  // by table number: tables, made when used, then views
   std::set<std::string> texts_;
-  std::map<std::string, std::unique_ptr<Tbl, TblDeleter>> lists_;
+  std::map<std::string, TblPtr> lists_;
   std::unique_ptr<GreatestIds> greatest_ids_;
 };
 

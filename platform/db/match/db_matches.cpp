@@ -1,34 +1,15 @@
 /* dbmatches: finds the rows of a table that match a record. */
-#include <cstdlib>
-#include <new>
 #include <optional>
 
-#include "platform/db/internal/boundary.h"
 #include "platform/db/internal/registry.h"
 #include "platform/db/match/internal/match_state.h"
 #include "platform/db/match/internal/natural_keys.h"
 #include "platform/elog/elog.h"
-#include "platform/stock/memory.h"
+#include "platform/elog/failure.h"
+#include "platform/stock/owners.h"
 
 namespace ksutil::db {
 namespace {
-
-/* A list of texts on its way to the caller. */
-struct TextsDeleter {
-  void operator()(Tbl *list) const { freetbl(list, std::free); }
-};
-using Texts = std::unique_ptr<Tbl, TextsDeleter>;
-
-Texts new_texts(const std::vector<std::string> &texts) {
-  Texts list(newtbl(static_cast<long>(texts.size())));
-  if (list == nullptr) throw std::bad_alloc();
-  for (const std::string &text : texts) {
-    MallocPtr<char> copy(ks_strdup(text.c_str()));
-    if (copy == nullptr || pushtbl(list.get(), copy.get()) < 0) throw std::bad_alloc();
-    copy.release();
-  }
-  return list;
-}
 
 /* Fills in the lists that are null. */
 bool complete_patterns(RecordSource &key, const TableSource &table, Tbl *&kpattern,
@@ -46,21 +27,12 @@ bool complete_patterns(RecordSource &key, const TableSource &table, Tbl *&kpatte
     if (!pattern_texts("dbmatches", other, of_key)) return false;
     of_table = of_key;
   }
-  Texts filled_key = kpattern == nullptr ? new_texts(of_key) : nullptr;
-  Texts filled_table = tpattern == nullptr ? new_texts(of_table) : nullptr;
+  TblOfTexts filled_key, filled_table;
+  if (kpattern == nullptr) filled_key = from_texts(of_key);
+  if (tpattern == nullptr) filled_table = from_texts(of_table);
   if (kpattern == nullptr) kpattern = filled_key.release();
   if (tpattern == nullptr) tpattern = filled_table.release();
   return true;
-}
-
-Tbl *new_records(const std::vector<long> &rows) {
-  std::unique_ptr<Tbl, void (*)(Tbl *)> list(newtbl(static_cast<long>(rows.size())),
-                                             [](Tbl *t) { freetbl(t, nullptr); });
-  if (list == nullptr) throw std::bad_alloc();
-  for (const long row : rows) {
-    if (pushtbl(list.get(), reinterpret_cast<void *>(row)) < 0) throw std::bad_alloc();
-  }
-  return list.release();
 }
 
 /* Both databases of a match, locked in the order of their numbers, so that two threads
@@ -105,7 +77,7 @@ long match(Dbptr key, Dbptr table, Tbl **kpattern, Tbl **tpattern, Hook **hook,
              of_table->name().c_str());
     return -1;
   }
-  if (records != nullptr) *records = new_records(state->rows());
+  if (records != nullptr) *records = from_numbers(state->rows()).release();
   return static_cast<long>(state->rows().size());
 }
 
@@ -113,10 +85,11 @@ long match(Dbptr key, Dbptr table, Tbl **kpattern, Tbl **tpattern, Hook **hook,
 }  // namespace ksutil::db
 
 using namespace ksutil::db;
+using ksutil::at_boundary;
 
 long dbmatches(Dbptr key, Dbptr table, Tbl **kpattern, Tbl **tpattern, Hook **hook,
                Tbl **records) {
-  return guarded("dbmatches", -1L, [&] {
+  return at_boundary("dbmatches", -1L, [&] {
     if (kpattern == nullptr || tpattern == nullptr || hook == nullptr) {
       elog_log(0, "dbmatches: no place for patterns or hook.\n");
       return -1L;

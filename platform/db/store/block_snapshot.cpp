@@ -12,15 +12,6 @@ namespace {
  * the read and the comparison with the block before. */
 constexpr std::size_t kBlockBytes = std::size_t{1} << 19;
 
-bool same_fields(const Relation &a, const Relation &b) {
-  return a.width == b.width &&
-         std::equal(a.fields.begin(), a.fields.end(), b.fields.begin(), b.fields.end(),
-                    [](const Field &x, const Field &y) {
-                      return x.name == y.name && x.offset == y.offset &&
-                             x.width == y.width;
-                    });
-}
-
 }  // namespace
 
 unsigned block_shift(std::size_t record_length) {
@@ -95,7 +86,7 @@ Changes BlockSnapshot::changes_to(const Snapshot &later) const {
   changes.new_count = later.count();
   const auto *now_rows = dynamic_cast<const BlockSnapshot *>(&later);
   changes.known = now_rows != nullptr && count() <= later.count() &&
-                  same_fields(layout(), later.layout());
+                  same_layout(layout(), later.layout());
   if (!changes.known || now_rows == this) return changes;
 
   for (std::size_t index = 0; index < blocks(); ++index) {

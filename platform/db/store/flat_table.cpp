@@ -35,10 +35,6 @@ bool same_state(const struct stat &a, const struct stat &b) {
          same_time(a.st_ctim, b.st_ctim) && a.st_nlink == b.st_nlink;
 }
 
-bool is_blank(std::string_view text) {
-  return text.find_first_not_of(std::string_view(" \t\r\n\0", 5)) == text.npos;
-}
-
 }  // namespace
 
 FlatTable::FlatTable(const FlatSettings &settings, const Relation &relation,
@@ -58,12 +54,7 @@ void FlatTable::set_path(const std::string &path) {
 void FlatTable::set_layout(Relation layout, bool carriage_return) {
   carriage_return_ = carriage_return;
   for (const auto &known : layouts_) {
-    const bool same = std::equal(
-        known->fields.begin(), known->fields.end(), layout.fields.begin(),
-        layout.fields.end(), [](const Field &a, const Field &b) {
-          return a.name == b.name && a.offset == b.offset && a.width == b.width;
-        });
-    if (same && known->width == layout.width) {
+    if (same_layout(*known, layout)) {
       file_.layout = known;
       return;
     }

@@ -110,10 +110,6 @@ Judge judged(const Relation &layout, std::string_view head, std::size_t length) 
   return judge;
 }
 
-bool is_blank(std::string_view text) {
-  return text.find_first_not_of(std::string_view(" \t\r\n\0", 5)) == text.npos;
-}
-
 struct Candidate {
   const Relation *relation;
   std::string schema;
@@ -139,6 +135,10 @@ bool is_single_record(const Relation &layout, std::string_view text) {
 }
 
 }  // namespace
+
+bool is_blank(std::string_view text) {
+  return text.find_first_not_of(std::string_view(" \t\r\n\0", 5)) == text.npos;
+}
 
 bool fit_layout(const Schema &schema, std::string_view table, std::string_view head,
                 bool whole, Fit &fit) {

@@ -3,11 +3,11 @@
 #include <limits>
 #include <unordered_map>
 
-#include "platform/db/internal/boundary.h"
 #include "platform/db/match/internal/match_plan.h"
 #include "platform/db/match/internal/natural_keys.h"
 #include "platform/db/views/internal/view_source.h"
 #include "platform/elog/elog.h"
+#include "platform/elog/failure.h"
 
 namespace ksutil::db {
 namespace {
@@ -221,9 +221,10 @@ Dbptr join(const Opened &opened, Dbptr left_db, Dbptr right_db, Tbl *lkeys,
 }  // namespace ksutil::db
 
 using namespace ksutil::db;
+using ksutil::at_boundary;
 
 Dbptr dbjoin(Dbptr left, Dbptr right, Tbl *lkeys, Tbl *rkeys) {
-  return guarded("dbjoin", dbinvalid(), [&] {
+  return at_boundary("dbjoin", dbinvalid(), [&] {
     if (left.database != right.database) {
       elog_log(0, "dbjoin: the tables belong to different databases.\n");
       return dbinvalid();

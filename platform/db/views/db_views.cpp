@@ -2,9 +2,9 @@
 #include <algorithm>
 #include <numeric>
 
-#include "platform/db/internal/boundary.h"
 #include "platform/db/views/internal/view_source.h"
 #include "platform/elog/elog.h"
+#include "platform/elog/failure.h"
 #include "platform/expr/expr.h"
 
 namespace ksutil::db {
@@ -199,30 +199,31 @@ Dbptr group(const Opened &opened, Dbptr db, Tbl *keys) {
 }  // namespace ksutil::db
 
 using namespace ksutil::db;
+using ksutil::at_boundary;
 
 Dbptr dbsubset(Dbptr db, const char *expression) {
-  return guarded("dbsubset", dbinvalid(), [&] {
+  return at_boundary("dbsubset", dbinvalid(), [&] {
     const Opened opened("dbsubset", db);
     return opened ? subset(opened, db, expression) : dbinvalid();
   });
 }
 
 Dbptr dbsort(Dbptr db, Tbl *keys, int flags) {
-  return guarded("dbsort", dbinvalid(), [&] {
+  return at_boundary("dbsort", dbinvalid(), [&] {
     const Opened opened("dbsort", db);
     return opened ? sort(opened, db, keys, flags) : dbinvalid();
   });
 }
 
 Dbptr dbgroup(Dbptr db, Tbl *keys) {
-  return guarded("dbgroup", dbinvalid(), [&] {
+  return at_boundary("dbgroup", dbinvalid(), [&] {
     const Opened opened("dbgroup", db);
     return opened ? group(opened, db, keys) : dbinvalid();
   });
 }
 
 int dbget_range(Dbptr group, long *start, long *end) {
-  return guarded("dbget_range", -1, [&] {
+  return at_boundary("dbget_range", -1, [&] {
     const Opened opened("dbget_range", group);
     RecordSource *const source = opened ? opened.source("dbget_range", group) : nullptr;
     if (source == nullptr) return -1;
@@ -242,7 +243,7 @@ int dbget_range(Dbptr group, long *start, long *end) {
 }
 
 int dbfree_view(Dbptr view) {
-  return guarded("dbfree_view", -1, [&] {
+  return at_boundary("dbfree_view", -1, [&] {
     const Opened opened("dbfree_view", view);
     if (!opened) return -1;
     if (opened->free_view(view.table)) return 0;

@@ -14,6 +14,9 @@ namespace ksutil::db {
 /* As much of a file's beginning as the choice looks at; no record is longer. */
 inline constexpr std::size_t kFitBytes = std::size_t{1} << 16;
 
+/* Whether a text holds blanks, line ends and zeros only. */
+bool is_blank(std::string_view text);
+
 struct Fit {
   Relation layout;     // width counts a carriage return before the newline, too
   std::string schema;  // the name of the schema that it comes from
