@@ -218,11 +218,12 @@ long FlatExclusive::append_all(std::string_view rows) {
   std::string text(rows);
   if (!check_rows(text)) return -1;
   const auto length = static_cast<off_t>(table_.record_length());
+  const off_t expected = table_.file_.stamp.count * length;
   off_t at = 0;
-  if (!write_end(text, table_.file_.stamp.count * length, at)) return -1;
+  if (!write_end(text, expected, at)) return -1;
   const long first = at / length;
   const auto bytes = static_cast<off_t>(text.size());
-  table_.adopt_write(first, first + bytes / length, at + bytes);
+  if (at == expected) table_.adopt_write(first, first + bytes / length, at + bytes);
   return first;
 }
 
@@ -301,7 +302,18 @@ bool FlatExclusive::check_for_hole(off_t at, char before, off_t end) {
   if (before == '\0' || now != '\0') return true;
   if (::fstat(handle_.get(), &status) == 0 && status.st_size == end) {
     off_t cut = at;
-    while (now == '\0' && --cut > 0 && byte_before(cut, now)) continue;
+    std::string piece(kSearchedTail, '\0');
+    while (cut > 0) {
+      const off_t bytes = std::min(cut, static_cast<off_t>(piece.size()));
+      if (read_at(handle_.get(), piece.data(), static_cast<std::size_t>(bytes),
+                  cut - bytes) != bytes) {
+        break;
+      }
+      off_t rest = bytes;
+      while (rest > 0 && piece[static_cast<std::size_t>(rest) - 1] == '\0') --rest;
+      cut -= bytes - rest;
+      if (rest > 0) break;
+    }
     truncate_file(handle_.get(), cut);
     move_time_forward();
   }
@@ -377,7 +389,7 @@ bool FlatExclusive::move_time_forward() {
   const struct timespec times[2] = {{0, UTIME_OMIT}, time_after(before)};
   if (::futimens(handle_.get(), times) == 0) return true;
   if (errno != EPERM) return fail(1, "Cannot set the time of change");
-  /* Only the owner may set any time; everybody who may write can set the present. */
+  /* Only the owner may set any time; a user with write permission can set the present. */
   for (int wait = 0; wait < kClockWaits; ++wait) {
     if (::futimens(handle_.get(), nullptr) != 0) {
       return fail(1, "Cannot set the time of change");
