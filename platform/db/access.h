@@ -1,4 +1,4 @@
-/* From a Dbptr to the objects behind it, for C++ code that reads many rows. */
+/* access: gives C++ code the objects behind a Dbptr, to read many rows. */
 #ifndef KSUTIL_PLATFORM_DB_ACCESS_H
 #define KSUTIL_PLATFORM_DB_ACCESS_H
 
@@ -26,9 +26,9 @@ KSUTIL_API bool table_stamp(Dbptr table, Stamp &stamp);
  * with a message. */
 KSUTIL_API std::shared_ptr<const Snapshot> table_snapshot(Dbptr table);
 
-/* The same with every row read anew: shows rows that another program has rewritten in
- * place while size and times of the table stayed as they were, which no look tells.
- * Costs a reading of the whole table, piece by piece as rows are asked for. */
+/* The same with every row read anew.  Finds rows that another program has rewritten in
+ * place while size and times of the table stayed as they were; table_snapshot cannot see
+ * these.  Reads the whole table, block by block as rows are asked for. */
 KSUTIL_API std::shared_ptr<const Snapshot> table_snapshot_anew(Dbptr table);
 
 /* The text of the record: of a real, null or scratch record.  Empty with a message. */

@@ -32,7 +32,7 @@ struct Write {
   }
 };
 
-/* Whether a value was refused for its length; else the writer has told the cause. */
+/* Whether a value was refused for its length; else the writer has registered the cause. */
 struct TooLong {
   const Field &field;
   bool operator()(std::int64_t) const { return true; }

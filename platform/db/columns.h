@@ -1,5 +1,5 @@
-/* Typed readers of one field of a row: bound once to a layout, then read row after row
- * without allocation.
+/* columns: reads and writes one field of a row, typed.  A reader is bound once to a layout
+ * and then reads row after row without allocation.
  *
  * read() gives false only when the field cannot be read at all (text where a number is
  * meant, a row too short for the field).  "-" and blanks in a number are its null.  A

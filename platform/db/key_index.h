@@ -1,4 +1,4 @@
-/* KeyIndex: the rows of a table by the value of one integer field.
+/* KeyIndex: finds the rows of a table by the value of one integer field.
  *
  * Threads: as its table's snapshot. */
 #ifndef KSUTIL_PLATFORM_DB_KEY_INDEX_H

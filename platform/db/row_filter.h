@@ -1,4 +1,5 @@
-/* A condition on the rows of one table, for C++ code that reads many rows. */
+/* RowFilter: evaluates a condition on the rows of one table, for C++ code that reads many
+ * rows. */
 #ifndef KSUTIL_PLATFORM_DB_ROW_FILTER_H
 #define KSUTIL_PLATFORM_DB_ROW_FILTER_H
 

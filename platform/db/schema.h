@@ -1,4 +1,4 @@
-/* Schemas: what tables a database has and how their records are laid out. */
+/* schema: describes the tables of a database and the layout of their records. */
 #ifndef KSUTIL_PLATFORM_DB_SCHEMA_H
 #define KSUTIL_PLATFORM_DB_SCHEMA_H
 

@@ -1,4 +1,4 @@
-/* Snapshot: the rows of one table as they were at one moment.
+/* Snapshot: holds the rows of one table as they were at one moment.
  *
  * Rows are read in blocks of whole records, when they are first asked for, and kept
  * within the store's budget.  A block whose bytes are those of the snapshot before is
@@ -27,7 +27,7 @@ struct Stamp {
   bool operator==(const Stamp &) const = default;
 };
 
-/* What happened to a table between two of its snapshots. */
+/* The differences between two snapshots of a table. */
 struct Changes {
   bool known = true;          // false: any row may differ, and the rest says nothing
   std::vector<long> changed;  // rows of both whose bytes differ, ascending
@@ -53,12 +53,12 @@ class KSUTIL_API Snapshot {
   /* The same as a text that may be kept. */
   virtual RowText text(long record) const = 0;
 
-  /* False once rows could not be had because the store failed (an error of the disk, no
-   * memory), which says nothing about the rows: whoever concludes from a row's absence
-   * asks afterwards.  The table's next snapshot is another one and reads them again. */
+  /* False once rows could not be read because the store failed (a disk error, no memory).
+   * Such rows may still exist: check complete() after reading, before concluding anything
+   * from a missing row.  The table's next snapshot is a new object and reads them again. */
   virtual bool complete() const = 0;
 
-  /* What happened from this snapshot to a later one of the same table; see
+  /* The differences from this snapshot to a later one of the same table; see
    * changes_between. */
   virtual Changes changes_to(const Snapshot &later) const = 0;
 

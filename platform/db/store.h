@@ -1,4 +1,4 @@
-/* Stores: where the tables of a database are kept.
+/* store: the interface to the place where the tables of a database are kept.
  *
  * The functions of db.h talk to these classes only, so that nothing above them assumes
  * files.  flat_files.h has the one store of today.
@@ -39,7 +39,7 @@ class KSUTIL_API TableStore {
    * a new object; what has not changed is shared with the snapshot before. */
   virtual std::shared_ptr<const Snapshot> snapshot_anew() = 0;
 
-  /* What may be done while this program has the table to itself. */
+  /* The operations on a table that this program has locked. */
   class Exclusive {
    public:
     virtual ~Exclusive() = default;

@@ -10,7 +10,7 @@
 namespace ksutil::db {
 namespace {
 
-/* What a field holds, for messages. */
+/* The kind of value that a field holds, for messages. */
 const char *holds(FieldType type) {
   switch (type) {
     case FieldType::kInteger:

@@ -1,5 +1,5 @@
-/* The expression language of subsets, sorts, joins, match patterns, plot vectors and
- * client queries.  docs/expressions.md is its manual.
+/* expr: compiles and evaluates the expressions of subsets, sorts, joins, match patterns,
+ * plot vectors and client queries.  docs/expressions.md is its manual.
  *
  * An expression is compiled once against a Fields, which says what names mean, and then
  * evaluated on any number of records.  Depth, length and run time are bounded.
@@ -65,7 +65,7 @@ struct Error {
   std::string message;       // what was expected, without the position
 };
 
-/* What an evaluation works in: it owns the texts that functions make.  A result's text
+/* The memory of an evaluation: it owns the texts that functions make.  A result's text
  * is valid until the next evaluation with the same workspace.  Reused, it does not
  * allocate (except for the texts of times).  One thread at a time; it may be used for
  * any programs in turn, and need not outlive or precede them. */
@@ -85,8 +85,8 @@ class KSUTIL_API Workspace {
 
 class KSUTIL_API Program {
  public:
-  /* Null, with `error` filled in and nothing registered, when the text is no expression
-   * over these fields.  At most 65536 bytes, 200 levels of nesting, 30000 constants. */
+  /* Null, with `error` filled in and nothing registered, when the text is not an
+   * expression over these fields.  At most 65536 bytes, 200 levels of nesting, 30000 constants. */
   static std::unique_ptr<const Program> compile(std::string_view text,
                                                 const Fields &fields, Error &error);
   ~Program();

@@ -75,7 +75,7 @@ bool to_text(Call &call) {
   return true;
 }
 
-/* What is no number becomes null. */
+/* A text that is not a number becomes null. */
 template <Type type>
 bool to_number(Call &call) {
   char buffer[kConvertedSize];

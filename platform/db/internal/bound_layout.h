@@ -1,4 +1,4 @@
-/* A layout with a typed reader for each of its fields. */
+/* BoundLayout: reads every field of the rows of one layout, each with its type. */
 #ifndef KSUTIL_PLATFORM_DB_INTERNAL_BOUND_LAYOUT_H
 #define KSUTIL_PLATFORM_DB_INTERNAL_BOUND_LAYOUT_H
 

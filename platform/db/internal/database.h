@@ -1,4 +1,4 @@
-/* Database: one open database of this process: its tables and views by number. */
+/* Database: holds one open database of this process, its tables and views by number. */
 #ifndef KSUTIL_PLATFORM_DB_INTERNAL_DATABASE_H
 #define KSUTIL_PLATFORM_DB_INTERNAL_DATABASE_H
 
@@ -33,13 +33,13 @@ class Database {
   /* The number of a table; -1 when the schema has none of that name. */
   int table_index(std::string_view name) const { return schema_->index(name); }
 
-  /* What a table number names; null when it names nothing. */
+  /* The table or view of that number; null when there is none. */
   RecordSource *source(int table);
   TableSource *table(std::string_view name);
 
   /* Takes a view: its number, which is not given to another. */
   int add_view(std::unique_ptr<RecordSource> view);
-  /* False when the number is no view's. */
+  /* False when the number is not that of a view. */
   bool free_view(int number);
 
   /* Texts and lists of texts that live as long as the database. */

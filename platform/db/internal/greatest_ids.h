@@ -1,4 +1,4 @@
-/* GreatestIds: the greatest id in use of each table and field, followed from snapshot to
+/* GreatestIds: follows the greatest id in use of each table and field from snapshot to
  * snapshot.  It never falls, so that an id is not given out a second time after its row
  * has been removed. */
 #ifndef KSUTIL_PLATFORM_DB_INTERNAL_GREATEST_IDS_H

@@ -1,5 +1,5 @@
-/* RecordSource: what Dbptr::table names within an open database: numbered records with
- * fields that have names, positions and values.
+/* RecordSource: the table or view that Dbptr::table names: numbered records with fields
+ * that have names, positions and values.
  *
  * Threads: as the database handle that it belongs to. */
 #ifndef KSUTIL_PLATFORM_DB_INTERNAL_RECORD_SOURCE_H

@@ -32,7 +32,7 @@ class Opened {
   Database *operator->() const { return database_.get(); }
   Database &operator*() const { return *database_; }
 
-  /* What the Dbptr's table names; null with a message. */
+  /* The table or view that the Dbptr names; null with a message. */
   RecordSource *source(const char *who, Dbptr db) const;
   /* The stored table; null with a message for anything else. */
   TableSource *table(const char *who, Dbptr db) const;

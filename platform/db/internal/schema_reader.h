@@ -1,4 +1,4 @@
-/* Reads the text of a schema file; see schemas/ for the form. */
+/* SchemaReader: reads the text of a schema file; docs/schema-files.md describes the form. */
 #ifndef KSUTIL_PLATFORM_DB_INTERNAL_SCHEMA_READER_H
 #define KSUTIL_PLATFORM_DB_INTERNAL_SCHEMA_READER_H
 

@@ -1,5 +1,5 @@
-/* TableSource: one stored table under one database handle: the rows that the handle has
- * seen last, its scratch record and its null record. */
+/* TableSource: reads and writes one stored table under one database handle.  It holds the
+ * rows that the handle saw last, its scratch record and its null record. */
 #ifndef KSUTIL_PLATFORM_DB_INTERNAL_TABLE_SOURCE_H
 #define KSUTIL_PLATFORM_DB_INTERNAL_TABLE_SOURCE_H
 

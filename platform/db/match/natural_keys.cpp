@@ -7,8 +7,8 @@
 namespace ksutil::db {
 namespace {
 
-/* What a table's row says about one item of another table's key; "" when it says
- * nothing. */
+/* The pattern over a table's row that corresponds to one item of another table's key; ""
+ * when there is none. */
 std::string counterpart(const Relation &row, const std::string &item) {
   const MatchPattern pattern = split_pattern(item);
   if (!pattern.range) return row.find(pattern.low) != nullptr ? pattern.low : "";
@@ -22,7 +22,7 @@ std::string counterpart(const Relation &row, const std::string &item) {
                                         : "yearday(time)";
 }
 
-/* Whether a row of `row` tells every item of a key; then `items` is how. */
+/* Whether a row of `row` has a counterpart for every item of a key; `items` gets them. */
 bool tells(const Relation &row, const Key &key, std::vector<std::string> &items) {
   items.clear();
   for (const std::string &item : key) {
@@ -33,7 +33,7 @@ bool tells(const Relation &row, const Key &key, std::vector<std::string> &items)
   return !items.empty();
 }
 
-/* The first key of `owner` that a row of `row` tells: the primary, then the others. */
+/* The first key of `owner`, primary first, for which a row of `row` has counterparts. */
 bool first_told(const Relation &row, const Relation &owner,
                 std::vector<std::string> &of_row, std::vector<std::string> &of_owner) {
   std::vector<Key> keys{owner.primary};

@@ -65,7 +65,7 @@ void FlatTable::set_layout(Relation layout, bool carriage_return) {
 
 const Relation &FlatTable::layout() {
   if (file_.handle == nullptr) {
-    const ElogScope quiet;  // whoever reads rows will hear of the trouble
+    const ElogScope quiet;  // reading the rows reports the error
     look();
   }
   return *file_.layout;

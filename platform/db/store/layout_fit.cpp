@@ -17,11 +17,11 @@ constexpr int kMaxStretch = 64;
 /* Shares of separators and numbers that must be in place.  The real files that deviate
  * most have nine tenths; a layout of another table has about half. */
 constexpr double kGoodShare = 0.75, kExactShare = 0.5;
-/* What an exact length is worth against a better share. */
+/* Added to the share of a layout whose length is exactly that of the records. */
 constexpr double kExactBonus = 0.05;
 
 /* The layout with its last field made as wide as a record of `width` characters leaves
- * it; nothing when that is no such record. */
+ * it; nothing when such a record cannot be of this layout. */
 std::optional<Relation> stretched(const Relation &relation, std::size_t width) {
   const Field &last = relation.fields.back();
   const int room = static_cast<int>(width) - last.offset;

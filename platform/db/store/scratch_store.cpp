@@ -61,7 +61,7 @@ class ScratchTable final : public TableStore, private TableStore::Exclusive {
     }
     return snapshot_;
   }
-  /* Nobody else can change the rows. */
+  /* No other program can change the rows. */
   std::shared_ptr<const Snapshot> snapshot_anew() override {
     snapshot_.reset();
     return snapshot();

@@ -43,7 +43,7 @@ long each_record(const char *who, RecordSource &source, long count, Visit visit)
   return left_out;
 }
 
-/* What one key says of one record; nulls come first. */
+/* The value of one key of one record; nulls come first. */
 struct KeyValue {
   bool null = false;
   std::int64_t integer = 0;

@@ -1,4 +1,4 @@
-/* A compiled expression: instructions over registers.
+/* code: represents a compiled expression as instructions over registers.
  *
  * The registers of a workspace hold first the temporaries and then the constants of the
  * program that it last evaluated.  Types are settled when the program is made, so each
@@ -29,7 +29,7 @@ inline constexpr std::size_t kMaxArguments = 4;         // of one instruction
 
 class Scratch;
 
-/* What a function works on: arguments of the declared types, none of them null unless
+/* The arguments and the result of a function call: arguments of the declared types, none of them null unless
  * the function takes nulls; a result that is already of its type and not null. */
 struct Call {
   Scratch &scratch;

@@ -1,4 +1,4 @@
-/* Conversion of values between the types. */
+/* convert: converts values between the types. */
 #ifndef KSUTIL_PLATFORM_EXPR_INTERNAL_CONVERT_H
 #define KSUTIL_PLATFORM_EXPR_INTERNAL_CONVERT_H
 

@@ -1,4 +1,4 @@
-/* The functions of the language. */
+/* functions: lists the functions of the language. */
 #ifndef KSUTIL_PLATFORM_EXPR_INTERNAL_FUNCTIONS_H
 #define KSUTIL_PLATFORM_EXPR_INTERNAL_FUNCTIONS_H
 
@@ -11,7 +11,7 @@
 
 namespace ksutil::expr {
 
-/* What is special about a function. */
+/* The traits in which a function differs from a plain one. */
 enum Trait : unsigned {
   kPlain = 0,
   kVaries = 1,      // not constant even with constant arguments

@@ -1,4 +1,5 @@
-/* Checks types and writes the instructions of an expression while it is parsed. */
+/* Generator: checks types and writes the instructions of an expression while it is
+ * parsed. */
 #ifndef KSUTIL_PLATFORM_EXPR_INTERNAL_GENERATOR_H
 #define KSUTIL_PLATFORM_EXPR_INTERNAL_GENERATOR_H
 

@@ -1,4 +1,4 @@
-/* The words of an expression. */
+/* Lexer: splits the text of an expression into words. */
 #ifndef KSUTIL_PLATFORM_EXPR_INTERNAL_LEXER_H
 #define KSUTIL_PLATFORM_EXPR_INTERNAL_LEXER_H
 

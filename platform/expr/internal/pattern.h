@@ -1,5 +1,5 @@
-/* Extended regular expressions, searched for in time linear in the text: a pattern's
- * states all advance together over the bytes, so nothing is tried twice. */
+/* Pattern: searches for an extended regular expression in time linear in the text.  All
+ * states of the pattern advance together over the bytes, so no byte is read twice. */
 #ifndef KSUTIL_PLATFORM_EXPR_INTERNAL_PATTERN_H
 #define KSUTIL_PLATFORM_EXPR_INTERNAL_PATTERN_H
 
@@ -17,7 +17,7 @@ inline constexpr std::size_t kMaxPatternLength = 1024;
 inline constexpr int kMaxPatternDepth = 100;
 inline constexpr std::size_t kMaxPatternStates = 2000;
 
-/* What a search works in; grows to the largest pattern and is then reused. */
+/* The memory of a search; grows to the largest pattern and is then reused. */
 struct PatternScratch {
   std::vector<std::uint16_t> now, next, pending;
   std::vector<std::uint32_t> seen;  // the last round that added a state

@@ -1,4 +1,4 @@
-/* What stands behind the classes of expr.h. */
+/* program: implements the classes of expr.h. */
 #ifndef KSUTIL_PLATFORM_EXPR_INTERNAL_PROGRAM_H
 #define KSUTIL_PLATFORM_EXPR_INTERNAL_PROGRAM_H
 

@@ -1,5 +1,6 @@
-/* GroupIndex: the rows of a table by everything but a single id: groups of rows whose
- * equality items are the same, and in each the ranges in order of their lower ends. */
+/* GroupIndex: finds the rows of a table for every match but that by a single id.  It keeps
+ * groups of rows with equal items, and in each group the ranges in order of their lower
+ * ends. */
 #ifndef KSUTIL_PLATFORM_DB_MATCH_INTERNAL_GROUP_INDEX_H
 #define KSUTIL_PLATFORM_DB_MATCH_INTERNAL_GROUP_INDEX_H
 

@@ -1,4 +1,4 @@
-/* What a match compares: the patterns of both sides, compiled. */
+/* MatchPlan: holds the compiled patterns of both sides of a match. */
 #ifndef KSUTIL_PLATFORM_DB_MATCH_INTERNAL_MATCH_PLAN_H
 #define KSUTIL_PLATFORM_DB_MATCH_INTERNAL_MATCH_PLAN_H
 
@@ -27,7 +27,7 @@ MatchPattern split_pattern(std::string_view text);
 bool pattern_texts(const char *who, Tbl *list, std::vector<std::string> &texts);
 bool same_texts(Tbl *list, const std::vector<std::string> &texts);
 
-/* What one record says under the patterns of its side. */
+/* The values of one record under the patterns of its side. */
 struct MatchKey {
   struct Range {
     double low, high;  // an end that is null is infinite
@@ -57,7 +57,7 @@ class MatchPlan {
   const std::string &id_field() const { return id_field_; }
   bool has_ranges() const { return ranges_ > 0; }
 
-  /* What a record of either side says; false, with a message, when it cannot be read. */
+  /* The key of a record of either side; false, with a message, when it cannot be read. */
   bool read_key(const expr::Record &record, MatchKey &key) const;
   bool read_table(const expr::Record &record, MatchKey &key) const;
 

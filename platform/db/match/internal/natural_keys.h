@@ -1,4 +1,5 @@
-/* natural_keys: chooses what two tables are matched by when nobody names it. */
+/* natural_keys: chooses the fields by which two tables are matched when the caller names
+ * none. */
 #ifndef KSUTIL_PLATFORM_DB_MATCH_INTERNAL_NATURAL_KEYS_H
 #define KSUTIL_PLATFORM_DB_MATCH_INTERNAL_NATURAL_KEYS_H
 

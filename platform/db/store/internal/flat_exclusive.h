@@ -1,4 +1,4 @@
-/* FlatExclusive: a table file that this program has locked and may write.
+/* FlatExclusive: writes a table file that it holds locked.
  *
  * Order of every change: the bytes with one write, synchronisation where it is wanted,
  * then the file time.  A failed step undoes those before it. */

@@ -1,4 +1,4 @@
-/* FlatSnapshot: the rows of a table file, read block by block. */
+/* FlatSnapshot: reads the rows of a table file block by block. */
 #ifndef KSUTIL_PLATFORM_DB_STORE_INTERNAL_FLAT_SNAPSHOT_H
 #define KSUTIL_PLATFORM_DB_STORE_INTERNAL_FLAT_SNAPSHOT_H
 

@@ -1,4 +1,4 @@
-/* FlatTable: a table in a file of fixed-width records. */
+/* FlatTable: reads and locks a table in a file of fixed-width records. */
 #ifndef KSUTIL_PLATFORM_DB_STORE_INTERNAL_FLAT_TABLE_H
 #define KSUTIL_PLATFORM_DB_STORE_INTERNAL_FLAT_TABLE_H
 
@@ -83,7 +83,7 @@ class FlatTable final : public TableStore {
   std::vector<std::shared_ptr<const Relation>> layouts_;  // all that layout() has given
   std::shared_ptr<const FlatSnapshot> snapshot_;
 
-  /* What has changed from snapshot_ to file_, when only this program has written. */
+  /* The rows changed from snapshot_ to file_, while only this program has written. */
   bool own_changes_ = false;
   long changed_from_ = 0, changed_to_ = 0;
   FlatExclusive *running_ = nullptr;  // of a call of exclusively in progress

@@ -1,4 +1,4 @@
-/* Finds the layout that the records of a table file really have. */
+/* layout_fit: finds the layout that the records of a table file really have. */
 #ifndef KSUTIL_PLATFORM_DB_STORE_INTERNAL_LAYOUT_FIT_H
 #define KSUTIL_PLATFORM_DB_STORE_INTERNAL_LAYOUT_FIT_H
 

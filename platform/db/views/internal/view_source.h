@@ -1,4 +1,4 @@
-/* ViewSource: a list of tuples of records of stored tables, under the handle of these. */
+/* ViewSource: holds the tuples of records that a view consists of. */
 #ifndef KSUTIL_PLATFORM_DB_VIEWS_INTERNAL_VIEW_SOURCE_H
 #define KSUTIL_PLATFORM_DB_VIEWS_INTERNAL_VIEW_SOURCE_H
 
