@@ -63,32 +63,39 @@ class Judge {
     ++records_;
     for (std::size_t i = 0; i < fields_.size(); ++i) {
       const auto offset = static_cast<std::size_t>(layout_.fields[i].offset);
-      bool good = offset == 0 || count(record[offset - 1] == ' ');
+      const bool good = offset == 0 || count(record[offset - 1] == ' ');
+      bool readable = true;
       if (const auto *real = std::get_if<RealColumn>(&fields_[i].number)) {
         double value;
-        good = count(real->read(record, value)) && good;
+        readable = count(real->read(record, value));
       } else if (const auto *integer = std::get_if<IntegerColumn>(&fields_[i].number)) {
         std::int64_t value;
-        good = count(integer->read(record, value)) && good;
+        readable = count(integer->read(record, value));
       }
-      if (!good) ++fields_[i].bad;
+      if (!readable) ++fields_[i].unreadable;
+      if (!good || !readable) ++fields_[i].bad;
     }
   }
 
   double share() const { return looked_ == 0 ? 0.0 : double(good_) / double(looked_); }
 
-  /* Whether some field is out of place in most records, as one that stands beside its
-   * columns is. */
+  /* Whether fields are shifted: in most records a number cannot be read, or two fields
+   * are out of place.  One field without its separator whose number can be read is a
+   * neighbour that was printed too wide, as some producers do. */
   bool has_shifted_field() const {
-    return std::any_of(fields_.begin(), fields_.end(), [this](const Counted &field) {
-      return 2 * field.bad > records_;
-    });
+    const auto in_most = [this](long count) { return 2 * count > records_; };
+    return std::any_of(
+               fields_.begin(), fields_.end(),
+               [&](const Counted &field) { return in_most(field.unreadable); }) ||
+           std::count_if(fields_.begin(), fields_.end(),
+                         [&](const Counted &field) { return in_most(field.bad); }) > 1;
   }
 
  private:
   struct Counted {
     std::variant<std::monostate, RealColumn, IntegerColumn> number;
     long bad = 0;  // records in which its separator or its number is out of place
+    long unreadable = 0;  // records in which its number cannot be read
   };
 
   bool count(bool good) {
