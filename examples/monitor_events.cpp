@@ -84,8 +84,8 @@ int main(int argc, char **argv) {
     std::fputs("usage: monitor_events DATABASE PERIOD REPORTS\n", stderr);
     return 2;
   }
-  /* In this order, so that the view, which waits for its thread, is destroyed before what
-   * its callback uses. */
+  /* Declared in this order, so that the view, whose destructor waits for the callback, is
+   * destroyed before the data that the callback uses. */
   Monitor monitor;
   KSEventView view(nullptr);
   monitor.view = &view;

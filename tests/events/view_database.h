@@ -1,4 +1,4 @@
-/* A view of the small database, and lists of its records as C++ code likes them. */
+/* view_database: a view of the small database, and its lists as vectors. */
 #ifndef KSUTIL_TESTS_EVENTS_VIEW_DATABASE_H
 #define KSUTIL_TESTS_EVENTS_VIEW_DATABASE_H
 
@@ -32,7 +32,7 @@ std::vector<Record *> records(Tbl *list) {
   return found;
 }
 
-/* Of the view: events, origins, magnitudes, moments, associations, detections, stamags. */
+/* KSEventView::numbers as a vector, in the order of its parameters. */
 inline std::vector<long> numbers_of(KSEventView &view) {
   std::vector<long> n(7);
   view.numbers(&n[0], &n[1], &n[2], &n[3], &n[4], &n[5], &n[6]);

@@ -1,5 +1,5 @@
-/* A monitor that misses a change leaves a screen behind the data; one that cannot be
- * stopped, or that two starts make two of, hangs or crashes the program that owns it. */
+/* A monitor that misses a change leaves old data on a screen.  A monitor that cannot be
+ * stopped, or two monitors after two starts, hang or crash the program. */
 #include <gtest/gtest.h>
 #include <pthread.h>
 #include <stdlib.h>
@@ -43,7 +43,7 @@ class ViewChanges : public ViewTest {
   rbtree *changes = nullptr;
 };
 
-/* What a monitor has reported, from its thread: outlives the view. */
+/* Collects the reports of a monitor on its thread; outlives the view. */
 struct Reports {
   std::mutex lock;  // guards `seen`
   Texts seen;
@@ -62,7 +62,7 @@ int note(int code, void *arg, void *changes) {
   return 0;
 }
 
-/* Gives up long before the test does. */
+/* Gives up long before the time-out of the test. */
 template <class Condition>
 bool eventually(Condition condition) {
   for (int i = 0; i < 20000; i++) {
@@ -77,7 +77,7 @@ bool calls_again(Reports &reports) {
   return eventually([&] { return reports.calls > before; });
 }
 
-/* Whether calls have ended, after the one that may be in progress. */
+/* Whether no call comes any more, after one that may be in progress. */
 bool has_stopped(Reports &reports) {
   int last = -1;
   return eventually([&] {
@@ -195,7 +195,7 @@ TEST_F(ViewChanges, ResetReadsReplacedFiles) {
   EXPECT_EQ(check().size(), 11U);
   KSEVEvent *event = view.findEvid(1);
   ASSERT_NE(event, nullptr);
-  /* Nothing to open: the view goes on with what it has. */
+  /* With no files to open, the view keeps its open database. */
   std::filesystem::rename(db.name(), db.name() + "_away");
   for (const char *table : {"event", "origin", "netmag"}) {
     std::filesystem::rename(db.file(table), db.file(table) + "_away");
@@ -211,7 +211,7 @@ TEST_F(ViewChanges, MonitorReportsChangesAndCanBeStoppedAndStarted) {
   EXPECT_EQ(watched.monitorChangesThread(kPeriod, note, &reports), 0);
   EXPECT_TRUE(calls_again(reports));
   db.add_located_event(1, 100.0);
-  /* The owner reads meanwhile. */
+  /* The owner reads while the monitor checks. */
   EXPECT_TRUE(eventually([&] {
     Tbl *events = nullptr;
     EXPECT_EQ(watched.refreshEvents(&events), 0);
@@ -232,7 +232,7 @@ TEST_F(ViewChanges, MonitorReportsChangesAndCanBeStoppedAndStarted) {
   EXPECT_TRUE(has_stopped(reports));
   EXPECT_EQ(watched.monitorChangesThread(kPeriod, note, &reports), 0);
   EXPECT_TRUE(calls_again(reports));
-  /* Faster than the thread can notice. */
+  /* Stops and starts that follow each other faster than the thread can notice. */
   for (int i = 0; i < 50; i++) {
     watched.monitorChangesThread(0.0, nullptr, nullptr);
     watched.monitorChangesThread(kPeriod, note, &reports);
@@ -286,7 +286,7 @@ TEST_F(ViewChanges, ACallbackThatStartsTheMonitorAgainDoesNotKeepTheView) {
   const auto start_again = [](int, void *arg, void *) -> int {
     auto &self = *static_cast<Owner *>(arg);
     self.called = true;
-    /* Until the view is being destroyed, which waits for this call. */
+    /* Repeats until the destructor runs, which waits for this call. */
     self.refused = eventually([&] {
       return self.view->monitorChangesThread(kPeriod, nullptr, nullptr) != 0;
     });

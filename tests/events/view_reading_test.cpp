@@ -49,7 +49,7 @@ class ViewReading : public ViewTest {
     db.add_detection("CCC", kTime + 5.0, "D");
   }
 
-  /* What a reading complains about goes to the terminal. */
+  /* Reads all events and keeps the complaints, which go to standard error. */
   Tbl *events_read_quietly() {
     testing::internal::CaptureStderr();
     Tbl *events = nullptr;
@@ -61,8 +61,9 @@ class ViewReading : public ViewTest {
   std::string complaints;
 };
 
-/* The records of view and server have the same fields: one text for either.  Residuals
- * and distances to a hundredth, as the view computes them from decimals. */
+/* The records of view and server have the same fields, so that one function describes
+ * both.  Residuals and distances are rounded to a hundredth, because the view computes
+ * them from rounded decimals. */
 template <class... Values>
 std::string line(const Values &...values) {
   std::ostringstream text;
@@ -129,7 +130,7 @@ const auto text_of_event = [](const auto &e) {
 }  // namespace
 
 TEST_F(ViewReading, AgreesWithTheServerEventByEvent) {
-  /* A row that nobody can read. */
+  /* A row that cannot be read. */
   db.overwrite("event", 0, "xxxxxxxx");
   db.add_event(1, 11);
   EVServer server(db.name(), 0, 0, -1);
@@ -300,7 +301,7 @@ TEST_F(ViewReading, FailsForEveryOtherMissingRecordToo) {
   view.freeOrigin(origin);
 }
 
-/* Whoever compares load dates must not see an undated origin change when it has not. */
+/* A program that compares load dates must not take an undated origin for a changed one. */
 TEST_F(ViewReading, AnOriginWithoutALoadDateHasNoneInItsView) {
   constexpr double kNone = -9999999999.999;
   db.add_origin(31, 3, kTime, kNone);
@@ -341,7 +342,7 @@ TEST_F(ViewReading, SortsByTimeThenEvid) {
   view.freeEvents(events);
 }
 
-/* Whichever allocation is refused, a reading gives all or fails with a message, and leaks
+/* Whichever allocation fails, a reading is complete or fails with a message, and leaks
  * nothing. */
 TEST_F(ViewReading, FailsWholeWhenMemoryIsShort) {
   std::string all_messages;

@@ -39,7 +39,8 @@ class ViewStations : public ViewTest {
     return lat;
   }
 
-  /* What is kept of the detections at AAA with these P residuals. */
+  /* The P residuals of the detections that are kept, after more with these residuals have
+   * been added at AAA. */
   std::vector<double> kept(const std::vector<double> &residuals, int best) {
     KSEVOriginStation *station = nullptr;
     EXPECT_EQ(view.lookupStation(origin, "AAA", origin->time, &station), 0);
@@ -153,7 +154,7 @@ TEST_F(ViewStations, TheBestIsByTheSWaveWhereNoPIsPredicted) {
 }
 
 TEST_F(ViewStations, ADetectionWithoutPredictionIsNoGoodDetection) {
-  /* An unknown station: -999.0 is no residual, and nothing is better than another. */
+  /* At an unknown station -999.0 is not a residual, and no detection is the better one. */
   db.add_detection("CCC", kTime + 20.0, "D");
   db.add_detection("CCC", kTime + 10.0, "D");
   EXPECT_EQ(kept({2000.0 - 1000.0}, 1), (std::vector<double>{-999.0, 1000.0}));
@@ -164,7 +165,7 @@ TEST_F(ViewStations, LeavesOutStatesOfTheDetectorAndOtherTimes) {
   for (const char *state : {"-", "ON", "on", "OFF", "off", "D", "Off", "onset"}) {
     db.add_detection("CCC", kTime + 1.0, state);
   }
-  /* Other programs leave the field blank; that is none of the five. */
+  /* Other programs leave the field blank, which is not one of the five states. */
   Dbptr row = db.table("detection");
   row.record = db.add_detection("CCC", kTime + 1.0, "blank");
   char text[1024];
