@@ -110,7 +110,7 @@ TEST(KsdbPlot, RefusesWhatItCannotDraw) {
   EXPECT_EQ(run_program(kPlot + database + " --map --hue-centre 350").code, 2);
   const ProgramRun wrong = run_program(kPlot + database + " --map --hue nosuch");
   EXPECT_EQ(wrong.code, 1);
-  EXPECT_THAT(wrong.errors, HasSubstr("--hue: 'nosuch'"));
+  EXPECT_THAT(wrong.errors, HasSubstr("--hue: Can't compile 'nosuch'"));
   EXPECT_EQ(run_program(kPlot + database + " --map --where 'lat > 80'").code, 1);
 }
 

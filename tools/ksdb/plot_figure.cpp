@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "objects/db2vector.h"
+#include "platform/elog/elog.h"
 #include "platform/geo/geo.h"
 #include "platform/stock/memory.h"
 #include "tools/common/cli.h"
@@ -35,9 +36,19 @@ long count_of(Dbptr view) {
   return dbquery(view, dbq_record_count, &count) < 0 ? -1 : count;
 }
 
-bool compiles(Dbptr view, const std::string &text, int type) {
+/* False with a message that names the option. */
+bool compiles(Dbptr view, const char *option, const std::string &text, int type) {
   Expression *expression = nullptr;
-  if (dbex_compile(view, text.c_str(), &expression, type) < 0) return false;
+  const int mark = elog_mark();
+  if (dbex_compile(view, text.c_str(), &expression, type) < 0) {
+    const MallocPtr<char> why(elog_string(0));
+    elog_flush(0, mark);
+    std::string reason = why == nullptr ? "not an expression.\n" : why.get();
+    const std::size_t begin = reason.find("Can't compile");
+    if (begin != std::string::npos) reason.erase(0, begin);
+    elog_log(0, "%s: %s", option, reason.c_str());
+    return false;
+  }
   dbex_free(expression);
   return true;
 }
@@ -45,15 +56,18 @@ bool compiles(Dbptr view, const std::string &text, int type) {
 /* The records on which every expression has a value; invalid with a message. */
 Dbptr with_values(Dbptr view, const PlotOptions &options) {
   struct Given {
+    const char *option;
     const std::string &text;
     int type;
   };
-  for (const Given &given :
-       {Given{options.x, dbexREAL}, Given{options.y, dbexREAL},
-        Given{options.hue, dbexREAL}, Given{options.saturation, dbexREAL},
-        Given{options.size, dbexREAL}, Given{options.symbol, dbexTEXT}}) {
+  for (const Given &given : {Given{"--x", options.x, dbexREAL},
+                             {"--y", options.y, dbexREAL},
+                             {"--hue", options.hue, dbexREAL},
+                             {"--saturation", options.saturation, dbexREAL},
+                             {"--size", options.size, dbexREAL},
+                             {"--symbol", options.symbol, dbexTEXT}}) {
     if (given.text.empty()) continue;
-    if (!compiles(view, given.text, given.type)) return dbinvalid();
+    if (!compiles(view, given.option, given.text, given.type)) return dbinvalid();
     view = dbsubset(view, ("!isnull(" + given.text + ")").c_str());
     if (view.table < 0) return view;
   }

@@ -45,28 +45,10 @@ class SilentStderr {
   const FileHandle kept_;
 };
 
-/* The maximum that a history file has; 0 for a file that does not exist or was never
- * written, -1 with a message. */
-long maximum_of(const std::string &file) {
-  struct stat status = {};
-  if (stat(file.c_str(), &status) != 0 || status.st_size == 0) return 0;
-  constexpr int kAll = std::numeric_limits<int>::max();
-  Tbl *const list =
-      filetbl(file.c_str(), KSHISTORY_TABLE_TAG, kAll, sizeof(KSHistoryEntry));
-  const long maximum = filetbl_maximum(list);
-  freetbl(list, nullptr);
-  return maximum;
-}
-
-HistoryPtr open_history(const std::string &file, long max, char *tag) {
-  return {kshistory_create(static_cast<int>(max), nullptr, file.c_str(), tag),
-          kshistory_free_history};
-}
-
-/* Opens the history, and waits up to `seconds` for another program that has it in use.  Null
- * with messages. */
-HistoryPtr wait_for_history(const std::string &file, long max, double seconds,
-                            char *tag) {
+/* Calls `attempt` until it gives something, fails for another reason than that another
+ * program has the file in use, or `seconds` have passed.  The last attempt may complain. */
+template <class Attempt>
+auto wait_for_file(double seconds, Attempt attempt) {
   using Clock = std::chrono::steady_clock;
   constexpr std::chrono::milliseconds kPause(20);
   const auto deadline = Clock::now() + std::chrono::duration<double>(seconds);
@@ -74,13 +56,37 @@ HistoryPtr wait_for_history(const std::string &file, long max, double seconds,
     const int mark = elog_mark();
     {
       const SilentStderr silence;
-      HistoryPtr history = open_history(file, max, tag);
-      if (history != nullptr || errno != EAGAIN) return history;
+      errno = 0;
+      auto result = attempt();
+      if (result != nullptr || errno != EAGAIN) return result;
     }
     elog_flush(0, mark);
     std::this_thread::sleep_for(kPause);
   }
-  return open_history(file, max, tag);
+  return attempt();
+}
+
+/* The maximum that a history file has; 0 for a file that does not exist or was never
+ * written, -1 with a message. */
+long maximum_of(const AddOptions &options) {
+  struct stat status = {};
+  if (stat(options.file.c_str(), &status) != 0 || status.st_size == 0) return 0;
+  constexpr int kAll = std::numeric_limits<int>::max();
+  Tbl *const list = wait_for_file(options.wait, [&] {
+    return filetbl(options.file.c_str(), KSHISTORY_TABLE_TAG, kAll,
+                   sizeof(KSHistoryEntry));
+  });
+  const long maximum = filetbl_maximum(list);
+  freetbl(list, nullptr);
+  return maximum;
+}
+
+HistoryPtr open_history(const AddOptions &options, long max, char *tag) {
+  return wait_for_file(options.wait, [&] {
+    return HistoryPtr(
+        kshistory_create(static_cast<int>(max), nullptr, options.file.c_str(), tag),
+        kshistory_free_history);
+  });
 }
 
 /* Whether no entry is later than `time`: evaluation takes the order of the entries for that
@@ -98,7 +104,7 @@ bool is_latest(const AddOptions &options, const KSHistory &history, double time)
 }
 
 int add(const AddOptions &options) {
-  const long max = options.max > 0 ? options.max : maximum_of(options.file);
+  const long max = options.max > 0 ? options.max : maximum_of(options);
   if (max < 0) return kFailure;
   if (max == 0) {
     elog_log(0, "%s is a new history: --max tells how many entries it keeps.\n",
@@ -106,7 +112,7 @@ int add(const AddOptions &options) {
     return kFailure;
   }
   char tag[KS_TAG_SIZE];
-  const HistoryPtr history = wait_for_history(options.file, max, options.wait, tag);
+  const HistoryPtr history = open_history(options, max, tag);
   /* Read here, so that "now" is not the moment before a wait. */
   double time = 0.0;
   if (history == nullptr || !parse_time(options.time, time) ||

@@ -158,7 +158,7 @@ bool FlatExclusive::repair_end() {
     if (truncate_file(handle_.get(), size - rest) != 0) {
       return fail(1, "Cannot remove the torn end");
     }
-    if (!check_for_hole(size - rest, before, size - rest)) return false;
+    if (!check_for_hole(size - rest, before, size - rest, {})) return false;
   } else if (!set_append(true)) {
     return false;
   } else if (write_at(handle_.get(), missing.data(), missing.size(), size) !=
@@ -283,7 +283,7 @@ bool FlatExclusive::write_over(std::string_view row, off_t at) {
     return fail(1, "Cannot read the record to be overwritten");
   }
   return write(row, at, false, old) &&
-         check_for_hole(at, before, at + static_cast<off_t>(row.size()));
+         check_for_hole(at, before, at + static_cast<off_t>(row.size()), old);
 }
 
 bool FlatExclusive::byte_before(off_t at, char &byte) {
@@ -294,11 +294,16 @@ bool FlatExclusive::byte_before(off_t at, char &byte) {
 
 /* A file that another program has cut shorter gets zeros up to what is written beyond its
  * new end: takes them away, with what was written, and fails.  `before` is the byte that
- * stood before `at`; what was written ends at `end`. */
-bool FlatExclusive::check_for_hole(off_t at, char before, off_t end) {
+ * stood before `at`; what was written over `old_bytes` ends at `end`.  When the file cannot
+ * be read again, puts the old bytes back and fails. */
+bool FlatExclusive::check_for_hole(off_t at, char before, off_t end,
+                                   std::string_view old_bytes) {
   char now;
   struct stat status;
-  if (!byte_before(at, now)) return false;
+  if (!byte_before(at, now)) {
+    if (!old_bytes.empty()) undo(at, old_bytes, old_bytes.size());
+    return false;
+  }
   if (before == '\0' || now != '\0') return true;
   if (::fstat(handle_.get(), &status) == 0 && status.st_size == end) {
     off_t cut = at;

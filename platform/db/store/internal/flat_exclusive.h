@@ -58,7 +58,7 @@ class FlatExclusive final : public TableStore::Exclusive {
   bool set_append(bool append);
   bool find_rows(std::string_view rows, off_t &at);
   bool byte_before(off_t at, char &byte);
-  bool check_for_hole(off_t at, char before, off_t end);
+  bool check_for_hole(off_t at, char before, off_t end, std::string_view old_bytes);
   void undo(off_t at, std::string_view old_bytes, std::size_t written);
   bool sync();
   bool move_time_forward();
