@@ -38,7 +38,7 @@ bool is_usable(const db::Relation &layout, const std::vector<const db::Field *> 
          });
 }
 
-long unreadable_records(const OpenDatabase &database, const NeededFields &needed) {
+long count_unreadable(const OpenDatabase &database, const NeededFields &needed) {
   const ElogScope quiet;
   const auto rows = db::table_snapshot(database.table(needed.table));
   if (rows == nullptr) return 0;  // the schema has no such table
@@ -62,7 +62,7 @@ long unreadable_records(const std::string &database) {
   long count = 0;
   if (!opened) return count;
   for (const NeededFields &needed : needed_fields()) {
-    count += unreadable_records(opened, needed);
+    count += count_unreadable(opened, needed);
   }
   return count;
 }
