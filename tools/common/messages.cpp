@@ -28,6 +28,16 @@ std::size_t prefix_length(std::string_view line) {
   return function ? end + 2 : 0;
 }
 
+/* "cannot open PATH: why" for "open(PATH) error: why" and "fopen(PATH) error: why". */
+std::string without_call(const std::string &message) {
+  constexpr std::string_view kError = ") error";
+  const std::size_t open = message.find("open("), end = message.rfind(kError);
+  if (open > 1 || end == std::string::npos) return message;
+  const std::size_t path = open + 5;
+  return "cannot open " + message.substr(path, end - path) +
+         message.substr(end + kError.size());
+}
+
 /* What a caller adds to the message of the function that failed. */
 bool is_of_a_caller(std::string_view text) {
   return text.starts_with("cannot ") || text.ends_with(" error.");
@@ -64,8 +74,9 @@ std::vector<std::string> register_causes(std::string_view text) {
     }
   }
   std::vector<std::string> causes;
-  for (const std::string &message : messages) {
-    if ((causes.empty() || !is_of_a_caller(message)) &&
+  for (const std::string &registered : messages) {
+    const std::string message = without_call(registered);
+    if ((causes.empty() || !is_of_a_caller(registered)) &&
         std::find(causes.begin(), causes.end(), message) == causes.end()) {
       causes.push_back(message);
     }
