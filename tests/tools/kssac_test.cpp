@@ -37,7 +37,7 @@ TEST(Kssac, ShowsHeadersAsTextAndJson) {
   const std::string file = folder.write("a.sac", station_file().str());
   const ProgramRun text = kssac("header " + file);
   EXPECT_EQ(text.code, 0) << text.errors;
-  EXPECT_THAT(text.output, HasSubstr(": 4 samples, begins 2009-09-04T01:02:03.004"));
+  EXPECT_THAT(text.output, HasSubstr(": 4 samples, begins 2009-09-04T01:02:03.004Z"));
   EXPECT_THAT(text.output, HasSubstr("KSTNM      ANMO"));
   EXPECT_THAT(text.output, testing::Not(HasSubstr("STLA")));
   const auto json = nlohmann::json::parse(kssac("header --all --json " + file).output);
@@ -56,9 +56,11 @@ TEST(Kssac, DumpsSamplesWithTheirTimes) {
   const ScratchFolder folder;
   const std::string file = folder.write("a.sac", station_file(2).str());
   EXPECT_EQ(kssac("dump " + file).output,
-            "2009-09-04T01:02:03.004000 1\n2009-09-04T01:02:03.504000 2\n");
+            "time value\n2009-09-04T01:02:03.004Z 1\n2009-09-04T01:02:03.504Z 2\n");
   EXPECT_EQ(kssac("dump --epoch --csv " + file).output,
             "time,value\n1252026123.004000,1\n1252026123.504000,2\n");
+  EXPECT_EQ(kssac("dump --raw --csv --limit 1 " + file).output,
+            "time,value\n1252026123.004000,1\n");
   const auto json =
       nlohmann::json::parse(kssac("dump --relative --json " + file).output);
   EXPECT_EQ(json[1]["time"], 0.5);
@@ -68,7 +70,7 @@ TEST(Kssac, DumpsSamplesWithTheirTimes) {
   uneven.series(4).integer(sac::test::kNpts, 2).integer(sac::test::kLeven, 0);
   uneven.integer(sac::test::kNzmsec, -12345);  // and no whole reference time
   EXPECT_EQ(kssac("dump " + folder.write("u.sac", uneven.str())).output,
-            "3.000000 1\n4.000000 2\n");
+            "time/s value\n3.000000 1\n4.000000 2\n");
 }
 
 TEST(Kssac, SetsNothingButWhatIsSaid) {

@@ -1,4 +1,4 @@
-/* The subcommands of kssac: each adds itself to the program and sets the action. */
+/* commands: lists the subcommands of kssac. */
 #ifndef KSUTIL_TOOLS_KSSAC_COMMANDS_H
 #define KSUTIL_TOOLS_KSSAC_COMMANDS_H
 
@@ -6,13 +6,13 @@
 
 namespace ksutil::tools {
 
-void add_header(CLI::App &app, Action &action);
-void add_dump(CLI::App &app, Action &action);
-void add_set(CLI::App &app, Action &action);
-void add_from_db(CLI::App &app, Action &action);
-void add_to_db(CLI::App &app, Action &action);
-void add_swap(CLI::App &app, Action &action);
-void add_sac_plot(CLI::App &app, Action &action);
+Command from_db_command();
+Command header_command();
+Command dump_command();
+Command set_command();
+Command swap_command();
+Command plot_command();
+Command to_db_command();
 
 }  // namespace ksutil::tools
 #endif

@@ -1,17 +1,20 @@
+/* dump: kssac dump. */
 #include <fcntl.h>
 
+#include <algorithm>
 #include <charconv>
+#include <climits>
 #include <cmath>
 #include <cstdio>
 #include <cstring>
-#include <memory>
 #include <string>
 #include <vector>
 
-#include "platform/clock/clock.h"
 #include "platform/elog/elog.h"
 #include "platform/stock/files.h"
 #include "platform/stock/text.h"
+#include "tools/common/cells.h"
+#include "tools/common/options.h"
 #include "tools/common/rows.h"
 #include "tools/kssac/commands.h"
 #include "tools/kssac/sac_file.h"
@@ -21,7 +24,8 @@ namespace {
 
 struct DumpOptions {
   std::string file;
-  bool epoch = false, relative = false;
+  bool raw = false, relative = false;
+  long limit = LONG_MAX;
   Form form = Form::kText;
 };
 
@@ -30,6 +34,13 @@ std::string number_text(float value) {
   char text[32];
   const auto end = std::to_chars(text, text + sizeof text, value);
   return {text, end.ptr};
+}
+
+/* The text of a sample: null for what is not finite, unless values are shown as stored. */
+std::string value_text(float value, const DumpOptions &options) {
+  if (std::isfinite(value)) return number_text(value);
+  if (options.form == Form::kJson) return "null";
+  return options.raw ? number_text(value) : "";
 }
 
 /* When the samples are, in seconds after the reference time. */
@@ -82,51 +93,57 @@ int dump(const DumpOptions &options) {
   if (kssac == nullptr || !times.open(kssac.get(), options.file)) return kFailure;
   double reference = 0.0;
   const bool absolute = !options.relative && reference_time(kssac.get(), reference);
-  if (options.epoch && !absolute) {
+  if (options.raw && !absolute) {
     complain(options.file + " has no reference time");
     return kFailure;
   }
-  const bool date = absolute && !options.epoch;
-  const bool json = options.form == Form::kJson;
-  if (options.form == Form::kCsv) std::puts("time,value");
+  const bool date = absolute && !options.raw;
+  const bool json = options.form == Form::kJson, csv = options.form == Form::kCsv;
+  if (csv) std::puts("time,value");
+  if (!json && !csv) std::puts(date ? "time value" : "time/s value");
   if (json) std::puts("[");
   const float *const data = kssac->image->data;
-  const auto count = static_cast<std::size_t>(kssac->image->npts_data);
+  const auto count = static_cast<std::size_t>(
+      std::min(static_cast<long>(kssac->image->npts_data), options.limit));
   for (std::size_t i = 0; i < count; ++i) {
     const double time = times.at(i);
     const std::string when =
-        date ? time_text(reference + time, 6)
+        date ? time_cell(reference + time)
              : format_text("%.6f", absolute ? reference + time : time);
-    const std::string value = number_text(data[i]);
+    const std::string value = value_text(data[i], options);
     if (json) {
       std::printf(date ? " {\"time\": \"%s\", \"value\": %s}%s\n"
                        : " {\"time\": %s, \"value\": %s}%s\n",
-                  when.c_str(), std::isfinite(data[i]) ? value.c_str() : "null",
-                  i + 1 < count ? "," : "");
+                  when.c_str(), value.c_str(), i + 1 < count ? "," : "");
     } else {
-      std::printf("%s%c%s\n", when.c_str(), options.form == Form::kCsv ? ',' : ' ',
-                  value.c_str());
+      std::printf("%s%c%s\n", when.c_str(), csv ? ',' : ' ', value.c_str());
     }
   }
   if (json) std::puts("]");
   return kOk;
 }
 
+void describe_dump(CLI::App &command, DumpOptions &options) {
+  command.add_option("file", options.file, "SAC file")->required();
+  CLI::Option *raw =
+      command.add_flag("--raw,--epoch", options.raw,
+                       "Times as epoch seconds, values that are not finite too");
+  command
+      .add_flag("--relative", options.relative,
+                "Times as seconds after the reference time, as in files without one")
+      ->excludes(raw);
+  add_limit(command, options.limit, "samples");
+  add_form_options(command, options.form);
+}
+
 }  // namespace
 
-void add_dump(CLI::App &app, Action &action) {
-  auto options = std::make_shared<DumpOptions>();
-  CLI::App *command = app.add_subcommand("dump", "Prints the samples with their times");
-  command->add_option("file", options->file, "SAC file")->required();
-  CLI::Option *epoch =
-      command->add_flag("--epoch", options->epoch, "Times as epoch seconds");
-  command
-      ->add_flag("--relative", options->relative,
-                 "Times as seconds after the reference time, as in files without one")
-      ->excludes(epoch);
-  add_form_options(*command, options->form);
-  command->callback(
-      [options, &action] { action = [options] { return dump(*options); }; });
+Command dump_command() {
+  return make_command<DumpOptions>(
+      "dump", "Prints the samples with their times",
+      {"kssac dump --limit 10 MLR.BHZ.2010140.000000.019.sac",
+       "kssac dump --csv --relative MLR.BHZ.2010140.000000.019.sac"},
+      describe_dump, dump);
 }
 
 }  // namespace ksutil::tools

@@ -1,10 +1,10 @@
+/* from_db: kssac from-db. */
 #include <unistd.h>
 
 #include <cmath>
 #include <cstdio>
 #include <filesystem>
 #include <limits>
-#include <memory>
 #include <string>
 #include <vector>
 
@@ -13,6 +13,7 @@
 #include "platform/stock/text.h"
 #include "platform/trace/waveform.h"
 #include "tools/common/open_database.h"
+#include "tools/common/options.h"
 #include "tools/common/progress.h"
 #include "tools/kssac/channel_codes.h"
 #include "tools/kssac/commands.h"
@@ -34,12 +35,15 @@ struct Window {
   double end = std::numeric_limits<double>::infinity();
 };
 
-/* A date, or epoch seconds; an empty text leaves the time.  False with a complaint. */
+/* Reads a date or epoch seconds; an empty text leaves the time as it is. */
 bool parse_time(const std::string &text, double &time) {
-  if (text.empty() || parse_real(text, time) || parse_date_text(text, time))
-    return true;
-  complain("'" + text + "' is no time");
-  return false;
+  return text.empty() || parse_real(text, time) || parse_date_text(text, time);
+}
+
+/* Says what is wrong with the text of a time, for the parser; empty for nothing. */
+std::string time_fault(const std::string &text) {
+  double time = 0.0;
+  return parse_time(text, time) ? "" : "'" + text + "' is not a time";
 }
 
 /* A text that can be part of a file's name. */
@@ -176,29 +180,35 @@ int from_db(const FromDbOptions &options) {
   return result;
 }
 
+void describe_from_db(CLI::App &command, FromDbOptions &options) {
+  add_database(command, options.database);
+  command.add_option("--where", options.where,
+                     "Expression over wfdisc that chooses the rows");
+  command
+      .add_option("--start", options.start,
+                  "Nothing before this time: a date or epoch seconds")
+      ->check(time_fault);
+  command.add_option("--end", options.end, "Nothing after this time")
+      ->check(time_fault);
+  command.add_option("--orid", options.orid, "Origin whose place and time to fill in")
+      ->check(whole_number(0));
+  command.add_option("--dir", options.directory, "Folder for the files")
+      ->check(CLI::ExistingDirectory);
+  command.add_flag(
+      "--calib", options.calibrate,
+      "Samples in physical units: multiplied with calib where it is known");
+  command.add_flag("--force", options.force, "Replace files that are there already");
+  command.add_flag("-q,--quiet", options.quiet, "Do not print the names of the files");
+}
+
 }  // namespace
 
-void add_from_db(CLI::App &app, Action &action) {
-  auto options = std::make_shared<FromDbOptions>();
-  CLI::App *command =
-      app.add_subcommand("from-db", "Writes the waveforms of a database to SAC files");
-  command->add_option("database", options->database, "path/name")->required();
-  command->add_option("--where", options->where,
-                      "Expression over wfdisc that chooses the rows");
-  command->add_option("--start", options->start, "Nothing before this time");
-  command->add_option("--end", options->end, "Nothing after this time");
-  command->add_option("--orid", options->orid,
-                      "Origin whose place and time to fill in");
-  command->add_option("--dir", options->directory, "Folder for the files")
-      ->check(CLI::ExistingDirectory);
-  command->add_flag(
-      "--calib", options->calibrate,
-      "Samples in physical units: multiplied with calib where it is known");
-  command->add_flag("--force", options->force, "Replace files that are there already");
-  command->add_flag("-q,--quiet", options->quiet,
-                    "Do not print the names of the files");
-  command->callback(
-      [options, &action] { action = [options] { return from_db(*options); }; });
+Command from_db_command() {
+  return make_command<FromDbOptions>(
+      "from-db", "Writes the waveforms of a database to SAC files",
+      {"kssac from-db --where \"sta == 'MLR'\" data/mlr/mlr",
+       "kssac from-db --start 2010-05-20T00:01 --end 2010-05-20T00:02 data/mlr/mlr"},
+      describe_from_db, from_db);
 }
 
 }  // namespace ksutil::tools

@@ -1,3 +1,4 @@
+/* header: kssac header. */
 #include <charconv>
 #include <cmath>
 #include <cstdio>
@@ -6,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "platform/clock/clock.h"
+#include "tools/common/cells.h"
 #include "tools/common/rows.h"
 #include "tools/kssac/commands.h"
 #include "tools/kssac/header_names.h"
@@ -80,7 +81,7 @@ std::string begin_text(KSSac *kssac) {
   if (!known(kssac, "B", begin) || !reference_time(kssac, reference)) {
     return "no reference time";
   }
-  return "begins " + time_text(reference + begin, 6);
+  return "begins " + time_cell(reference + begin);
 }
 
 void print_text(const std::string &path, KSSac *kssac,
@@ -132,27 +133,28 @@ int header(const HeaderOptions &options) {
     }
   }
   if (options.form == Form::kJson) {
-    const auto replace = nlohmann::ordered_json::error_handler_t::replace;
-    std::puts(list.dump(1, ' ', false, replace).c_str());
+    print_json(list);
   } else if (options.form == Form::kCsv) {
     rows.print();
   }
   return result;
 }
 
+void describe_header(CLI::App &command, HeaderOptions &options) {
+  command.add_option("files", options.files, "SAC files")->required();
+  command.add_flag("--all", options.all, "Null variables too");
+  command.add_flag("--raw", options.raw,
+                   "Enumerated and logical values as the numbers in the file");
+  add_form_options(command, options.form);
+}
+
 }  // namespace
 
-void add_header(CLI::App &app, Action &action) {
-  auto options = std::make_shared<HeaderOptions>();
-  CLI::App *command =
-      app.add_subcommand("header", "Prints the header variables that are set");
-  command->add_option("files", options->files, "SAC files")->required();
-  command->add_flag("--all", options->all, "Null variables too");
-  command->add_flag("--raw", options->raw,
-                    "Enumerated and logical values as the numbers in the file");
-  add_form_options(*command, options->form);
-  command->callback(
-      [options, &action] { action = [options] { return header(*options); }; });
+Command header_command() {
+  return make_command<HeaderOptions>(
+      "header", "Prints the header variables that are set",
+      {"kssac header MLR.*.sac", "kssac header --all --json MLR.*.sac"},
+      describe_header, header);
 }
 
 }  // namespace ksutil::tools

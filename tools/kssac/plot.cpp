@@ -1,5 +1,5 @@
+/* plot: kssac plot. */
 #include <cmath>
-#include <memory>
 #include <string>
 #include <utility>
 #include <vector>
@@ -105,18 +105,19 @@ int draw(const PlotOptions &options) {
   return plot::write_picture(std::move(figure), options.picture) == 0 ? kOk : kFailure;
 }
 
+void describe_plot(CLI::App &command, PlotOptions &options) {
+  command.add_option("files", options.files, "SAC files")->required();
+  plot::add_picture_options(command, options.picture);
+  command.add_flag("--relative", options.relative,
+                   "Times as seconds after each file's reference time");
+}
+
 }  // namespace
 
-void add_sac_plot(CLI::App &app, Action &action) {
-  auto options = std::make_shared<PlotOptions>();
-  CLI::App *command = app.add_subcommand(
-      "plot", "Draws seismograms with their picks, one below another");
-  command->add_option("files", options->files, "SAC files")->required();
-  plot::add_picture_options(*command, options->picture);
-  command->add_flag("--relative", options->relative,
-                    "Times as seconds after each file's reference time");
-  command->callback(
-      [options, &action] { action = [options] { return draw(*options); }; });
+Command plot_command() {
+  return make_command<PlotOptions>(
+      "plot", "Draws seismograms with their picks, one below another",
+      {"kssac plot -o seismograms.svg MLR.*.sac"}, describe_plot, draw);
 }
 
 }  // namespace ksutil::tools

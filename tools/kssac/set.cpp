@@ -1,6 +1,6 @@
+/* set: kssac set. */
 #include <climits>
 #include <cstring>
-#include <memory>
 #include <set>
 #include <string>
 #include <vector>
@@ -98,20 +98,23 @@ int set(const SetOptions &options) {
   return write_safely(options.file, write) ? kOk : kFailure;
 }
 
-}  // namespace
-
-void add_set(CLI::App &app, Action &action) {
-  auto options = std::make_shared<SetOptions>();
-  CLI::App *command = app.add_subcommand("set", "Sets header variables");
-  command->add_option("file", options->file, "SAC file")->required();
+void describe_set(CLI::App &command, SetOptions &options) {
+  command.add_option("file", options.file, "SAC file")->required();
   command
-      ->add_option(
-          "assignments", options->assignments,
+      .add_option(
+          "assignments", options.assignments,
           "NAME=VALUE, as KSTNM=ANMO, IFTYPE=ITIME, LEVEN=TRUE; without a value "
           "the variable becomes null")
       ->required();
-  command->callback(
-      [options, &action] { action = [options] { return set(*options); }; });
+}
+
+}  // namespace
+
+Command set_command() {
+  return make_command<SetOptions>(
+      "set", "Sets header variables",
+      {"kssac set MLR.BHZ.2010140.000000.019.sac T0=12.5 KT0=S KHOLE=00"}, describe_set,
+      set);
 }
 
 }  // namespace ksutil::tools

@@ -1,10 +1,10 @@
+/* swap: kssac swap. */
 #include <fcntl.h>
 #include <sys/stat.h>
 
 #include <algorithm>
 #include <bit>
 #include <cstring>
-#include <memory>
 #include <string>
 
 #include "platform/stock/files.h"
@@ -42,7 +42,7 @@ bool is_sac_file(const std::string &path) {
 
 int swap(const SwapOptions &options) {
   if (!is_sac_file(options.input)) {
-    complain(options.input + " is no SAC file of version 6");
+    complain(options.input + " is not a SAC file of version 6");
     return kFailure;
   }
   const auto write = [&](const std::string &path) {
@@ -51,18 +51,19 @@ int swap(const SwapOptions &options) {
   return write_safely(options.output, write) ? kOk : kFailure;
 }
 
+void describe_swap(CLI::App &command, SwapOptions &options) {
+  command.add_option("input", options.input, "SAC file of either byte order")
+      ->required();
+  command.add_option("output", options.output, "The new file; may be the same")
+      ->required();
+}
+
 }  // namespace
 
-void add_swap(CLI::App &app, Action &action) {
-  auto options = std::make_shared<SwapOptions>();
-  CLI::App *command =
-      app.add_subcommand("swap", "Writes a file in the other byte order");
-  command->add_option("input", options->input, "SAC file of either byte order")
-      ->required();
-  command->add_option("output", options->output, "The new file; may be the same")
-      ->required();
-  command->callback(
-      [options, &action] { action = [options] { return swap(*options); }; });
+Command swap_command() {
+  return make_command<SwapOptions>(
+      "swap", "Writes a file in the other byte order",
+      {"kssac swap MLR.BHZ.2010140.000000.019.sac elsewhere.sac"}, describe_swap, swap);
 }
 
 }  // namespace ksutil::tools

@@ -1,13 +1,14 @@
+/* to_db: kssac to-db. */
 #include <bit>
 #include <cstdio>
 #include <filesystem>
-#include <memory>
 #include <string>
 #include <vector>
 
 #include "platform/clock/clock.h"
 #include "platform/elog/elog.h"
 #include "tools/common/open_database.h"
+#include "tools/common/options.h"
 #include "tools/common/progress.h"
 #include "tools/kssac/channel_codes.h"
 #include "tools/kssac/commands.h"
@@ -20,8 +21,8 @@ namespace {
 namespace fs = std::filesystem;
 
 struct ToDbOptions {
-  std::vector<std::string> files;
-  std::string database, create;
+  std::vector<std::string> files;  // and the database at the end
+  std::string create;
   bool quiet = false;
 };
 
@@ -179,18 +180,19 @@ class Entry {
 };
 
 int to_db(const ToDbOptions &options) {
-  if (!options.create.empty() &&
-      dbcreate(options.database.c_str(), options.create.c_str()) != 0) {
+  const std::string &name = options.files.back();
+  if (!options.create.empty() && dbcreate(name.c_str(), options.create.c_str()) != 0) {
     return kFailure;
   }
-  const OpenDatabase database(options.database, "r+");
+  const OpenDatabase database(name, "r+");
   if (!database) return kFailure;
   Entry entry(database.get());
-  Progress progress("files", static_cast<long>(options.files.size()), options.quiet);
+  const std::size_t count = options.files.size() - 1;
+  Progress progress("files", static_cast<long>(count), options.quiet);
   int result = kOk;
   long done = 0;
-  for (const std::string &file : options.files) {
-    if (!entry.add(file)) {
+  for (std::size_t i = 0; i < count; ++i) {
+    if (!entry.add(options.files[i])) {
       print_register();
       result = kFailure;
     }
@@ -199,26 +201,24 @@ int to_db(const ToDbOptions &options) {
   return result;
 }
 
-}  // namespace
-
-void add_to_db(CLI::App &app, Action &action) {
-  auto options = std::make_shared<ToDbOptions>();
-  CLI::App *command = app.add_subcommand(
-      "to-db", "Enters SAC files into a database, which points to them");
+void describe_to_db(CLI::App &command, ToDbOptions &options) {
   /* One list: a variable number of files in front leaves nothing for a second option. */
   command
-      ->add_option("files database", options->files,
-                   "SAC files, and the database (path/name) at the end")
+      .add_option("files database", options.files,
+                  "SAC files, and the database (path/name) at the end")
       ->required()
       ->expected(2, -1);
-  command->add_option("--create", options->create,
-                      "Make the database with this schema: css3.0 or kbcore");
-  command->add_flag("-q,--quiet", options->quiet, "No progress bar");
-  command->callback([options, &action] {
-    options->database = options->files.back();
-    options->files.pop_back();
-    action = [options] { return to_db(*options); };
-  });
+  command.add_option("--create", options.create,
+                     "Make the database with this schema: css3.0 or kbcore");
+  add_quiet(command, options.quiet);
+}
+
+}  // namespace
+
+Command to_db_command() {
+  return make_command<ToDbOptions>(
+      "to-db", "Enters SAC files into a database, which points to them",
+      {"kssac to-db --create css3.0 MLR.*.sac sacdb"}, describe_to_db, to_db);
 }
 
 }  // namespace ksutil::tools
