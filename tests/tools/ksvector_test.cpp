@@ -46,11 +46,15 @@ TEST_F(Ksvector, PrintsPointsWithTheirLabels) {
 }
 
 TEST_F(Ksvector, EvaluatesWhereItIsAsked) {
-  EXPECT_EQ(run("eval --csv " + fap_ + " --at 0 1.5 9").output,
+  EXPECT_EQ(run("eval --csv --at 0,1.5,9 " + fap_).output,
             "x,y0,y1\n0,10,0.1\n1.5,20,0.05\n9,30,1e-300\n");
   EXPECT_EQ(run("eval --csv " + table_ + " --skip 1 --from 1 --to 3 --count 3").output,
             "x,y\n1,2\n2,3\n3,4\n");
   EXPECT_EQ(run("eval " + fap_).code, 2);
+  EXPECT_EQ(run("eval --at 1,x " + fap_).code, 2);
+  EXPECT_EQ(
+      run("read --csv --y 2,1 --limit 1 " + fap_ + " --kind table --skip 2").output,
+      "x,y0,y1\n1,0.1,10\n");
   EXPECT_EQ(run("eval " + fap_ + " --from 1 --to 2").code, 2);
   const ProgramRun empty = run("eval --at 1 " + folder_.write("empty", ""));
   EXPECT_EQ(empty.code, 1);

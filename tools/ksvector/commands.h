@@ -1,4 +1,4 @@
-/* The subcommands of ksvector: each adds itself to the program and sets the action. */
+/* commands: lists the subcommands of ksvector. */
 #ifndef KSUTIL_TOOLS_KSVECTOR_COMMANDS_H
 #define KSUTIL_TOOLS_KSVECTOR_COMMANDS_H
 
@@ -6,11 +6,11 @@
 
 namespace ksutil::tools {
 
-void add_info(CLI::App &app, Action &action);
-void add_read(CLI::App &app, Action &action);
-void add_eval(CLI::App &app, Action &action);
-void add_stats(CLI::App &app, Action &action);
-void add_plot(CLI::App &app, Action &action);
+Command info_command();
+Command read_command();
+Command eval_command();
+Command stats_command();
+Command plot_command();
 
 }  // namespace ksutil::tools
 #endif

@@ -1,7 +1,9 @@
-#include <memory>
+/* eval: ksvector eval. */
 #include <string>
 #include <vector>
 
+#include "tools/common/cells.h"
+#include "tools/common/options.h"
 #include "tools/ksvector/commands.h"
 #include "tools/ksvector/source.h"
 
@@ -21,13 +23,17 @@ struct EvalOptions {
 
 bool evaluate(Vector &vector, double x, std::vector<double> &y, Rows &output) {
   if (ksvector_eval(vector.tag(), y.data(), x) != 0) return false;
-  std::vector<std::string> cells{number_text(x)};
-  for (const double value : y) cells.push_back(number_text(value));
+  std::vector<std::string> cells{shortest_cell(x)};
+  for (const double value : y) cells.push_back(shortest_cell(value));
   output.add(std::move(cells));
   return true;
 }
 
 int eval(const EvalOptions &options) {
+  if (options.at.empty() && options.count == 0) {
+    complain("eval needs --at, or --from, --to and --count");
+    return kUsage;
+  }
   Vector vector;
   if (!vector.read(options.file, options.source)) return kFailure;
   Rows output(point_columns(vector->ny, false), options.form);
@@ -46,29 +52,31 @@ int eval(const EvalOptions &options) {
   return kOk;
 }
 
-}  // namespace
-
-void add_eval(CLI::App &app, Action &action) {
-  auto options = std::make_shared<EvalOptions>();
-  CLI::App *command =
-      app.add_subcommand("eval", "Interpolates between the points of a file");
-  command->add_option("file", options->file)->required();
-  CLI::Option *at = command->add_option("--at", options->at, "Values of x");
-  CLI::Option *from = command->add_option("--from", options->from, "First of many x");
-  CLI::Option *to = command->add_option("--to", options->to, "Last of them");
-  CLI::Option *count = command->add_option("--count", options->count, "How many")
-                           ->check(CLI::Range(1L, kMaxCount));
+void describe_eval(CLI::App &command, EvalOptions &options) {
+  command.add_option("file", options.file, "Response file or text table")->required();
+  CLI::Option *at = command.add_option("--at", options.at, "Values of x")
+                        ->delimiter(',')
+                        ->allow_extra_args(false)
+                        ->type_name("X,...");
+  CLI::Option *from = command.add_option("--from", options.from, "First of many x");
+  CLI::Option *to = command.add_option("--to", options.to, "Last of them");
+  CLI::Option *count = command.add_option("--count", options.count, "How many")
+                           ->check(whole_number(1, kMaxCount));
   from->needs(to)->needs(count)->excludes(at);
   to->needs(from);
   count->needs(from);
-  add_source_options(*command, options->source);
-  add_form_options(*command, options->form);
-  command->callback([options, &action] {
-    if (options->at.empty() && options->count == 0) {
-      throw CLI::ValidationError("eval", "needs --at, or --from, --to and --count");
-    }
-    action = [options] { return eval(*options); };
-  });
+  add_source_options(command, options.source);
+  add_form_options(command, options.form);
+}
+
+}  // namespace
+
+Command eval_command() {
+  return make_command<EvalOptions>(
+      "eval", "Interpolates between the points of a file",
+      {"ksvector eval --at 0.5,1,2 data/response/CTA_BHZ.fap",
+       "ksvector eval --from 0.1 --to 10 --count 100 --csv data/response/CTA_BHZ.fap"},
+      describe_eval, eval);
 }
 
 }  // namespace ksutil::tools

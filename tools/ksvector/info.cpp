@@ -1,7 +1,8 @@
-#include <memory>
+/* info: ksvector info. */
 #include <string>
 #include <vector>
 
+#include "tools/common/cells.h"
 #include "tools/ksvector/commands.h"
 #include "tools/ksvector/source.h"
 
@@ -24,7 +25,7 @@ bool add_facts(const std::string &file, const SourceOptions &source, Rows &outpu
   double range[4];
   if (vector->npts > 0) {
     ksvector_maxmin(vector.tag(), -1, range, range + 1, range + 2, range + 3);
-    for (const double value : range) cells.push_back(number_text(value));
+    for (const double value : range) cells.push_back(shortest_cell(value));
   } else {
     cells.resize(cells.size() + std::size(range));
   }
@@ -50,17 +51,19 @@ int info(const InfoOptions &options) {
   return good ? kOk : kFailure;
 }
 
+void describe_info(CLI::App &command, InfoOptions &options) {
+  command.add_option("files", options.files, "Response files or text tables")
+      ->required();
+  add_source_options(command, options.source);
+  add_form_options(command, options.form);
+}
+
 }  // namespace
 
-void add_info(CLI::App &app, Action &action) {
-  auto options = std::make_shared<InfoOptions>();
-  CLI::App *command =
-      app.add_subcommand("info", "Prints how many points files have, and their ranges");
-  command->add_option("files", options->files)->required();
-  add_source_options(*command, options->source);
-  add_form_options(*command, options->form);
-  command->callback(
-      [options, &action] { action = [options] { return info(*options); }; });
+Command info_command() {
+  return make_command<InfoOptions>(
+      "info", "Prints how many points files have, and their ranges",
+      {"ksvector info data/response/CTA_BHZ.fap data/points.txt"}, describe_info, info);
 }
 
 }  // namespace ksutil::tools

@@ -1,3 +1,4 @@
+/* plot: ksvector plot. */
 #include <array>
 #include <filesystem>
 #include <map>
@@ -106,9 +107,7 @@ int draw(const PlotOptions &options) {
   return plot::write_picture(std::move(figure), options.picture) == 0 ? kOk : kFailure;
 }
 
-}  // namespace
-
-void add_plot(CLI::App &app, Action &action) {
+void describe_plot(CLI::App &command, PlotOptions &options) {
   static const std::map<std::string, CurveStyle> styles{{"auto", CurveStyle::kAuto},
                                                         {"lines", CurveStyle::kLines},
                                                         {"points", CurveStyle::kPoints},
@@ -117,31 +116,35 @@ void add_plot(CLI::App &app, Action &action) {
       {"auto", PhaseUnit::kAuto},
       {"degrees", PhaseUnit::kDegrees},
       {"radians", PhaseUnit::kRadians}};
-  auto options = std::make_shared<PlotOptions>();
-  CurveOptions &curves = options->curves;
-  CLI::App *command = app.add_subcommand(
-      "plot",
-      "Draws files: responses, tables, or blobs of traces, which it recognizes");
-  command->add_option("files", options->files)->required();
-  plot::add_picture_options(*command, options->picture);
-  add_source_options(*command, options->source);
+  CurveOptions &curves = options.curves;
+  command.add_option("files", options.files, "Response files, text tables or blobs")
+      ->required();
+  plot::add_picture_options(command, options.picture);
+  add_source_options(command, options.source);
   command
-      ->add_option("--style", curves.style,
-                   "lines, points, both, or auto: points where labels tell their looks")
+      .add_option("--style", curves.style,
+                  "lines, points, both, or auto: points where labels tell their looks")
       ->transform(CLI::CheckedTransformer(styles));
-  command->add_flag("--log-x", curves.log_x, "Logarithmic x axis of tables");
-  command->add_flag("--log-y", curves.log_y, "Logarithmic y axis of tables and traces");
-  command->add_flag("--time", curves.time, "x of tables is epoch seconds");
-  command->add_option("--x-label", curves.x_label);
-  command->add_option("--y-label", curves.y_label);
+  command.add_flag("--log-x", curves.log_x, "Logarithmic x axis of tables");
+  command.add_flag("--log-y", curves.log_y, "Logarithmic y axis of tables and traces");
+  command.add_flag("--time", curves.time, "x of tables is epoch seconds");
+  command.add_option("--x-label", curves.x_label, "Text below the x axis");
+  command.add_option("--y-label", curves.y_label, "Text beside the y axis");
   command
-      ->add_option(
-          "--phase", curves.phase,
-          "Unit of the phases in responses: degrees, radians, or auto: radians "
-          "where none is beyond a full turn")
+      .add_option("--phase", curves.phase,
+                  "Unit of the phases in responses: degrees, radians, or auto: radians "
+                  "where none is beyond a full turn")
       ->transform(CLI::CheckedTransformer(phases));
-  command->callback(
-      [options, &action] { action = [options] { return draw(*options); }; });
+}
+
+}  // namespace
+
+Command plot_command() {
+  return make_command<PlotOptions>(
+      "plot", "Draws files: responses, tables, or blobs of traces, which it recognizes",
+      {"ksvector plot -o responses.svg data/response/*.fap",
+       "ksvector plot --style points --y 2 -o points.svg data/points.txt"},
+      describe_plot, draw);
 }
 
 }  // namespace ksutil::tools

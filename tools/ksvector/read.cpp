@@ -1,6 +1,8 @@
-#include <memory>
+/* read: ksvector read. */
+#include <climits>
 #include <string>
 
+#include "tools/common/options.h"
 #include "tools/ksvector/commands.h"
 #include "tools/ksvector/source.h"
 
@@ -10,26 +12,32 @@ namespace {
 struct ReadOptions {
   std::string file;
   SourceOptions source;
+  long limit = LONG_MAX;
   Form form = Form::kText;
 };
 
 int read(const ReadOptions &options) {
   Vector vector;
   if (!vector.read(options.file, options.source)) return kFailure;
-  print_points(*ksvector_get_vector(vector.tag()), options.form);
+  print_points(*ksvector_get_vector(vector.tag()), options.form, options.limit);
   return kOk;
+}
+
+void describe_read(CLI::App &command, ReadOptions &options) {
+  command.add_option("file", options.file, "Response file or text table")->required();
+  add_source_options(command, options.source);
+  add_limit(command, options.limit, "points");
+  add_form_options(command, options.form);
 }
 
 }  // namespace
 
-void add_read(CLI::App &app, Action &action) {
-  auto options = std::make_shared<ReadOptions>();
-  CLI::App *command = app.add_subcommand("read", "Prints the points of a file");
-  command->add_option("file", options->file)->required();
-  add_source_options(*command, options->source);
-  add_form_options(*command, options->form);
-  command->callback(
-      [options, &action] { action = [options] { return read(*options); }; });
+Command read_command() {
+  return make_command<ReadOptions>(
+      "read", "Prints the points of a file",
+      {"ksvector read --x 0 --y 2 data/points.txt",
+       "ksvector read --json --limit 10 data/response/CTA_BHZ.fap"},
+      describe_read, read);
 }
 
 }  // namespace ksutil::tools

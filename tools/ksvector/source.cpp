@@ -1,12 +1,13 @@
 #include "tools/ksvector/source.h"
 
 #include <algorithm>
-#include <charconv>
 #include <map>
 #include <span>
 #include <utility>
 
 #include "platform/elog/elog.h"
+#include "tools/common/cells.h"
+#include "tools/common/options.h"
 #include "tools/ksvector/check_source.h"
 
 namespace ksutil::tools {
@@ -19,13 +20,15 @@ void add_source_options(CLI::App &command, SourceOptions &options) {
                   "Kind of file: fap, table, or any (told by its first line)")
       ->transform(CLI::CheckedTransformer(kinds));
   command.add_option("--skip", options.skip, "Lines of a table to skip")
-      ->check(CLI::NonNegativeNumber);
-  command.add_option("--x", options.x, "Column of x")->check(CLI::NonNegativeNumber);
+      ->check(whole_number(0, INT_MAX));
+  command.add_option("--x", options.x, "Column of x")->check(whole_number(0, INT_MAX));
   command.add_option("--y", options.y, "Columns of y, by commas")
       ->delimiter(',')
-      ->check(CLI::NonNegativeNumber);
+      ->allow_extra_args(false)
+      ->type_name("N,...")
+      ->check(whole_number(0, INT_MAX));
   command.add_option("--label", options.label, "Column of the labels")
-      ->check(CLI::NonNegativeNumber);
+      ->check(whole_number(0, INT_MAX));
 }
 
 bool Vector::read_response(const std::string &file) {
@@ -61,20 +64,16 @@ std::vector<Column> point_columns(int ny, bool with_labels) {
   return columns;
 }
 
-std::string number_text(double number) {
-  char text[32];
-  return {text, std::to_chars(text, text + sizeof text, number).ptr};
-}
-
-void print_points(const KSVector &vector, Form form) {
-  const std::span points(vector.points, static_cast<std::size_t>(vector.npts));
+void print_points(const KSVector &vector, Form form, long limit) {
+  const std::span points(vector.points,
+                         static_cast<std::size_t>(std::min<long>(vector.npts, limit)));
   const bool labels = std::any_of(points.begin(), points.end(), [](const auto &point) {
     return point.label != nullptr;
   });
   Rows output(point_columns(vector.ny, labels), form);
   for (const KSVectorPoint &point : points) {
-    std::vector<std::string> cells{number_text(point.x)};
-    for (int j = 0; j < vector.ny; j++) cells.push_back(number_text(point.y[j]));
+    std::vector<std::string> cells{shortest_cell(point.x)};
+    for (int j = 0; j < vector.ny; j++) cells.push_back(shortest_cell(point.y[j]));
     if (labels) cells.emplace_back(point.label == nullptr ? "" : point.label);
     output.add(std::move(cells));
   }

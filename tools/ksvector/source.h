@@ -1,7 +1,8 @@
-/* The files that the subcommands read vectors from, and how these are printed. */
+/* source: reads vectors from files for the subcommands, and prints them. */
 #ifndef KSUTIL_TOOLS_KSVECTOR_SOURCE_H
 #define KSUTIL_TOOLS_KSVECTOR_SOURCE_H
 
+#include <climits>
 #include <memory>
 #include <string>
 #include <vector>
@@ -52,11 +53,8 @@ class Vector {
 /* The columns x, y (or y0, y1, ...) and, on demand, label. */
 std::vector<Column> point_columns(int ny, bool with_labels);
 
-/* The shortest text from which the same number is read again. */
-std::string number_text(double number);
-
-/* Prints the points of a vector. */
-void print_points(const KSVector &vector, Form form);
+/* Prints the points of a vector, at most `limit` of them. */
+void print_points(const KSVector &vector, Form form, long limit = LONG_MAX);
 
 }  // namespace ksutil::tools
 #endif

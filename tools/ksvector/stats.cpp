@@ -1,3 +1,4 @@
+/* stats: ksvector stats. */
 #include <memory>
 #include <string>
 #include <vector>
@@ -50,22 +51,25 @@ int stats(const StatsOptions &options) {
   return kOk;
 }
 
-}  // namespace
-
-void add_stats(CLI::App &app, Action &action) {
-  auto options = std::make_shared<StatsOptions>();
-  CLI::App *command = app.add_subcommand(
-      "stats", "Combines files with the same x values, point by point");
-  command->add_option("files", options->files)->required();
+void describe_stats(CLI::App &command, StatsOptions &options) {
+  command.add_option("files", options.files, "Response files or text tables")
+      ->required();
   command
-      ->add_option("--type", options->type,
-                   "max, min, median, or amax and amin of absolute values")
+      .add_option("--type", options.type,
+                  "max, min, median, or amax and amin of absolute values")
       ->required()
       ->check(CLI::IsMember({"max", "min", "amax", "amin", "median"}));
-  add_source_options(*command, options->source);
-  add_form_options(*command, options->form);
-  command->callback(
-      [options, &action] { action = [options] { return stats(*options); }; });
+  add_source_options(command, options.source);
+  add_form_options(command, options.form);
+}
+
+}  // namespace
+
+Command stats_command() {
+  return make_command<StatsOptions>(
+      "stats", "Combines files with the same x values, point by point",
+      {"ksvector stats --type median --x 0 --y 2 data/points.txt data/points.txt"},
+      describe_stats, stats);
 }
 
 }  // namespace ksutil::tools
