@@ -36,11 +36,12 @@ TEST_F(KshistoryTool, KeepsShowsAndEvaluatesEntries) {
   ASSERT_EQ(run("add", "'2026-11-21 00:00:20.25' 0.1").code, 0);
   EXPECT_EQ(shown("--csv"),
             "time,value\n"
-            "2026-11-21T00:00:00.250,-1.5\n"
-            "2026-11-21T00:00:10.250,2\n"
-            "2026-11-21T00:00:20.250,0.1\n");
+            "2026-11-21T00:00:00.250Z,-1.5\n"
+            "2026-11-21T00:00:10.250Z,2\n"
+            "2026-11-21T00:00:20.250Z,0.1\n");
   EXPECT_EQ(shown("--csv --numbers --at '2026-11-21 00:00:02.25'"),
             "time,value\n1795219202.25,-0.8\n");
+  EXPECT_EQ(shown("--csv --raw --limit 1"), "time,value\n1795219200.25,-1.5\n");
   const auto json = nlohmann::json::parse(shown("--json --at now"));
   EXPECT_EQ(json[0]["value"], 0.1) << "beyond the end";
   ASSERT_EQ(run("add", "now 5 --max 2").code, 0);
@@ -74,8 +75,8 @@ TEST_F(KshistoryTool, RefusesAnEntryBeforeTheLast) {
   const ProgramRun late = run("add", "99.5 2");
   EXPECT_EQ(late.code, 1);
   EXPECT_THAT(late.errors,
-              HasSubstr("the last entry (1970-01-01T00:01:40.000) is later than "
-                        "1970-01-01T00:01:39.500"));
+              HasSubstr("the last entry (1970-01-01T00:01:40.000Z) is later than "
+                        "1970-01-01T00:01:39.500Z"));
   EXPECT_EQ(run("add", "100 3").code, 0) << "of the same time";
   EXPECT_EQ(shown("--csv --numbers"), "time,value\n100,1\n100,3\n");
 }

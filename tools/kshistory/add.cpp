@@ -1,9 +1,11 @@
+/* add: kshistory add. */
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <chrono>
+#include <climits>
 #include <cstdio>
 #include <limits>
 #include <memory>
@@ -12,6 +14,7 @@
 #include "platform/elog/elog.h"
 #include "platform/stock/files.h"
 #include "platform/trace/filetbl.h"
+#include "tools/common/options.h"
 #include "tools/kshistory/commands.h"
 #include "tools/kshistory/entries.h"
 
@@ -97,8 +100,8 @@ bool is_latest(const AddOptions &options, const KSHistory &history, double time)
   const auto *const last =
       static_cast<const KSHistoryEntry *>(gettbl(history.entries, count - 1));
   if (!(last->time > time)) return true;
-  complain(options.file + ": the last entry (" + time_cell(last->time, false) +
-           ") is later than " + time_cell(time, false) +
+  complain(options.file + ": the last entry (" + entry_time_cell(last->time, false) +
+           ") is later than " + entry_time_cell(time, false) +
            "; entries are added in the order of their times");
   return false;
 }
@@ -122,28 +125,29 @@ int add(const AddOptions &options) {
   return kshistory_add(tag, time, options.value) == 0 ? kOk : kFailure;
 }
 
-}  // namespace
-
-void add_add(CLI::App &app, Action &action) {
-  auto options = std::make_shared<AddOptions>();
-  CLI::App *command = app.add_subcommand("add", "Appends an entry to a history");
-  command->add_option("file", options->file, "history file; made with --max")
-      ->required();
-  command->add_option("time", options->time, "a date, epoch seconds or now")
+void describe_add(CLI::App &command, AddOptions &options) {
+  command.add_option("file", options.file, "history file; made with --max")->required();
+  command.add_option("time", options.time, "a date, epoch seconds or now")
       ->required()
       ->check(time_fault);
-  command->add_option("value", options->value, "the value at that time")->required();
+  command.add_option("value", options.value, "the value at that time")->required();
   command
-      ->add_option("--max", options->max,
-                   "The most entries kept, of a new history or from now on")
-      ->check(CLI::PositiveNumber);
+      .add_option("--max", options.max,
+                  "The most entries kept, of a new history or from now on")
+      ->check(whole_number(1, INT_MAX));
   command
-      ->add_option("--wait", options->wait,
-                   "Seconds to wait while another program has the history in use")
-      ->check(CLI::Range(0.0, 86400.0))
+      .add_option("--wait", options.wait,
+                  "Seconds to wait while another program has the history in use")
+      ->check(number_between(0.0, 86400.0))
       ->capture_default_str();
-  command->callback(
-      [options, &action] { action = [options] { return add(*options); }; });
+}
+
+}  // namespace
+
+Command add_command() {
+  return make_command<AddOptions>("add", "Appends an entry to a history",
+                                  {"kshistory add --max 1000 latency.hst now 2.5"},
+                                  describe_add, add);
 }
 
 }  // namespace ksutil::tools

@@ -1,4 +1,4 @@
-/* The subcommands of kshistory: each adds itself to the program and sets the action. */
+/* commands: lists the subcommands of kshistory. */
 #ifndef KSUTIL_TOOLS_KSHISTORY_COMMANDS_H
 #define KSUTIL_TOOLS_KSHISTORY_COMMANDS_H
 
@@ -6,9 +6,9 @@
 
 namespace ksutil::tools {
 
-void add_show(CLI::App &app, Action &action);
-void add_add(CLI::App &app, Action &action);
-void add_plot(CLI::App &app, Action &action);
+Command add_command();
+Command show_command();
+Command plot_command();
 
 }  // namespace ksutil::tools
 #endif

@@ -1,6 +1,5 @@
 #include "tools/kshistory/entries.h"
 
-#include <charconv>
 #include <cmath>
 #include <cstring>
 #include <memory>
@@ -8,6 +7,7 @@
 #include "platform/clock/clock.h"
 #include "platform/stock/text.h"
 #include "platform/trace/filetbl.h"
+#include "tools/common/cells.h"
 
 namespace ksutil::tools {
 
@@ -34,18 +34,13 @@ bool parse_time(const std::string &text, double &time) {
 
 std::string time_fault(const std::string &text) {
   double time = 0.0;
-  return parse_time(text, time) ? "" : "'" + text + "' is no time";
+  return parse_time(text, time) ? "" : "'" + text + "' is not a time";
 }
 
-std::string time_cell(double time, bool numbers) {
+std::string entry_time_cell(double time, bool raw) {
   constexpr double kCalendarYears = 9000.0, kYear = 365.2425 * 86400.0;
   const bool dated = std::abs(time) < (kCalendarYears - 1970.0) * kYear;
-  return dated && !numbers ? time_text(time, 3) : value_cell(time);
-}
-
-std::string value_cell(double value) {
-  char text[32];
-  return {text, std::to_chars(text, text + sizeof text, value).ptr};
+  return dated && !raw ? time_cell(time) : shortest_cell(time);
 }
 
 }  // namespace ksutil::tools

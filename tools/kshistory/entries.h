@@ -1,4 +1,4 @@
-/* The entries of a history file, and their times as users write and read them. */
+/* entries: reads the entries of a history file, and their times as users write them. */
 #ifndef KSUTIL_TOOLS_KSHISTORY_ENTRIES_H
 #define KSUTIL_TOOLS_KSHISTORY_ENTRIES_H
 
@@ -19,11 +19,8 @@ bool parse_time(const std::string &text, double &time);
 /* CLI11's check of such a text. */
 std::string time_fault(const std::string &text);
 
-/* A date to the millisecond; with `numbers`, or far from any calendar, epoch seconds. */
-std::string time_cell(double time, bool numbers);
-
-/* The shortest text that reads back as the value. */
-std::string value_cell(double value);
+/* The time as a date; with `raw`, or far from any calendar, as epoch seconds. */
+std::string entry_time_cell(double time, bool raw);
 
 }  // namespace ksutil::tools
 #endif

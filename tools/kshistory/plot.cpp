@@ -1,4 +1,4 @@
-#include <memory>
+/* plot: kshistory plot. */
 
 #include "platform/elog/elog.h"
 #include "tools/kshistory/commands.h"
@@ -15,7 +15,7 @@ constexpr std::size_t kMaxMarks = 100;
 struct PlotOptions {
   std::string file, label = "value";
   plot::PictureOptions picture;
-  bool numbers = false;
+  bool raw = false;
 };
 
 plot::Figure draw(const PlotOptions &options,
@@ -23,7 +23,7 @@ plot::Figure draw(const PlotOptions &options,
   plot::Figure figure;
   figure.title = options.file;
   plot::Panel &panel = figure.panels.emplace_back();
-  if (options.numbers) {
+  if (options.raw) {
     panel.x.label = "time";
   } else {
     panel.x.scale = plot::Scale::kTime;
@@ -55,18 +55,21 @@ int plot_history(const PlotOptions &options) {
                                                                            : kFailure;
 }
 
+void describe_plot(CLI::App &command, PlotOptions &options) {
+  command.add_option("file", options.file, "history file")->required();
+  plot::add_picture_options(command, options.picture);
+  command.add_option("--label", options.label, "What the values are, with the unit");
+  command.add_flag("--raw,--numbers", options.raw,
+                   "Times as plain numbers instead of dates");
+}
+
 }  // namespace
 
-void add_plot(CLI::App &app, Action &action) {
-  auto options = std::make_shared<PlotOptions>();
-  CLI::App *command = app.add_subcommand("plot", "Draws a history over time");
-  command->add_option("file", options->file, "history file")->required();
-  plot::add_picture_options(*command, options->picture);
-  command->add_option("--label", options->label, "What the values are, with the unit");
-  command->add_flag("--numbers", options->numbers,
-                    "Times as plain numbers instead of dates");
-  command->callback(
-      [options, &action] { action = [options] { return plot_history(*options); }; });
+Command plot_command() {
+  return make_command<PlotOptions>(
+      "plot", "Draws a history over time",
+      {"kshistory plot --label 'latency (s)' -o latency.svg latency.hst"},
+      describe_plot, plot_history);
 }
 
 }  // namespace ksutil::tools

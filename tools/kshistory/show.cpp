@@ -1,7 +1,11 @@
+/* show: kshistory show. */
 #include <algorithm>
+#include <climits>
 #include <memory>
 
 #include "platform/elog/elog.h"
+#include "tools/common/cells.h"
+#include "tools/common/options.h"
 #include "tools/common/rows.h"
 #include "tools/kshistory/commands.h"
 #include "tools/kshistory/entries.h"
@@ -11,7 +15,8 @@ namespace {
 
 struct ShowOptions {
   std::string file, at;
-  bool numbers = false;
+  bool raw = false;
+  long limit = LONG_MAX;
   Form form = Form::kText;
 };
 
@@ -43,30 +48,36 @@ int show(const ShowOptions &options) {
     }
     entries = {found};
   }
-  Rows rows({{"time", false, options.numbers}, {"value", true, true}}, options.form);
+  Rows rows({{"time", false, options.raw}, {"value", true, true}}, options.form);
+  long left = options.limit;
   for (const KSHistoryEntry &entry : entries) {
-    rows.add({time_cell(entry.time, options.numbers), value_cell(entry.value)});
+    if (left-- <= 0) break;
+    rows.add({entry_time_cell(entry.time, options.raw), shortest_cell(entry.value)});
   }
   rows.print();
   return kOk;
 }
 
+void describe_show(CLI::App &command, ShowOptions &options) {
+  command.add_option("file", options.file, "history file")->required();
+  command
+      .add_option("--at", options.at,
+                  "Only the value at this time: a date, epoch seconds or now")
+      ->check(time_fault);
+  command.add_flag("--raw,--numbers", options.raw,
+                   "Times as epoch seconds instead of dates");
+  add_limit(command, options.limit, "entries, the oldest ones");
+  add_form_options(command, options.form);
+}
+
 }  // namespace
 
-void add_show(CLI::App &app, Action &action) {
-  auto options = std::make_shared<ShowOptions>();
-  CLI::App *command =
-      app.add_subcommand("show", "Lists the entries of a history, or tells its value");
-  command->add_option("file", options->file, "history file")->required();
-  command
-      ->add_option("--at", options->at,
-                   "Only the value at this time: a date, epoch seconds or now")
-      ->check(time_fault);
-  command->add_flag("--numbers", options->numbers,
-                    "Times as epoch seconds instead of dates");
-  add_form_options(*command, options->form);
-  command->callback(
-      [options, &action] { action = [options] { return show(*options); }; });
+Command show_command() {
+  return make_command<ShowOptions>(
+      "show", "Lists the entries of a history, or tells its value",
+      {"kshistory show latency.hst", "kshistory show --csv --limit 10 latency.hst",
+       "kshistory show --at '2026-11-21 12:00' latency.hst"},
+      describe_show, show);
 }
 
 }  // namespace ksutil::tools
