@@ -1,4 +1,4 @@
-/* The subcommands of ksgrid: each adds itself to the program and sets the action. */
+/* commands: lists the subcommands of ksgrid. */
 #ifndef KSUTIL_TOOLS_KSGRID_COMMANDS_H
 #define KSUTIL_TOOLS_KSGRID_COMMANDS_H
 
@@ -6,10 +6,10 @@
 
 namespace ksutil::tools {
 
-void add_info(CLI::App &app, Action &action);
-void add_eval(CLI::App &app, Action &action);
-void add_plot(CLI::App &app, Action &action);
-void add_make(CLI::App &app, Action &action);
+Command make_grid_command();
+Command info_command();
+Command eval_command();
+Command plot_command();
 
 }  // namespace ksutil::tools
 #endif

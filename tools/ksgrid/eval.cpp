@@ -1,8 +1,10 @@
-#include <memory>
+/* eval: ksgrid eval. */
+#include <climits>
 #include <string>
 #include <vector>
 
 #include "platform/stock/memory.h"
+#include "tools/common/options.h"
 #include "tools/common/rows.h"
 #include "tools/ksgrid/commands.h"
 #include "tools/ksgrid/grid_file.h"
@@ -47,6 +49,14 @@ bool collect(const EvalOptions &options, Points &points) {
 }
 
 int eval(const EvalOptions &options) {
+  if (options.x.size() != options.y.size()) {
+    complain("--x and --y need as many values as each other");
+    return kUsage;
+  }
+  if (options.x.empty() && options.points.empty()) {
+    complain("eval needs --x and --y, or --points");
+    return kUsage;
+  }
   Points points;
   Grid grid;
   int frame = 0;
@@ -78,40 +88,41 @@ int eval(const EvalOptions &options) {
   return kOk;
 }
 
-}  // namespace
-
-void add_eval(CLI::App &app, Action &action) {
-  auto options = std::make_shared<EvalOptions>();
-  CLI::App *command = app.add_subcommand(
-      "eval", "Evaluates a frame at points; a point without a value is left blank");
-  command->add_option("file", options->file, "- for standard input")->required();
-  command->add_option("--x", options->x, "x of one or more points");
-  command->add_option("--y", options->y, "y of as many points");
-  command->add_option("--points", options->points, "A table of points: x y");
-  command->add_option("--grid", options->grid, "Which grid of the file (0)")
-      ->check(CLI::NonNegativeNumber);
-  command->add_option("--frame", options->frame, "Which frame (0)");
-  command->add_option("--mode", options->mode, "bilinear (default) or block")
+void describe_eval(CLI::App &command, EvalOptions &options) {
+  command.add_option("file", options.file, "- for standard input")->required();
+  command.add_option("--x", options.x, "x of one or more points")
+      ->delimiter(',')
+      ->allow_extra_args(false)
+      ->type_name("X,...");
+  command.add_option("--y", options.y, "y of as many points")
+      ->delimiter(',')
+      ->allow_extra_args(false)
+      ->type_name("Y,...");
+  command.add_option("--points", options.points, "A table of points: x y");
+  command.add_option("--grid", options.grid, "Which grid of the file (0)")
+      ->check(whole_number(0, INT_MAX));
+  command.add_option("--frame", options.frame, "Which frame (0)");
+  command.add_option("--mode", options.mode, "bilinear (default) or block")
       ->check(CLI::IsMember({"bilinear", "block"}));
-  CLI::Option *distances = command->add_flag(
-      "--distances", options->distances,
+  CLI::Option *distances = command.add_flag(
+      "--distances", options.distances,
       "x and y are degrees east and north; the grid is one of slowness, s/degree");
-  command->add_option("--depth", options->depth, "Of the source, km, for --distances")
+  command.add_option("--depth", options.depth, "Of the source, km, for --distances")
       ->needs(distances);
-  command->add_option("--model", options->model, "iasp91 (default) or ak135")
+  command.add_option("--model", options.model, "iasp91 (default) or ak135")
       ->needs(distances)
       ->check(CLI::IsMember({"iasp91", "ak135"}));
-  add_form_options(*command, options->form);
-  command->callback([options, &action] {
-    if (options->x.size() != options->y.size()) {
-      throw CLI::ValidationError("eval",
-                                 "--x and --y need as many values as each other");
-    }
-    if (options->x.empty() && options->points.empty()) {
-      throw CLI::ValidationError("eval", "needs --x and --y, or --points");
-    }
-    action = [options] { return eval(*options); };
-  });
+  add_form_options(command, options.form);
+}
+
+}  // namespace
+
+Command eval_command() {
+  return make_command<EvalOptions>(
+      "eval", "Evaluates a frame at points; a point without a value is left blank",
+      {"ksgrid eval --x 12.5,13 --y 47.9,48 map.grid",
+       "ksgrid eval --mode block --csv --x 12.5 --y 48 map.grid"},
+      describe_eval, eval);
 }
 
 }  // namespace ksutil::tools

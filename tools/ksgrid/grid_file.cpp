@@ -8,6 +8,7 @@
 #include <cstring>
 #include <new>
 
+#include "platform/elog/elog.h"
 #include "platform/stock/memory.h"
 #include "tools/common/cli.h"
 
@@ -33,6 +34,11 @@ Next GridFile::next(Grid &grid) {
   return got > 0 ? Next::kGrid : got == 0 ? Next::kEnd : Next::kDamaged;
 }
 
+void complain_of_grids(const std::string &path) {
+  elog_clear_register(0);  // it names only the call that failed
+  complain(path + ": not a file of grids, or damaged");
+}
+
 bool read_grid(const std::string &path, int index, Grid &grid) {
   GridFile file;
   if (!file.open(path)) return false;
@@ -43,7 +49,7 @@ bool read_grid(const std::string &path, int index, Grid &grid) {
       complain(path + ": holds " + std::to_string(i) + " grids, none of number " +
                std::to_string(index));
     } else {
-      complain(path + ": not a file of grids, or damaged");
+      complain_of_grids(path);
     }
     return false;
   }

@@ -41,6 +41,9 @@ class GridFile {
   int fd_ = -1;
 };
 
+/* Says that a file is damaged or not one of grids. */
+void complain_of_grids(const std::string &path);
+
 /* Reads the index-th grid of a file; false with complaints. */
 bool read_grid(const std::string &path, int index, Grid &grid);
 

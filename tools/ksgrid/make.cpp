@@ -1,3 +1,4 @@
+/* make: ksgrid make. */
 #include <fcntl.h>
 #include <unistd.h>
 
@@ -95,7 +96,12 @@ const char *text_at(const std::vector<std::string> &texts, std::size_t i) {
 int make(const MakeOptions &options) {
   double time = 0.0;
   if (!parse_real(options.time, time) && !parse_date_text(options.time, time)) {
-    complain("'" + options.time + "' is no time");
+    complain("'" + options.time + "' is not a time");
+    return kUsage;
+  }
+  if (std::max({options.texts.size(), options.xtexts.size(), options.ytexts.size()}) >
+      2) {
+    complain("a grid and its axes have at most two texts each");
     return kUsage;
   }
   TextTable table;
@@ -128,30 +134,36 @@ int make(const MakeOptions &options) {
   return write_grid(grid, options.output) ? kOk : kFailure;
 }
 
-}  // namespace
-
-void add_make(CLI::App &app, Action &action) {
-  auto options = std::make_shared<MakeOptions>();
-  CLI::App *command = app.add_subcommand("make", "Makes a grid from a table of points");
+void describe_make(CLI::App &command, MakeOptions &options) {
   command
-      ->add_option("table", options->table,
-                   "Lines of x, y and the value of each frame; - for standard input")
+      .add_option("table", options.table,
+                  "Lines of x, y and the value of each frame; - for standard input")
       ->required();
-  command->add_option("output", options->output, "- for standard output")->required();
-  command->add_option("--name", options->name, "Of the grid");
-  command->add_option("--xname", options->xname, "Name of the x axis");
+  command.add_option("output", options.output, "- for standard output")->required();
+  command.add_option("--name", options.name, "Of the grid");
+  command.add_option("--xname", options.xname, "Name of the x axis");
   const auto add_texts = [&](const char *option, std::vector<std::string> &texts,
                              const char *help) {
-    command->add_option(option, texts, help)->expected(1, 2);
+    command.add_option(option, texts, help)
+        ->expected(1)
+        ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
   };
-  add_texts("--xtext", options->xtexts, "One or two texts of the x axis");
-  add_texts("--ytext", options->ytexts, "One or two texts of the y axis");
-  add_texts("--text", options->texts, "One or two texts of the grid");
-  command->add_option("--time", options->time,
-                      "Of the first frame: a date and time, or epoch seconds");
-  command->add_option("--dt", options->dt, "Seconds between frames (1)");
-  command->callback(
-      [options, &action] { action = [options] { return make(*options); }; });
+  add_texts("--xtext", options.xtexts,
+            "Text of the x axis; a second time: its second text");
+  add_texts("--ytext", options.ytexts, "Text of the y axis, the same");
+  add_texts("--text", options.texts, "Text of the grid, the same");
+  command.add_option("--time", options.time,
+                     "Of the first frame: a date and time, or epoch seconds");
+  command.add_option("--dt", options.dt, "Seconds between frames (1)");
+}
+
+}  // namespace
+
+Command make_grid_command() {
+  return make_command<MakeOptions>(
+      "make", "Makes a grid from a table of points",
+      {"ksgrid make --name 'P arrival' --text s data/points.txt map.grid"},
+      describe_make, make);
 }
 
 }  // namespace ksutil::tools

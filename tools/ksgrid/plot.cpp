@@ -1,11 +1,13 @@
+/* plot: ksgrid plot. */
+#include <climits>
 #include <cmath>
-#include <memory>
 #include <string>
 #include <utility>
 #include <vector>
 
-#include "platform/clock/clock.h"
 #include "platform/elog/elog.h"
+#include "tools/common/cells.h"
+#include "tools/common/options.h"
 #include "tools/ksgrid/commands.h"
 #include "tools/ksgrid/grid_file.h"
 #include "tools/plot/figure.h"
@@ -56,10 +58,14 @@ void find_scale(const KSGrid &grid, const std::vector<int> &frames, double &low,
 std::string frame_title(const KSGrid &grid, int frame) {
   const std::string number = "frame " + std::to_string(frame);
   const double time = grid.time + frame * grid.dt;
-  return grid.time == 0.0 ? number : number + ", " + time_text(time);
+  return grid.time == 0.0 ? number : number + ", " + time_cell(time);
 }
 
 int draw(const PlotOptions &options) {
+  if (options.low >= options.high) {
+    complain("--low must be less than --high");
+    return kUsage;
+  }
   Grid grid;
   if (!read_grid(options.file, options.grid, grid)) return kFailure;
   if (ksgrid_order(grid.get()) != 0) return kFailure;
@@ -88,36 +94,36 @@ int draw(const PlotOptions &options) {
   return plot::write_picture(std::move(figure), options.picture) == 0 ? kOk : kFailure;
 }
 
-}  // namespace
-
-void add_plot(CLI::App &app, Action &action) {
-  auto options = std::make_shared<PlotOptions>();
-  CLI::App *command = app.add_subcommand(
-      "plot", "Draws frames as maps of colours, with axes and a scale");
-  command->add_option("file", options->file, "- for standard input")->required();
-  options->picture.width = 700.0;
-  plot::add_picture_options(*command, options->picture);
-  command->add_option("--grid", options->grid, "Which grid of the file (0)")
-      ->check(CLI::NonNegativeNumber);
-  command->add_option("--frame", options->frames,
-                      "Which frames, one below another (0)");
+void describe_plot(CLI::App &command, PlotOptions &options) {
+  command.add_option("file", options.file, "- for standard input")->required();
+  options.picture.width = 700.0;
+  plot::add_picture_options(command, options.picture);
+  command.add_option("--grid", options.grid, "Which grid of the file (0)")
+      ->check(whole_number(0, INT_MAX));
+  command.add_option("--frame", options.frames, "Which frames, one below another (0)")
+      ->delimiter(',')
+      ->allow_extra_args(false)
+      ->type_name("N,...");
   CLI::Option *low =
-      command->add_option("--low", options->low, "Value of the first colour");
+      command.add_option("--low", options.low, "Value of the first colour");
   CLI::Option *high =
-      command->add_option("--high", options->high, "Value of the last colour");
+      command.add_option("--high", options.high, "Value of the last colour");
   low->needs(high);
   high->needs(low);
-  command->add_flag("--diverging", options->diverging, "Colours on both sides of 0");
-  command->add_flag("--map", options->map, "x and y are longitude and latitude");
-  command->add_option("--x-label", options->x_label, "By default the x axis name");
-  command->add_option("--y-label", options->y_label);
-  command->add_option("--label", options->label, "Of the colours, with their unit");
-  command->callback([options, &action] {
-    if (options->low >= options->high) {
-      throw CLI::ValidationError("plot", "--low must be less than --high");
-    }
-    action = [options] { return draw(*options); };
-  });
+  command.add_flag("--diverging", options.diverging, "Colours on both sides of 0");
+  command.add_flag("--map", options.map, "x and y are longitude and latitude");
+  command.add_option("--x-label", options.x_label, "By default the x axis name");
+  command.add_option("--y-label", options.y_label, "Text beside the y axis");
+  command.add_option("--label", options.label, "Of the colours, with their unit");
+}
+
+}  // namespace
+
+Command plot_command() {
+  return make_command<PlotOptions>(
+      "plot", "Draws frames as maps of colours, with axes and a scale",
+      {"ksgrid plot --map --label 'arrival (s)' -o map.png map.grid"}, describe_plot,
+      draw);
 }
 
 }  // namespace ksutil::tools
