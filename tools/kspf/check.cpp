@@ -1,5 +1,5 @@
+/* check: kspf check. */
 #include <cstdio>
-#include <memory>
 
 #include "tools/common/rows.h"
 #include "tools/kspf/commands.h"
@@ -52,21 +52,23 @@ int check(const CheckOptions &options) {
   return result == 0 ? kOk : kFailure;
 }
 
+void describe_check(CLI::App &command, CheckOptions &options) {
+  command.add_option("file", options.file, "Parameter file, - for standard input")
+      ->required();
+  command.add_option("--rules", options.rules, "Parameter file of the constraints")
+      ->required();
+  command.add_flag("--search", options.search,
+                   "Look for the file along KSUTIL_PF_PATH");
+  add_form_options(command, options.form);
+}
+
 }  // namespace
 
-void add_check(CLI::App &app, Action &action) {
-  const auto options = std::make_shared<CheckOptions>();
-  CLI::App *command =
-      app.add_subcommand("check", "List what violates the constraints of a file");
-  command->add_option("file", options->file, "Parameter file, - for standard input")
-      ->required();
-  command->add_option("--rules", options->rules, "Parameter file of the constraints")
-      ->required();
-  command->add_flag("--search", options->search,
-                    "Look for the file along KSUTIL_PF_PATH");
-  add_form_options(*command, options->form);
-  command->callback(
-      [options, &action] { action = [options] { return check(*options); }; });
+Command check_command() {
+  return make_command<CheckOptions>(
+      "check", "Lists what violates the constraints of a file",
+      {"kspf check --rules data/settings/server.rules data/settings/server.pf"},
+      describe_check, check);
 }
 
 }  // namespace ksutil::tools

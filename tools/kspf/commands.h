@@ -1,4 +1,4 @@
-/* The subcommands of kspf: each adds itself to the program and sets the action. */
+/* commands: lists the subcommands of kspf. */
 #ifndef KSUTIL_TOOLS_KSPF_COMMANDS_H
 #define KSUTIL_TOOLS_KSPF_COMMANDS_H
 
@@ -9,13 +9,13 @@
 
 namespace ksutil::tools {
 
-void add_get(CLI::App &app, Action &action);
-void add_set(CLI::App &app, Action &action);
-void add_insert(CLI::App &app, Action &action);
-void add_delete(CLI::App &app, Action &action);
-void add_check(CLI::App &app, Action &action);
-void add_merge(CLI::App &app, Action &action);
-void add_format(CLI::App &app, Action &action);
+Command get_command();
+Command set_command();
+Command insert_command();
+Command delete_command();
+Command check_command();
+Command merge_command();
+Command format_command();
 
 /* Reads a file, "-" for standard input, or with `search` what the search path has under a
  * name; false with messages in the error register. */

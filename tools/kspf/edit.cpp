@@ -1,4 +1,7 @@
-#include <memory>
+/* edit: kspf set, insert and delete. */
+#include <string>
+#include <utility>
+#include <vector>
 
 #include "tools/kspf/commands.h"
 
@@ -27,7 +30,8 @@ int apply(KSPf &pf, const EditOptions &options, Edit edit) {
 }
 
 /* A file that already says what it should is not written again. */
-int edit_file(const EditOptions &options, Edit edit) {
+template <Edit edit>
+int edit_file(const EditOptions &options) {
   KSPf pf;
   std::string before, after;
   if (pf.readFile(options.file) != 0 || pf.text(before) != 0 ||
@@ -37,35 +41,42 @@ int edit_file(const EditOptions &options, Edit edit) {
   return after == before ? kOk : write_output(pf, options.file);
 }
 
-void add(CLI::App &app, Action &action, const char *name, const char *description,
-         Edit edit) {
-  const auto options = std::make_shared<EditOptions>();
-  CLI::App *command = app.add_subcommand(name, description);
-  command->add_option("file", options->file, "Parameter file, which is replaced")
+template <Edit edit>
+void describe(CLI::App &command, EditOptions &options) {
+  command.add_option("file", options.file, "Parameter file, which is replaced")
       ->required();
-  command->add_option("path", options->path, "Path of the value")->required();
-  if (edit != Edit::kDelete) {
-    command->add_option("value", options->value, "The text")->required();
-    command->add_flag("--block", options->block,
-                      "The value is written as in a file: '&Tbl{ ... }' on lines");
-  }
-  command->callback(
-      [options, edit, &action] { action = [=] { return edit_file(*options, edit); }; });
+  command.add_option("path", options.path, "Path of the value")->required();
+  if (edit == Edit::kDelete) return;
+  command.add_option("value", options.value, "The text")->required();
+  command.add_flag("--block", options.block,
+                   "The value is written as in a file: '&Tbl{ ... }' on lines");
+}
+
+template <Edit edit>
+Command edit_command(const char *name, const char *description,
+                     std::vector<std::string> examples) {
+  return make_command<EditOptions>(name, description, std::move(examples),
+                                   describe<edit>, edit_file<edit>);
 }
 
 }  // namespace
 
-void add_set(CLI::App &app, Action &action) {
-  add(app, action, "set", "Set a value, adding a key that is absent", Edit::kSet);
+Command set_command() {
+  return edit_command<Edit::kSet>(
+      "set", "Sets a value, adding a key that is absent",
+      {"kspf set data/settings/server.pf monitor.interval 2.5",
+       "kspf set data/settings/server.pf offset -- -3"});
 }
 
-void add_insert(CLI::App &app, Action &action) {
-  add(app, action, "insert", "Add a key, or an item before that of its index",
-      Edit::kInsert);
+Command insert_command() {
+  return edit_command<Edit::kInsert>(
+      "insert", "Adds a key, or an item before that of its index",
+      {"kspf insert data/settings/server.pf 'magnitudes[0]' 'mww 7.0'"});
 }
 
-void add_delete(CLI::App &app, Action &action) {
-  add(app, action, "delete", "Remove a value", Edit::kDelete);
+Command delete_command() {
+  return edit_command<Edit::kDelete>("delete", "Removes a value",
+                                     {"kspf delete data/settings/server.pf offset"});
 }
 
 }  // namespace ksutil::tools

@@ -1,4 +1,4 @@
-#include <memory>
+/* format: kspf format. */
 
 #include "tools/kspf/commands.h"
 
@@ -26,22 +26,25 @@ int format(const FormatOptions &options) {
   return write_output(pf, options.in_place ? options.file : "");
 }
 
+void describe_format(CLI::App &command, FormatOptions &options) {
+  command.add_option("file", options.file, "Parameter file, - for standard input")
+      ->required();
+  CLI::Option *in_place = command.add_flag("-i,--in-place", options.in_place,
+                                           "Replace the file instead of printing");
+  command
+      .add_flag("--check", options.check,
+                "Print nothing; fail when the layout is another")
+      ->excludes(in_place);
+}
+
 }  // namespace
 
-void add_format(CLI::App &app, Action &action) {
-  const auto options = std::make_shared<FormatOptions>();
-  CLI::App *command = app.add_subcommand(
-      "format", "Print a file in the usual layout, with its comments");
-  command->add_option("file", options->file, "Parameter file, - for standard input")
-      ->required();
-  CLI::Option *in_place = command->add_flag("-i,--in-place", options->in_place,
-                                            "Replace the file instead of printing");
-  command
-      ->add_flag("--check", options->check,
-                 "Print nothing; fail when the layout is another")
-      ->excludes(in_place);
-  command->callback(
-      [options, &action] { action = [options] { return format(*options); }; });
+Command format_command() {
+  return make_command<FormatOptions>(
+      "format", "Prints a file in the usual layout, with its comments",
+      {"kspf format data/settings/server.pf",
+       "kspf format --in-place data/settings/server.pf"},
+      describe_format, format);
 }
 
 }  // namespace ksutil::tools

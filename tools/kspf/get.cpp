@@ -1,15 +1,19 @@
+/* get: kspf get. */
 #include <cstdio>
 #include <memory>
 #include <nlohmann/json.hpp>
+#include <optional>
 
 #include "platform/stock/memory.h"
+#include "tools/common/rows.h"
 #include "tools/kspf/commands.h"
 
 namespace ksutil::tools {
 namespace {
 
 struct GetOptions {
-  std::string file, path, fallback;
+  std::string file, path;
+  std::optional<std::string> fallback;
   bool json = false, search = false;
 };
 
@@ -42,9 +46,7 @@ nlohmann::ordered_json json_of(Pf *pf) {
 
 int print(Pf *tree, bool json) {
   if (json) {
-    const std::string text = json_of(tree).dump(
-        1, ' ', false, nlohmann::ordered_json::error_handler_t::replace);
-    std::puts(text.c_str());
+    print_json(json_of(tree));
   } else if (pf_kind(tree) == PFSTRING) {
     std::puts(pf_text(tree));
   } else {
@@ -55,14 +57,14 @@ int print(Pf *tree, bool json) {
   return kOk;
 }
 
-int get(const GetOptions &options, bool has_fallback) {
+int get(const GetOptions &options) {
   KSPf pf;
   if (!read_input(options.file, options.search, pf)) return kFailure;
   std::string path = options.path;
-  if (has_fallback && pf.kind(path) == PFINVALID) {
+  if (options.fallback && pf.kind(path) == PFINVALID) {
     /* It fails for a faulty path, which no default makes good. */
     std::string text;
-    if (pf.getString(path, text, options.fallback) < 0) return kFailure;
+    if (pf.getString(path, text, *options.fallback) < 0) return kFailure;
     path = "default";
     pf = KSPf();
     if (pf.set(path, text) != 0) return kFailure;
@@ -72,22 +74,24 @@ int get(const GetOptions &options, bool has_fallback) {
   return print(std::unique_ptr<Pf, PfDeleter>(tree).get(), options.json);
 }
 
+void describe_get(CLI::App &command, GetOptions &options) {
+  command.add_option("file", options.file, "Parameter file, - for standard input")
+      ->required();
+  command.add_option("path", options.path, "Path of the value; without it the file");
+  command.add_option("--default", options.fallback,
+                     "Text to print when there is no value");
+  command.add_flag("--json", options.json, "Print JSON");
+  command.add_flag("--search", options.search,
+                   "Look for the file along KSUTIL_PF_PATH");
+}
+
 }  // namespace
 
-void add_get(CLI::App &app, Action &action) {
-  const auto options = std::make_shared<GetOptions>();
-  CLI::App *command = app.add_subcommand("get", "Print a value");
-  command->add_option("file", options->file, "Parameter file, - for standard input")
-      ->required();
-  command->add_option("path", options->path, "Path of the value; without it the file");
-  CLI::Option *fallback = command->add_option("--default", options->fallback,
-                                              "Text to print when there is no value");
-  command->add_flag("--json", options->json, "Print JSON");
-  command->add_flag("--search", options->search,
-                    "Look for the file along KSUTIL_PF_PATH");
-  command->callback([options, fallback, &action] {
-    action = [options, fallback] { return get(*options, fallback->count() > 0); };
-  });
+Command get_command() {
+  return make_command<GetOptions>("get", "Prints a value",
+                                  {"kspf get --json data/settings/server.pf magnitudes",
+                                   "kspf get data/settings/server.pf monitor.interval"},
+                                  describe_get, get);
 }
 
 }  // namespace ksutil::tools

@@ -1,4 +1,4 @@
-#include <memory>
+/* merge: kspf merge. */
 #include <vector>
 
 #include "tools/kspf/commands.h"
@@ -28,20 +28,22 @@ int merge(const MergeOptions &options) {
   return write_output(merged, options.output);
 }
 
+void describe_merge(CLI::App &command, MergeOptions &options) {
+  command.add_option("files", options.files, "Parameter files")->required();
+  command.add_option("-o,--output", options.output, "File to write instead");
+  command.add_flag("--append-tables", options.append_tables,
+                   "Items of later tables follow those of earlier ones");
+  command.add_flag("--keep-present", options.keep_present,
+                   "Take only what is absent from the earlier files");
+}
+
 }  // namespace
 
-void add_merge(CLI::App &app, Action &action) {
-  const auto options = std::make_shared<MergeOptions>();
-  CLI::App *command =
-      app.add_subcommand("merge", "Print files as one, later over earlier");
-  command->add_option("files", options->files, "Parameter files")->required();
-  command->add_option("-o,--output", options->output, "File to write instead");
-  command->add_flag("--append-tables", options->append_tables,
-                    "Items of later tables follow those of earlier ones");
-  command->add_flag("--keep-present", options->keep_present,
-                    "Take only what is absent from the earlier files");
-  command->callback(
-      [options, &action] { action = [options] { return merge(*options); }; });
+Command merge_command() {
+  return make_command<MergeOptions>(
+      "merge", "Prints files as one, later over earlier",
+      {"kspf merge -o server.pf data/settings/site.pf data/settings/user.pf"},
+      describe_merge, merge);
 }
 
 }  // namespace ksutil::tools
