@@ -93,7 +93,7 @@ int run_program(const Program &program, int argc, char **argv) {
   CLI::App app(program.description, program.name);
   app.footer(program_footer(program));
   app.formatter(std::make_shared<HelpFormatter>());
-  add_version(app);
+  app.set_version_flag("--version", program.name + " " KSUTIL_VERSION);
   app.add_flag_callback(
       "--completion",
       [&] {
@@ -118,20 +118,12 @@ int run_program(const Program &program, int argc, char **argv) {
              command_names(program) + ")");
     return kUsage;
   }
-  return run(app, action, argc, argv);
-}
-
-int run(CLI::App &app, Action &action, int argc, char **argv) {
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError &error) {
     return end_parsing(app, error);
   }
   return run_action(action);
-}
-
-void add_version(CLI::App &app) {
-  app.set_version_flag("--version", app.get_name() + " " KSUTIL_VERSION);
 }
 
 }  // namespace ksutil::tools

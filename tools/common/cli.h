@@ -64,11 +64,5 @@ struct Program {
  * the causes in the error register are printed to standard error. */
 int run_program(const Program &program, int argc, char **argv);
 
-/* The same for a program that has built its parser itself. */
-int run(CLI::App &app, Action &action, int argc, char **argv);
-
-/* Adds --version. */
-void add_version(CLI::App &app);
-
 }  // namespace ksutil::tools
 #endif
