@@ -120,6 +120,10 @@ bool ImportPlan::plan(const Event &event, std::int64_t record) {
   } else {
     healed = find_orphan(event, evid, prefor);
     if (!healed && !take(kEvid, evid)) return false;
+    if (healed) {
+      record = tables_.event_of(evid);  // a row without a name, or none
+      row = row_of(kEvent, record);
+    }
   }
 
   std::int64_t preferred = prefor;
@@ -157,7 +161,7 @@ bool ImportPlan::plan(const Event &event, std::int64_t record) {
   if (!plan_remark(place_remark(event), is_place_remark, commid)) return false;
   RowPut put(tables_.layout(kEvent), row, report_);
   put.put("evid", evid);
-  if (record < 0) {
+  if (record < 0 || healed) {
     put.put("evname",
             std::string_view(event_name(event.id, tables_.width(kEvent, "evname"))));
   }
@@ -168,7 +172,7 @@ bool ImportPlan::plan(const Event &event, std::int64_t record) {
   const bool changed_rows = changed_;
   if (!plan_public_id("evid", event.id, evid)) return false;
 
-  if (record < 0) {
+  if (record < 0 || healed) {
     counts_.added++;
     counts_.healed += healed ? 1 : 0;
   } else {

@@ -119,7 +119,6 @@ std::int64_t ImportTables::public_id(std::string_view key,
 }
 
 void ImportTables::index_names() {
-  RowIndex with_public_id;
   if (has(kPublicid)) {
     const db::Snapshot &table = rows(kPublicid);
     const db::TextColumn key(table.layout(), "tagname");
@@ -127,16 +126,16 @@ void ImportTables::index_names() {
     for (long row = 0; row < table.count(); row++) {
       const std::string_view record = table.row(row);
       if (record.empty() || text_of(key, record) != "evid") continue;
-      with_public_id.add(static_cast<std::uint64_t>(integer_of(id, record)), row);
+      named_evids_.add(static_cast<std::uint64_t>(integer_of(id, record)), row);
     }
-    with_public_id.settle();
+    named_evids_.settle();
   }
   const db::Snapshot &table = rows(kEvent);
   const db::TextColumn name(table.layout(), "evname");
   const db::IntegerColumn evid(table.layout(), "evid");
   for (long row = 0; row < table.count(); row++) {
     const std::string_view record = table.row(row);
-    if (record.empty() || with_public_id.first(integer_of(evid, record)) >= 0) continue;
+    if (record.empty() || named_evids_.first(integer_of(evid, record)) >= 0) continue;
     const std::string_view text = text_of(name, record);
     if (!name.is_null(text)) named_.add(hash_of(text), row);
   }
@@ -170,9 +169,19 @@ void ImportTables::index_orphans() {
     const std::string_view record = table.row(row);
     if (record.empty()) continue;
     const std::int64_t id = integer_of(evid, record);
-    if (id != evid.null() && event_of(id) < 0) orphans_.add(place_key(record), row);
+    if (id != evid.null() && !is_named(id)) orphans_.add(place_key(record), row);
   }
   orphans_.settle();
+}
+
+/* Whether an event is there and says which one it is, by a public id or a name.  Rows that
+ * were made up for origins without event (ksdb verify --fix) do not. */
+bool ImportTables::is_named(std::int64_t evid) const {
+  const long record = event_of(evid);
+  if (record < 0) return false;
+  if (named_evids_.first(static_cast<std::uint64_t>(evid)) >= 0) return true;
+  const db::TextColumn name(rows(kEvent).layout(), "evname");
+  return !name.is_null(text_of(name, rows(kEvent).row(record)));
 }
 
 std::int64_t ImportTables::orphan_like(std::string_view origin_row) const {

@@ -101,6 +101,7 @@ class ImportTables {
   void index_public_ids();
   void index_names();
   void index_orphans();
+  bool is_named(std::int64_t evid) const;
   std::uint64_t place_key(std::string_view origin_row) const;
   bool start_counter(const char *key, Counter &counter);
 
@@ -110,9 +111,11 @@ class ImportTables {
   std::array<std::shared_ptr<const db::Snapshot>, kTableCount> snapshots_;
   std::array<std::string, kTableCount> null_rows_;
   RowIndex by_evid_, by_orid_, errors_, magnitudes_, tensors_, remarks_;
-  RowIndex public_ids_;  // by text id and key
-  RowIndex named_;       // by evname
-  RowIndex orphans_;     // by place, depth and time
+  RowIndex public_ids_;   // by text id and key
+  RowIndex named_;        // by evname
+  RowIndex named_evids_;  // that publicid has
+  RowIndex
+      orphans_;  // by place, depth and time: origins of no event or of one without name
   Counters counters_;
 };
 

@@ -17,6 +17,7 @@
 #include "platform/db/store.h"
 #include "platform/elog/elog.h"
 #include "platform/stock/files.h"
+#include "tests/support/rows.h"
 #include "tests/tools/scratch.h"
 #include "tools/common/open_database.h"
 
@@ -301,6 +302,24 @@ TEST_F(ImporterTest, HealsOriginsThatLostTheirEvents) {
   EXPECT_EQ(table("origin").substr(0, origins.size()), origins);
   EXPECT_EQ(table("netmag").substr(0, netmags.size()), netmags);
   EXPECT_EQ(values(0).evid, 1);
+}
+
+/* ksdb verify --fix gives such origins rows of event that say nothing but their ids. */
+TEST_F(ImporterTest, TakesUpEventsThatWereMadeUpForOrigins) {
+  import({event_at("a", 1e9), event_at("b", 1.1e9)});
+  std::filesystem::remove(name_ + ".publicid");
+  Dbptr db;
+  ASSERT_EQ(dbopen_noshare(name_.c_str(), "r+", &db), 0);
+  Dbptr row = dblookup(db, "", "event", "", "");
+  for (row.record = 0; row.record < 2; ++row.record) {
+    ASSERT_EQ(dbputv(row, "evname", "-", test::kEndOfArguments), 0);
+  }
+  dbclose(db);
+  const ImportCounts counts = import({event_at("b", 1.1e9), event_at("a", 1e9)});
+  EXPECT_EQ(counts.healed, 2);
+  EXPECT_EQ(rows("event"), 2);
+  EXPECT_EQ(rows("origin"), 2);
+  EXPECT_EQ(import({event_at("a", 1e9), event_at("b", 1.1e9)}).unchanged, 2);
 }
 
 TEST_F(ImporterTest, RefusesOneEventForAValueThatDoesNotFit) {
