@@ -1,5 +1,6 @@
 #include "events/evserver.h"
 
+#include <mutex>
 #include <utility>
 
 #include "core/register.h"
@@ -38,6 +39,10 @@ EVServer::~EVServer() {
   /* The worker may be waiting for the lock in order to publish. */
   state_->published.lock.unlock_fully();
   ksutil::events::stop_threads(*state_);
+  {
+    /* Another thread may hold the lock, and its client needs the server to release it. */
+    const std::lock_guard wait(state_->published.lock);
+  }
   state_->clients.detach_all();
 }
 

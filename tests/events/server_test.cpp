@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <cerrno>
 #include <chrono>
 #include <cstring>
@@ -16,6 +17,7 @@
 #include <memory>
 #include <mutex>
 #include <random>
+#include <thread>
 #include <vector>
 
 #include "events/evclient.h"
@@ -290,6 +292,25 @@ TEST_F(Server, EndsUnderItsOwnersEventsLock) {
   server.reset();
   client.releaseEventsLock();
   EXPECT_EQ(client.server, nullptr);
+}
+
+/* The lock belongs to the server: its holder would unlock freed memory. */
+TEST_F(Server, WaitsAtItsEndForAnotherThreadsEventsLock) {
+  auto server = std::make_unique<EVServer>(database.name(), 0, 0, -1);
+  EVClient client(server.get());
+  std::promise<void> held;
+  std::atomic<bool> released{false};
+  std::thread holder([&] {
+    client.grabEventsLock();
+    held.set_value();
+    std::this_thread::sleep_for(300ms);
+    released = true;
+    client.releaseEventsLock();
+  });
+  held.get_future().wait();
+  server.reset();
+  EXPECT_TRUE(released);
+  holder.join();
 }
 
 TEST_F(Server, RefusesNullRecords) {
