@@ -302,6 +302,10 @@ FlatJournal::Settled FlatJournal::settle(const FlatPlaces &places,
     journal.file_ = open_file(path, O_RDWR);
     if (!journal.file_) {
       if (errno == ENOENT) return Settled::kNone;
+      /* Another user's, who may be at work. */
+      if (wait == FileLock::Wait::kNever && (errno == EACCES || errno == EROFS)) {
+        return Settled::kBusy;
+      }
       journal.fail(1, "Cannot open the journal that an interrupted import left");
       return Settled::kFailed;
     }
@@ -315,8 +319,9 @@ FlatJournal::Settled FlatJournal::settle(const FlatPlaces &places,
     const std::int64_t size = size_of(journal.file_);
     Head head = {};
     const bool read = journal.read_tables(head);
-    if (!read && size >= static_cast<std::int64_t>(sizeof head) &&
-        std::memcmp(head.magic, kMagic, sizeof kMagic) != 0) {
+    /* A process that died early has left the beginning of a journal. */
+    const std::size_t begun = std::min(sizeof kMagic, static_cast<std::size_t>(size));
+    if (!read && std::memcmp(head.magic, kMagic, begun) != 0) {
       journal.fail(0, "This is not a journal of changes; move it away");
       return Settled::kFailed;
     }
@@ -343,9 +348,11 @@ bool FlatJournal::concerns(const FlatPlaces &places, const std::string &table) {
   if (::access(path.c_str(), F_OK) != 0) return false;
   FlatJournal journal(places);
   journal.file_ = open_file(path, O_RDONLY);
+  /* One that cannot be read may concern any table. */
+  if (!journal.file_) return errno != ENOENT;
   Head head = {};
   /* A journal without its tables has not changed any. */
-  if (!journal.file_ || !journal.read_tables(head)) return false;
+  if (!journal.read_tables(head)) return false;
   return std::any_of(journal.tables_.begin(), journal.tables_.end(),
                      [&](const JournalTable &entry) { return entry.name == table; });
 }

@@ -279,10 +279,14 @@ TEST_F(FlatTransactions, ADamagedOrForeignJournalChangesNothing) {
     EXPECT_TRUE(leaves_tables(journal.substr(0, at))) << "length " << at;
   }
 
-  reset();
   const std::string foreign(200, 'x');
-  write_file(name_ + ".journal", foreign);
-  EXPECT_EQ(open(), nullptr);
+  const std::string note = "notes\n";
+  for (const std::string &text : {note, foreign}) {
+    reset();
+    write_file(name_ + ".journal", text);
+    EXPECT_EQ(open(), nullptr);
+    EXPECT_EQ(file_text(name_ + ".journal"), text);
+  }
   EXPECT_THAT(messages(), HasSubstr("db.journal"));
   EXPECT_NE(open("r"), nullptr) << "reading goes on";
   EXPECT_EQ(file_text(name_ + ".journal"), foreign);

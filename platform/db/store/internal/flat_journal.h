@@ -94,7 +94,8 @@ class FlatJournal {
 
   /* Finishes or removes the journal that a dead process left.
    *   kNone     there is none, or none any more
-   *   kBusy     a living process owns it (only when `wait` is kNever)
+   *   kBusy     a living process owns it, or another user whose journals this one may
+   *             not write (only when `wait` is kNever)
    *   kFailed   it cannot be applied; with a message.  It stays for the next attempt. */
   enum class Settled { kNone, kBusy, kFailed };
   static Settled settle(const FlatPlaces &places, FileLock::Wait wait);
