@@ -9,6 +9,7 @@
 #include <nlohmann/json.hpp>
 #include <sstream>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "tests/tools/scratch.h"
@@ -23,6 +24,9 @@ using testing::Not;
 
 const std::string kKsdb = KSDB_PROGRAM;
 const std::string kKsevents = KSEVENTS_PROGRAM;
+const std::vector<std::string> kPrograms = {
+    KSDB_PROGRAM,   KSEVENTS_PROGRAM,  KSSAC_PROGRAM, KSVECTOR_PROGRAM,
+    KSGRID_PROGRAM, KSHISTORY_PROGRAM, KSPF_PROGRAM};
 const std::string kData = KSUTIL_SOURCE_DIR "/data";
 
 /* Four events whose rows are not in the order of their times: d, a, b, c. */
@@ -194,6 +198,49 @@ TEST(Failures, AreOneLineWithoutNamesOfFunctions) {
   }
 }
 
+/* The first word of each line is the program. */
+TEST(Failures, OfFileProgramsAreOneLineToo) {
+  const ScratchFolder folder;
+  const std::string bin = std::filesystem::path(kKsdb).parent_path().string() + "/";
+  const std::string text = " " + folder.write("text", "some words\n");
+  const std::vector<std::pair<int, std::string>> commands = {
+      {1, "kssac header /nowhere"},
+      {1, "kssac dump" + text},
+      {1, "kssac from-db --dir " + (folder / "") + " /nowhere/db"},
+      {2, "kssac from-db --start soon /nowhere/db"},
+      {2, "kssac dump --limit -1" + text},
+      {1, "ksvector read /nowhere"},
+      {1, "ksvector eval --at 1" + text},
+      {2, "ksvector eval --at 1,x" + text},
+      {2, "ksvector eval" + text},
+      {1, "ksgrid info /nowhere"},
+      {1, "ksgrid info" + text},
+      {1, "ksgrid eval --x 1 --y 1" + text},
+      {2, "ksgrid eval --x 1,2 --y 1" + text},
+      {1, "kshistory show /nowhere"},
+      {1, "kshistory show" + text},
+      {2, "kshistory show --at soon" + text},
+      {1, "kspf get /nowhere"},
+      {1, "kspf get" + text + " nosuch"},
+      {2, "kspf check" + text}};
+  for (const auto &[code, command] : commands) {
+    const ProgramRun run = run_program(bin + command);
+    EXPECT_EQ(run.code, code) << command;
+    EXPECT_EQ(run.output, "") << command;
+    EXPECT_EQ(lines_of(run.errors), 1) << command << "\n" << run.errors;
+    EXPECT_THAT(run.errors,
+                testing::StartsWith(command.substr(0, command.find(' ')) + ": "));
+    EXPECT_THAT(run.errors, Not(testing::ContainsRegex("[a-z]\\(|::"))) << command;
+  }
+  for (const std::string &program : kPrograms) {
+    for (const char *const wrong : {"", " nosuch", " --nosuch"}) {
+      const ProgramRun run = run_program(program + wrong);
+      EXPECT_EQ(run.code, 2) << program << wrong;
+      EXPECT_EQ(lines_of(run.errors), 1) << run.errors;
+    }
+  }
+}
+
 TEST(RegisterCauses, KeepTheCauseAndDropItsCallers) {
   EXPECT_THAT(register_causes("dbopen: Cannot open a.origin.\nPermission denied\n"
                               "dbquery: cannot look at table origin.\n"
@@ -226,7 +273,7 @@ std::vector<std::string> examples_of(const std::string &help) {
   std::istringstream lines(help);
   bool inside = false;
   for (std::string line; std::getline(lines, line);) {
-    if (inside && line.starts_with("  ks")) examples.push_back(line.substr(2));
+    if (inside && line.starts_with("  ")) examples.push_back(line.substr(2));
     if (line.starts_with("Example")) inside = true;
   }
   return examples;
@@ -237,13 +284,14 @@ TEST(Help, ShowsExamplesThatRunAsPrinted) {
   std::filesystem::copy(kData, folder / "data",
                         std::filesystem::copy_options::recursive);
   const std::string bin = std::filesystem::path(kKsdb).parent_path();
-  const std::string here = "cd " + folder.path() + " && PATH=" + bin + ":$PATH ";
+  const std::string here =
+      "cd " + folder.path() + " && export PATH=" + bin + ":$PATH; ";
   for (const char *database : {"mydb", "yesterday", "today"}) {
     const ProgramRun made = run_program(
         here + "ksdb import --quiet --create css3.0 data/aug2015.csv " + database);
     ASSERT_EQ(made.code, 0) << made.errors;
   }
-  for (const std::string &program : {kKsdb, kKsevents}) {
+  for (const std::string &program : kPrograms) {
     const std::string needed = run_program(program).errors;
     const std::size_t list = needed.find("needed: ") + 8;
     std::istringstream names(needed.substr(list, needed.size() - 1 - list));

@@ -28,14 +28,18 @@ std::size_t prefix_length(std::string_view line) {
   return function ? end + 2 : 0;
 }
 
-/* "cannot open PATH: why" for "open(PATH) error: why" and "fopen(PATH) error: why". */
+/* "cannot open PATH: why" for "open(PATH) error: why"; so for fopen and read. */
 std::string without_call(const std::string &message) {
   constexpr std::string_view kError = ") error";
-  const std::size_t open = message.find("open("), end = message.rfind(kError);
-  if (open > 1 || end == std::string::npos) return message;
-  const std::size_t path = open + 5;
-  return "cannot open " + message.substr(path, end - path) +
-         message.substr(end + kError.size());
+  const std::size_t end = message.find(kError);
+  if (end == std::string::npos) return message;
+  for (const std::string call : {"open(", "fopen(", "read("}) {
+    if (!message.starts_with(call)) continue;
+    const std::string verb = call == "read(" ? "read " : "open ";
+    return "cannot " + verb + message.substr(call.size(), end - call.size()) +
+           message.substr(end + kError.size());
+  }
+  return message;
 }
 
 /* What a caller adds to the message of the function that failed. */
