@@ -56,7 +56,8 @@ class KSUTIL_API EVClient {
   /* After a refresh that has changed anything. */
   virtual void responseCallback(EVResponse response);
   /* After a database check: the codes of EVServer::checkTable for "wfdisc", "arrival"
-   * and "detection". */
+   * and "detection".  Calls that come while a callback of this client runs wait for it
+   * in memory: checks must not be made faster than the callback takes. */
   virtual void checkDatabaseCallback(Array<std::string, int> changes);
 
   /* --- commands ---

@@ -51,6 +51,10 @@ struct FieldValue {
   requires std::convertible_to<const T &, std::string_view> FieldValue(
       std::string_view field, const T &text)
       : name(field), value(std::string_view(text)) {}
+  /* A null text counts as an empty one. */
+  FieldValue(std::string_view field, const char *text)
+      : name(field),
+        value(text == nullptr ? std::string_view() : std::string_view(text)) {}
   FieldValue(std::string_view, std::nullptr_t) = delete;
 
   std::string_view name;

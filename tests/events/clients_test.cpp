@@ -257,6 +257,7 @@ TEST_F(Clients, AreNeverEnteredTwiceUnderAnyTraffic) {
     ASSERT_EQ(thread.wait_for(60s), std::future_status::ready);
   }
   for (const auto &guarded : all) {
+    clients.remove(&guarded->listener);
     EXPECT_EQ(guarded->overlaps, 0);
     EXPECT_GE(guarded->calls, 900);
   }

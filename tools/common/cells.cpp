@@ -36,4 +36,8 @@ std::string shortest_cell(double value) {
 
 std::string id_cell(long id) { return id == -1 ? "" : std::to_string(id); }
 
+std::string text_cell(const std::string &text, bool raw) {
+  return text == "-" && !raw ? std::string() : text;
+}
+
 }  // namespace ksutil::tools

@@ -20,5 +20,8 @@ std::string shortest_cell(double value);
 /* The number; empty for -1, the null of ids. */
 std::string id_cell(long id);
 
+/* The text; empty for "-", the null of texts, unless raw values are asked for. */
+std::string text_cell(const std::string &text, bool raw = false);
+
 }  // namespace ksutil::tools
 #endif

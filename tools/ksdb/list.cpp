@@ -24,8 +24,11 @@ int print_rows(Dbptr table, const PrintOptions &options) {
   const ElogScope quiet;
   for (long i = 0; i < rows->count() && i < options.limit; i++) {
     const std::string_view row = rows->row(i);
-    std::fwrite(row.data(), 1, row.size(), stdout);
-    if (row.empty()) unreadable.rows++;
+    if (row.empty()) {
+      unreadable.rows++;
+    } else {
+      std::fwrite(row.data(), 1, row.size(), stdout);
+    }
   }
   return report_unreadable(unreadable, "records", options.database);
 }

@@ -21,7 +21,7 @@ const char *type_name(db::FieldType type) {
     case db::FieldType::kReal:
       return "real";
     case db::FieldType::kText:
-      return "string";
+      return "text";
     case db::FieldType::kTime:
       return "time";
     case db::FieldType::kDate:

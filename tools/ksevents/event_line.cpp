@@ -60,10 +60,17 @@ std::vector<std::string> EventLines::cells(const EVEvent &event,
           real(at.lon, 4),
           real(at.depth, 1),
           real(event.magnitude, 2),
-          event.magtype,
+          text_cell(std::string(event.magtype), raw_),
           evid,
           std::to_string(origin->orid)};
 }
+
+namespace {
+
+/* A word with a blank behind it; nothing for no word. */
+std::string spaced(const std::string &word) { return word.empty() ? "" : word + " "; }
+
+}  // namespace
 
 std::string EventLines::sentence(const EVEvent &event) const {
   const EVOrigin *origin = shown_origin(event);
@@ -78,8 +85,9 @@ std::string EventLines::sentence(const EVEvent &event) const {
          format_text("  %9s %9s", real_cell(at.lat, 4).c_str(),
                      real_cell(at.lon, 4).c_str()) +
          (depth.empty() ? "  no depth" : format_text("  %5s km", depth.c_str())) +
-         (magnitude.empty() ? "  no magnitude"
-                            : "  " + event.magtype + " " + magnitude);
+         (magnitude.empty()
+              ? "  no magnitude"
+              : "  " + spaced(text_cell(std::string(event.magtype))) + magnitude);
 }
 
 }  // namespace ksutil::tools

@@ -81,7 +81,8 @@ Rows EventSheets::origins() const {
   for (const KSEVOrigin *origin : records<KSEVOrigin>(event_->origins)) {
     rows.add({std::to_string(origin->orid), std::to_string(origin->preferred),
               when(origin->time), real(origin->lat, 4), real(origin->lon, 4),
-              real(origin->depth, 1), real(origin->magnitude, 2), origin->magtype,
+              real(origin->depth, 1), real(origin->magnitude, 2),
+              text_cell(origin->magtype, raw_),
               std::to_string(counttbl(origin->associations)),
               std::to_string(counttbl(origin->detections))});
   }
@@ -95,7 +96,7 @@ Rows EventSheets::magnitudes_of(const KSEVOrigin &origin) const {
             Form::kText);
   int index = 0;
   for (const KSEVMagnitude *row : records<KSEVMagnitude>(origin.magnitudes)) {
-    rows.add({real(row->magnitude, 2), row->magtype,
+    rows.add({real(row->magnitude, 2), text_cell(row->magtype, raw_),
               std::to_string(index++ == origin.pref_magnitude ? 1 : 0)});
   }
   return rows;
@@ -145,7 +146,8 @@ void EventSheets::print_tables() {
               count == 1 ? "origin" : "origins");
   const std::string magnitude = real_cell(event_->magnitude, 2);
   if (!magnitude.empty()) {
-    std::printf(", %s %s", event_->magtype, magnitude.c_str());
+    const std::string type = text_cell(event_->magtype);
+    std::printf(", %s%s%s", type.c_str(), type.empty() ? "" : " ", magnitude.c_str());
   }
   std::printf("\n");
   print_table("Origins", origins());
@@ -163,7 +165,7 @@ void EventSheets::print_object() {
   event["evid"] = event_->evid;
   event["prefor"] = json_number(id_cell(event_->prefor));
   event["magnitude"] = json_number(real(event_->magnitude, 2));
-  event["magtype"] = json_text(event_->magtype);
+  event["magtype"] = json_text(text_cell(event_->magtype, raw_));
   event["origins"] = origins().json();
   std::size_t i = 0;
   for (KSEVOrigin *origin : records<KSEVOrigin>(event_->origins)) {

@@ -68,7 +68,7 @@ class SampleTimes {
   /* The times of unevenly spaced samples follow their values. */
   bool read_times(KSSac *kssac, const std::string &path) {
     if (kssac->image->data == nullptr) {
-      complain(path + " has no samples");
+      complain(path + " holds " + kssac_file_type_text(kssac) + ", not samples");
       return false;
     }
     const FileHandle file = open_file(path, O_RDONLY | O_NONBLOCK);

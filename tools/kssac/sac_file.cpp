@@ -94,7 +94,9 @@ bool is_evenly_sampled(KSSac *kssac, const std::string &path) {
   double delta = 0.0;
   if (kssac->image->data == nullptr || !known(kssac, "LEVEN", even) || even == 0 ||
       !known(kssac, "DELTA", delta) || !(delta > 0.0)) {
-    complain(path + " has no evenly spaced samples");
+    complain(kssac->image->data == nullptr
+                 ? path + " holds " + kssac_file_type_text(kssac) + ", not samples"
+                 : path + " has no evenly spaced samples");
     return false;
   }
   return true;

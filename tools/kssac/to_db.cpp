@@ -181,7 +181,9 @@ class Entry {
 
 int to_db(const ToDbOptions &options) {
   const std::string &name = options.files.back();
-  if (!options.create.empty() && dbcreate(name.c_str(), options.create.c_str()) != 0) {
+  /* Repeating a command that has made the database already is no mistake. */
+  if (!options.create.empty() && !std::filesystem::exists(name) &&
+      dbcreate(name.c_str(), options.create.c_str()) != 0) {
     return kFailure;
   }
   const OpenDatabase database(name, "r+");

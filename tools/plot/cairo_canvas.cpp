@@ -270,4 +270,9 @@ extern "C" __attribute__((visibility("default"))) const char *
 __lsan_default_suppressions() {
   return "leak:libfontconfig\n";
 }
+
+/* Standard error is for messages of the program. */
+extern "C" __attribute__((visibility("default"))) const char *__lsan_default_options() {
+  return "print_suppressions=0";
+}
 #endif
