@@ -219,7 +219,7 @@ TEST(Ksdb, NextidNeverRepeatsItself) {
 
 TEST(Ksdb, ShowsTheTypesOfASchemaAsItsFileNamesThem) {
   EXPECT_THAT(run_program(kKsdb + " schema --csv css3.0 event").output,
-              HasSubstr("\nevname,string,10,15,%-15s,-,"));
+              HasSubstr("\nevname,text,10,15,%-15s,-,"));
 }
 
 }  // namespace

@@ -129,8 +129,7 @@ TEST(Ksgrid, SaysWhatIsWrong) {
   std::filesystem::resize_file(cut, 100);
   const ProgramRun damaged = ksgrid("info " + cut);
   EXPECT_EQ(damaged.code, 1);
-  EXPECT_EQ(damaged.errors,
-            "ksgrid: " + cut + ": not a file of grids, or damaged\n");
+  EXPECT_EQ(damaged.errors, "ksgrid: " + cut + ": not a file of grids, or damaged\n");
   EXPECT_THAT(ksgrid("eval " + grid + " --grid 1 --x 1 --y 1").errors,
               HasSubstr("holds 1 grids, none of number 1"));
   EXPECT_THAT(ksgrid("eval " + grid + " --frame 2 --x 1 --y 1").errors,
