@@ -207,6 +207,7 @@ TEST_F(Clients, LeaveTheCallsThatOthersHaveLeftToThem) {
     }
     leave.set_value();
     removed.wait();
+    if (from_inside) notified.wait();  // nothing else has waited for the callback
     EXPECT_THAT(calls, ElementsAre("response"));
     notified.wait();
     EXPECT_THAT(calls, ElementsAre("response"));
@@ -238,13 +239,14 @@ TEST_F(Clients, AreNeverEnteredTwiceUnderAnyTraffic) {
     guarded.listener.on_check = [enter](Array<std::string, int> &) { enter(true); };
     guarded.listener.on_response = [enter](EVResponse &) { enter(false); };
   }
+  Listener visitor(bare);  // whole before others call it
   std::vector<std::future<void>> threads;
   for (int t = 0; t < 4; t++) {
     threads.push_back(std::async(std::launch::async, [&, t] {
       for (int i = 0; i < 300; i++) {
         if (t == 3) {
-          auto visitor = std::make_unique<Guarded>(bare);
-          clients.remove(&visitor->listener);
+          clients.remove(&visitor);
+          clients.add(&visitor);
         } else if (i % 2 == 0) {
           clients.database_checked({});
         } else {
@@ -256,6 +258,7 @@ TEST_F(Clients, AreNeverEnteredTwiceUnderAnyTraffic) {
   for (auto &thread : threads) {
     ASSERT_EQ(thread.wait_for(60s), std::future_status::ready);
   }
+  clients.remove(&visitor);
   for (const auto &guarded : all) {
     clients.remove(&guarded->listener);
     EXPECT_EQ(guarded->overlaps, 0);
