@@ -231,6 +231,18 @@ TEST(Kssac, KeepsSensorsOfAStationApart) {
       kssac("header --json " + (folder / "out/IU.ANMO.10.BHZ.2009247.010203.004.sac"))
           .output);
   EXPECT_EQ(header[0]["KHOLE"], "10");
+  /* A channel that is called as another with its location code: one name, two rows. */
+  std::filesystem::create_directory(folder / "more");
+  const std::string like =
+      folder.write("more/d.sac", station_file(4)
+                                     .text(sac::test::kKcmpnm, "BHZ00   ")
+                                     .text(sac::test::kKnetwk, "IU      ")
+                                     .str());
+  ASSERT_EQ(kssac("to-db " + like + " " + database).code, 0);
+  const ProgramRun forced =
+      kssac("from-db --force --dir " + (folder / "out") + " " + database);
+  EXPECT_EQ(forced.code, 1);
+  EXPECT_THAT(forced.errors, HasSubstr("is the file of another waveform too"));
   EXPECT_EQ(header[0]["KCMPNM"], "BHZ");
 }
 

@@ -5,6 +5,7 @@
 #include <cstdio>
 #include <filesystem>
 #include <limits>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -107,9 +108,15 @@ class Extraction {
     }
   }
 
-  bool write_file(KSSac *kssac, double time) const {
+  bool write_file(KSSac *kssac, double time) {
     const std::string path =
         (std::filesystem::path(options_.directory) / file_name(kssac, time)).string();
+    /* Two rows may have one name; --force is for files of earlier runs. */
+    if (!written_.insert(path).second) {
+      elog_log(0, "%s is the file of another waveform too; choose them with --where.\n",
+               path.c_str());
+      return false;
+    }
     if (!options_.force && ::access(path.c_str(), F_OK) == 0) {
       elog_log(0, "%s is there already.\n", path.c_str());
       return false;
@@ -127,6 +134,7 @@ class Extraction {
   ChannelCodes codes_;
   const Dbptr origin_;
   const Window window_;
+  std::set<std::string> written_;  // by this run
 };
 
 /* The row of the origin that was asked for; false, with a complaint, when it is missing. */
