@@ -3,15 +3,18 @@
 #define KSUTIL_FORMATS_EXCHANGE_READER_H
 
 #include <cstdint>
-#include <memory>
 #include <string>
 #include <vector>
 
-#include "formats/exchange/input.h"
-#include "formats/exchange/kind.h"
 #include "formats/exchange/records.h"
 
 namespace ksutil::exchange {
+
+/* Something that inputs have and no record has a place for, with how often it was seen. */
+struct Unplaced {
+  std::string name;
+  std::int64_t count = 1;
+};
 
 class Reader {
  public:
@@ -26,14 +29,9 @@ class Reader {
   virtual std::int64_t line() const = 0;
   virtual const std::string &problem() const = 0;
 
-  /* Names of what the input has and no record has a place for. */
-  virtual std::vector<std::string> without_place() const { return {}; }
+  /* What the input has and no record has a place for, in the order of first sight. */
+  virtual std::vector<Unplaced> without_place() const { return {}; }
 };
-
-/* The reader of a kind; the input must outlive it.  Null, with `problem` set, when the
- * kind is not read or the input lacks what its kind must have. */
-std::unique_ptr<Reader> open_reader(Input &input, const Recognised &kind,
-                                    std::string &problem);
 
 }  // namespace ksutil::exchange
 #endif

@@ -2,9 +2,9 @@
 #include <memory>
 #include <string>
 
-#include "formats/exchange/importer.h"
-#include "formats/exchange/input.h"
-#include "formats/exchange/reader.h"
+#include "formats/exchange/format.h"
+#include "formats/exchange/import/importer.h"
+#include "formats/exchange/text/input.h"
 #include "platform/clock/clock.h"
 #include "platform/db/db.h"
 #include "platform/db/store.h"
@@ -51,6 +51,15 @@ bool read_date(const char *option, const std::string &text, double &date) {
   if (text.empty() || parse_date_text(text, date)) return true;
   complain(std::string(option) + " '" + text + "' is not a date");
   return false;
+}
+
+/* The words of the formats that are read. */
+std::vector<std::string> words_of_formats() {
+  std::vector<std::string> words;
+  for (const exchange::Format *format : exchange::formats()) {
+    if (format->open_reader != nullptr) words.emplace_back(format->word);
+  }
+  return words;
 }
 
 std::unique_ptr<db::DatabaseStore> open_or_create(const ImportArguments &arguments) {
@@ -134,8 +143,7 @@ int import(const ImportArguments &arguments) {
   if (input != nullptr) {
     exchange::Recognised kind = exchange::recognise(input->head());
     if (!arguments.format.empty()) {
-      kind.kind = exchange::kind_of_word(arguments.format);
-      kind.delimiter = 0;
+      kind.format = exchange::format_of_word(arguments.format);
     }
     reader = exchange::open_reader(*input, kind, problem);
   }
@@ -150,11 +158,11 @@ int import(const ImportArguments &arguments) {
   if (!gather(*input, *reader, arguments.quiet, events, refusals, lines)) {
     return kFailure;
   }
-  const std::vector<std::string> without_place = reader->without_place();
+  const std::vector<exchange::Unplaced> without_place = reader->without_place();
   if (arguments.strict && (refusals.count() > 0 || !without_place.empty())) {
     refusals.finish();
     if (!without_place.empty()) {
-      complain("no place for column " + without_place.front());
+      complain("no place for " + without_place.front().name);
     }
     complain("nothing imported (--strict)");
     return kFailure;
@@ -187,8 +195,10 @@ int import(const ImportArguments &arguments) {
   if (imported != Imported::kYes) return kFailure;
   if (!arguments.quiet) {
     tell_of(counts, events.superseded(), refusals.count(), lines, arguments.dry_run);
-    for (const std::string &column : without_place) {
-      std::printf("no place for column %s\n", column.c_str());
+    for (const exchange::Unplaced &left : without_place) {
+      std::printf(
+          "no place for %s%s\n", left.name.c_str(),
+          left.count > 1 ? (" (" + std::to_string(left.count) + ")").c_str() : "");
     }
   }
   return refusals.count() == 0 ? kOk : kFailure;
@@ -203,7 +213,7 @@ void describe_import(CLI::App &command, ImportArguments &arguments) {
   command
       .add_option("--format", arguments.format,
                   "What the file is, instead of a look at it")
-      ->check(CLI::IsMember(exchange::format_words()));
+      ->check(CLI::IsMember(words_of_formats()));
   command.add_option("--min-magnitude", arguments.min_magnitude,
                      "Only events of this magnitude and above");
   command.add_option("--after", arguments.after, "Only events at or after this date");

@@ -1,6 +1,6 @@
 /* An import that repeats itself must not repeat the events, a revision must not cost the
  * ids that other rows refer to, and an import that fails must leave nothing behind. */
-#include "formats/exchange/importer.h"
+#include "formats/exchange/import/importer.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -11,8 +11,8 @@
 #include <cerrno>
 #include <filesystem>
 
-#include "formats/exchange/event_rows.h"
-#include "formats/exchange/record_bytes.h"
+#include "formats/exchange/import/event_rows.h"
+#include "formats/exchange/import/record_bytes.h"
 #include "platform/db/db.h"
 #include "platform/db/store.h"
 #include "platform/elog/elog.h"

@@ -1,5 +1,5 @@
 /* A column or a unit that is wrong gives a plausible moment tensor of another earthquake. */
-#include "formats/exchange/ndk_reader.h"
+#include "formats/exchange/format.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -1,4 +1,4 @@
-#include "formats/exchange/input.h"
+#include "formats/exchange/text/input.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>

@@ -1,6 +1,6 @@
 /* event_rows: how the records of an event stand in rows of a database. */
-#ifndef KSUTIL_FORMATS_EXCHANGE_EVENT_ROWS_H
-#define KSUTIL_FORMATS_EXCHANGE_EVENT_ROWS_H
+#ifndef KSUTIL_FORMATS_EXCHANGE_IMPORT_EVENT_ROWS_H
+#define KSUTIL_FORMATS_EXCHANGE_IMPORT_EVENT_ROWS_H
 
 #include <cstdint>
 #include <string>

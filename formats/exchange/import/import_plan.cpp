@@ -1,4 +1,4 @@
-#include "formats/exchange/import_plan.h"
+#include "formats/exchange/import/import_plan.h"
 
 #include <algorithm>
 

@@ -4,8 +4,8 @@
  * The events lie as bytes in memory up to kInMemory, and beyond that in a temporary file
  * (in TMPDIR, else /tmp) that has no name.  Besides, memory holds 48 bytes for each event
  * and 4 to 8 for the table that finds its id. */
-#ifndef KSUTIL_FORMATS_EXCHANGE_GATHERING_H
-#define KSUTIL_FORMATS_EXCHANGE_GATHERING_H
+#ifndef KSUTIL_FORMATS_EXCHANGE_IMPORT_GATHERING_H
+#define KSUTIL_FORMATS_EXCHANGE_IMPORT_GATHERING_H
 
 #include <cstdint>
 #include <deque>

@@ -1,11 +1,11 @@
-#include "formats/exchange/importer.h"
+#include "formats/exchange/import/importer.h"
 
 #include <algorithm>
 #include <utility>
 #include <vector>
 
-#include "formats/exchange/import_plan.h"
-#include "formats/exchange/import_tables.h"
+#include "formats/exchange/import/import_plan.h"
+#include "formats/exchange/import/import_tables.h"
 #include "platform/clock/clock.h"
 #include "platform/elog/elog.h"
 

@@ -1,11 +1,11 @@
 /* TextLines: the lines of an input, one after the other. */
-#ifndef KSUTIL_FORMATS_EXCHANGE_TEXT_LINES_H
-#define KSUTIL_FORMATS_EXCHANGE_TEXT_LINES_H
+#ifndef KSUTIL_FORMATS_EXCHANGE_TEXT_TEXT_LINES_H
+#define KSUTIL_FORMATS_EXCHANGE_TEXT_TEXT_LINES_H
 
 #include <cstdint>
 #include <string>
 
-#include "formats/exchange/input.h"
+#include "formats/exchange/text/input.h"
 
 namespace ksutil::exchange {
 

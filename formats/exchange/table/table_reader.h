@@ -3,16 +3,16 @@
  *
  * Columns are found by name, in any order and any case.  Time, latitude, longitude and an
  * id must be there; other columns than the known ones are named by without_place(). */
-#ifndef KSUTIL_FORMATS_EXCHANGE_TABLE_READER_H
-#define KSUTIL_FORMATS_EXCHANGE_TABLE_READER_H
+#ifndef KSUTIL_FORMATS_EXCHANGE_TABLE_TABLE_READER_H
+#define KSUTIL_FORMATS_EXCHANGE_TABLE_TABLE_READER_H
 
 #include <array>
 #include <string>
 #include <string_view>
 #include <vector>
 
-#include "formats/exchange/csv_rows.h"
 #include "formats/exchange/reader.h"
+#include "formats/exchange/text/csv_rows.h"
 
 namespace ksutil::exchange {
 
@@ -27,7 +27,7 @@ class TableReader final : public Reader {
   Got next(Event &event) override;
   std::int64_t line() const override { return rows_.line(); }
   const std::string &problem() const override { return problem_; }
-  std::vector<std::string> without_place() const override { return unknown_; }
+  std::vector<Unplaced> without_place() const override { return unknown_; }
 
   /* What a column can be. */
   enum Column : std::size_t {
@@ -70,7 +70,7 @@ class TableReader final : public Reader {
   const char delimiter_;
   std::size_t width_ = 0;                       // columns of the table
   std::array<std::size_t, kColumns> places_{};  // of the columns; kNone: not there
-  std::vector<std::string> unknown_;
+  std::vector<Unplaced> unknown_;
   std::string problem_, number_;
 };
 

@@ -1,8 +1,8 @@
 /* Indexes that find rows of a table: by an integer field, and by texts.
  *
  * They hold 16 bytes for each row, are filled once in any order, and then read. */
-#ifndef KSUTIL_FORMATS_EXCHANGE_ROW_INDEX_H
-#define KSUTIL_FORMATS_EXCHANGE_ROW_INDEX_H
+#ifndef KSUTIL_FORMATS_EXCHANGE_IMPORT_ROW_INDEX_H
+#define KSUTIL_FORMATS_EXCHANGE_IMPORT_ROW_INDEX_H
 
 #include <algorithm>
 #include <cstdint>

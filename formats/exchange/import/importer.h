@@ -8,15 +8,15 @@
  * that fits it.
  * The database has all of the import afterwards, or nothing of it: see
  * DatabaseStore::transaction. */
-#ifndef KSUTIL_FORMATS_EXCHANGE_IMPORTER_H
-#define KSUTIL_FORMATS_EXCHANGE_IMPORTER_H
+#ifndef KSUTIL_FORMATS_EXCHANGE_IMPORT_IMPORTER_H
+#define KSUTIL_FORMATS_EXCHANGE_IMPORT_IMPORTER_H
 
 #include <cfloat>
 #include <cstdint>
 #include <functional>
 #include <string>
 
-#include "formats/exchange/gathering.h"
+#include "formats/exchange/import/gathering.h"
 #include "platform/db/store.h"
 
 namespace ksutil::exchange {

@@ -1,4 +1,4 @@
-#include "formats/exchange/gathering.h"
+#include "formats/exchange/import/gathering.h"
 
 #include <fcntl.h>
 #include <stdlib.h>
@@ -9,7 +9,7 @@
 #include <cstring>
 #include <numeric>
 
-#include "formats/exchange/record_bytes.h"
+#include "formats/exchange/import/record_bytes.h"
 
 namespace ksutil::exchange {
 namespace {

@@ -1,4 +1,4 @@
-#include "formats/exchange/table_reader.h"
+#include "formats/exchange/table/table_reader.h"
 
 #include <algorithm>
 #include <cmath>
@@ -98,7 +98,7 @@ bool TableReader::begin(std::string &problem) {
     if (known != std::end(kNames) && places_[known->column] == kNone) {
       places_[known->column] = place;
     } else if (!cell.empty()) {
-      unknown_.push_back(shown(cell));
+      unknown_.push_back({"column " + shown(cell)});
     }
   }
   for (const Column column : {kTime, kLatitude, kLongitude, kId}) {

@@ -1,10 +1,10 @@
-#include "formats/exchange/event_rows.h"
+#include "formats/exchange/import/event_rows.h"
 
 #include <algorithm>
 #include <array>
 #include <utility>
 
-#include "formats/exchange/gathering.h"
+#include "formats/exchange/import/gathering.h"
 #include "platform/clock/clock.h"
 #include "platform/db/columns.h"
 #include "platform/stock/text.h"

@@ -1,15 +1,15 @@
 /* ImportPlan: decides which rows an event adds and changes, and gives them to the tables. */
-#ifndef KSUTIL_FORMATS_EXCHANGE_IMPORT_PLAN_H
-#define KSUTIL_FORMATS_EXCHANGE_IMPORT_PLAN_H
+#ifndef KSUTIL_FORMATS_EXCHANGE_IMPORT_IMPORT_PLAN_H
+#define KSUTIL_FORMATS_EXCHANGE_IMPORT_IMPORT_PLAN_H
 
 #include <cstdint>
 #include <string>
 #include <string_view>
 #include <vector>
 
-#include "formats/exchange/event_rows.h"
-#include "formats/exchange/import_tables.h"
-#include "formats/exchange/importer.h"
+#include "formats/exchange/import/event_rows.h"
+#include "formats/exchange/import/import_tables.h"
+#include "formats/exchange/import/importer.h"
 #include "formats/exchange/records.h"
 
 namespace ksutil::exchange {

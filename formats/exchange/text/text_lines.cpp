@@ -1,4 +1,4 @@
-#include "formats/exchange/text_lines.h"
+#include "formats/exchange/text/text_lines.h"
 
 #include <algorithm>
 

@@ -1,4 +1,4 @@
-#include "formats/exchange/csv_rows.h"
+#include "formats/exchange/text/csv_rows.h"
 
 #include <algorithm>
 #include <new>

@@ -2,8 +2,8 @@
  *
  * A byte-order mark is skipped; text in UTF-16 that begins with one is given as UTF-8, a
  * broken surrogate as U+FFFD.  All other bytes are given as they are. */
-#ifndef KSUTIL_FORMATS_EXCHANGE_INPUT_H
-#define KSUTIL_FORMATS_EXCHANGE_INPUT_H
+#ifndef KSUTIL_FORMATS_EXCHANGE_TEXT_INPUT_H
+#define KSUTIL_FORMATS_EXCHANGE_TEXT_INPUT_H
 
 #include <cstdint>
 #include <memory>

@@ -4,8 +4,8 @@
  * MS, the name and the data, the centroid, the tensor, and its axes, moment and planes.
  * Moments are given in dyne cm.  Mw = 2/3 (log10 M0 - 16.1), M0 in dyne cm.
  * Source: "Explanation of the NDK format", globalcmt.org; Hanks & Kanamori (1979). */
-#ifndef KSUTIL_FORMATS_EXCHANGE_NDK_READER_H
-#define KSUTIL_FORMATS_EXCHANGE_NDK_READER_H
+#ifndef KSUTIL_FORMATS_EXCHANGE_NDK_NDK_READER_H
+#define KSUTIL_FORMATS_EXCHANGE_NDK_NDK_READER_H
 
 #include <array>
 #include <cstdint>
@@ -13,7 +13,7 @@
 #include <string_view>
 
 #include "formats/exchange/reader.h"
-#include "formats/exchange/text_lines.h"
+#include "formats/exchange/text/text_lines.h"
 
 namespace ksutil::exchange {
 

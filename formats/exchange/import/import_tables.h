@@ -1,6 +1,6 @@
 /* ImportTables: the tables of a database while an import looks at them and changes them. */
-#ifndef KSUTIL_FORMATS_EXCHANGE_IMPORT_TABLES_H
-#define KSUTIL_FORMATS_EXCHANGE_IMPORT_TABLES_H
+#ifndef KSUTIL_FORMATS_EXCHANGE_IMPORT_IMPORT_TABLES_H
+#define KSUTIL_FORMATS_EXCHANGE_IMPORT_IMPORT_TABLES_H
 
 #include <array>
 #include <cstdint>
@@ -10,7 +10,7 @@
 #include <string_view>
 #include <vector>
 
-#include "formats/exchange/row_index.h"
+#include "formats/exchange/import/row_index.h"
 #include "platform/db/store.h"
 
 namespace ksutil::exchange {

@@ -3,8 +3,8 @@
  * Quoted texts may hold delimiters, doubled quotes and line breaks; rows end in LF, CR or
  * CRLF; empty lines are skipped.  A row that breaks the rules costs itself only: reading
  * goes on at the next line.  Memory is bounded by kMaxRow. */
-#ifndef KSUTIL_FORMATS_EXCHANGE_CSV_ROWS_H
-#define KSUTIL_FORMATS_EXCHANGE_CSV_ROWS_H
+#ifndef KSUTIL_FORMATS_EXCHANGE_TEXT_CSV_ROWS_H
+#define KSUTIL_FORMATS_EXCHANGE_TEXT_CSV_ROWS_H
 
 #include <csv.h>
 
@@ -13,7 +13,7 @@
 #include <string_view>
 #include <vector>
 
-#include "formats/exchange/input.h"
+#include "formats/exchange/text/input.h"
 
 namespace ksutil::exchange {
 

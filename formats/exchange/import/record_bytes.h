@@ -1,6 +1,6 @@
 /* record_bytes: events as bytes, for files that this process alone writes and reads. */
-#ifndef KSUTIL_FORMATS_EXCHANGE_RECORD_BYTES_H
-#define KSUTIL_FORMATS_EXCHANGE_RECORD_BYTES_H
+#ifndef KSUTIL_FORMATS_EXCHANGE_IMPORT_RECORD_BYTES_H
+#define KSUTIL_FORMATS_EXCHANGE_IMPORT_RECORD_BYTES_H
 
 #include <string>
 #include <string_view>

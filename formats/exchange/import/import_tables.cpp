@@ -1,9 +1,9 @@
-#include "formats/exchange/import_tables.h"
+#include "formats/exchange/import/import_tables.h"
 
 #include <algorithm>
 
-#include "formats/exchange/event_rows.h"
-#include "formats/exchange/gathering.h"
+#include "formats/exchange/import/event_rows.h"
+#include "formats/exchange/import/gathering.h"
 #include "platform/elog/elog.h"
 
 namespace ksutil::exchange {

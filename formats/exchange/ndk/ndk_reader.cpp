@@ -1,4 +1,4 @@
-#include "formats/exchange/ndk_reader.h"
+#include "formats/exchange/ndk/ndk_reader.h"
 
 #include <algorithm>
 #include <cctype>
