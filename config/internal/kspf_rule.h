@@ -11,7 +11,7 @@
 #include <vector>
 
 #include "config/kspf.h"
-#include "platform/expr/internal/pattern.h"
+#include "platform/expr/shared/pattern.h"
 
 namespace ksutil {
 

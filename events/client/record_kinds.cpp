@@ -73,12 +73,12 @@ const EVOrigin *preferred_origin(const EVEvent &event) {
 void read_event_time(const void *record, Value &value) {
   const auto &event = *static_cast<const EVEvent *>(record);
   value.real = event.time;
-  value.null = preferred_origin(event) == nullptr || event.time <= kNullTime;
+  value.null = preferred_origin(event) == nullptr || event.time <= kNoTimeBelow;
 }
 
 void read_origin_time(const void *record, Value &value) {
   value.real = static_cast<const EVOrigin *>(record)->time;
-  value.null = value.real <= kNullTime;
+  value.null = value.real <= kNoTimeBelow;
 }
 
 template <auto Row>

@@ -38,7 +38,7 @@ bool SiteIndex::follow(const std::shared_ptr<const db::Snapshot> &sites) {
 }
 
 long SiteIndex::find(std::string_view sta, double time) const {
-  if (!(time > kNullTime)) return -1;
+  if (!(time > kNoTimeBelow)) return -1;
   const auto station = epochs_.find(sta);
   if (station == epochs_.end()) return -1;
   const int64_t day = yearday(time);

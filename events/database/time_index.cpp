@@ -32,7 +32,7 @@ void TimeIndex::add(const db::Snapshot &rows, long from) {
   for (long record = from; record < rows.count(); record++) {
     const std::string_view row = rows.row(record);
     Entry entry{0.0, record};
-    if (row.empty() || !time.read(row, entry.time) || !(entry.time > kNullTime)) {
+    if (row.empty() || !time.read(row, entry.time) || !(entry.time > kNoTimeBelow)) {
       continue;
     }
     entries_.push_back(entry);

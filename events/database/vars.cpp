@@ -6,14 +6,11 @@
 #include <utility>
 
 #include "events/database/internal/match_hooks.h"
-#include "platform/stock/memory.h"
+#include "platform/stock/owners.h"
 
 namespace {
 
-struct FreeTexts {
-  void operator()(Tbl *texts) const { freetbl(texts, std::free); }
-};
-using Texts = std::unique_ptr<Tbl, FreeTexts>;
+using Texts = ksutil::TblOfTexts;
 
 /* Throws std::bad_alloc.  A null list would make dbmatches choose its own fields and
  * match the wrong rows. */

@@ -30,7 +30,7 @@ bool DetectionFields::signal() const {
 }
 
 std::vector<long> TreeReader::detections_around(double time) const {
-  if (!(time > kNullTime)) return {};
+  if (!(time > kNoTimeBelow)) return {};
   return detections_between(time - kDetectionsBefore, time + kDetectionsAfter);
 }
 

@@ -2,11 +2,11 @@
 
 #include <cstdlib>
 #include <new>
-#include <numbers>
 #include <string>
 
 #include "events/database/internal/row_columns.h"
 #include "platform/elog/failure.h"
+#include "platform/geo/angle.h"
 #include "platform/geo/geo.h"
 #include "platform/stock/text.h"
 
@@ -37,13 +37,12 @@ bool see_from(Dbptr db, const KSEVOrigin &origin, KSEVOriginStation &station) {
       station.lon == kNoValue) {
     return true;
   }
-  constexpr double kDegree = std::numbers::pi / 180.0;
   double delta, azimuth;
-  dist(origin.lat * kDegree, origin.lon * kDegree, station.lat * kDegree,
-       station.lon * kDegree, &delta, &azimuth);
-  station.delta = delta / kDegree;
-  station.azimuth = azimuth / kDegree;
-  if (!(origin.time > kNullTime)) return true;
+  dist(radians(origin.lat), radians(origin.lon), radians(station.lat),
+       radians(station.lon), &delta, &azimuth);
+  station.delta = degrees(delta);
+  station.azimuth = degrees(azimuth);
+  if (!(origin.time > kNoTimeBelow)) return true;
   return predict(db, "ptime", station, origin, station.ptime) &&
          predict(db, "stime", station, origin, station.stime);
 }
@@ -73,7 +72,7 @@ StationPtr make_station(ViewState &state, TreeReader &reader, const KSEVOrigin &
 }
 
 double residual(double time, double predicted) {
-  return time > kNullTime && predicted > kNullTime ? time - predicted : kNoValue;
+  return time > kNoTimeBelow && predicted > kNoTimeBelow ? time - predicted : kNoValue;
 }
 
 }  // namespace

@@ -11,6 +11,7 @@
 #include "platform/clock/clock.h"
 #include "platform/db/columns.h"
 #include "platform/elog/elog.h"
+#include "platform/elog/failure.h"
 #include "platform/stock/memory.h"
 #include "platform/stock/text.h"
 
@@ -187,56 +188,55 @@ void free_samples(Dbptr row, void *before) {
 
 using namespace ksutil::sac;
 
-int kssac_getevent_kssac(KSSac *kssac, Dbptr wf, Dbptr origin) try {
-  if (kssac == nullptr || kssac->image == nullptr) {
-    elog_log(0, "kssac_getevent_kssac: No kssac.\n");
-    return -1;
-  }
-  JoinedRow waveform, event;
-  if ((JoinedRow::is_valid(wf) && !waveform.open(wf)) ||
-      (JoinedRow::is_valid(origin) && !event.open(origin))) {
-    elog_log(0, "kssac_getevent_kssac: Cannot read the database row.\n");
-    return -1;
-  }
-  const RowPart *const trace = waveform.part("trace");
-  ksutil::MallocPtr<float> samples;
-  if (trace != nullptr && !copy_samples(*kssac, samples)) {
-    elog_log(0, "kssac_getevent_kssac: kssac_getdata_kssac() error.\n");
-    return -1;
-  }
-  void *const before = trace == nullptr ? nullptr : samples_of(*trace);
-  const bool keeps_own = samples == nullptr && before != nullptr;
-  const Count nsamp = sample_count(*kssac, waveform, keeps_own);
-  /* All texts are made before the first is written, so that a value that does not fit
+int kssac_getevent_kssac(KSSac *kssac, Dbptr wf, Dbptr origin) {
+  return ksutil::at_boundary("kssac_getevent_kssac", [&]() -> int {
+    if (kssac == nullptr || kssac->image == nullptr) {
+      elog_log(0, "kssac_getevent_kssac: No kssac.\n");
+      return -1;
+    }
+    JoinedRow waveform, event;
+    if ((JoinedRow::is_valid(wf) && !waveform.open(wf)) ||
+        (JoinedRow::is_valid(origin) && !event.open(origin))) {
+      elog_log(0, "kssac_getevent_kssac: Cannot read the database row.\n");
+      return -1;
+    }
+    const RowPart *const trace = waveform.part("trace");
+    ksutil::MallocPtr<float> samples;
+    if (trace != nullptr && !copy_samples(*kssac, samples)) {
+      elog_log(0, "kssac_getevent_kssac: kssac_getdata_kssac() error.\n");
+      return -1;
+    }
+    void *const before = trace == nullptr ? nullptr : samples_of(*trace);
+    const bool keeps_own = samples == nullptr && before != nullptr;
+    const Count nsamp = sample_count(*kssac, waveform, keeps_own);
+    /* All texts are made before the first is written, so that a value that does not fit
    * changes nothing.  The row of the trace is the first, and gets its samples and their
    * count in one write: a row that counts more samples than it has would be read beyond
    * their end. */
-  std::vector<RowEdit> rows;
-  for (const RowPart *const part :
-       waveform.parts({"trace", "wfdisc", "site", "sitechan", "affiliation"})) {
-    set_fields(*kssac, *part, nsamp, rows.emplace_back(*part));
-  }
-  if (samples != nullptr) rows.front().address("data", samples.get());
-  for (const RowPart *const part : event.parts({"origin"})) {
-    set_origin(*kssac, rows.emplace_back(*part));
-  }
-  for (const RowEdit &row : rows) {
-    if (!row.good()) {
-      elog_log(0, "kssac_getevent_kssac: A header value does not fit its field.\n");
-      return -1;
+    std::vector<RowEdit> rows;
+    for (const RowPart *const part :
+         waveform.parts({"trace", "wfdisc", "site", "sitechan", "affiliation"})) {
+      set_fields(*kssac, *part, nsamp, rows.emplace_back(*part));
     }
-  }
-  for (const RowEdit &row : rows) {
-    if (!row.write()) {
-      elog_log(0, "kssac_getevent_kssac: Cannot write the database row.\n");
-      return -1;
+    if (samples != nullptr) rows.front().address("data", samples.get());
+    for (const RowPart *const part : event.parts({"origin"})) {
+      set_origin(*kssac, rows.emplace_back(*part));
     }
-    if (samples == nullptr) continue;
-    static_cast<void>(samples.release());  // the row of the trace has them
-    free_samples(trace->row, before);
-  }
-  return 0;
-} catch (const std::bad_alloc &) {
-  elog_log(1, "kssac_getevent_kssac: malloc() error.\n");
-  return -1;
+    for (const RowEdit &row : rows) {
+      if (!row.good()) {
+        elog_log(0, "kssac_getevent_kssac: A header value does not fit its field.\n");
+        return -1;
+      }
+    }
+    for (const RowEdit &row : rows) {
+      if (!row.write()) {
+        elog_log(0, "kssac_getevent_kssac: Cannot write the database row.\n");
+        return -1;
+      }
+      if (samples == nullptr) continue;
+      static_cast<void>(samples.release());  // the row of the trace has them
+      free_samples(trace->row, before);
+    }
+    return 0;
+  });
 }

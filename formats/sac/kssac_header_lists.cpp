@@ -3,26 +3,13 @@
 
 #include "formats/sac/internal/sac_header.h"
 #include "platform/elog/elog.h"
+#include "platform/stock/arguments.h"
 
 using namespace ksutil::sac;
 
 namespace {
 
-/* Ends a va_list with its scope. */
-class Arguments {
- public:
-  explicit Arguments(va_list args) { va_copy(args_, args); }
-  ~Arguments() { va_end(args_); }
-  Arguments(const Arguments &) = delete;
-  Arguments &operator=(const Arguments &) = delete;
-  template <class T>
-  T next() {
-    return va_arg(args_, T);
-  }
-
- private:
-  va_list args_;
-};
+using ksutil::Arguments;
 
 /* Takes a value to be put from the list. */
 void take_value(Arguments &arguments, const KSSacDefine &define, char *header) {

@@ -7,6 +7,7 @@
 #include "formats/sac/internal/sac_record.h"
 #include "platform/db/columns.h"
 #include "platform/elog/elog.h"
+#include "platform/elog/failure.h"
 #include "platform/geo/angle.h"
 #include "platform/geo/geo.h"
 
@@ -155,31 +156,30 @@ void put_distance(KSSac *kssac) {
 
 using namespace ksutil::sac;
 
-int kssac_putevent_kssac(KSSac *kssac, Dbptr wf, Dbptr origin) try {
-  if (kssac == nullptr || kssac->image == nullptr) {
-    elog_log(0, "kssac_putevent_kssac: No kssac.\n");
-    return -1;
-  }
-  JoinedRow waveform, event;
-  const bool with_waveform = JoinedRow::is_valid(wf);
-  const bool with_event = JoinedRow::is_valid(origin);
-  if ((with_waveform && !waveform.open(wf)) || (with_event && !event.open(origin))) {
-    elog_log(0, "kssac_putevent_kssac: Cannot read the database row.\n");
-    return -1;
-  }
-  if (with_waveform) {
-    /* First, as it alone can fail. */
-    if (!put_waveform(kssac, waveform)) {
-      elog_log(0, "kssac_putevent_kssac: kssac_putdata_kssac() error.\n");
+int kssac_putevent_kssac(KSSac *kssac, Dbptr wf, Dbptr origin) {
+  return ksutil::at_boundary("kssac_putevent_kssac", [&]() -> int {
+    if (kssac == nullptr || kssac->image == nullptr) {
+      elog_log(0, "kssac_putevent_kssac: No kssac.\n");
       return -1;
     }
-    put_names(kssac, wf, waveform);
-    put_places(kssac, waveform);
-  }
-  if (with_event) put_origin(kssac, event);
-  if (with_waveform || with_event) put_distance(kssac);
-  return 0;
-} catch (const std::bad_alloc &) {
-  elog_log(1, "kssac_putevent_kssac: malloc() error.\n");
-  return -1;
+    JoinedRow waveform, event;
+    const bool with_waveform = JoinedRow::is_valid(wf);
+    const bool with_event = JoinedRow::is_valid(origin);
+    if ((with_waveform && !waveform.open(wf)) || (with_event && !event.open(origin))) {
+      elog_log(0, "kssac_putevent_kssac: Cannot read the database row.\n");
+      return -1;
+    }
+    if (with_waveform) {
+      /* First, as it alone can fail. */
+      if (!put_waveform(kssac, waveform)) {
+        elog_log(0, "kssac_putevent_kssac: kssac_putdata_kssac() error.\n");
+        return -1;
+      }
+      put_names(kssac, wf, waveform);
+      put_places(kssac, waveform);
+    }
+    if (with_event) put_origin(kssac, event);
+    if (with_waveform || with_event) put_distance(kssac);
+    return 0;
+  });
 }

@@ -6,6 +6,7 @@
 #include "objects/grid/internal/grid_storage.h"
 #include "objects/ksgrid.h"
 #include "platform/elog/elog.h"
+#include "platform/elog/failure.h"
 #include "platform/traveltime/traveltime.h"
 
 using namespace ksutil;
@@ -73,88 +74,85 @@ bool has_direction(const std::vector<float> &axis, const char *letter) {
 }  // namespace
 
 int ksgrid_coords_d2slow(const char *model, double depth, int n, const float *distances,
-                         float *slownesses) try {
+                         float *slownesses) {
   constexpr const char *kName = "ksgrid_coords_d2slow";
-  Slowness slowness;
-  if (n < 0 || (n > 0 && (distances == nullptr || slownesses == nullptr))) {
-    elog_log(0, "ksgrid_coords_d2slow: Illegal coordinates.\n");
-    return -1;
-  }
-  if (!slowness.open(model, depth, kName)) return -1;
-  std::vector<float> converted;
-  if (!convert(slowness, n, distances, converted, kName)) return -1;
-  std::copy(converted.begin(), converted.end(), slownesses);
-  return 0;
-} catch (const std::bad_alloc &) {
-  elog_log(1, "ksgrid_coords_d2slow: malloc() error.\n");
-  return -1;
+  return at_boundary(kName, [&]() -> int {
+    Slowness slowness;
+    if (n < 0 || (n > 0 && (distances == nullptr || slownesses == nullptr))) {
+      elog_log(0, "ksgrid_coords_d2slow: Illegal coordinates.\n");
+      return -1;
+    }
+    if (!slowness.open(model, depth, kName)) return -1;
+    std::vector<float> converted;
+    if (!convert(slowness, n, distances, converted, kName)) return -1;
+    std::copy(converted.begin(), converted.end(), slownesses);
+    return 0;
+  });
 }
 
-int ksgrid_d2slow_ksgrid(KSGrid *grid, const char *model, double depth, int axes) try {
+int ksgrid_d2slow_ksgrid(KSGrid *grid, const char *model, double depth, int axes) {
   constexpr const char *kName = "ksgrid_d2slow_ksgrid";
-  if (grid == nullptr || frame_size(*grid) == 0) {
-    elog_log(0, "ksgrid_d2slow_ksgrid: Not a grid.\n");
-    return -1;
-  }
-  if (axes < KSGRID_X || axes > KSGRID_X + KSGRID_Y) {
-    elog_log(0, "ksgrid_d2slow_ksgrid: Illegal axes=%d value.\n", axes);
-    return -1;
-  }
-  Slowness slowness;
-  if (!slowness.open(model, depth, kName)) return -1;
-  std::vector<float> x(grid->x, grid->x + grid->nx), y(grid->y, grid->y + grid->ny);
-  if ((axes & KSGRID_X) != 0 &&
-      !(convert(slowness, grid->nx, grid->x, x, kName) && has_direction(x, "x"))) {
-    return -1;
-  }
-  if ((axes & KSGRID_Y) != 0 &&
-      !(convert(slowness, grid->ny, grid->y, y, kName) && has_direction(y, "y"))) {
-    return -1;
-  }
-  std::copy(x.begin(), x.end(), grid->x);
-  std::copy(y.begin(), y.end(), grid->y);
-  if (grid->order != 0 && ksgrid_order(grid) != 0) {
-    elog_log(0, "ksgrid_d2slow_ksgrid: ksgrid_order() error.\n");
-    return -1;
-  }
-  return 0;
-} catch (const std::bad_alloc &) {
-  elog_log(1, "ksgrid_d2slow_ksgrid: malloc() error.\n");
-  return -1;
+  return at_boundary(kName, [&]() -> int {
+    if (grid == nullptr || frame_size(*grid) == 0) {
+      elog_log(0, "ksgrid_d2slow_ksgrid: Not a grid.\n");
+      return -1;
+    }
+    if (axes < KSGRID_X || axes > KSGRID_X + KSGRID_Y) {
+      elog_log(0, "ksgrid_d2slow_ksgrid: Illegal axes=%d value.\n", axes);
+      return -1;
+    }
+    Slowness slowness;
+    if (!slowness.open(model, depth, kName)) return -1;
+    std::vector<float> x(grid->x, grid->x + grid->nx), y(grid->y, grid->y + grid->ny);
+    if ((axes & KSGRID_X) != 0 &&
+        !(convert(slowness, grid->nx, grid->x, x, kName) && has_direction(x, "x"))) {
+      return -1;
+    }
+    if ((axes & KSGRID_Y) != 0 &&
+        !(convert(slowness, grid->ny, grid->y, y, kName) && has_direction(y, "y"))) {
+      return -1;
+    }
+    std::copy(x.begin(), x.end(), grid->x);
+    std::copy(y.begin(), y.end(), grid->y);
+    if (grid->order != 0 && ksgrid_order(grid) != 0) {
+      elog_log(0, "ksgrid_d2slow_ksgrid: ksgrid_order() error.\n");
+      return -1;
+    }
+    return 0;
+  });
 }
 
 int ksgrid_eval_d2slow_ksgrid(const KSGrid *grid, const char *model, double depth,
                               int frame, int npoints, const float *x, const float *y,
                               const char *interp_mode, const char *extrap_mode,
-                              float **out, int *nout) try {
+                              float **out, int *nout) {
   constexpr const char *kName = "ksgrid_eval_d2slow_ksgrid";
-  if (npoints < 0 || (npoints > 0 && (x == nullptr || y == nullptr))) {
-    elog_log(0, "ksgrid_eval_d2slow_ksgrid: Illegal points.\n");
-    return -1;
-  }
-  Slowness slowness;
-  if (!slowness.open(model, depth, kName)) return -1;
-  const auto n = static_cast<std::size_t>(npoints);
-  std::vector<float> east(n), north(n);
-  std::vector<std::size_t> off_the_globe;
-  for (std::size_t i = 0; i < n; ++i) {
-    const double distance = std::hypot(x[i], y[i]);
-    double value = 0.0;
-    if (!slowness.at(distance, value)) {
-      off_the_globe.push_back(i);
-    } else if (distance > 0.0) {
-      east[i] = static_cast<float>(value * (x[i] / distance));
-      north[i] = static_cast<float>(value * (y[i] / distance));
+  return at_boundary(kName, [&]() -> int {
+    if (npoints < 0 || (npoints > 0 && (x == nullptr || y == nullptr))) {
+      elog_log(0, "ksgrid_eval_d2slow_ksgrid: Illegal points.\n");
+      return -1;
     }
-  }
-  if (ksgrid_eval_ksgrid(grid, frame, npoints, east.data(), north.data(), interp_mode,
-                         extrap_mode, out, nout) != 0) {
-    elog_log(0, "ksgrid_eval_d2slow_ksgrid: ksgrid_eval_ksgrid() error.\n");
-    return -1;
-  }
-  for (const std::size_t i : off_the_globe) (*out)[i] = grid->gapval;
-  return 0;
-} catch (const std::bad_alloc &) {
-  elog_log(1, "ksgrid_eval_d2slow_ksgrid: malloc() error.\n");
-  return -1;
+    Slowness slowness;
+    if (!slowness.open(model, depth, kName)) return -1;
+    const auto n = static_cast<std::size_t>(npoints);
+    std::vector<float> east(n), north(n);
+    std::vector<std::size_t> off_the_globe;
+    for (std::size_t i = 0; i < n; ++i) {
+      const double distance = std::hypot(x[i], y[i]);
+      double value = 0.0;
+      if (!slowness.at(distance, value)) {
+        off_the_globe.push_back(i);
+      } else if (distance > 0.0) {
+        east[i] = static_cast<float>(value * (x[i] / distance));
+        north[i] = static_cast<float>(value * (y[i] / distance));
+      }
+    }
+    if (ksgrid_eval_ksgrid(grid, frame, npoints, east.data(), north.data(), interp_mode,
+                           extrap_mode, out, nout) != 0) {
+      elog_log(0, "ksgrid_eval_d2slow_ksgrid: ksgrid_eval_ksgrid() error.\n");
+      return -1;
+    }
+    for (const std::size_t i : off_the_globe) (*out)[i] = grid->gapval;
+    return 0;
+  });
 }

@@ -10,6 +10,7 @@
 #include <string>
 
 #include "platform/elog/elog.h"
+#include "platform/elog/failure.h"
 #include "platform/geo/geo.h"
 #include "platform/stock/arr.h"
 #include "platform/stock/memory.h"
@@ -135,27 +136,26 @@ class Labeller {
 }  // namespace
 
 void set_labels(KSVector &vector, int flags, const LabelValues *values, int n, int fill,
-                int maxsize, double hue_centre, double hue_range) try {
-  const Labeller labeller(flags, values, n, fill, maxsize, hue_centre, hue_range);
-  const bool verbose = verbose_exists() != 0;
-  for (int i = 0; i < n; i++) {
-    const LabelValues &row = values[i];
-    std::string hls;
-    const std::string label = labeller.text(row, hls);
-    char *const copy = ks_strdup(label.c_str());
-    if (copy == nullptr) elog_log(1, "set_labels: strdup() error.\n");
-    std::free(vector.points[i].label);
-    vector.points[i].label = copy;
-    if (verbose) {
-      std::fputs(format_text("%4.0f %8.3f %8.3f => %s  %s\n", row.hue, row.saturation,
-                             row.size, label.c_str(), hls.c_str())
-                     .c_str(),
-                 stdout);
+                int maxsize, double hue_centre, double hue_range) {
+  at_boundary("set_labels", [&] {
+    const Labeller labeller(flags, values, n, fill, maxsize, hue_centre, hue_range);
+    const bool verbose = verbose_exists() != 0;
+    for (int i = 0; i < n; i++) {
+      const LabelValues &row = values[i];
+      std::string hls;
+      const std::string label = labeller.text(row, hls);
+      char *const copy = ks_strdup(label.c_str());
+      if (copy == nullptr) elog_log(1, "set_labels: strdup() error.\n");
+      std::free(vector.points[i].label);
+      vector.points[i].label = copy;
+      if (verbose) {
+        std::fputs(format_text("%4.0f %8.3f %8.3f => %s  %s\n", row.hue, row.saturation,
+                               row.size, label.c_str(), hls.c_str())
+                       .c_str(),
+                   stdout);
+      }
     }
-  }
-} catch (const std::bad_alloc &) {
-  errno = ENOMEM;
-  elog_log(1, "set_labels: malloc() error.\n");
+  });
 }
 
 int symbolize(const char *name) {

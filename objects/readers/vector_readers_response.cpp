@@ -10,6 +10,7 @@
 #include "objects/readers/internal/line_reader.h"
 #include "objects/readers/internal/vector_readers.h"
 #include "platform/elog/elog.h"
+#include "platform/elog/failure.h"
 #include "platform/stock/text.h"
 
 namespace ksutil {
@@ -123,13 +124,8 @@ ReadStatus ResponseReader::read(NewPoints &points) {
 
 ReadStatus read_response(const char *function, const char *file, NewPoints &points) {
   const ScopedCLocale locale;
-  try {
-    return ResponseReader(function, file).read(points);
-  } catch (const std::bad_alloc &) {
-    errno = ENOMEM;
-    elog_log(1, "%s: malloc() error.\n", function);
-    return kReadFailed;
-  }
+  return at_boundary(function, kReadFailed,
+                     [&] { return ResponseReader(function, file).read(points); });
 }
 
 }  // namespace ksutil

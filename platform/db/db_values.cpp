@@ -7,28 +7,14 @@
 #include "platform/db/internal/registry.h"
 #include "platform/elog/elog.h"
 #include "platform/elog/failure.h"
+#include "platform/stock/arguments.h"
 #include "platform/stock/text.h"
 
 using namespace ksutil::db;
+using ksutil::Arguments;
 using ksutil::at_boundary;
 
 namespace {
-
-/* Ends a va_list with its scope, also when something throws. */
-class Arguments {
- public:
-  explicit Arguments(va_list &args) : args_(args) {}
-  ~Arguments() { va_end(args_); }
-  Arguments(const Arguments &) = delete;
-  Arguments &operator=(const Arguments &) = delete;
-  template <class T>
-  T next() {
-    return va_arg(args_, T);
-  }
-
- private:
-  va_list &args_;
-};
 
 /* The field of that name; -1 with a message. */
 int find_field(const char *who, const RecordSource &source, const char *name) {
@@ -204,6 +190,7 @@ int dbgetv(Dbptr db, ...) {
   va_list args;
   va_start(args, db);
   Arguments arguments(args);
+  va_end(args);
   return at_boundary("dbgetv", -1, [&] { return read_fields(db, arguments); });
 }
 
@@ -211,6 +198,7 @@ int dbputv(Dbptr db, ...) {
   va_list args;
   va_start(args, db);
   Arguments arguments(args);
+  va_end(args);
   return at_boundary("dbputv", -1, [&] { return write_fields(db, arguments); });
 }
 
@@ -218,6 +206,7 @@ long dbaddv(Dbptr db, ...) {
   va_list args;
   va_start(args, db);
   Arguments arguments(args);
+  va_end(args);
   return at_boundary("dbaddv", -1L, [&] { return add_fields(db, arguments); });
 }
 

@@ -7,16 +7,12 @@
 
 #include "platform/db/columns.h"
 #include "platform/elog/elog.h"
+#include "platform/pf/owners.h"
 #include "platform/stock/owners.h"
 #include "platform/stock/text.h"
 
 namespace ksutil::db {
 namespace {
-
-struct PfDeleter {
-  void operator()(Pf *pf) const { pffree(pf); }
-};
-using PfPtr = std::unique_ptr<Pf, PfDeleter>;
 
 const char *text_item(Tbl *list, long i) {
   return static_cast<const char *>(gettbl(list, i));
@@ -131,7 +127,7 @@ std::shared_ptr<const Schema> SchemaReader::read(const std::string &text) {
     refuse("", "is no parameter file");
     return nullptr;
   }
-  const PfPtr tree(compiled);
+  const PfOwner tree(compiled);
   text_ = text;
   schema_ = std::make_shared<Schema>();
   if (!read_tree(tree.get())) schema_.reset();

@@ -1,10 +1,10 @@
 #include <cmath>
 #include <cstdint>
 #include <limits>
-#include <numbers>
 
 #include "platform/expr/internal/convert.h"
 #include "platform/expr/internal/functions.h"
+#include "platform/geo/angle.h"
 #include "platform/geo/geo.h"
 
 namespace ksutil::expr {
@@ -70,8 +70,6 @@ bool if_null(Call &call) {
   return true;
 }
 
-constexpr double kDegree = std::numbers::pi / 180.0;
-
 constexpr Function kFunctions[] = {
     general("abs", "n", '=', absolute, "the number without its sign"),
     general("min", "nn", '=', smaller, "the smallest of two or more", kRepeats),
@@ -97,9 +95,9 @@ constexpr Function kFunctions[] = {
     of_real("atan", std::atan, "arc tangent in radians"),
     of_reals("atan2", std::atan2, "angle of the point (x, y) in radians: atan2(y, x)"),
     of_real(
-        "deg", [](double x) { return x / kDegree; }, "radians to degrees"),
+        "deg", [](double x) { return degrees(x); }, "radians to degrees"),
     of_real(
-        "rad", [](double x) { return x * kDegree; }, "degrees to radians"),
+        "rad", [](double x) { return radians(x); }, "degrees to radians"),
     of_places("distance", distance_degrees,
               "great-circle distance in degrees: distance(lat1, lon1, lat2, lon2)"),
     of_places("azimuth", azimuth_degrees,

@@ -1,4 +1,4 @@
-#include "platform/expr/internal/pattern.h"
+#include "platform/expr/shared/pattern.h"
 
 #include <utility>
 

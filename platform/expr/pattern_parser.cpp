@@ -2,7 +2,7 @@
 #include <cctype>
 #include <utility>
 
-#include "platform/expr/internal/pattern.h"
+#include "platform/expr/shared/pattern.h"
 
 namespace ksutil::expr {
 

@@ -9,14 +9,15 @@
 namespace ksutil::tools {
 namespace {
 
-constexpr double kNullTime = 9999999998.0;  // nulls of times lie beyond, on either side
+constexpr double kLatestTime =
+    9999999998.0;  // nulls of times lie beyond, on either side
 constexpr double kNullReal = -999.0;
 constexpr std::size_t kMilliseconds = 23;  // length of "YYYY-MM-DDThh:mm:ss.mmm"
 
 }  // namespace
 
 std::string time_cell(double epoch) {
-  if (!(std::abs(epoch) < kNullTime)) return "";
+  if (!(std::abs(epoch) < kLatestTime)) return "";
   std::string text = time_text(epoch, 6);
   while (text.size() > kMilliseconds && text.back() == '0') text.pop_back();
   return text + 'Z';

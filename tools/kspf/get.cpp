@@ -4,7 +4,9 @@
 #include <nlohmann/json.hpp>
 #include <optional>
 
+#include "platform/pf/owners.h"
 #include "platform/stock/memory.h"
+#include "platform/stock/owners.h"
 #include "tools/common/rows.h"
 #include "tools/kspf/commands.h"
 
@@ -15,13 +17,6 @@ struct GetOptions {
   std::string file, path;
   std::optional<std::string> fallback;
   bool json = false, search = false;
-};
-
-struct PfDeleter {
-  void operator()(Pf *pf) const { pffree(pf); }
-};
-struct TblDeleter {
-  void operator()(Tbl *tbl) const { freetbl(tbl, nullptr); }
 };
 
 /* Texts as strings, tables as arrays, arrays as objects in the order written. */
@@ -36,7 +31,7 @@ nlohmann::ordered_json json_of(Pf *pf) {
     return list;
   }
   auto object = nlohmann::ordered_json::object();
-  const std::unique_ptr<Tbl, TblDeleter> keys(pfkeys_in_order(pf));
+  const TblPtr keys(pfkeys_in_order(pf));
   for (long i = 0; i < counttbl(keys.get()); i++) {
     const char *const key = static_cast<const char *>(gettbl(keys.get(), i));
     object[key] = json_of(static_cast<Pf *>(getarr(pf_arr(pf), key)));
@@ -71,7 +66,7 @@ int get(const GetOptions &options) {
   }
   Pf *tree = nullptr;
   if (pf.getPf(path, &tree) != 0) return kFailure;
-  return print(std::unique_ptr<Pf, PfDeleter>(tree).get(), options.json);
+  return print(PfOwner(tree).get(), options.json);
 }
 
 void describe_get(CLI::App &command, GetOptions &options) {

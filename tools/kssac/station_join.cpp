@@ -4,17 +4,13 @@
 #include <memory>
 
 #include "platform/db/access.h"
+#include "platform/stock/owners.h"
 
 namespace ksutil::tools {
 namespace {
 
-struct FreeList {
-  void operator()(Tbl *list) const { freetbl(list, nullptr); }
-};
-using List = std::unique_ptr<Tbl, FreeList>;
-
-List list_of(std::vector<std::string> &items) {
-  List list(newtbl(static_cast<long>(items.size())));
+TblPtr list_of(std::vector<std::string> &items) {
+  TblPtr list(newtbl(static_cast<long>(items.size())));
   for (std::string &item : items) pushtbl(list.get(), item.data());
   return list;
 }
@@ -86,7 +82,7 @@ Dbptr StationJoin::joined(unsigned tables) {
   Dbptr view = rows_;
   for (std::size_t i = 0; i < links_.size() && view.table != dbINVALID; ++i) {
     if ((tables & (1U << i)) == 0) continue;
-    const List left = list_of(links_[i].of_rows), right = list_of(links_[i].of_table);
+    const TblPtr left = list_of(links_[i].of_rows), right = list_of(links_[i].of_table);
     view = dbjoin(view, dblookup(rows_, "", links_[i].table.c_str(), "", ""),
                   left.get(), right.get());
   }

@@ -3,7 +3,7 @@
 #include <string>
 #include <vector>
 
-#include "platform/stock/tbl.h"
+#include "platform/stock/owners.h"
 #include "tools/ksvector/commands.h"
 #include "tools/ksvector/source.h"
 
@@ -17,10 +17,6 @@ struct StatsOptions {
   Form form = Form::kText;
 };
 
-struct FreeList {
-  void operator()(Tbl *list) const { freetbl(list, nullptr); }
-};
-
 /* Whether the points of a file will be combined with those of the first. */
 bool goes_with(const Vector &first, const Vector &other) {
   if (first->npts != other->npts || first->ny != other->ny) return false;
@@ -32,7 +28,7 @@ bool goes_with(const Vector &first, const Vector &other) {
 
 int stats(const StatsOptions &options) {
   std::vector<std::unique_ptr<Vector>> vectors;
-  const std::unique_ptr<Tbl, FreeList> tags(newtbl(0));
+  const TblPtr tags(newtbl(0));
   for (const std::string &file : options.files) {
     vectors.push_back(std::make_unique<Vector>());
     Vector &vector = *vectors.back();

@@ -7,7 +7,7 @@
 namespace ksutil::events {
 
 /* Times at or before this are null. */
-inline constexpr double kNullTime = -9999999999.0;
+inline constexpr double kNoTimeBelow = -9999999999.0;
 /* The null value of magnitudes, positions and residuals. */
 inline constexpr double kNoValue = -999.0;
 

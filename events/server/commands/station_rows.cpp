@@ -30,7 +30,7 @@ struct StationColumns {
   /* False for a row without a readable time. */
   bool read(std::string_view row, std::string_view &station, std::string_view &channel,
             double &start) const {
-    return time.read(row, start) && start > kNullTime && sta.read(row, station) &&
+    return time.read(row, start) && start > kNoTimeBelow && sta.read(row, station) &&
            chan.read(row, channel);
   }
   db::TextColumn sta, chan;

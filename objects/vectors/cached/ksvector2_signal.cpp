@@ -10,6 +10,7 @@
 #include "objects/vectors/cached/internal/butterworth.h"
 #include "objects/vectors/cached/internal/vector2.h"
 #include "platform/elog/elog.h"
+#include "platform/elog/failure.h"
 #include "platform/trace/trace.h"
 
 namespace {
@@ -159,14 +160,10 @@ int ksvector2_filter(const char *tag, double flow, double fhigh, int order,
     return -1;
   }
   if (!corners_fit(flow, fhigh, vector->dt)) return -1;
-  try {
+  return ksutil::at_boundary("ksvector2_filter", [&] {
     const ksutil::ButterworthFilter filter(flow > 0 ? flow * vector->dt : 0,
                                            fhigh > 0 ? fhigh * vector->dt : 0, order);
     filter_runs(filter, samples_of(*vector), zero_phase != 0);
     return 0;
-  } catch (const std::bad_alloc &) {
-    errno = ENOMEM;
-    elog_log(1, "ksvector2_filter: malloc() error.\n");
-    return -1;
-  }
+  });
 }

@@ -14,7 +14,7 @@
 #include <vector>
 
 #include "platform/expr/expr.h"
-#include "platform/expr/internal/pattern.h"
+#include "platform/expr/shared/pattern.h"
 
 namespace ksutil::expr {
 

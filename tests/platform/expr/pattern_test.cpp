@@ -6,7 +6,7 @@
 #include <chrono>
 #include <random>
 
-#include "platform/expr/internal/pattern.h"
+#include "platform/expr/shared/pattern.h"
 #include "tests/platform/expr/expr_test_support.h"
 
 namespace ksutil::expr {

@@ -1,7 +1,7 @@
 /* Pattern: searches for an extended regular expression in time linear in the text.  All
  * states of the pattern advance together over the bytes, so no byte is read twice. */
-#ifndef KSUTIL_PLATFORM_EXPR_INTERNAL_PATTERN_H
-#define KSUTIL_PLATFORM_EXPR_INTERNAL_PATTERN_H
+#ifndef KSUTIL_PLATFORM_EXPR_SHARED_PATTERN_H
+#define KSUTIL_PLATFORM_EXPR_SHARED_PATTERN_H
 
 #include <bitset>
 #include <cstddef>
