@@ -79,6 +79,10 @@ void Input::begin() {
   } else if (rest.starts_with("\xfe\xff")) {
     encoding_ = Encoding::kUtf16Big;
     rest.remove_prefix(2);
+  } else if (rest.starts_with(std::string_view("<\0", 2))) {
+    encoding_ = Encoding::kUtf16Little;
+  } else if (rest.starts_with(std::string_view("\0<", 2))) {
+    encoding_ = Encoding::kUtf16Big;
   }
   decode(rest, at_end_, head_);
 }

@@ -1,7 +1,7 @@
 /* Input: the text of a file or of standard input, piece by piece.
  *
- * A byte-order mark is skipped; text in UTF-16 that begins with one is given as UTF-8, a
- * broken surrogate as U+FFFD.  All other bytes are given as they are. */
+ * A byte-order mark is skipped; text in UTF-16 that begins with one, or with the "<" of
+ * XML, is given as UTF-8, a broken surrogate as U+FFFD.  All other bytes are given as they are. */
 #ifndef KSUTIL_FORMATS_EXCHANGE_TEXT_INPUT_H
 #define KSUTIL_FORMATS_EXCHANGE_TEXT_INPUT_H
 
@@ -30,6 +30,9 @@ class Input {
    * a failure, which problem() tells. */
   bool read(std::string &text);
   const std::string &problem() const { return problem_; }
+
+  /* Whether the bytes were in another encoding, and the text is UTF-8 for certain. */
+  bool is_converted() const { return encoding_ != Encoding::kBytes; }
 
   /* Bytes of the file that have been read, and of the whole file; 0: not known. */
   std::int64_t consumed() const { return consumed_; }
