@@ -150,17 +150,37 @@ Recognised recognise(std::string_view head) {
   return name_other(beginning);
 }
 
+namespace {
+
+/* Why an input is not read as what the caller asks for. */
+std::string refusal(const Input &input, const Recognised &kind, const char *wanted) {
+  if (kind.empty) return input.name() + " is empty";
+  if (kind.format != nullptr) {
+    return input.name() + " is " + kind.format->name + ", which does not hold " +
+           wanted;
+  }
+  std::string problem = input.name() + " is " + kind.name + ", which is not read";
+  if (!kind.hint.empty()) problem += " (" + kind.hint + ")";
+  return problem;
+}
+
+}  // namespace
+
 std::unique_ptr<Reader> open_reader(Input &input, const Recognised &kind,
                                     std::string &problem) {
   if (kind.format != nullptr && kind.format->open_reader != nullptr) {
     return kind.format->open_reader(input, problem);
   }
-  if (kind.empty) {
-    problem = input.name() + " is empty";
-    return nullptr;
+  problem = refusal(input, kind, "events");
+  return nullptr;
+}
+
+std::unique_ptr<StationReader> open_station_reader(Input &input, const Recognised &kind,
+                                                   std::string &problem) {
+  if (kind.format != nullptr && kind.format->open_station_reader != nullptr) {
+    return kind.format->open_station_reader(input, problem);
   }
-  problem = input.name() + " is " + kind.name + ", which is not read";
-  if (!kind.hint.empty()) problem += " (" + kind.hint + ")";
+  problem = refusal(input, kind, "stations");
   return nullptr;
 }
 

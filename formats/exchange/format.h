@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "formats/exchange/reader.h"
+#include "formats/exchange/stations/stations.h"
 #include "formats/exchange/text/input.h"
 #include "formats/exchange/writer.h"
 
@@ -44,6 +45,10 @@ struct Format {
   /* Null: not written.  The sink must outlive the writer. */
   std::unique_ptr<Writer> (*open_writer)(TextSink &sink) = nullptr;
   std::span<const Mapping> mappings = {};
+  /* The same for formats of stations, which have no reader or writer of events. */
+  std::unique_ptr<StationReader> (*open_station_reader)(Input &input,
+                                                        std::string &problem) = nullptr;
+  std::unique_ptr<StationWriter> (*open_station_writer)(TextSink &sink) = nullptr;
 };
 
 /* All formats, in the order in which inputs are tried. */
@@ -64,6 +69,9 @@ Recognised recognise(std::string_view head);
  * reads it or the reader refuses. */
 std::unique_ptr<Reader> open_reader(Input &input, const Recognised &kind,
                                     std::string &problem);
+/* The same for stations; open_reader refuses them, and this refuses events. */
+std::unique_ptr<StationReader> open_station_reader(Input &input, const Recognised &kind,
+                                                   std::string &problem);
 
 }  // namespace ksutil::exchange
 #endif
