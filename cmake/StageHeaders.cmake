@@ -10,7 +10,7 @@
 # Includes are rewritten to <ksutil/...>, so that -I OUTPUT is all that a program needs.
 # OUTPUT/ksutil.h includes <ksutil/ksutil.h>.
 cmake_minimum_required(VERSION 3.25)
-set(cxx_rooms platform/db platform/expr)
+set(cxx_rooms platform/db platform/expr waveforms)
 
 function(write_if_changed path text)
   if(EXISTS "${path}")
