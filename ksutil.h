@@ -18,6 +18,7 @@
 #include "events/records.h"
 #include "events/tabs.h"
 #include "formats/kssac.h"
+#include "mechanisms/ksmoment.h"
 #include "objects/db2vector.h"
 #include "objects/ksgrid.h"
 #include "objects/kshistory.h"

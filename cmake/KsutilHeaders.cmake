@@ -7,7 +7,7 @@ file(GLOB_RECURSE headers CONFIGURE_DEPENDS
   ${PROJECT_SOURCE_DIR}/platform/*.h ${PROJECT_SOURCE_DIR}/core/*.h
   ${PROJECT_SOURCE_DIR}/pipeline/*.h ${PROJECT_SOURCE_DIR}/config/*.h
   ${PROJECT_SOURCE_DIR}/objects/*.h ${PROJECT_SOURCE_DIR}/formats/*.h
-  ${PROJECT_SOURCE_DIR}/waveforms/*.h ${PROJECT_SOURCE_DIR}/events/*.h)
+  ${PROJECT_SOURCE_DIR}/mechanisms/*.h ${PROJECT_SOURCE_DIR}/waveforms/*.h ${PROJECT_SOURCE_DIR}/events/*.h)
 list(FILTER headers EXCLUDE REGEX "/(internal|shared)/")
 set(script ${CMAKE_CURRENT_LIST_DIR}/StageHeaders.cmake)
 add_custom_command(
