@@ -41,6 +41,7 @@
 #include "platform/stock/text.h"
 #include "platform/stock/verbose.h"
 #include "platform/trace/filetbl.h"
+#include "platform/trace/miniseed.h"
 #include "platform/trace/segment.h"
 #include "platform/trace/trace.h"
 #include "platform/trace/waveform.h"

@@ -16,6 +16,9 @@ function(ksutil_library target type)
     $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>)
   add_dependencies(${target} ksutil_headers)
   target_link_libraries(${target} PUBLIC Threads::Threads)
+  if(KSUTIL_MSEED)
+    target_link_libraries(${target} PRIVATE ${MSEED_LIBRARY})
+  endif()
   if(KSUTIL_SANITIZE)
     target_link_options(${target} PUBLIC -fsanitize=${KSUTIL_SANITIZE})
   endif()
@@ -47,6 +50,10 @@ install(FILES ${CMAKE_CURRENT_BINARY_DIR}/ksutilConfig.cmake
 # Relative to the file itself, so that an installation can be moved.
 file(RELATIVE_PATH KSUTIL_PC_TO_PREFIX
   "/prefix/${CMAKE_INSTALL_LIBDIR}/pkgconfig" "/prefix")
+set(KSUTIL_PC_PRIVATE "")
+if(KSUTIL_MSEED)
+  set(KSUTIL_PC_PRIVATE " -lmseed")
+endif()
 configure_file(cmake/ksutil.pc.in ksutil.pc @ONLY)
 install(FILES ${CMAKE_CURRENT_BINARY_DIR}/ksutil.pc
   DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)

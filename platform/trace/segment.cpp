@@ -65,10 +65,13 @@ bool read_segment(Dbptr record, double tstart, double tend, Segment &segment) {
     if (window.data != nullptr) {
       found.samples = Segment::Floats(window.data + window.first,
                                       static_cast<std::size_t>(window.count));
-    } else if (holds_counts(window.row.datatype)) {
-      if (!read_owned<std::int32_t>(window, found)) return false;
-    } else if (!read_owned<float>(window, found)) {
-      return false;
+    } else {
+      bool counts = false;
+      if (!find_kind(window.row, counts) ||
+          !(counts ? read_owned<std::int32_t>(window, found)
+                   : read_owned<float>(window, found))) {
+        return false;
+      }
     }
     segment = std::move(found);
     return true;

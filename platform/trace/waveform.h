@@ -30,8 +30,9 @@ struct WaveformSegment {
   std::string segtype;   // "-" unknown
   std::string datatype;  // "s4", "f4", ...
   std::int64_t wfid = -1;
-  std::string path;       // of the file, relative to the working directory or absolute
-  std::int64_t foff = 0;  // byte in the file at which the first sample begins
+  std::string path;  // of the file, relative to the working directory or absolute
+  /* The byte in the file at which the first sample begins, or the first of the records. */
+  std::int64_t foff = 0;
 };
 
 /* Reads a row of wfdisc, or the one in a record of a view.  A relative `dir` counts
@@ -52,7 +53,9 @@ KSUTIL_API bool read_segment(Dbptr row, WaveformSegment &segment);
  *   t4 (4), t8 (8)              big-endian floating point
  *   f4 (4), f8 (8)              little-endian floating point
  *   c0 (12), a0 (15), b0 (24)   numbers as text, with blanks or a newline around them
- * Others (gain-ranged and compressed ones) are refused.  So is a segment of which the
+ *   sd                          miniSEED records of one channel from foff on (miniseed.h)
+ * Others (gain-ranged and compressed ones) are refused, and sd by a library that was built
+ * without miniSEED.  So is a segment of which the
  * file does not hold all the samples asked for. */
 KSUTIL_API bool read_samples(const WaveformSegment &segment, std::int64_t first,
                              std::int64_t count, std::vector<float> &samples);
@@ -64,7 +67,8 @@ KSUTIL_API bool read_samples(const WaveformSegment &segment, std::int64_t first,
 KSUTIL_API std::int64_t samples_between(const WaveformSegment &segment, double tstart,
                                         double tend, std::int64_t &first);
 
-/* Bytes of a sample; 0 for a data type that read_samples refuses. */
+/* Bytes of a sample; 0 for a data type that read_samples refuses and for sd, whose samples
+ * differ in size. */
 KSUTIL_API int sample_size(std::string_view datatype);
 
 }  // namespace ksutil

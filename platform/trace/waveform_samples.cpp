@@ -14,6 +14,7 @@
 #include "platform/elog/failure.h"
 #include "platform/stock/files.h"
 #include "platform/stock/text.h"
+#include "platform/trace/internal/miniseed_reader.h"
 
 namespace ksutil {
 namespace {
@@ -119,6 +120,8 @@ const Format<Sample> *find_format(std::string_view datatype) {
   return nullptr;
 }
 
+bool is_miniseed(std::string_view datatype) { return datatype == "sd"; }
+
 /* Opens the file of a segment, whose size is then at least `end`. */
 FileHandle open_waveform(const std::string &path, std::int64_t end) {
   /* A fifo would wait here for a writer. */
@@ -184,15 +187,20 @@ bool read_vector(const WaveformSegment &segment, std::int64_t first, std::int64_
 
 }  // namespace
 
-bool holds_counts(std::string_view datatype) {
-  return find_format<std::int32_t>(datatype) != nullptr;
+bool find_kind(const WaveformSegment &segment, bool &counts) {
+  if (is_miniseed(segment.datatype)) {
+    return find_miniseed_kind(kSelf, segment.path, segment.foff, counts);
+  }
+  counts = find_format<std::int32_t>(segment.datatype) != nullptr;
+  return true;
 }
 
 template <class Sample>
 bool read_samples_into(const WaveformSegment &segment, std::int64_t first,
                        std::int64_t count, const std::function<Sample *()> &allocate) {
+  const bool miniseed = is_miniseed(segment.datatype);
   const Format<Sample> *const format = find_format<Sample>(segment.datatype);
-  if (format == nullptr) {
+  if (format == nullptr && !miniseed) {
     return fail(kSelf, "Data type '%s' of %s is not supported",
                 segment.datatype.c_str(), segment.path.c_str());
   }
@@ -205,6 +213,10 @@ bool read_samples_into(const WaveformSegment &segment, std::int64_t first,
   constexpr std::int64_t kMost = std::numeric_limits<std::int64_t>::max() / 64;
   if (segment.nsamp > kMost || segment.foff < 0 || segment.foff > kMost) {
     return fail(kSelf, "nsamp or foff of %s is out of range", segment.path.c_str());
+  }
+  if (miniseed) {
+    const MiniseedRun run{segment.path, segment.foff, segment.time, segment.samprate};
+    return read_miniseed_into<Sample>(kSelf, run, first, count, allocate);
   }
   const std::int64_t begin = segment.foff + first * format->size;
   const FileHandle file = open_waveform(segment.path, begin + count * format->size);

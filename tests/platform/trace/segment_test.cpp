@@ -125,7 +125,7 @@ TEST_F(SegmentRows, StayAsTheyAreWhenThereIsNothingToRead) {
   };
   const Case cases[] = {
       {row("s2", 3, 0), 0, 0, "read_samples: "},
-      {row("sd", 2, 0), 0, 0, "read_samples: Data type 'sd' of"},
+      {row("sd", 2, 0), 0, 0, "w has no whole miniSEED record"},
       {row("s2", 2, 0), 1, 2, "read_segment: No samples from 1.00000 to 2.00000."},
       {site, 0, 0, "read_segment: The record has no wfdisc"},
   };
