@@ -187,9 +187,17 @@ bool miniseed_list(const std::string &path, MiniseedContents &contents) {
 bool miniseed_recognise(std::string_view head) {
   MiniseedRecord record;
   if (parse_miniseed(head.data(), head.size(), record)) return true;
-  /* The volume header of a SEED volume: "000001V " and blockette 010. */
-  return head.size() >= 11 && head.substr(0, 8) == "000001V " &&
-         head.substr(8, 3) == "010";
+  /* A control header of a SEED volume (volume, abbreviations, station, time span), which
+   * begins with the number of a blockette, or a record of blanks. */
+  constexpr std::size_t kBlank = 48;
+  const auto is_digit = [](char c) { return c >= '0' && c <= '9'; };
+  if (head.size() < kBlank || !std::all_of(head.begin(), head.begin() + 6, is_digit)) {
+    return false;
+  }
+  if (head.substr(6, kBlank - 6).find_first_not_of(' ') == head.npos) return true;
+  return std::string_view("VAST").find(head[6]) != std::string_view::npos &&
+         (head[7] == ' ' || head[7] == '*') &&
+         std::all_of(head.begin() + 8, head.begin() + 11, is_digit);
 }
 
 const char *miniseed_encoding_text(int encoding) {

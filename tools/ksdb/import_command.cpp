@@ -12,6 +12,7 @@
 #include "tools/common/options.h"
 #include "tools/common/progress.h"
 #include "tools/ksdb/commands.h"
+#include "tools/ksdb/index_command.h"
 
 namespace ksutil::tools {
 namespace {
@@ -127,6 +128,10 @@ void tell_of(const exchange::ImportCounts &counts, std::int64_t superseded,
 }
 
 int import(const ImportArguments &arguments) {
+  if (arguments.format.empty() && is_waveform_input(arguments.file)) {
+    return index_waveform_files({arguments.file, arguments.database, arguments.schema,
+                                 arguments.quiet, arguments.dry_run, arguments.strict});
+  }
   exchange::ImportOptions options;
   options.min_magnitude = arguments.min_magnitude;
   options.keep_origins = arguments.keep_origins;
@@ -205,7 +210,7 @@ int import(const ImportArguments &arguments) {
 }
 
 void describe_import(CLI::App &command, ImportArguments &arguments) {
-  command.add_option("file", arguments.file, "Catalogue; - is standard input")
+  command.add_option("file", arguments.file, "Catalogue, or file or folder of waveforms; - is standard input")
       ->required();
   add_database(command, arguments.database);
   command.add_option("--create", arguments.schema,

@@ -1,0 +1,280 @@
+#include "formats/waveform_index/waveform_index.h"
+
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cmath>
+
+#include "formats/waveform_index/index_tables.h"
+#include "platform/clock/clock.h"
+#include "platform/elog/elog.h"
+
+namespace ksutil::waveform_index {
+namespace {
+
+/* Shows the tables as they are, and forgets all changes. */
+class DryRun final : public db::Transaction {
+ public:
+  DryRun(db::DatabaseStore &store, const std::vector<std::string> &names) {
+    for (const std::string &name : names) tables_.push_back(store.table(name));
+  }
+  const db::Relation &layout(std::size_t table) const override {
+    return tables_[table]->layout();
+  }
+  std::shared_ptr<const db::Snapshot> snapshot(std::size_t table) override {
+    return tables_[table]->snapshot();
+  }
+  long append(std::size_t, std::string_view) override { return 0; }
+  bool overwrite(std::size_t, long, std::string_view) override { return true; }
+
+ private:
+  std::vector<db::TableStore *> tables_;
+};
+
+/* Whether a path lies in a folder or below it. */
+bool lies_under(std::string_view path, std::string_view folder) {
+  if (folder == "/") return true;
+  return path.size() > folder.size() && path.substr(0, folder.size()) == folder &&
+         path[folder.size()] == '/';
+}
+
+class Entry {
+ public:
+  Entry(IndexTables &tables, const Scan &scan, const IndexListener &listener,
+        IndexCounts &counts)
+      : tables_(tables),
+        scan_(scan),
+        listener_(listener),
+        counts_(counts),
+        foff_(tables.layout(kWfdisc), "foff"),
+        sta_(tables.layout(kWfdisc), "sta"),
+        chan_(tables.layout(kWfdisc), "chan") {}
+
+  bool run() {
+    std::int64_t done = 0;
+    for (const ScannedFile &file : scan_.files()) {
+      if (!enter(file)) return false;
+      listener_.reached(++done);
+    }
+    tell_of_the_gone();
+    return tables_.write_counters();
+  }
+
+ private:
+  struct Known {
+    long row;
+    std::int64_t foff;
+    IndexTables::Channel channel;
+    bool used = false;
+  };
+
+  std::string path_of(const ScannedFile &file) const {
+    const std::string &folder = scan_.folders()[file.folder];
+    return folder + (folder.back() == '/' ? "" : "/") + file.name;
+  }
+
+  /* The field dir for a folder: from the folder of wfdisc if it lies there, else absolute. */
+  std::string dir_of(const ScannedFile &file) const {
+    const std::string &folder = scan_.folders()[file.folder];
+    if (folder == tables_.folder()) return ".";
+    if (!lies_under(folder, tables_.folder())) return folder;
+    return folder.substr(tables_.folder() == "/" ? 1 : tables_.folder().size() + 1);
+  }
+
+  std::string text(const db::TextColumn &column, std::string_view row) const {
+    std::string_view value;
+    return column.read(row, value) ? std::string(value) : "";
+  }
+
+  /* The rows that a file has. */
+  std::vector<Known> known_rows(const std::string &path) {
+    std::vector<Known> known;
+    for (const long row : tables_.file_rows().find(path)) {
+      const std::string_view record = tables_.rows(kWfdisc).row(row);
+      if (record.empty() || tables_.path_of(record) != path) continue;
+      std::int64_t foff = 0;
+      foff_.read(record, foff);
+      known.push_back({row, foff, {text(sta_, record), text(chan_, record)}});
+      met_.push_back(row);
+    }
+    return known;
+  }
+
+  void refuse(const std::string &path, const std::string &why, std::int64_t pieces) {
+    counts_.refused += pieces;
+    listener_.refused(path, why);
+  }
+
+  bool enter(const ScannedFile &file) {
+    const std::string path = path_of(file), dir = dir_of(file);
+    const auto fits = [&](const std::string &value, const char *field) {
+      return value.size() <= static_cast<std::size_t>(tables_.width(kWfdisc, field));
+    };
+    if (!fits(file.name, "dfile") || !fits(dir, "dir")) {
+      const char *const field = fits(dir, "dir") ? "dfile" : "dir";
+      refuse(
+          path,
+          "its " + std::string(*field == 'd' && field[1] == 'f' ? "name" : "folder") +
+              " is longer than the " + std::to_string(tables_.width(kWfdisc, field)) +
+              " characters of " + field,
+          static_cast<std::int64_t>(file.count));
+      return true;
+    }
+    std::vector<Known> known = known_rows(path);
+    std::vector<const ScannedPiece *> fresh;
+    for (std::size_t i = file.first; i < file.first + file.count; ++i) {
+      const ScannedPiece &piece = scan_.pieces()[i];
+      IndexTables::Channel channel;
+      std::string why;
+      if (!tables_.find_channel(scan_.channels()[piece.channel], channel, why)) {
+        if (why.empty()) return false;
+        refuse(path, why, 1);
+        continue;
+      }
+      const auto same = std::find_if(known.begin(), known.end(), [&](const Known &row) {
+        return !row.used && row.foff == piece.foff && row.channel.sta == channel.sta &&
+               row.channel.chan == channel.chan;
+      });
+      if (same == known.end()) {
+        fresh.push_back(&piece);
+      } else if (same->used = true;
+                 !write(path, dir, file, piece, channel, same->row)) {
+        return false;
+      }
+    }
+    /* A piece that has joined others, or begins elsewhere now, takes over a row that has
+     * lost its own. */
+    for (const ScannedPiece *const piece : fresh) {
+      IndexTables::Channel channel;
+      std::string why;
+      tables_.find_channel(scan_.channels()[piece->channel], channel, why);
+      const auto left = std::find_if(known.begin(), known.end(), [&](const Known &row) {
+        return !row.used && row.channel.sta == channel.sta &&
+               row.channel.chan == channel.chan;
+      });
+      const long row = left == known.end() ? -1 : left->row;
+      if (left != known.end()) left->used = true;
+      if (!write(path, dir, file, *piece, channel, row)) return false;
+    }
+    const auto stale = std::count_if(known.begin(), known.end(),
+                                     [](const Known &row) { return !row.used; });
+    if (stale > 0) {
+      counts_.stale += stale;
+      listener_.noted(path, std::to_string(stale) +
+                                " rows of wfdisc stay that the file no longer has");
+    }
+    return true;
+  }
+
+  /* Adds the row of a piece, or brings row `record` up to date. */
+  bool write(const std::string &path, const std::string &dir, const ScannedFile &file,
+             const ScannedPiece &piece, const IndexTables::Channel &channel,
+             long record) {
+    const std::string before =
+        record < 0 ? "" : std::string(tables_.rows(kWfdisc).row(record));
+    std::string row = record < 0 ? tables_.null_row(kWfdisc) : before;
+    std::string refused;
+    {
+      const ElogScope quiet;  // refused() names the field
+      RowFill fill(tables_.layout(kWfdisc), row);
+      fill.put("time", piece.time)
+          .put("jdate", std::int64_t{yearday(piece.time)})
+          .put("endtime", piece.endtime)
+          .put("nsamp", piece.nsamp)
+          .put("samprate", piece.samprate)
+          .put("datatype", std::string_view(piece.datatype))
+          .put("foff", piece.foff);
+      if (record < 0) {
+        fill.put("sta", channel.sta)
+            .put("chan", channel.chan)
+            .put("calib", piece.calib)
+            .put("dir", dir)
+            .put("dfile", file.name);
+      }
+      refused = fill.refused();
+    }
+    double held = 0.0;
+    db::RealColumn(tables_.layout(kWfdisc), "samprate").read(row, held);
+    const bool precise = std::abs(held / piece.samprate - 1.0) < 1e-3;
+    if (!refused.empty() || !precise) {
+      refuse(
+          path,
+          (refused.empty() ? "samprate" : refused) + " of a piece does not fit wfdisc",
+          1);
+      return true;
+    }
+    if (row == before) {
+      counts_.unchanged++;
+      return true;
+    }
+    RowFill fill(tables_.layout(kWfdisc), row);
+    fill.put("lddate", tables_.now());
+    if (record >= 0) {
+      counts_.changed++;
+      return tables_.change(kWfdisc, record, row);
+    }
+    std::int64_t chanid = -1;
+    bool added = false;
+    if (!tables_.find_chanid(channel, piece.time, chanid, added)) return false;
+    counts_.channels += added ? 1 : 0;
+    const std::int64_t wfid = tables_.take_wfid();
+    if (wfid < 0) return false;
+    fill.put("wfid", wfid).put("chanid", chanid);
+    if (!fill.refused().empty()) return false;
+    counts_.added++;
+    return tables_.add(kWfdisc, row);
+  }
+
+  /* Rows under the folders scanned whose files are not there. */
+  void tell_of_the_gone() {
+    if (scan_.roots().empty()) return;
+    std::sort(met_.begin(), met_.end());
+    std::map<std::string, std::int64_t> files;
+    const db::Snapshot &rows = tables_.rows(kWfdisc);
+    for (long row = 0; row < rows.count(); row++) {
+      if (std::binary_search(met_.begin(), met_.end(), row)) continue;
+      const std::string_view record = rows.row(row);
+      if (record.empty()) continue;
+      const std::string path = tables_.path_of(record);
+      const bool ours =
+          std::any_of(scan_.roots().begin(), scan_.roots().end(),
+                      [&](const std::string &root) { return lies_under(path, root); });
+      struct stat status {};
+      if (ours && ::stat(path.c_str(), &status) != 0 && errno == ENOENT) files[path]++;
+    }
+    for (const auto &[path, count] : files) {
+      counts_.gone += count;
+      listener_.noted(
+          path, "the file is gone; its " + std::to_string(count) +
+                    (count == 1 ? " row of wfdisc stays" : " rows of wfdisc stay"));
+    }
+  }
+
+  IndexTables &tables_;
+  const Scan &scan_;
+  const IndexListener &listener_;
+  IndexCounts &counts_;
+  const db::IntegerColumn foff_;
+  const db::TextColumn sta_, chan_;
+  std::vector<long> met_;  // rows of files that were scanned
+};
+
+}  // namespace
+
+bool index_waveforms(db::DatabaseStore &store, const Scan &scan, bool dry_run,
+                     bool strict, const IndexListener &listener, IndexCounts &counts) {
+  const std::vector<std::string> names = IndexTables::names(store);
+  if (names.empty()) return false;
+  const auto work = [&](db::Transaction &step) {
+    counts = {};
+    IndexTables tables(store, step, names);
+    return tables.open() && Entry(tables, scan, listener, counts).run() &&
+           !(strict && counts.refused > 0);
+  };
+  if (!dry_run) return store.transaction(names, work);
+  DryRun step(store, names);
+  return work(step);
+}
+
+}  // namespace ksutil::waveform_index
