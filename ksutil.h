@@ -46,5 +46,6 @@
 #include "platform/trace/trace.h"
 #include "platform/trace/waveform.h"
 #include "platform/traveltime/traveltime.h"
+#include "waveforms/ksdsseis.h"
 
 #endif

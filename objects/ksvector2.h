@@ -109,6 +109,18 @@ KSUTIL_API ksvector2 *ksvector2_create_tsamp(int nsamp, const double *samples,
 KSUTIL_API ksvector2 *ksvector2_create_from_segment(const ksutil::Segment &segment,
                                                     const char *name, char *tag);
 
+/* A time-sampled vector from the earliest sample of [count] segments to the latest.
+ *
+ * Where segments overlap, the later one in the list gives the samples, but its gaps leave
+ * those of the earlier ones; samples that no segment has are gaps.  Each segment is put at
+ * the samples nearest to its times, at most half a sample interval away.  As above; null
+ * also without samples, for sample rates that differ by so much that a segment would be
+ * more than half a sample longer or shorter, and for more than 250 000 000 samples from
+ * the first to the last. */
+KSUTIL_API ksvector2 *ksvector2_create_from_segments(const ksutil::Segment *segments,
+                                                     int count, const char *name,
+                                                     char *tag);
+
 /* A time-sampled vector of the samples of a waveform in a database.
  *
  * row            a row of "wfdisc", whose samples are read from its file, or of "trace",

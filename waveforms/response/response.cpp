@@ -5,6 +5,8 @@
 #include <limits>
 #include <numbers>
 
+#include "platform/geo/angle.h"
+
 namespace ksutil {
 namespace {
 
@@ -53,7 +55,7 @@ Complex value_of(const CoefficientFilter &filter, double frequency,
 
 Complex of_row(double amplitude, double phase) {
   /* A measured amplitude can be negative; std::polar takes none. */
-  return amplitude * std::polar(1.0, phase * pi / 180.0);
+  return amplitude * std::polar(1.0, radians(phase));
 }
 
 Complex value_of(const TableFilter &filter, double frequency,
