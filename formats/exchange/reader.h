@@ -7,14 +7,9 @@
 #include <vector>
 
 #include "formats/exchange/records.h"
+#include "formats/exchange/unplaced.h"
 
 namespace ksutil::exchange {
-
-/* Something that inputs have and no record has a place for, with how often it was seen. */
-struct Unplaced {
-  std::string name;
-  std::int64_t count = 1;
-};
 
 class Reader {
  public:

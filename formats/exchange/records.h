@@ -20,6 +20,10 @@ namespace ksutil::exchange {
 
 inline constexpr double kNoTime = -9999999999.999;
 
+/* Records of one event, its own and those within them: an event that has more is
+ * refused. */
+inline constexpr std::size_t kMostRecords = 400000;
+
 /* A station channel as the exchange formats name it. */
 struct ChannelCode {
   std::string network, station, location, channel;
@@ -163,6 +167,16 @@ struct Event {
 /* The preferred origin; the event has at least one. */
 inline const Origin &preferred_origin(const Event &event) {
   return event.origins[event.preferred];
+}
+
+/* The records of an event: picks, origins, and what the origins own. */
+inline std::size_t record_count(const Event &event) {
+  std::size_t count = event.picks.size() + event.origins.size();
+  for (const Origin &origin : event.origins) {
+    count += origin.magnitudes.size() + origin.station_magnitudes.size() +
+             origin.tensors.size() + origin.associations.size();
+  }
+  return count;
 }
 
 }  // namespace ksutil::exchange

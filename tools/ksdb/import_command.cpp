@@ -101,6 +101,13 @@ bool gather(exchange::Input &input, exchange::Reader &reader, bool quiet,
         refusals.add(reader.line(), reader.problem());
         break;
       case exchange::Reader::Got::kRecord:
+        if (exchange::record_count(event) > exchange::kMostRecords) {
+          progress.wipe();
+          refusals.add(event.line, "the event has more than " +
+                                       std::to_string(exchange::kMostRecords) +
+                                       " picks, magnitudes and the like");
+          break;
+        }
         if (events.add(event)) break;
         progress.wipe();
         complain(events.problem());
@@ -163,11 +170,14 @@ int import(const ImportArguments &arguments) {
   if (!gather(*input, *reader, arguments.quiet, events, refusals, lines)) {
     return kFailure;
   }
-  const std::vector<exchange::Unplaced> without_place = reader->without_place();
+  exchange::UnplacedCounts without_place;
+  for (const exchange::Unplaced &left : reader->without_place()) {
+    without_place.add(left.name, left.count);
+  }
   if (arguments.strict && (refusals.count() > 0 || !without_place.empty())) {
     refusals.finish();
     if (!without_place.empty()) {
-      complain("no place for " + without_place.front().name);
+      complain("no place for " + without_place.list().front().name);
     }
     complain("nothing imported (--strict)");
     return kFailure;
@@ -195,12 +205,16 @@ int import(const ImportArguments &arguments) {
     if (counts.shortened > 0) {
       complain(std::to_string(counts.shortened) + " texts do not fit their fields");
     }
+    if (!counts.without_place.empty()) {
+      complain("no place for " + counts.without_place.list().front().name);
+    }
     complain("nothing imported (--strict)");
   }
   if (imported != Imported::kYes) return kFailure;
   if (!arguments.quiet) {
     tell_of(counts, events.superseded(), refusals.count(), lines, arguments.dry_run);
-    for (const exchange::Unplaced &left : without_place) {
+    without_place.add(counts.without_place);
+    for (const exchange::Unplaced &left : without_place.list()) {
       std::printf(
           "no place for %s%s\n", left.name.c_str(),
           left.count > 1 ? (" (" + std::to_string(left.count) + ")").c_str() : "");

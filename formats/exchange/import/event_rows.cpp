@@ -2,33 +2,22 @@
 
 #include <algorithm>
 #include <array>
-#include <utility>
+#include <cmath>
 
+#include "formats/exchange/error_ellipse.h"
+#include "formats/exchange/event_types.h"
 #include "formats/exchange/import/gathering.h"
 #include "platform/clock/clock.h"
 #include "platform/db/columns.h"
+#include "platform/elog/elog.h"
 #include "platform/stock/text.h"
 
 namespace ksutil::exchange {
 namespace {
 
-/* The event type codes of origin.etype for the words of a catalogue. */
-std::string_view event_type_code(const std::string &type) {
-  static constexpr std::array<std::pair<std::string_view, std::string_view>, 10> kCodes{
-      {{"earthquake", "eq"},
-       {"quarry blast", "qb"},
-       {"explosion", "ex"},
-       {"mining explosion", "me"},
-       {"nuclear explosion", "nu"},
-       {"ice quake", "iq"},
-       {"volcanic eruption", "ve"},
-       {"sonic boom", "sb"},
-       {"landslide", "ls"},
-       {"rock burst", "rb"}}};
-  const auto *known = std::find_if(kCodes.begin(), kCodes.end(), [&](const auto &code) {
-    return code.first == type;
-  });
-  return known == kCodes.end() ? std::string_view(type) : known->second;
+/* A text of one letter; "" for 0. */
+std::string_view one_letter(const char &letter) {
+  return {&letter, letter == 0 ? std::size_t{0} : std::size_t{1}};
 }
 
 }  // namespace
@@ -58,6 +47,14 @@ const db::Field *RowPut::next(std::string_view name) {
 }
 
 void RowPut::refuse(const db::Field &field, const std::string &value) {
+  if (lenient_) {
+    report_.left_out.add(layout_.name + "." + field.name + " beyond its range");
+    row_.replace(static_cast<std::size_t>(field.offset),
+                 static_cast<std::size_t>(field.width), db::null_record(layout_),
+                 static_cast<std::size_t>(field.offset),
+                 static_cast<std::size_t>(field.width));
+    return;
+  }
   if (!report_.refused.empty()) return;
   report_.refused = layout_.name + "." + field.name + " cannot hold " + value;
 }
@@ -65,17 +62,21 @@ void RowPut::refuse(const db::Field &field, const std::string &value) {
 RowPut &RowPut::put(std::string_view name, std::int64_t value) {
   const db::Field *field = next(name);
   if (field == nullptr) return *this;
-  if (!db::write_integer(*field, value, row_)) refuse(*field, std::to_string(value));
+  const int mark = lenient_ ? elog_mark() : 0;
+  if (db::write_integer(*field, value, row_)) return *this;
+  if (lenient_) elog_flush(0, mark);
+  refuse(*field, std::to_string(value));
   return *this;
 }
 
 RowPut &RowPut::put(std::string_view name, double value) {
   const db::Field *field = next(name);
   if (field == nullptr) return *this;
-  if (!db::write_real(*field, value, row_)) {
-    refuse(*field, field->type == db::FieldType::kTime ? time_text(value)
-                                                       : format_text("%g", value));
-  }
+  const int mark = lenient_ ? elog_mark() : 0;
+  if (db::write_real(*field, value, row_)) return *this;
+  if (lenient_) elog_flush(0, mark);
+  refuse(*field, field->type == db::FieldType::kTime ? time_text(value)
+                                                     : format_text("%g", value));
   return *this;
 }
 
@@ -96,7 +97,10 @@ RowPut &RowPut::put(std::string_view name, std::string_view value) {
       value.remove_suffix(1);
     }
   }
-  if (!db::write_text(*field, value, row_)) refuse(*field, "the text");
+  const int mark = lenient_ ? elog_mark() : 0;
+  if (db::write_text(*field, value, row_)) return *this;
+  if (lenient_) elog_flush(0, mark);
+  refuse(*field, "the text");
   return *this;
 }
 
@@ -113,44 +117,36 @@ void choose_magnitude(const Magnitude &magnitude, std::int64_t magid,
   if (type == "ml") take(own.ml, own.mlid);
 }
 
-bool has_errors(const Origin &origin) {
-  return origin.rms >= 0.0 || origin.horizontal_error >= 0.0 ||
-         origin.depth_error >= 0.0;
-}
-
-void fill_origin(const Event &event, const Origin &origin, std::int64_t evid,
-                 std::int64_t orid, const OriginMagnitudes &own, RowPut row) {
+void fill_origin(const Event &event, const Origin &origin, const RowIds &ids,
+                 const OriginMagnitudes &own, RowPut row) {
   row.put("lat", origin.lat)
       .put("lon", origin.lon)
       .put("depth", origin.depth)
       .put("time", origin.time)
-      .put("orid", orid)
-      .put("evid", evid)
+      .put("orid", ids.orid)
+      .put("evid", ids.evid)
       .put("jdate", static_cast<std::int64_t>(yearday(origin.time)))
+      .lenient()
+      .put("nass", origin.associated)
       .put("ndef", origin.phases)
+      .put("ndp", origin.depth_phases)
       .put("etype", event_type_code(event.type))
+      .put("dtype", one_letter(origin.depth_type))
       .put("mb", own.mb)
       .put("mbid", own.mbid)
       .put("ms", own.ms)
       .put("msid", own.msid)
       .put("ml", own.ml)
       .put("mlid", own.mlid)
+      .put("algorithm", std::string_view(origin.algorithm))
       .put("auth", std::string_view(origin.author));
 }
 
-void fill_origerr(const Origin &origin, std::int64_t orid, RowPut row) {
-  row.put("orid", orid)
-      .put("sdobs", origin.rms)
-      .put("smajax", origin.horizontal_error)
-      .put("sdepth", origin.depth_error);
-}
-
-void fill_netmag(const Magnitude &magnitude, std::int64_t evid, std::int64_t orid,
-                 std::int64_t magid, RowPut row) {
-  row.put("magid", magid)
+void fill_netmag(const Magnitude &magnitude, const RowIds &ids, RowPut row) {
+  row.put("magid", ids.magid)
       .put("net", std::string_view(magnitude.author))
-      .put("orid", orid)
-      .put("evid", evid)
+      .put("orid", ids.orid)
+      .put("evid", ids.evid)
       .put("magtype", std::string_view(magnitude.type))
       .put("nsta", magnitude.stations)
       .put("magnitude", magnitude.value)
@@ -158,15 +154,23 @@ void fill_netmag(const Magnitude &magnitude, std::int64_t evid, std::int64_t ori
       .put("auth", std::string_view(magnitude.author));
 }
 
-void fill_mt(const MomentTensor &tensor, std::int64_t evid, std::int64_t orid,
-             std::int64_t mtid, std::int64_t magid, RowPut row) {
+bool is_reviewed(std::string_view status) {
+  return status == "reviewed" || status == "manual" || status == "confirmed" ||
+         status == "final";
+}
+
+void fill_mt(const MomentTensor &tensor, const RowIds &ids, RowPut row) {
   static constexpr std::array<const char *, 6> kElements{"mrr", "mtt", "mpp",
                                                          "mrt", "mrp", "mtp"};
   static constexpr std::array<const char *, 9> kAxes{"tval", "tplunge", "tazim",
                                                      "nval", "nplunge", "nazim",
                                                      "pval", "pplunge", "pazim"};
-  row.put("mtid", mtid).put("orid", orid).put("evid", evid).put("magid", magid);
-  row.put("ctime", tensor.time)
+  row.put("mtid", ids.mtid)
+      .put("orid", ids.orid)
+      .put("evid", ids.evid)
+      .put("magid", ids.magid)
+      .lenient()
+      .put("ctime", tensor.time)
       .put("clat", tensor.lat)
       .put("clon", tensor.lon)
       .put("cdepth", tensor.depth);
@@ -182,30 +186,131 @@ void fill_mt(const MomentTensor &tensor, std::int64_t evid, std::int64_t orid,
       .put("dip2", tensor.plane2[1])
       .put("rake2", tensor.plane2[2]);
   for (std::size_t i = 0; i < kAxes.size(); i++) row.put(kAxes[i], tensor.axes[i]);
-  row.put("auth", std::string_view(tensor.author));
+  row.put("pctdc", tensor.double_couple)
+      .put("pctclvd", tensor.clvd)
+      .put("pctiso", tensor.isotropic)
+      .put("nsta", tensor.stations)
+      .put("ncomp", tensor.components)
+      .put("varred", tensor.variance_reduction)
+      .put("evalmode", tensor.status.empty()        ? ""
+                       : is_reviewed(tensor.status) ? "m"
+                                                    : "a")
+      .put("algorithm", std::string_view(tensor.algorithm))
+      .put("auth", std::string_view(tensor.author));
 }
 
-std::string place_remark(const Event &event) {
-  return event.place.empty() ? "" : "place: " + event.place;
+bool has_errors(const Origin &origin) {
+  return origin.rms >= 0.0 || origin.horizontal_error >= 0.0 ||
+         origin.depth_error >= 0.0 || origin.time_error >= 0.0 ||
+         origin.major_axis >= 0.0 || origin.covariance.xx >= 0.0;
 }
 
-std::string origin_remark(const Origin &origin) {
-  std::string line;
-  const auto add = [&line](const char *name, const std::string &value) {
-    if (!line.empty()) line += "; ";
-    line += std::string(name) + ": " + value;
-  };
-  if (!origin.status.empty()) add("status", origin.status);
-  if (origin.gap >= 0.0) add("gap", format_text("%.10g", origin.gap));
-  if (origin.nearest >= 0.0) add("dmin", format_text("%.10g", origin.nearest));
-  return line;
+bool lacks_ellipse(const Origin &origin) {
+  return origin.major_axis < 0.0 &&
+         ellipse_of(origin.covariance, kOneSigma).major >= 0.0;
 }
 
-bool is_place_remark(std::string_view line) { return line.starts_with("place: "); }
+void fill_origerr(const Origin &origin, const RowIds &ids, RowPut row) {
+  const Covariance &c = origin.covariance;
+  const bool computed = lacks_ellipse(origin);
+  Ellipse ellipse{origin.major_axis, origin.minor_axis, origin.ellipse_strike};
+  double depth = origin.depth_error, time = origin.time_error;
+  double confidence = origin.confidence;
+  if (computed) {
+    if (confidence <= 0.0 || confidence >= 1.0) confidence = kOneSigma;
+    ellipse = ellipse_of(c, confidence);
+    const double k = std::sqrt(chi_square(1, confidence));
+    if (depth < 0.0 && c.zz >= 0.0) depth = k * std::sqrt(c.zz);
+    if (time < 0.0 && c.tt >= 0.0) time = k * std::sqrt(c.tt);
+  } else if (ellipse.major < 0.0) {
+    ellipse.major = origin.horizontal_error;
+  }
+  row.put("orid", ids.orid).lenient();
+  if (c.xx >= 0.0 || c.yy >= 0.0 || c.zz >= 0.0 || c.tt >= 0.0) {
+    row.put("sxx", c.xx)
+        .put("syy", c.yy)
+        .put("szz", c.zz)
+        .put("stt", c.tt)
+        .put("sxy", c.xy)
+        .put("sxz", c.xz)
+        .put("syz", c.yz)
+        .put("stx", c.tx)
+        .put("sty", c.ty)
+        .put("stz", c.tz);
+  }
+  row.put("sdobs", origin.rms)
+      .put("smajax", ellipse.major)
+      .put("sminax", ellipse.minor)
+      .put("strike", ellipse.strike)
+      .put("sdepth", depth)
+      .put("stime", time)
+      .put("conf", confidence);
+}
 
-bool is_origin_remark(std::string_view line) {
-  return line.starts_with("status: ") || line.starts_with("gap: ") ||
-         line.starts_with("dmin: ");
+void fill_arrival(const Pick &pick, const StationCode &code, const RowIds &ids,
+                  RowPut row) {
+  const std::string motion =
+      pick.first_motion == 0 ? "" : std::string{pick.first_motion, '.'};
+  row.put("time", pick.time)
+      .put("arid", ids.arid)
+      .put("jdate", static_cast<std::int64_t>(yearday(pick.time)))
+      .lenient()
+      .put("sta", std::string_view(code.sta))
+      .put("chan", std::string_view(code.chan))
+      .put("iphase", std::string_view(pick.phase))
+      .put("deltim", pick.time_error)
+      .put("azimuth", pick.azimuth)
+      .put("delaz", pick.azimuth_error)
+      .put("slow", pick.slowness)
+      .put("delslo", pick.slowness_error)
+      .put("ema", pick.emergence)
+      .put("rect", pick.rectilinearity)
+      .put("amp", pick.amplitude)
+      .put("per", pick.period)
+      .put("fm", std::string_view(motion))
+      .put("snr", pick.snr)
+      .put("qual", one_letter(pick.onset))
+      .put("auth", std::string_view(pick.author));
+}
+
+void fill_assoc(const Association &association, const Origin &origin,
+                const std::string &sta, const RowIds &ids, RowPut row) {
+  const std::string &model =
+      association.earth_model.empty() ? origin.earth_model : association.earth_model;
+  row.put("arid", ids.arid)
+      .put("orid", ids.orid)
+      .lenient()
+      .put("sta", std::string_view(sta))
+      .put("phase", std::string_view(association.phase))
+      .put("belief", association.belief < 0.0 ? 9.99 : association.belief)
+      .put("delta", association.delta)
+      .put("seaz", association.seaz)
+      .put("esaz", association.esaz)
+      .put("timeres", association.time_residual)
+      .put("timedef", one_letter(association.time_used))
+      .put("azres", association.azimuth_residual)
+      .put("azdef", one_letter(association.azimuth_used))
+      .put("slores", association.slowness_residual)
+      .put("slodef", one_letter(association.slowness_used))
+      .put("emares", association.emergence_residual)
+      .put("wgt", association.weight)
+      .put("vmodel", std::string_view(model));
+}
+
+void fill_stamag(const StationMagnitude &magnitude, const std::string &sta,
+                 const RowIds &ids, RowPut row) {
+  row.put("magid", ids.magid)
+      .lenient()
+      .put("sta", std::string_view(sta))
+      .put("arid", ids.arid)
+      .put("orid", ids.orid)
+      .put("evid", ids.evid)
+      .put("phase", std::string_view(magnitude.phase))
+      .put("magtype", std::string_view(magnitude.type))
+      .put("magnitude", magnitude.value)
+      .put("uncertainty", magnitude.error)
+      .put("magdef", magnitude.magnitude >= 0 ? "d" : "")
+      .put("auth", std::string_view(magnitude.author));
 }
 
 }  // namespace ksutil::exchange

@@ -7,6 +7,7 @@
 #include <string_view>
 
 #include "formats/exchange/records.h"
+#include "formats/exchange/unplaced.h"
 #include "platform/db/schema.h"
 
 namespace ksutil::exchange {
@@ -28,6 +29,7 @@ inline std::string public_text(const std::string &id, int width) {
 struct FillReport {
   std::string refused;         // the first value that does not fit; "" when all do
   std::int64_t shortened = 0;  // texts that were cut to their fields
+  UnplacedCounts left_out;     // values that were left out, by field
 };
 
 /* Sets fields of a row of one layout.  A field that the layout lacks is left out; a text
@@ -40,6 +42,11 @@ class RowPut {
   RowPut &put(std::string_view name, std::int64_t value);
   RowPut &put(std::string_view name, double value);
   RowPut &put(std::string_view name, std::string_view value);
+  /* From here on a value that does not fit is left out and counted, its field null. */
+  RowPut &lenient() {
+    lenient_ = true;
+    return *this;
+  }
 
  private:
   const db::Field *next(std::string_view name);
@@ -49,6 +56,7 @@ class RowPut {
   std::string &row_;
   FillReport &report_;
   std::size_t at_ = 0;  // where the last field was found: they come in order
+  bool lenient_ = false;
 };
 
 /* The ids of the magnitude rows behind mb, ms and ml of an origin; -1: none. */
@@ -60,23 +68,37 @@ struct OriginMagnitudes {
 void choose_magnitude(const Magnitude &magnitude, std::int64_t magid,
                       OriginMagnitudes &own);
 
+/* The ids that a row stands under. */
+struct RowIds {
+  std::int64_t evid = -1, orid = -1, magid = -1, mtid = -1, arid = -1;
+};
+
 bool has_errors(const Origin &origin);
 
 /* Set the fields that the records give; the others stay.  lddate is not set. */
-void fill_origin(const Event &event, const Origin &origin, std::int64_t evid,
-                 std::int64_t orid, const OriginMagnitudes &own, RowPut row);
-void fill_origerr(const Origin &origin, std::int64_t orid, RowPut row);
-void fill_netmag(const Magnitude &magnitude, std::int64_t evid, std::int64_t orid,
-                 std::int64_t magid, RowPut row);
-void fill_mt(const MomentTensor &tensor, std::int64_t evid, std::int64_t orid,
-             std::int64_t mtid, std::int64_t magid, RowPut row);
+void fill_origin(const Event &event, const Origin &origin, const RowIds &ids,
+                 const OriginMagnitudes &own, RowPut row);
+void fill_netmag(const Magnitude &magnitude, const RowIds &ids, RowPut row);
+void fill_mt(const MomentTensor &tensor, const RowIds &ids, RowPut row);
 
-/* The comment line for what the tables have no field for; "" when there is nothing.  Each
- * line begins with the name of its first value, and is recognised by it. */
-std::string place_remark(const Event &event);
-std::string origin_remark(const Origin &origin);
-bool is_place_remark(std::string_view line);
-bool is_origin_remark(std::string_view line);
+/* An origin with a covariance and no ellipse gets the ellipse of the covariance, at its
+ * level of confidence or, without one, that of one standard deviation. */
+bool lacks_ellipse(const Origin &origin);
+void fill_origerr(const Origin &origin, const RowIds &ids, RowPut row);
+
+/* A station channel by its codes in the database. */
+struct StationCode {
+  std::string sta, chan;
+};
+void fill_arrival(const Pick &pick, const StationCode &code, const RowIds &ids,
+                  RowPut row);
+void fill_assoc(const Association &association, const Origin &origin,
+                const std::string &sta, const RowIds &ids, RowPut row);
+void fill_stamag(const StationMagnitude &magnitude, const std::string &sta,
+                 const RowIds &ids, RowPut row);
+
+/* Whether the word of an evaluation says that a person has looked. */
+bool is_reviewed(std::string_view status);
 
 }  // namespace ksutil::exchange
 #endif

@@ -15,6 +15,7 @@ namespace ksutil::exchange {
 namespace {
 
 constexpr std::size_t kMostEvents = 0xfffffffe;
+constexpr std::size_t kMostEventBytes = 0xfffffffe;
 
 std::string temporary_folder() {
   const char *folder = ::getenv("TMPDIR");
@@ -94,6 +95,28 @@ void Gathering::grow() {
   }
 }
 
+void Gathering::look_at(const Event &event) {
+  needs_.picks = needs_.picks || !event.picks.empty();
+  for (const Pick &pick : event.picks) {
+    needs_.bare_picks = needs_.bare_picks || pick.id.empty();
+    needs_.networks = needs_.networks || !pick.at.network.empty();
+  }
+  for (const Origin &origin : event.origins) {
+    needs_.bare_origins =
+        needs_.bare_origins || (event.origins.size() > 1 && origin.id.empty());
+    needs_.tensors = needs_.tensors || !origin.tensors.empty();
+    needs_.associations = needs_.associations || !origin.associations.empty();
+    needs_.station_magnitudes =
+        needs_.station_magnitudes || !origin.station_magnitudes.empty();
+    for (const Magnitude &magnitude : origin.magnitudes) {
+      needs_.magnitude_ids = needs_.magnitude_ids || !magnitude.id.empty();
+    }
+    for (const StationMagnitude &magnitude : origin.station_magnitudes) {
+      needs_.networks = needs_.networks || !magnitude.at.network.empty();
+    }
+  }
+}
+
 bool Gathering::add(const Event &event) {
   if (entries_.size() * 4 >= slots_.size() * 3) {
     if (entries_.size() >= kMostEvents) {
@@ -110,8 +133,13 @@ bool Gathering::add(const Event &event) {
     superseded_++;
     if (entries_[slots_[slot] - 1].updated > event.updated) return true;
   }
+  look_at(event);
   bytes_.clear();
   put_event(event, bytes_);
+  if (bytes_.size() > kMostEventBytes) {
+    problem_ = "the event " + event.id + " takes too many bytes";
+    return false;
+  }
   Entry entry{hash,
               preferred_origin(event).time,
               event.updated,

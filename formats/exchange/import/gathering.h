@@ -21,6 +21,18 @@ namespace ksutil::exchange {
 /* FNV-1a. */
 std::uint64_t hash_of(std::string_view text);
 
+/* What the events have that asks for tables beyond event, origin, origerr and netmag. */
+struct Needs {
+  bool picks = false;
+  bool bare_picks = false;  // that have no id
+  bool associations = false;
+  bool station_magnitudes = false;
+  bool networks = false;  // of station channels
+  bool tensors = false;
+  bool magnitude_ids = false;
+  bool bare_origins = false;  // several in one event, without ids
+};
+
 class Gathering {
  public:
   static constexpr std::size_t kInMemory = std::size_t{1} << 25;
@@ -34,6 +46,7 @@ class Gathering {
   /* Events that have gone because of a later revision. */
   std::int64_t superseded() const { return superseded_; }
   std::size_t size() const { return entries_.size(); }
+  const Needs &needs() const { return needs_; }
 
   /* The events in the order of their origin times; equal times in the order of lines. */
   std::vector<std::uint32_t> by_time() const;
@@ -55,11 +68,13 @@ class Gathering {
   bool read(const Entry &entry, std::string &bytes);
   bool find(std::string_view id, std::uint64_t hash, std::size_t &slot);
   void grow();
+  void look_at(const Event &event);
   bool fail(const char *what);
 
   std::deque<Entry> entries_;
   std::vector<std::uint32_t> slots_;  // index of an entry + 1; 0: free
   std::int64_t superseded_ = 0;
+  Needs needs_;
   std::string buffer_;          // the bytes from buffer_at_ on
   std::int64_t buffer_at_ = 0;  // bytes that are in the file
   FileHandle file_;

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "formats/exchange/import/gathering.h"
 #include "platform/db/columns.h"
 #include "platform/elog/elog.h"
 #include "platform/stock/text.h"
@@ -57,6 +58,7 @@ bool ImportPlan::same_solution(Table table, std::string row,
  * import that changes nothing else does not change the stamp. */
 void ImportPlan::set(Table table, std::int64_t record, std::string row) {
   const bool stored = record >= 0;
+  if (stored && adding_only_) return;
   const std::string_view before = stored ? tables_.rows(table).row(record) : "";
   if (updated_ != 0.0) {
     RowPut(tables_.layout(table), row, report_).put("lddate", updated_);
@@ -77,7 +79,9 @@ void ImportPlan::set(Table table, std::int64_t record, std::string row) {
 ImportPlan::Result ImportPlan::import(const Event &event, std::int64_t record) {
   updated_ = event.updated;
   pending_.clear();
-  changed_ = differs_ = false;
+  met_.clear();
+  changed_ = differs_ = adding_only_ = false;
+  preferred_magid_ = -1;
   report_ = FillReport();
   const ImportTables::Counters counters = tables_.counters();
   const ImportCounts counts = counts_;
@@ -87,9 +91,13 @@ ImportPlan::Result ImportPlan::import(const Event &event, std::int64_t record) {
     elog_flush(0, mark);
     tables_.return_to(counters);
     counts_ = counts;
+    codes_.forget();
     return Result::kRefused;
   }
   counts_.shortened += report_.shortened;
+  counts_.without_place.add(report_.left_out);
+  codes_.keep();
+  for (const auto &[key, id] : met_) ids_.put(key, id);
   return write() ? Result::kDone : Result::kFailed;
 }
 
@@ -107,6 +115,10 @@ bool ImportPlan::plan(const Event &event, std::int64_t record) {
   std::string row = row_of(kEvent, record);
   std::int64_t evid = -1, prefor = -1;
   bool healed = false;
+  if (event.id == "-") {
+    report_.refused = "the event's id is '-', which means that there is none";
+    return true;
+  }
   if (record >= 0) {
     evid = integer(kEvent, "evid", row);
     prefor = integer(kEvent, "prefor", row);
@@ -114,8 +126,11 @@ bool ImportPlan::plan(const Event &event, std::int64_t record) {
     const db::RealColumn lddate(tables_.layout(kEvent), "lddate");
     if (event.updated != 0.0 && lddate.read(row, loaded) &&
         loaded > event.updated + 1e-5) {
-      counts_.older++;
-      return true;
+      adding_only_ = has_new_origin(event);
+      if (!adding_only_) {
+        counts_.older++;
+        return true;
+      }
     }
   } else {
     healed = find_orphan(event, evid, prefor);
@@ -126,46 +141,27 @@ bool ImportPlan::plan(const Event &event, std::int64_t record) {
     }
   }
 
-  std::int64_t preferred = prefor;
-  bool kept = false;
-  for (std::size_t i = 0; i < event.origins.size(); i++) {
-    const Origin &origin = event.origins[i];
-    Place place{evid, -1, true};
-    if (!origin.id.empty()) place.orid = tables_.public_id("orid", origin.id);
-    if (place.orid < 0 && i == event.preferred) place.orid = prefor;
-    place.fresh = place.orid < 0 || tables_.origin_of(place.orid) < 0;
-    if (place.orid < 0 && !take(kOrid, place.orid)) return false;
+  const std::int64_t kept_before = counts_.kept;
+  if (!plan_picks(event) || !plan_origins(event, evid, healed, prefor)) return false;
 
-    const std::size_t planned = pending_.size();
-    const bool changed = changed_, differed = differs_;
-    const ImportTables::Counters counters = tables_.counters();
-    differs_ = false;
-    if (!plan_origin(event, origin, place)) return false;
-    if (options_.keep_origins && differs_ && !place.fresh && !healed &&
-        origin.id.empty()) {
-      pending_.resize(planned, Pending{});
-      changed_ = changed;
-      tables_.return_to(counters);
-      kept = true;
-      place.fresh = true;
-      if (!take(kOrid, place.orid) || !plan_origin(event, origin, place)) return false;
-    }
-    differs_ = differs_ || differed;
-    if (!origin.id.empty() && !plan_public_id("orid", origin.id, place.orid)) {
-      return false;
-    }
-    if (i == event.preferred) preferred = place.orid;
+  if (adding_only_) {
+    counts_.updated++;
+    return true;
   }
-
   std::int64_t commid = integer(kEvent, "commid", row);
-  if (!plan_remark(place_remark(event), is_place_remark, commid)) return false;
+  if (!plan_remarks(event_remarks(event, preferred_magid_, remark_width()), commid)) {
+    return false;
+  }
   RowPut put(tables_.layout(kEvent), row, report_);
   put.put("evid", evid);
   if (record < 0 || healed) {
-    put.put("evname",
-            std::string_view(event_name(event.id, tables_.width(kEvent, "evname"))));
+    const std::string name =
+        event.name.empty() || !tables_.has(kPublicid)
+            ? event_name(event.id, tables_.width(kEvent, "evname"))
+            : fitted_id(event.name, tables_.width(kEvent, "evname"), 0);
+    put.put("evname", std::string_view(name));
   }
-  put.put("prefor", preferred)
+  put.put("prefor", prefor)
       .put("auth", std::string_view(event.author))
       .put("commid", commid);
   set(kEvent, record, std::move(row));
@@ -175,10 +171,107 @@ bool ImportPlan::plan(const Event &event, std::int64_t record) {
   if (record < 0 || healed) {
     counts_.added++;
     counts_.healed += healed ? 1 : 0;
+    counts_.kept = kept_before;
   } else {
     (changed_rows ? counts_.updated : counts_.unchanged)++;
-    counts_.kept += kept ? 1 : 0;
   }
+  return true;
+}
+
+bool ImportPlan::has_new_origin(const Event &event) const {
+  return std::any_of(
+      event.origins.begin(), event.origins.end(), [this](const Origin &origin) {
+        if (origin.id.empty()) return false;
+        const Known known = known_id("orid", origin.id);
+        return !known.now && (known.id < 0 || tables_.origin_of(known.id) < 0);
+      });
+}
+
+bool ImportPlan::place_origin(const Event &event, std::size_t i, std::int64_t prefor,
+                              Place &place) {
+  const Origin &origin = event.origins[i];
+  place.orid = -1;
+  if (!origin.id.empty()) {
+    const Known known = known_id("orid", origin.id);
+    if (known.now) return false;
+    place.orid = known.id;
+    const std::int64_t record = tables_.origin_of(place.orid);
+    if (place.orid >= 0 && record >= 0) {
+      const std::int64_t owner = integer(kOrigin, "evid", row_of(kOrigin, record));
+      if (owner != place.evid && tables_.event_of(owner) >= 0) return false;
+    }
+  } else if (event.origins.size() > 1) {
+    /* The next of its author. */
+    std::string row = tables_.null_row(kOrigin);
+    FillReport ignored;
+    RowPut(tables_.layout(kOrigin), row, ignored)
+        .lenient()
+        .put("evid", place.evid)
+        .put("auth", std::string_view(origin.author));
+    const std::uint64_t key = tables_.key_of(RowKey::kOrigin, row);
+    const auto rows = tables_.rows_with(RowKey::kOrigin, key);
+    const std::size_t at = seen_[key]++;
+    if (at < rows.size()) {
+      place.orid = integer(kOrigin, "orid", row_of(kOrigin, rows[at].row));
+    }
+  }
+  /* The one that the event has had without an id may be the one that now has one. */
+  const bool unnamed =
+      origin.id.empty() ? event.origins.size() == 1 : !tables_.is_public_origin(prefor);
+  if (place.orid < 0 && i == event.preferred && !adding_only_ && unnamed) {
+    place.orid = prefor;
+  }
+  place.fresh = place.orid < 0 || tables_.origin_of(place.orid) < 0;
+  return true;
+}
+
+bool ImportPlan::plan_origins(const Event &event, std::int64_t evid, bool healed,
+                              std::int64_t &prefor) {
+  const std::int64_t earlier = prefor;
+  std::int64_t first = -1;
+  bool preferred = false, kept = false;
+  seen_.clear();
+  for (std::size_t i = 0; i < event.origins.size(); i++) {
+    const Origin &origin = event.origins[i];
+    Place place{evid, -1, true};
+    if (!place_origin(event, i, earlier, place)) {
+      report_.left_out.add("an origin that another event has");
+      continue;
+    }
+    if (adding_only_ && (origin.id.empty() || !place.fresh)) continue;
+    if (place.orid < 0 && !take(kOrid, place.orid)) return false;
+
+    const std::size_t planned = pending_.size();
+    const bool changed = changed_, differed = differs_;
+    const ImportTables::Counters counters = tables_.counters();
+    const bool may_keep = options_.keep_origins && !place.fresh && !healed &&
+                          origin.id.empty() && event.origins.size() == 1;
+    const auto met = may_keep ? met_ : decltype(met_)();
+    const FillReport report = may_keep ? report_ : FillReport();
+    differs_ = false;
+    if (!plan_origin(event, origin, place)) return false;
+    if (may_keep && differs_) {
+      pending_.resize(planned, Pending{});
+      changed_ = changed;
+      tables_.return_to(counters);
+      met_ = met;
+      report_ = report;
+      kept = true;
+      place.fresh = true;
+      if (!take(kOrid, place.orid) || !plan_origin(event, origin, place)) return false;
+    }
+    differs_ = differs_ || differed;
+    if (!plan_public_id("orid", origin.id, place.orid)) return false;
+    if (first < 0) first = place.orid;
+    if (i != event.preferred) continue;
+    preferred = true;
+    prefor = place.orid;
+  }
+  if (first < 0 && report_.refused.empty()) {
+    report_.refused = "another event has all of its origins";
+  }
+  if (!preferred && prefor < 0) prefor = first;
+  counts_.kept += kept ? 1 : 0;
   return true;
 }
 
@@ -187,7 +280,7 @@ bool ImportPlan::find_orphan(const Event &event, std::int64_t &evid,
   if (!tables_.has_orphans()) return false;
   std::string probe = tables_.null_row(kOrigin);
   FillReport ignored;
-  fill_origin(event, preferred_origin(event), -1, -1, {},
+  fill_origin(event, preferred_origin(event), {}, {},
               RowPut(tables_.layout(kOrigin), probe, ignored));
   const std::int64_t orphan = tables_.orphan_like(probe);
   if (orphan < 0) return false;
@@ -199,19 +292,28 @@ bool ImportPlan::find_orphan(const Event &event, std::int64_t &evid,
 
 bool ImportPlan::plan_origin(const Event &event, const Origin &origin, Place place) {
   OriginMagnitudes own;
-  if (!plan_magnitudes(origin, place, own)) return false;
+  if (!plan_magnitudes(event, origin, place, own)) return false;
+  plan_station_magnitudes(origin, place);
+  plan_associations(origin, place);
   const std::int64_t record = place.fresh ? -1 : tables_.origin_of(place.orid);
   std::string row = row_of(kOrigin, record);
   std::int64_t commid = integer(kOrigin, "commid", row);
-  if (!plan_remark(origin_remark(origin), is_origin_remark, commid)) return false;
+  if (!plan_remarks(origin_remarks(origin, remark_width()), commid)) return false;
+  RowIds ids;
+  ids.evid = place.evid;
+  ids.orid = place.orid;
   RowPut put(tables_.layout(kOrigin), row, report_);
-  fill_origin(event, origin, place.evid, place.orid, own, put);
+  fill_origin(event, origin, ids, own, put);
   put.put("commid", commid);
   set(kOrigin, record, std::move(row));
   if (!has_errors(origin)) return true;
   const std::int64_t errors = place.fresh ? -1 : tables_.origerr_of(place.orid);
   row = row_of(kOrigerr, errors);
-  fill_origerr(origin, place.orid, RowPut(tables_.layout(kOrigerr), row, report_));
+  commid = integer(kOrigerr, "commid", row);
+  if (!plan_remarks(origerr_remarks(origin), commid)) return false;
+  RowPut error_put(tables_.layout(kOrigerr), row, report_);
+  fill_origerr(origin, ids, error_put);
+  error_put.put("commid", commid);
   set(kOrigerr, errors, std::move(row));
   return true;
 }
@@ -221,114 +323,120 @@ bool ImportPlan::plan_origin(const Event &event, const Origin &origin, Place pla
 std::int64_t ImportPlan::netmag_of(const Magnitude &magnitude, std::size_t count,
                                    Place place,
                                    const std::vector<std::int64_t> &taken) const {
+  if (!magnitude.id.empty()) {
+    const std::int64_t known = known_id("magid", magnitude.id).id;
+    if (known >= 0) return tables_.netmag_of(known);
+  }
   if (place.fresh) return -1;
-  const std::int64_t known =
-      magnitude.id.empty() ? -1 : tables_.public_id("magid", magnitude.id);
   const std::string type = lowered(magnitude.type);
   const db::TextColumn magtype(tables_.layout(kNetmag), "magtype");
   std::int64_t same_type = -1, first = -1;
   for (const RowIndex::Item &item : tables_.netmags_of(place.orid)) {
     if (std::find(taken.begin(), taken.end(), item.row) != taken.end()) continue;
     const std::string_view row = tables_.rows(kNetmag).row(item.row);
-    if (known >= 0 && integer(kNetmag, "magid", row) == known) return item.row;
     std::string_view text;
     if (same_type < 0 && magtype.read(row, text) && lowered(text) == type) {
       same_type = item.row;
     }
     if (first < 0) first = item.row;
   }
-  if (known >= 0) return -1;
   return same_type < 0 && count == 1 ? first : same_type;
 }
 
-bool ImportPlan::plan_magnitudes(const Origin &origin, Place place,
+bool ImportPlan::plan_magnitudes(const Event &event, const Origin &origin, Place place,
                                  OriginMagnitudes &own) {
   std::vector<std::int64_t> taken;
   std::int64_t mw = -1;
-  for (const Magnitude &magnitude : origin.magnitudes) {
+  magids_.assign(origin.magnitudes.size(), -1);
+  const bool preferred = &origin == &preferred_origin(event);
+  for (std::size_t i = 0; i < origin.magnitudes.size(); i++) {
+    const Magnitude &magnitude = origin.magnitudes[i];
+    const Known known =
+        magnitude.id.empty() ? Known{} : known_id("magid", magnitude.id);
+    if (known.now) {
+      report_.left_out.add("a further magnitude with the id of an earlier one");
+      continue;
+    }
     const std::int64_t record =
         netmag_of(magnitude, origin.magnitudes.size(), place, taken);
     taken.push_back(record);
     std::string row = row_of(kNetmag, record);
-    std::int64_t magid = integer(kNetmag, "magid", row);
-    if (record < 0 && !take(kMagid, magid)) return false;
-    fill_netmag(magnitude, place.evid, place.orid, magid,
-                RowPut(tables_.layout(kNetmag), row, report_));
-    set(kNetmag, record, std::move(row));
-    choose_magnitude(magnitude, magid, own);
-    if (lowered(magnitude.type).starts_with("mw")) mw = magid;
-    if (!magnitude.id.empty() && !plan_public_id("magid", magnitude.id, magid)) {
+    RowIds ids;
+    ids.evid = place.evid;
+    ids.orid = place.orid;
+    ids.magid = record < 0 ? known.id : integer(kNetmag, "magid", row);
+    if (ids.magid < 0 && !take(kMagid, ids.magid)) return false;
+    std::int64_t commid = integer(kNetmag, "commid", row);
+    if (!plan_remarks(comment_lines(magnitude.comments, remark_width()), commid)) {
       return false;
     }
+    RowPut put(tables_.layout(kNetmag), row, report_);
+    fill_netmag(magnitude, ids, put);
+    put.put("commid", commid);
+    set(kNetmag, record, std::move(row));
+    magids_[i] = ids.magid;
+    if (lowered(magnitude.type).starts_with("mw")) mw = ids.magid;
+    if (!plan_public_id("magid", magnitude.id, ids.magid)) return false;
+  }
+  /* The one that the event names comes before others of its type. */
+  const auto named = static_cast<std::size_t>(event.preferred_magnitude);
+  if (preferred && named < magids_.size() && magids_[named] >= 0) {
+    preferred_magid_ = magids_[named];
+    choose_magnitude(origin.magnitudes[named], magids_[named], own);
+  }
+  for (std::size_t i = 0; i < magids_.size(); i++) {
+    if (magids_[i] >= 0) choose_magnitude(origin.magnitudes[i], magids_[i], own);
   }
   return plan_tensors(origin, place, mw);
 }
 
-/* A tensor without an id is the one of its author. */
+/* A tensor without an id is the next one of its author. */
 bool ImportPlan::plan_tensors(const Origin &origin, Place place, std::int64_t magid) {
-  if (!tables_.has(kMt)) return true;
+  if (origin.tensors.empty()) return true;
+  if (!tables_.has(kMt)) {
+    report_.left_out.add("a moment tensor: the schema has no table mt");
+    return true;
+  }
   const db::TextColumn auth(tables_.layout(kMt), "auth");
+  const auto width = static_cast<std::size_t>(tables_.width(kMt, "auth"));
+  std::vector<std::int64_t> taken;
   for (const MomentTensor &tensor : origin.tensors) {
-    const std::int64_t known =
-        tensor.id.empty() ? -1 : tables_.public_id("mtid", tensor.id);
-    std::int64_t record = -1;
-    if (!place.fresh) {
+    const Known known = tensor.id.empty() ? Known{} : known_id("mtid", tensor.id);
+    if (known.now) {
+      report_.left_out.add("a further moment tensor with the id of an earlier one");
+      continue;
+    }
+    std::int64_t record = known.id >= 0 ? tables_.mt_of(known.id) : -1;
+    if (known.id < 0 && !place.fresh) {
       for (const RowIndex::Item &item : tables_.mts_of(place.orid)) {
-        const std::string_view row = tables_.rows(kMt).row(item.row);
         std::string_view author;
-        if (known >= 0 ? integer(kMt, "mtid", row) == known
-                       : auth.read(row, author) && author == tensor.author) {
-          record = item.row;
-        }
+        if (std::find(taken.begin(), taken.end(), item.row) != taken.end()) continue;
+        if (!auth.read(tables_.rows(kMt).row(item.row), author)) continue;
+        if (auth.is_null(author)) author = {};
+        if (author != trimmed(tensor.author.substr(0, width))) continue;
+        record = item.row;
+        break;
       }
     }
+    if (record >= 0) taken.push_back(record);
     std::string row = row_of(kMt, record);
-    std::int64_t mtid = integer(kMt, "mtid", row);
-    if (record < 0 && !take(kMtid, mtid)) return false;
-    fill_mt(tensor, place.evid, place.orid, mtid, magid,
-            RowPut(tables_.layout(kMt), row, report_));
-    set(kMt, record, std::move(row));
-    if (!tensor.id.empty() && !plan_public_id("mtid", tensor.id, mtid)) return false;
-  }
-  return true;
-}
-
-bool ImportPlan::plan_public_id(const char *key, const std::string &id,
-                                std::int64_t value) {
-  if (!tables_.has(kPublicid) || tables_.public_id(key, id) == value) return true;
-  const std::string text = public_text(id, tables_.width(kPublicid, "textid"));
-  std::string row = tables_.null_row(kPublicid);
-  RowPut(tables_.layout(kPublicid), row, report_)
-      .put("textid", std::string_view(text))
-      .put("tagname", std::string_view(key))
-      .put("tagid", value)
-      .put("lddate", updated_ != 0.0 ? updated_ : now_);
-  pending_.push_back({kPublicid, -1, std::move(row)});
-  return true;
-}
-
-/* The import's own line among the comment lines of a row: changed in place, or added
- * behind those that others have written. */
-bool ImportPlan::plan_remark(const std::string &line, bool (*is_ours)(std::string_view),
-                             std::int64_t &commid) {
-  if (!tables_.has(kRemark) || line.empty()) return true;
-  const db::TextColumn remark(tables_.layout(kRemark), "remark");
-  std::int64_t record = -1, lineno = 0;
-  if (commid >= 0) {
-    for (const RowIndex::Item &item : tables_.remarks_of(commid)) {
-      const std::string_view row = tables_.rows(kRemark).row(item.row);
-      std::string_view text;
-      if (record < 0 && remark.read(row, text) && is_ours(text)) record = item.row;
-      lineno = std::max(lineno, integer(kRemark, "lineno", row));
+    RowIds ids;
+    ids.evid = place.evid;
+    ids.orid = place.orid;
+    const auto own = static_cast<std::size_t>(tensor.magnitude);
+    ids.magid = own < magids_.size() ? magids_[own] : magid;
+    ids.mtid = record < 0 ? known.id : integer(kMt, "mtid", row);
+    if (ids.mtid < 0 && !take(kMtid, ids.mtid)) return false;
+    std::int64_t commid = integer(kMt, "commid", row);
+    if (!plan_remarks(comment_lines(tensor.comments, remark_width()), commid)) {
+      return false;
     }
-  } else if (!take(kCommid, commid)) {
-    return false;
+    RowPut put(tables_.layout(kMt), row, report_);
+    fill_mt(tensor, ids, put);
+    put.put("commid", commid);
+    set(kMt, record, std::move(row));
+    if (!plan_public_id("mtid", tensor.id, ids.mtid)) return false;
   }
-  std::string row = row_of(kRemark, record);
-  RowPut put(tables_.layout(kRemark), row, report_);
-  if (record < 0) put.put("commid", commid).put("lineno", lineno + 1);
-  put.put("remark", std::string_view(line));
-  set(kRemark, record, std::move(row));
   return true;
 }
 

@@ -5,11 +5,14 @@
 #include <cstdint>
 #include <string>
 #include <string_view>
+#include <unordered_map>
 #include <vector>
 
+#include "formats/exchange/import/code_map.h"
 #include "formats/exchange/import/event_rows.h"
 #include "formats/exchange/import/import_tables.h"
 #include "formats/exchange/import/importer.h"
+#include "formats/exchange/import/remark_lines.h"
 #include "formats/exchange/records.h"
 
 namespace ksutil::exchange {
@@ -18,7 +21,11 @@ class ImportPlan {
  public:
   ImportPlan(ImportTables &tables, const ImportOptions &options, ImportCounts &counts,
              double now)
-      : tables_(tables), options_(options), counts_(counts), now_(now) {}
+      : tables_(tables),
+        options_(options),
+        counts_(counts),
+        now_(now),
+        codes_(tables) {}
 
   /* The row of the event in the table event; -1: it is new. */
   std::int64_t find(const std::string &id) const;
@@ -40,18 +47,47 @@ class ImportPlan {
     std::int64_t evid = -1, orid = -1;
     bool fresh = true;  // the origin has no rows yet
   };
+  /* A text id of the input: the number that it stands for. */
+  struct Known {
+    std::int64_t id = -1;  // -1: none yet
+    bool now = false;      // it was met in this import
+  };
 
   bool plan(const Event &event, std::int64_t record);
+  bool has_new_origin(const Event &event) const;
   /* Finds an origin that has lost its event and is the event's. */
   bool find_orphan(const Event &event, std::int64_t &evid, std::int64_t &orid) const;
+  bool plan_origins(const Event &event, std::int64_t evid, bool healed,
+                    std::int64_t &prefor);
+  /* Which origin of the database is the event's i-th; false: another event has it. */
+  bool place_origin(const Event &event, std::size_t i, std::int64_t prefor,
+                    Place &place);
   bool plan_origin(const Event &event, const Origin &origin, Place place);
-  bool plan_magnitudes(const Origin &origin, Place place, OriginMagnitudes &own);
+  bool plan_magnitudes(const Event &event, const Origin &origin, Place place,
+                       OriginMagnitudes &own);
   bool plan_tensors(const Origin &origin, Place place, std::int64_t magid);
-  bool plan_public_id(const char *key, const std::string &id, std::int64_t value);
-  bool plan_remark(const std::string &line, bool (*is_ours)(std::string_view),
-                   std::int64_t &commid);
   std::int64_t netmag_of(const Magnitude &magnitude, std::size_t count, Place place,
                          const std::vector<std::int64_t> &taken) const;
+
+  /* The rows of picks, and those that join them to an origin. */
+  bool plan_picks(const Event &event);
+  bool plan_pick(const Pick &pick, const StationCode &code, std::int64_t &arid);
+  void plan_associations(const Origin &origin, Place place);
+  void plan_station_magnitudes(const Origin &origin, Place place);
+  const StationCode &code_of(const ChannelCode &channel);
+
+  bool plan_public_id(const char *key, const std::string &id, std::int64_t value);
+  Known known_id(const char *key, const std::string &id) const;
+  void meet(const char *key, const std::string &id, std::int64_t value);
+  std::uint64_t id_key(const char *key, const std::string &id) const;
+
+  /* Comment lines: those of a kind in place, or added behind those that others have
+   * written; the rest once.  `commid` is made when there is something to say. */
+  bool plan_remarks(const std::vector<RemarkLine> &lines, std::int64_t &commid);
+  int remark_width() const {
+    return tables_.has(kRemark) ? tables_.width(kRemark, "remark") : 0;
+  }
+
   /* Takes the row into the plan when it is new or not as before. */
   void set(Table table, std::int64_t record, std::string row);
   bool same_but(std::string_view field, Table table, std::string_view a,
@@ -66,13 +102,23 @@ class ImportPlan {
   const ImportOptions &options_;
   ImportCounts &counts_;
   const double now_;
+  CodeMap codes_;
+  IdMap ids_;  // met in this import, of the events before
 
   /* Of the event that is being planned. */
   double updated_ = 0.0;  // its load date; 0: none
   std::vector<Pending> pending_;
+  /* It is older than what the database has: only its new origins are taken. */
+  bool adding_only_ = false;
   bool changed_ = false;  // any row
   bool differs_ = false;  // a row of a solution, in more than load date and comment
   FillReport report_;
+  std::unordered_map<std::uint64_t, std::int64_t> met_;  // ids of this event
+  std::vector<std::int64_t> arids_;                      // of its picks
+  std::vector<StationCode> pick_codes_;                  // of its picks
+  std::vector<std::int64_t> magids_;                     // of the origin's magnitudes
+  std::int64_t preferred_magid_ = -1;
+  std::unordered_map<std::uint64_t, std::size_t> seen_;  // rows of a key, so far
 };
 
 }  // namespace ksutil::exchange

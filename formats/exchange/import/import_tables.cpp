@@ -5,25 +5,47 @@
 #include "formats/exchange/import/event_rows.h"
 #include "formats/exchange/import/gathering.h"
 #include "platform/elog/elog.h"
+#include "platform/stock/text.h"
 
 namespace ksutil::exchange {
 namespace {
 
 struct TableName {
   const char *name;
-  bool needed;
+  bool required;
+  /* Null: taken whatever the events have. */
+  bool Needs::*need;
 };
-constexpr std::array<TableName, kTableCount> kNames{{{"lastid", true},
-                                                     {"remark", false},
-                                                     {"netmag", true},
-                                                     {"mt", false},
-                                                     {"origerr", true},
-                                                     {"origin", true},
-                                                     {"publicid", false},
-                                                     {"event", true}}};
+constexpr std::array<TableName, kTableCount> kNames{
+    {{"lastid", true, nullptr},
+     {"remark", false, nullptr},
+     {"affiliation", false, &Needs::networks},
+     {"seedcode", false, &Needs::networks},
+     {"arrival", false, &Needs::picks},
+     {"assoc", false, &Needs::associations},
+     {"stamag", false, &Needs::station_magnitudes},
+     {"netmag", true, nullptr},
+     {"mt", false, &Needs::tensors},
+     {"origerr", true, nullptr},
+     {"origin", true, nullptr},
+     {"publicid", false, nullptr},
+     {"event", true, nullptr}}};
 
-constexpr std::array<const char *, kIdKeyCount> kIdKeys{"evid", "orid", "magid", "mtid",
-                                                        "commid"};
+constexpr std::array<const char *, kIdKeyCount> kIdKeys{"evid", "orid", "magid",
+                                                        "mtid", "arid", "commid"};
+
+struct KeyFields {
+  Table table;
+  std::array<const char *, 5> fields;
+};
+constexpr std::array<KeyFields, static_cast<std::size_t>(RowKey::kCount)> kKeyFields{
+    {{kArrival, {"sta", "chan", "time", "iphase", "auth"}},
+     {kAssoc, {"arid", "orid"}},
+     {kStamag, {"magid", "orid", "sta", "magtype"}},
+     {kOrigin, {"evid", "auth"}},
+     {kSeedcode, {"net", "seedsta", "seedchan", "loc"}},
+     {kSeedcode, {"sta", "chan"}},
+     {kAffiliation, {"net", "sta"}}}};
 
 std::uint64_t public_hash(std::string_view key, std::string_view text) {
   return hash_of(text) * 31 + hash_of(key);
@@ -41,12 +63,14 @@ std::string_view text_of(const db::TextColumn &column, std::string_view row) {
 
 }  // namespace
 
-std::vector<std::string> ImportTables::names(db::DatabaseStore &store) {
+std::vector<std::string> ImportTables::names(db::DatabaseStore &store,
+                                             const Needs &needs) {
   std::vector<std::string> names;
   for (const TableName &table : kNames) {
+    if (table.need != nullptr && !(needs.*table.need)) continue;
     if (store.schema()->find(table.name) != nullptr) {
       names.push_back(table.name);
-    } else if (table.needed) {
+    } else if (table.required) {
       elog_log(0, "import: the schema %s has no table %s.\n",
                store.schema()->name().c_str(), table.name);
       return {};
@@ -56,8 +80,8 @@ std::vector<std::string> ImportTables::names(db::DatabaseStore &store) {
 }
 
 ImportTables::ImportTables(db::DatabaseStore &store, db::Transaction &step,
-                           const std::vector<std::string> &names)
-    : store_(store), step_(step) {
+                           const std::vector<std::string> &names, const Needs &needs)
+    : store_(store), step_(step), needs_(needs) {
   for (std::size_t table = 0; table < kTableCount; table++) {
     const auto place = std::find(names.begin(), names.end(), kNames[table].name);
     places_[table] = place == names.end()
@@ -78,13 +102,58 @@ bool ImportTables::open() {
                     index_by(rows(kOrigerr), "orid", errors_) &&
                     index_by(rows(kNetmag), "orid", magnitudes_) &&
                     (!has(kMt) || index_by(rows(kMt), "orid", tensors_)) &&
-                    (!has(kRemark) || index_by(rows(kRemark), "commid", remarks_));
+                    (!has(kRemark) || index_by(rows(kRemark), "commid", remarks_)) &&
+                    index_details();
   if (!good) return false;
   if (has(kPublicid)) index_public_ids();
   index_names();
   index_orphans();
   return rows(kEvent).complete() && rows(kOrigin).complete() &&
          (!has(kPublicid) || rows(kPublicid).complete());
+}
+
+/* What only some inputs ask for. */
+bool ImportTables::index_details() {
+  return (!needs_.magnitude_ids || index_by(rows(kNetmag), "magid", by_magid_)) &&
+         (!has(kMt) || index_by(rows(kMt), "mtid", by_mtid_)) &&
+         (!has(kArrival) || index_by(rows(kArrival), "arid", by_arid_)) &&
+         (!has(kArrival) || !needs_.bare_picks || index_keys(RowKey::kArrival)) &&
+         (!has(kAssoc) || index_keys(RowKey::kAssoc)) &&
+         (!has(kStamag) || index_keys(RowKey::kStamag)) &&
+         (!needs_.bare_origins || index_keys(RowKey::kOrigin)) &&
+         (!has(kSeedcode) ||
+          (index_keys(RowKey::kSeedName) && index_keys(RowKey::kChannel))) &&
+         (!has(kAffiliation) || index_keys(RowKey::kAffiliation));
+}
+
+bool ImportTables::index_keys(RowKey key) {
+  const db::Snapshot &table = rows(kKeyFields[static_cast<std::size_t>(key)].table);
+  RowIndex &index = keyed_[static_cast<std::size_t>(key)];
+  for (long row = 0; row < table.count(); row++) {
+    const std::string_view record = table.row(row);
+    if (!record.empty()) index.add(key_of(key, record), row);
+  }
+  index.settle();
+  return table.complete();
+}
+
+/* Of the texts as they are stored.  Blanks at either end do not count, since other programs
+ * may set them otherwise, and a null is a blank.  Never 0. */
+std::uint64_t ImportTables::key_of(RowKey key, std::string_view row) const {
+  const KeyFields &fields = kKeyFields[static_cast<std::size_t>(key)];
+  std::uint64_t value = 1;
+  for (const char *name : fields.fields) {
+    if (name == nullptr) break;
+    const db::Field *field = layout(fields.table).find(name);
+    if (field == nullptr) continue;
+    const auto from = static_cast<std::size_t>(field->offset);
+    if (row.size() < from) continue;
+    std::string_view text =
+        trimmed(row.substr(from, static_cast<std::size_t>(field->width)));
+    if (text == field->null_text) text = {};
+    value = value * 31 + hash_of(text);
+  }
+  return value == 0 ? 1 : value;
 }
 
 int ImportTables::width(Table table, std::string_view field) const {
@@ -95,12 +164,17 @@ int ImportTables::width(Table table, std::string_view field) const {
 void ImportTables::index_public_ids() {
   const db::Snapshot &table = rows(kPublicid);
   const db::TextColumn text(table.layout(), "textid"), key(table.layout(), "tagname");
+  const db::IntegerColumn id(table.layout(), "tagid");
   for (long row = 0; row < table.count(); row++) {
     const std::string_view record = table.row(row);
     if (record.empty()) continue;
-    public_ids_.add(public_hash(text_of(key, record), text_of(text, record)), row);
+    const std::string_view name = text_of(key, record);
+    public_ids_.add(public_hash(name, text_of(text, record)), row);
+    if (name != "orid") continue;
+    named_orids_.add(static_cast<std::uint64_t>(integer_of(id, record)), row);
   }
   public_ids_.settle();
+  named_orids_.settle();
 }
 
 std::int64_t ImportTables::public_id(std::string_view key,

@@ -10,6 +10,7 @@
 #include <string_view>
 #include <vector>
 
+#include "formats/exchange/import/gathering.h"
 #include "formats/exchange/import/row_index.h"
 #include "platform/db/store.h"
 
@@ -20,6 +21,11 @@ namespace ksutil::exchange {
 enum Table : std::size_t {
   kLastid,
   kRemark,
+  kAffiliation,
+  kSeedcode,
+  kArrival,
+  kAssoc,
+  kStamag,
   kNetmag,
   kMt,
   kOrigerr,
@@ -30,16 +36,28 @@ enum Table : std::size_t {
 };
 
 /* The counters that an import takes ids from. */
-enum IdKey : std::size_t { kEvid, kOrid, kMagid, kMtid, kCommid, kIdKeyCount };
+enum IdKey : std::size_t { kEvid, kOrid, kMagid, kMtid, kArid, kCommid, kIdKeyCount };
+
+/* Sets of fields by which rows are found that have no id of their own. */
+enum class RowKey {
+  kArrival,      // sta chan time iphase auth
+  kAssoc,        // arid orid
+  kStamag,       // magid orid sta magtype
+  kOrigin,       // evid auth
+  kSeedName,     // net seedsta seedchan loc of seedcode
+  kChannel,      // sta chan of seedcode
+  kAffiliation,  // net sta
+  kCount
+};
 
 class ImportTables {
  public:
-  /* The tables of the list that the schema has; lastid, netmag, origerr, origin and event
-   * must be among them: else empty, with a message. */
-  static std::vector<std::string> names(db::DatabaseStore &store);
+  /* The tables of the list that the schema has and the events need; lastid, netmag,
+   * origerr, origin and event must be among them: else empty, with a message. */
+  static std::vector<std::string> names(db::DatabaseStore &store, const Needs &needs);
 
   ImportTables(db::DatabaseStore &store, db::Transaction &step,
-               const std::vector<std::string> &names);
+               const std::vector<std::string> &names, const Needs &needs);
 
   /* Takes snapshots and indexes them; false with a message. */
   bool open();
@@ -54,6 +72,9 @@ class ImportTables {
   std::int64_t event_of(std::int64_t evid) const { return by_evid_.first(evid); }
   std::int64_t origin_of(std::int64_t orid) const { return by_orid_.first(orid); }
   std::int64_t origerr_of(std::int64_t orid) const { return errors_.first(orid); }
+  std::int64_t arrival_of(std::int64_t arid) const { return by_arid_.first(arid); }
+  std::int64_t mt_of(std::int64_t mtid) const { return by_mtid_.first(mtid); }
+  std::int64_t netmag_of(std::int64_t magid) const { return by_magid_.first(magid); }
   std::span<const RowIndex::Item> netmags_of(std::int64_t orid) const {
     return magnitudes_.find(static_cast<std::uint64_t>(orid));
   }
@@ -64,9 +85,20 @@ class ImportTables {
     return remarks_.find(static_cast<std::uint64_t>(commid));
   }
 
+  /* What stands for the key fields of a row, and the rows that may have it, ascending:
+   * with few exceptions they do. */
+  std::uint64_t key_of(RowKey key, std::string_view row) const;
+  std::span<const RowIndex::Item> rows_with(RowKey key, std::uint64_t value) const {
+    return keyed_[static_cast<std::size_t>(key)].find(value);
+  }
+
   /* The id that stands for a text id in publicid; -1 when there is none.  `key` is the
    * name of the id's field. */
   std::int64_t public_id(std::string_view key, const std::string &id) const;
+  /* Whether publicid has a text id for an origin. */
+  bool is_public_origin(std::int64_t orid) const {
+    return named_orids_.first(orid) >= 0;
+  }
   /* The event whose evname is the text id, among those without a public id: where
    * databases without publicid keep it.  -1 when there is none. */
   std::int64_t named_event(const std::string &id) const;
@@ -101,6 +133,8 @@ class ImportTables {
   void index_public_ids();
   void index_names();
   void index_orphans();
+  bool index_details();
+  bool index_keys(RowKey key);
   bool is_named(std::int64_t evid) const;
   std::uint64_t place_key(std::string_view origin_row) const;
   bool start_counter(const char *key, Counter &counter);
@@ -110,10 +144,14 @@ class ImportTables {
   std::array<std::size_t, kTableCount> places_;
   std::array<std::shared_ptr<const db::Snapshot>, kTableCount> snapshots_;
   std::array<std::string, kTableCount> null_rows_;
+  const Needs needs_;
   RowIndex by_evid_, by_orid_, errors_, magnitudes_, tensors_, remarks_;
+  RowIndex by_arid_, by_mtid_, by_magid_;
+  std::array<RowIndex, static_cast<std::size_t>(RowKey::kCount)> keyed_;
   RowIndex public_ids_;   // by text id and key
   RowIndex named_;        // by evname
   RowIndex named_evids_;  // that publicid has
+  RowIndex named_orids_;
   RowIndex
       orphans_;  // by place, depth and time: origins of no event or of one without name
   Counters counters_;

@@ -39,6 +39,17 @@ bool selected(const ImportOptions &options, const Event &event) {
          magnitude >= options.min_magnitude;
 }
 
+/* Where there is no table for them, all ids but the event's are not known again: the
+ * records count as ones without. */
+void forget_ids(Event &event) {
+  for (Pick &pick : event.picks) pick.id.clear();
+  for (Origin &origin : event.origins) {
+    origin.id.clear();
+    for (Magnitude &magnitude : origin.magnitudes) magnitude.id.clear();
+    for (MomentTensor &tensor : origin.tensors) tensor.id.clear();
+  }
+}
+
 class Import {
  public:
   Import(ImportTables &tables, Gathering &events, const ImportOptions &options,
@@ -78,7 +89,10 @@ class Import {
 
  private:
   bool get(std::uint32_t index) {
-    if (events_.get(index, event_)) return true;
+    if (events_.get(index, event_)) {
+      if (!tables_.has(kPublicid)) forget_ids(event_);
+      return true;
+    }
     elog_log(0, "import: %s.\n", events_.problem().c_str());
     return false;
   }
@@ -116,14 +130,19 @@ class Import {
 Imported import_events(db::DatabaseStore &store, Gathering &events,
                        const ImportOptions &options, const ImportListener &listener,
                        ImportCounts &counts) {
-  const std::vector<std::string> names = ImportTables::names(store);
+  Needs needs = events.needs();
+  if (store.schema()->find("publicid") == nullptr) {
+    needs.bare_picks = needs.bare_origins = true;
+  }
+  const std::vector<std::string> names = ImportTables::names(store, needs);
   if (names.empty()) return Imported::kFailed;
   bool too_strict = false;
   const auto work = [&](db::Transaction &step) {
-    ImportTables tables(store, step, names);
+    ImportTables tables(store, step, names, needs);
     if (!tables.open()) return false;
     if (!Import(tables, events, options, listener, counts).run()) return false;
-    too_strict = options.strict && (counts.refused > 0 || counts.shortened > 0);
+    too_strict = options.strict && (counts.refused > 0 || counts.shortened > 0 ||
+                                    !counts.without_place.empty());
     return !too_strict;
   };
   bool done;

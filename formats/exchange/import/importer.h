@@ -2,8 +2,10 @@
  *
  * An event is known by its text id: in the table publicid (key "evid"), or, in databases
  * and schemas without one, in event.evname.  A new event gets an event row, an origin row
- * and, where the records give them, origerr, netmag, mt and remark rows; a later version
- * of a known one changes these rows in place and keeps their ids.  What an interrupted
+ * and, where the records give them, origerr, netmag, stamag, mt, arrival, assoc and remark
+ * rows, and its station channels rows of affiliation and seedcode; a later version of a
+ * known one changes these rows in place and keeps their ids.  Rows that a later version
+ * does not give any more stay.  What an interrupted
  * import of earlier versions left (origins without their event) is taken up by the event
  * that fits it.
  * The database has all of the import afterwards, or nothing of it: see
@@ -17,6 +19,7 @@
 #include <string>
 
 #include "formats/exchange/import/gathering.h"
+#include "formats/exchange/unplaced.h"
 #include "platform/db/store.h"
 
 namespace ksutil::exchange {
@@ -41,9 +44,10 @@ struct ImportCounts {
   std::int64_t left_out = 0;  // by time or magnitude
   std::int64_t refused = 0;   // a value does not fit
   /* Of those added and updated: */
-  std::int64_t healed = 0;     // added to origins that had lost their event
-  std::int64_t kept = 0;       // updated, with the earlier solution kept
-  std::int64_t shortened = 0;  // texts that were cut to their fields
+  std::int64_t healed = 0;       // added to origins that had lost their event
+  std::int64_t kept = 0;         // updated, with the earlier solution kept
+  std::int64_t shortened = 0;    // texts that were cut to their fields
+  UnplacedCounts without_place;  // what the tables have no place for
 };
 
 /* Hears of progress and of events that are refused. */

@@ -49,6 +49,42 @@ class RowIndex {
   std::vector<Item> items_;
 };
 
+/* A number for each key, where 0 is no key: 16 bytes for an entry, and as much again at
+ * most for free ones. */
+class IdMap {
+ public:
+  /* The number of a key; -1: none. */
+  std::int64_t get(std::uint64_t key) const {
+    if (items_.empty()) return -1;
+    const RowIndex::Item &item = items_[slot_of(key)];
+    return item.key == key ? item.row : -1;
+  }
+  void put(std::uint64_t key, std::int64_t id) {
+    if (count_ * 4 >= items_.size() * 3) grow();
+    RowIndex::Item &item = items_[slot_of(key)];
+    if (item.key != key) count_++;
+    item = {key, id};
+  }
+
+ private:
+  std::size_t slot_of(std::uint64_t key) const {
+    const std::size_t mask = items_.size() - 1;
+    std::size_t slot = static_cast<std::size_t>(key >> 20) & mask;
+    while (items_[slot].key != 0 && items_[slot].key != key) slot = (slot + 1) & mask;
+    return slot;
+  }
+  void grow() {
+    std::vector<RowIndex::Item> old(std::max<std::size_t>(64, items_.size() * 2),
+                                    RowIndex::Item{0, -1});
+    old.swap(items_);
+    for (const RowIndex::Item &item : old) {
+      if (item.key != 0) items_[slot_of(item.key)] = item;
+    }
+  }
+  std::vector<RowIndex::Item> items_;
+  std::size_t count_ = 0;
+};
+
 /* Indexes the rows by an integer field, without those where it is null or cannot be read.
  * False when rows could not be had. */
 inline bool index_by(const db::Snapshot &rows, std::string_view field,

@@ -88,8 +88,9 @@ class ImporterTest : public testing::Test {
   }
   std::string all_tables() const {
     std::string all;
-    for (const char *name : {"event", "origin", "origerr", "netmag", "remark", "mt",
-                             "publicid", "lastid"}) {
+    for (const char *name :
+         {"event", "origin", "origerr", "netmag", "remark", "mt", "publicid", "lastid",
+          "arrival", "assoc", "stamag", "seedcode", "affiliation"}) {
       all += table(name) + "\n";
     }
     return all;

@@ -1,0 +1,34 @@
+/* remark_lines: what of an event stands in comment lines.
+ *
+ * A line that the import keeps up to date begins with the name of its first value and is
+ * recognised by it; all others are comments, and stay when a revision lacks them. */
+#ifndef KSUTIL_FORMATS_EXCHANGE_IMPORT_REMARK_LINES_H
+#define KSUTIL_FORMATS_EXCHANGE_IMPORT_REMARK_LINES_H
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "formats/exchange/records.h"
+
+namespace ksutil::exchange {
+
+struct RemarkLine {
+  std::string text;
+  /* What a line of this kind begins with, one of these words and ": "; none: a comment. */
+  std::vector<std::string_view> kinds{};
+};
+
+/* `magid` is that of the preferred magnitude; -1: none is named. */
+std::vector<RemarkLine> event_remarks(const Event &event, std::int64_t magid,
+                                      int width);
+std::vector<RemarkLine> origin_remarks(const Origin &origin, int width);
+std::vector<RemarkLine> origerr_remarks(const Origin &origin);
+/* Comments in lines of at most `width` characters, without control characters. */
+std::vector<RemarkLine> comment_lines(const std::vector<std::string> &comments,
+                                      int width);
+
+bool is_of_kind(const RemarkLine &line, std::string_view stored);
+
+}  // namespace ksutil::exchange
+#endif
