@@ -8,6 +8,7 @@
 #include "tools/common/progress.h"
 #include "tools/ksdb/commands.h"
 #include "tools/ksdb/verify_counters.h"
+#include "tools/ksdb/verify_mechanisms.h"
 #include "tools/ksdb/verify_mend.h"
 #include "tools/ksdb/verify_rows.h"
 #include "tools/ksdb/verify_waveforms.h"
@@ -31,6 +32,7 @@ void verify_tables(const OpenDatabase &database, const Tables &tables, bool quie
     verify_load_dates(*rows, std_now(), report);
     verify_ids(*rows, report);
     verify_references(*rows, tables, report);
+    if (name == "mt") verify_mechanisms(database.table(name), report);
     if (name == "wfdisc") verify_waveforms(database.table(name), report);
     progress.reach(++done);
   }
@@ -81,7 +83,8 @@ Command verify_command() {
   return make_command<VerifyOptions>(
       "verify",
       "Checks that records are readable, ids unique, references resolved, load dates "
-      "sane, and waveform files there; exit code 1 when something is wrong",
+      "sane, mechanisms in accord with their tensors, and waveform files there; exit "
+      "code 1 when something is wrong",
       {"ksdb verify data/aug2015", "ksdb verify --json data/aug2015",
        "ksdb verify --fix --limit 20 mydb"},
       describe_verify, verify);

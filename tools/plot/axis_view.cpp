@@ -96,6 +96,7 @@ Range x_range(const Panel &panel) {
   for (const Points &points : panel.points) {
     for (const Point &point : points.points) extent.add(point.x);
   }
+  for (const Disk &disk : panel.disks) extent.add(disk.x);
   for (const Mesh &mesh : panel.meshes) {
     if (!usable(mesh)) continue;
     for (const double edge : cell_edges(mesh.x, mesh.nx)) extent.add(edge);
@@ -103,7 +104,8 @@ Range x_range(const Panel &panel) {
   if (extent.empty()) {
     for (const Marker &marker : panel.markers) extent.add(marker.x);
   }
-  return axis_range(panel.x, extent, panel.points.empty() ? 0.0 : 0.03);
+  const bool only_lines = panel.points.empty() && panel.disks.empty();
+  return axis_range(panel.x, extent, only_lines ? 0.0 : 0.03);
 }
 
 Range y_range(const Panel &panel) {
@@ -116,11 +118,13 @@ Range y_range(const Panel &panel) {
   for (const Points &points : panel.points) {
     for (const Point &point : points.points) extent.add(point.y);
   }
+  for (const Disk &disk : panel.disks) extent.add(disk.y);
   for (const Mesh &mesh : panel.meshes) {
     if (!usable(mesh)) continue;
     for (const double edge : cell_edges(mesh.y, mesh.ny)) extent.add(edge);
   }
-  const bool only_mesh = panel.lines.empty() && panel.points.empty();
+  const bool only_mesh =
+      panel.lines.empty() && panel.points.empty() && panel.disks.empty();
   return axis_range(panel.y, extent, only_mesh ? 0.0 : 0.05);
 }
 

@@ -94,6 +94,19 @@ class CairoCanvas : public Canvas, public Picture {
     draw(paint);
   }
 
+  void shape(const std::vector<std::vector<Position>> &outlines,
+             const Paint &paint) override {
+    cairo_new_path(cr());
+    for (const std::vector<Position> &outline : outlines) {
+      cairo_new_sub_path(cr());
+      for (const Position &point : outline) cairo_line_to(cr(), point.x, point.y);
+      cairo_close_path(cr());
+    }
+    cairo_set_fill_rule(cr(), CAIRO_FILL_RULE_EVEN_ODD);
+    draw(paint);
+    cairo_set_fill_rule(cr(), CAIRO_FILL_RULE_WINDING);
+  }
+
   void circle(Position centre, double radius, const Paint &paint) override {
     cairo_new_path(cr());
     cairo_arc(cr(), centre.x, centre.y, radius, 0.0, 2.0 * std::acos(-1.0));

@@ -52,6 +52,9 @@ class Canvas {
   /* An open line, or a closed shape. */
   virtual void polyline(const std::vector<Position> &points, const Paint &paint) = 0;
   virtual void polygon(const std::vector<Position> &points, const Paint &paint) = 0;
+  /* Closed outlines, filled by the even-odd rule: one inside another is a hole. */
+  virtual void shape(const std::vector<std::vector<Position>> &outlines,
+                     const Paint &paint) = 0;
   virtual void circle(Position centre, double radius, const Paint &paint) = 0;
   virtual void rectangle(const Rect &rect, const Paint &paint) = 0;
   virtual void raster(const Rect &rect, const Raster &raster) = 0;

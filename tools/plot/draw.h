@@ -16,6 +16,7 @@ void draw_grid(Canvas &canvas, const PanelLayout &layout);
 void draw_meshes(Canvas &canvas, const PanelLayout &layout);
 void draw_lines(Canvas &canvas, const PanelLayout &layout);
 void draw_points(Canvas &canvas, const PanelLayout &layout);
+void draw_disks(Canvas &canvas, const PanelLayout &layout);
 void draw_markers(Canvas &canvas, const PanelLayout &layout);
 void draw_frame(Canvas &canvas, const PanelLayout &layout);  // with ticks and labels
 void draw_legend(Canvas &canvas, const PanelLayout &layout);

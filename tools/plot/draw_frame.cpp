@@ -41,6 +41,14 @@ void draw_y_labels(Canvas &canvas, const PanelLayout &layout) {
   }
 }
 
+void draw_panel_title(Canvas &canvas, const PanelLayout &layout) {
+  if (layout.panel.title.empty()) return;
+  const double first_row =
+      layout.legend.empty() ? layout.frame.y - 6.0 : layout.legend.front().at.y;
+  canvas.text({layout.frame.x, first_row}, layout.panel.title,
+              {kPanelTitleSize, kInk, Anchor::kStart, true});
+}
+
 }  // namespace
 
 void draw_grid(Canvas &canvas, const PanelLayout &layout) {
@@ -61,6 +69,8 @@ void draw_grid(Canvas &canvas, const PanelLayout &layout) {
 void draw_frame(Canvas &canvas, const PanelLayout &layout) {
   const Rect &frame = layout.frame;
   const Panel &panel = layout.panel;
+  draw_panel_title(canvas, layout);
+  if (panel.bare) return;
   const Paint paint{kFrame, {}, 1.0};
   canvas.rectangle(frame, paint);
   for (const Tick &tick : layout.x_ticks.ticks) {
@@ -81,12 +91,6 @@ void draw_frame(Canvas &canvas, const PanelLayout &layout) {
         kLabelSize * std::clamp((frame.height + 16.0) / width, 0.7, 1.0);
     canvas.text({layout.label_x, frame.y + frame.height / 2.0}, y_title,
                 {size, kInk, Anchor::kMiddle, false, true});
-  }
-  if (!panel.title.empty()) {
-    const double first_row =
-        layout.legend.empty() ? frame.y - 6.0 : layout.legend.front().at.y;
-    canvas.text({frame.x, first_row}, panel.title,
-                {kPanelTitleSize, kInk, Anchor::kStart, true});
   }
   if (!layout.x_labels) return;
   draw_x_labels(canvas, layout);

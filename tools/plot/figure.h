@@ -95,6 +95,27 @@ struct Points {
   std::optional<Colour> colour = {};  // of points without one; the next one by default
 };
 
+/* A round symbol with areas and lines inside, as a focal sphere seen from above.  Places
+ * lie on the unit disk, x to the right, y up. */
+struct DiskPlace {
+  double x = 0.0, y = 0.0;
+};
+struct DiskText {
+  DiskPlace at = {};
+  std::string text = {};
+};
+struct Disk {
+  double x = 0.0, y = 0.0;  // its middle, in the panel; not drawn when one is no number
+  double size = 30.0;       // diameter, in units of the figure
+  std::vector<std::vector<DiskPlace>> areas =
+      {};  // closed; one inside another is a hole
+  std::vector<std::vector<DiskPlace>> lines = {};
+  std::vector<DiskText> texts = {};
+  std::optional<Colour> fill = {};  // of the areas; the panel's next colour by default
+  double opacity = 1.0;
+  std::string label = {};  // beneath
+};
+
 /* A field of values over a rectangle, drawn as coloured cells with a bar of the scale.
  * Coordinates ascend; a cell reaches half-way to its neighbours, or, when there is one
  * coordinate more than there are values, from one coordinate to the next. */
@@ -137,9 +158,11 @@ struct Panel {
   std::vector<Mesh> meshes = {};  // drawn first; each has its colour bar
   std::vector<Line> lines = {};
   std::vector<Points> points = {};
+  std::vector<Disk> disks = {};  // on top of the points
   std::vector<Marker> markers = {};
   std::vector<ColourKey> colour_keys = {};
   std::vector<StyleKey> style_keys = {};
+  bool bare = false;       // no frame, grid, ticks or labels of axes
   double height = kUnset;  // of the frame; by default a share of a pleasant whole
   bool map =
       false;  // x and y are degrees: labelled so, drawn with the aspect of the middle

@@ -171,7 +171,7 @@ bool has_context(const Ticks &ticks) {
 
 /* Height of what stands under a frame. */
 double foot_height(const PanelLayout &layout) {
-  if (!layout.x_labels) return 0.0;
+  if (!layout.x_labels || layout.panel.bare) return 0.0;
   double height = 20.0;
   if (has_context(layout.x_ticks)) height += 14.0;
   if (!axis_title(layout.panel.x, layout.x_ticks).empty()) height += 20.0;
@@ -240,6 +240,7 @@ Layout lay_out(const Figure &figure) {
     part.y_ticks =
         axis_ticks(part.panel.y, y_range(part.panel).low, y_range(part.panel).high,
                    count_for(part.panel.y, part.panel.height, false));
+    if (panel.bare) continue;
     const bool titled = !axis_title(part.panel.y, part.y_ticks).empty();
     left =
         std::max(left, label_width(part.y_ticks) + kTickSpace + (titled ? 20.0 : 0.0));

@@ -24,6 +24,10 @@ double cut_of(const Panel &panel, bool only_points) {
       longitudes.push_back(point.x - 360.0 * std::floor(point.x / 360.0));
     }
   }
+  for (const Disk &disk : panel.disks) {
+    if (is_missing(disk.x) || is_missing(disk.y)) continue;
+    longitudes.push_back(disk.x - 360.0 * std::floor(disk.x / 360.0));
+  }
   if (longitudes.empty()) return -180.0;
   std::sort(longitudes.begin(), longitudes.end());
   double gap = longitudes.front() + 360.0 - longitudes.back();
@@ -52,6 +56,9 @@ void arrange_map(Panel &panel, double width) {
         point.x -= 360.0 * std::floor((point.x - cut) / 360.0);
       }
     }
+    for (Disk &disk : panel.disks) {
+      disk.x -= 360.0 * std::floor((disk.x - cut) / 360.0);
+    }
   }
   Range x = x_range(panel), y = y_range(panel);
   if (x.high - x.low > 340.0) widen(x, 360.0);
@@ -74,6 +81,7 @@ void arrange_map(Panel &panel, double width) {
   for (Points &points : panel.points) {
     for (Point &point : points.points) point.x -= turn;
   }
+  for (Disk &disk : panel.disks) disk.x -= turn;
   panel.x.low = x.low - turn;
   panel.x.high = x.high - turn;
   panel.y.low = y.low;

@@ -96,6 +96,14 @@ class SvgCanvas : public Canvas, public SvgDocument {
     path(points, paint, "z");
   }
 
+  void shape(const std::vector<std::vector<Position>> &outlines,
+             const Paint &paint) override {
+    open_group(paint);
+    out_ += "<path fill-rule=\"evenodd\" d=\"";
+    for (const std::vector<Position> &outline : outlines) append_path(outline, "z");
+    out_ += "\"/>\n";
+  }
+
   void circle(Position centre, double radius, const Paint &paint) override {
     open_group(paint);
     out_ += "<circle cx=\"" + number(centre.x) + "\" cy=\"" + number(centre.y) +
@@ -176,7 +184,14 @@ class SvgCanvas : public Canvas, public SvgDocument {
   void path(const std::vector<Position> &points, const Paint &paint, const char *end) {
     if (points.empty()) return;
     open_group(paint);
-    out_ += "<path d=\"M";
+    out_ += "<path d=\"";
+    append_path(points, end);
+    out_ += "\"/>\n";
+  }
+
+  void append_path(const std::vector<Position> &points, const char *end) {
+    if (points.empty()) return;
+    out_ += 'M';
     for (std::size_t i = 0; i < points.size(); i++) {
       if (i > 0) out_ += i == 1 ? 'L' : ' ';
       append_number(out_, points[i].x);
@@ -184,7 +199,6 @@ class SvgCanvas : public Canvas, public SvgDocument {
       append_number(out_, points[i].y);
     }
     out_ += end;
-    out_ += "\"/>\n";
   }
 
   std::string out_;

@@ -1,0 +1,15 @@
+/* ksmoment: shows, compares and draws moment tensors and double couples. */
+#include "tools/ksmoment/commands.h"
+
+int main(int argc, char **argv) {
+  using namespace ksutil::tools;
+  return run_program(
+      {"ksmoment",
+       "Shows, compares and draws moment tensors and double couples.",
+       {info_command(), compare_command(), plot_command()},
+       "Mechanisms come from the table mt of a database, from --tensor "
+       "(mrr,mtt,mpp,mrt,\n"
+       "mrp,mtp in N m; r up, t south, p east) and from --plane (strike,dip,rake in\n"
+       "degrees); both options may stand several times.\n"},
+      argc, argv);
+}
