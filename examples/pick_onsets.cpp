@@ -78,7 +78,7 @@ SeismogramBlock pack(const char *file, KSSac *sac) {
  * files are made and freed on this thread. */
 void read_files(std::span<char *> files, pmtmanagedfifo *fifo, long *unreadable) {
   for (const char *file : files) {
-    KSSac *const sac = kssac_read_from_file_kssac(file, nullptr, nullptr);
+    KSSac *const sac = kssac_read_from_file_either_order(file, nullptr, nullptr);
     SeismogramBlock block = sac == nullptr ? nullptr : pack(file, sac);
     kssac_free_kssac(sac);
     if (block != nullptr &&

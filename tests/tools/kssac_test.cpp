@@ -127,9 +127,6 @@ TEST(Kssac, SwapsBetweenByteOrders) {
   here.series(4).text(sac::test::kKevnm, "sixteen letters!");
   there.series(4).text(sac::test::kKevnm, "sixteen letters!");
   const std::string file = folder.write("there.sac", there.str());
-  const ProgramRun hint = kssac("header " + file);
-  EXPECT_EQ(hint.code, 1);
-  EXPECT_THAT(hint.errors, HasSubstr("see kssac swap"));
   ASSERT_EQ(kssac("swap " + file + " " + (folder / "here.sac")).code, 0);
   EXPECT_EQ(read_text(folder / "here.sac"), here.str());
   ASSERT_EQ(kssac("swap " + (folder / "here.sac") + " " + (folder / "here.sac")).code,
@@ -139,6 +136,125 @@ TEST(Kssac, SwapsBetweenByteOrders) {
       kssac("swap " + folder.write("text", std::string(700, 'x')) + " " + file).code,
       1);
   EXPECT_EQ(read_text(file), there.str());
+}
+
+/* Every command takes a file of the other byte order, and leaves it in its order. */
+TEST(Kssac, FilesOfTheOtherByteOrderAreLikeOthers) {
+  const ScratchFolder folder;
+  constexpr auto kForeign = std::endian::native == std::endian::little
+                                ? std::endian::big
+                                : std::endian::little;
+  const auto file_in = [&](std::endian order, const char *name, int npts, int leven) {
+    SacBytes bytes(order);
+    bytes.series(4).text(sac::test::kKstnm, "ANMO    ");
+    bytes.text(sac::test::kKcmpnm, "BHZ     ").integer(sac::test::kNpts, npts);
+    return folder.write(name, bytes.integer(sac::test::kLeven, leven).str());
+  };
+  const std::string here = file_in(std::endian::native, "here.sac", 4, 1),
+                    there = file_in(kForeign, "there.sac", 4, 1);
+  for (const char *const command : {"dump ", "header --csv "}) {
+    std::string output = kssac(command + there).output;
+    for (std::size_t at; (at = output.find("there.sac")) != output.npos;) {
+      output.replace(at, 9, "here.sac");
+    }
+    EXPECT_EQ(output, kssac(command + here).output) << command;
+  }
+  const std::string uneven = file_in(kForeign, "uneven.sac", 2, 0);
+  EXPECT_THAT(kssac("dump --relative " + uneven).output, HasSubstr("4.000000 2\n"));
+  EXPECT_EQ(kssac("plot -o " + (folder / "a.svg") + " " + there).code, 0);
+  ASSERT_EQ(kssac("set " + there + " KSTNM=NEW T0=1.5").code, 0);
+  ASSERT_EQ(kssac("set " + here + " KSTNM=NEW T0=1.5").code, 0);
+  ASSERT_EQ(kssac("swap " + there + " " + (folder / "turned.sac")).code, 0);
+  EXPECT_EQ(read_text(folder / "turned.sac"), read_text(here));
+  const std::string database = folder / "db";
+  ASSERT_EQ(kssac("to-db --create css3.0 " + there + " " + database).code, 0);
+  EXPECT_THAT(
+      run_program(kKsdb + " list --fields datatype " + database + " wfdisc").output,
+      HasSubstr(kForeign == std::endian::big ? "t4" : "f4"));
+  ASSERT_EQ(kssac("from-db --dir " + (folder / "") + " " + database).code, 0);
+  EXPECT_EQ(read_text(folder / "NEW.BHZ.2009247.010203.004.sac").substr(632),
+            read_text(here).substr(632));
+}
+
+TEST(Kssac, SetsNoKindOfDataThatTheFileDoesNotHold) {
+  const ScratchFolder folder;
+  const std::string file = folder.write("a.sac", station_file().str());
+  const std::string before = read_text(file);
+  const struct {
+    const char *assignment, *message;
+  } cases[] = {
+      {"LEVEN=FALSE", ": LEVEN must be TRUE: the file has one value for each sample"},
+      {"LEVEN=", "'' is not a value for LEVEN"},
+      {"DELTA=", "'' is not a value for DELTA"},
+      {"E=", "'' is not a value for E"},
+      {"IFTYPE=IRLIM", ": IFTYPE is no spectrum: the file has one value"},
+      {"IFTYPE=IXYZ", ": IFTYPE is no plane: the file lacks NXSIZE or NYSIZE"},
+      {"NZJDAY=366", ": NZJDAY must be between 1 and 365 in 2009"},
+  };
+  for (const auto &c : cases) {
+    const ProgramRun run = kssac("set " + file + " " + c.assignment);
+    EXPECT_EQ(run.code, 1) << c.assignment;
+    EXPECT_THAT(run.errors, HasSubstr(c.message));
+    EXPECT_EQ(read_text(file), before);
+  }
+  EXPECT_EQ(kssac("set " + file + " NZYEAR=2008 NZJDAY=366").code, 0);
+  EXPECT_EQ(kssac("set " + file + " IFTYPE=IXY").code, 0);
+}
+
+TEST(Kssac, NamesThatDoNotFitAreRefusedBeforeAnythingIsWritten) {
+  const ScratchFolder folder;
+  const std::string file =
+      folder.write("IU.ANMO.00.BHZ.2009247.010203.004.sac",
+                   station_file().text(sac::test::kKhole, "00      ").str());
+  const ProgramRun run = kssac("to-db --create css3.0 " + file + " " + (folder / "db"));
+  EXPECT_EQ(run.code, 1);
+  EXPECT_THAT(run.errors, HasSubstr("is longer than the 32 characters of dfile"));
+  for (const char *const table : {"seedcode", "wfdisc", "sitechan", "lastid"}) {
+    EXPECT_THAT(read_text(folder / ("db." + std::string(table))), IsEmpty()) << table;
+  }
+}
+
+TEST(Kssac, PicksAndOriginsOfHeadersBecomeRows) {
+  const ScratchFolder folder;
+  const auto file = [&](const char *name, const char *sta, float origin) {
+    SacBytes bytes = station_file(50);
+    bytes.text(sac::test::kKstnm, sta).real(sac::test::kT0, 3.5F);
+    bytes.text(sac::test::kKt0, "Sn      ").real(sac::test::kA, 1.25F);
+    bytes.real(sac::test::kO, origin).real(sac::test::kEvla, 10.5F);
+    bytes.real(sac::test::kEvlo, 20.25F).real(sac::test::kEvdp, 5000.0F);
+    return folder.write(name, bytes.str());
+  };
+  /* Both stations mean one origin, whose time they round differently. */
+  const std::string files = file("a.sac", "ANMO    ", -30.0F) + " " +
+                            file("b.sac", "BNMO    ", -30.01F) + " ";
+  const std::string database = folder / "db";
+  const auto rows = [&](const std::string &table, const std::string &fields) {
+    return run_program(kKsdb + " list --csv --fields " + fields + " " + database + " " +
+                       table)
+        .output;
+  };
+  for (const char *const again : {"--create css3.0 ", ""}) {
+    const ProgramRun run =
+        kssac(std::string("to-db --picks --origin ") + again + files + database);
+    ASSERT_EQ(run.code, 0) << run.errors;
+    EXPECT_EQ(rows("arrival", "sta,chan,iphase,arid,chanid"),
+              "sta,chan,iphase,arid,chanid\nANMO,BHZ,P,1,1\nANMO,BHZ,Sn,2,1\n"
+              "BNMO,BHZ,P,3,2\nBNMO,BHZ,Sn,4,2\n");
+    EXPECT_EQ(rows("origin", "orid,evid,lat,lon,depth,nass"),
+              "orid,evid,lat,lon,depth,nass\n1,1,10.5000,20.2500,5.0000,4\n");
+    EXPECT_EQ(rows("event", "evid,prefor"), "evid,prefor\n1,1\n");
+    EXPECT_EQ(
+        rows("assoc", "arid,orid,sta,phase"),
+        "arid,orid,sta,phase\n1,1,ANMO,P\n2,1,ANMO,Sn\n3,1,BNMO,P\n4,1,BNMO,Sn\n");
+  }
+  EXPECT_THAT(read_text(database + ".arrival"), HasSubstr("1252026124.25400"));
+  EXPECT_THAT(read_text(database + ".origin"), HasSubstr("1252026093.00400"));
+  EXPECT_EQ(run_program(kKsdb + " verify " + database).code, 0);
+  const std::string half =
+      folder.write("c.sac", station_file().real(sac::test::kEvla, 10.0F).str());
+  const ProgramRun run = kssac("to-db --origin " + half + " " + database);
+  EXPECT_EQ(run.code, 1);
+  EXPECT_THAT(run.errors, HasSubstr("c.sac has a part of O, EVLA and EVLO only"));
 }
 
 TEST(Kssac, FilesGoThroughADatabaseAndBack) {

@@ -17,6 +17,7 @@
 #include "tools/common/options.h"
 #include "tools/common/rows.h"
 #include "tools/kssac/commands.h"
+#include "tools/kssac/raw_file.h"
 #include "tools/kssac/sac_file.h"
 
 namespace ksutil::tools {
@@ -77,6 +78,10 @@ class SampleTimes {
     const auto at = static_cast<off_t>(KSSAC_HEADER_SIZE + bytes);
     if (file &&
         read_at(file.get(), times_.data(), bytes, at) == static_cast<ssize_t>(bytes)) {
+      if (is_swapped(path)) {
+        reverse_words(reinterpret_cast<char *>(times_.data()), bytes,
+                      KSSAC_HEADER_SIZE);
+      }
       return true;
     }
     complain(path + " lacks the times of its unevenly spaced samples");

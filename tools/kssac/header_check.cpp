@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
+#include <filesystem>
 #include <initializer_list>
 
 #include "tools/common/cli.h"
@@ -99,6 +100,47 @@ class Check {
     return true;
   }
 
+  /* A leap day belongs to a leap year. */
+  bool day_of_year() {
+    std::int64_t year, day;
+    if (!changed_.contains("NZJDAY") && !changed_.contains("NZYEAR")) return true;
+    if (!known(kssac_, "NZYEAR", year) || !known(kssac_, "NZJDAY", day) || day < 366) {
+      return true;
+    }
+    const bool leap = year % 4 == 0 && (year % 100 != 0 || year % 400 == 0);
+    return leap ||
+           refuse("NZJDAY", "must be between 1 and 365 in " + std::to_string(year));
+  }
+
+  /* The file must have room for the data that it is said to hold: spectra, and unevenly
+   * spaced samples with their times, take two values for each of NPTS. */
+  bool room() {
+    std::int64_t npts = 0, type = 0, even = 0, nx = 0, ny = 0;
+    if (!changed_.contains("IFTYPE") && !changed_.contains("LEVEN")) return true;
+    known(kssac_, "NPTS", npts);
+    known(kssac_, "IFTYPE", type);
+    known(kssac_, "LEVEN", even);
+    constexpr std::int64_t kSeries = 1, kReal = 2, kPolar = 3, kPairs = 4, kPlane = 51;
+    std::error_code error;
+    const auto bytes =
+        static_cast<std::int64_t>(std::filesystem::file_size(path_, error));
+    const std::int64_t held = error ? 0 : (bytes - KSSAC_HEADER_SIZE) / 4;
+    if (type == kReal || type == kPolar) {
+      return npts <= held / 2 ||
+             refuse("IFTYPE", "is no spectrum: the file has one value for each sample");
+    }
+    if (type == kPlane) {
+      const bool plane = known(kssac_, "NXSIZE", nx) && known(kssac_, "NYSIZE", ny) &&
+                         nx > 0 && ny > 0 && nx <= held && ny <= held / nx;
+      return plane || refuse("IFTYPE", "is no plane: the file lacks NXSIZE or NYSIZE");
+    }
+    if ((type == kSeries || type == kPairs) && even == 0) {
+      return npts <= held / 2 ||
+             refuse("LEVEN", "must be TRUE: the file has one value for each sample");
+    }
+    return true;
+  }
+
   /* The samples themselves stay as they are, so their number is what the file has. */
   bool count(long samples) {
     std::int64_t npts = 0;
@@ -150,7 +192,8 @@ class Check {
 bool check_changes(KSSac *kssac, const std::set<std::string> &changed, long samples,
                    const std::string &path) {
   Check check(kssac, changed, path);
-  return check.reals() && check.integers() && check.count(samples) && check.end();
+  return check.reals() && check.integers() && check.day_of_year() && check.room() &&
+         check.count(samples) && check.end();
 }
 
 }  // namespace ksutil::tools

@@ -13,6 +13,7 @@ namespace ksutil::tools {
  * evenly spaced samples unless E is among them.
  *
  * samples   that the file has, which NPTS must equal
+ * IFTYPE and LEVEN must be those of data that the file has room for.
  * False with a complaint in the name of `path`. */
 bool check_changes(KSSac *kssac, const std::set<std::string> &changed, long samples,
                    const std::string &path);

@@ -2,13 +2,23 @@
 
 #include <fcntl.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <vector>
 
+#include "formats/kssac.h"
 #include "platform/elog/elog.h"
 #include "platform/stock/files.h"
 
 namespace ksutil::tools {
+
+void reverse_words(char *bytes, std::size_t count, std::size_t at) {
+  constexpr std::size_t kTexts = 440;  // where the texts of the header begin
+  for (std::size_t i = 0; i + 4 <= count; i += 4) {
+    if (at + i >= kTexts && at + i < KSSAC_HEADER_SIZE) continue;
+    std::reverse(bytes + i, bytes + i + 4);
+  }
+}
 
 bool copy_changed(const std::string &from, const std::string &to,
                   const Change &change) {

@@ -16,16 +16,6 @@
 namespace ksutil::tools {
 namespace {
 
-/* Whether a file is of header version 6 in the other byte order. */
-bool is_swapped(const std::string &path) {
-  const FileHandle file = open_file(path, O_RDONLY | O_NONBLOCK);
-  constexpr off_t kVersionAt = 304;
-  std::int32_t version;
-  return file &&
-         read_at(file.get(), &version, sizeof version, kVersionAt) == sizeof version &&
-         __builtin_bswap32(static_cast<std::uint32_t>(version)) == 6;
-}
-
 /* The mode of the file that is to be replaced, or of a new one. */
 mode_t mode_for(const std::string &path) {
   struct stat status {};
@@ -45,13 +35,17 @@ std::string resolved(const std::string &path) {
 
 }  // namespace
 
+bool is_swapped(const std::string &path) {
+  const FileHandle file = open_file(path, O_RDONLY | O_NONBLOCK);
+  constexpr off_t kVersionAt = 304;
+  std::int32_t version;
+  return file &&
+         read_at(file.get(), &version, sizeof version, kVersionAt) == sizeof version &&
+         __builtin_bswap32(static_cast<std::uint32_t>(version)) == 6;
+}
+
 KssacPtr read_sac(const std::string &path) {
-  KssacPtr kssac(kssac_read_from_file_kssac(path.c_str(), nullptr, nullptr));
-  if (kssac == nullptr && is_swapped(path)) {
-    elog_log(0, "%s has the byte order of another machine: see kssac swap.\n",
-             path.c_str());
-  }
-  return kssac;
+  return KssacPtr(kssac_read_from_file_either_order(path.c_str(), nullptr, nullptr));
 }
 
 bool known(KSSac *kssac, const char *name, double &value) {

@@ -17,8 +17,11 @@ struct FreeKssac {
 };
 using KssacPtr = std::unique_ptr<KSSac, FreeKssac>;
 
-/* Null with messages; a file of the other byte order gets a hint. */
+/* Reads a file of either byte order; null with messages. */
 KssacPtr read_sac(const std::string &path);
+
+/* Whether a file is of header version 6 in the other byte order. */
+bool is_swapped(const std::string &path);
 
 /* Single header variables, by names that exist; nothing for a null. */
 bool known(KSSac *kssac, const char *name, double &value);

@@ -3,6 +3,7 @@
 #include <cstring>
 #include <set>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "platform/elog/elog.h"
@@ -28,6 +29,15 @@ bool parse_whole(int type, const std::string &text, std::int64_t &number) {
   return parse_integer(text, number);
 }
 
+/* Variables without which no program can read a file. */
+bool is_required(std::string_view name) {
+  for (const char *const required :
+       {"B", "DELTA", "E", "IFTYPE", "LEVEN", "NPTS", "NVHDR"}) {
+    if (name == required) return true;
+  }
+  return false;
+}
+
 /* Sets a variable from text; an empty one gives the null.  False with a complaint. */
 bool assign(KSSac *kssac, const std::string &name, const std::string &value) {
   const KSSacDefine *const define = kssac_get_header_define(name.c_str());
@@ -36,6 +46,10 @@ bool assign(KSSac *kssac, const std::string &name, const std::string &value) {
     return false;
   }
   const bool null = value.empty();
+  if (null && is_required(define->name)) {
+    complain("'' is not a value for " + name);
+    return false;
+  }
   switch (define->type) {
     case KSSAC_FLOAT: {
       double number = -12345.0;
@@ -83,9 +97,11 @@ int set(const SetOptions &options) {
       !check_changes(kssac.get(), changed, kssac->image->npts_data, options.file)) {
     return kFailure;
   }
+  const bool swapped = is_swapped(options.file);
   const auto with_header = [&](char *bytes, std::size_t count, std::size_t at) {
     if (at == 0 && count >= KSSAC_HEADER_SIZE) {
       std::memcpy(bytes, kssac->image->header, KSSAC_HEADER_SIZE);
+      if (swapped) reverse_words(bytes, KSSAC_HEADER_SIZE, 0);
     }
   };
   const auto write = [&](const std::string &path) {

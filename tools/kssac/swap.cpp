@@ -2,9 +2,6 @@
 #include <fcntl.h>
 #include <sys/stat.h>
 
-#include <algorithm>
-#include <bit>
-#include <cstring>
 #include <string>
 
 #include "platform/stock/files.h"
@@ -19,15 +16,7 @@ struct SwapOptions {
   std::string input, output;
 };
 
-constexpr std::size_t kTexts = 440, kVersionAt = 304;
-
-/* Reverses the bytes of the numbers: all words but those of the header's texts. */
-void reverse_words(char *bytes, std::size_t count, std::size_t at) {
-  for (std::size_t i = 0; i + 4 <= count; i += 4) {
-    if (at + i >= kTexts && at + i < KSSAC_HEADER_SIZE) continue;
-    std::reverse(bytes + i, bytes + i + 4);
-  }
-}
+constexpr std::size_t kVersionAt = 304;
 
 /* Whether a regular file has a header of version 6, in either byte order. */
 bool is_sac_file(const std::string &path) {

@@ -12,6 +12,7 @@
 #include "tools/common/progress.h"
 #include "tools/kssac/channel_codes.h"
 #include "tools/kssac/commands.h"
+#include "tools/kssac/header_event.h"
 #include "tools/kssac/row_lookup.h"
 #include "tools/kssac/sac_file.h"
 
@@ -23,11 +24,13 @@ namespace fs = std::filesystem;
 struct ToDbOptions {
   std::vector<std::string> files;  // and the database at the end
   std::string create;
-  bool quiet = false;
+  bool picks = false, origin = false, quiet = false;
 };
 
-constexpr const char *kDatatype =
-    std::endian::native == std::endian::little ? "f4" : "t4";
+/* The data type of the samples of a file. */
+const char *datatype_of(const std::string &file) {
+  return (std::endian::native == std::endian::little) != is_swapped(file) ? "f4" : "t4";
+}
 
 /* The folder of a file as wfdisc tells it: from the folder of the table when the file lies
  * under it, else from the root. */
@@ -45,34 +48,37 @@ std::string folder_of(const std::string &file, Dbptr wfdisc) {
 /* Enters files into one database. */
 class Entry {
  public:
-  explicit Entry(Dbptr db) : db_(db), codes_(db) {}
+  Entry(Dbptr db, const ToDbOptions &options)
+      : db_(db), codes_(db), event_(db, options.picks, options.origin) {}
 
   /* False with messages. */
   bool add(const std::string &file) {
     const KssacPtr kssac = read_sac(file);
     if (kssac == nullptr || !is_evenly_sampled(kssac.get(), file) ||
-        !names_time(kssac.get(), file)) {
+        !names_time(kssac.get(), file) || !event_.check(kssac.get(), file)) {
       return false;
     }
     const Dbptr key = scratch("wfdisc");
     std::string chan;
     const std::string folder = folder_of(file, table("wfdisc"));
     const std::string name = fs::canonical(file).filename().string();
+    if (!fits("dfile", name, file) || !fits("dir", folder, file)) return false;
     if (key.table == dbINVALID ||
         kssac_getevent_kssac(kssac.get(), key, dbinvalid()) != 0 ||
         !codes_.enter(kssac.get(), chan) ||
         dbputv(key, "chan", chan.c_str(), "dir", folder.c_str(), "dfile", name.c_str(),
-               "foff", long{KSSAC_HEADER_SIZE}, "datatype", kDatatype, "wfid", -1L,
-               "calib", calib_of(kssac.get()), "lddate", std_now(),
+               "foff", long{KSSAC_HEADER_SIZE}, "datatype", datatype_of(file), "wfid",
+               -1L, "calib", calib_of(kssac.get()), "lddate", std_now(),
                (char *)nullptr) != 0) {
       return false;
     }
     Dbptr known = table("wfdisc");
     const long before = waveforms_.find(key, known);
     if (before > 0) complain(file + " is in the database already");
-    if (before != 0) return before > 0;
+    if (before != 0) return before > 0 && event_.enter(kssac.get(), known);
     return add_site(kssac.get(), key) && add_network(kssac.get(), key) &&
-           add_channel(kssac.get(), key, chan) && add_waveform(key);
+           add_channel(kssac.get(), key, chan) && add_waveform(key) &&
+           event_.enter(kssac.get(), key);
   }
 
  private:
@@ -85,6 +91,17 @@ class Entry {
     if (row.table == dbINVALID || dbget(row, nullptr) != 0) return dbinvalid();
     row.record = dbSCRATCH;
     return row;
+  }
+
+  /* Whether a text fits a field of wfdisc; a complaint in the name of the file if not. */
+  bool fits(const char *name, const std::string &text, const std::string &file) const {
+    Dbptr field = dblookup(db_, "", "wfdisc", name, "");
+    int width = 0;
+    if (dbquery(field, dbq_field_size, &width) != 0) return false;
+    if (text.size() <= static_cast<std::size_t>(width)) return true;
+    complain(file + ": " + text + " is longer than the " + std::to_string(width) +
+             " characters of " + name);
+    return false;
   }
 
   static bool names_time(KSSac *kssac, const std::string &file) {
@@ -169,6 +186,7 @@ class Entry {
 
   const Dbptr db_;
   ChannelCodes codes_;
+  HeaderEvent event_;
   /* A file has one waveform, whatever its channel is called. */
   RowLookup waveforms_{{"sta", "time", "dir", "dfile"},
                        {"sta", "time", "dir", "dfile"}};
@@ -188,7 +206,7 @@ int to_db(const ToDbOptions &options) {
   }
   const OpenDatabase database(name, "r+");
   if (!database) return kFailure;
-  Entry entry(database.get());
+  Entry entry(database.get(), options);
   const std::size_t count = options.files.size() - 1;
   Progress progress("files", static_cast<long>(count), options.quiet);
   int result = kOk;
@@ -212,6 +230,11 @@ void describe_to_db(CLI::App &command, ToDbOptions &options) {
       ->expected(2, -1);
   command.add_option("--create", options.create,
                      "Make the database with this schema: css3.0 or kbcore");
+  command.add_flag("--picks", options.picks,
+                   "Enter A and T0 to T9 as arrivals, with the phases of KA and KT0 to "
+                   "KT9");
+  command.add_flag("--origin", options.origin,
+                   "Enter O, EVLA, EVLO and EVDP as an origin and its event");
   add_quiet(command, options.quiet);
 }
 
