@@ -18,6 +18,11 @@ Command schema_command();
 Command verify_command();
 Command nextid_command();
 Command import_command();
+Command add_command();
+Command set_command();
+Command delete_command();
+Command prefer_command();
+Command dedup_command();
 
 }  // namespace ksutil::tools
 #endif

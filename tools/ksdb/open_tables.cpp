@@ -2,6 +2,10 @@
 
 #include <algorithm>
 
+#include "platform/db/access.h"
+#include "platform/elog/elog.h"
+#include "tools/common/unreadable.h"
+
 namespace ksutil::tools {
 
 void add_tables(CLI::App &command, std::string &tables) {
@@ -36,6 +40,14 @@ Dbptr open_view(const OpenDatabase &database, const std::string &tables,
   const Dbptr view = open_tables(database, tables);
   if (view.table < 0 || where.empty()) return view;
   return dbsubset(view, where.c_str());
+}
+
+long left_out_of(Dbptr view) {
+  take_left_out();
+  const ElogScope quiet;
+  if (db::table_store(view) != nullptr) return 0;
+  long count = 0;
+  return dbquery(view, dbq_unreadable_count, &count) == 0 ? count : 0;
 }
 
 }  // namespace ksutil::tools

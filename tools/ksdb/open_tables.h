@@ -23,5 +23,9 @@ Dbptr open_tables(const OpenDatabase &database, const std::string &tables);
 Dbptr open_view(const OpenDatabase &database, const std::string &tables,
                 const std::string &where);
 
+/* The records that cannot be read and were left out when a view was made; 0 of a table.
+ * Takes the messages about them out of the register. */
+long left_out_of(Dbptr view);
+
 }  // namespace ksutil::tools
 #endif

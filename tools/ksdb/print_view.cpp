@@ -30,7 +30,7 @@ int print_view(Dbptr view, const PrintOptions &options) {
   }
   output.print();
   return report_unreadable(
-      {record.unreadable_records() + take_left_out(), record.unreadable_values()},
+      {record.unreadable_records() + left_out_of(view), record.unreadable_values()},
       "records", options.database);
 }
 

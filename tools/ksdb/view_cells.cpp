@@ -115,6 +115,30 @@ bool ViewCells::read_rows(long record) {
   return true;
 }
 
+bool ViewCells::seek(long record) {
+  if (read_rows(record)) return true;
+  unreadable_records_++;
+  return false;
+}
+
+bool ViewCells::value(std::size_t index, expr::Value &result) {
+  const ElogScope quiet;
+  const Item &item = items_[index];
+  bool read;
+  if (item.field < 0) {
+    read = item.program->evaluate(Values(*this), workspace_, result);
+  } else {
+    const ViewField &field = fields_[static_cast<std::size_t>(item.field)];
+    read = field.value(rows_[field.part()], result);
+  }
+  if (!read) unreadable_values_++;
+  return read;
+}
+
+expr::Type ViewCells::type(std::size_t index) const {
+  return items_[index].program->type();
+}
+
 bool ViewCells::evaluate(const Item &item, std::string &cell) {
   if (item.field >= 0) {
     const ViewField &field = fields_[static_cast<std::size_t>(item.field)];
@@ -132,10 +156,7 @@ bool ViewCells::evaluate(const Item &item, std::string &cell) {
 }
 
 bool ViewCells::read(long record, std::vector<std::string> &cells) {
-  if (!read_rows(record)) {
-    unreadable_records_++;
-    return false;
-  }
+  if (!seek(record)) return false;
   cells.resize(items_.size());
   for (std::size_t i = 0; i < items_.size(); i++) {
     if (!evaluate(items_[i], cells[i])) unreadable_values_++;

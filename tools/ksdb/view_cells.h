@@ -35,6 +35,14 @@ class ViewCells {
    * cannot be read as a whole. */
   bool read(long record, std::vector<std::string> &cells);
 
+  /* One item after the other instead: the values of a record that seek() has read.  False,
+   * with the record or the value counted, when it cannot be read.  A text lives until the
+   * next call. */
+  bool seek(long record);
+  bool value(std::size_t item, expr::Value &result);
+  /* The type of the values of an item. */
+  expr::Type type(std::size_t item) const;
+
   /* How many records and values could not be read so far. */
   long unreadable_records() const { return unreadable_records_; }
   long unreadable_values() const { return unreadable_values_; }

@@ -5,6 +5,7 @@
 #include "platform/stock/memory.h"
 #include "tools/common/options.h"
 #include "tools/common/unreadable.h"
+#include "tools/ksdb/aggregate.h"
 #include "tools/ksdb/print_view.h"
 #include "tools/ksdb/view_cells.h"
 
@@ -14,7 +15,7 @@ namespace {
 struct ViewsOptions {
   PrintOptions print;
   std::string tables, expression;
-  std::vector<std::string> joined, keys, left_keys, right_keys;
+  std::vector<std::string> joined, keys, left_keys, right_keys, aggregates;
   bool reverse = false, unique = false;
 };
 
@@ -89,8 +90,14 @@ int group(const ViewsOptions &options) {
       !cells_of_keys.choose(groups, options.keys, options.print.raw)) {
     return kFailure;
   }
+  Aggregates figures;
+  if (!figures.choose(sorted, options.aggregates, options.print.raw,
+                      options.print.form)) {
+    return kUsage;
+  }
   std::vector<Column> columns = cells_of_keys.columns();
   columns.push_back({"count", true, true});
+  for (Column &column : figures.columns()) columns.push_back(std::move(column));
   Rows output(std::move(columns), options.print.form);
   std::vector<std::string> cells;
   for (groups.record = 0; groups.record < count && groups.record < options.print.limit;
@@ -99,12 +106,14 @@ int group(const ViewsOptions &options) {
     if (dbget_range(groups, &start, &end) < 0) return kFailure;
     if (!cells_of_keys.read(groups.record, cells)) continue;
     cells.push_back(std::to_string(end - start));
+    figures.read(start, end, cells);
     output.add(cells);
   }
   output.print();
-  return report_unreadable({cells_of_keys.unreadable_records() + take_left_out(),
-                            cells_of_keys.unreadable_values()},
-                           "records", options.print.database);
+  return report_unreadable(
+      {cells_of_keys.unreadable_records() + left_out_of(groups),
+       cells_of_keys.unreadable_values() + figures.unreadable_values()},
+      "records", options.print.database);
 }
 
 void describe_subset(CLI::App &command, ViewsOptions &options) {
@@ -142,6 +151,9 @@ void describe_group(CLI::App &command, ViewsOptions &options) {
   add_database(command, options.print.database);
   add_tables(command, options.tables);
   command.add_option("keys", options.keys, "Fields or expressions")->required();
+  add_list(command, "--aggregate", options.aggregates,
+           "Figures of each group: count, nulls, min, max, mean, median and stddev\n"
+           "of an expression: 'mean(depth),max(mb)'");
   add_where(command, options.print.where);
   add_limit(command, options.print.limit, "rows");
   add_raw(command, options.print.raw);
@@ -177,8 +189,10 @@ Command join_command() {
 
 Command group_command() {
   return make_command<ViewsOptions>(
-      "group", "Prints the values of keys, and how many records have them",
+      "group",
+      "Prints the values of keys, how many records have them, and figures of these",
       {"ksdb group data/aug2015 netmag magtype",
+       "ksdb group --aggregate 'mean(depth),max(depth)' data/aug2015 origin auth",
        "ksdb group data/aug2015 origin 'strdate(time)'"},
       describe_group, group);
 }

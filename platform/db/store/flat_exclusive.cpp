@@ -116,7 +116,7 @@ FlatExclusive::Opened FlatExclusive::open_and_lock() {
     fail(1, "Cannot open for writing");
     return Opened::kFailed;
   }
-  lock_.emplace(handle_.get());
+  lock_ = std::make_unique<FileLock>(handle_.get());
   if (lock_->held()) return Opened::kLocked;
   fail(1, "Cannot lock");
   return Opened::kFailed;

@@ -7,6 +7,7 @@
 #include <new>
 
 #include "platform/clock/clock.h"
+#include "platform/db/row_removal.h"
 #include "platform/db/store/internal/block_snapshot.h"
 #include "platform/elog/elog.h"
 
@@ -41,7 +42,9 @@ class ScratchSnapshot final : public BlockSnapshot {
   void load(std::size_t, BlockSlot &) const override {}
 };
 
-class ScratchTable final : public TableStore, private TableStore::Exclusive {
+class ScratchTable final : public TableStore,
+                           public TableStore::Exclusive,
+                           public RowRemoval {
  public:
   explicit ScratchTable(const Relation &relation)
       : layout_(std::make_shared<const Relation>(relation)),
@@ -118,6 +121,36 @@ class ScratchTable final : public TableStore, private TableStore::Exclusive {
     }
     std::memcpy(block.fill() + place(number), text.data(), length_);
     change(stamp_.count);
+    return true;
+  }
+
+  bool remove(const std::vector<long> &records) override {
+    if (records.front() < 0 || records.back() >= stamp_.count) {
+      elog_log(0, "remove_rows: %s: A record to be removed is not there.\n",
+               name_.c_str());
+      return false;
+    }
+    std::vector<BlockPtr> before;
+    before.swap(contents_);
+    snapshot_.reset();
+    try {
+      long kept = 0;
+      std::size_t next = 0;
+      for (long record = 0; record < stamp_.count; ++record) {
+        if (next < records.size() && records[next] == record) {
+          ++next;
+          continue;
+        }
+        const auto number = static_cast<std::size_t>(record);
+        add({before[number >> shift_].data() + place(number), length_}, kept++);
+      }
+      change(kept);
+    } catch (const std::bad_alloc &) {
+      contents_.swap(before);
+      elog_log(0, "remove_rows: %s: No memory for the records that stay.\n",
+               name_.c_str());
+      return false;
+    }
     return true;
   }
 

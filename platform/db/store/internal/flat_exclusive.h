@@ -1,22 +1,24 @@
 /* FlatExclusive: writes a table file that it holds locked.
  *
  * Order of every change: the bytes with one write, synchronisation where it is wanted,
- * then the file time.  A failed step undoes those before it. */
+ * then the file time.  A failed step undoes those before it.  Rows are removed by a new
+ * file that takes the place of the old one. */
 #ifndef KSUTIL_PLATFORM_DB_STORE_INTERNAL_FLAT_EXCLUSIVE_H
 #define KSUTIL_PLATFORM_DB_STORE_INTERNAL_FLAT_EXCLUSIVE_H
 
 #include <cstddef>
 #include <memory>
-#include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
+#include "platform/db/row_removal.h"
 #include "platform/db/store/internal/flat_table.h"
 #include "platform/stock/files.h"
 
 namespace ksutil::db {
 
-class FlatExclusive final : public TableStore::Exclusive {
+class FlatExclusive final : public TableStore::Exclusive, public RowRemoval {
  public:
   explicit FlatExclusive(FlatTable &table);
   ~FlatExclusive() override;
@@ -34,6 +36,7 @@ class FlatExclusive final : public TableStore::Exclusive {
   long append(std::string_view row) override;
   long append_all(std::string_view rows) override;
   bool overwrite(long record, std::string_view row) override;
+  bool remove(const std::vector<long> &records) override;
 
  private:
   friend class FlatTransaction;
@@ -51,6 +54,7 @@ class FlatExclusive final : public TableStore::Exclusive {
   bool prepare();
   bool repair_end();
   bool check_rows(std::string &rows);
+  bool copy_without(const std::vector<long> &records, int to);
   /* Puts whole rows at the end of the file, or one over old bytes. */
   bool write_end(std::string_view rows, off_t expected, off_t &at);
   bool write_over(std::string_view row, off_t at);
@@ -66,7 +70,7 @@ class FlatExclusive final : public TableStore::Exclusive {
 
   FlatTable &table_;
   FileHandle handle_;
-  std::optional<FileLock> lock_;
+  std::unique_ptr<FileLock> lock_;
   bool created_ = false;
   bool exchanged_ = false;  // found with another file, or none, at the path
   bool wrote_ = false;      // a write has succeeded

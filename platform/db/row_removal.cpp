@@ -1,0 +1,21 @@
+#include "platform/db/row_removal.h"
+
+#include <algorithm>
+
+#include "platform/elog/elog.h"
+
+namespace ksutil::db {
+
+bool remove_rows(TableStore::Exclusive &locked, std::vector<long> records) {
+  if (records.empty()) return true;
+  auto *const removal = dynamic_cast<RowRemoval *>(&locked);
+  if (removal == nullptr) {
+    elog_log(0, "remove_rows: The store of this table cannot remove rows.\n");
+    return false;
+  }
+  std::sort(records.begin(), records.end());
+  records.erase(std::unique(records.begin(), records.end()), records.end());
+  return removal->remove(records);
+}
+
+}  // namespace ksutil::db
