@@ -4,6 +4,8 @@
 
 #include "formats/exchange/format.h"
 #include "formats/exchange/ndk/ndk_format.h"
+#include "formats/exchange/quakeml/quakeml_format.h"
+#include "formats/exchange/sc3ml/sc3ml_format.h"
 #include "formats/exchange/table/table_formats.h"
 #include "platform/stock/text.h"
 
@@ -11,8 +13,8 @@ namespace ksutil::exchange {
 namespace {
 
 /* More exact recognitions stand first: a table is whatever names known columns. */
-constexpr std::array<const Format *, 3> kFormats{&kNdkFormat, &kFdsnTextFormat,
-                                                 &kCsvFormat};
+constexpr std::array<const Format *, 5> kFormats{
+    &kQuakemlFormat, &kSc3mlFormat, &kNdkFormat, &kFdsnTextFormat, &kCsvFormat};
 
 struct Signature {
   std::string_view bytes, name, hint;

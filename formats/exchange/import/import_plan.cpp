@@ -320,13 +320,10 @@ bool ImportPlan::plan_origin(const Event &event, const Origin &origin, Place pla
 
 /* The row of a magnitude: the one of its id, else one of its type, else, for the only
  * magnitude of an origin, the first row whatever its type; -1: a new one. */
-std::int64_t ImportPlan::netmag_of(const Magnitude &magnitude, std::size_t count,
-                                   Place place,
+std::int64_t ImportPlan::netmag_of(const Magnitude &magnitude, std::int64_t known,
+                                   std::size_t count, Place place,
                                    const std::vector<std::int64_t> &taken) const {
-  if (!magnitude.id.empty()) {
-    const std::int64_t known = known_id("magid", magnitude.id).id;
-    if (known >= 0) return tables_.netmag_of(known);
-  }
+  if (known >= 0) return tables_.netmag_of(known);
   if (place.fresh) return -1;
   const std::string type = lowered(magnitude.type);
   const db::TextColumn magtype(tables_.layout(kNetmag), "magtype");
@@ -351,14 +348,9 @@ bool ImportPlan::plan_magnitudes(const Event &event, const Origin &origin, Place
   const bool preferred = &origin == &preferred_origin(event);
   for (std::size_t i = 0; i < origin.magnitudes.size(); i++) {
     const Magnitude &magnitude = origin.magnitudes[i];
-    const Known known =
-        magnitude.id.empty() ? Known{} : known_id("magid", magnitude.id);
-    if (known.now) {
-      report_.left_out.add("a further magnitude with the id of an earlier one");
-      continue;
-    }
+    const Known known = own_id("magid", magnitude.id);
     const std::int64_t record =
-        netmag_of(magnitude, origin.magnitudes.size(), place, taken);
+        netmag_of(magnitude, known.id, origin.magnitudes.size(), place, taken);
     taken.push_back(record);
     std::string row = row_of(kNetmag, record);
     RowIds ids;
@@ -376,7 +368,7 @@ bool ImportPlan::plan_magnitudes(const Event &event, const Origin &origin, Place
     set(kNetmag, record, std::move(row));
     magids_[i] = ids.magid;
     if (lowered(magnitude.type).starts_with("mw")) mw = ids.magid;
-    if (!plan_public_id("magid", magnitude.id, ids.magid)) return false;
+    if (!known.now && !plan_public_id("magid", magnitude.id, ids.magid)) return false;
   }
   /* The one that the event names comes before others of its type. */
   const auto named = static_cast<std::size_t>(event.preferred_magnitude);
@@ -401,11 +393,7 @@ bool ImportPlan::plan_tensors(const Origin &origin, Place place, std::int64_t ma
   const auto width = static_cast<std::size_t>(tables_.width(kMt, "auth"));
   std::vector<std::int64_t> taken;
   for (const MomentTensor &tensor : origin.tensors) {
-    const Known known = tensor.id.empty() ? Known{} : known_id("mtid", tensor.id);
-    if (known.now) {
-      report_.left_out.add("a further moment tensor with the id of an earlier one");
-      continue;
-    }
+    const Known known = own_id("mtid", tensor.id);
     std::int64_t record = known.id >= 0 ? tables_.mt_of(known.id) : -1;
     if (known.id < 0 && !place.fresh) {
       for (const RowIndex::Item &item : tables_.mts_of(place.orid)) {
@@ -435,7 +423,7 @@ bool ImportPlan::plan_tensors(const Origin &origin, Place place, std::int64_t ma
     fill_mt(tensor, ids, put);
     put.put("commid", commid);
     set(kMt, record, std::move(row));
-    if (!plan_public_id("mtid", tensor.id, ids.mtid)) return false;
+    if (!known.now && !plan_public_id("mtid", tensor.id, ids.mtid)) return false;
   }
   return true;
 }

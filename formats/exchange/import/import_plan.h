@@ -66,7 +66,8 @@ class ImportPlan {
   bool plan_magnitudes(const Event &event, const Origin &origin, Place place,
                        OriginMagnitudes &own);
   bool plan_tensors(const Origin &origin, Place place, std::int64_t magid);
-  std::int64_t netmag_of(const Magnitude &magnitude, std::size_t count, Place place,
+  std::int64_t netmag_of(const Magnitude &magnitude, std::int64_t known,
+                         std::size_t count, Place place,
                          const std::vector<std::int64_t> &taken) const;
 
   /* The rows of picks, and those that join them to an origin. */
@@ -78,6 +79,9 @@ class ImportPlan {
 
   bool plan_public_id(const char *key, const std::string &id, std::int64_t value);
   Known known_id(const char *key, const std::string &id) const;
+  /* The same for records that are not shared: the id of an earlier one counts as none,
+   * since there are catalogues that give one id to all magnitudes of an event. */
+  Known own_id(const char *key, const std::string &id) const;
   void meet(const char *key, const std::string &id, std::int64_t value);
   std::uint64_t id_key(const char *key, const std::string &id) const;
 

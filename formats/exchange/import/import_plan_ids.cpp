@@ -20,6 +20,13 @@ ImportPlan::Known ImportPlan::known_id(const char *key, const std::string &id) c
   return {tables_.public_id(key, id), false};
 }
 
+ImportPlan::Known ImportPlan::own_id(const char *key, const std::string &id) const {
+  if (id.empty()) return {};
+  Known known = known_id(key, id);
+  if (known.now) known.id = -1;
+  return known;
+}
+
 void ImportPlan::meet(const char *key, const std::string &id, std::int64_t value) {
   met_.emplace(id_key(key, id), value);
 }

@@ -43,6 +43,33 @@ bool XmlElement::read(XmlReader &reader) {
   return true;
 }
 
+bool XmlElement::read_around(XmlReader &reader, const std::function<Child()> &takes) {
+  *this = XmlElement();
+  begin(reader);
+  for (;;) {
+    switch (reader.next()) {
+      case XmlReader::Got::kStart: {
+        const Child child = takes();
+        if (child == Child::kFailed) return false;
+        if (child == Child::kTaken) break;
+        if (children.size() >= kMostElements) {
+          reader.fail(line, "the element " + name + " has more than " +
+                                std::to_string(kMostElements) + " elements in it");
+          return false;
+        }
+        if (!children.emplace_back().read(reader)) return false;
+        break;
+      }
+      case XmlReader::Got::kEnd:
+        text = reader.text();
+        return true;
+      case XmlReader::Got::kDone:
+      case XmlReader::Got::kFailed:
+        return false;
+    }
+  }
+}
+
 const XmlElement *XmlElement::find(std::string_view path) const {
   const XmlElement *at = this;
   while (at != nullptr && !path.empty()) {

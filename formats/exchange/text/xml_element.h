@@ -27,6 +27,11 @@ class XmlElement {
    * reader's problem() set, when the text is faulty or the tree has more than kMostElements. */
   bool read(XmlReader &reader);
 
+  /* The same, but a child for which `takes` gives kTaken has been read by it up to its end,
+   * and is no part of the tree; kFailed ends the reading. */
+  enum class Child { kKept, kTaken, kFailed };
+  bool read_around(XmlReader &reader, const std::function<Child()> &takes);
+
   /* The first child of a name, or the one at the end of a path ("time/value"); null. */
   const XmlElement *find(std::string_view path) const;
   /* Its text; "" when it is not there. */

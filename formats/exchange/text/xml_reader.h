@@ -28,7 +28,7 @@ class XmlReader {
  public:
   static constexpr int kMostDepth = 64;
   static constexpr std::size_t kMostBytes = std::size_t{1} << 20;
-  static constexpr std::size_t kMostMemory = std::size_t{1} << 25;
+  static constexpr std::size_t kMostMemory = std::size_t{1} << 24;
 
   /* The input must outlive the reader. */
   explicit XmlReader(Input &input);

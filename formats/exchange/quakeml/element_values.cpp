@@ -1,0 +1,125 @@
+#include "formats/exchange/quakeml/element_values.h"
+
+#include <algorithm>
+#include <cctype>
+#include <cmath>
+
+#include "platform/clock/clock.h"
+#include "platform/stock/text.h"
+
+namespace ksutil::exchange {
+namespace {
+
+bool is_digit(char c) { return std::isdigit(static_cast<unsigned char>(c)) != 0; }
+
+/* "+hh:mm" or "-hh:mm" at the end of a text with a time of day; 0: there is none. */
+bool has_offset(std::string_view text) {
+  if (text.size() < 16) return false;
+  const std::string_view end = text.substr(text.size() - 6);
+  return (end[0] == '+' || end[0] == '-') && is_digit(end[1]) && is_digit(end[2]) &&
+         end[3] == ':' && is_digit(end[4]) && is_digit(end[5]) &&
+         text.find('T') != text.npos;
+}
+
+}  // namespace
+
+bool parse_xml_time(std::string_view text, double &epoch) {
+  double seconds = 0.0;
+  if (has_offset(text)) {
+    const std::string_view offset = text.substr(text.size() - 6);
+    const auto two = [&](std::size_t at) {
+      return 10.0 * (offset[at] - '0') + (offset[at + 1] - '0');
+    };
+    seconds = (offset[0] == '-' ? -1.0 : 1.0) * (3600.0 * two(1) + 60.0 * two(4));
+    text.remove_suffix(6);
+  }
+  double time = 0.0;
+  if (!parse_date_text(text, time)) return false;
+  epoch = time - seconds;
+  return true;
+}
+
+std::string last_part(std::string_view identifier) {
+  const std::size_t slash = identifier.rfind('/');
+  if (slash == identifier.npos) return std::string(identifier);
+  const std::string_view last = identifier.substr(slash + 1);
+  const bool number = std::all_of(last.begin(), last.end(),
+                                  [](char c) { return is_digit(c) || c == '.'; });
+  const std::size_t before =
+      slash == 0 ? identifier.npos : identifier.rfind('/', slash - 1);
+  return std::string(number && before != identifier.npos ? identifier.substr(before + 1)
+                                                         : last);
+}
+
+void ElementValues::refuse(std::string_view path, const std::string &text) const {
+  if (!problem_.empty()) return;
+  std::string shown = text.substr(0, 60);
+  std::replace_if(
+      shown.begin(), shown.end(),
+      [](char c) { return static_cast<unsigned char>(c) < ' ' || c == 127; }, '?');
+  problem_ = element_.name + "/" + std::string(path) + " is '" + shown + "'";
+}
+
+void ElementValues::real(std::string_view path, double &value, double unit, double low,
+                         double high) const {
+  const std::string &text = element_.text_of(path);
+  if (text.empty()) return;
+  double number = 0.0;
+  if (!parse_real(text, number) || !std::isfinite(number) || number * unit < low ||
+      number * unit > high) {
+    return refuse(path, text);
+  }
+  value = number * unit;
+}
+
+void ElementValues::count(std::string_view path, std::int64_t &value) const {
+  double number = -1.0;
+  real(path, number, 1.0, 0.0, 1e9);
+  if (number >= 0.0) value = std::llround(number);
+}
+
+void ElementValues::time(std::string_view path, double &value) const {
+  const std::string &text = element_.text_of(path);
+  if (text.empty()) return;
+  if (!parse_xml_time(text, value)) refuse(path, text);
+}
+
+std::string ElementValues::author() const {
+  const std::string &agency = element_.text_of("creationInfo/agencyID");
+  return agency.empty() ? element_.text_of("creationInfo/author") : agency;
+}
+
+void ElementValues::created(double &latest) const {
+  double when = 0.0;
+  time("creationInfo/creationTime", when);
+  latest = std::max(latest, when);
+}
+
+std::string ElementValues::status() const {
+  const std::string &status = element_.text_of("evaluationStatus");
+  return status.empty() ? element_.text_of("evaluationMode") : status;
+}
+
+void ElementValues::comments(std::vector<std::string> &texts) const {
+  element_.each("comment", [&](const XmlElement &comment) {
+    const std::string &text = comment.text_of("text");
+    if (!text.empty()) texts.push_back(text);
+  });
+}
+
+ChannelCode ElementValues::channel() const {
+  ChannelCode code;
+  const XmlElement *waveform = element_.find("waveformID");
+  if (waveform == nullptr) return code;
+  code.network = waveform->attribute("networkCode");
+  code.station = waveform->attribute("stationCode");
+  code.location = waveform->attribute("locationCode");
+  code.channel = waveform->attribute("channelCode");
+  /* Two hyphens or blanks stand for nothing. */
+  for (std::string *text : {&code.network, &code.location, &code.channel}) {
+    if (*text == "--" || trimmed(*text).empty()) text->clear();
+  }
+  return code;
+}
+
+}  // namespace ksutil::exchange

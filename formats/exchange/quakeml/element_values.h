@@ -1,0 +1,66 @@
+/* ElementValues: reads the values of elements of QuakeML and of the sc3ml dialect.
+ *
+ * The dialects differ in units and in a few names; everything else is the same. */
+#ifndef KSUTIL_FORMATS_EXCHANGE_QUAKEML_ELEMENT_VALUES_H
+#define KSUTIL_FORMATS_EXCHANGE_QUAKEML_ELEMENT_VALUES_H
+
+#include <cfloat>
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "formats/exchange/records.h"
+#include "formats/exchange/text/xml_element.h"
+
+namespace ksutil::exchange {
+
+struct XmlDialect {
+  double km = 1e-3;               // a unit of depths and their errors in km
+  const char *magnitude = "mag";  // the value of a magnitude
+  const char *amplitude = "genericAmplitude";
+  const char *uncertainty = "originUncertainty";
+  const char *takeoff = "takeoffAngle";
+};
+inline constexpr XmlDialect kQuakemlDialect{};
+inline constexpr XmlDialect kSc3mlDialect{1.0, "magnitude", "amplitude", "uncertainty",
+                                          "takeOffAngle"};
+
+/* A date of XML: as the clock reads them, with "Z" or an offset from UTC ("+05:30"). */
+bool parse_xml_time(std::string_view text, double &epoch);
+
+/* What follows the authority of a resource identifier and says something: its last part,
+ * with the one before when it is a number ("smi:a.b/methods/NLL/3": "NLL/3"). */
+std::string last_part(std::string_view identifier);
+
+class ElementValues {
+ public:
+  /* Of an element; `problem` is set by the first value that cannot be understood. */
+  ElementValues(const XmlElement &element, std::string &problem)
+      : element_(element), problem_(problem) {}
+
+  /* A number at a path, times `unit`, when it is given; it must be within the bounds. */
+  void real(std::string_view path, double &value, double unit = 1.0,
+            double low = -DBL_MAX, double high = DBL_MAX) const;
+  void count(std::string_view path, std::int64_t &value) const;
+  void time(std::string_view path, double &value) const;
+  std::string text(std::string_view path) const { return element_.text_of(path); }
+
+  /* creationInfo: the agency, else the author; and when, if that is later than `latest`. */
+  std::string author() const;
+  void created(double &latest) const;
+  /* evaluationStatus, else evaluationMode. */
+  std::string status() const;
+  void comments(std::vector<std::string> &texts) const;
+  ChannelCode channel() const;  // waveformID
+  std::string id() const { return element_.attribute("publicID"); }
+
+ private:
+  void refuse(std::string_view path, const std::string &text) const;
+
+  const XmlElement &element_;
+  std::string &problem_;
+};
+
+}  // namespace ksutil::exchange
+#endif

@@ -1,0 +1,242 @@
+#include "formats/exchange/quakeml/event_parts.h"
+
+#include <algorithm>
+#include <unordered_set>
+#include <utility>
+
+namespace ksutil::exchange {
+namespace {
+
+using Places = std::unordered_map<std::string, std::size_t>;
+
+constexpr std::size_t kNone = static_cast<std::size_t>(-1);
+
+std::size_t place_of(const Places &places, const std::string &id) {
+  const auto found = id.empty() ? places.end() : places.find(id);
+  return found == places.end() ? kNone : found->second;
+}
+
+/* Of one event.  What has the id of an earlier one of its kind keeps its place in the
+ * list, but references lead to the first. */
+class Assembly {
+ public:
+  Assembly(EventParts &&parts, Event &event, UnplacedCounts &left_out)
+      : parts_(std::move(parts)), event_(event), left_out_(left_out) {}
+
+  void run() {
+    event_ = std::move(parts_.event);
+    event_.updated = parts_.updated;
+    event_.picks = std::move(parts_.picks);
+    for (std::size_t i = 0; i < event_.picks.size(); i++) {
+      if (!event_.picks[i].id.empty()) picks_.emplace(event_.picks[i].id, i);
+    }
+    join_origins();
+    join_magnitudes();
+    join_amplitudes();
+    join_station_magnitudes();
+    join_mechanisms();
+    prefer_magnitude();
+  }
+
+ private:
+  struct MagnitudePlace {
+    std::size_t origin = kNone, index = kNone;
+  };
+
+  void join_origins() {
+    for (OriginPart &part : parts_.origins) {
+      Origin &origin = event_.origins.emplace_back(std::move(part.origin));
+      std::vector<Association> joined;
+      for (std::size_t i = 0; i < origin.associations.size(); i++) {
+        const std::size_t pick = place_of(picks_, part.picks[i]);
+        if (pick == kNone) {
+          left_out_.add("an arrival whose pick is not there");
+          continue;
+        }
+        origin.associations[i].pick = static_cast<std::int64_t>(pick);
+        joined.push_back(std::move(origin.associations[i]));
+      }
+      origin.associations = std::move(joined);
+      if (!origin.id.empty()) origins_.emplace(origin.id, event_.origins.size() - 1);
+    }
+    const std::size_t preferred = place_of(origins_, parts_.preferred_origin);
+    if (preferred != kNone) {
+      event_.preferred = preferred;
+    } else if (!parts_.preferred_origin.empty()) {
+      left_out_.add("a preferredOriginID of an origin that is not there");
+    }
+  }
+
+  std::size_t owner(const std::string &origin_id) const {
+    const std::size_t origin = place_of(origins_, origin_id);
+    return origin == kNone ? event_.preferred : origin;
+  }
+
+  void join_magnitudes() {
+    for (MagnitudePart &part : parts_.magnitudes) {
+      const std::size_t origin = owner(part.origin);
+      auto &list = event_.origins[origin].magnitudes;
+      if (!part.magnitude.id.empty()) {
+        magnitudes_.emplace(part.magnitude.id, MagnitudePlace{origin, list.size()});
+      }
+      list.push_back(std::move(part.magnitude));
+    }
+  }
+
+  MagnitudePlace magnitude(const std::string &id) const {
+    const auto found = id.empty() ? magnitudes_.end() : magnitudes_.find(id);
+    return found == magnitudes_.end() ? MagnitudePlace{} : found->second;
+  }
+
+  /* The first amplitude of a pick in nm is the pick's. */
+  void join_amplitudes() {
+    for (std::size_t i = 0; i < parts_.amplitudes.size(); i++) {
+      const AmplitudePart &part = parts_.amplitudes[i];
+      if (!part.id.empty()) amplitudes_.emplace(part.id, i);
+      const std::size_t at = place_of(picks_, part.pick);
+      if (at == kNone) {
+        left_out_.add("an amplitude without a pick");
+        continue;
+      }
+      Pick &pick = event_.picks[at];
+      if (part.value < 0.0) {
+        left_out_.add("an amplitude in " + (part.unit.empty() ? "no unit" : part.unit));
+      } else if (pick.amplitude >= 0.0) {
+        left_out_.add("a further amplitude of a pick");
+      } else {
+        pick.amplitude = part.value;
+        pick.period = part.period;
+      }
+      if (pick.snr < 0.0) pick.snr = part.snr;
+    }
+  }
+
+  void join_station_magnitudes() {
+    for (StationMagnitudePart &part : parts_.station_magnitudes) {
+      StationMagnitude &magnitude = part.magnitude;
+      const std::size_t amplitude = place_of(amplitudes_, part.amplitude);
+      if (amplitude != kNone) {
+        const AmplitudePart &measured = parts_.amplitudes[amplitude];
+        if (magnitude.at.station.empty()) magnitude.at = measured.at;
+        const std::size_t pick = place_of(picks_, measured.pick);
+        if (pick != kNone) magnitude.pick = static_cast<std::int64_t>(pick);
+      }
+      std::size_t origin = owner(part.origin);
+      const auto contribution = parts_.contributions.find(magnitude.id);
+      if (!magnitude.id.empty() && contribution != parts_.contributions.end()) {
+        const MagnitudePlace into = this->magnitude(contribution->second);
+        if (into.origin != kNone) {
+          origin = into.origin;
+          magnitude.magnitude = static_cast<std::int64_t>(into.index);
+          const Magnitude &network = event_.origins[origin].magnitudes[into.index];
+          if (magnitude.type.empty()) magnitude.type = network.type;
+        }
+      }
+      event_.origins[origin].station_magnitudes.push_back(std::move(magnitude));
+    }
+  }
+
+  /* A tensor belongs to the origin that the inversion started from, and has the place and
+   * time of the one that it gave. */
+  void join_mechanisms() {
+    for (MechanismPart &part : parts_.mechanisms) {
+      MomentTensor &tensor = part.tensor;
+      const std::size_t derived = place_of(origins_, part.derived);
+      std::size_t origin = place_of(origins_, part.triggering);
+      if (derived != kNone) {
+        const Origin &centroid = event_.origins[derived];
+        tensor.time = centroid.time;
+        tensor.lat = centroid.lat;
+        tensor.lon = centroid.lon;
+        tensor.depth = centroid.depth;
+        if (origin == kNone) origin = derived;
+      }
+      const MagnitudePlace own = magnitude(part.magnitude);
+      if (origin == kNone) origin = own.origin;
+      if (origin == kNone) origin = event_.preferred;
+      if (own.origin != kNone) {
+        tensor.mw = event_.origins[own.origin].magnitudes[own.index].value;
+        if (own.origin == origin) {
+          tensor.magnitude = static_cast<std::int64_t>(own.index);
+        }
+      }
+      event_.origins[origin].tensors.push_back(std::move(tensor));
+    }
+  }
+
+  void prefer_magnitude() {
+    if (parts_.preferred_magnitude.empty()) return;
+    const MagnitudePlace place = magnitude(parts_.preferred_magnitude);
+    if (place.origin == event_.preferred) {
+      event_.preferred_magnitude = static_cast<std::int64_t>(place.index);
+    } else {
+      left_out_.add(
+          place.origin == kNone
+              ? "a preferredMagnitudeID of a magnitude that is not there"
+              : "a preferredMagnitudeID of another than the preferred origin");
+    }
+  }
+
+  EventParts parts_;
+  Event &event_;
+  UnplacedCounts &left_out_;
+  Places picks_, origins_, amplitudes_;
+  std::unordered_map<std::string, MagnitudePlace> magnitudes_;
+};
+
+template <class Part, class Wanted>
+void copy_if(const std::vector<Part> &from, std::vector<Part> &to,
+             const Wanted &wanted) {
+  std::copy_if(from.begin(), from.end(), std::back_inserter(to), wanted);
+}
+
+}  // namespace
+
+bool assemble(EventParts &&parts, Event &event, std::string &problem,
+              UnplacedCounts &left_out) {
+  problem = parts.problem;
+  if (problem.empty() && parts.event.id.empty()) problem = "the event has no publicID";
+  if (problem.empty() && parts.origins.empty()) {
+    problem = "the event " + parts.event.id.substr(0, 100) + " has no origin";
+  }
+  if (!problem.empty()) return false;
+  Assembly(std::move(parts), event, left_out).run();
+  return true;
+}
+
+EventParts select_parts(const EventParts &event, const EventParts &all) {
+  EventParts own = event;
+  std::unordered_set<std::string> origins(event.origin_references.begin(),
+                                          event.origin_references.end()),
+      mechanisms(event.mechanism_references.begin(), event.mechanism_references.end()),
+      picks, amplitudes;
+  origins.insert(event.preferred_origin);
+  copy_if(all.origins, own.origins,
+          [&](const OriginPart &part) { return origins.contains(part.origin.id); });
+  copy_if(all.magnitudes, own.magnitudes,
+          [&](const MagnitudePart &part) { return origins.contains(part.origin); });
+  copy_if(
+      all.station_magnitudes, own.station_magnitudes,
+      [&](const StationMagnitudePart &part) { return origins.contains(part.origin); });
+  copy_if(all.mechanisms, own.mechanisms, [&](const MechanismPart &part) {
+    return mechanisms.contains(part.id) || origins.contains(part.triggering) ||
+           origins.contains(part.derived);
+  });
+  for (const OriginPart &part : own.origins) {
+    picks.insert(part.picks.begin(), part.picks.end());
+  }
+  for (const StationMagnitudePart &part : own.station_magnitudes) {
+    amplitudes.insert(part.amplitude);
+    const auto into = all.contributions.find(part.magnitude.id);
+    if (into != all.contributions.end()) own.contributions.insert(*into);
+  }
+  copy_if(all.amplitudes, own.amplitudes, [&](const AmplitudePart &part) {
+    return amplitudes.contains(part.id) || picks.contains(part.pick);
+  });
+  for (const AmplitudePart &part : own.amplitudes) picks.insert(part.pick);
+  copy_if(all.picks, own.picks,
+          [&](const Pick &pick) { return picks.contains(pick.id); });
+  return own;
+}
+
+}  // namespace ksutil::exchange
