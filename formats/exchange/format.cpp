@@ -3,7 +3,12 @@
 #include <cctype>
 
 #include "formats/exchange/format.h"
+#include "formats/exchange/gse/gse_format.h"
+#include "formats/exchange/isf/isf_format.h"
 #include "formats/exchange/ndk/ndk_format.h"
+#include "formats/exchange/nonlinloc/nonlinloc_format.h"
+#include "formats/exchange/nordic/nordic_format.h"
+#include "formats/exchange/pha/pha_format.h"
 #include "formats/exchange/quakeml/quakeml_format.h"
 #include "formats/exchange/sc3ml/sc3ml_format.h"
 #include "formats/exchange/table/table_formats.h"
@@ -13,8 +18,10 @@ namespace ksutil::exchange {
 namespace {
 
 /* More exact recognitions stand first: a table is whatever names known columns. */
-constexpr std::array<const Format *, 5> kFormats{
-    &kQuakemlFormat, &kSc3mlFormat, &kNdkFormat, &kFdsnTextFormat, &kCsvFormat};
+constexpr std::array<const Format *, 11> kFormats{
+    &kQuakemlFormat, &kSc3mlFormat,    &kNdkFormat,       &kIsfFormat,
+    &kGseFormat,     &kNordicFormat,   &kNonLinLocFormat, &kNonLinLocObservationFormat,
+    &kPhaFormat,     &kFdsnTextFormat, &kCsvFormat};
 
 struct Signature {
   std::string_view bytes, name, hint;

@@ -22,13 +22,14 @@ bool TextLines::next(std::string &line) {
       after_cr_ = *end == '\r';
       at_++;
       number_++;
-      return true;
+      return whole_ = true;
     }
     buffer_.clear();
     at_ = 0;
     if (ended_ || !input_.read(buffer_)) {
       ended_ = true;
       if (line.empty()) return false;
+      whole_ = false;
       number_++;
       return true;
     }

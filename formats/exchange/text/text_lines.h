@@ -19,6 +19,8 @@ class TextLines {
   /* The next line without its line break; false at the end and after a failure of the
    * input. */
   bool next(std::string &line);
+  /* Whether the last line had a line break: one without it may be cut off. */
+  bool whole() const { return whole_; }
   std::int64_t number() const { return number_; }  // of the last line, from 1
   const std::string &problem() const { return input_.problem(); }
 
@@ -26,7 +28,7 @@ class TextLines {
   Input &input_;
   std::string buffer_;
   std::size_t at_ = 0;
-  bool ended_ = false, after_cr_ = false;
+  bool ended_ = false, after_cr_ = false, whole_ = false;
   std::int64_t number_ = 0;
 };
 
