@@ -47,5 +47,6 @@
 #include "platform/trace/waveform.h"
 #include "platform/traveltime/traveltime.h"
 #include "waveforms/ksdsseis.h"
+#include "waveforms/ksscv.h"
 
 #endif
