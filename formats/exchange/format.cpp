@@ -5,6 +5,8 @@
 #include "formats/exchange/format.h"
 #include "formats/exchange/gse/gse_format.h"
 #include "formats/exchange/isf/isf_format.h"
+#include "formats/exchange/json/json_format.h"
+#include "formats/exchange/kml/kml_format.h"
 #include "formats/exchange/ndk/ndk_format.h"
 #include "formats/exchange/nonlinloc/nonlinloc_format.h"
 #include "formats/exchange/nordic/nordic_format.h"
@@ -18,10 +20,11 @@ namespace ksutil::exchange {
 namespace {
 
 /* More exact recognitions stand first: a table is whatever names known columns. */
-constexpr std::array<const Format *, 11> kFormats{
+constexpr std::array<const Format *, 13> kFormats{
     &kQuakemlFormat, &kSc3mlFormat,    &kNdkFormat,       &kIsfFormat,
     &kGseFormat,     &kNordicFormat,   &kNonLinLocFormat, &kNonLinLocObservationFormat,
-    &kPhaFormat,     &kFdsnTextFormat, &kCsvFormat};
+    &kPhaFormat,     &kFdsnTextFormat, &kCsvFormat,       &kJsonLinesFormat,
+    &kKmlFormat};
 
 struct Signature {
   std::string_view bytes, name, hint;

@@ -121,6 +121,7 @@ struct Covariance {
 
 struct Origin {
   std::string id, author;
+  std::int64_t orid = -1;  // of the database that it was read from
   double time = kNoTime;
   double lat = -999.0, lon = -999.0;  // degrees
   double depth = -999.0;              // km
@@ -151,6 +152,7 @@ struct Origin {
 
 struct Event {
   std::string id, author;
+  std::int64_t evid = -1;  // of the database that it was read from
   std::string type;   // the code of origin.etype ("eq", "ex", ...) or the source's word
   std::string name;   // what people call it; "" unless given
   std::string place;  // a description of where it was

@@ -23,6 +23,8 @@ Command set_command();
 Command delete_command();
 Command prefer_command();
 Command dedup_command();
+Command export_command();
+Command formats_command();
 
 }  // namespace ksutil::tools
 #endif

@@ -9,7 +9,8 @@ int main(int argc, char **argv) {
        {info_command(), list_command(), subset_command(), sort_command(),
         join_command(), group_command(), plot_command(), schema_command(),
         verify_command(), nextid_command(), import_command(), add_command(),
-        set_command(), delete_command(), prefer_command(), dedup_command()},
+        set_command(), delete_command(), prefer_command(), dedup_command(),
+        export_command(), formats_command()},
        ""},
       argc, argv);
 }

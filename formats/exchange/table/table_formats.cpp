@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <array>
 
+#include "formats/exchange/table/csv_writer.h"
+#include "formats/exchange/table/fdsn_writer.h"
 #include "formats/exchange/table/table_reader.h"
 #include "platform/stock/text.h"
 
@@ -63,6 +65,54 @@ std::unique_ptr<Reader> open_fdsn_text(Input &input, std::string &problem) {
   return open_table(input, '|', false, problem);
 }
 
+std::unique_ptr<Writer> open_csv_writer(TextSink &sink) {
+  return std::make_unique<CsvWriter>(sink);
+}
+
+std::unique_ptr<Writer> open_fdsn_writer(TextSink &sink) {
+  return std::make_unique<FdsnWriter>(sink);
+}
+
+constexpr std::array<Mapping, 22> kCsvMappings{{
+    {"time", "origin.time, jdate"},
+    {"latitude", "origin.lat"},
+    {"longitude", "origin.lon"},
+    {"depth", "origin.depth"},
+    {"mag", "netmag.magnitude; origin.mb, ms, ml for these types"},
+    {"magType", "netmag.magtype"},
+    {"nst", "origin.ndef"},
+    {"gap", "remark \"gap: ...\", under origin.commid"},
+    {"dmin", "remark \"dmin: ...\", under origin.commid"},
+    {"rms", "origerr.sdobs"},
+    {"net", "event.auth, and the author of what has none of its own"},
+    {"id", "publicid.textid with tagname evid, and event.evname"},
+    {"updated", "lddate of all rows"},
+    {"place", "remark \"place: ...\", under event.commid"},
+    {"type", "origin.etype: eq for earthquake, qb for quarry blast, ..."},
+    {"horizontalError", "origerr.smajax"},
+    {"depthError", "origerr.sdepth"},
+    {"magError", "netmag.uncertainty"},
+    {"magNst", "netmag.nsta"},
+    {"status", "remark \"status: ...\", under origin.commid"},
+    {"locationSource", "origin.auth"},
+    {"magSource", "netmag.auth, net"},
+}};
+
+constexpr std::array<Mapping, 12> kFdsnMappings{{
+    {"EventID", "publicid.textid with tagname evid, and event.evname"},
+    {"Time", "origin.time, jdate"},
+    {"Latitude", "origin.lat"},
+    {"Longitude", "origin.lon"},
+    {"Depth/km", "origin.depth"},
+    {"Author", "origin.auth"},
+    {"Contributor", "event.auth, and the author of what has none of its own"},
+    {"MagType", "netmag.magtype"},
+    {"Magnitude", "netmag.magnitude; origin.mb, ms, ml for these types"},
+    {"MagAuthor", "netmag.auth, net"},
+    {"EventLocationName", "remark \"place: ...\", under event.commid"},
+    {"EventType", "origin.etype: eq for earthquake, qb for quarry blast, ..."},
+}};
+
 }  // namespace
 
 char delimiter_of(std::string_view line) {
@@ -77,7 +127,17 @@ char delimiter_of(std::string_view line) {
   return best;
 }
 
-const Format kCsvFormat{"csv", "a table with column names", is_csv, open_csv};
-const Format kFdsnTextFormat{"fdsn", "FDSN event text", is_fdsn_text, open_fdsn_text};
+const Format kCsvFormat{.word = "csv",
+                        .name = "a table with column names",
+                        .recognise = is_csv,
+                        .open_reader = open_csv,
+                        .open_writer = open_csv_writer,
+                        .mappings = kCsvMappings};
+const Format kFdsnTextFormat{.word = "fdsn",
+                             .name = "FDSN event text",
+                             .recognise = is_fdsn_text,
+                             .open_reader = open_fdsn_text,
+                             .open_writer = open_fdsn_writer,
+                             .mappings = kFdsnMappings};
 
 }  // namespace ksutil::exchange

@@ -1,0 +1,100 @@
+#include "formats/exchange/export/export_tables.h"
+
+#include "formats/exchange/export/row_records.h"
+#include "platform/elog/elog.h"
+
+namespace ksutil::exchange {
+
+bool ExportTable::open(db::DatabaseStore &store, const char *name, const char *index) {
+  if (store.schema()->find(name) == nullptr) {
+    layout_.name = name;
+    return true;
+  }
+  db::TableStore *table = store.table(name);
+  if (table == nullptr) return false;
+  rows_ = table->snapshot();
+  if (rows_ == nullptr) return false;
+  layout_ = rows_->layout();
+  if (index == nullptr) return true;
+  /* A row that cannot be read is counted where it is used; here its message would stand
+   * beside that. */
+  const ElogScope quiet;
+  if (index_by(*rows_, index, index_)) return true;
+  elog_log(0, "export: the table %s cannot be read.\n", name);
+  return false;
+}
+
+bool PublicIds::open(db::DatabaseStore &store) {
+  if (!table_.open(store, "publicid", "tagid")) return false;
+  text_ = db::TextColumn(table_.layout(), "textid");
+  tag_ = db::TextColumn(table_.layout(), "tagname");
+  return true;
+}
+
+std::string PublicIds::find(std::string_view tag, std::int64_t id) const {
+  for (const RowIndex::Item &item : table_.find(id)) {
+    const std::string_view row = table_.row(item.row);
+    std::string_view name, text;
+    if (tag_.read(row, name) && name == tag && text_.read(row, text) &&
+        !text_.is_null(text)) {
+      return std::string(text);
+    }
+  }
+  return "";
+}
+
+bool SeedCodes::open(db::DatabaseStore &store) {
+  ExportTable seedcode, affiliation;
+  if (!seedcode.open(store, "seedcode", nullptr) ||
+      !affiliation.open(store, "affiliation", nullptr)) {
+    return false;
+  }
+  const ElogScope quiet;
+  std::int64_t unreadable = 0;
+  const db::TextColumn sta(seedcode.layout(), "sta"), chan(seedcode.layout(), "chan"),
+      net(seedcode.layout(), "net"), seedsta(seedcode.layout(), "seedsta"),
+      seedchan(seedcode.layout(), "seedchan"), loc(seedcode.layout(), "loc");
+  for (long record = 0; record < seedcode.count(); record++) {
+    const std::string_view text = seedcode.row(record);
+    if (text.empty()) continue;
+    const RowGet row(text, unreadable);
+    channels_.try_emplace(row.text(sta) + ' ' + row.text(chan),
+                          ChannelCode{row.text(net), row.text(seedsta), row.text(loc),
+                                      row.text(seedchan)});
+  }
+  const db::TextColumn of_sta(affiliation.layout(), "sta"),
+      of_net(affiliation.layout(), "net");
+  for (long record = 0; record < affiliation.count(); record++) {
+    const std::string_view text = affiliation.row(record);
+    if (text.empty()) continue;
+    const RowGet row(text, unreadable);
+    networks_.try_emplace(row.text(of_sta), row.text(of_net));
+  }
+  return true;
+}
+
+void SeedCodes::restore(ChannelCode &channel) const {
+  const auto known = channels_.find(channel.station + ' ' + channel.channel);
+  const auto network = networks_.find(channel.station);
+  if (known != channels_.end()) {
+    const ChannelCode &seed = known->second;
+    channel.network = seed.network;
+    channel.location = seed.location;
+    if (!seed.station.empty()) channel.station = seed.station;
+    if (!seed.channel.empty()) channel.channel = seed.channel;
+  }
+  if (channel.network.empty() && network != networks_.end()) {
+    channel.network = network->second;
+  }
+}
+
+bool ExportTables::open(db::DatabaseStore &store) {
+  return event.open(store, "event", nullptr) && origin.open(store, "origin", "evid") &&
+         origerr.open(store, "origerr", "orid") &&
+         netmag.open(store, "netmag", "orid") && mt.open(store, "mt", "orid") &&
+         assoc.open(store, "assoc", "orid") && stamag.open(store, "stamag", "orid") &&
+         arrival.open(store, "arrival", "arid") &&
+         remark.open(store, "remark", "commid") && ids.open(store) && codes.open(store);
+}
+
+}  // namespace ksutil::exchange

@@ -1,0 +1,47 @@
+/* OutputFile: takes what a writer makes into a file, which is there when it is whole.
+ *
+ * The text goes into a new file beside the one that is meant, which it replaces at the end,
+ * with the mode of the old one; symbolic links are followed and stay.  Until then, and after
+ * a failure, the old file is what it was, and the new one is removed, also when SIGINT,
+ * SIGTERM or SIGHUP ends the program.  "-" is standard output, which gets the text as it
+ * comes; so do devices and pipes.
+ * Threads: one OutputFile at a time in a process. */
+#ifndef KSUTIL_FORMATS_EXCHANGE_EXPORT_OUTPUT_FILE_H
+#define KSUTIL_FORMATS_EXCHANGE_EXPORT_OUTPUT_FILE_H
+
+#include <memory>
+#include <string>
+#include <string_view>
+
+#include "formats/exchange/writer.h"
+#include "platform/stock/files.h"
+
+namespace ksutil::exchange {
+
+class OutputFile final : public TextSink {
+ public:
+  /* Null, with `problem` set, when nothing can be written there. */
+  static std::unique_ptr<OutputFile> open(const std::string &path,
+                                          std::string &problem);
+  ~OutputFile() override;
+
+  /* False after a failure, which problem() tells. */
+  bool put(std::string_view text) override;
+  /* Puts the file into its place; false after a failure. */
+  bool finish();
+
+  const std::string &problem() const { return problem_; }
+  const std::string &name() const { return name_; }
+
+ private:
+  OutputFile() = default;
+  bool begin(const std::string &path);
+  bool fail();
+
+  std::string name_, target_, beside_, problem_;
+  FileHandle file_;
+  int fd_ = -1;
+};
+
+}  // namespace ksutil::exchange
+#endif
