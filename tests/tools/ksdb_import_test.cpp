@@ -96,13 +96,64 @@ TEST_F(KsdbImport, SaysSoWhenTheDiskIsFull) {
   const std::string rows = kTwo + kTwo;
   folder_.write("c.csv", kColumns + kTwo);
   /* A limit on the size of files stands for a full disk. */
-  const ProgramRun run = run_program("sh -c 'trap \"\" XFSZ; ulimit -f 1; exec " +
-                                     kImport + (folder_ / "c.csv") + " " + name_ + "'");
+  const ProgramRun run = run_program("sh -c 'ulimit -f 1; exec " + kImport +
+                                     (folder_ / "c.csv") + " " + name_ + "'");
   EXPECT_EQ(run.code, 1);
   EXPECT_THAT(run.errors, HasSubstr("Cannot write"));
   EXPECT_THAT(run.errors, Not(HasSubstr("Cannot undo")));
   EXPECT_EQ(table("event") + table("origin"), "");
   EXPECT_FALSE(std::filesystem::exists(name_ + ".journal"));
+}
+
+TEST_F(KsdbImport, WhatWasMadeGoesAgainWhenTheImportFails) {
+  const ProgramRun full =
+      run_program("sh -c 'ulimit -f 1; exec " + kImport + "--create css3.0 " +
+                  folder_.write("c.csv", kColumns + kTwo) + " " + name_ + "'");
+  EXPECT_EQ(full.code, 1);
+  const ProgramRun strict = import("--strict --create css3.0",
+                                   kColumns + "1621-05-01T00:00:00Z,1,2,early,6,\n");
+  EXPECT_EQ(strict.code, 1);
+  EXPECT_FALSE(std::filesystem::exists(name_));
+  EXPECT_FALSE(std::filesystem::exists(name_ + ".event"));
+  /* A database that was there stays. */
+  ASSERT_EQ(import("--create css3.0", kColumns).code, 0);
+  EXPECT_EQ(import("--strict --create css3.0",
+                   kColumns + "1621-05-01T00:00:00Z,1,2,early,6,\n")
+                .code,
+            1);
+  EXPECT_TRUE(std::filesystem::exists(name_));
+}
+
+TEST_F(KsdbImport, OnlyADatabaseThatIsNotThereCanBeCreated) {
+  EXPECT_EQ(import("", kColumns + kTwo).errors,
+            "ksdb: there is no database " + name_ + "; --create SCHEMA makes one\n");
+  ASSERT_EQ(import("--create css3.0", kColumns + kTwo).code, 0);
+  folder_.write("db.journal", "not one");
+  EXPECT_EQ(
+      import("", kColumns + kTwo).errors,
+      "ksdb: " + name_ + ".journal: This is not a journal of changes; move it away.\n");
+}
+
+/* The whole way of a bulletin through the program. */
+TEST_F(KsdbImport, TakesABulletinAndVerifies) {
+  const std::string bulletin = folder_.write(
+      "q.xml",
+      "<eventParameters><event publicID=\"e\"><pick publicID=\"p\"><time><value>"
+      "2016-11-13T11:03:06Z</value></time><waveformID networkCode=\"NZ\" stationCode="
+      "\"KHZ\" channelCode=\"HHZ\"/></pick><origin publicID=\"o\"><time><value>"
+      "2016-11-13T11:02:56Z</value></time><latitude><value>-42</value></latitude>"
+      "<longitude><value>173</value></longitude><arrival><pickID>p</pickID><phase>Pn"
+      "</phase><takeoffAngle><value>3</value></takeoffAngle></arrival></origin></event>"
+      "</eventParameters>");
+  const ProgramRun run =
+      run_program(kImport + "--create kbcore " + bulletin + " " + name_);
+  EXPECT_EQ(run.code, 0) << run.errors;
+  EXPECT_THAT(run.output, HasSubstr("1 added"));
+  EXPECT_THAT(run.output, HasSubstr("no place for arrival/takeoffAngle\n"));
+  EXPECT_THAT(run_program(kImport + bulletin + " " + name_).output,
+              HasSubstr("1 unchanged"));
+  EXPECT_EQ(run_program(std::string(KSDB_PROGRAM) + " verify " + name_).code, 0);
+  EXPECT_EQ(run_program(kImport + "--strict " + bulletin + " " + name_).code, 1);
 }
 
 }  // namespace

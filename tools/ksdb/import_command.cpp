@@ -1,3 +1,4 @@
+#include <csignal>
 #include <cstdio>
 #include <memory>
 #include <string>
@@ -6,12 +7,10 @@
 #include "formats/exchange/import/importer.h"
 #include "formats/exchange/text/input.h"
 #include "platform/clock/clock.h"
-#include "platform/db/db.h"
-#include "platform/db/store.h"
-#include "platform/elog/elog.h"
 #include "tools/common/options.h"
 #include "tools/common/progress.h"
 #include "tools/ksdb/commands.h"
+#include "tools/ksdb/import_target.h"
 #include "tools/ksdb/index_command.h"
 
 namespace ksutil::tools {
@@ -20,7 +19,6 @@ namespace {
 using exchange::Imported;
 
 constexpr long kMostComplaints = 100;
-constexpr std::size_t kBlockBytes = std::size_t{64} << 20;  // of tables, in memory
 constexpr long kMegabyte = 1 << 20;
 
 struct ImportArguments {
@@ -61,24 +59,6 @@ std::vector<std::string> words_of_formats() {
     if (format->open_reader != nullptr) words.emplace_back(format->word);
   }
   return words;
-}
-
-std::unique_ptr<db::DatabaseStore> open_or_create(const ImportArguments &arguments) {
-  const std::string &name = arguments.database;
-  {
-    const ElogScope quiet;
-    auto store = db::open_store(name, "r+", kBlockBytes);
-    if (store != nullptr) return store;
-  }
-  if (!arguments.schema.empty()) {
-    if (arguments.dry_run) return db::open_scratch_store(arguments.schema);
-    if (dbcreate(name.c_str(), arguments.schema.c_str()) != 0) return nullptr;
-  }
-  auto store = db::open_store(name, "r+", kBlockBytes);
-  if (store == nullptr) {
-    complain("cannot open " + name + "; --create SCHEMA makes a new one");
-  }
-  return store;
 }
 
 /* Reads everything before the database is touched; false after a complaint. */
@@ -135,6 +115,9 @@ void tell_of(const exchange::ImportCounts &counts, std::int64_t superseded,
 }
 
 int import(const ImportArguments &arguments) {
+  /* A file beyond the limit of the process is an error of the write, which is undone, and
+   * not the end of the process. */
+  std::signal(SIGXFSZ, SIG_IGN);
   if (arguments.format.empty() && is_waveform_input(arguments.file)) {
     return index_waveform_files({arguments.file, arguments.database, arguments.schema,
                                  arguments.quiet, arguments.dry_run, arguments.strict});
@@ -183,8 +166,11 @@ int import(const ImportArguments &arguments) {
     return kFailure;
   }
 
-  const std::unique_ptr<db::DatabaseStore> store = open_or_create(arguments);
-  if (store == nullptr) return kFailure;
+  reader.reset();
+  ImportTarget target;
+  if (!target.open(arguments.database, arguments.schema, arguments.dry_run)) {
+    return kFailure;
+  }
   exchange::ImportCounts counts;
   Imported imported;
   {
@@ -198,7 +184,8 @@ int import(const ImportArguments &arguments) {
       progress.wipe();
       refusals.add(line, reason);
     };
-    imported = exchange::import_events(*store, events, options, listener, counts);
+    imported =
+        exchange::import_events(target.store(), events, options, listener, counts);
   }
   refusals.finish();
   if (imported == Imported::kStrict) {
@@ -211,6 +198,7 @@ int import(const ImportArguments &arguments) {
     complain("nothing imported (--strict)");
   }
   if (imported != Imported::kYes) return kFailure;
+  target.keep();
   if (!arguments.quiet) {
     tell_of(counts, events.superseded(), refusals.count(), lines, arguments.dry_run);
     without_place.add(counts.without_place);
@@ -224,7 +212,9 @@ int import(const ImportArguments &arguments) {
 }
 
 void describe_import(CLI::App &command, ImportArguments &arguments) {
-  command.add_option("file", arguments.file, "Catalogue, or file or folder of waveforms; - is standard input")
+  command
+      .add_option("file", arguments.file,
+                  "Catalogue, or file or folder of waveforms; - is standard input")
       ->required();
   add_database(command, arguments.database);
   command.add_option("--create", arguments.schema,

@@ -48,6 +48,7 @@ const db::Field *RowPut::next(std::string_view name) {
 
 void RowPut::refuse(const db::Field &field, const std::string &value) {
   if (lenient_) {
+    elog_flush(0, mark_);
     report_.left_out.add(layout_.name + "." + field.name + " beyond its range");
     row_.replace(static_cast<std::size_t>(field.offset),
                  static_cast<std::size_t>(field.width), db::null_record(layout_),
@@ -59,12 +60,16 @@ void RowPut::refuse(const db::Field &field, const std::string &value) {
   report_.refused = layout_.name + "." + field.name + " cannot hold " + value;
 }
 
+RowPut &RowPut::lenient() {
+  lenient_ = true;
+  mark_ = elog_mark();
+  return *this;
+}
+
 RowPut &RowPut::put(std::string_view name, std::int64_t value) {
   const db::Field *field = next(name);
   if (field == nullptr) return *this;
-  const int mark = lenient_ ? elog_mark() : 0;
   if (db::write_integer(*field, value, row_)) return *this;
-  if (lenient_) elog_flush(0, mark);
   refuse(*field, std::to_string(value));
   return *this;
 }
@@ -72,9 +77,7 @@ RowPut &RowPut::put(std::string_view name, std::int64_t value) {
 RowPut &RowPut::put(std::string_view name, double value) {
   const db::Field *field = next(name);
   if (field == nullptr) return *this;
-  const int mark = lenient_ ? elog_mark() : 0;
   if (db::write_real(*field, value, row_)) return *this;
-  if (lenient_) elog_flush(0, mark);
   refuse(*field, field->type == db::FieldType::kTime ? time_text(value)
                                                      : format_text("%g", value));
   return *this;
@@ -97,9 +100,7 @@ RowPut &RowPut::put(std::string_view name, std::string_view value) {
       value.remove_suffix(1);
     }
   }
-  const int mark = lenient_ ? elog_mark() : 0;
   if (db::write_text(*field, value, row_)) return *this;
-  if (lenient_) elog_flush(0, mark);
   refuse(*field, "the text");
   return *this;
 }

@@ -43,10 +43,7 @@ class RowPut {
   RowPut &put(std::string_view name, double value);
   RowPut &put(std::string_view name, std::string_view value);
   /* From here on a value that does not fit is left out and counted, its field null. */
-  RowPut &lenient() {
-    lenient_ = true;
-    return *this;
-  }
+  RowPut &lenient();
 
  private:
   const db::Field *next(std::string_view name);
@@ -57,6 +54,7 @@ class RowPut {
   FillReport &report_;
   std::size_t at_ = 0;  // where the last field was found: they come in order
   bool lenient_ = false;
+  int mark_ = 0;  // of the messages before
 };
 
 /* The ids of the magnitude rows behind mb, ms and ml of an origin; -1: none. */

@@ -72,12 +72,12 @@ bool ImportPlan::plan_remarks(const std::vector<RemarkLine> &lines,
   for (const RemarkLine &line : lines) {
     const auto found =
         std::find_if(stored.begin(), stored.end(), [&](const auto &entry) {
-          return line.kinds.empty() ? entry.first == line.text
-                                    : is_of_kind(line, entry.first);
+          return line.is_comment() ? entry.first == line.text
+                                   : is_of_kind(line, entry.first);
         });
     const std::int64_t record = found == stored.end() ? -1 : found->second;
     if (found != stored.end()) {
-      if (line.kinds.empty()) continue;
+      if (line.is_comment()) continue;
       stored.erase(found);
     }
     std::string row = row_of(kRemark, record);
@@ -85,7 +85,7 @@ bool ImportPlan::plan_remarks(const std::vector<RemarkLine> &lines,
     if (record < 0) put.put("commid", commid).put("lineno", ++last);
     put.put("remark", std::string_view(line.text));
     set(kRemark, record, std::move(row));
-    if (line.kinds.empty()) stored.emplace_back(line.text, -1);
+    if (line.is_comment()) stored.emplace_back(line.text, -1);
   }
   return true;
 }

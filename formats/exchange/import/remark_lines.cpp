@@ -44,10 +44,10 @@ std::vector<RemarkLine> comment_lines(const std::vector<std::string> &comments,
       rest.remove_prefix(std::min(end + 1, rest.size()));
       while (line.size() > room) {
         const std::size_t cut = end_of_line(line, room);
-        lines.push_back({std::string(trimmed(line.substr(0, cut)))});
+        lines.push_back({std::string(trimmed(line.substr(0, cut))), {}});
         line = trimmed(line.substr(cut));
       }
-      if (!line.empty()) lines.push_back({std::string(line)});
+      if (!line.empty()) lines.push_back({std::string(line), {}});
     }
   }
   return lines;
@@ -91,7 +91,8 @@ std::vector<RemarkLine> origerr_remarks(const Origin &origin) {
 
 bool is_of_kind(const RemarkLine &line, std::string_view stored) {
   return std::any_of(line.kinds.begin(), line.kinds.end(), [&](std::string_view kind) {
-    return stored.starts_with(kind) && stored.substr(kind.size()).starts_with(": ");
+    return !kind.empty() && stored.starts_with(kind) &&
+           stored.substr(kind.size()).starts_with(": ");
   });
 }
 

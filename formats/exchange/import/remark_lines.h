@@ -5,8 +5,10 @@
 #ifndef KSUTIL_FORMATS_EXCHANGE_IMPORT_REMARK_LINES_H
 #define KSUTIL_FORMATS_EXCHANGE_IMPORT_REMARK_LINES_H
 
+#include <array>
 #include <cstdint>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "formats/exchange/records.h"
@@ -15,8 +17,10 @@ namespace ksutil::exchange {
 
 struct RemarkLine {
   std::string text;
-  /* What a line of this kind begins with, one of these words and ": "; none: a comment. */
-  std::vector<std::string_view> kinds{};
+  /* What a line of this kind begins with, one of these words and ": "; "": none, and with
+   * all of them a comment. */
+  std::array<std::string_view, 3> kinds{};
+  bool is_comment() const { return kinds[0].empty(); }
 };
 
 /* `magid` is that of the preferred magnitude; -1: none is named. */

@@ -1,0 +1,74 @@
+#include "tools/ksdb/import_target.h"
+
+#include <algorithm>
+#include <filesystem>
+#include <system_error>
+#include <vector>
+
+#include "platform/db/db.h"
+#include "platform/elog/elog.h"
+#include "tools/common/cli.h"
+
+namespace ksutil::tools {
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr std::size_t kBlockBytes = std::size_t{32} << 20;  // of tables, in memory
+
+/* Whether there is a descriptor or anything that could be a table or a journal. */
+bool is_there(const fs::path &path) {
+  std::error_code failed;
+  if (fs::exists(path, failed)) return true;
+  const std::string begin = path.filename().string() + ".";
+  const fs::path folder = path.has_parent_path() ? path.parent_path() : fs::path(".");
+  return std::any_of(fs::directory_iterator(folder, failed), fs::directory_iterator(),
+                     [&](const fs::directory_entry &entry) {
+                       return entry.path().filename().string().starts_with(begin);
+                     });
+}
+
+}  // namespace
+
+bool ImportTarget::open(const std::string &name, const std::string &schema,
+                        bool dry_run) {
+  if (!is_there(name)) {
+    if (schema.empty()) {
+      complain("there is no database " + name + "; --create SCHEMA makes one");
+      return false;
+    }
+    if (dry_run) {
+      store_ = db::open_scratch_store(schema);
+      return store_ != nullptr;
+    }
+    if (dbcreate(name.c_str(), schema.c_str()) != 0) return false;
+    made_ = name;
+  }
+  store_ = db::open_store(name, "r+", kBlockBytes);
+  return store_ != nullptr;
+}
+
+/* Only the descriptor and tables without a row: nothing that holds data is removed. */
+ImportTarget::~ImportTarget() {
+  if (made_.empty()) return;
+  std::vector<std::string> tables;
+  if (store_ != nullptr) {
+    for (const db::Relation &relation : store_->schema()->relations()) {
+      tables.push_back(made_ + "." + relation.name);
+    }
+  }
+  store_.reset();
+  std::error_code failed;
+  bool empty = true;
+  for (const std::string &table : tables) {
+    if (!fs::exists(table, failed)) continue;
+    if (fs::file_size(table, failed) == 0) {
+      fs::remove(table, failed);
+    } else {
+      empty = false;
+    }
+  }
+  if (empty) fs::remove(made_, failed);
+}
+
+}  // namespace ksutil::tools

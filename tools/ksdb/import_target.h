@@ -1,0 +1,34 @@
+/* ImportTarget: the database that an import writes, made first when that is asked for.
+ * What was made goes again unless the import succeeds. */
+#ifndef KSUTIL_TOOLS_KSDB_IMPORT_TARGET_H
+#define KSUTIL_TOOLS_KSDB_IMPORT_TARGET_H
+
+#include <memory>
+#include <string>
+
+#include "platform/db/store.h"
+
+namespace ksutil::tools {
+
+class ImportTarget {
+ public:
+  ImportTarget() = default;
+  ~ImportTarget();
+  ImportTarget(const ImportTarget &) = delete;
+  ImportTarget &operator=(const ImportTarget &) = delete;
+
+  /* Opens a database.  One that does not exist is made when `schema` names one; a dry run
+   * then takes one in memory.  False after a message. */
+  bool open(const std::string &name, const std::string &schema, bool dry_run);
+  db::DatabaseStore &store() { return *store_; }
+
+  /* The import has succeeded. */
+  void keep() { made_.clear(); }
+
+ private:
+  std::unique_ptr<db::DatabaseStore> store_;
+  std::string made_;  // the name of a database that was made
+};
+
+}  // namespace ksutil::tools
+#endif
