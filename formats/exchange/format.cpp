@@ -2,6 +2,7 @@
 #include <array>
 #include <cctype>
 
+#include "formats/exchange/fdsn_station/fdsn_station_formats.h"
 #include "formats/exchange/format.h"
 #include "formats/exchange/gse/gse_format.h"
 #include "formats/exchange/isf/isf_format.h"
@@ -13,6 +14,7 @@
 #include "formats/exchange/pha/pha_format.h"
 #include "formats/exchange/quakeml/quakeml_format.h"
 #include "formats/exchange/sc3ml/sc3ml_format.h"
+#include "formats/exchange/stationxml/stationxml_format.h"
 #include "formats/exchange/table/table_formats.h"
 #include "platform/stock/text.h"
 
@@ -20,11 +22,13 @@ namespace ksutil::exchange {
 namespace {
 
 /* More exact recognitions stand first: a table is whatever names known columns. */
-constexpr std::array<const Format *, 13> kFormats{
-    &kQuakemlFormat, &kSc3mlFormat,    &kNdkFormat,       &kIsfFormat,
-    &kGseFormat,     &kNordicFormat,   &kNonLinLocFormat, &kNonLinLocObservationFormat,
-    &kPhaFormat,     &kFdsnTextFormat, &kCsvFormat,       &kJsonLinesFormat,
-    &kKmlFormat};
+constexpr std::array<const Format *, 17> kFormats{
+    &kQuakemlFormat,     &kSc3mlFormat,       &kStationXmlFormat,
+    &kFdsnNetworkFormat, &kFdsnStationFormat, &kFdsnChannelFormat,
+    &kNdkFormat,         &kIsfFormat,         &kGseFormat,
+    &kNordicFormat,      &kNonLinLocFormat,   &kNonLinLocObservationFormat,
+    &kPhaFormat,         &kFdsnTextFormat,    &kCsvFormat,
+    &kJsonLinesFormat,   &kKmlFormat};
 
 struct Signature {
   std::string_view bytes, name, hint;

@@ -10,40 +10,22 @@
 #include "tools/common/options.h"
 #include "tools/common/progress.h"
 #include "tools/ksdb/commands.h"
+#include "tools/ksdb/import_stations.h"
 #include "tools/ksdb/import_target.h"
 #include "tools/ksdb/index_command.h"
+#include "tools/ksdb/refusals.h"
 
 namespace ksutil::tools {
 namespace {
 
 using exchange::Imported;
 
-constexpr long kMostComplaints = 100;
 constexpr long kMegabyte = 1 << 20;
 
 struct ImportArguments {
   std::string file, database, schema, after, before, format;
   double min_magnitude = -DBL_MAX;
   bool quiet = false, dry_run = false, strict = false, keep_origins = false;
-};
-
-/* Complains about refused lines, and after kMostComplaints only counts them. */
-class Refusals {
- public:
-  explicit Refusals(std::string file) : file_(std::move(file)) {}
-  void add(std::int64_t line, const std::string &reason) {
-    if (++count_ > kMostComplaints) return;
-    complain(file_ + ":" + std::to_string(line) + ": " + reason);
-  }
-  void finish() const {
-    if (count_ <= kMostComplaints) return;
-    complain(std::to_string(count_ - kMostComplaints) + " more lines refused");
-  }
-  long count() const { return count_; }
-
- private:
-  const std::string file_;
-  long count_ = 0;
 };
 
 bool read_date(const char *option, const std::string &text, double &date) {
@@ -56,7 +38,9 @@ bool read_date(const char *option, const std::string &text, double &date) {
 std::vector<std::string> words_of_formats() {
   std::vector<std::string> words;
   for (const exchange::Format *format : exchange::formats()) {
-    if (format->open_reader != nullptr) words.emplace_back(format->word);
+    if (format->open_reader != nullptr || format->open_station_reader != nullptr) {
+      words.emplace_back(format->word);
+    }
   }
   return words;
 }
@@ -139,6 +123,11 @@ int import(const ImportArguments &arguments) {
     exchange::Recognised kind = exchange::recognise(input->head());
     if (!arguments.format.empty()) {
       kind.format = exchange::format_of_word(arguments.format);
+    }
+    if (kind.format != nullptr && kind.format->open_station_reader != nullptr) {
+      return import_station_file(*input, kind,
+                                 {arguments.database, arguments.schema, arguments.quiet,
+                                  arguments.dry_run, arguments.strict});
     }
     reader = exchange::open_reader(*input, kind, problem);
   }

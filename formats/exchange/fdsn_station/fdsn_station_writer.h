@@ -1,0 +1,37 @@
+/* FdsnStationWriter: writes stations in the text form of the FDSN station service. */
+#ifndef KSUTIL_FORMATS_EXCHANGE_FDSN_STATION_FDSN_STATION_WRITER_H
+#define KSUTIL_FORMATS_EXCHANGE_FDSN_STATION_FDSN_STATION_WRITER_H
+
+#include <string>
+#include <vector>
+
+#include "formats/exchange/fdsn_station/fdsn_station_columns.h"
+#include "formats/exchange/stations/stations.h"
+#include "formats/exchange/writer.h"
+
+namespace ksutil::exchange {
+
+class FdsnStationWriter final : public StationWriter {
+ public:
+  FdsnStationWriter(TextSink &sink, FdsnLevel level) : sink_(sink), level_(level) {}
+
+  bool begin() override;
+  bool put(const StationItem &item) override;
+  bool end() override;
+  std::vector<Unplaced> without_place() const override;
+
+ private:
+  bool put_row(const std::vector<std::string> &cells);
+  bool finish_network();
+
+  TextSink &sink_;
+  const FdsnLevel level_;
+  /* At the network level a line is written when all stations have been counted. */
+  bool network_open_ = false;
+  Network network_;
+  std::int64_t stations_ = 0;
+  std::int64_t comments_ = 0, responses_ = 0;
+};
+
+}  // namespace ksutil::exchange
+#endif
