@@ -13,8 +13,10 @@
 #include "platform/stock/files.h"
 #include "platform/stock/memory.h"
 #include "tests/tools/scratch.h"
+#include "tools/plot/coast/coast_lines.h"
 #include "tools/plot/draw.h"
 #include "tools/plot/point_label.h"
+#include "tools/plot/projection.h"
 
 namespace ksutil::plot {
 namespace {
@@ -145,7 +147,7 @@ TEST(ColourScales, HaveTwoEndsForOneValue) {
 
 TEST(Maps, KeepTheAspectAndThePointsTogether) {
   Panel panel;
-  panel.map = true;
+  panel.map.emplace();
   panel.points.emplace_back();
   for (const double lon : {170.0, 175.0, -179.0, -170.0}) {
     panel.points[0].points.push_back({lon, lon > 0.0 ? 55.0 : 65.0, {}});
@@ -162,6 +164,7 @@ TEST(Maps, KeepTheAspectAndThePointsTogether) {
 
 TEST(Maps, TurnPointsToTheMesh) {
   Panel panel;
+  panel.map.emplace();
   panel.meshes.push_back(
       {.x = {170, 190}, .y = {-10, 10}, .values = {1, 2, 3, 4}, .nx = 2, .ny = 2});
   panel.points.push_back({.points = {{-175.0, 5.0}, {175.0, -5.0}}});
@@ -169,6 +172,76 @@ TEST(Maps, TurnPointsToTheMesh) {
   EXPECT_EQ(panel.points[0].points[0].x, 185.0);
   EXPECT_EQ(panel.points[0].points[1].x, 175.0);
   EXPECT_LT(panel.x.high - panel.x.low, 80.0);
+}
+
+TEST(Maps, ProjectAsTheirFormulaeSay) {
+  /* Numerical examples of Snyder (1987) for spheres of radius 1 and 3. */
+  constexpr double kEarth = 6371.0;
+  const auto mercator = PlaneMap(PlaneMap::Kind::kMercator, -180, 0).at(-75, 35);
+  EXPECT_NEAR(mercator->x / kEarth, 1.8325957, 1e-6);
+  EXPECT_NEAR(mercator->y / kEarth, 0.6528366, 1e-6);
+  const auto equal = PlaneMap(PlaneMap::Kind::kLambertEqualArea, -100, 40).at(100, -20);
+  EXPECT_NEAR(equal->x / kEarth * 3.0, -4.2339303, 1e-6);
+  EXPECT_NEAR(equal->y / kEarth * 3.0, 4.0257775, 1e-6);
+  const auto distant =
+      PlaneMap(PlaneMap::Kind::kAzimuthalEquidistant, -100, 40).at(100, -20);
+  EXPECT_NEAR(distant->x / kEarth * 3.0, -5.8311398, 1e-6);
+  EXPECT_NEAR(distant->y / kEarth * 3.0, 5.5444634, 1e-6);
+  const auto world = PlaneMap(PlaneMap::Kind::kMollweide, -90, 0).at(-75, -50);
+  EXPECT_NEAR(world->x / kEarth, 0.1788845, 1e-6);
+  EXPECT_NEAR(world->y / kEarth, -0.9208758, 1e-6);
+  EXPECT_FALSE(PlaneMap(PlaneMap::Kind::kMercator, 0, 0).at(0, 89.9));
+  EXPECT_FALSE(PlaneMap(PlaneMap::Kind::kLambertEqualArea, 0, 0).at(180, 0));
+}
+
+TEST(Maps, ShowTheirDataInEveryProjection) {
+  for (const Projection projection :
+       {Projection::kMercator, Projection::kEqualArea, Projection::kAzimuthal}) {
+    for (const double span : {0.01, 3.0, 60.0, 300.0}) {
+      Panel panel;
+      panel.map = Map{.projection = projection};
+      panel.points.emplace_back();
+      panel.disks.emplace_back(Disk{.x = 178.0, .y = -12.0});
+      for (const double part : {-0.5, 0.1, 0.5}) {
+        panel.points[0].points.push_back(
+            {178.0 + part * span, -12.0 + part * span / 6, {}});
+      }
+      const MapLayout map = arrange_map(panel, 700.0);
+      for (const Point &point : panel.points[0].points) {
+        EXPECT_TRUE(point.x >= panel.x.low && point.x <= panel.x.high) << span;
+        EXPECT_TRUE(point.y >= panel.y.low && point.y <= panel.y.high) << span;
+      }
+      EXPECT_TRUE(panel.disks[0].x > panel.x.low && panel.disks[0].x < panel.x.high);
+      EXPECT_FALSE(map.note.empty());
+      EXPECT_FALSE(map.grid.empty());
+      for (const MapLayout::Outline &outline : map.coast) {
+        for (std::size_t i = 1; i < outline.points.size(); i++) {
+          const double step = std::hypot(outline.points[i].x - outline.points[i - 1].x,
+                                         outline.points[i].y - outline.points[i - 1].y);
+          EXPECT_LT(step, 0.3 * (panel.x.high - panel.x.low) + 3000) << span;
+        }
+      }
+    }
+  }
+}
+
+TEST(CoastLines, AreWholeAndOnEarth) {
+  for (const bool fine : {false, true}) {
+    std::size_t points = 0, borders = 0;
+    for (const GeoLine &line : coast_lines(fine)) {
+      ASSERT_GE(line.points.size(), 2U);
+      points += line.points.size();
+      borders += line.border ? 1 : 0;
+      for (std::size_t i = 0; i < line.points.size(); i++) {
+        const GeoPoint &at = line.points[i];
+        EXPECT_TRUE(std::fabs(at.lon) <= 180.005F && std::fabs(at.lat) <= 90.0F);
+        const float before = line.points[i > 0 ? i - 1 : 0].lon;
+        EXPECT_LT(std::fabs(at.lon - before), 100.0F);
+      }
+    }
+    EXPECT_GT(points, fine ? 40000U : 4000U);
+    EXPECT_GT(borders, 100U);
+  }
 }
 
 TEST(PointLabels, TellLooks) {

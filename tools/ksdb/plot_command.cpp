@@ -8,6 +8,7 @@
 #include "tools/common/unreadable.h"
 #include "tools/ksdb/open_tables.h"
 #include "tools/ksdb/plot_figure.h"
+#include "tools/plot/map_options.h"
 #include "tools/plot/picture_options.h"
 
 namespace ksutil::tools {
@@ -16,6 +17,7 @@ namespace {
 struct PlotCommandOptions {
   std::string database, tables, where;
   plot::PictureOptions picture;
+  plot::MapOptions map;
   PlotOptions plot;
 };
 
@@ -37,6 +39,10 @@ bool usable(PlotOptions &plot) {
 
 int draw(const PlotCommandOptions &given) {
   PlotCommandOptions options = given;
+  if (options.map.map) {
+    options.plot.map = plot::map_of(options.map);
+    if (!options.plot.map) return kUsage;
+  }
   if (!usable(options.plot)) return kUsage;
   const OpenDatabase database(options.database, "r");
   const Dbptr view = open_view(database, options.tables, options.where);
@@ -65,8 +71,8 @@ void describe_plot(CLI::App &command, PlotCommandOptions &options) {
                      "Expression that decides how strong the colour is");
   command.add_option("--size", plot.size, "Expression that decides the size");
   command.add_option("--symbol", plot.symbol, "Expression of texts: one symbol each");
-  command.add_flag("--map", plot.map,
-                   "A map: x and y are degrees (default lon and lat)");
+  plot::add_map_options(command, options.map,
+                        "A map: x and y are degrees (default lon and lat)");
   command.add_flag("--hollow", plot.hollow, "Outlines only");
   command.add_option("--max-size", plot.max_size, "Size of the largest symbol")
       ->check(whole_number(1, 100))

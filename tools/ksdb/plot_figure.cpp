@@ -233,7 +233,7 @@ bool make_plot(Dbptr view, const PlotOptions &options, plot::Figure &figure) {
   panel.x = axis_of(view, options.x, options.x_label);
   panel.y = axis_of(view, options.y, options.y_label);
   panel.map = options.map;
-  if (options.map) {
+  if (panel.map) {
     panel.x.label = options.x_label;
     panel.y.label = options.y_label;
   }

@@ -2,6 +2,7 @@
 #ifndef KSUTIL_TOOLS_KSDB_PLOT_FIGURE_H
 #define KSUTIL_TOOLS_KSDB_PLOT_FIGURE_H
 
+#include <optional>
 #include <string>
 
 #include "platform/db/db.h"
@@ -18,7 +19,8 @@ struct PlotOptions {
    * brightness, for readers who tell few colours apart. */
   double hue_centre = -45.0, hue_range = -190.0;
   double opacity = 1.0;
-  bool map = false, hollow = false;
+  std::optional<plot::Map> map;
+  bool hollow = false;
 };
 
 /* Makes one panel with a point for each record on which all expressions have a value, and

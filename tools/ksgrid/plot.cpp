@@ -81,7 +81,7 @@ int draw(const PlotOptions &options) {
   for (const int frame : frames) {
     plot::Panel &panel = figure.panels.emplace_back();
     panel.title = frame_title(*grid, frame);
-    panel.map = options.map;
+    if (options.map) panel.map.emplace();
     panel.x.label = options.x_label.empty() ? text_of(grid->xname) : options.x_label;
     panel.y.label = options.y_label;
     plot::Mesh mesh = frame_mesh(*grid, frame);

@@ -14,6 +14,11 @@ inline constexpr Colour kFrame{0.55, 0.55, 0.58, 1.0};
 
 void draw_grid(Canvas &canvas, const PanelLayout &layout);
 void draw_meshes(Canvas &canvas, const PanelLayout &layout);
+/* The coast and the grid of a map; its bar of kilometres and the name of its projection;
+ * its frame with labels.  Nothing where the panel is not a map. */
+void draw_coast(Canvas &canvas, const PanelLayout &layout);
+void draw_furniture(Canvas &canvas, const PanelLayout &layout);
+void draw_map_frame(Canvas &canvas, const PanelLayout &layout);
 void draw_lines(Canvas &canvas, const PanelLayout &layout);
 void draw_points(Canvas &canvas, const PanelLayout &layout);
 void draw_disks(Canvas &canvas, const PanelLayout &layout);

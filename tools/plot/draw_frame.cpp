@@ -71,6 +71,7 @@ void draw_frame(Canvas &canvas, const PanelLayout &layout) {
   const Panel &panel = layout.panel;
   draw_panel_title(canvas, layout);
   if (panel.bare) return;
+  if (layout.map && layout.map->curved) return draw_map_frame(canvas, layout);
   const Paint paint{kFrame, {}, 1.0};
   canvas.rectangle(frame, paint);
   for (const Tick &tick : layout.x_ticks.ticks) {

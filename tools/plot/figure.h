@@ -152,6 +152,27 @@ struct StyleKey {
   std::vector<Entry> entries = {};
 };
 
+/* How longitudes and latitudes are laid on the plane.  kEqualArea is Lambert's azimuthal
+ * projection, and Mollweide's for what spans more than half of the world; kAzimuthal keeps
+ * distances from its centre. */
+enum class Projection { kPlateCarree, kMercator, kEqualArea, kAzimuthal };
+
+/* "plate-carree", "mercator", "equal-area", "azimuthal" and back; false for another name. */
+const char *projection_name(Projection projection);
+bool parse_projection(std::string_view name, Projection &projection);
+
+/* What makes a panel a map: x and y are degrees.  Panels with meshes are plate carree.  The
+ * map names its projection, and has a bar of kilometres, which holds in its middle. */
+struct Map {
+  Projection projection = Projection::kPlateCarree;
+  /* The extent, degrees; unset ends come from the data with a margin, longitudes cut where
+   * fewest points are. */
+  double west = kUnset, east = kUnset, south = kUnset, north = kUnset;
+  /* The centre of kEqualArea and kAzimuthal; the middle of the extent by default. */
+  double centre_lon = kUnset, centre_lat = kUnset;
+  bool coast = true, borders = true;
+};
+
 struct Panel {
   std::string title = {};  // small, above the left end
   Axis x = {}, y = {};
@@ -162,11 +183,9 @@ struct Panel {
   std::vector<Marker> markers = {};
   std::vector<ColourKey> colour_keys = {};
   std::vector<StyleKey> style_keys = {};
-  bool bare = false;       // no frame, grid, ticks or labels of axes
-  double height = kUnset;  // of the frame; by default a share of a pleasant whole
-  bool map =
-      false;  // x and y are degrees: labelled so, drawn with the aspect of the middle
-              // latitude (height follows), longitudes cut where fewest points are
+  bool bare = false;            // no frame, grid, ticks or labels of axes
+  double height = kUnset;       // of the frame; by default a share of a pleasant whole
+  std::optional<Map> map = {};  // the height follows from the extent
 };
 
 struct Figure {

@@ -172,6 +172,7 @@ bool has_context(const Ticks &ticks) {
 /* Height of what stands under a frame. */
 double foot_height(const PanelLayout &layout) {
   if (!layout.x_labels || layout.panel.bare) return 0.0;
+  if (layout.map && layout.map->curved) return 20.0;
   double height = 20.0;
   if (has_context(layout.x_ticks)) height += 14.0;
   if (!axis_title(layout.panel.x, layout.x_ticks).empty()) height += 20.0;
@@ -231,7 +232,7 @@ Layout lay_out(const Figure &figure) {
     part.panel = panel;
     if (is_missing(part.panel.height))
       part.panel.height = default_height(figure.panels.size());
-    if (panel.map) arrange_map(part.panel, figure.width - 160.0);
+    if (panel.map) part.map = arrange_map(part.panel, figure.width - 160.0);
     shorten_keys(part.panel, kKeyShare * figure.width);
     part.bars = bars_of(part.panel);
     right = std::max(right, keys_width(part));
@@ -241,6 +242,14 @@ Layout lay_out(const Figure &figure) {
         axis_ticks(part.panel.y, y_range(part.panel).low, y_range(part.panel).high,
                    count_for(part.panel.y, part.panel.height, false));
     if (panel.bare) continue;
+    if (part.map && part.map->curved) {
+      for (const MapLayout::Label &label : part.map->labels) {
+        if (!label.below) {
+          left = std::max(left, text_width(label.text, kTickSize) + kTickSpace);
+        }
+      }
+      continue;
+    }
     const bool titled = !axis_title(part.panel.y, part.y_ticks).empty();
     left =
         std::max(left, label_width(part.y_ticks) + kTickSpace + (titled ? 20.0 : 0.0));
@@ -259,7 +268,7 @@ Layout lay_out(const Figure &figure) {
     if (figure.panels[i].map) {
       panel = figure.panels[i];
       shorten_keys(panel, kKeyShare * figure.width);
-      arrange_map(panel, width);
+      part.map = arrange_map(panel, width);
     }
     choose_colours(part);
     collect_legend(part);

@@ -32,10 +32,32 @@ struct Bar {
   Ticks ticks;
 };
 
+/* What a map has beside its data, in the coordinates of its panel. */
+struct MapLayout {
+  struct Outline {
+    bool border = false;
+    std::vector<Position> points;
+  };
+  struct Label {
+    Position at;  // on the frame
+    std::string text;
+    bool below = true;  // the frame's lower side; else at its left
+  };
+  std::vector<Outline> coast;
+  bool curved = false;  // the grid below in place of ticks
+  std::vector<std::vector<Position>> grid;
+  std::vector<Label> labels;
+  std::vector<Position> rim;  // of a map of the whole world, in place of the frame
+  std::string note;           // the projection
+  double bar = 0.0;           // km
+  double bar_length = 0.0;    // along x
+};
+
 struct PanelLayout {
   Panel panel;  // as it is drawn: a map's longitudes follow each other
   Rect frame;
   AxisView x, y;
+  std::optional<MapLayout> map;
   Ticks x_ticks, y_ticks;
   bool x_labels = true;
   std::vector<Colour> line_colours, point_colours;  // of each series
@@ -58,9 +80,10 @@ std::string axis_title(const Axis &axis, const Ticks &ticks);
 /* The ends of a mesh's colours. */
 Range colour_range(const Mesh &mesh);
 
-/* Turns longitudes by whole circles until they stand together, and finds ranges of both
- * axes; `panel.height` becomes that of the right aspect for this width. */
-void arrange_map(Panel &panel, double width);
+/* Turns longitudes by whole circles until they stand together, projects the data of the
+ * panel, and finds ranges of both axes; `panel.height` becomes that of the right aspect for
+ * this width. */
+MapLayout arrange_map(Panel &panel, double width);
 
 }  // namespace ksutil::plot
 #endif

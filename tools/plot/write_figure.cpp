@@ -30,13 +30,16 @@ void draw(Canvas &canvas, const Figure &figure, const Layout &layout) {
     canvas.text({left, y}, figure.subtitle, {kSubtitleSize, kGreyInk});
   }
   for (const PanelLayout &panel : layout.panels) {
-    if (!panel.panel.bare) draw_grid(canvas, panel);
+    const bool curved = panel.map && panel.map->curved;
+    if (!panel.panel.bare && !curved) draw_grid(canvas, panel);
     canvas.begin_clip(panel.frame);
     draw_meshes(canvas, panel);
+    draw_coast(canvas, panel);
     draw_lines(canvas, panel);
     draw_points(canvas, panel);
     draw_disks(canvas, panel);
     draw_markers(canvas, panel);
+    draw_furniture(canvas, panel);
     canvas.end_clip();
     draw_frame(canvas, panel);
     draw_legend(canvas, panel);
