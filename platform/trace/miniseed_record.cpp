@@ -18,6 +18,8 @@ namespace {
 constexpr std::size_t kHeader = 48;  // bytes of the fixed part
 constexpr std::size_t kWindow =
     1024;  // where the blockettes of a header are looked for
+constexpr std::uint32_t kLongRecord =
+    8192;  // bytes, above which records are not read whole
 constexpr int kLeastExponent = 7, kMostExponent = 20;  // of the length of a record
 constexpr std::int64_t kMostLength = std::int64_t{1} << kMostExponent;
 
@@ -267,7 +269,7 @@ MiniseedWalker::Got MiniseedWalker::next(MiniseedRecord &record) {
       cut_at_ = -1;
       lost_ = 0;
       at_ += found.length;
-      long_records_ = found.length > 2 * kWindow;
+      long_records_ = found.length > kLongRecord;
       record = found;
       return Got::kRecord;
     }
