@@ -10,8 +10,9 @@
  * amplitude goes to standard error.
  *
  * An onset is where the mean energy of the last second first exceeds six times that of
- * the ten seconds before (Allen, BSSA 68, 1978, 1521-1532, in its simplest form). */
+ * the ten seconds before; `kswave pick` does the same to the waveforms of a database. */
 #include <ksutil.h>
+#include <ksutil/cxx/waveforms/signal.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -117,32 +118,20 @@ struct Work {
 };
 
 void pick(Work &work) {
-  constexpr double kShort = 1.0, kLong = 10.0, kRatio = 6.0;  // s, s, threshold
   Seismogram &seismogram = *work.seismogram;
-  const auto window = [&](double seconds) {
-    return std::max(1L, std::lround(seconds * seismogram.samprate));
-  };
-  const long brief = window(kShort), before = window(kLong);
-  /* energy[i]: of the samples before i. */
-  std::vector<double> energy{0.0};
-  for (long i = 0; i < seismogram.nsamp; i++) {
-    const double sample = seismogram.samples()[i];
-    energy.push_back(energy.back() + sample * sample);
-  }
-  const auto mean = [&](long from, long to) {
-    return (energy[static_cast<std::size_t>(to)] -
-            energy[static_cast<std::size_t>(from)]) /
-           static_cast<double>(to - from);
-  };
-  for (long i = before; i + brief <= seismogram.nsamp; i++) {
-    const double noise = mean(i - before, i), signal = mean(i, i + brief);
-    if (noise <= 0.0 || signal < kRatio * noise) continue;
-    /* The energy comes at the end of the window that first exceeds the threshold. */
-    work.onset =
-        seismogram.time + static_cast<double>(i + brief - 1) / seismogram.samprate;
-    work.ratio = signal / noise;
-    return;
-  }
+  ksutil::OnsetSearch search;
+  search.sta = 1.0;
+  search.lta = 10.0;
+  search.ratio = 6.0;
+  search.most = 1;
+  const auto onsets = ksutil::find_onsets(
+      std::span<const float>(seismogram.samples(),
+                             static_cast<std::size_t>(seismogram.nsamp)),
+      seismogram.samprate, search);
+  if (onsets.empty()) return;
+  work.onset =
+      seismogram.time + static_cast<double>(onsets[0].sample) / seismogram.samprate;
+  work.ratio = onsets[0].ratio;
 }
 
 /* One worker's step: the batch's piece of its own number, when there is one. */

@@ -64,7 +64,9 @@ struct ksdsseis_channel {
   long nsegments;        // rows of wfdisc in the window
   long nsamp;            // samples in the window; those of overlaps count each
   int missing;           // bits, see above
-  char missing_text[128];  // the same in words: "site, response"; "" for nothing
+  /* The same in words, "site, sensor"; "" for nothing.  What follows from another thing that
+   * is missing is not named: the response without an instrument. */
+  char missing_text[128];
 };
 
 extern "C" {
@@ -93,6 +95,12 @@ KSUTIL_API long ksdsseis_unusable(const ksdsseis *set);
 
 /* The description of a channel, which belongs to the data set; null for none. */
 KSUTIL_API const ksdsseis_channel *ksdsseis_describe(const ksdsseis *set, int channel);
+
+/* The times of the first and the last sample in the window of a row of wfdisc, epoch
+ * seconds, and its sample rate, Hz; any pointer may be null.  segment is 0 ... nsegments - 1
+ * in the order of time.  0 or -1. */
+KSUTIL_API int ksdsseis_get_segment(const ksdsseis *set, int channel, int segment,
+                                    double *time, double *endtime, double *samprate);
 
 /* The number of the channel of these codes; -1, without a message, for none. */
 KSUTIL_API int ksdsseis_find(const ksdsseis *set, const char *sta, const char *chan);

@@ -201,7 +201,8 @@ TEST_F(DataSet, MissingMetadataIsToldAndNotFatal) {
   ASSERT_NE(set, nullptr);
   const ksdsseis_channel &channel = *ksdsseis_describe(set.get(), 0);
   EXPECT_STREQ(channel.missing_text,
-               "site, sitechan, sensor, instrument, response, seedcode");
+               "site, sitechan, sensor, seedcode");
+  EXPECT_EQ(channel.missing, 63);
   EXPECT_EQ(channel.lat, -999);
   EXPECT_EQ(channel.hang, -1);
   EXPECT_EQ(channel.calib, 0.5);
@@ -236,6 +237,11 @@ TEST_F(DataSet, OverlapsGoToTheLaterLoadDate) {
   ASSERT_EQ(segments.size(), 4U);
   EXPECT_EQ(segments[1].size(), 10U);
   EXPECT_EQ(std::get<Segment::Counts>(segments[1].samples)[0], 200);
+  double time = 0, endtime = 0;
+  ASSERT_EQ(ksdsseis_get_segment(set.get(), 0, 3, &time, &endtime, nullptr), 0);
+  EXPECT_NEAR(time, kTime + 2.5, 1e-6);
+  EXPECT_NEAR(endtime, kTime + 2.6, 1e-6);
+  EXPECT_EQ(ksdsseis_get_segment(set.get(), 0, 4, &time, nullptr, nullptr), -1);
 }
 
 /* A file that is gone costs its own samples; rows may promise what no memory holds. */

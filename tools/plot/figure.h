@@ -37,12 +37,19 @@ enum class Scale {
 /* What the numbers at the ticks look like. */
 enum class TickForm { kNumber, kLatitude, kLongitude };
 
+/* A tick with a text of its own. */
+struct NamedTick {
+  double value = 0.0;
+  std::string text = {};
+};
+
 struct Axis {
   std::string label = {};  // with its unit: "depth (km)"
   Scale scale = Scale::kLinear;
   double low = kUnset, high = kUnset;  // unset ends come from the data, with a margin
   bool reverse = false;                // low at the right or at the top
   TickForm form = TickForm::kNumber;
+  std::vector<NamedTick> names = {};  // ascending; in place of numbers, if any
 };
 
 /* A line through points in their order, or through samples (no x).  What is not a number

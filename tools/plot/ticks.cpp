@@ -4,6 +4,7 @@
 #include <cmath>
 
 #include "platform/stock/text.h"
+#include "tools/plot/canvas.h"
 
 namespace ksutil::plot {
 namespace {
@@ -137,6 +138,15 @@ Ticks degree_ticks(double low, double high, int count, TickForm form) {
 }
 
 Ticks axis_ticks(const Axis &axis, double low, double high, int count) {
+  if (!axis.names.empty()) {
+    Ticks named;
+    for (const NamedTick &each : axis.names) {
+      if (each.value >= low && each.value <= high) {
+        named.ticks.push_back({each.value, printable(each.text), ""});
+      }
+    }
+    return named;
+  }
   if (axis.scale == Scale::kLog) return log_ticks(low, high, count);
   if (axis.scale == Scale::kTime) return time_ticks(low, high, count);
   if (axis.form != TickForm::kNumber) return degree_ticks(low, high, count, axis.form);

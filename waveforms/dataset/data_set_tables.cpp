@@ -269,7 +269,12 @@ class Metadata {
                   {KSDSSEIS_OTHER_SAMPRATE, "one sample rate"}};
     std::string text;
     for (const auto &each : kTexts) {
-      if ((to.missing & each.bit) == 0) continue;
+      /* Without a sensor the instrument cannot be known, nor without it the response. */
+      const bool follows = (each.bit == KSDSSEIS_NO_INSTRUMENT &&
+                            (to.missing & KSDSSEIS_NO_SENSOR) != 0) ||
+                           (each.bit == KSDSSEIS_NO_RESPONSE &&
+                            (to.missing & KSDSSEIS_NO_INSTRUMENT) != 0);
+      if ((to.missing & each.bit) == 0 || follows) continue;
       text += (text.empty() ? "" : ", ") + std::string(each.text);
     }
     std::memcpy(to.missing_text, text.c_str(), text.size() + 1);

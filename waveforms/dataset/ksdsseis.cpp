@@ -282,6 +282,22 @@ const ksdsseis_channel *ksdsseis_describe(const ksdsseis *set, int channel) {
   return found == nullptr ? nullptr : &found->description;
 }
 
+int ksdsseis_get_segment(const ksdsseis *set, int channel, int segment, double *time,
+                         double *endtime, double *samprate) {
+  constexpr char kSelf[] = "ksdsseis_get_segment";
+  const Channel *const found =
+      find_channel(kSelf, const_cast<ksdsseis *>(set), channel);
+  if (found == nullptr) return -1;
+  if (segment < 0 || static_cast<std::size_t>(segment) >= found->rows.size()) {
+    return fail(kSelf, "There is no segment %d", segment);
+  }
+  const WaveformRow &row = found->rows[static_cast<std::size_t>(segment)];
+  if (time != nullptr) *time = row.time();
+  if (endtime != nullptr) *endtime = row.endtime();
+  if (samprate != nullptr) *samprate = row.segment.samprate;
+  return 0;
+}
+
 int ksdsseis_find(const ksdsseis *set, const char *sta, const char *chan) {
   if (set == nullptr || sta == nullptr || chan == nullptr) return -1;
   for (std::size_t i = 0; i < set->channels.size(); ++i) {

@@ -1,0 +1,214 @@
+/* People locate and measure earthquakes with what this program extracts, draws and picks. */
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <filesystem>
+#include <fstream>
+#include <nlohmann/json.hpp>
+#include <random>
+#include <string>
+
+#include "formats/kssac.h"
+#include "tests/support/rows.h"
+#include "tests/tools/scratch.h"
+
+namespace ksutil::tools {
+namespace {
+
+using testing::HasSubstr;
+using testing::Not;
+
+const std::string kProgram = KSWAVE_PROGRAM;
+const std::string kMlr = " " KSUTIL_SOURCE_DIR "/data/mlr/mlr";
+constexpr double kOrigin = 1400000000.0;
+
+/* Stations 2 and 5 degrees east of an event, with a strong onset 100 s into the files. */
+class Kswave : public testing::Test {
+ protected:
+  void SetUp() override {
+    folder_.write("db", "schema css3.0\n");
+    std::string wfdisc, site;
+    for (const auto &[sta, lon] : {std::pair("AA", 2.0), std::pair("BB", 5.0)}) {
+      const std::string file = std::string(sta) + ".w";
+      folder_.write(file, samples());
+      wfdisc += test::RowMaker("wfdisc")
+                    .set("sta", std::string(sta))
+                    .set("chan", std::string("BHZ"))
+                    .set("time", kOrigin)
+                    .set("nsamp", 4000L)
+                    .set("samprate", 20.0)
+                    .set("datatype", std::string("s4"))
+                    .set("dir", std::string("."))
+                    .set("dfile", file)
+                    .set("foff", 0L)
+                    .text();
+      site += test::RowMaker("site")
+                  .set("sta", std::string(sta))
+                  .set("ondate", 2000001L)
+                  .set("lat", 0.0)
+                  .set("lon", lon)
+                  .set("elev", 0.0)
+                  .text();
+    }
+    folder_.write("db.wfdisc", wfdisc);
+    folder_.write("db.site", site);
+    folder_.write("db.event",
+                  test::RowMaker("event").set("evid", 3L).set("prefor", 5L).text());
+    folder_.write("db.origin", test::RowMaker("origin")
+                                   .set("lat", 0.0)
+                                   .set("lon", 0.0)
+                                   .set("depth", 10.0)
+                                   .set("time", kOrigin)
+                                   .set("orid", 5L)
+                                   .set("evid", 3L)
+                                   .text());
+    folder_.write("db.arrival", test::RowMaker("arrival")
+                                    .set("sta", std::string("AA"))
+                                    .set("time", kOrigin + 35)
+                                    .set("arid", 9L)
+                                    .set("auth", std::string("me"))
+                                    .text());
+    folder_.write("db.assoc", test::RowMaker("assoc")
+                                  .set("arid", 9L)
+                                  .set("orid", 5L)
+                                  .set("sta", std::string("AA"))
+                                  .set("phase", std::string("Pg"))
+                                  .text());
+  }
+
+  static std::string samples() {
+    std::mt19937 random(3);
+    std::normal_distribution<double> noise(0.0, 10.0);
+    std::string bytes;
+    for (int i = 0; i < 4000; ++i) {
+      const double signal = i < 2000 ? 0.0 : 500.0 * std::cos(0.9 * (i - 2000));
+      const auto value =
+          static_cast<std::uint32_t>(std::lround(noise(random) + signal));
+      for (const int shift : {24, 16, 8, 0}) {
+        bytes += static_cast<char>(value >> shift & 255);
+      }
+    }
+    return bytes;
+  }
+
+  ProgramRun run(const std::string &arguments) {
+    return run_program("cd " + folder_.path() + " && " + kProgram + " " + arguments);
+  }
+  std::string picture(const std::string &arguments) {
+    const ProgramRun drawn = run(arguments + " -o p.svg db");
+    EXPECT_EQ(drawn.code, 0) << drawn.errors;
+    return read_text(folder_ / "p.svg");
+  }
+
+  ScratchFolder folder_;
+};
+
+TEST_F(Kswave, ListsChannelsWithNulls) {
+  const auto rows = nlohmann::json::parse(run("list --json db").output);
+  ASSERT_EQ(rows.size(), 2U);
+  EXPECT_EQ(rows[1]["sta"], "BB");
+  EXPECT_EQ(rows[1]["lon"], 5);
+  EXPECT_EQ(rows[1]["nsamp"], 4000);
+  EXPECT_TRUE(rows[1]["hang"].is_null());
+  EXPECT_TRUE(rows[1]["calib"].is_null());
+  EXPECT_EQ(rows[1]["missing"], "sitechan, sensor, seedcode, calib");
+  EXPECT_EQ(run("list --sta A. --csv db").output.find("\nBB"), std::string::npos);
+  const ProgramRun none = run("list --sta A db");
+  EXPECT_EQ(none.code, 1);
+  EXPECT_THAT(none.errors, HasSubstr("no waveforms of these channels and times in db"));
+  EXPECT_THAT(picture("list"), HasSubstr("BB.BHZ"));
+}
+
+TEST_F(Kswave, ExtractsAWindowInEachFormat) {
+  const std::string window = "--sta AA --start 1400000010 --end 1400000012 ";
+  const std::string stem = "./AA.BHZ.2014133.165330";
+  EXPECT_EQ(run("get " + window + "--orid 5 db").output, stem + ".000.sac\n");
+  KSSac *const kssac = kssac_read_from_file_kssac(
+      (folder_ / (stem + ".000.sac")).c_str(), nullptr, nullptr);
+  ASSERT_NE(kssac, nullptr);
+  std::int64_t npts = 0, evid = 0;
+  double distance = 0;
+  kssac_gethdr_kssac(kssac, "NPTS", &npts, "NEVID", &evid, "GCARC", &distance,
+                     test::kEndOfArguments);
+  kssac_free_kssac(kssac);
+  EXPECT_EQ(npts, 41);
+  EXPECT_EQ(evid, 3);
+  EXPECT_NEAR(distance, 2.0, 1e-4);
+  const ProgramRun again = run("get " + window + "db");
+  EXPECT_EQ(again.code, 1);
+  EXPECT_THAT(again.errors, HasSubstr("is there already"));
+  EXPECT_EQ(run("get --force -q " + window + "db").output, "");
+  EXPECT_EQ(run("get --format text " + window + "db").output, stem + ".txt\n");
+  const std::string text = read_text(folder_ / (stem + ".txt"));
+  EXPECT_THAT(text, HasSubstr("# AA.BHZ 20 Hz, counts\n2014-05-13T16:53:30.000Z "));
+  EXPECT_EQ(std::count(text.begin(), text.end(), '\n'), 42);
+}
+
+/* A file that is gone: the other channels are written, and the exit code tells. */
+TEST_F(Kswave, DamageIsToldAndTheRestIsDone) {
+  std::filesystem::remove(folder_ / "AA.w");
+  const ProgramRun got = run("get db");
+  EXPECT_EQ(got.code, 1);
+  EXPECT_EQ(got.output, "./BB.BHZ.2014133.165320.000.sac\n");
+  EXPECT_THAT(got.errors, HasSubstr("AA.w"));
+  EXPECT_EQ(run("plot -o p.svg db").code, 1);
+  EXPECT_THAT(read_text(folder_ / "p.svg"), HasSubstr("BB.BHZ"));
+}
+
+TEST_F(Kswave, DrawsPicksTheoryAndSections) {
+  const std::string traces = picture("plot --evid 3 --common");
+  EXPECT_THAT(traces, HasSubstr(">Pg<"));
+  EXPECT_THAT(traces, HasSubstr(">Pn?<"));
+  EXPECT_THAT(traces, HasSubstr("orid 5"));
+  const std::string section = picture("plot --section --orid 5 --filter 1,5");
+  EXPECT_THAT(section, HasSubstr("distance (degrees)"));
+  EXPECT_THAT(section, HasSubstr(">picks<"));
+  const std::string day = picture("plot --day --line 1 --sta AA");
+  EXPECT_THAT(day, HasSubstr(">2014-05-13 16:53<"));
+  EXPECT_THAT(day, HasSubstr(">16:56<"));
+  EXPECT_EQ(run("plot --section -o p.svg db").code, 2);
+  EXPECT_EQ(run("plot --evid 4 -o p.svg db").code, 1);
+  EXPECT_EQ(run("plot --day -o p.svg db").code, 1);
+  EXPECT_EQ(run("plot --filter 5,1 -o p.svg db").code, 2);
+  EXPECT_EQ(run("plot --line 0 -o p.svg db").code, 2);
+}
+
+/* calib of 0.0633 nm at 1 s makes 2.5143e9 counts for a m/s. */
+TEST_F(Kswave, ResponsesAndSpectra) {
+  EXPECT_THAT(
+      run("response --csv --fmin 1 --fmax 10 --count 2 --chan BHZ" + kMlr).output,
+      HasSubstr("\nMLR,BHZ,1,2.514296e+09,"));
+  const ProgramRun none = run("response db");
+  EXPECT_EQ(none.code, 1);
+  EXPECT_THAT(none.errors, HasSubstr("AA BHZ has no response file"));
+  EXPECT_THAT(run("spectrum --csv --piece 10 db").output, HasSubstr("AA,BHZ,0.15625,"));
+  EXPECT_EQ(run("spectrum --motion V -o p.svg" + kMlr).code, 0);
+  EXPECT_EQ(run("response --fmin 5 --fmax 1" + kMlr).code, 1);
+}
+
+TEST_F(Kswave, PicksOnceAndOnlyWhenAsked) {
+  const ProgramRun dry = run("pick --dry-run --csv db");
+  EXPECT_EQ(dry.code, 0) << dry.errors;
+  EXPECT_THAT(dry.output, HasSubstr("AA,BHZ,2014-05-13T16:55:"));
+  EXPECT_EQ(read_text(folder_ / "db.arrival").find("kswave"), std::string::npos);
+  const auto picks = nlohmann::json::parse(run("pick --phase P --json db").output);
+  ASSERT_EQ(picks.size(), 2U);
+  EXPECT_EQ(picks[0]["arid"], 10);  // above the one that is there
+  EXPECT_EQ(run("pick --phase P --csv db").output, "sta,chan,time,ratio,arid\n");
+  const std::string rows = read_text(folder_ / "db.arrival");
+  EXPECT_EQ(std::count(rows.begin(), rows.end(), '\n'), 3);
+  const test::OpenDatabase db(folder_ / "db", "r");
+  double time = 0;
+  char phase[16] = "";
+  ASSERT_EQ(dbgetv(db.at("arrival", 1), "time", &time, "iphase", phase,
+                   test::kEndOfArguments),
+            0);
+  EXPECT_NEAR(time, kOrigin + 100.0, 0.2);
+  EXPECT_STREQ(phase, "P");
+  EXPECT_EQ(run("pick --auth 'a b' db").code, 2);
+  EXPECT_EQ(run("pick --ratio 0 db").code, 2);
+}
+
+}  // namespace
+}  // namespace ksutil::tools
