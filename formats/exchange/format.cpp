@@ -4,6 +4,7 @@
 
 #include "formats/exchange/fdsn_station/fdsn_station_formats.h"
 #include "formats/exchange/format.h"
+#include "formats/exchange/geojson/geojson_format.h"
 #include "formats/exchange/gse/gse_format.h"
 #include "formats/exchange/isf/isf_format.h"
 #include "formats/exchange/json/json_format.h"
@@ -22,13 +23,24 @@ namespace ksutil::exchange {
 namespace {
 
 /* More exact recognitions stand first: a table is whatever names known columns. */
-constexpr std::array<const Format *, 17> kFormats{
-    &kQuakemlFormat,     &kSc3mlFormat,       &kStationXmlFormat,
-    &kFdsnNetworkFormat, &kFdsnStationFormat, &kFdsnChannelFormat,
-    &kNdkFormat,         &kIsfFormat,         &kGseFormat,
-    &kNordicFormat,      &kNonLinLocFormat,   &kNonLinLocObservationFormat,
-    &kPhaFormat,         &kFdsnTextFormat,    &kCsvFormat,
-    &kJsonLinesFormat,   &kKmlFormat};
+constexpr std::array<const Format *, 18> kFormats{&kGeojsonFormat,
+                                                  &kQuakemlFormat,
+                                                  &kSc3mlFormat,
+                                                  &kStationXmlFormat,
+                                                  &kFdsnNetworkFormat,
+                                                  &kFdsnStationFormat,
+                                                  &kFdsnChannelFormat,
+                                                  &kNdkFormat,
+                                                  &kIsfFormat,
+                                                  &kGseFormat,
+                                                  &kNordicFormat,
+                                                  &kNonLinLocFormat,
+                                                  &kNonLinLocObservationFormat,
+                                                  &kPhaFormat,
+                                                  &kFdsnTextFormat,
+                                                  &kCsvFormat,
+                                                  &kJsonLinesFormat,
+                                                  &kKmlFormat};
 
 struct Signature {
   std::string_view bytes, name, hint;

@@ -300,7 +300,8 @@ TEST(Help, ShowsExamplesThatRunAsPrinted) {
           examples_of(run_program(program + " " + name + " --help").output);
       EXPECT_FALSE(examples.empty()) << name;
       for (const std::string &example : examples) {
-        const bool endless = example.starts_with("ksevents watch");
+        const bool endless =
+            example.starts_with("ksevents watch") || example.starts_with("ksdb follow");
         const ProgramRun run =
             run_program(here + (endless ? "timeout 1 " : "") + example);
         EXPECT_EQ(run.code, endless ? 124 : 0) << example << "\n" << run.errors;

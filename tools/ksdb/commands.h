@@ -25,6 +25,7 @@ Command prefer_command();
 Command dedup_command();
 Command export_command();
 Command formats_command();
+Command follow_command();
 
 }  // namespace ksutil::tools
 #endif

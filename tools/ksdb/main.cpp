@@ -10,7 +10,7 @@ int main(int argc, char **argv) {
         join_command(), group_command(), plot_command(), schema_command(),
         verify_command(), nextid_command(), import_command(), add_command(),
         set_command(), delete_command(), prefer_command(), dedup_command(),
-        export_command(), formats_command()},
+        export_command(), formats_command(), follow_command()},
        ""},
       argc, argv);
 }

@@ -4,6 +4,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 
@@ -56,13 +57,30 @@ std::unique_ptr<Input> Input::open(const std::string &path, std::string &problem
   return problem.empty() ? std::move(input) : nullptr;
 }
 
+std::unique_ptr<Input> Input::of_text(const std::string &name, std::string text) {
+  std::unique_ptr<Input> input(new Input(name, FileHandle(), kMemory));
+  input->memory_ = std::move(text);
+  input->size_ = static_cast<std::int64_t>(input->memory_.size());
+  input->begin();
+  return input;
+}
+
+ssize_t Input::take_from_memory(char *to, std::size_t most) {
+  const auto from = static_cast<std::size_t>(consumed_);
+  const std::size_t bytes = std::min(most, memory_.size() - from);
+  std::copy_n(memory_.data() + from, bytes, to);
+  errno = 0;
+  return static_cast<ssize_t>(bytes);
+}
+
 Input::Input(std::string name, FileHandle file, int fd)
     : name_(std::move(name)), file_(std::move(file)), fd_(fd) {}
 
 /* Reads the head and settles the encoding. */
 void Input::begin() {
   std::string bytes(kHead, '\0');
-  const ssize_t got = read_all(fd_, bytes.data(), bytes.size());
+  const ssize_t got = fd_ == kMemory ? take_from_memory(bytes.data(), bytes.size())
+                                     : read_all(fd_, bytes.data(), bytes.size());
   if (got < 0 || (static_cast<std::size_t>(got) < kHead && errno != 0)) {
     problem_ = "cannot read " + name_ + ": " + std::strerror(errno);
     return;
@@ -93,7 +111,8 @@ bool Input::read_bytes(std::string &bytes) {
   /* One read: a pipe is shown as it comes. */
   ssize_t got;
   do {
-    got = system_file_calls().read(fd_, bytes.data(), bytes.size());
+    got = fd_ == kMemory ? take_from_memory(bytes.data(), bytes.size())
+                         : system_file_calls().read(fd_, bytes.data(), bytes.size());
   } while (got < 0 && errno == EINTR);
   if (got < 0) problem_ = "cannot read " + name_ + ": " + std::strerror(errno);
   at_end_ = got <= 0;

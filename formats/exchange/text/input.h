@@ -1,4 +1,4 @@
-/* Input: the text of a file or of standard input, piece by piece.
+/* Input: the text of a file, of standard input or of memory, piece by piece.
  *
  * A byte-order mark is skipped; text in UTF-16 that begins with one, or with the "<" of
  * XML, is given as UTF-8, a broken surrogate as U+FFFD.  All other bytes are given as they are. */
@@ -19,7 +19,10 @@ class Input {
   /* Opens a file, or standard input for "-"; null, with `problem` set, on failure. */
   static std::unique_ptr<Input> open(const std::string &path, std::string &problem);
 
-  /* The path, or "standard input". */
+  /* A text in memory; `name` stands in messages. */
+  static std::unique_ptr<Input> of_text(const std::string &name, std::string text);
+
+  /* The path, "standard input", or the name that was given. */
   const std::string &name() const { return name_; }
 
   /* The beginning of the text, up to kHead bytes, for a look before it is read. */
@@ -34,7 +37,7 @@ class Input {
   /* Whether the bytes were in another encoding, and the text is UTF-8 for certain. */
   bool is_converted() const { return encoding_ != Encoding::kBytes; }
 
-  /* Bytes of the file that have been read, and of the whole file; 0: not known. */
+  /* Bytes of the text that have been read, and of all of it; 0: not known. */
   std::int64_t consumed() const { return consumed_; }
   std::int64_t size() const { return size_; }
 
@@ -43,11 +46,14 @@ class Input {
   Input(std::string name, FileHandle file, int fd);
   void begin();
   bool read_bytes(std::string &bytes);
+  ssize_t take_from_memory(char *to, std::size_t most);
   void decode(std::string_view bytes, bool last, std::string &text);
 
   const std::string name_;
   FileHandle file_;  // empty for standard input
-  const int fd_;
+  const int fd_;     // kMemory: the text is memory_
+  static constexpr int kMemory = -1;
+  std::string memory_;
   std::string head_, problem_, buffer_;
   bool head_given_ = false, at_end_ = false;
   Encoding encoding_ = Encoding::kBytes;
