@@ -4,19 +4,26 @@
 #include <signal.h>
 
 #include <cstdio>
+#include <functional>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <string>
+#include <string_view>
 #include <unordered_map>
 #include <unordered_set>
 #include <vector>
 
 #include "events/evclient.h"
 #include "platform/clock/clock.h"
+#include "platform/elog/elog.h"
 #include "tools/common/cells.h"
 #include "tools/common/options.h"
+#include "tools/ksevents/command_line.h"
+#include "tools/ksevents/command_runner.h"
 #include "tools/ksevents/commands.h"
 #include "tools/ksevents/event_line.h"
+#include "tools/ksevents/event_query.h"
 #include "tools/ksevents/served_events.h"
 
 namespace ksutil::tools {
@@ -27,7 +34,28 @@ struct WatchOptions {
   double interval = 2.0;
   int max_events = 0;
   bool json = false;
+  std::string where, command;
+  int jobs = 4;
 };
+
+/* A number for the rows of an event and below, apart from where they stand in their tables:
+ * a removed row moves those behind it. */
+std::size_t content_of(const EVEvent &event) {
+  std::size_t content = 0;
+  const auto mix = [&content](std::string_view row) {
+    content = content * 1099511628211U + std::hash<std::string_view>()(row);
+  };
+  mix(event.record_event.view());
+  for (const EVOrigin &origin : event.origins) {
+    mix(origin.record_origin.view());
+    mix(origin.record_origerr.view());
+    for (const EVMagnitude &magnitude : origin.magnitudes) {
+      mix(magnitude.record_netmag.view());
+    }
+    for (const EVMoment &moment : origin.moments) mix(moment.record_mt.view());
+  }
+  return content;
+}
 
 std::string now_text() { return time_text(std_now(), 0) + "Z"; }
 
@@ -38,12 +66,27 @@ class Watcher : public EVClient {
       : EVClient(events), lines_(origins), json_(json) {}
   ~Watcher() { server->deregisterClient(this); }
 
+  /* Before the first change: a query that reported events must fulfil; false with a
+   * message. */
+  bool set_condition(const std::string &where) {
+    where_.emplace();
+    if (!where_->parse(*this, where)) return false;
+    if (!where_->is_text()) return true;
+    complain("--where: '" + where + "' is a text, not a condition");
+    return false;
+  }
+  /* Before the first change: what to run for each reported event. */
+  void set_runner(CommandRunner *runner) { runner_ = runner; }
+
   /* Reports the events before the first change. */
   void report_start() {
     grabEventsLock();
     const std::shared_ptr<const Table<EVEvent>> events = eventsList();
     releaseEventsLock();
-    for (const EVEvent &event : *events) known_.insert(event.evid);
+    for (const EVEvent &event : *events) {
+      known_.insert(event.evid);
+      if (runner_ != nullptr) contents_[event.evid] = content_of(event);
+    }
     if (json_) {
       print_json({{"report", "start"}, {"events", events->size()}}, -1);
     } else {
@@ -62,6 +105,7 @@ class Watcher : public EVClient {
     } else {
       report_text(response, *events);
     }
+    if (runner_ != nullptr) run_commands(response, *events);
     for (const long evid : response.changed_evids) known_.insert(evid);
     for (const long evid : response.removed_evids) known_.erase(evid);
     std::fflush(stdout);
@@ -70,21 +114,44 @@ class Watcher : public EVClient {
  private:
   using Json = nlohmann::ordered_json;
 
-  /* Calls show(event) for each changed event of the list, in the report's order. */
+  /* Calls show(event) for each changed event of the list that the query takes, in the
+   * report's order. */
   template <class Show>
-  static void each_changed(const EVResponse &response, const Table<EVEvent> &events,
-                           Show show) {
+  void each_changed(const EVResponse &response, const Table<EVEvent> &events,
+                    Show show) {
     std::unordered_map<long, const EVEvent *> by_evid;
     for (const EVEvent &event : events) by_evid.try_emplace(event.evid, &event);
     for (const long evid : response.changed_evids) {
       const auto found = by_evid.find(evid);
-      if (found != by_evid.end()) show(*found->second);
+      if (found != by_evid.end() && is_taken(*found->second)) show(*found->second);
     }
+  }
+
+  void run_commands(const EVResponse &response, const Table<EVEvent> &events) {
+    for (const long evid : response.removed_evids) contents_.erase(evid);
+    each_changed(response, events, [this](const EVEvent &event) {
+      const std::size_t content = content_of(event);
+      const auto [seen, fresh] = contents_.try_emplace(event.evid, content);
+      if (!fresh && seen->second == content) return;
+      seen->second = content;
+      runner_->run(event.evid, event_json(event).dump(-1, ' ', false,
+                                                      Json::error_handler_t::replace) +
+                                   "\n");
+    });
+  }
+
+  /* An event for which the query has no value is not taken. */
+  bool is_taken(const EVEvent &event) {
+    if (!where_) return true;
+    const ElogScope quiet;
+    bool held = false;
+    EVEvent copy = event;
+    return where_->holds(*this, copy, held) && held;
   }
 
   bool is_new(const EVEvent &event) const { return !known_.contains(event.evid); }
 
-  void report_text(const EVResponse &response, const Table<EVEvent> &events) const {
+  void report_text(const EVResponse &response, const Table<EVEvent> &events) {
     std::printf("%s  %ld events\n", now_text().c_str(), events.size());
     each_changed(response, events, [this](const EVEvent &event) {
       std::printf("  %s  %s\n", is_new(event) ? "new    " : "changed",
@@ -100,7 +167,19 @@ class Watcher : public EVClient {
     }
   }
 
-  void report_json(const EVResponse &response, const Table<EVEvent> &events) const {
+  Json event_json(const EVEvent &event) const {
+    const std::vector<Column> columns = lines_.columns();
+    Unreadable unreadable;
+    const std::vector<std::string> cells = lines_.cells(event, unreadable);
+    Json line = {{"new", is_new(event)}};
+    for (std::size_t i = 0; i < cells.size(); i++) {
+      line[columns[i].name] =
+          columns[i].number ? json_number(cells[i]) : json_text(cells[i]);
+    }
+    return line;
+  }
+
+  void report_json(const EVResponse &response, const Table<EVEvent> &events) {
     Json object = {{"report", "change"},
                    {"time", time_cell(std_now())},
                    {"events", events.size()},
@@ -111,16 +190,8 @@ class Watcher : public EVClient {
                    {"mostrecent_evid", response.mostrecent_evid},
                    {"changed", Json::array()},
                    {"removed", Json::array()}};
-    const std::vector<Column> columns = lines_.columns();
     each_changed(response, events, [&](const EVEvent &event) {
-      Unreadable unreadable;
-      const std::vector<std::string> cells = lines_.cells(event, unreadable);
-      Json line = {{"new", is_new(event)}};
-      for (std::size_t i = 0; i < cells.size(); i++) {
-        line[columns[i].name] =
-            columns[i].number ? json_number(cells[i]) : json_text(cells[i]);
-      }
-      object["changed"].push_back(std::move(line));
+      object["changed"].push_back(event_json(event));
     });
     for (const long evid : response.removed_evids) object["removed"].push_back(evid);
     print_json(object, -1);
@@ -128,6 +199,10 @@ class Watcher : public EVClient {
 
   EventLines lines_;
   bool json_;
+  std::optional<EventQuery> where_;
+  CommandRunner *runner_ = nullptr;
+  std::unordered_map<long, std::size_t>
+      contents_;                    // of the known events, for the runner
   std::unordered_set<long> known_;  // evids that were in the list or reported
   std::mutex output_;
 };
@@ -140,12 +215,23 @@ int watch(const WatchOptions &options) {
   sigaddset(&ending, SIGTERM);
   pthread_sigmask(SIG_BLOCK, &ending, nullptr);
 
+  std::vector<std::string> words;
+  std::string problem;
+  if (!options.command.empty() && !split_command(options.command, words, problem)) {
+    complain("--exec: " + problem);
+    return kUsage;
+  }
   OriginReader origins;
   if (!origins.open(options.database)) return kFailure;
+  /* Ends after the server, whose threads hand texts to it. */
+  std::optional<CommandRunner> runner;
+  if (!words.empty()) runner.emplace(words, options.jobs);
   ServedEvents served(options.database, options.max_events);
   if (!served) return kFailure;
   report_unreadable({served.unreadable(), 0}, "records", options.database);
   Watcher watcher(&served.server(), origins, options.json);
+  if (!options.where.empty() && !watcher.set_condition(options.where)) return kFailure;
+  if (runner) watcher.set_runner(&*runner);
   watcher.report_start();
   served.server().autoRefreshEvents(options.interval);
   int received = 0;
@@ -164,6 +250,19 @@ void describe_watch(CLI::App &command, WatchOptions &options) {
       ->type_name("N")
       ->check(whole_number(0, INT_MAX));
   command.add_flag("--json", options.json, "One JSON object a line");
+  command
+      .add_option("--where", options.where,
+                  "Only new and changed events for which this query is true")
+      ->type_name("QUERY");
+  command
+      .add_option("--exec", options.command,
+                  "Run this command for each of them, with the event as JSON on its\n"
+                  "standard input; without a shell")
+      ->type_name("COMMAND");
+  command.add_option("--jobs", options.jobs, "At most N commands at a time")
+      ->type_name("N")
+      ->check(whole_number(1, 100))
+      ->capture_default_str();
 }
 
 }  // namespace
@@ -171,8 +270,9 @@ void describe_watch(CLI::App &command, WatchOptions &options) {
 Command watch_command() {
   return make_command<WatchOptions>(
       "watch", "Follows a database and prints each change; ends on SIGINT or SIGTERM",
-      {"ksevents watch --interval 1 data/aug2015",
-       "ksevents watch --json data/aug2015"},
+      {"ksevents watch --interval 1 data/aug2015", "ksevents watch --json data/aug2015",
+       "ksevents watch --where 'magnitude >= 6' --exec 'tee -a strong.json' "
+       "data/aug2015"},
       describe_watch, watch);
 }
 
