@@ -200,7 +200,7 @@ Command export_command() {
       "export",
       "Writes the events of a database in an exchange format, in the order of their "
       "times",
-      {"ksdb export data/aug2015 aug2015.csv",
+      {"ksdb export data/aug2015 aug2015.quakeml",
        "ksdb export --format csv --where 'magnitude >= 6.5' data/aug2015",
        "ksdb export --evid 48836020 --format jsonl data/ueb/ueb_test",
        "ksdb export --after 2015-08-25 data/aug2015 late.kml"},

@@ -209,13 +209,14 @@ bool EventSource::read_event(std::int64_t record, Event &event) {
     event.id = name;
   }
   if (event.id.empty()) event.id = id_of("evid", event.evid);
-  if (const db::Field *field = tables_.event.layout().find("evname");
-      field != nullptr && name != event_name(event.id, field->width)) {
-    event.name = name;
-  }
   std::int64_t preferred_magid = -1;
   for (const std::string &line : comments(row.integer(commid_))) {
     read_event_remark(line, event, preferred_magid);
+  }
+  if (const db::Field *field = tables_.event.layout().find("evname");
+      field != nullptr && event.name.empty() &&
+      name != event_name(event.id, field->width)) {
+    event.name = name;
   }
   for (std::size_t i = 0; i < event.origins.size(); i++) {
     read_parts(i, event);

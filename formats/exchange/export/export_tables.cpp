@@ -81,7 +81,15 @@ void SeedCodes::restore(ChannelCode &channel) const {
     channel.network = seed.network;
     channel.location = seed.location;
     if (!seed.station.empty()) channel.station = seed.station;
-    if (!seed.channel.empty()) channel.channel = seed.channel;
+    /* The field may have cut the code of the channel. */
+    const bool cut =
+        channel.channel.starts_with(seed.channel) &&
+        channel.channel.size() > seed.channel.size() + seed.location.size();
+    if (cut) {
+      channel.channel.resize(channel.channel.size() - seed.location.size());
+    } else if (!seed.channel.empty()) {
+      channel.channel = seed.channel;
+    }
   }
   if (channel.network.empty() && network != networks_.end()) {
     channel.network = network->second;

@@ -4,6 +4,7 @@
 #include <cctype>
 #include <cmath>
 
+#include "formats/exchange/quakeml/field_attributes.h"
 #include "platform/clock/clock.h"
 #include "platform/stock/text.h"
 
@@ -105,6 +106,43 @@ void ElementValues::comments(std::vector<std::string> &texts) const {
     const std::string &text = comment.text_of("text");
     if (!text.empty()) texts.push_back(text);
   });
+}
+
+void ElementValues::field(const char *name, double &value) const {
+  const std::string &text = element_.attribute(name);
+  double number = 0.0;
+  if (text.empty()) return;
+  if (!parse_real(text, number) || !std::isfinite(number)) return refuse(name, text);
+  value = number;
+}
+
+void ElementValues::field(const char *name, std::string &value) const {
+  const std::string &text = element_.attribute(name);
+  if (!text.empty()) value = text;
+}
+
+void ElementValues::field(const char *name, char &value) const {
+  const std::string &text = element_.attribute(name);
+  if (!text.empty()) value = text.front();
+}
+
+bool ElementValues::covariance(Covariance &c) const {
+  const std::string &text = element_.attribute(kCovarianceField);
+  if (text.empty()) return false;
+  std::string_view rest = text;
+  for (double *value :
+       {&c.xx, &c.yy, &c.zz, &c.tt, &c.xy, &c.xz, &c.yz, &c.tx, &c.ty, &c.tz}) {
+    rest = trimmed(rest);
+    const std::size_t end = std::min(rest.find(' '), rest.size());
+    double number = 0.0;
+    if (!parse_real(rest.substr(0, end), number) || !std::isfinite(number)) {
+      refuse(kCovarianceField, text);
+      return true;
+    }
+    *value = number;
+    rest.remove_prefix(end);
+  }
+  return true;
 }
 
 ChannelCode ElementValues::channel() const {

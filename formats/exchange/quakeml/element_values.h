@@ -53,6 +53,12 @@ class ElementValues {
   std::string status() const;
   void comments(std::vector<std::string> &texts) const;
   ChannelCode channel() const;  // waveformID
+  /* An attribute of field_attributes.h, when it is given. */
+  void field(const char *name, double &value) const;
+  void field(const char *name, std::string &value) const;
+  void field(const char *name, char &value) const;
+  /* The covariance among them; false without one. */
+  bool covariance(Covariance &covariance) const;
   std::string id() const { return element_.attribute("publicID"); }
 
  private:

@@ -4,6 +4,7 @@
 #include <array>
 
 #include "formats/exchange/error_ellipse.h"
+#include "formats/exchange/quakeml/field_attributes.h"
 #include "platform/stock/text.h"
 
 namespace ksutil::exchange {
@@ -28,7 +29,8 @@ bool EventElements::count(EventParts &parts) {
 
 void EventElements::finish(const XmlElement &element) {
   for (const auto &[name, value] : element.attributes) {
-    if (name != "publicID" && name != "id" && !value.empty()) {
+    if (name != "publicID" && name != "id" && !value.empty() &&
+        !is_field_attribute(name)) {
       left_out_.add(element.name + "@" + name);
     }
   }
@@ -84,6 +86,7 @@ void EventElements::fill_event(const XmlElement &element, EventParts &parts) {
   event.author = values.author();
   values.created(parts.updated);
   event.type = lowered(values.text("type"));
+  values.field(kEtypeField, event.type);
   values.comments(event.comments);
   element.each("description", [&](const XmlElement &description) {
     const std::string &text = description.text_of("text");
@@ -132,6 +135,10 @@ void EventElements::fill_pick(const XmlElement &element, EventParts &parts) {
                       : polarity == "negative" ? 'd'
                                                : '\0';
   pick.automatic = values.text("evaluationMode") == "automatic";
+  values.field(kEmaField, pick.emergence);
+  values.field(kRectField, pick.rectilinearity);
+  values.field(kPerField, pick.period);
+  values.field(kSnrField, pick.snr);
   values.comments(pick.comments);
 }
 
@@ -164,6 +171,8 @@ void EventElements::fill_station_magnitude(const XmlElement &element,
   part.magnitude.at = values.channel();
   values.real(value + "/value", part.magnitude.value);
   values.real(value + "/uncertainty", part.magnitude.error, 1.0, 0.0);
+  values.field(kStamagPhaseField, part.magnitude.phase);
+  values.field(kStamagPickField, part.pick);
 }
 
 bool EventElements::take_magnitude(EventParts &parts, const std::string &origin) {
@@ -272,6 +281,13 @@ void EventElements::fill_arrival(const XmlElement &element, OriginPart &part,
   association.slowness_used =
       used("horizontalSlownessUsed", "horizontalSlownessWeight", slowness);
   if (association.weight < 0.0) values.real("weight", association.weight);
+  values.field(kBeliefField, association.belief);
+  values.field(kSeazField, association.seaz);
+  values.field(kEmaresField, association.emergence_residual);
+  values.field(kTimedefField, association.time_used);
+  values.field(kAzdefField, association.azimuth_used);
+  values.field(kSlodefField, association.slowness_used);
+  values.field(kVmodelField, association.earth_model);
 }
 
 void EventElements::fill_origin(const XmlElement &element, OriginPart &part,
@@ -300,9 +316,11 @@ void EventElements::fill_origin(const XmlElement &element, OriginPart &part,
     origin.depth_type = 'd';
   } else if (depth == "operator assigned") {
     origin.depth_type = 'g';
-  } else if (!depth.empty()) {
+  } else if (!depth.empty() && element.attribute(kDtypeField).empty()) {
     left_out_.add("origin/depthType " + depth.substr(0, 60));
   }
+  values.field(kDtypeField, origin.depth_type);
+  part.centroid = element.attribute(kCentroidField) == "1";
   values.count("quality/usedPhaseCount", origin.phases);
   values.count("quality/associatedPhaseCount", origin.associated);
   values.count("quality/depthPhaseCount", origin.depth_phases);
@@ -315,6 +333,7 @@ void EventElements::fill_origin(const XmlElement &element, OriginPart &part,
   fill_errors(element, origin, parts.problem);
   origin.status = values.status();
   origin.algorithm = last_part(values.text("methodID"));
+  values.field(kAlgorithmField, origin.algorithm);
   origin.earth_model = last_part(values.text("earthModelID"));
   values.comments(origin.comments);
 }
@@ -334,7 +353,7 @@ void EventElements::fill_errors(const XmlElement &element, Origin &origin,
   errors.real("azimuthMaxHorizontalUncertainty", origin.ellipse_strike);
   errors.real("confidenceLevel", origin.confidence, 0.01, 0.0, 1.0);
   const XmlElement *given = uncertainty->find("confidenceEllipsoid");
-  if (given == nullptr) return;
+  if (errors.covariance(origin.covariance) || given == nullptr) return;
   const ElementValues axes(*given, problem);
   Ellipsoid ellipsoid;
   constexpr double kMetre = 1e-3;  // in both dialects
@@ -363,6 +382,8 @@ void EventElements::fill_mechanism(const XmlElement &element, EventParts &parts)
   values.created(parts.updated);
   tensor.status = values.status();
   tensor.algorithm = last_part(values.text("methodID"));
+  values.field(kMtAlgorithmField, tensor.algorithm);
+  values.field(kMwField, tensor.mw);
   values.comments(tensor.comments);
   const auto plane = [&](const std::string &path, std::array<double, 3> &angles) {
     values.real(path + "/strike/value", angles[0]);

@@ -4,6 +4,8 @@
 #include <unordered_set>
 #include <utility>
 
+#include "formats/exchange/quakeml/resource_id.h"
+
 namespace ksutil::exchange {
 namespace {
 
@@ -36,6 +38,7 @@ class Assembly {
     join_station_magnitudes();
     join_mechanisms();
     prefer_magnitude();
+    shorten_ids();
   }
 
  private:
@@ -43,8 +46,28 @@ class Assembly {
     std::size_t origin = kNone, index = kNone;
   };
 
+  /* Identifiers without an authority of their own are known by what follows it, as the ids
+   * of catalogues without authorities are. */
+  void shorten_ids() {
+    const auto shorten = [](std::string &id) { id = std::string(id_of_resource(id)); };
+    shorten(event_.id);
+    for (Pick &pick : event_.picks) shorten(pick.id);
+    for (Origin &origin : event_.origins) {
+      shorten(origin.id);
+      for (Magnitude &magnitude : origin.magnitudes) shorten(magnitude.id);
+      for (MomentTensor &tensor : origin.tensors) shorten(tensor.id);
+    }
+  }
+
   void join_origins() {
+    const bool all = std::all_of(parts_.origins.begin(), parts_.origins.end(),
+                                 [](const OriginPart &part) { return part.centroid; });
     for (OriginPart &part : parts_.origins) {
+      if (part.centroid && !all) {
+        std::string id = part.origin.id;
+        centroids_.emplace(std::move(id), std::move(part.origin));
+        continue;
+      }
       Origin &origin = event_.origins.emplace_back(std::move(part.origin));
       std::vector<Association> joined;
       for (std::size_t i = 0; i < origin.associations.size(); i++) {
@@ -121,6 +144,10 @@ class Assembly {
         const std::size_t pick = place_of(picks_, measured.pick);
         if (pick != kNone) magnitude.pick = static_cast<std::int64_t>(pick);
       }
+      if (magnitude.pick < 0) {
+        const std::size_t pick = place_of(picks_, part.pick);
+        if (pick != kNone) magnitude.pick = static_cast<std::int64_t>(pick);
+      }
       std::size_t origin = owner(part.origin);
       const auto contribution = parts_.contributions.find(magnitude.id);
       if (!magnitude.id.empty() && contribution != parts_.contributions.end()) {
@@ -143,19 +170,23 @@ class Assembly {
       MomentTensor &tensor = part.tensor;
       const std::size_t derived = place_of(origins_, part.derived);
       std::size_t origin = place_of(origins_, part.triggering);
-      if (derived != kNone) {
-        const Origin &centroid = event_.origins[derived];
+      const auto alone = centroids_.find(part.derived);
+      if (derived != kNone || alone != centroids_.end()) {
+        const Origin &centroid =
+            derived != kNone ? event_.origins[derived] : alone->second;
         tensor.time = centroid.time;
         tensor.lat = centroid.lat;
         tensor.lon = centroid.lon;
         tensor.depth = centroid.depth;
-        if (origin == kNone) origin = derived;
+        if (origin == kNone && derived != kNone) origin = derived;
       }
       const MagnitudePlace own = magnitude(part.magnitude);
       if (origin == kNone) origin = own.origin;
       if (origin == kNone) origin = event_.preferred;
       if (own.origin != kNone) {
-        tensor.mw = event_.origins[own.origin].magnitudes[own.index].value;
+        if (tensor.mw == -999.0) {
+          tensor.mw = event_.origins[own.origin].magnitudes[own.index].value;
+        }
         if (own.origin == origin) {
           tensor.magnitude = static_cast<std::int64_t>(own.index);
         }
@@ -181,6 +212,7 @@ class Assembly {
   Event &event_;
   UnplacedCounts &left_out_;
   Places picks_, origins_, amplitudes_;
+  std::unordered_map<std::string, Origin> centroids_;
   std::unordered_map<std::string, MagnitudePlace> magnitudes_;
 };
 

@@ -15,6 +15,7 @@ namespace ksutil::exchange {
 struct OriginPart {
   Origin origin;
   std::vector<std::string> picks;  // of its associations
+  bool centroid = false;           // of a tensor alone, and no solution of its own
 };
 
 struct MagnitudePart {
@@ -25,6 +26,7 @@ struct MagnitudePart {
 struct StationMagnitudePart {
   StationMagnitude magnitude;
   std::string origin, amplitude;
+  std::string pick;  // when there is no amplitude
 };
 
 struct AmplitudePart {

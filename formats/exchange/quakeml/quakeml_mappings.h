@@ -87,7 +87,9 @@ inline constexpr std::array kQuakemlMappings{
             "mt.strike1 to rake2, tval to pazim"},
     Mapping{"focalMechanism/evaluationStatus, evaluationMode", "mt.evalmode"},
     Mapping{"focalMechanism/methodID, momentTensor/methodID", "mt.algorithm"},
-    Mapping{"focalMechanism/comment, momentTensor/comment", "lines of mt.commid"}};
+    Mapping{"focalMechanism/comment, momentTensor/comment", "lines of mt.commid"},
+    Mapping{"attributes of the namespace urn:ksutil:fields, as assoc.belief",
+            "the fields that they name"}};
 
 }  // namespace ksutil::exchange
 #endif

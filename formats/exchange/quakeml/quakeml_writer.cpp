@@ -4,6 +4,8 @@
 #include <array>
 
 #include "formats/exchange/event_types.h"
+#include "formats/exchange/quakeml/element_values.h"
+#include "formats/exchange/quakeml/field_attributes.h"
 #include "formats/exchange/quakeml/resource_id.h"
 #include "formats/exchange/text/value_text.h"
 
@@ -27,6 +29,21 @@ std::string count_text(std::int64_t count) {
   return count < 0 ? "" : std::to_string(count);
 }
 
+bool within(double value, double low, double high) {
+  return value >= low && value <= high;
+}
+
+/* The ten numbers in the order of the fields of origerr; "" when none is given. */
+std::string covariance_text(const Covariance &c) {
+  if (c.xx < 0.0 && c.yy < 0.0 && c.zz < 0.0 && c.tt < 0.0) return "";
+  std::string text;
+  for (const double value :
+       {c.xx, c.yy, c.zz, c.tt, c.xy, c.xz, c.yz, c.tx, c.ty, c.tz}) {
+    text += (text.empty() ? "" : " ") + number_text(value);
+  }
+  return text;
+}
+
 bool has_tensor(const MomentTensor &tensor) {
   return std::all_of(tensor.elements.begin(), tensor.elements.end(),
                      [](double element) { return element != kNone; });
@@ -48,6 +65,7 @@ bool QuakeMlWriter::begin() {
   xml_.open("q:quakeml");
   xml_.attribute("xmlns:q", "http://quakeml.org/xmlns/quakeml/1.2");
   xml_.attribute("xmlns", "http://quakeml.org/xmlns/bed/1.2");
+  xml_.attribute("xmlns:ks", kFieldSpace);
   xml_.open("eventParameters");
   xml_.attribute("publicID", "smi:local/events");
   return xml_.settle();
@@ -166,9 +184,20 @@ void QuakeMlWriter::put_method(const char *name, const std::string &method) {
   if (!method.empty()) xml_.element(name, resource_id(method));
 }
 
+void QuakeMlWriter::put_field(const char *field, const std::string &value) {
+  if (!value.empty()) xml_.attribute(std::string("ks:") + field, value);
+}
+
+/* A name that its element cannot hold, since an identifier may not have its characters. */
+void QuakeMlWriter::put_name_field(const char *field, const std::string &name) {
+  if (!name.empty() && last_part(resource_id(name)) != name) put_field(field, name);
+}
+
 void QuakeMlWriter::put_event(const Event &event) {
   xml_.open("event");
   xml_.attribute("publicID", event_id_);
+  const std::string_view known = event_type_word(event.type);
+  if (known.empty()) put_field(kEtypeField, event.type);
   xml_.element("preferredOriginID", origin_ids_[event.preferred]);
   const auto preferred = static_cast<std::size_t>(event.preferred_magnitude);
   if (event.preferred_magnitude >= 0 &&
@@ -176,8 +205,6 @@ void QuakeMlWriter::put_event(const Event &event) {
     xml_.element("preferredMagnitudeID", magnitude_ids_[event.preferred][preferred]);
   }
   if (!event.type.empty()) {
-    const std::string_view known = event_type_word(event.type);
-    left_out_.add_if(known.empty(), "types of events that have no word");
     xml_.element("type", known.empty() ? "other event" : known);
   }
   const auto describe = [&](const char *type, const std::string &text) {
@@ -204,7 +231,7 @@ void QuakeMlWriter::put_event(const Event &event) {
       put_magnitude(origin, i, k);
     }
     for (std::size_t k = 0; k < origin.station_magnitudes.size(); k++) {
-      put_station_magnitude(origin, i, k);
+      put_station_magnitude(event, i, k);
     }
   }
   for (std::size_t i = 0; i < event.origins.size(); i++) {
@@ -222,6 +249,12 @@ void QuakeMlWriter::put_event(const Event &event) {
 void QuakeMlWriter::put_pick(const Pick &pick, const std::string &id) {
   xml_.open("pick");
   xml_.attribute("publicID", id);
+  put_field(kEmaField, positive(pick.emergence));
+  put_field(kRectField, positive(pick.rectilinearity));
+  if (pick.amplitude < 0.0) {
+    put_field(kPerField, positive(pick.period));
+    put_field(kSnrField, positive(pick.snr));
+  }
   put_quantity("time", utc_text(pick.time), positive(pick.time_error));
   put_channel(pick.at);
   put_quantity("horizontalSlowness", positive(pick.slowness),
@@ -240,22 +273,14 @@ void QuakeMlWriter::put_pick(const Pick &pick, const std::string &id) {
   put_comments(pick.comments);
   put_creation(pick.author, 0.0);
   xml_.close();
-  left_out_.add_if(pick.emergence >= 0.0, "angles of emergence");
-  left_out_.add_if(pick.rectilinearity >= 0.0, "rectilinearities");
   left_out_.add_if(pick.slowness < 0.0 && pick.slowness_error >= 0.0,
                    "errors without their values");
   left_out_.add_if(pick.azimuth < 0.0 && pick.azimuth_error >= 0.0,
                    "errors without their values");
 }
 
-/* The amplitude and the period of a pick; a period or a ratio of signal to noise without an
- * amplitude has no place. */
 void QuakeMlWriter::put_amplitude(const Pick &pick, const std::string &pick_id) {
-  if (pick.amplitude < 0.0) {
-    left_out_.add_if(pick.period >= 0.0, "periods without amplitudes");
-    left_out_.add_if(pick.snr >= 0.0, "signal-to-noise ratios without amplitudes");
-    return;
-  }
+  if (pick.amplitude < 0.0) return;
   xml_.open("amplitude");
   xml_.attribute("publicID", pick_id + "/amplitude");
   put_quantity("genericAmplitude", scaled_text(pick.amplitude, kNanometre));
@@ -272,30 +297,25 @@ void QuakeMlWriter::put_origin(const Event &event, std::size_t index) {
   const Origin &origin = event.origins[index];
   xml_.open("origin");
   xml_.attribute("publicID", origin_ids_[index]);
+  const char *depth_type = origin.depth_type == 'f'   ? "from location"
+                           : origin.depth_type == 'd' ? "constrained by depth phases"
+                           : origin.depth_type == 'g' ? "operator assigned"
+                           : origin.depth_type == 'r' ? "other"
+                                                      : "";
+  if (origin.depth_type != 0 &&
+      std::string_view("fdg").find(origin.depth_type) == std::string_view::npos) {
+    put_field(kDtypeField, std::string(1, origin.depth_type));
+  }
+  put_name_field(kAlgorithmField, origin.algorithm);
   put_quantity("time", utc_text(origin.time), positive(origin.time_error));
   put_quantity("longitude", number_text(origin.lon));
   put_quantity("latitude", number_text(origin.lat));
   const std::string depth =
-      origin.depth == kNone ? "" : scaled_text(origin.depth, kMetres);
+      within(origin.depth, -100.0, 1000.0) ? scaled_text(origin.depth, kMetres) : "";
   put_quantity("depth", depth, positive(origin.depth_error, kMetres));
   left_out_.add_if(depth.empty() && origin.depth_error >= 0.0,
                    "errors without their values");
-  switch (origin.depth_type) {
-    case 'f':
-      xml_.element("depthType", "from location");
-      break;
-    case 'd':
-      xml_.element("depthType", "constrained by depth phases");
-      break;
-    case 'g':
-      xml_.element("depthType", "operator assigned");
-      break;
-    case 'r':
-      xml_.element("depthType", "other");
-      break;
-    default:
-      left_out_.add_if(origin.depth_type != 0, "depth types that have no word");
-  }
+  xml_.given("depthType", depth_type);
   put_method("methodID", origin.algorithm);
   put_method("earthModelID", origin.earth_model);
   put_uncertainty(origin);
@@ -312,10 +332,13 @@ void QuakeMlWriter::put_origin(const Event &event, std::size_t index) {
 
 void QuakeMlWriter::put_uncertainty(const Origin &origin) {
   const bool ellipse = origin.major_axis >= 0.0 && origin.minor_axis >= 0.0;
-  const bool leveled = origin.confidence > 0.0;
-  left_out_.add_if(origin.covariance.xx >= 0.0, "covariances of locations");
-  if (!ellipse && origin.horizontal_error < 0.0 && !leveled) return;
+  const bool leveled = origin.confidence > 0.0 && origin.confidence <= 1.0;
+  const std::string covariance = covariance_text(origin.covariance);
+  if (!ellipse && origin.horizontal_error < 0.0 && !leveled && covariance.empty()) {
+    return;
+  }
   xml_.open("originUncertainty");
+  put_field(kCovarianceField, covariance);
   xml_.given("horizontalUncertainty", positive(origin.horizontal_error, kMetres));
   if (ellipse) {
     xml_.element("minHorizontalUncertainty", positive(origin.minor_axis, kMetres));
@@ -341,7 +364,9 @@ void QuakeMlWriter::put_quality(const Origin &origin) {
   xml_.given("usedPhaseCount", count_text(origin.phases));
   xml_.given("depthPhaseCount", count_text(origin.depth_phases));
   xml_.given("standardError", positive(origin.rms));
-  xml_.given("azimuthalGap", positive(origin.gap));
+  if (within(origin.gap, 0.0, 360.0)) {
+    xml_.element("azimuthalGap", number_text(origin.gap));
+  }
   xml_.given("minimumDistance", positive(origin.nearest));
   xml_.close();
 }
@@ -349,14 +374,28 @@ void QuakeMlWriter::put_quality(const Origin &origin) {
 void QuakeMlWriter::put_association(const Association &association,
                                     const std::string &id) {
   if (association.pick < 0) return left_out_.add("associations without arrivals");
-  /* Whether a value was used in the location: its weight is above 0. */
+  /* What was used in the location has a weight above 0. */
   const auto used = [](char letter) {
     return letter == 'd' ? "1" : letter == 'n' ? "0" : "";
   };
-  std::string weight = positive(association.weight);
-  if (weight.empty()) weight = used(association.time_used);
+  const char implied = association.weight < 0.0   ? '\0'
+                       : association.weight > 0.0 ? 'd'
+                                                  : 'n';
+  const auto letter_field = [&](const char *field, char letter, bool is_implied) {
+    if (letter != 0 && !is_implied) put_field(field, std::string(1, letter));
+  };
+  const auto is_flag = [](char letter) { return letter == 'd' || letter == 'n'; };
   xml_.open("arrival");
   xml_.attribute("publicID", id);
+  put_field(kBeliefField, positive(association.belief));
+  put_field(kSeazField, real(association.seaz));
+  put_field(kEmaresField, real(association.emergence_residual));
+  letter_field(kTimedefField, association.time_used, association.time_used == implied);
+  letter_field(kAzdefField, association.azimuth_used,
+               is_flag(association.azimuth_used));
+  letter_field(kSlodefField, association.slowness_used,
+               is_flag(association.slowness_used));
+  put_name_field(kVmodelField, association.earth_model);
   xml_.element("pickID", pick_ids_[static_cast<std::size_t>(association.pick)]);
   xml_.element("phase", association.phase);
   xml_.given("azimuth", real(association.esaz));
@@ -364,15 +403,11 @@ void QuakeMlWriter::put_association(const Association &association,
   xml_.given("timeResidual", real(association.time_residual));
   xml_.given("horizontalSlownessResidual", real(association.slowness_residual));
   xml_.given("backazimuthResidual", real(association.azimuth_residual));
-  xml_.given("timeWeight", weight);
+  xml_.given("timeWeight", positive(association.weight));
   xml_.given("horizontalSlownessWeight", used(association.slowness_used));
   xml_.given("backazimuthWeight", used(association.azimuth_used));
   put_method("earthModelID", association.earth_model);
   xml_.close();
-  left_out_.add_if(association.belief >= 0.0, "trust in phases (belief)");
-  left_out_.add_if(association.seaz != kNone,
-                   "computed azimuths from stations to events (seaz)");
-  left_out_.add_if(association.emergence_residual != kNone, "residuals of emergence");
 }
 
 void QuakeMlWriter::put_magnitude(const Origin &origin, std::size_t origin_index,
@@ -397,27 +432,32 @@ void QuakeMlWriter::put_magnitude(const Origin &origin, std::size_t origin_index
   xml_.close();
 }
 
-void QuakeMlWriter::put_station_magnitude(const Origin &origin,
-                                          std::size_t origin_index, std::size_t index) {
-  const StationMagnitude &magnitude = origin.station_magnitudes[index];
+void QuakeMlWriter::put_station_magnitude(const Event &event, std::size_t origin_index,
+                                          std::size_t index) {
+  const StationMagnitude &magnitude =
+      event.origins[origin_index].station_magnitudes[index];
   xml_.open("stationMagnitude");
   xml_.attribute("publicID", station_magnitude_id(origin_index, index));
+  put_field(kStamagPhaseField, magnitude.phase);
+  const std::string pick =
+      magnitude.pick < 0 ? "" : pick_ids_[static_cast<std::size_t>(magnitude.pick)];
+  const bool measured =
+      !pick.empty() &&
+      event.picks[static_cast<std::size_t>(magnitude.pick)].amplitude >= 0.0;
+  if (!measured) put_field(kStamagPickField, pick);
   xml_.element("originID", origin_ids_[origin_index]);
   put_quantity("mag", number_text(magnitude.value), positive(magnitude.error));
   xml_.given("type", bounded(magnitude.type, 32));
-  if (magnitude.pick >= 0) {
-    xml_.element("amplitudeID",
-                 pick_ids_[static_cast<std::size_t>(magnitude.pick)] + "/amplitude");
-  }
+  if (measured) xml_.element("amplitudeID", pick + "/amplitude");
   put_channel(magnitude.at);
   put_creation(magnitude.author, 0.0);
   xml_.close();
-  left_out_.add_if(!magnitude.phase.empty(), "phases of station magnitudes");
 }
 
 void QuakeMlWriter::put_centroid(const MomentTensor &tensor, const std::string &id) {
   xml_.open("origin");
   xml_.attribute("publicID", id);
+  put_field(kCentroidField, "1");
   put_quantity("time", utc_text(tensor.time));
   put_quantity("longitude", number_text(tensor.lon));
   put_quantity("latitude", number_text(tensor.lat));
@@ -445,30 +485,35 @@ void QuakeMlWriter::put_mechanism(const Event &event, std::size_t origin_index,
       put_centroid(tensor, derived);
     }
   }
+  const bool tensor_given =
+      has_tensor(tensor) || tensor.moment != kNone || has_centroid(tensor);
   xml_.open("focalMechanism");
-  xml_.attribute("publicID", id);
+  xml_.attribute("publicID", tensor_given ? id + "/mechanism" : id);
+  const std::vector<Magnitude> &magnitudes = event.origins[origin_index].magnitudes;
+  const bool same_mw =
+      tensor_given && tensor.magnitude >= 0 &&
+      magnitudes[static_cast<std::size_t>(tensor.magnitude)].value == tensor.mw;
+  if (!same_mw) put_field(kMwField, real(tensor.mw));
+  put_name_field(kMtAlgorithmField, tensor.algorithm);
   xml_.element("triggeringOriginID", origin_ids_[origin_index]);
   put_planes(tensor);
   put_axes(tensor);
+  put_method("methodID", tensor.algorithm);
   put_status(tensor.status);
   put_comments(tensor.comments);
   put_creation(tensor.author, 0.0);
-  if (has_tensor(tensor) || tensor.moment != kNone || has_centroid(tensor)) {
-    xml_.open("momentTensor");
-    xml_.attribute("publicID", id + "/tensor");
-    xml_.element("derivedOriginID", derived);
-    put_moment_tensor(event, origin_index, tensor, id);
-    xml_.close();
-  } else {
-    put_method("methodID", tensor.algorithm);
-  }
+  if (tensor_given) put_moment_tensor(origin_index, tensor, id, derived);
   xml_.close();
 }
 
-void QuakeMlWriter::put_moment_tensor(const Event &, std::size_t origin_index,
-                                      const MomentTensor &tensor, const std::string &) {
+void QuakeMlWriter::put_moment_tensor(std::size_t origin_index,
+                                      const MomentTensor &tensor, const std::string &id,
+                                      const std::string &derived) {
   static constexpr std::array<const char *, 6> kElements{"Mrr", "Mtt", "Mpp",
                                                          "Mrt", "Mrp", "Mtp"};
+  xml_.open("momentTensor");
+  xml_.attribute("publicID", id);
+  xml_.element("derivedOriginID", derived);
   if (tensor.magnitude >= 0) {
     xml_.element(
         "momentMagnitudeID",
@@ -489,7 +534,6 @@ void QuakeMlWriter::put_moment_tensor(const Event &, std::size_t origin_index,
   xml_.given("doubleCouple", part(tensor.double_couple));
   xml_.given("clvd", part(tensor.clvd));
   xml_.given("iso", part(tensor.isotropic));
-  put_method("methodID", tensor.algorithm);
   if (tensor.stations >= 0 || tensor.components >= 0) {
     xml_.open("dataUsed");
     xml_.element("waveType", "unknown");
@@ -497,6 +541,7 @@ void QuakeMlWriter::put_moment_tensor(const Event &, std::size_t origin_index,
     xml_.given("componentCount", count_text(tensor.components));
     xml_.close();
   }
+  xml_.close();
 }
 
 void QuakeMlWriter::put_planes(const MomentTensor &tensor) {

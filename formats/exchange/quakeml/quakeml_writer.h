@@ -36,12 +36,12 @@ class QuakeMlWriter final : public Writer {
   void put_quality(const Origin &origin);
   void put_association(const Association &association, const std::string &id);
   void put_magnitude(const Origin &origin, std::size_t origin_index, std::size_t index);
-  void put_station_magnitude(const Origin &origin, std::size_t origin_index,
+  void put_station_magnitude(const Event &event, std::size_t origin_index,
                              std::size_t index);
   void put_mechanism(const Event &event, std::size_t origin_index,
                      const MomentTensor &tensor, const std::string &id);
-  void put_moment_tensor(const Event &event, std::size_t origin_index,
-                         const MomentTensor &tensor, const std::string &id);
+  void put_moment_tensor(std::size_t origin_index, const MomentTensor &tensor,
+                         const std::string &id, const std::string &derived);
   void put_axes(const MomentTensor &tensor);
   void put_planes(const MomentTensor &tensor);
   void put_centroid(const MomentTensor &tensor, const std::string &id);
@@ -54,6 +54,9 @@ class QuakeMlWriter final : public Writer {
   void put_status(const std::string &status);
   /* A reference to a method or a model of that name. */
   void put_method(const char *name, const std::string &method);
+  /* Attributes for what QuakeML has no element for (field_attributes.h). */
+  void put_field(const char *field, const std::string &value);
+  void put_name_field(const char *field, const std::string &name);
   /* The text without what its element has no room for, which is counted. */
   std::string bounded(const std::string &text, std::size_t most);
   std::string station_magnitude_id(std::size_t origin, std::size_t index) const;

@@ -1,0 +1,257 @@
+/* QuakeML is what observatories keep and send on: what its export leaves out is lost for
+ * whoever gets it, and a file that the schema refuses is read by nobody. */
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "formats/exchange/quakeml/resource_id.h"
+#include "formats/exchange/text/xml_element.h"
+#include "tests/formats/exchange/export_support.h"
+
+namespace ksutil::exchange {
+namespace {
+
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::Not;
+
+const std::string kData = std::string(KSUTIL_SOURCE_DIR) + "/data/";
+
+Pick pick_of(const std::string &id, const std::string &sta, double time) {
+  Pick pick;
+  pick.id = id;
+  pick.author = "analyst";
+  pick.at = {"NZ", sta, "10", "HHZ"};
+  pick.time = time;
+  pick.time_error = 0.05;
+  pick.phase = "P";
+  pick.onset = 'e';
+  pick.first_motion = 'd';
+  pick.azimuth = 210.5;
+  pick.azimuth_error = 5.0;
+  pick.slowness = 8.25;
+  pick.slowness_error = 0.5;
+  pick.emergence = 22.0;
+  pick.rectilinearity = 0.875;
+  pick.amplitude = 12.3;
+  pick.period = 0.75;
+  pick.snr = 7.5;
+  pick.comments = {"weak"};
+  return pick;
+}
+
+Association association_of(std::int64_t pick, char used, double weight) {
+  Association association;
+  association.pick = pick;
+  association.phase = "Pn";
+  association.belief = 0.75;
+  association.delta = 3.125;
+  association.seaz = 210.25;
+  association.esaz = 30.25;
+  association.time_residual = -0.125;
+  association.azimuth_residual = 2.5;
+  association.slowness_residual = -0.5;
+  association.emergence_residual = 1.5;
+  association.time_used = used;
+  association.azimuth_used = 'n';
+  association.slowness_used = 'd';
+  association.weight = weight;
+  association.earth_model = "ak135";
+  return association;
+}
+
+Origin origin_of(const std::string &id, double time) {
+  Origin origin;
+  origin.id = id;
+  origin.author = "us";
+  origin.time = time;
+  origin.lat = -42.7373;
+  origin.lon = 173.054;
+  origin.depth = 15.1125;
+  origin.depth_type = 'g';
+  origin.phases = 40;
+  origin.associated = 44;
+  origin.depth_phases = 3;
+  origin.rms = 0.875;
+  origin.time_error = 1.25;
+  origin.depth_error = 3.5;
+  origin.major_axis = 12.5;
+  origin.minor_axis = 7.25;
+  origin.ellipse_strike = 121.5;
+  origin.confidence = 0.9;
+  origin.covariance = {3.5, 4.25, 9.125, 0.5, 0.25, -0.125, 0.75, -0.0625, 0.5, -0.25};
+  origin.gap = 97.0;
+  origin.nearest = 0.375;
+  origin.status = "reviewed";
+  origin.algorithm = "Hypo 71";
+  origin.comments = {"depth held"};
+  return origin;
+}
+
+/* An event with everything that rows can hold.  `id` begins all ids. */
+Event full_bulletin(const std::string &id) {
+  Event event;
+  event.id = id + "event";
+  event.author = "us";
+  event.type = "qb";
+  event.name = "Kaikoura \xc4\x81";
+  event.place = "South Island <of> New Zealand & \"more\"";
+  event.updated = 1480000000.5;
+  event.comments = {"first line", "felt by 1000 people"};
+  event.picks = {pick_of(id + "p1", "CRLZ", 1479034977.12345),
+                 pick_of(id + "p2", "ODZ", 1479034990.5),
+                 pick_of(id + "p3", "MQZ", 1479034991.0)};
+  event.picks[1].amplitude = -1.0;  // a period and a ratio without an amplitude
+  event.picks[2] = Pick();
+  event.picks[2].id = id + "p3";
+  event.picks[2].at.station = "MQZ";
+  event.picks[2].time = 1479034991.0;
+  event.origins = {origin_of(id + "o1", 1479034976.34),
+                   origin_of(id + "o2", 1479034975.0)};
+  event.preferred = 1;
+  event.origins[0].depth_type = 'r';
+  event.origins[0].status = "automatic";
+  event.origins[0].major_axis = event.origins[0].minor_axis = -1.0;
+  event.origins[0].ellipse_strike = -1.0;
+  Origin &origin = event.origins[1];
+  origin.associations = {association_of(0, 'd', 0.75), association_of(1, 'n', 0.5),
+                         association_of(2, 'd', -1.0)};
+  origin.associated = 44;
+  origin.magnitudes.resize(3);
+  origin.magnitudes[0] = {id + "m1", "mb", "us", 7.25, 0.125, 40, {"by hand"}};
+  origin.magnitudes[1] = {id + "m2", "Mww", "us", 7.81, -1.0, -1, {}};
+  origin.magnitudes[2] = {id + "m3", "Mww", "gcmt", 7.81, 0.5, 12, {}};
+  event.preferred_magnitude = 1;
+  origin.station_magnitudes.resize(3);
+  for (std::size_t i = 0; i < 3; i++) {
+    StationMagnitude &magnitude = origin.station_magnitudes[i];
+    magnitude.type = "mb";
+    magnitude.author = "us";
+    magnitude.at = event.picks[i].at;
+    magnitude.magnitude = i == 2 ? -1 : 0;
+    magnitude.pick = static_cast<std::int64_t>(i);
+    magnitude.phase = "P";
+    magnitude.value = 7.0 + 0.125 * static_cast<double>(i);
+    magnitude.error = 0.25;
+  }
+  MomentTensor tensor;
+  tensor.id = id + "t1";
+  tensor.author = "us";
+  tensor.time = 1479034990.0;
+  tensor.lat = -42.25;
+  tensor.lon = 173.5;
+  tensor.depth = 20.5;
+  tensor.elements = {3.69e20, 7.6e19, -4.45e20, 2.96e20, -4.69e20, -9.7e19};
+  tensor.axes = {6.6e20, 64.0, 308.0, 1.5e19, 10.0, 219.0, -6.8e20, 24.0, 125.0};
+  tensor.moment = 7.05e20;
+  tensor.mw = 7.81;
+  tensor.plane1 = {226.0, 33.0, 141.0};
+  tensor.plane2 = {350.5, 70.0, 63.5};
+  tensor.double_couple = 95.5;
+  tensor.clvd = -4.5;
+  tensor.isotropic = 0.0;
+  tensor.stations = 40;
+  tensor.components = 98;
+  tensor.variance_reduction = 87.5;
+  tensor.status = "reviewed";
+  tensor.algorithm = "W phase";
+  tensor.magnitude = 1;
+  tensor.comments = {"thrust"};
+  origin.tensors = {tensor, MomentTensor()};
+  origin.tensors[1].id = id + "t2";
+  origin.tensors[1].author = "planes";
+  origin.tensors[1].plane1 = {10.0, 20.5, -90.0};
+  origin.tensors[1].mw = 6.5;
+  return event;
+}
+
+constexpr const char *kTables[] = {"event",  "origin",   "origerr",  "netmag",
+                                   "stamag", "assoc",    "arrival",  "mt",
+                                   "remark", "publicid", "seedcode", "affiliation"};
+
+void expect_round_trip(const std::string &folder, const std::string &schema,
+                       const std::string &word) {
+  const Exported first = export_text(folder + "/a", word);
+  EXPECT_THAT(first.without_place, IsEmpty());
+  import_text(folder + "/b", schema, first.text);
+  for (const char *table : kTables) {
+    /* A comment line names the magid of the preferred magnitude. */
+    expect_same_rows(folder + "/a", folder + "/b", table, ids_and());
+  }
+  EXPECT_EQ(export_text(folder + "/b", word).text, first.text);
+}
+
+class QuakeMlRoundTrip : public testing::TestWithParam<const char *> {};
+
+TEST_P(QuakeMlRoundTrip, GivesEveryRowOfAFullBulletin) {
+  for (const char *ids : {"quakeml:us.gov/", "id-", "us 1"}) {
+    const tools::ScratchFolder folder;
+    import_records(folder / "a", GetParam(), {full_bulletin(ids)});
+    if (ids == std::string("us 1")) {
+      /* No identifier may have blanks: the ids change, and nothing else. */
+      import_text(folder / "b", GetParam(), export_text(folder / "a", "quakeml").text);
+      expect_same_rows(folder / "a", folder / "b", "arrival", ids_and());
+      continue;
+    }
+    expect_round_trip(folder.path(), GetParam(), "quakeml");
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(Schemas, QuakeMlRoundTrip, testing::Values("css3.0", "kbcore"),
+                         [](const auto &schema) {
+                           return std::string(schema.param == std::string("css3.0")
+                                                  ? "Strict"
+                                                  : "Wide");
+                         });
+
+TEST(QuakeMlExport, GivesTheShippedDatabasesBack) {
+  for (const std::string name : {"aug2015", "ueb/ueb_test", "ridge"}) {
+    const tools::ScratchFolder folder;
+    const std::string schema = name == "ueb/ueb_test" ? "kbcore" : "css3.0";
+    /* The first import has numbered what had no public id. */
+    import_text(folder / "a", schema, export_text(kData + name, "quakeml").text);
+    expect_round_trip(folder.path(), schema, "quakeml");
+  }
+}
+
+TEST(QuakeMlExport, HostileRowsGiveWellFormedXml) {
+  const tools::ScratchFolder folder;
+  const std::string name = folder / "a";
+  import_records(name, "css3.0", {full_bulletin("id-")});
+  for (const auto &[table, from, to] :
+       {std::tuple{"remark", "felt by 1000", "<\x01\xff]]>&\x7f\xc3 x "},
+        std::tuple{"arrival", "analyst", "\"<&\x02\xc0'>"},
+        std::tuple{"assoc", "Pn", "\xff<"},
+        std::tuple{"origin", "Hypo 71", "a/\x03\t//7"},
+        std::tuple{"publicid", "id-m2", "\x04 :/\xff"}}) {
+    std::string bytes = tools::read_text(name + "." + table);
+    const std::size_t at = bytes.find(from);
+    ASSERT_NE(at, std::string::npos) << table;
+    bytes.replace(at, std::string(from).size(), to);
+    test::write_file(name + "." + table, bytes);
+  }
+  const std::string text = export_text(name, "quakeml").text;
+  for (const char byte : {'\x01', '\x02', '\x03', '\x04', '\x7f', '\xff'}) {
+    EXPECT_EQ(text.find(byte), std::string::npos);
+  }
+  import_text(folder / "b", "css3.0", text);
+  elog_clear_register(0);
+}
+
+TEST(QuakeMlExport, ResourceIdsKeepWhatTheSchemaAllows) {
+  for (const char *id : {"smi:local/a", "quakeml:us.anss.org/event/us1000?x=1&y=2",
+                         "smi:ch.ethz.sed/event/1"}) {
+    EXPECT_TRUE(is_resource_id(id));
+    EXPECT_EQ(resource_id(id), id);
+  }
+  EXPECT_EQ(resource_id("us1000778i"), "smi:local/us1000778i");
+  EXPECT_EQ(id_of_resource(resource_id("mydb/orid/17")), "mydb/orid/17");
+  for (const char *id :
+       {"", "two words", "smi:x/y", "/slash", "quakeml:", "a:b", "\xc3\xbc"}) {
+    EXPECT_FALSE(is_resource_id(id));
+    EXPECT_TRUE(is_resource_id(resource_id(id))) << id << " " << resource_id(id);
+  }
+  EXPECT_NE(resource_id("two words"), resource_id("two_words"));
+}
+
+}  // namespace
+}  // namespace ksutil::exchange
