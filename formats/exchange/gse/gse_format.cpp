@@ -58,7 +58,7 @@ constexpr std::array<Mapping, 22> kMappings{{
 
 }  // namespace
 
-const Format kGseFormat{"gse",    "a GSE2.0 bulletin", is_gse, open_gse, nullptr,
-                        kMappings};
+const Format kGseFormat{"gse",   "GSE2.0 bulletins", is_gse, open_gse,
+                        nullptr, kMappings};
 
 }  // namespace ksutil::exchange

@@ -3,6 +3,7 @@
 #include <array>
 
 #include "formats/exchange/isf/isf_reader.h"
+#include "formats/exchange/isf/isf_writer.h"
 #include "formats/exchange/text/columns.h"
 #include "platform/stock/text.h"
 
@@ -24,6 +25,10 @@ bool is_isf(const Beginning &beginning) {
 
 std::unique_ptr<Reader> open_isf(Input &input, std::string &) {
   return std::make_unique<IsfReader>(input);
+}
+
+std::unique_ptr<Writer> open_isf_writer(TextSink &sink) {
+  return std::make_unique<IsfWriter>(sink);
 }
 
 constexpr std::array<Mapping, 38> kMappings{{
@@ -70,7 +75,7 @@ constexpr std::array<Mapping, 38> kMappings{{
 
 }  // namespace
 
-const Format kIsfFormat{"isf",    "an IMS1.0/ISF bulletin", is_isf, open_isf, nullptr,
-                        kMappings};
+const Format kIsfFormat{"isf",    "IMS1.0/ISF bulletins", is_isf,
+                        open_isf, open_isf_writer,        kMappings};
 
 }  // namespace ksutil::exchange

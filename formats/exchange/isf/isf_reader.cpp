@@ -500,6 +500,14 @@ bool IsfReader::finish(Event &event) {
     if (!id.empty()) without("OrigID of magnitudes that no origin of the event has");
     preferred.magnitudes.push_back(std::move(magnitude));
   }
+  /* Numbers with an underscore tie lines of one bulletin together, and are not ids. */
+  const std::string local = source() + ":_";
+  for (Origin &origin : event.origins) {
+    if (origin.id.starts_with(local)) origin.id.clear();
+  }
+  for (Pick &pick : event.picks) {
+    if (pick.id.starts_with(local)) pick.id.clear();
+  }
   date_picks(event);
   preferred.associations = std::move(associations_);
   for (StationMagnitude &magnitude : station_magnitudes_) {

@@ -30,13 +30,6 @@ bool are_observations(const Beginning &beginning) {
   return is_observation(first_text_line(beginning.text.substr(after + line.size())));
 }
 
-std::unique_ptr<Reader> refuse_observations(Input &input, std::string &problem) {
-  problem = input.name() +
-            " holds NonLinLoc observations: phases without a location, which are not a "
-            "catalogue (import the hypocentre files *.hyp)";
-  return nullptr;
-}
-
 constexpr std::array<Mapping, 19> kMappings{{
     {"PUBLIC_ID or name of the file", "publicid.textid, event.evname"},
     {"COMMENT", "remark"},
@@ -61,10 +54,10 @@ constexpr std::array<Mapping, 19> kMappings{{
 
 }  // namespace
 
-const Format kNonLinLocFormat{"nonlinloc",  "a NonLinLoc hypocentre-phase file",
+const Format kNonLinLocFormat{"nonlinloc",  "NonLinLoc hypocentre-phase files",
                               is_nonlinloc, open_nonlinloc,
                               nullptr,      kMappings};
-const Format kNonLinLocObservationFormat{"nonlinloc-obs", "NonLinLoc observations",
-                                         are_observations, refuse_observations};
+const Format kNonLinLocObservationFormat{
+    "nonlinloc-obs", "NonLinLoc observations without a location", are_observations};
 
 }  // namespace ksutil::exchange

@@ -58,7 +58,7 @@ constexpr std::array<Mapping, 24> kMappings{{
 
 }  // namespace
 
-const Format kNordicFormat{"nordic",    "a Nordic file", is_nordic,
-                           open_nordic, nullptr,         kMappings};
+const Format kNordicFormat{"nordic",    "Nordic files", is_nordic,
+                           open_nordic, nullptr,        kMappings};
 
 }  // namespace ksutil::exchange

@@ -27,6 +27,6 @@ constexpr std::array<Mapping, 8> kMappings{{
 }  // namespace
 
 const Format kPhaFormat{
-    "pha", "a phase file for double differences", is_pha, open_pha, nullptr, kMappings};
+    "pha", "phase files for double differences", is_pha, open_pha, nullptr, kMappings};
 
 }  // namespace ksutil::exchange
