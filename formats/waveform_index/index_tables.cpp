@@ -28,6 +28,16 @@ std::int64_t integer_of(const db::IntegerColumn &column, std::string_view row) {
   return column.read(row, value) ? value : column.null();
 }
 
+bool is_graphic(char c) { return c > ' ' && c <= '~'; }
+
+/* The codes for a message: net.sta.loc.chan. */
+std::string printable(const ChannelCodes &codes) {
+  std::string text = codes.net + "." + codes.sta + "." + codes.loc + "." + codes.chan;
+  std::replace_if(
+      text.begin(), text.end(), [](char c) { return !is_graphic(c); }, '?');
+  return text;
+}
+
 /* What a database without a row of seedcode makes of SEED codes. */
 IndexTables::Channel default_channel(const ChannelCodes &codes) {
   return {codes.sta, codes.chan + codes.loc};
@@ -188,13 +198,10 @@ bool IndexTables::find_channel(const ChannelCodes &codes, Channel &channel,
   });
   const bool fresh = row == range.second;
   channel = fresh ? default_channel(codes) : row->second.second;
-  const auto too_long = [&](const std::string &code, const char *field) {
-    return code.size() > static_cast<std::size_t>(width(kWfdisc, field));
-  };
   if (channel.sta.empty() || channel.chan.empty()) {
     why = "a record has no station or channel code";
-  } else if (too_long(channel.sta, "sta") || too_long(channel.chan, "chan")) {
-    why = "the codes " + channel.sta + " " + channel.chan + " do not fit wfdisc";
+  } else if (!fit(codes, channel)) {
+    why = "the codes " + printable(codes) + " do not fit the tables";
   } else if (fresh && by_channel_.contains({channel.sta, channel.chan})) {
     why = "channel " + channel.chan + " of station " + channel.sta +
           " stands for other codes in seedcode";
@@ -203,6 +210,19 @@ bool IndexTables::find_channel(const ChannelCodes &codes, Channel &channel,
   if (fresh && !add_codes(codes, channel)) return false;
   found_.emplace(codes, channel);
   return true;
+}
+
+/* Whether all codes can be written. */
+bool IndexTables::fit(const ChannelCodes &codes, const Channel &channel) const {
+  const auto fits = [&](Table table, const char *field, const std::string &code) {
+    return !has(table) ||
+           (code.size() <= static_cast<std::size_t>(width(table, field)) &&
+            std::all_of(code.begin(), code.end(), is_graphic));
+  };
+  return fits(kWfdisc, "sta", channel.sta) && fits(kWfdisc, "chan", channel.chan) &&
+         fits(kSeedcode, "seedsta", codes.sta) &&
+         fits(kSeedcode, "seedchan", codes.chan) && fits(kSeedcode, "loc", codes.loc) &&
+         fits(kSeedcode, "net", codes.net) && fits(kAffiliation, "net", codes.net);
 }
 
 bool IndexTables::add_codes(const ChannelCodes &codes, const Channel &channel) {

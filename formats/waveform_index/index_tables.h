@@ -79,9 +79,9 @@ class IndexTables {
   std::string path_of(std::string_view row);
   const FileRows &file_rows() const { return file_rows_; }
 
-  /* The station and channel codes of the database for a channel; rows of seedcode,
-   * affiliation and sitechan are added as needed when a waveform begins at `time`.  False
-   * with `why`, or, for a failure, with a message and an empty `why`. */
+  /* The station and channel codes of the database for a channel; rows of seedcode and
+   * affiliation are added as needed.  False with `why`, or, for a failure, with a message
+   * and an empty `why`. */
   struct Channel {
     std::string sta, chan;
   };
@@ -115,6 +115,7 @@ class IndexTables {
 
   std::string text_of(Table table, std::string_view field, std::string_view row) const;
   bool index_codes();
+  bool fit(const ChannelCodes &codes, const Channel &channel) const;
   bool add_codes(const ChannelCodes &codes, const Channel &channel);
   bool start_counter(Counter &counter);
   std::int64_t take_id(Counter &counter);

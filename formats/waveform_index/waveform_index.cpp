@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cmath>
+#include <filesystem>
 
 #include "formats/waveform_index/index_tables.h"
 #include "platform/clock/clock.h"
@@ -49,7 +50,8 @@ class Entry {
         counts_(counts),
         foff_(tables.layout(kWfdisc), "foff"),
         sta_(tables.layout(kWfdisc), "sta"),
-        chan_(tables.layout(kWfdisc), "chan") {}
+        chan_(tables.layout(kWfdisc), "chan"),
+        real_folders_(scan.folders().size()) {}
 
   bool run() {
     std::int64_t done = 0;
@@ -72,6 +74,16 @@ class Entry {
   std::string path_of(const ScannedFile &file) const {
     const std::string &folder = scan_.folders()[file.folder];
     return folder + (folder.back() == '/' ? "" : "/") + file.name;
+  }
+
+  /* The folder of a file behind symbolic links, by which rows are recognised. */
+  const std::string &real_folder(const ScannedFile &file) {
+    std::string &real = real_folders_[file.folder];
+    if (real.empty()) {
+      real = std::filesystem::weakly_canonical(scan_.folders()[file.folder]).string();
+      if (real == "/") real = "";
+    }
+    return real;
   }
 
   /* The field dir for a folder: from the folder of wfdisc if it lies there, else absolute. */
@@ -111,17 +123,18 @@ class Entry {
     const auto fits = [&](const std::string &value, const char *field) {
       return value.size() <= static_cast<std::size_t>(tables_.width(kWfdisc, field));
     };
-    if (!fits(file.name, "dfile") || !fits(dir, "dir")) {
-      const char *const field = fits(dir, "dir") ? "dfile" : "dir";
-      refuse(
-          path,
-          "its " + std::string(*field == 'd' && field[1] == 'f' ? "name" : "folder") +
-              " is longer than the " + std::to_string(tables_.width(kWfdisc, field)) +
-              " characters of " + field,
-          static_cast<std::int64_t>(file.count));
+    const bool dir_fits = fits(dir, "dir");
+    if (!dir_fits || !fits(file.name, "dfile")) {
+      const char *const field = dir_fits ? "dfile" : "dir";
+      refuse(path,
+             std::string("its ") + (dir_fits ? "name" : "folder") +
+                 " is longer than the " +
+                 std::to_string(tables_.width(kWfdisc, field)) + " characters of " +
+                 field,
+             static_cast<std::int64_t>(file.count));
       return true;
     }
-    std::vector<Known> known = known_rows(path);
+    std::vector<Known> known = known_rows(real_folder(file) + "/" + file.name);
     std::vector<const ScannedPiece *> fresh;
     for (std::size_t i = file.first; i < file.first + file.count; ++i) {
       const ScannedPiece &piece = scan_.pieces()[i];
@@ -257,6 +270,7 @@ class Entry {
   IndexCounts &counts_;
   const db::IntegerColumn foff_;
   const db::TextColumn sta_, chan_;
+  std::vector<std::string> real_folders_;
   std::vector<long> met_;  // rows of files that were scanned
 };
 

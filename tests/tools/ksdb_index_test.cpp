@@ -170,9 +170,20 @@ TEST_F(KsdbIndex, SacFilesOfBothByteOrders) {
                 .code,
             0);
   folder_.write("arch/three.sac", read_text(path).substr(0, 640));
+  for (const char *const assignment : {"KHOLE=long", "'KNETWK=a b'"}) {
+    const std::string name = std::string("arch/") + assignment[1] + ".sac";
+    folder_.write(name, read_text(path));
+    ASSERT_EQ(run_program(std::string(KSSAC_PROGRAM) + " set " + (folder_ / name) +
+                          " " + assignment)
+                  .code,
+              0);
+  }
   const ProgramRun run = import();
   EXPECT_EQ(run.code, 1);
-  EXPECT_THAT(run.errors, HasSubstr("three.sac: it lacks samples that NPTS promises"));
+  EXPECT_THAT(run.errors,
+              AllOf(HasSubstr("three.sac: it lacks samples that NPTS promises"),
+                    HasSubstr("the codes XX.ABC.long.BHZ do not fit the tables"),
+                    HasSubstr("the codes a?b.ABC..BHZ do not fit the tables")));
   EXPECT_EQ(table("wfdisc", "sta,chan,nsamp,samprate,calib,datatype,foff,dfile"),
             "sta,chan,nsamp,samprate,calib,datatype,foff,dfile\n"
             "ABC,BHZ,3,30.0000000,1.000000,f4,632,one.sac\nABC,BHZ,3,30.0000000,1."
@@ -238,6 +249,14 @@ TEST_F(KsdbIndex, LinksInCirclesEnd) {
   fs::create_symlink(folder_ / "arch/none", folder_ / "arch/dangling");
   EXPECT_THAT(import().output, HasSubstr("1 added, 0 changed, 0 unchanged, 0 refused"));
   EXPECT_EQ(import("", "nothing").code, 1);
+  /* A year that lies on another disk: rows name it as the archive does. */
+  fs::create_directories(folder_ / "disk/2002");
+  folder_.write("disk/2002/c", counting_record(plan_of("10"), 0));
+  fs::create_directory_symlink(folder_ / "disk/2002", folder_ / "arch/2002");
+  EXPECT_THAT(import().output, HasSubstr("1 added, 0 changed, 1 unchanged"));
+  EXPECT_THAT(rows(), HasSubstr(",arch/2002,c,"));
+  EXPECT_THAT(import().output, HasSubstr("0 added, 0 changed, 2 unchanged"));
+  EXPECT_THAT(import("", "disk").output, HasSubstr("0 added, 0 changed, 1 unchanged"));
 }
 
 }  // namespace
