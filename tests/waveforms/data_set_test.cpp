@@ -200,8 +200,7 @@ TEST_F(DataSet, MissingMetadataIsToldAndNotFatal) {
   const SetPtr set = open();
   ASSERT_NE(set, nullptr);
   const ksdsseis_channel &channel = *ksdsseis_describe(set.get(), 0);
-  EXPECT_STREQ(channel.missing_text,
-               "site, sitechan, sensor, seedcode");
+  EXPECT_STREQ(channel.missing_text, "site, sitechan, sensor, seedcode");
   EXPECT_EQ(channel.missing, 63);
   EXPECT_EQ(channel.lat, -999);
   EXPECT_EQ(channel.hang, -1);
@@ -275,6 +274,17 @@ TEST_F(DataSet, DamageIsPassedOverAndHugeRequestsAreRefused) {
   for_each<const char>(tags, [](const char *each) { ksvector2_free(each); });
   EXPECT_EQ(ksdsseis_read(set.get(), 7, nullptr), nullptr);
   EXPECT_EQ(ksdsseis_read(nullptr, 0, nullptr), nullptr);
+}
+
+TEST_F(DataSet, NamesOfFilesTurnAtMidnightWithTheirTimes) {
+  add_waveform("ABC", "BHZ", kTime - 0.0004, 10, 100, 1);
+  Tbl *list = nullptr;
+  ASSERT_EQ(ksdsseis_write_sac(open().get(), 0, folder_.path().c_str(), dbinvalid(), 0,
+                               &list),
+            1);
+  const TblOfTexts owned(list);
+  EXPECT_EQ(std::string(static_cast<const char *>(gettbl(list, 0))),
+            folder_ / "ABC.BHZ.2010140.000000.000.sac");
 }
 
 TEST_F(DataSet, SacFilesHoldEachStretch) {

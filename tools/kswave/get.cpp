@@ -38,11 +38,6 @@ struct GetOptions {
   bool force = false, quiet = false;
 };
 
-struct FreeVector {
-  void operator()(ksvector2 *vector) const { ksvector2_free_vector(vector); }
-};
-using VectorPtr = std::unique_ptr<ksvector2, FreeVector>;
-
 std::string file_part(std::string text) {
   for (char &c : text) {
     if (c == '/' || static_cast<unsigned char>(c) <= ' ') c = '_';
@@ -91,6 +86,7 @@ class Extractor {
 
   std::string path_of(const ksdsseis_channel &channel, double time,
                       const char *kind) const {
+    time = std::floor(time);
     const std::string text = time_text(time, 0);
     const std::string of_day = text.substr(text.find('T') + 1);
     const std::string name = file_part(channel_name(channel)) + "." +

@@ -74,6 +74,16 @@ Rows table_of(const ChannelSet &set, Form form) {
   return rows;
 }
 
+/* Some minutes among years are still seen. */
+void widen_short_bars(plot::Line &line, double least) {
+  for (std::size_t i = 0; i + 1 < line.x.size(); i += 3) {
+    const double lacking = least - (line.x[i + 1] - line.x[i]);
+    if (lacking <= 0.0) continue;
+    line.x[i] -= lacking / 2;
+    line.x[i + 1] += lacking / 2;
+  }
+}
+
 /* When there are samples of each channel: a bar for each stretch without gaps. */
 plot::Panel coverage_panel(const ChannelSet &set) {
   plot::Panel panel;
@@ -111,6 +121,7 @@ plot::Panel coverage_panel(const ChannelSet &set) {
     panel.lines.push_back(std::move(line));
   }
   const double margin = high > low ? 0.02 * (high - low) : 1.0;
+  for (plot::Line &line : panel.lines) widen_short_bars(line, 0.15 * margin);
   panel.x.low = low - margin;
   panel.x.high = high + margin;
   return panel;

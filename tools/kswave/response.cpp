@@ -29,10 +29,6 @@ std::string unit_of(const std::string &motion) {
   return motion == "V" ? "counts/(m/s)" : "counts/(m/s\xC2\xB2)";
 }
 
-struct FreeVector {
-  void operator()(ksvector2 *vector) const { ksvector2_free_vector(vector); }
-};
-
 int show(const ResponseOptions &options) {
   const ChannelSet set(options.selection, "r");
   if (!set.good()) return kFailure;
@@ -61,9 +57,9 @@ int show(const ResponseOptions &options) {
   for (int i = 0; i < set.count(); ++i) {
     const ksdsseis_channel &channel = set.channel(i);
     const double fmax = options.fmax > 0.0 ? options.fmax : channel.samprate / 2;
-    const std::unique_ptr<ksvector2, FreeVector> vector(
-        ksdsseis_response(set.get(), i, options.motion.c_str(), options.fmin, fmax,
-                          options.count, nullptr));
+    const VectorPtr vector(ksdsseis_response(set.get(), i, options.motion.c_str(),
+                                             options.fmin, fmax, options.count,
+                                             nullptr));
     if (vector == nullptr) {
       print_register();
       result = kFailure;

@@ -12,6 +12,11 @@
 
 namespace ksutil::tools {
 
+struct FreeVector {
+  void operator()(ksvector2 *vector) const { ksvector2_free_vector(vector); }
+};
+using VectorPtr = std::unique_ptr<ksvector2, FreeVector>;
+
 struct Selection {
   std::string database, sta, chan, start, end;
 };

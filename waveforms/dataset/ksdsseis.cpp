@@ -162,21 +162,23 @@ class RowCollector {
   std::map<std::pair<std::string, std::string>, std::vector<WaveformRow>> found_;
 };
 
-/* The sample rate that most samples have. */
+/* The sample rate that most samples have; rates that differ by rounding count as one. */
 double usual_samprate(const std::vector<WaveformRow> &rows) {
-  double best = rows.front().segment.samprate, most = 0.0;
+  std::vector<std::pair<double, double>> rates;  // rate, samples
   for (const WaveformRow &row : rows) {
-    /* Rates that differ by rounding count as one; few channels have more than one. */
-    if (most > 0.0 && same_samprate(row.segment.samprate, best)) continue;
+    rates.emplace_back(row.segment.samprate, static_cast<double>(row.count));
+  }
+  std::sort(rates.begin(), rates.end());
+  double best = rates.front().first, most = 0.0;
+  for (std::size_t i = 0; i < rates.size();) {
+    const double rate = rates[i].first;
     double samples = 0.0;
-    for (const WaveformRow &other : rows) {
-      if (same_samprate(other.segment.samprate, row.segment.samprate)) {
-        samples += static_cast<double>(other.count);
-      }
+    for (; i < rates.size() && same_samprate(rates[i].first, rate); ++i) {
+      samples += rates[i].second;
     }
     if (samples > most) {
       most = samples;
-      best = row.segment.samprate;
+      best = rate;
     }
   }
   return best;

@@ -70,6 +70,8 @@ std::string file_part(std::string text) {
 
 /* NET.STA.LOC.CHAN.YYYYDDD.hhmmss.mmm.sac of the first sample. */
 std::string file_name(const ksdsseis_channel &channel, double time) {
+  /* Day and time of day are those of one number. */
+  time = std::round(time * 1000.0) / 1000.0;
   const std::string text = time_text(time, 3);  // 2009-09-04T01:02:03.004
   const std::string of_day = text.substr(text.find('T') + 1);
   return file_part(channel_name(channel)) + "." + std::to_string(yearday(time)) + "." +
