@@ -10,6 +10,7 @@
 #include "formats/exchange/export/event_source.h"
 #include "formats/exchange/export/output_file.h"
 #include "formats/exchange/format.h"
+#include "formats/exchange/stations/station_source.h"
 #include "platform/clock/clock.h"
 #include "platform/db/store.h"
 #include "platform/stock/text.h"
@@ -34,15 +35,18 @@ struct ExportArguments {
 std::vector<std::string> words_of_writers() {
   std::vector<std::string> words;
   for (const exchange::Format *format : exchange::formats()) {
-    if (format->open_writer != nullptr) words.emplace_back(format->word);
+    if (format->open_writer != nullptr || format->open_station_writer != nullptr) {
+      words.emplace_back(format->word);
+    }
   }
   return words;
 }
 
 /* The word of a format for the ending of a file's name; "" for another ending. */
 std::string word_of_ending(const std::string &file) {
-  static constexpr std::array<std::pair<const char *, const char *>, 11> kEndings{
-      {{".csv", "csv"},
+  static constexpr std::array<std::pair<const char *, const char *>, 12> kEndings{
+      {{".stationxml", "stationxml"},
+       {".csv", "csv"},
        {".jsonl", "jsonl"},
        {".ndjson", "jsonl"},
        {".geojson", "geojson"},
@@ -129,19 +133,80 @@ void tell_unplaced(const std::vector<exchange::Unplaced> &list, const char *wher
   }
 }
 
+/* The end of an export: puts the file into its place, and tells of it. */
+bool finish_file(const ExportArguments &arguments, exchange::OutputFile &output,
+                 const std::string &what) {
+  if (!output.finish()) {
+    complain(output.problem());
+    return false;
+  }
+  if (!arguments.quiet && arguments.file != "-") {
+    std::printf("%s in %s\n", what.c_str(), arguments.file.c_str());
+  }
+  return true;
+}
+
+int export_stations(const ExportArguments &arguments, const exchange::Format &format,
+                    db::DatabaseStore &store) {
+  if (!arguments.where.empty() || !arguments.evids.empty() ||
+      !arguments.after.empty() || !arguments.before.empty() ||
+      arguments.min_magnitude > -DBL_MAX) {
+    complain(std::string(format.name) +
+             " holds stations: the options that choose events have no meaning");
+    return kUsage;
+  }
+  const auto source = exchange::StationSource::open(store);
+  if (source == nullptr) return kFailure;
+  std::string problem;
+  const auto output = exchange::OutputFile::open(arguments.file, problem);
+  if (output == nullptr) {
+    complain(problem);
+    return kFailure;
+  }
+  const auto writer = format.open_station_writer(*output);
+  long stations = 0;
+  {
+    Progress progress("exporting", 0, arguments.quiet, "stations");
+    exchange::StationItem item;
+    bool good = writer->begin();
+    while (good && source->next(item)) {
+      good = writer->put(item);
+      if (item.kind == exchange::StationItem::Kind::kStation) stations++;
+      progress.reach(stations);
+    }
+    if (good) good = writer->end();
+    if (!good) {
+      progress.wipe();
+      complain(output->problem());
+      return kFailure;
+    }
+  }
+  if (!arguments.quiet) tell_unplaced(writer->without_place(), format.name);
+  if (!finish_file(arguments, *output, count_of(stations, "station"))) return kFailure;
+  if (!source->problem().empty()) complain(source->problem());
+  for (const exchange::Unplaced &fault : source->faults().list()) {
+    complain("left out: " + fault.name + " (" + std::to_string(fault.count) + ")");
+  }
+  return source->faults().empty() ? kOk : kFailure;
+}
+
 int export_database(const ExportArguments &arguments) {
   exchange::EventSelection selection;
   if (!read_selection(arguments, selection)) return kUsage;
   const std::string word =
       arguments.format.empty() ? word_of_ending(arguments.file) : arguments.format;
   const exchange::Format *format = exchange::format_of_word(word);
-  if (format == nullptr || format->open_writer == nullptr) {
+  if (format == nullptr ||
+      (format->open_writer == nullptr && format->open_station_writer == nullptr)) {
     complain("--format is needed: the name " + arguments.file +
              " does not tell the format");
     return kUsage;
   }
   const auto store = db::open_store(arguments.database, "r", kExportBlocks);
   if (store == nullptr) return kFailure;
+  if (format->open_station_writer != nullptr) {
+    return export_stations(arguments, *format, *store);
+  }
   std::string problem;
   const auto source = exchange::EventSource::open(*store, selection, problem);
   if (source == nullptr) {
@@ -155,18 +220,15 @@ int export_database(const ExportArguments &arguments) {
   }
   const auto writer = format->open_writer(*output);
   const long count = write_events(*source, *writer, arguments.quiet);
-  if (count < 0 || !output->finish()) {
+  if (count < 0) {
     complain(output->problem());
     return kFailure;
   }
   if (!arguments.quiet) {
     tell_unplaced(source->without_place(), "the exchange formats");
     tell_unplaced(writer->without_place(), format->name);
-    if (arguments.file != "-") {
-      std::printf("%s in %s\n", count_of(count, "event").c_str(),
-                  arguments.file.c_str());
-    }
   }
+  if (!finish_file(arguments, *output, count_of(count, "event"))) return kFailure;
   return report_faults(source->faults(), arguments.database);
 }
 
@@ -199,7 +261,7 @@ Command export_command() {
   return make_command<ExportArguments>(
       "export",
       "Writes the events of a database in an exchange format, in the order of their "
-      "times",
+      "times, or its stations",
       {"ksdb export data/aug2015 aug2015.quakeml",
        "ksdb export --format csv --where 'magnitude >= 6.5' data/aug2015",
        "ksdb export --evid 48836020 --format jsonl data/ueb/ueb_test",

@@ -1,6 +1,7 @@
 #include "formats/exchange/geojson/geojson_format.h"
 
 #include "formats/exchange/geojson/geojson_reader.h"
+#include "formats/exchange/geojson/geojson_writer.h"
 
 namespace ksutil::exchange {
 namespace {
@@ -33,12 +34,17 @@ constexpr Mapping kGeojsonMappings[] = {
     {"magError, magNst", "netmag.uncertainty, netmag.nsta"},
 };
 
+std::unique_ptr<Writer> open_geojson_writer(TextSink &sink) {
+  return std::make_unique<GeoJsonWriter>(sink);
+}
+
 }  // namespace
 
 const Format kGeojsonFormat{.word = "geojson",
                             .name = "GeoJSON",
                             .recognise = is_geojson,
                             .open_reader = open_geojson,
+                            .open_writer = open_geojson_writer,
                             .mappings = kGeojsonMappings};
 
 }  // namespace ksutil::exchange

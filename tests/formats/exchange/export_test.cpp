@@ -53,13 +53,12 @@ TEST_P(CatalogueRoundTrip, GivesTheSameRowsAndTheSameFile) {
   EXPECT_EQ(first.faults.events + first.faults.rows + first.faults.values, 0);
 }
 
-INSTANTIATE_TEST_SUITE_P(Formats, CatalogueRoundTrip,
-                         testing::Values(Trip{"csv", {}, {}},
-                                         Trip{"fdsn",
-                                              {"origerr", "remark"},
-                                              {"lddate", "ndef", "nsta",
-                                               "uncertainty"}}),
-                         [](const auto &trip) { return std::string(trip.param.word); });
+INSTANTIATE_TEST_SUITE_P(
+    Formats, CatalogueRoundTrip,
+    testing::Values(
+        Trip{"csv", {}, {}}, Trip{"quakeml", {"publicid"}, {}}, Trip{"geojson", {}, {}},
+        Trip{"fdsn", {"origerr", "remark"}, {"lddate", "ndef", "nsta", "uncertainty"}}),
+    [](const auto &trip) { return std::string(trip.param.word); });
 
 /* An event that has everything, once with ids and once without public ones. */
 Event full_event(const std::string &id) {
