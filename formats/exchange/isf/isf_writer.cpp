@@ -50,12 +50,13 @@ double factor(int freedom, double confidence) {
   return std::sqrt(chi_square(freedom, kConfidence) / chi_square(freedom, confidence));
 }
 
+/* The greatest element of a tensor, which settles its scale; else its moment. */
 double greatest(const MomentTensor &tensor) {
-  double value = std::max(tensor.moment, 0.0);
+  double value = 0.0;
   for (const double element : tensor.elements) {
     if (element != kNone) value = std::max(value, std::abs(element));
   }
-  return value;
+  return value > 0.0 ? value : std::max(tensor.moment, 0.0);
 }
 
 int scale_of(double value) {
@@ -188,7 +189,7 @@ void IsfWriter::put_errors(const Origin &origin, IsfLine &line) {
     ellipse.major *= plane;
     if (ellipse.minor >= 0.0) ellipse.minor *= plane;
   } else if (origin.horizontal_error >= 0.0) {
-    ellipse.major = ellipse.minor = origin.horizontal_error * plane;
+    ellipse.major = origin.horizontal_error * plane;
   } else {
     ellipse = ellipse_of(origin.covariance, kConfidence);
   }
