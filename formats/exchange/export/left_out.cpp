@@ -73,15 +73,7 @@ const Magnitude *shown_magnitude(const Event &event) {
 }
 
 void LeftOut::add(const char *name, std::size_t count) {
-  if (count == 0) return;
-  const auto found =
-      std::find_if(list_.begin(), list_.end(),
-                   [&](const Unplaced &known) { return known.name == name; });
-  if (found == list_.end()) {
-    list_.push_back({name, static_cast<std::int64_t>(count)});
-  } else {
-    found->count += static_cast<std::int64_t>(count);
-  }
+  if (count > 0) counts_.add(name, static_cast<std::int64_t>(count));
 }
 
 void LeftOut::add_origin(const Origin &origin, const Places &places) {

@@ -5,8 +5,8 @@
 #include <string>
 #include <vector>
 
-#include "formats/exchange/reader.h"
 #include "formats/exchange/records.h"
+#include "formats/exchange/unplaced.h"
 
 namespace ksutil::exchange {
 
@@ -30,12 +30,12 @@ class LeftOut {
    * magnitude with its type, and `places`. */
   void add_rest(const Event &event, const Magnitude *magnitude, const Places &places);
 
-  const std::vector<Unplaced> &list() const { return list_; }
+  const std::vector<Unplaced> &list() const { return counts_.list(); }
 
  private:
   void add_origin(const Origin &origin, const Places &places);
 
-  std::vector<Unplaced> list_;
+  UnplacedCounts counts_;
 };
 
 /* The magnitude that stands for an event in formats with a single one: the preferred one if

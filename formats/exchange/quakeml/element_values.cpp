@@ -123,7 +123,8 @@ void ElementValues::field(const char *name, std::string &value) const {
 
 void ElementValues::field(const char *name, char &value) const {
   const std::string &text = element_.attribute(name);
-  if (!text.empty()) value = text.front();
+  if (text.size() == 1 && text.front() > ' ' && text.front() < 127)
+    value = text.front();
 }
 
 bool ElementValues::covariance(Covariance &c) const {

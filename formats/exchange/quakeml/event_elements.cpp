@@ -210,7 +210,9 @@ bool EventElements::take_magnitude(EventParts &parts, const std::string &origin)
   magnitude.author = values.author();
   values.created(parts.updated);
   magnitude.type = values.text("type");
-  if (magnitude.type.empty()) magnitude.type = "M";
+  if (magnitude.type.empty() && element.attribute(kMagtypeField).empty()) {
+    magnitude.type = "M";
+  }
   values.real(value + "/value", magnitude.value, 1.0, -20.0, 20.0);
   values.real(value + "/uncertainty", magnitude.error, 1.0, 0.0);
   values.count("stationCount", magnitude.stations);
@@ -324,7 +326,8 @@ void EventElements::fill_origin(const XmlElement &element, OriginPart &part,
   values.count("quality/usedPhaseCount", origin.phases);
   values.count("quality/associatedPhaseCount", origin.associated);
   values.count("quality/depthPhaseCount", origin.depth_phases);
-  if (origin.associated < 0 && !origin.associations.empty()) {
+  if (origin.associated < 0 && !origin.associations.empty() &&
+      element.attribute(kNassField).empty()) {
     origin.associated = static_cast<std::int64_t>(origin.associations.size());
   }
   values.real("quality/standardError", origin.rms, 1.0, 0.0);

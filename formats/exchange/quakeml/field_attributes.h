@@ -15,6 +15,9 @@ inline constexpr const char *kFieldSpace = "urn:ksutil:fields";
 
 inline constexpr const char *kEtypeField = "origin.etype";  // of event
 inline constexpr const char *kDtypeField = "origin.dtype";  // of origin
+/* Of origin and of magnitude: "-" when the row has no count, no type. */
+inline constexpr const char *kNassField = "origin.nass";
+inline constexpr const char *kMagtypeField = "netmag.magtype";
 inline constexpr const char *kAlgorithmField = "origin.algorithm";
 /* Of originUncertainty: sxx, syy, szz, stt, sxy, sxz, syz, stx, sty, stz. */
 inline constexpr const char *kCovarianceField = "origerr.covariance";
@@ -41,12 +44,13 @@ inline constexpr const char *kMtAlgorithmField = "mt.algorithm";
 inline constexpr const char *kCentroidField = "mt.centroid";
 
 inline bool is_field_attribute(std::string_view name) {
-  constexpr std::array<std::string_view, 20> kFields{
-      kEtypeField,      kDtypeField, kAlgorithmField,   kCovarianceField,
-      kBeliefField,     kSeazField,  kEmaresField,      kTimedefField,
-      kAzdefField,      kSlodefField, kVmodelField,     kEmaField,
-      kRectField,       kPerField,   kSnrField,         kStamagPhaseField,
-      kStamagPickField, kMwField,    kMtAlgorithmField, kCentroidField};
+  constexpr std::array<std::string_view, 22> kFields{
+      kEtypeField,      kDtypeField,  kAlgorithmField,   kCovarianceField,
+      kBeliefField,     kSeazField,   kEmaresField,      kTimedefField,
+      kAzdefField,      kSlodefField, kVmodelField,      kEmaField,
+      kRectField,       kPerField,    kSnrField,         kStamagPhaseField,
+      kStamagPickField, kMwField,     kMtAlgorithmField, kCentroidField,
+      kNassField,       kMagtypeField};
   return std::find(kFields.begin(), kFields.end(), name) != kFields.end();
 }
 

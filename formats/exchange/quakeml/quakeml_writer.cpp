@@ -307,6 +307,9 @@ void QuakeMlWriter::put_origin(const Event &event, std::size_t index) {
     put_field(kDtypeField, std::string(1, origin.depth_type));
   }
   put_name_field(kAlgorithmField, origin.algorithm);
+  if (origin.associated < 0 && !origin.associations.empty()) {
+    put_field(kNassField, "-");
+  }
   put_quantity("time", utc_text(origin.time), positive(origin.time_error));
   put_quantity("longitude", number_text(origin.lon));
   put_quantity("latitude", number_text(origin.lat));
@@ -415,6 +418,7 @@ void QuakeMlWriter::put_magnitude(const Origin &origin, std::size_t origin_index
   const Magnitude &magnitude = origin.magnitudes[index];
   xml_.open("magnitude");
   xml_.attribute("publicID", magnitude_ids_[origin_index][index]);
+  if (magnitude.type.empty()) put_field(kMagtypeField, "-");
   put_quantity("mag", number_text(magnitude.value), positive(magnitude.error));
   xml_.given("type", bounded(magnitude.type, 32));
   xml_.element("originID", origin_ids_[origin_index]);

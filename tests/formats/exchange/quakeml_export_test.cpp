@@ -121,6 +121,11 @@ Event full_bulletin(const std::string &id) {
   origin.magnitudes[1] = {id + "m2", "Mww", "us", 7.81, -1.0, -1, {}};
   origin.magnitudes[2] = {id + "m3", "Mww", "gcmt", 7.81, 0.5, 12, {}};
   event.preferred_magnitude = 1;
+  event.origins[0].magnitudes.resize(1);
+  event.origins[0].magnitudes[0].id = id + "m0";
+  event.origins[0].magnitudes[0].value = 7.5;
+  event.origins[0].associations = {association_of(2, 'd', 1.0)};
+  event.origins[0].associated = -1;
   origin.station_magnitudes.resize(3);
   for (std::size_t i = 0; i < 3; i++) {
     StationMagnitude &magnitude = origin.station_magnitudes[i];
