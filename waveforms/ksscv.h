@@ -193,7 +193,7 @@ KSUTIL_API int ksscv_set_window(ksscv *view, double tstart, double tend, int col
  * less than a millionth.  More than KSSCV_MAX_SAMPLES are an error of the channel.
  *
  * When the cache is too small for all channels of a window, the last ones of the list have
- * state KSSCV_ERROR.
+ * state KSSCV_ERROR; envelopes are given also where only the samples do not fit.
  * 0; -1 for a channel that is not in the list, another `what`, a view without window. */
 KSUTIL_API int ksscv_get(ksscv *view, int channel, int what, int calibrated,
                          ksscv_data **data);

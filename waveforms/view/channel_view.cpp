@@ -108,6 +108,7 @@ std::unique_ptr<Answer> ChannelView::get(int number, int what, bool calibrated) 
   } else {
     envelope.emplace(window, calibrated);
   }
+  const bool refused = channel.refused || (series && channel.samples_refused);
   coming = !channel.knows(window) && table_error_.empty();
   for (auto piece = first_piece(channel.pieces, window.tstart);
        piece != channel.pieces.end(); ++piece) {
@@ -129,7 +130,7 @@ std::unique_ptr<Answer> ChannelView::get(int number, int what, bool calibrated) 
         if (!segment.lacks(i, need)) continue;
         if (segment.failed(i)) {
           tell_trouble(segment.message);
-        } else if (channel.refused.empty()) {
+        } else if (!refused) {
           coming = true;
         }
       }
@@ -142,7 +143,7 @@ std::unique_ptr<Answer> ChannelView::get(int number, int what, bool calibrated) 
     if (fault.from >= window.tend || fault.to < window.tstart) continue;
     tell_trouble(fault.message);
   }
-  if (!channel.refused.empty()) tell_trouble(channel.refused);
+  if (refused) tell_trouble(too_small());
   if (!table_error_.empty()) tell_trouble(table_error_);
   answer->state = coming      ? KSSCV_COMING
                   : failed    ? KSSCV_ERROR

@@ -23,6 +23,11 @@ std::size_t bytes_of(const CachedSegment &segment, SampleRange chunks, unsigned 
 
 }  // namespace
 
+std::string ChannelView::too_small() const {
+  return "The cache of " + std::to_string(cache_.bound()) +
+         " bytes is too small for this window";
+}
+
 void ChannelView::replan() {
   plan_++;
   cache_.set_plan(plan_);
@@ -32,40 +37,29 @@ void ChannelView::replan() {
   if (!window_) return;
   const Window &window = *window_;
   /* A quarter stays for the chunks that are being read, and an eighth for the rows. */
-  const std::size_t budget = cache_.bound() - cache_.bound() / 4 - cache_.bound() / 8;
-  std::size_t used = 0;
+  std::size_t budget = cache_.bound() - cache_.bound() / 4 - cache_.bound() / 8;
   for (std::size_t i = 0; i < channels_.size(); i++) {
     Channel &channel = channels_[i];
-    const std::size_t begin = now_.size();
-    std::size_t bytes = 0;
-    plan_channel(channel, window.tstart, window.tend, now_, bytes);
-    std::string refused;
-    if (used + bytes > budget) {
-      now_.resize(begin);
-      refused = "The cache of " + std::to_string(cache_.bound()) +
-                " bytes is too small for this window";
-    } else {
-      used += bytes;
-    }
-    if (refused != channel.refused) {
-      channel.refused = refused;
-      if (!refused.empty()) mark_dirty(i);
-    }
+    const auto plan = [&](bool samples) {
+      return plan_channel(channel, samples, window.tstart, window.tend, now_, budget);
+    };
+    const bool fits = plan(channel.samples_planned);
+    const bool envelope_fits = fits || (channel.samples_planned && plan(false));
+    const bool refused = !envelope_fits, samples_refused = !fits && envelope_fits;
+    const bool news =
+        (refused && !channel.refused) || (samples_refused && !channel.samples_refused);
+    channel.refused = refused;
+    channel.samples_refused = samples_refused;
+    if (news) mark_dirty(i);
   }
   mark_wants(now_, &CachedSegment::now);
   if (options_.prefetch != 0) {
     for (const bool after : {true, false}) {
-      for (Channel &channel : channels_) {
-        if (!channel.refused.empty()) continue;
-        const std::size_t begin = ahead_.size();
-        std::size_t bytes = 0;
+      for (const Channel &channel : channels_) {
+        if (channel.refused) continue;
         const double from = after ? window.tend : window.tstart - window.length();
-        plan_channel(channel, from, from + window.length(), ahead_, bytes);
-        if (used + bytes > budget) {
-          ahead_.resize(begin);
-        } else {
-          used += bytes;
-        }
+        plan_channel(channel, channel.samples_planned && !channel.samples_refused, from,
+                     from + window.length(), ahead_, budget);
       }
     }
     mark_wants(ahead_, &CachedSegment::ahead);
@@ -74,11 +68,14 @@ void ChannelView::replan() {
   table_work_.notify_one();
 }
 
-void ChannelView::plan_channel(Channel &channel, double from, double to,
-                               std::vector<Range> &to_ranges, std::size_t &bytes) {
-  for (auto piece = first_piece(channel.pieces, from); piece != channel.pieces.end();
-       ++piece) {
-    CachedSegment &segment = *piece->segment;
+bool ChannelView::plan_channel(const Channel &channel, bool with_samples, double from,
+                               double to, std::vector<Range> &ranges,
+                               std::size_t &budget) const {
+  const std::size_t begin = ranges.size();
+  std::size_t bytes = 0;
+  for (auto piece = first_piece(channel.pieces, from);
+       piece != channel.pieces.end() && bytes <= budget; ++piece) {
+    const CachedSegment &segment = *piece->segment;
     const SampleRange samples = range_in(*piece, from, to);
     if (samples.empty()) {
       if (segment.time_of(piece->first) >= to) break;
@@ -90,16 +87,21 @@ void ChannelView::plan_channel(Channel &channel, double from, double to,
     if (need != kAllSamples) {
       const SampleRange blocks = blocks_for(*piece, samples, plan.level);
       const SampleRange outer = chunks_of(segment, blocks, plan.level);
-      chunks = channel.samples_planned
-                   ? SampleRange{std::min(chunks.first, outer.first),
-                                 std::max(chunks.end, outer.end)}
-                   : outer;
+      chunks = with_samples ? SampleRange{std::min(chunks.first, outer.first),
+                                          std::max(chunks.end, outer.end)}
+                            : outer;
     }
-    if (channel.samples_planned) need |= kAllSamples;
+    if (with_samples) need |= kAllSamples;
     if (chunks.empty()) continue;
     bytes += bytes_of(segment, chunks, need);
-    to_ranges.push_back({piece->segment, chunks.first, chunks.end, need});
+    ranges.push_back({piece->segment, chunks.first, chunks.end, need});
   }
+  if (bytes > budget) {
+    ranges.erase(ranges.begin() + static_cast<std::ptrdiff_t>(begin), ranges.end());
+    return false;
+  }
+  budget -= bytes;
+  return true;
 }
 
 void ChannelView::mark_wants(std::vector<Range> &ranges, Want CachedSegment::*want) {

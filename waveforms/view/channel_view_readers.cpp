@@ -19,22 +19,33 @@ struct ChannelView::Read {
 };
 
 void ChannelView::read_chunks() {
-  Lock lock(mutex_);
   while (!stop_) {
-    Read read;
-    if (!next_read(read)) {
-      if (next_retry_ == Clock::time_point::max()) {
-        reader_work_.wait(lock);
-      } else {
-        reader_work_.wait_until(lock, next_retry_);
-      }
-      continue;
+    try {
+      read_next();
+    } catch (const std::bad_alloc &) {
+      Lock lock(mutex_);
+      cursor_ = {};
+      if (!stop_) reader_work_.wait_for(lock, kMemoryPause);
     }
-    lock.unlock();
-    perform(read);
-    lock.lock();
-    publish(read);
   }
+}
+
+void ChannelView::read_next() {
+  Lock lock(mutex_);
+  if (stop_) return;
+  Read read;
+  if (!next_read(read)) {
+    if (next_retry_ == Clock::time_point::max()) {
+      reader_work_.wait(lock);
+    } else {
+      reader_work_.wait_until(lock, next_retry_);
+    }
+    return;
+  }
+  lock.unlock();
+  perform(read);
+  lock.lock();
+  publish(read);
 }
 
 bool ChannelView::next_read(Read &read) {
@@ -61,6 +72,8 @@ bool ChannelView::next_read(Read &read) {
         const std::size_t bytes = SegmentCache::sample_bytes(segment, count) +
                                   SegmentCache::fine_bytes(count) +
                                   SegmentCache::coarse_bytes(count);
+        read.segment = range.segment;
+        read.row = segment.row;
         if (!cache_.reserve(bytes, cursor_.phase == 1)) {
           if (cursor_.phase == 1) {
             cursor_ = {2};
@@ -68,14 +81,12 @@ bool ChannelView::next_read(Read &read) {
           }
           if (reading_ > 0) return false;  // tried again when one of them is done
           segment.file_retry.fail();
-          segment.message = "The cache of " + std::to_string(cache_.bound()) +
-                            " bytes is too small for this window";
+          next_retry_ = std::min(next_retry_, segment.file_retry.at);
+          segment.message = too_small();
           mark_dirty(segment);
           continue;
         }
         chunk.reading = true;
-        read.segment = range.segment;
-        read.row = segment.row;
         read.version = segment.version;
         read.chunk = cursor_.chunk;
         read.count = count;
@@ -124,8 +135,7 @@ void ChannelView::publish(Read &read) {
     /* A new time of change alone is left to the next look at the files: a file that is
      * written all the time would never be read otherwise. */
     const auto other_file = [](const FileStamp &a, const FileStamp &b) {
-      return a.exists() && b.exists() &&
-             (a.device != b.device || a.inode != b.inode || b.size < a.size);
+      return a.exists() && b.exists() && (!a.same_file(b) || b.size < a.size);
     };
     if (other_file(segment.stamp, read.before) || other_file(read.before, read.after)) {
       segment.suspended = true;

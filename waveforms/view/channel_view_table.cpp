@@ -42,38 +42,47 @@ struct ChannelView::Work {
   double from = 0.0, to = 0.0;
   std::vector<FreshRow> rows;
   std::vector<Fault> faults;
-  bool complete = true;
 };
 
 void ChannelView::follow_table() {
-  Clock::time_point next_look = Clock::now();
-  Lock lock(mutex_);
   while (!stop_) {
-    if (look_asked_ || Clock::now() >= next_look) {
-      const Clock::time_point begin = Clock::now();
-      look(lock);
-      const auto pause = std::chrono::duration_cast<Clock::duration>(
-          std::chrono::duration<double>(std::max(options_.period, 0.0)));
-      next_look =
-          options_.period < 0
-              ? Clock::time_point::max()
-              : Clock::now() + std::max(pause, kPausesPerLook * (Clock::now() - begin));
-      continue;
+    try {
+      follow_once();
+    } catch (const std::bad_alloc &) {
+      Lock lock(mutex_);
+      looking_ = false;
+      if (!stop_) table_work_.wait_for(lock, kMemoryPause);
     }
-    Work work;
-    if (next_work(work)) {
-      lock.unlock();
-      const bool found = look_up(work);
-      lock.lock();
-      if (found) apply(work);
-      progress_.notify_all();
-      continue;
-    }
-    if (next_look == Clock::time_point::max()) {
-      table_work_.wait(lock);
-    } else {
-      table_work_.wait_until(lock, next_look);
-    }
+  }
+}
+
+void ChannelView::follow_once() {
+  Lock lock(mutex_);
+  if (stop_) return;
+  if (look_asked_ || Clock::now() >= next_look_) {
+    const Clock::time_point begin = Clock::now();
+    look(lock);
+    const auto pause = std::chrono::duration_cast<Clock::duration>(
+        std::chrono::duration<double>(std::max(options_.period, 0.0)));
+    next_look_ =
+        options_.period < 0
+            ? Clock::time_point::max()
+            : Clock::now() + std::max(pause, kPausesPerLook * (Clock::now() - begin));
+    return;
+  }
+  Work work;
+  if (next_work(work)) {
+    lock.unlock();
+    const bool found = look_up(work);
+    lock.lock();
+    if (found) apply(work);
+    progress_.notify_all();
+    return;
+  }
+  if (next_look_ == Clock::time_point::max()) {
+    table_work_.wait(lock);
+  } else {
+    table_work_.wait_until(lock, next_look_);
   }
 }
 
@@ -186,12 +195,13 @@ bool ChannelView::next_work(Work &work) {
     if (!channels_[i].knows(window)) return set(i, window.tstart, window.tend);
   }
   if (options_.prefetch == 0) return false;
-  const double before = window.tstart - window.length();
-  const double after = window.tend + window.length();
+  /* Not with each step of a window that moves slowly. */
+  const double half = 0.5 * window.length();
   for (std::size_t i = 0; i < channels_.size(); i++) {
     const Channel &channel = channels_[i];
-    if (channel.known_from > before || channel.known_to < after) {
-      return set(i, before, after);
+    if (channel.known_from > window.tstart - half ||
+        channel.known_to < window.tend + half) {
+      return set(i, window.tstart - window.length(), window.tend + window.length());
     }
   }
   return false;

@@ -1,6 +1,7 @@
 #include "waveforms/view/internal/channel_view.h"
 
 #include <exception>
+#include <new>
 
 #include "platform/elog/failure.h"
 
@@ -42,31 +43,43 @@ void ChannelView::mark_all_dirty() {
   for (std::size_t i = 0; i < channels_.size(); i++) mark_dirty(i);
 }
 
-void ChannelView::tell() {
+void ChannelView::tell_once() {
   Lock lock(mutex_);
-  while (!stop_) {
-    if (!any_dirty_) {
-      teller_work_.wait(lock);
-      continue;
-    }
-    std::vector<int> channels;
-    for (std::size_t i = 0; i < dirty_.size(); i++) {
-      if (dirty_[i] != 0) channels.push_back(static_cast<int>(i));
-    }
-    dirty_.assign(dirty_.size(), 0);
-    any_dirty_ = false;
-    if (callback_ == nullptr || channels.empty()) continue;
-    const ksscv_callback callback = callback_;
-    void *const context = context_;
-    lock.unlock();
-    call(callback, handle_, channels, context);
-    lock.lock();
-    counts_.callbacks++;
-    const auto next = Clock::now() + kBetweenCalls;
-    teller_work_.wait_until(lock, next, [this] { return stop_.load(); });
+  if (stop_) return;
+  if (!any_dirty_) {
+    teller_work_.wait(lock);
+    return;
   }
-  if (!deleted_by_teller_) return;
+  std::vector<int> channels;
+  for (std::size_t i = 0; i < dirty_.size(); i++) {
+    if (dirty_[i] != 0) channels.push_back(static_cast<int>(i));
+  }
+  dirty_.assign(dirty_.size(), 0);
+  any_dirty_ = false;
+  if (callback_ == nullptr || channels.empty()) return;
+  const ksscv_callback callback = callback_;
+  void *const context = context_;
   lock.unlock();
+  call(callback, handle_, channels, context);
+  lock.lock();
+  counts_.callbacks++;
+  const auto next = Clock::now() + kBetweenCalls;
+  teller_work_.wait_until(lock, next, [this] { return stop_.load(); });
+}
+
+void ChannelView::tell() {
+  while (!stop_) {
+    try {
+      tell_once();
+    } catch (const std::bad_alloc &) {
+      Lock lock(mutex_);
+      if (!stop_) teller_work_.wait_for(lock, kMemoryPause);
+    }
+  }
+  {
+    const Lock lock(mutex_);
+    if (!deleted_by_teller_) return;
+  }
   table_thread_.join();
   for (std::thread &reader : readers_) reader.join();
   readers_.clear();

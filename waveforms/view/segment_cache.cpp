@@ -142,18 +142,22 @@ bool SegmentCache::evict_segment() {
 void SegmentCache::put(CachedSegment &segment, std::int64_t chunk, std::int64_t count,
                        std::shared_ptr<const Samples> samples, Levels fine,
                        Levels coarse) {
+  /* Nothing below can fail: these were made before anything changes. */
+  ChunkUses samples_use{{&segment, chunk}}, fine_use{{&segment, chunk}};
   Chunk &held = segment.chunks[static_cast<std::size_t>(chunk)];
   if (held.samples != nullptr) drop_samples(segment, held);
   if (!held.fine.empty()) drop_fine(held);
-  const auto add = [&](ChunkUses &uses, unsigned need) {
-    const bool stays = needed(segment, chunk, need, true);
-    return uses.insert(stays ? uses.end() : uses.begin(), {&segment, chunk});
-  };
   held.count = count;
-  held.samples_use = add(samples_uses_, kAllSamples);
+  const auto add = [&](ChunkUses &uses, ChunkUses &use, unsigned need) {
+    const auto place = use.begin();
+    const bool stays = needed(segment, chunk, need, true);
+    uses.splice(stays ? uses.end() : uses.begin(), use);
+    return place;
+  };
+  held.samples_use = add(samples_uses_, samples_use, kAllSamples);
   held.samples = std::move(samples);
   held_ += sample_bytes(segment, count);
-  held.fine_use = add(fine_uses_, kFine);
+  held.fine_use = add(fine_uses_, fine_use, kFine);
   held.fine = std::move(fine);
   held_ += fine_bytes(count);
   fine_held_ += fine_bytes(count);

@@ -103,8 +103,15 @@ TEST_F(RealTime, AReplacedFileIsReadAnew) {
   std::filesystem::rename(scene_.file("new"), scene_.file(row.file));
   look(view.get());
   expect_envelope(*ask(view.get()), {row});
+  /* A longer one, which may well get the inode of the file before. */
+  row.samples = wandering(210000, 4);
+  write_file(scene_.file("new"), encoded("i4", row.samples));
+  std::filesystem::rename(scene_.file("new"), scene_.file(row.file));
+  scene_.set_nsamp(row, 210000);
+  look(view.get());
+  expect_envelope(*ask(view.get()), {row});
   /* The same file, written again with as many bytes. */
-  row.samples = wandering(200000, 3);
+  row.samples = wandering(210000, 3);
   write_file(scene_.file(row.file), encoded("i4", row.samples));
   look(view.get());
   expect_envelope(*ask(view.get()), {row});

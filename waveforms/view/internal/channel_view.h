@@ -13,6 +13,7 @@
 #define KSUTIL_WAVEFORMS_VIEW_INTERNAL_CHANNEL_VIEW_H
 
 #include <atomic>
+#include <chrono>
 #include <condition_variable>
 #include <limits>
 #include <memory>
@@ -30,6 +31,9 @@
 
 namespace ksutil::scv {
 
+/* How long a thread waits that found no memory. */
+inline constexpr std::chrono::milliseconds kMemoryPause{100};
+
 /* A station channel of the list, with its rows around the window. */
 struct Channel {
   std::string key;
@@ -39,9 +43,10 @@ struct Channel {
   /* The rows are known from one time to the other. */
   double known_from = std::numeric_limits<double>::infinity();
   double known_to = -std::numeric_limits<double>::infinity();
-  bool stale = true;    // the rows are to be looked up again
-  std::string refused;  // why the window does not fit into the cache; "": it does
+  bool stale = true;     // the rows are to be looked up again
+  bool refused = false;  // the window does not fit into the cache
   bool samples_asked = false, samples_planned = false;
+  bool samples_refused = false;  // the envelope fits, but not the samples
 
   bool knows(const Window &window) const {
     return !stale && known_from <= window.tstart && known_to >= window.tend;
@@ -94,20 +99,23 @@ class ChannelView {
 
   // planning
   void replan();
-  void plan_channel(Channel &channel, double from, double to,
-                    std::vector<Range> &to_ranges, std::size_t &bytes);
+  std::string too_small() const;
+  bool plan_channel(const Channel &channel, bool samples, double from, double to,
+                    std::vector<Range> &ranges, std::size_t &budget) const;
   void mark_wants(std::vector<Range> &ranges, Want CachedSegment::*want);
   bool window_settled() const;
   long lacking() const;
 
   // readers
   void read_chunks();
+  void read_next();
   bool next_read(Read &read);
   void perform(Read &read) const;
   void publish(Read &read);
 
   // table thread
   void follow_table();
+  void follow_once();
   void look(Lock &lock);
   void look_at_table();
   void look_at_files();
@@ -118,6 +126,7 @@ class ChannelView {
 
   // teller
   void tell();
+  void tell_once();
   void mark_dirty(std::size_t channel);
   void mark_dirty(const CachedSegment &segment);
   void mark_all_dirty();
@@ -125,6 +134,7 @@ class ChannelView {
   // of the table thread alone
   const Dbptr db_, table_;
   RowIndex index_;
+  Clock::time_point next_look_ = Clock::now();
   std::shared_ptr<const db::Snapshot> rows_;
 
   ksscv *const handle_;

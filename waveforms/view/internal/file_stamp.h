@@ -11,9 +11,14 @@ namespace ksutil::scv {
 
 struct FileStamp {
   std::uint64_t device = 0, inode = 0;
+  std::int64_t birth = 0;  // ns; 0 where the file system does not tell
   std::int64_t size = -1;  // bytes; -1: no file
   std::int64_t time = 0;   // of the last change, ns
   bool exists() const { return size >= 0; }
+  /* Inodes of removed files are soon used again: the birth tells them apart. */
+  bool same_file(const FileStamp &other) const {
+    return device == other.device && inode == other.inode && birth == other.birth;
+  }
   bool operator==(const FileStamp &) const = default;
 };
 
