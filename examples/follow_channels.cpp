@@ -1,0 +1,151 @@
+/* Follows station channels through a view, as a display does.
+ *
+ * Shows each channel as a line of COLUMNS characters, of which each stands for the range of
+ * the samples in its column: the higher, the wider; a blank for a gap, a question mark for
+ * samples that are still being read.  The view calls back when it has more: when files
+ * have been read, have grown or have been replaced, and when rows have come.  The main thread
+ * then asks again and prints the line of each channel that the callback named, until all
+ * channels are complete; with UPDATES until that many lines have been printed.
+ *
+ * Usage: follow_channels DATABASE START END COLUMNS STA:CHAN[,STA:CHAN...] [UPDATES] */
+#include <ksutil.h>
+
+#include <algorithm>
+#include <condition_variable>
+#include <cstdint>
+#include <cstdio>
+#include <memory>
+#include <mutex>
+#include <set>
+#include <string>
+#include <vector>
+
+namespace {
+
+/* What the callback and the main thread share. */
+struct News {
+  std::mutex lock;  // guards `channels`
+  std::condition_variable arrived;
+  std::set<int> channels;
+};
+
+void on_more(ksscv *, const int *channels, int n, void *context) {
+  News &news = *static_cast<News *>(context);
+  const std::lock_guard lock(news.lock);
+  news.channels.insert(channels, channels + n);
+  news.arrived.notify_one();
+}
+
+struct Free {
+  void operator()(ksscv *view) const { ksscv_close(view); }
+  void operator()(ksscv_data *data) const { ksscv_free_data(data); }
+};
+using ViewPtr = std::unique_ptr<ksscv, Free>;
+using DataPtr = std::unique_ptr<ksscv_data, Free>;
+
+DataPtr ask(ksscv *view, int channel) {
+  ksscv_data *data = nullptr;
+  ksscv_get(view, channel, KSSCV_ENVELOPE, 0, &data);
+  return DataPtr(data);
+}
+
+/* The columns of a channel, relative to the widest of them. */
+std::string picture(const ksscv_data &data) {
+  static constexpr char kMarks[] = ".:-=+*#%@";
+  constexpr int kLast = sizeof kMarks - 2;
+  double widest = 0.0;
+  for (int i = 0; i < data.n; i++) {
+    if (data.here[i] == KSSCV_HERE)
+      widest = std::max(widest, data.max[i] - data.min[i]);
+  }
+  std::string line;
+  for (int i = 0; i < data.n; i++) {
+    if (data.here[i] == KSSCV_GAP) {
+      line += ' ';
+    } else if (data.here[i] == KSSCV_AWAITED) {
+      line += '?';
+    } else {
+      const double part = widest > 0 ? (data.max[i] - data.min[i]) / widest : 0.0;
+      line += kMarks[static_cast<int>(part * kLast)];
+    }
+  }
+  return line;
+}
+
+bool split_channels(const std::string &text, std::vector<std::string> &stations,
+                    std::vector<std::string> &channels) {
+  for (std::size_t begin = 0; begin <= text.size();) {
+    const std::size_t end = std::min(text.find(',', begin), text.size());
+    const std::string one = text.substr(begin, end - begin);
+    const std::size_t colon = one.find(':');
+    if (colon == std::string::npos) return false;
+    stations.push_back(one.substr(0, colon));
+    channels.push_back(one.substr(colon + 1));
+    begin = end + 1;
+  }
+  return true;
+}
+
+}  // namespace
+
+int main(int argc, char **argv) {
+  double tstart = 0.0, tend = 0.0;
+  std::int64_t columns = 0, updates = 0;
+  std::vector<std::string> stations, channels;
+  if (argc < 6 || argc > 7 || !ksutil::parse_real(argv[2], tstart) ||
+      !ksutil::parse_real(argv[3], tend) || !ksutil::parse_integer(argv[4], columns) ||
+      columns < 1 || columns > 1000 || !split_channels(argv[5], stations, channels) ||
+      (argc == 7 && !ksutil::parse_integer(argv[6], updates))) {
+    std::fputs(
+        "usage: follow_channels DATABASE START END COLUMNS STA:CHAN[,STA:CHAN...]"
+        " [UPDATES]\n",
+        stderr);
+    return 2;
+  }
+  std::vector<const char *> station_names, channel_names;
+  for (const std::string &name : stations) station_names.push_back(name.c_str());
+  for (const std::string &name : channels) channel_names.push_back(name.c_str());
+  const int count = static_cast<int>(stations.size());
+
+  /* Declared before the view, whose end waits for the callback. */
+  News news;
+  Dbptr db;
+  if (dbopen_noshare(argv[1], "r", &db) != 0) {
+    elog_complain(0, "follow_channels: cannot open %s.\n", argv[1]);
+    return 1;
+  }
+  const ViewPtr view(ksscv_open(db, nullptr));
+  dbclose(db);
+  if (view == nullptr || ksscv_set_callback(view.get(), on_more, &news) != 0 ||
+      ksscv_set_channels(view.get(), count, station_names.data(),
+                         channel_names.data()) != 0 ||
+      ksscv_set_window(view.get(), tstart, tend, static_cast<int>(columns)) != 0) {
+    elog_complain(0, "follow_channels: cannot show %s.\n", argv[1]);
+    return 1;
+  }
+  std::set<int> incomplete;
+  for (int i = 0; i < count; i++) incomplete.insert(i);
+  bool failed = false;
+  for (std::int64_t printed = 0;
+       updates > 0 ? printed < updates : !incomplete.empty();) {
+    std::set<int> due;
+    {
+      std::unique_lock lock(news.lock);
+      news.arrived.wait(lock, [&] { return !news.channels.empty(); });
+      due.swap(news.channels);
+    }
+    for (const int channel : due) {
+      const DataPtr data = ask(view.get(), channel);
+      if (data == nullptr || data->state == KSSCV_COMING) continue;
+      incomplete.erase(channel);
+      printed++;
+      const auto at = static_cast<std::size_t>(channel);
+      std::printf("%s:%s |%s| %s\n", station_names[at], channel_names[at],
+                  picture(*data).c_str(),
+                  data->state == KSSCV_NOTHING ? "nothing there" : data->message);
+      failed |= data->state == KSSCV_ERROR;
+    }
+    std::fflush(stdout);
+  }
+  return failed ? 1 : 0;
+}
