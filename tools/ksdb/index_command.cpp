@@ -3,19 +3,15 @@
 #include <cstdint>
 #include <cstdio>
 #include <filesystem>
-#include <memory>
+#include <utility>
 
 #include "formats/waveform_index/waveform_index.h"
-#include "platform/db/db.h"
-#include "platform/db/store.h"
-#include "platform/elog/elog.h"
 #include "tools/common/cli.h"
 #include "tools/common/progress.h"
+#include "tools/ksdb/import_target.h"
 
 namespace ksutil::tools {
 namespace {
-
-constexpr std::size_t kIndexBlockBytes = std::size_t{64} << 20;  // of tables, in memory
 
 /* Complains about files, and beyond the first ones of a kind only counts them. */
 class FileComplaints {
@@ -37,24 +33,6 @@ class FileComplaints {
   const std::int64_t most_;
   std::int64_t count_ = 0;
 };
-
-std::unique_ptr<db::DatabaseStore> store_for_index(const IndexArguments &arguments) {
-  const std::string &name = arguments.database;
-  {
-    const ElogScope quiet;
-    auto store = db::open_store(name, "r+", kIndexBlockBytes);
-    if (store != nullptr) return store;
-  }
-  if (!arguments.schema.empty()) {
-    if (arguments.dry_run) return db::open_scratch_store(arguments.schema);
-    if (dbcreate(name.c_str(), arguments.schema.c_str()) != 0) return nullptr;
-  }
-  auto store = db::open_store(name, "r+", kIndexBlockBytes);
-  if (store == nullptr) {
-    complain("cannot open " + name + "; --create SCHEMA makes a new one");
-  }
-  return store;
-}
 
 }  // namespace
 
@@ -97,8 +75,10 @@ int index_waveform_files(const IndexArguments &arguments) {
       complain("nothing imported (--strict)");
       return kFailure;
     }
-    const auto store = store_for_index(arguments);
-    if (store == nullptr) return kFailure;
+    ImportTarget target;
+    if (!target.open(arguments.database, arguments.schema, arguments.dry_run)) {
+      return kFailure;
+    }
     Progress writing("indexing", static_cast<long>(files), arguments.quiet, "files");
     waveform_index::IndexListener listener;
     listener.reached = [&](std::int64_t done) {
@@ -110,7 +90,7 @@ int index_waveform_files(const IndexArguments &arguments) {
     listener.noted = [&](const std::string &path, const std::string &what) {
       noted.add(writing, path, what);
     };
-    if (!waveform_index::index_waveforms(*store, scan, arguments.dry_run,
+    if (!waveform_index::index_waveforms(target.store(), scan, arguments.dry_run,
                                          arguments.strict, listener, counts)) {
       finish();
       if (arguments.strict && counts.refused > 0) {
@@ -118,6 +98,7 @@ int index_waveform_files(const IndexArguments &arguments) {
       }
       return kFailure;
     }
+    target.keep();
   }
   finish();
   if (!arguments.quiet) {
