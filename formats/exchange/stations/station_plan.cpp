@@ -76,7 +76,7 @@ const std::array<StationPlan::TableName, StationPlan::kTableCount>
          {"net", "seedsta"},
          {"sta"}}},
        {"affiliation", false, {{"net", "sta"}, {"sta"}}},
-       {"sensor", true, {{"sta", "chan"}, {"inid"}}},
+       {"sensor", true, {{"sta", "chan"}}},
        {"sitechan", true, {{"sta", "chan"}}},
        {"site", true, {{"sta"}}}}};
   return kNames;
@@ -107,6 +107,10 @@ bool StationPlan::open(db::Transaction &step, const std::vector<std::string> &na
                              table.keys)) {
       return false;
     }
+  }
+  const StationTable &sensors = table(kSensor);
+  for (std::size_t row = 0; row < sensors.size(); row++) {
+    if (!sensors.row(row).empty()) uses_[sensors.integer(row, "inid")]++;
   }
   return true;
 }
@@ -239,31 +243,36 @@ bool StationPlan::plan_comments(const Network &network, std::string &row,
 std::string StationPlan::code_of(const std::string &network,
                                  const std::string &station) {
   if (!has(kSeedcode) || network.empty()) return station;
-  const auto known = table(kSeedcode).find(2, {network, station});
-  return known.empty() ? station : table(kSeedcode).text(known.front(), "sta");
+  const auto [code, fresh] = codes_.try_emplace({network, station}, station);
+  if (fresh) {
+    const auto known = table(kSeedcode).find(2, {network, station});
+    if (!known.empty()) code->second = table(kSeedcode).text(known.front(), "sta");
+  }
+  return code->second;
 }
 
-std::set<std::string> StationPlan::networks_of(const std::string &sta) {
-  std::set<std::string> networks;
+std::set<std::string> &StationPlan::networks_of(const std::string &sta) {
+  const auto [known, fresh] = networks_.try_emplace(sta);
+  if (!fresh) return known->second;
   if (has(kAffiliation)) {
     for (const std::size_t row : table(kAffiliation).find(1, {sta})) {
-      networks.insert(table(kAffiliation).text(row, "net"));
+      known->second.insert(table(kAffiliation).text(row, "net"));
     }
   }
   if (has(kSeedcode)) {
     for (const std::size_t row : table(kSeedcode).find(3, {sta})) {
-      networks.insert(table(kSeedcode).text(row, "net"));
+      known->second.insert(table(kSeedcode).text(row, "net"));
     }
   }
-  networks.erase("");
-  return networks;
+  known->second.erase("");
+  return known->second;
 }
 
 /* Why the code belongs to another station: one of other networks, far away.  "" when it
  * does not. */
 std::string StationPlan::stranger(const std::string &network, const Station &station,
                                   const std::string &sta) {
-  const std::set<std::string> networks = networks_of(sta);
+  const std::set<std::string> &networks = networks_of(sta);
   if (network.empty() || networks.empty() || networks.contains(network)) return "";
   const auto sites = table(kSite).find(0, {sta});
   for (const std::size_t site : sites) {
@@ -289,6 +298,9 @@ std::string StationPlan::check(const GatheredStation &gathered,
   if (has(kNetwork) && gathered.network.size() >
                            static_cast<std::size_t>(table(kNetwork).width("net"))) {
     return "its network code is too long for network.net";
+  }
+  if (table(kSite).find(0, {sta}).size() >= kMostEpochs) {
+    return "it has more than " + std::to_string(kMostEpochs) + " epochs";
   }
   std::string row = table(kSite).null_row();
   fill_site(gathered.station, sta, edit(kSite, row));
@@ -413,6 +425,7 @@ void StationPlan::affiliate(const std::string &network, const std::string &sta) 
       .put("net", std::string_view(network))
       .put("sta", std::string_view(sta));
   affiliations.add(row);
+  networks_of(sta).insert(network);
 }
 
 }  // namespace ksutil::exchange

@@ -81,6 +81,9 @@ class StationPlan {
   StationTable &table(Table which) { return tables_[which]; }
   bool has(Table which) const { return tables_[which].is_open(); }
 
+  /* One station or channel has no more rows: each is compared with all others of it. */
+  static constexpr std::size_t kMostEpochs = 5000;
+
   bool plan_network(const Network &network);
   bool plan_comments(const Network &network, std::string &row, bool &changed);
   void plan_station(const GatheredStation &gathered);
@@ -91,7 +94,7 @@ class StationPlan {
   std::string code_of(const std::string &network, const std::string &station);
   std::string stranger(const std::string &network, const Station &station,
                        const std::string &sta);
-  std::set<std::string> networks_of(const std::string &sta);
+  std::set<std::string> &networks_of(const std::string &sta);
 
   void place_channel(const GatheredChannel &gathered);
   std::string check(const GatheredChannel &gathered, const std::string &sta,
@@ -123,6 +126,10 @@ class StationPlan {
   std::string directory_;
   std::map<Codes, std::vector<Placed>> channels_;
   std::set<std::string> files_;
+  /* What has been looked up: networks of stations, codes of stations by network and code. */
+  std::map<std::string, std::set<std::string>> networks_;
+  std::map<Codes, std::string> codes_;
+  std::map<std::int64_t, std::int64_t> uses_;  // rows of sensor for each inid
   FillReport report_;
   std::map<std::size_t, Change> sites_;  // what became of rows of site
 };

@@ -68,7 +68,13 @@ void StationPlan::place_channel(const GatheredChannel &gathered) {
     return;
   }
   enter_codes(gathered, {sta, chan});
-  channels_[{sta, chan}].push_back(std::move(placed));
+  std::vector<Placed> &epochs = channels_[{sta, chan}];
+  if (epochs.size() < kMostEpochs) {
+    epochs.push_back(std::move(placed));
+  } else {
+    refuse(gathered.line, "channel " + chan + " of station " + sta + " has more than " +
+                              std::to_string(kMostEpochs) + " epochs");
+  }
 }
 
 /* The codes of a channel in the database, as the event server and kssac map them: those of
@@ -151,6 +157,8 @@ void StationPlan::enter_codes(const GatheredChannel &gathered, const Codes &code
         .put("seedchan", std::string_view(gathered.channel.code))
         .put("loc", std::string_view(gathered.channel.location));
     known.add(row);
+    networks_of(codes.first).insert(gathered.network);
+    networks_of(codes.first).erase("");
   } else if (known.text(rows.front(), "net").empty()) {
     edited.given("net", std::string_view(gathered.network));
     known.set(rows.front(), row);
@@ -228,10 +236,14 @@ bool StationPlan::plan_sitechan(const Codes &codes, const std::vector<Placed> &c
       if (table(kSensor).integer(row, "chanid") != chanid) continue;
       const Epoch other{table(kSensor).real(row, "time", kNoTime),
                         table(kSensor).real(row, "endtime", kNoTime)};
-      const bool in_input =
-          std::any_of(channels.begin(), channels.end(), [&](const Placed &placed) {
-            return same_start(placed.from->channel.epoch.start, other.start);
+      const auto near = std::lower_bound(
+          channels.begin(), channels.end(), begin_of(other) - kSameTime,
+          [](const Placed &placed, double time) {
+            return begin_of(placed.from->channel.epoch) < time;
           });
+      const bool in_input =
+          near != channels.end() &&
+          same_start(begin_of(near->from->channel.epoch), begin_of(other));
       if (!in_input && end_of(other) > end_of(epoch)) epoch.end = other.end;
     }
   }
@@ -281,6 +293,8 @@ bool StationPlan::plan_sensor(const Codes &codes, Placed &placed) {
       .put("chan", std::string_view(codes.second))
       .put("inid", inid)
       .put("chanid", placed.chanid);
+  if (known >= 0) uses_[sensors.integer(index, "inid")]--;
+  uses_[inid]++;
   if (known < 0) {
     edited.put("instant", std::string_view("y"));
     sensors.add(row);
@@ -326,7 +340,7 @@ bool StationPlan::plan_instrument(const GatheredChannel &gathered, std::int64_t 
   }
   if (!own.empty()) {
     inid = instruments.integer(own.front(), "inid");
-    if (table(kSensor).find(1, {std::to_string(inid)}).size() == 1) {
+    if (uses_[inid] == 1) {
       instruments.set(own.front(), row);
       return true;
     }

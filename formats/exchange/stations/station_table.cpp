@@ -36,12 +36,7 @@ void StationTable::index(std::size_t number) {
   const std::string_view text = row(number);
   if (text.empty()) return;
   for (std::size_t key = 0; key < keys_.size(); key++) {
-    const std::uint64_t hash = hash_of_row(key, text);
-    auto &index = indexes_[key];
-    const auto [begin, end] = index.equal_range(hash);
-    const bool known = std::any_of(
-        begin, end, [&](const auto &entry) { return entry.second == number; });
-    if (!known) index.emplace(hash, number);
+    indexes_[key].emplace(hash_of_row(key, text), number);
   }
 }
 
@@ -91,7 +86,9 @@ std::vector<std::size_t> StationTable::find(
     }
     if (same) found.push_back(entry->second);
   }
+  /* A row that has been changed to and fro has several entries. */
   std::sort(found.begin(), found.end());
+  found.erase(std::unique(found.begin(), found.end()), found.end());
   return found;
 }
 
@@ -110,14 +107,18 @@ std::size_t StationTable::add(std::string row) {
   return size() - 1;
 }
 
+/* Entries of earlier values stay: find() looks at the values. */
 bool StationTable::set(std::size_t number, std::string text) {
   if (row(number) == text) return false;
+  for (std::size_t key = 0; key < keys_.size(); key++) {
+    const std::uint64_t hash = hash_of_row(key, text);
+    if (hash != hash_of_row(key, row(number))) indexes_[key].emplace(hash, number);
+  }
   if (number >= static_cast<std::size_t>(old_count_)) {
     new_[number - static_cast<std::size_t>(old_count_)] = std::move(text);
   } else {
     changed_[number] = std::move(text);
   }
-  index(number);
   return true;
 }
 

@@ -3,6 +3,7 @@
 #include <array>
 
 #include "formats/exchange/stationxml/stationxml_reader.h"
+#include "formats/exchange/stationxml/stationxml_writer.h"
 
 namespace ksutil::exchange {
 namespace {
@@ -15,6 +16,10 @@ std::unique_ptr<StationReader> open_stationxml(Input &input, std::string &proble
   auto reader = std::make_unique<StationXmlReader>(input);
   if (!reader->begin(problem)) return nullptr;
   return reader;
+}
+
+std::unique_ptr<StationWriter> write_stationxml(TextSink &sink) {
+  return std::make_unique<StationXmlWriter>(sink);
 }
 
 constexpr std::array<Mapping, 21> kMappings{{
@@ -49,6 +54,7 @@ const Format kStationXmlFormat{.word = "stationxml",
                                .name = "StationXML 1.0 to 1.2",
                                .recognise = is_stationxml,
                                .mappings = kMappings,
-                               .open_station_reader = open_stationxml};
+                               .open_station_reader = open_stationxml,
+                               .open_station_writer = write_stationxml};
 
 }  // namespace ksutil::exchange

@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include <set>
 #include <string>
 #include <vector>
 
@@ -171,21 +172,29 @@ class StationDatabase {
     }
     return values;
   }
-  /* All rows of the station tables without their load dates, each table sorted. */
+  /* All rows of the station tables without their load dates; seedcode, whose rows have no
+   * ids, in the order of the codes. */
   std::string rows() const {
     std::string all;
+    std::set<std::string> codes;
     for (const char *table : {"network", "remark", "affiliation", "seedcode", "site",
                               "sitechan", "sensor", "instrument"}) {
       const auto store = db::open_store(name_, "r", 1 << 26);
       const auto rows = store->table(table)->snapshot();
       const db::Field *date = rows->layout().find("lddate");
       for (long i = 0; i < rows->count(); i++) {
-        all += std::string(table) + ": " +
-               std::string(
-                   rows->row(i).substr(0, static_cast<std::size_t>(date->offset))) +
-               "\n";
+        const std::string text = std::string(table) + ": " +
+                                 std::string(rows->row(i).substr(
+                                     0, static_cast<std::size_t>(date->offset))) +
+                                 "\n";
+        if (std::string_view(table) == "seedcode") {
+          codes.insert(text);
+        } else {
+          all += text;
+        }
       }
     }
+    for (const std::string &text : codes) all += text;
     return all;
   }
 
