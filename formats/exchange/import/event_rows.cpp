@@ -211,14 +211,31 @@ bool lacks_ellipse(const Origin &origin) {
          ellipse_of(origin.covariance, kOneSigma).major >= 0.0;
 }
 
+namespace {
+
+double rounded(double value, double unit) { return std::round(value / unit) * unit; }
+
+/* A covariance as the fields hold it: what is computed from it is then the same for the
+ * row and for a copy of it. */
+Covariance rounded(Covariance c) {
+  for (double *value :
+       {&c.xx, &c.yy, &c.zz, &c.tt, &c.xy, &c.xz, &c.yz, &c.tx, &c.ty, &c.tz}) {
+    *value = rounded(*value, 1e-4);
+  }
+  return c;
+}
+
+}  // namespace
+
 void fill_origerr(const Origin &origin, const RowIds &ids, RowPut row) {
-  const Covariance &c = origin.covariance;
+  const Covariance c = rounded(origin.covariance);
   const bool computed = lacks_ellipse(origin);
   Ellipse ellipse{origin.major_axis, origin.minor_axis, origin.ellipse_strike};
   double depth = origin.depth_error, time = origin.time_error;
   double confidence = origin.confidence;
   if (computed) {
     if (confidence <= 0.0 || confidence >= 1.0) confidence = kOneSigma;
+    confidence = rounded(confidence, 1e-3);
     ellipse = ellipse_of(c, confidence);
     const double k = std::sqrt(chi_square(1, confidence));
     if (depth < 0.0 && c.zz >= 0.0) depth = k * std::sqrt(c.zz);

@@ -284,7 +284,6 @@ void QuakeMlWriter::put_amplitude(const Pick &pick, const std::string &pick_id) 
   xml_.open("amplitude");
   xml_.attribute("publicID", pick_id + "/amplitude");
   put_quantity("genericAmplitude", scaled_text(pick.amplitude, kNanometre));
-  xml_.element("category", "point");
   xml_.element("unit", "m");
   put_quantity("period", positive(pick.period));
   xml_.given("snr", positive(pick.snr));

@@ -112,6 +112,8 @@ Event full_bulletin(const std::string &id) {
   event.origins[0].status = "automatic";
   event.origins[0].major_axis = event.origins[0].minor_axis = -1.0;
   event.origins[0].ellipse_strike = -1.0;
+  event.origins[0].confidence = 0.0;  // the ellipse is computed from the covariance
+  event.origins[0].covariance.xx = 3.50004321;
   Origin &origin = event.origins[1];
   origin.associations = {association_of(0, 'd', 0.75), association_of(1, 'n', 0.5),
                          association_of(2, 'd', -1.0)};
