@@ -35,7 +35,7 @@ struct Needs {
 
 class Gathering {
  public:
-  static constexpr std::size_t kInMemory = std::size_t{1} << 25;
+  static constexpr std::size_t kInMemory = std::size_t{1} << 24;
 
   /* Adds an event.  Of two with the same id the one with the later update stays, and of
    * equal updates the later one in the input.  False, with problem() set, when the

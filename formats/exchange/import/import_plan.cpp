@@ -325,14 +325,17 @@ std::int64_t ImportPlan::netmag_of(const Magnitude &magnitude, std::int64_t know
                                    const std::vector<std::int64_t> &taken) const {
   if (known >= 0) return tables_.netmag_of(known);
   if (place.fresh) return -1;
-  const std::string type = lowered(magnitude.type);
+  /* As its field holds it. */
+  const auto width = static_cast<std::size_t>(tables_.width(kNetmag, "magtype"));
+  const std::string type = lowered(trimmed(magnitude.type).substr(0, width));
   const db::TextColumn magtype(tables_.layout(kNetmag), "magtype");
   std::int64_t same_type = -1, first = -1;
   for (const RowIndex::Item &item : tables_.netmags_of(place.orid)) {
     if (std::find(taken.begin(), taken.end(), item.row) != taken.end()) continue;
     const std::string_view row = tables_.rows(kNetmag).row(item.row);
     std::string_view text;
-    if (same_type < 0 && magtype.read(row, text) && lowered(text) == type) {
+    if (same_type < 0 && magtype.read(row, text) &&
+        (magtype.is_null(text) ? type.empty() : lowered(text) == type)) {
       same_type = item.row;
     }
     if (first < 0) first = item.row;

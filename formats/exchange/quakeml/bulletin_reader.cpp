@@ -78,13 +78,14 @@ BulletinReader::Got BulletinReader::next(Event &event) {
     problem_ = beside_.problem;
     return Got::kRefused;
   }
-  if (given_ == waiting_.size()) return Got::kEnd;
-  EventParts &waiting = waiting_[given_++];
-  line_ = waiting.event.line;
-  const double updated = waiting.updated;
-  EventParts own = select_parts(waiting, beside_);
-  waiting = EventParts();
-  own.updated = updated;
+  if (flat_ == nullptr) flat_ = std::make_unique<FlatParts>(beside_);
+  if (given_ == waiting_.size()) {
+    if (!std::exchange(told_, true)) flat_->count_rest(left_out_);
+    return Got::kEnd;
+  }
+  EventParts own = std::move(waiting_[given_++]);
+  line_ = own.event.line;
+  flat_->give(own);
   return give(std::move(own), event);
 }
 

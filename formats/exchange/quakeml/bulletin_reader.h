@@ -7,10 +7,12 @@
 #ifndef KSUTIL_FORMATS_EXCHANGE_QUAKEML_BULLETIN_READER_H
 #define KSUTIL_FORMATS_EXCHANGE_QUAKEML_BULLETIN_READER_H
 
+#include <memory>
 #include <string>
 #include <vector>
 
 #include "formats/exchange/quakeml/event_elements.h"
+#include "formats/exchange/quakeml/flat_parts.h"
 #include "formats/exchange/reader.h"
 
 namespace ksutil::exchange {
@@ -35,6 +37,7 @@ class BulletinReader final : public Reader {
   UnplacedCounts left_out_;
   EventElements elements_;
   EventParts beside_;                // what stands beside the events
+  std::unique_ptr<FlatParts> flat_;  // the same, at the end
   std::vector<EventParts> waiting_;  // events that refer to it
   std::size_t given_ = 0;
   bool inside_ = false, ended_ = false, failed_ = false, told_ = false;

@@ -94,6 +94,8 @@ void ElementValues::created(double &latest) const {
   double when = 0.0;
   time("creationInfo/creationTime", when);
   latest = std::max(latest, when);
+  time("creationInfo/modificationTime", when);
+  latest = std::max(latest, when);
 }
 
 std::string ElementValues::status() const {

@@ -46,7 +46,8 @@ class ElementValues {
   void time(std::string_view path, double &value) const;
   std::string text(std::string_view path) const { return element_.text_of(path); }
 
-  /* creationInfo: the agency, else the author; and when, if that is later than `latest`. */
+  /* creationInfo: the agency, else the author; and when it was made or, in the dialect,
+   * changed, if that is later than `latest`. */
   std::string author() const;
   void created(double &latest) const;
   /* evaluationStatus, else evaluationMode. */

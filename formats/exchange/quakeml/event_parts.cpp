@@ -1,7 +1,5 @@
 #include "formats/exchange/quakeml/event_parts.h"
 
-#include <algorithm>
-#include <unordered_set>
 #include <utility>
 
 #include "formats/exchange/quakeml/resource_id.h"
@@ -216,12 +214,6 @@ class Assembly {
   std::unordered_map<std::string, MagnitudePlace> magnitudes_;
 };
 
-template <class Part, class Wanted>
-void copy_if(const std::vector<Part> &from, std::vector<Part> &to,
-             const Wanted &wanted) {
-  std::copy_if(from.begin(), from.end(), std::back_inserter(to), wanted);
-}
-
 }  // namespace
 
 bool assemble(EventParts &&parts, Event &event, std::string &problem,
@@ -234,41 +226,6 @@ bool assemble(EventParts &&parts, Event &event, std::string &problem,
   if (!problem.empty()) return false;
   Assembly(std::move(parts), event, left_out).run();
   return true;
-}
-
-EventParts select_parts(const EventParts &event, const EventParts &all) {
-  EventParts own = event;
-  std::unordered_set<std::string> origins(event.origin_references.begin(),
-                                          event.origin_references.end()),
-      mechanisms(event.mechanism_references.begin(), event.mechanism_references.end()),
-      picks, amplitudes;
-  origins.insert(event.preferred_origin);
-  copy_if(all.origins, own.origins,
-          [&](const OriginPart &part) { return origins.contains(part.origin.id); });
-  copy_if(all.magnitudes, own.magnitudes,
-          [&](const MagnitudePart &part) { return origins.contains(part.origin); });
-  copy_if(
-      all.station_magnitudes, own.station_magnitudes,
-      [&](const StationMagnitudePart &part) { return origins.contains(part.origin); });
-  copy_if(all.mechanisms, own.mechanisms, [&](const MechanismPart &part) {
-    return mechanisms.contains(part.id) || origins.contains(part.triggering) ||
-           origins.contains(part.derived);
-  });
-  for (const OriginPart &part : own.origins) {
-    picks.insert(part.picks.begin(), part.picks.end());
-  }
-  for (const StationMagnitudePart &part : own.station_magnitudes) {
-    amplitudes.insert(part.amplitude);
-    const auto into = all.contributions.find(part.magnitude.id);
-    if (into != all.contributions.end()) own.contributions.insert(*into);
-  }
-  copy_if(all.amplitudes, own.amplitudes, [&](const AmplitudePart &part) {
-    return amplitudes.contains(part.id) || picks.contains(part.pick);
-  });
-  for (const AmplitudePart &part : own.amplitudes) picks.insert(part.pick);
-  copy_if(all.picks, own.picks,
-          [&](const Pick &pick) { return picks.contains(pick.id); });
-  return own;
 }
 
 }  // namespace ksutil::exchange

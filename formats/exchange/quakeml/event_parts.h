@@ -68,8 +68,5 @@ struct EventParts {
 bool assemble(EventParts &&parts, Event &event, std::string &problem,
               UnplacedCounts &left_out);
 
-/* The parts that an event of a flat bulletin refers to, from among all of them. */
-EventParts select_parts(const EventParts &event, const EventParts &all);
-
 }  // namespace ksutil::exchange
 #endif

@@ -107,8 +107,7 @@ struct XmlReader::Handlers {
 };
 
 XmlReader::XmlReader(Input &input) : input_(input) {
-  static const Token kNone;
-  token_ = &kNone;
+  token_ = &none_;
   /* What is text already is UTF-8, whatever the declaration says. */
   const XML_Char separator[] = {kSeparator, '\0'};
   parser_ = XML_ParserCreate_MM(input.is_converted() ? "UTF-8" : nullptr, &kMemory,
@@ -200,6 +199,7 @@ bool XmlReader::parse_piece() {
   }
   ended_ = !more;
   at_ = count_ = 0;
+  token_ = &none_;
   fed_ += static_cast<std::int64_t>(piece_.size());
   const XML_Status status =
       XML_Parse(parser_, piece_.data(), static_cast<int>(piece_.size()), ended_);

@@ -84,6 +84,7 @@ class XmlReader {
   int depth_ = 0;
   std::vector<Token> tokens_;  // of the last piece; the first count_ are in use
   std::size_t at_ = 0, count_ = 0;
+  const Token none_{};
   const Token *token_;
   std::int64_t fed_ = 0;
   bool ended_ = false;

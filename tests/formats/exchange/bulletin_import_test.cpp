@@ -250,6 +250,24 @@ TEST_F(BulletinImport, ASuccessiveSolutionStaysBesideTheEarlierOne) {
   EXPECT_EQ(prefor, orid);
 }
 
+/* What a field holds of a type must still tell the row. */
+TEST_F(BulletinImport, MagnitudesWithoutIdsAreKnownByTheirTypes) {
+  Event event = bulletin("");
+  event.origins.resize(1);
+  event.preferred = 0;
+  event.preferred_magnitude = -1;
+  auto &magnitudes = event.origins[0].magnitudes;
+  for (const char *type : {"", "", "mb_Lg(nuclear)", "Ml", "Ml"}) {
+    magnitudes.emplace_back().type = type;
+    magnitudes.back().value = 4.0 + 0.25 * static_cast<double>(magnitudes.size());
+  }
+  import({event});
+  const std::string before = all_tables();
+  EXPECT_EQ(rows("netmag"), 5);
+  EXPECT_EQ(import({event}).unchanged, 1);
+  EXPECT_EQ(all_tables(), before);
+}
+
 TEST_F(BulletinImport, TheNullTextIsNoId) {
   Event event = bulletin("a/");
   event.id = "-";

@@ -264,6 +264,7 @@ TEST(QuakemlReader, TakesTheDialectWithItsUnits) {
   EXPECT_EQ(origin.associations.at(0).weight, 0.5);
   EXPECT_EQ(origin.associations[0].time_used, 'd');
   EXPECT_EQ(event.picks.size(), 1U) << "the pick of no origin is not the event's";
+  EXPECT_TRUE(reading.lacks_place("a pick that no event refers to"));
 }
 
 TEST(QuakemlReader, ReadsUtf16) {
