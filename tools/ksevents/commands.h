@@ -9,6 +9,7 @@ namespace ksutil::tools {
 Command list_command();
 Command show_command();
 Command view_command();  // the older name of show
+Command plot_command();
 Command watch_command();
 Command diff_command();
 

@@ -6,7 +6,7 @@ int main(int argc, char **argv) {
   return run_program({"ksevents",
                       "Shows the events of a database, and follows their changes.",
                       {list_command(), show_command(), view_command(), watch_command(),
-                       diff_command()},
+                       plot_command(), diff_command()},
                       ""},
                      argc, argv);
 }

@@ -64,6 +64,7 @@ struct Line {
   std::optional<Colour> colour = {};  // the panel's next colour by default
   double width = 1.2;
   bool dashed = false;
+  std::optional<Colour> fill = {};  // of the area between the line and y = 0
 };
 
 /* In the order of the library's plot vectors: point, cross, x, ... */
@@ -193,6 +194,9 @@ struct Panel {
   bool bare = false;            // no frame, grid, ticks or labels of axes
   double height = kUnset;       // of the frame; by default a share of a pleasant whole
   std::optional<Map> map = {};  // the height follows from the extent
+  /* The length of a unit of y over that of a unit of x: the height follows, and y is widened
+   * where the panel would be too flat to read. */
+  double aspect = kUnset;
 };
 
 struct Figure {

@@ -164,6 +164,20 @@ void place_keys(PanelLayout &layout, double left) {
   layout.keys_y = y;
 }
 
+void keep_aspect(Panel &panel, double width) {
+  constexpr double kFlattest = 120.0, kTallest = 1200.0;
+  const Range x = x_range(panel);
+  Range y = y_range(panel);
+  const double unit = width / (x.high - x.low) * panel.aspect;  // of y
+  panel.height = std::min(unit * (y.high - y.low), kTallest);
+  if (panel.height < kFlattest) {
+    panel.height = kFlattest;
+    y.high = y.low + kFlattest / unit;
+  }
+  panel.y.low = y.low;
+  panel.y.high = y.high;
+}
+
 bool has_context(const Ticks &ticks) {
   return std::any_of(ticks.ticks.begin(), ticks.ticks.end(),
                      [](const Tick &tick) { return !tick.context.empty(); });
@@ -270,6 +284,7 @@ Layout lay_out(const Figure &figure) {
       shorten_keys(panel, kKeyShare * figure.width);
       part.map = arrange_map(panel, width);
     }
+    if (!is_missing(panel.aspect)) keep_aspect(panel, width);
     choose_colours(part);
     collect_legend(part);
     y += place_legend(part, left, width, y) * kRowHeight;

@@ -95,6 +95,14 @@ void draw_lines(Canvas &canvas, const PanelLayout &layout) {
       if (stroke.size() == 1) {
         canvas.circle(stroke[0], std::max(line.width, 1.0), {{}, colour});
       } else {
+        if (line.fill) {
+          const double base =
+              std::clamp(layout.y.at(0.0), layout.frame.y, layout.frame.bottom());
+          std::vector<Position> area = stroke;
+          area.push_back({stroke.back().x, base});
+          area.push_back({stroke.front().x, base});
+          canvas.polygon(area, {{}, line.fill});
+        }
         canvas.polyline(stroke, {colour, {}, line.width, line.dashed});
       }
     }
