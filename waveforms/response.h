@@ -111,7 +111,8 @@ KSUTIL_API bool ground_response(const Response &response, double frequency,
                                 int derivative, std::complex<double> &value);
 
 /* Ground motion units: 0 for M, NM, UM, MM, CM and "", 1 for M/S, NM/S, ..., 2 for M/S**2,
- * M/S/S, ...; -1 for others.  `metres` receives the metres in the unit of length. */
+ * M/S/S, ...; -1 for others.  In capitals or not; `metres` receives the metres in the unit of
+ * length, and 1e-9 for "". */
 KSUTIL_API int ground_unit(std::string_view unit, double &metres);
 
 /* Reads a response file.  Its kind is seen from its content:

@@ -32,6 +32,11 @@ struct CloseSet {
 };
 using SetPtr = std::unique_ptr<ksdsseis, CloseSet>;
 
+struct FreeVector {
+  void operator()(ksvector2 *vector) const { ksvector2_free_vector(vector); }
+};
+using VectorPtr = std::unique_ptr<ksvector2, FreeVector>;
+
 class DataSet : public testing::Test {
  protected:
   void SetUp() override { folder_.write("db", "schema css3.0\n"); }
@@ -106,7 +111,9 @@ class DataSet : public testing::Test {
     if (!db_) db_ = std::make_unique<test::OpenDatabase>(folder_ / "db", "r");
     return SetPtr(ksdsseis_open(*db_, sta, chan, tstart, tend));
   }
-  static std::vector<double> values(const ksvector2 *vector) {
+  /* The samples of a new vector, which is freed. */
+  static std::vector<double> values(ksvector2 *made) {
+    const VectorPtr vector(made);
     if (vector == nullptr) return {};
     return {vector->data, vector->data + vector->npts};
   }
@@ -221,8 +228,9 @@ TEST_F(DataSet, OverlapsGoToTheLaterLoadDate) {
   add_waveform("ABC", "BHZ", kTime + 1.2, 10, 300, 1);  // 12 ... 21
   add_waveform("ABC", "BHZ", kTime + 2.5, 2, 400, 1);   // 25, 26
   const SetPtr set = open();
-  const ksvector2 *const vector = ksdsseis_read(set.get(), 0, nullptr);
-  const std::vector<double> read = values(vector);
+  const VectorPtr vector(ksdsseis_read(set.get(), 0, nullptr));
+  ASSERT_NE(vector, nullptr);
+  const std::vector<double> read(vector->data, vector->data + vector->npts);
   ASSERT_EQ(read.size(), 27U);
   EXPECT_EQ(vector->time, kTime);
   EXPECT_STREQ(vector->name, "ABC.BHZ");
@@ -257,7 +265,7 @@ TEST_F(DataSet, DamageIsPassedOverAndHugeRequestsAreRefused) {
   EXPECT_EQ(ksdsseis_count(set.get()), 3);
   EXPECT_EQ(ksdsseis_unusable(set.get()), 1);
   EXPECT_EQ(values(ksdsseis_read(set.get(), 0, nullptr)).front(), 50);
-  EXPECT_NE(test::taken_messages(), "");
+  EXPECT_NE(test::taken_messages().find("w1"), std::string::npos);
   char tag[KS_TAG_SIZE] = "x";
   EXPECT_EQ(ksdsseis_read(set.get(), 1, tag), nullptr);
   EXPECT_STREQ(tag, "");
@@ -340,14 +348,12 @@ class DataSetResponse : public DataSet {
 TEST_F(DataSetResponse, PlainFilesAreScaledByCalib) {
   const SetPtr set = open_with(
       "theoretical 1 instrument fap me\n3\n0.1 70 0\n1 7 90\n10 0.7 180\n", "fap");
-  const ksvector2 *const vector =
-      ksdsseis_response(set.get(), 0, "D", 0.1, 10, 3, nullptr);
+  const VectorPtr vector(ksdsseis_response(set.get(), 0, "D", 0.1, 10, 3, nullptr));
   ASSERT_NE(vector, nullptr) << test::taken_messages();
   EXPECT_NEAR(vector->data[4], 2e9, 1);  // at 1 Hz: 2 counts a nm
   EXPECT_NEAR(vector->data[5], 90, 1e-9);
   EXPECT_NEAR(vector->data[1], 2e10, 10);
-  const ksvector2 *const velocity =
-      ksdsseis_response(set.get(), 0, "V", 0.5, 1, 2, nullptr);
+  const VectorPtr velocity(ksdsseis_response(set.get(), 0, "V", 0.5, 1, 2, nullptr));
   EXPECT_NEAR(velocity->data[4], 2e9 / (2 * std::numbers::pi), 1);
   EXPECT_NEAR(velocity->data[5], 0, 1e-9);
   EXPECT_EQ(ksdsseis_response(set.get(), 0, "X", 0.5, 1, 2, nullptr), nullptr);

@@ -69,7 +69,7 @@ TEST_F(ResponseFiles, GroundMotionOfEachDerivative) {
     ASSERT_TRUE(ground_response(response_, f, derivative, value));
     expect_near(value, own * std::pow(Complex(0, w), 1 - derivative), 1e-12);
   }
-  response_.stages[0].input_unit = "NM/S";
+  response_.stages[0].input_unit = "nm/s";
   ASSERT_TRUE(ground_response(response_, f, 1, value));
   expect_near(value, own * 1e9, 1e-12);
   response_.stages[0].input_unit = "PA";
@@ -284,6 +284,8 @@ TEST_F(ResponseFiles, FaultsAreNamedWithTheirLine) {
   }
   EXPECT_FALSE(read_response_file("/nowhere/file", response_, problem_));
   EXPECT_EQ(problem_, "/nowhere/file: No such file or directory");
+  EXPECT_FALSE(read_response_file("/dev/zero", response_, problem_));
+  EXPECT_EQ(problem_, "/dev/zero: is not a regular file");
 }
 
 /* The files of two stations in the tree. */

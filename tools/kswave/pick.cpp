@@ -1,5 +1,8 @@
 /* pick: kswave pick. */
+#include <algorithm>
 #include <cmath>
+#include <map>
+#include <set>
 #include <span>
 #include <string>
 #include <vector>
@@ -7,7 +10,6 @@
 #include "platform/clock/clock.h"
 #include "platform/db/values.h"
 #include "platform/elog/elog.h"
-#include "platform/stock/text.h"
 #include "tools/common/cells.h"
 #include "tools/common/options.h"
 #include "tools/common/progress.h"
@@ -39,6 +41,24 @@ class Picker {
             {{"sta"}, {"chan"}, {"time"}, {"ratio", true, true}, {"arid", true, true}},
             options.form) {}
 
+  /* Reads what earlier runs have written under the same auth; false with messages. */
+  bool read_known() {
+    Dbptr rows = dbsubset(arrivals_, ("auth == \"" + options_.auth + "\"").c_str());
+    long count = 0;
+    if (rows.table == dbINVALID || dbquery(rows, dbq_record_count, &count) != 0) {
+      return false;
+    }
+    for (rows.record = 0; rows.record < count; ++rows.record) {
+      std::string sta, chan;
+      double time = 0.0;
+      if (db::get_values(rows, {{"sta", sta}, {"chan", chan}, {"time", time}}) == 0) {
+        known_[{sta, chan}].insert(time);
+      }
+    }
+    dbfree_view(rows);
+    return true;
+  }
+
   /* Picks a channel; false with messages. */
   bool pick(int channel) {
     const Series series(set_, channel, options_.processing);
@@ -59,9 +79,7 @@ class Picker {
   bool take(const ksdsseis_channel &channel, double time, double ratio) {
     long arid = -1;
     if (!options_.dry_run) {
-      bool known = false;
-      if (!is_known(channel, time, known)) return false;
-      if (known) return true;
+      if (is_known(channel, time)) return true;
       arid = add(channel, time, ratio);
       if (arid < 0) return false;
     }
@@ -71,19 +89,11 @@ class Picker {
   }
 
   /* Whether an earlier run has written this onset. */
-  bool is_known(const ksdsseis_channel &channel, double time, bool &known) {
-    const std::string same = format_text(
-        "sta == \"%s\" && chan == \"%s\" && auth == \"%s\" && time > %.5f && "
-        "time < %.5f",
-        channel.sta, channel.chan, options_.auth.c_str(), time - 0.5, time + 0.5);
-    const Dbptr view = dbsubset(arrivals_, same.c_str());
-    long count = 0;
-    if (view.table == dbINVALID || dbquery(view, dbq_record_count, &count) != 0) {
-      return false;
-    }
-    dbfree_view(view);
-    known = count > 0;
-    return true;
+  bool is_known(const ksdsseis_channel &channel, double time) const {
+    const auto found = known_.find({channel.sta, channel.chan});
+    if (found == known_.end()) return false;
+    const auto near = found->second.lower_bound(time - 0.5);
+    return near != found->second.end() && *near <= time + 0.5;
   }
 
   long add(const ksdsseis_channel &channel, double time, double ratio) {
@@ -106,6 +116,7 @@ class Picker {
   const ChannelSet &set_;
   const Dbptr arrivals_;
   Rows rows_;
+  std::map<std::pair<std::string, std::string>, std::set<double>> known_;
 };
 
 int pick_all(const PickOptions &options) {
@@ -113,6 +124,7 @@ int pick_all(const PickOptions &options) {
   if (!set.good()) return kFailure;
   int result = set.report();
   Picker picker(options, set);
+  if (!options.dry_run && !picker.read_known()) return kFailure;
   {
     Progress progress("channels", set.count(), options.quiet);
     for (int i = 0; i < set.count(); ++i) {

@@ -197,7 +197,7 @@ bool read_channel(const char *who, const ksdsseis &set, const Channel &channel,
     }
   }
   if (found.empty()) {
-    return fail(who, "No samples of %s %s can be read", channel.description.sta,
+    return fail(who, "cannot read any samples of %s %s", channel.description.sta,
                 channel.description.chan);
   }
   segments = std::move(found);

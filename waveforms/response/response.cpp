@@ -117,11 +117,15 @@ std::complex<double> Response::evaluate(double frequency) const {
   return value;
 }
 
-int ground_unit(std::string_view unit, double &metres) {
+int ground_unit(std::string_view of_any_case, double &metres) {
   metres = 1e-9;
-  if (unit.empty()) return 0;
+  if (of_any_case.empty()) return 0;
+  std::string unit(of_any_case);
+  std::transform(unit.begin(), unit.end(), unit.begin(), [](unsigned char c) {
+    return static_cast<char>(c >= 'a' && c <= 'z' ? c - 'a' + 'A' : c);
+  });
   const std::size_t slash = unit.find('/');
-  const std::string_view length = unit.substr(0, slash);
+  const std::string length = unit.substr(0, slash);
   if (length == "M") {
     metres = 1.0;
   } else if (length == "CM") {
@@ -134,7 +138,7 @@ int ground_unit(std::string_view unit, double &metres) {
     return -1;
   }
   if (slash == std::string_view::npos) return 0;
-  const std::string_view per = unit.substr(slash + 1);
+  const std::string per = unit.substr(slash + 1);
   if (per == "S" || per == "SEC") return 1;
   for (const char *const square :
        {"S**2", "S^2", "(S**2)", "S/S", "S2", "SEC**2", "SEC/SEC"}) {

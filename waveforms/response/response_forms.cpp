@@ -1,6 +1,8 @@
 /* response_forms: what the readers of the forms share, and the choice among them. */
 #include "waveforms/response/internal/response_forms.h"
 
+#include <sys/stat.h>
+
 #include <algorithm>
 #include <cctype>
 #include <cerrno>
@@ -105,6 +107,12 @@ bool ResponseChoice::take(ResponseLines &lines, Response &response) {
 bool read_response_file(const std::string &path, Response &response,
                         std::string &problem, double time) {
   std::string text;
+  struct stat status;
+  /* Opening a pipe would wait for its writer. */
+  if (::stat(path.c_str(), &status) == 0 && !S_ISREG(status.st_mode)) {
+    problem = path + ": is not a regular file";
+    return false;
+  }
   if (!read_file(path, kMaxBytes, text)) {
     problem = path + ": " + std::strerror(errno);
     return false;

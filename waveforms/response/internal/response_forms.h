@@ -54,7 +54,7 @@ std::string unit_of(std::string_view text);
 /* Whether `word` is one of the words, whatever its case. */
 bool is_word(std::string_view word, std::initializer_list<const char *> words);
 
-/* Whether low <= time < high; a null time lies in no epoch but is looked for in none. */
+/* The time in which a response holds: low <= time < high, epoch seconds. */
 struct ResponseEpoch {
   double low = -1e300, high = 1e300;
   bool holds(double time) const { return low <= time && time < high; }
