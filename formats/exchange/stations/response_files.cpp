@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <cctype>
 #include <cerrno>
+#include <complex>
 #include <cstdlib>
 #include <cstring>
 
@@ -45,6 +46,70 @@ std::string hash_text(std::string_view content) {
   }
   return text;
 }
+
+/* All numbers of a response, as bytes: equal responses give equal bytes. */
+class ResponseBytes {
+ public:
+  explicit ResponseBytes(const Response &response) {
+    add(response.sensitivity);
+    add(response.sensitivity_frequency);
+    for (const ResponseStage &stage : response.stages) add(stage);
+  }
+  const std::string &bytes() const { return bytes_; }
+
+ private:
+  void add(double value) { bytes_.append(reinterpret_cast<const char *>(&value), 8); }
+  void add(const std::string &text) { bytes_ += text + '\0'; }
+  void add_count(std::size_t count) { add(static_cast<double>(count)); }
+  void add(const std::vector<std::complex<double>> &roots) {
+    add_count(roots.size());
+    for (const std::complex<double> &root : roots) {
+      add(root.real());
+      add(root.imag());
+    }
+  }
+  void add(const std::vector<double> &numbers) {
+    add_count(numbers.size());
+    for (const double number : numbers) add(number);
+  }
+  void add(const ResponseStage &stage) {
+    add(stage.name);
+    add(stage.input_unit);
+    add(stage.output_unit);
+    add(stage.gain);
+    add(stage.gain_frequency);
+    add_count(stage.filter.index());
+    if (const auto *poles = std::get_if<PoleZeroFilter>(&stage.filter)) {
+      add_count(static_cast<std::size_t>(poles->domain));
+      add(poles->a0);
+      add(poles->a0_frequency);
+      add(poles->zeros);
+      add(poles->poles);
+    } else if (const auto *digital = std::get_if<CoefficientFilter>(&stage.filter)) {
+      add(digital->numerators);
+      add(digital->denominators);
+    } else if (const auto *table = std::get_if<TableFilter>(&stage.filter)) {
+      add_count(table->rows.size());
+      for (const TableFilter::Row &row : table->rows) {
+        for (const double value : {row.frequency, row.amplitude, row.phase,
+                                   row.amplitude_error, row.phase_error}) {
+          add(value);
+        }
+      }
+    }
+    add_count(stage.decimation ? 1 : 0);
+    if (!stage.decimation) return;
+    const Decimation &decimation = *stage.decimation;
+    for (const double value :
+         {decimation.samprate, static_cast<double>(decimation.factor),
+          static_cast<double>(decimation.offset), decimation.delay,
+          decimation.correction}) {
+      add(value);
+    }
+  }
+
+  std::string bytes_;
+};
 
 bool is_there(const std::string &path) {
   struct stat facts {};
@@ -97,6 +162,12 @@ bool ResponseFiles::make_directory(std::string &problem) {
 
 bool ResponseFiles::stage(const Response &response, const std::string &description,
                           std::string &name, std::string &problem) {
+  const std::string bytes = ResponseBytes(response).bytes() + description;
+  const auto known =
+      by_bytes_.try_emplace({hash_of(bytes), hash_of(bytes.substr(bytes.size() / 2))})
+          .first;
+  name = known->second;
+  if (!name.empty()) return true;
   if (!make_directory(problem)) return false;
   const std::string path = staging_ + kStagedFile;
   std::string content;
@@ -107,6 +178,7 @@ bool ResponseFiles::stage(const Response &response, const std::string &descripti
   }
   /* Room for a number behind the name. */
   name = slug_of(description, kMostName - kHashDigits - 5) + "-" + hash_text(content);
+  known->second = name;
   if (by_name_.contains(name)) return true;
   const std::string staged = staging_ + "/" + name;
   if (rename(path.c_str(), staged.c_str()) != 0) {

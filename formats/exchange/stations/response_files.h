@@ -7,8 +7,10 @@
 #ifndef KSUTIL_FORMATS_EXCHANGE_STATIONS_RESPONSE_FILES_H
 #define KSUTIL_FORMATS_EXCHANGE_STATIONS_RESPONSE_FILES_H
 
+#include <cstdint>
 #include <map>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "waveforms/response.h"
@@ -44,7 +46,10 @@ class ResponseFiles {
 
   std::string staging_;                         // the directory; "" until there is one
   std::map<std::string, std::string> by_name_;  // staged path of each name
-  std::vector<std::string> made_;               // paths
+  /* Names by two hashes of a response and its description, so that one that is repeated is
+   * not written again. */
+  std::map<std::pair<std::uint64_t, std::uint64_t>, std::string> by_bytes_;
+  std::vector<std::string> made_;  // paths
   std::string made_directory_;
 };
 
