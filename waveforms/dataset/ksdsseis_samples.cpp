@@ -48,7 +48,7 @@ ksvector2 *read_vector(const char *who, const ksdsseis &set, const Channel &chan
   }
   const double nsamp = (end - begin) * of.samprate + 1.0;
   if (!(nsamp <= kMostSamples)) {
-    return fail(who, "%s %s has %.0f samples from the first to the last, too many",
+    return fail(who, "%s %s has %.12g samples from the first to the last, too many",
                 of.sta, of.chan, nsamp);
   }
   std::vector<Segment> segments;

@@ -69,7 +69,7 @@ bool measure(const ksutil::Segment *segments, int count, Stretch &all) {
   if (all.samprate == 0.0) return fail(kFromSegments, "No samples");
   all.nsamp = std::round((end - all.time) * all.samprate) + 1.0;
   if (all.nsamp <= kMostSamples) return true;
-  return fail(kFromSegments, "%.0f samples from the first to the last are too many",
+  return fail(kFromSegments, "%.12g samples from the first to the last are too many",
               all.nsamp);
 }
 
