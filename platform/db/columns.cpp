@@ -20,8 +20,8 @@ bool cut(std::string_view row, int offset, int width, std::string_view &text) {
   return true;
 }
 
-/* Blanks, a sign, digits with at most one point, blanks: what nearly every number of a
- * table looks like.  `mantissa` / 10^decimals is the number; at most 18 digits. */
+/* The form of nearly every number in a table: blanks, a sign, digits with at most one
+ * point, blanks.  The number is `mantissa` / 10^decimals; at most 18 digits. */
 bool scan_plain(std::string_view text, std::int64_t &mantissa, int &decimals) {
   const char *at = text.data();
   const char *end = at + text.size();
@@ -58,7 +58,7 @@ bool read_real(std::string_view field, double null, double &value) {
   int decimals;
   if (scan_plain(field, mantissa, decimals) &&
       std::abs(mantissa) <= (std::int64_t{1} << 53)) {
-    /* Both are exact, so that one division rounds correctly. */
+    /* Mantissa and power of ten are exact, so that one division rounds correctly. */
     value = static_cast<double>(mantissa) / kPowersOfTen[decimals];
     return true;
   }

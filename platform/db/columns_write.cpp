@@ -1,4 +1,4 @@
-/* The writers of columns.h. */
+/* columns_write: implements the writers of columns.h. */
 #include "platform/db/columns.h"
 
 #include <algorithm>
@@ -12,7 +12,7 @@
 namespace ksutil::db {
 namespace {
 
-/* Room for any double in fixed form with the decimals that a schema may ask for. */
+/* Room for any double in fixed form with as many decimals as a schema may have. */
 constexpr std::size_t kNumberRoom = 400;
 
 bool refuse(const Field &field, const std::string &value, const char *cause) {

@@ -16,13 +16,13 @@ struct Expression {
   std::unique_ptr<const expr::Program> program;
   expr::Type type;
   bool has_fields;
-  std::string table;  // whose fields they are, and how that table's signature was
+  std::string table;  // whose fields these are, and that table's signature at the time
   std::uint64_t signature;
 };
 
 namespace {
 
-/* Passes names on, and remembers whether there were any. */
+/* Passes names on to another Fields, and remembers whether there were any. */
 class NotedFields final : public expr::Fields {
  public:
   explicit NotedFields(const RecordSource *source) : fields_(source) {}
@@ -75,7 +75,7 @@ std::unique_ptr<Expression> compile(const char *who, Dbptr db, const char *text,
   return expression;
 }
 
-/* Puts a converted value where the caller wants it; false when memory is short. */
+/* Stores a converted value at the caller's address; false when memory is short. */
 bool deliver(const expr::Value &value, void *result) {
   switch (value.type) {
     case expr::Type::kInteger:

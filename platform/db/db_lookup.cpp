@@ -13,7 +13,7 @@ namespace {
 
 bool given(const char *text) { return text != nullptr && *text != '\0'; }
 
-/* The record number that a text names; dbINVALID when it names none. */
+/* The record number that a text names; dbINVALID when it does not name one. */
 long record_number(const char *text) {
   static constexpr struct {
     const char *name;

@@ -25,7 +25,7 @@ int find_field(const char *who, const RecordSource &source, const char *name) {
   return field;
 }
 
-/* Reading. */
+/* --- reading --- */
 
 struct Reading {
   FieldType type;
@@ -82,7 +82,7 @@ int read_fields(Dbptr db, Arguments &arguments) {
   return 0;
 }
 
-/* Writing. */
+/* --- writing --- */
 
 /* A text with a null address stands for a null pointer, which is refused. */
 std::string_view given_text(const char *text) {

@@ -25,7 +25,7 @@ void KeyIndex::follow(const std::shared_ptr<const Snapshot> &snapshot) {
     snapshot_ = nullptr;
     return;
   }
-  /* Without a snapshot in between: the index is half done when memory runs short. */
+  /* No snapshot until the index is complete: memory may run short half way. */
   const std::shared_ptr<const Snapshot> before = std::exchange(snapshot_, nullptr);
   if (before == nullptr || !apply(*before, *snapshot)) rebuild(*snapshot);
   if (snapshot->complete()) snapshot_ = snapshot;
@@ -46,8 +46,9 @@ void KeyIndex::rebuild(const Snapshot &snapshot) {
   }
 }
 
-/* Moves what has changed since the index's snapshot; false when that is not known, or
- * takes more steps along the rows of a key than a new index would. */
+/* Moves the rows that changed since the index's snapshot; false when the changes are
+ * not known, or when following them takes more steps along the rows of a key than
+ * building a new index would. */
 bool KeyIndex::apply(const Snapshot &earlier, const Snapshot &snapshot) {
   const Changes changes = changes_between(earlier, snapshot);
   if (!changes.known) return false;
@@ -58,7 +59,7 @@ bool KeyIndex::apply(const Snapshot &earlier, const Snapshot &snapshot) {
     std::int64_t before, after;
     bool was;
     {
-      const ElogScope told_already;  // when the row went into the index
+      const ElogScope told_already;  // reported when the row was entered
       was = read(earlier, number, before);
     }
     const bool is = read(snapshot, number, after);
@@ -131,10 +132,10 @@ bool KeyIndex::remove(std::int64_t key, std::int32_t row, std::size_t &steps) {
     if (after < 0) slot.last = before;
     return true;
   }
-  return false;  // the old row was not what the index had read: build anew
+  return false;  // the index had read another old row: build anew
 }
 
-/* Makes room for more keys, and drops those that have lost their rows. */
+/* Makes room for more keys, and drops the keys that have no rows left. */
 void KeyIndex::grow() {
   std::vector<Slot> old = std::move(slots_);
   const auto live = static_cast<std::size_t>(std::count_if(

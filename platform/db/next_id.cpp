@@ -12,7 +12,7 @@ namespace {
 
 constexpr long kMaxReservedIds = 10'000'000;
 
-/* The greatest id that any table uses of the counter; false with a message. */
+/* The greatest id of the counter that any table uses; false with a message. */
 bool greatest_in_use(Database &database, const std::string &counter,
                      std::int64_t &greatest) {
   greatest = 0;
@@ -23,13 +23,13 @@ bool greatest_in_use(Database &database, const std::string &counter,
     if (rows == nullptr) return false;
     greatest =
         std::max(greatest, database.greatest_ids().follow(use.table, use.field, rows));
-    /* A row that was not seen may hold a greater one. */
+    /* A row that was not seen may hold a greater id. */
     if (!rows->complete()) return false;
   }
   return true;
 }
 
-/* The counter's row with the greatest value; -1 when it has none. */
+/* The row of the counter with the greatest value; -1 when it has none. */
 struct CounterRow {
   long record = -1;
   std::int64_t value = 0;
@@ -59,8 +59,8 @@ bool write_counter(const Relation &layout, std::string_view counter, std::int64_
          (lddate == nullptr || write_real(*lddate, std_now(), row));
 }
 
-/* Counts on by `count`, with the table of counters locked: the first of the new ids.
- * False with a message. */
+/* Raises the counter by `count`, with the table of counters locked, and gives the first
+ * of the new ids.  False with a message. */
 bool count_on(Database &database, TableSource &lastid, TableStore::Exclusive &locked,
               const std::string &counter, std::int64_t count, std::int64_t &id) {
   const std::shared_ptr<const Snapshot> rows = locked.snapshot();

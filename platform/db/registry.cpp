@@ -12,8 +12,8 @@ namespace ksutil::db {
 namespace {
 
 struct Registry {
-  std::mutex mutex;  // guards all below
-  int next = 0;      // numbers are never used again
+  std::mutex mutex;  // guards the members below
+  int next = 0;      // a number is never used again
   std::unordered_map<int, std::shared_ptr<Database>> open;
 
   struct Shared {

@@ -25,8 +25,8 @@ constexpr struct {
                 {"kbcore", embedded::schema_kbcore},
                 {"trace", embedded::schema_trace}};
 
-/* The file of that name along the path; false when there is none.  A file that cannot be
- * read is an error, not a reason to take another. */
+/* Finds the file of that name along the path; false when there is none.  A file that
+ * cannot be read is an error: the search does not go on to another directory. */
 bool find_file(const std::string &path, const std::string &name, std::string &file) {
   for (std::size_t from = 0; from <= path.size();) {
     const std::size_t end = std::min(path.find(':', from), path.size());

@@ -23,7 +23,7 @@ Pf *sub_tree(Pf *tree, const char *name, int kind) {
   return pfget(tree, name, &value) == kind ? static_cast<Pf *>(value) : nullptr;
 }
 
-/* The next word of `text`, which loses it. */
+/* Removes the first word from `text` and returns it. */
 std::string_view next_word(std::string_view &text) {
   text = trimmed(text);
   const std::size_t end = std::min(text.find_first_of(" \t"), text.size());
@@ -75,8 +75,8 @@ std::string known_types() {
   return words;
 }
 
-/* Whether a printf format prints one value of the type, in at most `width` characters as
- * far as the format decides. */
+/* Whether a printf format prints one value of the type, in at most `width` characters
+ * as far as the format alone can show. */
 bool format_fits(std::string_view format, FieldType type, int width) {
   if (format.size() < 2 || format.front() != '%') return false;
   const char conversion = format.back();
@@ -174,8 +174,8 @@ bool SchemaReader::read_table(const char *name, Pf *tree) {
   return true;
 }
 
-/* " in line 12" for a line of a table's fields; "" when it cannot be found, as when the
- * parameter file writes it in another way. */
+/* " in line 12" for a line of a table's fields; "" when the line cannot be found, as
+ * when the parameter file writes it in another way. */
 std::string SchemaReader::line_number(const Relation &relation,
                                       const char *line) const {
   const std::string_view wanted = trimmed(line);

@@ -7,8 +7,8 @@
 namespace ksutil::db {
 namespace {
 
-/* The scratch record under another layout of the same table: values that no longer fit
- * become null. */
+/* Converts the scratch record to another layout of the same table: values that no
+ * longer fit become null. */
 std::string refitted(const Relation &from, const Relation &to, const std::string &row,
                      const std::string &null) {
   std::string result = null;
@@ -116,7 +116,7 @@ bool TableSource::unreadable(const char *who, long &count) {
   return true;
 }
 
-/* Makes sure that the snapshot holds the record, with one new look at most. */
+/* Makes sure that the snapshot holds the record; takes one new look at most. */
 bool TableSource::refresh(const char *who, long number) {
   if ((stale_ || number >= snapshot_->count()) && look(who) == nullptr) return false;
   if (number < snapshot_->count()) return true;

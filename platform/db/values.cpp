@@ -79,7 +79,7 @@ bool collect(const char *who, const TableSource &table,
   return true;
 }
 
-/* Whether the field's value may go to the variable. */
+/* Whether the variable can take the field's value. */
 bool takes(const FieldResult &result, FieldType type) {
   if (std::holds_alternative<long *>(result.result)) return is_integer(type);
   if (std::holds_alternative<double *>(result.result)) {

@@ -43,7 +43,7 @@ bool larger(Call &call) {
   return true;
 }
 
-/* The remainder with the sign of the divisor, which brings angles into one turn. */
+/* The remainder with the sign of the divisor, which reduces angles to one turn. */
 bool modulo(Call &call) {
   const Value &a = argument(call, 0), &b = argument(call, 1);
   if (a.type != Type::kInteger) {

@@ -35,7 +35,7 @@ bool trim(Call &call) {
   return true;
 }
 
-/* Places before the first and after the last character hold nothing. */
+/* The places before the first and after the last character are empty. */
 bool part(Call &call) {
   const std::string_view text = text_of(call, 0);
   const auto size = static_cast<std::int64_t>(text.size());

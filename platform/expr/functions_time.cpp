@@ -37,7 +37,7 @@ bool now(Call &call) {
   return true;
 }
 
-/* The conversion of the argument to a time has done the work. */
+/* Nothing is left to do: the argument was converted to a time before the call. */
 bool epoch(Call &call) {
   call.result.real = call.arguments[0]->real;
   return true;

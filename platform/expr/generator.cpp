@@ -17,7 +17,7 @@ class NoRecord final : public Record {
   bool value(int, Value &) const override { return false; }
 };
 
-/* How a value of one type becomes one of another. */
+/* The instruction that converts a value of one type to another. */
 bool conversion(Type from, Type to, Op &op) {
   op = from == Type::kInteger ? Op::kIntegerToReal
        : from == Type::kText  ? Op::kTextToTime
@@ -120,8 +120,8 @@ bool Generator::field(const Token &name, Operand &result) {
   return true;
 }
 
-/* Computes one instruction whose operands are all constant.  What fails is left for the
- * evaluation to report. */
+/* Computes an instruction whose operands are all constant.  If it fails, it stays for
+ * the evaluation, which then reports the failure. */
 bool Generator::fold(Instruction in, Value &value) {
   Value registers[kMaxArguments + 1];
   for (std::uint16_t i = 0; i < in.count; ++i) {
@@ -175,7 +175,7 @@ bool Generator::coerce(Operand &operand, Type type) {
   return true;
 }
 
-/* Reals and times are doubles alike. */
+/* Reals and times are both doubles. */
 bool Generator::as_double(Operand &operand) {
   return operand.type == Type::kTime || coerce(operand, Type::kReal);
 }

@@ -1,4 +1,5 @@
-/* The operators: which types they take and which instructions they become. */
+/* generator_operators: checks the types of operands and writes the instructions of
+ * operators. */
 #include <array>
 
 #include "platform/expr/internal/generator.h"
@@ -12,7 +13,7 @@ struct ArithmeticOps {
   Op integer, real;
 };
 
-/* Division and powers of integers are real. */
+/* Division and powers of integers give a real. */
 constexpr ArithmeticOps kArithmetic[] = {
     {Symbol::kPlus, Op::kAddInteger, Op::kAddReal},
     {Symbol::kMinus, Op::kSubtractInteger, Op::kSubtractReal},
@@ -89,8 +90,9 @@ bool Generator::binary(Symbol symbol, std::uint16_t mark, Operand &left,
       if (!comparison(symbol, mark, left, right)) return false;
   }
   if (constant && left.constant) {
-    /* Nothing else uses the constants that this one was made of: they stand behind the
-     * first operand, because whatever lies between belongs to the second. */
+    /* Frees the constants from which this one was computed, as nothing else uses them:
+     * they stand behind the first operand, because everything between belongs to the
+     * second. */
     const Value value = constant_of(left);
     code_.constants.resize(first - kConstantPlace);
     left.place = static_cast<std::uint16_t>(first);

@@ -20,10 +20,10 @@ std::size_t index_end(std::string_view text, std::size_t at) {
                                                                             : at;
 }
 
-/* What a text without quotes looks like that begins with three numbers, as in 2012-08-31. */
+/* A text without quotes that begins with three numbers, as in 2012-08-31. */
 struct WrittenDate {
   std::size_t length = 0;  // 0: not like a date
-  bool certain = false;    // an integer is never written like that: with a leading zero
+  bool certain = false;    // it has a leading zero, which no integer is written with
 };
 
 /* Reads "YYYY-MM-DD" and "YYYY/MM/DD" at the beginning of the text. */
@@ -63,7 +63,7 @@ struct Spelling {
   Symbol symbol;
 };
 
-/* The longer spellings stand before those they begin with. */
+/* A longer spelling stands before those that begin it. */
 constexpr Spelling kSpellings[] = {
     {"==", Symbol::kEqual},        {"!=", Symbol::kUnequal}, {"<=", Symbol::kLessEqual},
     {">=", Symbol::kGreaterEqual}, {"=~", Symbol::kMatch},   {"!~", Symbol::kNoMatch},
@@ -82,8 +82,9 @@ bool Lexer::next(Token &token, Error &error) {
   return true;
 }
 
-/* A date without quotes would be computed with, as a small number.  One with a leading zero
- * is nothing else; another may be meant as arithmetic when it is a part of more of that. */
+/* Refuses a date without quotes, which would otherwise be computed as a small number.
+ * A text with a leading zero can only be a date; any other may be meant as arithmetic
+ * when it is a part of a longer arithmetic expression. */
 bool Lexer::refuse_date(Error &error) const {
   const std::string_view rest = text_.substr(at_);
   const WrittenDate date = written_date(rest);

@@ -11,7 +11,7 @@ namespace ksutil::expr {
 
 namespace {
 
-/* The operands and the result of the instruction at hand. */
+/* The operands and the result of the current instruction. */
 struct Operands {
   const Instruction &in;
   Value *registers;
@@ -116,7 +116,7 @@ bool call_general(const Operands &o, Scratch &scratch) {
   for (std::size_t i = 0; i < o.in.count; ++i) {
     arguments[i] = &o.registers[o.in.arguments[i]];
   }
-  /* The result may stand in the register of an argument. */
+  /* The result may be in the register of an argument. */
   Value result;
   result.type = o.in.type;
   Call call{scratch, arguments, result};

@@ -7,7 +7,7 @@ namespace {
 constexpr std::size_t kMaxRepeated = 16;  // arguments of min and max
 constexpr int kLogicOr = 1, kLogicAnd = 2, kHighest = 6;
 
-/* How strongly a binary operator binds; 0 for what is none. */
+/* How strongly a binary operator binds; 0 for other words. */
 int precedence(Symbol symbol) {
   switch (symbol) {
     case Symbol::kOr:
@@ -124,7 +124,7 @@ class Parser {
     return true;
   }
 
-  /* Stronger than a sign on its left, weaker than one on its right. */
+  /* Binds more strongly than a sign on its left, more weakly than one on its right. */
   bool power(Operand &result) {
     const std::uint16_t mark = generator_.mark();
     if (!primary(result)) return false;

@@ -4,7 +4,8 @@
 
 namespace ksutil::expr {
 
-/* Adds a state and all that it reaches without reading a byte; true when one accepts. */
+/* Adds a state and all that can be reached from it without reading a byte; true when
+ * one of them accepts. */
 bool Pattern::add(std::size_t state, std::size_t at, std::size_t size,
                   std::vector<std::uint16_t> &list, PatternScratch &scratch) const {
   scratch.pending.clear();
@@ -52,7 +53,7 @@ bool Pattern::found_in(std::string_view text, PatternScratch &scratch) const {
   }
   scratch.now.clear();
   for (std::size_t at = 0;; ++at) {
-    /* The states reached by the last byte have been added in this round already. */
+    /* The states reached by the last byte were already added in this round. */
     if (at == 0) ++scratch.round;
     if (add(0, at, text.size(), scratch.now, scratch)) return true;
     if (at == text.size()) return false;

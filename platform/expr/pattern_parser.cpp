@@ -17,7 +17,7 @@ constexpr int kMaxRepeat = 255;
 
 std::size_t byte_of(char c) { return static_cast<unsigned char>(c); }
 
-/* The ASCII bytes of a class; false for another name. */
+/* The ASCII bytes of a class; false for an unknown name. */
 bool add_class(std::string_view name, Set &set) {
   static constexpr std::pair<std::string_view, int (*)(int)> kClasses[] = {
       {"alpha", [](int c) { return int(c < 128 && std::isalpha(c) != 0); }},
@@ -139,7 +139,7 @@ class PatternParser {
     return at_ > begin || fail("expected a count");
   }
 
-  /* Replaces the piece from `begin` on by `least` to `most` copies of it. */
+  /* Replaces the piece that starts at `begin` by `least` to `most` copies of it. */
   bool repeat(std::size_t begin, int least, int most) {
     const std::vector<State> piece(states_.begin() + static_cast<std::ptrdiff_t>(begin),
                                    states_.end());

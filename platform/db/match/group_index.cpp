@@ -15,7 +15,7 @@ bool overlap(const MatchKey::Range &a, const MatchKey::Range &b) {
 
 }  // namespace
 
-/* Whether the row says something to match with; else null. */
+/* The row's key, if it has a value to match with; else null. */
 bool GroupIndex::read(const MatchPlan &plan, std::string_view row,
                       MatchKey &key) const {
   return !row.empty() && plan.read_table(RowRecord(*layout_, row), key) && !key.null;
@@ -35,7 +35,7 @@ void GroupIndex::follow(const MatchPlan &plan,
     groups_.clear();
     changes.old_count = 0;
   }
-  snapshot_ = nullptr;  // until it is done: memory may run short half way
+  snapshot_ = nullptr;  // until the index is complete: memory may run short half way
   for (long row = changes.old_count; row < snapshot->count(); ++row) {
     if (!read(plan, snapshot->row(row), now_)) continue;
     const bool ranged = plan.has_ranges();
@@ -46,13 +46,13 @@ void GroupIndex::follow(const MatchPlan &plan,
   if (snapshot->complete()) snapshot_ = snapshot;
 }
 
-/* Whether any of the changed rows now has another key. */
+/* Whether any of the changed rows has another key now. */
 bool GroupIndex::moved(const MatchPlan &plan, const Snapshot &snapshot,
                        const std::vector<long> &changed) {
   const auto has_moved = [&](long row) {
     bool was;
     {
-      const ElogScope told_already;  // when the row went into the index
+      const ElogScope told_already;  // reported when the row was entered
       was = read(plan, snapshot_->row(row), before_);
     }
     const bool is = read(plan, snapshot.row(row), now_);
@@ -61,7 +61,7 @@ bool GroupIndex::moved(const MatchPlan &plan, const Snapshot &snapshot,
   return std::any_of(changed.begin(), changed.end(), has_moved);
 }
 
-/* Sorts what has been added and carries the reach on. */
+/* Sorts the ranges that were added, and continues `reach` over them. */
 void GroupIndex::settle(Group &group) {
   if (group.settled == group.entries.size()) return;
   const auto by_low = [](const Entry &a, const Entry &b) {
@@ -70,8 +70,8 @@ void GroupIndex::settle(Group &group) {
   const auto begin = group.entries.begin();
   const auto added = begin + static_cast<std::ptrdiff_t>(group.settled);
   std::sort(added, group.entries.end(), by_low);
-  const auto first_after =
-      std::upper_bound(begin, added, *added, by_low);  // what stays in its place
+  const auto first_after = std::upper_bound(
+      begin, added, *added, by_low);  // entries before it keep their place
   std::inplace_merge(first_after, added, group.entries.end(), by_low);
   double reach = first_after == begin ? -std::numeric_limits<double>::infinity()
                                       : (first_after - 1)->reach;
@@ -82,7 +82,8 @@ void GroupIndex::settle(Group &group) {
   group.settled = group.entries.size();
 }
 
-/* The ranges after the first; a match with several is rare enough to read the row. */
+/* The ranges of a row after its first.  A match with several ranges is rare enough to
+ * read the row again. */
 bool GroupIndex::others_overlap(const MatchPlan &plan, const MatchKey &key, long row) {
   if (key.ranges.size() < 2) return true;
   if (!read(plan, snapshot_->row(row), now_)) return false;

@@ -33,8 +33,8 @@ std::unique_ptr<const expr::Program> compile_term(const char *who,
   return program;
 }
 
-/* A program is one evaluation's work; most patterns are bare fields, which are read
- * directly. */
+/* Evaluates one pattern.  Most patterns are bare fields, which are read directly,
+ * without a program. */
 bool evaluate(const expr::Program &program, const expr::Record &record, Value &value) {
   if (program.only_slot() >= 0) return record.value(program.only_slot(), value);
   thread_local expr::Workspace workspace;

@@ -9,7 +9,7 @@ namespace {
 
 void release_state(void *state) { delete static_cast<MatchState *>(state); }
 
-/* The name of the integer field that a pattern of one item is; "" with a message. */
+/* The integer field that a one-item pattern consists of; "" with a message. */
 std::string id_field_of(const Relation &layout, Tbl *tpattern) {
   std::vector<std::string> texts;
   if (!pattern_texts("match_index", tpattern, texts)) return "";

@@ -15,7 +15,7 @@ std::string counterpart(const Relation &row, const std::string &item) {
   if (row.find(pattern.low) != nullptr) {
     return row.find(pattern.high) != nullptr ? item : pattern.low;
   }
-  /* The epochs of stations are days; a row with a time belongs to its time's day. */
+  /* Station epochs are given in days: match a row with a time by its time's day. */
   const bool days = pattern.low == "ondate";
   if (row.find("time") == nullptr || !days) return "";
   return row.find("endtime") != nullptr ? "yearday(time)::yearday(endtime)"
@@ -46,7 +46,7 @@ bool first_told(const Relation &row, const Relation &owner,
   return false;
 }
 
-/* The first field of `from` that names a row of `to`. */
+/* The first field of `from` whose ids identify rows of `to`. */
 bool first_foreign(const Relation &from, const Relation &to,
                    std::vector<std::string> &of_from, std::vector<std::string> &of_to) {
   const auto found = std::find_if(

@@ -9,7 +9,7 @@ namespace ksutil::db {
 namespace {
 
 /* Large enough for the speed of large reads, small enough to stay in the cache between
- * the read and the comparison with the block before. */
+ * reading a block and comparing it with the block before. */
 constexpr std::size_t kBlockBytes = std::size_t{1} << 19;
 
 }  // namespace
@@ -91,7 +91,7 @@ Changes BlockSnapshot::changes_to(const Snapshot &later) const {
 
   for (std::size_t index = 0; index < blocks(); ++index) {
     const BlockSlot &now = now_rows->block(index);
-    /* Looked at after the other, whose reading may have dropped it. */
+    /* Only now, because reading the other block may have dropped this one. */
     const BlockSlot &then = held_block(index);
     const std::size_t first = index * rows_per_block();
     const std::size_t rows =

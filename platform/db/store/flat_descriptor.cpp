@@ -19,8 +19,8 @@ std::string directory_of(const std::string &name) {
   return slash == name.npos ? "" : name.substr(0, slash + 1);
 }
 
-/* The places that table_path tells: "dir" holds tables of the database's own base name,
- * "dir/{base}" those of another; both relative to the descriptor. */
+/* The places that table_path names: "dir" holds tables of the database's own base name,
+ * "dir/{base}" holds those of another; both are relative to the descriptor. */
 bool read_table_path(const std::string &name, const std::string &text,
                      Prefixes &prefixes) {
   const std::string directory = directory_of(name);

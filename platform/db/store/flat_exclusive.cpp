@@ -14,7 +14,7 @@ namespace ksutil::db {
 namespace {
 
 constexpr int kOpenAttempts = 1000;
-/* Bytes at the end of a file in which rows just written are looked for. */
+/* Length of the end of a file that is searched for rows just written, bytes. */
 constexpr std::size_t kSearchedTail = std::size_t{1} << 16;
 constexpr long kMicrosecond = 1'000;
 constexpr long kSecond = 1'000'000'000;
@@ -65,7 +65,7 @@ bool FlatExclusive::fail(int flag, const char *what) {
   return false;
 }
 
-/* Says that the locked file is not the table's any longer. */
+/* Reports that the locked file is not the table's any longer. */
 bool FlatExclusive::lost() {
   exchanged_ = true;
   return fail(0, "The file was removed or replaced while it was written");
@@ -76,7 +76,7 @@ bool FlatExclusive::open() {
   for (int attempt = 0; attempt < kOpenAttempts; ++attempt) {
     if (!open_locked()) return false;
     if (!FlatJournal::concerns(places, table_.relation_.name)) return true;
-    /* Whoever settles the journal needs the lock of this table. */
+    /* A process that settles the journal needs the lock of this table. */
     lock_.reset();
     if (FlatJournal::settle(places, FileLock::Wait::kUntilFree) ==
         FlatJournal::Settled::kFailed) {
@@ -172,8 +172,8 @@ bool FlatExclusive::repair_end() {
   return holds_table() || lost();
 }
 
-/* Rows are whole, of the file's own length, and hold no control characters; a carriage
- * return stands where the file has it. */
+/* Checks that rows are whole, have the length of the file's rows, and hold no control
+ * characters, but a carriage return where the file has it. */
 bool FlatExclusive::check_rows(std::string &rows) {
   const std::size_t length = table_.record_length();
   if (!rows.empty() && rows.back() != '\n') rows += '\n';
@@ -244,8 +244,8 @@ bool FlatExclusive::overwrite(long record, std::string_view row) {
   return true;
 }
 
-/* Whatever other programs do to the file meanwhile, the rows go to its end, where they
- * neither overwrite a row nor leave a hole.  `at` is where they stand. */
+/* Appends rows.  Whatever other programs do to the file meanwhile, the rows go to its
+ * end, where they neither overwrite a row nor leave a hole.  `at` gets their offset. */
 bool FlatExclusive::write_end(std::string_view rows, off_t expected, off_t &at) {
   at = expected;
   if (!write(rows, expected, true, {})) return false;
@@ -256,7 +256,7 @@ bool FlatExclusive::write_end(std::string_view rows, off_t expected, off_t &at) 
   return fail(0, "Another program has changed the file without a lock");
 }
 
-/* Looks for rows just written near the end of a file that others write too. */
+/* Finds the offset of rows just written, near the end of a shared file. */
 bool FlatExclusive::find_rows(std::string_view rows, off_t &at) {
   struct stat status;
   if (::fstat(handle_.get(), &status) != 0) return false;
@@ -292,10 +292,11 @@ bool FlatExclusive::byte_before(off_t at, char &byte) {
          fail(1, "Cannot read the record before");
 }
 
-/* A file that another program has cut shorter gets zeros up to what is written beyond its
- * new end: takes them away, with what was written, and fails.  `before` is the byte that
- * stood before `at`; what was written over `old_bytes` ends at `end`.  When the file cannot
- * be read again, puts the old bytes back and fails. */
+/* Handles a file that another program has cut shorter during a write: the system fills
+ * the bytes between its new end and the written bytes with zeros.  Removes these and
+ * the written bytes, and fails.  `before` is the byte that stood before `at`; the bytes
+ * written over `old_bytes` end at `end`.  When the file cannot be read again, puts the
+ * old bytes back and fails. */
 bool FlatExclusive::check_for_hole(off_t at, char before, off_t end,
                                    std::string_view old_bytes) {
   char now;
@@ -325,7 +326,7 @@ bool FlatExclusive::check_for_hole(off_t at, char before, off_t end,
   return fail(0, "Another program has cut the file while it was written");
 }
 
-/* What pwrite gets with O_APPEND goes to the end of the file, whatever the offset. */
+/* With O_APPEND, pwrite writes to the end of the file, whatever the offset. */
 bool FlatExclusive::set_append(bool append) {
   const int flags = ::fcntl(handle_.get(), F_GETFL);
   const int wanted = append ? flags | O_APPEND : flags & ~O_APPEND;
@@ -334,7 +335,7 @@ bool FlatExclusive::set_append(bool append) {
          fail(1, "Cannot set how the file is written");
 }
 
-/* `old_bytes` are those at that place; empty: the file ends there. */
+/* `old_bytes` are the bytes at that offset; empty when the file ends there. */
 bool FlatExclusive::write(std::string_view bytes, off_t at, bool append,
                           std::string_view old_bytes) {
   if (!set_append(append)) return false;
@@ -351,7 +352,7 @@ bool FlatExclusive::write(std::string_view bytes, off_t at, bool append,
   }
   undo(at, old_bytes, bytes.size());
   if (!done) return false;
-  /* Perhaps what is at the path was copied from this file with the rows in it: writing
+  /* The file at the path may be a copy of this one that already has the rows: writing
    * them once more could double them. */
   wrote_ = true;
   return lost();
@@ -384,8 +385,8 @@ bool FlatExclusive::sync() {
 }
 
 bool FlatExclusive::move_time_forward() {
-  /* From the time before the write: the system may have set a later one since, at the
-   * coarse steps of its own clock. */
+  /* The new time must be later than that of the last look and than the file's present
+   * one, which the system may have set since, at the coarse steps of its own clock. */
   struct stat status;
   if (::fstat(handle_.get(), &status) != 0) return fail(1, "Cannot look at the file");
   const struct timespec before = later(status.st_mtim, table_.seen_.st_mtim)
@@ -394,7 +395,8 @@ bool FlatExclusive::move_time_forward() {
   const struct timespec times[2] = {{0, UTIME_OMIT}, time_after(before)};
   if (::futimens(handle_.get(), times) == 0) return true;
   if (errno != EPERM) return fail(1, "Cannot set the time of change");
-  /* Only the owner may set any time; a user with write permission can set the present. */
+  /* Only the owner may set any time; others with write permission can set the
+   * present. */
   for (int wait = 0; wait < kClockWaits; ++wait) {
     if (::futimens(handle_.get(), nullptr) != 0) {
       return fail(1, "Cannot set the time of change");

@@ -1,4 +1,5 @@
-/* The removal of rows from a table file: a new file takes the place of the old one. */
+/* flat_exclusive_remove: removes rows from a table file by a new file that takes the
+ * place of the old one. */
 #include <fcntl.h>
 #include <stdlib.h>
 #include <unistd.h>
@@ -16,13 +17,14 @@ namespace {
 
 constexpr std::size_t kPiece = std::size_t{1} << 20;
 
-/* Where a path leads, links followed, so that a link stays a link; empty on failure. */
+/* The file that a path leads to, links followed, so that a link stays a link; empty on
+ * failure. */
 std::string real_path(const std::string &path) {
   const MallocPtr<char> real(::realpath(path.c_str(), nullptr));
   return real == nullptr ? std::string() : std::string(real.get());
 }
 
-/* Hidden, so that no program takes it for a table. */
+/* The name of the new file; hidden, so that no program takes it for a table. */
 std::string name_beside(const std::string &path) {
   const std::size_t slash = path.rfind('/') + 1;
   return path.substr(0, slash) + "." + path.substr(slash) + ".rewritten";
@@ -45,7 +47,7 @@ class Unlinker {
 
 }  // namespace
 
-/* Copies the whole records of the locked file but those of the list. */
+/* Copies the whole records of the locked file, except those of the list. */
 bool FlatExclusive::copy_without(const std::vector<long> &records, int to) {
   const auto length = static_cast<off_t>(table_.record_length());
   const off_t end = table_.file_.stamp.count * length;
@@ -80,14 +82,14 @@ bool FlatExclusive::remove(const std::vector<long> &records) {
   if (path.empty() || ::fstat(handle_.get(), &before) != 0) {
     return fail(1, "Cannot look at the file");
   }
-  /* The file of a process that died stands there; the lock tells that it is nobody's. */
+  /* The file is there already, left by a process that died: nobody holds its lock. */
   const std::string beside = name_beside(path);
   ::unlink(beside.c_str());
   FileHandle fresh =
       open_file(beside, O_RDWR | O_CREAT | O_EXCL, before.st_mode & 0777);
   if (!fresh) return fail(1, "Cannot make a file beside it");
   Unlinker unlinker(beside);
-  /* Another user's file stays that user's as far as this user may give it away. */
+  /* A file of another user keeps its owner, if this user may give files away. */
   if (::fchown(fresh.get(), before.st_uid, before.st_gid) != 0 &&
       ::fchown(fresh.get(), static_cast<uid_t>(-1), before.st_gid) != 0) {
     errno = 0;
@@ -96,7 +98,7 @@ bool FlatExclusive::remove(const std::vector<long> &records) {
     return fail(1, "Cannot set the permissions of the new file");
   }
   if (!copy_without(records, fresh.get())) return false;
-  /* Programs that open the new file wait until this one has done with it. */
+  /* Programs that open the new file wait until this process has finished. */
   auto lock = std::make_unique<FileLock>(fresh.get());
   if (!lock->held()) return fail(1, "Cannot lock the new file");
   if (sync_file(fresh.get()) != 0) return fail(1, "Cannot bring the records to disk");
@@ -113,7 +115,7 @@ bool FlatExclusive::remove(const std::vector<long> &records) {
   }
   unlinker.keep();
   wrote_ = true;
-  /* The old file is still open here, as its lock needs it. */
+  /* The old file is still open here: the release of its lock needs it. */
   lock_ = std::move(lock);
   const FileHandle directory =
       open_file(path.substr(0, path.rfind('/') + 1), O_RDONLY | O_DIRECTORY);

@@ -64,8 +64,8 @@ class FlatDatabase final : public DatabaseStore {
   std::map<std::string, std::unique_ptr<FlatTable>, std::less<>> tables_;
 };
 
-/* Whether a database is there; false, with a message that says what was probably meant.
- * Chooses the schema by the table files when the descriptor names none. */
+/* Whether a database is there; false, with a message that suggests what was meant.
+ * Chooses the schema by the table files when the descriptor does not name one. */
 bool check_tables(const std::string &name, const Prefixes &prefixes,
                   FlatDescriptor &descriptor) {
   using Content = FlatDescriptor::Content;
@@ -132,7 +132,7 @@ std::unique_ptr<DatabaseStore> open_flat_files(const std::string &name,
   }
   auto places =
       std::make_shared<const FlatPlaces>(FlatPlaces{name, prefixes, descriptor.sync});
-  /* A reader without the rights to settle a transaction reads what there is. */
+  /* A reader without permission to settle a transaction reads the files as they are. */
   if (FlatJournal::settle(*places, FileLock::Wait::kNever) ==
           FlatJournal::Settled::kFailed &&
       mode == "r+") {

@@ -71,7 +71,8 @@ bool FlatJournal::fail(int flag, const char *what) const {
   return false;
 }
 
-/* Eight bytes at a time; it has to notice torn pages, not to resist an attack. */
+/* Eight bytes at a time: the checksum must notice torn pages; it need not resist an
+ * attack. */
 std::uint64_t FlatJournal::checksum(ChunkHead head, std::string_view bytes) {
   constexpr std::uint64_t kPrime = 0x9e3779b97f4a7c15U;
   std::uint64_t sum = kPrime;
@@ -117,7 +118,7 @@ FlatJournal::Created FlatJournal::create(const std::vector<JournalTable> &tables
     ::unlink(places_.journal().c_str());
     return Created::kFailed;
   }
-  /* Another process may have taken the empty file for one left behind. */
+  /* Another process may have removed the empty file, taking it for one left behind. */
   if (!at_path()) return Created::kBusy;
   tables_ = tables;
   Head head = {};
@@ -193,7 +194,7 @@ bool FlatJournal::read_chunk(const Chunk &chunk, std::string &bytes) const {
          fail(1, "Cannot read");
 }
 
-/* Rows that follow each other in the file are given at once. */
+/* Gives rows that follow each other in the file in one call. */
 bool FlatJournal::new_bytes(std::uint32_t table, const Write &write) const {
   const auto length = static_cast<std::size_t>(tables_[table].record_length);
   std::string bytes, run;
@@ -302,7 +303,7 @@ FlatJournal::Settled FlatJournal::settle(const FlatPlaces &places,
     journal.file_ = open_file(path, O_RDWR);
     if (!journal.file_) {
       if (errno == ENOENT) return Settled::kNone;
-      /* Another user's, who may be at work. */
+      /* The journal of another user, whose process may be at work. */
       if (wait == FileLock::Wait::kNever && (errno == EACCES || errno == EROFS)) {
         return Settled::kBusy;
       }
@@ -319,7 +320,7 @@ FlatJournal::Settled FlatJournal::settle(const FlatPlaces &places,
     const std::int64_t size = size_of(journal.file_);
     Head head = {};
     const bool read = journal.read_tables(head);
-    /* A process that died early has left the beginning of a journal. */
+    /* A process that died early has left only the beginning of a journal. */
     const std::size_t begun = std::min(sizeof kMagic, static_cast<std::size_t>(size));
     if (!read && std::memcmp(head.magic, kMagic, begun) != 0) {
       journal.fail(0, "This is not a journal of changes; move it away");
@@ -348,7 +349,7 @@ bool FlatJournal::concerns(const FlatPlaces &places, const std::string &table) {
   if (::access(path.c_str(), F_OK) != 0) return false;
   FlatJournal journal(places);
   journal.file_ = open_file(path, O_RDONLY);
-  /* One that cannot be read may concern any table. */
+  /* A journal that cannot be read may concern any table. */
   if (!journal.file_) return errno != ENOENT;
   Head head = {};
   /* A journal without its tables has not changed any. */
@@ -373,7 +374,7 @@ bool FlatJournal::lock_tables(std::vector<FileHandle> &files,
   return true;
 }
 
-/* Whether the files are as the dead process left them, as far as their sizes say. */
+/* Whether the files are as the dead process left them, as far as their sizes show. */
 bool FlatJournal::fits(const std::vector<FileHandle> &files) const {
   for (std::size_t i = 0; i < files.size(); ++i) {
     const std::int64_t size = size_of(files[i]);

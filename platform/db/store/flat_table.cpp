@@ -28,8 +28,8 @@ bool same_file(const struct stat &a, const struct stat &b) {
   return a.st_dev == b.st_dev && a.st_ino == b.st_ino;
 }
 
-/* A change of the status time alone counts too: it is all that a row rewritten in place
- * shows when its writer puts the time of change back. */
+/* A change of the status time alone counts too: when a program rewrites a row in place
+ * and then restores the modification time, nothing else shows it. */
 bool same_state(const struct stat &a, const struct stat &b) {
   return same_file(a, b) && a.st_size == b.st_size && same_time(a.st_mtim, b.st_mtim) &&
          same_time(a.st_ctim, b.st_ctim) && a.st_nlink == b.st_nlink;
@@ -130,7 +130,7 @@ bool FlatTable::exclusively(const std::function<bool(Exclusive &)> &work) {
              file_.path.c_str());
     return false;
   }
-  /* A second lock of this table would wait for the first for ever. */
+  /* A second lock of this table would wait for the first one for ever. */
   if (running_ != nullptr) return work(*running_);
   for (int attempt = 0; attempt < kAttempts; ++attempt) {
     const int mark = elog_mark();
@@ -153,8 +153,8 @@ void FlatTable::set_absent() {
   set_layout(relation_, false);
 }
 
-/* The first of the paths that leads to something; once found, a file stays the table's as
- * long as it is there. */
+/* The first of the paths at which a file exists; once found, a file stays the table's
+ * as long as it exists. */
 bool FlatTable::find_path(struct stat &status, bool &exists) {
   const auto try_path = [&](const std::string &path) {
     if (::stat(path.c_str(), &status) == 0) {
@@ -216,7 +216,8 @@ FlatTable::Looked FlatTable::look_through(const struct stat &at_path) {
   }
   own_changes_ = false;
   struct stat status;
-  /* The stamp comes before any byte: a change while reading is seen by the next look. */
+  /* The stamp is taken before any byte is read: the next look sees a change made while
+   * reading. */
   if (::fstat(handle->get(), &status) != 0) {
     elog_log(1, "dbopen: Cannot look at %s.\n", file_.path.c_str());
     return Looked::kFailed;

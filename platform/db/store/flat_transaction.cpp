@@ -12,7 +12,7 @@ namespace {
 
 /* Rows are gathered up to this size before they go into the journal. */
 constexpr std::size_t kBuffer = std::size_t{1} << 18;
-/* Each attempt waits for the end of another transaction. */
+/* Attempts to begin; each waits for the end of another transaction. */
 constexpr int kAttempts = 1000;
 
 }  // namespace
@@ -24,7 +24,7 @@ FlatTransaction::~FlatTransaction() {
   if (active_) journal_.remove();
 }
 
-/* The locks are taken in the order of the names, the same for all transactions; other
+/* Locks are taken in the order of the names, the same for all transactions; other
  * writers lock one table at a time. */
 bool FlatTransaction::lock_tables(std::vector<JournalTable> &entries) {
   std::vector<Target *> in_order;
@@ -47,7 +47,7 @@ bool FlatTransaction::lock_tables(std::vector<JournalTable> &entries) {
 
 bool FlatTransaction::begin() {
   for (int attempt = 0; attempt < kAttempts; ++attempt) {
-    /* Waits for another program's transaction without a lock of its own. */
+    /* Waits for another program's transaction without holding a lock. */
     if (FlatJournal::settle(places_, FileLock::Wait::kUntilFree) ==
         FlatJournal::Settled::kFailed) {
       return false;
@@ -124,7 +124,7 @@ bool FlatTransaction::overwrite(std::size_t index, long record, std::string_view
   return target.replaced.size() < kBuffer || flush(index);
 }
 
-/* Programs that do not heed locks may have written. */
+/* Programs that do not respect locks may have written meanwhile. */
 bool FlatTransaction::unchanged() {
   for (Target &target : targets_) {
     struct stat status;
@@ -169,8 +169,8 @@ bool FlatTransaction::publish() {
 }
 
 void FlatTransaction::undo() {
-  /* When this fails and the process dies before the tables are restored, the changes will
-   * be made after all. */
+  /* When this fails and the process dies before the tables are restored, the next
+   * process makes the changes after all. */
   journal_.revert();
   bool undone = true;
   for (std::size_t i = targets_.size(); i-- > 0;) {

@@ -14,14 +14,14 @@ namespace {
 
 constexpr std::size_t kFitRecords = 100;
 constexpr int kMaxStretch = 64;
-/* Shares of separators and numbers that must be in place.  The real files that deviate
- * most have nine tenths; a layout of another table has about half. */
+/* The least shares of separators and numbers that must be in place.  The real files
+ * that deviate most have nine tenths; a layout of another table has about half. */
 constexpr double kGoodShare = 0.75, kExactShare = 0.5;
 /* Added to the share of a layout whose length is exactly that of the records. */
 constexpr double kExactBonus = 0.05;
 
-/* The layout with its last field made as wide as a record of `width` characters leaves
- * it; nothing when such a record cannot be of this layout. */
+/* The layout with its last field as wide as a record of `width` characters requires;
+ * nothing when such a record cannot have this layout. */
 std::optional<Relation> stretched(const Relation &relation, std::size_t width) {
   const Field &last = relation.fields.back();
   const int room = static_cast<int>(width) - last.offset;
@@ -125,7 +125,7 @@ struct Candidate {
 std::vector<Candidate> candidates(const Schema &schema, std::string_view table) {
   std::vector<Candidate> found;
   if (const Relation *own = schema.find(table)) found.push_back({own, schema.name()});
-  const ElogScope quiet;  // a broken file in the place of a built-in schema is left out
+  const ElogScope quiet;  // leaves out a broken file that replaces a built-in schema
   for (const std::string &name : builtin_schemas()) {
     if (name == schema.name()) continue;
     const auto other = Schema::load(name);

@@ -108,7 +108,7 @@ class ScratchTable final : public TableStore,
     const auto number = static_cast<std::size_t>(record);
     BlockPtr &block = contents_[number >> shift_];
     try {
-      /* Somebody may hold texts of the block as it was. */
+      /* Another object may hold texts of the block as it was. */
       snapshot_.reset();
       if (block.shared()) {
         BlockPtr copy = BlockPtr::make(block.size());
@@ -176,8 +176,8 @@ class ScratchTable final : public TableStore,
            length_;
   }
 
-  /* Fills the next place of the last block: no snapshot shows that place yet.  Blocks
-   * start small and double, since most scratch tables hold a few rows. */
+  /* Fills the next place of the last block, which no snapshot shows yet.  Blocks start
+   * small and double, since most scratch tables hold a few rows. */
   void add(std::string_view row, long record) {
     const auto number = static_cast<std::size_t>(record);
     const std::size_t index = number >> shift_, from = place(number);

@@ -16,7 +16,7 @@ namespace {
 struct Side {
   Tuples tuples;
   RecordSource *source = nullptr;
-  std::size_t part = 0;  // of natural keys: the table that they are about
+  std::size_t part = 0;  // with natural keys: the table whose fields they name
   bool by_part = false;
 
   const expr::Record *record(long i) const {
@@ -28,7 +28,7 @@ bool overlap(const MatchKey::Range &a, const MatchKey::Range &b) {
   return a.low <= b.high && b.low <= a.high;
 }
 
-/* The records of the right side by their keys. */
+/* Finds the records of the right side by their keys. */
 class JoinIndex {
  public:
   explicit JoinIndex(const MatchPlan &plan) : plan_(plan) {}
@@ -39,7 +39,7 @@ class JoinIndex {
          0.0});
   }
 
-  /* Once all are there: puts each group in the order of the lower ends. */
+  /* After the last record: sorts the ranges of each group by their lower ends. */
   void settle() {
     if (!plan_.has_ranges()) return;
     for (auto &[equal, group] : groups_) {
@@ -83,7 +83,7 @@ class JoinIndex {
   struct Entry {
     std::vector<MatchKey::Range> ranges;
     long number;
-    double reach;  // the greatest high of the first ranges up to here
+    double reach;  // the greatest high of the first ranges up to this one
   };
   struct Group {
     std::vector<Entry> entries;
@@ -98,7 +98,8 @@ class JoinIndex {
   std::unordered_map<std::string, Group> groups_;
 };
 
-/* Chooses the tables of both sides whose keys say most about each other. */
+/* Chooses the table of each side: the pair whose natural keys have the most fields in
+ * common. */
 bool natural_patterns(Side &left, Side &right, std::vector<std::string> &lpattern,
                       std::vector<std::string> &rpattern) {
   for (std::size_t l = 0; l < left.tuples.parts.size(); ++l) {
@@ -147,8 +148,8 @@ std::unique_ptr<const MatchPlan> plan_of(Side &left, Side &right, Tbl *lkeys,
   return MatchPlan::compile("dbjoin", *left.source, *right.source, lpattern, rpattern);
 }
 
-/* Calls visit(number, key) for each record of a side that has a key; counts those that
- * cannot be read. */
+/* Calls visit(number, key) for each record of a side that has a key; counts the records
+ * that cannot be read. */
 template <class Read, class Visit>
 long each_key(const Side &side, Read read, Visit visit) {
   const ElogScope quiet;

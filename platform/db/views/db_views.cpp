@@ -1,4 +1,5 @@
-/* dbsubset, dbsort, dbgroup: make views that follow from the values of expressions. */
+/* db_views: implements dbsubset, dbsort and dbgroup, which make views by the values of
+ * expressions. */
 #include <algorithm>
 #include <numeric>
 
@@ -23,9 +24,9 @@ ProgramPtr compile(const char *who, const RecordSource &source,
   return program;
 }
 
-/* Calls visit(number, record) for each record of a source; those that cannot be read, and
- * those for which visit is false, are left out with one message for all of them.  Their
- * number. */
+/* Calls visit(number, record) for each record of a source.  Leaves out, with one
+ * message for all of them, the records that cannot be read and those for which visit is
+ * false, and returns their number. */
 template <class Visit>
 long each_record(const char *who, RecordSource &source, long count, Visit visit) {
   long left_out = 0;
@@ -60,7 +61,7 @@ struct KeyValue {
       integer = value.integer;
     }
   }
-  /* Negative, 0 or positive; of one key both values have one type. */
+  /* Negative, 0 or positive; both values are of the same key and so have one type. */
   int compare(const KeyValue &other) const {
     if (null != other.null) return null ? -1 : 1;
     if (integer != other.integer) return integer < other.integer ? -1 : 1;
@@ -177,7 +178,7 @@ Dbptr group(const Opened &opened, Dbptr db, Tbl *keys) {
   if (source == nullptr || !records.read("dbgroup", db, *source, keys)) {
     return dbinvalid();
   }
-  /* A record that was left out would stand in the range of a group. */
+  /* A record that was left out would still be counted in the range of its group. */
   if (static_cast<long>(records.numbers.size()) != records.tuples.count()) {
     elog_log(0, "dbgroup: %s cannot be grouped.\n", source->name().c_str());
     return dbinvalid();
