@@ -126,7 +126,7 @@ bool ImportPlan::plan(const Event &event, std::int64_t record) {
     const db::RealColumn lddate(tables_.layout(kEvent), "lddate");
     if (event.updated != 0.0 && lddate.read(row, loaded) &&
         loaded > event.updated + 1e-5) {
-      adding_only_ = has_new_origin(event);
+      adding_only_ = has_news(event);
       if (!adding_only_) {
         counts_.older++;
         return true;
@@ -178,13 +178,19 @@ bool ImportPlan::plan(const Event &event, std::int64_t record) {
   return true;
 }
 
-bool ImportPlan::has_new_origin(const Event &event) const {
-  return std::any_of(
-      event.origins.begin(), event.origins.end(), [this](const Origin &origin) {
-        if (origin.id.empty()) return false;
-        const Known known = known_id("orid", origin.id);
-        return !known.now && (known.id < 0 || tables_.origin_of(known.id) < 0);
-      });
+bool ImportPlan::has_news(const Event &event) const {
+  const auto is_new = [this](const char *key, const std::string &id) {
+    if (id.empty()) return false;
+    const Known known = known_id(key, id);
+    return !known.now && known.id < 0;
+  };
+  return std::any_of(event.origins.begin(), event.origins.end(), [&](const Origin &o) {
+    return is_new("orid", o.id) ||
+           std::any_of(o.magnitudes.begin(), o.magnitudes.end(),
+                       [&](const Magnitude &m) { return is_new("magid", m.id); }) ||
+           std::any_of(o.tensors.begin(), o.tensors.end(),
+                       [&](const MomentTensor &t) { return is_new("mtid", t.id); });
+  });
 }
 
 bool ImportPlan::place_origin(const Event &event, std::size_t i, std::int64_t prefor,
@@ -238,7 +244,7 @@ bool ImportPlan::plan_origins(const Event &event, std::int64_t evid, bool healed
       report_.left_out.add("an origin that another event has");
       continue;
     }
-    if (adding_only_ && (origin.id.empty() || !place.fresh)) continue;
+    if (adding_only_ && origin.id.empty()) continue;
     if (place.orid < 0 && !take(kOrid, place.orid)) return false;
 
     const std::size_t planned = pending_.size();
@@ -293,6 +299,7 @@ bool ImportPlan::find_orphan(const Event &event, std::int64_t &evid,
 bool ImportPlan::plan_origin(const Event &event, const Origin &origin, Place place) {
   OriginMagnitudes own;
   if (!plan_magnitudes(event, origin, place, own)) return false;
+  if (adding_only_ && !place.fresh) return true;
   plan_station_magnitudes(origin, place);
   plan_associations(origin, place);
   const std::int64_t record = place.fresh ? -1 : tables_.origin_of(place.orid);
@@ -352,6 +359,11 @@ bool ImportPlan::plan_magnitudes(const Event &event, const Origin &origin, Place
   for (std::size_t i = 0; i < origin.magnitudes.size(); i++) {
     const Magnitude &magnitude = origin.magnitudes[i];
     const Known known = own_id("magid", magnitude.id);
+    if (adding_only_ && !place.fresh &&
+        (known.now || known.id >= 0 || magnitude.id.empty())) {
+      magids_[i] = known.id;
+      continue;
+    }
     const std::int64_t record =
         netmag_of(magnitude, known.id, origin.magnitudes.size(), place, taken);
     taken.push_back(record);
@@ -397,8 +409,12 @@ bool ImportPlan::plan_tensors(const Origin &origin, Place place, std::int64_t ma
   std::vector<std::int64_t> taken;
   for (const MomentTensor &tensor : origin.tensors) {
     const Known known = own_id("mtid", tensor.id);
+    if (adding_only_ && !place.fresh &&
+        (known.now || known.id >= 0 || tensor.id.empty())) {
+      continue;
+    }
     std::int64_t record = known.id >= 0 ? tables_.mt_of(known.id) : -1;
-    if (known.id < 0 && !place.fresh) {
+    if ((tensor.id.empty() || known.now) && !place.fresh) {
       for (const RowIndex::Item &item : tables_.mts_of(place.orid)) {
         std::string_view author;
         if (std::find(taken.begin(), taken.end(), item.row) != taken.end()) continue;

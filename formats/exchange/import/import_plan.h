@@ -54,7 +54,7 @@ class ImportPlan {
   };
 
   bool plan(const Event &event, std::int64_t record);
-  bool has_new_origin(const Event &event) const;
+  bool has_news(const Event &event) const;
   /* Finds an origin that has lost its event and is the event's. */
   bool find_orphan(const Event &event, std::int64_t &evid, std::int64_t &orid) const;
   bool plan_origins(const Event &event, std::int64_t evid, bool healed,
@@ -112,7 +112,8 @@ class ImportPlan {
   /* Of the event that is being planned. */
   double updated_ = 0.0;  // its load date; 0: none
   std::vector<Pending> pending_;
-  /* It is older than what the database has: only its new origins are taken. */
+  /* It is older than what the database has: only its new origins, magnitudes and tensors
+   * are taken. */
   bool adding_only_ = false;
   bool changed_ = false;  // any row
   bool differs_ = false;  // a row of a solution, in more than load date and comment

@@ -233,6 +233,12 @@ TEST_F(BulletinImport, AnOlderVersionAddsTheOriginsThatAreNew) {
   EXPECT_EQ(table("event"), event);
   EXPECT_EQ(table("mt"), mt);
   EXPECT_EQ(import({early}).older, 1);
+  /* A mechanism of an origin that is there. */
+  early.origins[1].tensors[0].id = "a/t0";
+  EXPECT_EQ(import({early}).updated, 1);
+  EXPECT_EQ(rows("mt"), 3);
+  EXPECT_EQ(rows("netmag"), 2);
+  EXPECT_EQ(import({early}).older, 1);
 }
 
 TEST_F(BulletinImport, ASuccessiveSolutionStaysBesideTheEarlierOne) {
