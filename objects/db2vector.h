@@ -1,4 +1,5 @@
-/* db2vector: the rows of a database table or view as a vector of points to plot.
+/* db2vector: turns the rows of a database table or view into a vector of points to
+ * plot.
  *
  * Threads: those of ksvector; the names of symbols are remembered for the process under
  * the same rule. */

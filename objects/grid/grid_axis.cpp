@@ -23,13 +23,14 @@ int first_not_below(int n, const float *coords, float value) {
   return static_cast<int>(base - coords);
 }
 
-/* Whether coords[upper] is what first_not_below finds; one condition, for the same
- * reason. */
+/* Whether coords[upper] is the element that first_not_below finds; one condition, so
+ * that there is no branch that could not be predicted. */
 bool ends_interval(const float *coords, int upper, float value) {
   return (value <= coords[upper]) & ((value > coords[upper - 1]) | (upper == 1));
 }
 
-/* What all ways to find a place share. */
+/* The part that all searches share: the axis, and places in an interval and off the
+ * axis. */
 struct Finder {
   int n;
   const float *coords;
@@ -49,19 +50,19 @@ struct Finder {
 struct EvenFinder : Finder {
   double per_unit;
 
-  /* The computed interval is at most one off. */
+  /* The computed interval is wrong by one at most; the comparisons correct it. */
   Place operator()(float value) const {
     if (!on_axis(value)) return outside(value);
     int upper = static_cast<int>((double{value} - first) * per_unit) + 1;
     upper = std::min(upper, n - 1);
-    upper += static_cast<int>(value > coords[upper]);  // the last is not less
+    upper += static_cast<int>(value > coords[upper]);  // at most n - 1
     upper -= static_cast<int>((value <= coords[upper - 1]) & (upper > 1));
     return between(upper - 1, upper, value);
   }
 };
 
 struct UnevenFinder : Finder {
-  int upper = 1;  // end of the interval before
+  int upper = 1;  // end of the interval of the previous value
 
   Place operator()(float value) {
     if (!on_axis(value) || n == 1) return outside(value);
@@ -104,7 +105,8 @@ Axis::Axis(int n, const float *coords) : n_(n), coords_(coords) {
   kind_ = !ascending ? Kind::kUnordered : is_even() ? Kind::kEven : Kind::kUneven;
 }
 
-/* Even enough that a computed place is at most one interval off. */
+/* Whether the axis is so even that a computed place is wrong by one interval at
+ * most. */
 bool Axis::is_even() const {
   const double first = coords_[0], step = 1.0 / per_unit_;
   if (n_ == 1 || !std::isfinite(per_unit_) || !std::isfinite(step)) return false;

@@ -12,10 +12,10 @@ using namespace ksutil::grids;
 
 namespace {
 
-/* Points that are taken through each step together. */
+/* Points that go through each step together. */
 constexpr int kBatch = 256;
 
-/* Exact at both ends. */
+/* Linear interpolation, exact at both ends. */
 double between(double low, double high, double part) {
   return (1.0 - part) * low + part * high;
 }

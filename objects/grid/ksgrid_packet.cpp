@@ -52,7 +52,8 @@ class Packer {
   char *to_;
 };
 
-/* Reads them back; whoever calls has seen to it that they are there. */
+/* Reads numbers and texts in the same order.  The caller has checked that the packet is
+ * long enough. */
 class Unpacker {
  public:
   explicit Unpacker(const char *from) : from_(from) {}
@@ -87,7 +88,8 @@ bool read_counts(const char *packet, std::int64_t nbytes, KSGrid &grid) {
   std::int32_t counts[3];
   Unpacker(packet).integers(counts, 3);
   const auto [nx, ny, nframes] = counts;
-  /* Axes alone may be too much: without frames they need few bytes. */
+  /* Check nx * ny by itself: a packet without frames is short, however large nx * ny
+   * is. */
   if (nx < 1 || ny < 1 || nframes < 0 || nx > INT_MAX / ny) return false;
   if (nframes > nbytes / (nx * ny)) return false;
   std::int64_t at = kHeaderBytes + value_bytes(nx, ny, nframes);
@@ -105,7 +107,7 @@ bool read_counts(const char *packet, std::int64_t nbytes, KSGrid &grid) {
   return at == nbytes;
 }
 
-/* Reads all behind the counts; false when memory is short. */
+/* Reads everything after the counts; false when memory is short. */
 bool read_contents(const char *packet, KSGrid &grid) {
   Unpacker from(packet + 3 * 4);
   from.reals(&grid.time, 1);

@@ -14,7 +14,7 @@ using namespace ksutil::grids;
 
 namespace {
 
-/* What a buffer for an announced packet begins with. */
+/* The size that a buffer for an announced packet has at first. */
 constexpr int kFirstRoom = 1 << 16;
 
 /* Moves all bytes, waiting where the descriptor does not block; the count moved, less

@@ -1,4 +1,5 @@
-/* The operations on a tag: each looks the grid up and calls its record form. */
+/* ksgrid_tags: the operations on a tag; each looks the grid up and calls its record
+ * form. */
 #include "objects/grid/internal/grid_storage.h"
 #include "objects/ksgrid.h"
 

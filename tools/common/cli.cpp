@@ -29,7 +29,7 @@ std::string program_footer(const Program &program) {
          program.notes + "Exit codes: 0 success, 1 failure, 2 wrong usage.";
 }
 
-/* The parser's sentences, shortened where they say less than the argument itself. */
+/* The parser's sentences, shortened where they add nothing to the argument itself. */
 std::string usage_text(const CLI::ParseError &error) {
   const std::string text = error.what();
   const std::string conversion = "Could not convert: ";
@@ -63,7 +63,7 @@ int run_action(const Action &action) {
     complain(error);
   }
   if (result != kOk) print_register();
-  /* A write that failed earlier is not repeated by this flush: ferror knows of it. */
+  /* This flush does not repeat a write that failed earlier: ferror reports that one. */
   if (std::fflush(stdout) != 0 || std::ferror(stdout) != 0) {
     complain("cannot write the output");
     result = kFailure;
@@ -71,7 +71,7 @@ int run_action(const Action &action) {
   return result;
 }
 
-/* Whether the first argument is a word that names no command: the parser would complain
+/* Whether the first argument is a word that is not a command: the parser would complain
  * about the words after it instead. */
 bool is_unknown_command(const Program &program, int argc, char **argv) {
   return argc > 1 && argv[1][0] != '-' &&

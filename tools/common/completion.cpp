@@ -17,7 +17,7 @@ std::string option_words(const CLI::App &app) {
 
 bool is_shown(const CLI::App &command) { return !command.get_group().empty(); }
 
-/* Everything is completed as a word of the list, and without one as a file name. */
+/* Completes every word from a list, and without a list as a file name. */
 constexpr const char *kScript =
     R"(# Completes the command line of @ in bash; printed by "@ --completion".
 _@() {

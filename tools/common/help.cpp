@@ -45,8 +45,9 @@ std::string HelpFormatter::make_subcommand(const CLI::App *command) const {
   return out.str();
 }
 
-/* The kind of argument and the default: which options exclude each other is said by the
- * error, and the usage line shows which operands there are. */
+/* Leaves out the options that exclude each other, which the error message names, and
+ * the operands, which the usage line shows: only the kind of argument and the default
+ * remain. */
 std::string HelpFormatter::make_option_opts(const CLI::Option *option) const {
   if (option->get_positional()) return option->get_expected_max() > 1 ? " ..." : "";
   if (option->get_type_size() == 0) return "";

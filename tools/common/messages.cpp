@@ -42,7 +42,7 @@ std::string without_call(const std::string &message) {
   return message;
 }
 
-/* What a caller adds to the message of the function that failed. */
+/* The message that a caller adds to that of the function that failed. */
 bool is_of_a_caller(std::string_view text) {
   return text.starts_with("cannot ") || text.ends_with(" error.");
 }

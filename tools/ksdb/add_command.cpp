@@ -1,4 +1,4 @@
-/* ksdb add. */
+/* add_command: ksdb add. */
 #include <algorithm>
 #include <cstdio>
 
@@ -23,7 +23,8 @@ struct AddOptions {
   bool json = false;
 };
 
-/* The rows to be added, as they will be written but for the ids that are still to come. */
+/* The rows to be added, as they will be written, except for ids still to be
+ * assigned. */
 class NewRows {
  public:
   explicit NewRows(const db::Relation &layout)
@@ -90,7 +91,8 @@ bool read_rows(const AddOptions &options, NewRows &rows) {
   return false;
 }
 
-/* Gives ids to the rows without one, and raises the counter to those that are given. */
+/* Assigns ids to the rows without one, and raises the counter to the ids that were
+ * given. */
 bool give_ids(db::DatabaseStore &store, db::Transaction &step, NewRows &added) {
   const db::Relation &layout = added.layout();
   const db::IntegerColumn column(layout, layout.id_field);
@@ -114,7 +116,8 @@ bool give_ids(db::DatabaseStore &store, db::Transaction &step, NewRows &added) {
   return true;
 }
 
-/* Whether the rows can be found again and told from all others; complains. */
+/* Whether each row can be identified by its keys and no other row has these;
+ * complains. */
 bool is_sound(const db::Snapshot &rows, const NewRows &added,
               const std::vector<std::string> &texts) {
   const db::Relation &layout = added.layout();

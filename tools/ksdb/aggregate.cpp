@@ -52,7 +52,7 @@ double number_of(const expr::Value &value) {
              : static_cast<double>(value.integer);
 }
 
-/* The middle of numbers, which are put into another order. */
+/* The median of numbers, which are reordered. */
 double median_of(std::vector<double> &values) {
   const auto middle = values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2);
   std::nth_element(values.begin(), middle, values.end());

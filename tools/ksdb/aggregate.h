@@ -15,18 +15,18 @@ namespace ksutil::tools {
 
 enum class Figure { kCount, kNulls, kMin, kMax, kMean, kMedian, kStddev };
 
-/* Numbers and how many of the values were null.  The mean and the standard deviation are
+/* Numbers, and the count of null values.  The mean and the standard deviation are
  * updated value by value, so that numbers which agree in most of their digits (epoch
- * seconds) lose none of the rest.
- * Source: Welford, Technometrics 4 (1962), 419-420. */
+ * seconds) keep the precision of the rest. Source: Welford, Technometrics 4 (1962),
+ * 419-420. */
 class Accumulator {
  public:
   explicit Accumulator(Figure figure) : figure_(figure) {}
   void take(double value);
   void take_null() { nulls_++; }
-  /* The figure; nothing when too few values have one: a standard deviation, with n - 1 in
-   * its denominator, needs two values, the others one.  The median of an even number of
-   * values is the mean of the two in the middle. */
+  /* The figure; nothing when there are too few values: a standard deviation, with n - 1
+   * in its denominator, needs two values, the other figures one.  The median of an even
+   * number of values is the mean of the two in the middle. */
   std::optional<double> result();
 
  private:
@@ -45,8 +45,8 @@ class Aggregates {
   bool empty() const { return items_.empty(); }
   std::vector<Column> columns() const;
 
-  /* Adds the cells of the figures over the records from `start` up to, without, `end` of
-   * the view. */
+  /* Adds the cells of the figures over the records start <= number < end of the
+   * view. */
   void read(long start, long end, std::vector<std::string> &cells);
 
   long unreadable_values() const { return cells_.unreadable_values(); }

@@ -1,4 +1,4 @@
-/* ksdb dedup. */
+/* dedup_command: ksdb dedup. */
 #include <algorithm>
 #include <cstdio>
 #include <memory>
@@ -23,8 +23,8 @@ struct DedupOptions {
   Form form = Form::kText;
 };
 
-/* Takes rows out of the list whose values no other row has and rows of other tables refer
- * to; returns how many. */
+/* Removes from the list the rows that other tables refer to by values that no other row
+ * has; returns their number. */
 std::size_t leave_referred(LockedTables &locked, const db::Snapshot &rows,
                            const std::vector<Referrer> &referrers,
                            std::vector<Repetition> &repetitions) {

@@ -1,4 +1,4 @@
-/* ksdb delete. */
+/* delete_command: ksdb delete. */
 #include <algorithm>
 #include <cstdio>
 #include <memory>
@@ -77,8 +77,8 @@ void describe_delete(CLI::App &command, DeleteOptions &options) {
 Command delete_command() {
   return make_command<DeleteOptions>(
       "delete", "Removes rows from a table; all that are chosen, or none",
-      {"ksdb delete --dry-run --where 'sdobs > 1.5' mydb origerr"},
-      describe_delete, delete_rows);
+      {"ksdb delete --dry-run --where 'sdobs > 1.5' mydb origerr"}, describe_delete,
+      delete_rows);
 }
 
 }  // namespace ksutil::tools

@@ -15,7 +15,7 @@ namespace {
 
 constexpr std::size_t kEditBlockBytes = std::size_t{64} << 20;  // of rows, in memory
 
-/* The keys that tell rows apart: the primary key, and the id when that is another. */
+/* The keys that identify rows: the primary key, and the id when that is another. */
 std::vector<KeyReader> keys_of(const db::Relation &layout) {
   std::vector<KeyReader> keys;
   if (!layout.primary.empty()) keys.emplace_back(layout, layout.primary);
@@ -132,8 +132,8 @@ std::vector<std::string> referring_tables(db::DatabaseStore &store,
   return {names.begin(), names.end()};
 }
 
-/* In the order of names, as transactions lock their tables: none waits for another in a
- * ring. */
+/* Locks the tables in the order of their names, as transactions do, so that no programs
+ * wait for each other in a ring. */
 bool with_locked(db::DatabaseStore &store, const std::string &table,
                  const std::vector<Referrer> &referrers,
                  const std::function<bool(LockedTables &)> &work) {

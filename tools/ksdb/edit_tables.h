@@ -15,7 +15,7 @@
 
 namespace ksutil::tools {
 
-/* What the commands that change rows have in common. */
+/* The options that all commands which change rows have. */
 struct EditOptions {
   std::string database, table;
   bool dry_run = false, force = false, quiet = false;
@@ -27,21 +27,21 @@ void add_edit_options(CLI::App &command, EditOptions &options,
 std::unique_ptr<db::DatabaseStore> open_for_edit(const std::string &database,
                                                  const std::string &table);
 
-/* --where, --record and --all: the rows that a command is about. */
+/* --where, --record and --all: the rows that a command works on. */
 struct RowChoice {
   std::string where;
   long record = -1;
   bool all = false;
 };
 void add_row_choice(CLI::App &command, RowChoice &choice);
-/* Whether exactly one of the three is given; complains. */
+/* Whether exactly one of the three was given; complains. */
 bool is_one_choice(const RowChoice &choice);
 /* The records, ascending, without those that cannot be read, which are counted.  False with
  * a message, for a condition that does not compile or has no value for a row, too. */
 bool choose_rows(const RowChoice &choice, const db::Snapshot &rows,
                  std::vector<long> &records, long &unreadable);
 
-/* Tables that other writers keep out of while the work runs, by name. */
+/* The tables that are locked while the work runs, by name. */
 using LockedTables = std::map<std::string, db::TableStore::Exclusive *>;
 /* Runs the work with the table and those of the referrers that exist locked; false as
  * TableStore::exclusively. */
@@ -54,9 +54,9 @@ std::vector<std::string> referring_tables(db::DatabaseStore &store,
                                           const std::string &table,
                                           const std::vector<Referrer> &referrers);
 
-/* Tells of a row whose primary key or id is that of another row: compares the rows of
- * `changed` whose keys are new (a record of the count or above is a new row) with each other
- * and with the rest of the table.  "" when all are different. */
+/* Describes a row whose primary key or id is that of another row: compares the rows of
+ * `changed` whose keys are new (a record of the count or above is a new row) with each
+ * other and with the rest of the table.  "" when all are different. */
 struct ChangedRow {
   long record;
   std::string text;
@@ -67,7 +67,7 @@ std::string repeated_key(const db::Snapshot &rows, const db::Relation &layout,
 /* "3 rows", "1 row". */
 std::string counted_rows(std::size_t count);
 
-/* Complains that rows refer to values that would go, and says what to do. */
+/* Complains that rows refer to values that would disappear, and suggests what to do. */
 void complain_of_references(const std::vector<std::string> &lines, bool forced);
 
 }  // namespace ksutil::tools

@@ -1,4 +1,4 @@
-/* ksdb export. */
+/* export_command: ksdb export. */
 #include <algorithm>
 #include <array>
 #include <cstdio>
@@ -31,7 +31,7 @@ struct ExportArguments {
   bool quiet = false;
 };
 
-/* The words of the formats that are written. */
+/* The names of the formats that can be written. */
 std::vector<std::string> words_of_writers() {
   std::vector<std::string> words;
   for (const exchange::Format *format : exchange::formats()) {
@@ -42,7 +42,7 @@ std::vector<std::string> words_of_writers() {
   return words;
 }
 
-/* The word of a format for the ending of a file's name; "" for another ending. */
+/* The name of the format for the ending of a file's name; "" for another ending. */
 std::string word_of_ending(const std::string &file) {
   static constexpr std::array<std::pair<const char *, const char *>, 12> kEndings{
       {{".stationxml", "stationxml"},
@@ -90,7 +90,7 @@ std::string count_of(std::int64_t count, const char *thing) {
   return std::to_string(count) + " " + thing + (count == 1 ? "" : "s");
 }
 
-/* Says what was wrong with the database; kFailure when a part of it is missing. */
+/* Reports what was wrong with the database; kFailure when a part of it is missing. */
 int report_faults(const exchange::SourceFaults &faults, const std::string &database) {
   int result = kOk;
   const std::string see = "; see 'ksdb verify " + database + "'";
@@ -133,7 +133,7 @@ void tell_unplaced(const std::vector<exchange::Unplaced> &list, const char *wher
   }
 }
 
-/* The end of an export: puts the file into its place, and tells of it. */
+/* Ends an export: moves the file into its place, and reports that. */
 bool finish_file(const ExportArguments &arguments, exchange::OutputFile &output,
                  const std::string &what) {
   if (!output.finish()) {

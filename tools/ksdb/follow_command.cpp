@@ -1,4 +1,4 @@
-/* ksdb follow. */
+/* follow_command: ksdb follow. */
 #include "tools/ksdb/commands.h"
 
 #ifdef KSUTIL_FEEDS
@@ -21,8 +21,8 @@
 namespace ksutil::tools {
 namespace {
 
-/* Updates are asked for from this long before the last known one: clocks differ, and a
- * service may publish an update some time after it is dated. */
+/* Requests ask for updates from kOverlap seconds before the last known one: clocks
+ * differ, and a service may publish an update some time after its date. */
 constexpr double kOverlap = 300.0;
 
 struct FollowOptions {
@@ -39,7 +39,7 @@ bool read_moment(const char *option, const std::string &text, double &moment) {
   return false;
 }
 
-/* Makes the database when it is to be made and does not exist. */
+/* Makes the database if it does not exist and a schema for it is given. */
 bool is_there(const FollowOptions &options) {
   const auto open = [&] { return db::open_store(options.database, "r+", 1 << 20); };
   {
@@ -68,7 +68,7 @@ class Follower {
         since_(since),
         pause_(options.interval, [this] { return share_(random_); }) {}
 
-  /* Until the signal comes, or a request that cannot succeed; the exit code. */
+  /* Runs until the signal comes or a request cannot succeed; the exit code. */
   int run() {
     for (bool ever = false;;) {
       const Poll result = poll();
@@ -81,8 +81,8 @@ class Follower {
   }
 
  private:
-  /* kRefusals: done, but some events could not be used.  kHopeless: the service refuses the
-   * request. */
+  /* kRefusals: done, but some events could not be used.  kHopeless: the service refuses
+   * the request. */
   enum class Poll { kDone, kRefusals, kFailed, kHopeless, kStopped };
 
   std::string url() const {
@@ -133,7 +133,7 @@ class Follower {
     if (answer.kind != HttpAnswer::Kind::kUnchanged) {
       last_ = {request.url, answer.etag, answer.last_modified};
     }
-    /* The clock of the service counts, where it tells it. */
+    /* Use the clock of the service if its answer gives the time. */
     since_ = (answer.date > 0.0 ? answer.date : asked) - kOverlap;
     next_ = pause_.after_success();
     tell(result);
@@ -150,7 +150,7 @@ class Follower {
       complain(options_.once ? cause
                              : cause + format_text("; asked again in %.3g s", next_));
     }
-    /* What the import registered; what it could not do now may succeed later. */
+    /* Messages that the import registered; a later attempt may succeed. */
     if (anything_registered()) print_register();
     return permanent ? Poll::kHopeless : Poll::kFailed;
   }
@@ -182,8 +182,8 @@ class Follower {
   const exchange::ImportOptions import_;
   StopSignal stop_;
   HttpClient client_;
-  HttpRequest last_;  // with what the last answer said about its age
-  double since_;      // updates after this are wanted; 0: all
+  HttpRequest last_;  // with the validators of the last answer
+  double since_;      // ask for updates after this time; 0: all
   double next_ = 0.0;
   std::mt19937 random_{std::random_device()()};
   std::uniform_real_distribution<double> share_{0.0, 1.0};

@@ -1,4 +1,4 @@
-/* ksdb formats. */
+/* formats_command: ksdb formats. */
 #include <cstdio>
 #include <string>
 

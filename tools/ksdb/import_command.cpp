@@ -34,7 +34,7 @@ bool read_date(const char *option, const std::string &text, double &date) {
   return false;
 }
 
-/* The words of the formats that are read. */
+/* The names of the formats that can be read. */
 std::vector<std::string> words_of_formats() {
   std::vector<std::string> words;
   for (const exchange::Format *format : exchange::formats()) {
@@ -45,7 +45,7 @@ std::vector<std::string> words_of_formats() {
   return words;
 }
 
-/* Reads everything before the database is touched; false after a complaint. */
+/* Reads the whole input before it touches the database; false after a complaint. */
 bool gather(exchange::Input &input, exchange::Reader &reader, bool quiet,
             exchange::Gathering &events, Refusals &refusals, long &lines) {
   const bool sized = input.size() > 0;
@@ -99,8 +99,8 @@ void tell_of(const exchange::ImportCounts &counts, std::int64_t superseded,
 }
 
 int import(const ImportArguments &arguments) {
-  /* A file beyond the limit of the process is an error of the write, which is undone, and
-   * not the end of the process. */
+  /* Without this, a write beyond the file-size limit of the process would end it; now
+   * the write fails and is undone. */
   std::signal(SIGXFSZ, SIG_IGN);
   if (arguments.format.empty() && is_waveform_input(arguments.file)) {
     return index_waveform_files({arguments.file, arguments.database, arguments.schema,

@@ -15,7 +15,7 @@ using exchange::StationsImported;
 
 constexpr long kStationMegabyte = 1 << 20;
 
-/* Reads everything before the database is touched; false after a complaint. */
+/* Reads the whole input before it touches the database; false after a complaint. */
 bool gather_stations(exchange::Input &input, exchange::StationReader &reader,
                      bool quiet, exchange::StationGathering &stations,
                      Refusals &refusals) {

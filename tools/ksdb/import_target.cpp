@@ -16,7 +16,7 @@ namespace fs = std::filesystem;
 
 constexpr std::size_t kBlockBytes = std::size_t{32} << 20;  // of tables, in memory
 
-/* Whether there is a descriptor or anything that could be a table or a journal. */
+/* Whether there is a descriptor, or a file that could be a table or a journal. */
 bool is_there(const fs::path &path) {
   std::error_code failed;
   if (fs::exists(path, failed)) return true;
@@ -48,7 +48,7 @@ bool ImportTarget::open(const std::string &name, const std::string &schema,
   return store_ != nullptr;
 }
 
-/* Only the descriptor and tables without a row: nothing that holds data is removed. */
+/* Removes only the descriptor and tables without rows, never a file that holds data. */
 ImportTarget::~ImportTarget() {
   if (made_.empty()) return;
   std::vector<std::string> tables;

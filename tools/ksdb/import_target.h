@@ -1,5 +1,5 @@
-/* ImportTarget: the database that an import writes, made first when that is asked for.
- * What was made goes again unless the import succeeds. */
+/* ImportTarget: opens the database that an import writes, and first makes it if asked
+ * to. Removes what it made unless the import succeeds. */
 #ifndef KSUTIL_TOOLS_KSDB_IMPORT_TARGET_H
 #define KSUTIL_TOOLS_KSDB_IMPORT_TARGET_H
 
@@ -17,12 +17,12 @@ class ImportTarget {
   ImportTarget(const ImportTarget &) = delete;
   ImportTarget &operator=(const ImportTarget &) = delete;
 
-  /* Opens a database.  One that does not exist is made when `schema` names one; a dry run
-   * then takes one in memory.  False after a message. */
+  /* Opens a database.  One that does not exist is made when `schema` names its schema;
+   * a dry run then uses a database in memory.  False after a message. */
   bool open(const std::string &name, const std::string &schema, bool dry_run);
   db::DatabaseStore &store() { return *store_; }
 
-  /* The import has succeeded. */
+  /* Keeps the database: the import has succeeded. */
   void keep() { made_.clear(); }
 
  private:

@@ -13,7 +13,7 @@
 namespace ksutil::tools {
 namespace {
 
-/* Complains about files, and beyond the first ones of a kind only counts them. */
+/* Complains about the first `most` files of one kind, and counts the others. */
 class FileComplaints {
  public:
   FileComplaints(std::string rest, std::int64_t most)

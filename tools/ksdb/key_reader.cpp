@@ -9,7 +9,7 @@
 namespace ksutil::tools {
 namespace {
 
-/* A value followed by a character that texts of rows do not hold. */
+/* Appends a value and a separator, a character that texts of rows do not hold. */
 void put_value(const expr::Value &value, std::string &key) {
   char digits[32];
   switch (value.type) {

@@ -1,4 +1,4 @@
-/* ksdb list. */
+/* list: ksdb list. */
 #include <cstdio>
 #include <memory>
 

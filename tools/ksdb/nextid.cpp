@@ -15,8 +15,9 @@ struct NextidOptions {
   std::string database, counter;
 };
 
-/* Whether a table of the schema has ids of this counter: dbnextid takes any name, and would
- * make a counter that nobody else draws on.  False with a message that names the counters. */
+/* Whether a table of the schema has ids of this counter: dbnextid accepts any name, and
+ * would make a counter that nothing else uses.  False with a message that names the
+ * counters. */
 bool is_counter(Dbptr database, const std::string &counter) {
   const db::DatabaseStore *store = db::database_store(database);
   if (store == nullptr) return false;

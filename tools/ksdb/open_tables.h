@@ -15,8 +15,8 @@ void add_tables(CLI::App &command, std::string &tables);
 /* Adds --where. */
 void add_where(CLI::App &command, std::string &where);
 
-/* "origin+assoc": each table joined with those before it by natural keys.  Invalid, with a
- * message, for an unknown table. */
+/* "origin+assoc": each table joined with those before it by natural keys.  Invalid,
+ * with a message, for an unknown table. */
 Dbptr open_tables(const OpenDatabase &database, const std::string &tables);
 
 /* The same with only the records for which `where` is true (empty: all). */

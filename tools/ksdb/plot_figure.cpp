@@ -100,7 +100,7 @@ plot::Colour colour_of(double hue, double saturation) {
   return colour;
 }
 
-/* The key shows the scale that db2vector uses. */
+/* Shows the scale that db2vector uses in the key. */
 bool add_colour_key(Dbptr view, const PlotOptions &options, bool hue,
                     plot::Panel &panel) {
   const std::string &expression = hue ? options.hue : options.saturation;
@@ -162,8 +162,8 @@ bool symbol_texts(Dbptr view, const PlotOptions &options, std::size_t count,
   return true;
 }
 
-/* Gives each text a symbol, and a colour too where no hue is asked for, and lists them in
- * a key. */
+/* Gives each text a symbol, and also a colour where no hue is asked for, and lists them
+ * in a key. */
 bool add_symbols(Dbptr view, const PlotOptions &options, plot::Panel &panel) {
   if (options.symbol.empty()) return true;
   std::vector<plot::Point> &points = panel.points.back().points;
@@ -253,7 +253,7 @@ bool make_plot(Dbptr view, const PlotOptions &options, plot::Figure &figure) {
       if (*colour) *colour = plot::with_opacity(**colour, options.opacity);
     }
   }
-  /* Small points are drawn last: large ones would hide them. */
+  /* Draw small points last: large ones would hide them. */
   std::stable_sort(points.begin(), points.end(), [](const auto &a, const auto &b) {
     return a.style.size > b.style.size;
   });

@@ -15,8 +15,8 @@ struct PlotOptions {
   std::string x, y, hue, saturation, size, symbol;
   std::string title, subtitle, x_label, y_label, hue_label, size_label;
   int max_size = 10;
-  /* From amber (the smallest value) over red and violet to blue: these hues also differ in
-   * brightness, for readers who tell few colours apart. */
+  /* From amber (the smallest value) over red and violet to blue: these hues also differ
+   * in brightness, for readers who distinguish few colours. */
   double hue_centre = -45.0, hue_range = -190.0;
   double opacity = 1.0;
   std::optional<plot::Map> map;

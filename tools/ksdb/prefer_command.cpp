@@ -1,4 +1,4 @@
-/* ksdb prefer. */
+/* prefer_command: ksdb prefer. */
 #include <cstdint>
 #include <cstdio>
 

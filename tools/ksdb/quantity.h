@@ -1,4 +1,4 @@
-/* quantity: what an expression measures, for headings, axes and keys. */
+/* quantity: names what an expression measures, for headings, axes and keys. */
 #ifndef KSUTIL_TOOLS_KSDB_QUANTITY_H
 #define KSUTIL_TOOLS_KSDB_QUANTITY_H
 

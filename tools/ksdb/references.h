@@ -24,7 +24,8 @@ struct Referrer {
 /* The fields that refer to rows of a table, after the foreign keys of the schema. */
 std::vector<Referrer> referrers_of(const db::Schema &schema, const std::string &table);
 
-/* Values by the fields of the table that hold them; values as KeyReader reads them. */
+/* Values by the fields of the table that hold them, in the form that KeyReader
+ * gives. */
 using ValuesOfFields = std::map<std::string, std::unordered_set<std::string>>;
 
 /* The values of the fields that referrers name, in the rows for which `takes` is true. */
@@ -32,7 +33,7 @@ ValuesOfFields values_in(const db::Snapshot &rows,
                          const std::vector<Referrer> &referrers,
                          const std::function<bool(long record)> &takes);
 
-/* Takes values away from the first list that are in the second. */
+/* Removes from the first list the values that are in the second. */
 void take_away(ValuesOfFields &values, const ValuesOfFields &others);
 
 /* Calls visit(record, value) for each row of a referrer's table that refers to one of the

@@ -13,7 +13,7 @@ class Refusals {
   static constexpr long kMost = 100;
 
   explicit Refusals(std::string file) : file_(std::move(file)) {}
-  /* Line 0 is not named. */
+  /* Complains about a line; a line 0 is not named. */
   void add(std::int64_t line, const std::string &reason);
   void finish() const;
   long count() const { return count_; }

@@ -12,7 +12,7 @@
 namespace ksutil::tools {
 namespace {
 
-/* Reads what must be equal in rows that repeat each other. */
+/* Reads the values that must be equal in repeated rows. */
 class Sameness {
  public:
   Sameness(const db::Relation &layout, bool by_key)
@@ -20,7 +20,7 @@ class Sameness {
         key_(layout, by_key ? layout.primary : db::Key()),
         lddate_(layout.find("lddate")) {}
 
-  /* False for a row that repeats none. */
+  /* False for a row that cannot repeat another. */
   bool read(std::string_view row, std::string &text) const {
     if (by_key_) return key_.valid() && key_.read(row, text);
     text = row;
@@ -76,7 +76,8 @@ std::vector<Repetition> find_repetitions(const db::Snapshot &rows, bool by_key,
     std::vector<long> left;
     for (auto row = from; row != end; ++row) left.push_back(row->record);
     from = end;
-    /* Rows of one hash are nearly always equal: one round takes all of them. */
+    /* Rows with the same hash are nearly always equal: one round then handles all of
+     * them. */
     while (left.size() > 1) {
       std::vector<long> equal, different;
       same.read(rows.row(left.front()), text);

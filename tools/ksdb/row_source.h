@@ -11,8 +11,8 @@
 
 namespace ksutil::tools {
 
-/* `place` names where the row stands, "rows.csv:3"; empty for the command line.  `problem`
- * is empty, or tells why the row cannot be used. */
+/* `place` names the source of the row, "rows.csv:3"; empty for the command line.
+ * `problem` is empty, or says why the row cannot be used. */
 using TakeRow =
     std::function<void(const std::string &place, const std::vector<FieldText> &values,
                        const std::string &problem)>;

@@ -12,7 +12,7 @@
 namespace ksutil::tools {
 namespace {
 
-/* What a field takes, for messages. */
+/* The kind of value that a field takes, for messages. */
 const char *kind_of(const db::Field &field) {
   switch (field.type) {
     case db::FieldType::kInteger:
@@ -36,8 +36,8 @@ bool is_day(std::int64_t day) {
   return day >= 0 && day <= 9999366 && of_year <= 366;
 }
 
-/* False when the text is not what the field takes; `written` tells whether it was of the
- * right kind and only did not fit. */
+/* False when the field does not take the text; `fits` is then false if the text was of
+ * the right kind and only did not fit. */
 bool write_value(const db::Field &field, std::string_view text, std::string &row,
                  bool &fits) {
   fits = true;

@@ -1,4 +1,4 @@
-/* ksdb set. */
+/* set_command: ksdb set. */
 #include <cstdio>
 #include <set>
 

@@ -25,8 +25,8 @@ struct StaleCounter {
 std::vector<StaleCounter> stale_counters(const db::Schema &schema,
                                          const Tables &tables);
 
-/* Reports these rows.  Programs of this system allocate above the ids in use all the same;
- * others may trust the counter. */
+/* Reports these rows.  Programs of this system allocate ids above those in use in any
+ * case; other programs may trust the counter. */
 void verify_counters(const db::Schema &schema, const Tables &tables,
                      const Report &report);
 

@@ -13,8 +13,8 @@ namespace {
 
 constexpr double kNull = -999.0;
 constexpr double kMostDegrees = 5.0;       // catalogues give whole degrees
-constexpr double kMostOfMoment = 0.1;      // of the two definitions in use
-constexpr double kMostOfMagnitude = 0.15;  // constants of 9.05 to 9.1
+constexpr double kMostOfMoment = 0.1;      // of either definition in use
+constexpr double kMostOfMagnitude = 0.15;  // constants of 9.05 to 9.1 are in use
 constexpr double kDistinct = 0.05;  // eigenvalues nearer than this leave axes undecided
 
 struct MtRow {
@@ -102,7 +102,7 @@ void verify_mechanisms(Dbptr mt, const Report &report) {
   long count = 0;
   if (dbquery(mt, dbq_record_count, &count) < 0) return;
   for (mt.record = 0; mt.record < count; mt.record++) {
-    const ElogScope unheard;  // rows without a tensor have nothing to compare with
+    const ElogScope unheard;  // rows without a tensor cannot be compared
     MtRow row;
     if (!read_row(mt, row)) continue;
     verify_size(row, mt.record, report);

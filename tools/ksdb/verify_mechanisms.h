@@ -1,4 +1,4 @@
-/* verify_mechanisms: recomputes what rows of mt say beside their tensors. */
+/* verify_mechanisms: checks the values of mt rows against the tensors of the rows. */
 #ifndef KSUTIL_TOOLS_KSDB_VERIFY_MECHANISMS_H
 #define KSUTIL_TOOLS_KSDB_VERIFY_MECHANISMS_H
 
@@ -7,8 +7,8 @@
 
 namespace ksutil::tools {
 
-/* Moments, magnitudes, axes and nodal planes that do not follow from the tensor of their
- * row, beyond what rounding and the usual definitions explain. */
+/* Reports moments, magnitudes, axes and nodal planes that differ from those of the
+ * row's tensor by more than rounding and the usual definitions explain. */
 void verify_mechanisms(Dbptr mt, const Report &report);
 
 }  // namespace ksutil::tools

@@ -1,4 +1,5 @@
-/* verify_mend: mends what ksdb verify finds and what can be mended without losing a row. */
+/* verify_mend: repairs those faults found by ksdb verify that can be repaired without
+ * losing a row. */
 #ifndef KSUTIL_TOOLS_KSDB_VERIFY_MEND_H
 #define KSUTIL_TOOLS_KSDB_VERIFY_MEND_H
 

@@ -1,4 +1,4 @@
-/* verify_rows: checks the rows of one table after the other for ksdb verify. */
+/* verify_rows: checks the rows of each table for ksdb verify. */
 #ifndef KSUTIL_TOOLS_KSDB_VERIFY_ROWS_H
 #define KSUTIL_TOOLS_KSDB_VERIFY_ROWS_H
 
@@ -17,8 +17,8 @@ void verify_load_dates(const db::Snapshot &rows, double now, const Report &repor
 /* The id of a table given to one row only. */
 void verify_ids(const db::Snapshot &rows, const Report &report);
 
-/* Every id and code that names a row of another table names one that is there.  A table
- * without rows is not looked for. */
+/* Every id and code that names a row of another table names an existing one.  Tables
+ * without rows are not searched. */
 void verify_references(const db::Snapshot &rows, const Tables &tables,
                        const Report &report);
 

@@ -16,8 +16,8 @@ using SnapshotPtr = std::shared_ptr<const db::Snapshot>;
 /* The tables of a database that hold rows, by name. */
 using Tables = std::map<std::string, SnapshotPtr>;
 
-/* Takes the tables with rows; false, with messages registered, when one cannot be read, which
- * is left out. */
+/* Takes the tables with rows; false, with messages registered, when one cannot be read,
+ * and is left out. */
 bool read_tables(const OpenDatabase &database, Tables &tables);
 
 }  // namespace ksutil::tools

@@ -18,7 +18,7 @@ namespace ksutil::tools {
 namespace {
 
 struct File {
-  std::string fault;  // why it cannot be read; empty: it can
+  std::string fault;  // why it cannot be read; empty if it can
   std::int64_t size = 0;
 };
 
@@ -32,7 +32,7 @@ File look_at(const std::string &path) {
   return {"", status.st_size};
 }
 
-/* The first cause that the error register has since a scope began. */
+/* The first cause registered since a scope began. */
 std::string registered_cause() {
   const MallocPtr<char> text(elog_string(0));
   const auto causes = register_causes(text == nullptr ? "" : text.get());

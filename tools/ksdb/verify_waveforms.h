@@ -1,4 +1,5 @@
-/* verify_waveforms: checks that the files behind the rows of wfdisc hold what the rows say. */
+/* verify_waveforms: checks that the files named by the rows of wfdisc hold the
+ * waveforms that the rows describe. */
 #ifndef KSUTIL_TOOLS_KSDB_VERIFY_WAVEFORMS_H
 #define KSUTIL_TOOLS_KSDB_VERIFY_WAVEFORMS_H
 
@@ -7,9 +8,9 @@
 
 namespace ksutil::tools {
 
-/* Every row of a wfdisc table makes sense and names a regular file that can be read and is
- * long enough for the samples; no two rows have the same station, channel and time.  Of
- * compressed samples only the beginning is looked for. */
+/* Every row of a wfdisc table is plausible and names a regular file that can be read
+ * and is long enough for the samples; no two rows have the same station, channel and
+ * time.  Of compressed samples only the beginning is checked. */
 void verify_waveforms(Dbptr wfdisc, const Report &report);
 
 }  // namespace ksutil::tools

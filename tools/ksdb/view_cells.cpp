@@ -6,7 +6,7 @@
 
 namespace ksutil::tools {
 
-/* What the names of an item mean; each field that is named gets a slot, its place in
+/* Resolves the names of an item; each field that is named gets a slot, its place in
  * fields_. */
 class ViewCells::Names final : public expr::Fields {
  public:
@@ -94,7 +94,7 @@ std::vector<Column> ViewCells::columns() const {
     const ViewField &field = fields_[static_cast<std::size_t>(item.field)];
     columns.push_back(field.column());
     columns.back().name = item.text;
-    /* As stored, a time is a number. */
+    /* A raw time is a number, as stored. */
     if (raw_ && field.type() == expr::Type::kTime) {
       columns.back().right = columns.back().number = true;
     }

@@ -35,9 +35,9 @@ class ViewCells {
    * cannot be read as a whole. */
   bool read(long record, std::vector<std::string> &cells);
 
-  /* One item after the other instead: the values of a record that seek() has read.  False,
-   * with the record or the value counted, when it cannot be read.  A text lives until the
-   * next call. */
+  /* The alternative, one item after the other: the values of a record that seek() has
+   * read. False, with the record or the value counted, when it cannot be read.  A text
+   * lives until the next call. */
   bool seek(long record);
   bool value(std::size_t item, expr::Value &result);
   /* The type of the values of an item. */

@@ -1,4 +1,4 @@
-/* view_field: reads one field of the rows that a record of a view is made of. */
+/* view_field: reads one field of the stored rows behind a record of a view. */
 #ifndef KSUTIL_TOOLS_KSDB_VIEW_FIELD_H
 #define KSUTIL_TOOLS_KSDB_VIEW_FIELD_H
 

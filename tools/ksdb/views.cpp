@@ -1,4 +1,4 @@
-/* ksdb subset, sort, join and group. */
+/* views: ksdb subset, sort, join and group. */
 #include <string>
 #include <vector>
 
@@ -19,7 +19,7 @@ struct ViewsOptions {
   bool reverse = false, unique = false;
 };
 
-/* A list of texts as the library takes it; the texts stay with the vector. */
+/* A list of texts for the library; the texts stay with the vector. */
 class TextList {
  public:
   explicit TextList(const std::vector<std::string> &texts)

@@ -17,7 +17,7 @@
 namespace ksutil::tools {
 namespace {
 
-/* How often the ends of commands are looked for while some run. */
+/* Interval at which running commands are checked for their end. */
 constexpr auto kLook = std::chrono::milliseconds(20);
 
 /* A file in memory with the text, at its beginning; empty with errno set. */
@@ -30,7 +30,7 @@ FileHandle text_file(const std::string &text) {
   return file;
 }
 
-/* What a new process is started with: signals as a program expects them. */
+/* The settings of a new process: signals as a program expects them. */
 class SpawnSettings {
  public:
   explicit SpawnSettings(int standard_input) {
@@ -61,7 +61,7 @@ class SpawnSettings {
   posix_spawnattr_t attributes_;
 };
 
-/* How a command ended, when that was not with success. */
+/* The way a command ended, if not with success. */
 std::string end_text(int status) {
   if (WIFSIGNALED(status)) {
     return "was ended by signal " + std::to_string(WTERMSIG(status));

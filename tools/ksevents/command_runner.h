@@ -14,19 +14,19 @@
 
 namespace ksutil::tools {
 
-/* A text waits for a free place; commands of one event never run at the same time, and of
- * several texts of an event that wait, only the latest is kept: what waits is never more
- * than the events.  The text is the command's standard input, and lies in memory until the
- * command reads it or ends, so that a command which does not read delays nothing.
- * Commands run without a shell, in process groups of their own.
+/* A text waits for a free place.  Commands of one event never run at the same time, and
+ * of several waiting texts of an event only the latest is kept, so that at most one
+ * text for each event waits.  The text is the command's standard input, and lies in
+ * memory until the command reads it or ends, so that a command which does not read
+ * delays nothing. Commands run without a shell, in process groups of their own.
  * Threads: run() may be called from any thread. */
 class CommandRunner {
  public:
   /* The words of the command; its program is looked for along PATH.  At most `most`
    * commands run at a time. */
   CommandRunner(std::vector<std::string> words, int most);
-  /* Ends at once: commands that run go on by themselves, those that wait are not run, and
-   * are told. */
+  /* Ends at once: running commands go on by themselves; waiting ones are not run, and
+   * are reported. */
   ~CommandRunner();
   CommandRunner(const CommandRunner &) = delete;
   CommandRunner &operator=(const CommandRunner &) = delete;

@@ -67,7 +67,7 @@ std::vector<std::string> EventLines::cells(const EVEvent &event,
 
 namespace {
 
-/* A word with a blank behind it; nothing for no word. */
+/* A word with a blank after it; nothing for an empty word. */
 std::string spaced(const std::string &word) { return word.empty() ? "" : word + " "; }
 
 }  // namespace

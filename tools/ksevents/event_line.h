@@ -19,8 +19,8 @@ class OriginReader {
   /* False, with a message registered, when the database cannot be read. */
   bool open(const std::string &database);
 
-  /* Position and depth in the row of an origin; -999 for a null and for what cannot be read,
-   * which `unreadable` counts. */
+  /* Position and depth in the row of an origin; -999 for a null and for a value that
+   * cannot be read, which `unreadable` counts. */
   struct Position {
     double lat = -999.0, lon = -999.0, depth = -999.0;
   };

@@ -26,8 +26,8 @@ Answer ask(EVClient &client, EVEvent &event, const std::vector<EVQueryToken> &to
   return answer;
 }
 
-/* Whether a query gives times.  Its type is a real like others; but only a time or a text can
- * be compared with the text of a date. */
+/* Whether a query gives times.  Their type is the same as that of other reals, but only
+ * a time or a text can be compared with the text of a date. */
 bool gives_time(EVClient &client, const std::string &text, int type) {
   if (type != EV_DOUBLE) return false;
   const ElogScope quiet;

@@ -27,7 +27,8 @@ struct ListOptions {
   Form form = Form::kText;
 };
 
-/* Origin time, by which events are late or early; events without origins are earliest. */
+/* The time that decides which events are the latest: the origin time; events without
+ * origins count as the earliest. */
 double time_of(const EVEvent &event) {
   const EVOrigin *const origin = shown_origin(event);
   return origin == nullptr ? -std::numeric_limits<double>::infinity() : origin->time;
@@ -96,7 +97,7 @@ class Lister {
     return order;
   }
 
-  /* Leaves the latest of the events, in the order they have. */
+  /* Keeps the latest of the events, in the order they have. */
   void keep_latest(std::vector<int> &order) const {
     const auto most = static_cast<std::size_t>(options_.latest);
     if (order.size() <= most) return;

@@ -68,13 +68,16 @@ long unreadable_records(const std::string &database) {
 }
 
 ServedEvents::ServedEvents(const std::string &database, int max_events) {
-  /* Opened here first: a server that cannot open its database prints messages of its own. */
+  /* Try to open it here first: a server that cannot open its database prints messages
+   * of its own. */
   if (!OpenDatabase(database, "r")) return;
-  /* Opening may have finished an interrupted import, which is news and not a failure. */
+  /* Opening may have finished an interrupted import, which is news and not a
+   * failure. */
   if (anything_registered()) print_register();
   server_ = std::make_unique<EVServer>(database, 0, max_events, -1);
   unreadable_ = unreadable_records(database);
-  if (unreadable_ > 0) elog_clear_register(0);  // each of them has left a message
+  if (unreadable_ > 0)
+    elog_clear_register(0);  // each unreadable record has left a message
   good_ = !anything_registered();
 }
 

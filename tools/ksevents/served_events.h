@@ -1,4 +1,5 @@
-/* served_events: an event server for one run of a program, and its events. */
+/* served_events: runs an event server for one run of a program, and gives its
+ * events. */
 #ifndef KSUTIL_TOOLS_KSEVENTS_SERVED_EVENTS_H
 #define KSUTIL_TOOLS_KSEVENTS_SERVED_EVENTS_H
 

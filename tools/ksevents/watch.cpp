@@ -38,8 +38,8 @@ struct WatchOptions {
   int jobs = 4;
 };
 
-/* A number for the rows of an event and below, apart from where they stand in their tables:
- * a removed row moves those behind it. */
+/* A number for an event's row and the rows below it that does not depend on their
+ * record numbers, which change when a row before them is removed. */
 std::size_t content_of(const EVEvent &event) {
   std::size_t content = 0;
   const auto mix = [&content](std::string_view row) {
@@ -66,8 +66,8 @@ class Watcher : public EVClient {
       : EVClient(events), lines_(origins), json_(json) {}
   ~Watcher() { server->deregisterClient(this); }
 
-  /* Before the first change: a query that reported events must fulfil; false with a
-   * message. */
+  /* Sets the query that an event must fulfil to be reported; to be called before the
+   * first change.  False with a message. */
   bool set_condition(const std::string &where) {
     where_.emplace();
     if (!where_->parse(*this, where)) return false;
@@ -75,10 +75,11 @@ class Watcher : public EVClient {
     complain("--where: '" + where + "' is a text, not a condition");
     return false;
   }
-  /* Before the first change: what to run for each reported event. */
+  /* Sets the command to run for each reported event; to be called before the first
+   * change. */
   void set_runner(CommandRunner *runner) { runner_ = runner; }
 
-  /* Reports the events before the first change. */
+  /* Reports the events that exist before the first change. */
   void report_start() {
     grabEventsLock();
     const std::shared_ptr<const Table<EVEvent>> events = eventsList();
@@ -140,7 +141,7 @@ class Watcher : public EVClient {
     });
   }
 
-  /* An event for which the query has no value is not taken. */
+  /* An event for which the query has no value is not reported. */
   bool is_taken(const EVEvent &event) {
     if (!where_) return true;
     const ElogScope quiet;

@@ -1,4 +1,5 @@
-/* Files of grids: packets one after another, as ksgrid_write_fd writes them. */
+/* grid_file: reads files of grids: packets one after another, as ksgrid_write_fd writes
+ * them. */
 #ifndef KSUTIL_TOOLS_KSGRID_GRID_FILE_H
 #define KSUTIL_TOOLS_KSGRID_GRID_FILE_H
 
@@ -41,13 +42,13 @@ class GridFile {
   int fd_ = -1;
 };
 
-/* Says that a file is damaged or not one of grids. */
+/* Reports that a file is damaged or not one of grids. */
 void complain_of_grids(const std::string &path);
 
 /* Reads the index-th grid of a file; false with complaints. */
 bool read_grid(const std::string &path, int index, Grid &grid);
 
-/* The frame that a number from the command line means; false with a complaint. */
+/* The frame that a number of the command line names; false with a complaint. */
 bool find_frame(const KSGrid &grid, int number, int &frame);
 
 /* The shortest text that reads back as the same number. */

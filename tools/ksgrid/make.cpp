@@ -20,7 +20,7 @@
 namespace ksutil::tools {
 namespace {
 
-/* Points that fill less of their mesh than one in so many are no mesh. */
+/* Refuse input that fills less than 1/kSparsest of the mesh its coordinates span. */
 constexpr std::size_t kSparsest = 100;
 
 struct MakeOptions {

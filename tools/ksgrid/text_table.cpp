@@ -16,7 +16,7 @@ namespace {
 constexpr std::size_t kMaxBytes = std::size_t{1} << 32;
 constexpr std::string_view kSeparators = " \t\r,;";
 
-/* Appends the numbers of a line; false when one is none. */
+/* Appends the numbers of a line; false when one of its words is not a number. */
 bool append_numbers(std::string_view line, std::vector<float> &numbers) {
   std::size_t end = 0;
   for (;;) {

@@ -1,4 +1,4 @@
-/* Text tables of numbers. */
+/* text_table: reads text tables of numbers. */
 #ifndef KSUTIL_TOOLS_KSGRID_TEXT_TABLE_H
 #define KSUTIL_TOOLS_KSGRID_TEXT_TABLE_H
 

@@ -30,7 +30,7 @@ struct AddOptions {
 
 using HistoryPtr = std::unique_ptr<KSHistory, int (*)(KSHistory *)>;
 
-/* Sends standard error nowhere for one scope: an attempt that will be repeated must not
+/* Discards standard error for one scope: an attempt that will be repeated must not
  * complain. */
 class SilentStderr {
  public:
@@ -49,7 +49,8 @@ class SilentStderr {
 };
 
 /* Calls `attempt` until it gives something, fails for another reason than that another
- * program has the file in use, or `seconds` have passed.  The last attempt may complain. */
+ * program has the file in use, or `seconds` have passed.  The last attempt may
+ * complain. */
 template <class Attempt>
 auto wait_for_file(double seconds, Attempt attempt) {
   using Clock = std::chrono::steady_clock;
@@ -92,8 +93,8 @@ HistoryPtr open_history(const AddOptions &options, long max, char *tag) {
   });
 }
 
-/* Whether no entry is later than `time`: evaluation takes the order of the entries for that
- * of their times.  False with a message. */
+/* Whether no entry is later than `time`: evaluation takes the order of the entries for
+ * that of their times.  False with a message. */
 bool is_latest(const AddOptions &options, const KSHistory &history, double time) {
   const long count = counttbl(history.entries);
   if (count == 0) return true;
@@ -116,7 +117,7 @@ int add(const AddOptions &options) {
   }
   char tag[KS_TAG_SIZE];
   const HistoryPtr history = open_history(options, max, tag);
-  /* Read here, so that "now" is not the moment before a wait. */
+  /* Read the time here, after any wait for the file, so that "now" is the present. */
   double time = 0.0;
   if (history == nullptr || !parse_time(options.time, time) ||
       !is_latest(options, *history, time)) {

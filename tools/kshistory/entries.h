@@ -10,7 +10,8 @@
 
 namespace ksutil::tools {
 
-/* The entries as they are now, whoever has the file in use; false with a message. */
+/* The entries as they are now, even if another program has the file in use; false with
+ * a message. */
 bool read_entries(const std::string &file, std::vector<KSHistoryEntry> &entries);
 
 /* Reads "now", epoch seconds or a date with an optional time of day. */

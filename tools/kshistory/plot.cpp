@@ -9,7 +9,7 @@
 namespace ksutil::tools {
 namespace {
 
-/* Entries are marked as long as their marks can be told apart. */
+/* Entries are marked as long as their marks can be distinguished. */
 constexpr std::size_t kMaxMarks = 100;
 
 struct PlotOptions {

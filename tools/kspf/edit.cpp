@@ -29,7 +29,7 @@ int apply(KSPf &pf, const EditOptions &options, Edit edit) {
   return -1;
 }
 
-/* A file that already says what it should is not written again. */
+/* Do not write a file whose content is already the wanted one. */
 template <Edit edit>
 int edit_file(const EditOptions &options) {
   KSPf pf;

@@ -57,7 +57,7 @@ int get(const GetOptions &options) {
   if (!read_input(options.file, options.search, pf)) return kFailure;
   std::string path = options.path;
   if (options.fallback && pf.kind(path) == PFINVALID) {
-    /* It fails for a faulty path, which no default makes good. */
+    /* A faulty path is an error, also when a default is given. */
     std::string text;
     if (pf.getString(path, text, *options.fallback) < 0) return kFailure;
     path = "default";

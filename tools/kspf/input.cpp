@@ -6,7 +6,7 @@
 namespace ksutil::tools {
 namespace {
 
-/* One byte more than a parameter file may have is enough to have it refused. */
+/* One byte more than a parameter file may have: enough to have the file refused. */
 bool read_standard_input(std::string &text) {
   std::array<char, 65536> buffer{};
   while (text.size() <= kPfMaxBytes) {

@@ -37,17 +37,17 @@ std::string number_text(float value) {
   return {text, end.ptr};
 }
 
-/* The text of a sample: null for what is not finite, unless values are shown as stored. */
+/* The text of a sample: null if it is not finite, unless values are shown as stored. */
 std::string value_text(float value, const DumpOptions &options) {
   if (std::isfinite(value)) return number_text(value);
   if (options.form == Form::kJson) return "null";
   return options.raw ? number_text(value) : "";
 }
 
-/* When the samples are, in seconds after the reference time. */
+/* The times of the samples, in seconds after the reference time. */
 class SampleTimes {
  public:
-  /* False, with a message, when the file does not tell. */
+  /* False, with a message, when the header does not give them. */
   bool open(KSSac *kssac, const std::string &path) {
     std::int64_t even = 0;
     known(kssac, "LEVEN", even);
@@ -55,8 +55,8 @@ class SampleTimes {
     if (!is_evenly_sampled(kssac, path)) return false;
     known(kssac, "B", begin_);
     known(kssac, "DELTA", delta_);
-    /* The decimal number that was meant: 0.01 rather than the binary one next to it, which
-     * is off by a sample after some hours. */
+    /* The decimal number that was meant: 0.01 rather than the nearest single-precision
+     * number, whose error adds up to a sample after some hours. */
     parse_real(number_text(static_cast<float>(delta_)), delta_);
     return true;
   }

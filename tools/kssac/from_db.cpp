@@ -30,7 +30,7 @@ struct FromDbOptions {
   bool calibrate = false, force = false, quiet = false;
 };
 
-/* The part of the waveforms that is wanted. */
+/* The part of the waveforms to copy. */
 struct Window {
   double start = -std::numeric_limits<double>::infinity();
   double end = std::numeric_limits<double>::infinity();
@@ -41,13 +41,13 @@ bool parse_time(const std::string &text, double &time) {
   return text.empty() || parse_real(text, time) || parse_date_text(text, time);
 }
 
-/* Says what is wrong with the text of a time, for the parser; empty for nothing. */
+/* The fault of the text of a time, for the parser; empty if there is none. */
 std::string time_fault(const std::string &text) {
   double time = 0.0;
   return parse_time(text, time) ? "" : "'" + text + "' is not a time";
 }
 
-/* A text that can be part of a file's name. */
+/* The text, as a part of a file's name. */
 std::string file_part(std::string text) {
   for (char &c : text) {
     if (c == '/' || static_cast<unsigned char>(c) <= ' ') c = '_';
@@ -88,8 +88,8 @@ class Extraction {
     if (options_.calibrate) scale(samples, segment.calib);
     const KssacPtr kssac(kssac_create(nullptr, nullptr));
     const Dbptr joined = join_.record(row);
-    /* The row's own time is that of the whole segment, so the samples come after it, and
-     * the origin, whose time counts from the reference time, comes last. */
+    /* The row's own time is that of the whole segment, so the samples are put after it;
+     * the origin, whose time counts from the reference time, is put last. */
     return kssac != nullptr && joined.table != dbINVALID &&
            kssac_putevent_kssac(kssac.get(), joined, dbinvalid()) == 0 &&
            codes_.restore(row, kssac.get()) &&
@@ -100,7 +100,7 @@ class Extraction {
   }
 
  private:
-  /* An unknown factor is left out. */
+  /* Samples with an unknown factor stay as they are. */
   static void scale(std::vector<float> &samples, double calib) {
     if (calib == 0.0 || !std::isfinite(calib)) return;
     for (float &sample : samples) {
@@ -111,7 +111,7 @@ class Extraction {
   bool write_file(KSSac *kssac, double time) {
     const std::string path =
         (std::filesystem::path(options_.directory) / file_name(kssac, time)).string();
-    /* Two rows may have one name; --force is for files of earlier runs. */
+    /* Two rows may have the same name; --force only replaces files of earlier runs. */
     if (!written_.insert(path).second) {
       elog_log(0, "%s is the file of another waveform too; choose them with --where.\n",
                path.c_str());
@@ -137,7 +137,7 @@ class Extraction {
   std::set<std::string> written_;  // by this run
 };
 
-/* The row of the origin that was asked for; false, with a complaint, when it is missing. */
+/* The row of the chosen origin; false, with a complaint, when it is missing. */
 bool find_origin(const OpenDatabase &database, long orid, Dbptr &origin) {
   if (orid < 0) return true;
   origin =

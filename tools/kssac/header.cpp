@@ -33,7 +33,7 @@ std::string real_text(double value) {
   return {text, end.ptr};
 }
 
-/* A header variable as it is shown. */
+/* A header variable as text. */
 struct Shown {
   std::string name, value;
   bool null = false, number = false, logical = false;
@@ -75,7 +75,7 @@ bool header_of(KSSac *kssac, const HeaderOptions &options,
   return true;
 }
 
-/* When the first sample is, as far as the header tells. */
+/* The time of the first sample, as far as the header gives it. */
 std::string begin_text(KSSac *kssac) {
   double reference, begin;
   if (!known(kssac, "B", begin) || !reference_time(kssac, reference)) {

@@ -42,7 +42,7 @@ const Choice kChoices[] = {
     {"IZTYPE", {5, 9, 10, 11, 12, 13, 14, 15, 16, 17, 18, 19, 20, 21, 22}},
 };
 
-/* How messages show a bound. */
+/* The text of a bound in messages. */
 std::string text_of(double bound) {
   return std::to_string(static_cast<std::int64_t>(bound));
 }
@@ -100,7 +100,7 @@ class Check {
     return true;
   }
 
-  /* A leap day belongs to a leap year. */
+  /* Day 366 is allowed in leap years only. */
   bool day_of_year() {
     std::int64_t year, day;
     if (!changed_.contains("NZJDAY") && !changed_.contains("NZYEAR")) return true;
@@ -112,8 +112,8 @@ class Check {
            refuse("NZJDAY", "must be between 1 and 365 in " + std::to_string(year));
   }
 
-  /* The file must have room for the data that it is said to hold: spectra, and unevenly
-   * spaced samples with their times, take two values for each of NPTS. */
+  /* The file must have room for the data that its header announces: spectra, and
+   * unevenly spaced samples with their times, take two values for each of NPTS. */
   bool room() {
     std::int64_t npts = 0, type = 0, even = 0, nx = 0, ny = 0;
     if (!changed_.contains("IFTYPE") && !changed_.contains("LEVEN")) return true;
@@ -141,7 +141,7 @@ class Check {
     return true;
   }
 
-  /* The samples themselves stay as they are, so their number is what the file has. */
+  /* The samples stay as they are, so NPTS must be the number in the file. */
   bool count(long samples) {
     std::int64_t npts = 0;
     if (!changed_.contains("NPTS")) return true;

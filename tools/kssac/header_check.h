@@ -1,4 +1,4 @@
-/* header_check: refuses values of SAC header variables that cannot be meant. */
+/* header_check: refuses implausible values of SAC header variables. */
 #ifndef KSUTIL_TOOLS_KSSAC_HEADER_CHECK_H
 #define KSUTIL_TOOLS_KSSAC_HEADER_CHECK_H
 

@@ -12,7 +12,7 @@ namespace {
 
 constexpr char *kEnd = nullptr;
 
-/* The times of a header that are picks. */
+/* The header times that are picks. */
 constexpr const char *kPicks[] = {"A",  "T0", "T1", "T2", "T3", "T4",
                                   "T5", "T6", "T7", "T8", "T9"};
 
@@ -26,7 +26,7 @@ std::optional<double> time_of(KSSac *kssac, const char *name) {
   return reference + after;
 }
 
-/* Whether two headers mean one origin: they round times to single precision. */
+/* Whether two headers have the same origin: they round times to single precision. */
 bool is_near(double a, double b, double most) { return std::abs(a - b) <= most; }
 
 }  // namespace

@@ -22,7 +22,7 @@ class HeaderEvent {
   HeaderEvent(Dbptr db, bool picks, bool origin)
       : db_(db), with_picks_(picks), with_origin_(origin) {}
 
-  /* Whether the header can be entered; a complaint in the name of the file if not. */
+  /* Whether the header can be entered; complains in the name of the file if not. */
   bool check(KSSac *kssac, const std::string &file) const;
 
   /* Enters a header; `wfdisc` is a row with its station, channel and chanid.  False with

@@ -1,4 +1,4 @@
-/* SAC files as bytes: what is not changed is kept as it is. */
+/* raw_file: changes SAC files as bytes, so that unchanged parts keep their bytes. */
 #ifndef KSUTIL_TOOLS_KSSAC_RAW_FILE_H
 #define KSUTIL_TOOLS_KSSAC_RAW_FILE_H
 
@@ -8,7 +8,7 @@
 
 namespace ksutil::tools {
 
-/* Changes a piece of a file in place; `at` is where its first byte stands. */
+/* Changes a piece of a file in place; `at` is the offset of its first byte. */
 using Change = std::function<void(char *bytes, std::size_t count, std::size_t at)>;
 
 /* Reverses the bytes of the numbers of a piece: all words but those of the header's texts. */

@@ -1,4 +1,4 @@
-/* SAC files as the program handles them. */
+/* sac_file: reads and writes SAC files for the subcommands. */
 #ifndef KSUTIL_TOOLS_KSSAC_SAC_FILE_H
 #define KSUTIL_TOOLS_KSSAC_SAC_FILE_H
 
@@ -40,7 +40,7 @@ bool is_evenly_sampled(KSSac *kssac, const std::string &path);
 bool write_safely(const std::string &path,
                   const std::function<bool(const std::string &)> &write);
 
-/* NET.STA.LOC.CHAN, of what is known; empty for nothing. */
+/* NET.STA.LOC.CHAN, of the parts that are known; empty for none. */
 std::string channel_name(KSSac *kssac);
 
 }  // namespace ksutil::tools

@@ -1,4 +1,4 @@
-/* StationJoin: rows of wfdisc with what the database has on their stations. */
+/* StationJoin: joins rows of wfdisc with the station tables of the database. */
 #ifndef KSUTIL_TOOLS_KSSAC_STATION_JOIN_H
 #define KSUTIL_TOOLS_KSSAC_STATION_JOIN_H
 
@@ -11,8 +11,9 @@
 
 namespace ksutil::tools {
 
-/* A join drops the rows that have no partner; waveforms of unknown stations are wanted
- * too.  So there is a view for each set of tables that have something on some row. */
+/* A join drops rows without a partner, but waveforms of unknown stations are wanted
+ * too. Therefore there is a view for each set of tables that have a match for some
+ * row. */
 class StationJoin {
  public:
   /* `rows` is wfdisc or a subset of it; its database stays open for longer. */
@@ -23,7 +24,7 @@ class StationJoin {
   Dbptr record(Dbptr row);
 
  private:
-  /* What joins wfdisc with a table: items of both, compared one by one. */
+  /* How wfdisc is joined with a table: items of both, compared one by one. */
   struct Link {
     std::string table;
     std::vector<std::string> of_rows, of_table;

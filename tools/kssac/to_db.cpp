@@ -32,8 +32,8 @@ const char *datatype_of(const std::string &file) {
   return (std::endian::native == std::endian::little) != is_swapped(file) ? "f4" : "t4";
 }
 
-/* The folder of a file as wfdisc tells it: from the folder of the table when the file lies
- * under it, else from the root. */
+/* The folder of a file as wfdisc names it: relative to the folder of the table when the
+ * file is below it, else absolute. */
 std::string folder_of(const std::string &file, Dbptr wfdisc) {
   const char *table_folder = "";
   dbquery(wfdisc, dbq_dir_name, &table_folder);
@@ -115,7 +115,8 @@ class Entry {
     return false;
   }
 
-  /* Samples of known kind are in nm, nm/s or nm/s/s; of others the factor is unknown. */
+  /* Samples of known kind are in nm, nm/s or nm/s/s; for others the factor is
+   * unknown. */
   static double calib_of(KSSac *kssac) {
     std::int64_t idep = 0;
     known(kssac, "IDEP", idep);
@@ -187,7 +188,7 @@ class Entry {
   const Dbptr db_;
   ChannelCodes codes_;
   HeaderEvent event_;
-  /* A file has one waveform, whatever its channel is called. */
+  /* A file has one waveform, whatever name its channel gets. */
   RowLookup waveforms_{{"sta", "time", "dir", "dfile"},
                        {"sta", "time", "dir", "dfile"}};
   RowLookup sites_{{"sta"}, {"sta"}};
@@ -199,7 +200,7 @@ class Entry {
 
 int to_db(const ToDbOptions &options) {
   const std::string &name = options.files.back();
-  /* Repeating a command that has made the database already is no mistake. */
+  /* Repeating a command that has already made the database is not an error. */
   if (!options.create.empty() && !std::filesystem::exists(name) &&
       dbcreate(name.c_str(), options.create.c_str()) != 0) {
     return kFailure;
@@ -222,7 +223,8 @@ int to_db(const ToDbOptions &options) {
 }
 
 void describe_to_db(CLI::App &command, ToDbOptions &options) {
-  /* One list: a variable number of files in front leaves nothing for a second option. */
+  /* Files and database are one list: after a variable number of files CLI11 would leave
+   * no argument for a second operand. */
   command
       .add_option("files database", options.files,
                   "SAC files, and the database (path/name) at the end")

@@ -12,15 +12,15 @@
 namespace ksutil::tools {
 namespace {
 
-/* Reads the lines of a text file as the library does, and complains of those that the
- * library would cut. */
+/* Reads the lines of a text file as the library does, and complains about lines that
+ * the library would cut. */
 class Lines {
  public:
   explicit Lines(const std::string &file)
       : file_(file), stream_(std::fopen(file.c_str(), "re"), std::fclose) {}
 
-  /* Goes to the next line and splits it into its words.  False at the end, also of a file
-   * that cannot be read: that is for the reader to tell. */
+  /* Goes to the next line and splits it into its words.  False at the end, also of a
+   * file that cannot be read: the reader reports that. */
   bool next(const char *separators) {
     if (stream_ == nullptr || failed_) return false;
     std::string line;
@@ -56,7 +56,7 @@ class Lines {
   const std::vector<std::string> &words() const { return words_; }
   bool failed() const { return failed_; }
 
-  /* Complains of the current line; false. */
+  /* Complains about the current line; false. */
   bool fail(const std::string &text) {
     complain(file_ + ":" + std::to_string(number_) + ": " + text);
     failed_ = true;
@@ -66,7 +66,7 @@ class Lines {
  private:
   static constexpr std::size_t kMaxLine = 1023;
 
-  /* Complains of the line that is being read. */
+  /* Complains about the line that is being read. */
   bool fail_here(const char *text) {
     ++number_;
     return fail(std::string("the line ") + text);

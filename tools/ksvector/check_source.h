@@ -1,8 +1,9 @@
-/* check_source: refuses text files that the lenient readers of the library would misread.
+/* check_source: refuses text files that the lenient readers of the library would
+ * misread.
  *
- * The library takes a word that is not a number for 0, keeps the value of the line before
- * for a column that is missing, and leaves out rows that are too short.  A pole-zero file
- * would so become a curve. */
+ * The library takes a word that is not a number for 0, keeps the value of the line
+ * before for a missing column, and leaves out rows that are too short.  So it would
+ * turn a pole-zero file into a curve. */
 #ifndef KSUTIL_TOOLS_KSVECTOR_CHECK_SOURCE_H
 #define KSUTIL_TOOLS_KSVECTOR_CHECK_SOURCE_H
 

@@ -10,7 +10,7 @@
 namespace ksutil::tools {
 namespace {
 
-/* Times before 1973 are taken for seconds from some other beginning. */
+/* Times before 1973 are probably seconds since another beginning. */
 constexpr double kEarliestEpoch = 1e8;
 
 bool tells_looks(const KSVector &vector) {
@@ -36,7 +36,7 @@ void add_series(const Curve &curve, int iy, const std::string &name,
     plot::Line line = plot::vector_line(vector, iy);
     line.name = name;
     line.colour = colour;
-    line.dashed = number / 8 % 2 == 1;  // the colours begin again
+    line.dashed = number / 8 % 2 == 1;  // here the colours repeat
     panel.lines.push_back(std::move(line));
   }
   if (style != CurveStyle::kLines) {
@@ -48,8 +48,8 @@ void add_series(const Curve &curve, int iy, const std::string &name,
   }
 }
 
-/* No phase of a file in radians is beyond a full turn, and a file in degrees has phases that
- * are, unless its instrument hardly delays anything. */
+/* In files in radians no phase exceeds a full turn; in files in degrees some do, unless
+ * the instrument hardly delays anything. */
 bool in_radians(const KSVector &vector, PhaseUnit unit) {
   constexpr double kTurn = 2.0 * std::numbers::pi * 1.001;
   if (unit != PhaseUnit::kAuto) return unit == PhaseUnit::kRadians;
@@ -60,7 +60,7 @@ bool in_radians(const KSVector &vector, PhaseUnit unit) {
   return largest > 0.0 && largest <= kTurn;
 }
 
-/* Phases in degrees from -180 to 180, with a gap wherever they jump around. */
+/* Phases in degrees from -180 to 180, with a gap at each jump by a full turn. */
 plot::Line phase_line(const KSVector &vector, PhaseUnit unit) {
   const double factor = in_radians(vector, unit) ? 180.0 / std::numbers::pi : 1.0;
   plot::Line line;

@@ -1,4 +1,4 @@
-/* Figures of vectors. */
+/* curves: makes figures of vectors. */
 #ifndef KSUTIL_TOOLS_KSVECTOR_CURVES_H
 #define KSUTIL_TOOLS_KSVECTOR_CURVES_H
 
@@ -10,7 +10,7 @@
 
 namespace ksutil::tools {
 
-/* A vector and what the picture calls it. */
+/* A vector and its name in the figure. */
 struct Curve {
   const KSVector *vector;
   std::string name;
@@ -18,14 +18,14 @@ struct Curve {
 };
 
 enum class CurveStyle {
-  kAuto,  // lines, but points where labels tell how they look
+  kAuto,  // lines, or points where labels define their look
   kLines,
   kPoints,
   kBoth
 };
 
-/* What the phases of response files are in.  The format says degrees, but there are files
- * with radians. */
+/* The unit of the phases of response files.  The format says degrees, but some files
+ * have radians. */
 enum class PhaseUnit { kAuto, kDegrees, kRadians };
 
 struct CurveOptions {

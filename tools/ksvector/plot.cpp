@@ -35,7 +35,7 @@ class Traces {
   Traces(const Traces &) = delete;
   Traces &operator=(const Traces &) = delete;
 
-  /* Adds a curve for each trace; what came before an error is freed all the same. */
+  /* Adds a curve for each trace; the traces read before an error are freed as well. */
   bool read(const std::string &file, std::vector<Curve> &curves) {
     const bool good = ksvector_read_from_trblob(file.c_str(), &trace_, nullptr) == 0;
     Dbptr row = dblookup(trace_, nullptr, "trace", nullptr, nullptr);
@@ -66,7 +66,7 @@ bool is_blob(const std::string &file) {
   return opened && read_all(opened.get(), &first, 1) == 1 && first == '\0';
 }
 
-/* The last part of a path, or all of it when several files have that name. */
+/* The last part of a path, or all of it when several files have the same last part. */
 std::string name_of(const std::string &file, const std::vector<std::string> &files) {
   const auto last = [](const std::string &path) {
     return std::filesystem::path(path).filename();

@@ -6,14 +6,14 @@ namespace ksutil::grids {
 
 /* The place of a value between two coordinates of an axis. */
 struct Place {
-  int i0, i1;   // both -1 off the axis, the same where there is no interval
+  int i0, i1;   // both -1 off the axis; equal where there is no interval
   double part;  // of the way from i0 to i1, 0 to 1; a half between equal coordinates
 };
 
-/* Finds the intervals that ksgrid_find_interval finds.  On evenly spaced coordinates they
- * are computed; on others that of the value before and the next one are tried before the
- * axis is searched.  Coordinates that do not ascend are gone through one by one.
- * Reads the coordinates for as long as it lives. */
+/* Finds the intervals that ksgrid_find_interval finds.  On evenly spaced coordinates it
+ * computes them; on other ascending coordinates it tries the interval of the previous
+ * value and the one after it before it searches the axis.  Coordinates that do not
+ * ascend are searched one by one. Reads the coordinates for as long as it lives. */
 class Axis {
  public:
   /* coords   [n], n >= 1 */
@@ -29,7 +29,7 @@ class Axis {
 
   int n_;
   const float *coords_;
-  double per_unit_;  // intervals in a unit of the coordinates, on an even axis
+  double per_unit_;  // intervals per unit of the coordinates, on an even axis
   Kind kind_;
 };
 

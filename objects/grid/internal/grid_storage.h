@@ -37,7 +37,7 @@ using GridPtr = Grids::Ptr;
 /* A zeroed record with a gap value and order set; null when memory is short. */
 GridPtr new_record();
 
-/* What a created record has and a zeroed one lacks. */
+/* Sets the members in which a created record differs from a zeroed one. */
 void set_defaults(KSGrid &grid);
 
 /* Copies of n values and of a text (null for null); false when memory is short. */
