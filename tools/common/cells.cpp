@@ -10,7 +10,7 @@ namespace ksutil::tools {
 namespace {
 
 constexpr double kLatestTime =
-    9999999998.0;  // null times are beyond these, on either side
+    9999999998.0;  // null times are beyond it and its negative
 constexpr double kNullReal = -999.0;
 constexpr std::size_t kMilliseconds = 23;  // length of "YYYY-MM-DDThh:mm:ss.mmm"
 

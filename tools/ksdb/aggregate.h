@@ -17,8 +17,8 @@ enum class Figure { kCount, kNulls, kMin, kMax, kMean, kMedian, kStddev };
 
 /* Numbers, and the count of null values.  The mean and the standard deviation are
  * updated value by value, so that numbers which agree in most of their digits (epoch
- * seconds) keep the precision of the rest. Source: Welford, Technometrics 4 (1962),
- * 419-420. */
+ * seconds) keep the precision of the rest.
+ * Source: Welford, Technometrics 4 (1962), 419-420. */
 class Accumulator {
  public:
   explicit Accumulator(Figure figure) : figure_(figure) {}

@@ -1,5 +1,5 @@
 /* ImportTarget: opens the database that an import writes, and first makes it if asked
- * to. Removes what it made unless the import succeeds. */
+ * to.  Removes what it made unless the import succeeds. */
 #ifndef KSUTIL_TOOLS_KSDB_IMPORT_TARGET_H
 #define KSUTIL_TOOLS_KSDB_IMPORT_TARGET_H
 

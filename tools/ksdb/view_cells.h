@@ -36,7 +36,7 @@ class ViewCells {
   bool read(long record, std::vector<std::string> &cells);
 
   /* The alternative, one item after the other: the values of a record that seek() has
-   * read. False, with the record or the value counted, when it cannot be read.  A text
+   * read.  False, with the record or the value counted, when it cannot be read.  A text
    * lives until the next call. */
   bool seek(long record);
   bool value(std::size_t item, expr::Value &result);

@@ -18,7 +18,8 @@ namespace ksutil::tools {
  * of several waiting texts of an event only the latest is kept, so that at most one
  * text for each event waits.  The text is the command's standard input, and lies in
  * memory until the command reads it or ends, so that a command which does not read
- * delays nothing. Commands run without a shell, in process groups of their own.
+ * delays nothing.
+ * Commands run without a shell, in process groups of their own.
  * Threads: run() may be called from any thread. */
 class CommandRunner {
  public:

@@ -76,8 +76,7 @@ ServedEvents::ServedEvents(const std::string &database, int max_events) {
   if (anything_registered()) print_register();
   server_ = std::make_unique<EVServer>(database, 0, max_events, -1);
   unreadable_ = unreadable_records(database);
-  if (unreadable_ > 0)
-    elog_clear_register(0);  // each unreadable record has left a message
+  if (unreadable_ > 0) elog_clear_register(0);  // each such record has left a message
   good_ = !anything_registered();
 }
 

@@ -12,7 +12,7 @@
 namespace ksutil::tools {
 
 /* A join drops rows without a partner, but waveforms of unknown stations are wanted
- * too. Therefore there is a view for each set of tables that have a match for some
+ * too.  Therefore there is a view for each set of tables that have a match for some
  * row. */
 class StationJoin {
  public:

@@ -13,7 +13,8 @@ struct Place {
 /* Finds the intervals that ksgrid_find_interval finds.  On evenly spaced coordinates it
  * computes them; on other ascending coordinates it tries the interval of the previous
  * value and the one after it before it searches the axis.  Coordinates that do not
- * ascend are searched one by one. Reads the coordinates for as long as it lives. */
+ * ascend are searched one by one.
+ * Reads the coordinates for as long as it lives. */
 class Axis {
  public:
   /* coords   [n], n >= 1 */
