@@ -60,8 +60,8 @@ bool read_rule(const std::string &entry, EVPreferredMagnitude &rule) {
   return true;
 }
 
-/* A type of up to 7 characters as one number; 0, which stands for no type, for a longer
- * text. / */
+/* A type of up to 7 characters as one number; 0, which is no type's number, for a
+ * longer text. */
 uint64_t packed(std::string_view text, bool lower) {
   if (text.size() > kTypeLength) return 0;
   uint64_t result = 1;

@@ -17,7 +17,7 @@ constexpr const char *kRefresh = "KSEventView::refreshDetections";
 constexpr const char *kLookUpStation = "KSEventView::lookupStation";
 using DetectionPtr = ViewRecords::Ptr<KSEVDetection>;
 
-/* The distance of a detection from its predicted time; greatest without a
+/* The distance of a detection from its predicted time; the greatest without a
  * prediction. */
 double misfit(const KSEVDetection &detection) {
   constexpr double kFarthest = 1e30;

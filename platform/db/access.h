@@ -15,40 +15,40 @@
 
 namespace ksutil::db {
 
-/* The store behind a table; null, with a message, for no table. */
+/* The store behind a table; null, with a message, if there is no table. */
 KSUTIL_API TableStore *table_store(Dbptr table);
 KSUTIL_API DatabaseStore *database_store(Dbptr db);
 
 /* One look at a table: its count and its time of change; false with a message. */
 KSUTIL_API bool table_stamp(Dbptr table, Stamp &stamp);
 
-/* The table's rows as they are now; what the handle's functions read from then on.  Null
- * with a message. */
+/* The table's rows as they are now; the functions of the handle read from them
+ * afterwards.  Null with a message. */
 KSUTIL_API std::shared_ptr<const Snapshot> table_snapshot(Dbptr table);
 
 /* The same with every row read anew.  Finds rows that another program has rewritten in
- * place while size and times of the table stayed as they were; table_snapshot cannot see
- * these.  Reads the whole table, block by block as rows are asked for. */
+ * place while size and times of the table stayed as they were; table_snapshot cannot
+ * see these.  Reads the whole table, block by block as rows are asked for. */
 KSUTIL_API std::shared_ptr<const Snapshot> table_snapshot_anew(Dbptr table);
 
 /* The text of the record: of a real, null or scratch record.  Empty with a message. */
 KSUTIL_API RowText record_text(Dbptr record);
 
-/* The records of stored tables that a record of a view is made of, in the order of the
- * view's tables; for a table the record itself.  False with a message. */
+/* The records of stored tables behind a record of a view, in the order of the view's
+ * tables; for a record of a table, the record itself.  False with a message. */
 KSUTIL_API bool view_parts(Dbptr record, std::vector<Dbptr> &parts);
 
-/* Puts a row text into the table's scratch record; false when its length is wrong. */
+/* Copies a row text to the table's scratch record; false when its length is wrong. */
 KSUTIL_API bool set_scratch(Dbptr table, std::string_view text);
 
-/* The index behind a match whose patterns are one integer field each, followed to the
- * given snapshot of the table: the same hook as dbmatches keeps, without its lists.  It
- * belongs to the hook and does not look at the store; one hook follows one table.  Null,
- * with a message, when the patterns are something else. */
+/* The index of a match whose patterns are one integer field each, followed to the given
+ * snapshot of the table: the hook of dbmatches, without its lists.  The index belongs
+ * to the hook, and following it does not look at the store; one hook follows one table.
+ * Null, with a message, for other patterns. */
 KSUTIL_API const KeyIndex *match_index(const std::shared_ptr<const Snapshot> &snapshot,
                                        Tbl *kpattern, Tbl *tpattern, Hook **hook);
 
-/* dbnextid for `count` ids at once: the first of them, the others follow; -1 with a
+/* dbnextid for `count` ids at once: the first of `count` consecutive ids; -1 with a
  * message. */
 KSUTIL_API long reserve_ids(Dbptr db, const char *key, long count);
 

@@ -30,7 +30,7 @@ class KSUTIL_API IntegerColumn {
   std::int64_t null_ = -1;
 };
 
-/* Reals and times; load dates too, whose texts it understands. */
+/* Reals and times; also load dates, whose texts it understands. */
 class KSUTIL_API RealColumn {
  public:
   RealColumn() = default;
@@ -73,13 +73,13 @@ KSUTIL_API bool write_real(const Field &field, double value, std::string &row);
 KSUTIL_API bool write_text(const Field &field, std::string_view value,
                            std::string &row);
 
-/* Whether the reader of its type can read a field of a row.  A pointer, which means
- * nothing outside its process, cannot be read. */
+/* Whether the reader of the type can read a field in a row.  A pointer cannot be read:
+ * it is valid only in its own process. */
 KSUTIL_API bool is_readable(const Relation &layout, const Field &field,
                             std::string_view row);
 
-/* A load date as epoch seconds: a number, or one of the date texts of clock.h.  False for
- * neither; "-" and blanks give the null. */
+/* A load date as epoch seconds: a number, or one of the date texts of clock.h.  False
+ * for other texts; "-" and blanks give the null. */
 KSUTIL_API bool read_load_date(std::string_view text, double null, double &epoch);
 
 }  // namespace ksutil::db

@@ -29,7 +29,7 @@ enum { dbINVALID = -102, dbNULL = -103, dbSCRATCH = -104, dbALL = -105 };
 /* A compiled expression; see dbex_compile. */
 struct Expression;
 
-/* What dbquery can be asked, and the type that `result` points to.  Texts and lists
+/* Facts that dbquery gives, and the type that `result` points to.  Texts and lists
  * belong to the database and live until it is closed. */
 enum {
   dbq_record_count,  // long: rows now; 0 while the table has no file.  Looks at the store
@@ -183,15 +183,15 @@ KSUTIL_API Dbptr dbjoin(Dbptr left, Dbptr right, Tbl *lkeys, Tbl *rkeys);
  * a failure here. */
 KSUTIL_API Dbptr dbgroup(Dbptr db, Tbl *keys);
 
-/* The records that a record of dbgroup's stands for: start <= number < end in what was
- * grouped.  0 or -1. */
+/* The records for which a record of dbgroup's view stands: start <= number < end in the
+ * table or view that was grouped.  0 or -1. */
 KSUTIL_API int dbget_range(Dbptr group, long *start, long *end);
 
 /* Frees a view; others made from it stay.  0 or -1. */
 KSUTIL_API int dbfree_view(Dbptr view);
 
 /* The next id of a counter ("evid", "orid", ...), above every id in use; -1 on failure.
- * No two calls, in any process, get the same. */
+ * No two calls, in any process, get the same id. */
 KSUTIL_API long dbnextid(Dbptr db, const char *key);
 
 /* When the table was last changed, epoch seconds; -9999999999.999, with a message, when

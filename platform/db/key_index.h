@@ -92,7 +92,7 @@ class KSUTIL_API KeyIndex {
   std::shared_ptr<const Snapshot> snapshot_;
   std::vector<Slot> slots_;         // open addressing, a power of two
   std::size_t used_ = 0;            // slots with a key
-  unsigned shift_ = 0;              // makes a place of a hash
+  unsigned shift_ = 0;              // maps a hash to a slot
   std::vector<std::int32_t> next_;  // of each row: the next row with its key, or -1
 };
 
@@ -104,7 +104,7 @@ inline std::size_t KeyIndex::place(std::int64_t key) const {
          (bits & 3);
 }
 
-/* The slot that holds the key, or the free one where it belongs. */
+/* The slot that holds the key, or the free slot where it belongs. */
 inline std::size_t KeyIndex::slot_of(std::int64_t key) const {
   const std::size_t mask = slots_.size() - 1;
   std::size_t slot = place(key);

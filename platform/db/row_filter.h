@@ -25,7 +25,7 @@ class KSUTIL_API RowFilter {
   const expr::Error &error() const;
 
   /* Whether the expression is true for a row: 1; 0 also for a null; -1, with a message,
-   * when it has no value there or none that is true or false. */
+   * when it has no value there or its value is not true or false. */
   int accepts(std::string_view row) const;
 
  private:

@@ -9,12 +9,13 @@
 
 namespace ksutil::db {
 
-/* What the locked tables of a store have besides TableStore::Exclusive when the store can
- * remove rows. */
+/* The interface that the locked tables of a store have, besides TableStore::Exclusive,
+ * when the store can remove rows. */
 class RowRemoval {
  public:
   virtual ~RowRemoval() = default;
-  /* As remove_rows; the records are ascending, each stands once, and there is one. */
+  /* As remove_rows; the records are ascending and distinct, and there is at least
+   * one. */
   virtual bool remove(const std::vector<long> &records) = 0;
 };
 

@@ -100,8 +100,8 @@ class KSUTIL_API BlockPtr {
 
 class RowText;
 
-/* What a RowText is compared and concatenated with: std::string, std::string_view,
- * const char *, a literal. */
+/* The types that a RowText is compared and concatenated with: std::string,
+ * std::string_view, const char *, a literal. */
 template <class T>
 concept OtherText = std::convertible_to<const T &, std::string_view> &&
     !std::same_as<std::remove_cvref_t<T>, RowText>;
@@ -129,7 +129,7 @@ class KSUTIL_API RowText {
 
   RowText(const RowText &) noexcept = default;
   RowText &operator=(const RowText &) noexcept = default;
-  /* What was moved from is empty. */
+  /* A RowText that was moved from is empty. */
   RowText(RowText &&other) noexcept
       : block_(std::move(other.block_)),
         offset_(std::exchange(other.offset_, 0)),
@@ -216,8 +216,7 @@ class KSUTIL_API RowText {
     return view().find_last_not_of(set, from);
   }
 
-  /* Whether both are the same bytes of the same block, which makes them equal at
-   * once. */
+  /* Whether both are the same bytes of the same block, and therefore equal. */
   bool same_place(const RowText &other) const {
     return block_ == other.block_ && offset_ == other.offset_ &&
            length_ == other.length_;

@@ -43,7 +43,7 @@ struct KSUTIL_API Relation {
   Key primary;
   std::vector<Key> alternate;
   std::vector<ForeignKey> foreign;
-  std::string id_field;  // the field whose id identifies a row, "" when there is none
+  std::string id_field;  // the field whose id identifies a row, "" if there is none
 
   const Field *find(std::string_view field) const;  // null: no such field
   int index(std::string_view field) const;          // -1: no such field
@@ -58,8 +58,8 @@ class KSUTIL_API Schema {
  public:
   /* The schema of that name: a file of that name in the directories of the
    * colon-separated KSUTIL_SCHEMA_PATH, else the built-in one ("css3.0", "kbcore",
-   * "trace").  Null, with a message that tells file and line, when there is none or it is
-   * damaged. */
+   * "trace").  Null, with a message that names file and line, when there is none or it
+   * is damaged. */
   static std::shared_ptr<const Schema> load(std::string_view name);
 
   const std::string &name() const { return name_; }
@@ -69,7 +69,7 @@ class KSUTIL_API Schema {
   int index(std::string_view table) const;             // -1: no such table
 
   /* The tables that hold ids of a counter, as (table, field); for example prefor of
-   * event draws on orid. */
+   * event holds ids of the counter orid. */
   struct CounterUse {
     std::string table, field;
   };
@@ -79,7 +79,7 @@ class KSUTIL_API Schema {
   friend class SchemaReader;
   struct Counter {
     std::string name;
-    std::vector<std::string> fields;  // field names that draw on it
+    std::vector<std::string> fields;  // fields that hold its ids
   };
   std::string name_, description_;
   std::vector<Relation> relations_;

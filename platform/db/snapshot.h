@@ -29,8 +29,8 @@ struct Stamp {
 
 /* The differences between two snapshots of a table. */
 struct Changes {
-  bool known = true;          // false: any row may differ, and the rest says nothing
-  std::vector<long> changed;  // rows of both whose bytes differ, ascending
+  bool known = true;          // false: any row may differ; the rest says nothing
+  std::vector<long> changed;  // rows of both snapshots whose bytes differ, ascending
   long old_count = 0;         // rows old_count .. new_count-1 are new
   long new_count = 0;
 };

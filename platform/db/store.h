@@ -24,11 +24,11 @@ class KSUTIL_API TableStore {
  public:
   virtual ~TableStore() = default;
 
-  /* The layout of the records: the schema's, fitted to what the table really holds. */
+  /* The layout of the records: the schema's, fitted to the records in the table. */
   virtual const Relation &layout() = 0;
 
-  /* How things stand now, at the cost of one look; false on an error.  A table that does
-   * not exist yet is no error. */
+  /* The state of the table now, at the cost of one look; false on an error.  A table
+   * that does not exist yet is not an error. */
   virtual bool stamp(Stamp &stamp) = 0;
 
   /* The rows as they are now; the same object as before when nothing has changed.  Null
@@ -61,12 +61,12 @@ class KSUTIL_API TableStore {
    * Found later, the write that met it fails, and what it wrote is taken back. */
   virtual bool exclusively(const std::function<bool(Exclusive &)> &work) = 0;
 
-  /* Where the table lives, in the store's words: a path for files. */
+  /* The place of the table, in the store's words: a path for files. */
   virtual const std::string &file_name() const = 0;
   virtual const std::string &directory() const = 0;
 };
 
-/* What may be done to several tables while this program has them to itself.  Tables are
+/* The operations on several tables that this program has locked together.  Tables are
  * named by their places in the list that was given to DatabaseStore::transaction. */
 class KSUTIL_API Transaction {
  public:

@@ -36,7 +36,7 @@ concept IntegerValue =
     !std::same_as<T, wchar_t> && !std::same_as<T, char8_t> &&
     !std::same_as<T, char16_t> && !std::same_as<T, char32_t>;
 
-/* A field and the value that it is to get. */
+/* A field and the value to be written to it. */
 struct FieldValue {
   template <IntegerValue T>
   FieldValue(std::string_view field, T number)
@@ -61,7 +61,7 @@ struct FieldValue {
   std::variant<std::int64_t, double, std::string_view> value;
 };
 
-/* A field and the variable that is to get its value: a long for integers, a double for
+/* A field and the variable that receives its value: a long for integers, a double for
  * reals, times, load dates and integers, a std::string for texts. */
 struct FieldResult {
   FieldResult(std::string_view field, long &to) : name(field), result(&to) {}

@@ -44,8 +44,8 @@ struct Value {
 class KSUTIL_API Fields {
  public:
   virtual ~Fields() = default;
-  /* Binds a name, "time", "origin.time" or "origins[0].time", to a slot and a type; false:
-   * unknown. */
+  /* Binds a name, "time", "origin.time" or "origins[0].time", to a slot and a type;
+   * false if the name is unknown. */
   virtual bool bind(std::string_view name, int &slot, Type &type) const = 0;
 };
 
@@ -59,7 +59,7 @@ class KSUTIL_API Record {
   virtual bool value(int slot, Value &result) const = 0;
 };
 
-/* Where and why a text does not compile. */
+/* The place and cause of an error in a text. */
 struct Error {
   std::size_t position = 0;  // byte offset in the text
   std::string message;       // what was expected, without the position
@@ -97,8 +97,8 @@ class KSUTIL_API Program {
   /* Whether the value is the same for every record (no field and no `now` in it). */
   bool is_constant() const;
 
-  /* The bare field that the whole expression is, or -1: callers read such a field
-   * themselves. */
+  /* The field, if the whole expression is a bare field, else -1: callers read such a
+   * field themselves. */
   int only_slot() const;
 
   /* The value on a record; false, with a message registered and `result` untouched, when

@@ -10,11 +10,11 @@ namespace ksutil::tools {
  * microseconds.  Empty for a null: below -9999999998, above 9999999998, or not finite. */
 std::string time_cell(double epoch);
 
-/* The number with so many decimals; empty for -999, the null of reals, and for what is not
- * finite. */
+/* The number with that many decimals; empty for -999, the null of reals, and for
+ * numbers that are not finite. */
 std::string real_cell(double value, int decimals);
 
-/* The shortest text that reads back as the same number; empty for what is not finite. */
+/* The shortest text that reads back as the same number; empty if it is not finite. */
 std::string shortest_cell(double value);
 
 /* The number; empty for -1, the null of ids. */

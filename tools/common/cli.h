@@ -56,7 +56,7 @@ Command make_command(std::string name, std::string description,
 struct Program {
   std::string name, description;
   std::vector<Command> commands;
-  std::string notes;  // of the help, after the examples; whole lines, or nothing
+  std::string notes;  // of the help, after the examples; whole lines, or empty
 };
 
 /* Parses the command line, runs the chosen subcommand and returns the exit code.  Answers

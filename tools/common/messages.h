@@ -1,4 +1,5 @@
-/* messages: prints what a program has to say on standard error, one line for one cause. */
+/* messages: prints the messages of a program on standard error, one line for each
+ * cause. */
 #ifndef KSUTIL_TOOLS_COMMON_MESSAGES_H
 #define KSUTIL_TOOLS_COMMON_MESSAGES_H
 
@@ -22,10 +23,10 @@ void print_register();
 
 /* The causes in a text of the error register, in the order of registration.
  *
- * The names of functions in front of the messages are left out; the text of errno follows
- * its message after a colon.  Left out as a whole are repetitions and, after the first
- * message, what the callers of a failed function add to it ("cannot read table origin.",
- * "EVServer::refreshEvents: refreshEvent() error."). */
+ * The names of functions before the messages are left out; the text of errno follows
+ * its message after a colon.  Repetitions are left out as a whole, and so are, after
+ * the first message, those that the callers of a failed function add to it ("cannot
+ * read table origin.", "EVServer::refreshEvents: refreshEvent() error."). */
 std::vector<std::string> register_causes(std::string_view text);
 
 }  // namespace ksutil::tools

@@ -8,8 +8,8 @@
 
 namespace ksutil::tools {
 
-/* A database that is closed at the end of the scope.  False, with a message registered, when
- * it could not be opened with that mode ("r" or "r+"). */
+/* A database that is closed at the end of the scope.  False, with a message registered,
+ * if it could not be opened with that mode ("r" or "r+"). */
 class OpenDatabase {
  public:
   OpenDatabase(const std::string &name, const char *mode) {

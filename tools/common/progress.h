@@ -9,8 +9,8 @@ namespace ksutil::tools {
 
 class Progress {
  public:
-  /* Draws the empty bar of `total` steps of `what`, named `unit` if that is given.  With a
-   * total of 0, which is not known, the steps are counted without a bar.  quiet draws
+  /* Draws the empty bar of `total` steps of `what`, named `unit` if that is given.  A
+   * total of 0 means unknown: the steps are counted without a bar.  quiet draws
    * nothing. */
   Progress(std::string what, long total, bool quiet, std::string unit = "");
   /* Wipes the bar: print results after the end of its scope, or after wipe(). */

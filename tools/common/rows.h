@@ -19,10 +19,10 @@ void add_form_options(CLI::App &command, Form &form);
 struct Column {
   std::string name;
   bool right = false;     // right-justified in a text table
-  bool number = false;    // a number in JSON, null for a text that is not one
-  std::string unit = {};  // empty: none
+  bool number = false;    // a number in JSON, null for a text that is not a number
+  std::string unit = {};  // empty: no unit
   std::string heading =
-      {};  // in a text table instead of a longer name; empty: the name
+      {};  // heading in a text table instead of a longer name; empty: the name
 };
 
 /* Collects rows and prints them to standard output at the end.  An empty cell is a null:
@@ -46,7 +46,7 @@ class Rows {
   std::vector<std::vector<std::string>> rows_;
 };
 
-/* The text of a number as JSON: an integer or a real, null when it is neither. */
+/* The text of a number as JSON: an integer or a real; null if it is not a number. */
 nlohmann::ordered_json json_number(const std::string &text);
 
 /* A text as JSON, null when it is empty. */

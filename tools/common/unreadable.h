@@ -1,4 +1,4 @@
-/* unreadable: says how much of a database could not be read. */
+/* unreadable: reports how much of a database could not be read. */
 #ifndef KSUTIL_TOOLS_COMMON_UNREADABLE_H
 #define KSUTIL_TOOLS_COMMON_UNREADABLE_H
 
@@ -13,8 +13,8 @@ struct Unreadable {
   bool any() const { return rows > 0 || values > 0; }
 };
 
-/* The records that views have left out because they cannot be read, as the error register
- * has it; takes these messages out of the register. */
+/* The number of records that views have left out as unreadable, from the messages in
+ * the error register; removes these messages. */
 long take_left_out();
 
 /* Prints one line with the counts and a hint to ksdb verify; `things` names the rows

@@ -1,8 +1,8 @@
-/* Reading a field from the text of a row, whose table is not at hand.
+/* row_field: reads a field from the text of a row whose table is not at hand.
  *
  * The rows of one table need not have one layout: databases mix the strict and the wide
  * one, some programs write another width of load date, and a record may be older than
- * the file that is there now.  The length of a row tells which layout it has. */
+ * the file that is there now.  The length of a row shows which layout it has. */
 #ifndef KSUTIL_EVENTS_CLIENT_INTERNAL_ROW_FIELD_H
 #define KSUTIL_EVENTS_CLIENT_INTERNAL_ROW_FIELD_H
 

@@ -1,4 +1,4 @@
-/* What readers see: the published lists and the cache of expanded events, under the
+/* published: holds the published lists and the cache of expanded events, under the
  * events lock. */
 #ifndef KSUTIL_EVENTS_SERVER_INTERNAL_PUBLISHED_H
 #define KSUTIL_EVENTS_SERVER_INTERNAL_PUBLISHED_H
@@ -18,7 +18,7 @@
 namespace ksutil::events {
 
 /* A mutex that knows its owner, so that a wait that could never end can be refused.
- * The owner may lock it again, and unlocks it as often; an unlock by anybody else is
+ * The owner may lock it again, and unlocks it as often; an unlock by another thread is
  * refused with a message. */
 class EventsLock {
  public:
@@ -32,7 +32,7 @@ class EventsLock {
  private:
   std::mutex mutex_;
   std::atomic<std::thread::id> owner_{};
-  int depth_ = 0;  // how often the owner holds it; the owner's
+  int depth_ = 0;  // how often the owner holds it; used by the owner only
 };
 
 /* ExpandedReads: remembers which events are expanded, or being expanded, and how recent
@@ -55,7 +55,7 @@ class ExpandedReads {
 };
 
 /* Guarded by `lock`, all but `reads`.  The lists are replaced as wholes, except that
- * the refresh may change one in place while it holds the lock and nobody else holds the
+ * the refresh may change one in place while it holds the lock and no reader holds the
  * list. */
 class Published {
  public:

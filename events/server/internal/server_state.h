@@ -61,7 +61,7 @@ struct ServerState {
 
   // Refresh.
   std::atomic_flag refresh_running;       // the refresh mutex: try-lock only
-  std::atomic<int32_t> refresh_again{0};  // who asked for another one: see refresh.cpp
+  std::atomic<int32_t> refresh_again{0};  // why another one is needed: see refresh.cpp
 
   Published published;
   ClientList clients;
@@ -78,7 +78,7 @@ struct ServerState {
   std::atomic<bool> worker_left{true}, refresher_left{true}, monitor_left{true};
   std::deque<std::unique_ptr<EVCommand>>
       own_commands;              // the worker's; see push_command
-  std::atomic<int32_t> pins{0};  // client threads that hand over a command just now
+  std::atomic<int32_t> pins{0};  // client threads that are handing over a command
 };
 
 }  // namespace ksutil::events

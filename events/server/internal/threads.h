@@ -1,4 +1,4 @@
-/* The three threads of a server and the queue of commands between them. */
+/* threads: the three threads of a server and the queue of commands between them. */
 #ifndef KSUTIL_EVENTS_SERVER_INTERNAL_THREADS_H
 #define KSUTIL_EVENTS_SERVER_INTERNAL_THREADS_H
 
@@ -16,7 +16,7 @@ struct ServerState;
 /* The handshake between the refresher and the worker: a binary latch.  lock() waits
  * until the latch is open and takes it; unlock(), from any thread, opens it and has no
  * effect on an open latch; close() lets every present and future lock() return, because
- * nobody will open the latch any more. */
+ * no thread will open the latch any more. */
 class RefreshLatch {
  public:
   void lock();

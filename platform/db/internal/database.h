@@ -20,7 +20,7 @@ namespace ksutil::db {
 
 class GreatestIds;
 
-/* The mutex guards everything in it. */
+/* The mutex guards all other members. */
 class Database {
  public:
   explicit Database(std::unique_ptr<DatabaseStore> store);
@@ -37,9 +37,9 @@ class Database {
   RecordSource *source(int table);
   TableSource *table(std::string_view name);
 
-  /* Takes a view: its number, which is not given to another. */
+  /* Takes a view and returns its number, which no other view gets. */
   int add_view(std::unique_ptr<RecordSource> view);
-  /* False when the number is not that of a view. */
+  /* Frees a view; false when the number is not that of a view. */
   bool free_view(int number);
 
   /* Texts and lists of texts that live as long as the database. */
@@ -53,7 +53,7 @@ class Database {
   std::unique_ptr<DatabaseStore> store_;
   std::shared_ptr<const Schema> schema_;
   std::vector<std::unique_ptr<RecordSource>>
-      sources_;  // by table number: tables, made when used, then views
+      sources_;  // by number: first the tables, made when used, then the views
   std::set<std::string> texts_;
   std::map<std::string, TblPtr> lists_;
   std::unique_ptr<GreatestIds> greatest_ids_;

@@ -16,7 +16,8 @@ namespace ksutil::db {
 
 class GreatestIds {
  public:
-  /* 0 when there is none.  Costs what has changed since the last call. */
+  /* The greatest id in use; 0 when there is none.  Reads only what has changed since
+   * the last call. */
   std::int64_t follow(const std::string &table, const std::string &field,
                       const std::shared_ptr<const Snapshot> &snapshot);
 

@@ -1,4 +1,4 @@
-/* next_ids: counts a counter of the table lastid on. */
+/* next_ids: takes ids from a counter of the table lastid. */
 #ifndef KSUTIL_PLATFORM_DB_INTERNAL_NEXT_ID_H
 #define KSUTIL_PLATFORM_DB_INTERNAL_NEXT_ID_H
 

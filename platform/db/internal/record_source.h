@@ -30,7 +30,7 @@ class RecordSource {
   /* Equal for sources whose field indexes mean the same fields. */
   virtual std::uint64_t signature() const = 0;
 
-  /* The number of records as things stand now; false with a message. */
+  /* The present number of records; false with a message. */
   virtual bool count(const char *who, long &count) = 0;
 
   /* The number of records that cannot be read, see dbq_unreadable_count; false with a
@@ -41,14 +41,14 @@ class RecordSource {
    * next call on this source.  Null, with a message in the name of `who`. */
   virtual const expr::Record *record(const char *who, long number) = 0;
 
-  /* The stored table that this is, else null. */
+  /* The stored table, if this is one, else null. */
   virtual TableSource *table() { return nullptr; }
 };
 
 /* The names that an expression over a source may use. */
 class SourceFields final : public expr::Fields {
  public:
-  /* Null: no names at all. */
+  /* A null source has no names. */
   explicit SourceFields(const RecordSource *source) : source_(source) {}
   bool bind(std::string_view name, int &slot, expr::Type &type) const override;
 

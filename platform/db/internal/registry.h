@@ -15,12 +15,14 @@ namespace ksutil::db {
 /* Registers an open database: its number, or -1 with a message. */
 int register_database(std::unique_ptr<DatabaseStore> store);
 
-/* The number of the database that is shared under this name and mode, counted once more;
- * the first time what `open` gives.  -1 when `open` gives -1. */
+/* The number of the database that is shared under this name and mode, with one more
+ * user.  The first time, `open` opens it and gives the number; -1 when `open` gives
+ * -1. */
 int share_database(const std::string &name, const std::string &mode,
                    const std::function<int()> &open);
 
-/* Closes a database, a shared one for its last user; false when the number names none. */
+/* Closes a database; a shared one is closed for its last user only.  False when no open
+ * database has the number. */
 bool release_database(int number);
 
 /* An open database, locked for one scope. */

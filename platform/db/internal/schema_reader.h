@@ -11,7 +11,7 @@
 
 namespace ksutil::db {
 
-/* Bounds on what a schema file may ask for. */
+/* Bounds on the contents of a schema file. */
 inline constexpr std::size_t kSchemaMaxBytes = std::size_t{1} << 20;
 inline constexpr long kSchemaMaxTables = 1000;
 inline constexpr long kSchemaMaxFields = 1000;
@@ -20,7 +20,7 @@ inline constexpr int kMaxRecordWidth = 65534;
 
 class SchemaReader {
  public:
-  /* `source` is what messages call the text: its file. */
+  /* `source` names the text in messages: its file. */
   explicit SchemaReader(std::string source) : source_(std::move(source)) {}
 
   /* Null, with a message that names the source, table, field and cause. */

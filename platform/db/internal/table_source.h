@@ -38,7 +38,7 @@ class TableSource final : public RecordSource {
   long number() const { return number_; }
   const Relation &relation() const { return layout_->relation(); }
 
-  /* One look; later reads show what it saw. */
+  /* Looks at the table once; later reads show the rows of that look. */
   bool stamp(const char *who, Stamp &stamp);
   /* The rows as they are now, which later reads show; null with a message. */
   std::shared_ptr<const Snapshot> look(const char *who);
@@ -57,7 +57,7 @@ class TableSource final : public RecordSource {
   using Edit = std::function<bool(const Relation &, std::string &row)>;
   bool rewrite(const char *who, long number, const Edit &edit);
 
-  /* TableStore::exclusively for a handle that may write; later reads show the result. */
+  /* TableStore::exclusively, if the handle may write; later reads show the result. */
   bool exclusively(const char *who,
                    const std::function<bool(TableStore::Exclusive &)> &work);
 
@@ -75,7 +75,7 @@ class TableSource final : public RecordSource {
   const bool writable_;
   std::shared_ptr<const BoundLayout> layout_;
   std::shared_ptr<const Snapshot> snapshot_;
-  bool stale_ = true;  // the table has changed, or was never read
+  bool stale_ = true;  // the table has changed or was never read
   std::string null_, scratch_;
   RowRecord current_;
 };

@@ -29,8 +29,9 @@ inline constexpr std::size_t kMaxArguments = 4;         // of one instruction
 
 class Scratch;
 
-/* The arguments and the result of a function call: arguments of the declared types, none of them null unless
- * the function takes nulls; a result that is already of its type and not null. */
+/* The arguments and the result of a function call.  The arguments are of the declared
+ * types, and not null unless the function takes nulls; the result already has its type
+ * and is not null. */
 struct Call {
   Scratch &scratch;
   const Value *const *arguments;
@@ -105,14 +106,14 @@ struct Instruction {
 struct Code {
   std::vector<Instruction> instructions;
   std::vector<Value> constants;
-  std::deque<std::string> texts;  // of the constants; a deque, so that none moves
+  std::deque<std::string> texts;  // of the constants, which must not move
   std::vector<std::unique_ptr<const Pattern>> patterns;
   std::size_t temporaries = 0;
   std::uint16_t result = 0;
   Type type = Type::kInteger;
   bool constant = true;
   int only_slot = -1;
-  std::uint64_t id = 0;  // no other program of this process has it
+  std::uint64_t id = 0;  // unique in this process
 };
 
 }  // namespace ksutil::expr

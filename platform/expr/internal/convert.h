@@ -15,7 +15,7 @@ bool convert_into(const Value &value, Type type, char *buffer, Value &result);
 /* Marks a value as null, with the null's own number or text of its type. */
 void set_null(Value &value);
 
-/* Finite, and within the range of integers. */
+/* Whether the value is finite and within the range of integers. */
 bool real_to_integer(double real, std::int64_t &integer);
 
 }  // namespace ksutil::expr

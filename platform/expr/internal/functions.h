@@ -11,12 +11,12 @@
 
 namespace ksutil::expr {
 
-/* The traits in which a function differs from a plain one. */
+/* The traits in which a function may differ from a plain one. */
 enum Trait : unsigned {
   kPlain = 0,
   kVaries = 1,      // not constant even with constant arguments
   kTakesNulls = 2,  // is called with null arguments
-  kRepeats = 4,     // of two arguments, but takes more: f(f(a, b), c)
+  kRepeats = 4,     // declared with two arguments, takes more: f(f(a, b), c)
   kGlobs = 8        // the first argument is a shell pattern
 };
 

@@ -16,7 +16,8 @@
 
 namespace ksutil::expr {
 
-/* Places of constants begin here, until the registers behind the temporaries are known. */
+/* Provisional places of constants begin here, until the number of temporaries is
+ * known. */
 inline constexpr std::uint16_t kConstantPlace = 0x8000;
 
 /* The value of a piece of the expression.  A piece that is not constant stands in the
@@ -38,14 +39,14 @@ class Generator {
   std::uint16_t mark() const { return next_; }
   void release(std::uint16_t mark) { next_ = mark; }
 
-  /* The rest give false with the error filled in. */
+  /* The functions below give false with the error filled in. */
   bool constant(Value value, std::size_t position, Operand &result);
   bool field(const Token &name, Operand &result);
   bool affirm(const Operand &operand) { return expect_number(operand); }
   bool negate(Operand &operand);
   bool invert(Operand &operand);
 
-  /* `left` becomes the result; both begin at `mark`. */
+  /* Applies the operator; the result replaces `left`, and both begin at `mark`. */
   bool binary(Symbol symbol, std::uint16_t mark, Operand &left, Operand right);
 
   /* Between its two operands a logical operator jumps over the second.  Index of that
@@ -53,7 +54,7 @@ class Generator {
   bool begin_logic(Symbol symbol, std::uint16_t mark, Operand &left, std::size_t &jump);
   bool end_logic(std::uint16_t mark, Operand &left, Operand right, std::size_t jump);
 
-  /* The places of a conditional that are filled in when all of it is known. */
+  /* The instructions of a conditional whose targets are filled in at its end. */
   struct Choice {
     std::size_t test = 0, first = 0, leave = 0;
     Operand value;
@@ -105,10 +106,10 @@ class Generator {
 /* "an integer" and so on, for messages. */
 const char *type_name(Type type);
 
-bool is_number(Type type);  // a time is one too
+bool is_number(Type type);  // a time is a number too
 
-/* The type that values of both have in common; false, and `common` as it was, when there
- * is none. */
+/* The type to which values of both types can be converted; false, with `common`
+ * untouched, when there is none. */
 bool common_type(Type a, Type b, Type &common);
 
 }  // namespace ksutil::expr

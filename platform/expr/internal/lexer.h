@@ -54,7 +54,8 @@ struct Token {
 class Lexer {
  public:
   explicit Lexer(std::string_view text) : text_(text) {}
-  /* The next word; false, with `error` filled in, when there is none of the language. */
+  /* The next word; false, with `error` filled in, when the text has no valid word
+   * there. */
   bool next(Token &token, Error &error);
 
  private:
@@ -67,7 +68,7 @@ class Lexer {
 
   std::string_view text_;
   std::size_t at_ = 0;
-  Symbol last_ = Symbol::kEnd;  // the word before
+  Symbol last_ = Symbol::kEnd;  // the previous word
 };
 
 }  // namespace ksutil::expr

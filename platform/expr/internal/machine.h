@@ -11,7 +11,7 @@
 
 namespace ksutil::expr {
 
-/* The texts that one evaluation makes. */
+/* The texts made by one evaluation. */
 class Scratch {
  public:
   /* Room for a text; null, with a message registered, when a bound is exceeded. */

@@ -15,7 +15,7 @@ struct Program::Code : expr::Code {};
 
 struct Workspace::Impl {
   std::vector<Value> registers;
-  std::uint64_t loaded = 0;  // the program whose constants stand in the registers
+  std::uint64_t loaded = 0;  // the program whose constants are in the registers
   Scratch scratch;
   char converted[kConvertedSize];  // the text of convert()
 };

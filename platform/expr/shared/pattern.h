@@ -12,7 +12,8 @@
 
 namespace ksutil::expr {
 
-/* Bounds of a pattern: its text, its nesting, and what it grows to by repetitions. */
+/* Bounds of a pattern: its text, its nesting, and its size after repetitions are
+ * expanded. */
 inline constexpr std::size_t kMaxPatternLength = 1024;
 inline constexpr int kMaxPatternDepth = 100;
 inline constexpr std::size_t kMaxPatternStates = 2000;
@@ -26,10 +27,11 @@ struct PatternScratch {
 
 class Pattern {
  public:
-  /* False, with the place in the pattern and what was expected there. */
+  /* False, with the place of the error in the pattern and what was expected there. */
   bool compile(std::string_view text, std::size_t &position, std::string &message);
 
-  /* Whether the pattern matches somewhere in the text.  Bytes, ASCII classes. */
+  /* Whether the pattern matches somewhere in the text, byte by byte, with ASCII
+   * classes. */
   bool found_in(std::string_view text, PatternScratch &scratch) const;
 
   std::size_t size() const { return states_.size(); }

@@ -1,5 +1,5 @@
-/* station_codes: maps codes of the database to those of SEED volumes and back.
- * EVServer's members of like names tell what the commands mean.
+/* station_codes: maps codes of the database to those of SEED volumes and back.  The
+ * members of EVServer with the same names have the contracts.
  *
  * They run on the worker or on a caller's thread, hold the database lock in short steps
  * and must be called without it.  Each reports a failure in the error register and then

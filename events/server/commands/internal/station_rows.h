@@ -1,5 +1,5 @@
-/* station_rows: the commands that select rows by station, channel and time.  EVServer's
- * members of like names tell what they mean.
+/* station_rows: the commands that select rows by station, channel and time.  The
+ * members of EVServer with the same names have the contracts.
  *
  * They run on the worker or on a caller's thread, hold the database lock in short steps
  * and must be called without it.  Each reports a failure in the error register and then

@@ -1,6 +1,6 @@
-/* GroupIndex: finds the rows of a table for every match but that by a single id.  It keeps
- * groups of rows with equal items, and in each group the ranges in order of their lower
- * ends. */
+/* GroupIndex: finds the rows of a table for every match except that by a single id.  It
+ * keeps groups of rows with equal items, and in each group the ranges in order of their
+ * lower ends. */
 #ifndef KSUTIL_PLATFORM_DB_MATCH_INTERNAL_GROUP_INDEX_H
 #define KSUTIL_PLATFORM_DB_MATCH_INTERNAL_GROUP_INDEX_H
 
@@ -19,8 +19,8 @@ namespace ksutil::db {
 
 class GroupIndex {
  public:
-  /* Brings the index up to date: adds new rows; builds anew when the keys of older ones
-   * have changed.  Rows with a null or unreadable key are left out. */
+  /* Brings the index up to date: adds new rows; builds itself anew when the keys of
+   * older rows have changed.  Rows with a null or unreadable key are left out. */
   void follow(const MatchPlan &plan, const std::shared_ptr<const Snapshot> &snapshot);
 
   /* Appends the rows that match, ascending. */
@@ -28,8 +28,8 @@ class GroupIndex {
 
  private:
   struct Entry {
-    double low, high;  // the first range of the row; 0 without one
-    double reach;      // the greatest high of the group up to here
+    double low, high;  // the first range of the row; 0 without ranges
+    double reach;      // the greatest high of the group up to this entry
     long row;
   };
   struct Group {

@@ -23,14 +23,15 @@ struct MatchPattern {
 /* Splits at the first "::" that stands outside quotes. */
 MatchPattern split_pattern(std::string_view text);
 
-/* The texts of a pattern list; false with a message when it is empty or has a hole. */
+/* The texts of a pattern list; false with a message when it is empty or has a null
+ * item. */
 bool pattern_texts(const char *who, Tbl *list, std::vector<std::string> &texts);
 bool same_texts(Tbl *list, const std::vector<std::string> &texts);
 
 /* The values of one record under the patterns of its side. */
 struct MatchKey {
   struct Range {
-    double low, high;  // an end that is null is infinite
+    double low, high;  // a null end is infinite
     bool operator==(const Range &) const = default;
   };
   bool null = false;          // matches nothing
@@ -49,11 +50,11 @@ class MatchPlan {
                                                   std::vector<std::string> kpattern,
                                                   std::vector<std::string> tpattern);
 
-  /* Whether it was compiled from these. */
+  /* Whether it was compiled from these patterns and sources. */
   bool is_for(const RecordSource &key, const RecordSource &table, Tbl *kpattern,
               Tbl *tpattern) const;
 
-  /* Of a match of one integer field of the table with an integer: the field, else "". */
+  /* The field of the table if one integer field is matched with an integer, else "". */
   const std::string &id_field() const { return id_field_; }
   bool has_ranges() const { return ranges_ > 0; }
 

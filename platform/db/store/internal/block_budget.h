@@ -11,7 +11,7 @@ namespace ksutil::db {
 
 class BlockSnapshot;
 
-/* Threads: snapshots may end on any thread; blocks are read, and dropped, on the thread
+/* Threads: snapshots may end on any thread; blocks are read and dropped on the thread
  * that uses the database. */
 class BlockBudget {
  public:
@@ -21,7 +21,7 @@ class BlockBudget {
   void leave(const BlockSnapshot *snapshot);
 
   /* Counts a block that was read.  Beyond the limit, drops the blocks that were read
-   * longest ago and that nobody else holds, until half the limit is left. */
+   * longest ago and that have no other owner, until half the limit is left. */
   void add(std::size_t bytes);
 
   /* Increases from block to block. */
@@ -32,8 +32,8 @@ class BlockBudget {
 
   const std::size_t limit_;
   std::mutex mutex_;                              // guards the snapshots
-  std::vector<const BlockSnapshot *> snapshots_;  // those alive
-  std::size_t bytes_ = 0;  // at most this much is held; exact after each drop
+  std::vector<const BlockSnapshot *> snapshots_;  // the living ones
+  std::size_t bytes_ = 0;  // upper bound of the bytes held; exact after each drop
   std::uint64_t turn_ = 0;
 };
 

@@ -20,7 +20,7 @@ struct BlockSlot {
   std::uint32_t rows = 0;  // whole records in the block
   bool current = false;    // it holds the snapshot's rows; else those of the one before
   bool ready = false;      // current, complete, and every newline is in its place
-  bool dropped = false;    // it was read and given up; its rows may read otherwise now
+  bool dropped = false;    // it was read and dropped; its rows may read otherwise now
 
   void drop() {
     block = BlockPtr();
@@ -51,8 +51,8 @@ class BlockSnapshot : public Snapshot {
   std::size_t rows_per_block() const { return mask_ + 1; }
   std::size_t record_length() const { return length_; }
 
-  /* The block with its rows, read now if it has not been; its `current` tells whether
-   * that was possible. */
+  /* The block with its rows, read now if it has not been read; its `current` shows
+   * whether that was possible. */
   const BlockSlot &block(std::size_t index) const {
     if (!slots_[index].current) {
       load(index, slots_[index]);
@@ -60,19 +60,19 @@ class BlockSnapshot : public Snapshot {
     }
     return slots_[index];
   }
-  /* The same as it is, without reading. */
+  /* The block as it is, without reading. */
   const BlockSlot &held_block(std::size_t index) const { return slots_[index]; }
 
  protected:
   BlockSnapshot(std::shared_ptr<const Relation> layout, const Stamp &stamp,
                 std::shared_ptr<BlockBudget> budget, std::string file);
 
-  /* Fills a slot that is not current; leaves it so, with a message, when it cannot. */
+  /* Fills a slot that is not current; leaves it so, with a message, on failure. */
   virtual void load(std::size_t index, BlockSlot &slot) const = 0;
 
-  /* Records that a block of this snapshot has, as far as its count goes. */
+  /* The number of records of this snapshot in a block, as its count allows. */
   std::size_t expected_rows(std::size_t index) const;
-  /* Marks a filled slot as current, after a look at its newlines. */
+  /* Marks a filled slot as current after checking its newlines. */
   void settle(std::size_t index, BlockSlot &slot) const;
 
   std::size_t length_;  // of a record with its newline
@@ -88,7 +88,7 @@ class BlockSnapshot : public Snapshot {
   std::string_view examined_row(long record) const;
 };
 
-/* How many records, as a power of two, a block has. */
+/* The number of records of a block, as a power of two. */
 unsigned block_shift(std::size_t record_length);
 
 }  // namespace ksutil::db

@@ -15,8 +15,8 @@ struct FlatDescriptor {
   Prefixes prefixes;   // of table_path
   bool sync = false;
 
-  /* What the file holds: at least one of the words above; a parameter file without them;
-   * something else.  kMissing until read() is called. */
+  /* The content of the file: at least one of the words above; a parameter file without
+   * them; anything else.  kMissing until read() is called. */
   enum class Content {
     kMissing,
     kWords,
@@ -25,7 +25,7 @@ struct FlatDescriptor {
   } content = Content::kMissing;
 
   /* Reads the descriptor of the database of that name; false, with a message, when it
-   * cannot be read or one of the words has a value that it cannot have. */
+   * cannot be read or one of the words has an invalid value. */
   bool read(const std::string &name);
 };
 

@@ -25,11 +25,12 @@ class FlatExclusive final : public TableStore::Exclusive, public RowRemoval {
   FlatExclusive(const FlatExclusive &) = delete;
   FlatExclusive &operator=(const FlatExclusive &) = delete;
 
-  /* Opens, or makes, and locks the file, after an interrupted transaction of the table has
-   * been finished or undone; false with a message. */
+  /* Opens, or makes, and locks the file, after it has finished or undone an interrupted
+   * transaction of the table; false with a message. */
   bool open();
 
-  /* Whether the file was removed or exchanged before anything was written. */
+  /* Whether `work` may run again: the file was removed or exchanged before anything was
+   * written. */
   bool may_start_again() const { return exchanged_ && !wrote_; }
 
   std::shared_ptr<const Snapshot> snapshot() override;
@@ -41,7 +42,7 @@ class FlatExclusive final : public TableStore::Exclusive, public RowRemoval {
  private:
   friend class FlatTransaction;
 
-  /* The same without a look at transactions. */
+  /* The same without checking for transactions. */
   bool open_locked();
   enum class Opened { kLocked, kGone, kFailed };
   Opened open_and_lock();
@@ -50,12 +51,12 @@ class FlatExclusive final : public TableStore::Exclusive, public RowRemoval {
   bool holds_table() const;
   bool still_at_path() const;
   bool lost();
-  /* Brings the table up to date and the end of its file into order. */
+  /* Brings the table up to date and completes the last record of the file. */
   bool prepare();
   bool repair_end();
   bool check_rows(std::string &rows);
   bool copy_without(const std::vector<long> &records, int to);
-  /* Puts whole rows at the end of the file, or one over old bytes. */
+  /* Writes whole rows at the end of the file, or one row over old bytes. */
   bool write_end(std::string_view rows, off_t expected, off_t &at);
   bool write_over(std::string_view row, off_t at);
   bool write(std::string_view bytes, off_t at, bool append, std::string_view old_bytes);
@@ -72,7 +73,7 @@ class FlatExclusive final : public TableStore::Exclusive, public RowRemoval {
   FileHandle handle_;
   std::unique_ptr<FileLock> lock_;
   bool created_ = false;
-  bool exchanged_ = false;  // found with another file, or none, at the path
+  bool exchanged_ = false;  // another file, or none, was found at the path
   bool wrote_ = false;      // a write has succeeded
 };
 

@@ -25,7 +25,7 @@
 
 namespace ksutil::db {
 
-/* Bytes of blocks that one open database keeps beyond those that somebody holds. */
+/* Bytes of blocks that one open database keeps beyond those that are in use. */
 inline constexpr std::size_t kBlockBudget = std::size_t{1} << 30;
 
 /* Opens a database; null, with a message, on failure.  A transaction that a dead process

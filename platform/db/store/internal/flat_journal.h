@@ -39,7 +39,7 @@ namespace ksutil::db {
 struct FlatPlaces {
   std::string name;                   // path of the descriptor
   std::vector<std::string> prefixes;  // at least one
-  bool sync = false;                  // bring every step to the disk
+  bool sync = false;                  // synchronise each step with the disk
   std::string journal() const { return name + ".journal"; }
   std::string path_of(const std::string &table) const;
 };
@@ -100,7 +100,7 @@ class FlatJournal {
   enum class Settled { kNone, kBusy, kFailed };
   static Settled settle(const FlatPlaces &places, FileLock::Wait wait);
 
-  /* Whether a journal is there whose changes concern the table, which the caller has
+  /* Whether there is a journal whose changes concern the table, which the caller has
    * locked.  Costs one system call when there is none. */
   static bool concerns(const FlatPlaces &places, const std::string &table);
 
@@ -129,7 +129,7 @@ class FlatJournal {
   bool append(const void *bytes, std::size_t size);
   bool set_state(State state);
   bool at_path() const;
-  /* Read a journal; false when its bytes are not those of a whole one. */
+  /* Reads a journal; false when its bytes are not those of a whole journal. */
   bool read_tables(Head &head);
   bool read_chunks(const Head &head);
   bool read_chunk(const Chunk &chunk, std::string &bytes) const;
@@ -148,7 +148,7 @@ class FlatJournal {
   std::int64_t length_ = 0;
 };
 
-/* Writes all bytes at a place of a file; false with errno set. */
+/* Writes all bytes at an offset of a file; false with errno set. */
 bool write_whole(int fd, std::string_view bytes, std::int64_t at);
 
 }  // namespace ksutil::db

@@ -11,21 +11,21 @@
 
 namespace ksutil::db {
 
-/* What the tables of one open database share. */
+/* The members that the tables of one open database share. */
 struct FlatShared {
   explicit FlatShared(std::size_t limit)
       : budget(std::make_shared<BlockBudget>(limit)) {}
   std::shared_ptr<BlockBudget> budget;
-  std::vector<char> scratch;  // where blocks are read for comparison
+  std::vector<char> scratch;  // blocks are read into it for comparison
 };
 
-/* A table file as one look at it found it. */
+/* The state of a table file at one look. */
 struct FlatFile {
   std::string path;
-  std::shared_ptr<FileHandle> handle;  // null when the file does not exist
+  std::shared_ptr<FileHandle> handle;  // null if the file does not exist
   std::shared_ptr<const Relation> layout;
   Stamp stamp;
-  std::string missing_end;  // what the last record lacks of its end: "", "\n" or "\r\n"
+  std::string missing_end;  // the end that the last record lacks: "", "\n" or "\r\n"
 };
 
 class FlatSnapshot final : public BlockSnapshot {

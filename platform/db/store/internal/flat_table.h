@@ -48,7 +48,7 @@ class FlatTable final : public TableStore {
   /* Brings file_ up to date with one look at the path; false, with a message, on an
    * error. */
   bool look();
-  /* Takes over what the path leads to; kGone when that was removed or exchanged
+  /* Takes over the file that the path leads to; kGone when it was removed or exchanged
    * meanwhile. */
   enum class Looked { kSeen, kGone, kFailed };
   Looked look_through(const struct stat &at_path);
@@ -56,7 +56,7 @@ class FlatTable final : public TableStore {
   void set_absent();
   std::shared_ptr<const Snapshot> next_snapshot();
 
-  /* Reads what the identity of the file alone does not tell. */
+  /* Reads the facts that the identity of the file alone does not show. */
   bool examine(int fd, const struct stat &status);
   bool fit(int fd, const struct stat &status);
   bool read_remainder(int fd, const struct stat &status);
@@ -64,9 +64,9 @@ class FlatTable final : public TableStore {
   void set_path(const std::string &path);
   void set_stamp(const struct stat &status, long count);
 
-  /* Takes over what this program has written itself, as records from..to-1, without a
-   * look at the rest of the file; a size other than expected shows that another program
-   * wrote as well, and leaves all to the next look. */
+  /* Takes over the records from..to-1 that this program has written itself, without
+   * looking at the rest of the file; a size other than expected shows that another
+   * program wrote as well, and leaves everything to the next look. */
   void adopt_write(long from, long to, off_t expected_size);
   std::size_t record_length() const {
     return static_cast<std::size_t>(file_.layout->width) + 1;
@@ -78,15 +78,16 @@ class FlatTable final : public TableStore {
   std::string directory_;
 
   FlatFile file_;
-  struct stat seen_ = {};         // of file_.handle at the last look
+  struct stat seen_ = {};         // state of file_.handle at the last look
   bool carriage_return_ = false;  // stands before the newlines
   std::vector<std::shared_ptr<const Relation>> layouts_;  // all that layout() has given
   std::shared_ptr<const FlatSnapshot> snapshot_;
 
-  /* The rows changed from snapshot_ to file_, while only this program has written. */
+  /* The rows that differ between snapshot_ and file_, if only this program has
+   * written. */
   bool own_changes_ = false;
   long changed_from_ = 0, changed_to_ = 0;
-  FlatExclusive *running_ = nullptr;  // of a call of exclusively in progress
+  FlatExclusive *running_ = nullptr;  // set while exclusively() runs
 };
 
 }  // namespace ksutil::db

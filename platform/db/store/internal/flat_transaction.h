@@ -20,7 +20,7 @@ namespace ksutil::db {
 class FlatTransaction final : public Transaction {
  public:
   FlatTransaction(FlatPlaces places, std::vector<FlatTable *> tables);
-  /* Without a publication: removes the journal. */
+  /* Removes the journal unless the changes were published. */
   ~FlatTransaction() override;
   FlatTransaction(const FlatTransaction &) = delete;
   FlatTransaction &operator=(const FlatTransaction &) = delete;
@@ -36,13 +36,13 @@ class FlatTransaction final : public Transaction {
   bool overwrite(std::size_t table, long record, std::string_view row) override;
 
  private:
-  /* One table: its lock, and the rows that are not in the journal yet. */
+  /* One table: its lock, and its rows that are not yet in the journal. */
   struct Target {
     explicit Target(FlatTable &flat) : table(&flat), file(flat) {}
     FlatTable *table;
     FlatExclusive file;
     std::int64_t size = 0;   // bytes of the file
-    std::int64_t added = 0;  // bytes appended, those in the buffer included
+    std::int64_t added = 0;  // bytes appended, including those in the buffer
     std::string appended;    // buffer of kAppend
     std::string replaced;    // buffer of kReplace
     bool changed = false;

@@ -56,8 +56,8 @@ class ViewSource final : public RecordSource {
 
   const Tuples &tuples() const { return tuples_; }
 
-  /* Of a view of groups: where each begins in the list that was grouped, and at the end
-   * how many records that has; empty for other views. */
+  /* For a view of groups: the first record of each group in the list that was grouped,
+   * and at the end the number of records of that list; empty for other views. */
   std::vector<long> group_starts;
 
  private:
@@ -81,13 +81,13 @@ class ViewSource final : public RecordSource {
   JoinedRecord current_;
 };
 
-/* The records of a source as they are now; false with a message. */
+/* The present records of a source; false with a message. */
 bool list_tuples(const char *who, Dbptr db, RecordSource &source, Tuples &tuples);
 
 /* The texts of a list of expressions, all of them at least one; false with a message. */
 bool key_texts(const char *who, Tbl *keys, std::vector<std::string> &texts);
 
-/* Makes a view of the database's. */
+/* Makes a view of the database. */
 Dbptr add_view(Database &database, Dbptr db, Tuples tuples,
                std::vector<long> group_starts = {});
 
