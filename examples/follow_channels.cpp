@@ -4,8 +4,10 @@
  * the samples in its column: the higher, the wider; a blank for a gap, a question mark for
  * samples that are still being read.  The view calls back when it has more: when files
  * have been read, have grown or have been replaced, and when rows have come.  The main thread
- * then asks again and prints the line of each channel that the callback named, until all
- * channels are complete; with UPDATES until that many lines have been printed.
+ * then asks again and prints the line of each channel that the callback named, unless it
+ * is the line printed last: the view may tell of a chunk that an answer already had.
+ * The program ends when all channels are complete; with UPDATES, when that many lines
+ * have been printed.
  *
  * Usage: follow_channels DATABASE START END COLUMNS STA:CHAN[,STA:CHAN...] [UPDATES] */
 #include <ksutil.h>
@@ -125,6 +127,7 @@ int main(int argc, char **argv) {
   }
   std::set<int> incomplete;
   for (int i = 0; i < count; i++) incomplete.insert(i);
+  std::vector<std::string> shown(stations.size());
   bool failed = false;
   for (std::int64_t printed = 0;
        updates > 0 ? printed < updates : !incomplete.empty();) {
@@ -138,12 +141,15 @@ int main(int argc, char **argv) {
       const DataPtr data = ask(view.get(), channel);
       if (data == nullptr || data->state == KSSCV_COMING) continue;
       incomplete.erase(channel);
-      printed++;
-      const auto at = static_cast<std::size_t>(channel);
-      std::printf("%s:%s |%s| %s\n", station_names[at], channel_names[at],
-                  picture(*data).c_str(),
-                  data->state == KSSCV_NOTHING ? "nothing there" : data->message);
       failed |= data->state == KSSCV_ERROR;
+      const auto at = static_cast<std::size_t>(channel);
+      std::string line =
+          stations[at] + ':' + channels[at] + " |" + picture(*data) + "| ";
+      line += data->state == KSSCV_NOTHING ? "nothing there" : data->message;
+      if (line == shown[at]) continue;
+      std::puts(line.c_str());
+      shown[at] = std::move(line);
+      printed++;
     }
     std::fflush(stdout);
   }
