@@ -9,29 +9,11 @@
 
 #include "formats/waveform_index/index_tables.h"
 #include "platform/clock/clock.h"
+#include "platform/db/shared/read_only_tables.h"
 #include "platform/elog/elog.h"
 
 namespace ksutil::waveform_index {
 namespace {
-
-/* Shows the tables as they are, and forgets all changes. */
-class DryRun final : public db::Transaction {
- public:
-  DryRun(db::DatabaseStore &store, const std::vector<std::string> &names) {
-    for (const std::string &name : names) tables_.push_back(store.table(name));
-  }
-  const db::Relation &layout(std::size_t table) const override {
-    return tables_[table]->layout();
-  }
-  std::shared_ptr<const db::Snapshot> snapshot(std::size_t table) override {
-    return tables_[table]->snapshot();
-  }
-  long append(std::size_t, std::string_view) override { return 0; }
-  bool overwrite(std::size_t, long, std::string_view) override { return true; }
-
- private:
-  std::vector<db::TableStore *> tables_;
-};
 
 /* Whether a path lies in a folder or below it. */
 bool lies_under(std::string_view path, std::string_view folder) {
@@ -287,7 +269,7 @@ bool index_waveforms(db::DatabaseStore &store, const Scan &scan, bool dry_run,
            !(strict && counts.refused > 0);
   };
   if (!dry_run) return store.transaction(names, work);
-  DryRun step(store, names);
+  db::ReadOnlyTables step(store, names);
   return work(step);
 }
 

@@ -19,6 +19,21 @@ struct Places {
   bool origin_author = false, magnitude_author = false;
 };
 
+/* What the feeds of events have: CSV and GeoJSON with ComCat's names. */
+inline constexpr Places kFeedPlaces{.type = true,
+                                    .place = true,
+                                    .updated = true,
+                                    .status = true,
+                                    .phase_count = true,
+                                    .gap_and_nearest = true,
+                                    .rms = true,
+                                    .horizontal_error = true,
+                                    .depth_error = true,
+                                    .magnitude_error = true,
+                                    .magnitude_stations = true,
+                                    .origin_author = true,
+                                    .magnitude_author = true};
+
 class LeftOut {
  public:
   void add(const char *name, std::size_t count = 1);

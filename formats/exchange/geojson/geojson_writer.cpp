@@ -6,24 +6,6 @@
 #include "formats/exchange/text/value_text.h"
 
 namespace ksutil::exchange {
-namespace {
-
-constexpr Places kPlaces{.type = true,
-                         .place = true,
-                         .updated = true,
-                         .status = true,
-                         .phase_count = true,
-                         .gap_and_nearest = true,
-                         .rms = true,
-                         .horizontal_error = true,
-                         .depth_error = true,
-                         .magnitude_error = true,
-                         .magnitude_stations = true,
-                         .origin_author = true,
-                         .magnitude_author = true};
-
-}  // namespace
-
 bool GeoJsonWriter::begin() {
   buffer_.text() += "{\"type\":\"FeatureCollection\",\"features\":[";
   return true;
@@ -43,7 +25,7 @@ void GeoJsonWriter::put_time(const char *name, double time) {
 bool GeoJsonWriter::put(const Event &event) {
   const Origin &origin = preferred_origin(event);
   const Magnitude *magnitude = shown_magnitude(event);
-  left_out_.add_rest(event, magnitude, kPlaces);
+  left_out_.add_rest(event, magnitude, kFeedPlaces);
   const std::string_view type = event_type_word(event.type);
 
   buffer_.text() += first_ ? "\n" : ",\n";

@@ -7,29 +7,11 @@
 #include "formats/exchange/import/import_plan.h"
 #include "formats/exchange/import/import_tables.h"
 #include "platform/clock/clock.h"
+#include "platform/db/shared/read_only_tables.h"
 #include "platform/elog/elog.h"
 
 namespace ksutil::exchange {
 namespace {
-
-/* Shows the tables as they are, and forgets all changes. */
-class DryRun final : public db::Transaction {
- public:
-  DryRun(db::DatabaseStore &store, const std::vector<std::string> &names) {
-    for (const std::string &name : names) tables_.push_back(store.table(name));
-  }
-  const db::Relation &layout(std::size_t table) const override {
-    return tables_[table]->layout();
-  }
-  std::shared_ptr<const db::Snapshot> snapshot(std::size_t table) override {
-    return tables_[table]->snapshot();
-  }
-  long append(std::size_t, std::string_view) override { return 0; }
-  bool overwrite(std::size_t, long, std::string_view) override { return true; }
-
- private:
-  std::vector<db::TableStore *> tables_;
-};
 
 bool selected(const ImportOptions &options, const Event &event) {
   const Origin &origin = preferred_origin(event);
@@ -147,7 +129,7 @@ Imported import_events(db::DatabaseStore &store, Gathering &events,
   };
   bool done;
   if (options.dry_run) {
-    DryRun step(store, names);
+    db::ReadOnlyTables step(store, names);
     done = work(step);
   } else {
     done = store.transaction(names, work);

@@ -2,9 +2,9 @@
 
 #include <vector>
 
-#include "formats/exchange/stations/read_only_tables.h"
 #include "formats/exchange/stations/station_plan.h"
 #include "platform/clock/clock.h"
+#include "platform/db/shared/read_only_tables.h"
 
 namespace ksutil::exchange {
 namespace {
@@ -39,7 +39,7 @@ StationsImported import_stations(
   };
   bool done;
   if (options.dry_run) {
-    ReadOnlyTables step(store, names);
+    db::ReadOnlyTables step(store, names);
     done = work(step);
   } else {
     done = store.transaction(names, work);

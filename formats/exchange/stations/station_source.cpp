@@ -56,7 +56,7 @@ bool StationSource::open_tables() {
   for (const Name &table : kNames) {
     if (store_.schema()->find(table.name) != nullptr) names.emplace_back(table.name);
   }
-  view_ = std::make_unique<ReadOnlyTables>(store_, names);
+  view_ = std::make_unique<db::ReadOnlyTables>(store_, names);
   for (std::size_t which = 0; which < kTableCount; which++) {
     const auto place = std::find(names.begin(), names.end(), kNames[which].name);
     if (place == names.end()) continue;

@@ -16,10 +16,10 @@
 #include <string>
 #include <vector>
 
-#include "formats/exchange/stations/read_only_tables.h"
 #include "formats/exchange/stations/station_table.h"
 #include "formats/exchange/stations/stations.h"
 #include "formats/exchange/unplaced.h"
+#include "platform/db/shared/read_only_tables.h"
 
 namespace ksutil::exchange {
 
@@ -74,7 +74,7 @@ class StationSource {
   void read_response(std::size_t instrument, double time, Channel &channel);
 
   db::DatabaseStore &store_;
-  std::unique_ptr<ReadOnlyTables> view_;
+  std::unique_ptr<db::ReadOnlyTables> view_;
   std::array<StationTable, kTableCount> tables_;
   std::vector<std::string> networks_;
   std::map<std::string, std::vector<NetworkStation>> stations_;  // by network

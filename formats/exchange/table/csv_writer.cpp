@@ -4,24 +4,6 @@
 #include "formats/exchange/text/value_text.h"
 
 namespace ksutil::exchange {
-namespace {
-
-constexpr Places kPlaces{.type = true,
-                         .place = true,
-                         .updated = true,
-                         .status = true,
-                         .phase_count = true,
-                         .gap_and_nearest = true,
-                         .rms = true,
-                         .horizontal_error = true,
-                         .depth_error = true,
-                         .magnitude_error = true,
-                         .magnitude_stations = true,
-                         .origin_author = true,
-                         .magnitude_author = true};
-
-}  // namespace
-
 bool CsvWriter::begin() {
   buffer_.text() +=
       "time,latitude,longitude,depth,mag,magType,nst,gap,dmin,rms,net,id,updated,place,"
@@ -61,7 +43,7 @@ bool CsvWriter::put(const Event &event) {
   const Magnitude *shown = shown_magnitude(event);
   const Magnitude none;
   const Magnitude &magnitude = shown == nullptr ? none : *shown;
-  left_out_.add_rest(event, shown, kPlaces);
+  left_out_.add_rest(event, shown, kFeedPlaces);
   const std::string_view type = event_type_word(event.type);
   const double horizontal =
       origin.horizontal_error >= 0.0 ? origin.horizontal_error : origin.major_axis;
