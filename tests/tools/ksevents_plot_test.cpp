@@ -107,7 +107,8 @@ TEST(KseventsPlot, DrawsEveryKindAndThePageOfAnEvent) {
     const char *arguments, *shown;
   } cases[] = {
       {" --kind map --projection equal-area", "Mollweide"},
-      {" --kind section --azimuth 45", "vertical exaggeration 1"},
+      {" --kind section --azimuth 45 --exaggeration 1", "vertical exaggeration 1<"},
+      {" --kind section --azimuth 45", "vertical exaggeration 20<"},
       {" --kind frequency-magnitude", "(Aki 1965; Shi &amp; Bolt 1982)"},
       {" --kind frequency-magnitude --mc 5.0", "Mc 5.0 given"},
       {" --kind cumulative --where 'magnitude >= 5'", "magnitude &gt;= 5; 101 events"},

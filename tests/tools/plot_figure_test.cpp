@@ -7,6 +7,7 @@
 #include <cerrno>
 #include <cmath>
 #include <map>
+#include <numbers>
 #include <random>
 
 #include "platform/elog/elog.h"
@@ -15,8 +16,11 @@
 #include "tests/tools/scratch.h"
 #include "tools/plot/coast/coast_lines.h"
 #include "tools/plot/draw.h"
+#include "tools/plot/phase.h"
 #include "tools/plot/point_label.h"
 #include "tools/plot/projection.h"
+#include "tools/plot/text_fit.h"
+#include "tools/plot/ticks.h"
 
 namespace ksutil::plot {
 namespace {
@@ -160,6 +164,126 @@ TEST(Maps, KeepTheAspectAndThePointsTogether) {
   const double across_degree = 700.0 / (panel.x.high - panel.x.low);
   const double up_degree = panel.height / (panel.y.high - panel.y.low);
   EXPECT_NEAR(across_degree / up_degree, 0.5, 0.02);  // cos 60
+}
+
+/* Ten percent of 142 degrees is not what lies around a place. */
+TEST(Maps, ShowTheSurroundingsOfOnePlace) {
+  for (const Projection projection :
+       {Projection::kPlateCarree, Projection::kMercator}) {
+    Panel panel;
+    panel.map.emplace().projection = projection;
+    panel.points.push_back({.points = {{142.0, 37.0}}});
+    arrange_map(panel, 700.0);
+    const bool km = projection == Projection::kMercator;
+    EXPECT_LT(panel.x.high - panel.x.low, km ? 400.0 : 4.0);
+    EXPECT_GT(panel.x.high - panel.x.low, km ? 100.0 : 1.0);
+  }
+}
+
+TEST(Maps, PutThePoleInTheMiddleOfWhatLiesAroundIt) {
+  Panel panel;
+  panel.map.emplace().projection = Projection::kEqualArea;
+  for (const double lon : {-150.0, -60.0, 30.0, 120.0}) {
+    panel.points.push_back({.points = {{lon, 70.0}, {lon, 85.0}}});
+  }
+  const MapLayout map = arrange_map(panel, 700.0);
+  EXPECT_THAT(map.note, HasSubstr("centre 90°N"));
+  EXPECT_FALSE(map.grid.empty());
+  for (const Points &points : panel.points) {
+    for (const Point &point : points.points) {
+      const double half =
+          (&point == points.points.data() ? 10.0 : 2.5) * std::numbers::pi / 180.0;
+      EXPECT_NEAR(std::hypot(point.x, point.y), 2.0 * 6371.0 * std::sin(half), 0.1);
+    }
+  }
+}
+
+TEST(Texts, FitTheirPicture) {
+  const std::string text = "of all events of the western ocean since the beginning";
+  for (const double width : {60.0, 150.0, 1000.0}) {
+    for (const std::string &line : wrapped(text, 12.0, width, 3)) {
+      EXPECT_LE(text_width(line, 12.0), width);
+    }
+  }
+  EXPECT_THAT(wrapped(text, 12.0, 1000.0, 3), ElementsAre(text));
+  EXPECT_THAT(wrapped("one two", 12.0, text_width("one tw", 12.0), 3),
+              ElementsAre("one", "two"));
+  EXPECT_THAT(wrapped("unbreakable", 12.0, 30.0, 3),
+              ElementsAre(testing::EndsWith("…")));
+  EXPECT_TRUE(wrapped("", 12.0, 30.0, 3).empty());
+  EXPECT_EQ(shortened("ÄÄÄÄÄÄ", 12.0, text_width("ÄÄ…", 12.0)), "ÄÄ…");
+}
+
+/* Nothing that a narrow picture says leaves it. */
+TEST(Layouts, KeepAllTextsOfNarrowPicturesInside) {
+  Figure figure;
+  figure.width = 300.0;
+  figure.title = "A title that is much longer than a picture of this width can show";
+  figure.subtitle = figure.title + " " + figure.title;
+  Panel &panel = figure.panels.emplace_back();
+  panel.x.label = "a rather long label of a rather narrow axis, in units";
+  panel.lines.push_back({.x = {0.0, 1000000.0}, .y = {0.0, 1.0}, .name = figure.title});
+  const Layout layout = lay_out(figure);
+  EXPECT_EQ(layout.title.size(), 2U);
+  EXPECT_GT(layout.subtitle.size(), 2U);
+  for (const std::string &line : layout.subtitle) {
+    EXPECT_LT(layout.title_x + text_width(line, kSubtitleSize), 300.0);
+  }
+  const LegendItem &item = layout.panels[0].legend.at(0);
+  EXPECT_LT(item.at.x + text_width(item.text, kTickSize), 300.0);
+  const std::string svg = svg_text(figure);
+  EXPECT_THAT(svg, Not(HasSubstr(figure.title + "</text>")));
+}
+
+TEST(Ticks, OfNumbersOfThingsAreWhole) {
+  for (const Scale scale : {Scale::kLinear, Scale::kLog}) {
+    for (const double high : {1.05, 2.2, 7.0, 1000.0}) {
+      const Axis axis{.scale = scale, .whole = true};
+      const Ticks ticks = axis_ticks(axis, 0.3, high, 8);
+      EXPECT_FALSE(ticks.ticks.empty()) << high;
+      for (const Tick &tick : ticks.ticks) {
+        EXPECT_EQ(tick.value, std::round(tick.value));
+      }
+    }
+  }
+}
+
+/* A phase that passes 180 degrees leaves at the edge: no streak across, and no hole. */
+TEST(Phases, BeginAgainAtTheOtherEdge) {
+  Line line;
+  append_phase(line, 1.0, 170.0);
+  append_phase(line, 100.0, 190.0);
+  append_phase(line, 1000.0, 360.0);
+  append_phase(line, 2000.0, kNaN);
+  EXPECT_THAT(line.y, ElementsAre(170.0, 180.0, testing::IsNan(), -180.0, -170.0, 0.0,
+                                  testing::IsNan()));
+  EXPECT_NEAR(line.x[1], 10.0, 1e-9);
+  EXPECT_EQ(phase_axis().names.size(), 5U);
+}
+
+/* A document of a hundred thousand symbols would be too large to open. */
+TEST(Points, AreOneImageInADocumentWhereTheyAreMany) {
+  ScratchFolder folder;
+  Figure figure;
+  figure.panels.emplace_back().points.emplace_back();
+  std::mt19937 random(9);
+  std::uniform_real_distribution<double> place(0.0, 1.0);
+  PointStyle style;
+  style.fill = Colour{1.0, 0.0, 0.0, 1.0};
+  for (int i = 0; i < 100000; i++) {
+    figure.panels[0].points[0].points.push_back({place(random), place(random), style});
+  }
+  const std::string svg = svg_text(figure);
+  EXPECT_EQ(occurrences(svg, "<circle"), 0U);
+  EXPECT_EQ(occurrences(svg, "<image"), 1U);
+  EXPECT_LT(svg.size(), 4000000U);
+  const Rect rect{10.0, 20.0, 30.0, 15.0};
+  const Raster raster = raster_of(rect, 2.0, [](Canvas &canvas) {
+    canvas.rectangle({10.0, 20.0, 15.0, 15.0}, {{}, Colour{0.0, 0.0, 1.0, 1.0}});
+  });
+  ASSERT_EQ(raster.pixels.size(), 60U * 30U);
+  EXPECT_EQ(raster.pixels[0], 0xFF0000FFU);
+  EXPECT_EQ(raster.pixels[59], 0U);
 }
 
 TEST(Maps, TurnPointsToTheMesh) {

@@ -8,6 +8,7 @@
 #include <utility>
 #include <vector>
 
+#include "platform/db/db.h"
 #include "platform/stock/bytes.h"
 #include "platform/trace/trace.h"
 #include "tests/tools/scratch.h"
@@ -55,7 +56,8 @@ TEST(KsdbPlot, DrawsRowsWithKeys) {
   const std::string database = small_database(folder);
   const std::string svg = picture(
       folder, kPlot + database +
-                  " origin+netmag --x time --y depth --hue depth --size magnitude");
+                  " origin+netmag --x time --y depth --hue depth --size magnitude "
+                  "--colours hue");
   EXPECT_THAT(svg, HasSubstr(">time (UTC)</text>"));
   EXPECT_THAT(svg, HasSubstr(">2015-08-01</text>"));
   EXPECT_EQ(occurrences(svg, ">depth (km)</text>"), 2U);  // axis and key
@@ -65,6 +67,91 @@ TEST(KsdbPlot, DrawsRowsWithKeys) {
   /* Amber for the smallest, at 50 degrees, to blue for the largest, at -140. */
   EXPECT_THAT(svg, HasSubstr("#f5d63d"));
   EXPECT_THAT(svg, HasSubstr("#3d7af5"));
+}
+
+/* Depths are dark where they are large; a hue of the user's own wins. */
+TEST(KsdbPlot, ColoursGrowEvenlyLighterUnlessHuesAreAsked) {
+  const ScratchFolder folder;
+  const std::string command =
+      kPlot + small_database(folder) + " origin --x time --y lat --hue ";
+  const std::string lat = picture(folder, command + "lat");
+  const std::string depth = picture(folder, command + "depth");
+  const auto first = [](const std::string &svg, const char *colour) {
+    return svg.find(std::string("fill=\"") + colour);
+  };
+  for (const std::string &svg : {lat, depth}) {
+    EXPECT_THAT(svg, HasSubstr("#440154"));
+    EXPECT_THAT(svg, HasSubstr("#fde725"));
+  }
+  EXPECT_LT(first(lat, "#440154"), first(lat, "#fde725"));  // in the order of the rows
+  EXPECT_GT(first(depth, "#440154"), first(depth, "#fde725"));
+  for (const char *hues : {"--colours hue", "--hue-range -180", "--saturation depth"}) {
+    EXPECT_THAT(picture(folder, command + "lat " + hues), Not(HasSubstr("#440154")));
+  }
+}
+
+TEST(KsdbPlot, DrawsMechanismsInPlaceOfPoints) {
+  const ScratchFolder folder;
+  const std::string name = small_database(folder);
+  Dbptr db;
+  ASSERT_EQ(dbopen_noshare(name.c_str(), "r+", &db), 0);
+  const Dbptr mt = dblookup(db, nullptr, "mt", nullptr, nullptr);
+  char *const end = nullptr;
+  dbaddv(mt, "mtid", 1L, "orid", 1L, "strike1", 0.0, "dip1", 90.0, "rake1", 0.0, end);
+  dbaddv(mt, "mtid", 2L, "orid", 2L, "strike1", 30.0, "dip1", 45.0, "rake1", 90.0, end);
+  dbaddv(mt, "mtid", 3L, "orid", 3L, end);
+  dbclose(db);
+  const std::string command =
+      kPlot + name + " mt+origin --symbol beachball --opacity 0.5";
+  const std::string map =
+      picture(folder, command + " --map --hue depth --size 'depth < 100 ? 1 : 2'");
+  EXPECT_EQ(occurrences(map, "fill-rule=\"evenodd\""), 2U);
+  EXPECT_THAT(map, HasSubstr("2 lower focal hemispheres, 1 rows without a mechanism"));
+  EXPECT_THAT(map, HasSubstr("fill-opacity=\"0.5\""));
+  /* The large one, with its nodal lines, lies under the small one, which has none. */
+  const std::size_t large = map.find("r=\"16\""), small = map.find("r=\"3.85\"");
+  EXPECT_LT(large, small);
+  EXPECT_NE(small, std::string::npos);
+  EXPECT_EQ(occurrences(picture(folder, command + " --x lon --y depth"),
+                        "fill-rule=\"evenodd\""),
+            2U);
+  const ProgramRun none = run_program(
+      kPlot + name + " origin --map --symbol beachball -o " + (folder / "a.svg"));
+  EXPECT_EQ(none.code, 1);
+  EXPECT_THAT(none.errors, HasSubstr("no row has a mechanism"));
+}
+
+TEST(KsdbPlot, ShowsTheStationsOfToday) {
+  const ScratchFolder folder;
+  const std::string name = small_database(folder);
+  const std::string command = kPlot + name + " origin --stations --map";
+  const ProgramRun none = run_program(command + " -o " + (folder / "a.svg"));
+  EXPECT_EQ(none.code, 1);
+  EXPECT_THAT(none.errors, HasSubstr("no station that is valid now"));
+  Dbptr db;
+  ASSERT_EQ(dbopen_noshare(name.c_str(), "r+", &db), 0);
+  const Dbptr site = dblookup(db, nullptr, "site", nullptr, nullptr);
+  char *const end = nullptr;
+  const auto add = [&](const char *sta, long ondate, long offdate, double lon) {
+    dbaddv(site, "sta", sta, "ondate", ondate, "offdate", offdate, "lat", 2.0, "lon",
+           lon, end);
+  };
+  add("OPEN", 1990001, -1, 178.0);
+  add("OPEN", 1990001, 2500001, 179.0);
+  add("SHUT", 1990001, 2010001, 177.0);
+  add("SOON", 2500001, -1, 176.0);
+  dbclose(db);
+  const std::string svg = picture(folder, command);
+  EXPECT_THAT(svg, HasSubstr(">stations</text>"));
+  EXPECT_EQ(occurrences(svg, "fill=\"#ccccd4\""), 2U);  // one group, and the legend
+  EXPECT_EQ(occurrences(picture(folder, std::string(KSEVENTS_PROGRAM) +
+                                            " plot --stations " + name),
+                        ">stations</text>"),
+            1U);
+  EXPECT_EQ(run_program(kPlot + name + " origin --stations --x lon --y lat -o " +
+                        (folder / "a.svg"))
+                .code,
+            2);
 }
 
 TEST(KsdbPlot, LeavesOutNullsAndSaysSo) {
@@ -139,9 +226,11 @@ TEST(KsvectorPlot, DrawsAllPhasesInDegreesAndNamesTheUnitOfAmplitudes) {
                                         "fap x\n3\n0.1 1 3.1\n1 2 0\n10 3 -3.1\n");
   const std::string radians = picture(folder, kCurves + file);
   EXPECT_THAT(radians, HasSubstr(">amplitude (count/nm)</text>"));
-  EXPECT_THAT(radians, HasSubstr(">100</text>"));
-  const std::string degrees = picture(folder, kCurves + file + " --phase degrees");
-  EXPECT_THAT(degrees, Not(HasSubstr(">100</text>")));
+  for (const char *tick : {">−180</text>", ">−90</text>", ">0</text>", ">180</text>"}) {
+    EXPECT_THAT(radians, HasSubstr(tick));
+  }
+  EXPECT_EQ(radians, picture(folder, kCurves + file + " --phase radians"));
+  EXPECT_NE(radians, picture(folder, kCurves + file + " --phase degrees"));
 }
 
 TEST(Pictures, ComeAsPdfInTheSizeThatIsAsked) {

@@ -4,12 +4,14 @@
 #include <memory>
 #include <string>
 
+#include "platform/clock/clock.h"
 #include "tools/common/options.h"
 #include "tools/common/unreadable.h"
 #include "tools/ksdb/open_tables.h"
 #include "tools/ksdb/plot_figure.h"
 #include "tools/plot/map_options.h"
 #include "tools/plot/picture_options.h"
+#include "tools/plot/stations.h"
 
 namespace ksutil::tools {
 namespace {
@@ -19,6 +21,7 @@ struct PlotCommandOptions {
   plot::PictureOptions picture;
   plot::MapOptions map;
   PlotOptions plot;
+  std::string colours = "viridis";
 };
 
 bool usable(PlotOptions &plot) {
@@ -39,11 +42,19 @@ bool usable(PlotOptions &plot) {
 
 int draw(const PlotCommandOptions &given) {
   PlotCommandOptions options = given;
+  const PlotOptions usual;
+  options.plot.hues = options.colours == "hue" ||
+                      options.plot.hue_centre != usual.hue_centre ||
+                      options.plot.hue_range != usual.hue_range;
   if (options.map.map) {
     options.plot.map = plot::map_of(options.map);
     if (!options.plot.map) return kUsage;
   }
   if (!usable(options.plot)) return kUsage;
+  if (options.map.stations && !options.map.map) {
+    complain("--stations needs --map");
+    return kUsage;
+  }
   const OpenDatabase database(options.database, "r");
   const Dbptr view = open_view(database, options.tables, options.where);
   if (view.table < 0) return kFailure;
@@ -54,6 +65,10 @@ int draw(const PlotCommandOptions &given) {
   }
   plot::Figure figure;
   if (!make_plot(view, options.plot, figure)) return kFailure;
+  if (options.map.stations &&
+      !plot::add_stations(database.table("site"), std_now(), figure.panels.back())) {
+    return kFailure;
+  }
   if (plot::write_picture(std::move(figure), options.picture) != 0) return kFailure;
   return report_unreadable({take_left_out(), 0}, "records", options.database);
 }
@@ -70,12 +85,20 @@ void describe_plot(CLI::App &command, PlotCommandOptions &options) {
   command.add_option("--saturation", plot.saturation,
                      "Expression that decides how strong the colour is");
   command.add_option("--size", plot.size, "Expression that decides the size");
-  command.add_option("--symbol", plot.symbol, "Expression of texts: one symbol each");
+  command.add_option(
+      "--symbol", plot.symbol,
+      "Expression of texts: one symbol each; or beachball: the mechanisms "
+      "of rows of mt");
   plot::add_map_options(command, options.map,
                         "A map: x and y are degrees (default lon and lat)");
   command.add_flag("--hollow", plot.hollow, "Outlines only");
   command.add_option("--max-size", plot.max_size, "Size of the largest symbol")
       ->check(whole_number(1, 100))
+      ->capture_default_str();
+  command
+      .add_option("--colours", options.colours,
+                  "Scale of --hue: viridis, or hue for a part of the circle of hues")
+      ->check(CLI::IsMember({"viridis", "hue"}))
       ->capture_default_str();
   command.add_option("--hue-centre", plot.hue_centre, "Degrees: 0 red, 240 blue")
       ->capture_default_str();

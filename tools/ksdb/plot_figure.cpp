@@ -11,7 +11,9 @@
 #include "platform/elog/elog.h"
 #include "platform/geo/geo.h"
 #include "platform/stock/memory.h"
+#include "tools/common/cells.h"
 #include "tools/common/cli.h"
+#include "tools/ksdb/plot_disks.h"
 #include "tools/ksdb/quantity.h"
 #include "tools/plot/point_label.h"
 #include "tools/plot/symbol_cycle.h"
@@ -66,7 +68,9 @@ Dbptr with_values(Dbptr view, const PlotOptions &options) {
                              {"--saturation", options.saturation, dbexREAL},
                              {"--size", options.size, dbexREAL},
                              {"--symbol", options.symbol, dbexTEXT}}) {
-    if (given.text.empty()) continue;
+    if (given.text.empty() || (given.type == dbexTEXT && given.text == kBeachball)) {
+      continue;
+    }
     if (!compiles(view, given.option, given.text, given.type)) return dbinvalid();
     view = dbsubset(view, ("!isnull(" + given.text + ")").c_str());
     if (view.table < 0) return view;
@@ -81,16 +85,24 @@ VectorPtr make_vector(Dbptr view, const PlotOptions &options) {
       options.hollow ? 0 : 1, options.max_size, options.hue_centre, options.hue_range));
 }
 
+/* The value of an expression on each record; none when it cannot be found. */
+std::vector<double> values_of(Dbptr view, const std::string &expression) {
+  const VectorPtr vector(db2vector(view, expression.c_str(), "0", nullptr, nullptr,
+                                   nullptr, nullptr, nullptr, nullptr, 0, 1, 0.0, 0.0));
+  std::vector<double> values;
+  for (int i = 0; vector != nullptr && i < vector->npts; i++) {
+    values.push_back(vector->points[i].x);
+  }
+  return values;
+}
+
 /* Finds the smallest and the largest value of an expression. */
 bool range_of(Dbptr view, const std::string &expression, double &low, double &high) {
-  const VectorPtr values(db2vector(view, expression.c_str(), "0", nullptr, nullptr,
-                                   nullptr, nullptr, nullptr, nullptr, 0, 1, 0.0, 0.0));
-  if (values == nullptr || values->npts == 0) return false;
-  const auto [smallest, largest] = std::minmax_element(
-      values->points, values->points + values->npts,
-      [](const KSVectorPoint &a, const KSVectorPoint &b) { return a.x < b.x; });
-  low = smallest->x;
-  high = largest->x;
+  const std::vector<double> values = values_of(view, expression);
+  if (values.empty()) return false;
+  const auto [smallest, largest] = std::minmax_element(values.begin(), values.end());
+  low = *smallest;
+  high = *largest;
   return true;
 }
 
@@ -98,6 +110,32 @@ plot::Colour colour_of(double hue, double saturation) {
   plot::Colour colour;
   hls2rgb(hue, 0.6, saturation, &colour.r, &colour.g, &colour.b);
   return colour;
+}
+
+/* Colours that grow evenly lighter with the values; what is deep is dark. */
+bool add_even_colours(Dbptr view, const PlotOptions &options, plot::Panel &panel) {
+  const std::vector<double> values = values_of(view, options.hue);
+  std::vector<plot::Point> &points = panel.points.back().points;
+  if (values.size() != points.size()) return false;
+  const auto [low, high] = std::minmax_element(values.begin(), values.end());
+  const Quantity quantity = quantity_of(view, options.hue);
+  plot::ColourKey key{options.hue_label.empty() ? quantity.label : options.hue_label,
+                      *low,
+                      *high,
+                      plot::sequential_map(),
+                      quantity.time,
+                      quantity.down};
+  /* The lightest would not stand out against the white half of a beachball. */
+  if (options.symbol == kBeachball) key.map.stops.pop_back();
+  if (quantity.down) std::reverse(key.map.stops.begin(), key.map.stops.end());
+  const double range = *high > *low ? *high - *low : 1.0;
+  for (std::size_t i = 0; i < points.size(); i++) {
+    plot::PointStyle &style = points[i].style;
+    style.colour = key.map.at((values[i] - *low) / range);
+    if (!options.hollow) style.fill = style.colour;
+  }
+  panel.colour_keys.push_back(std::move(key));
+  return true;
 }
 
 /* Shows the scale that db2vector uses in the key. */
@@ -131,20 +169,37 @@ plot::PointStyle key_style(const PlotOptions &options) {
 
 bool add_size_key(Dbptr view, const PlotOptions &options, plot::Panel &panel) {
   if (options.size.empty()) return true;
+  const bool disks = options.symbol == kBeachball;
   double low = 0.0, high = 0.0;
   if (!range_of(view, options.size, low, high)) return false;
   plot::StyleKey key;
   key.label = options.size_label.empty() ? quantity_of(view, options.size).label
                                          : options.size_label;
+  const bool time = quantity_of(view, options.size).time;
   std::vector<plot::Tick> ticks;
-  if (high > low) ticks = plot::linear_ticks(low, high, 5).ticks;
+  if (high > low) {
+    ticks = (time ? plot::time_ticks : plot::linear_ticks)(low, high, 5).ticks;
+  }
+  std::erase_if(ticks, [](const plot::Tick &tick) { return tick.label.empty(); });
+  if (ticks.empty() && time) ticks = {{low, time_cell(low), ""}};
   if (ticks.empty()) ticks = {{low, plot::short_number(low, 0.0), ""}};
   const double range = high > low ? high - low : 1.0;
   for (const plot::Tick &tick : ticks) {
     plot::PointStyle style = key_style(options);
-    style.size = plot::label_size(
-        static_cast<int>(1.0 + (options.max_size - 1.0) * (tick.value - low) / range));
-    key.entries.push_back({style, plot::short_number(tick.value, high - low)});
+    const double size =
+        std::floor(1.0 + (options.max_size - 1.0) * (tick.value - low) / range);
+    if (disks) {
+      style.fill.reset();
+      style.size = disk_size(size);
+    } else {
+      style.size = plot::label_size(static_cast<int>(size));
+    }
+    if (time) {
+      const std::string date = tick.context.empty() ? "" : "  " + tick.context;
+      key.entries.push_back({style, tick.label + date});
+    } else {
+      key.entries.push_back({style, plot::short_number(tick.value, high - low)});
+    }
   }
   panel.style_keys.push_back(std::move(key));
   return true;
@@ -165,7 +220,7 @@ bool symbol_texts(Dbptr view, const PlotOptions &options, std::size_t count,
 /* Gives each text a symbol, and also a colour where no hue is asked for, and lists them
  * in a key. */
 bool add_symbols(Dbptr view, const PlotOptions &options, plot::Panel &panel) {
-  if (options.symbol.empty()) return true;
+  if (options.symbol.empty() || options.symbol == kBeachball) return true;
   std::vector<plot::Point> &points = panel.points.back().points;
   std::vector<std::string> texts;
   if (!symbol_texts(view, options, points.size(), texts)) return false;
@@ -194,6 +249,29 @@ bool add_symbols(Dbptr view, const PlotOptions &options, plot::Panel &panel) {
     key.entries.push_back({style, text});
   }
   panel.style_keys.push_back(std::move(key));
+  return true;
+}
+
+/* Disks in place of the points, with sizes as db2vector gives them to points. */
+bool add_disks(Dbptr view, const PlotOptions &options, plot::Panel &panel,
+               std::string &subtitle) {
+  std::vector<double> sizes;
+  if (!options.size.empty()) {
+    sizes = values_of(view, options.size);
+    if (sizes.size() != panel.points.back().points.size()) return false;
+    const auto [low, high] = std::minmax_element(sizes.begin(), sizes.end());
+    const double least = *low, range = *high > *low ? *high - *low : 1.0;
+    for (double &size : sizes) {
+      size = 1.0 + (options.max_size - 1.0) * (size - least) / range;
+    }
+  }
+  long left_out = 0;
+  if (!replace_by_disks(view, sizes, options.opacity, panel, left_out)) return false;
+  subtitle += (subtitle.empty() ? "" : "; ") + std::to_string(panel.disks.size()) +
+              " lower focal hemispheres";
+  if (left_out > 0) {
+    subtitle += ", " + std::to_string(left_out) + " rows without a mechanism";
+  }
   return true;
 }
 
@@ -242,10 +320,15 @@ bool make_plot(Dbptr view, const PlotOptions &options, plot::Figure &figure) {
   if (!options.hollow) plain.fill = plain.colour;
   panel.points.push_back(plot::vector_points(*vector, 0, plain));
   std::vector<plot::Point> &points = panel.points.back().points;
-  if (!add_colour_key(view, options, true, panel) ||
+  const bool even = !options.hues && !options.hue.empty() && options.saturation.empty();
+  if (!(even ? add_even_colours(view, options, panel)
+             : add_colour_key(view, options, true, panel)) ||
       !add_colour_key(view, options, false, panel) ||
       !add_size_key(view, options, panel) || !add_symbols(view, options, panel)) {
     return false;
+  }
+  if (options.symbol == kBeachball) {
+    return add_disks(view, options, panel, figure.subtitle);
   }
   for (plot::Point &point : points) {
     for (std::optional<plot::Colour> *const colour :

@@ -18,13 +18,16 @@ struct PlotOptions {
   /* From amber (the smallest value) over red and violet to blue: these hues also differ
    * in brightness, for readers who distinguish few colours. */
   double hue_centre = -45.0, hue_range = -190.0;
+  /* The scale of --hue: these hues, else colours that grow evenly lighter. */
+  bool hues = false;
   double opacity = 1.0;
   std::optional<plot::Map> map;
   bool hollow = false;
 };
 
 /* Makes one panel with a point for each record on which all expressions have a value, and
- * keys for hue, saturation, size and symbol.  False with a message. */
+ * keys for hue, saturation, size and symbol; a disk for each mechanism with the symbol
+ * "beachball".  False with a message. */
 bool make_plot(Dbptr view, const PlotOptions &options, plot::Figure &figure);
 
 }  // namespace ksutil::tools

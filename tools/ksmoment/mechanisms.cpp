@@ -9,6 +9,7 @@
 #include "tools/common/cli.h"
 #include "tools/common/open_database.h"
 #include "tools/common/options.h"
+#include "tools/plot/beachball.h"
 
 namespace ksutil::tools {
 namespace {
@@ -54,16 +55,7 @@ bool read_row(Dbptr row, Mechanism &mechanism) {
     return false;
   }
   mechanism.label = "mt " + std::to_string(mechanism.mtid);
-  if (ksmoment_from_row(row, mechanism.tensor.data()) == 0) return true;
-  KSMomentPlane plane;
-  double moment;
-  if (dbgetv(row, "strike1", &plane.strike, "dip1", &plane.dip, "rake1", &plane.rake,
-             "moment", &moment, static_cast<char *>(nullptr)) != 0 ||
-      plane.strike == kNull || plane.dip == kNull || plane.rake == kNull) {
-    return false;
-  }
-  if (!(moment > 0.0)) moment = 1.0;
-  return ksmoment_from_plane(&plane, moment, mechanism.tensor.data()) == 0;
+  return plot::row_mechanism(row, mechanism.tensor.data());
 }
 
 int collect_rows(const MechanismOptions &options, std::vector<Mechanism> &found) {

@@ -5,6 +5,7 @@
 #include <fstream>
 #include <numbers>
 
+#include "tools/plot/phase.h"
 #include "tools/plot/point_label.h"
 
 namespace ksutil::tools {
@@ -60,28 +61,19 @@ bool in_radians(const KSVector &vector, PhaseUnit unit) {
   return largest > 0.0 && largest <= kTurn;
 }
 
-/* Phases in degrees from -180 to 180, with a gap at each jump by a full turn. */
+/* Phases in degrees from -180 to 180. */
 plot::Line phase_line(const KSVector &vector, PhaseUnit unit) {
   const double factor = in_radians(vector, unit) ? 180.0 / std::numbers::pi : 1.0;
   plot::Line line;
-  double before = plot::kUnset;
   for (int i = 0; i < vector.npts; ++i) {
-    const KSVectorPoint &point = vector.points[i];
-    const double phase = std::remainder(point.y[1] * factor, 360.0);
-    if (std::abs(phase - before) > 180.0) {
-      line.x.push_back(point.x);
-      line.y.push_back(plot::kUnset);
-    }
-    line.x.push_back(point.x);
-    line.y.push_back(phase);
-    before = phase;
+    plot::append_phase(line, vector.points[i].x, vector.points[i].y[1] * factor);
   }
   return line;
 }
 
 void add_phases(const std::vector<Curve> &curves, const CurveOptions &options,
                 plot::Panel &panel) {
-  panel.y.label = "phase (degrees)";
+  panel.y = plot::phase_axis();
   for (std::size_t i = 0; i < curves.size(); ++i) {
     plot::Line line = phase_line(*curves[i].vector, options.phase);
     line.colour = plot::series_colour(i);

@@ -10,6 +10,7 @@
 #include "tools/common/rows.h"
 #include "tools/kswave/commands.h"
 #include "tools/kswave/selection.h"
+#include "tools/plot/phase.h"
 #include "tools/plot/picture_options.h"
 
 namespace ksutil::tools {
@@ -47,12 +48,7 @@ int show(const ResponseOptions &options) {
   amplitude.y = {.label = "amplitude (" + unit_of(options.motion) + ")",
                  .scale = plot::Scale::kLog};
   phase.x = amplitude.x;
-  phase.y = {.label = "phase (degrees)", .low = -190.0, .high = 190.0};
-  for (int value = -180; value <= 180; value += 90) {
-    phase.y.names.push_back(
-        {static_cast<double>(value),
-         (value < 0 ? "\xE2\x88\x92" : "") + std::to_string(std::abs(value))});
-  }
+  phase.y = plot::phase_axis();
   bool any = false;
   for (int i = 0; i < set.count(); ++i) {
     const ksdsseis_channel &channel = set.channel(i);
@@ -75,15 +71,9 @@ int show(const ResponseOptions &options) {
                   format_text("%.7g", row[1]), real_cell(row[2], 3)});
         continue;
       }
-      /* A turn from -180 to 180 degrees is no line across the picture. */
-      if (!angles.y.empty() && std::abs(row[2] - angles.y.back()) > 180.0) {
-        angles.x.push_back(row[0]);
-        angles.y.push_back(plot::kUnset);
-      }
       sizes.x.push_back(row[0]);
       sizes.y.push_back(row[1]);
-      angles.x.push_back(row[0]);
-      angles.y.push_back(row[2]);
+      plot::append_phase(angles, row[0], row[2]);
     }
     amplitude.lines.push_back(std::move(sizes));
     phase.lines.push_back(std::move(angles));

@@ -72,4 +72,18 @@ bool beachball(const double *tensor, const BeachballStyle &style, Disk &disk) {
   return true;
 }
 
+bool row_mechanism(Dbptr row, double *tensor) {
+  constexpr double kNull = -999.0;
+  const ElogScope unheard;
+  if (ksmoment_from_row(row, tensor) == 0) return true;
+  KSMomentPlane plane;
+  double moment = 0.0;
+  if (dbgetv(row, "strike1", &plane.strike, "dip1", &plane.dip, "rake1", &plane.rake,
+             "moment", &moment, static_cast<char *>(nullptr)) != 0 ||
+      plane.strike == kNull || plane.dip == kNull || plane.rake == kNull) {
+    return false;
+  }
+  return ksmoment_from_plane(&plane, moment > 0.0 ? moment : 1.0, tensor) == 0;
+}
+
 }  // namespace ksutil::plot

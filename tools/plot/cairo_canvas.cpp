@@ -198,6 +198,8 @@ class PngPicture : public CairoCanvas {
  public:
   using CairoCanvas::CairoCanvas;
 
+  bool keeps_shapes() const override { return false; }
+
   bool finish(std::string &bytes) override {
     return good(cairo_status(cr())) &&
            good(cairo_surface_write_to_png_stream(surface(), append_bytes, &bytes));
@@ -258,6 +260,32 @@ std::unique_ptr<Picture> new_pdf(double width, double height,
                                  printable(title).c_str());
   return std::make_unique<PdfPicture>(std::move(surface), kPointsPerUnit,
                                       std::move(content));
+}
+
+Raster raster_of(const Rect &rect, double scale,
+                 const std::function<void(Canvas &)> &draw) {
+  Raster raster{static_cast<int>(std::ceil(rect.width * scale)),
+                static_cast<int>(std::ceil(rect.height * scale)),
+                {}};
+  cairo_surface_t *const shared =
+      cairo_image_surface_create(CAIRO_FORMAT_ARGB32, raster.width, raster.height);
+  const SurfacePtr keeper(cairo_surface_reference(shared));
+  SurfacePtr surface(shared);
+  if (cairo_surface_status(shared) != CAIRO_STATUS_SUCCESS) return {};
+  /* A whole number of pixels may be a little more than the rectangle. */
+  const double fit = raster.width / rect.width;
+  cairo_surface_set_device_offset(shared, -rect.x * fit, -rect.y * fit);
+  PngPicture picture(std::move(surface), fit);
+  draw(picture.canvas());
+  cairo_surface_flush(shared);
+  const unsigned char *const data = cairo_image_surface_get_data(shared);
+  const auto stride = static_cast<std::size_t>(cairo_image_surface_get_stride(shared));
+  const auto width = static_cast<std::size_t>(raster.width);
+  raster.pixels.resize(width * static_cast<std::size_t>(raster.height));
+  for (std::size_t row = 0; row < static_cast<std::size_t>(raster.height); row++) {
+    std::memcpy(raster.pixels.data() + row * width, data + row * stride, 4 * width);
+  }
+  return raster;
 }
 
 std::string png_bytes(const Raster &raster) {

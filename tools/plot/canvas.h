@@ -3,6 +3,7 @@
 #define KSUTIL_TOOLS_PLOT_CANVAS_H
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -63,6 +64,8 @@ class Canvas {
   /* Shapes up to end_clip show within the rectangle only.  Clips do not nest. */
   virtual void begin_clip(const Rect &rect) = 0;
   virtual void end_clip() = 0;
+  /* Whether each shape takes room in the file, as in a document. */
+  virtual bool keeps_shapes() const { return true; }
 
   void line(Position from, Position to, const Paint &paint) {
     polyline({from, to}, paint);
@@ -93,6 +96,11 @@ std::unique_ptr<Picture> new_png(double width, double height, double scale);
 
 /* A PDF document of one page, 96 units an inch; null with a message. */
 std::unique_ptr<Picture> new_pdf(double width, double height, const std::string &title);
+
+/* What `draw` draws within a rectangle, `scale` pixels a unit, on a clear ground; empty when
+ * memory is short. */
+Raster raster_of(const Rect &rect, double scale,
+                 const std::function<void(Canvas &)> &draw);
 
 /* The content of a PNG file with the pixels of a raster; empty when memory is short. */
 std::string png_bytes(const Raster &raster);

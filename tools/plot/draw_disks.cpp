@@ -1,9 +1,14 @@
 #include <algorithm>
+#include <cmath>
 
 #include "tools/plot/draw.h"
 
 namespace ksutil::plot {
 namespace {
+
+constexpr double kSmallestLined =
+    18.0;  // the edges of areas are enough in smaller ones
+constexpr double kFinest = 0.4;
 
 class DiskDrawing {
  public:
@@ -20,8 +25,10 @@ class DiskDrawing {
       for (const auto &area : disk_.areas) outlines.push_back(placed(area));
       canvas_.shape(outlines, {{}, with_opacity(fill, disk_.opacity * fill.a)});
     }
-    for (const auto &line : disk_.lines) {
-      canvas_.polyline(placed(line), {ink, {}, stroke});
+    if (disk_.size >= kSmallestLined || disk_.areas.empty()) {
+      for (const auto &line : disk_.lines) {
+        canvas_.polyline(placed(line), {ink, {}, stroke});
+      }
     }
     canvas_.circle(middle_, radius_, {ink, {}, stroke});
     for (const DiskText &text : disk_.texts) draw_text(text);
@@ -35,10 +42,18 @@ class DiskDrawing {
     return {middle_.x + radius_ * place.x, middle_.y - radius_ * place.y};
   }
 
+  /* Without the points of a fine curve that no eye could tell apart. */
   std::vector<Position> placed(const std::vector<DiskPlace> &places) const {
     std::vector<Position> result;
-    result.reserve(places.size());
-    for (const DiskPlace &place : places) result.push_back(at(place));
+    for (std::size_t i = 0; i < places.size(); i++) {
+      const Position here = at(places[i]);
+      const bool end = i == 0 || i + 1 == places.size();
+      if (!end &&
+          std::hypot(here.x - result.back().x, here.y - result.back().y) < kFinest) {
+        continue;
+      }
+      result.push_back(here);
+    }
     return result;
   }
 

@@ -1,30 +1,37 @@
 #include <algorithm>
 
 #include "tools/plot/draw.h"
+#include "tools/plot/text_fit.h"
 
 namespace ksutil::plot {
 namespace {
 
 constexpr double kTickLength = 4.0;
 
-/* The place of a tick along x, moved so that neither end of its label leaves the
- * picture's side; context lines start at their tick. */
+/* The middle of a text of this width, moved so that neither end leaves the picture. */
+double within(const PanelLayout &layout, double middle, double width) {
+  constexpr double kSpace = 2.0;  // at the sides of the picture
+  const double low = 0.5 * width + kSpace;
+  return std::max(std::min(middle, layout.figure_width - low), low);
+}
+
 void draw_x_labels(Canvas &canvas, const PanelLayout &layout) {
   const double bottom = layout.frame.bottom();
   double free_from = 0.0, context_from = 0.0;
   for (const Tick &tick : layout.x_ticks.ticks) {
-    const double x = layout.x.at(tick.value);
     const double width = text_width(tick.label, kTickSize);
+    const double x = within(layout, layout.x.at(tick.value), width);
     if (!tick.label.empty() && x - width / 2.0 >= free_from) {
       canvas.text({x, bottom + 16.0}, tick.label, {kTickSize, kInk, Anchor::kMiddle});
       free_from = x + width / 2.0 + 4.0;
     }
     if (tick.context.empty()) continue;
     const double half = text_width(tick.context, kTickSize) / 2.0;
-    if (x - half < context_from) continue;
-    canvas.text({x, bottom + 30.0}, tick.context,
+    const double middle = within(layout, layout.x.at(tick.value), 2.0 * half);
+    if (middle - half < context_from) continue;
+    canvas.text({middle, bottom + 30.0}, tick.context,
                 {kTickSize, kGreyInk, Anchor::kMiddle});
-    context_from = x + half + 6.0;
+    context_from = middle + half + 6.0;
   }
 }
 
@@ -53,16 +60,23 @@ void draw_panel_title(Canvas &canvas, const PanelLayout &layout) {
 
 void draw_grid(Canvas &canvas, const PanelLayout &layout) {
   const Rect &frame = layout.frame;
-  const Paint paint{kGrid, {}, 0.8};
+  const Paint paint{kGrid, {}, 0.8}, fine{kGrid, {}, 0.4};
+  /* Between the decades too, where they are not crowded. */
+  const auto minor = [](const Axis &axis, const Ticks &ticks, double length) {
+    return axis.scale == Scale::kLog &&
+           length > 6.0 * static_cast<double>(ticks.ticks.size());
+  };
+  const bool minor_x = minor(layout.panel.x, layout.x_ticks, frame.width);
+  const bool minor_y = minor(layout.panel.y, layout.y_ticks, frame.height);
   for (const Tick &tick : layout.x_ticks.ticks) {
-    if (tick.label.empty()) continue;
+    if (tick.label.empty() && !minor_x) continue;
     const double x = layout.x.at(tick.value);
-    canvas.line({x, frame.y}, {x, frame.bottom()}, paint);
+    canvas.line({x, frame.y}, {x, frame.bottom()}, tick.label.empty() ? fine : paint);
   }
   for (const Tick &tick : layout.y_ticks.ticks) {
-    if (tick.label.empty()) continue;
+    if (tick.label.empty() && !minor_y) continue;
     const double y = layout.y.at(tick.value);
-    canvas.line({frame.x, y}, {frame.right(), y}, paint);
+    canvas.line({frame.x, y}, {frame.right(), y}, tick.label.empty() ? fine : paint);
   }
 }
 
@@ -100,8 +114,14 @@ void draw_frame(Canvas &canvas, const PanelLayout &layout) {
       std::any_of(layout.x_ticks.ticks.begin(), layout.x_ticks.ticks.end(),
                   [](const Tick &tick) { return !tick.context.empty(); });
   if (!x_title.empty()) {
-    canvas.text({frame.x + frame.width / 2.0, frame.bottom() + (context ? 49.0 : 36.0)},
-                x_title, {kLabelSize, kInk, Anchor::kMiddle});
+    const double room = layout.figure_width - 8.0;
+    const double size =
+        kLabelSize * std::clamp(room / text_width(x_title, kLabelSize), 0.8, 1.0);
+    const std::string text = shortened(x_title, size, room);
+    const double middle =
+        within(layout, frame.x + frame.width / 2.0, text_width(text, size));
+    canvas.text({middle, frame.bottom() + (context ? 49.0 : 36.0)}, text,
+                {size, kInk, Anchor::kMiddle});
   }
 }
 

@@ -1,7 +1,9 @@
 #include <algorithm>
+#include <cmath>
 
 #include "platform/stock/text.h"
 #include "tools/plot/draw.h"
+#include "tools/plot/text_fit.h"
 
 namespace ksutil::plot {
 namespace {
@@ -20,8 +22,39 @@ std::vector<Position> placed(const std::vector<Position> &points,
   return result;
 }
 
-/* A text in a corner of the frame, with a light ground. */
-void draw_note(Canvas &canvas, const Rect &frame, const std::string &note) {
+/* The pieces of a line that the frame shows, without points that no eye could tell apart. */
+std::vector<std::vector<Position>> shown(const std::vector<Position> &points,
+                                         const Rect &frame) {
+  constexpr double kFinest = 0.5, kAround = 4.0;
+  const auto outside = [&](const Position &a, const Position &b) {
+    return std::max(a.x, b.x) < frame.x - kAround ||
+           std::min(a.x, b.x) > frame.right() + kAround ||
+           std::max(a.y, b.y) < frame.y - kAround ||
+           std::min(a.y, b.y) > frame.bottom() + kAround;
+  };
+  std::vector<std::vector<Position>> pieces;
+  bool open = false;
+  for (std::size_t i = 1; i < points.size(); i++) {
+    if (outside(points[i - 1], points[i])) {
+      open = false;
+      continue;
+    }
+    if (!open) pieces.push_back({points[i - 1]});
+    open = true;
+    const Position &last = pieces.back().back();
+    const bool ends = i + 1 == points.size() || outside(points[i], points[i + 1]);
+    if (ends || std::hypot(points[i].x - last.x, points[i].y - last.y) >= kFinest) {
+      pieces.back().push_back(points[i]);
+    }
+  }
+  return pieces;
+}
+
+/* A text in a corner of the frame, with a light ground; what would reach the bar of
+ * kilometres, which ends at `from`, is cut off. */
+void draw_note(Canvas &canvas, const Rect &frame, double from,
+               const std::string &text) {
+  const std::string note = shortened(text, kFurnitureSize, frame.right() - from - 12.0);
   const double width = text_width(note, kFurnitureSize) + 8.0;
   canvas.rectangle({frame.right() - width - 1.0, frame.bottom() - 16.0, width, 15.0},
                    {{}, Colour{1.0, 1.0, 1.0, 0.8}});
@@ -29,22 +62,24 @@ void draw_note(Canvas &canvas, const Rect &frame, const std::string &note) {
               {kFurnitureSize, kGreyInk, Anchor::kEnd});
 }
 
-void draw_bar_of_scale(Canvas &canvas, const PanelLayout &layout) {
+/* Returns where the bar ends. */
+double draw_bar_of_scale(Canvas &canvas, const PanelLayout &layout) {
   const MapLayout &map = *layout.map;
   const Rect &frame = layout.frame;
   const double length = layout.x.at(layout.x.range().low + map.bar_length) -
                         layout.x.at(layout.x.range().low);
-  if (!(map.bar > 0.0) || !(length > 10.0)) return;
+  if (!(map.bar > 0.0) || !(length > 10.0)) return frame.x;
   const std::string text = format_text("%g km", map.bar);
   const double width = std::max(length, text_width(text, kFurnitureSize)) + 12.0;
   canvas.rectangle({frame.x + 1.0, frame.bottom() - 28.0, width, 27.0},
                    {{}, Colour{1.0, 1.0, 1.0, 0.8}});
-  const double left = frame.x + 7.0, y = frame.bottom() - 7.0;
+  const double left = frame.x + 1.0 + 0.5 * (width - length), y = frame.bottom() - 7.0;
   canvas.polyline(
       {{left, y - 4.0}, {left, y}, {left + length, y}, {left + length, y - 4.0}},
       {kInk, {}, 1.2});
   canvas.text({left + 0.5 * length, y - 7.0}, text,
               {kFurnitureSize, kInk, Anchor::kMiddle});
+  return frame.x + 1.0 + width;
 }
 
 }  // namespace
@@ -57,16 +92,18 @@ void draw_coast(Canvas &canvas, const PanelLayout &layout) {
   for (const bool border : {true, false}) {
     const Paint paint{border ? kBorder : kCoast, {}, border ? 0.6 : 0.8};
     for (const MapLayout::Outline &outline : layout.map->coast) {
-      if (outline.border == border)
-        canvas.polyline(placed(outline.points, layout), paint);
+      if (outline.border != border) continue;
+      for (const auto &piece : shown(placed(outline.points, layout), layout.frame)) {
+        canvas.polyline(piece, paint);
+      }
     }
   }
 }
 
 void draw_furniture(Canvas &canvas, const PanelLayout &layout) {
   if (!layout.map) return;
-  draw_note(canvas, layout.frame, layout.map->note);
-  draw_bar_of_scale(canvas, layout);
+  const double end = draw_bar_of_scale(canvas, layout);
+  draw_note(canvas, layout.frame, end, layout.map->note);
 }
 
 void draw_map_frame(Canvas &canvas, const PanelLayout &layout) {
@@ -86,7 +123,7 @@ void draw_map_frame(Canvas &canvas, const PanelLayout &layout) {
     const Position at{layout.x.at(label.at.x), layout.y.at(label.at.y)};
     const double width = text_width(label.text, kTickSize);
     if (!label.below) {
-      if (at.y > free_below - 12.0) continue;
+      if (at.y > free_below - 12.0 || at.x - 7.0 - width < 0.0) continue;
       canvas.text({at.x - 7.0, at.y + 4.0}, label.text,
                   {kTickSize, kInk, Anchor::kEnd});
       free_below = at.y;

@@ -1,11 +1,17 @@
 #include <algorithm>
+#include <cmath>
 
 #include "tools/plot/draw.h"
 #include "tools/plot/symbols.h"
 
 namespace ksutil::plot {
 
-void draw_points(Canvas &canvas, const PanelLayout &layout) {
+namespace {
+
+constexpr std::size_t kMostShapes = 10000;  // more of them are an image
+constexpr double kPixelsPerUnit = 2.0, kMostPixels = 2e7;
+
+void draw_each(Canvas &canvas, const PanelLayout &layout) {
   for (std::size_t i = 0; i < layout.panel.points.size(); i++) {
     for (const Point &point : layout.panel.points[i].points) {
       if (is_missing(point.x) || is_missing(point.y) || !layout.x.inside(point.x) ||
@@ -16,6 +22,26 @@ void draw_points(Canvas &canvas, const PanelLayout &layout) {
                   layout.point_colours[i]);
     }
   }
+}
+
+}  // namespace
+
+void draw_points(Canvas &canvas, const PanelLayout &layout) {
+  std::size_t count = 0;
+  for (const Points &points : layout.panel.points) count += points.points.size();
+  if (count > kMostShapes && canvas.keeps_shapes()) {
+    const Rect &frame = layout.frame;
+    const double scale =
+        std::min(kPixelsPerUnit, std::sqrt(kMostPixels / (frame.width * frame.height)));
+    const Raster raster =
+        raster_of(frame, scale, [&](Canvas &pixels) { draw_each(pixels, layout); });
+    if (!raster.pixels.empty()) {
+      return canvas.raster(
+          {frame.x, frame.y, frame.width, frame.width * raster.height / raster.width},
+          raster);
+    }
+  }
+  draw_each(canvas, layout);
 }
 
 void draw_markers(Canvas &canvas, const PanelLayout &layout) {

@@ -50,6 +50,7 @@ struct Axis {
   bool reverse = false;                // low at the right or at the top
   TickForm form = TickForm::kNumber;
   std::vector<NamedTick> names = {};  // ascending; in place of numbers, if any
+  bool whole = false;                 // numbers of things: no ticks between
 };
 
 /* A line through points in their order, or through samples (no x).  What is not a number
@@ -96,7 +97,7 @@ struct Point {
   PointStyle style = {};
 };
 
-/* Points with symbols; later ones lie on top. */
+/* Points with symbols; later ones lie on top.  Many of them are one image in an SVG or PDF. */
 struct Points {
   std::vector<Point> points = {};
   std::string name = {};  // for the legend, with the style of the first point
@@ -161,8 +162,8 @@ struct StyleKey {
 };
 
 /* How longitudes and latitudes are laid on the plane.  kEqualArea is Lambert's azimuthal
- * projection, and Mollweide's for what spans more than half of the world; kAzimuthal keeps
- * distances from its centre. */
+ * projection, and Mollweide's for what spans more than half of the world, unless that lies
+ * around one pole; kAzimuthal keeps distances from its centre. */
 enum class Projection { kPlateCarree, kMercator, kEqualArea, kAzimuthal };
 
 /* "plate-carree", "mercator", "equal-area", "azimuthal" and back; false for another name. */

@@ -4,6 +4,8 @@
 #include <cmath>
 #include <set>
 
+#include "tools/plot/text_fit.h"
+
 namespace ksutil::plot {
 namespace {
 
@@ -13,33 +15,22 @@ constexpr double kKeyGap = 18.0;        // between the frame and the keys
 constexpr double kKeyShare = 0.25;      // of the width, at most for the texts of keys
 constexpr std::size_t kMostItems = 40;  // of a legend
 
-double default_height(std::size_t panels) {
-  if (panels == 1) return 400.0;
-  return std::clamp(720.0 / static_cast<double>(panels), 90.0, 270.0);
-}
-
-/* The beginning of a text, with an ellipsis where it is wider than `width`. */
-std::string shortened(const std::string &text, double width) {
-  if (text_width(text, kTickSize) <= width) return text;
-  std::string start = printable(text);
-  while (!start.empty() && text_width(start + "…", kTickSize) > width) {
-    while (!start.empty() &&
-           (static_cast<unsigned char>(start.back()) & 0xC0U) == 0x80U) {
-      start.pop_back();
-    }
-    if (!start.empty()) start.pop_back();
-  }
-  return start + "…";
+/* Of a panel; those of narrow pictures are not towers. */
+double default_height(std::size_t panels, double width) {
+  if (panels == 1) return std::clamp(0.7 * width, 180.0, 400.0);
+  return std::clamp(720.0 / static_cast<double>(panels), 90.0,
+                    std::clamp(0.5 * width, 150.0, 270.0));
 }
 
 /* Keys leave most of the figure to its data. */
 void shorten_keys(Panel &panel, double width) {
-  for (Mesh &mesh : panel.meshes) mesh.label = shortened(mesh.label, width);
-  for (ColourKey &key : panel.colour_keys) key.label = shortened(key.label, width);
+  for (Mesh &mesh : panel.meshes) mesh.label = shortened(mesh.label, kTickSize, width);
+  for (ColourKey &key : panel.colour_keys)
+    key.label = shortened(key.label, kTickSize, width);
   for (StyleKey &key : panel.style_keys) {
-    key.label = shortened(key.label, width);
+    key.label = shortened(key.label, kTickSize, width);
     for (StyleKey::Entry &entry : key.entries) {
-      entry.text = shortened(entry.text, width - kLegendSample);
+      entry.text = shortened(entry.text, kTickSize, width - kLegendSample);
     }
   }
 }
@@ -133,13 +124,15 @@ void collect_legend(PanelLayout &layout) {
 
 /* Sets the legend in rows under `top`, behind the title; returns the rows needed. */
 int place_legend(PanelLayout &layout, double left, double width, double top) {
-  const std::string &title = layout.panel.title;
+  std::string &title = layout.panel.title;
+  title = shortened(title, kPanelTitleSize, width, true);
   int row = 0;
   double x =
       left + (title.empty() ? 0.0 : text_width(title, kPanelTitleSize, true) + 20.0);
   for (LegendItem &item : layout.legend) {
+    item.text = shortened(item.text, kTickSize, width - kLegendSample - 6.0);
     const double space = kLegendSample + 6.0 + text_width(item.text, kTickSize) + 16.0;
-    if (x > left && x + space > left + width) {
+    if (x > left && x + space - 16.0 > left + width) {
       x = left;
       row++;
     }
@@ -164,16 +157,24 @@ void place_keys(PanelLayout &layout, double left) {
   layout.keys_y = y;
 }
 
+/* Widens the axis along which the panel would have been too flat or too tall. */
 void keep_aspect(Panel &panel, double width) {
-  constexpr double kFlattest = 120.0, kTallest = 1200.0;
-  const Range x = x_range(panel);
-  Range y = y_range(panel);
-  const double unit = width / (x.high - x.low) * panel.aspect;  // of y
-  panel.height = std::min(unit * (y.high - y.low), kTallest);
-  if (panel.height < kFlattest) {
+  constexpr double kFlattest = 120.0;
+  const double tallest = std::clamp(width, 2.0 * kFlattest, 700.0);
+  Range x = x_range(panel), y = y_range(panel);
+  double unit = width / (x.high - x.low) * panel.aspect;  // of y
+  panel.height = unit * (y.high - y.low);
+  if (panel.height > tallest) {
+    const double middle = 0.5 * (x.low + x.high);
+    const double half = 0.5 * (x.high - x.low) * panel.height / tallest;
+    x = {middle - half, middle + half};
+    panel.height = tallest;
+  } else if (panel.height < kFlattest) {
     panel.height = kFlattest;
     y.high = y.low + kFlattest / unit;
   }
+  panel.x.low = x.low;
+  panel.x.high = x.high;
   panel.y.low = y.low;
   panel.y.high = y.high;
 }
@@ -205,9 +206,20 @@ double label_width(const Ticks &ticks) {
 int count_for(const Axis &axis, double length, bool across) {
   if (!across) return static_cast<int>(std::clamp(length / 38.0, 3.0, 10.0));
   const double spacing = axis.scale == Scale::kTime       ? 100.0
-                         : axis.form != TickForm::kNumber ? 60.0
+                         : axis.form != TickForm::kNumber ? 48.0
                                                           : 80.0;
   return static_cast<int>(std::clamp(length / spacing, 2.0, 14.0));
+}
+
+/* Titles begin with the frames, or at the edge where that gives them the room they need. */
+void place_titles(const Figure &figure, double left, Layout &layout) {
+  const double widest =
+      std::max(text_width(figure.title, kTitleSize, true),
+               std::min(text_width(figure.subtitle, kSubtitleSize), layout.width));
+  layout.title_x = widest <= layout.width - left - kEdge ? left : kEdge;
+  const double width = layout.width - layout.title_x - kEdge;
+  layout.title = wrapped(figure.title, kTitleSize, width, 2, true);
+  layout.subtitle = wrapped(figure.subtitle, kSubtitleSize, width, 4);
 }
 
 }  // namespace
@@ -245,8 +257,12 @@ Layout lay_out(const Figure &figure) {
     PanelLayout &part = layout.panels.emplace_back();
     part.panel = panel;
     if (is_missing(part.panel.height))
-      part.panel.height = default_height(figure.panels.size());
+      part.panel.height = default_height(figure.panels.size(), figure.width);
     if (panel.map) part.map = arrange_map(part.panel, figure.width - 160.0);
+    if (!is_missing(panel.aspect)) {
+      keep_aspect(part.panel, std::max(figure.width - 160.0, 100.0));
+      part.panel.aspect = kUnset;
+    }
     shorten_keys(part.panel, kKeyShare * figure.width);
     part.bars = bars_of(part.panel);
     right = std::max(right, keys_width(part));
@@ -273,9 +289,14 @@ Layout lay_out(const Figure &figure) {
   right = keys > 0.0 ? keys + kKeyGap + kEdge : 1.5 * kEdge;
   const double width = std::max(figure.width - left - right, 50.0);
 
+  place_titles(figure, left, layout);
   double y = kEdge;
-  if (!figure.title.empty()) y += 25.0;
-  if (!figure.subtitle.empty()) y += 18.0;
+  if (!layout.title.empty()) {
+    y += 5.0 + kTitleLine * static_cast<double>(layout.title.size());
+  }
+  if (!layout.subtitle.empty()) {
+    y += 2.0 + kSubtitleLine * static_cast<double>(layout.subtitle.size());
+  }
   for (std::size_t i = 0; i < layout.panels.size(); i++) {
     PanelLayout &part = layout.panels[i];
     Panel &panel = part.panel;
@@ -284,12 +305,18 @@ Layout lay_out(const Figure &figure) {
       shorten_keys(panel, kKeyShare * figure.width);
       part.map = arrange_map(panel, width);
     }
-    if (!is_missing(panel.aspect)) keep_aspect(panel, width);
+    if (!is_missing(figure.panels[i].aspect)) {
+      panel.x = figure.panels[i].x;
+      panel.y = figure.panels[i].y;
+      panel.aspect = figure.panels[i].aspect;
+      keep_aspect(panel, width);
+    }
     choose_colours(part);
     collect_legend(part);
     y += place_legend(part, left, width, y) * kRowHeight;
     if (i == 0 && part.legend.empty() && panel.title.empty()) y += 8.0;
     part.frame = {left, y, width, panel.height};
+    part.figure_width = layout.width;
     part.x = AxisView(panel.x, figure.shared_x ? shared : x_range(panel), left,
                       left + width);
     part.y = AxisView(panel.y, y_range(panel), part.frame.bottom(), part.frame.y);

@@ -12,6 +12,7 @@
 namespace ksutil::plot {
 
 inline constexpr double kTitleSize = 16.0, kSubtitleSize = 12.0, kPanelTitleSize = 12.0;
+inline constexpr double kTitleLine = 20.0, kSubtitleLine = 16.0;  // heights of lines
 inline constexpr double kLabelSize = 12.0, kTickSize = 11.0;
 inline constexpr double kRowHeight = 19.0;  // of panel titles and legends
 inline constexpr double kBarWidth = 14.0, kLegendSample = 22.0;
@@ -54,7 +55,8 @@ struct MapLayout {
 };
 
 struct PanelLayout {
-  Panel panel;  // as it is drawn: a map's longitudes follow each other
+  Panel panel;  // as it is drawn: a map's longitudes follow each other; texts fit
+  double figure_width = 0.0;
   Rect frame;
   AxisView x, y;
   std::optional<MapLayout> map;
@@ -69,6 +71,8 @@ struct PanelLayout {
 
 struct Layout {
   double width = 0.0, height = 0.0;
+  double title_x = 0.0;  // of the left ends of these lines
+  std::vector<std::string> title, subtitle;
   std::vector<PanelLayout> panels;
 };
 

@@ -13,6 +13,8 @@ namespace {
 
 constexpr double kLowest = 200.0, kHighest = 620.0;  // heights of a map
 constexpr double kKmPerDegree = 6371.0 * kRadiansPerDegree;
+constexpr double kMargin = 1.05;    // symbols at the edge are not cut
+constexpr double kPolar = 25.0;     // degrees: extents around a pole end before
 constexpr double kFineSpan = 90.0;  // degrees: wider maps have the coarse coast
 
 /* Calls visit(lon, lat) with each place of the panel's points and disks, to be changed. */
@@ -70,6 +72,26 @@ double round_length(double most) {
   return decade;
 }
 
+/* One place, or a few beside each other, are shown with what lies around them. */
+void keep_surroundings(Panel &panel, Range &x, Range &y) {
+  constexpr double kLeast = 1.5;  // degrees of latitude
+  Range lon{1e30, -1e30}, lat = lon;
+  each_place(panel, [&](double px, double py) {
+    if (is_missing(px) || is_missing(py)) return;
+    lon = {std::min(lon.low, px), std::max(lon.high, px)};
+    lat = {std::min(lat.low, py), std::max(lat.high, py)};
+  });
+  if (lon.low > lon.high || lon.high - lon.low >= kLeast ||
+      lat.high - lat.low >= kLeast) {
+    return;
+  }
+  const double across = std::max(std::cos(radians(0.5 * (lat.low + lat.high))), 0.2);
+  x = lon;
+  y = lat;
+  widen(x, std::max(lon.high - lon.low, kLeast) * 1.3 / across);
+  widen(y, kLeast);
+}
+
 /* The extent in degrees: what the map says, else that of the data. */
 struct MapExtent {
   Range x, y;
@@ -87,6 +109,11 @@ MapExtent extent_of(Panel &panel, bool only_points) {
     });
   }
   Range x = x_range(panel), y = y_range(panel);
+  if (only_points) {
+    widen(x, kMargin * (x.high - x.low));
+    widen(y, kMargin * (y.high - y.low));
+    keep_surroundings(panel, x, y);
+  }
   if (!is_missing(map.west)) x.low = map.west;
   if (!is_missing(map.east)) x.high = map.east;
   while (x.high <= x.low) x.high += 360.0;
@@ -179,9 +206,15 @@ class ProjectedMap {
     const double lon = is_missing(map.centre_lon)
                            ? 0.5 * (extent_.x.low + extent_.x.high)
                            : map.centre_lon;
-    const double lat = is_missing(map.centre_lat)
-                           ? 0.5 * (extent_.y.low + extent_.y.high)
-                           : map.centre_lat;
+    /* All around a pole: the pole is the middle. */
+    const bool wide = extent_.x.high - extent_.x.low > 180.0;
+    const bool north = extent_.y.low > kPolar, south = extent_.y.high < -kPolar;
+    const bool polar = wide && (north || south);
+    const double middle = 0.5 * (extent_.y.low + extent_.y.high);
+    const double lat = !is_missing(map.centre_lat) ? map.centre_lat
+                       : !polar                    ? middle
+                       : north                     ? 90.0
+                                                   : -90.0;
     switch (map.projection) {
       case Projection::kMercator:
         return {PlaneMap::Kind::kMercator, lon, lat};
@@ -190,9 +223,9 @@ class ProjectedMap {
       default:
         break;
     }
-    const bool wide = extent_.x.high - extent_.x.low > 180.0;
-    return {wide ? PlaneMap::Kind::kMollweide : PlaneMap::Kind::kLambertEqualArea, lon,
-            lat};
+    return {
+        wide && !polar ? PlaneMap::Kind::kMollweide : PlaneMap::Kind::kLambertEqualArea,
+        lon, lat};
   }
 
   std::string note() const {
@@ -265,10 +298,12 @@ class ProjectedMap {
     if (!(x.high > x.low) || !(y.high > y.low)) x = y = {-100.0, 100.0};
     double height = width_ * (y.high - y.low) / (x.high - x.low);
     if (height > kHighest) {
-      widen(x, (x.high - x.low) * height / kHighest);
+      grown_x_ = height / kHighest;
+      widen(x, (x.high - x.low) * grown_x_);
       height = kHighest;
     } else if (height < kLowest) {
-      widen(y, (y.high - y.low) * kLowest / height);
+      grown_y_ = kLowest / height;
+      widen(y, (y.high - y.low) * grown_y_);
       height = kLowest;
     }
     panel_.x = {.label = panel_.x.label, .low = x.low, .high = x.high};
@@ -331,13 +366,11 @@ class ProjectedMap {
   void add_grid() {
     const double round = extent_.x.high - extent_.x.low;
     Range lon = extent_.x, lat = extent_.y;
-    widen(lon, std::min(360.0, 2.0 * round));
-    widen(lat, 2.0 * (lat.high - lat.low));
+    widen(lon, std::min(360.0, 2.0 * round * grown_x_));
+    widen(lat, 2.0 * (lat.high - lat.low) * grown_y_);
     keep_on_earth(lat);
     if (world_) lon = {plane_.centre_lon() - 179.9, plane_.centre_lon() + 179.9};
-    const bool whole = lon.high - lon.low > 350.0;
-    const Ticks meridians = degree_ticks(lon.low, lon.high, world_ || whole ? 12 : 12,
-                                         TickForm::kLongitude);
+    const Ticks meridians = degree_ticks(lon.low, lon.high, 12, TickForm::kLongitude);
     const Ticks parallels =
         degree_ticks(lat.low, lat.high, world_ ? 7 : 12, TickForm::kLatitude);
     constexpr std::size_t kSteps = 200;
@@ -402,6 +435,7 @@ class ProjectedMap {
   const MapExtent extent_;
   const PlaneMap plane_;
   const bool world_;
+  double grown_x_ = 1.0, grown_y_ = 1.0;  // the frame over the extent
   MapLayout map_;
 };
 

@@ -37,6 +37,8 @@ void add_map_options(CLI::App &command, MapOptions &options,
                   "Of an equal-area or azimuthal map: longitude,latitude");
   command.add_flag("--no-coast", options.no_coast, "No coast lines");
   command.add_flag("--no-borders", options.no_borders, "No borders of countries");
+  command.add_flag("--stations", options.stations,
+                   "Of a map: also the stations of the table site that are valid now");
 }
 
 std::optional<Map> map_of(const MapOptions &options) {

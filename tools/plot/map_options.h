@@ -15,11 +15,11 @@ struct MapOptions {
   bool map = false;
   std::string projection = "plate-carree";
   std::vector<std::string> extent, centre;
-  bool no_coast = false, no_borders = false;
+  bool no_coast = false, no_borders = false, stations = false;
 };
 
 /* Adds --map with the description given (none: the picture is a map anyway), --projection,
- * --extent, --centre, --no-coast and --no-borders. */
+ * --extent, --centre, --no-coast, --no-borders and --stations. */
 void add_map_options(CLI::App &command, MapOptions &options,
                      const std::string &description);
 

@@ -62,6 +62,16 @@ std::string decade_label(int exponent, bool plain) {
                : power_of_ten(exponent);
 }
 
+/* The ticks; of an axis of whole numbers without those between. */
+Ticks whole_only(const Axis &axis, Ticks ticks) {
+  if (axis.whole) {
+    std::erase_if(ticks.ticks, [](const Tick &tick) {
+      return std::abs(tick.value - std::round(tick.value)) > 1e-6;
+    });
+  }
+  return ticks;
+}
+
 }  // namespace
 
 Ticks linear_ticks(double low, double high, int count) {
@@ -147,10 +157,11 @@ Ticks axis_ticks(const Axis &axis, double low, double high, int count) {
     }
     return named;
   }
-  if (axis.scale == Scale::kLog) return log_ticks(low, high, count);
+  if (axis.scale == Scale::kLog) return whole_only(axis, log_ticks(low, high, count));
   if (axis.scale == Scale::kTime) return time_ticks(low, high, count);
   if (axis.form != TickForm::kNumber) return degree_ticks(low, high, count, axis.form);
-  return linear_ticks(low, high, count);
+  if (axis.whole) count = static_cast<int>(std::clamp(high - low, 1.0, count * 1.0));
+  return whole_only(axis, linear_ticks(low, high, count));
 }
 
 std::string short_number(double value, double range) {

@@ -17,17 +17,18 @@ constexpr double kUnitsPerInch = 96.0;
 constexpr double kPngLimit = 32000.0;  // pixels of a side, nearly cairo's own limit
 constexpr double kSmallest = 200.0, kLargest = 20000.0;  // widths of a figure
 
-void draw(Canvas &canvas, const Figure &figure, const Layout &layout) {
+void draw(Canvas &canvas, const Layout &layout) {
   canvas.rectangle({0.0, 0.0, layout.width, layout.height},
                    {{}, Colour{1.0, 1.0, 1.0, 1.0}});
-  const double left = layout.panels.front().frame.x;
   double y = 30.0;
-  if (!figure.title.empty()) {
-    canvas.text({left, y}, figure.title, {kTitleSize, kInk, Anchor::kStart, true});
-    y += 19.0;
+  for (const std::string &line : layout.title) {
+    canvas.text({layout.title_x, y}, line, {kTitleSize, kInk, Anchor::kStart, true});
+    y += kTitleLine;
   }
-  if (!figure.subtitle.empty()) {
-    canvas.text({left, y}, figure.subtitle, {kSubtitleSize, kGreyInk});
+  y = layout.title.empty() ? y : y - 1.0;
+  for (const std::string &line : layout.subtitle) {
+    canvas.text({layout.title_x, y}, line, {kSubtitleSize, kGreyInk});
+    y += kSubtitleLine;
   }
   for (const PanelLayout &panel : layout.panels) {
     const bool curved = panel.map && panel.map->curved;
@@ -76,10 +77,10 @@ bool drawable(const Figure &figure) {
   return true;
 }
 
-bool draw_into(const std::unique_ptr<Picture> &picture, const Figure &figure,
-               const Layout &layout, std::string &bytes) {
+bool draw_into(const std::unique_ptr<Picture> &picture, const Layout &layout,
+               std::string &bytes) {
   if (picture == nullptr) return false;
-  draw(picture->canvas(), figure, layout);
+  draw(picture->canvas(), layout);
   return picture->finish(bytes);
 }
 
@@ -87,13 +88,12 @@ bool png_text(const Figure &figure, std::string &bytes) {
   const Layout layout = lay_out(figure);
   const double longest = std::max(layout.width, layout.height);
   const double scale = std::min(figure.dpi / kUnitsPerInch, kPngLimit / longest);
-  return draw_into(new_png(layout.width, layout.height, scale), figure, layout, bytes);
+  return draw_into(new_png(layout.width, layout.height, scale), layout, bytes);
 }
 
 bool pdf_text(const Figure &figure, std::string &bytes) {
   const Layout layout = lay_out(figure);
-  return draw_into(new_pdf(layout.width, layout.height, figure.title), figure, layout,
-                   bytes);
+  return draw_into(new_pdf(layout.width, layout.height, figure.title), layout, bytes);
 }
 
 }  // namespace
@@ -102,7 +102,7 @@ std::string svg_text(const Figure &figure) {
   if (!drawable(figure)) return "";
   const Layout layout = lay_out(figure);
   const auto document = new_svg(layout.width, layout.height, figure.title);
-  draw(document->canvas(), figure, layout);
+  draw(document->canvas(), layout);
   return document->finish();
 }
 

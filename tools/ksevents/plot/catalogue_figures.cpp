@@ -55,6 +55,21 @@ double size_of(double magnitude, double smallest) {
              : kSmallest + kPerMagnitude * std::max(0.0, magnitude - smallest);
 }
 
+/* 1, or the round number that gives depths (lat) a fifth of the distances (lon). */
+double legible_exaggeration(const std::vector<CatalogueEvent> &events) {
+  if (events.empty()) return 1.0;
+  const auto [west, east] =
+      std::minmax_element(events.begin(), events.end(),
+                          [](const auto &a, const auto &b) { return a.lon < b.lon; });
+  double deepest = 1.0;
+  for (const CatalogueEvent &event : events) deepest = std::max(deepest, event.lat);
+  const double wanted = 0.2 * (east->lon - west->lon) / deepest;
+  for (const double factor : {1.0, 2.0, 5.0, 10.0, 20.0, 50.0}) {
+    if (factor >= wanted) return factor;
+  }
+  return 100.0;
+}
+
 double smallest_magnitude(const std::vector<CatalogueEvent> &events) {
   double smallest = 1e30;
   for (const CatalogueEvent &event : events) {
@@ -78,11 +93,13 @@ void add_events(const std::vector<CatalogueEvent> &events, plot::Panel &panel) {
   plot::ColourMap colours = plot::sequential_map();
   std::reverse(colours.stops.begin(), colours.stops.end());
   const double span = std::max(deepest - shallowest, 1e-9);
+  /* Many events are a cloud: small symbols let its structure show. */
+  const double part = events.size() > 20000 ? 0.5 : events.size() > 3000 ? 0.75 : 1.0;
   const double opacity = events.size() > 3000 ? 0.6 : 0.9;
   plot::Points &points = panel.points.emplace_back();
   for (const CatalogueEvent &event : events) {
     plot::PointStyle style;
-    style.size = size_of(event.magnitude, smallest);
+    style.size = part * size_of(event.magnitude, smallest);
     const plot::Colour colour = std::isnan(event.depth)
                                     ? plot::Colour{0.6, 0.6, 0.6, 1.0}
                                     : colours.at((event.depth - shallowest) / span);
@@ -103,7 +120,7 @@ void add_events(const std::vector<CatalogueEvent> &events, plot::Panel &panel) {
   const double step = largest - smallest > 2.5 ? 1.0 : 0.5;
   for (double m = step * std::ceil(smallest / step); m <= largest + 1e-9; m += step) {
     plot::PointStyle style;
-    style.size = size_of(m, smallest);
+    style.size = part * size_of(m, smallest);
     key.entries.push_back({style, format_text("%.1f", m)});
   }
   if (key.entries.size() > 1) panel.style_keys.push_back(std::move(key));
@@ -151,9 +168,12 @@ void add_section(const std::vector<CatalogueEvent> &events, const Section &secti
   panel.colour_keys.clear();  // depth is an axis here
   panel.x.label = format_text("distance along N%.0f°E (km)", section.azimuth);
   panel.y = {.label = "depth (km)", .reverse = true};
-  panel.aspect = section.exaggeration;
+  const double exaggeration = std::isnan(section.exaggeration)
+                                  ? legible_exaggeration(shown)
+                                  : section.exaggeration;
+  panel.aspect = exaggeration;
   std::string note = format_text("through %.2f° %.2f°, vertical exaggeration %g", lat,
-                                 lon, section.exaggeration);
+                                 lon, exaggeration);
   if (!std::isnan(section.half_width)) {
     note += format_text(", events within %g km", section.half_width);
   }
@@ -169,7 +189,7 @@ void add_frequency_magnitude(const std::vector<CatalogueEvent> &events, double m
   if (!given) mc = completeness(counts).value_or(plot::kUnset);
   plot::Panel &panel = figure.panels.emplace_back();
   panel.x.label = "magnitude";
-  panel.y = {.label = "events", .scale = plot::Scale::kLog};
+  panel.y = {.label = "events", .scale = plot::Scale::kLog, .whole = true};
   plot::Points cumulative, single;
   cumulative.name = "of this magnitude and above";
   single.name = format_text("in bins of %g", bin);
@@ -214,7 +234,7 @@ void add_frequency_magnitude(const std::vector<CatalogueEvent> &events, double m
 void add_cumulative(const std::vector<CatalogueEvent> &events, plot::Figure &figure) {
   plot::Panel &panel = figure.panels.emplace_back();
   panel.x.scale = plot::Scale::kTime;
-  panel.y = {.label = "cumulative number of events", .low = 0.0};
+  panel.y = {.label = "cumulative number of events", .low = 0.0, .whole = true};
   plot::Line &line = panel.lines.emplace_back();
   line.width = 1.5;
   double count = 0.0;
@@ -259,7 +279,10 @@ void add_hours(const std::vector<CatalogueEvent> &events, plot::Figure &figure) 
   }
   plot::Panel &panel = figure.panels.emplace_back();
   panel.x = {.label = "hour of the day (UTC)", .low = 0.0, .high = 24.0};
-  panel.y = {.label = "events", .low = 0.0};
+  panel.y = {.label = "events", .low = 0.0, .whole = true};
+  for (int hour = 0; hour <= 24; hour += 3) {
+    panel.x.names.push_back({static_cast<double>(hour), std::to_string(hour)});
+  }
   panel.lines.push_back(bars(0.0, 1.0, counts));
   figure.subtitle = join(figure.subtitle, events_text(events.size()));
 }
@@ -279,7 +302,7 @@ void add_depths(const std::vector<CatalogueEvent> &events, plot::Figure &figure)
   }
   plot::Panel &panel = figure.panels.emplace_back();
   panel.x = {.label = "depth (km)", .low = 0.0};
-  panel.y = {.label = format_text("events in %g km", width), .low = 0.0};
+  panel.y = {.label = format_text("events in %g km", width), .low = 0.0, .whole = true};
   panel.lines.push_back(bars(0.0, width, counts));
   figure.subtitle = join(figure.subtitle, events_text(known) + " with a depth");
 }
@@ -287,7 +310,7 @@ void add_depths(const std::vector<CatalogueEvent> &events, plot::Figure &figure)
 void add_residuals(const std::vector<double> &residuals, plot::Figure &figure) {
   plot::Panel &panel = figure.panels.emplace_back();
   panel.x.label = "time residual (s), observed minus computed";
-  panel.y = {.label = "arrivals", .low = 0.0};
+  panel.y = {.label = "arrivals", .low = 0.0, .whole = true};
   const auto n = static_cast<double>(residuals.size());
   if (residuals.empty()) {
     figure.subtitle = join(figure.subtitle, "no residuals");

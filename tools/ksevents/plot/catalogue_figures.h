@@ -14,7 +14,8 @@ struct Section {
   double azimuth = 90.0;                          // of x, degrees clockwise from north
   double lon = plot::kUnset, lat = plot::kUnset;  // the place; the middle of the events
   double half_width = plot::kUnset;  // km: events farther from the plane are left out
-  double exaggeration = 1.0;         // of depth over distance
+  double exaggeration =
+      plot::kUnset;  // of depth over distance; 1, or more for a flat one
 };
 
 /* Each adds its panels and tells in the subtitle what was computed, and by which method. */

@@ -8,7 +8,6 @@
 #include <vector>
 
 #include "events/kseventview.h"
-#include "mechanisms/ksmoment.h"
 #include "platform/clock/clock.h"
 #include "platform/elog/elog.h"
 #include "platform/stock/owners.h"
@@ -141,8 +140,7 @@ class EventPage {
     Dbptr row = database.table("mt");
     row.record = moment->recno_mt;
     std::array<double, 6> tensor;
-    const ElogScope unheard;  // rows of planes alone are drawn as an epicentre
-    if (ksmoment_from_row(row, tensor.data()) != 0) return false;
+    if (!plot::row_mechanism(row, tensor.data())) return false;
     ball.x = origin_->lon;
     ball.y = origin_->lat;
     ball.size = 54.0;
@@ -204,12 +202,20 @@ class EventPage {
       line.colour = plot::Colour{0.45, 0.45, 0.48, 1.0};
       line.dashed = wave == traveltime::Wave::kS;
       constexpr int kSteps = 400;
+      constexpr double kJump = 1.0;  // min, in a step
       const ElogScope unheard;
       for (int i = 0; i <= kSteps; i++) {
         const double delta = std::min(1.05 * farthest, 180.0) * i / kSteps;
         traveltime::Arrival arrival;
         const bool good = traveltime::first_arrival(traveltime::Model::kIasp91, wave,
                                                     delta, depth, arrival);
+        /* From the last wave along the core to the first through it there is no line. */
+        const bool jump =
+            good && !line.y.empty() && arrival.time / 60.0 - line.y.back() > kJump;
+        if (jump) {
+          line.x.push_back(delta);
+          line.y.push_back(plot::kUnset);
+        }
         line.x.push_back(delta);
         line.y.push_back(good ? arrival.time / 60.0 : plot::kUnset);
       }

@@ -6,6 +6,7 @@
 #include <unordered_set>
 #include <vector>
 
+#include "platform/clock/clock.h"
 #include "platform/db/db.h"
 #include "platform/elog/elog.h"
 #include "platform/stock/text.h"
@@ -16,6 +17,7 @@
 #include "tools/ksevents/plot/event_page.h"
 #include "tools/plot/map_options.h"
 #include "tools/plot/picture_options.h"
+#include "tools/plot/stations.h"
 
 namespace ksutil::tools {
 namespace {
@@ -99,6 +101,13 @@ int plot_catalogue(const EventPlotOptions &options, const plot::Map &map) {
   switch (kind) {
     case 0:
       add_map(events, map, figure);
+      if (options.map.stations) {
+        const OpenDatabase database(options.database, "r");
+        if (!database ||
+            !plot::add_stations(database.table("site"), std_now(), figure.panels.back())) {
+          return kFailure;
+        }
+      }
       break;
     case 1:
       add_section(events, section, figure);
@@ -170,9 +179,8 @@ void describe_plot(CLI::App &command, EventPlotOptions &options) {
       ->check(number_between(0.0, 20000.0));
   command
       .add_option("--exaggeration", options.section.exaggeration,
-                  "Of a section: depth over distance")
-      ->check(number_between(0.01, 1000.0))
-      ->capture_default_str();
+                  "Of a section: depth over distance (1, more where it would be flat)")
+      ->check(number_between(0.01, 1000.0));
   command
       .add_option("--mc", options.mc,
                   "Magnitude of completeness (found by maximum curvature)")
