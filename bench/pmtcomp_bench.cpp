@@ -14,7 +14,7 @@ namespace {
 
 constexpr int kWorkers = 2;
 
-/* Keeps the processor busy for so many microseconds. */
+/* Keeps the processor busy for `microseconds`. */
 void work(long microseconds) {
   const auto end =
       std::chrono::steady_clock::now() + std::chrono::microseconds(microseconds);

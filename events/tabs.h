@@ -1,4 +1,4 @@
-/* Tab lists: show events or origins as the rows of a sorted list.
+/* tabs: shows events or origins as the rows of a sorted list, in tab lists.
  *
  * Sorting moves no record: it gives an order, from which a tab keeps two mappings.  A
  * tab does not own the records.  The caller holds the events lock while the records are

@@ -135,7 +135,7 @@ bool ListFile::read_head(ListHead &head, std::size_t &size) {
   return true;
 }
 
-/* Writes the head of an empty file, or finishes it where somebody was stopped at that. */
+/* Writes the head of an empty file, or finishes one that was left incomplete. */
 bool ListFile::begin(const ListHead &found, std::size_t size, bool &begun) {
   const ListHead head = empty_list_head(kind_);
   begun = size < head.size() &&

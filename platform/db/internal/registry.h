@@ -1,4 +1,4 @@
-/* The registry: the open databases of this process, by the number that Dbptr::database holds. */
+/* registry: keeps the open databases of this process, by the number in Dbptr::database. */
 #ifndef KSUTIL_PLATFORM_DB_INTERNAL_REGISTRY_H
 #define KSUTIL_PLATFORM_DB_INTERNAL_REGISTRY_H
 

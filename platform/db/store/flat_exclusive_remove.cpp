@@ -82,7 +82,7 @@ bool FlatExclusive::remove(const std::vector<long> &records) {
   if (path.empty() || ::fstat(handle_.get(), &before) != 0) {
     return fail(1, "Cannot look at the file");
   }
-  /* The file is there already, left by a process that died: nobody holds its lock. */
+  /* The file is there already, left by a process that died: its lock is free. */
   const std::string beside = name_beside(path);
   ::unlink(beside.c_str());
   FileHandle fresh =

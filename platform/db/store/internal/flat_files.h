@@ -1,4 +1,4 @@
-/* The flat-file store: one fixed-width text file for each table, path/name.<table>, beside
+/* flat_files: keeps each table in one fixed-width text file, path/name.<table>, beside
  * an optional descriptor path/name in parameter-file syntax:
  *
  *   schema      css3.0          # or kbcore; without it the files' widths decide

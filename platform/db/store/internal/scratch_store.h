@@ -1,4 +1,4 @@
-/* The scratch store: databases in memory, for dbtmp. */
+/* scratch_store: makes databases in memory, for dbtmp. */
 #ifndef KSUTIL_PLATFORM_DB_STORE_INTERNAL_SCRATCH_STORE_H
 #define KSUTIL_PLATFORM_DB_STORE_INTERNAL_SCRATCH_STORE_H
 
