@@ -42,18 +42,17 @@ int store_number(char *record, KS_ConfigureSpec &spec, T value) {
 
 const char *or_empty(const char *text) { return text == nullptr ? "" : text; }
 
-/* Whether the entry allows nulls, which its type cannot store, and the value is one. */
-bool misuses_null(const KS_ConfigureSpec &spec, const char *value) {
-  return (spec.flags & KS_CONFIGURE_NULL_OK) != 0 && *or_empty(value) == '\0';
+/* Ends the process when the entry allows nulls, which its type cannot store, and the value
+ * is one. */
+void refuse_null_of(const char *type, const KS_ConfigureSpec &spec, const char *value) {
+  if ((spec.flags & KS_CONFIGURE_NULL_OK) == 0 || *or_empty(value) != '\0') return;
+  ks_die(0,
+         "KS_ParseConfigValue: Cannot set KS_CONFIGURE_NULL_OK for %s value for %s.\n",
+         type, or_empty(spec.name));
 }
 
 int parse_boolean(KS_ConfigureSpec &spec, char *value, char *record) {
-  if (misuses_null(spec, value)) {
-    ks_die(0,
-           "KS_ParseConfigValue: Cannot set KS_CONFIGURE_NULL_OK for "
-           "KS_CONFIGURE_BOOlEAN value for %s.\n",
-           or_empty(spec.name));
-  }
+  refuse_null_of("KS_CONFIGURE_BOOlEAN", spec, value);
   int result = -1;
   if (KS_ParseBoolean(value, &result) != 0) {
     return fail("KS_ParseConfigValue", "KS_ParseBoolean() error for %s",
@@ -63,12 +62,7 @@ int parse_boolean(KS_ConfigureSpec &spec, char *value, char *record) {
 }
 
 int parse_double(KS_ConfigureSpec &spec, char *value, char *record) {
-  if (misuses_null(spec, value)) {
-    ks_die(0,
-           "KS_ParseConfigValue: Cannot set KS_CONFIGURE_NULL_OK for "
-           "KS_CONFIGURE_DOUBLE value for %s.\n",
-           or_empty(spec.name));
-  }
+  refuse_null_of("KS_CONFIGURE_DOUBLE", spec, value);
   const char *const text = or_empty(value);
   char *end = nullptr;
   const double number = fix_strtod(text, &end);
@@ -83,12 +77,7 @@ int parse_double(KS_ConfigureSpec &spec, char *value, char *record) {
 /* A text that does not begin with a number counts as 0; a text that does must have
  * nothing after the number. */
 int parse_int(KS_ConfigureSpec &spec, char *value, char *record) {
-  if (misuses_null(spec, value)) {
-    ks_die(0,
-           "KS_ParseConfigValue: Cannot set KS_CONFIGURE_NULL_OK for "
-           "KS_CONFIGURE_INT value for %s.\n",
-           or_empty(spec.name));
-  }
+  refuse_null_of("KS_CONFIGURE_INT", spec, value);
   const char *const text = or_empty(value);
   char *end = nullptr;
   errno = 0;

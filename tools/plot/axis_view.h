@@ -1,9 +1,10 @@
-/* An axis laid over a stretch of the picture. */
+/* axis_view: lays an axis over a stretch of the picture. */
 #ifndef KSUTIL_TOOLS_PLOT_AXIS_VIEW_H
 #define KSUTIL_TOOLS_PLOT_AXIS_VIEW_H
 
 #include <cmath>
 
+#include "platform/trace/trace.h"
 #include "tools/plot/figure.h"
 
 namespace ksutil::plot {
@@ -11,8 +12,8 @@ namespace ksutil::plot {
 /* Not a number, or beyond what can be drawn. */
 inline bool is_missing(double value) { return !(std::abs(value) < 1e300); }
 
-/* Whether a sample or a value of a mesh is missing or marks a gap; see tr_isgap. */
-inline bool is_gap(double value) { return is_missing(value) || value > 1e30; }
+/* Whether a sample or a value of a mesh is missing or marks a gap. */
+inline bool is_gap(double value) { return is_missing(value) || is_gap_sample(value); }
 
 struct Range {
   double low = 0.0, high = 1.0;
