@@ -9,10 +9,12 @@
 #include "formats/sac/internal/sac_header.h"
 #include "formats/sac/internal/sac_record.h"
 #include "platform/elog/elog.h"
+#include "platform/elog/failure.h"
 #include "platform/stock/files.h"
 #include "platform/stock/memory.h"
 
 using namespace ksutil::sac;
+using ksutil::fail, ksutil::fail_errno;
 
 namespace {
 
@@ -41,11 +43,11 @@ class SacReader {
   Samples read_whole(std::int64_t bytes) const;
   Samples read_growing(std::int64_t bytes) const;
   void log_short_read(ssize_t got, std::int64_t wanted) const {
-    elog_log(1, "%s: read(%s) error for data (read %ld bytes instead of %ld bytes).\n",
-             who_, path_, static_cast<long>(got), static_cast<long>(wanted));
+    fail_errno(who_, "read(%s) error for data (read %ld bytes instead of %ld bytes)",
+               path_, static_cast<long>(got), static_cast<long>(wanted));
   }
   void log_no_memory(std::int64_t bytes) const {
-    elog_log(1, "%s: malloc(data,%ld) error.\n", who_, static_cast<long>(bytes));
+    fail_errno(who_, "malloc(data,%ld) error", static_cast<long>(bytes));
   }
 
   const char *who_;
@@ -66,9 +68,9 @@ void swap_numbers(void *numbers, std::size_t count) {
 bool SacReader::read_header(char *header) const {
   const ssize_t got = ksutil::read_all(file_.get(), header, KSSAC_HEADER_SIZE);
   if (got == KSSAC_HEADER_SIZE) return true;
-  elog_log(1, "%s: read(%s) error for header (read %ld bytes instead of %d bytes).\n",
-           who_, path_, static_cast<long>(got), KSSAC_HEADER_SIZE);
-  return false;
+  return fail_errno(who_,
+                    "read(%s) error for header (read %ld bytes instead of %d bytes)",
+                    path_, static_cast<long>(got), KSSAC_HEADER_SIZE);
 }
 
 /* Reads `bytes` bytes of samples at once, of a file that is known to have them. */
@@ -140,13 +142,11 @@ bool SacReader::read_record(KSSac &kssac) {
   std::int64_t version, file_type, count;
   if (kssac_gethdr_kssac(&kssac, "NVHDR", &version, "IFTYPE", &file_type, "NPTS",
                          &count, (char *)nullptr) != 0) {
-    elog_log(0, "%s: kssac_gethdr_kssac(%s) error.\n", who_, path_);
-    return false;
+    return fail(who_, "kssac_gethdr_kssac(%s) error", path_);
   }
   if (version != kVersion) {
-    elog_log(0, "%s: sac header version from %s, %ld, not supported.\n", who_, path_,
-             static_cast<long>(version));
-    return false;
+    return fail(who_, "sac header version from %s, %ld, not supported", path_,
+                static_cast<long>(version));
   }
   if (file_type != kTimeSeries || count < 1) return true;
   return read_samples(count, *kssac.image);
@@ -154,15 +154,9 @@ bool SacReader::read_record(KSSac &kssac) {
 
 RecordPtr SacReader::read(const char *name) {
   file_ = ksutil::open_file(path_, O_RDONLY);
-  if (!file_) {
-    elog_log(1, "%s: open(%s) error.\n", who_, path_);
-    return nullptr;
-  }
+  if (!file_) return fail_errno(who_, "open(%s) error", path_);
   RecordPtr kssac = make_record(name);
-  if (kssac == nullptr) {
-    elog_log(0, "%s: kssac_create(%s) error.\n", who_, path_);
-    return nullptr;
-  }
+  if (kssac == nullptr) return fail(who_, "kssac_create(%s) error", path_);
   return read_record(*kssac) ? std::move(kssac) : nullptr;
 }
 
@@ -181,8 +175,7 @@ RecordPtr ksutil::sac::read_record(const char *who, const char *path, bool eithe
   return SacReader(who, path == nullptr ? "" : path, either_order).read(name);
 } catch (const std::bad_alloc &) {
   errno = ENOMEM;
-  elog_log(1, "%s: malloc(%s) error.\n", who, path == nullptr ? "" : path);
-  return nullptr;
+  return fail_errno(who, "malloc(%s) error", path == nullptr ? "" : path);
 }
 
 KSSac *kssac_read_from_file_kssac(const char *path, const char *name, char *tag) {

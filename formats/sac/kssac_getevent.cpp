@@ -10,7 +10,6 @@
 #include "formats/sac/internal/sac_record.h"
 #include "platform/clock/clock.h"
 #include "platform/db/columns.h"
-#include "platform/elog/elog.h"
 #include "platform/elog/failure.h"
 #include "platform/stock/memory.h"
 #include "platform/stock/text.h"
@@ -187,24 +186,22 @@ void free_samples(Dbptr row, void *before) {
 }  // namespace ksutil::sac
 
 using namespace ksutil::sac;
+using ksutil::fail;
 
 int kssac_getevent_kssac(KSSac *kssac, Dbptr wf, Dbptr origin) {
   return ksutil::at_boundary("kssac_getevent_kssac", [&]() -> int {
     if (kssac == nullptr || kssac->image == nullptr) {
-      elog_log(0, "kssac_getevent_kssac: No kssac.\n");
-      return -1;
+      return fail("kssac_getevent_kssac", "No kssac");
     }
     JoinedRow waveform, event;
     if ((JoinedRow::is_valid(wf) && !waveform.open(wf)) ||
         (JoinedRow::is_valid(origin) && !event.open(origin))) {
-      elog_log(0, "kssac_getevent_kssac: Cannot read the database row.\n");
-      return -1;
+      return fail("kssac_getevent_kssac", "Cannot read the database row");
     }
     const RowPart *const trace = waveform.part("trace");
     ksutil::MallocPtr<float> samples;
     if (trace != nullptr && !copy_samples(*kssac, samples)) {
-      elog_log(0, "kssac_getevent_kssac: kssac_getdata_kssac() error.\n");
-      return -1;
+      return fail("kssac_getevent_kssac", "kssac_getdata_kssac() error");
     }
     void *const before = trace == nullptr ? nullptr : samples_of(*trace);
     const bool keeps_own = samples == nullptr && before != nullptr;
@@ -224,14 +221,12 @@ int kssac_getevent_kssac(KSSac *kssac, Dbptr wf, Dbptr origin) {
     }
     for (const RowEdit &row : rows) {
       if (!row.good()) {
-        elog_log(0, "kssac_getevent_kssac: A header value does not fit its field.\n");
-        return -1;
+        return fail("kssac_getevent_kssac", "A header value does not fit its field");
       }
     }
     for (const RowEdit &row : rows) {
       if (!row.write()) {
-        elog_log(0, "kssac_getevent_kssac: Cannot write the database row.\n");
-        return -1;
+        return fail("kssac_getevent_kssac", "Cannot write the database row");
       }
       if (samples == nullptr) continue;
       static_cast<void>(samples.release());  // the row of the trace has them

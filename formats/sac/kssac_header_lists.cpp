@@ -3,6 +3,7 @@
 
 #include "formats/sac/internal/sac_header.h"
 #include "platform/elog/elog.h"
+#include "platform/elog/failure.h"
 #include "platform/stock/arguments.h"
 
 using namespace ksutil::sac;
@@ -10,6 +11,7 @@ using namespace ksutil::sac;
 namespace {
 
 using ksutil::Arguments;
+using ksutil::fail;
 
 /* Takes a value to be put from the list. */
 void take_value(Arguments &arguments, const KSSacDefine &define, char *header) {
@@ -66,10 +68,7 @@ void fill_address(Arguments &arguments, const KSSacDefine &define, const char *h
  * values `skip` passes by; a message in the name of `who` otherwise. */
 template <class Skip>
 bool is_defined(const char *who, const KSSac *kssac, va_list args, Skip skip) {
-  if (kssac == nullptr || kssac->image == nullptr) {
-    elog_log(0, "%s: No kssac.\n", who);
-    return false;
-  }
+  if (kssac == nullptr || kssac->image == nullptr) return fail(who, "No kssac");
   Arguments names(args);
   while (const char *const name = names.next<const char *>()) {
     const KSSacDefine *const define = kssac_get_header_define(name);

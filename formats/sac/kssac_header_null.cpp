@@ -3,11 +3,12 @@
 #include <mutex>
 
 #include "formats/sac/internal/sac_header.h"
-#include "platform/elog/elog.h"
+#include "platform/elog/failure.h"
 #include "platform/stock/arr.h"
 #include "platform/stock/text.h"
 
 using namespace ksutil::sac;
+using ksutil::fail_errno;
 
 namespace {
 
@@ -47,8 +48,7 @@ class Definitions {
     }
     if (countarr(map) != KSSAC_HEADER_COUNT) {
       freearr(map, nullptr);
-      elog_log(1, "kssac_fill_null_header: newarr() error.\n");
-      return nullptr;
+      return fail_errno("kssac_fill_null_header", "newarr() error");
     }
     store_integer(null_header_, *static_cast<const KSSacDefine *>(getarr(map, "NVHDR")),
                   kVersion);

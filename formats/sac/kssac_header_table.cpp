@@ -4,9 +4,11 @@
 
 #include "formats/sac/internal/sac_header.h"
 #include "platform/elog/elog.h"
+#include "platform/elog/failure.h"
 #include "platform/stock/memory.h"
 
 using namespace ksutil::sac;
+using ksutil::fail, ksutil::fail_errno;
 
 namespace {
 
@@ -58,23 +60,18 @@ void kssac_free_header_tbl(Tbl *table) { freetbl(table, free_texts); }
 
 int kssac_header_2_tbl(KSSac *kssac, Tbl **table) {
   if (kssac == nullptr || kssac->image == nullptr) {
-    elog_log(0, "kssac_header_2_tbl: No kssac.\n");
-    return -1;
+    return fail("kssac_header_2_tbl", "No kssac");
   }
   std::unique_ptr<Tbl, FreeTable> made(
       inittbl(KSSAC_HEADER_COUNT, static_cast<int>(sizeof(KSSacHeaderValue))));
-  if (made == nullptr) {
-    elog_log(1, "kssac_header_2_tbl: inittbl() error.\n");
-    return -1;
-  }
+  if (made == nullptr) return fail_errno("kssac_header_2_tbl", "inittbl() error");
   for (const KSSacDefine &define : SacHeaderDefines) {
     KSSacHeaderValue entry{};
     if (!fill_entry(*kssac, define, entry)) {
-      elog_log(1, "kssac_header_2_tbl: malloc() error.\n");
-      return -1;
+      return fail_errno("kssac_header_2_tbl", "malloc() error");
     }
     if (pushtbl(made.get(), &entry) < 0) {
-      elog_log(1, "kssac_header_2_tbl: pushtbl() error.\n");
+      fail_errno("kssac_header_2_tbl", "pushtbl() error");
       free_texts(&entry);
       return -1;
     }
@@ -86,8 +83,7 @@ int kssac_header_2_tbl(KSSac *kssac, Tbl **table) {
 
 int kssac_tbl_2_header(Tbl *table, KSSac *kssac) {
   if (kssac == nullptr || kssac->image == nullptr) {
-    elog_log(0, "kssac_tbl_2_header: No kssac.\n");
-    return -1;
+    return fail("kssac_tbl_2_header", "No kssac");
   }
   const long count = counttbl(table);
   for (long i = 0; i < count; ++i) {

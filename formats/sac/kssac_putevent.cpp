@@ -155,25 +155,23 @@ void put_distance(KSSac *kssac) {
 }  // namespace ksutil::sac
 
 using namespace ksutil::sac;
+using ksutil::fail;
 
 int kssac_putevent_kssac(KSSac *kssac, Dbptr wf, Dbptr origin) {
   return ksutil::at_boundary("kssac_putevent_kssac", [&]() -> int {
     if (kssac == nullptr || kssac->image == nullptr) {
-      elog_log(0, "kssac_putevent_kssac: No kssac.\n");
-      return -1;
+      return fail("kssac_putevent_kssac", "No kssac");
     }
     JoinedRow waveform, event;
     const bool with_waveform = JoinedRow::is_valid(wf);
     const bool with_event = JoinedRow::is_valid(origin);
     if ((with_waveform && !waveform.open(wf)) || (with_event && !event.open(origin))) {
-      elog_log(0, "kssac_putevent_kssac: Cannot read the database row.\n");
-      return -1;
+      return fail("kssac_putevent_kssac", "Cannot read the database row");
     }
     if (with_waveform) {
       /* First, as it alone can fail. */
       if (!put_waveform(kssac, waveform)) {
-        elog_log(0, "kssac_putevent_kssac: kssac_putdata_kssac() error.\n");
-        return -1;
+        return fail("kssac_putevent_kssac", "kssac_putdata_kssac() error");
       }
       put_names(kssac, wf, waveform);
       put_places(kssac, waveform);

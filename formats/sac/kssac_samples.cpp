@@ -9,6 +9,7 @@
 #include "formats/sac/internal/sac_record.h"
 #include "platform/clock/clock.h"
 #include "platform/elog/elog.h"
+#include "platform/elog/failure.h"
 #include "platform/stock/memory.h"
 
 namespace ksutil::sac {
@@ -97,8 +98,7 @@ bool store_samples(const char *who, KSSac *kssac, MallocPtr<float> data, long ns
   }
   if (put_time_series(kssac, nsamp, extremes(data.get(), nsamp), type, time,
                       samprate) != 0) {
-    elog_log(0, "%s: kssac_puthdr_kssac() error.\n", who);
-    return false;
+    return fail(who, "kssac_puthdr_kssac() error");
   }
   take_samples(*kssac->image, data.release(), nsamp);
   return true;
@@ -107,6 +107,7 @@ bool store_samples(const char *who, KSSac *kssac, MallocPtr<float> data, long ns
 }  // namespace ksutil::sac
 
 using namespace ksutil::sac;
+using ksutil::fail, ksutil::fail_errno;
 
 int kssac_putdata_kssac(KSSac *kssac, long nsamp, const float *samples,
                         const char *type, double time, double samprate) {
@@ -126,9 +127,8 @@ int kssac_putdata_kssac(KSSac *kssac, long nsamp, const float *samples,
   const std::size_t bytes = static_cast<std::size_t>(nsamp) * sizeof(float);
   ksutil::MallocPtr<float> data(static_cast<float *>(ks_malloc(bytes)));
   if (data == nullptr) {
-    elog_log(1, "kssac_putdata_kssac: malloc(data,%ld) error.\n",
-             static_cast<long>(bytes));
-    return -1;
+    return fail_errno("kssac_putdata_kssac", "malloc(data,%ld) error",
+                      static_cast<long>(bytes));
   }
   std::memcpy(data.get(), samples, bytes);
   return store_samples("kssac_putdata_kssac", kssac, std::move(data), nsamp, type, time,
@@ -142,8 +142,7 @@ int kssac_getreftime_kssac(KSSac *kssac, double *reftime) {
   if (kssac_gethdr_kssac(kssac, "NZYEAR", &year, "NZJDAY", &day, "NZHOUR", &hour,
                          "NZMIN", &minute, "NZSEC", &second, "NZMSEC", &millisecond,
                          "IZTYPE", &equivalence, (char *)nullptr) != 0) {
-    elog_log(0, "kssac_getreftime_kssac: kssac_gethdr_kssac() error.\n");
-    return -1;
+    return fail("kssac_getreftime_kssac", "kssac_gethdr_kssac() error");
   }
   const auto whole_day = equivalence == kReferenceIsDay;
   *reftime = h2e(
@@ -166,30 +165,26 @@ int kssac_getdata_kssac(KSSac *kssac, long *nsamp, double *time, double *samprat
   if (kssac_gethdr_kssac(kssac, "NPTS", &count, "B", &begin, "IFTYPE", &file_type,
                          "DELTA", &delta, "IDEP", &idep, "SCALE", &scale,
                          (char *)nullptr) != 0) {
-    elog_log(0, "kssac_getdata_kssac: kssac_gethdr_kssac() error.\n");
-    return -1;
+    return fail("kssac_getdata_kssac", "kssac_gethdr_kssac() error");
   }
   if (count < 0) {
     *nsamp = 0;
     return 0;
   }
   if (file_type != kTimeSeries) {
-    elog_log(0, "kssac_getdata_kssac: sac file type, %ld, not supported.\n",
-             static_cast<long>(file_type));
-    return -1;
+    return fail("kssac_getdata_kssac", "sac file type, %ld, not supported",
+                static_cast<long>(file_type));
   }
   double reference;
   if (kssac_getreftime_kssac(kssac, &reference) != 0) {
-    elog_log(0, "kssac_getdata_kssac: kssac_getreftime_kssac()error.\n");
-    return -1;
+    return fail("kssac_getdata_kssac", "kssac_getreftime_kssac()error");
   }
   const auto wanted = static_cast<std::size_t>(count);
   ksutil::MallocPtr<float> copy(
       static_cast<float *>(ks_calloc(std::max<std::size_t>(wanted, 1), sizeof(float))));
   if (copy == nullptr) {
-    elog_log(1, "kssac_getdata_kssac: malloc(data,%ld) error.\n",
-             static_cast<long>(wanted * sizeof(float)));
-    return -1;
+    return fail_errno("kssac_getdata_kssac", "malloc(data,%ld) error",
+                      static_cast<long>(wanted * sizeof(float)));
   }
   const auto held = static_cast<std::size_t>(kssac->image->data_bytes);
   std::memcpy(copy.get(), kssac->image->data, std::min(wanted * sizeof(float), held));

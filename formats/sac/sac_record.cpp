@@ -2,7 +2,7 @@
 
 #include <cstdlib>
 
-#include "platform/elog/elog.h"
+#include "platform/elog/failure.h"
 #include "platform/stock/memory.h"
 
 namespace ksutil::sac {
@@ -19,17 +19,14 @@ RecordPtr make_record(const char *name) {
   RecordPtr kssac(static_cast<KSSac *>(ks_calloc(1, sizeof(KSSac))));
   if (kssac != nullptr && name != nullptr) kssac->name = ks_strdup(name);
   if (kssac == nullptr || (name != nullptr && kssac->name == nullptr)) {
-    elog_log(1, "kssac_create: malloc(KSSac) error.\n");
-    return nullptr;
+    return fail_errno("kssac_create", "malloc(KSSac) error");
   }
   kssac->image = static_cast<SacImage *>(ks_calloc(1, sizeof(SacImage)));
   if (kssac->image == nullptr) {
-    elog_log(1, "kssac_create: malloc(SacImage) error.\n");
-    return nullptr;
+    return fail_errno("kssac_create", "malloc(SacImage) error");
   }
   if (kssac_fill_null_header(kssac->image->header) != 0) {
-    elog_log(0, "kssac_create: kssac_fill_null_header(SacImage) error.\n");
-    return nullptr;
+    return fail("kssac_create", "kssac_fill_null_header(SacImage) error");
   }
   return kssac;
 }

@@ -7,14 +7,14 @@
 
 using ksutil::fail;
 using namespace ksutil::grids;
+using ksutil::fail_errno;
 
 namespace {
 
 /* Hands a new grid to the caller, under a tag when there is a buffer for it. */
 KSGrid *publish(GridPtr grid, char *tag, const char *function) {
   if (tag != nullptr && ksgrid_register_grid(grid.get(), tag) != 0) {
-    elog_log(0, "%s: ksgrid_register_grid() error.\n", function);
-    return nullptr;
+    return fail(function, "ksgrid_register_grid() error");
   }
   return grid.release();
 }
@@ -38,49 +38,38 @@ KSGrid *ksgrid_create(const char *xname, int nx, const float *x, const char *xte
                       const char *name, char *tag) {
   if (tag != nullptr) tag[0] = '\0';
   if (nx < 1 || ny < 1 || x == nullptr || y == nullptr || nx > INT_MAX / ny) {
-    elog_log(0, "ksgrid_create: Illegal grid size %d x %d.\n", nx, ny);
-    return nullptr;
+    return fail("ksgrid_create", "Illegal grid size %d x %d", nx, ny);
   }
   GridPtr grid = new_record();
   if (grid == nullptr) {
-    elog_log(1, "ksgrid_create: malloc(KSGrid,%ld) error.\n",
-             static_cast<long>(sizeof(KSGrid)));
-    return nullptr;
+    return fail_errno("ksgrid_create", "malloc(KSGrid,%ld) error",
+                      static_cast<long>(sizeof(KSGrid)));
   }
   grid->nx = nx;
   grid->ny = ny;
   if (!copy_values(x, nx, grid->x) || !copy_values(y, ny, grid->y)) {
-    elog_log(1, "ksgrid_create: malloc(coordinates,%ld) error.\n",
-             static_cast<long>(float_bytes(grid->x == nullptr ? nx : ny)));
-    return nullptr;
+    return fail_errno("ksgrid_create", "malloc(coordinates,%ld) error",
+                      static_cast<long>(float_bytes(grid->x == nullptr ? nx : ny)));
   }
   const char *const texts[] = {name,   xname,  xtext1, xtext2,
                                ytext1, ytext2, text1,  text2};
   for (std::size_t i = 0; i < kTexts.size(); ++i) {
     if (copy_text(texts[i], (*grid).*kTexts[i])) continue;
-    elog_log(1, "ksgrid_create: strdup() error.\n");
-    return nullptr;
+    return fail_errno("ksgrid_create", "strdup() error");
   }
   return publish(std::move(grid), tag, "ksgrid_create");
 }
 
 KSGrid *ksgrid_copy_ksgrid(const KSGrid *grid, const char *name, char *newtag) {
   if (newtag != nullptr) newtag[0] = '\0';
-  if (grid == nullptr) {
-    elog_log(0, "ksgrid_copy_ksgrid: No grid.\n");
-    return nullptr;
-  }
+  if (grid == nullptr) return fail("ksgrid_copy_ksgrid", "No grid");
   GridPtr copy(ksgrid_create(grid->xname, grid->nx, grid->x, grid->xtext1, grid->xtext2,
                              grid->ny, grid->y, grid->ytext1, grid->ytext2, grid->text1,
                              grid->text2, name, nullptr));
-  if (copy == nullptr) {
-    elog_log(0, "ksgrid_copy_ksgrid: ksgrid_create() error.\n");
-    return nullptr;
-  }
+  if (copy == nullptr) return fail("ksgrid_copy_ksgrid", "ksgrid_create() error");
   if (grid->ndata > 0 && !copy_values(grid->data, grid->ndata, copy->data)) {
-    elog_log(1, "ksgrid_copy_ksgrid: malloc(grid->data,%ld) error.\n",
-             static_cast<long>(float_bytes(grid->ndata)));
-    return nullptr;
+    return fail_errno("ksgrid_copy_ksgrid", "malloc(grid->data,%ld) error",
+                      static_cast<long>(float_bytes(grid->ndata)));
   }
   copy->nframes = grid->nframes;
   copy->ndata = grid->ndata;

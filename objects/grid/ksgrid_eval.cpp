@@ -6,6 +6,7 @@
 #include "objects/grid/internal/grid_storage.h"
 #include "objects/ksgrid.h"
 #include "platform/elog/elog.h"
+#include "platform/elog/failure.h"
 
 using namespace ksutil;
 using namespace ksutil::grids;
@@ -79,17 +80,15 @@ bool make_room(int npoints, float **out, int *nout) {
   if (*out == nullptr) {
     *out = static_cast<float *>(ks_malloc(std::max<std::size_t>(bytes, sizeof(float))));
     if (*out == nullptr) {
-      elog_log(1, "ksgrid_eval_ksgrid: malloc(out,%ld) error.\n",
-               static_cast<long>(bytes));
-      return false;
+      return fail_errno("ksgrid_eval_ksgrid", "malloc(out,%ld) error",
+                        static_cast<long>(bytes));
     }
     *nout = npoints;
   } else if (npoints > *nout) {
     void *const grown = ks_realloc(*out, bytes);
     if (grown == nullptr) {
-      elog_log(1, "ksgrid_eval_ksgrid: realloc(out,%ld) error.\n",
-               static_cast<long>(bytes));
-      return false;
+      return fail_errno("ksgrid_eval_ksgrid", "realloc(out,%ld) error",
+                        static_cast<long>(bytes));
     }
     *out = static_cast<float *>(grown);
     *nout = npoints;
@@ -103,23 +102,19 @@ int ksgrid_eval_ksgrid(const KSGrid *grid, int frame, int npoints, const float *
                        const float *y, const char *interp_mode, const char *extrap_mode,
                        float **out, int *nout) {
   if (grid == nullptr || frame < 0 || frame >= grid->nframes) {
-    elog_log(0, "ksgrid_eval_ksgrid: Frame index out of range.\n");
-    return -1;
+    return fail("ksgrid_eval_ksgrid", "Frame index out of range");
   }
   const std::string_view extrap = extrap_mode == nullptr ? "" : extrap_mode;
   if (extrap != "none") {
-    elog_log(0, "ksgrid_eval_ksgrid: Illegal extrap_mode=%s value.\n", extrap.data());
-    return -1;
+    return fail("ksgrid_eval_ksgrid", "Illegal extrap_mode=%s value", extrap.data());
   }
   const std::string_view interp = interp_mode == nullptr ? "" : interp_mode;
   if (interp != "bilinear" && interp != "block") {
-    elog_log(0, "ksgrid_eval_ksgrid: Illegal interp_mode=%s value.\n", interp.data());
-    return -1;
+    return fail("ksgrid_eval_ksgrid", "Illegal interp_mode=%s value", interp.data());
   }
   if (npoints < 0 || out == nullptr || nout == nullptr ||
       (npoints > 0 && (x == nullptr || y == nullptr))) {
-    elog_log(0, "ksgrid_eval_ksgrid: Illegal points.\n");
-    return -1;
+    return fail("ksgrid_eval_ksgrid", "Illegal points");
   }
   if (!make_room(npoints, out, nout)) return -1;
   Frame values(*grid, frame);
@@ -153,10 +148,7 @@ int ksgrid_maxmin_ksgrid(const KSGrid *grid, int frame, float *xmin, float *xmax
     low = std::min(low, *at);
     high = std::max(high, *at);
   }
-  if (!found) {
-    elog_log(0, "ksgrid_maxmin_ksgrid: No data in object.\n");
-    return -1;
-  }
+  if (!found) return fail("ksgrid_maxmin_ksgrid", "No data in object");
   const auto give = [](float value, float *to) {
     if (to != nullptr) *to = value;
   };

@@ -4,7 +4,7 @@
 
 #include "objects/grid/internal/grid_storage.h"
 #include "objects/ksgrid.h"
-#include "platform/elog/elog.h"
+#include "platform/elog/failure.h"
 
 using namespace ksutil;
 using namespace ksutil::grids;
@@ -13,21 +13,16 @@ namespace {
 
 /* Whether a grid can hold that many frames. */
 bool can_hold(const KSGrid *grid, std::int64_t nframes, const char *function) {
-  if (grid == nullptr || frame_size(*grid) == 0) {
-    elog_log(0, "%s: Not a grid.\n", function);
-    return false;
-  }
+  if (grid == nullptr || frame_size(*grid) == 0) return fail(function, "Not a grid");
   if (nframes < 0 || nframes > INT_MAX / frame_size(*grid)) {
-    elog_log(0, "%s: Illegal number of frames.\n", function);
-    return false;
+    return fail(function, "Illegal number of frames");
   }
   return true;
 }
 
 bool has_frames(const float *frames, int nframes, const char *function) {
   if (frames != nullptr || nframes == 0) return true;
-  elog_log(0, "%s: No frames given.\n", function);
-  return false;
+  return fail(function, "No frames given");
 }
 
 void set_count(KSGrid &grid, int nframes) {
@@ -45,8 +40,7 @@ void replace(KSGrid &grid, MallocPtr<float> data, int nframes, double time, doub
 
 int order_stored(KSGrid &grid, const char *function) {
   if (grid.order == 0 || ksgrid_order(&grid) == 0) return 0;
-  elog_log(0, "%s: ksgrid_order() error.\n", function);
-  return -1;
+  return fail(function, "ksgrid_order() error");
 }
 
 }  // namespace
@@ -59,9 +53,8 @@ int ksgrid_put_ksgrid(KSGrid *grid, int nframes, const float *frames, double tim
   const std::int64_t ndata = nframes * frame_size(*grid);
   float *copied = nullptr;
   if (nframes > 0 && !copy_values(frames, ndata, copied)) {
-    elog_log(1, "ksgrid_put_ksgrid: malloc(grid->data,%ld) error.\n",
-             static_cast<long>(float_bytes(ndata)));
-    return -1;
+    return fail_errno("ksgrid_put_ksgrid", "malloc(grid->data,%ld) error",
+                      static_cast<long>(float_bytes(ndata)));
   }
   replace(*grid, MallocPtr<float>(copied), nframes, time, dt);
   return order_stored(*grid, kName);
@@ -82,9 +75,8 @@ int ksgrid_putanddecimate_ksgrid(KSGrid *grid, int nframes, const float *frames,
     data.reset(static_cast<float *>(
         ks_calloc(static_cast<std::size_t>(ndata), sizeof(float))));
     if (data == nullptr) {
-      elog_log(1, "ksgrid_putanddecimate_ksgrid: malloc(grid->data,%ld) error.\n",
-               static_cast<long>(float_bytes(ndata)));
-      return -1;
+      return fail_errno("ksgrid_putanddecimate_ksgrid", "malloc(grid->data,%ld) error",
+                        static_cast<long>(float_bytes(ndata)));
     }
   }
   for (int i = 0; i < nframes; ++i) {
@@ -99,17 +91,15 @@ int ksgrid_putanddecimate_ksgrid(KSGrid *grid, int nframes, const float *frames,
 int ksgrid_append_sample_ksgrid(KSGrid *grid, const float *frame) {
   constexpr const char *kName = "ksgrid_append_sample_ksgrid";
   if (grid == nullptr || grid->nframes < 1) {
-    elog_log(0, "ksgrid_append_sample_ksgrid: No data in object.\n");
-    return -1;
+    return fail("ksgrid_append_sample_ksgrid", "No data in object");
   }
   if (!can_hold(grid, std::int64_t{grid->nframes} + 1, kName)) return -1;
   if (!has_frames(frame, 1, kName)) return -1;
   const std::size_t bytes = float_bytes(grid->ndata + frame_size(*grid));
   void *const grown = ks_realloc(grid->data, bytes);
   if (grown == nullptr) {
-    elog_log(1, "ksgrid_append_sample_ksgrid: realloc(grid->data,%ld) error.\n",
-             static_cast<long>(bytes));
-    return -1;
+    return fail_errno("ksgrid_append_sample_ksgrid", "realloc(grid->data,%ld) error",
+                      static_cast<long>(bytes));
   }
   grid->data = static_cast<float *>(grown);
   std::copy_n(frame, frame_size(*grid), grid->data + grid->ndata);
@@ -119,19 +109,15 @@ int ksgrid_append_sample_ksgrid(KSGrid *grid, const float *frame) {
 
 int ksgrid_trim_ksgrid(KSGrid *grid, int keep) {
   if (!can_hold(grid, 0, "ksgrid_trim_ksgrid")) return -1;
-  if (keep < 0) {
-    elog_log(0, "ksgrid_trim_ksgrid: Illegal number of frames.\n");
-    return -1;
-  }
+  if (keep < 0) return fail("ksgrid_trim_ksgrid", "Illegal number of frames");
   const int dropped = grid->nframes - keep;
   if (dropped < 1) return 0;
   const std::int64_t size = frame_size(*grid), ndata = keep * size;
   float *kept = nullptr;
   /* A new array, so that a failure leaves the grid as it was. */
   if (keep > 0 && !copy_values(grid->data + dropped * size, ndata, kept)) {
-    elog_log(1, "ksgrid_trim_ksgrid: realloc(grid->data,%ld) error.\n",
-             static_cast<long>(float_bytes(ndata)));
-    return -1;
+    return fail_errno("ksgrid_trim_ksgrid", "realloc(grid->data,%ld) error",
+                      static_cast<long>(float_bytes(ndata)));
   }
   std::free(grid->data);
   grid->data = kept;
@@ -151,16 +137,12 @@ int ksgrid_order(KSGrid *grid) {
   const int xdirection = axis_direction(grid->nx, grid->x);
   const int ydirection = axis_direction(grid->ny, grid->y);
   if (xdirection == 2) {
-    elog_log(0,
-             "ksgrid_order: X grid coordinates must be monotonically increasing or "
-             "decreasing.\n");
-    return -1;
+    return fail("ksgrid_order",
+                "X grid coordinates must be monotonically increasing or decreasing");
   }
   if (ydirection == 2) {
-    elog_log(0,
-             "ksgrid_order: Y grid coordinates must be monotonically increasing or "
-             "decreasing.\n");
-    return -1;
+    return fail("ksgrid_order",
+                "Y grid coordinates must be monotonically increasing or decreasing");
   }
   if (xdirection < 0) {
     std::reverse(grid->x, grid->x + grid->nx);

@@ -3,7 +3,7 @@
 
 #include "objects/grid/internal/grid_storage.h"
 #include "objects/ksgrid.h"
-#include "platform/elog/elog.h"
+#include "platform/elog/failure.h"
 #include "platform/stock/bytes.h"
 
 using namespace ksutil;
@@ -126,20 +126,18 @@ bool read_contents(const char *packet, KSGrid &grid) {
 int ksgrid_stuff_ksgrid(const KSGrid *grid, char **packet, int *nbytes,
                         int *allocated) {
   if (grid == nullptr || frame_size(*grid) == 0) {
-    elog_log(0, "ksgrid_stuff_ksgrid: Not a grid.\n");
-    return -1;
+    return fail("ksgrid_stuff_ksgrid", "Not a grid");
   }
   const std::int64_t bytes = packet_bytes(*grid);
   if (bytes > INT_MAX) {
-    elog_log(0, "ksgrid_stuff_ksgrid: Grid too large for a packet.\n");
-    return -1;
+    return fail("ksgrid_stuff_ksgrid", "Grid too large for a packet");
   }
   if (*packet == nullptr || *allocated < bytes) {
     void *const room = ks_realloc(*packet, static_cast<std::size_t>(bytes));
     if (room == nullptr) {
-      elog_log(1, "ksgrid_stuff_ksgrid: %s(packet,%ld) error.\n",
-               *packet == nullptr ? "malloc" : "realloc", static_cast<long>(bytes));
-      return -1;
+      return fail_errno("ksgrid_stuff_ksgrid", "%s(packet,%ld) error",
+                        *packet == nullptr ? "malloc" : "realloc",
+                        static_cast<long>(bytes));
     }
     *packet = static_cast<char *>(room);
     *allocated = static_cast<int>(bytes);
@@ -160,14 +158,10 @@ int ksgrid_stuff_ksgrid(const KSGrid *grid, char **packet, int *nbytes,
 }
 
 int ksgrid_unstuff(const char *packet, int nbytes, KSGrid *grid) {
-  if (grid == nullptr) {
-    elog_log(0, "ksgrid_unstuff: No grid.\n");
-    return -1;
-  }
+  if (grid == nullptr) return fail("ksgrid_unstuff", "No grid");
   KSGrid counts = {};
   if (!read_counts(packet, nbytes, counts)) {
-    elog_log(0, "ksgrid_unstuff: Illegal packet.\n");
-    return -1;
+    return fail("ksgrid_unstuff", "Illegal packet");
   }
   GridPtr filled = new_record();
   if (filled != nullptr) {
@@ -177,8 +171,7 @@ int ksgrid_unstuff(const char *packet, int nbytes, KSGrid *grid) {
     filled->ndata = counts.ndata;
   }
   if (filled == nullptr || !read_contents(packet, *filled)) {
-    elog_log(1, "ksgrid_unstuff: malloc() error.\n");
-    return -1;
+    return fail_errno("ksgrid_unstuff", "malloc() error");
   }
   if (frame_size(*grid) > 0) {
     filled->gapval = grid->gapval;

@@ -5,7 +5,6 @@
 
 #include "objects/grid/internal/grid_storage.h"
 #include "objects/ksgrid.h"
-#include "platform/elog/elog.h"
 #include "platform/elog/failure.h"
 #include "platform/traveltime/traveltime.h"
 
@@ -21,16 +20,14 @@ class Slowness {
   bool open(const char *model, double depth, const char *function) {
     const char *const name = model == nullptr ? "iasp91" : model;
     if (!traveltime::find_model(name, model_)) {
-      elog_log(0, "%s: Unknown travel-time model '%s'.\n", function, name);
-      return false;
+      return fail(function, "Unknown travel-time model '%s'", name);
     }
     depth_ = depth;
     traveltime::Arrival arrival;
     if (traveltime::first_arrival(model_, traveltime::Wave::kP, 0.0, depth_, arrival)) {
       return true;
     }
-    elog_log(0, "%s: Depth out of range.\n", function);
-    return false;
+    return fail(function, "Depth out of range");
   }
 
   /* False for NaN and beyond 180 degrees. */
@@ -57,8 +54,7 @@ bool convert(const Slowness &slowness, int n, const float *distances,
   for (int i = 0; i < n; ++i) {
     double value = 0.0;
     if (!slowness.at(distances[i], value)) {
-      elog_log(0, "%s: Distance out of range.\n", function);
-      return false;
+      return fail(function, "Distance out of range");
     }
     converted[static_cast<std::size_t>(i)] = static_cast<float>(value);
   }
@@ -67,8 +63,7 @@ bool convert(const Slowness &slowness, int n, const float *distances,
 
 bool has_direction(const std::vector<float> &axis, const char *letter) {
   if (axis_direction(static_cast<int>(axis.size()), axis.data()) != 2) return true;
-  elog_log(0, "ksgrid_d2slow_ksgrid: Slowness rises and falls along %s.\n", letter);
-  return false;
+  return fail("ksgrid_d2slow_ksgrid", "Slowness rises and falls along %s", letter);
 }
 
 }  // namespace
@@ -79,8 +74,7 @@ int ksgrid_coords_d2slow(const char *model, double depth, int n, const float *di
   return at_boundary(kName, [&]() -> int {
     Slowness slowness;
     if (n < 0 || (n > 0 && (distances == nullptr || slownesses == nullptr))) {
-      elog_log(0, "ksgrid_coords_d2slow: Illegal coordinates.\n");
-      return -1;
+      return fail("ksgrid_coords_d2slow", "Illegal coordinates");
     }
     if (!slowness.open(model, depth, kName)) return -1;
     std::vector<float> converted;
@@ -94,12 +88,10 @@ int ksgrid_d2slow_ksgrid(KSGrid *grid, const char *model, double depth, int axes
   constexpr const char *kName = "ksgrid_d2slow_ksgrid";
   return at_boundary(kName, [&]() -> int {
     if (grid == nullptr || frame_size(*grid) == 0) {
-      elog_log(0, "ksgrid_d2slow_ksgrid: Not a grid.\n");
-      return -1;
+      return fail("ksgrid_d2slow_ksgrid", "Not a grid");
     }
     if (axes < KSGRID_X || axes > KSGRID_X + KSGRID_Y) {
-      elog_log(0, "ksgrid_d2slow_ksgrid: Illegal axes=%d value.\n", axes);
-      return -1;
+      return fail("ksgrid_d2slow_ksgrid", "Illegal axes=%d value", axes);
     }
     Slowness slowness;
     if (!slowness.open(model, depth, kName)) return -1;
@@ -115,8 +107,7 @@ int ksgrid_d2slow_ksgrid(KSGrid *grid, const char *model, double depth, int axes
     std::copy(x.begin(), x.end(), grid->x);
     std::copy(y.begin(), y.end(), grid->y);
     if (grid->order != 0 && ksgrid_order(grid) != 0) {
-      elog_log(0, "ksgrid_d2slow_ksgrid: ksgrid_order() error.\n");
-      return -1;
+      return fail("ksgrid_d2slow_ksgrid", "ksgrid_order() error");
     }
     return 0;
   });
@@ -129,8 +120,7 @@ int ksgrid_eval_d2slow_ksgrid(const KSGrid *grid, const char *model, double dept
   constexpr const char *kName = "ksgrid_eval_d2slow_ksgrid";
   return at_boundary(kName, [&]() -> int {
     if (npoints < 0 || (npoints > 0 && (x == nullptr || y == nullptr))) {
-      elog_log(0, "ksgrid_eval_d2slow_ksgrid: Illegal points.\n");
-      return -1;
+      return fail("ksgrid_eval_d2slow_ksgrid", "Illegal points");
     }
     Slowness slowness;
     if (!slowness.open(model, depth, kName)) return -1;
@@ -149,8 +139,7 @@ int ksgrid_eval_d2slow_ksgrid(const KSGrid *grid, const char *model, double dept
     }
     if (ksgrid_eval_ksgrid(grid, frame, npoints, east.data(), north.data(), interp_mode,
                            extrap_mode, out, nout) != 0) {
-      elog_log(0, "ksgrid_eval_d2slow_ksgrid: ksgrid_eval_ksgrid() error.\n");
-      return -1;
+      return fail("ksgrid_eval_d2slow_ksgrid", "ksgrid_eval_ksgrid() error");
     }
     for (const std::size_t i : off_the_globe) (*out)[i] = grid->gapval;
     return 0;

@@ -6,7 +6,7 @@
 
 #include "objects/grid/internal/grid_storage.h"
 #include "objects/ksgrid.h"
-#include "platform/elog/elog.h"
+#include "platform/elog/failure.h"
 #include "platform/stock/files.h"
 
 using namespace ksutil;
@@ -57,16 +57,14 @@ MallocPtr<char> read_packet(int fd, int nbytes) {
                                : 2 * room;
     void *const grown = ks_realloc(packet.get(), static_cast<std::size_t>(room));
     if (grown == nullptr) {
-      elog_log(1, "ksgrid_read_fd: malloc(packet,%ld) error.\n",
-               static_cast<long>(room));
-      return nullptr;
+      return fail_errno("ksgrid_read_fd", "malloc(packet,%ld) error",
+                        static_cast<long>(room));
     }
     static_cast<void>(packet.release());
     packet.reset(static_cast<char *>(grown));
     done += read_bytes(fd, packet.get() + done, room - done);
     if (done < room) {
-      elog_log(1, "ksgrid_read_fd: read(packet,%d) error.\n", nbytes);
-      return nullptr;
+      return fail_errno("ksgrid_read_fd", "read(packet,%d) error", nbytes);
     }
   }
   return packet;
@@ -78,21 +76,15 @@ int ksgrid_write_fd_ksgrid(const KSGrid *grid, int fd) {
   char *made = nullptr;
   int nbytes = 0, allocated = 0;
   if (ksgrid_stuff_ksgrid(grid, &made, &nbytes, &allocated) != 0) {
-    elog_log(0, "ksgrid_write_fd_ksgrid: ksgrid_stuff_ksgrid() error.\n");
-    return -1;
+    return fail("ksgrid_write_fd_ksgrid", "ksgrid_stuff_ksgrid() error");
   }
   const MallocPtr<char> packet(made);
-  if (nbytes < 1) {
-    elog_log(0, "ksgrid_write_fd_ksgrid: nbytes < 1.\n");
-    return -1;
-  }
+  if (nbytes < 1) return fail("ksgrid_write_fd_ksgrid", "nbytes < 1");
   if (write_bytes(fd, reinterpret_cast<const char *>(&nbytes), 4) != 4) {
-    elog_log(1, "ksgrid_write_fd_ksgrid: write(nbytes,4) error.\n");
-    return -1;
+    return fail_errno("ksgrid_write_fd_ksgrid", "write(nbytes,4) error");
   }
   if (write_bytes(fd, packet.get(), nbytes) != nbytes) {
-    elog_log(1, "ksgrid_write_fd_ksgrid: write(packet,%d) error.\n", nbytes);
-    return -1;
+    return fail_errno("ksgrid_write_fd_ksgrid", "write(packet,%d) error", nbytes);
   }
   return 0;
 }
@@ -101,19 +93,12 @@ int ksgrid_read_fd(int fd, KSGrid *grid) {
   int nbytes = 0;
   const int got = read_bytes(fd, reinterpret_cast<char *>(&nbytes), 4);
   if (got == 0 && errno == 0) return 0;
-  if (got != 4) {
-    elog_log(1, "ksgrid_read_fd: read(nbytes,4) error.\n");
-    return -1;
-  }
-  if (nbytes < 1) {
-    elog_log(0, "ksgrid_read_fd: nbytes < 1.\n");
-    return -1;
-  }
+  if (got != 4) return fail_errno("ksgrid_read_fd", "read(nbytes,4) error");
+  if (nbytes < 1) return fail("ksgrid_read_fd", "nbytes < 1");
   const MallocPtr<char> packet = read_packet(fd, nbytes);
   if (packet == nullptr) return -1;
   if (ksgrid_unstuff(packet.get(), nbytes, grid) != 0) {
-    elog_log(0, "ksgrid_read_fd: ksgrid_unstuff() error.\n");
-    return -1;
+    return fail("ksgrid_read_fd", "ksgrid_unstuff() error");
   }
   return nbytes;
 }

@@ -13,6 +13,8 @@
 #include "platform/stock/memory.h"
 #include "platform/trace/filetbl.h"
 
+using ksutil::fail, ksutil::fail_errno;
+
 namespace {
 
 using Entry = KSHistoryEntry;
@@ -64,7 +66,7 @@ bool open_file_entries(KSHistory &history) {
     elog_flush(0, mark);
     elog_complain(1, "Can't lock '%s' for exclusive use\n", history.file);
   } else {
-    elog_log(0, "kshistory_create: filetbl(%s) error.\n", history.file);
+    fail("kshistory_create", "filetbl(%s) error", history.file);
   }
   return false;
 }
@@ -72,7 +74,7 @@ bool open_file_entries(KSHistory &history) {
 bool open_entries(KSHistory &history) {
   if (history.file != nullptr) return open_file_entries(history);
   history.entries = inittbl(0, sizeof(Entry));
-  if (history.entries == nullptr) elog_log(1, "kshistory_create: inittbl() error.\n");
+  if (history.entries == nullptr) fail_errno("kshistory_create", "inittbl() error");
   return history.entries != nullptr;
 }
 
@@ -118,21 +120,18 @@ int kshistory_add(const char *tag, double time, double value) {
   if (history == nullptr) return -1;
   if (count(*history) > 0 && count(*history) >= history->maxn &&
       shifttbl(history->entries) == nullptr) {
-    elog_log(0, "kshistory_add: shifttbl() error.\n");
-    return -1;
+    return fail("kshistory_add", "shifttbl() error");
   }
   Entry added{time, value};
   if (pushtbl(history->entries, &added) >= 0) return 0;
-  elog_log(0, "kshistory_add: pushtbl() error.\n");
-  return -1;
+  return fail("kshistory_add", "pushtbl() error");
 }
 
 int kshistory_eval(const char *tag, double *value, double time) {
   const KSHistory *const history = Histories::find("kshistory_eval", tag);
   if (history == nullptr) return -1;
   if (count(*history) == 0) {
-    elog_log(0, "kshistory_eval: No points in kshistory %s.\n", tag);
-    return -1;
+    return fail("kshistory_eval", "No points in kshistory %s", tag);
   }
   *value = evaluate(*history, time);
   return 0;
@@ -143,10 +142,7 @@ int kshistory_maxmin(const char *tag, double *tmin, double *tmax, double *vmin,
   const KSHistory *const history = Histories::find("kshistory_maxmin", tag);
   if (history == nullptr) return -1;
   const long n = count(*history);
-  if (n == 0) {
-    elog_log(0, "kshistory_maxmin: No points in kshistory %s.\n", tag);
-    return -1;
-  }
+  if (n == 0) return fail("kshistory_maxmin", "No points in kshistory %s", tag);
   Entry low = entry(*history, 0), high = low;
   for (long i = 1; i < n; ++i) {
     const Entry e = entry(*history, i);
@@ -169,10 +165,7 @@ int kshistory_get_points(const char *tag, int *n, double **times, double **value
     const std::size_t bytes = static_cast<std::size_t>(points) * sizeof(double);
     t.reset(static_cast<double *>(ks_malloc(bytes)));
     if (t != nullptr) v.reset(static_cast<double *>(ks_malloc(bytes)));
-    if (v == nullptr) {
-      elog_log(1, "kshistory_get_points: malloc() error.\n");
-      return -1;
-    }
+    if (v == nullptr) return fail_errno("kshistory_get_points", "malloc() error");
   }
   for (long i = 0; i < points; ++i) {
     const Entry e = entry(*history, i);

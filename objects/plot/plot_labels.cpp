@@ -9,7 +9,6 @@
 #include <new>
 #include <string>
 
-#include "platform/elog/elog.h"
 #include "platform/elog/failure.h"
 #include "platform/geo/geo.h"
 #include "platform/stock/arr.h"
@@ -145,7 +144,7 @@ void set_labels(KSVector &vector, int flags, const LabelValues *values, int n, i
       std::string hls;
       const std::string label = labeller.text(row, hls);
       char *const copy = ks_strdup(label.c_str());
-      if (copy == nullptr) elog_log(1, "set_labels: strdup() error.\n");
+      if (copy == nullptr) fail_errno("set_labels", "strdup() error");
       std::free(vector.points[i].label);
       vector.points[i].label = copy;
       if (verbose) {

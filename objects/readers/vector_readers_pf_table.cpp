@@ -5,7 +5,7 @@
 
 #include "core/params.h"
 #include "objects/readers/internal/vector_readers.h"
-#include "platform/elog/elog.h"
+#include "platform/elog/failure.h"
 #include "platform/stock/owners.h"
 #include "platform/stock/text.h"
 
@@ -22,15 +22,15 @@ int read_row(const char *function, const char *row, Numbers &n) {
                   &n[2], &n[3], &n[4], &n[5], &n[6], &n[7], &n[8], &n[9], &n[10]);
   if (count > 1) return count;
   if (count == 1) {
-    elog_log(0, "%s: sscanf(%s) error - no y value.\n", function, row);
+    fail(function, "sscanf(%s) error - no y value", row);
   } else {
-    elog_log(0, "%s: sscanf(%s) error.\n", function, row);
+    fail(function, "sscanf(%s) error", row);
   }
   return 0;
 }
 
 ReadStatus no_memory(const char *function, const char *missing) {
-  elog_log(1, "%s: malloc(%s) error.\n", function, missing);
+  fail_errno(function, "malloc(%s) error", missing);
   return kReadFailed;
 }
 
@@ -49,8 +49,7 @@ ReadStatus read_rows(const char *function, Tbl *table, NewPoints &points) {
       columns = count;
     }
     if (count != columns) {
-      elog_log(0, "%s: Number of y values must be the same for all table rows.\n",
-               function);
+      fail(function, "Number of y values must be the same for all table rows");
       return kReadUnparsable;
     }
     if (points.take(numbers[0], numbers.data() + 1, nullptr) !=
@@ -70,12 +69,12 @@ ReadStatus read_pf_table(const char *function, Pf *pf, const char *key,
   errno = 0;
   if (parse_param(pf, key, P_TBLCOPY, 1, &copy) < 0) {
     const bool no_memory = errno == ENOMEM;
-    elog_log(0, "%s: parse_param(%s) error.\n", function, key);
+    fail(function, "parse_param(%s) error", key);
     return no_memory ? kReadFailed : kReadUnparsable;
   }
   const TblPtr table(copy);
   if (counttbl(copy) > 0) return read_rows(function, copy, points);
-  elog_log(0, "%s: No rows in table %s.\n", function, key);
+  fail(function, "No rows in table %s", key);
   return kReadUnparsable;
 }
 

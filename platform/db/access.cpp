@@ -4,7 +4,6 @@
 #include "platform/db/internal/registry.h"
 #include "platform/db/match/internal/match_state.h"
 #include "platform/db/views/internal/view_source.h"
-#include "platform/elog/elog.h"
 #include "platform/elog/failure.h"
 
 namespace ksutil::db {
@@ -92,8 +91,7 @@ const KeyIndex *match_index(const std::shared_ptr<const Snapshot> &snapshot,
   return at_boundary(
       "match_index", static_cast<const KeyIndex *>(nullptr), [&]() -> const KeyIndex * {
         if (snapshot == nullptr || hook == nullptr) {
-          elog_log(0, "match_index: no table or no hook.\n");
-          return nullptr;
+          return fail("match_index", "no table or no hook");
         }
         MatchState *const state = MatchState::in("match_index", hook);
         return state == nullptr ? nullptr

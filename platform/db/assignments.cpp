@@ -6,6 +6,7 @@
 #include "platform/clock/clock.h"
 #include "platform/db/columns.h"
 #include "platform/elog/elog.h"
+#include "platform/elog/failure.h"
 
 namespace ksutil::db {
 namespace {
@@ -62,12 +63,12 @@ bool assign(const char *who, const Relation &layout,
     if (std::visit(Write{field, row}, assignment.value)) continue;
     if (std::visit(TooLong{field}, assignment.value)) {
       elog_flush(0, mark);
-      elog_log(0, "%s: %s.%s: %s does not fit its %d characters.\n", who,
-               layout.name.c_str(), field.name.c_str(),
-               std::visit(Show{}, assignment.value).c_str(), field.width);
+      fail(who, "%s.%s: %s does not fit its %d characters", layout.name.c_str(),
+           field.name.c_str(), std::visit(Show{}, assignment.value).c_str(),
+           field.width);
     } else {
-      elog_log(0, "%s: %s.%s: %s cannot be written.\n", who, layout.name.c_str(),
-               field.name.c_str(), std::visit(Show{}, assignment.value).c_str());
+      fail(who, "%s.%s: %s cannot be written", layout.name.c_str(), field.name.c_str(),
+           std::visit(Show{}, assignment.value).c_str());
     }
     return false;
   }

@@ -4,7 +4,7 @@
 #include <cstring>
 #include <string>
 
-#include "platform/elog/elog.h"
+#include "platform/elog/failure.h"
 #include "platform/stock/text.h"
 
 namespace ksutil::db {
@@ -130,9 +130,8 @@ bool BoundLayout::value(int field, std::string_view row, expr::Value &result) co
   if (read(index, row, result)) return true;
   const Field &broken = relation_.fields[index];
   const std::string text(trimmed(field_text(broken, row)));
-  elog_log(0, "db: %s.%s: '%s' cannot be read.\n", relation_.name.c_str(),
-           broken.name.c_str(), text.c_str());
-  return false;
+  return fail("db", "%s.%s: '%s' cannot be read", relation_.name.c_str(),
+              broken.name.c_str(), text.c_str());
 }
 
 }  // namespace ksutil::db

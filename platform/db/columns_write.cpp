@@ -6,7 +6,7 @@
 #include <cmath>
 #include <string>
 
-#include "platform/elog/elog.h"
+#include "platform/elog/failure.h"
 #include "platform/stock/text.h"
 
 namespace ksutil::db {
@@ -16,8 +16,7 @@ namespace {
 constexpr std::size_t kNumberRoom = 400;
 
 bool refuse(const Field &field, const std::string &value, const char *cause) {
-  elog_log(0, "dbput: %s: %s %s.\n", field.name.c_str(), value.c_str(), cause);
-  return false;
+  return fail("dbput", "%s: %s %s", field.name.c_str(), value.c_str(), cause);
 }
 
 bool flush_left(const Field &field) {

@@ -4,25 +4,24 @@
 #include "platform/db/internal/registry.h"
 #include "platform/db/store/internal/flat_files.h"
 #include "platform/db/store/internal/scratch_store.h"
-#include "platform/elog/elog.h"
 #include "platform/elog/failure.h"
 
 using namespace ksutil::db;
 using ksutil::at_boundary;
+using ksutil::fail;
 
 namespace {
 
 int open_new(const char *who, const char *name, const char *mode) {
   std::unique_ptr<DatabaseStore> store = open_flat_files(name, mode);
   const int number = store == nullptr ? -1 : register_database(std::move(store));
-  if (number < 0) elog_log(0, "%s: cannot open database '%s'.\n", who, name);
+  if (number < 0) fail(who, "cannot open database '%s'", name);
   return number;
 }
 
 bool check_arguments(const char *who, const char *name, const char *mode) {
   if (name != nullptr && *name != '\0' && mode != nullptr) return true;
-  elog_log(0, "%s: no database name or no mode.\n", who);
-  return false;
+  return fail(who, "no database name or no mode");
 }
 
 }  // namespace
@@ -54,7 +53,7 @@ int dbcreate(const char *name, const char *schema) {
   return at_boundary("dbcreate", -1, [&] {
     if (!check_arguments("dbcreate", name, schema)) return -1;
     if (create_flat_files(name, schema)) return 0;
-    elog_log(0, "dbcreate: cannot make database '%s'.\n", name);
+    fail("dbcreate", "cannot make database '%s'", name);
     return -1;
   });
 }
@@ -62,7 +61,7 @@ int dbcreate(const char *name, const char *schema) {
 int dbclose(Dbptr db) {
   return at_boundary("dbclose", -1, [&] {
     if (release_database(db.database)) return 0;
-    elog_log(0, "dbclose: no open database %d.\n", db.database);
+    fail("dbclose", "no open database %d", db.database);
     return -1;
   });
 }
@@ -73,8 +72,8 @@ Dbptr dbtmp(const char *schema) {
         open_scratch(schema == nullptr ? "" : schema);
     const int number = store == nullptr ? -1 : register_database(std::move(store));
     if (number >= 0) return Dbptr{number, dbALL, dbALL, dbALL};
-    elog_log(0, "dbtmp: cannot make a scratch database of schema '%s'.\n",
-             schema == nullptr ? "" : schema);
+    fail("dbtmp", "cannot make a scratch database of schema '%s'",
+         schema == nullptr ? "" : schema);
     return dbinvalid();
   });
 }

@@ -3,13 +3,13 @@
 
 #include "platform/db/db.h"
 #include "platform/db/internal/registry.h"
-#include "platform/elog/elog.h"
 #include "platform/elog/failure.h"
 #include "platform/expr/expr.h"
 #include "platform/stock/memory.h"
 
 using namespace ksutil::db;
 using ksutil::at_boundary;
+using ksutil::fail, ksutil::fail_errno;
 namespace expr = ksutil::expr;
 
 struct Expression {
@@ -47,8 +47,7 @@ class NoRecord final : public expr::Record {
 std::unique_ptr<Expression> compile(const char *who, Dbptr db, const char *text,
                                     int type) {
   if (text == nullptr || type < dbexINTEGER || type > dbexTIME) {
-    elog_log(0, "%s: no expression, or unknown type %d.\n", who, type);
-    return nullptr;
+    return fail(who, "no expression, or unknown type %d", type);
   }
   std::optional<Opened> opened;
   const RecordSource *source = nullptr;
@@ -62,9 +61,8 @@ std::unique_ptr<Expression> compile(const char *who, Dbptr db, const char *text,
   auto expression = std::make_unique<Expression>();
   expression->program = expr::Program::compile(text, fields, error);
   if (expression->program == nullptr) {
-    elog_log(0, "%s: Can't compile '%s': %s at position %zu.\n", who, text,
-             error.message.c_str(), error.position);
-    return nullptr;
+    return fail(who, "Can't compile '%s': %s at position %zu", text,
+                error.message.c_str(), error.position);
   }
   expression->type = static_cast<expr::Type>(type);
   expression->has_fields = fields.bound();
@@ -105,17 +103,12 @@ int evaluate(const char *who, const Expression &expression, const expr::Record &
   thread_local expr::Workspace workspace;
   expr::Value value, converted;
   if (!expression.program->evaluate(record, workspace, value)) {
-    elog_log(0, "%s: cannot evaluate the expression.\n", who);
-    return -1;
+    return fail(who, "cannot evaluate the expression");
   }
   if (!expr::convert(value, expression.type, workspace, converted)) {
-    elog_log(0, "%s: the value of the expression cannot be converted.\n", who);
-    return -1;
+    return fail(who, "the value of the expression cannot be converted");
   }
-  if (!deliver(converted, result)) {
-    elog_log(1, "%s: malloc() error.\n", who);
-    return -1;
-  }
+  if (!deliver(converted, result)) return fail_errno(who, "malloc() error");
   return converted.null ? 1 : 0;
 }
 
@@ -125,9 +118,8 @@ int evaluate(const char *who, Dbptr db, const Expression &expression, void *resu
   RecordSource *const source = opened ? opened.source(who, db) : nullptr;
   if (source == nullptr) return -1;
   if (source->signature() != expression.signature) {
-    elog_log(0, "%s: the expression is about %s, not about %s.\n", who,
-             expression.table.c_str(), source->name().c_str());
-    return -1;
+    return fail(who, "the expression is about %s, not about %s",
+                expression.table.c_str(), source->name().c_str());
   }
   const expr::Record *const record = source->record(who, db.record);
   return record == nullptr ? -1 : evaluate(who, expression, *record, result);
@@ -147,7 +139,7 @@ int dbex_compile(Dbptr db, const char *text, Expression **expression, int type) 
 int dbex_eval(Dbptr db, Expression *expression, void *result) {
   return at_boundary("dbex_eval", -1, [&] {
     if (expression != nullptr) return evaluate("dbex_eval", db, *expression, result);
-    elog_log(0, "dbex_eval: no expression.\n");
+    fail("dbex_eval", "no expression");
     return -1;
   });
 }

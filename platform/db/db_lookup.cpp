@@ -3,11 +3,11 @@
 
 #include "platform/db/db.h"
 #include "platform/db/internal/registry.h"
-#include "platform/elog/elog.h"
 #include "platform/elog/failure.h"
 
 using namespace ksutil::db;
 using ksutil::at_boundary;
+using ksutil::fail;
 
 namespace {
 
@@ -34,8 +34,8 @@ void look_up_table(Database &database, const char *table, Dbptr &dbp) {
   dbp.table = database.table_index(table);
   if (dbp.table >= 0) return;
   dbp.table = dbINVALID;
-  elog_log(0, "dblookup: schema %s has no table '%s'.\n",
-           database.schema().name().c_str(), table);
+  fail("dblookup", "schema %s has no table '%s'", database.schema().name().c_str(),
+       table);
 }
 
 void look_up_field(Database &database, const char *field, Dbptr &dbp) {
@@ -44,9 +44,9 @@ void look_up_field(Database &database, const char *field, Dbptr &dbp) {
   if (dbp.field >= 0) return;
   dbp.field = dbINVALID;
   if (source == nullptr) {
-    elog_log(0, "dblookup: no table is chosen for field '%s'.\n", field);
+    fail("dblookup", "no table is chosen for field '%s'", field);
   } else {
-    elog_log(0, "dblookup: %s has no field '%s'.\n", source->name().c_str(), field);
+    fail("dblookup", "%s has no field '%s'", source->name().c_str(), field);
   }
 }
 
@@ -173,15 +173,14 @@ int query(const Opened &opened, Dbptr db, int code, void *result) {
     if (db.field >= 0 && db.field < source->field_count()) {
       return query_field(*opened, source->field(db.field), code, result);
     }
-    elog_log(0, "dbquery: no field of %s is chosen.\n", source->name().c_str());
-    return -1;
+    return fail("dbquery", "no field of %s is chosen", source->name().c_str());
   }
   const int of_source = query_source(*opened, *source, code, result);
   if (of_source <= 0) return of_source;
   TableSource *const table = opened.table("dbquery", db);
   if (table == nullptr) return -1;
   const int of_table = query_table(*opened, *table, code, result);
-  if (of_table > 0) elog_log(0, "dbquery: unknown code %d.\n", code);
+  if (of_table > 0) fail("dbquery", "unknown code %d", code);
   return of_table > 0 ? -1 : of_table;
 }
 
@@ -197,7 +196,7 @@ Dbptr dblookup(Dbptr dbp, const char *, const char *table, const char *field,
     if (given(record)) {
       dbp.record = record_number(record);
       if (dbp.record == dbINVALID) {
-        elog_log(0, "dblookup: '%s' is no record.\n", record);
+        fail("dblookup", "'%s' is no record", record);
       }
     }
     return dbp;
@@ -220,7 +219,7 @@ double dfiletime(Dbptr db) {
     Stamp stamp;
     if (table == nullptr || !table->stamp("dfiletime", stamp)) return kNever;
     if (stamp.exists) return stamp.time;
-    elog_log(0, "dfiletime: table %s has no file.\n", table->name().c_str());
+    fail("dfiletime", "table %s has no file", table->name().c_str());
     return kNever;
   });
 }

@@ -5,7 +5,6 @@
 #include "platform/db/db.h"
 #include "platform/db/internal/assignments.h"
 #include "platform/db/internal/registry.h"
-#include "platform/elog/elog.h"
 #include "platform/elog/failure.h"
 #include "platform/stock/arguments.h"
 #include "platform/stock/text.h"
@@ -13,6 +12,7 @@
 using namespace ksutil::db;
 using ksutil::Arguments;
 using ksutil::at_boundary;
+using ksutil::fail;
 
 namespace {
 
@@ -20,7 +20,7 @@ namespace {
 int find_field(const char *who, const RecordSource &source, const char *name) {
   const int field = source.find_field(name);
   if (field < 0) {
-    elog_log(0, "%s: %s has no field '%s'.\n", who, source.name().c_str(), name);
+    fail(who, "%s has no field '%s'", source.name().c_str(), name);
   }
   return field;
 }
@@ -72,9 +72,8 @@ int read_fields(Dbptr db, Arguments &arguments) {
     if (field < 0) return -1;
     Reading reading{source->field(field).type, arguments.next<void *>(), {}};
     if (!record->value(field, reading.value)) {
-      elog_log(0, "dbgetv: cannot read field '%s' of %s.\n", name,
-               source->name().c_str());
-      return -1;
+      return fail("dbgetv", "cannot read field '%s' of %s", name,
+                  source->name().c_str());
     }
     readings.push_back(reading);
   }
@@ -139,9 +138,8 @@ long add_fields(Dbptr db, Arguments &arguments) {
 bool replace_row(const char *who, const Relation &layout, std::string_view text,
                  std::string &row) {
   if (!is_row(layout, text)) {
-    elog_log(0, "%s: %zu bytes are no record of %s, which is one line of %d.\n", who,
-             text.size(), layout.name.c_str(), layout.width);
-    return false;
+    return fail(who, "%zu bytes are no record of %s, which is one line of %d",
+                text.size(), layout.name.c_str(), layout.width);
   }
   row.assign(text.substr(0, static_cast<std::size_t>(layout.width)));
   row += '\n';

@@ -6,6 +6,7 @@
 #include <limits>
 
 #include "platform/elog/elog.h"
+#include "platform/elog/failure.h"
 
 namespace ksutil::db {
 namespace {
@@ -17,8 +18,8 @@ constexpr std::size_t kFewestSlots = 64;
 void KeyIndex::follow(const std::shared_ptr<const Snapshot> &snapshot) {
   if (snapshot == snapshot_) return;
   if (snapshot->count() > std::numeric_limits<std::int32_t>::max()) {
-    elog_log(0, "KeyIndex: table %s has %ld records, too many to index.\n",
-             snapshot->layout().name.c_str(), snapshot->count());
+    fail("KeyIndex", "table %s has %ld records, too many to index",
+         snapshot->layout().name.c_str(), snapshot->count());
     slots_.clear();
     next_.clear();
     used_ = 0;

@@ -5,7 +5,7 @@
 #include "platform/clock/clock.h"
 #include "platform/db/columns.h"
 #include "platform/db/internal/greatest_ids.h"
-#include "platform/elog/elog.h"
+#include "platform/elog/failure.h"
 
 namespace ksutil::db {
 namespace {
@@ -80,19 +80,14 @@ bool count_on(Database &database, TableSource &lastid, TableStore::Exclusive &lo
 }  // namespace
 
 long next_ids(Database &database, const char *key, long count) {
-  if (key == nullptr || *key == '\0') {
-    elog_log(0, "dbnextid: no counter is named.\n");
-    return -1;
-  }
+  if (key == nullptr || *key == '\0') return fail("dbnextid", "no counter is named");
   if (count < 1 || count > kMaxReservedIds) {
-    elog_log(0, "dbnextid: cannot reserve %ld ids.\n", count);
-    return -1;
+    return fail("dbnextid", "cannot reserve %ld ids", count);
   }
   TableSource *const lastid = database.table("lastid");
   if (lastid == nullptr) {
-    elog_log(0, "dbnextid: schema %s has no table lastid.\n",
-             database.schema().name().c_str());
-    return -1;
+    return fail("dbnextid", "schema %s has no table lastid",
+                database.schema().name().c_str());
   }
   std::int64_t id = -1;
   const bool counted =
@@ -100,8 +95,7 @@ long next_ids(Database &database, const char *key, long count) {
         return count_on(database, *lastid, locked, key, count, id);
       });
   if (counted) return static_cast<long>(id);
-  elog_log(0, "dbnextid: no next id of counter '%s'.\n", key);
-  return -1;
+  return fail("dbnextid", "no next id of counter '%s'", key);
 }
 
 }  // namespace ksutil::db

@@ -6,7 +6,7 @@
 #include <unordered_map>
 #include <utility>
 
-#include "platform/elog/elog.h"
+#include "platform/elog/failure.h"
 
 namespace ksutil::db {
 namespace {
@@ -43,8 +43,7 @@ int register_database(std::unique_ptr<DatabaseStore> store) {
   Registry &all = registry();
   const std::lock_guard lock(all.mutex);
   if (all.next == INT_MAX) {
-    elog_log(0, "db: this process has opened too many databases.\n");
-    return -1;
+    return fail("db", "this process has opened too many databases");
   }
   all.open.emplace(all.next, std::move(database));
   return all.next++;
@@ -97,13 +96,13 @@ Opened::Opened(const char *who, Dbptr db) {
   if (database_ != nullptr) {
     lock_ = std::unique_lock(database_->mutex());
   } else {
-    elog_log(0, "%s: no open database %d.\n", who, db.database);
+    fail(who, "no open database %d", db.database);
   }
 }
 
 RecordSource *Opened::source(const char *who, Dbptr db) const {
   RecordSource *const source = database_->source(db.table);
-  if (source == nullptr) elog_log(0, "%s: no table is chosen.\n", who);
+  if (source == nullptr) fail(who, "no table is chosen");
   return source;
 }
 
@@ -112,7 +111,7 @@ TableSource *Opened::table(const char *who, Dbptr db) const {
   if (found == nullptr) return nullptr;
   TableSource *const table = found->table();
   if (table == nullptr) {
-    elog_log(0, "%s: '%s' is no table of the database.\n", who, found->name().c_str());
+    fail(who, "'%s' is no table of the database", found->name().c_str());
   }
   return table;
 }

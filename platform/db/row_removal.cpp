@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "platform/elog/elog.h"
+#include "platform/elog/failure.h"
 
 namespace ksutil::db {
 
@@ -10,8 +10,7 @@ bool remove_rows(TableStore::Exclusive &locked, std::vector<long> records) {
   if (records.empty()) return true;
   auto *const removal = dynamic_cast<RowRemoval *>(&locked);
   if (removal == nullptr) {
-    elog_log(0, "remove_rows: The store of this table cannot remove rows.\n");
-    return false;
+    return fail("remove_rows", "The store of this table cannot remove rows");
   }
   std::sort(records.begin(), records.end());
   records.erase(std::unique(records.begin(), records.end()), records.end());

@@ -6,7 +6,7 @@
 #include <mutex>
 
 #include "platform/db/internal/schema_reader.h"
-#include "platform/elog/elog.h"
+#include "platform/elog/failure.h"
 #include "platform/stock/files.h"
 
 namespace ksutil::embedded {
@@ -46,7 +46,7 @@ std::shared_ptr<const Schema> read_schema(const std::string &path,
   if (find_file(path, name, file)) {
     std::string text;
     if (!read_file(file, kSchemaMaxBytes, text)) {
-      elog_log(1, "Schema::load: Cannot read %s.\n", file.c_str());
+      fail_errno("Schema::load", "Cannot read %s", file.c_str());
       return nullptr;
     }
     return SchemaReader(file).read(text);
@@ -56,7 +56,7 @@ std::shared_ptr<const Schema> read_schema(const std::string &path,
       return SchemaReader("built-in schema " + name).read(builtin.text);
     }
   }
-  elog_log(0, "Schema::load: No schema \"%s\".\n", name.c_str());
+  fail("Schema::load", "No schema \"%s\"", name.c_str());
   return nullptr;
 }
 
@@ -88,7 +88,7 @@ std::shared_ptr<const Schema> Schema::load(std::string_view name) {
   const std::string wanted(name);
   if (wanted.empty() || wanted == "." || wanted == ".." ||
       wanted.find('/') != std::string::npos) {
-    elog_log(0, "Schema::load: \"%s\" is no name of a schema.\n", wanted.c_str());
+    fail("Schema::load", "\"%s\" is no name of a schema", wanted.c_str());
     return nullptr;
   }
   const char *path = std::getenv("KSUTIL_SCHEMA_PATH");

@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "platform/db/columns.h"
-#include "platform/elog/elog.h"
+#include "platform/elog/failure.h"
 #include "platform/pf/owners.h"
 #include "platform/stock/owners.h"
 #include "platform/stock/text.h"
@@ -112,9 +112,8 @@ bool format_fits(std::string_view format, FieldType type, int width) {
 }  // namespace
 
 bool SchemaReader::refuse(const std::string &where, const std::string &cause) {
-  elog_log(0, "Schema::load: %s: %s%s%s.\n", source_.c_str(), where.c_str(),
-           where.empty() ? "" : ": ", cause.c_str());
-  return false;
+  return fail("Schema::load", "%s: %s%s%s", source_.c_str(), where.c_str(),
+              where.empty() ? "" : ": ", cause.c_str());
 }
 
 std::shared_ptr<const Schema> SchemaReader::read(const std::string &text) {

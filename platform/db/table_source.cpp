@@ -2,6 +2,7 @@
 
 #include "platform/db/db.h"
 #include "platform/elog/elog.h"
+#include "platform/elog/failure.h"
 #include "platform/stock/text.h"
 
 namespace ksutil::db {
@@ -68,10 +69,7 @@ int TableSource::find_field(std::string_view name) const {
 }
 
 bool TableSource::stamp(const char *who, Stamp &stamp) {
-  if (!store_.stamp(stamp)) {
-    elog_log(0, "%s: cannot look at table %s.\n", who, name().c_str());
-    return false;
-  }
+  if (!store_.stamp(stamp)) return fail(who, "cannot look at table %s", name().c_str());
   if (snapshot_ == nullptr || !(snapshot_->stamp() == stamp)) stale_ = true;
   return true;
 }
@@ -87,7 +85,7 @@ std::shared_ptr<const Snapshot> TableSource::look_anew(const char *who) {
 std::shared_ptr<const Snapshot> TableSource::show(const char *who,
                                                   std::shared_ptr<const Snapshot> now) {
   if (now == nullptr) {
-    elog_log(0, "%s: cannot read table %s.\n", who, name().c_str());
+    fail(who, "cannot read table %s", name().c_str());
     return nullptr;
   }
   if (stale_ || now != snapshot_) {
@@ -120,22 +118,21 @@ bool TableSource::unreadable(const char *who, long &count) {
 bool TableSource::refresh(const char *who, long number) {
   if ((stale_ || number >= snapshot_->count()) && look(who) == nullptr) return false;
   if (number < snapshot_->count()) return true;
-  elog_log(0, "%s: %s has no record %ld, only %ld records.\n", who, name().c_str(),
-           number, snapshot_->count());
-  return false;
+  return fail(who, "%s has no record %ld, only %ld records", name().c_str(), number,
+              snapshot_->count());
 }
 
 std::string_view TableSource::row(const char *who, long number) {
   if (number == dbSCRATCH) return scratch_;
   if (number == dbNULL) return null_;
   if (number < 0) {
-    elog_log(0, "%s: no record of %s is chosen.\n", who, name().c_str());
+    fail(who, "no record of %s is chosen", name().c_str());
     return {};
   }
   if (!refresh(who, number)) return {};
   const std::string_view row = snapshot_->row(number);
   if (row.empty()) {
-    elog_log(0, "%s: cannot read record %ld of %s.\n", who, number, name().c_str());
+    fail(who, "cannot read record %ld of %s", number, name().c_str());
   }
   return row;
 }
@@ -145,7 +142,7 @@ RowText TableSource::text(const char *who, long number) {
   if (!refresh(who, number)) return {};
   RowText text = snapshot_->text(number);
   if (text.empty()) {
-    elog_log(0, "%s: cannot read record %ld of %s.\n", who, number, name().c_str());
+    fail(who, "cannot read record %ld of %s", number, name().c_str());
   }
   return text;
 }
@@ -159,9 +156,8 @@ const expr::Record *TableSource::record(const char *who, long number) {
 
 bool TableSource::set_scratch(const char *who, std::string_view text) {
   if (!is_row(relation(), text)) {
-    elog_log(0, "%s: %zu bytes are no record of %s, which is one line of %d.\n", who,
-             text.size(), name().c_str(), relation().width);
-    return false;
+    return fail(who, "%zu bytes are no record of %s, which is one line of %d",
+                text.size(), name().c_str(), relation().width);
   }
   scratch_.assign(text.substr(0, static_cast<std::size_t>(relation().width)));
   scratch_ += '\n';
@@ -171,9 +167,8 @@ bool TableSource::set_scratch(const char *who, std::string_view text) {
 bool TableSource::exclusively(
     const char *who, const std::function<bool(TableStore::Exclusive &)> &work) {
   if (!writable_) {
-    elog_log(0, "%s: cannot write %s: the database is open for reading only.\n", who,
-             name().c_str());
-    return false;
+    return fail(who, "cannot write %s: the database is open for reading only",
+                name().c_str());
   }
   const bool done = store_.exclusively(work);
   stale_ = true;
@@ -188,17 +183,15 @@ bool TableSource::rewrite(const char *who, long number, const Edit &edit) {
     return true;
   }
   if (number < 0) {
-    elog_log(0, "%s: no record of %s is chosen that can be written.\n", who,
-             name().c_str());
-    return false;
+    return fail(who, "no record of %s is chosen that can be written", name().c_str());
   }
   bool told = false;
   const bool written = exclusively(who, [&](TableStore::Exclusive &table) {
     const std::shared_ptr<const Snapshot> now = table.snapshot();
     if (now == nullptr) return false;
     if (number >= now->count()) {
-      elog_log(0, "%s: %s has no record %ld, only %ld records.\n", who, name().c_str(),
-               number, now->count());
+      fail(who, "%s has no record %ld, only %ld records", name().c_str(), number,
+           now->count());
       told = true;
       return false;
     }
@@ -208,7 +201,7 @@ bool TableSource::rewrite(const char *who, long number, const Edit &edit) {
     return !told && table.overwrite(number, row);
   });
   if (!written && !told) {
-    elog_log(0, "%s: cannot write record %ld of %s.\n", who, number, name().c_str());
+    fail(who, "cannot write record %ld of %s", number, name().c_str());
   }
   return written;
 }
@@ -224,7 +217,7 @@ long TableSource::append(const char *who, const Edit &edit) {
     return number >= 0;
   });
   if (written) return number;
-  if (!told) elog_log(0, "%s: cannot add a record to %s.\n", who, name().c_str());
+  if (!told) fail(who, "cannot add a record to %s", name().c_str());
   return -1;
 }
 

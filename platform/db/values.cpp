@@ -4,7 +4,6 @@
 
 #include "platform/db/internal/assignments.h"
 #include "platform/db/internal/registry.h"
-#include "platform/elog/elog.h"
 #include "platform/elog/failure.h"
 
 namespace ksutil::db {
@@ -38,17 +37,16 @@ bool is_real(FieldType type) {
 int find_field(const char *who, const RecordSource &source, std::string_view name) {
   const int field = source.find_field(name);
   if (field < 0) {
-    elog_log(0, "%s: %s has no field '%.*s'.\n", who, source.name().c_str(),
-             static_cast<int>(name.size()), name.data());
+    fail(who, "%s has no field '%.*s'", source.name().c_str(),
+         static_cast<int>(name.size()), name.data());
   }
   return field;
 }
 
 bool refuse(const char *who, const RecordSource &source, const Field &field,
             const char *given) {
-  elog_log(0, "%s: %s.%s holds %s, not %s.\n", who, source.name().c_str(),
-           field.name.c_str(), holds(field.type), given);
-  return false;
+  return fail(who, "%s.%s holds %s, not %s", source.name().c_str(), field.name.c_str(),
+              holds(field.type), given);
 }
 
 bool collect(const char *who, const TableSource &table,
@@ -121,9 +119,8 @@ int read_values(Dbptr db, std::initializer_list<FieldResult> results) {
     }
     expr::Value value;
     if (!record->value(index, value)) {
-      elog_log(0, "get_values: cannot read field '%s' of %s.\n", field.name.c_str(),
-               source->name().c_str());
-      return -1;
+      return fail("get_values", "cannot read field '%s' of %s", field.name.c_str(),
+                  source->name().c_str());
     }
     values.emplace_back(value, field.type);
   }

@@ -1,6 +1,6 @@
 #include <algorithm>
 
-#include "platform/elog/elog.h"
+#include "platform/elog/failure.h"
 #include "platform/expr/internal/convert.h"
 #include "platform/expr/internal/functions.h"
 #include "platform/stock/text.h"
@@ -57,8 +57,7 @@ bool contains(Call &call) {
 bool glob(Call &call) {
   const std::string_view pattern = text_of(call, 0);
   if (pattern.size() > kMaxPatternLength) {
-    elog_log(0, "expr: pattern longer than %zu bytes.\n", kMaxPatternLength);
-    return false;
+    return fail("expr", "pattern longer than %zu bytes", kMaxPatternLength);
   }
   call.result.integer = glob_match(pattern, text_of(call, 1));
   return true;

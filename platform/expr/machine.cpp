@@ -4,7 +4,7 @@
 #include <cmath>
 
 #include "platform/clock/clock.h"
-#include "platform/elog/elog.h"
+#include "platform/elog/failure.h"
 #include "platform/expr/internal/convert.h"
 
 namespace ksutil::expr {
@@ -78,8 +78,7 @@ bool load(const Operands &o, const Record &record) {
   if (!record.value(o.in.slot, r)) return false;
   if (r.type == o.in.type) [[likely]]
     return true;
-  elog_log(0, "expr: a field's value is not of the type that was bound.\n");
-  return false;
+  return fail("expr", "a field's value is not of the type that was bound");
 }
 
 bool text_to_time(const Operands &o) {
@@ -89,10 +88,9 @@ bool text_to_time(const Operands &o) {
   }
   double time = 0.0;
   if (!parse_date_text(o.a().text, time)) {
-    elog_log(0, "expr: '%.*s' is not a date.\n",
-             static_cast<int>(std::min<std::size_t>(o.a().text.size(), 80)),
-             o.a().text.data());
-    return false;
+    return fail("expr", "'%.*s' is not a date",
+                static_cast<int>(std::min<std::size_t>(o.a().text.size(), 80)),
+                o.a().text.data());
   }
   o.real(time);
   return true;
@@ -292,16 +290,14 @@ bool run(const Instruction *const code, Value *registers, const Record &record,
 
 char *Scratch::take(std::size_t size) {
   if (size > kMaxTextLength) {
-    elog_log(0, "expr: text longer than %zu bytes.\n", kMaxTextLength);
-    return nullptr;
+    return fail("expr", "text longer than %zu bytes", kMaxTextLength);
   }
   if (block_ == blocks_.size() || used_ + size > kMaxTextLength) {
     if (block_ < blocks_.size()) ++block_;
     used_ = 0;
     if (block_ == kMaxTextMemory / kMaxTextLength) {
-      elog_log(0, "expr: more than %zu bytes of text in one evaluation.\n",
-               kMaxTextMemory);
-      return nullptr;
+      return fail("expr", "more than %zu bytes of text in one evaluation",
+                  kMaxTextMemory);
     }
     if (block_ == blocks_.size()) {
       blocks_.push_back(std::make_unique_for_overwrite<char[]>(kMaxTextLength));

@@ -7,6 +7,7 @@
 #include <new>
 
 #include "platform/elog/elog.h"
+#include "platform/elog/failure.h"
 #include "platform/stock/shared/tbl_storage.h"
 #include "platform/trace/internal/list_file.h"
 
@@ -92,8 +93,7 @@ bool FileStorage::grow() {
   next.capacity = std::max(maximum_, state_.capacity + state_.first);
   if (next.capacity > file_->kind().max_slots()) {
     errno = EFBIG;
-    elog_log(1, "filetbl: no room for more than %ld elements.\n", count());
-    return false;
+    return fail_errno("filetbl", "no room for more than %ld elements", count());
   }
   for (std::uint64_t i = state_.capacity - state_.first; i < state_.count; ++i) {
     const auto *const element =
@@ -150,9 +150,8 @@ bool check_arguments(const char *who, const char *path, const char *tag,
     return true;
   }
   errno = EINVAL;
-  elog_log(0, "%s: needs a path, a tag of 1 to %zu characters and an element size.\n",
-           who, kListTagSize - 1);
-  return false;
+  return fail(who, "needs a path, a tag of 1 to %zu characters and an element size",
+              kListTagSize - 1);
 }
 
 /* make(), or null with a message when memory is short. */
@@ -162,8 +161,7 @@ Tbl *made(const char *who, const Make &make) {
     return make();
   } catch (const std::bad_alloc &) {
     errno = ENOMEM;
-    elog_log(1, "%s: malloc() error.\n", who);
-    return nullptr;
+    return fail_errno(who, "malloc() error");
   }
 }
 
@@ -182,8 +180,7 @@ bool load_steadily(ListFile &file, ListState &state,
     if (after.generation == before.generation) return loaded;
     elog_flush(0, mark);
   }
-  elog_log(0, "filetbl_read: the file changes too fast to be read.\n");
-  return false;
+  return fail("filetbl_read", "the file changes too fast to be read");
 }
 
 }  // namespace
@@ -192,8 +189,7 @@ Tbl *filetbl(const char *path, const char *tag, long maxn, int element_size) {
   if (!check_arguments("filetbl", path, tag, element_size)) return nullptr;
   if (maxn < 1) {
     errno = EINVAL;
-    elog_log(0, "filetbl: the maximum of %s is %ld, not at least 1.\n", path, maxn);
-    return nullptr;
+    return fail("filetbl", "the maximum of %s is %ld, not at least 1", path, maxn);
   }
   return made("filetbl", [&]() -> Tbl * {
     auto file = std::make_unique<ListFile>(

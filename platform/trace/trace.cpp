@@ -4,8 +4,10 @@
 #include <cstddef>
 #include <cstdlib>
 
-#include "platform/elog/elog.h"
+#include "platform/elog/failure.h"
 #include "platform/stock/memory.h"
+
+using ksutil::fail, ksutil::fail_errno;
 
 namespace {
 
@@ -21,8 +23,8 @@ void free_samples(Dbptr rows) {
   const ksutil::MallocPtr<void *> blocks(
       static_cast<void **>(ks_calloc(static_cast<std::size_t>(count), sizeof(void *))));
   if (blocks == nullptr) {
-    elog_log(1, "trdestroy: malloc() error: the samples of %ld rows stay allocated.\n",
-             count);
+    fail_errno("trdestroy", "malloc() error: the samples of %ld rows stay allocated",
+               count);
     return;
   }
   void **end = blocks.get();
@@ -37,7 +39,7 @@ void free_samples(Dbptr rows) {
 
 Dbptr trnew(void) {
   const Dbptr trace = dbtmp("trace");
-  if (trace.database == dbINVALID) elog_log(0, "trnew: dbtmp(trace) error.\n");
+  if (trace.database == dbINVALID) fail("trnew", "dbtmp(trace) error");
   return trace;
 }
 

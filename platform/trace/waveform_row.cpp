@@ -3,7 +3,7 @@
 
 #include "platform/db/access.h"
 #include "platform/db/columns.h"
-#include "platform/elog/elog.h"
+#include "platform/elog/failure.h"
 #include "platform/stock/text.h"
 #include "platform/trace/waveform.h"
 
@@ -22,8 +22,7 @@ bool wfdisc_part(Dbptr record, Dbptr &part) {
       return true;
     }
   }
-  elog_log(0, "read_segment: The record has no row of wfdisc.\n");
-  return false;
+  return fail("read_segment", "The record has no row of wfdisc");
 }
 
 /* The fields of one row; the first that cannot be read is remembered. */
@@ -111,9 +110,8 @@ bool read_segment(Dbptr row, WaveformSegment &segment) try {
           ? fields.failed()
           : fault(found, db::RealColumn(layout, "time").null(), dfile);
   if (wrong != nullptr) {
-    elog_log(0, "read_segment: %s of record %ld of %s cannot be used.\n", wrong,
-             part.record, store->file_name().c_str());
-    return false;
+    return fail("read_segment", "%s of record %ld of %s cannot be used", wrong,
+                part.record, store->file_name().c_str());
   }
   const std::string folder = dir.empty() || dir == "." || dir == "./"
                                  ? store->directory()
@@ -122,8 +120,7 @@ bool read_segment(Dbptr row, WaveformSegment &segment) try {
   segment = std::move(found);
   return true;
 } catch (const std::bad_alloc &) {
-  elog_log(1, "read_segment: malloc() error.\n");
-  return false;
+  return fail_errno("read_segment", "malloc() error");
 }
 
 }  // namespace ksutil

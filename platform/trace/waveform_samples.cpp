@@ -128,17 +128,17 @@ FileHandle open_waveform(const std::string &path, std::int64_t end) {
   FileHandle file = open_file(path, O_RDONLY | O_NONBLOCK);
   struct stat status {};
   if (!file || ::fstat(file.get(), &status) != 0) {
-    elog_log(1, "read_samples: open(%s) error.\n", path.c_str());
+    fail_errno("read_samples", "open(%s) error", path.c_str());
     return FileHandle();
   }
   if (!S_ISREG(status.st_mode)) {
-    elog_log(0, "read_samples: %s is no regular file.\n", path.c_str());
+    fail("read_samples", "%s is no regular file", path.c_str());
     return FileHandle();
   }
   if (status.st_size < end) {
-    elog_log(0, "read_samples: %s has %lld bytes, the samples end at byte %lld.\n",
-             path.c_str(), static_cast<long long>(status.st_size),
-             static_cast<long long>(end));
+    fail("read_samples", "%s has %lld bytes, the samples end at byte %lld",
+         path.c_str(), static_cast<long long>(status.st_size),
+         static_cast<long long>(end));
     return FileHandle();
   }
   return file;

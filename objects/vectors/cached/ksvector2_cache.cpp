@@ -10,12 +10,13 @@
 #include <vector>
 
 #include "objects/vectors/cached/internal/vector2.h"
-#include "platform/elog/elog.h"
+#include "platform/elog/failure.h"
 #include "platform/stock/memory.h"
 
 namespace {
 
 using namespace ksutil::vector2;
+using ksutil::fail, ksutil::fail_errno;
 
 const char kIdent[8] = "ksvec2";
 const int kLeastCapacity = 100;
@@ -239,10 +240,7 @@ bool set_label(ksvector2 &vector, int i, const char *label) {
 
 int ksvector2_set_cache(long max_bytes) {
   if (cache.free == nullptr) cache.free = new (std::nothrow) std::vector<Entry>;
-  if (cache.free == nullptr) {
-    elog_log(1, "ksvector2_set_cache: newtbl() error.\n");
-    return -1;
-  }
+  if (cache.free == nullptr) return fail_errno("ksvector2_set_cache", "newtbl() error");
   cache.max_bytes = max_bytes;
   return 0;
 }
@@ -258,16 +256,12 @@ void ksvector2_get_counters(long *mallocs, long *reallocs, long *frees, long *st
 
 ksvector2 *ksvector2_find_space(int npts, int ny, int tsamp) {
   if (tsamp == 0 && ny < 1) {
-    elog_log(0, "ksvector2_find_space: Number of y values must be positive.\n");
-    return nullptr;
+    return fail("ksvector2_find_space", "Number of y values must be positive");
   }
   Place match;
   if (find_match(npts, ny, tsamp, match)) return take_from_cache(match, npts, ny);
   ksvector2 *const vector = make_record(npts, ny, tsamp);
-  if (vector == nullptr) {
-    elog_log(1, "ksvector2_find_space: malloc() error.\n");
-    return nullptr;
-  }
+  if (vector == nullptr) return fail_errno("ksvector2_find_space", "malloc() error");
   if (verbose) {
     std::printf("malloced %d bytes %d %d for %d %d\n", vector->heap_size,
                 vector->nalloc, vector->nyalloc, npts, ny);
@@ -280,14 +274,10 @@ void ksvector2_free_vector(ksvector2 *vector) {
 }
 
 int ksvector2_make_lblbuf(ksvector2 *vector) {
-  if (!is_vector(vector)) {
-    elog_log(0, "ksvector2_make_lblbuf: No vector.\n");
-    return -1;
-  }
+  if (!is_vector(vector)) return fail("ksvector2_make_lblbuf", "No vector");
   if (vector->labels != nullptr) return 0;
   vector->labels = static_cast<char **>(
       zeroed(static_cast<std::size_t>(vector->nalloc), sizeof(char *)));
   if (vector->labels != nullptr) return 0;
-  elog_log(1, "ksvector2_make_lblbuf: malloc() error.\n");
-  return -1;
+  return fail_errno("ksvector2_make_lblbuf", "malloc() error");
 }

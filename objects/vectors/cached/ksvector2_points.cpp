@@ -6,10 +6,12 @@
 
 #include "objects/vectors/cached/internal/vector2.h"
 #include "platform/elog/elog.h"
+#include "platform/elog/failure.h"
 
 namespace {
 
 using namespace ksutil::vector2;
+using ksutil::fail, ksutil::fail_errno;
 
 bool has_point(const ksvector2 &vector, int index) {
   return index >= 0 && index < vector.npts;
@@ -81,8 +83,7 @@ bool replace_label(ksvector2 &vector, int index, const char *label,
   if (label == nullptr || vector.tsamp != 0 || set_label(vector, index, label)) {
     return true;
   }
-  elog_log(1, "%s: strdup() error.\n", function);
-  return false;
+  return fail_errno(function, "strdup() error");
 }
 
 void put_values(const ksvector2 &vector, int index, const double *y) {
@@ -114,26 +115,18 @@ int ksvector2_resize(const char *tag) {
   ksvector2 *const vector = Vectors2::find("ksvector2_resize", tag);
   if (vector == nullptr) return -1;
   if (make_room(*vector, vector->npts)) return 0;
-  elog_log(1, "ksvector2_resize: realloc() error.\n");
-  return -1;
+  return fail_errno("ksvector2_resize", "realloc() error");
 }
 
 int ksvector2_resize_y(const char *tag, int ny) {
   ksvector2 *const vector = Vectors2::find("ksvector2_resize_y", tag);
   if (vector == nullptr) return -1;
   if (vector->tsamp != 0) {
-    elog_log(0, "ksvector2_resize_y: Cannot resize time sample data.\n");
-    return -1;
+    return fail("ksvector2_resize_y", "Cannot resize time sample data");
   }
-  if (ny < 1) {
-    elog_log(0, "ksvector2_resize_y: Number of y values must be positive.\n");
-    return -1;
-  }
+  if (ny < 1) return fail("ksvector2_resize_y", "Number of y values must be positive");
   if (ny > vector->nyalloc) {
-    if (!widen(*vector, ny)) {
-      elog_log(1, "ksvector2_resize_y: malloc() error.\n");
-      return -1;
-    }
+    if (!widen(*vector, ny)) return fail_errno("ksvector2_resize_y", "malloc() error");
   } else if (ny > vector->ny) {
     for (int i = 0; i < vector->nalloc; ++i) {
       std::fill(row(*vector, i) + vector->ny + 1, row(*vector, i) + ny + 1, 0.0);
@@ -155,10 +148,10 @@ int ksvector2_append(const char *tag, int index, const double *y, const char *la
     case Inserted::kYes:
       return 0;
     case Inserted::kNoRoom:
-      elog_log(1, "ksvector2_append: ksvector2_resize() error.\n");
+      fail_errno("ksvector2_append", "ksvector2_resize() error");
       return -1;
     case Inserted::kNoLabel:
-      elog_log(1, "ksvector2_append: strdup() error.\n");
+      fail_errno("ksvector2_append", "strdup() error");
       return -1;
   }
   return -1;
@@ -169,8 +162,7 @@ int ksvector2_put(const char *tag, int index, const double *y, const char *label
   ksvector2 *const vector = Vectors2::find("ksvector2_put", tag);
   if (vector == nullptr) return -1;
   if (vector->tsamp != 0) {
-    elog_log(0, "ksvector2_put: Cannot put X(time) value for constant sampled data.\n");
-    return -1;
+    return fail("ksvector2_put", "Cannot put X(time) value for constant sampled data");
   }
   if (!has_point(*vector, index)) {
     elog_log(0, "ksvector2_put: Illegal ix value\n");

@@ -5,11 +5,12 @@
 
 #include "objects/readers/internal/vector_readers.h"
 #include "objects/vectors/cached/internal/vector2.h"
-#include "platform/elog/elog.h"
+#include "platform/elog/failure.h"
 
 namespace {
 
 using namespace ksutil::vector2;
+using ksutil::fail;
 
 class NewVector : public ksutil::NewPoints {
  public:
@@ -77,8 +78,7 @@ ksvector2 *ksvector2_read(const char *file, const char *name, int nskip, int xco
   if (!begin_creation(self, tag)) return nullptr;
   NewVector points(name);
   if (points.make(0, ny == 0 ? 1 : ny) != nullptr) {
-    elog_log(0, "ksvector2_read: ksvector2_create() error.\n");
-    return nullptr;
+    return fail("ksvector2_read", "ksvector2_create() error");
   }
   const ksutil::TableColumns columns{nskip, xcol, ksutil::y_columns(ny, ycols),
                                      labelcol};

@@ -9,13 +9,13 @@
 
 #include "objects/vectors/cached/internal/butterworth.h"
 #include "objects/vectors/cached/internal/vector2.h"
-#include "platform/elog/elog.h"
 #include "platform/elog/failure.h"
 #include "platform/trace/trace.h"
 
 namespace {
 
 using namespace ksutil::vector2;
+using ksutil::fail;
 
 const int kHighestOrder = 10;
 
@@ -23,8 +23,7 @@ const int kHighestOrder = 10;
 ksvector2 *look_up_series(const char *tag, const char *function) {
   ksvector2 *const vector = Vectors2::find(function, tag);
   if (vector == nullptr || vector->tsamp != 0) return vector;
-  elog_log(0, "%s: Not a time-sampled vector.\n", function);
-  return nullptr;
+  return fail(function, "Not a time-sampled vector");
 }
 
 std::span<double> samples_of(const ksvector2 &vector) {
@@ -51,29 +50,22 @@ const double kCornerMargin = 1e-7;
 /* Whether a filter can be made; logs why not. */
 bool corners_fit(double flow, double fhigh, double dt) {
   if (!(flow > 0) && !(fhigh > 0)) {
-    elog_log(0, "ksvector2_filter: No corner frequency.\n");
-    return false;
+    return fail("ksvector2_filter", "No corner frequency");
   }
   for (const double corner : {flow, fhigh}) {
     if (!(corner > 0)) continue;
     if (!(corner * dt <= 0.5 - kCornerMargin)) {
-      elog_log(
-          0,
-          "ksvector2_filter: Corner frequency %g is not below half the sample rate, "
-          "%g.\n",
-          corner, 0.5 / dt);
-      return false;
+      return fail("ksvector2_filter",
+                  "Corner frequency %g is not below half the sample rate, %g", corner,
+                  0.5 / dt);
     }
     if (corner * dt >= kCornerMargin) continue;
-    elog_log(0,
-             "ksvector2_filter: Corner frequency %g is too low for sample rate %g.\n",
-             corner, 1 / dt);
-    return false;
+    return fail("ksvector2_filter", "Corner frequency %g is too low for sample rate %g",
+                corner, 1 / dt);
   }
   if (!(flow > 0) || !(fhigh > 0) || (fhigh - flow) * dt >= kCornerMargin) return true;
-  elog_log(0, "ksvector2_filter: Corner frequencies %g and %g enclose no band.\n", flow,
-           fhigh);
-  return false;
+  return fail("ksvector2_filter", "Corner frequencies %g and %g enclose no band", flow,
+              fhigh);
 }
 
 /* Samples after a run in which the forward filter may ring out before the way back; bounded
@@ -129,12 +121,10 @@ int ksvector2_fill(const char *tag, const char *method, double value, int maxgap
   if (method == nullptr) method = "";
   const bool linear = std::string_view(method) == "linear";
   if (!linear && std::string_view(method) != "value") {
-    elog_log(0, "ksvector2_fill: Unrecognized method '%s'.\n", method);
-    return -1;
+    return fail("ksvector2_fill", "Unrecognized method '%s'", method);
   }
   if (!linear && !usable(value)) {
-    elog_log(0, "ksvector2_fill: Cannot fill gaps with %g.\n", value);
-    return -1;
+    return fail("ksvector2_fill", "Cannot fill gaps with %g", value);
   }
   const std::span<double> samples = samples_of(*vector);
   int filled = 0;
@@ -155,9 +145,8 @@ int ksvector2_filter(const char *tag, double flow, double fhigh, int order,
   ksvector2 *const vector = look_up_series(tag, "ksvector2_filter");
   if (vector == nullptr) return -1;
   if (order < 1 || order > kHighestOrder) {
-    elog_log(0, "ksvector2_filter: Order %d is not from 1 to %d.\n", order,
-             kHighestOrder);
-    return -1;
+    return fail("ksvector2_filter", "Order %d is not from 1 to %d", order,
+                kHighestOrder);
   }
   if (!corners_fit(flow, fhigh, vector->dt)) return -1;
   return ksutil::at_boundary("ksvector2_filter", [&] {

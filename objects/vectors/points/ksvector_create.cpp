@@ -6,6 +6,7 @@
 #include "objects/vectors/points/internal/vector_record.h"
 #include "platform/elog/failure.h"
 
+using ksutil::fail, ksutil::fail_errno;
 using ksutil::VectorPtr;
 using ksutil::Vectors;
 
@@ -15,7 +16,7 @@ constexpr int kDefaultSlots = 100;
 constexpr int kDefaultSamples = 1000;
 
 KSVector *out_of_memory(const char *function, char *tag) {
-  elog_log(1, "%s: malloc() error.\n", function);
+  fail_errno(function, "malloc() error");
   return Vectors::none(tag);
 }
 
@@ -74,7 +75,7 @@ KSVector *copy_whole(const char *function, const KSVector &from, const char *nam
 KSVector *ksvector_create(int hint, int ny, const char *name, char *tag) {
   if (!Vectors::open("ksvector_create")) return Vectors::none(tag);
   if (ny < 1) {
-    elog_log(0, "ksvector_create: Number of y values must be positive.\n");
+    fail("ksvector_create", "Number of y values must be positive");
     return Vectors::none(tag);
   }
   VectorPtr vector = make_for(hint, ny, name);
@@ -88,11 +89,11 @@ KSVector *ksvector_create_tsamp(int nsamp, const double *samples, const char *na
     return Vectors::none(tag);
   }
   if (!std::isfinite(samprate) || samprate <= 0.0) {
-    elog_log(0, "ksvector_create_tsamp: Sample rate must be positive.\n");
+    fail("ksvector_create_tsamp", "Sample rate must be positive");
     return Vectors::none(tag);
   }
   if (nsamp > 0 && samples == nullptr) {
-    elog_log(0, "ksvector_create_tsamp: No samples.\n");
+    fail("ksvector_create_tsamp", "No samples");
     return Vectors::none(tag);
   }
   VectorPtr vector = make_series_of(nsamp, samples, name, time, 1.0 / samprate);
@@ -136,7 +137,7 @@ KSVector *ksvector_copy_1y(const char *tag, int iy, const char *name, char *newt
     return copy_whole("ksvector_copy_1y", *vector, name, newtag);
   }
   if (iy >= vector->ny) {
-    elog_log(0, "ksvector_copy_1y: Illegal yindex value.\n");
+    fail("ksvector_copy_1y", "Illegal yindex value");
     return Vectors::none(newtag);
   }
   return publish_copy("ksvector_copy_1y", copy_points(*vector, iy, 1, name), newtag);

@@ -3,7 +3,9 @@
 
 #include "objects/vectors/points/internal/vector_record.h"
 #include "platform/elog/elog.h"
+#include "platform/elog/failure.h"
 
+using ksutil::fail, ksutil::fail_errno;
 using ksutil::MallocPtr;
 using ksutil::Vectors;
 
@@ -17,10 +19,7 @@ bool has_point(const KSVector &vector, int index) {
 bool replace_label(const char *function, KSVectorPoint &point, const char *label) {
   if (label == nullptr) return true;
   MallocPtr<char> copy;
-  if (!ksutil::copy_label(label, copy)) {
-    elog_log(1, "%s: strdup() error.\n", function);
-    return false;
-  }
+  if (!ksutil::copy_label(label, copy)) return fail_errno(function, "strdup() error");
   std::free(point.label);
   point.label = copy.release();
   return true;
@@ -37,8 +36,7 @@ int ksvector_resize(const char *tag) {
   KSVector *const vector = Vectors::find("ksvector_resize", tag);
   if (vector == nullptr) return -1;
   if (ksutil::grow_vector(*vector)) return 0;
-  elog_log(1, "ksvector_resize: realloc() error.\n");
-  return -1;
+  return fail_errno("ksvector_resize", "realloc() error");
 }
 
 int ksvector_append(const char *tag, int index, const double *y, const char *label,
@@ -51,13 +49,11 @@ int ksvector_append(const char *tag, int index, const double *y, const char *lab
   }
   MallocPtr<char> copy;
   if (!ksutil::copy_label(label, copy)) {
-    elog_log(1, "ksvector_append: strdup() error.\n");
-    return -1;
+    return fail_errno("ksvector_append", "strdup() error");
   }
   if (!ksutil::grow_for_one(*vector)) {
-    elog_log(1, "ksvector_resize: realloc() error.\n");
-    elog_log(1, "ksvector_append: ksvector_resize() error.\n");
-    return -1;
+    fail_errno("ksvector_resize", "realloc() error");
+    return fail_errno("ksvector_append", "ksvector_resize() error");
   }
   if (!has_point(*vector, index)) index = vector->npts;
   /* Whole slots move, so slots `index` and `index` + 1 come to share one y array: the new
@@ -80,8 +76,7 @@ int ksvector_put(const char *tag, int index, const double *y, const char *label,
   KSVector *const vector = Vectors::find("ksvector_put", tag);
   if (vector == nullptr) return -1;
   if (vector->points == nullptr) {
-    elog_log(0, "ksvector_put: Cannot put X(time) value for constant sampled data.\n");
-    return -1;
+    return fail("ksvector_put", "Cannot put X(time) value for constant sampled data");
   }
   if (!has_point(*vector, index)) {
     elog_log(0, "ksvector_put: Illegal ix value\n");

@@ -3,10 +3,11 @@
 
 #include "objects/readers/internal/vector_readers.h"
 #include "objects/vectors/points/internal/vector_record.h"
-#include "platform/elog/elog.h"
+#include "platform/elog/failure.h"
 
 namespace {
 
+using ksutil::fail;
 using ksutil::VectorPtr;
 using ksutil::Vectors;
 
@@ -81,10 +82,7 @@ KSVector *ksvector_read(const char *file, const char *name, int nskip, int xcol,
   if (!Vectors::open("ksvector_read")) return Vectors::none(tag);
   KSVector *const vector =
       tag == nullptr ? nullptr : ksvector_create(0, ny == 0 ? 1 : ny, name, tag);
-  if (vector == nullptr) {
-    elog_log(0, "ksvector_read: ksvector_create() error.\n");
-    return nullptr;
-  }
+  if (vector == nullptr) return fail("ksvector_read", "ksvector_create() error");
   RegisteredVector points(*vector);
   const ksutil::TableColumns columns{nskip, xcol, ksutil::y_columns(ny, ycols),
                                      labelcol};

@@ -4,7 +4,6 @@
 #include "platform/db/internal/registry.h"
 #include "platform/db/match/internal/match_state.h"
 #include "platform/db/match/internal/natural_keys.h"
-#include "platform/elog/elog.h"
 #include "platform/elog/failure.h"
 #include "platform/stock/owners.h"
 
@@ -18,9 +17,8 @@ bool complete_patterns(RecordSource &key, const TableSource &table, Tbl *&kpatte
   if (kpattern == nullptr && tpattern == nullptr) {
     if (key.table() == nullptr ||
         !natural_keys(key.table()->relation(), table.relation(), of_key, of_table)) {
-      elog_log(0, "dbmatches: %s and %s share no key.\n", key.name().c_str(),
-               table.name().c_str());
-      return false;
+      return fail("dbmatches", "%s and %s share no key", key.name().c_str(),
+                  table.name().c_str());
     }
   } else {
     Tbl *const other = kpattern == nullptr ? tpattern : kpattern;
@@ -73,9 +71,8 @@ long match(Dbptr key, Dbptr table, Tbl **kpattern, Tbl **tpattern, Hook **hook,
   }
   const expr::Record *const record = of_key->record("dbmatches", key.record);
   if (record == nullptr || !state->find(*record, *of_table)) {
-    elog_log(0, "dbmatches: cannot match %s with %s.\n", of_key->name().c_str(),
-             of_table->name().c_str());
-    return -1;
+    return fail("dbmatches", "cannot match %s with %s", of_key->name().c_str(),
+                of_table->name().c_str());
   }
   if (records != nullptr) *records = from_numbers(state->rows()).release();
   return static_cast<long>(state->rows().size());
@@ -86,12 +83,13 @@ long match(Dbptr key, Dbptr table, Tbl **kpattern, Tbl **tpattern, Hook **hook,
 
 using namespace ksutil::db;
 using ksutil::at_boundary;
+using ksutil::fail;
 
 long dbmatches(Dbptr key, Dbptr table, Tbl **kpattern, Tbl **tpattern, Hook **hook,
                Tbl **records) {
   return at_boundary("dbmatches", -1L, [&] {
     if (kpattern == nullptr || tpattern == nullptr || hook == nullptr) {
-      elog_log(0, "dbmatches: no place for patterns or hook.\n");
+      fail("dbmatches", "no place for patterns or hook");
       return -1L;
     }
     return match(key, table, kpattern, tpattern, hook, records);

@@ -4,7 +4,7 @@
 #include <cstring>
 #include <limits>
 
-#include "platform/elog/elog.h"
+#include "platform/elog/failure.h"
 #include "platform/stock/text.h"
 
 namespace ksutil::db {
@@ -26,9 +26,8 @@ std::unique_ptr<const expr::Program> compile_term(const char *who,
   std::unique_ptr<const expr::Program> program =
       expr::Program::compile(text, SourceFields(&source), error);
   if (program == nullptr) {
-    elog_log(0, "%s: Can't compile pattern '%s' over %s: %s at position %zu.\n", who,
-             text.c_str(), source.name().c_str(), error.message.c_str(),
-             error.position);
+    fail(who, "Can't compile pattern '%s' over %s: %s at position %zu", text.c_str(),
+         source.name().c_str(), error.message.c_str(), error.position);
   }
   return program;
 }
@@ -75,8 +74,7 @@ bool pattern_texts(const char *who, Tbl *list, std::vector<std::string> &texts) 
     texts.emplace_back(text);
   }
   if (!texts.empty() && static_cast<long>(texts.size()) == counttbl(list)) return true;
-  elog_log(0, "%s: the pattern is empty or has an empty item.\n", who);
-  return false;
+  return fail(who, "the pattern is empty or has an empty item");
 }
 
 bool same_texts(Tbl *list, const std::vector<std::string> &texts) {
@@ -95,9 +93,8 @@ std::unique_ptr<const MatchPlan> MatchPlan::compile(const char *who,
                                                     std::vector<std::string> kpattern,
                                                     std::vector<std::string> tpattern) {
   if (kpattern.size() != tpattern.size()) {
-    elog_log(0, "%s: the patterns have %zu and %zu items.\n", who, kpattern.size(),
-             tpattern.size());
-    return nullptr;
+    return fail(who, "the patterns have %zu and %zu items", kpattern.size(),
+                tpattern.size());
   }
   auto plan = std::make_unique<MatchPlan>();
   for (std::size_t i = 0; i < kpattern.size(); ++i) {
@@ -136,10 +133,9 @@ bool MatchPlan::add(const char *who, const RecordSource &key, const RecordSource
     integers += is_integer((*program)->type()) ? 1 : 0;
   }
   if (texts != 0 && (texts != terms || item.ranged())) {
-    elog_log(0, "%s: cannot compare '%s' with '%s': %s.\n", who, kpattern.c_str(),
-             tpattern.c_str(),
-             texts != terms ? "text with number" : "ranges are of numbers");
-    return false;
+    return fail(who, "cannot compare '%s' with '%s': %s", kpattern.c_str(),
+                tpattern.c_str(),
+                texts != terms ? "text with number" : "ranges are of numbers");
   }
   item.kind = texts != 0          ? Kind::kText
               : integers == terms ? Kind::kInteger

@@ -2,7 +2,7 @@
 
 #include <new>
 
-#include "platform/elog/elog.h"
+#include "platform/elog/failure.h"
 
 namespace ksutil::db {
 namespace {
@@ -20,8 +20,8 @@ std::string id_field_of(const Relation &layout, Tbl *tpattern) {
       (field->type == FieldType::kInteger || field->type == FieldType::kYearday)) {
     return field->name;
   }
-  elog_log(0, "match_index: '%s' is not the one integer field of %s to match by.\n",
-           texts.front().c_str(), layout.name.c_str());
+  fail("match_index", "'%s' is not the one integer field of %s to match by",
+       texts.front().c_str(), layout.name.c_str());
   return "";
 }
 
@@ -36,8 +36,7 @@ MatchState *MatchState::in(const char *who, Hook **hook) {
   }
   if ((*hook)->release == release_state)
     return static_cast<MatchState *>((*hook)->data);
-  elog_log(0, "%s: the hook belongs to another function.\n", who);
-  return nullptr;
+  return fail(who, "the hook belongs to another function");
 }
 
 bool MatchState::prepare(const RecordSource &key, const RecordSource &table,
@@ -96,8 +95,7 @@ const KeyIndex *MatchState::follow_ids(const std::shared_ptr<const Snapshot> &sn
       return nullptr;
     }
     if (of_key.size() != 1) {
-      elog_log(0, "match_index: the key's pattern has %zu items.\n", of_key.size());
-      return nullptr;
+      return fail("match_index", "the key's pattern has %zu items", of_key.size());
     }
     if (ids_ == nullptr || ids_->field() != field) {
       ids_ = std::make_unique<KeyIndex>(field);

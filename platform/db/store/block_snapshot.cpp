@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <cstring>
 
-#include "platform/elog/elog.h"
+#include "platform/elog/failure.h"
 
 namespace ksutil::db {
 namespace {
@@ -51,8 +51,7 @@ void BlockSnapshot::settle(std::size_t index, BlockSlot &slot) const {
 
 std::string_view BlockSnapshot::examined_row(long record) const {
   if (record < 0 || record >= count()) {
-    elog_log(0, "dbget: %s: No record %ld among %ld.\n", file_.c_str(), record,
-             count());
+    fail("dbget", "%s: No record %ld among %ld", file_.c_str(), record, count());
     return {};
   }
   const auto number = static_cast<std::size_t>(record);
@@ -60,14 +59,12 @@ std::string_view BlockSnapshot::examined_row(long record) const {
   if (!slot.current) return {};
   const std::size_t place = number & mask_;
   if (place >= slot.rows) {
-    elog_log(0, "dbget: %s: Record %ld is no longer in the file.\n", file_.c_str(),
-             record);
+    fail("dbget", "%s: Record %ld is no longer in the file", file_.c_str(), record);
     return {};
   }
   const std::string_view row(slot.block.data() + place * length_, length_);
   if (row.back() != '\n') {
-    elog_log(0, "dbget: %s: Record %ld does not end where it should.\n", file_.c_str(),
-             record);
+    fail("dbget", "%s: Record %ld does not end where it should", file_.c_str(), record);
     return {};
   }
   return row;

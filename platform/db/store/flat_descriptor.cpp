@@ -5,6 +5,7 @@
 #include <memory>
 
 #include "platform/elog/elog.h"
+#include "platform/elog/failure.h"
 #include "platform/pf/pf.h"
 #include "platform/stock/files.h"
 
@@ -31,16 +32,14 @@ bool read_table_path(const std::string &name, const std::string &text,
     from = end + 1;
     if (entry.empty()) continue;
     if (prefixes.size() >= kMaxTablePaths) {
-      elog_log(0, "dbopen: %s: table_path has too many entries.\n", name.c_str());
-      return false;
+      return fail("dbopen", "%s: table_path has too many entries", name.c_str());
     }
     std::string base = own_base;
     const std::size_t brace = entry.find('{');
     if (brace != entry.npos) {
       if (entry.back() != '}' || entry.size() < brace + 3) {
-        elog_log(0, "dbopen: %s: table_path: \"%s\" does not end in {name}.\n",
-                 name.c_str(), entry.c_str());
-        return false;
+        return fail("dbopen", "%s: table_path: \"%s\" does not end in {name}",
+                    name.c_str(), entry.c_str());
       }
       base = entry.substr(brace + 1, entry.size() - brace - 2);
       entry.resize(brace);
@@ -59,8 +58,7 @@ bool FlatDescriptor::read(const std::string &name) {
   if (!read_file(name, kDescriptorMaxBytes, text)) {
     content = Content::kUnreadable;
     if (errno == EFBIG) return true;
-    elog_log(1, "dbopen: Cannot read %s.\n", name.c_str());
-    return false;
+    return fail_errno("dbopen", "Cannot read %s", name.c_str());
   }
   Pf *compiled = nullptr;
   {
@@ -80,8 +78,7 @@ bool FlatDescriptor::read(const std::string &name) {
     const std::string value = given;
     sync = value == "yes" || value == "true" || value == "1";
     if (!sync && value != "no" && value != "false" && value != "0") {
-      elog_log(0, "dbopen: %s: sync is \"%s\", not yes or no.\n", name.c_str(), given);
-      return false;
+      return fail("dbopen", "%s: sync is \"%s\", not yes or no", name.c_str(), given);
     }
   }
   const char *path = pfget_string(tree.get(), "table_path");

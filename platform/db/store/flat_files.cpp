@@ -8,7 +8,7 @@
 #include "platform/db/store/internal/flat_table.h"
 #include "platform/db/store/internal/flat_transaction.h"
 #include "platform/db/store/internal/found_tables.h"
-#include "platform/elog/elog.h"
+#include "platform/elog/failure.h"
 #include "platform/stock/files.h"
 
 namespace ksutil::db {
@@ -30,10 +30,9 @@ class FlatDatabase final : public DatabaseStore {
     if (known != tables_.end()) return known->second.get();
     const Relation *relation = settings_.schema->find(name);
     if (relation == nullptr) {
-      elog_log(0, "dblookup: %s: The schema %s has no table %.*s.\n", name_.c_str(),
-               settings_.schema->name().c_str(), static_cast<int>(name.size()),
-               name.data());
-      return nullptr;
+      return fail("dblookup", "%s: The schema %s has no table %.*s", name_.c_str(),
+                  settings_.schema->name().c_str(), static_cast<int>(name.size()),
+                  name.data());
     }
     std::vector<std::string> paths;
     for (const std::string &prefix : prefixes_)
@@ -45,8 +44,7 @@ class FlatDatabase final : public DatabaseStore {
   bool transaction(const std::vector<std::string> &names,
                    const std::function<bool(Transaction &)> &work) override {
     if (!settings_.writable) {
-      elog_log(0, "dbput: %s: The database is open for reading only.\n", name_.c_str());
-      return false;
+      return fail("dbput", "%s: The database is open for reading only", name_.c_str());
     }
     std::vector<FlatTable *> tables;
     for (const std::string &name : names) {
@@ -71,9 +69,8 @@ bool check_tables(const std::string &name, const Prefixes &prefixes,
   using Content = FlatDescriptor::Content;
   const std::string misspelled = misspelled_table_file(name);
   if (!misspelled.empty()) {
-    elog_log(0, "dbopen: %s: names of tables are in lower case; rename the file.\n",
-             misspelled.c_str());
-    return false;
+    return fail("dbopen", "%s: names of tables are in lower case; rename the file",
+                misspelled.c_str());
   }
   const std::string found =
       descriptor.schema.empty() || descriptor.content != Content::kWords
@@ -81,22 +78,20 @@ bool check_tables(const std::string &name, const Prefixes &prefixes,
           : descriptor.schema;
   const std::string meant = database_of_table_file(name);
   if (descriptor.content == Content::kUnreadable && !found.empty()) {
-    elog_log(0, "dbopen: %s is no descriptor of a database.\n", name.c_str());
-    return false;
+    return fail("dbopen", "%s is no descriptor of a database", name.c_str());
   }
   if (descriptor.content == Content::kMissing && found.empty()) {
-    elog_log(0, "dbopen: %s has neither a descriptor nor a table.\n", name.c_str());
-    return false;
+    return fail("dbopen", "%s has neither a descriptor nor a table", name.c_str());
   }
   if (descriptor.content != Content::kWords && found.empty()) {
     if (meant.empty()) {
-      elog_log(0,
-               "dbopen: %s is no database: it names no schema, table_path or sync, and "
-               "no table file such as %s.origin is beside it.\n",
-               name.c_str(), name.c_str());
+      fail("dbopen",
+           "%s is no database: it names no schema, table_path or sync, and no table "
+           "file such as %s.origin is beside it",
+           name.c_str(), name.c_str());
     } else {
-      elog_log(0, "dbopen: %s is a table file, not a database; open %s.\n",
-               name.c_str(), meant.c_str());
+      fail("dbopen", "%s is a table file, not a database; open %s", name.c_str(),
+           meant.c_str());
     }
     return false;
   }
@@ -112,12 +107,10 @@ std::unique_ptr<DatabaseStore> open_flat_files(const std::string &name,
                                                const std::string &mode,
                                                std::size_t block_budget) {
   if (mode != "r" && mode != "r+") {
-    elog_log(0, "dbopen: The mode \"%s\" is neither r nor r+.\n", mode.c_str());
-    return nullptr;
+    return fail("dbopen", "The mode \"%s\" is neither r nor r+", mode.c_str());
   }
   if (name.empty() || name.back() == '/') {
-    elog_log(0, "dbopen: \"%s\" is no name of a database.\n", name.c_str());
-    return nullptr;
+    return fail("dbopen", "\"%s\" is no name of a database", name.c_str());
   }
   FlatDescriptor descriptor;
   if (is_file(name) && !descriptor.read(name)) return nullptr;
@@ -126,10 +119,7 @@ std::unique_ptr<DatabaseStore> open_flat_files(const std::string &name,
                   descriptor.prefixes.end());
   if (!check_tables(name, prefixes, descriptor)) return nullptr;
   auto schema = Schema::load(descriptor.schema);
-  if (schema == nullptr) {
-    elog_log(0, "dbopen: Cannot open %s.\n", name.c_str());
-    return nullptr;
-  }
+  if (schema == nullptr) return fail("dbopen", "Cannot open %s", name.c_str());
   auto places =
       std::make_shared<const FlatPlaces>(FlatPlaces{name, prefixes, descriptor.sync});
   /* A reader without permission to settle a transaction reads the files as they are. */
@@ -146,14 +136,11 @@ std::unique_ptr<DatabaseStore> open_flat_files(const std::string &name,
 bool create_flat_files(const std::string &name, const std::string &schema) {
   if (Schema::load(schema) == nullptr) return false;
   const FileHandle file = open_file(name, O_WRONLY | O_CREAT | O_EXCL);
-  if (!file) {
-    elog_log(1, "dbcreate: Cannot make %s.\n", name.c_str());
-    return false;
-  }
+  if (!file) return fail_errno("dbcreate", "Cannot make %s", name.c_str());
   const std::string text = "schema  " + schema + "\n";
   if (write_all(file.get(), text.data(), text.size()) !=
       static_cast<ssize_t>(text.size())) {
-    elog_log(1, "dbcreate: Cannot write %s.\n", name.c_str());
+    fail_errno("dbcreate", "Cannot write %s", name.c_str());
     ::remove(name.c_str());
     return false;
   }

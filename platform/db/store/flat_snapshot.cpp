@@ -4,7 +4,7 @@
 #include <cstring>
 #include <new>
 
-#include "platform/elog/elog.h"
+#include "platform/elog/failure.h"
 
 namespace ksutil::db {
 
@@ -34,9 +34,8 @@ ssize_t FlatSnapshot::fetch(std::size_t index, char *to) const {
   const auto at = static_cast<off_t>((index << shift_) * length_);
   const ssize_t got = read_at(handle_->get(), to, wanted, at);
   if (got < 0) {
-    elog_log(1, "dbget: %s: Cannot read records %zu to %zu.\n", file_.c_str(),
-             index << shift_, (index << shift_) + rows - 1);
-    return -1;
+    return fail_errno("dbget", "%s: Cannot read records %zu to %zu", file_.c_str(),
+                      index << shift_, (index << shift_) + rows - 1);
   }
   const bool last = index + 1 == blocks();
   if (last && static_cast<std::size_t>(got) + missing_end_.size() == wanted) {
@@ -77,7 +76,7 @@ void FlatSnapshot::load(std::size_t index, BlockSlot &slot) const {
       settle(index, slot);
     }
   } catch (const std::bad_alloc &) {
-    elog_log(0, "dbget: %s: No memory for a block of records.\n", file_.c_str());
+    fail("dbget", "%s: No memory for a block of records", file_.c_str());
   }
 }
 

@@ -9,6 +9,7 @@
 #include "platform/db/store/internal/flat_exclusive.h"
 #include "platform/db/store/internal/layout_fit.h"
 #include "platform/elog/elog.h"
+#include "platform/elog/failure.h"
 
 namespace ksutil::db {
 namespace {
@@ -104,8 +105,8 @@ std::shared_ptr<const Snapshot> FlatTable::next_snapshot() {
     }
     snapshot_ = std::move(fresh);
   } catch (const std::exception &) {
-    elog_log(0, "dbget: %s: No memory for %ld records.\n", file_.path.c_str(),
-             file_.stamp.count);
+    fail("dbget", "%s: No memory for %ld records", file_.path.c_str(),
+         file_.stamp.count);
     return nullptr;
   }
   own_changes_ = true;
@@ -126,9 +127,8 @@ void FlatTable::adopt_write(long from, long to, off_t expected_size) {
 
 bool FlatTable::exclusively(const std::function<bool(Exclusive &)> &work) {
   if (!settings_.writable) {
-    elog_log(0, "dbput: %s: The database is open for reading only.\n",
-             file_.path.c_str());
-    return false;
+    return fail("dbput", "%s: The database is open for reading only",
+                file_.path.c_str());
   }
   /* A second lock of this table would wait for the first one for ever. */
   if (running_ != nullptr) return work(*running_);
@@ -140,8 +140,7 @@ bool FlatTable::exclusively(const std::function<bool(Exclusive &)> &work) {
     if (!exclusive.may_start_again()) return false;
     elog_flush(0, mark);
   }
-  elog_log(0, "dbput: %s: The file is replaced again and again.\n", file_.path.c_str());
-  return false;
+  return fail("dbput", "%s: The file is replaced again and again", file_.path.c_str());
 }
 
 void FlatTable::set_absent() {
@@ -161,12 +160,12 @@ bool FlatTable::find_path(struct stat &status, bool &exists) {
       exists = true;
       if (path != file_.path) set_path(path);
       if (S_ISREG(status.st_mode)) return true;
-      elog_log(0, "dbopen: %s is no regular file.\n", path.c_str());
+      fail("dbopen", "%s is no regular file", path.c_str());
       return false;
     }
     exists = false;
     if (errno == ENOENT || errno == ENOTDIR) return true;
-    elog_log(1, "dbopen: Cannot look at %s.\n", path.c_str());
+    fail_errno("dbopen", "Cannot look at %s", path.c_str());
     return false;
   };
   if (file_.handle != nullptr) {
@@ -200,8 +199,7 @@ bool FlatTable::look() {
         break;
     }
   }
-  elog_log(0, "dbopen: %s is replaced again and again.\n", file_.path.c_str());
-  return false;
+  return fail("dbopen", "%s is replaced again and again", file_.path.c_str());
 }
 
 FlatTable::Looked FlatTable::look_through(const struct stat &at_path) {
@@ -210,7 +208,7 @@ FlatTable::Looked FlatTable::look_through(const struct stat &at_path) {
     handle = std::make_shared<FileHandle>(open_file(file_.path, O_RDONLY));
     if (!*handle) {
       if (errno == ENOENT) return Looked::kGone;
-      elog_log(1, "dbopen: Cannot open %s.\n", file_.path.c_str());
+      fail_errno("dbopen", "Cannot open %s", file_.path.c_str());
       return Looked::kFailed;
     }
   }
@@ -219,7 +217,7 @@ FlatTable::Looked FlatTable::look_through(const struct stat &at_path) {
   /* The stamp is taken before any byte is read: the next look sees a change made while
    * reading. */
   if (::fstat(handle->get(), &status) != 0) {
-    elog_log(1, "dbopen: Cannot look at %s.\n", file_.path.c_str());
+    fail_errno("dbopen", "Cannot look at %s", file_.path.c_str());
     return Looked::kFailed;
   }
   if (status.st_nlink == 0) return Looked::kGone;
@@ -257,7 +255,7 @@ bool FlatTable::fit(int fd, const struct stat &status) {
   const auto read_head = [&] {
     const ssize_t got = read_at(fd, head.data(), head.size(), 0);
     head.resize(static_cast<std::size_t>(std::max<ssize_t>(got, 0)));
-    if (got < 0) elog_log(1, "dbopen: Cannot read %s.\n", file_.path.c_str());
+    if (got < 0) fail_errno("dbopen", "Cannot read %s", file_.path.c_str());
     return got >= 0;
   };
   if (file_.handle != nullptr && status.st_size > 0) {
@@ -273,12 +271,11 @@ bool FlatTable::fit(int fd, const struct stat &status) {
   Fit found;
   if (!fit_layout(*settings_.schema, relation_.name, head,
                   status.st_size <= static_cast<off_t>(kFitBytes), found)) {
-    elog_log(0,
-             "dbopen: %s does not hold records of a known layout of %s: its first line "
-             "has %zu characters, the schema says %d.\n",
-             file_.path.c_str(), relation_.name.c_str(),
-             std::min(head.find('\n'), head.size()), relation_.width);
-    return false;
+    return fail("dbopen",
+                "%s does not hold records of a known layout of %s: its first line has "
+                "%zu characters, the schema says %d",
+                file_.path.c_str(), relation_.name.c_str(),
+                std::min(head.find('\n'), head.size()), relation_.width);
   }
   set_layout(std::move(found.layout), found.carriage_return);
   return true;
@@ -294,10 +291,7 @@ bool FlatTable::read_remainder(int fd, const struct stat &status) {
 
   std::string tail(rest, '\0');
   const ssize_t got = read_at(fd, tail.data(), rest, static_cast<off_t>(size - rest));
-  if (got < 0) {
-    elog_log(1, "dbopen: Cannot read %s.\n", file_.path.c_str());
-    return false;
-  }
+  if (got < 0) return fail_errno("dbopen", "Cannot read %s", file_.path.c_str());
   const bool whole = static_cast<std::size_t>(got) == rest && !is_blank(tail) &&
                      tail.find('\n') == tail.npos;
   if (whole) file_.missing_end = rest + 1 == length ? "\n" : "\r\n";

@@ -5,7 +5,7 @@
 #include <algorithm>
 #include <cstring>
 
-#include "platform/elog/elog.h"
+#include "platform/elog/failure.h"
 
 namespace ksutil::db {
 namespace {
@@ -64,8 +64,7 @@ bool FlatTransaction::begin() {
         targets_.clear();
     }
   }
-  elog_log(0, "dbput: %s: Other programs write without end.\n", places_.name.c_str());
-  return false;
+  return fail("dbput", "%s: Other programs write without end", places_.name.c_str());
 }
 
 const Relation &FlatTransaction::layout(std::size_t table) const {
@@ -132,9 +131,8 @@ bool FlatTransaction::unchanged() {
         status.st_size == target.size && target.file.still_at_path()) {
       continue;
     }
-    elog_log(0, "dbput: %s: Another program has changed the file meanwhile.\n",
-             target.table->file_.path.c_str());
-    return false;
+    return fail("dbput", "%s: Another program has changed the file meanwhile",
+                target.table->file_.path.c_str());
   }
   return true;
 }
@@ -188,8 +186,8 @@ void FlatTransaction::undo() {
   }
   active_ = undone;
   if (!undone) {
-    elog_log(1, "dbput: %s: Cannot undo; the next program that writes goes on.\n",
-             places_.journal().c_str());
+    fail_errno("dbput", "%s: Cannot undo; the next program that writes goes on",
+               places_.journal().c_str());
   }
 }
 

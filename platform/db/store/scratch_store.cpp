@@ -9,7 +9,7 @@
 #include "platform/clock/clock.h"
 #include "platform/db/row_removal.h"
 #include "platform/db/store/internal/block_snapshot.h"
-#include "platform/elog/elog.h"
+#include "platform/elog/failure.h"
 
 namespace ksutil::db {
 namespace {
@@ -89,8 +89,7 @@ class ScratchTable final : public TableStore,
             first + static_cast<long>(at / length_));
       }
     } catch (const std::bad_alloc &) {
-      elog_log(0, "dbadd: %s: No memory for more records.\n", name_.c_str());
-      return -1;
+      return fail("dbadd", "%s: No memory for more records", name_.c_str());
     }
     change(first + static_cast<long>(text.size() / length_));
     return first;
@@ -101,9 +100,8 @@ class ScratchTable final : public TableStore,
     if (!text.empty() && text.back() != '\n') text += '\n';
     if (text.size() != length_ || !whole_rows(text)) return false;
     if (record < 0 || record >= stamp_.count) {
-      elog_log(0, "dbput: %s: No record %ld among %ld.\n", name_.c_str(), record,
-               stamp_.count);
-      return false;
+      return fail("dbput", "%s: No record %ld among %ld", name_.c_str(), record,
+                  stamp_.count);
     }
     const auto number = static_cast<std::size_t>(record);
     BlockPtr &block = contents_[number >> shift_];
@@ -116,8 +114,7 @@ class ScratchTable final : public TableStore,
         block = std::move(copy);
       }
     } catch (const std::bad_alloc &) {
-      elog_log(0, "dbput: %s: No memory to change a record.\n", name_.c_str());
-      return false;
+      return fail("dbput", "%s: No memory to change a record", name_.c_str());
     }
     std::memcpy(block.fill() + place(number), text.data(), length_);
     change(stamp_.count);
@@ -126,9 +123,8 @@ class ScratchTable final : public TableStore,
 
   bool remove(const std::vector<long> &records) override {
     if (records.front() < 0 || records.back() >= stamp_.count) {
-      elog_log(0, "remove_rows: %s: A record to be removed is not there.\n",
-               name_.c_str());
-      return false;
+      return fail("remove_rows", "%s: A record to be removed is not there",
+                  name_.c_str());
     }
     std::vector<BlockPtr> before;
     before.swap(contents_);
@@ -147,9 +143,8 @@ class ScratchTable final : public TableStore,
       change(kept);
     } catch (const std::bad_alloc &) {
       contents_.swap(before);
-      elog_log(0, "remove_rows: %s: No memory for the records that stay.\n",
-               name_.c_str());
-      return false;
+      return fail("remove_rows", "%s: No memory for the records that stay",
+                  name_.c_str());
     }
     return true;
   }
@@ -160,8 +155,8 @@ class ScratchTable final : public TableStore,
       whole = text.find('\n', end + 1 - length_) == end;
     }
     if (!whole) {
-      elog_log(0, "dbadd: %s: A record has %zu characters and a newline.\n",
-               name_.c_str(), length_ - 1);
+      fail("dbadd", "%s: A record has %zu characters and a newline", name_.c_str(),
+           length_ - 1);
     }
     return whole;
   }
@@ -221,17 +216,15 @@ class ScratchDatabase final : public DatabaseStore {
     if (known != tables_.end()) return known->second.get();
     const Relation *relation = schema_->find(name);
     if (relation == nullptr) {
-      elog_log(0, "dblookup: The schema %s has no table %.*s.\n",
-               schema_->name().c_str(), static_cast<int>(name.size()), name.data());
-      return nullptr;
+      return fail("dblookup", "The schema %s has no table %.*s",
+                  schema_->name().c_str(), static_cast<int>(name.size()), name.data());
     }
     return tables_.emplace(relation->name, std::make_unique<ScratchTable>(*relation))
         .first->second.get();
   }
   bool transaction(const std::vector<std::string> &,
                    const std::function<bool(Transaction &)> &) override {
-    elog_log(0, "dbput: A scratch database has no transactions.\n");
-    return false;
+    return fail("dbput", "A scratch database has no transactions");
   }
 
  private:

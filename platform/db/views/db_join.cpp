@@ -137,9 +137,8 @@ std::unique_ptr<const MatchPlan> plan_of(Side &left, Side &right, Tbl *lkeys,
   if (lkeys == nullptr && rkeys == nullptr) {
     const std::string of_left = left.source->name(), of_right = right.source->name();
     if (!natural_patterns(left, right, lpattern, rpattern)) {
-      elog_log(0, "dbjoin: %s and %s share no key.\n", of_left.c_str(),
-               of_right.c_str());
-      return nullptr;
+      return fail("dbjoin", "%s and %s share no key", of_left.c_str(),
+                  of_right.c_str());
     }
   } else if (!key_texts("dbjoin", lkeys == nullptr ? rkeys : lkeys, lpattern) ||
              !key_texts("dbjoin", rkeys == nullptr ? lkeys : rkeys, rpattern)) {
@@ -177,8 +176,8 @@ Dbptr join(const Opened &opened, Dbptr left_db, Dbptr right_db, Tbl *lkeys,
     return dbinvalid();
   }
   if (share_a_table(left.tuples, right.tuples)) {
-    elog_log(0, "dbjoin: %s and %s have a table in common.\n",
-             left.source->name().c_str(), right.source->name().c_str());
+    fail("dbjoin", "%s and %s have a table in common", left.source->name().c_str(),
+         right.source->name().c_str());
     return dbinvalid();
   }
   const std::unique_ptr<const MatchPlan> plan = plan_of(left, right, lkeys, rkeys);
@@ -223,11 +222,12 @@ Dbptr join(const Opened &opened, Dbptr left_db, Dbptr right_db, Tbl *lkeys,
 
 using namespace ksutil::db;
 using ksutil::at_boundary;
+using ksutil::fail;
 
 Dbptr dbjoin(Dbptr left, Dbptr right, Tbl *lkeys, Tbl *rkeys) {
   return at_boundary("dbjoin", dbinvalid(), [&] {
     if (left.database != right.database) {
-      elog_log(0, "dbjoin: the tables belong to different databases.\n");
+      fail("dbjoin", "the tables belong to different databases");
       return dbinvalid();
     }
     const Opened opened("dbjoin", left);

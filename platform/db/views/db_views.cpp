@@ -18,8 +18,8 @@ ProgramPtr compile(const char *who, const RecordSource &source,
   expr::Error error;
   ProgramPtr program = expr::Program::compile(text, SourceFields(&source), error);
   if (program == nullptr) {
-    elog_log(0, "%s: Can't compile '%s': %s at position %zu.\n", who, text.c_str(),
-             error.message.c_str(), error.position);
+    fail(who, "Can't compile '%s': %s at position %zu", text.c_str(),
+         error.message.c_str(), error.position);
   }
   return program;
 }
@@ -180,7 +180,7 @@ Dbptr group(const Opened &opened, Dbptr db, Tbl *keys) {
   }
   /* A record that was left out would still be counted in the range of its group. */
   if (static_cast<long>(records.numbers.size()) != records.tuples.count()) {
-    elog_log(0, "dbgroup: %s cannot be grouped.\n", source->name().c_str());
+    fail("dbgroup", "%s cannot be grouped", source->name().c_str());
     return dbinvalid();
   }
   Tuples groups;
@@ -201,6 +201,7 @@ Dbptr group(const Opened &opened, Dbptr db, Tbl *keys) {
 
 using namespace ksutil::db;
 using ksutil::at_boundary;
+using ksutil::fail;
 
 Dbptr dbsubset(Dbptr db, const char *expression) {
   return at_boundary("dbsubset", dbinvalid(), [&] {
@@ -237,8 +238,8 @@ int dbget_range(Dbptr group, long *start, long *end) {
         return 0;
       }
     }
-    elog_log(0, "dbget_range: record %ld of %s is no group.\n", group.record,
-             source->name().c_str());
+    fail("dbget_range", "record %ld of %s is no group", group.record,
+         source->name().c_str());
     return -1;
   });
 }
@@ -248,7 +249,7 @@ int dbfree_view(Dbptr view) {
     const Opened opened("dbfree_view", view);
     if (!opened) return -1;
     if (opened->free_view(view.table)) return 0;
-    elog_log(0, "dbfree_view: %d is no view.\n", view.table);
+    fail("dbfree_view", "%d is no view", view.table);
     return -1;
   });
 }

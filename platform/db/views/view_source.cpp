@@ -1,6 +1,6 @@
 #include "platform/db/views/internal/view_source.h"
 
-#include "platform/elog/elog.h"
+#include "platform/elog/failure.h"
 
 namespace ksutil::db {
 
@@ -54,9 +54,8 @@ bool ViewSource::count(const char *who, long &count) {
 const expr::Record *ViewSource::record(const char *who, long number) {
   const bool special = number == dbNULL || number == dbSCRATCH;
   if (!special && (number < 0 || number >= tuples_.count())) {
-    elog_log(0, "%s: the view %s has no record %ld, only %ld records.\n", who,
-             name_.c_str(), number, tuples_.count());
-    return nullptr;
+    return fail(who, "the view %s has no record %ld, only %ld records", name_.c_str(),
+                number, tuples_.count());
   }
   for (std::size_t part = 0; part < tuples_.parts.size(); ++part) {
     current_.parts[part] = tuples_.parts[part].source->record(
@@ -86,8 +85,7 @@ bool key_texts(const char *who, Tbl *keys, std::vector<std::string> &texts) {
     texts.emplace_back(static_cast<const char *>(text));
   }
   if (!texts.empty() && static_cast<long>(texts.size()) == counttbl(keys)) return true;
-  elog_log(0, "%s: no keys, or a hole in their list.\n", who);
-  return false;
+  return fail(who, "no keys, or a hole in their list");
 }
 
 Dbptr add_view(Database &database, Dbptr db, Tuples tuples,
