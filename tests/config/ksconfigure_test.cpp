@@ -10,9 +10,11 @@
 
 #include "core/register.h"
 #include "tests/platform/pf/pf_test_support.h"
+#include "tests/support/register.h"
 
 namespace {
 
+using ksutil::test::taken_messages;
 using testing::ElementsAre;
 using testing::EndsWith;
 using testing::StartsWith;
@@ -44,7 +46,6 @@ class ParseValue : public testing::Test {
     return result;
   }
   bool changed() const { return (spec_.flags & KS_CONFIGURE_CHANGED) != 0; }
-  static std::string messages() { return taken(elog_string(0)); }
 
   Members members_;
   KS_ConfigureSpec spec_{};
@@ -67,14 +68,15 @@ TEST_F(ParseValue, IntTakesNothingAsZeroAndRefusesRemainders) {
     EXPECT_EQ(parse("int", text), 0);
     EXPECT_FALSE(changed());
   }
-  EXPECT_EQ(messages(), "");
+  EXPECT_EQ(taken_messages(), "");
   members_.number = -5;
   for (const std::string text :
        {"12abc", "12 ", "0x", "2147483648", "-99999999999999999999"}) {
     elog_clear_register(0);
     EXPECT_EQ(parse("int", text.c_str()), -1) << text;
-    EXPECT_EQ(messages(), "KS_ParseConfigValue: Unable to parse KS_CONFIGURE_INT '" +
-                              text + "' for setting.\n");
+    EXPECT_EQ(taken_messages(),
+              "KS_ParseConfigValue: Unable to parse KS_CONFIGURE_INT '" + text +
+                  "' for setting.\n");
     EXPECT_EQ(members_.number, -5);
   }
 }
@@ -91,11 +93,12 @@ TEST_F(ParseValue, DoubleTakesTrailingText) {
   for (const std::string text : {"abc", ""}) {
     elog_clear_register(0);
     EXPECT_EQ(parse("double", text.c_str()), -1);
-    EXPECT_EQ(messages(), "KS_ParseConfigValue: Unable to parse KS_CONFIGURE_DOUBLE '" +
-                              text + "' for setting.\n");
+    EXPECT_EQ(taken_messages(),
+              "KS_ParseConfigValue: Unable to parse KS_CONFIGURE_DOUBLE '" + text +
+                  "' for setting.\n");
   }
   EXPECT_EQ(parse("double", nullptr), -1);
-  EXPECT_THAT(messages(), EndsWith("'' for setting.\n"));
+  EXPECT_THAT(taken_messages(), EndsWith("'' for setting.\n"));
   EXPECT_TRUE(std::isnan(members_.real));
 }
 
@@ -107,7 +110,7 @@ TEST_F(ParseValue, BooleanHoldsMinusOneUntilItIsGiven) {
   EXPECT_TRUE(changed());
   EXPECT_EQ(parse("boolean", "YES"), -1);
   EXPECT_EQ(members_.number, 1);
-  EXPECT_THAT(messages(),
+  EXPECT_THAT(taken_messages(),
               EndsWith("KS_ParseConfigValue: KS_ParseBoolean() error for setting.\n"));
 }
 
@@ -124,7 +127,7 @@ TEST_F(ParseValue, StringsAreCopiesAndPointersAreNot) {
   EXPECT_EQ(parse("uid", members_.text), 0) << "the member's own text";
   EXPECT_FALSE(changed());
   EXPECT_EQ(parse("uid", nullptr), -1);
-  EXPECT_EQ(messages(), null_message);
+  EXPECT_EQ(taken_messages(), null_message);
   EXPECT_STREQ(members_.text, "abc");
   EXPECT_EQ(parse("uid", nullptr, kNullOk), 0);
   EXPECT_TRUE(changed());
@@ -135,7 +138,7 @@ TEST_F(ParseValue, StringsAreCopiesAndPointersAreNot) {
   EXPECT_EQ(members_.text, text);
   elog_clear_register(0);
   EXPECT_EQ(parse("ptr", nullptr), -1);
-  EXPECT_EQ(messages(), null_message);
+  EXPECT_EQ(taken_messages(), null_message);
   EXPECT_EQ(parse("ptr", nullptr, kNullOk), 0);
   EXPECT_EQ(members_.text, nullptr);
   EXPECT_EQ(parse("strange", "x"), 3);
@@ -229,11 +232,6 @@ class Configure : public testing::Test {
     }
     return names;
   }
-  static std::string messages() {
-    const std::string text = taken(elog_string(0));
-    elog_clear_register(0);
-    return text;
-  }
 
   KSConfigure configure_;
   std::vector<CustomCall> calls_;
@@ -259,7 +257,7 @@ TEST_F(Configure, AppliesDefaultsWithOwnTypesAndCustomParsers) {
   EXPECT_EQ(calls_[0].client_data, &lengths_);
   specs_[3].flags = 0;
   EXPECT_EQ(add(specs_, settings_, 1), -1) << "a double needs a default";
-  EXPECT_EQ(messages(),
+  EXPECT_EQ(taken_messages(),
             "KS_ParseConfigValue: Unable to parse KS_CONFIGURE_DOUBLE '' for span.\n"
             "KSConfigure::configurePf: KS_ParseConfigValue() error for default.\n"
             "KSConfigure::setConfigureSpecs: this->configure(default) error.");
@@ -284,13 +282,13 @@ TEST_F(Configure, SkipsUnknownTypesWithAComplaint) {
 }
 
 TEST_F(Configure, PairsReportUnknownNamesAndStopAtTheFirstBadValue) {
-  messages();
+  taken_messages();
   char name[] = "count";
   EXPECT_EQ(configure_.configure("count", "5", "name", "x", (char *)nullptr), 0);
   EXPECT_THAT(changed(), ElementsAre("name"));
   EXPECT_EQ(
       configure_.configure(name, "6", "bogus", "1", "span", "2.5", (char *)nullptr), 2);
-  EXPECT_EQ(messages(),
+  EXPECT_EQ(taken_messages(),
             "KSConfigure::configureVarargs: Input parameter bogus not in config "
             "specs.\n");
   EXPECT_EQ(settings_.span, 2.5);
@@ -298,7 +296,7 @@ TEST_F(Configure, PairsReportUnknownNamesAndStopAtTheFirstBadValue) {
                                  (char *)nullptr),
             -1);
   EXPECT_EQ(
-      messages(),
+      taken_messages(),
       "KSConfigure::configureVarargs: Input parameter bogus not in config specs.\n"
       "KS_ParseConfigValue: Unable to parse KS_CONFIGURE_INT '7z' for count.\n"
       "KSConfigure::configureVarargs: KS_ParseConfigValue() error for parameter.\n"
@@ -307,17 +305,17 @@ TEST_F(Configure, PairsReportUnknownNamesAndStopAtTheFirstBadValue) {
   EXPECT_EQ(settings_.count, 6);
   EXPECT_STREQ(settings_.name, "x");
   EXPECT_EQ(configure_.configure("made", "bad", (char *)nullptr), -1);
-  EXPECT_THAT(messages(),
+  EXPECT_THAT(taken_messages(),
               StartsWith("KS_ParseConfigValue: KS_CONFIGURE_CUSTOM error for made.\n"));
   EXPECT_EQ(configure_.configure((const char *)nullptr), 0);
   EXPECT_THAT(changed(), ElementsAre());
 }
 
 TEST_F(Configure, TreesApplyKeysInSortedOrderUntilOneFails) {
-  messages();
+  taken_messages();
   const PfHandle pf = compiled("span bad\ncount 9\nzzz 1\nname n\n");
   EXPECT_EQ(configure_.configure(pf.get()), -1);
-  EXPECT_EQ(messages(),
+  EXPECT_EQ(taken_messages(),
             "KS_ParseConfigValue: Unable to parse KS_CONFIGURE_DOUBLE 'bad' for span.\n"
             "KSConfigure::configurePf: KS_ParseConfigValue() error for parameter.\n"
             "KSConfigure::configure: KS_ConfigurePf() error.");
@@ -327,7 +325,7 @@ TEST_F(Configure, TreesApplyKeysInSortedOrderUntilOneFails) {
 }
 
 TEST_F(Configure, ReportsKeysAndEntriesWithoutAPartnerWhenAsked) {
-  messages();
+  taken_messages();
   std::vector<KS_ConfigureSpec> specs = {
       {"int", "count", "1", offsetof(Settings, count), 0, nullptr},
       {"end", nullptr, nullptr, 0, 0, nullptr}};
@@ -338,28 +336,29 @@ TEST_F(Configure, ReportsKeysAndEntriesWithoutAPartnerWhenAsked) {
   };
   EXPECT_EQ(apply(pf.get(), 32), 0);
   EXPECT_EQ(apply(more.get(), 0), 0);
-  EXPECT_EQ(messages(), "");
+  EXPECT_EQ(taken_messages(), "");
   const std::string unknown =
       "KSConfigure::configurePf: Input parameter new not in config specs.\n"
       "KSConfigure::configurePf: Input parameter other not in config specs.\n";
   EXPECT_EQ(apply(more.get(), 32), 2);
-  EXPECT_EQ(messages(), unknown);
+  EXPECT_EQ(taken_messages(), unknown);
   EXPECT_EQ(configure_.configurePf(more.get(), 32), 2);
-  EXPECT_EQ(messages(), unknown);
+  EXPECT_EQ(taken_messages(), unknown);
   EXPECT_EQ(from_text("count 1\nspan 1\nflag 1\nlength x\nmade x\npath x\n", 64), 2);
-  EXPECT_EQ(messages(), "KSConfigure::configurePf: Spec parameter name not in pf.\n");
+  EXPECT_EQ(taken_messages(),
+            "KSConfigure::configurePf: Spec parameter name not in pf.\n");
   EXPECT_EQ(configure_.configurePf(nullptr, 1 | 64), 0) << "no tree to miss them in";
   EXPECT_EQ(settings_.count, 5);
 }
 
 TEST_F(Configure, NestedValuesAreRefusedOrGivenAsTextThatCompilesBack) {
-  messages();
+  taken_messages();
   const PfHandle pf = compiled("name &Arr{\n\"a b\" \" #\"\nc &Tbl{\nx\n}\n}\n");
   const PfHandle table = compiled("name &Tbl{\none\n}\n");
   EXPECT_EQ(configure_.configurePf(pf.get(), 0), -1);
   EXPECT_EQ(configure_.configurePf(specs_.data(), table.get(), bytes(settings_), 2),
             -1);
-  EXPECT_EQ(messages(),
+  EXPECT_EQ(taken_messages(),
             "KSConfigure::configurePf: Input parameter name is not allowed to be an "
             "array.\n"
             "KSConfigure::configurePf: Input parameter name is not allowed to be a "
@@ -399,14 +398,14 @@ TEST_F(Configure, OnlyCustomParsersDoWithoutARecord) {
   EXPECT_EQ(calls_.back().value, "second");
   EXPECT_EQ(calls_.back().record, nullptr);
   EXPECT_EQ(calls_.back().client_data, this);
-  messages();
+  taken_messages();
   EXPECT_EQ(configure_.configure("count", "6", (char *)nullptr), -1);
-  EXPECT_THAT(messages(),
+  EXPECT_THAT(taken_messages(),
               StartsWith("KS_ParseConfigValue: There is no record for count.\n"));
 }
 
 TEST_F(Configure, KeepsTheEarlierEntryWhenMemoryIsShort) {
-  messages();
+  taken_messages();
   Settings other{};
   std::vector<KS_ConfigureSpec> later = {
       {"int", "count", "8", offsetof(Settings, count), 0, nullptr},
@@ -414,8 +413,8 @@ TEST_F(Configure, KeepsTheEarlierEntryWhenMemoryIsShort) {
   for (long n = 1; n <= 2; ++n) {
     ks_test_fail_alloc(n);
     EXPECT_EQ(add(later, other, 1), -1);
-    EXPECT_THAT(messages(), StartsWith("KSConfigure::setConfigureSpecs: new "
-                                       "KSConfigureSpecs() error.\n"));
+    EXPECT_THAT(taken_messages(), StartsWith("KSConfigure::setConfigureSpecs: new "
+                                             "KSConfigureSpecs() error.\n"));
   }
   EXPECT_EQ(configure_.configure("count", "6", (char *)nullptr), 0);
   EXPECT_EQ(settings_.count, 6);

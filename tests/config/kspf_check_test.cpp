@@ -8,9 +8,11 @@
 
 #include "config/kspf.h"
 #include "tests/platform/pf/pf_test_support.h"
+#include "tests/support/register.h"
 
 namespace {
 
+using ksutil::test::taken_messages;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
@@ -22,8 +24,7 @@ KSPf file_of(const std::string &text, const std::string &name = "") {
 
 KSPf_Constraint constraint_of(const std::string &rules) {
   KSPf_Constraint constraint;
-  EXPECT_EQ(file_of(rules, "rules").readConstraint(constraint), 0)
-      << taken(elog_string(0));
+  EXPECT_EQ(file_of(rules, "rules").readConstraint(constraint), 0) << taken_messages();
   return constraint;
 }
 
@@ -173,7 +174,7 @@ TEST(KspfConstraint, EveryFaultIsNamedByItsLine) {
             -1);
   EXPECT_EQ(constraint.name, "kept");
   EXPECT_EQ(
-      taken(elog_string(0)),
+      taken_messages(),
       "KSPf::readConstraint: rules.pf:2: keys.a: there is no type 'colour'.\n"
       "KSPf::readConstraint: rules.pf:4: keys.b.typ: a constraint knows no such word.\n"
       "KSPf::readConstraint: rules.pf:6: keys.c: min is above max.\n"
@@ -197,7 +198,7 @@ TEST(KspfConstraint, OneMadeByAProgramIsCheckedAsWell) {
   Table<KSPf_Violation> found;
   elog_clear_register(0);
   EXPECT_EQ(KSPf().check(whole, found), -1);
-  EXPECT_EQ(taken(elog_string(0)),
+  EXPECT_EQ(taken_messages(),
             "KSPf::check: Faulty constraint: a.b: min or max is not of the type.\n");
   whole.keys.ptr(0)->min = "1";
   whole.keys.ptr(0)->required = true;

@@ -6,16 +6,12 @@
 #include "config/kspf.h"
 #include "tests/config/random_pf.h"
 #include "tests/platform/pf/pf_test_support.h"
+#include "tests/support/register.h"
 
 namespace {
 
+using ksutil::test::taken_messages;
 using testing::HasSubstr;
-
-std::string messages() {
-  const std::string text = taken(elog_string(0));
-  elog_clear_register(0);
-  return text;
-}
 
 std::string text_of(const KSPf &pf) {
   std::string text;
@@ -25,7 +21,7 @@ std::string text_of(const KSPf &pf) {
 
 KSPf file_of(const std::string &text) {
   KSPf pf;
-  EXPECT_EQ(pf.readText(text, "my.pf"), 0) << messages();
+  EXPECT_EQ(pf.readText(text, "my.pf"), 0) << taken_messages();
   return pf;
 }
 
@@ -91,7 +87,7 @@ struct Edit {
     EXPECT_EQ(value.kind == Meant::kText ? pf.set(at, value.text)
                                          : pf.setWritten(at, RandomPf::written(value)),
               0)
-        << messages();
+        << taken_messages();
     value.name = target.name;
     target = value;
   }
@@ -110,14 +106,14 @@ struct Edit {
                   ? pf.insert(at, value.text)
                   : pf.insertWritten(at, RandomPf::written(value)),
               0)
-        << messages();
+        << taken_messages();
   }
 
   void remove(KSPf &pf) {
     const std::size_t i = some_index();
     first = block->inside[i].first;
     count = block->inside[i].last - first + 1;
-    EXPECT_EQ(pf.remove(whole(path + step_to(*block, i))), 0) << messages();
+    EXPECT_EQ(pf.remove(whole(path + step_to(*block, i))), 0) << taken_messages();
     block->inside.erase(block->inside.begin() + static_cast<std::ptrdiff_t>(i));
   }
 
@@ -151,8 +147,8 @@ void expect_untouched(const std::vector<std::string> &before,
 
 void expect_means(const std::string &text, const Meant &root) {
   const PfHandle is = compiled(text), meant = compiled(RandomPf::entries(root));
-  ASSERT_NE(is, nullptr) << messages() << text;
-  ASSERT_NE(meant, nullptr) << messages();
+  ASSERT_NE(is, nullptr) << taken_messages() << text;
+  ASSERT_NE(meant, nullptr) << taken_messages();
   EXPECT_EQ(pfequal(is.get(), meant.get()), 1) << text << "is not\n"
                                                << RandomPf::entries(root);
 }
@@ -282,9 +278,9 @@ class KspfRefused : public testing::TestWithParam<RefusedCase> {};
 TEST_P(KspfRefused, LeavesTheFileAndTellsWhy) {
   const std::string text = "a 1\nt &Tbl{\nx\n&Arr{\nk v\n}\n}\n";
   KSPf pf = file_of(text);
-  messages();
+  taken_messages();
   EXPECT_EQ(GetParam().edit(pf), -1);
-  EXPECT_EQ(messages(), GetParam().message);
+  EXPECT_EQ(taken_messages(), GetParam().message);
   EXPECT_EQ(text_of(pf), text);
 }
 INSTANTIATE_TEST_SUITE_P(
@@ -332,7 +328,7 @@ TEST(KspfEdit, BoundsNesting) {
   EXPECT_NE(compiled(text_of(pf)), nullptr);
   EXPECT_EQ(pf.set(path + ".a", "deeper"), -1);
   EXPECT_EQ(pf.setWritten(path, "&Tbl{}"), -1);
-  EXPECT_THAT(messages(), HasSubstr("Blocks would be nested deeper than 64.\n"));
+  EXPECT_THAT(taken_messages(), HasSubstr("Blocks would be nested deeper than 64.\n"));
 }
 
 }  // namespace

@@ -9,24 +9,20 @@
 
 #include <cerrno>
 #include <filesystem>
-#include <fstream>
 #include <thread>
 
 #include "platform/stock/files.h"
 #include "tests/platform/pf/pf_test_support.h"
+#include "tests/support/folder.h"
+#include "tests/support/register.h"
 
 namespace {
 
+using ksutil::test::taken_messages;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::StartsWith;
 namespace fs = std::filesystem;
-
-std::string messages() {
-  const std::string text = taken(elog_string(0));
-  elog_clear_register(0);
-  return text;
-}
 
 std::string text_of(const KSPf &pf) {
   std::string text;
@@ -36,7 +32,7 @@ std::string text_of(const KSPf &pf) {
 
 KSPf file_of(const std::string &text, const std::string &name = "") {
   KSPf pf;
-  EXPECT_EQ(pf.readText(text, name), 0) << messages();
+  EXPECT_EQ(pf.readText(text, name), 0) << taken_messages();
   return pf;
 }
 
@@ -73,7 +69,7 @@ TEST(KspfValues, TypesTakeWholeTextsAndFallBackWhenThereIsNone) {
   EXPECT_EQ(pf.getStrings("map.\"x.y\"", texts), 0);
   EXPECT_THAT(std::vector<std::string>(texts.begin(), texts.end()),
               ElementsAre("one", "two "));
-  EXPECT_EQ(messages(), "");
+  EXPECT_EQ(taken_messages(), "");
 
   EXPECT_EQ(pf.getInt("bad", i, 1), -1);
   EXPECT_EQ(pf.getInt("d", i, 1), -1);
@@ -83,7 +79,7 @@ TEST(KspfValues, TypesTakeWholeTextsAndFallBackWhenThereIsNone) {
   EXPECT_EQ(pf.getDouble("map[", d), -1);
   EXPECT_EQ(i, 7);
   EXPECT_EQ(texts.size(), 2);
-  EXPECT_EQ(messages(),
+  EXPECT_EQ(taken_messages(),
             "KSPf::getInt: my.pf:7: bad: '12abc' is not an integer.\n"
             "KSPf::getInt: my.pf:2: d: '1e3' is not an integer.\n"
             "KSPf::getBoolean: my.pf:1: i: '-12' is not yes or no.\n"
@@ -171,31 +167,22 @@ TEST(KspfFormat, LinesUpNeighboursAndKeepsComments) {
 
 class KspfFile : public testing::Test {
  protected:
-  void SetUp() override {
-    std::string name = (fs::temp_directory_path() / "kspfXXXXXX").string();
-    ASSERT_NE(mkdtemp(name.data()), nullptr);
-    top_ = name;
-    elog_clear_register(0);
-  }
-  void TearDown() override {
-    unsetenv("KSUTIL_PF_PATH");
-    fs::remove_all(top_);
-  }
+  void SetUp() override { elog_clear_register(0); }
+  void TearDown() override { unsetenv("KSUTIL_PF_PATH"); }
 
   std::string put(const std::string &file, const std::string &text) {
     fs::create_directories((top_ / file).parent_path());
-    std::ofstream(top_ / file, std::ios::binary) << text;
-    return (top_ / file).string();
+    return folder_.write(file, text);
   }
   std::string got(const std::string &file) {
-    std::ifstream stream(top_ / file, std::ios::binary);
-    return {std::istreambuf_iterator<char>(stream), {}};
+    return ksutil::test::read_file(folder_ / file);
   }
   long files() {
     return std::distance(fs::directory_iterator(top_), fs::directory_iterator());
   }
 
-  fs::path top_;
+  const ksutil::test::TempFolder folder_;
+  const fs::path top_ = folder_.path();
 };
 
 TEST_F(KspfFile, IsMergedAlongTheSearchPathAndKeptWhenReadingFails) {
@@ -204,7 +191,7 @@ TEST_F(KspfFile, IsMergedAlongTheSearchPathAndKeptWhenReadingFails) {
   setenv("KSUTIL_PF_PATH",
          ((top_ / "site").string() + ":" + (top_ / "user").string()).c_str(), 1);
   KSPf pf;
-  ASSERT_EQ(pf.read("server"), 0) << messages();
+  ASSERT_EQ(pf.read("server"), 0) << taken_messages();
   EXPECT_EQ(text_of(pf), "a 1 # site\nb 2\nc 2\n");
   std::string file;
   long line = 0;
@@ -212,10 +199,10 @@ TEST_F(KspfFile, IsMergedAlongTheSearchPathAndKeptWhenReadingFails) {
   EXPECT_EQ(file, user);
   put("user/server.pf", "b 2\n}\n");
   EXPECT_EQ(pf.read("server"), -1);
-  EXPECT_EQ(messages(),
+  EXPECT_EQ(taken_messages(),
             "KSPf::read: " + user + ":2: A closing brace has no block to close.\n");
   EXPECT_EQ(pf.readFile((top_ / "absent").string()), -1);
-  EXPECT_THAT(messages(), StartsWith("KSPf::readFile: Cannot read "));
+  EXPECT_THAT(taken_messages(), StartsWith("KSPf::readFile: Cannot read "));
   EXPECT_EQ(text_of(pf), "a 1 # site\nb 2\nc 2\n");
 }
 
@@ -226,7 +213,7 @@ TEST_F(KspfFile, IsReplacedAsAWholeWithItsModeBehindALink) {
   KSPf pf;
   ASSERT_EQ(pf.readFile((top_ / "link.pf").string()), 0);
   ASSERT_EQ(pf.set("a", "2"), 0);
-  ASSERT_EQ(pf.write((top_ / "link.pf").string()), 0) << messages();
+  ASSERT_EQ(pf.write((top_ / "link.pf").string()), 0) << taken_messages();
   EXPECT_TRUE(fs::is_symlink(top_ / "link.pf"));
   EXPECT_EQ(got("my.pf"), "a 2\n");
   struct stat status {};
@@ -242,14 +229,15 @@ TEST_F(KspfFile, IsMadeWhereALinkLeads) {
   fs::create_symlink("second.pf", top_ / "first.pf");
   fs::create_symlink("shared/real.pf", top_ / "second.pf");
   const KSPf pf = file_of("a 1\n");
-  ASSERT_EQ(pf.write((top_ / "first.pf").string()), 0) << messages();
+  ASSERT_EQ(pf.write((top_ / "first.pf").string()), 0) << taken_messages();
   EXPECT_TRUE(fs::is_symlink(top_ / "first.pf"));
   EXPECT_TRUE(fs::is_symlink(top_ / "second.pf"));
   EXPECT_EQ(got("shared/real.pf"), "a 1\n");
 
   fs::create_symlink("circle.pf", top_ / "circle.pf");
   EXPECT_EQ(pf.write((top_ / "circle.pf").string()), -1);
-  EXPECT_THAT(messages(), testing::EndsWith("Too many levels of symbolic links\n"));
+  EXPECT_THAT(taken_messages(),
+              testing::EndsWith("Too many levels of symbolic links\n"));
   EXPECT_TRUE(fs::is_symlink(top_ / "circle.pf"));
 }
 
@@ -266,7 +254,7 @@ TEST_F(KspfFile, StaysWhenTheDiskIsFull) {
     const ksutil::ScopedFileCalls full(calls);
     EXPECT_EQ(pf.write(path), -1);
   }
-  EXPECT_EQ(messages(),
+  EXPECT_EQ(taken_messages(),
             "KSPf::write: Cannot write " + path + ".\nNo space left on device\n");
   calls.write = ksutil::system_file_calls().write;
   calls.fsync = [](int) {

@@ -11,8 +11,11 @@
 #include <limits>
 
 #include "tests/platform/pf/pf_test_support.h"
+#include "tests/support/register.h"
 
 namespace {
+
+using ksutil::test::taken_messages;
 
 class ParseParam : public testing::Test {
  protected:
@@ -39,9 +42,9 @@ TEST_F(ParseParam, ReadsIntegersInEveryBaseAndTruncatesThem) {
   EXPECT_EQ(parsed("octal", P_INT, 0), 8);
   EXPECT_EQ(parsed("trail", P_INT, 0), 12);
   EXPECT_EQ(parsed<short>("wide", P_SHORT, 0), 1);
-  EXPECT_EQ(taken(elog_string(0)), "");
+  EXPECT_EQ(taken_messages(), "");
   EXPECT_EQ(parsed("word", P_INT, 77, -1), 77);
-  EXPECT_EQ(taken(elog_string(0)),
+  EXPECT_EQ(taken_messages(),
             "parse_param: strtol(abc) error.\n"
             "parse_param: Unable to parse integer value for word.\n");
 }
@@ -51,7 +54,7 @@ TEST_F(ParseParam, ReadsReals) {
   EXPECT_EQ(parsed("large", P_DOUBLE, 0.0), 1e300);
   EXPECT_EQ(parsed("large", P_FLOAT, 0.0F), std::numeric_limits<float>::infinity());
   EXPECT_EQ(parsed("word", P_DOUBLE, 9.0), 0.0);
-  EXPECT_EQ(taken(elog_string(0)), "pfget_double: Cannot parse 'abc' for word.\n");
+  EXPECT_EQ(taken_messages(), "pfget_double: Cannot parse 'abc' for word.\n");
 }
 
 TEST_F(ParseParam, CopiesTexts) {
@@ -66,7 +69,7 @@ TEST_F(ParseParam, CopiesTexts) {
   ks_test_fail_alloc(1);
   EXPECT_EQ(parse_param(pf_.get(), "text", P_STRING, 1, &copy), -1);
   EXPECT_EQ(copy, buffer);
-  EXPECT_EQ(taken(elog_string(0)),
+  EXPECT_EQ(taken_messages(),
             "parse_param: strdup(hello world) error.\nCannot allocate memory\n");
 }
 
@@ -107,9 +110,9 @@ TEST_F(ParseParam, MissingOnesMatterOnlyWhenRequired) {
       char storage[16] = "untouched bytes";
       elog_clear_register(0);
       EXPECT_EQ(parse_param(pf_.get(), name, type, 0, storage), 0);
-      EXPECT_EQ(taken(elog_string(0)), "");
+      EXPECT_EQ(taken_messages(), "");
       EXPECT_EQ(parse_param(pf_.get(), name, type, 1, storage), -1);
-      EXPECT_EQ(taken(elog_string(0)),
+      EXPECT_EQ(taken_messages(),
                 std::string("parse_param: Cannot find '") + name + "' " + noun + ".\n");
       EXPECT_STREQ(storage, "untouched bytes");
     }
@@ -117,7 +120,7 @@ TEST_F(ParseParam, MissingOnesMatterOnlyWhenRequired) {
   elog_clear_register(0);
   EXPECT_EQ(parse_param(pf_.get(), "text", -1, 0, nullptr), -1);
   EXPECT_EQ(parse_param(pf_.get(), "text", P_STRCPY + 1, 0, nullptr), -1);
-  EXPECT_EQ(taken(elog_string(0)),
+  EXPECT_EQ(taken_messages(),
             "parse_param: Illegal type value.\nparse_param: Illegal type value.\n");
 }
 
@@ -142,7 +145,7 @@ TEST_F(ParseParam, FillsAStructureUpToTheFirstFailure) {
   EXPECT_EQ(settings.hex, 31);
   EXPECT_EQ(settings.word, -1);
   EXPECT_EQ(settings.trail, -1);
-  EXPECT_TRUE(taken(elog_string(0)).ends_with("pf2struc: parse_param(word) error.\n"));
+  EXPECT_TRUE(taken_messages().ends_with("pf2struc: parse_param(word) error.\n"));
 }
 
 }  // namespace

@@ -9,12 +9,13 @@
 #include "platform/stock/fspath.h"
 #include "tests/events/event_database.h"
 #include "tests/events/messages.h"
+#include "tests/support/rows.h"
 
 using namespace ksutil::events::test;
 
 namespace {
 
-constexpr char *kEnd = nullptr;
+using ksutil::test::kEndOfArguments;
 
 class BindingTest : public testing::Test {
  protected:
@@ -37,7 +38,7 @@ TEST_F(BindingTest, TellsHowATableHasChanged) {
   EXPECT_EQ(server->checkTable("event", 0), 2);
   EXPECT_EQ(server->checkTable("event", 1), 2);
   EXPECT_EQ(server->checkTable("event", 1), 0);
-  dbputv(db.row("event", 0), "prefor", 5L, kEnd);
+  dbputv(db.row("event", 0), "prefor", 5L, kEndOfArguments);
   EXPECT_EQ(server->checkTable("event", 1), 1);
   db.remove_last_row("event");
   EXPECT_EQ(server->checkTable("event", 1), 3);

@@ -20,6 +20,7 @@
 #include "platform/clock/clock.h"
 #include "tests/events/bare_server.h"
 #include "tests/events/event_database.h"
+#include "tests/support/rows.h"
 
 namespace ksutil::events::test {
 namespace {
@@ -28,7 +29,7 @@ using testing::ElementsAre;
 using testing::HasSubstr;
 
 constexpr double kEpoch = 1.4e9, kNoEnd = 9999999999.999;
-constexpr char *kEndOfList = nullptr;
+using ksutil::test::kEndOfArguments;
 
 template <class Records>
 std::vector<long> numbers(const Records &records) {
@@ -118,10 +119,10 @@ class ByStation : public testing::Test {
 TEST_F(ByStation, ArrivalsAndDetectionsAreThoseInTheWindow) {
   for (const Row &row : rows) {
     ASSERT_GE(dbaddv(database.table("arrival"), "sta", row.sta.c_str(), "chan",
-                     row.chan.c_str(), "time", row.time, "arid", 5L, kEndOfList),
+                     row.chan.c_str(), "time", row.time, "arid", 5L, kEndOfArguments),
               0);
     ASSERT_GE(dbaddv(database.table("detection"), "sta", row.sta.c_str(), "chan",
-                     row.chan.c_str(), "time", row.time, kEndOfList),
+                     row.chan.c_str(), "time", row.time, kEndOfArguments),
               0);
   }
   EVServer server(database.name(), 0, 0, -1);
@@ -143,10 +144,10 @@ TEST_F(ByStation, ArrivalsAndDetectionsAreThoseInTheWindow) {
 
 TEST_F(ByStation, WaveformRowsOverlapTheWindowOrLieInIt) {
   for (const Row &row : rows) {
-    ASSERT_GE(
-        dbaddv(database.table("wfdisc"), "sta", row.sta.c_str(), "chan",
-               row.chan.c_str(), "time", row.time, "endtime", row.endtime, kEndOfList),
-        0);
+    ASSERT_GE(dbaddv(database.table("wfdisc"), "sta", row.sta.c_str(), "chan",
+                     row.chan.c_str(), "time", row.time, "endtime", row.endtime,
+                     kEndOfArguments),
+              0);
   }
   EVServer server(database.name(), 0, 0, -1);
   Listener client(server);
@@ -172,7 +173,7 @@ TEST(StationCommands, ScanJoinsTheRowsOfAChannelAndLeavesOutWhatIsNotWanted) {
   EventDatabase database;
   const auto add = [&](const char *sta, const char *chan, double time, double endtime) {
     dbaddv(database.table("wfdisc"), "sta", sta, "chan", chan, "time", time, "endtime",
-           endtime, kEndOfList);
+           endtime, kEndOfArguments);
   };
   add("KURK", "BHZ", kEpoch + 50, kEpoch + 60);
   add("AAK", "BHZ", kEpoch + 20, kEpoch + 30);
@@ -328,9 +329,9 @@ TEST(DatabaseCommands, PutrecordWritesWholeRowsOnly) {
   EXPECT_EQ(database.count("event"), 3);
   double lddate = 0.0;
   long evid = 0;
-  EXPECT_EQ(
-      dbgetv(database.row("event", 1), "lddate", &lddate, "evid", &evid, kEndOfList),
-      0);
+  EXPECT_EQ(dbgetv(database.row("event", 1), "lddate", &lddate, "evid", &evid,
+                   kEndOfArguments),
+            0);
   EXPECT_EQ(evid, 1);
   EXPECT_NEAR(lddate, now, 10.0);
 }
@@ -338,9 +339,9 @@ TEST(DatabaseCommands, PutrecordWritesWholeRowsOnly) {
 TEST(DatabaseCommands, MapStationCodesByTheTableElseByRule) {
   EventDatabase database;
   dbaddv(database.table("seedcode"), "sta", "AAKB", "chan", "BHZ_01", "net", "II",
-         "seedsta", "AAK", "seedchan", "BHZ", "loc", "10", kEndOfList);
+         "seedsta", "AAK", "seedchan", "BHZ", "loc", "10", kEndOfArguments);
   dbaddv(database.table("seedcode"), "sta", "AAKX", "chan", "BHZ", "net", "XX",
-         "seedsta", "AAK", "seedchan", "BHZ", kEndOfList);
+         "seedsta", "AAK", "seedchan", "BHZ", kEndOfArguments);
   EVServer server(database.name(), 0, 0, -1);
   Listener client(server);
   struct {

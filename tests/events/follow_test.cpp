@@ -8,13 +8,14 @@
 #include <set>
 
 #include "tests/events/event_database.h"
+#include "tests/support/rows.h"
 
 using namespace ksutil::events;
 using namespace ksutil::events::test;
 
 namespace {
 
-constexpr char *kEnd = nullptr;
+using ksutil::test::kEndOfArguments;
 
 /* Random edits of a database, of the kinds that analysts and programs make. */
 class Editor {
@@ -113,7 +114,7 @@ class Editor {
   template <class Value>
   void put(const char *table, const char *field, Value value) {
     if (const long row = some_row(table); row >= 0) {
-      dbputv(db_.row(table, row), field, value, kEnd);
+      dbputv(db_.row(table, row), field, value, kEndOfArguments);
     }
   }
 

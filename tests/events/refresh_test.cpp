@@ -15,13 +15,14 @@
 #include "platform/stock/files.h"
 #include "tests/events/event_database.h"
 #include "tests/events/messages.h"
+#include "tests/support/rows.h"
 
 using namespace ksutil::events;
 using namespace ksutil::events::test;
 
 namespace {
 
-constexpr char *kEnd = nullptr;
+using ksutil::test::kEndOfArguments;
 constexpr double kTime = 1.0e9;  // 2001-09-09, day 252
 
 /* Two events, the first with two origins and everything below them. */
@@ -141,7 +142,7 @@ TEST_F(RefreshTest, TellsNobodyWithoutAChange) {
 TEST_F(RefreshTest, ForceReadsARowThatWasRewrittenWithItsTimePutBack) {
   struct stat before;
   ASSERT_EQ(::stat(db.file("origin").c_str(), &before), 0);
-  dbputv(db.row("origin", 2), "depth", 12.0, kEnd);
+  dbputv(db.row("origin", 2), "depth", 12.0, kEndOfArguments);
   const struct timespec times[2] = {before.st_atim, before.st_mtim};
   ASSERT_EQ(::utimensat(AT_FDCWD, db.file("origin").c_str(), times, 0), 0);
   EXPECT_EQ(refreshed(), nullptr) << "the time of change decides without force";
@@ -160,7 +161,7 @@ TEST_F(RefreshTest, ReportsEachTableOfTheListByItsEvent) {
   double lddate = 5000.0;
   for (const auto &c : cases) {
     SCOPED_TRACE(c.table);
-    dbputv(db.row(c.table, c.row), "lddate", lddate++, kEnd);
+    dbputv(db.row(c.table, c.row), "lddate", lddate++, kEndOfArguments);
     const auto report = refreshed();
     ASSERT_NE(report, nullptr);
     EXPECT_EQ(report->events_changed, 1);
@@ -180,7 +181,7 @@ TEST_F(RefreshTest, ReportsExpandedEventsWhenWhatTheyReadHasChanged) {
   EXPECT_EQ(origin.magnitudes.ptr(0)->stamags.size(), 1);
   ASSERT_EQ(origin.detections.size(), 1);
 
-  dbputv(db.row("assoc", 0), "timedef", "n", kEnd);
+  dbputv(db.row("assoc", 0), "timedef", "n", kEndOfArguments);
   auto report = refreshed();
   ASSERT_NE(report, nullptr);
   EXPECT_EQ(report->events_changed, 0);
@@ -194,13 +195,13 @@ TEST_F(RefreshTest, ReportsExpandedEventsWhenWhatTheyReadHasChanged) {
   for (const auto &other : others) {
     SCOPED_TRACE(other.table);
     refreshed();
-    dbputv(db.row(other.table, 0), other.field, 7000.0, kEnd);
+    dbputv(db.row(other.table, 0), other.field, 7000.0, kEndOfArguments);
     report = refreshed();
     ASSERT_NE(report, nullptr);
     EXPECT_EQ(report->expanded_changed, 1);
     EXPECT_EQ(report->detections_changed, 0);
   }
-  dbputv(db.row("site", 0), "lat", 11.0, kEnd);
+  dbputv(db.row("site", 0), "lat", 11.0, kEndOfArguments);
   report = refreshed();
   ASSERT_NE(report, nullptr);
   EXPECT_EQ(report->expanded_changed, 1);
@@ -240,7 +241,7 @@ TEST_F(RefreshTest, ReadsDetectionsWithTheirResiduals) {
 
 TEST_F(RefreshTest, AddsAnOriginsOwnMagnitudesWhenNetmagLacksThem) {
   dbputv(db.row("origin", 0), "mb", 4.5, "ms", 5.1, "msid", 101L, "ml", 3.0, "mlid",
-         777L, kEnd);
+         777L, kEndOfArguments);
   refreshed();
   const EVEvent first = event(1);
   const EVOrigin &origin = *first.origins.ptr(1);
@@ -258,13 +259,13 @@ TEST_F(RefreshTest, AddsAnOriginsOwnMagnitudesWhenNetmagLacksThem) {
 }
 
 TEST_F(RefreshTest, PrefersTheNewestOriginWhenPreforIsMissing) {
-  dbputv(db.row("event", 0), "prefor", 99L, kEnd);
+  dbputv(db.row("event", 0), "prefor", 99L, kEndOfArguments);
   refreshed();
   const EVEvent first = event(1);
   EXPECT_EQ(first.pref_origin, 1);
   EXPECT_EQ(first.origins.ptr(1)->preferred, 1);
   EXPECT_EQ(first.time, kTime);
-  dbputv(db.row("origin", 0), "lddate", 900.0, kEnd);
+  dbputv(db.row("origin", 0), "lddate", 900.0, kEndOfArguments);
   refreshed();
   /* Equal load dates keep the order of the table. */
   EXPECT_EQ(event(1).origins.ptr(0)->orid, 11);
@@ -299,7 +300,7 @@ TEST_F(RefreshTest, SkipsAnEventThatCannotBeRead) {
   EXPECT_EQ(server->refreshEvent(0, &event, nullptr), 10);
   EXPECT_EQ(server->refreshEvent(99, &event, nullptr), 10);
   EXPECT_EQ(taken_messages(), "");
-  dbputv(db.row("origin", 0), "lat", 1.0, "time", kTime, kEnd);
+  dbputv(db.row("origin", 0), "lat", 1.0, "time", kTime, kEndOfArguments);
   EXPECT_EQ(values(refreshed()->changed_evids), std::vector<long>{1});
 }
 
@@ -313,7 +314,7 @@ TEST_F(RefreshTest, ExpandsTheRowOfAnEvidThatCanBeRead) {
 }
 
 TEST_F(RefreshTest, PicksUpWhatAFailedRefreshHasConsumed) {
-  dbputv(db.row("event", 0), "lddate", 3000.0, kEnd);
+  dbputv(db.row("event", 0), "lddate", 3000.0, kEndOfArguments);
   server->closeDb();
   taken_messages();
   EXPECT_EQ(server->refreshEvents(0), -1);
@@ -343,7 +344,7 @@ TEST_F(RefreshTest, LosesNothingToATableThatCannotBeReadForNow) {
     SCOPED_TRACE(c.table);
     if (c.of_expanded) expanded(1);
     const Table<EVEvent> before = server->getEvents();
-    dbputv(db.row(c.table, 0), "lddate", lddate++, kEnd);
+    dbputv(db.row(c.table, 0), "lddate", lddate++, kEndOfArguments);
     taken_messages();
     listener->refresh_pending = 1;
     {
@@ -370,7 +371,7 @@ TEST_F(RefreshTest, SurvivesListsThatAreFreedMeanwhile) {
   std::promise<void> begun, go_on;
   reading = &begun;
   locked = go_on.get_future();
-  dbputv(db.row("event", 0), "lddate", 3000.0, kEnd);
+  dbputv(db.row("event", 0), "lddate", 3000.0, kEndOfArguments);
   set_clock([] {
     if (!refreshes) return kTime;
     if (auto *const first = std::exchange(reading, nullptr)) {
@@ -465,7 +466,7 @@ TEST_F(RefreshTest, FindsTheStationEpochThatBeganLast) {
   db.add_site("AAA", 1995001, 2001252, 12.0, 30.0);
   db.add_site("AAA", 2001253, -1, 13.0, 30.0);
   EXPECT_EQ(expanded(1).origins.ptr(1)->associations.ptr(0)->recno_site, 1);
-  dbputv(db.row("arrival", 0), "time", kTime + 86400.0, kEnd);
+  dbputv(db.row("arrival", 0), "time", kTime + 86400.0, kEndOfArguments);
   refreshed();
   EXPECT_EQ(expanded(1).origins.ptr(1)->associations.ptr(0)->recno_site, 2);
 }
@@ -476,7 +477,7 @@ TEST_F(RefreshTest, ReadsTheListAnewAfterTheRulesHaveChanged) {
   EXPECT_EQ(event(1).magtype, "ml");
   char rules[] = "preferred_magnitudes &Tbl{\n mb\n}\n";
   EXPECT_EQ(server->setPreferredMagnitudes(rules), 0);
-  dbputv(db.row("event", 1), "lddate", 4000.0, kEnd);
+  dbputv(db.row("event", 1), "lddate", 4000.0, kEndOfArguments);
   refreshed();
   EXPECT_EQ(event(1).magtype, "mb");
   /* A slip of the pen does not leave the server without rules. */

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "platform/stock/memory.h"
+#include "tests/support/rows.h"
 
 using testing::ElementsAre;
 
@@ -16,7 +17,7 @@ namespace {
 
 constexpr double kTime = 1e9;  // 2001-09-09, day 252
 constexpr double kOpen = 9999999999.999;
-const char *const kEnd = nullptr;
+using ksutil::test::kEndOfArguments;
 
 /* Two earthquakes, the second long after the first, and what belongs to each. */
 class Keys : public testing::Test {
@@ -25,23 +26,26 @@ class Keys : public testing::Test {
     for (const long n : {1, 2}) {
       const char *const sta = n == 1 ? "AAA" : "BBB";
       const double time = kTime + 1e5 * static_cast<double>(n - 1);
-      dbaddv(at("origin"), "orid", 10 * n, "evid", n, "time", time, kEnd);
+      dbaddv(at("origin"), "orid", 10 * n, "evid", n, "time", time, kEndOfArguments);
       dbaddv(at("arrival"), "arid", 40 * n, "sta", sta, "chan", "BHZ", "time",
-             time + 20.0, kEnd);
+             time + 20.0, kEndOfArguments);
       for (const char *table : {"wfdisc", "wfmeas"}) {
         dbaddv(at(table), "sta", sta, "chan", "BHZ", "time", time, "endtime",
-               time + 100.0, kEnd);
+               time + 100.0, kEndOfArguments);
       }
       dbaddv(at("calibration"), "sta", sta, "chan", "BHZ", "time", time - 1e6,
-             "endtime", n == 1 ? kOpen : time - 1e5, kEnd);
+             "endtime", n == 1 ? kOpen : time - 1e5, kEndOfArguments);
     }
     for (const double after : {-10.5, -10.0, 50.0, 1800.0, 1800.5}) {
       dbaddv(at("detection"), "sta", after == 50.0 ? "BBB" : "AAA", "chan", "BHZ",
-             "time", kTime + after, kEnd);
+             "time", kTime + after, kEndOfArguments);
     }
-    dbaddv(at("site"), "sta", "AAA", "ondate", 2001001L, "offdate", 2001251L, kEnd);
-    dbaddv(at("site"), "sta", "AAA", "ondate", 2001252L, "offdate", -1L, kEnd);
-    dbaddv(at("site"), "sta", "BBB", "ondate", 2001252L, "offdate", -1L, kEnd);
+    dbaddv(at("site"), "sta", "AAA", "ondate", 2001001L, "offdate", 2001251L,
+           kEndOfArguments);
+    dbaddv(at("site"), "sta", "AAA", "ondate", 2001252L, "offdate", -1L,
+           kEndOfArguments);
+    dbaddv(at("site"), "sta", "BBB", "ondate", 2001252L, "offdate", -1L,
+           kEndOfArguments);
   }
   ~Keys() override { dbclose(db_); }
 
@@ -65,7 +69,8 @@ class Keys : public testing::Test {
   /* A scratch wfdisc that stands for a station, a channel and a span. */
   Dbptr span(double tstart, double tend) {
     const Dbptr scratch = at("wfdisc", "dbSCRATCH");
-    dbputv(scratch, "sta", "AAA", "chan", "BHZ", "time", tstart, "endtime", tend, kEnd);
+    dbputv(scratch, "sta", "AAA", "chan", "BHZ", "time", tstart, "endtime", tend,
+           kEndOfArguments);
     return scratch;
   }
 

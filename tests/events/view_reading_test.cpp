@@ -11,12 +11,13 @@
 #include "platform/elog/elog.h"
 #include "platform/stock/memory.h"
 #include "tests/events/view_database.h"
+#include "tests/support/rows.h"
 
 using namespace ksutil::events::test;
 
 namespace {
 
-constexpr char *kEnd = nullptr;
+using ksutil::test::kEndOfArguments;
 constexpr double kTime = 1.0e9;  // 2001-09-09, day 252
 
 class ViewReading : public ViewTest {
@@ -30,7 +31,7 @@ class ViewReading : public ViewTest {
     db.add_origin(12, 1, kTime + 1.0, 900.0);
     db.add_origin(21, 2, kTime - 100.0, 2000.0);
     db.add_origin(22, 2, kTime - 99.0, 1500.0);
-    dbputv(db.row("origin", 2), "mb", 4.5, "lddate", 2000.0, kEnd);
+    dbputv(db.row("origin", 2), "mb", 4.5, "lddate", 2000.0, kEndOfArguments);
     db.add_origerr(11);
     db.add_netmag(101, 11, "mb", 4.5);
     db.add_netmag(102, 11, "MW", 5.0, 1234.0);
@@ -38,7 +39,7 @@ class ViewReading : public ViewTest {
     db.add_mt(12, 1002.0);
     db.add_arrival(501, "AAA", kTime + 60.0);
     dbputv(db.row("assoc", db.add_assoc(501, 11, "AAA", "d")), "phase", "Pn", "timeres",
-           0.25, kEnd);
+           0.25, kEndOfArguments);
     db.add_assoc(502, 11, "BBB", "n");
     db.add_stamag(101, "AAA", 4.6);
     db.add_stamag(101, "BBB", 4.4);

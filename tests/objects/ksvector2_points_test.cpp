@@ -100,7 +100,7 @@ TEST_F(Ksvector2Points, GrowsByDoublingUntilOneIsFree) {
   ks_test_fail_alloc(1);
   EXPECT_EQ(ksvector2_resize(tag), -1);
   EXPECT_EQ(vector->nalloc, 200);
-  EXPECT_THAT(registered(), HasSubstr("ksvector2_resize: realloc() error.\n"));
+  EXPECT_THAT(taken_messages(), HasSubstr("ksvector2_resize: realloc() error.\n"));
   vector->npts = 2147483647;
   EXPECT_EQ(ksvector2_resize(tag), -1);
   vector->npts = 0;
@@ -159,7 +159,7 @@ TEST_F(Ksvector2Points, RefusesWhatIsNotThere) {
   double time = 0, samprate = 0;
   EXPECT_EQ(ksvector2_get_tsamp(tag, &npts, &time, &samprate, &all), -1);
   EXPECT_EQ(npts, -7);
-  EXPECT_EQ(registered(),
+  EXPECT_EQ(taken_messages(),
             "ksvector2_put: Illegal ix value\n"
             "ksvector2_puty: Illegal ix value\n"
             "ksvector2_get_point: Illegal index value\n"
@@ -175,7 +175,7 @@ TEST_F(Ksvector2Points, Series) {
   EXPECT_EQ(ksvector2_append(tag, 0, &y, nullptr, 0), -1);
   EXPECT_EQ(ksvector2_put(tag, 0, &y, nullptr, 0), -1);
   EXPECT_EQ(ksvector2_resize_y(tag, 2), -1);
-  EXPECT_EQ(registered(),
+  EXPECT_EQ(taken_messages(),
             "ksvector2_append: Cannot append to time sample vector\n"
             "ksvector2_put: Cannot put X(time) value for constant sampled data.\n"
             "ksvector2_resize_y: Cannot resize time sample data.\n");

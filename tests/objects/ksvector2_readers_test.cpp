@@ -4,13 +4,11 @@
 #include <gtest/gtest.h>
 #include <stdlib.h>
 
-#include <filesystem>
-#include <fstream>
-
 #include "objects/ksvector2_support.h"
 #include "platform/pf/pf.h"
 #include "platform/stock/bytes.h"
 #include "platform/trace/trace.h"
+#include "tests/support/folder.h"
 
 namespace {
 
@@ -20,19 +18,8 @@ using testing::HasSubstr;
 
 class Ksvector2Readers : public Ksvector2Test {
  protected:
-  void SetUp() override {
-    Ksvector2Test::SetUp();
-    char path[] = "/tmp/ksutil_ksvector2_XXXXXX";
-    directory_ = ::mkdtemp(path);
-  }
-  void TearDown() override {
-    std::filesystem::remove_all(directory_);
-    Ksvector2Test::TearDown();
-  }
-
   std::string file(const std::string &text) const {
-    std::ofstream(directory_ + "/file", std::ios::binary) << text;
-    return directory_ + "/file";
+    return folder_.write("file", text);
   }
   static int vectors() {
     int count = 0;
@@ -44,7 +31,7 @@ class Ksvector2Readers : public Ksvector2Test {
     return {row(vector, i), row(vector, i) + vector.ny + 1};
   }
 
-  std::string directory_;
+  const ksutil::test::TempFolder folder_;
   char tag_[KS_TAG_SIZE] = "stale";
   int status_ = 99;
 };
@@ -65,7 +52,8 @@ TEST_F(Ksvector2Readers, Responses) {
       nullptr);
   EXPECT_STREQ(tag_, "");
   EXPECT_EQ(status_, 1);
-  EXPECT_THAT(registered(), HasSubstr("ksvector2_create_response_fap: cannot parse"));
+  EXPECT_THAT(taken_messages(),
+              HasSubstr("ksvector2_create_response_fap: cannot parse"));
 }
 
 TEST_F(Ksvector2Readers, TablesOfParameterFiles) {
@@ -78,7 +66,8 @@ TEST_F(Ksvector2Readers, TablesOfParameterFiles) {
   EXPECT_EQ(ksvector2_create_from_pf(pf, "bad", nullptr, tag_, &status_), nullptr);
   EXPECT_EQ(status_, 1);
   EXPECT_EQ(vectors(), 1);
-  EXPECT_EQ(registered(), "ksvector2_create_from_pf: sscanf(3) error - no y value.\n");
+  EXPECT_EQ(taken_messages(),
+            "ksvector2_create_from_pf: sscanf(3) error - no y value.\n");
   pffree(pf);
 }
 
@@ -96,7 +85,8 @@ TEST_F(Ksvector2Readers, TextTablesBeyondTheFirstCapacity) {
   EXPECT_STREQ(vector->labels[149], "L149");
   EXPECT_EQ(ksvector2_read("/nonexistent", nullptr, 0, 0, 0, nullptr, -1, tag_),
             nullptr);
-  EXPECT_THAT(registered(), HasSubstr("ksvector2_read: fopen(/nonexistent) error.\n"));
+  EXPECT_THAT(taken_messages(),
+              HasSubstr("ksvector2_read: fopen(/nonexistent) error.\n"));
   for (const long nth : {1, 3, 4}) {  // the record, the labels, the first label
     ks_test_fail_alloc(nth);
     EXPECT_EQ(ksvector2_read(file(text).c_str(), nullptr, 1, 0, 1, &ycol, 1, tag_),
@@ -123,7 +113,7 @@ TEST_F(Ksvector2Readers, TraceBlobs) {
   const std::string trace = std::string(header, 8) + text + std::string(data, 8);
   Dbptr rows = dbinvalid();
   ASSERT_EQ(ksvector2_read_from_trblob(file(trace + trace).c_str(), &rows, tag_), 0)
-      << registered();
+      << taken_messages();
   EXPECT_EQ(vectors(), 2);
   const ksvector2 *const vector = ksvector2_get_vector(tag_);
   EXPECT_EQ(vector->time, 7);

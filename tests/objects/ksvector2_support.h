@@ -10,7 +10,7 @@
 #include "objects/ksvector2.h"
 #include "objects/vectors/cached/internal/vector2.h"
 #include "platform/elog/elog.h"
-#include "platform/stock/memory.h"
+#include "tests/support/register.h"
 
 struct FreeVector2 {
   void operator()(ksvector2 *vector) const { ksvector2_free_vector(vector); }
@@ -36,10 +36,7 @@ class StdoutCapture {
   mutable std::string text_;
 };
 
-inline std::string registered() {
-  const ksutil::MallocPtr<char> text(elog_string(0));
-  return text.get();
-}
+using ksutil::test::taken_messages;
 
 /* Begins with an empty cache of limit 0, an empty register and no vectors. */
 class Ksvector2Test : public testing::Test {

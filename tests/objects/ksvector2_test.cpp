@@ -41,11 +41,11 @@ TEST_F(Ksvector2, OnlyRegisteredVectorsTakeANumber) {
 TEST_F(Ksvector2, LooksUpOnlyItsOwn) {
   ksvector2 *const vector = make_points(nullptr, 1);
   EXPECT_EQ(ksvector2_get_vector("2vect"), nullptr);
-  EXPECT_EQ(registered(), "ksvector2_get_vector: Cannot find 2vect");
+  EXPECT_EQ(taken_messages(), "ksvector2_get_vector: Cannot find 2vect");
   EXPECT_EQ(ksvector2_get_vector(nullptr), nullptr);
   vector->ident[0] = 'X';
   EXPECT_EQ(ksvector2_get_vector(tag), nullptr);
-  EXPECT_THAT(registered(),
+  EXPECT_THAT(taken_messages(),
               HasSubstr(std::string("ksvector2_get_vector: Wrong ident for ") + tag));
   vector->ident[0] = 'k';
 }
@@ -53,7 +53,7 @@ TEST_F(Ksvector2, LooksUpOnlyItsOwn) {
 TEST_F(Ksvector2, FreeingAnUnknownTagKeepsTheRegister) {
   elog_log(0, "earlier\n");
   EXPECT_EQ(ksvector2_free("2vect"), 0);
-  EXPECT_EQ(registered(), "earlier\n");
+  EXPECT_EQ(taken_messages(), "earlier\n");
 }
 
 TEST_F(Ksvector2, FreesAndCountsByName) {
@@ -76,7 +76,7 @@ TEST_F(Ksvector2, FreesAndCountsByName) {
   EXPECT_EQ(count, 1);
   EXPECT_EQ(ksvector2_get_heap_size(nullptr, tag, &count, &bytes), -1);
   EXPECT_EQ(count, 0);
-  EXPECT_THAT(registered(),
+  EXPECT_THAT(taken_messages(),
               HasSubstr("ksvector2_get_heap_size: ksvector2_get_vector() error.\n"));
 }
 
@@ -112,7 +112,7 @@ TEST_F(Ksvector2, CopiesSeries) {
   EXPECT_EQ(std::vector<double>(copy->data, copy->data + 3),
             std::vector<double>(samples, samples + 3));
   EXPECT_EQ(ksvector2_create_tsamp(3, samples, nullptr, tag, 0, 0), nullptr);
-  EXPECT_THAT(registered(),
+  EXPECT_THAT(taken_messages(),
               HasSubstr("ksvector2_create_tsamp: Sample rate must be positive.\n"));
 }
 
@@ -131,7 +131,7 @@ TEST_F(Ksvector2, AFailedCopyLeavesNothing) {
     EXPECT_EQ(count, 1) << nth;
   }
   ks_test_fail_alloc(0);
-  EXPECT_THAT(registered(),
+  EXPECT_THAT(taken_messages(),
               HasSubstr("ksvector2_copy: ksvector2_make_lblbuf() error.\n"));
 }
 

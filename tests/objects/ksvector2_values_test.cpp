@@ -86,14 +86,14 @@ TEST_F(Ksvector2Values, ExtremesOfAllAndOfAWindow) {
   EXPECT_EQ(ksvector2_maxmin2(tag, 1, 4.5, 4.9, &x0, &x1, &y0, &y1), 1);
   EXPECT_EQ(x1, 3);
   EXPECT_EQ(ksvector2_maxmin(tag, 2, &x0, &x1, &y0, &y1), -1);
-  EXPECT_THAT(registered(), HasSubstr("ksvector2_maxmin: iy too large.\n"));
+  EXPECT_THAT(taken_messages(), HasSubstr("ksvector2_maxmin: iy too large.\n"));
   make_series({kGap, 2, std::nan(""), -7, kGap});
   EXPECT_EQ(ksvector2_maxmin2(tag, 0, -1e300, 1e300, &x0, &x1, &y0, &y1), 0);
   EXPECT_THAT((std::vector{x0, x1, y0, y1}), ElementsAre(100.5, 101.5, -7, 2));
   EXPECT_EQ(ksvector2_maxmin(tag, 0, &x0, &x1, &y0, &y1), 0);
   EXPECT_EQ(y1, kGap);
   EXPECT_EQ(ksvector2_maxmin2(tag, 1, 0, 1e9, &x0, &x1, &y0, &y1), -1);
-  EXPECT_THAT(registered(), HasSubstr("ksvector2_maxmin2: iy out of range.\n"));
+  EXPECT_THAT(taken_messages(), HasSubstr("ksvector2_maxmin2: iy out of range.\n"));
 }
 
 TEST_F(Ksvector2Values, NearestTellsItsFailuresApart) {
@@ -129,7 +129,7 @@ TEST_F(Ksvector2Values, TransformsTheColumnsInUse) {
   EXPECT_EQ(vector->data[1], 6);
   EXPECT_EQ(ksvector2_transform_invertx(tag), -1);
   EXPECT_THAT(
-      registered(),
+      taken_messages(),
       HasSubstr("ksvector2_transform_invertx: Cannot transform time sample data.\n"));
 }
 
@@ -153,7 +153,8 @@ TEST_F(Ksvector2Values, StatisticsOverThoseWithTheSameX) {
   EXPECT_EQ(ksvector2_stats(tags.get(), "max", nullptr, tag), nullptr);
   EXPECT_STREQ(tag, "");
   EXPECT_EQ(ksvector2_stats(tags.get(), "mean", nullptr, tag), nullptr);
-  EXPECT_THAT(registered(), HasSubstr("ksvector2_stats: Unrecognized type 'mean'\n"));
+  EXPECT_THAT(taken_messages(),
+              HasSubstr("ksvector2_stats: Unrecognized type 'mean'\n"));
 }
 
 }  // namespace

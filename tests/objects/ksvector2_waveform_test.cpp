@@ -10,6 +10,7 @@
 
 #include "objects/ksvector2_support.h"
 #include "platform/trace/trace.h"
+#include "tests/support/folder.h"
 
 namespace {
 
@@ -20,14 +21,11 @@ class Ksvector2Waveform : public Ksvector2Test {
  protected:
   void SetUp() override {
     Ksvector2Test::SetUp();
-    char path[] = "/tmp/ksutil_ksvector2_XXXXXX";
-    directory_ = ::mkdtemp(path);
     ASSERT_EQ(dbcreate((directory_ + "/db").c_str(), "css3.0"), 0);
     ASSERT_EQ(dbopen_noshare((directory_ + "/db").c_str(), "r+", &db_), 0);
   }
   void TearDown() override {
     dbclose(db_);
-    std::filesystem::remove_all(directory_);
     Ksvector2Test::TearDown();
   }
 
@@ -47,7 +45,8 @@ class Ksvector2Waveform : public Ksvector2Test {
     return {series->data, series->data + series->npts};
   }
 
-  std::string directory_;
+  const ksutil::test::TempFolder folder_;
+  const std::string directory_ = folder_.path();
   Dbptr db_ = dbinvalid();
   char tag_[KS_TAG_SIZE] = "stale";
 };
@@ -93,13 +92,13 @@ TEST_F(Ksvector2Waveform, RefusesWhatIsNotThere) {
   EXPECT_EQ(ksvector2_create_tsamp_from_db(row, nullptr, tag_, 0, 0), nullptr);
   EXPECT_STREQ(tag_, "");
   EXPECT_EQ(ksvector2_create_tsamp_from_db(row, nullptr, tag_, 10, 20), nullptr);
-  EXPECT_THAT(registered(),
+  EXPECT_THAT(taken_messages(),
               HasSubstr("ksvector2_create_tsamp_from_db: No samples from "));
   EXPECT_EQ(ksvector2_create_tsamp_from_db(row, nullptr, tag_, NAN, 1001), nullptr);
   Dbptr site = dblookup(db_, "", "site", "", "");
   site.record = dbaddv(site, "sta", "ABC", (char *)nullptr);
   EXPECT_EQ(ksvector2_create_tsamp_from_db(site, nullptr, tag_, 0, 0), nullptr);
-  EXPECT_THAT(registered(), HasSubstr("has no wfdisc and no trace row.\n"));
+  EXPECT_THAT(taken_messages(), HasSubstr("has no wfdisc and no trace row.\n"));
 }
 
 }  // namespace

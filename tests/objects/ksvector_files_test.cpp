@@ -33,7 +33,7 @@ class KSVectorFap : public testing::Test {
     EXPECT_EQ(taken_messages(), "ksvector_create_response_fap: " + message);
   }
 
-  TestFolder folder_;
+  TempFolder folder_;
   TestVector vector_;
   std::string path_;
   int status_ = 99;
@@ -74,7 +74,7 @@ TEST_F(KSVectorFap, MakesNoRoomForRowsThatCannotCome) {
 }
 
 TEST_F(KSVectorFap, SaysWhatItCannotParse) {
-  expect_refused("", "cannot parse " + folder_.path("r") + ".\n");
+  expect_refused("", "cannot parse " + (folder_ / "r") + ".\n");
   expect_refused("m 0 c\n", "cannot parse " + path_ + ".\n");
   expect_refused("m zero c fap\n", "cannot parse " + path_ + ".\n");
   expect_refused("m 0 c paz\n", path_ + " not a fap or fap2 file (paz).\n");
@@ -126,7 +126,7 @@ class KSVectorRead : public testing::TestWithParam<TableCase> {};
 
 TEST_P(KSVectorRead, ReadsTable) {
   const TableCase &c = GetParam();
-  const TestFolder folder;
+  const TempFolder folder;
   TestVector vector;
   ASSERT_NE(ksvector_read(folder.write("t", c.text).c_str(), "t", c.nskip, c.xcol,
                           static_cast<int>(c.ycols.size()), c.ycols.data(), c.labelcol,
@@ -210,7 +210,7 @@ INSTANTIATE_TEST_SUITE_P(
     [](const auto &test) { return test.param.name; });
 
 TEST(KSVectorReadFailures, FreesTheVectorAndSaysWhy) {
-  const TestFolder folder;
+  const TempFolder folder;
   const std::string file = folder.write("t", "1 2\n3 4\n");
   TestVector vector;
   ks_clear_register(0);
@@ -271,7 +271,7 @@ TEST(KSVectorReadFailures, GoesOnAfterInterruptions) {
 }
 
 TEST(KSVectorReadFailures, GrowsWithTheFile) {
-  const TestFolder folder;
+  const TempFolder folder;
   std::string text;
   for (int i = 0; i < 5000; i++) text += std::to_string(i) + " 1 label\n";
   TestVector vector;

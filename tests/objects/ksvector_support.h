@@ -7,8 +7,6 @@
 
 #include <cmath>
 #include <cstdlib>
-#include <filesystem>
-#include <fstream>
 #include <functional>
 #include <limits>
 #include <random>
@@ -18,12 +16,14 @@
 #include "core/register.h"
 #include "objects/ksvector.h"
 #include "platform/stock/memory.h"
+#include "tests/support/folder.h"
 #include "tests/support/register.h"
 
 inline constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
 inline constexpr double kInfinity = std::numeric_limits<double>::infinity();
 
 using ksutil::test::taken_messages;
+using ksutil::test::TempFolder;
 
 /* A point in a test's own terms; no label is an empty one. */
 struct TestPoint {
@@ -67,27 +67,6 @@ class TestVector {
   }
 
   char tag[KS_TAG_SIZE] = "";
-};
-
-/* A folder for one test. */
-class TestFolder {
- public:
-  TestFolder() {
-    char name[] = "/tmp/ksutil_vectors_XXXXXX";
-    path_ = mkdtemp(name);
-  }
-  ~TestFolder() { std::filesystem::remove_all(path_); }
-  TestFolder(const TestFolder &) = delete;
-  TestFolder &operator=(const TestFolder &) = delete;
-
-  std::string path(const char *name) const { return path_ + "/" + name; }
-  std::string write(const char *name, const std::string &text) const {
-    std::ofstream(path(name), std::ios::binary) << text;
-    return path(name);
-  }
-
- private:
-  std::string path_;
 };
 
 /* A file in memory, for tests that write thousands of them. */

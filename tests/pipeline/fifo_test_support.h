@@ -14,6 +14,9 @@
 #include "pipeline/pmtfifo.h"
 #include "platform/elog/elog.h"
 #include "platform/stock/memory.h"
+#include "tests/support/register.h"
+
+using ksutil::test::taken_messages;
 
 struct FifoDestroy {
   void operator()(pmtfifo *fifo) const { pmtfifo_destroy(fifo, nullptr); }
@@ -58,11 +61,6 @@ inline void await_waiting(const FifoHandle &fifo, int readers, int pushers) {
 
 inline bool still_waits(const auto &future) {
   return future.wait_for(std::chrono::milliseconds(30)) == std::future_status::timeout;
-}
-
-inline std::string registered_text() {
-  const ksutil::MallocPtr<char> text(elog_string(0));
-  return text == nullptr ? "(null)" : text.get();
 }
 
 #endif

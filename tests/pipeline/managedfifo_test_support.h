@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "pipeline/pmtmanagedfifo.h"
+#include "platform/stock/memory.h"
 #include "tests/pipeline/fifo_test_support.h"
 
 using ksutil::MallocPtr;
@@ -59,12 +60,6 @@ inline Taken take(pmtmanagedfifo *fifo, const char *consumer) {
   const MallocPtr<long> number(static_cast<long *>(data));
   if (number != nullptr) taken.value = *number;
   return taken;
-}
-
-inline std::string taken_text() {
-  std::string text = registered_text();
-  elog_clear_register(0);
-  return text;
 }
 
 #endif

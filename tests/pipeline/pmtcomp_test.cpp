@@ -28,12 +28,6 @@ struct CompDestroy {
 };
 using CompHandle = std::unique_ptr<Pmtcomp, CompDestroy>;
 
-std::string taken_text() {
-  std::string text = registered_text();
-  elog_clear_register(0);
-  return text;
-}
-
 /* What a worker was called with, last. */
 struct Call {
   long function = 0;
@@ -185,7 +179,7 @@ TEST(PmtcompDeletethread, RefusesIndexesOutOfRange) {
   EXPECT_EQ(pmtcomp_deletethread(comp.get(), 1), -1);
   EXPECT_EQ(pmtcomp_deletethread(comp.get(), -1), -1);
   EXPECT_EQ(pmtcomp_setthread(comp.get(), 1, nullptr, nullptr, 0, nullptr), -1);
-  EXPECT_EQ(taken_text(),
+  EXPECT_EQ(taken_messages(),
             "pmtcomp_deletethread: thread index 1 out of range.\n"
             "pmtcomp_deletethread: thread index -1 out of range.\n"
             "pmtcomp_setthread: thread index 1 out of range.\n");
@@ -270,17 +264,18 @@ TEST(PmtcompFailure, TellsTheSizesOfTheRecords) {
   elog_clear_register(0);
   ks_test_fail_alloc(1);
   EXPECT_EQ(pmtcomp_create(), nullptr);
-  EXPECT_TRUE(taken_text().starts_with("pmtcomp_create: malloc (Pmtcomp,80) error\n"));
+  EXPECT_TRUE(
+      taken_messages().starts_with("pmtcomp_create: malloc (Pmtcomp,80) error\n"));
   ks_test_fail_alloc(2);
   EXPECT_EQ(pmtcomp_create(), nullptr);
-  EXPECT_EQ(taken_text(), "pmtcomp_create: newtbl(mtc->threads) error.\n");
+  EXPECT_EQ(taken_messages(), "pmtcomp_create: newtbl(mtc->threads) error.\n");
   const CompHandle comp(pmtcomp_create());
   ks_test_fail_alloc(1);
   EXPECT_EQ(pmtcomp_addthread(comp.get(), give_arg2, nullptr, 0, nullptr), -1);
-  EXPECT_TRUE(
-      taken_text().starts_with("pmtcomp_addthread: malloc(PmtcompThead,240) error.\n"));
+  EXPECT_TRUE(taken_messages().starts_with(
+      "pmtcomp_addthread: malloc(PmtcompThead,240) error.\n"));
   EXPECT_EQ(pmtcomp_addthread(comp.get(), nullptr, nullptr, 0, nullptr), -1);
-  EXPECT_EQ(taken_text(), "pmtcomp_addthread: comp_sub must be given.\n");
+  EXPECT_EQ(taken_messages(), "pmtcomp_addthread: comp_sub must be given.\n");
   EXPECT_EQ(pmtcomp_nthreads(comp.get()), 0);
 }
 
@@ -309,7 +304,7 @@ void add_then_wait(const char *message) {
     pthread_setattr_default_np(&huge);
   }
   if (pmtcomp_addthread(comp, give_arg2, nullptr, 0, nullptr) != -1 ||
-      !registered_text().starts_with(message)) {
+      !taken_messages().starts_with(message)) {
     _exit(2);
   }
   alarm(1);

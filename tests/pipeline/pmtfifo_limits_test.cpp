@@ -153,13 +153,13 @@ TEST(PmtfifoMemory, ShortageFailsAPushAndLeavesTheFifoInUse) {
   elog_clear_register(0);
   ks_test_fail_alloc(1);
   EXPECT_EQ(pmtfifo_create(0, 0, 0), nullptr);
-  EXPECT_EQ(registered_text(),
+  EXPECT_EQ(taken_messages(),
             "pmtfifo_create: malloc() error.\nCannot allocate memory\n");
   elog_clear_register(0);
   const FifoHandle fifo = new_fifo(0, 0);
   ks_test_fail_alloc(1);
   EXPECT_EQ(pmtfifo_push(fifo.get(), item(1)), -1);
-  EXPECT_EQ(registered_text(),
+  EXPECT_EQ(taken_messages(),
             "pmtfifo_push: malloc() error.\nCannot allocate memory\n");
   EXPECT_EQ(pmtfifo_push(fifo.get(), item(2)), 0);
   EXPECT_EQ(pop(fifo), Popped(1, 2));
@@ -171,7 +171,7 @@ TEST(PmtfifoMemory, ShortageInUnpopLeavesTheFifoLocked) {
     pmtfifo *const fifo = pmtfifo_create(0, 0, 0);
     ks_test_fail_alloc(1);
     if (pmtfifo_unpop(fifo, item(1)) != -1 ||
-        !registered_text().starts_with("pmtfifo_push: malloc() error.\n")) {
+        !taken_messages().starts_with("pmtfifo_push: malloc() error.\n")) {
       _exit(2);
     }
     alarm(1);

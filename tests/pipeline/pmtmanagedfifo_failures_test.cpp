@@ -18,7 +18,7 @@ TEST(ManagedFifoNames, AreRefusedTwice) {
   EXPECT_EQ(pmtmanagedfifo_set_producer(fifo.get(), "writer"), -1);
   EXPECT_EQ(take(fifo.get(), "stranger").result, -1);
   EXPECT_EQ(pmtmanagedfifo_get_consumer(fifo.get(), "stranger"), nullptr);
-  EXPECT_EQ(taken_text(),
+  EXPECT_EQ(taken_messages(),
             "pmtmanagedfifo_create: name 'names' already in use.\n"
             "pmtmanagedfifo_set_consumer: consumer name 'reader' already in use in "
             "fifo 'names'.\n"
@@ -68,22 +68,22 @@ TEST(ManagedFifoFailure, IsToldAndLeavesTheCallersBlockAlone) {
   elog_clear_register(0);
   EXPECT_EQ(pmtmanagedfifo_push(fifo.get(), block.get(), nullptr, 0), -1);
   EXPECT_EQ(pmtmanagedfifo_push(fifo.get(), block.get(), no_copy, 1), -1);
-  EXPECT_EQ(taken_text(),
+  EXPECT_EQ(taken_messages(),
             "pmtmanagedfifo_push: Must provide copyproc callback for fifo "
             "'failures'.\n"
             "pmtmanagedfifo_push: copyproc() error for fifo 'failures'.\n");
   ks_test_fail_alloc(1);
   EXPECT_EQ(pmtmanagedfifo_push(fifo.get(), block.get(), copy_block, 0), -1);
-  EXPECT_TRUE(taken_text().starts_with(
+  EXPECT_TRUE(taken_messages().starts_with(
       "pmtmanagedfifo_push: malloc(PmtmanagedfifoData,32) error for fifo "
       "'failures'.\n"));
   ks_test_fail_alloc(2);
   EXPECT_EQ(pmtmanagedfifo_push(fifo.get(), block.get(), copy_block, 0), -1);
-  EXPECT_TRUE(taken_text().ends_with(
+  EXPECT_TRUE(taken_messages().ends_with(
       "pmtmanagedfifo_push: pmtfifo_push() error for fifo 'failures'.\n"));
   ks_test_fail_alloc(1);
   EXPECT_EQ(pmtmanagedfifo_push_eof(fifo.get(), nullptr), -1);
-  EXPECT_TRUE(taken_text().ends_with(
+  EXPECT_TRUE(taken_messages().ends_with(
       "pmtmanagedfifo_push: pmtfifo_push_eof() error for fifo 'failures'.\n"));
   EXPECT_EQ(take(fifo.get(), "only").result, 3);
   ASSERT_EQ(push_number(fifo.get(), 2), 0);
@@ -109,7 +109,7 @@ std::vector<std::string> messages_until(const std::function<bool()> &make) {
     ks_test_fail_alloc(n);
     const bool made = make();
     ks_test_fail_alloc(0);
-    const std::string text = taken_text();
+    const std::string text = taken_messages();
     EXPECT_EQ(text.empty(), made) << text;
     if (made) return messages;
     const std::string last = text.substr(text.rfind("pmtmanagedfifo_"));
@@ -166,7 +166,7 @@ TEST(ManagedFifoNull, IsNoErrorWhereZeroIsTheAnswer) {
   EXPECT_EQ(pmtmanagedfifo_create(nullptr), nullptr);
   EXPECT_EQ(pmtmanagedfifo_set_consumer(nullptr, "c", 0, 0), nullptr);
   EXPECT_EQ(pmtmanagedfifo_set_producer(nullptr, "p"), -1);
-  EXPECT_EQ(taken_text(),
+  EXPECT_EQ(taken_messages(),
             "pmtmanagedfifo_create: name must be given.\n"
             "pmtmanagedfifo_set_consumer: fifo and name must be given.\n"
             "pmtmanagedfifo_set_producer: fifo and name must be given.\n");

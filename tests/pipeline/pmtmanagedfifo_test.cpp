@@ -117,7 +117,7 @@ TEST(ManagedFifo, UnreadItemsAreFreedOnceByDestroy) {
   EXPECT_EQ(pmtmanagedfifo_create("unread"), nullptr);
   EXPECT_EQ(take(husk, "left").result, -1);
   EXPECT_EQ(pmtmanagedfifo_set_consumer(husk, "new", 0, 0), nullptr);
-  EXPECT_EQ(taken_text(),
+  EXPECT_EQ(taken_messages(),
             "pmtmanagedfifo_create: name 'unread' already in use.\n"
             "pmtmanagedfifo_pop: unknown consumer name 'left' in fifo 'unread'.\n"
             "pmtmanagedfifo_set_consumer: fifo 'unread' no longer exists.\n");

@@ -20,6 +20,7 @@
 
 #include "platform/db/access.h"
 #include "platform/db/db.h"
+#include "tests/support/rows.h"
 
 using ksutil::db::BlockPtr;
 using ksutil::db::RowText;
@@ -186,16 +187,16 @@ TEST(RowText, GathersTextsIntoABlockOfTheirOwn) {
 TEST(RowText, OfAScratchTableKeepsItsCString) {
   Dbptr db = dbtmp("css3.0");
   Dbptr event = dblookup(db, "", "event", "", "");
-  constexpr char *kEnd = nullptr;
-  event.record = dbaddv(event, "evid", 1L, kEnd);
+  using ksutil::test::kEndOfArguments;
+  event.record = dbaddv(event, "evid", 1L, kEndOfArguments);
   RowText row = ksutil::db::record_text(event);
   const std::string before = row;
   const char *const text = row.c_str();
-  for (long evid = 2; evid < 40; evid++) dbaddv(event, "evid", evid, kEnd);
+  for (long evid = 2; evid < 40; evid++) dbaddv(event, "evid", evid, kEndOfArguments);
   EXPECT_EQ(text, before);
   EXPECT_EQ(row.c_str(), before);
   row = RowText();
-  dbputv(event, "evid", 77L, kEnd);
+  dbputv(event, "evid", 77L, kEndOfArguments);
   row = ksutil::db::record_text(event);
   EXPECT_NE(row, before);
   EXPECT_EQ(row.c_str(), row.str());

@@ -7,12 +7,13 @@
 
 #include "platform/db/access.h"
 #include "tests/platform/db/api_test_support.h"
+#include "tests/support/rows.h"
 
 namespace ksutil::db::test {
 namespace {
 
 constexpr double kEpoch = 1.3e9, kNoEnd = 9999999999.999;
-constexpr char *kEndOfList = nullptr;
+using ksutil::test::kEndOfArguments;
 
 long count(Dbptr view) {
   long records = -1;
@@ -165,7 +166,7 @@ TEST_F(Views, JoinsOfJoinsFindTheTableThatSharesAKey) {
   long arid = 0;
   double time = 0.0;
   ASSERT_EQ(dbgetv(at(view, 0), "sta", sta, "arrival.sta", of_arrival, "arrival.time",
-                   &time, "arid", &arid, kEndOfList),
+                   &time, "arid", &arid, kEndOfArguments),
             0)
       << messages();
   const Arrival &arrival = arrivals[static_cast<std::size_t>(tuple[2])];
@@ -251,7 +252,7 @@ TEST_F(Views, GroupsCoverWhatWasGroupedWithoutGap) {
     ASSERT_EQ(dbget_range(at(groups, i), &start, &end), 0);
     EXPECT_EQ(start, next);
     char sta[16], chan[16];
-    ASSERT_EQ(dbgetv(at(groups, i), "sta", sta, "chan", chan, kEndOfList), 0);
+    ASSERT_EQ(dbgetv(at(groups, i), "sta", sta, "chan", chan, kEndOfArguments), 0);
     EXPECT_EQ(end - start, sizes[std::string(sta) + " " + chan]) << sta << " " << chan;
     next = end;
   }
@@ -267,9 +268,10 @@ TEST_F(Views, ReadValuesAsTheyAreNowAndLeaveOutWhatCannotBeRead) {
                          RowMaker("origin").set("orid", 8L).text()});
   ASSERT_EQ(count(view), 2);
   long orid = 0;
-  EXPECT_EQ(dbgetv(at(view, 0), "orid", &orid, kEndOfList), 0);
+  EXPECT_EQ(dbgetv(at(view, 0), "orid", &orid, kEndOfArguments), 0);
   EXPECT_EQ(orid, 8);
-  EXPECT_EQ(dbgetv(at(view, 1), "orid", &orid, kEndOfList), -1) << "the row is gone";
+  EXPECT_EQ(dbgetv(at(view, 1), "orid", &orid, kEndOfArguments), -1)
+      << "the row is gone";
 
   std::string damaged = RowMaker("origin").set("orid", 9L).text();
   damaged.replace(damaged.find(" 9 "), 3, " x ");
@@ -304,7 +306,7 @@ TEST_F(Views, RefuseWhatMakesNoSense) {
   EXPECT_THAT(messages(),
               testing::HasSubstr("dbjoin: origin and lastid share no key.\n"));
   const Dbptr view = dbsubset(origin, "orid >= 0");
-  EXPECT_EQ(dbputv(at(view, 0), "orid", 5L, kEndOfList), -1);
+  EXPECT_EQ(dbputv(at(view, 0), "orid", 5L, kEndOfArguments), -1);
   EXPECT_EQ(dbfree_view(view), 0);
   EXPECT_EQ(dbfree_view(view), -1);
   EXPECT_EQ(dbfree_view(origin), -1);

@@ -4,9 +4,11 @@
 #include <gtest/gtest.h>
 
 #include "tests/platform/pf/pf_test_support.h"
+#include "tests/support/register.h"
 
 namespace {
 
+using ksutil::test::taken_messages;
 using testing::ElementsAre;
 
 struct ValueCase {
@@ -78,7 +80,7 @@ TEST_P(PfSyntax, ErrorNamesLineAndCause) {
   Pf *pf = reinterpret_cast<Pf *>(1);
   EXPECT_EQ(pfcompile(GetParam().text, &pf), -1);
   EXPECT_EQ(pf, nullptr);
-  EXPECT_EQ(taken(elog_string(0)), GetParam().message);
+  EXPECT_EQ(taken_messages(), GetParam().message);
 }
 INSTANTIATE_TEST_SUITE_P(
     Texts, PfSyntax,
@@ -114,7 +116,7 @@ TEST(PfSyntax, BoundsNesting) {
   elog_clear_register(0);
   EXPECT_NE(compiled(nested(kPfMaxDepth)), nullptr);
   EXPECT_EQ(compiled(nested(kPfMaxDepth + 1)), nullptr);
-  EXPECT_EQ(taken(elog_string(0)),
+  EXPECT_EQ(taken_messages(),
             "pfcompile: line 65: Blocks are nested deeper than 64.\n");
 }
 

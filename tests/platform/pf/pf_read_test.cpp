@@ -8,17 +8,17 @@
 #include <fstream>
 
 #include "tests/platform/pf/pf_test_support.h"
+#include "tests/support/folder.h"
+#include "tests/support/register.h"
 
 namespace {
 
 namespace fs = std::filesystem;
+using ksutil::test::taken_messages;
 
 class PfRead : public testing::Test {
  protected:
   void SetUp() override {
-    std::string name = (fs::temp_directory_path() / "pfreadXXXXXX").string();
-    ASSERT_NE(mkdtemp(name.data()), nullptr);
-    top_ = name;
     fs::create_directories(top_ / "site");
     fs::create_directories(top_ / "user");
     const std::string path =
@@ -26,10 +26,7 @@ class PfRead : public testing::Test {
     setenv("KSUTIL_PF_PATH", path.c_str(), 1);
     elog_clear_register(0);
   }
-  void TearDown() override {
-    unsetenv("KSUTIL_PF_PATH");
-    fs::remove_all(top_);
-  }
+  void TearDown() override { unsetenv("KSUTIL_PF_PATH"); }
 
   void write(const std::string &file, const std::string &text) {
     std::ofstream(top_ / file, std::ios::binary) << text;
@@ -41,7 +38,8 @@ class PfRead : public testing::Test {
     return PfHandle(pf);
   }
 
-  fs::path top_;
+  const ksutil::test::TempFolder folder_;
+  const fs::path top_ = folder_.path();
 };
 
 TEST_F(PfRead, LaterDirectoriesReplaceAndExtendEarlierOnes) {
@@ -60,21 +58,20 @@ TEST_F(PfRead, NamesFileAndLineOfAnError) {
   write("site/server.pf", "a 1\n");
   write("user/server.pf", std::string("a 2\n\nb x\0y\n", 11));
   EXPECT_EQ(read("server.pf"), nullptr);
-  EXPECT_EQ(taken(elog_string(0)), "pfread: " + (top_ / "user/server.pf").string() +
-                                       ":3: The line holds a NUL byte.\n");
+  EXPECT_EQ(taken_messages(), "pfread: " + (top_ / "user/server.pf").string() +
+                                  ":3: The line holds a NUL byte.\n");
 }
 
 TEST_F(PfRead, TellsAnAbsentFileFromAnUnreadableOne) {
   EXPECT_EQ(read("absent"), nullptr);
-  EXPECT_EQ(taken(elog_string(0)), "pfread: Cannot find absent.pf in " +
-                                       std::string(getenv("KSUTIL_PF_PATH")) + ".\n");
+  EXPECT_EQ(taken_messages(), "pfread: Cannot find absent.pf in " +
+                                  std::string(getenv("KSUTIL_PF_PATH")) + ".\n");
   elog_clear_register(0);
   write("site/server.pf", "a 1\n");
   fs::create_directory(top_ / "user/server.pf");
   EXPECT_EQ(read("server"), nullptr);
-  EXPECT_TRUE(taken(elog_string(0))
-                  .starts_with("pfread: Cannot read " +
-                               (top_ / "user/server.pf").string() + ".\n"));
+  EXPECT_TRUE(taken_messages().starts_with("pfread: Cannot read " +
+                                           (top_ / "user/server.pf").string() + ".\n"));
 }
 
 }  // namespace

@@ -7,9 +7,11 @@
 #include <thread>
 
 #include "tests/platform/pf/pf_test_support.h"
+#include "tests/support/register.h"
 
 namespace {
 
+using ksutil::test::taken_messages;
 using testing::ElementsAre;
 
 /* Makes the text of a random tree in a form of its own, everything quoted, so that the
@@ -56,7 +58,7 @@ TEST(PfWrite, CompilesToAnEqualTreeInTheSameOrder) {
     ASSERT_NE(pf, nullptr);
     const std::string text = taken(pf2string(pf.get()));
     const PfHandle again = compiled(text);
-    ASSERT_NE(again, nullptr) << text << taken(elog_string(0));
+    ASSERT_NE(again, nullptr) << text << taken_messages();
     EXPECT_EQ(pfequal(pf.get(), again.get()), 1) << text;
     EXPECT_EQ(texts_of(pfkeys_in_order(pf.get())),
               texts_of(pfkeys_in_order(again.get())));
@@ -137,10 +139,10 @@ TEST(PfLookUp, ReadsNumbersInTheCLocale) {
   EXPECT_EQ(pfget_double(pf.get(), "c"), 1000.0);
   EXPECT_EQ(pfget_int(pf.get(), "e"), -12);
   EXPECT_EQ(pfget_double(pf.get(), "absent"), 0.0);
-  EXPECT_EQ(taken(elog_string(0)), "");
+  EXPECT_EQ(taken_messages(), "");
   EXPECT_EQ(pfget_double(pf.get(), "b"), 0.0);
   EXPECT_EQ(pfget_int(pf.get(), "d"), 0);
-  EXPECT_EQ(taken(elog_string(0)),
+  EXPECT_EQ(taken_messages(),
             "pfget_double: Cannot parse '12abc' for b.\n"
             "pfget_int: Cannot parse '99999999999' for d.\n");
 }
@@ -165,7 +167,7 @@ TEST(PfMemory, ShortageIsRegisteredAndLeavesTheTree) {
   ks_test_fail_alloc(1);
   EXPECT_EQ(pf2string(pf.get()), nullptr);
   ks_test_fail_alloc(0);
-  EXPECT_TRUE(taken(elog_string(0)).starts_with("pf2string: malloc() error.\n"));
+  EXPECT_TRUE(taken_messages().starts_with("pf2string: malloc() error.\n"));
   EXPECT_EQ(taken(pf2string(pf.get())), "a 1\n");
 }
 

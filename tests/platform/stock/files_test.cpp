@@ -16,6 +16,7 @@
 
 #include "platform/stock/fspath.h"
 #include "platform/stock/memory.h"
+#include "tests/support/folder.h"
 
 namespace {
 
@@ -23,21 +24,14 @@ namespace fs = std::filesystem;
 
 class Files : public testing::Test {
  protected:
-  void SetUp() override {
-    char name[] = "/tmp/ksutil_files_XXXXXX";
-    ASSERT_NE(mkdtemp(name), nullptr);
-    folder_ = fs::canonical(name);
-  }
-  void TearDown() override {
-    ksutil::set_mount_table(nullptr);
-    fs::remove_all(folder_);
-  }
+  void TearDown() override { ksutil::set_mount_table(nullptr); }
   std::string path(const char *name) const { return (folder_ / name).string(); }
   void write(const char *name, const std::string &text) const {
     std::ofstream(path(name)) << text;
   }
 
-  fs::path folder_;
+  const ksutil::test::TempFolder temporary_;
+  const fs::path folder_ = fs::canonical(temporary_.path());
 };
 
 /* Each call is interrupted once and then moves at most three bytes. */

@@ -15,6 +15,7 @@
 #include "tests/support/folder.h"
 #include "tests/support/miniseed.h"
 #include "tests/support/register.h"
+#include "tests/support/rows.h"
 
 namespace ksutil {
 namespace {
@@ -413,7 +414,7 @@ TEST_F(MiniseedSamples, ThreadsReadAtTheSameTime) {
 }
 
 TEST_F(Miniseed, RowsOfWfdiscGiveSegments) {
-  constexpr char *kEnd = nullptr;
+  using ksutil::test::kEndOfArguments;
   Dbptr db;
   ASSERT_EQ(dbcreate((folder_ / "db").c_str(), "css3.0"), 0);
   ASSERT_EQ(dbopen_noshare((folder_ / "db").c_str(), "r+", &db), 0);
@@ -423,9 +424,10 @@ TEST_F(Miniseed, RowsOfWfdiscGiveSegments) {
                          counting_record(plan, 100) + counting_record(plan, 300));
   const auto row = [&](double time, long nsamp, long foff) {
     Dbptr record = dblookup(db, "", "wfdisc", "", "");
-    record.record = dbaddv(record, "sta", "ABC", "chan", "BHZ", "time", time,
-                           "samprate", 20.0, "nsamp", nsamp, "calib", 2.0, "datatype",
-                           "sd", "foff", foff, "dir", ".", "dfile", "m", kEnd);
+    record.record =
+        dbaddv(record, "sta", "ABC", "chan", "BHZ", "time", time, "samprate", 20.0,
+               "nsamp", nsamp, "calib", 2.0, "datatype", "sd", "foff", foff, "dir", ".",
+               "dfile", "m", kEndOfArguments);
     return record;
   };
   Segment segment;

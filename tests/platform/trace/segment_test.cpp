@@ -11,6 +11,7 @@
 #include "platform/trace/trace.h"
 #include "tests/support/folder.h"
 #include "tests/support/register.h"
+#include "tests/support/rows.h"
 
 namespace ksutil {
 namespace {
@@ -19,7 +20,7 @@ using test::taken_messages;
 using testing::ElementsAre;
 using testing::HasSubstr;
 
-constexpr char *kEnd = nullptr;
+using ksutil::test::kEndOfArguments;
 
 class SegmentRows : public testing::Test {
  protected:
@@ -35,7 +36,7 @@ class SegmentRows : public testing::Test {
     Dbptr row = dblookup(db_, "", "wfdisc", "", "");
     row.record = dbaddv(row, "sta", "ABC", "chan", "BHZ", "time", 1000.0, "samprate",
                         4.0, "nsamp", nsamp, "calib", 1.5, "datatype", datatype, "foff",
-                        foff, "dir", ".", "dfile", "w", kEnd);
+                        foff, "dir", ".", "dfile", "w", kEndOfArguments);
     return row;
   }
 
@@ -117,7 +118,7 @@ TEST_F(SegmentRows, StayAsTheyAreWhenThereIsNothingToRead) {
   Segment segment;
   segment.sta = "OLD";
   Dbptr site = dblookup(db_, "", "site", "", "");
-  site.record = dbaddv(site, "sta", "ABC", "ondate", 1960001L, kEnd);
+  site.record = dbaddv(site, "sta", "ABC", "ondate", 1960001L, kEndOfArguments);
   struct Case {
     Dbptr row;
     double tstart, tend;
@@ -143,7 +144,7 @@ TEST(SegmentOfTrace, ShowsTheSamplesOfTheRowWithoutACopy) {
   trfill_gap(data + 2, 1);
   Dbptr row = dblookup(trace, "", "trace", "", "");
   row.record = dbaddv(row, "sta", "ABC", "chan", "BHZ", "time", 10.0, "samprate", 2.0,
-                      "nsamp", 4L, "data", static_cast<void *>(data), kEnd);
+                      "nsamp", 4L, "data", static_cast<void *>(data), kEndOfArguments);
   Segment segment;
   ASSERT_TRUE(read_segment(row, 10.5, 11.5, segment)) << taken_messages();
   const auto floats = std::get<Segment::Floats>(segment.samples);

@@ -12,10 +12,11 @@
 
 #include "platform/elog/elog.h"
 #include "platform/stock/memory.h"
+#include "tests/support/rows.h"
 
 namespace {
 
-constexpr char *kEnd = nullptr;
+using ksutil::test::kEndOfArguments;
 
 Dbptr rows_of(Dbptr trace) {
   return dblookup(trace, nullptr, "trace", nullptr, nullptr);
@@ -30,14 +31,15 @@ TEST(Trdestroy, FreesTheSamplesOfAllRowsOnce) {
   const Dbptr rows = rows_of(trace);
   float *const shared = new_samples();
   for (int i = 0; i < 3; ++i) {
-    ASSERT_EQ(dbaddv(rows, "sta", "KAA", "data", shared, kEnd), 2 * i);
-    ASSERT_EQ(dbaddv(rows, "sta", "KAA", "data", new_samples(), kEnd), 2 * i + 1);
+    ASSERT_EQ(dbaddv(rows, "sta", "KAA", "data", shared, kEndOfArguments), 2 * i);
+    ASSERT_EQ(dbaddv(rows, "sta", "KAA", "data", new_samples(), kEndOfArguments),
+              2 * i + 1);
   }
-  ASSERT_EQ(dbaddv(rows, "sta", "NONE", kEnd), 6);
+  ASSERT_EQ(dbaddv(rows, "sta", "NONE", kEndOfArguments), 6);
   Dbptr row = rows;
   row.record = 2;
   void *data = nullptr;
-  ASSERT_EQ(dbgetv(row, "data", &data, kEnd), 0);
+  ASSERT_EQ(dbgetv(row, "data", &data, kEndOfArguments), 0);
   EXPECT_EQ(data, shared);
   trdestroy(&trace);
   EXPECT_EQ(trace.database, dbINVALID);
@@ -51,7 +53,7 @@ TEST(Trdestroy, ClosesTheDatabaseWhenMemoryIsShort) {
   Dbptr trace = trnew();
   std::vector<float> samples(10);
   const Dbptr rows = rows_of(trace);
-  ASSERT_EQ(dbaddv(rows, "data", samples.data(), kEnd), 0);
+  ASSERT_EQ(dbaddv(rows, "data", samples.data(), kEndOfArguments), 0);
   elog_clear_register(0);
   ks_test_fail_alloc(1);
   trdestroy(&trace);

@@ -15,6 +15,8 @@
 
 #include "platform/elog/elog.h"
 #include "platform/stock/memory.h"
+#include "tests/support/folder.h"
+#include "tests/support/register.h"
 
 namespace ksutil {
 namespace {
@@ -26,17 +28,12 @@ using testing::IsEmpty;
 class Waveform : public testing::Test {
  protected:
   void SetUp() override {
-    char path[] = "/tmp/ksutil_waveform_XXXXXX";
-    directory_ = ::mkdtemp(path);
     std::filesystem::create_directory(directory_ + "/w");
     ASSERT_EQ(dbcreate((directory_ + "/db").c_str(), "css3.0"), 0);
     ASSERT_EQ(dbopen_noshare((directory_ + "/db").c_str(), "r+", &db_), 0);
     elog_clear_register(0);
   }
-  void TearDown() override {
-    dbclose(db_);
-    std::filesystem::remove_all(directory_);
-  }
+  void TearDown() override { dbclose(db_); }
 
   void write(const std::string &name, const std::string &bytes) const {
     std::ofstream(directory_ + "/" + name, std::ios::binary) << bytes;
@@ -54,13 +51,9 @@ class Waveform : public testing::Test {
                          "samprate", 20.0, "nsamp", nsamp, "datatype", datatype, "foff",
                          foff, "dir", dir, "dfile", dfile, (char *)nullptr));
   }
-  static std::string messages() {
-    const MallocPtr<char> text(elog_string(0));
-    elog_clear_register(0);
-    return text.get();
-  }
 
-  std::string directory_;
+  const test::TempFolder folder_;
+  const std::string directory_ = folder_.path();
   Dbptr db_ = dbinvalid();
 };
 
@@ -99,7 +92,7 @@ TEST_F(Waveform, ReadsEveryDataTypeFromItsOffset) {
     EXPECT_EQ(all_samples(row(c.datatype, count, 7)), c.samples) << c.datatype;
     EXPECT_EQ(sample_size(c.datatype) * count, static_cast<long>(c.bytes.size()));
   }
-  EXPECT_THAT(messages(), IsEmpty());
+  EXPECT_THAT(test::taken_messages(), IsEmpty());
 }
 
 TEST_F(Waveform, FindsTheFileFromTheTablesFolder) {
@@ -125,7 +118,8 @@ TEST_F(Waveform, ReadsTheWfdiscPartOfAView) {
   alone.record = 0;
   WaveformSegment segment;
   EXPECT_FALSE(read_segment(alone, segment));
-  EXPECT_THAT(messages(), HasSubstr("read_segment: The record has no row of wfdisc."));
+  EXPECT_THAT(test::taken_messages(),
+              HasSubstr("read_segment: The record has no row of wfdisc."));
 }
 
 TEST_F(Waveform, GivesAWindowAcrossChunksAndRoundsToFloats) {
@@ -204,7 +198,7 @@ TEST_F(Waveform, RefusesWhatTheFileDoesNotHold) {
     std::vector<double> samples{1, 2};
     EXPECT_FALSE(read_samples(segment, 0, segment.nsamp, samples)) << c.message;
     EXPECT_THAT(samples, ElementsAre(1, 2));
-    EXPECT_THAT(messages(), HasSubstr(c.message));
+    EXPECT_THAT(test::taken_messages(), HasSubstr(c.message));
   }
 }
 
@@ -221,7 +215,7 @@ TEST_F(Waveform, RefusesRangesOutsideTheSegment) {
   EXPECT_TRUE(read_samples(segment, 2, 0, samples));
   segment.nsamp = kMost;
   EXPECT_FALSE(read_samples(segment, kMost - 1, 1, samples));
-  EXPECT_THAT(messages(), HasSubstr("is out of range."));
+  EXPECT_THAT(test::taken_messages(), HasSubstr("is out of range."));
 }
 
 TEST_F(Waveform, RefusesRowsThatSayTooLittle) {
@@ -243,7 +237,8 @@ TEST_F(Waveform, RefusesRowsThatSayTooLittle) {
     segment.sta = "kept";
     EXPECT_FALSE(read_segment(bad, segment)) << c.field;
     EXPECT_EQ(segment.sta, "kept");
-    EXPECT_THAT(messages(), HasSubstr(std::string("read_segment: ") + c.field));
+    EXPECT_THAT(test::taken_messages(),
+                HasSubstr(std::string("read_segment: ") + c.field));
   }
 }
 
