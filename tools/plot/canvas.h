@@ -1,4 +1,4 @@
-/* What figures are drawn on: shapes and texts in the figure's units, y downward. */
+/* canvas: draws shapes and texts in the units of the figure, y downward. */
 #ifndef KSUTIL_TOOLS_PLOT_CANVAS_H
 #define KSUTIL_TOOLS_PLOT_CANVAS_H
 

@@ -1,4 +1,4 @@
-/* Colours of drawings, chosen so that readers with any colour vision tell them apart. */
+/* colour: chooses colours that readers with any colour vision can distinguish. */
 #ifndef KSUTIL_TOOLS_PLOT_COLOUR_H
 #define KSUTIL_TOOLS_PLOT_COLOUR_H
 

@@ -1,4 +1,4 @@
-/* The parts of a panel, in the order in which they are drawn. */
+/* draw: draws the parts of a panel, in the order of the functions below. */
 #ifndef KSUTIL_TOOLS_PLOT_DRAW_H
 #define KSUTIL_TOOLS_PLOT_DRAW_H
 

@@ -1,4 +1,4 @@
-/* Where the parts of a figure stand. */
+/* layout: places the parts of a figure. */
 #ifndef KSUTIL_TOOLS_PLOT_LAYOUT_H
 #define KSUTIL_TOOLS_PLOT_LAYOUT_H
 

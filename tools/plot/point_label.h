@@ -1,4 +1,4 @@
-/* The labels of plot vectors, which tell how points look. */
+/* point_label: reads the labels of plot vectors, which define the look of points. */
 #ifndef KSUTIL_TOOLS_PLOT_POINT_LABEL_H
 #define KSUTIL_TOOLS_PLOT_POINT_LABEL_H
 

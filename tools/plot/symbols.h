@@ -1,4 +1,4 @@
-/* Drawing the plotting symbols. */
+/* symbols: draws the plotting symbols. */
 #ifndef KSUTIL_TOOLS_PLOT_SYMBOLS_H
 #define KSUTIL_TOOLS_PLOT_SYMBOLS_H
 

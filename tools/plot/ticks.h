@@ -1,4 +1,4 @@
-/* Where an axis has its ticks, and what stands there. */
+/* ticks: chooses the places and the texts of the ticks of an axis. */
 #ifndef KSUTIL_TOOLS_PLOT_TICKS_H
 #define KSUTIL_TOOLS_PLOT_TICKS_H
 

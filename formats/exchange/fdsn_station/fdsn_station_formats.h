@@ -1,4 +1,4 @@
-/* The text form of the FDSN station service, at its three levels. */
+/* fdsn_station_formats: the text of the FDSN station service, at its three levels. */
 #ifndef KSUTIL_FORMATS_EXCHANGE_FDSN_STATION_FDSN_STATION_FORMATS_H
 #define KSUTIL_FORMATS_EXCHANGE_FDSN_STATION_FDSN_STATION_FORMATS_H
 

@@ -1,4 +1,4 @@
-/* The format of GeoJSON feeds of events. */
+/* geojson_format: the format of GeoJSON feeds of events. */
 #ifndef KSUTIL_FORMATS_EXCHANGE_GEOJSON_GEOJSON_FORMAT_H
 #define KSUTIL_FORMATS_EXCHANGE_GEOJSON_GEOJSON_FORMAT_H
 

@@ -1,4 +1,4 @@
-/* The format of GSE2.0 bulletins. */
+/* gse_format: the format of GSE2.0 bulletins. */
 #ifndef KSUTIL_FORMATS_EXCHANGE_GSE_GSE_FORMAT_H
 #define KSUTIL_FORMATS_EXCHANGE_GSE_GSE_FORMAT_H
 

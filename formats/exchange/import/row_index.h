@@ -1,4 +1,4 @@
-/* Indexes that find rows of a table: by an integer field, and by texts.
+/* row_index: finds rows of a table by an integer field, and by texts.
  *
  * They hold 16 bytes for each row, are filled once in any order, and then read. */
 #ifndef KSUTIL_FORMATS_EXCHANGE_IMPORT_ROW_INDEX_H

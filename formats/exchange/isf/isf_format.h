@@ -1,4 +1,4 @@
-/* The format of bulletins in IMS1.0 and ISF. */
+/* isf_format: the format of bulletins in IMS1.0 and ISF. */
 #ifndef KSUTIL_FORMATS_EXCHANGE_ISF_ISF_FORMAT_H
 #define KSUTIL_FORMATS_EXCHANGE_ISF_ISF_FORMAT_H
 

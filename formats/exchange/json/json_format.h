@@ -1,4 +1,4 @@
-/* The format of events as JSON, an event on each line. */
+/* json_format: the format of events as JSON, one event on each line. */
 #ifndef KSUTIL_FORMATS_EXCHANGE_JSON_JSON_FORMAT_H
 #define KSUTIL_FORMATS_EXCHANGE_JSON_JSON_FORMAT_H
 

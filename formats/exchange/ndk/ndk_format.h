@@ -1,4 +1,4 @@
-/* The format of moment tensors of the global CMT project. */
+/* ndk_format: the format of moment tensors of the global CMT project. */
 #ifndef KSUTIL_FORMATS_EXCHANGE_NDK_NDK_FORMAT_H
 #define KSUTIL_FORMATS_EXCHANGE_NDK_NDK_FORMAT_H
 

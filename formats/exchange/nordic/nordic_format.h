@@ -1,4 +1,4 @@
-/* The Nordic format of bulletins. */
+/* nordic_format: the Nordic format of bulletins. */
 #ifndef KSUTIL_FORMATS_EXCHANGE_NORDIC_NORDIC_FORMAT_H
 #define KSUTIL_FORMATS_EXCHANGE_NORDIC_NORDIC_FORMAT_H
 

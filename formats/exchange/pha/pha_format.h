@@ -1,4 +1,4 @@
-/* The format of phase files for relocation by double differences. */
+/* pha_format: the format of phase files for relocation by double differences. */
 #ifndef KSUTIL_FORMATS_EXCHANGE_PHA_PHA_FORMAT_H
 #define KSUTIL_FORMATS_EXCHANGE_PHA_PHA_FORMAT_H
 

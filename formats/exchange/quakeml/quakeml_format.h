@@ -1,4 +1,4 @@
-/* QuakeML 1.2, and the dialect of it that real-time systems write. */
+/* quakeml_format: QuakeML 1.2, and the dialect of it that real-time systems write. */
 #ifndef KSUTIL_FORMATS_EXCHANGE_QUAKEML_QUAKEML_FORMAT_H
 #define KSUTIL_FORMATS_EXCHANGE_QUAKEML_QUAKEML_FORMAT_H
 

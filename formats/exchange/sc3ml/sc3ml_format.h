@@ -1,4 +1,4 @@
-/* The sc3ml dialect: events, origins and picks beside each other, depths in km. */
+/* sc3ml_format: the sc3ml dialect: events beside origins and picks, depths in km. */
 #ifndef KSUTIL_FORMATS_EXCHANGE_SC3ML_SC3ML_FORMAT_H
 #define KSUTIL_FORMATS_EXCHANGE_SC3ML_SC3ML_FORMAT_H
 

@@ -1,4 +1,4 @@
-/* Formats that are tables with column names. */
+/* table_formats: the formats that are tables with column names. */
 #ifndef KSUTIL_FORMATS_EXCHANGE_TABLE_TABLE_FORMATS_H
 #define KSUTIL_FORMATS_EXCHANGE_TABLE_TABLE_FORMATS_H
 
