@@ -5,6 +5,10 @@
  * first sample of a channel, rows of site, sitechan, sensor, instrument and seedcode.
  * Metadata that is missing is not an error: fields keep their nulls, and the description of
  * the channel says what was missing.
+ * Times are those of wfdisc, as recorded.  A clock that is known to be wrong has its correction
+ * in tshift of the description: true time = recorded time + tshift.  It is not applied, so
+ * that samples, windows, arrivals that were picked on the same records, views (ksscv.h) and
+ * the rows of files written agree.
  * Ownership: ksdsseis_close frees a data set with the descriptions that it has handed out.
  * The database must stay open for longer.  Vectors are those of the family ksvector2.
  * Threads: a data set belongs to one thread at a time, the thread of its database; vectors
@@ -57,6 +61,7 @@ struct ksdsseis_channel {
       calper;       // of the first segment: nm (nm/s, nm/s^2 by segtype) per count at
                     // the period calper, s; else of the instrument.  0 and -1 unknown
   double calratio;  // of sensor; 1 unknown.  The calibration is calib * calratio
+  double tshift;    // s, of sensor: true time - recorded time; 0 unknown
   char segtype[8];  // "D", "V", "A": the unit of calib; else ""
   char instype[16], band[8], rsptype[16];  // of instrument; "" unknown
   char response[1024];                     // path of the response file; "" unknown
@@ -145,6 +150,40 @@ KSUTIL_API int ksdsseis_read_segments(ksdsseis *set, int channel,
  * of files, or -1 with what was written before in place. */
 KSUTIL_API int ksdsseis_write_sac(ksdsseis *set, int channel, const char *dir,
                                   Dbptr origin, int replace, Tbl **paths);
+
+/* Writes a channel to a miniSEED file, and enters the file into a database.
+ *
+ * channel, dir, paths   as for ksdsseis_write_sac
+ * db                    a database open for writing, which may be that of the data set: its
+ *                       table wfdisc receives a row for each stretch without gaps and of one
+ *                       calibration, with the codes sta and chan, calib, calper and segtype
+ *                       of the rows read.  dbinvalid(): no rows
+ * replace               as for ksdsseis_write_sac; with rows only 0
+ * A file has all stretches of a channel and is named NET.STA.LOC.CHAN.YYYYDDD.hhmmss.mmm.mseed
+ * by its first sample.  Samples are counts (Steim 2, records of 512 bytes) in stretches of
+ * whole numbers, else single-precision floats.  The rows are those that an import of the
+ * files would make, and point to the files from the folder of wfdisc where they lie below
+ * it.  Tables other than wfdisc and lastid stay as they are.
+ * The number of files, or -1.  Of several channels, one that fails does not keep the others
+ * from being written, with their rows.  When the rows cannot be added there are none, and no
+ * file of the call either. */
+KSUTIL_API int ksdsseis_write_miniseed(ksdsseis *set, int channel, const char *dir,
+                                       Dbptr db, int replace, Tbl **paths);
+
+/* Writes a vector of a channel, such as its ground motion, as ksdsseis_write_sac and
+ * ksdsseis_write_miniseed (without rows) write its counts.
+ *
+ * tag       of a time-sampled vector
+ * type      "D", "V" or "A": ground motion in m, m/s or m/s^2, as ksdsseis_deconvolve makes
+ *           it; null or "": other numbers.  SAC files have motion in nm, nm/s or nm/s^2, and
+ *           say so by IDEP; miniSEED files have the numbers of the vector
+ * format    "sac" or "mseed"
+ * origin    of SAC files: as for ksdsseis_write_sac
+ * The number of files, or -1. */
+KSUTIL_API int ksdsseis_write_vector(ksdsseis *set, int channel, const char *tag,
+                                     const char *type, const char *format,
+                                     const char *dir, Dbptr origin, int replace,
+                                     Tbl **paths);
 
 /* -- Responses and transforms --
  *

@@ -64,6 +64,11 @@ struct MiniseedContents {
  * False for a file that cannot be read, is not a regular file or has no whole record. */
 KSUTIL_API bool miniseed_list(const std::string &path, MiniseedContents &contents);
 
+/* The one record with samples that begins at a byte of a file, as a piece of its own.  False
+ * when there is none, or its end is cut off. */
+KSUTIL_API bool miniseed_record_at(const std::string &path, std::int64_t foff,
+                                   MiniseedPiece &record);
+
 /* Whether a file begins like miniSEED or a SEED volume: `head` holds its first bytes, 512
  * or all of them. */
 KSUTIL_API bool miniseed_recognise(std::string_view head);

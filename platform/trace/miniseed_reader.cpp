@@ -7,9 +7,11 @@
 #include <utility>
 #include <vector>
 
+#include "platform/elog/elog.h"
 #include "platform/elog/failure.h"
 #include "platform/trace/internal/miniseed_codec.h"
 #include "platform/trace/internal/miniseed_record.h"
+#include "platform/trace/internal/miniseed_waypoints.h"
 #include "platform/trace/miniseed.h"
 
 namespace ksutil {
@@ -26,10 +28,14 @@ class Chain {
 
   Chain(double time, std::int64_t first, std::int64_t count)
       : next_(time), first_(first), end_(first + count) {}
+  /* Goes on at a waypoint. */
+  Chain(const MiniseedWaypoint &from, std::int64_t first, std::int64_t count)
+      : next_(from.time), length_(from.begin), first_(first), end_(first + count) {}
 
   bool done() const { return length_ >= end_; }
   std::int64_t length() const { return length_; }
   const std::vector<Link> &links() const { return links_; }
+  const std::vector<MiniseedWaypoint> &waypoints() const { return waypoints_; }
 
   void offer(const MiniseedRecord &record) {
     const double half = 0.5 / record.samprate;
@@ -44,6 +50,10 @@ class Chain {
     }
     const std::int64_t end = begin + record.nsamp;
     if (end > first_ && begin < end_) links_.push_back({record, begin});
+    if (begin >= kWaypointStep && begin >= last_waypoint_ + kWaypointStep) {
+      waypoints_.push_back({record.offset, begin, next_});
+      last_waypoint_ = begin;
+    }
     length_ = end;
     next_ = record.next_time();
   }
@@ -51,8 +61,10 @@ class Chain {
  private:
   double next_;  // the time of the sample that follows
   std::int64_t length_ = 0;
-  const std::int64_t first_, end_;
+  std::int64_t first_, end_;
+  std::int64_t last_waypoint_ = 0;
   std::vector<Link> links_;
+  std::vector<MiniseedWaypoint> waypoints_;
 };
 
 /* The channel that a run belongs to. */
@@ -82,6 +94,23 @@ bool first_record(const char *who, MiniseedWalker &walker, const std::string &pa
               path.c_str(), static_cast<long long>(foff));
 }
 
+/* Finds the records of a window from a waypoint on; false, without a message, when the file is
+ * not as it was or its records do not follow each other. */
+bool find_links_from(const MiniseedWaypoint &from, MiniseedWalker &walker,
+                     const Channel &channel, std::int64_t first, std::int64_t count,
+                     Chain &chain) {
+  chain = Chain(from, first, count);
+  walker.start_at(from.offset);
+  MiniseedRecord record;
+  for (bool begun = false; !chain.done(); begun = true) {
+    if (walker.next(record) != MiniseedWalker::Got::kRecord) return false;
+    if (!begun && (record.offset != from.offset || !channel.has(record))) return false;
+    if (channel.has(record)) chain.offer(record);
+    if (!begun && chain.length() == from.begin) return false;
+  }
+  return true;
+}
+
 /* Finds the records of a window: in the order of the file as long as they follow each
  * other, else in the order of time. */
 bool find_links(const char *who, MiniseedWalker &walker, const MiniseedRun &run,
@@ -89,8 +118,23 @@ bool find_links(const char *who, MiniseedWalker &walker, const MiniseedRun &run,
                 std::vector<Chain::Link> &links) {
   Channel channel{{}, run.samprate};
   if (!first_record(who, walker, run.path, run.foff, channel.record)) return false;
-  std::vector<MiniseedRecord> seen;
   Chain chain(run.time, first, count);
+  MiniseedRunKey key;
+  const bool known = key.set_file(walker.fd());
+  key.foff = run.foff;
+  key.time = run.time;
+  key.samprate = run.samprate;
+  if (MiniseedWaypoint waypoint; known && find_waypoint(key, first, waypoint)) {
+    const ElogScope quiet;  // what goes wrong here is met again below
+    if (find_links_from(waypoint, walker, channel, first, count, chain)) {
+      keep_waypoints(key, chain.waypoints());
+      links = chain.links();
+      return true;
+    }
+    chain = Chain(run.time, first, count);
+  }
+  walker.start_at(run.foff + channel.record.length);
+  std::vector<MiniseedRecord> seen;
   MiniseedRecord record = channel.record;
   for (auto got = MiniseedWalker::Got::kRecord; got != MiniseedWalker::Got::kEnd;
        got = walker.next(record)) {
@@ -99,6 +143,7 @@ bool find_links(const char *who, MiniseedWalker &walker, const MiniseedRun &run,
     seen.push_back(record);
     chain.offer(record);
     if (chain.done()) {
+      if (known) keep_waypoints(key, chain.waypoints());
       links = chain.links();
       return true;
     }
@@ -230,6 +275,35 @@ bool read_piece(const std::string &path, const MiniseedPiece &piece, std::int64_
 }
 
 }  // namespace
+
+bool miniseed_record_at(const std::string &path, std::int64_t foff,
+                        MiniseedPiece &record) {
+  constexpr char kSelf[] = "miniseed_record_at";
+  return at_boundary(kSelf, [&] {
+    MiniseedWalker walker(kSelf);
+    MiniseedRecord found;
+    if (!walker.open(path)) return false;
+    /* Looked at first: the walker would search the rest of the file for a record. */
+    char head[512];
+    const ssize_t count =
+        foff < 0 ? 0
+                 : read_at(walker.fd(), head, sizeof head, static_cast<off_t>(foff));
+    if (count <= 0 || !parse_miniseed(head, static_cast<std::size_t>(count), found)) {
+      return bool(fail(kSelf, "%s has no miniSEED record at byte %lld", path.c_str(),
+                       static_cast<long long>(foff)));
+    }
+    if (!first_record(kSelf, walker, path, foff, found)) return false;
+    record.codes = codes_of(found);
+    record.time = found.time;
+    record.endtime = found.time + (found.nsamp - 1) / found.samprate;
+    record.samprate = found.samprate;
+    record.nsamp = found.nsamp;
+    record.foff = foff;
+    record.encoding = found.encoding;
+    record.record_length = static_cast<int>(found.length);
+    return true;
+  });
+}
 
 bool miniseed_read(const std::string &path, const MiniseedPiece &piece,
                    std::int64_t first, std::int64_t count,

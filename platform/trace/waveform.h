@@ -67,6 +67,13 @@ KSUTIL_API bool read_samples(const WaveformSegment &segment, std::int64_t first,
 KSUTIL_API std::int64_t samples_between(const WaveformSegment &segment, double tstart,
                                         double tend, std::int64_t &first);
 
+/* The name of a file with samples of one channel from a time on (epoch seconds):
+ * "CHANNEL.YYYYDDD.hhmmss.mmm.ENDING", the time rounded to milliseconds; a day that begins by
+ * this rounding is the day of the name.  In the channel ("NET.STA.LOC.CHAN") slashes, blanks
+ * and control characters become underscores. */
+KSUTIL_API std::string waveform_file_name(const std::string &channel, double time,
+                                          std::string_view ending);
+
 /* Bytes of a sample; 0 for a data type that read_samples refuses and for sd, whose samples
  * differ in size. */
 KSUTIL_API int sample_size(std::string_view datatype);

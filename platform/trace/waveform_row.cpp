@@ -1,6 +1,7 @@
 #include <cmath>
 #include <new>
 
+#include "platform/clock/clock.h"
 #include "platform/db/access.h"
 #include "platform/db/columns.h"
 #include "platform/elog/failure.h"
@@ -121,6 +122,20 @@ bool read_segment(Dbptr row, WaveformSegment &segment) try {
   return true;
 } catch (const std::bad_alloc &) {
   return fail_errno("read_segment", "malloc() error");
+}
+
+std::string waveform_file_name(const std::string &channel, double time,
+                               std::string_view ending) {
+  /* Day and time of day are those of one number. */
+  time = std::round(time * 1000.0) / 1000.0;
+  const std::string text = time_text(time, 3);  // 2009-09-04T01:02:03.004
+  const std::string of_day = text.substr(text.find('T') + 1);
+  std::string name = channel;
+  for (char &c : name) {
+    if (c == '/' || static_cast<unsigned char>(c) <= ' ') c = '_';
+  }
+  return name + "." + std::to_string(yearday(time)) + "." + of_day.substr(0, 2) +
+         of_day.substr(3, 2) + of_day.substr(6) + "." + std::string(ending);
 }
 
 }  // namespace ksutil

@@ -14,6 +14,7 @@
 #include "objects/ksvector2.h"
 #include "platform/clock/clock.h"
 #include "platform/stock/owners.h"
+#include "platform/trace/miniseed.h"
 #include "platform/trace/segment.h"
 #include "tests/support/folder.h"
 #include "tests/support/rows.h"
@@ -66,7 +67,7 @@ class DataSet : public testing::Test {
                       .set("time", time)
                       .set("nsamp", static_cast<long>(nsamp))
                       .set("samprate", samprate)
-                      .set("calib", 0.5)
+                      .set("calib", calib_)
                       .set("calper", 1.0)
                       .set("datatype", std::string("s4"))
                       .set("dir", std::string("."))
@@ -93,6 +94,7 @@ class DataSet : public testing::Test {
                       .set("endtime", endtime)
                       .set("inid", inid)
                       .set("calratio", 1.0)
+                      .set("tshift", -0.25)
                       .set("calper", 1.0));
   }
   void add_instrument(long inid, const char *instype, const std::string &dfile,
@@ -121,6 +123,7 @@ class DataSet : public testing::Test {
   test::TempFolder folder_;
   std::unique_ptr<test::OpenDatabase> db_;
   int files_ = 0;
+  double calib_ = 0.5;
 };
 
 TEST_F(DataSet, PatternsMatchWholeCodesAndWindowsCutRows) {
@@ -197,6 +200,8 @@ TEST_F(DataSet, EachRowIsOfTheEpochThatHolds) {
   EXPECT_EQ(now.lat, 20);
   EXPECT_EQ(now.vang, 0);
   EXPECT_EQ(now.edepth, 0.1);
+  EXPECT_EQ(now.tshift, -0.25);
+  EXPECT_EQ(now.time, kTime + 86400.0);  // as recorded
   EXPECT_STREQ(now.instype, "NEW");
   EXPECT_EQ(std::string(now.response), folder_ / "rsp/new");
   EXPECT_EQ(now.missing, 0);
@@ -329,6 +334,56 @@ TEST_F(DataSet, SacFilesHoldEachStretch) {
   EXPECT_EQ(
       ksdsseis_write_sac(set.get(), 0, folder_.path().c_str(), dbinvalid(), 1, nullptr),
       2);
+}
+
+/* Two stretches, and a calibration that changes within one of them. */
+TEST_F(DataSet, MiniseedFilesHaveRowsOfTheirOwn) {
+  if (!miniseed_available()) GTEST_SKIP();
+  add_waveform("ABC", "BHZ", kTime, 1000, 100, 1);
+  calib_ = 0.25;
+  add_waveform("ABC", "BHZ", kTime + 50, 1000, 5000, 2);  // over half of the first
+  add_waveform("ABC", "BHZ", kTime + 200.5, 10, -7, 1);
+  std::filesystem::create_directories(folder_ / "to/seed");
+  folder_.write("to/new", "schema css3.0\n");
+  const std::string dir = folder_ / "to/seed";
+  {
+    const SetPtr set = open();
+    const test::OpenDatabase to(folder_ / "to/new", "r+");
+    EXPECT_EQ(ksdsseis_write_miniseed(set.get(), -1, dir.c_str(), to, 1, nullptr), -1);
+    EXPECT_EQ(ksdsseis_write_miniseed(set.get(), -1, dir.c_str(), *db_, 0, nullptr),
+              -1);
+    EXPECT_TRUE(std::filesystem::is_empty(dir));
+    Tbl *list = nullptr;
+    ASSERT_EQ(ksdsseis_write_miniseed(set.get(), -1, dir.c_str(), to, 0, &list), 1)
+        << test::taken_messages();
+    const TblOfTexts owned(list);
+    EXPECT_EQ(std::string(static_cast<const char *>(gettbl(list, 0))),
+              dir + "/ABC.BHZ.2010140.000000.000.mseed");
+    EXPECT_EQ(ksdsseis_write_miniseed(set.get(), -1, dir.c_str(), to, 0, nullptr), -1);
+    EXPECT_NE(test::taken_messages().find("is there already"), std::string::npos);
+    long rows = 0;
+    dbquery(to.at("wfdisc"), dbq_record_count, &rows);
+    EXPECT_EQ(rows, 3);
+    for (const auto &[record, nsamp, calib] :
+         {std::tuple(0L, 500L, 0.5), std::tuple(1L, 1000L, 0.25),
+          std::tuple(2L, 10L, 0.25)}) {
+      long found = 0, wfid = 0;
+      double factor = 0;
+      char place[64] = "";
+      ASSERT_EQ(dbgetv(to.at("wfdisc", record), "nsamp", &found, "calib", &factor,
+                       "wfid", &wfid, "dir", place, test::kEndOfArguments),
+                0);
+      EXPECT_EQ(found, nsamp);
+      EXPECT_EQ(factor, calib);
+      EXPECT_EQ(wfid, record + 1);
+      EXPECT_STREQ(place, "seed");
+    }
+  }
+  const std::vector<double> before = values(ksdsseis_read(open().get(), 0, nullptr));
+  const test::OpenDatabase made(folder_ / "to/new", "r");
+  const SetPtr copy(ksdsseis_open(made, nullptr, nullptr, 0, 0));
+  EXPECT_EQ(values(ksdsseis_read(copy.get(), 0, nullptr)), before);
+  EXPECT_EQ(before.size(), 2015U);
 }
 
 class DataSetResponse : public DataSet {

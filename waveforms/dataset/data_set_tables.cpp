@@ -212,6 +212,7 @@ class Metadata {
     double calratio = 0.0;
     copy_real(sensor_.layout(), row, "calratio", calratio);
     if (calratio > 0.0) to.calratio = calratio;
+    copy_real(sensor_.layout(), row, "tshift", to.tshift);
     if (to.calper <= 0.0) copy_real(sensor_.layout(), row, "calper", to.calper);
     return integer_of(sensor_.layout(), row, "inid");
   }

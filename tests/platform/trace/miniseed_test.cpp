@@ -6,7 +6,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
+#include <filesystem>
 #include <numeric>
 #include <random>
 #include <thread>
@@ -461,6 +463,67 @@ TEST_F(Miniseed, RowsOfWfdiscGiveSegments) {
     EXPECT_THAT(taken_messages(), HasSubstr(c.message));
   }
   dbclose(db);
+}
+
+/* What is remembered of the places of samples must not outlive the bytes: windows of a long
+ * piece, asked for in any order, from a file that is rewritten in place between them, with
+ * the same size and the same time of change. */
+TEST_F(MiniseedSamples, WindowsInAnyOrderAreThoseOfTheWhole) {
+  constexpr std::size_t kCount = 300000, kPart = 7000;
+  const std::vector<std::int32_t> counts = rough_counts(kCount);
+  std::mt19937 random(11);
+  const auto write = [&](bool other_first) {
+    std::filesystem::remove(folder_ / "new");
+    for (std::size_t at = 0; at < kCount; at += kPart) {
+      for (const bool other : {other_first, !other_first}) {
+        Segment segment;
+        segment.time = kTime + static_cast<double>(at) / 100.0;
+        segment.samprate = 100.0;
+        segment.samples =
+            Segment::Counts(counts).subspan(at, std::min(kPart, kCount - at));
+        const MiniseedCodes codes{"XX", "ABC", "", other ? "HHN" : "HHZ", 'D'};
+        ASSERT_TRUE(miniseed_append(folder_ / "new", segment, codes, 512));
+      }
+    }
+    folder_.write("m", test::read_file(folder_ / "new"));  // in place
+  };
+  const auto check = [&](const MiniseedPiece &piece) {
+    for (int i = 0; i < 30; ++i) {
+      const auto first = static_cast<std::int64_t>(random() % kCount);
+      const auto count = std::min<std::int64_t>(
+          static_cast<std::int64_t>(random() % 3000 + 1), std::int64_t{kCount} - first);
+      std::vector<std::int32_t> read;
+      ASSERT_TRUE(miniseed_read(folder_ / "m", piece, first, count, read))
+          << taken_messages();
+      const auto from = counts.begin() + first;
+      ASSERT_TRUE(std::equal(read.begin(), read.end(), from, from + count)) << first;
+    }
+  };
+  write(false);
+  MiniseedContents contents;
+  ASSERT_TRUE(miniseed_list(folder_ / "m", contents));
+  ASSERT_EQ(contents.pieces.size(), 2U);
+  const MiniseedPiece second = contents.pieces[1];  // HHZ, the first in the file
+  ASSERT_EQ(second.foff, 0);
+  check(contents.pieces[0]);
+  check(second);
+  /* The second half has gone; then other records lie at the places that were met. */
+  const auto changed = std::filesystem::last_write_time(folder_ / "m");
+  const std::string before = test::read_file(folder_ / "m");
+  std::string half = before;
+  std::fill(half.begin() + static_cast<long>(half.size() / 2), half.end(), '\0');
+  folder_.write("m", half);
+  std::filesystem::last_write_time(folder_ / "m", changed);
+  std::vector<std::int32_t> read;
+  EXPECT_FALSE(miniseed_read(folder_ / "m", second, kCount - 100, 100, read));
+  write(true);
+  ASSERT_EQ(std::filesystem::file_size(folder_ / "m"), before.size());
+  std::filesystem::last_write_time(folder_ / "m", changed);
+  ASSERT_TRUE(miniseed_list(folder_ / "m", contents));
+  MiniseedPiece moved = second;
+  moved.foff = contents.pieces[1].foff;
+  check(moved);
+  check(contents.pieces[0]);  // begins at byte 0, as the other channel did
 }
 
 }  // namespace

@@ -56,9 +56,15 @@ namespace ksutil::dataset {
 Channel *find_channel(const char *who, ksdsseis *set, int channel);
 
 /* Reads segments of a channel: all in the order of time, or (for a vector) those of its
- * sample rate in the order of load dates.  False with messages when there are none. */
+ * sample rate in the order of load dates.  `used` receives their rows, in the same order.
+ * False with messages when there are none. */
 bool read_channel(const char *who, const ksdsseis &set, const Channel &channel,
-                  bool for_vector, std::vector<Segment> &segments);
+                  bool for_vector, std::vector<Segment> &segments,
+                  std::vector<const WaveformRow *> *used = nullptr);
+
+/* The vector of a channel, see ksdsseis_read; null with messages. */
+ksvector2 *read_vector(const char *who, const ksdsseis &set, const Channel &channel,
+                       char *tag, std::vector<const WaveformRow *> *used = nullptr);
 
 }  // namespace ksutil::dataset
 #endif
