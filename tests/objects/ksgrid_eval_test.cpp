@@ -218,7 +218,7 @@ TEST(KsgridEval, GrowsTheCallersArrayAndRefusesWithoutTouchingIt) {
   EXPECT_EQ(eval(0, 100, "block", "none", &out, &small), -1);
   EXPECT_EQ(small, 50);
   EXPECT_EQ(out, owned.get());
-  const std::string text = taken_text();
+  const std::string text = taken_messages();
   EXPECT_THAT(
       text, testing::StartsWith("ksgrid_eval_ksgrid: Frame index out of range.\n"
                                 "ksgrid_eval_ksgrid: Frame index out of range.\n"
@@ -244,7 +244,7 @@ TEST(KsgridMaxmin, SkipsGapsAndNan) {
   ASSERT_EQ(ksgrid_put_ksgrid(grid.get(), 2, frames.data(), 0, 1), 0);
   EXPECT_EQ(maxmin(0), -1);
   EXPECT_EQ(maxmin(2), -1);
-  EXPECT_EQ(taken_text(),
+  EXPECT_EQ(taken_messages(),
             "ksgrid_maxmin_ksgrid: No data in object.\n"
             "ksgrid_maxmin_ksgrid: No data in object.\n"
             "ksgrid_maxmin_ksgrid: Frame index out of range.\n");

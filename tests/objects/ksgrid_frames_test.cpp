@@ -58,7 +58,7 @@ TEST(KsgridTrim, DropsTheOldest) {
   EXPECT_EQ(grid->nframes, 0);
   EXPECT_EQ(grid->time, 18);
   EXPECT_EQ(ksgrid_append_sample_ksgrid(grid.get(), next.data()), -1);
-  EXPECT_EQ(taken_text(),
+  EXPECT_EQ(taken_messages(),
             "ksgrid_trim_ksgrid: Illegal number of frames.\n"
             "ksgrid_append_sample_ksgrid: No data in object.\n");
 }
@@ -112,12 +112,12 @@ TEST(KsgridOrder, IsDoneWhenAskedForAndRefusesFolds) {
   EXPECT_EQ(ksgrid_putanddecimate_ksgrid(upright.get(), 0, nullptr, 1, 0, 1), -1);
   const std::string fault =
       " grid coordinates must be monotonically increasing or decreasing.\n";
-  EXPECT_EQ(taken_text(), "ksgrid_order: X" + fault +
-                              "ksgrid_put_ksgrid: ksgrid_order() error.\n" +
-                              "ksgrid_order: X" + fault +
-                              "ksgrid_append_sample_ksgrid: ksgrid_order() error.\n" +
-                              "ksgrid_order: Y" + fault +
-                              "ksgrid_putanddecimate_ksgrid: ksgrid_order() error.\n");
+  EXPECT_EQ(taken_messages(),
+            "ksgrid_order: X" + fault + "ksgrid_put_ksgrid: ksgrid_order() error.\n" +
+                "ksgrid_order: X" + fault +
+                "ksgrid_append_sample_ksgrid: ksgrid_order() error.\n" +
+                "ksgrid_order: Y" + fault +
+                "ksgrid_putanddecimate_ksgrid: ksgrid_order() error.\n");
 
   const OwnedGrid grid = new_grid({3, 2, 1}, {0});
   ASSERT_EQ(ksgrid_set_order_ksgrid(grid.get(), 0), 0);
@@ -136,7 +136,7 @@ TEST(KsgridStore, LeavesTheGridWhenFramesAreImpossibleOrMemoryIsShort) {
   EXPECT_EQ(ksgrid_put_ksgrid(grid.get(), 1 << 30, frames.data(), 0, 1), -1);
   EXPECT_EQ(ksgrid_putanddecimate_ksgrid(grid.get(), -1, frames.data(), 2, 0, 1), -1);
   EXPECT_EQ(ksgrid_put_ksgrid(grid.get(), 1, nullptr, 0, 1), -1);
-  EXPECT_EQ(taken_text(),
+  EXPECT_EQ(taken_messages(),
             "ksgrid_put_ksgrid: Illegal number of frames.\n"
             "ksgrid_put_ksgrid: Illegal number of frames.\n"
             "ksgrid_putanddecimate_ksgrid: Illegal number of frames.\n"
@@ -145,7 +145,7 @@ TEST(KsgridStore, LeavesTheGridWhenFramesAreImpossibleOrMemoryIsShort) {
   EXPECT_EQ(ksgrid_putanddecimate_ksgrid(grid.get(), 3, frames.data(), 3, 0, 1), -1);
   ks_test_fail_alloc(1);
   EXPECT_EQ(ksgrid_append_sample_ksgrid(grid.get(), frames.data()), -1);
-  const std::string text = taken_text();
+  const std::string text = taken_messages();
   EXPECT_THAT(text, testing::HasSubstr("ksgrid_putanddecimate_ksgrid: "
                                        "malloc(grid->data,8) error.\n"));
   EXPECT_THAT(text, testing::HasSubstr("ksgrid_append_sample_ksgrid: "
@@ -156,8 +156,9 @@ TEST(KsgridStore, LeavesTheGridWhenFramesAreImpossibleOrMemoryIsShort) {
   ASSERT_EQ(ksgrid_append_sample_ksgrid(grid.get(), frames.data()), 0);
   ks_test_fail_alloc(1);
   EXPECT_EQ(ksgrid_trim_ksgrid(grid.get(), 1), -1);
-  EXPECT_THAT(taken_text(), testing::StartsWith(
-                                "ksgrid_trim_ksgrid: realloc(grid->data,8) error.\n"));
+  EXPECT_THAT(
+      taken_messages(),
+      testing::StartsWith("ksgrid_trim_ksgrid: realloc(grid->data,8) error.\n"));
   EXPECT_EQ(grid->nframes, 2) << "a failed trim leaves the grid";
   EXPECT_THAT(values(*grid), ElementsAre(1, 2, 1, 2));
 }

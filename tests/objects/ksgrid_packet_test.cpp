@@ -95,8 +95,9 @@ TEST(KsgridPacket, ReusesAndGrowsTheCallersBuffer) {
   int nbytes = 0, allocated = 8;
   ks_test_fail_alloc(1);
   EXPECT_EQ(ksgrid_stuff_ksgrid(grid.get(), &buffer, &nbytes, &allocated), -1);
-  EXPECT_THAT(taken_text(), testing::StartsWith("ksgrid_stuff_ksgrid: realloc(packet," +
-                                                std::to_string(size) + ") error.\n"));
+  EXPECT_THAT(taken_messages(),
+              testing::StartsWith("ksgrid_stuff_ksgrid: realloc(packet," +
+                                  std::to_string(size) + ") error.\n"));
   EXPECT_EQ(allocated, 8);
   ASSERT_EQ(ksgrid_stuff_ksgrid(grid.get(), &buffer, &nbytes, &allocated), 0);
   EXPECT_EQ(allocated, size);
@@ -118,7 +119,7 @@ void expect_sound(const std::string &packet) {
     EXPECT_EQ(stuffed(*grid), packet);
   } else {
     EXPECT_EQ(stuffed(*grid), before);
-    EXPECT_EQ(taken_text(), "ksgrid_unstuff: Illegal packet.\n");
+    EXPECT_EQ(taken_messages(), "ksgrid_unstuff: Illegal packet.\n");
   }
 }
 
@@ -163,7 +164,7 @@ TEST(KsgridPacket, TooManyNodesAreRefusedEvenWithoutFrames) {
   hi2mi(kCounts, packet.data(), 3);
   const OwnedGrid grid = blank();
   EXPECT_EQ(unstuff(packet, grid.get()), -1);
-  EXPECT_EQ(taken_text(), "ksgrid_unstuff: Illegal packet.\n");
+  EXPECT_EQ(taken_messages(), "ksgrid_unstuff: Illegal packet.\n");
 }
 
 struct Pipe {
@@ -208,7 +209,7 @@ TEST(KsgridStream, GoesOnAfterShortTransfersAndSignals) {
     EXPECT_EQ(stuffed(*read), packet);
   }
   EXPECT_EQ(ksgrid_read_fd(pipe.out.get(), read.get()), 0);
-  EXPECT_EQ(taken_text(), "");
+  EXPECT_EQ(taken_messages(), "");
 }
 
 /* A grid larger than the socket's buffers and than the first buffer of the reader, with
@@ -237,7 +238,7 @@ std::string read_failure(const std::string &bytes) {
   pipe.in.reset();
   const OwnedGrid grid = blank();
   EXPECT_EQ(ksgrid_read_fd(pipe.out.get(), grid.get()), -1);
-  return taken_text();
+  return taken_messages();
 }
 
 std::string announced(int nbytes) {
@@ -260,7 +261,7 @@ TEST(KsgridStream, TellsWhatIsWrong) {
 
   const OwnedGrid grid = sample_grid();
   EXPECT_EQ(ksgrid_write_fd_ksgrid(grid.get(), -1), -1);
-  EXPECT_THAT(taken_text(),
+  EXPECT_THAT(taken_messages(),
               testing::StartsWith("ksgrid_write_fd_ksgrid: write(nbytes,4) error.\n"));
   static int writes;
   writes = 0;
@@ -271,7 +272,7 @@ TEST(KsgridStream, TellsWhatIsWrong) {
   };
   const ksutil::ScopedFileCalls scope(calls);
   EXPECT_EQ(ksgrid_write_fd_ksgrid(grid.get(), 1), -1);
-  EXPECT_THAT(taken_text(),
+  EXPECT_THAT(taken_messages(),
               testing::StartsWith("ksgrid_write_fd_ksgrid: write(packet," +
                                   std::to_string(packet.size()) + ") error.\n"));
 }

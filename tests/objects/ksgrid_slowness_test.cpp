@@ -38,7 +38,7 @@ TEST(KsgridSlowness, IsTheSlopeOfTheTravelTimeWithTheSignOfTheDistance) {
        {std::pair("prem", 0.0), std::pair("iasp91", 701.0), std::pair("iasp91", 0.0)}) {
     EXPECT_EQ(ksgrid_coords_d2slow(model, depth, 2, wrong.data(), place.data()), -1);
   }
-  EXPECT_EQ(taken_text(),
+  EXPECT_EQ(taken_messages(),
             "ksgrid_coords_d2slow: Unknown travel-time model 'prem'.\n"
             "ksgrid_coords_d2slow: Depth out of range.\n"
             "ksgrid_coords_d2slow: Distance out of range.\n");
@@ -59,7 +59,7 @@ TEST(KsgridSlowness, TurnsAnAxisWithItsData) {
   EXPECT_EQ(ksgrid_d2slow_ksgrid(across.get(), nullptr, 0, KSGRID_X + KSGRID_Y), -1);
   EXPECT_EQ(across->x[0], 30);
   EXPECT_EQ(ksgrid_d2slow_ksgrid(across.get(), nullptr, 0, 4), -1);
-  EXPECT_EQ(taken_text(),
+  EXPECT_EQ(taken_messages(),
             "ksgrid_d2slow_ksgrid: Slowness rises and falls along y.\n"
             "ksgrid_d2slow_ksgrid: Illegal axes=4 value.\n");
 }

@@ -36,6 +36,6 @@ inline float node(const KSGrid &grid, int frame, int ix, int iy) {
   return grid.data[(frame * grid.ny + iy) * grid.nx + ix];
 }
 
-inline std::string taken_text() { return ksutil::test::taken_messages(); }
+using ksutil::test::taken_messages;
 
 #endif

@@ -21,8 +21,8 @@ TEST(KsgridRegistry, TagsLeadToTheirGridsUntilTheseAreFreed) {
   ksgrid_free(tag);
   EXPECT_EQ(ksgrid_get_grid(tag), nullptr);
   EXPECT_EQ(ksgrid_get_grid(second), nullptr);
-  EXPECT_EQ(taken_text(), "ksgrid_get_grid: Cannot find " + std::string(tag) +
-                              "\nksgrid_get_grid: Cannot find " + second);
+  EXPECT_EQ(taken_messages(), "ksgrid_get_grid: Cannot find " + std::string(tag) +
+                                  "\nksgrid_get_grid: Cannot find " + second);
   EXPECT_STREQ(copy->name, "copy");
   EXPECT_STREQ(copy->xtext1, "km");
   EXPECT_EQ(copy->xtext2, nullptr);
@@ -34,7 +34,7 @@ TEST(KsgridRegistry, TagsLeadToTheirGridsUntilTheseAreFreed) {
   ksgrid_free_ksgrid(copy);
   ksgrid_free(copied);
   ksgrid_free(nullptr);
-  EXPECT_EQ(taken_text(), "");
+  EXPECT_EQ(taken_messages(), "");
 }
 
 TEST(KsgridRegistry, GroupsAreFreedByTheirName) {
@@ -46,7 +46,7 @@ TEST(KsgridRegistry, GroupsAreFreedByTheirName) {
   EXPECT_EQ(ksgrid_get_grid(first), nullptr);
   EXPECT_EQ(ksgrid_get_grid(last), nullptr);
   EXPECT_EQ(ksgrid_get_grid(other), kept.get());
-  taken_text();
+  taken_messages();
 }
 
 TEST(KsgridRegistry, EveryTagFormNamesItselfWithoutAGrid) {
@@ -78,7 +78,7 @@ TEST(KsgridRegistry, EveryTagFormNamesItselfWithoutAGrid) {
                 std::string(name == std::string("put") ? "" : "no") + "\nksgrid_" +
                 name + ": ksgrid_get_grid() error.\n";
   }
-  EXPECT_EQ(taken_text(), expected);
+  EXPECT_EQ(taken_messages(), expected);
 }
 
 TEST(KsgridCreate, RefusesImpossibleSizesAndSurvivesShortMemory) {
@@ -90,7 +90,7 @@ TEST(KsgridCreate, RefusesImpossibleSizesAndSurvivesShortMemory) {
       ksgrid_create("", 1 << 16, &one, "", "", 1 << 15, &one, "", "", "", "", "", tag),
       nullptr);
   EXPECT_STREQ(tag, "");
-  EXPECT_EQ(taken_text(),
+  EXPECT_EQ(taken_messages(),
             "ksgrid_create: Illegal grid size 0 x 1.\n"
             "ksgrid_create: Illegal grid size 65536 x 32768.\n");
   /* Each allocation in turn, until there is none left to fail. */
@@ -99,13 +99,13 @@ TEST(KsgridCreate, RefusesImpossibleSizesAndSurvivesShortMemory) {
     ks_test_fail_alloc(failures + 1);
     grid = new_grid({1, 2}, {3}, nullptr, "name");
     if (grid != nullptr) break;
-    EXPECT_THAT(taken_text(), testing::HasSubstr(" error.\n"));
+    EXPECT_THAT(taken_messages(), testing::HasSubstr(" error.\n"));
   }
   ks_test_fail_alloc(0);
   EXPECT_GT(failures, 8);
   ks_test_fail_alloc(1);
   EXPECT_EQ(new_grid({1}, {1}), nullptr);
-  EXPECT_THAT(taken_text(),
+  EXPECT_THAT(taken_messages(),
               testing::StartsWith("ksgrid_create: malloc(KSGrid," +
                                   std::to_string(sizeof(KSGrid)) + ") error.\n"));
 }
