@@ -235,6 +235,38 @@ TEST(Layouts, KeepAllTextsOfNarrowPicturesInside) {
   EXPECT_THAT(svg, Not(HasSubstr(figure.title + "</text>")));
 }
 
+/* Large symbols of a key lie beside each other, and the scale of a flat map has few ticks. */
+TEST(Layouts, GiveKeysTheRoomTheyNeed) {
+  Figure figure;
+  Panel &panel = figure.panels.emplace_back();
+  panel.height = 60.0;
+  panel.colour_keys.push_back({.label = "time",
+                               .low = 1.4e9,
+                               .high = 1.41e9,
+                               .map = sequential_map(),
+                               .time = true});
+  StyleKey &key = panel.style_keys.emplace_back();
+  for (const double size : {30.0, 40.0, 50.0}) {
+    PointStyle style;
+    style.size = size;
+    key.entries.push_back({style, "x"});
+  }
+  const Layout layout = lay_out(figure);
+  const PanelLayout &part = layout.panels[0];
+  const Bar &bar = part.bars.at(0);
+  EXPECT_LE(static_cast<double>(bar.ticks.ticks.size()), bar.rect.height / 20.0);
+  EXPECT_LT(part.keys_y + kRowHeight + 30.0 + 40.0 + 50.0, layout.height);
+  const std::string svg = svg_text(figure);
+  double end = 0.0;
+  for (std::size_t at = 0; (at = svg.find("cy=\"", at)) != std::string::npos; at++) {
+    const double middle = std::stod(svg.substr(at + 4));
+    const double radius = std::stod(svg.substr(svg.find("r=\"", at) + 3));
+    EXPECT_GT(middle - radius, end);
+    end = middle + radius;
+  }
+  EXPECT_GT(end, 0.0);
+}
+
 TEST(Ticks, OfNumbersOfThingsAreWhole) {
   for (const Scale scale : {Scale::kLinear, Scale::kLog}) {
     for (const double high : {1.05, 2.2, 7.0, 1000.0}) {

@@ -61,10 +61,13 @@ void draw_keys(Canvas &canvas, const PanelLayout &layout) {
   for (const StyleKey &key : layout.panel.style_keys) {
     canvas.text({left, y}, key.label, {kTickSize, kInk});
     y += kRowHeight;
+    const double sample = key_sample(key);
     for (const StyleKey::Entry &entry : key.entries) {
-      draw_symbol(canvas, {left + kLegendSample / 2.0, y - 4.0}, entry.style, kGreyInk);
-      canvas.text({left + kLegendSample + 6.0, y}, entry.text, {kTickSize, kInk});
-      y += kRowHeight;
+      const double more = 0.5 * (key_row(entry) - kRowHeight);
+      y += more;
+      draw_symbol(canvas, {left + sample / 2.0, y - 4.0}, entry.style, kGreyInk);
+      canvas.text({left + sample + 6.0, y}, entry.text, {kTickSize, kInk});
+      y += kRowHeight + more;
     }
     y += 8.0;
   }

@@ -77,7 +77,8 @@ double keys_width(const PanelLayout &layout) {
   for (const StyleKey &key : layout.panel.style_keys) {
     width = std::max(width, text_width(key.label, kTickSize));
     for (const StyleKey::Entry &entry : key.entries) {
-      width = std::max(width, kLegendSample + 6.0 + text_width(entry.text, kTickSize));
+      width =
+          std::max(width, key_sample(key) + 6.0 + text_width(entry.text, kTickSize));
     }
   }
   return width;
@@ -142,6 +143,17 @@ int place_legend(PanelLayout &layout, double left, double width, double top) {
   return title.empty() && layout.legend.empty() ? 0 : row + 1;
 }
 
+/* As many ticks as the height has room for, one at least. */
+Ticks bar_ticks(const ColourKey &key, double height) {
+  constexpr int kMost = 6;
+  int count = std::clamp(static_cast<int>(height / (key.time ? 30.0 : 20.0)), 1, kMost);
+  Ticks ticks;
+  for (; ticks.ticks.empty() && count <= kMost; count++) {
+    ticks = (key.time ? time_ticks : linear_ticks)(key.low, key.high, count);
+  }
+  return ticks;
+}
+
 void place_keys(PanelLayout &layout, double left) {
   double y = layout.frame.y;
   const double below = layout.panel.style_keys.empty() ? 0.0 : 0.5;
@@ -152,6 +164,7 @@ void place_keys(PanelLayout &layout, double left) {
     const double head = bar.key.label.empty() ? 2.0 : 18.0;
     const double height = std::clamp(share - head - 14.0, 30.0, 320.0);
     bar.rect = {left, y + head, kBarWidth, height};
+    bar.ticks = bar_ticks(bar.key, height);
     y += head + height + 18.0;
   }
   layout.keys_y = y;
@@ -223,6 +236,18 @@ void place_titles(const Figure &figure, double left, Layout &layout) {
 }
 
 }  // namespace
+
+double key_row(const StyleKey::Entry &entry) {
+  return std::max(kRowHeight, entry.style.size + 4.0);
+}
+
+double key_sample(const StyleKey &key) {
+  double width = kLegendSample;
+  for (const StyleKey::Entry &entry : key.entries) {
+    width = std::max(width, entry.style.size + 2.0);
+  }
+  return width;
+}
 
 std::string axis_title(const Axis &axis, const Ticks &ticks) {
   std::string title = axis.label;
@@ -329,7 +354,8 @@ Layout lay_out(const Figure &figure) {
     place_keys(part, part.frame.right() + kKeyGap);
     double keys_end = part.keys_y;
     for (const StyleKey &key : panel.style_keys) {
-      keys_end += kRowHeight * static_cast<double>(key.entries.size() + 1) + 8.0;
+      keys_end += kRowHeight + 8.0;
+      for (const StyleKey::Entry &entry : key.entries) keys_end += key_row(entry);
     }
     y = part.frame.bottom() + foot_height(part) + 10.0;
     if (keys > 0.0) y = std::max(y, keys_end - 10.0);

@@ -78,6 +78,10 @@ struct Layout {
 
 Layout lay_out(const Figure &figure);
 
+/* The height of an entry of a key, and the width of its symbols. */
+double key_row(const StyleKey::Entry &entry);
+double key_sample(const StyleKey &key);
+
 /* What the axis says beneath or beside its ticks. */
 std::string axis_title(const Axis &axis, const Ticks &ticks);
 
