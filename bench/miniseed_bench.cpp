@@ -4,6 +4,7 @@
 #include <benchmark/benchmark.h>
 #include <libmseed.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <filesystem>
 #include <string>
@@ -117,6 +118,24 @@ BENCHMARK(BM_WindowLibmseed)
     ->Arg(600)
     ->Arg(0)
     ->Unit(benchmark::kMillisecond);
+
+/* The whole day in pieces of 65,536 samples, one call each, as a display fills its cache. */
+void BM_DayInChunks(benchmark::State &state) {
+  constexpr std::int64_t kChunk = 65536;
+  const std::int64_t nsamp = day().piece.nsamp;
+  std::vector<std::int32_t> samples;
+  for (auto _ : state) {
+    for (std::int64_t at = 0; at < nsamp; at += kChunk) {
+      if (!ksutil::miniseed_read(day().path, day().piece, at,
+                                 std::min(kChunk, nsamp - at), samples)) {
+        state.SkipWithError("not read");
+        return;
+      }
+    }
+  }
+  state.SetItemsProcessed(state.iterations() * nsamp);
+}
+BENCHMARK(BM_DayInChunks)->Unit(benchmark::kMillisecond);
 
 void BM_ListKsutil(benchmark::State &state) {
   ksutil::MiniseedContents contents;
