@@ -7,9 +7,11 @@
 #include <fstream>
 #include <nlohmann/json.hpp>
 #include <random>
+#include <sstream>
 #include <string>
 
 #include "formats/kssac.h"
+#include "platform/trace/miniseed.h"
 #include "tests/support/rows.h"
 #include "tests/tools/scratch.h"
 
@@ -139,10 +141,69 @@ TEST_F(Kswave, ExtractsAWindowInEachFormat) {
   EXPECT_EQ(again.code, 1);
   EXPECT_THAT(again.errors, HasSubstr("is there already"));
   EXPECT_EQ(run("get --force -q " + window + "db").output, "");
-  EXPECT_EQ(run("get --format text " + window + "db").output, stem + ".txt\n");
-  const std::string text = read_text(folder_ / (stem + ".txt"));
+  EXPECT_EQ(run("get --format text " + window + "db").output, stem + ".000.txt\n");
+  const std::string text = read_text(folder_ / (stem + ".000.txt"));
   EXPECT_THAT(text, HasSubstr("# AA.BHZ 20 Hz, counts\n2014-05-13T16:53:30.000Z "));
   EXPECT_EQ(std::count(text.begin(), text.end(), '\n'), 42);
+}
+
+/* The extract and its rows are read as a database of their own, in place of the first one. */
+TEST_F(Kswave, ExtractsIntoAnotherDatabase) {
+  if (!miniseed_available()) GTEST_SKIP();
+  std::filesystem::create_directory(folder_ / "new");
+  folder_.write("new/db2", "schema css3.0\n");
+  const ProgramRun got =
+      run("get --start 1400000010 --format mseed --dir new --into new/db2 db");
+  ASSERT_EQ(got.code, 0) << got.errors;
+  EXPECT_THAT(got.output, HasSubstr("new/BB.BHZ.2014133.165330.000.mseed\n"));
+  ASSERT_EQ(run("get --start 1400000010 --format text -q db").code, 0);
+  ASSERT_EQ(run("get --format text -q --dir new new/db2").code, 0);
+  const std::string name = "AA.BHZ.2014133.165330.000.txt";
+  EXPECT_EQ(read_text(folder_ / name), read_text(folder_ / ("new/" + name)));
+  EXPECT_EQ(
+      run("get --format mseed --start 1400000010 --dir new --into new/db2 db").code, 1);
+  const std::string rows = read_text(folder_ / "new/db2.wfdisc");
+  EXPECT_EQ(std::count(rows.begin(), rows.end(), '\n'), 2);
+  EXPECT_EQ(run("get --into new/db2 db").code, 2);
+  EXPECT_EQ(run("get --into new/db2 --format mseed --motion V db").code, 2);
+}
+
+/* SAC states displacement and velocity in nm; the same samples in text are in m/s. */
+TEST_F(Kswave, ExtractsGroundMotionWithItsUnit) {
+  const std::string motion =
+      "get --motion V --corners 0.02,0.05,10,15 --chan BHZ "
+      "--start 2010-05-20T00:01 --end 2010-05-20T00:02 -q ";
+  for (const char *const format : {"sac", "text"}) {
+    const ProgramRun got = run(motion + "--format " + format + kMlr);
+    ASSERT_EQ(got.code, 0) << got.errors;
+  }
+  std::string sac, text;
+  for (const auto &entry : std::filesystem::directory_iterator(folder_.path())) {
+    const std::string extension = entry.path().extension();
+    if (extension == ".sac") sac = entry.path();
+    if (extension == ".txt") text = read_text(entry.path());
+  }
+  KSSac *const kssac = kssac_read_from_file_kssac(sac.c_str(), nullptr, nullptr);
+  ASSERT_NE(kssac, nullptr);
+  std::int64_t idep = 0;
+  double least = 0, greatest = 0;
+  kssac_gethdr_kssac(kssac, "IDEP", &idep, "DEPMIN", &least, "DEPMAX", &greatest,
+                     test::kEndOfArguments);
+  kssac_free_kssac(kssac);
+  EXPECT_EQ(idep, 7);  // velocity
+  EXPECT_THAT(text, HasSubstr(" Hz, velocity (m/s)\n"));
+  double low = 0, high = 0;
+  std::istringstream lines(text.substr(text.find('\n')));
+  for (std::string time, value; lines >> time >> value;) {
+    low = std::min(low, std::stod(value));
+    high = std::max(high, std::stod(value));
+  }
+  EXPECT_GT(high, 0.0);
+  EXPECT_NEAR(greatest / (1e9 * high), 1.0, 1e-5);
+  EXPECT_NEAR(least / (1e9 * low), 1.0, 1e-5);
+  const ProgramRun none = run("get --motion V db");
+  EXPECT_EQ(none.code, 1);
+  EXPECT_THAT(none.errors, HasSubstr("AA BHZ has no response file"));
 }
 
 /* A file that is gone: the other channels are written, and the exit code tells. */

@@ -47,22 +47,6 @@ std::string time_fault(const std::string &text) {
   return parse_time(text, time) ? "" : "'" + text + "' is not a time";
 }
 
-/* The text, as a part of a file's name. */
-std::string file_part(std::string text) {
-  for (char &c : text) {
-    if (c == '/' || static_cast<unsigned char>(c) <= ' ') c = '_';
-  }
-  return text;
-}
-
-/* NET.STA.LOC.CHAN.YYYYDDD.hhmmss.mmm.sac of the first sample. */
-std::string file_name(KSSac *kssac, double time) {
-  const std::string text = time_text(time, 3);  // 2009-09-04T01:02:03.004
-  const std::string of_day = text.substr(text.find('T') + 1);
-  return file_part(channel_name(kssac)) + "." + std::to_string(yearday(time)) + "." +
-         of_day.substr(0, 2) + of_day.substr(3, 2) + of_day.substr(6) + ".sac";
-}
-
 /* Copies waveforms of one database into files. */
 class Extraction {
  public:
@@ -109,8 +93,9 @@ class Extraction {
   }
 
   bool write_file(KSSac *kssac, double time) {
-    const std::string path =
-        (std::filesystem::path(options_.directory) / file_name(kssac, time)).string();
+    const std::string path = (std::filesystem::path(options_.directory) /
+                              waveform_file_name(channel_name(kssac), time, "sac"))
+                                 .string();
     /* Two rows may have the same name; --force only replaces files of earlier runs. */
     if (!written_.insert(path).second) {
       elog_log(0, "%s is the file of another waveform too; choose them with --where.\n",

@@ -36,8 +36,9 @@ Rows table_of(const ChannelSet &set, Form form) {
                                  {"time"},
                                  {"endtime"}});
   if (all) {
-    for (const char *const name : {"lat", "lon", "elev", "edepth", "dnorth", "deast",
-                                   "hang", "vang", "calib", "calper", "calratio"}) {
+    for (const char *const name :
+         {"lat", "lon", "elev", "edepth", "dnorth", "deast", "hang", "vang", "calib",
+          "calper", "calratio", "tshift"}) {
       columns.push_back({name, true, true});
     }
     columns.insert(columns.end(),
@@ -65,8 +66,8 @@ Rows table_of(const ChannelSet &set, Form form) {
                     shortest_cell(each.dnorth), shortest_cell(each.deast),
                     known_cell(each.hang, -1.0), known_cell(each.vang, -1.0),
                     known_cell(each.calib, 0.0), known_cell(each.calper, -1.0),
-                    shortest_cell(each.calratio), each.segtype, each.instype,
-                    each.rsptype, each.response});
+                    shortest_cell(each.calratio), shortest_cell(each.tshift),
+                    each.segtype, each.instype, each.rsptype, each.response});
     }
     cells.emplace_back(each.missing_text);
     rows.add(std::move(cells));

@@ -78,6 +78,7 @@ class Series {
 
   bool good() const { return vector_ != nullptr; }
   const ksvector2 &vector() const { return *vector_; }
+  const char *tag() const { return tag_; }
   /* "counts", or the unit of the ground motion. */
   static std::string unit(const Processing &processing);
 
