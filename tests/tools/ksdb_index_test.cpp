@@ -114,6 +114,41 @@ TEST_F(KsdbIndex, IndexesAnArchiveAndChangesNothingAgain) {
   EXPECT_EQ(bytes_of_tables(), before);
 }
 
+/* Rows outlive what happens to their files: the end is lost, other records stand there. */
+TEST_F(KsdbIndex, VerifyLooksAtTheRecordsOfRows) {
+  RecordPlan plan = plan_of("00"), other = plan_of("10");
+  other.chan = "LHZ";
+  std::string bytes;
+  for (int i = 0; i < 40; ++i) {
+    bytes += counting_record(plan, 100 * i);
+    if (i % 3 == 0) bytes += counting_record(other, 50 * i);
+  }
+  write("mixed", bytes);
+  std::string plain;
+  for (int i = 0; i < 40; ++i) plain += counting_record(other, 200000 + 100 * i);
+  write("plain", plain);
+  ASSERT_EQ(import().code, 0);
+  const auto verify = [&] {
+    return run_program(std::string(KSDB_PROGRAM) + " verify " + (folder_ / "db"));
+  };
+  EXPECT_EQ(verify().code, 0) << verify().output;
+  write("plain", plain.substr(0, 39 * 512));
+  EXPECT_THAT(verify().output,
+              HasSubstr("wfdisc: 1 waveform files that are too short"));
+  write("plain", std::string(40 * 512, 'x'));
+  EXPECT_THAT(verify().output,
+              HasSubstr("wfdisc: 1 waveform rows without their records"));
+  write("plain", plain.substr(512) + plain.substr(0, 512));
+  EXPECT_THAT(verify().output,
+              HasSubstr("wfdisc: 1 waveform rows without their records"));
+  std::string foreign;
+  for (int i = 0; i < 40; ++i) foreign += counting_record(plan, 200000 + 100 * i);
+  write("plain", foreign);
+  EXPECT_THAT(
+      verify().output,
+      HasSubstr("wfdisc: 1 waveform rows whose records are of another channel"));
+}
+
 TEST_F(KsdbIndex, GrowingFilesExtendTheirRows) {
   const RecordPlan plan = plan_of("00");
   const std::string first = counting_record(plan, 0),

@@ -5,12 +5,17 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <cmath>
 #include <cstdint>
+#include <cstring>
 #include <unordered_map>
+#include <vector>
 
 #include "platform/elog/elog.h"
 #include "platform/stock/memory.h"
 #include "platform/stock/text.h"
+#include "platform/trace/miniseed.h"
 #include "platform/trace/waveform.h"
 #include "tools/common/messages.h"
 
@@ -50,6 +55,105 @@ std::int64_t end_of(const WaveformSegment &segment) {
   return end;
 }
 
+/* The SEED codes that the table seedcode has for the channels. */
+class SeedCodes {
+ public:
+  explicit SeedCodes(Dbptr wfdisc) {
+    const ElogScope quiet;
+    wfdisc.table = wfdisc.field = dbALL;
+    wfdisc.record = dbALL;
+    Dbptr row = dblookup(wfdisc, "", "seedcode", "", "");
+    long count = 0;
+    if (row.table < 0 || dbquery(row, dbq_record_count, &count) < 0) return;
+    for (row.record = 0; row.record < count; row.record++) {
+      MiniseedCodes codes;
+      const std::string key = text_of(row, "sta") + ' ' + text_of(row, "chan");
+      codes.net = text_of(row, "net");
+      codes.sta = text_of(row, "seedsta");
+      codes.chan = text_of(row, "seedchan");
+      codes.loc = text_of(row, "loc");
+      codes_.emplace(key, codes);
+    }
+  }
+  /* Whether a record can be of the channel of a row. */
+  bool match(const WaveformSegment &row, const MiniseedCodes &record) const {
+    const auto [from, to] = codes_.equal_range(row.sta + ' ' + row.chan);
+    if (from == to) {
+      return record.sta == row.sta &&
+             (record.chan == row.chan || record.chan + record.loc == row.chan);
+    }
+    return std::any_of(from, to, [&](const auto &known) {
+      const MiniseedCodes &codes = known.second;
+      return codes.sta == record.sta && codes.chan == record.chan &&
+             codes.loc == record.loc &&
+             (codes.net.empty() || record.net.empty() || codes.net == record.net);
+    });
+  }
+
+ private:
+  /* "" for a null. */
+  static std::string text_of(Dbptr row, const char *field) {
+    char value[64] = "";
+    if (dbgetv(row, field, value, static_cast<char *>(nullptr)) != 0) return "";
+    return std::strcmp(value, "-") == 0 ? "" : value;
+  }
+  std::unordered_multimap<std::string, MiniseedCodes> codes_;
+};
+
+std::string code_text(const MiniseedCodes &codes) {
+  return codes.net + "." + codes.sta + "." + codes.loc + "." + codes.chan;
+}
+
+/* Whether the last sample of a row is in its file: by bisection where records of one length
+ * follow each other in time, else by a walk over the headers. */
+bool holds_end(const WaveformSegment &row, const MiniseedPiece &first,
+               std::int64_t size) {
+  const double endtime = row.time + static_cast<double>(row.nsamp - 1) / row.samprate;
+  const double half = 0.5 / row.samprate;
+  MiniseedPiece record = first;
+  std::int64_t low = 0, high = (size - first.foff) / first.record_length;
+  for (bool usual = true; usual;) {
+    if (record.codes.chan == first.codes.chan && record.codes.sta == first.codes.sta &&
+        record.codes.loc == first.codes.loc && record.time - half <= endtime &&
+        endtime <= record.endtime + half) {
+      return true;
+    }
+    if (high - low <= 1) break;
+    const std::int64_t middle = low + (high - low) / 2;
+    usual =
+        miniseed_record_at(row.path, first.foff + middle * first.record_length, record);
+    (record.time <= endtime ? low : high) = middle;
+    if (high - low <= 1 && usual) {
+      usual =
+          miniseed_record_at(row.path, first.foff + low * first.record_length, record);
+    }
+  }
+  std::vector<double> last;
+  return !miniseed_available() || read_samples(row, row.nsamp - 1, 1, last);
+}
+
+/* Looks at the records of a row. */
+void verify_records(const WaveformSegment &row, const SeedCodes &codes,
+                    std::int64_t size, long number, const Report &report) {
+  constexpr char kNoRecords[] = "waveform rows without their records";
+  MiniseedPiece first;
+  if (!miniseed_record_at(row.path, row.foff, first)) {
+    report(kNoRecords, number, registered_cause());
+  } else if (!codes.match(row, first.codes)) {
+    report("waveform rows whose records are of another channel", number,
+           row.path + ": the record at byte " + std::to_string(row.foff) + " is of " +
+               code_text(first.codes) + ", the row of " + row.sta + " " + row.chan);
+  } else if (std::abs(first.samprate / row.samprate - 1.0) > 0.01 ||
+             row.time < first.time - 0.5 / row.samprate ||
+             row.time > first.endtime + 0.5 / row.samprate) {
+    report(kNoRecords, number,
+           row.path + ": the record at byte " + std::to_string(row.foff) +
+               " has another time or sample rate");
+  } else if (row.nsamp > 0 && !holds_end(row, first, size)) {
+    report("waveform files that are too short", number, registered_cause());
+  }
+}
+
 }  // namespace
 
 void verify_waveforms(Dbptr wfdisc, const Report &report) {
@@ -57,6 +161,7 @@ void verify_waveforms(Dbptr wfdisc, const Report &report) {
   if (dbquery(wfdisc, dbq_record_count, &count) < 0) return;
   std::unordered_map<std::string, File> files;
   std::unordered_map<std::string, long> first;
+  const SeedCodes codes(wfdisc);
   for (wfdisc.record = 0; wfdisc.record < count; wfdisc.record++) {
     const ElogScope quiet;
     const long record = wfdisc.record;
@@ -85,6 +190,8 @@ void verify_waveforms(Dbptr wfdisc, const Report &report) {
              segment.path + ": the samples end at byte " +
                  std::to_string(end_of(segment)) + ", the file at byte " +
                  std::to_string(file->second.size));
+    } else if (segment.datatype == "sd") {
+      verify_records(segment, codes, file->second.size, record, report);
     }
   }
 }

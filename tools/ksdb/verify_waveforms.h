@@ -10,7 +10,9 @@ namespace ksutil::tools {
 
 /* Every row of a wfdisc table is plausible and names a regular file that can be read
  * and is long enough for the samples; no two rows have the same station, channel and
- * time.  Of compressed samples only the beginning is checked. */
+ * time.  A row of miniSEED records points to a record of its channel, time and sample
+ * rate, and its last sample is in the file.  Of other compressed samples only the beginning
+ * is checked. */
 void verify_waveforms(Dbptr wfdisc, const Report &report);
 
 }  // namespace ksutil::tools
