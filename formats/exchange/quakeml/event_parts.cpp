@@ -47,7 +47,7 @@ class Assembly {
   /* Identifiers without an authority of their own are known by what follows it, as the ids
    * of catalogues without authorities are. */
   void shorten_ids() {
-    const auto shorten = [](std::string &id) { id = std::string(id_of_resource(id)); };
+    const auto shorten = [](std::string &id) { id = id_of_resource(id); };
     shorten(event_.id);
     for (Pick &pick : event_.picks) shorten(pick.id);
     for (Origin &origin : event_.origins) {

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 
-#include "formats/exchange/import/gathering.h"
 #include "platform/stock/text.h"
 
 namespace ksutil::exchange {
@@ -21,6 +20,12 @@ bool is_of_authority(char c) {
 bool is_of_resource(char c) {
   return is_of_authority(c) ||
          std::string_view("+?=,;#/&").find(c) != std::string_view::npos;
+}
+
+/* The value of a digit as resource_id writes them, or -1. */
+int hex_digit(char c) {
+  if (c >= '0' && c <= '9') return c - '0';
+  return c >= 'A' && c <= 'F' ? c - 'A' + 10 : -1;
 }
 
 }  // namespace
@@ -48,18 +53,34 @@ std::string resource_id(std::string_view id) {
   std::string text(kLocalPrefix);
   text += id;
   if (is_resource_id(text)) return text;
-  const std::size_t from = kLocalPrefix.size();
-  std::replace_if(
-      text.begin() + static_cast<std::ptrdiff_t>(from), text.end(),
-      [](char c) { return !is_of_resource(c); }, '_');
-  if (text.size() == from || !is_of_authority(text[from])) text.insert(from, "_");
-  return text + format_text("~%016llx", static_cast<unsigned long long>(hash_of(id)));
+  text = kEscapedPrefix;
+  for (std::size_t i = 0; i < id.size(); i++) {
+    const bool plain =
+        id[i] != '*' && (i == 0 ? is_of_authority(id[i]) : is_of_resource(id[i]));
+    text += plain ? std::string(1, id[i])
+                  : format_text("*%02X", static_cast<unsigned char>(id[i]));
+  }
+  return text;
 }
 
-std::string_view id_of_resource(std::string_view identifier) {
+std::string id_of_resource(std::string_view identifier) {
   if (identifier.starts_with(kLocalPrefix))
-    identifier.remove_prefix(kLocalPrefix.size());
-  return identifier;
+    return std::string(identifier.substr(kLocalPrefix.size()));
+  if (!identifier.starts_with(kEscapedPrefix)) return std::string(identifier);
+  std::string id;
+  for (std::size_t i = kEscapedPrefix.size(); i < identifier.size(); i++) {
+    if (identifier[i] != '*') {
+      id += identifier[i];
+      continue;
+    }
+    const int high = i + 2 < identifier.size() ? hex_digit(identifier[i + 1]) : -1;
+    const int low = high < 0 ? -1 : hex_digit(identifier[i + 2]);
+    const int byte = high * 16 + low;
+    if (low < 0 || byte < 0x20 || byte == 0x7f) return std::string(identifier);
+    id += static_cast<char>(byte);
+    i += 2;
+  }
+  return id;
 }
 
 }  // namespace ksutil::exchange

@@ -9,20 +9,23 @@
 
 namespace ksutil::exchange {
 
-/* What stands before ids that are no resource identifiers of their own. */
+/* Stands before ids that are not resource identifiers. */
 inline constexpr std::string_view kLocalPrefix = "smi:local/";
+
+/* Stands before ids with characters that no identifier may have: these, and "*", are
+ * written as "*" and two hexadecimal digits for each byte. */
+inline constexpr std::string_view kEscapedPrefix = "smi:local.escaped/";
 
 /* Whether a text is a resource identifier in ASCII. */
 bool is_resource_id(std::string_view text);
 
-/* The identifier of an id: itself, or with kLocalPrefix before it.  Characters that no
- * identifier may have become "_", and a number computed from the whole id stands at the end
- * then, so that different ids stay different. */
+/* Makes an identifier of an id that is not empty: the id itself, or the id behind one of the
+ * prefixes.  Different ids have different identifiers. */
 std::string resource_id(std::string_view id);
 
-/* The id behind an identifier that resource_id has made without replacing characters; the
- * identifier itself when it does not begin with kLocalPrefix. */
-std::string_view id_of_resource(std::string_view identifier);
+/* Gives the id back of which resource_id has made an identifier.  Another identifier is
+ * given back as it is, also one with escaped bytes that are control characters. */
+std::string id_of_resource(std::string_view identifier);
 
 }  // namespace ksutil::exchange
 #endif

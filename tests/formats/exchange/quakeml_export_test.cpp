@@ -252,12 +252,17 @@ TEST(QuakeMlExport, ResourceIdsKeepWhatTheSchemaAllows) {
   }
   EXPECT_EQ(resource_id("us1000778i"), "smi:local/us1000778i");
   EXPECT_EQ(id_of_resource(resource_id("mydb/orid/17")), "mydb/orid/17");
-  for (const char *id :
-       {"", "two words", "smi:x/y", "/slash", "quakeml:", "a:b", "\xc3\xbc"}) {
+  for (const char *id : {"two words", "smi:x/y", "/slash", "quakeml:", "ISC:910712",
+                         "a*3A", "\xc3\xbc"}) {
     EXPECT_FALSE(is_resource_id(id));
     EXPECT_TRUE(is_resource_id(resource_id(id))) << id << " " << resource_id(id);
+    EXPECT_EQ(id_of_resource(resource_id(id)), id);
   }
-  EXPECT_NE(resource_id("two words"), resource_id("two_words"));
+  EXPECT_EQ(resource_id("ISC:910712"), "smi:local.escaped/ISC*3A910712");
+  for (const char *id : {"smi:local.escaped/a*0Ab", "smi:local.escaped/a*",
+                         "smi:local.escaped/a*4", "smi:local.escaped/a*G1"}) {
+    EXPECT_EQ(id_of_resource(id), id);
+  }
 }
 
 }  // namespace
