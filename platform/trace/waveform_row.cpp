@@ -138,18 +138,4 @@ std::string waveform_file_name(const std::string &channel, double time,
          of_day.substr(3, 2) + of_day.substr(6) + "." + std::string(ending);
 }
 
-std::string waveform_file_name(const std::string &channel, double time,
-                               std::string_view ending) {
-  /* Day and time of day are those of one number. */
-  time = std::round(time * 1000.0) / 1000.0;
-  const std::string text = time_text(time, 3);  // 2009-09-04T01:02:03.004
-  const std::string of_day = text.substr(text.find('T') + 1);
-  std::string name = channel;
-  for (char &c : name) {
-    if (c == '/' || static_cast<unsigned char>(c) <= ' ') c = '_';
-  }
-  return name + "." + std::to_string(yearday(time)) + "." + of_day.substr(0, 2) +
-         of_day.substr(3, 2) + of_day.substr(6) + "." + std::string(ending);
-}
-
 }  // namespace ksutil
