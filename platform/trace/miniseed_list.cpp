@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <cmath>
 #include <map>
+#include <set>
 #include <tuple>
 #include <utility>
 
@@ -44,21 +45,41 @@ class Assembly {
   }
 
  private:
-  using Index = std::multimap<double, std::size_t>;
+  /* Pieces by a time of theirs; of equal times the earlier in the file comes first. */
+  using Index = std::set<std::pair<double, std::size_t>>;
   static constexpr std::size_t kNone = static_cast<std::size_t>(-1);
+  /* Pieces that are looked at to each side of a time.  A file that has more of them within
+   * half a sample, at other sample rates, leaves pieces apart that could be joined. */
+  static constexpr int kMostLooked = 64;
 
   /* The piece nearest to a time, the earlier in the file of two equal ones. */
   std::size_t find(const Index &index, double time, double half,
                    double samprate) const {
+    const auto fits = [&](std::size_t piece) {
+      return same_samprate(pieces_[piece].piece.samprate, samprate);
+    };
     std::size_t best = kNone;
     double distance = half;
-    for (auto place = index.lower_bound(time - half);
-         place != index.end() && place->first <= time + half; ++place) {
-      const double off = std::abs(place->first - time);
-      const bool nearer = off < distance || (off == distance && place->second < best);
-      if (!nearer && !(best == kNone && off <= half)) continue;
-      if (!same_samprate(pieces_[place->second].piece.samprate, samprate)) continue;
-      best = place->second;
+    const auto from = index.lower_bound({time, 0});
+    auto place = from;
+    for (int looked = 0; looked < kMostLooked && place != index.end(); ++looked) {
+      if (place->first > time + half) break;
+      if (fits(place->second)) {
+        best = place->second;
+        distance = place->first - time;
+        break;
+      }
+      ++place;
+    }
+    place = from;
+    for (int looked = 0; looked < kMostLooked && place != index.begin(); ++looked) {
+      --place;
+      const double off = time - place->first;
+      if (off > distance) break;
+      if (!fits(place->second)) continue;
+      if (best == kNone || off < distance || place->second < best) {
+        best = place->second;
+      }
       distance = off;
     }
     return best;
@@ -69,12 +90,7 @@ class Assembly {
     index.emplace(to, piece);
   }
   static void erase(Index &index, double from, std::size_t piece) {
-    const auto range = index.equal_range(from);
-    for (auto place = range.first; place != range.second; ++place) {
-      if (place->second != piece) continue;
-      index.erase(place);
-      return;
-    }
+    index.erase({from, piece});
   }
 
   void begin(const MiniseedRecord &record) {

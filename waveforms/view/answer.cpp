@@ -89,8 +89,9 @@ bool EnvelopeMaker::add(const Piece &piece) {
   partial_ = false;
   const double before =
       (segment.time_of(range.first) - window_.tstart) / window_.column_length() - 1.0;
-  int column = std::clamp(static_cast<int>(std::min(before, 1.0 * window_.columns)), 0,
-                          window_.columns - 1);
+  /* Columns that are too short for a number of their own begin all at once. */
+  int column =
+      before > 0 ? static_cast<int>(std::min(before, window_.columns - 1.0)) : 0;
   for (std::int64_t first = range.first; first < range.end; column++) {
     std::int64_t end = range.end;
     if (column + 1 < window_.columns) {
@@ -223,10 +224,12 @@ void SeriesMaker::copy(const Part &part, double begin, double samprate,
   if (part.factor == 0.0) return;
   const bool same = same_rate(part.samprate, samprate);
   const double reach = same ? 0.0 : 0.5 / part.samprate;
-  const auto place = [&](double time) {
-    return static_cast<std::int64_t>(std::round((time - begin) * samprate));
-  };
   const auto n = static_cast<std::int64_t>(answer.here_values.size());
+  /* A sample of a slow row may reach further than an integer counts. */
+  const auto place = [&](double time) {
+    const double at = std::round((time - begin) * samprate);
+    return static_cast<std::int64_t>(std::clamp(at, -1.0, static_cast<double>(n)));
+  };
   const std::int64_t from =
       std::max<std::int64_t>(place(part.time_of(part.samples.first) - reach), 0);
   const std::int64_t to =

@@ -50,8 +50,9 @@ std::int64_t samples_in_file(const WaveformSegment &row, std::int64_t file_size)
   const std::int64_t bytes = file_size - row.foff;
   if (bytes <= 0 || row.nsamp <= 0) return 0;
   const int size = sample_size(row.datatype);
-  const std::int64_t most = size > 0 ? bytes / size : bytes * kSamplesPerByte;
-  return std::min(row.nsamp, most);
+  if (size > 0) return std::min(row.nsamp, bytes / size);
+  /* A sparse file may be so long that its bits cannot be counted. */
+  return row.nsamp / kSamplesPerByte < bytes ? row.nsamp : bytes * kSamplesPerByte;
 }
 
 }  // namespace ksutil::scv
