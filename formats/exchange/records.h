@@ -150,8 +150,15 @@ struct Origin {
   std::vector<Association> associations;
 };
 
+/* A record in the list of one of the origins; origin -1: none is named. */
+struct ListPlace {
+  std::int64_t origin = -1, index = -1;
+};
+
 struct Event {
   std::string id, author;
+  /* Further ids of the event: of catalogues of the same source. */
+  std::vector<std::string> aliases;
   std::int64_t evid = -1;  // of the database that it was read from
   std::string type;   // the code of origin.etype ("eq", "ex", ...) or the source's word
   std::string name;   // what people call it; "" unless given
@@ -160,8 +167,10 @@ struct Event {
   std::vector<Pick> picks;
   std::vector<Origin> origins;
   std::size_t preferred = 0;  // of the origins
-  /* Of the preferred origin's list; -1: none is named. */
+  /* Of the preferred origin's list; -1: none is named, or one of another origin. */
   std::int64_t preferred_magnitude = -1;
+  ListPlace distant_magnitude;  // the preferred magnitude when it is another origin's
+  ListPlace preferred_tensor;   // of Origin::tensors
   std::vector<std::string> comments;
   std::int64_t line = 0;  // where it stands in the input, from 1
 };

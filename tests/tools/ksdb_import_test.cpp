@@ -134,6 +134,23 @@ TEST_F(KsdbImport, OnlyADatabaseThatIsNotThereCanBeCreated) {
       "ksdb: " + name_ + ".journal: This is not a journal of changes; move it away.\n");
 }
 
+/* Agencies of a catalogue are not networks of stations. */
+TEST_F(KsdbImport, VerifiesBesideATableOfNetworks) {
+  const std::string ksdb = KSDB_PROGRAM;
+  const std::string networks =
+      folder_.write("n.txt",
+                    "#Network|Description|StartTime|EndTime|TotalStations\n"
+                    "IU|Global|1988-01-01T00:00:00||10\n");
+  EXPECT_EQ(run_program(kImport + "--create css3.0 " + networks + " " + name_).code, 0);
+  EXPECT_EQ(import("",
+                   "time,latitude,longitude,id,mag,magType,net\n"
+                   "2015-08-01T00:00:00Z,1,2,a,4,mb,us\n")
+                .code,
+            0);
+  const ProgramRun verified = run_program(ksdb + " verify " + name_);
+  EXPECT_EQ(verified.code, 0) << verified.output;
+}
+
 /* The whole way of a bulletin through the program. */
 TEST_F(KsdbImport, TakesABulletinAndVerifies) {
   const std::string bulletin = folder_.write(

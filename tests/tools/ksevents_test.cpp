@@ -86,6 +86,24 @@ TEST(Ksevents, ShowsAnEventFromItsStations) {
   EXPECT_THAT(unknown.errors, HasSubstr("aug2015x"));
 }
 
+/* Bulletins come without stations: the locator's distance and azimuth are all there is. */
+TEST(Ksevents, ShowsDistancesOfTheBulletinWhereStationsAreUnknown) {
+  const ScratchFolder folder;
+  const std::string database = folder / "db";
+  ASSERT_EQ(run_program("cp " + kData + "/ueb/ueb_test " + database + " && for t in " +
+                        kData + "/ueb/ueb_test.*; do cp $t " + database +
+                        ".${t##*.}; done && rm " + database + ".site")
+                .code,
+            0);
+  const ProgramRun run =
+      run_program(kKsevents + " show --json " + database + " 48836019");
+  const auto event = nlohmann::json::parse(run.output);
+  const auto &association = event["origins"][0]["associations"][0];
+  EXPECT_EQ(association["sta"], "TXAR");
+  EXPECT_NEAR(association["distance"].get<double>(), 2.457, 0.0005);
+  EXPECT_NEAR(association["azimuth"].get<double>(), 299.9, 0.2);
+}
+
 TEST(Ksevents, WatchReportsChangesAndEndsOnSignal) {
   using namespace std::chrono_literals;
   const ScratchFolder folder;

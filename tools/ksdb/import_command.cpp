@@ -1,6 +1,7 @@
 #include <csignal>
 #include <cstdio>
 #include <memory>
+#include <optional>
 #include <string>
 
 #include "formats/exchange/format.h"
@@ -14,6 +15,7 @@
 #include "tools/ksdb/import_target.h"
 #include "tools/ksdb/index_command.h"
 #include "tools/ksdb/refusals.h"
+#include "tools/ksdb/stage_clock.h"
 
 namespace ksutil::tools {
 namespace {
@@ -163,14 +165,28 @@ int import(const ImportArguments &arguments) {
   exchange::ImportCounts counts;
   Imported imported;
   {
-    Progress progress("importing", static_cast<long>(events.size()), arguments.quiet,
-                      "events");
+    using Stage = exchange::ImportListener::Stage;
+    std::optional<Progress> progress;
+    std::optional<StageClock> clock;
     exchange::ImportListener listener;
+    listener.begun = [&](Stage stage) {
+      clock.reset();
+      progress.reset();
+      if (stage == Stage::kImporting) {
+        progress.emplace("importing", static_cast<long>(events.size()), arguments.quiet,
+                         "events");
+      } else {
+        clock.emplace(stage == Stage::kIndexing
+                          ? "looking at what " + arguments.database + " has"
+                          : "copying the rows into " + arguments.database,
+                      arguments.quiet);
+      }
+    };
     listener.reached = [&](std::int64_t done) {
-      progress.reach(static_cast<long>(done));
+      if (progress) progress->reach(static_cast<long>(done));
     };
     listener.refused = [&](std::int64_t line, const std::string &reason) {
-      progress.wipe();
+      if (progress) progress->wipe();
       refusals.add(line, reason);
     };
     imported =

@@ -39,6 +39,12 @@ bool EventSheets::read(const std::string &database, long evid, bool best) {
   if (view_.configure("dbname", database.c_str(), static_cast<char *>(nullptr)) < 0) {
     return false;
   }
+  store_ = db::open_store(database, "r", 1 << 16);
+  db::TableStore *assoc = store_ == nullptr ? nullptr : store_->table("assoc");
+  if (assoc != nullptr) {
+    delta_ = db::RealColumn(assoc->layout(), "delta");
+    esaz_ = db::RealColumn(assoc->layout(), "esaz");
+  }
   event_ = view_.findEvid(evid);
   if (event_ == nullptr || !note(view_.refreshAssociations(event_))) return false;
   bool preferred = event_->prefor < 0;
@@ -116,11 +122,26 @@ Rows EventSheets::associations(KSEVOrigin &origin) {
     if (view_.lookupStation(&origin, row->sta, origin.time, &station) < 0) {
       complete_ = false;
     }
+    double delta = -999.0, azimuth = -999.0;
+    place(*row, *station, delta, azimuth);
     rows.add({row->sta, row->phase, when(row->time), real(row->timeres, 3),
-              std::to_string(row->defining), real(station->delta, 3),
-              real(station->azimuth, 1)});
+              std::to_string(row->defining), real(delta, 3), real(azimuth, 1)});
   }
   return rows;
+}
+
+void EventSheets::place(const KSEVAssociation &row, const KSEVOriginStation &station,
+                        double &delta, double &azimuth) const {
+  delta = station.delta;
+  azimuth = station.azimuth;
+  if (row.record_assoc == nullptr) return;
+  double value = 0.0;
+  if (delta == -999.0 && delta_.read(row.record_assoc, value) && value >= 0.0) {
+    delta = value;
+  }
+  if (azimuth == -999.0 && esaz_.read(row.record_assoc, value) && value > -999.0) {
+    azimuth = value;
+  }
 }
 
 Rows EventSheets::detections(const KSEVOrigin &origin) const {

@@ -2,9 +2,12 @@
 #ifndef KSUTIL_TOOLS_KSEVENTS_EVENT_SHEETS_H
 #define KSUTIL_TOOLS_KSEVENTS_EVENT_SHEETS_H
 
+#include <memory>
 #include <string>
 
 #include "events/kseventview.h"
+#include "platform/db/columns.h"
+#include "platform/db/store.h"
 #include "tools/common/rows.h"
 #include "tools/ksevents/event_line.h"
 
@@ -34,6 +37,10 @@ class EventSheets {
   Unreadable unreadable(const OriginReader &reader) const;
 
  private:
+  /* The distance and azimuth of an associated station: as the view computes them from its
+   * site, and without one those of the assoc row. */
+  void place(const KSEVAssociation &row, const KSEVOriginStation &station,
+             double &delta, double &azimuth) const;
   Rows magnitudes_of(const KSEVOrigin &origin) const;
   Rows origins() const;
   Rows associations(KSEVOrigin &origin);
@@ -45,6 +52,8 @@ class EventSheets {
 
   bool raw_;
   KSEventView view_;
+  std::unique_ptr<db::DatabaseStore> store_;  // for the layout of assoc
+  db::RealColumn delta_, esaz_;
   KSEVEvent *event_ = nullptr;
   bool complete_ = true;
 };

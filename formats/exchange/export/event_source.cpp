@@ -17,6 +17,12 @@ std::string base_name(const std::string &path) {
   return slash == path.npos ? path : path.substr(slash + 1);
 }
 
+/* Where an id stands in a list; -1: nowhere, or it is a null. */
+std::int64_t index_in(const std::vector<std::int64_t> &ids, std::int64_t id) {
+  const auto found = id < 0 ? ids.end() : std::find(ids.begin(), ids.end(), id);
+  return found == ids.end() ? -1 : found - ids.begin();
+}
+
 }  // namespace
 
 EventSource::EventSource(db::DatabaseStore &store, const EventSelection &selection)
@@ -209,9 +215,10 @@ bool EventSource::read_event(std::int64_t record, Event &event) {
     event.id = name;
   }
   if (event.id.empty()) event.id = id_of("evid", event.evid);
-  std::int64_t preferred_magid = -1;
+  event.aliases = tables_.ids.others("evid", event.evid);
+  PreferredIds preferred;
   for (const std::string &line : comments(row.integer(commid_))) {
-    read_event_remark(line, event, preferred_magid);
+    read_event_remark(line, event, preferred);
   }
   if (const db::Field *field = tables_.event.layout().find("evname");
       field != nullptr && event.name.empty() &&
@@ -220,9 +227,15 @@ bool EventSource::read_event(std::int64_t record, Event &event) {
   }
   for (std::size_t i = 0; i < event.origins.size(); i++) {
     read_parts(i, event);
-    if (i != event.preferred || preferred_magid < 0) continue;
-    const auto found = std::find(magids_.begin(), magids_.end(), preferred_magid);
-    if (found != magids_.end()) event.preferred_magnitude = found - magids_.begin();
+    const std::int64_t magnitude = index_in(magids_, preferred.magid);
+    const std::int64_t tensor = index_in(mtids_, preferred.mtid);
+    const auto origin = static_cast<std::int64_t>(i);
+    if (i == event.preferred) {
+      event.preferred_magnitude = magnitude;
+    } else if (magnitude >= 0) {
+      event.distant_magnitude = {origin, magnitude};
+    }
+    if (tensor >= 0) event.preferred_tensor = {origin, tensor};
   }
   return selects(text, event);
 }
@@ -319,6 +332,7 @@ void EventSource::add_own_magnitudes(std::size_t index, Origin &origin) {
 }
 
 void EventSource::read_tensors(Origin &origin) {
+  mtids_.clear();
   for (const RowIndex::Item &item : tables_.mt.find(origin.orid)) {
     const std::string_view text = usable(tables_.mt, item.row);
     if (text.empty()) continue;
@@ -327,7 +341,8 @@ void EventSource::read_tensors(Origin &origin) {
     tensors_->read(row, tensor);
     tensor.magnitude = index_of(row.integer(tensors_->magid));
     const std::int64_t commid = row.integer(tensors_->commid);
-    tensor.id = id_of("mtid", row.integer(tensors_->mtid));
+    mtids_.push_back(row.integer(tensors_->mtid));
+    tensor.id = id_of("mtid", mtids_.back());
     tensor.comments = comments(commid);
     origin.tensors.push_back(std::move(tensor));
   }
@@ -337,8 +352,8 @@ void EventSource::read_tensors(Origin &origin) {
  * origin has none of that id. */
 std::int64_t EventSource::index_of(std::int64_t magid) {
   if (magid < 0) return -1;
-  const auto found = std::find(magids_.begin(), magids_.end(), magid);
-  if (found != magids_.end()) return found - magids_.begin();
+  const std::int64_t found = index_in(magids_, magid);
+  if (found >= 0) return found;
   faults_.references++;
   return -1;
 }

@@ -111,7 +111,7 @@ class EventSource {
   std::int64_t preferred_row_ = -1;                  // of origin
   bool preferred_found_ = false;                     // the row of prefor
   std::vector<std::array<OriginRows::Own, 3>> own_;  // of the origins
-  std::vector<std::int64_t> magids_;                 // of the origin that is being read
+  std::vector<std::int64_t> magids_, mtids_;         // of the origin that is being read
   std::unordered_map<std::int64_t, std::int64_t> picks_;  // by arid; -1: there is none
   SourceFaults faults_;
   LeftOut left_out_;

@@ -31,16 +31,31 @@ bool PublicIds::open(db::DatabaseStore &store) {
   return true;
 }
 
-std::string PublicIds::find(std::string_view tag, std::int64_t id) const {
+std::vector<std::string> PublicIds::all(std::string_view tag, std::int64_t id,
+                                        std::size_t most) const {
+  std::vector<std::string> texts;
   for (const RowIndex::Item &item : table_.find(id)) {
     const std::string_view row = table_.row(item.row);
     std::string_view name, text;
     if (tag_.read(row, name) && name == tag && text_.read(row, text) &&
         !text_.is_null(text)) {
-      return std::string(text);
+      texts.emplace_back(text);
+      if (texts.size() == most) break;
     }
   }
-  return "";
+  return texts;
+}
+
+std::string PublicIds::find(std::string_view tag, std::int64_t id) const {
+  std::vector<std::string> texts = all(tag, id, 1);
+  return texts.empty() ? "" : std::move(texts.front());
+}
+
+std::vector<std::string> PublicIds::others(std::string_view tag,
+                                           std::int64_t id) const {
+  std::vector<std::string> texts = all(tag, id, kMostRecords);
+  if (!texts.empty()) texts.erase(texts.begin());
+  return texts;
 }
 
 bool SeedCodes::open(db::DatabaseStore &store) {

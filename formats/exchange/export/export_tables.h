@@ -44,8 +44,13 @@ class PublicIds {
   bool there() const { return table_.there(); }
   /* The text id of a row, "" when there is none.  `tag` names its id field. */
   std::string find(std::string_view tag, std::int64_t id) const;
+  /* Its further ones. */
+  std::vector<std::string> others(std::string_view tag, std::int64_t id) const;
 
  private:
+  std::vector<std::string> all(std::string_view tag, std::int64_t id,
+                               std::size_t most) const;
+
   ExportTable table_;
   db::TextColumn text_, tag_;
 };

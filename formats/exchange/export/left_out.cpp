@@ -81,7 +81,7 @@ void LeftOut::add_origin(const Origin &origin, const Places &places) {
   add_if((origin.gap >= 0.0 || origin.nearest >= 0.0) && !places.gap_and_nearest,
          "gaps and distances of the nearest station");
   add_if(origin.rms >= 0.0 && !places.rms, "standard errors of observations");
-  const bool ellipse = origin.minor_axis >= 0.0;
+  const bool ellipse = origin.minor_axis >= 0.0 || origin.ellipse_strike >= 0.0;
   add_if((origin.horizontal_error >= 0.0 || ellipse) && !places.horizontal_error,
          "errors of epicentres");
   add_if(ellipse && places.horizontal_error, "axes of error ellipses");
@@ -102,6 +102,7 @@ void LeftOut::add_rest(const Event &event, const Magnitude *magnitude,
   add("further origins", event.origins.size() - 1);
   add("further magnitudes", origin.magnitudes.size() - (magnitude == nullptr ? 0 : 1));
   add("arrivals", event.picks.size());
+  add("further ids of events", event.aliases.size());
   add_if(!event.name.empty(), "names of events");
   add_if(!event.type.empty() && !places.type, "types of events");
   add_if(!event.place.empty() && !places.place, "names of places");

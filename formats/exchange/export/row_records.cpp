@@ -120,14 +120,16 @@ void OrigerrRows::read(const RowGet &row, Origin &origin) const {
   origin.depth_error = row.real(sdepth_);
   origin.time_error = row.real(stime_);
   origin.confidence = row.real(conf_, 0.0);
-  /* A major axis alone is an error of the epicentre in all directions. */
+  /* A major axis without minor axis and strike is an error of the epicentre in all
+   * directions. */
   const double major = row.real(smajax_), minor = row.real(sminax_);
-  if (minor < 0.0) {
+  const double strike = row.real(strike_);
+  if (minor < 0.0 && strike < 0.0) {
     origin.horizontal_error = major;
   } else {
     origin.major_axis = major;
     origin.minor_axis = minor;
-    origin.ellipse_strike = row.real(strike_);
+    origin.ellipse_strike = strike;
   }
 }
 
@@ -320,15 +322,19 @@ std::optional<std::string_view> value_of(std::string_view line, std::string_view
 
 }  // namespace
 
-void read_event_remark(std::string_view line, Event &event, std::int64_t &magid) {
-  constexpr std::string_view kMagid = "magid ";
+void read_event_remark(std::string_view line, Event &event, PreferredIds &preferred) {
+  constexpr std::string_view kMagid = "magid ", kMtid = "mtid ";
   if (const auto place = value_of(line, "place"); place && event.place.empty()) {
     event.place = *place;
   } else if (const auto name = value_of(line, "name"); name && event.name.empty()) {
     event.name = *name;
   } else if (const auto id = value_of(line, "preferred magnitude");
              id && id->starts_with(kMagid) &&
-             parse_integer(id->substr(kMagid.size()), magid)) {
+             parse_integer(id->substr(kMagid.size()), preferred.magid)) {
+    return;
+  } else if (const auto mt = value_of(line, "preferred mechanism");
+             mt && mt->starts_with(kMtid) &&
+             parse_integer(mt->substr(kMtid.size()), preferred.mtid)) {
     return;
   } else {
     event.comments.emplace_back(line);

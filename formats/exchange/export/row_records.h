@@ -9,6 +9,7 @@
 #include <string_view>
 
 #include "formats/exchange/export/left_out.h"
+#include "formats/exchange/import/remark_lines.h"
 #include "formats/exchange/records.h"
 #include "platform/db/columns.h"
 
@@ -136,7 +137,7 @@ struct MtRows {
 /* Take a comment line of an event, of an origin, of an origerr row: what the importer keeps
  * there goes back to its place, anything else to the comments.  `magid` is that of the
  * preferred magnitude when the line names it. */
-void read_event_remark(std::string_view line, Event &event, std::int64_t &magid);
+void read_event_remark(std::string_view line, Event &event, PreferredIds &preferred);
 void read_origin_remark(std::string_view line, Origin &origin);
 void read_origerr_remark(std::string_view line, Origin &origin);
 

@@ -4,6 +4,7 @@
 #include <cmath>
 #include <nlohmann/json.hpp>
 
+#include "formats/exchange/second_names.h"
 #include "platform/clock/clock.h"
 #include "platform/stock/text.h"
 
@@ -27,6 +28,7 @@ enum class Member {
   kNet,
   kCode,
   kId,
+  kIds,
   kDepth,
   kNst,
   kGap,
@@ -65,6 +67,7 @@ constexpr MemberName kMembers[] = {
     {"id", Member::kId},
     {"eventid", Member::kId},
     {"unid", Member::kId},
+    {"ids", Member::kIds},
     {"depth", Member::kDepth},
     {"nst", Member::kNst},
     {"gap", Member::kGap},
@@ -187,7 +190,7 @@ bool GeojsonReader::read_place(const Json &feature, Origin &origin) {
 void GeojsonReader::read_properties(const Json &properties, Event &event) {
   Origin &origin = event.origins.front();
   Magnitude magnitude;
-  std::string id, code;
+  std::string id, code, ids;
   for (const auto &[name, value] : properties.items()) {
     if (value.is_null() ||
         (value.is_string() && value.get_ref<const std::string &>().empty())) {
@@ -237,6 +240,9 @@ void GeojsonReader::read_properties(const Json &properties, Event &event) {
       case Member::kId:
         text(value, "id", id);
         break;
+      case Member::kIds:
+        text(value, "ids", ids);
+        break;
       case Member::kDepth:
         real(value, "depth", -100.0, 1000.0, origin.depth);
         break;
@@ -275,6 +281,11 @@ void GeojsonReader::read_properties(const Json &properties, Event &event) {
     }
   }
   if (event.id.empty()) event.id = !id.empty() ? id : event.author + code;
+  for (std::string_view rest = ids; !rest.empty();) {
+    const std::size_t end = std::min(rest.find(','), rest.size());
+    add_alias(event, rest.substr(0, end));
+    rest.remove_prefix(std::min(end + 1, rest.size()));
+  }
   if (origin.author.empty()) origin.author = event.author;
   if (magnitude.author.empty()) magnitude.author = event.author;
   if (magnitude.value > -999.0) origin.magnitudes.push_back(std::move(magnitude));

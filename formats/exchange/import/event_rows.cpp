@@ -145,7 +145,6 @@ void fill_origin(const Event &event, const Origin &origin, const RowIds &ids,
 
 void fill_netmag(const Magnitude &magnitude, const RowIds &ids, RowPut row) {
   row.put("magid", ids.magid)
-      .put("net", std::string_view(magnitude.author))
       .put("orid", ids.orid)
       .put("evid", ids.evid)
       .put("magtype", std::string_view(magnitude.type))

@@ -156,6 +156,11 @@ bool Gathering::add(const Event &event) {
   return true;
 }
 
+bool Gathering::contains(const std::string &id) {
+  std::size_t slot = 0;
+  return !slots_.empty() && find(id, hash_of(id), slot) && slots_[slot] != 0;
+}
+
 std::vector<std::uint32_t> Gathering::by_time() const {
   std::vector<std::uint32_t> order(entries_.size());
   std::iota(order.begin(), order.end(), 0U);

@@ -46,6 +46,8 @@ class Gathering {
   /* Events that have gone because of a later revision. */
   std::int64_t superseded() const { return superseded_; }
   std::size_t size() const { return entries_.size(); }
+  /* Whether an event has this id of its own; false also when that cannot be read. */
+  bool contains(const std::string &id);
   const Needs &needs() const { return needs_; }
 
   /* The events in the order of their origin times; equal times in the order of lines. */

@@ -1,18 +1,58 @@
 #include "formats/exchange/import/import_plan.h"
 
 #include <algorithm>
+#include <cmath>
 
 #include "formats/exchange/import/gathering.h"
 #include "platform/db/columns.h"
 #include "platform/elog/elog.h"
+#include "platform/geo/geo.h"
 #include "platform/stock/text.h"
 
 namespace ksutil::exchange {
+namespace {
 
-std::int64_t ImportPlan::find(const std::string &id) const {
+/* Whether a place is in a list of this origin of the event. */
+bool is_list_of(const Event &event, const Origin &origin, const ListPlace &place) {
+  return place.origin >= 0 && place.origin == &origin - event.origins.data();
+}
+
+}  // namespace
+
+std::int64_t ImportPlan::find(const Event &event, bool &by_alias) const {
+  by_alias = false;
+  std::int64_t record = find_id(event.id);
+  if (record >= 0) return record;
+  for (const std::string &alias : event.aliases) {
+    record = find_id(alias);
+    by_alias = record >= 0 && is_near(event, record);
+    if (by_alias) return record;
+  }
+  return -1;
+}
+
+std::int64_t ImportPlan::find_id(const std::string &id) const {
   const std::int64_t evid = tables_.public_id("evid", id);
   const std::int64_t record = evid < 0 ? -1 : tables_.event_of(evid);
   return record >= 0 ? record : tables_.named_event(id);
+}
+
+bool ImportPlan::is_near(const Event &event, std::int64_t record) const {
+  constexpr double kMostSeconds = 300.0, kMostDegrees = 10.0;
+  const std::int64_t origin =
+      tables_.origin_of(integer(kEvent, "prefor", row_of(kEvent, record)));
+  if (origin < 0) return false;
+  const std::string row = row_of(kOrigin, origin);
+  double time = 0.0, lat = 0.0, lon = 0.0;
+  const db::Relation &layout = tables_.layout(kOrigin);
+  if (!db::RealColumn(layout, "time").read(row, time) ||
+      !db::RealColumn(layout, "lat").read(row, lat) ||
+      !db::RealColumn(layout, "lon").read(row, lon)) {
+    return false;
+  }
+  const Origin &own = preferred_origin(event);
+  return std::abs(time - own.time) <= kMostSeconds &&
+         distance_degrees(lat, lon, own.lat, own.lon) <= kMostDegrees;
 }
 
 std::string ImportPlan::row_of(Table table, std::int64_t record) const {
@@ -81,7 +121,7 @@ ImportPlan::Result ImportPlan::import(const Event &event, std::int64_t record) {
   pending_.clear();
   met_.clear();
   changed_ = differs_ = adding_only_ = false;
-  preferred_magid_ = -1;
+  preferred_ = PreferredIds();
   report_ = FillReport();
   const ImportTables::Counters counters = tables_.counters();
   const ImportCounts counts = counts_;
@@ -149,7 +189,7 @@ bool ImportPlan::plan(const Event &event, std::int64_t record) {
     return true;
   }
   std::int64_t commid = integer(kEvent, "commid", row);
-  if (!plan_remarks(event_remarks(event, preferred_magid_, remark_width()), commid)) {
+  if (!plan_remarks(event_remarks(event, preferred_, remark_width()), commid)) {
     return false;
   }
   RowPut put(tables_.layout(kEvent), row, report_);
@@ -166,7 +206,8 @@ bool ImportPlan::plan(const Event &event, std::int64_t record) {
       .put("commid", commid);
   set(kEvent, record, std::move(row));
   const bool changed_rows = changed_;
-  if (!plan_public_id("evid", event.id, evid)) return false;
+  if (!plan_public_id("evid", event.id, evid) || !plan_aliases(event, evid))
+    return false;
 
   if (record < 0 || healed) {
     counts_.added++;
@@ -388,17 +429,22 @@ bool ImportPlan::plan_magnitudes(const Event &event, const Origin &origin, Place
   /* The one that the event names comes before others of its type. */
   const auto named = static_cast<std::size_t>(event.preferred_magnitude);
   if (preferred && named < magids_.size() && magids_[named] >= 0) {
-    preferred_magid_ = magids_[named];
+    preferred_.magid = magids_[named];
     choose_magnitude(origin.magnitudes[named], magids_[named], own);
+  }
+  const auto distant = static_cast<std::size_t>(event.distant_magnitude.index);
+  if (is_list_of(event, origin, event.distant_magnitude) && distant < magids_.size()) {
+    preferred_.magid = magids_[distant];
   }
   for (std::size_t i = 0; i < magids_.size(); i++) {
     if (magids_[i] >= 0) choose_magnitude(origin.magnitudes[i], magids_[i], own);
   }
-  return plan_tensors(origin, place, mw);
+  return plan_tensors(event, origin, place, mw);
 }
 
 /* A tensor without an id is the next one of its author. */
-bool ImportPlan::plan_tensors(const Origin &origin, Place place, std::int64_t magid) {
+bool ImportPlan::plan_tensors(const Event &event, const Origin &origin, Place place,
+                              std::int64_t magid) {
   if (origin.tensors.empty()) return true;
   if (!tables_.has(kMt)) {
     report_.left_out.add("a moment tensor: the schema has no table mt");
@@ -442,6 +488,10 @@ bool ImportPlan::plan_tensors(const Origin &origin, Place place, std::int64_t ma
     fill_mt(tensor, ids, put);
     put.put("commid", commid);
     set(kMt, record, std::move(row));
+    if (is_list_of(event, origin, event.preferred_tensor) &&
+        event.preferred_tensor.index == &tensor - origin.tensors.data()) {
+      preferred_.mtid = ids.mtid;
+    }
     if (!known.now && !plan_public_id("mtid", tensor.id, ids.mtid)) return false;
   }
   return true;

@@ -27,8 +27,9 @@ class ImportPlan {
         now_(now),
         codes_(tables) {}
 
-  /* The row of the event in the table event; -1: it is new. */
-  std::int64_t find(const std::string &id) const;
+  /* The row of the event in the table event; -1: it is new.  `by_alias` tells whether only
+   * a further id led to it. */
+  std::int64_t find(const Event &event, bool &by_alias) const;
 
   /* Imports one event, whose row find() gave.  kRefused: reason() tells, and nothing was
    * changed; kFailed with a message. */
@@ -54,6 +55,11 @@ class ImportPlan {
   };
 
   bool plan(const Event &event, std::int64_t record);
+  std::int64_t find_id(const std::string &id) const;
+  /* Whether an event of the database is where and when this one is, so that an id which
+   * two sources have given out does not join their events. */
+  bool is_near(const Event &event, std::int64_t record) const;
+  bool plan_aliases(const Event &event, std::int64_t evid);
   bool has_news(const Event &event) const;
   /* Finds an origin that has lost its event and is the event's. */
   bool find_orphan(const Event &event, std::int64_t &evid, std::int64_t &orid) const;
@@ -65,7 +71,8 @@ class ImportPlan {
   bool plan_origin(const Event &event, const Origin &origin, Place place);
   bool plan_magnitudes(const Event &event, const Origin &origin, Place place,
                        OriginMagnitudes &own);
-  bool plan_tensors(const Origin &origin, Place place, std::int64_t magid);
+  bool plan_tensors(const Event &event, const Origin &origin, Place place,
+                    std::int64_t magid);
   std::int64_t netmag_of(const Magnitude &magnitude, std::int64_t known,
                          std::size_t count, Place place,
                          const std::vector<std::int64_t> &taken) const;
@@ -122,7 +129,7 @@ class ImportPlan {
   std::vector<std::int64_t> arids_;                      // of its picks
   std::vector<StationCode> pick_codes_;                  // of its picks
   std::vector<std::int64_t> magids_;                     // of the origin's magnitudes
-  std::int64_t preferred_magid_ = -1;
+  PreferredIds preferred_;
   std::unordered_map<std::uint64_t, std::size_t> seen_;  // rows of a key, so far
 };
 

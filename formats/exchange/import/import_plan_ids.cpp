@@ -47,6 +47,17 @@ bool ImportPlan::plan_public_id(const char *key, const std::string &id,
   return true;
 }
 
+/* Two events of one input that share a further id both keep their own: the id is the first
+ * one's. */
+bool ImportPlan::plan_aliases(const Event &event, std::int64_t evid) {
+  for (const std::string &alias : event.aliases) {
+    if (known_id("evid", alias).id >= 0) continue;
+    meet("evid", alias, evid);
+    if (!plan_public_id("evid", alias, evid)) return false;
+  }
+  return true;
+}
+
 bool ImportPlan::plan_remarks(const std::vector<RemarkLine> &lines,
                               std::int64_t &commid) {
   if (lines.empty()) return true;

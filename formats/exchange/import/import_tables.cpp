@@ -4,6 +4,7 @@
 
 #include "formats/exchange/import/event_rows.h"
 #include "formats/exchange/import/gathering.h"
+#include "formats/exchange/import/last_id.h"
 #include "platform/elog/elog.h"
 #include "platform/stock/text.h"
 
@@ -263,38 +264,18 @@ std::int64_t ImportTables::orphan_like(std::string_view origin_row) const {
   return found.empty() ? -1 : found.front().row;
 }
 
-/* The counter's last value: the greatest of its row and of the ids in use. */
 bool ImportTables::start_counter(const char *key, Counter &counter) {
-  std::int64_t last = 0;
-  const db::Snapshot &lastid = rows(kLastid);
-  const db::TextColumn name(lastid.layout(), "keyname");
-  const db::IntegerColumn value(lastid.layout(), "keyvalue");
-  for (long row = 0; row < lastid.count(); row++) {
-    const std::string_view record = lastid.row(row);
-    if (record.empty() || text_of(name, record) != key) continue;
-    if (counter.record < 0 || integer_of(value, record) > last) counter.record = row;
-    last = std::max(last, integer_of(value, record));
-  }
-  for (const auto &use : store_.schema()->counter_uses(key)) {
+  const auto own = [this](const std::string &name) {
     std::shared_ptr<const db::Snapshot> table;
     for (std::size_t i = 0; i < kTableCount; i++) {
-      if (has(static_cast<Table>(i)) && use.table == kNames[i].name) {
-        table = snapshots_[i];
-      }
+      if (has(static_cast<Table>(i)) && name == kNames[i].name) table = snapshots_[i];
     }
-    if (table == nullptr) {
-      db::TableStore *other = store_.table(use.table);
-      if (other != nullptr) table = other->snapshot();
-    }
-    if (table == nullptr) return false;
-    const db::IntegerColumn column(table->layout(), use.field);
-    for (long row = 0; row < table->count(); row++) {
-      const std::string_view record = table->row(row);
-      if (!record.empty()) last = std::max(last, integer_of(column, record));
-    }
-    if (!table->complete()) return false;
-  }
-  counter.next = last + 1;
+    return table;
+  };
+  LastId last;
+  if (!find_last_id(store_, rows(kLastid), key, own, last)) return false;
+  counter.record = last.record;
+  counter.next = last.value + 1;
   return true;
 }
 

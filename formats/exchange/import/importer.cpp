@@ -47,7 +47,7 @@ class Import {
   /* New events in the order of their times, then known ones in the order of their rows,
    * so that each table is read once from its beginning to its end. */
   bool run() {
-    std::vector<std::pair<std::int64_t, std::uint32_t>> known;
+    std::vector<Known> known;
     for (const std::uint32_t index : events_.by_time()) {
       if (!get(index)) return false;
       if (!selected(options_, event_)) {
@@ -55,23 +55,43 @@ class Import {
         count_one();
         continue;
       }
-      const std::int64_t record = plan_.find(event_.id);
+      bool by_alias = false;
+      const std::int64_t record = plan_.find(event_, by_alias);
       if (record >= 0) {
-        known.emplace_back(record, index);
+        known.push_back({record, by_alias, index});
       } else if (!import(-1)) {
         return false;
       }
     }
     std::sort(known.begin(), known.end());
-    for (const auto &[record, index] : known) {
-      if (!get(index) || !import(record)) return false;
+    std::int64_t before = -1;
+    for (const Known &item : known) {
+      if (!get(item.index)) return false;
+      if (item.record == before) {
+        refuse("another event of the input is the same one of the database");
+        count_one();
+      } else if (!import(item.record)) {
+        return false;
+      }
+      before = item.record;
     }
     return tables_.write_counters(now_);
   }
 
  private:
+  /* An event that the database has; those that a further id leads to come after the one
+   * with the same row that its own id leads to. */
+  struct Known {
+    std::int64_t record;
+    bool by_alias;
+    std::uint32_t index;
+    auto operator<=>(const Known &) const = default;
+  };
+
   bool get(std::uint32_t index) {
     if (events_.get(index, event_)) {
+      std::erase_if(event_.aliases,
+                    [&](const std::string &id) { return events_.contains(id); });
       if (!tables_.has(kPublicid)) forget_ids(event_);
       return true;
     }
@@ -81,13 +101,17 @@ class Import {
 
   void count_one() { listener_.reached(++done_); }
 
+  void refuse(const std::string &reason) {
+    counts_.refused++;
+    listener_.refused(event_.line, reason);
+  }
+
   bool import(std::int64_t record) {
     switch (plan_.import(event_, record)) {
       case ImportPlan::Result::kFailed:
         return false;
       case ImportPlan::Result::kRefused:
-        counts_.refused++;
-        listener_.refused(event_.line, plan_.reason());
+        refuse(plan_.reason());
         break;
       case ImportPlan::Result::kDone:
         break;
@@ -120,11 +144,14 @@ Imported import_events(db::DatabaseStore &store, Gathering &events,
   if (names.empty()) return Imported::kFailed;
   bool too_strict = false;
   const auto work = [&](db::Transaction &step) {
+    listener.begun(ImportListener::Stage::kIndexing);
     ImportTables tables(store, step, names, needs);
     if (!tables.open()) return false;
+    listener.begun(ImportListener::Stage::kImporting);
     if (!Import(tables, events, options, listener, counts).run()) return false;
     too_strict = options.strict && (counts.refused > 0 || counts.shortened > 0 ||
                                     !counts.without_place.empty());
+    if (!too_strict) listener.begun(ImportListener::Stage::kCopying);
     return !too_strict;
   };
   bool done;

@@ -52,6 +52,10 @@ struct ImportCounts {
 
 /* Hears of progress and of events that are refused. */
 struct ImportListener {
+  /* What begins: the tables of the database are indexed, then events are imported, of
+   * which reached() tells, then their rows are copied into the tables. */
+  enum class Stage { kIndexing, kImporting, kCopying };
+  std::function<void(Stage stage)> begun = [](Stage) {};
   std::function<void(std::int64_t done)> reached = [](std::int64_t) {};
   std::function<void(std::int64_t line, const std::string &reason)> refused =
       [](std::int64_t, const std::string &) {};

@@ -138,7 +138,9 @@ constexpr auto visit_origin = [](auto &bytes, auto &o) {
 template <class Bytes, class Record>
 void visit_event(Bytes &bytes, Record &event) {
   texts(bytes, event.id, event.author, event.type, event.name, event.place);
-  numbers(bytes, event.updated, event.preferred, event.preferred_magnitude, event.line);
+  numbers(bytes, event.updated, event.preferred, event.preferred_magnitude,
+          event.distant_magnitude, event.preferred_tensor, event.line);
+  visit_list(bytes, event.aliases, visit_text);
   visit_list(bytes, event.comments, visit_text);
   visit_list(bytes, event.picks, visit_pick);
   visit_list(bytes, event.origins, visit_origin);

@@ -53,14 +53,18 @@ std::vector<RemarkLine> comment_lines(const std::vector<std::string> &comments,
   return lines;
 }
 
-std::vector<RemarkLine> event_remarks(const Event &event, std::int64_t magid,
+std::vector<RemarkLine> event_remarks(const Event &event, const PreferredIds &preferred,
                                       int width) {
   std::vector<RemarkLine> lines;
   if (!event.place.empty()) lines.push_back({"place: " + event.place, {"place"}});
   if (!event.name.empty()) lines.push_back({"name: " + event.name, {"name"}});
-  if (magid >= 0) {
-    lines.push_back({"preferred magnitude: magid " + std::to_string(magid),
+  if (preferred.magid >= 0) {
+    lines.push_back({"preferred magnitude: magid " + std::to_string(preferred.magid),
                      {"preferred magnitude"}});
+  }
+  if (preferred.mtid >= 0) {
+    lines.push_back({"preferred mechanism: mtid " + std::to_string(preferred.mtid),
+                     {"preferred mechanism"}});
   }
   append(lines, comment_lines(event.comments, width));
   return lines;

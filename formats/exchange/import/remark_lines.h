@@ -23,8 +23,11 @@ struct RemarkLine {
   bool is_comment() const { return kinds[0].empty(); }
 };
 
-/* `magid` is that of the preferred magnitude; -1: none is named. */
-std::vector<RemarkLine> event_remarks(const Event &event, std::int64_t magid,
+/* The magnitude and the moment tensor that an event prefers; -1: none is named. */
+struct PreferredIds {
+  std::int64_t magid = -1, mtid = -1;
+};
+std::vector<RemarkLine> event_remarks(const Event &event, const PreferredIds &preferred,
                                       int width);
 std::vector<RemarkLine> origin_remarks(const Origin &origin, int width);
 std::vector<RemarkLine> origerr_remarks(const Origin &origin);

@@ -108,7 +108,12 @@ void IsfWriter::count_unplaced(const Event &event) {
   count_if(!event.name.empty(), "names of events");
   count_if(event.updated != 0.0, "times of update of events");
   count_if(event.author != source_, "authors of events");
-  count_if(event.preferred_magnitude >= 0, "preferred magnitudes");
+  count_if(event.preferred_magnitude >= 0 || event.distant_magnitude.origin >= 0,
+           "preferred magnitudes");
+  count_if(event.preferred_tensor.origin >= 0, "preferred mechanisms");
+  for (std::size_t i = 0; i < event.aliases.size(); i++) {
+    count_if(true, "further ids of events");
+  }
   const std::string read_as = ims_event_type(ims_code_of_event_type(event.type));
   count_if(event_type_code(read_as) != event_type_code(event.type),
            "types of events that IMS1.0 does not have");

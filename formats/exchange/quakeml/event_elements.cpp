@@ -5,12 +5,20 @@
 
 #include "formats/exchange/error_ellipse.h"
 #include "formats/exchange/quakeml/field_attributes.h"
+#include "formats/exchange/second_names.h"
 #include "platform/stock/text.h"
 
 namespace ksutil::exchange {
 namespace {
 
 using Child = XmlElement::Child;
+
+/* What fill_event takes the further ids of the event from; the source of the data is the
+ * beginning of their id. */
+bool is_of_event_id(std::string_view element, std::string_view attribute) {
+  return element == "event" && (attribute == "eventsource" || attribute == "eventid" ||
+                                attribute == "datasource" || attribute == "dataid");
+}
 
 bool is_true(const std::string &text) { return text == "true" || text == "1"; }
 
@@ -30,7 +38,7 @@ bool EventElements::count(EventParts &parts) {
 void EventElements::finish(const XmlElement &element) {
   for (const auto &[name, value] : element.attributes) {
     if (name != "publicID" && name != "id" && !value.empty() &&
-        !is_field_attribute(name)) {
+        !is_field_attribute(name) && !is_of_event_id(element.name, name)) {
       left_out_.add(element.name + "@" + name);
     }
   }
@@ -82,6 +90,17 @@ void EventElements::fill_event(const XmlElement &element, EventParts &parts) {
   const ElementValues values(element, parts.problem);
   Event &event = parts.event;
   event.id = values.id();
+  add_alias(event, id_in_identifier(event.id));
+  add_alias(event, networked_id(element.attribute("eventsource"),
+                                element.attribute("eventid")));
+  add_alias(event, element.attribute("dataid"));
+  std::string further;
+  values.field(kFurtherIdsField, further);
+  for (std::string_view rest = further; !rest.empty();) {
+    const std::size_t end = std::min(rest.find(' '), rest.size());
+    add_alias(event, rest.substr(0, end));
+    rest.remove_prefix(std::min(end + 1, rest.size()));
+  }
   event.line = element.line;
   event.author = values.author();
   values.created(parts.updated);
@@ -104,6 +123,7 @@ void EventElements::fill_event(const XmlElement &element, EventParts &parts) {
   });
   parts.preferred_origin = values.text("preferredOriginID");
   parts.preferred_magnitude = values.text("preferredMagnitudeID");
+  parts.preferred_mechanism = values.text("preferredFocalMechanismID");
   const auto references = [&](const char *name, std::vector<std::string> &list) {
     element.each(name, [&](const XmlElement &child) {
       if (!child.text.empty()) list.push_back(child.text);

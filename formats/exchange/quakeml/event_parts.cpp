@@ -36,11 +36,12 @@ class Assembly {
     join_station_magnitudes();
     join_mechanisms();
     prefer_magnitude();
+    prefer_mechanism();
     shorten_ids();
   }
 
  private:
-  struct MagnitudePlace {
+  struct RecordPlace {
     std::size_t origin = kNone, index = kNone;
   };
 
@@ -98,15 +99,15 @@ class Assembly {
       const std::size_t origin = owner(part.origin);
       auto &list = event_.origins[origin].magnitudes;
       if (!part.magnitude.id.empty()) {
-        magnitudes_.emplace(part.magnitude.id, MagnitudePlace{origin, list.size()});
+        magnitudes_.emplace(part.magnitude.id, RecordPlace{origin, list.size()});
       }
       list.push_back(std::move(part.magnitude));
     }
   }
 
-  MagnitudePlace magnitude(const std::string &id) const {
+  RecordPlace magnitude(const std::string &id) const {
     const auto found = id.empty() ? magnitudes_.end() : magnitudes_.find(id);
-    return found == magnitudes_.end() ? MagnitudePlace{} : found->second;
+    return found == magnitudes_.end() ? RecordPlace{} : found->second;
   }
 
   /* The first amplitude of a pick in nm is the pick's. */
@@ -149,7 +150,7 @@ class Assembly {
       std::size_t origin = owner(part.origin);
       const auto contribution = parts_.contributions.find(magnitude.id);
       if (!magnitude.id.empty() && contribution != parts_.contributions.end()) {
-        const MagnitudePlace into = this->magnitude(contribution->second);
+        const RecordPlace into = this->magnitude(contribution->second);
         if (into.origin != kNone) {
           origin = into.origin;
           magnitude.magnitude = static_cast<std::int64_t>(into.index);
@@ -178,7 +179,7 @@ class Assembly {
         tensor.depth = centroid.depth;
         if (origin == kNone && derived != kNone) origin = derived;
       }
-      const MagnitudePlace own = magnitude(part.magnitude);
+      const RecordPlace own = magnitude(part.magnitude);
       if (origin == kNone) origin = own.origin;
       if (origin == kNone) origin = event_.preferred;
       if (own.origin != kNone) {
@@ -189,21 +190,39 @@ class Assembly {
           tensor.magnitude = static_cast<std::int64_t>(own.index);
         }
       }
-      event_.origins[origin].tensors.push_back(std::move(tensor));
+      auto &list = event_.origins[origin].tensors;
+      if (!part.id.empty()) {
+        mechanisms_.emplace(part.id, RecordPlace{origin, list.size()});
+      }
+      list.push_back(std::move(tensor));
     }
   }
 
   void prefer_magnitude() {
     if (parts_.preferred_magnitude.empty()) return;
-    const MagnitudePlace place = magnitude(parts_.preferred_magnitude);
+    const RecordPlace place = magnitude(parts_.preferred_magnitude);
     if (place.origin == event_.preferred) {
       event_.preferred_magnitude = static_cast<std::int64_t>(place.index);
+    } else if (place.origin == kNone) {
+      left_out_.add("a preferredMagnitudeID of a magnitude that is not there");
     } else {
-      left_out_.add(
-          place.origin == kNone
-              ? "a preferredMagnitudeID of a magnitude that is not there"
-              : "a preferredMagnitudeID of another than the preferred origin");
+      event_.distant_magnitude = place_in_list(place);
     }
+  }
+
+  void prefer_mechanism() {
+    if (parts_.preferred_mechanism.empty()) return;
+    const auto found = mechanisms_.find(parts_.preferred_mechanism);
+    if (found == mechanisms_.end()) {
+      left_out_.add("a preferredFocalMechanismID of a mechanism that is not there");
+    } else {
+      event_.preferred_tensor = place_in_list(found->second);
+    }
+  }
+
+  static ListPlace place_in_list(const RecordPlace &place) {
+    return {static_cast<std::int64_t>(place.origin),
+            static_cast<std::int64_t>(place.index)};
   }
 
   EventParts parts_;
@@ -211,7 +230,7 @@ class Assembly {
   UnplacedCounts &left_out_;
   Places picks_, origins_, amplitudes_;
   std::unordered_map<std::string, Origin> centroids_;
-  std::unordered_map<std::string, MagnitudePlace> magnitudes_;
+  std::unordered_map<std::string, RecordPlace> magnitudes_, mechanisms_;
 };
 
 }  // namespace

@@ -45,7 +45,7 @@ struct MechanismPart {
 
 struct EventParts {
   Event event;  // without the lists
-  std::string preferred_origin, preferred_magnitude;
+  std::string preferred_origin, preferred_magnitude, preferred_mechanism;
   /* In bulletins whose events refer to what stands beside them. */
   std::vector<std::string> origin_references, mechanism_references;
 

@@ -14,6 +14,8 @@ namespace ksutil::exchange {
 inline constexpr const char *kFieldSpace = "urn:ksutil:fields";
 
 inline constexpr const char *kEtypeField = "origin.etype";  // of event
+/* Of event: its ids beyond the identifier, with blanks between them. */
+inline constexpr const char *kFurtherIdsField = "publicid.textid";
 inline constexpr const char *kDtypeField = "origin.dtype";  // of origin
 /* Of origin and of magnitude: "-" when the row has no count, no type. */
 inline constexpr const char *kNassField = "origin.nass";
@@ -44,13 +46,13 @@ inline constexpr const char *kMtAlgorithmField = "mt.algorithm";
 inline constexpr const char *kCentroidField = "mt.centroid";
 
 inline bool is_field_attribute(std::string_view name) {
-  constexpr std::array<std::string_view, 22> kFields{
-      kEtypeField,      kDtypeField,  kAlgorithmField,   kCovarianceField,
-      kBeliefField,     kSeazField,   kEmaresField,      kTimedefField,
-      kAzdefField,      kSlodefField, kVmodelField,      kEmaField,
-      kRectField,       kPerField,    kSnrField,         kStamagPhaseField,
-      kStamagPickField, kMwField,     kMtAlgorithmField, kCentroidField,
-      kNassField,       kMagtypeField};
+  constexpr std::array<std::string_view, 23> kFields{
+      kEtypeField,      kDtypeField,   kAlgorithmField,   kCovarianceField,
+      kBeliefField,     kSeazField,    kEmaresField,      kTimedefField,
+      kAzdefField,      kSlodefField,  kVmodelField,      kEmaField,
+      kRectField,       kPerField,     kSnrField,         kStamagPhaseField,
+      kStamagPickField, kMwField,      kMtAlgorithmField, kCentroidField,
+      kNassField,       kMagtypeField, kFurtherIdsField};
   return std::find(kFields.begin(), kFields.end(), name) != kFields.end();
 }
 

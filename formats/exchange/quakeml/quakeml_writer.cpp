@@ -58,6 +58,24 @@ bool has_centroid(const MomentTensor &tensor) {
   return is_writable_time(tensor.time) && tensor.lat != kNone && tensor.lon != kNone;
 }
 
+/* Whether there is more than planes and axes: an element momentTensor. */
+bool is_given(const MomentTensor &tensor) {
+  return has_tensor(tensor) || tensor.moment != kNone || has_centroid(tensor);
+}
+
+/* The identifier of a focalMechanism; `id` is that of its tensor, if it has one. */
+std::string mechanism_id(const MomentTensor &tensor, const std::string &id) {
+  return is_given(tensor) ? id + "/mechanism" : id;
+}
+
+const std::string *id_at(const ListPlace &place,
+                         const std::vector<std::vector<std::string>> &ids) {
+  const auto origin = static_cast<std::size_t>(place.origin);
+  const auto index = static_cast<std::size_t>(place.index);
+  return origin < ids.size() && index < ids[origin].size() ? &ids[origin][index]
+                                                           : nullptr;
+}
+
 }  // namespace
 
 bool QuakeMlWriter::begin() {
@@ -102,6 +120,7 @@ void QuakeMlWriter::name_all(const Event &event) {
   pick_ids_.clear();
   origin_ids_.clear();
   magnitude_ids_.clear();
+  tensor_ids_.clear();
   for (std::size_t i = 0; i < event.picks.size(); i++) {
     pick_ids_.push_back(name(event.picks[i].id, event_id_, "pick", i));
   }
@@ -111,6 +130,10 @@ void QuakeMlWriter::name_all(const Event &event) {
     std::vector<std::string> &ids = magnitude_ids_.emplace_back();
     for (std::size_t k = 0; k < origin.magnitudes.size(); k++) {
       ids.push_back(name(origin.magnitudes[k].id, origin_ids_[i], "magnitude", k));
+    }
+    std::vector<std::string> &tensors = tensor_ids_.emplace_back();
+    for (std::size_t k = 0; k < origin.tensors.size(); k++) {
+      tensors.push_back(name(origin.tensors[k].id, origin_ids_[i], "mechanism", k));
     }
   }
 }
@@ -198,11 +221,28 @@ void QuakeMlWriter::put_event(const Event &event) {
   xml_.attribute("publicID", event_id_);
   const std::string_view known = event_type_word(event.type);
   if (known.empty()) put_field(kEtypeField, event.type);
+  std::string further;
+  for (const std::string &id : event.aliases) {
+    if (id.find(' ') != id.npos) {
+      left_out_.add("further ids of events");
+    } else {
+      further += (further.empty() ? "" : " ") + id;
+    }
+  }
+  put_field(kFurtherIdsField, further);
   xml_.element("preferredOriginID", origin_ids_[event.preferred]);
   const auto preferred = static_cast<std::size_t>(event.preferred_magnitude);
   if (event.preferred_magnitude >= 0 &&
       preferred < magnitude_ids_[event.preferred].size()) {
     xml_.element("preferredMagnitudeID", magnitude_ids_[event.preferred][preferred]);
+  } else if (const std::string *id = id_at(event.distant_magnitude, magnitude_ids_)) {
+    xml_.element("preferredMagnitudeID", *id);
+  }
+  if (const std::string *id = id_at(event.preferred_tensor, tensor_ids_)) {
+    const auto origin = static_cast<std::size_t>(event.preferred_tensor.origin);
+    const auto index = static_cast<std::size_t>(event.preferred_tensor.index);
+    const MomentTensor &tensor = event.origins[origin].tensors[index];
+    xml_.element("preferredFocalMechanismID", mechanism_id(tensor, *id));
   }
   if (!event.type.empty()) {
     xml_.element("type", known.empty() ? "other event" : known);
@@ -237,10 +277,7 @@ void QuakeMlWriter::put_event(const Event &event) {
   for (std::size_t i = 0; i < event.origins.size(); i++) {
     const std::vector<MomentTensor> &tensors = event.origins[i].tensors;
     for (std::size_t k = 0; k < tensors.size(); k++) {
-      put_mechanism(event, i, tensors[k],
-                    tensors[k].id.empty()
-                        ? origin_ids_[i] + "/mechanism/" + std::to_string(k + 1)
-                        : resource_id(tensors[k].id));
+      put_mechanism(event, i, tensors[k], tensor_ids_[i][k]);
     }
   }
   xml_.close();
@@ -333,7 +370,8 @@ void QuakeMlWriter::put_origin(const Event &event, std::size_t index) {
 }
 
 void QuakeMlWriter::put_uncertainty(const Origin &origin) {
-  const bool ellipse = origin.major_axis >= 0.0 && origin.minor_axis >= 0.0;
+  const bool ellipse = origin.major_axis >= 0.0 &&
+                       (origin.minor_axis >= 0.0 || origin.ellipse_strike >= 0.0);
   const bool leveled = origin.confidence > 0.0 && origin.confidence <= 1.0;
   const std::string covariance = covariance_text(origin.covariance);
   if (!ellipse && origin.horizontal_error < 0.0 && !leveled && covariance.empty()) {
@@ -343,7 +381,7 @@ void QuakeMlWriter::put_uncertainty(const Origin &origin) {
   put_field(kCovarianceField, covariance);
   xml_.given("horizontalUncertainty", positive(origin.horizontal_error, kMetres));
   if (ellipse) {
-    xml_.element("minHorizontalUncertainty", positive(origin.minor_axis, kMetres));
+    xml_.given("minHorizontalUncertainty", positive(origin.minor_axis, kMetres));
     xml_.element("maxHorizontalUncertainty", positive(origin.major_axis, kMetres));
     xml_.given("azimuthMaxHorizontalUncertainty", positive(origin.ellipse_strike));
   }
@@ -488,10 +526,9 @@ void QuakeMlWriter::put_mechanism(const Event &event, std::size_t origin_index,
       put_centroid(tensor, derived);
     }
   }
-  const bool tensor_given =
-      has_tensor(tensor) || tensor.moment != kNone || has_centroid(tensor);
+  const bool tensor_given = is_given(tensor);
   xml_.open("focalMechanism");
-  xml_.attribute("publicID", tensor_given ? id + "/mechanism" : id);
+  xml_.attribute("publicID", mechanism_id(tensor, id));
   const std::vector<Magnitude> &magnitudes = event.origins[origin_index].magnitudes;
   const bool same_mw =
       tensor_given && tensor.magnitude >= 0 &&

@@ -66,7 +66,7 @@ class QuakeMlWriter final : public Writer {
   /* Of the event that is being written: */
   std::string event_id_;
   std::vector<std::string> pick_ids_, origin_ids_;
-  std::vector<std::vector<std::string>> magnitude_ids_;  // of each origin
+  std::vector<std::vector<std::string>> magnitude_ids_, tensor_ids_;  // of each origin
 };
 
 }  // namespace ksutil::exchange

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "formats/exchange/import/gathering.h"
+#include "formats/exchange/import/last_id.h"
 #include "formats/exchange/stations/station_rows.h"
 #include "platform/db/columns.h"
 #include "platform/stock/text.h"
@@ -159,23 +160,12 @@ bool StationTable::write(double now) {
 std::int64_t StationCounters::take(const std::string &key) {
   const auto known = last_.find(key);
   if (known != last_.end()) return ++known->second;
-  std::int64_t last = 0;
-  for (const std::size_t row : lastid_.find(0, {key})) {
-    last = std::max(last, lastid_.integer(row, "keyvalue"));
-  }
-  for (const auto &use : store_.schema()->counter_uses(key)) {
-    db::TableStore *table = store_.table(use.table);
-    const auto rows = table == nullptr ? nullptr : table->snapshot();
-    if (rows == nullptr) return -1;
-    const db::IntegerColumn column(rows->layout(), use.field);
-    for (long i = 0; i < rows->count(); i++) {
-      std::int64_t value = 0;
-      const std::string_view row = rows->row(i);
-      if (!row.empty() && column.read(row, value)) last = std::max(last, value);
-    }
-    if (!rows->complete()) return -1;
-  }
-  return last_[key] = last + 1;
+  LastId last;
+  const auto none = [](const std::string &) {
+    return std::shared_ptr<const db::Snapshot>();
+  };
+  if (!find_last_id(store_, lastid_.stored(), key, none, last)) return -1;
+  return last_[key] = last.value + 1;
 }
 
 bool StationCounters::write(std::string &problem) {

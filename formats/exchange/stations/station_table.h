@@ -26,6 +26,8 @@ class StationTable {
   bool open(db::Transaction &step, std::size_t place, const std::vector<Fields> &keys);
   bool is_open() const { return step_ != nullptr; }
 
+  /* The rows of the database, without the changes. */
+  const db::Snapshot &stored() const { return *old_; }
   const db::Relation &layout() const { return *layout_; }
   const std::string &null_row() const { return null_row_; }
   std::size_t size() const {

@@ -95,7 +95,7 @@ constexpr std::array<Mapping, 22> kCsvMappings{{
     {"magNst", "netmag.nsta"},
     {"status", "remark \"status: ...\", under origin.commid"},
     {"locationSource", "origin.auth"},
-    {"magSource", "netmag.auth, net"},
+    {"magSource", "netmag.auth"},
 }};
 
 constexpr std::array<Mapping, 12> kFdsnMappings{{
@@ -108,7 +108,7 @@ constexpr std::array<Mapping, 12> kFdsnMappings{{
     {"Contributor", "event.auth, and the author of what has none of its own"},
     {"MagType", "netmag.magtype"},
     {"Magnitude", "netmag.magnitude; origin.mb, ms, ml for these types"},
-    {"MagAuthor", "netmag.auth, net"},
+    {"MagAuthor", "netmag.auth"},
     {"EventLocationName", "remark \"place: ...\", under event.commid"},
     {"EventType", "origin.etype: eq for earthquake, qb for quarry blast, ..."},
 }};

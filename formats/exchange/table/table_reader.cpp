@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 
+#include "formats/exchange/second_names.h"
 #include "platform/clock/clock.h"
 #include "platform/stock/text.h"
 
@@ -162,6 +163,7 @@ void TableReader::read_event(Event &event) {
   text(kId, true, event.id);
   text(kNet, false, event.author);
   text(kType, false, event.type);
+  if (delimiter_ == '|') add_alias(event, numbered_id(event.author, event.id));
   time(kUpdated, false, event.updated);
   event.place = cell(kPlace);
   std::replace_if(event.place.begin(), event.place.end(), is_control, ' ');

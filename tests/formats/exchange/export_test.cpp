@@ -87,6 +87,30 @@ Event full_event(const std::string &id) {
   return event;
 }
 
+/* Bulletins have rows whose ellipse lacks an axis. */
+TEST(CatalogueExport, KeepsAnEllipseWithOneAxis) {
+  Event event;
+  event.id = "e1";
+  event.origins.resize(2);
+  for (Origin &origin : event.origins) {
+    origin.time = 1.4e9;
+    origin.lat = 10.0;
+    origin.lon = 20.0;
+    origin.author = "ISC";
+    origin.major_axis = 12.5;
+    origin.confidence = 0.9;
+  }
+  event.origins[0].id = "o1";
+  event.origins[1].id = "o2";
+  event.origins[0].ellipse_strike = 75.0;
+  for (const char *word : {"isf", "quakeml"}) {
+    const tools::ScratchFolder folder;
+    import_records(folder / "a", "css3.0", {event});
+    import_text(folder / "b", "css3.0", export_text(folder / "a", word).text);
+    expect_same_rows(folder / "a", folder / "b", "origerr", ids_and({"lddate"}));
+  }
+}
+
 TEST(CatalogueExport, SingleSolutionFormatsNameTheRest) {
   const tools::ScratchFolder folder;
   import_records(folder / "a", "css3.0", {full_event("one")});
