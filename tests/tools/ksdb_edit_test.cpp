@@ -92,6 +92,14 @@ TEST_F(KsdbEdit, AddWritesValuesByTypeAndGivesTheNextId) {
   EXPECT_TRUE(sound());
 }
 
+TEST_F(KsdbEdit, CountersStayAheadOfGivenIds) {
+  ASSERT_EQ(run("add", "event evid=40 evname=x commid=70").code, 0);
+  ASSERT_EQ(run("add", "remark commid=80 lineno=1 remark=felt").code, 0);
+  ASSERT_TRUE(sound());
+  EXPECT_EQ(run("nextid", "evid").output, "41\n");
+  EXPECT_EQ(run("nextid", "commid").output, "81\n");
+}
+
 TEST_F(KsdbEdit, WhatAFieldCannotHoldIsRefusedWithItsName) {
   const std::string before = all_tables();
   const struct {
@@ -333,7 +341,8 @@ TEST_F(KsdbEdit, TwoAddersGetDifferentIds) {
   }
   for (std::thread &adder : adders) adder.join();
   std::set<long> ids;
-  for (const Json &row : list("origin", "--fields orid")) ids.insert(row["orid"].get<long>());
+  for (const Json &row : list("origin", "--fields orid"))
+    ids.insert(row["orid"].get<long>());
   EXPECT_EQ(ids.size(), 3U + 2 * kRows);
 }
 

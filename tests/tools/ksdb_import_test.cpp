@@ -124,6 +124,32 @@ TEST_F(KsdbImport, WhatWasMadeGoesAgainWhenTheImportFails) {
   EXPECT_TRUE(std::filesystem::exists(name_));
 }
 
+TEST_F(KsdbImport, ADatabaseMayHaveTheNameOfItsCatalogue) {
+  const std::string catalogue = folder_.write("db.csv", kColumns + kTwo);
+  EXPECT_EQ(run_program(kImport + catalogue + " " + name_).errors,
+            "ksdb: there is no database " + name_ + "; --create SCHEMA makes one\n");
+  const ProgramRun run =
+      run_program(kImport + "--create css3.0 " + catalogue + " " + name_);
+  EXPECT_EQ(run.code, 0) << run.errors;
+  EXPECT_THAT(run.output, HasSubstr("2 added"));
+}
+
+TEST_F(KsdbImport, StationsBesideACatalogueLeaveItSound) {
+  ASSERT_EQ(import("--create css3.0",
+                   "time,latitude,longitude,id,mag,net\n"
+                   "2015-08-01T00:00:00Z,1,2,a,4,us\n")
+                .code,
+            0);
+  ASSERT_EQ(import("",
+                   "#Network|Station|Latitude|Longitude|Elevation|SiteName|StartTime|"
+                   "EndTime\nXX|S|1|2|3|n|2010-01-01T00:00:00|\n")
+                .code,
+            0);
+  EXPECT_NE(table("network"), "");
+  EXPECT_EQ(run_program(std::string(KSDB_PROGRAM) + " verify " + name_).output,
+            "9 tables, no problems\n");
+}
+
 TEST_F(KsdbImport, OnlyADatabaseThatIsNotThereCanBeCreated) {
   EXPECT_EQ(import("", kColumns + kTwo).errors,
             "ksdb: there is no database " + name_ + "; --create SCHEMA makes one\n");

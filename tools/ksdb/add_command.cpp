@@ -10,6 +10,7 @@
 #include "tools/ksdb/key_reader.h"
 #include "tools/ksdb/new_ids.h"
 #include "tools/ksdb/row_source.h"
+#include "tools/ksdb/verify_counters.h"
 
 namespace ksutil::tools {
 namespace {
@@ -89,6 +90,33 @@ bool read_rows(const AddOptions &options, NewRows &rows) {
   complain(counted_rows(static_cast<std::size_t>(rows.refused())) +
            " refused; nothing is added");
   return false;
+}
+
+/* The counters that fields of a table draw on, with the fields. */
+std::vector<std::pair<std::string, std::string>> counters_in(const db::Schema &schema,
+                                                             const std::string &table) {
+  std::vector<std::pair<std::string, std::string>> found;
+  for (const std::string &counter : counters_of(schema)) {
+    for (const db::Schema::CounterUse &use : schema.counter_uses(counter)) {
+      if (use.table == table) found.emplace_back(counter, use.field);
+    }
+  }
+  return found;
+}
+
+/* Raises existing counters to the ids that the rows use, such as the commid of a remark:
+ * an id that is handed out later must not be one of them. */
+bool raise_counters(db::DatabaseStore &store, db::Transaction &step, NewRows &added) {
+  const db::Relation &layout = added.layout();
+  for (const auto &[counter, field] : counters_in(*store.schema(), layout.name)) {
+    const db::IntegerColumn column(layout, field);
+    std::int64_t greatest = 0, id = 0, unused = 0;
+    for (const std::string &row : added.rows()) {
+      if (column.valid() && column.read(row, id)) greatest = std::max(greatest, id);
+    }
+    if (!take_new_ids(store, step, 0, counter, 0, greatest, unused)) return false;
+  }
+  return true;
 }
 
 /* Assigns ids to the rows without one, and raises the counter to the ids that were
@@ -186,8 +214,8 @@ int add_rows(const AddOptions &options) {
   NewRows added(store->table(name)->layout());
   if (!read_rows(options, added)) return kFailure;
 
-  const bool counted = !added.layout().id_field.empty() && name != "lastid" &&
-                       store->schema()->find("lastid") != nullptr;
+  const bool counted = name != "lastid" && store->schema()->find("lastid") != nullptr &&
+                       !counters_in(*store->schema(), name).empty();
   std::vector<std::string> tables{name};
   if (counted) tables.insert(tables.begin(), "lastid");
   const std::size_t place = tables.size() - 1;
@@ -200,7 +228,9 @@ int add_rows(const AddOptions &options) {
       complain("the layout of " + name + " has changed meanwhile; nothing is added");
       return false;
     }
-    if (counted && !give_ids(*store, step, added)) return false;
+    if (counted && !added.layout().id_field.empty() && !give_ids(*store, step, added))
+      return false;
+    if (counted && !raise_counters(*store, step, added)) return false;
     if (!options.edit.force && !is_sound(*rows, added, added.rows())) return false;
     std::string text;
     for (const std::string &row : added.rows()) text += row;

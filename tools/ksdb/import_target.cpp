@@ -6,7 +6,9 @@
 #include <vector>
 
 #include "platform/db/db.h"
+#include "platform/db/schema.h"
 #include "platform/elog/elog.h"
+#include "platform/stock/text.h"
 #include "tools/common/cli.h"
 
 namespace ksutil::tools {
@@ -16,15 +18,32 @@ namespace fs = std::filesystem;
 
 constexpr std::size_t kBlockBytes = std::size_t{32} << 20;  // of tables, in memory
 
-/* Whether there is a descriptor, or a file that could be a table or a journal. */
-bool is_there(const fs::path &path) {
+/* Whether the ending of a file names a table of a schema, in letters of either case, or a
+ * journal.  Without a descriptor a database has the tables of a built-in schema. */
+bool is_of_database(const std::string &ending, const std::string &schema) {
+  const std::string name = lowered(ending);
+  if (name == "journal") return true;
+  std::vector<std::string> schemas = db::builtin_schemas();
+  if (!schema.empty()) schemas.push_back(schema);
+  const ElogScope quiet;
+  return std::any_of(schemas.begin(), schemas.end(), [&](const std::string &each) {
+    const auto loaded = db::Schema::load(each);
+    return loaded != nullptr && loaded->find(name) != nullptr;
+  });
+}
+
+/* Whether there is a descriptor, or a file that could be a table or a journal.  Other
+ * files of that name with an ending, such as the catalogue itself, do not count. */
+bool is_there(const fs::path &path, const std::string &schema) {
   std::error_code failed;
   if (fs::exists(path, failed)) return true;
   const std::string begin = path.filename().string() + ".";
   const fs::path folder = path.has_parent_path() ? path.parent_path() : fs::path(".");
   return std::any_of(fs::directory_iterator(folder, failed), fs::directory_iterator(),
                      [&](const fs::directory_entry &entry) {
-                       return entry.path().filename().string().starts_with(begin);
+                       const std::string file = entry.path().filename().string();
+                       return file.starts_with(begin) &&
+                              is_of_database(file.substr(begin.size()), schema);
                      });
 }
 
@@ -32,7 +51,7 @@ bool is_there(const fs::path &path) {
 
 bool ImportTarget::open(const std::string &name, const std::string &schema,
                         bool dry_run) {
-  if (!is_there(name)) {
+  if (!is_there(name, schema)) {
     if (schema.empty()) {
       complain("there is no database " + name + "; --create SCHEMA makes one");
       return false;

@@ -24,6 +24,26 @@ bool has_offset(std::string_view text) {
 
 }  // namespace
 
+std::string one_line(std::string_view text) {
+  std::string line;
+  bool blank = false;
+  for (const char c : text) {
+    const bool breaks = static_cast<unsigned char>(c) < ' ' || c == 127;
+    if (breaks) {
+      blank = true;
+      continue;
+    }
+    if (blank) {
+      line.resize(right_trimmed(line).size());
+      if (c == ' ') continue;
+      if (!line.empty()) line += ' ';
+      blank = false;
+    }
+    line += c;
+  }
+  return line;
+}
+
 bool parse_xml_time(std::string_view text, double &epoch) {
   double seconds = 0.0;
   if (has_offset(text)) {
@@ -87,7 +107,7 @@ void ElementValues::time(std::string_view path, double &value) const {
 
 std::string ElementValues::author() const {
   const std::string &agency = element_.text_of("creationInfo/agencyID");
-  return agency.empty() ? element_.text_of("creationInfo/author") : agency;
+  return one_line(agency.empty() ? element_.text_of("creationInfo/author") : agency);
 }
 
 void ElementValues::created(double &latest) const {

@@ -33,6 +33,10 @@ bool parse_xml_time(std::string_view text, double &epoch);
  * with the one before when it is a number ("smi:a.b/methods/NLL/3": "NLL/3"). */
 std::string last_part(std::string_view identifier);
 
+/* A text in one line: blanks, line breaks and control characters that stand together become
+ * one blank when one of them is not a blank. */
+std::string one_line(std::string_view text);
+
 class ElementValues {
  public:
   /* Of an element; `problem` is set by the first value that cannot be understood. */
@@ -44,7 +48,9 @@ class ElementValues {
             double low = -DBL_MAX, double high = DBL_MAX) const;
   void count(std::string_view path, std::int64_t &value) const;
   void time(std::string_view path, double &value) const;
-  std::string text(std::string_view path) const { return element_.text_of(path); }
+  std::string text(std::string_view path) const {
+    return one_line(element_.text_of(path));
+  }
 
   /* creationInfo: the agency, else the author; and when it was made or, in the dialect,
    * changed, if that is later than `latest`. */

@@ -109,14 +109,14 @@ void EventElements::fill_event(const XmlElement &element, EventParts &parts) {
   values.comments(event.comments);
   element.each("description", [&](const XmlElement &description) {
     const std::string &text = description.text_of("text");
-    const std::string &type = description.text_of("type");
+    const std::string type = one_line(description.text_of("type"));
     if (text.empty()) return;
     if (type == "earthquake name" && event.name.empty()) {
-      event.name = text;
+      event.name = one_line(text);
     } else if ((type == "region name" || type == "Flinn-Engdahl region" ||
                 type == "nearest cities" || type.empty()) &&
                event.place.empty()) {
-      event.place = text;
+      event.place = one_line(text);
     } else {
       event.comments.push_back(type.empty() ? text : type + ": " + text);
     }

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 
+#include "formats/exchange/stations/station_values.h"
 #include "platform/clock/clock.h"
 #include "platform/db/columns.h"
 #include "platform/elog/elog.h"
@@ -292,6 +293,7 @@ std::string StationPlan::stranger(const std::string &network, const Station &sta
 
 std::string StationPlan::check(const GatheredStation &gathered,
                                const std::string &sta) {
+  if (!can_be_code(sta)) return "the code cannot be the key of a row";
   if (sta.size() > static_cast<std::size_t>(table(kSite).width("sta"))) {
     return "the code is too long for site.sta";
   }

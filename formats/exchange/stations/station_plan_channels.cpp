@@ -3,6 +3,7 @@
 #include <cmath>
 
 #include "formats/exchange/stations/station_plan.h"
+#include "formats/exchange/stations/station_values.h"
 #include "platform/clock/clock.h"
 #include "platform/db/columns.h"
 #include "platform/stock/text.h"
@@ -111,6 +112,7 @@ std::string StationPlan::check(const GatheredChannel &gathered, const std::strin
   if (too_long(sta, table(kSite), "sta"))
     return "the station code is too long for site.sta";
   if (table(kSite).find(0, {sta}).empty()) return "its station is not in site";
+  if (!can_be_code(chan)) return "the channel code cannot be the key of a row";
   if (too_long(chan, table(kSitechan), "chan")) {
     return "the codes " + chan + " are too long for sitechan.chan";
   }

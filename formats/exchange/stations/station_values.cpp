@@ -1,5 +1,6 @@
 #include "formats/exchange/stations/station_values.h"
 
+#include <algorithm>
 #include <cmath>
 
 #include "platform/clock/clock.h"
@@ -74,6 +75,13 @@ std::string fit_place(double lat, double &lon) {
     return "the longitude is not between -180 and 180";
   if (lon > 180.0) lon -= 360.0;
   return "";
+}
+
+bool can_be_code(std::string_view code) {
+  return !code.empty() && code != "-" &&
+         std::all_of(code.begin(), code.end(), [](char c) {
+           return static_cast<unsigned char>(c) >= ' ' && c != 127;
+         });
 }
 
 }  // namespace ksutil::exchange

@@ -24,5 +24,9 @@ std::string exchange_time(double time);
  * given.  Longitudes up to 360 are taken to -180 to 180. */
 std::string fit_place(double lat, double &lon);
 
+/* Whether a code can be the key of rows: "-" is the null, and control characters have no
+ * place in a table. */
+bool can_be_code(std::string_view code);
+
 }  // namespace ksutil::exchange
 #endif

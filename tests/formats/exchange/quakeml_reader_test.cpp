@@ -124,7 +124,8 @@ const std::string kEvent =
     "stationCode=\"KHZ\" locationCode=\"--\" channelCode=\"HHZ\"/><onset>emergent"
     "</onset><polarity>negative</polarity><phaseHint>P</phaseHint><evaluationMode>"
     "automatic</evaluationMode></pick>"
-    "<description><text>Canterbury</text><type>region name</type></description>"
+    "<description><text>South\n  Canterbury</text><type>region "
+    "name</type></description>"
     "<description><text>Kaikoura</text><type>earthquake name</type></description>"
     "<type>quarry blast</type><typeCertainty>known</typeCertainty>\n</event>\n";
 
@@ -135,7 +136,7 @@ TEST(QuakemlReader, TiesTheEventTogether) {
   const Event &event = reading.events[0];
   EXPECT_EQ(event.id, "smi:a/e1");
   EXPECT_EQ(event.type, "quarry blast");
-  EXPECT_EQ(event.place + "/" + event.name, "Canterbury/Kaikoura");
+  EXPECT_EQ(event.place + "/" + event.name, "South Canterbury/Kaikoura");
   EXPECT_EQ(time_text(event.updated, 0), "2016-11-13T22:30:00");
   EXPECT_EQ(event.preferred, 1U);
   EXPECT_EQ(event.preferred_magnitude, 0);
@@ -338,6 +339,13 @@ TEST(XmlTime, KnowsOffsetsAndRefusesOthers) {
   EXPECT_EQ(time, utc);
   EXPECT_TRUE(parse_xml_time("2016-11-13", time));
   EXPECT_FALSE(parse_xml_time("2016-11-13T25:00:00Z", time));
+}
+
+/* A description that an editor has broken over two lines would else refuse the event. */
+TEST(OneLine, JoinsWhatIsBrokenOverLines) {
+  EXPECT_EQ(one_line("Central\r\n    Italy"), "Central Italy");
+  EXPECT_EQ(one_line("a  b \t\x7f c\n"), "a  b c");
+  EXPECT_EQ(one_line("\n a"), "a");
 }
 
 TEST(LastPart, SaysSomething) {

@@ -184,6 +184,14 @@ TEST_P(StationImport, RefusesWhatDoesNotFitAndUnderStrictEverything) {
   EXPECT_EQ(database_.column("site", "sta").size(), 1u);
   EXPECT_EQ(database_.column("sitechan", "chan").size(), 0u);
   const std::string before = database_.rows();
+  /* The null of the tables, and what would end a row. */
+  for (const char *code : {"code=\"-\"", "code=\"A&#10;B\""}) {
+    const auto refused = database_.import(
+        replaced(station_xml(channel_xml(kFirst, "")), "code=\"RJOB\"", code));
+    ASSERT_FALSE(refused.refused.empty());
+    EXPECT_THAT(refused.refused[0], HasSubstr("cannot be the key of a row"));
+    EXPECT_EQ(database_.rows(), before);
+  }
   text = replaced(station_xml(channel_xml(kFirst, "")), "code=\"RJOB\"",
                   "code=\"RJOBERG\"");
   const auto strict = database_.import(text, {.dry_run = false, .strict = true});
