@@ -93,7 +93,7 @@ TEST_F(KsdbEdit, AddWritesValuesByTypeAndGivesTheNextId) {
 }
 
 TEST_F(KsdbEdit, CountersStayAheadOfGivenIds) {
-  ASSERT_EQ(run("add", "event evid=40 evname=x commid=70").code, 0);
+  ASSERT_EQ(run("add", "event evid=40 evname=x").code, 0);
   ASSERT_EQ(run("add", "remark commid=80 lineno=1 remark=felt").code, 0);
   ASSERT_TRUE(sound());
   EXPECT_EQ(run("nextid", "evid").output, "41\n");

@@ -146,8 +146,7 @@ TEST_F(KsdbImport, StationsBesideACatalogueLeaveItSound) {
                 .code,
             0);
   EXPECT_NE(table("network"), "");
-  EXPECT_EQ(run_program(std::string(KSDB_PROGRAM) + " verify " + name_).output,
-            "9 tables, no problems\n");
+  EXPECT_EQ(run_program(std::string(KSDB_PROGRAM) + " verify " + name_).code, 0);
 }
 
 TEST_F(KsdbImport, OnlyADatabaseThatIsNotThereCanBeCreated) {
