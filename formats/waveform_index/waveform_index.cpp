@@ -6,6 +6,9 @@
 #include <cerrno>
 #include <cmath>
 #include <filesystem>
+#include <map>
+#include <tuple>
+#include <utility>
 
 #include "formats/waveform_index/index_tables.h"
 #include "platform/clock/clock.h"
@@ -117,6 +120,12 @@ class Entry {
       return true;
     }
     std::vector<Known> known = known_rows(real_folder(file) + "/" + file.name);
+    /* By place and channel, and by channel alone; the first of equal ones is taken first. */
+    std::multimap<std::tuple<std::int64_t, std::string, std::string>, Known *> by_place;
+    std::multimap<std::pair<std::string, std::string>, Known *> by_channel;
+    for (Known &row : known) {
+      by_place.emplace(std::tuple(row.foff, row.channel.sta, row.channel.chan), &row);
+    }
     std::vector<const ScannedPiece *> fresh;
     for (std::size_t i = file.first; i < file.first + file.count; ++i) {
       const ScannedPiece &piece = scan_.pieces()[i];
@@ -127,16 +136,20 @@ class Entry {
         refuse(path, why, 1);
         continue;
       }
-      const auto same = std::find_if(known.begin(), known.end(), [&](const Known &row) {
-        return !row.used && row.foff == piece.foff && row.channel.sta == channel.sta &&
-               row.channel.chan == channel.chan;
-      });
-      if (same == known.end()) {
+      const auto same =
+          by_place.find(std::tuple(piece.foff, channel.sta, channel.chan));
+      if (same == by_place.end()) {
         fresh.push_back(&piece);
-      } else if (same->used = true;
-                 !write(path, dir, file, piece, channel, same->row)) {
-        return false;
+        continue;
       }
+      Known &row = *same->second;
+      by_place.erase(same);
+      row.used = true;
+      if (!write(path, dir, file, piece, channel, row.row)) return false;
+    }
+    for (Known &row : known) {
+      if (!row.used)
+        by_channel.emplace(std::pair(row.channel.sta, row.channel.chan), &row);
     }
     /* A piece that has joined others, or begins elsewhere now, takes over a row that has
      * lost its own. */
@@ -144,12 +157,13 @@ class Entry {
       IndexTables::Channel channel;
       std::string why;
       tables_.find_channel(scan_.channels()[piece->channel], channel, why);
-      const auto left = std::find_if(known.begin(), known.end(), [&](const Known &row) {
-        return !row.used && row.channel.sta == channel.sta &&
-               row.channel.chan == channel.chan;
-      });
-      const long row = left == known.end() ? -1 : left->row;
-      if (left != known.end()) left->used = true;
+      const auto left = by_channel.find(std::pair(channel.sta, channel.chan));
+      long row = -1;
+      if (left != by_channel.end()) {
+        row = left->second->row;
+        left->second->used = true;
+        by_channel.erase(left);
+      }
       if (!write(path, dir, file, *piece, channel, row)) return false;
     }
     const auto stale = std::count_if(known.begin(), known.end(),

@@ -36,11 +36,17 @@ bool read_channel(const char *who, const ksdsseis &set, const Channel &channel,
     });
   }
   std::vector<Segment> found;
+  std::size_t samples = 0;  // of all rows, which may overlap
   for (const WaveformRow *const row : rows) {
     Segment segment;
     if (read_segment(row->record, set.tstart, set.tend, segment)) {
       /* Rates that differ by rounding are one clock. */
       if (for_vector) segment.samprate = channel.description.samprate;
+      samples += segment.size();
+      if (static_cast<double>(samples) > kMostSamples) {
+        return fail(who, "%s %s has %zu samples or more in its rows, too many",
+                    channel.description.sta, channel.description.chan, samples);
+      }
       found.push_back(std::move(segment));
       taken.push_back(row);
     }
