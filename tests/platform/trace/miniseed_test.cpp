@@ -8,6 +8,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdlib>
 #include <filesystem>
 #include <numeric>
 #include <random>
@@ -116,7 +117,8 @@ std::vector<std::int32_t> rough_counts(std::size_t count) {
   std::int32_t value = 0;
   for (std::size_t i = 0; i < count; ++i) {
     const int bits = static_cast<int>(i / 7 % 27);
-    value += static_cast<std::int32_t>(random() % (2U << bits)) - (1 << bits);
+    const auto step = static_cast<std::int32_t>(random() % (2U << bits)) - (1 << bits);
+    value += (value > 0) == (step > 0) && std::abs(value) > (1 << 29) ? -step : step;
     values.push_back(value);
   }
   return values;
