@@ -46,7 +46,7 @@ struct Signature {
   std::string_view bytes, name, hint;
 };
 
-/* Files that are no text: the bytes at their beginning. */
+/* Binary files, by the bytes at their beginning. */
 constexpr std::array<Signature, 9> kSignatures{{
     {"\x1f\x8b", "a gzip archive", "zcat FILE | ksdb import - DATABASE"},
     {"BZh", "a bzip2 archive", "bzcat FILE | ksdb import - DATABASE"},
