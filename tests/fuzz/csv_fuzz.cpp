@@ -2,8 +2,8 @@
  * gathering. */
 #include <string>
 
-#include "formats/exchange/import/gathering.h"
 #include "formats/exchange/format.h"
+#include "formats/exchange/import/gathering.h"
 #include "tests/fuzz/subject.h"
 
 void ksutil::fuzz::read_input(std::string_view bytes) {

@@ -124,7 +124,8 @@ TEST(Ksmoment, PlanesRebuildTheDoubleCouple) {
   KSMomentPlane planes[2];
   EXPECT_EQ(ksmoment_planes(kExplosion.data(), planes), -1);
   EXPECT_EQ(ksmoment_planes(kZero.data(), planes), -1);
-  EXPECT_THAT(test::taken_messages(), HasSubstr("ksmoment_planes: The tensor has no double"));
+  EXPECT_THAT(test::taken_messages(),
+              HasSubstr("ksmoment_planes: The tensor has no double"));
 }
 
 TEST(Ksmoment, SharesOfThePartsAddUp) {
@@ -226,7 +227,8 @@ TEST(Ksmoment, RefusesWhatIsNoTensor) {
   EXPECT_EQ(ksmoment_project(0, 91, 0, 0, out, out), -1);
   EXPECT_EQ(ksmoment_nodal_lines(kExplosion.data(), 2, 0, nullptr, nullptr), nullptr);
   EXPECT_EQ(out[0], 7);
-  EXPECT_THAT(test::taken_messages(), HasSubstr("ksmoment_eigen: Not a moment tensor.\n"));
+  EXPECT_THAT(test::taken_messages(),
+              HasSubstr("ksmoment_eigen: Not a moment tensor.\n"));
   EXPECT_NEAR(ksmoment_magnitude(3.981e26), 11.667, 1e-3);
   EXPECT_NEAR(ksmoment_moment_of_magnitude(ksmoment_magnitude(2e20)), 2e20, 1e9);
   const Moment large{1e150, -1e150, 1e149, 1e150, 0, 1e150},
@@ -241,7 +243,8 @@ TEST(Ksmoment, WritesRowsThatVerifyAgainstTheirTensor) {
   mt.record = dbaddv(mt, "mtid", 1L, static_cast<char *>(nullptr));
   double m[6];
   EXPECT_EQ(ksmoment_from_row(mt, m), -1);
-  EXPECT_THAT(test::taken_messages(), HasSubstr("ksmoment_from_row: The row has no tensor"));
+  EXPECT_THAT(test::taken_messages(),
+              HasSubstr("ksmoment_from_row: The row has no tensor"));
   const Moment given = couple(120, 50, -60, 2.5e19);
   ASSERT_EQ(ksmoment_to_row(given.data(), mt), 0);
   ASSERT_EQ(ksmoment_from_row(mt, m), 0);

@@ -103,8 +103,8 @@ int plot_catalogue(const EventPlotOptions &options, const plot::Map &map) {
       add_map(events, map, figure);
       if (options.map.stations) {
         const OpenDatabase database(options.database, "r");
-        if (!database ||
-            !plot::add_stations(database.table("site"), std_now(), figure.panels.back())) {
+        if (!database || !plot::add_stations(database.table("site"), std_now(),
+                                             figure.panels.back())) {
           return kFailure;
         }
       }
