@@ -72,6 +72,12 @@ class KSUTIL_API BlockPtr {
     return in_place ? piece : copy_with_nul(offset, length);
   }
 
+  /* Gives up the raw bytes of a row block after packing them, unless they are in use;
+   * the block stays readable through RowText.  Returns whether the raw bytes are gone;
+   * no block is packed yet, so that they never are.  Afterwards data() and fill() may
+   * not be called; the one thread that calls them calls release_raw() too. */
+  bool release_raw() const noexcept { return false; }
+
  private:
   struct Copies;
   struct Header {
