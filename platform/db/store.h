@@ -1,7 +1,8 @@
 /* store: the interface to the place where the tables of a database are kept.
  *
  * The functions of db.h talk to these classes only, so that nothing above them assumes
- * files.  flat_files.h has the one store of today.
+ * files.  Stores: flat files, a database in memory, and those of plug-ins
+ * (store_plugin.h).
  * Threads: a store belongs to one thread at a time; several stores may be open on the
  * same database, in one process or in many.
  * Errors: every failure registers a message that names what it was about. */
@@ -102,9 +103,37 @@ class KSUTIL_API DatabaseStore {
    * opens the database or writes one of its tables. */
   virtual bool transaction(const std::vector<std::string> &tables,
                            const std::function<bool(Transaction &)> &work) = 0;
+
+  /* The kind of the store and where it keeps its tables, in words for a user; never a
+   * password. */
+  virtual std::string description() const { return "flat files"; }
+
+  /* Begin and end a look at several tables; see OneLook. */
+  virtual void begin_look() {}
+  virtual void end_look() {}
 };
 
-/* Opens a database without a handle; null, with a message, on failure.
+/* While it lives, a store on another machine may answer for all tables at once: stamps
+ * and snapshots are then those of one moment, which is not before the OneLook was made,
+ * and cost one round trip together.  Flat files are looked at one by one.  The looks of
+ * one store are not nested, and a write inside of one ends it. */
+class OneLook {
+ public:
+  explicit OneLook(DatabaseStore *store) : store_(store) {
+    if (store_ != nullptr) store_->begin_look();
+  }
+  ~OneLook() {
+    if (store_ != nullptr) store_->end_look();
+  }
+  OneLook(const OneLook &) = delete;
+  OneLook &operator=(const OneLook &) = delete;
+
+ private:
+  DatabaseStore *const store_;
+};
+
+/* Opens a database without a handle; null, with a message, on failure.  The descriptor
+ * decides which store it is.
  *
  * mode           "r" or "r+", as for dbopen
  * block_budget   bytes of rows that it keeps in memory beyond those that are in use */

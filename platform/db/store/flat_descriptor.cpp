@@ -70,10 +70,12 @@ bool FlatDescriptor::read(const std::string &name) {
   }
   content = Content::kNoWords;
   const std::unique_ptr<Pf, void (*)(Pf *)> tree(compiled, pffree);
-  for (const char *word : {"schema", "table_path", "sync"}) {
+  for (const char *word : {"schema", "table_path", "sync", "store", "connection"}) {
     if (pfget_string(tree.get(), word) != nullptr) content = Content::kWords;
   }
   if (const char *value = pfget_string(tree.get(), "schema")) schema = value;
+  if (const char *value = pfget_string(tree.get(), "store")) store = value;
+  if (const char *value = pfget_string(tree.get(), "connection")) connection = value;
   if (const char *given = pfget_string(tree.get(), "sync")) {
     const std::string value = given;
     sync = value == "yes" || value == "true" || value == "1";

@@ -8,6 +8,8 @@
 #include "platform/db/store/internal/flat_table.h"
 #include "platform/db/store/internal/flat_transaction.h"
 #include "platform/db/store/internal/found_tables.h"
+#include "platform/db/store/internal/plugin_loading.h"
+#include "platform/db/store_plugin.h"
 #include "platform/elog/failure.h"
 #include "platform/stock/files.h"
 
@@ -101,19 +103,22 @@ bool check_tables(const std::string &name, const Prefixes &prefixes,
   return true;
 }
 
-}  // namespace
-
-std::unique_ptr<DatabaseStore> open_flat_files(const std::string &name,
-                                               const std::string &mode,
-                                               std::size_t block_budget) {
+/* False, with a message, when a name or a mode makes no sense; else reads the descriptor
+ * if there is one. */
+bool read_descriptor(const std::string &name, const std::string &mode,
+                     FlatDescriptor &descriptor) {
   if (mode != "r" && mode != "r+") {
     return fail("dbopen", "The mode \"%s\" is neither r nor r+", mode.c_str());
   }
   if (name.empty() || name.back() == '/') {
     return fail("dbopen", "\"%s\" is no name of a database", name.c_str());
   }
-  FlatDescriptor descriptor;
-  if (is_file(name) && !descriptor.read(name)) return nullptr;
+  return !is_file(name) || descriptor.read(name);
+}
+
+std::unique_ptr<DatabaseStore> open_tables(const std::string &name, bool writable,
+                                           std::size_t block_budget,
+                                           FlatDescriptor &descriptor) {
   Prefixes prefixes{name};
   prefixes.insert(prefixes.end(), descriptor.prefixes.begin(),
                   descriptor.prefixes.end());
@@ -125,12 +130,22 @@ std::unique_ptr<DatabaseStore> open_flat_files(const std::string &name,
   /* A reader without permission to settle a transaction reads the files as they are. */
   if (FlatJournal::settle(*places, FileLock::Wait::kNever) ==
           FlatJournal::Settled::kFailed &&
-      mode == "r+") {
+      writable) {
     return nullptr;
   }
-  FlatSettings settings{std::move(schema), mode == "r+", descriptor.sync,
+  FlatSettings settings{std::move(schema), writable, descriptor.sync,
                         std::make_shared<FlatShared>(block_budget), std::move(places)};
   return std::make_unique<FlatDatabase>(name, std::move(prefixes), std::move(settings));
+}
+
+}  // namespace
+
+std::unique_ptr<DatabaseStore> open_flat_files(const std::string &name,
+                                               const std::string &mode,
+                                               std::size_t block_budget) {
+  FlatDescriptor descriptor;
+  if (!read_descriptor(name, mode, descriptor)) return nullptr;
+  return open_tables(name, mode == "r+", block_budget, descriptor);
 }
 
 bool create_flat_files(const std::string &name, const std::string &schema) {
@@ -150,7 +165,14 @@ bool create_flat_files(const std::string &name, const std::string &schema) {
 std::unique_ptr<DatabaseStore> open_store(const std::string &name,
                                           const std::string &mode,
                                           std::size_t block_budget) {
-  return open_flat_files(name, mode, block_budget);
+  FlatDescriptor descriptor;
+  if (!read_descriptor(name, mode, descriptor)) return nullptr;
+  if (!descriptor.store.empty() && descriptor.store != kFlatFilesStore) {
+    return open_with_plugin(
+        {name, descriptor.schema, descriptor.store, descriptor.connection},
+        mode == "r+", block_budget);
+  }
+  return open_tables(name, mode == "r+", block_budget, descriptor);
 }
 
 }  // namespace ksutil::db

@@ -11,8 +11,10 @@ namespace ksutil::db {
 using Prefixes = std::vector<std::string>;
 
 struct FlatDescriptor {
-  std::string schema;  // "" when the descriptor names none
-  Prefixes prefixes;   // of table_path
+  std::string schema;      // "" when the descriptor names none
+  std::string store;       // "" for flat files, else the name of a plug-in
+  std::string connection;  // of that store
+  Prefixes prefixes;       // of table_path
   bool sync = false;
 
   /* The content of the file: at least one of the words above; a parameter file without
