@@ -8,6 +8,7 @@
 #include "tools/common/progress.h"
 #include "tools/ksdb/commands.h"
 #include "tools/ksdb/verify_counters.h"
+#include "tools/ksdb/verify_ids.h"
 #include "tools/ksdb/verify_mechanisms.h"
 #include "tools/ksdb/verify_mend.h"
 #include "tools/ksdb/verify_rows.h"
@@ -25,13 +26,14 @@ struct VerifyOptions {
 void verify_tables(const OpenDatabase &database, const Tables &tables, bool quiet,
                    Problems &problems) {
   Progress progress("verifying tables", static_cast<long>(tables.size()), quiet);
+  ReferenceVerifier references(tables);
   long done = 0;
   for (const auto &[name, rows] : tables) {
     const Report report = problems.report_for(name);
     verify_readable(*rows, report);
     verify_load_dates(*rows, std_now(), report);
     verify_ids(*rows, report);
-    verify_references(*rows, tables, report);
+    references.verify(*rows, report);
     if (name == "mt") verify_mechanisms(database.table(name), report);
     if (name == "wfdisc") verify_waveforms(database.table(name), report);
     progress.reach(++done);

@@ -14,16 +14,5 @@ void verify_readable(const db::Snapshot &rows, const Report &report);
 /* Load dates readable, present, after 1970 and not in the future. */
 void verify_load_dates(const db::Snapshot &rows, double now, const Report &report);
 
-/* The id of a table given to one row only. */
-void verify_ids(const db::Snapshot &rows, const Report &report);
-
-/* Every id and code that names a row of another table names an existing one.  Tables
- * without rows are not searched. */
-void verify_references(const db::Snapshot &rows, const Tables &tables,
-                       const Report &report);
-
-/* Every preferred origin belongs to the event that prefers it. */
-void verify_preferred_origins(const Tables &tables, const Report &report);
-
 }  // namespace ksutil::tools
 #endif
