@@ -1,12 +1,14 @@
 # Sourced by the other programs of this folder: makes sure that Debian packages are there.
 
-# What the library, its tools and its tests are built with, and what the benchmarks add.
+# What the library, its tools and its tests are built with, and what the other steps add.
 build_packages="g++ cmake ninja-build pkg-config libcli11-dev nlohmann-json3-dev libcsv-dev
   libcurl4-openssl-dev libexpat1-dev libcairo2-dev fonts-dejavu-core libmseed-dev libpq-dev"
 test_packages="libgtest-dev libgmock-dev locales python3 postgresql"
 bench_packages="libbenchmark-dev libsqlite3-dev libtbb-dev libboost-dev libgsl-dev"
 fuzz_packages="clang"
 lint_packages="clang-format clang-tidy"
+packaging_packages="dpkg-dev file"
+root_packages="mmdebstrap"
 
 say() { printf '== %s\n' "$*" >&2; }
 fail() {

@@ -1,8 +1,10 @@
 # Installs the documents with what their commands and links need, in the layout of the
 # project: data and examples beside them.
 set(docs ${CMAKE_INSTALL_DOCDIR})
-install(FILES README.md CHANGELOG.md CONTRIBUTING.md LICENSE DESTINATION ${docs})
-install(FILES bench/RESULTS.md DESTINATION ${docs}/bench)
-install(DIRECTORY docs DESTINATION ${docs})
-install(DIRECTORY data DESTINATION ${docs})
-install(DIRECTORY examples DESTINATION ${docs} FILES_MATCHING PATTERN "*.cpp")
+install(FILES README.md CHANGELOG.md CONTRIBUTING.md LICENSE DESTINATION ${docs}
+  COMPONENT documents)
+install(FILES bench/RESULTS.md DESTINATION ${docs}/bench COMPONENT documents)
+install(DIRECTORY docs DESTINATION ${docs} COMPONENT documents)
+install(DIRECTORY data DESTINATION ${docs} COMPONENT documents)
+install(DIRECTORY examples DESTINATION ${docs} COMPONENT documents
+  FILES_MATCHING PATTERN "*.cpp" PATTERN CMakeLists.txt)

@@ -1,5 +1,4 @@
-# The installed library: shared (and static on request), headers, CMake package, pkg-config.
-include(CMakePackageConfigHelpers)
+# The installed library: shared (and static on request), headers, the file of pkg-config.
 include(KsutilHeaders)
 
 function(ksutil_library target type)
@@ -27,7 +26,8 @@ function(ksutil_library target type)
   endif()
   install(TARGETS ${target} EXPORT ksutilTargets
     LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
-    ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR})
+      COMPONENT library NAMELINK_COMPONENT development
+    ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT development)
 endfunction()
 
 ksutil_library(ksutil SHARED)
@@ -35,18 +35,11 @@ if(KSUTIL_STATIC)
   ksutil_library(ksutil_static STATIC)
 endif()
 
-install(DIRECTORY ${KSUTIL_INCLUDE_DIR}/ DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
-install(DIRECTORY schemas/ DESTINATION ${CMAKE_INSTALL_DATADIR}/ksutil/schemas)
+install(DIRECTORY ${KSUTIL_INCLUDE_DIR}/ DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}
+  COMPONENT development)
+install(DIRECTORY schemas/ DESTINATION ${CMAKE_INSTALL_DATADIR}/ksutil/schemas
+  COMPONENT programs)
 
-install(EXPORT ksutilTargets NAMESPACE ksutil::
-  DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/ksutil)
-configure_package_config_file(cmake/ksutilConfig.cmake.in ksutilConfig.cmake
-  INSTALL_DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/ksutil)
-write_basic_package_version_file(ksutilConfigVersion.cmake
-  COMPATIBILITY SameMinorVersion)
-install(FILES ${CMAKE_CURRENT_BINARY_DIR}/ksutilConfig.cmake
-  ${CMAKE_CURRENT_BINARY_DIR}/ksutilConfigVersion.cmake
-  DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/ksutil)
 # Relative to the file itself, so that an installation can be moved.
 file(RELATIVE_PATH KSUTIL_PC_TO_PREFIX
   "/prefix/${CMAKE_INSTALL_LIBDIR}/pkgconfig" "/prefix")
@@ -56,4 +49,4 @@ if(KSUTIL_MSEED)
 endif()
 configure_file(cmake/ksutil.pc.in ksutil.pc @ONLY)
 install(FILES ${CMAKE_CURRENT_BINARY_DIR}/ksutil.pc
-  DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+  DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT development)
