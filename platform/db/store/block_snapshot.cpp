@@ -64,7 +64,7 @@ std::string_view BlockSnapshot::examined_row(long record) const {
   }
   const std::string_view row(slot.block.data() + place * length_, length_);
   if (row.back() != '\n') {
-    fail("dbget", "%s: Record %ld does not end where it should", file_.c_str(), record);
+    fail("dbget", "%s: Record %ld %s", file_.c_str(), record, broken());
     return {};
   }
   return row;

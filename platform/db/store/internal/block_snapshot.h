@@ -45,7 +45,7 @@ class BlockSnapshot : public Snapshot {
   }
   RowText text(long record) const final;
   bool complete() const final { return !failed_; }
-  Changes changes_to(const Snapshot &later) const final;
+  Changes changes_to(const Snapshot &later) const override;
 
   std::size_t blocks() const { return slots_.size(); }
   std::size_t rows_per_block() const { return mask_ + 1; }
@@ -69,6 +69,9 @@ class BlockSnapshot : public Snapshot {
 
   /* Fills a slot that is not current; leaves it so, with a message, on failure. */
   virtual void load(std::size_t index, BlockSlot &slot) const = 0;
+
+  /* What is wrong with a record whose newline is not in its place. */
+  virtual const char *broken() const { return "does not end where it should"; }
 
   /* The number of records of this snapshot in a block, as its count allows. */
   std::size_t expected_rows(std::size_t index) const;

@@ -1,0 +1,134 @@
+/* PgWrite: changes tables in one SQL transaction.
+ *
+ * begin() locks the tables in the order of their names, so that no two writers wait for
+ * each other.  Appended and overwritten rows are collected, and sent together with the
+ * COMMIT when they are few.  The COMMIT comes with a token; after a connection was lost in
+ * it, the token tells whether the change was made. */
+#ifndef KSUTIL_PLATFORM_DB_POSTGRESQL_INTERNAL_PG_WRITE_H
+#define KSUTIL_PLATFORM_DB_POSTGRESQL_INTERNAL_PG_WRITE_H
+
+#include <cstdint>
+#include <map>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "platform/db/postgresql/internal/pg_connection.h"
+#include "platform/db/postgresql/internal/pg_snapshot.h"
+#include "platform/db/row_removal.h"
+#include "platform/db/store.h"
+
+namespace ksutil::db {
+
+class PgStore;
+class PgTable;
+
+/* The connections of one store that write.  Changes within changes take one each. */
+class PgWriters {
+ public:
+  explicit PgWriters(PgOptions options) : options_(std::move(options)) {}
+
+  std::shared_ptr<PgConnection> take();
+  void give_back(std::shared_ptr<PgConnection> connection);
+
+  /* A token that no other transaction has. */
+  static std::string new_token();
+  enum class Outcome { kMade, kNotMade, kUnknown };
+  /* Whether the transaction of the token was made; when it was not, it never will be.
+   * Tries for as long as an answer may take. */
+  Outcome settle(PgConnection &connection, const std::string &token);
+
+  std::string settled;  // a token whose row is no longer needed
+  std::string unknown;  // a token that could not be settled yet
+
+ private:
+  const PgOptions options_;
+  std::vector<std::shared_ptr<PgConnection>> idle_;
+};
+
+class PgWrite {
+ public:
+  PgWrite(PgStore &store, std::vector<PgTable *> tables);
+  ~PgWrite();
+  PgWrite(const PgWrite &) = delete;
+  PgWrite &operator=(const PgWrite &) = delete;
+
+  /* Each of these is false, -1 or null with a message on failure. */
+  bool begin();
+  long append(std::size_t table, std::string_view rows);
+  bool overwrite(std::size_t table, long record, std::string_view row);
+  bool remove(std::size_t table, const std::vector<long> &records);
+  bool commit();
+
+  /* The rows as they were at begin(). */
+  std::shared_ptr<const PgSnapshot> before(std::size_t table);
+  /* The rows with the changes so far. */
+  std::shared_ptr<const PgSnapshot> now(std::size_t table);
+  const Relation &layout(std::size_t table) const;
+  /* Whether commit() failed for a reason that is gone when the work is done again. */
+  bool again() const { return again_; }
+
+ private:
+  struct Pending {
+    PgTable *table;
+    long count = 0;  // rows with all changes
+    std::shared_ptr<const PgSnapshot> before, now;
+    std::string lines;                            // appended rows, for COPY
+    long appended = 0;                            // rows in `lines`
+    std::map<std::int64_t, std::string> changed;  // by key: the line of the row
+    bool changes = false;                         // since `now` was read
+  };
+
+  bool lock();
+  bool refuse(const char *who);
+  bool whole_rows(const Pending &pending, std::string_view rows, const char *who) const;
+  bool send_appended(Pending &pending);
+  bool flush();
+  std::string small_statements();
+
+  PgStore &store_;
+  std::vector<Pending> pending_;
+  std::shared_ptr<PgConnection> connection_;
+  bool written_ = false, again_ = false, done_ = false;
+};
+
+class PgExclusive final : public TableStore::Exclusive, public RowRemoval {
+ public:
+  explicit PgExclusive(PgWrite &write) : write_(write) {}
+  std::shared_ptr<const Snapshot> snapshot() override { return write_.now(0); }
+  long append(std::string_view row) override { return append_all(row); }
+  long append_all(std::string_view rows) override { return write_.append(0, rows); }
+  bool overwrite(long record, std::string_view row) override {
+    return write_.overwrite(0, record, row);
+  }
+  bool remove(const std::vector<long> &records) override {
+    return write_.remove(0, records);
+  }
+
+ private:
+  PgWrite &write_;
+};
+
+class PgTransaction final : public Transaction {
+ public:
+  explicit PgTransaction(PgWrite &write) : write_(write) {}
+  const Relation &layout(std::size_t table) const override {
+    return write_.layout(table);
+  }
+  std::shared_ptr<const Snapshot> snapshot(std::size_t table) override {
+    return write_.before(table);
+  }
+  long append(std::size_t table, std::string_view rows) override {
+    return write_.append(table, rows);
+  }
+  bool overwrite(std::size_t table, long record, std::string_view row) override {
+    return write_.overwrite(table, record, row);
+  }
+
+ private:
+  PgWrite &write_;
+};
+
+}  // namespace ksutil::db
+#endif
