@@ -32,12 +32,22 @@ class PathFields final : public expr::Fields {
 class PathRecord final : public expr::Record {
  public:
   PathRecord(const std::vector<QueryPath> &paths, const void *record)
-      : paths_(paths), record_(record) {}
+      : paths_(paths), record_(record) {
+    if (texts().size() < paths.size()) texts().resize(paths.size());
+  }
   bool value(int slot, expr::Value &value) const override {
-    return paths_[static_cast<std::size_t>(slot)].read(record_, value);
+    const auto index = static_cast<std::size_t>(slot);
+    return paths_[index].read(record_, value, texts()[index]);
   }
 
  private:
+  /* The texts of the fields of rows, by slot: they last until this thread evaluates the
+   * next query, while the rows are read for a moment only. */
+  static std::vector<std::string> &texts() {
+    thread_local std::vector<std::string> texts;
+    return texts;
+  }
+
   const std::vector<QueryPath> &paths_;
   const void *record_;
 };
@@ -74,12 +84,12 @@ int Query::evaluate(const Program &program, const char *kind, const void *record
     return fail("EVClient::getValue", "the query is not about %s: %s at position %zu",
                 kind, program.error.message.c_str(), program.error.position);
   }
+  const PathRecord view(program.paths, record);
   const int slot = program.code->only_slot();
   if (slot >= 0) {
-    if (!program.paths[static_cast<std::size_t>(slot)].read(record, value)) return -1;
+    if (!view.value(slot, value)) return -1;
   } else {
     thread_local expr::Workspace workspace;
-    const PathRecord view(program.paths, record);
     if (!program.code->evaluate(view, workspace, value)) return -1;
   }
   const bool real = value.type == expr::Type::kReal || value.type == expr::Type::kTime;

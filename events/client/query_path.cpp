@@ -38,7 +38,7 @@ const Part *find_name(const std::vector<Part> &parts, std::string_view name) {
 
 }  // namespace
 
-bool QueryPath::read(const void *record, expr::Value &value) const {
+bool QueryPath::read(const void *record, expr::Value &value, std::string &text) const {
   for (const Move &move : moves) {
     record = move.to(record, move.index);
     if (record != nullptr) continue;
@@ -47,7 +47,7 @@ bool QueryPath::read(const void *record, expr::Value &value) const {
     value.null = true;
     return true;
   }
-  if (own == nullptr) return field->read(part->row(record), value);
+  if (own == nullptr) return field->read(part->row(record), value, text);
   value = {};
   value.type = own->type;
   own->read(record, value);

@@ -96,7 +96,15 @@ RowField::Column RowField::column(const db::Relation &layout) const {
   }
 }
 
-bool RowField::read(std::string_view row, expr::Value &value) const {
+bool RowField::read(const db::RowText &row, expr::Value &value,
+                    std::string &text) const {
+  const db::RowText::Reading reading(row);
+  if (!read_row(reading.text(), value)) return false;
+  if (value.type == expr::Type::kText) value.text = text.assign(value.text);
+  return true;
+}
+
+bool RowField::read_row(std::string_view row, expr::Value &value) const {
   value = {};
   value.type = type_;
   value.null = true;

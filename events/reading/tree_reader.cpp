@@ -117,8 +117,8 @@ int TreeReader::read_event_of(int64_t evid, long first, EVEvent &event) {
 
 int TreeReader::read_event(long recno, EVEvent &event, long *order) {
   const EventColumns &columns = event_.columns;
-  event.record_event = event_.rows->text(recno);
-  const std::string_view row = event.record_event;
+  const std::string_view row = event_.rows->row(recno);
+  if (!row.empty()) event.record_event = event_.rows->text(recno);
   if (row.empty() || !columns.evid.read(row, event.evid) ||
       !columns.prefor.read(row, event.prefor) ||
       !columns.lddate.read(row, event.lddate_event)) {
@@ -181,7 +181,8 @@ int TreeReader::read_event(long recno, EVEvent &event, long *order) {
 int TreeReader::read_origin(long recno, EVOrigin &origin) {
   const OriginColumns &columns = origin_.columns;
   origin.record_origin = origin_.rows->text(recno);
-  const std::string_view row = origin.record_origin;
+  const db::RowText::Reading reading(origin.record_origin);
+  const std::string_view row = reading.text();
   int64_t evid;
   if (row.empty() || !columns.time.read(row, origin.time) ||
       !columns.orid.read(row, origin.orid) || !columns.evid.read(row, evid) ||
@@ -225,8 +226,8 @@ int TreeReader::read_netmags(EVOrigin &origin) {
   for (const long recno : rows) {
     EVMagnitude magnitude;
     magnitude.recno_netmag = recno;
-    magnitude.record_netmag = netmag_.rows->text(recno);
-    const std::string_view row = magnitude.record_netmag;
+    const std::string_view row = netmag_.rows->row(recno);
+    if (!row.empty()) magnitude.record_netmag = netmag_.rows->text(recno);
     int64_t magid;
     std::string_view magtype;
     if (row.empty() || !columns.magid.read(row, magid) ||
@@ -306,8 +307,8 @@ int TreeReader::read_moments(EVOrigin &origin) {
   for (const long recno : moments_->find(origin.orid)) {
     EVMoment moment;
     moment.recno_mt = recno;
-    moment.record_mt = mt_.rows->text(recno);
-    const std::string_view row = moment.record_mt;
+    const std::string_view row = mt_.rows->row(recno);
+    if (!row.empty()) moment.record_mt = mt_.rows->text(recno);
     if (row.empty() || !mt_.columns.lddate.read(row, moment.lddate_mt)) {
       return mt_.unreadable();
     }

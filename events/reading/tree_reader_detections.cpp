@@ -37,21 +37,25 @@ std::vector<long> TreeReader::detections_around(double time) const {
 int TreeReader::read_detection(long recno, EVDetection &detection,
                                DetectionFields &fields) {
   const DetectionColumns &columns = detection_.columns;
-  detection.record_detection = detection_.rows->text(recno);
-  const std::string_view row = detection.record_detection;
-  if (row.empty() || !columns.sta.read(row, fields.sta) ||
-      !columns.chan.read(row, fields.chan) || !columns.state.read(row, fields.state) ||
-      !columns.time.read(row, fields.time) ||
+  const std::string_view row = detection_.rows->row(recno);
+  if (!row.empty()) detection.record_detection = detection_.rows->text(recno);
+  std::string_view sta, chan, state;
+  if (row.empty() || !columns.sta.read(row, sta) || !columns.chan.read(row, chan) ||
+      !columns.state.read(row, state) || !columns.time.read(row, fields.time) ||
       !columns.lddate.read(row, detection.lddate_detection)) {
     return detection_.unreadable();
   }
+  fields.sta = sta;
+  fields.chan = chan;
+  fields.state = state;
   detection.recno_detection = recno;
   return 0;
 }
 
 int TreeReader::read_detections(EVOrigin &origin) {
   origin.detections.clear();
-  const std::string_view row = origin.record_origin;
+  const db::RowText::Reading reading(origin.record_origin);
+  const std::string_view row = reading.text();
   const OriginColumns &columns = origin_.columns;
   Epicentre epicentre{origin.time, 0.0, 0.0, 0.0, false};
   if (!columns.lat.read(row, epicentre.lat) || !columns.lon.read(row, epicentre.lon) ||
@@ -88,7 +92,8 @@ int TreeReader::add_detection(long record, const Epicentre *epicentre,
       read_site(fields.sta, fields.time, detection.recno_site, detection.record_site);
   if (result != 0) return result;
   if (detection.recno_site >= 0 && epicentre != nullptr && epicentre->located) {
-    add_residuals(*epicentre, detection.record_site, fields.time, detection);
+    const db::RowText::Reading site(detection.record_site);
+    add_residuals(*epicentre, site.text(), fields.time, detection);
   }
   detections.push(std::move(detection));
   return 0;

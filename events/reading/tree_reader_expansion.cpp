@@ -31,8 +31,8 @@ int TreeReader::read_associations(EVOrigin &origin) {
 }
 
 int TreeReader::read_association(long recno, EVAssociation &association) {
-  association.record_assoc = assoc_.rows->text(recno);
-  const std::string_view row = association.record_assoc;
+  const std::string_view row = assoc_.rows->row(recno);
+  if (!row.empty()) association.record_assoc = assoc_.rows->text(recno);
   int64_t arid;
   std::string_view timedef;
   if (row.empty() || !assoc_.columns.arid.read(row, arid) ||
@@ -47,7 +47,8 @@ int TreeReader::read_association(long recno, EVAssociation &association) {
   if (arrivals.empty()) return 0;
   const long arrival = arrivals.front();
   association.record_arrival = arrival_.rows->text(arrival);
-  const std::string_view arrival_row = association.record_arrival;
+  const db::RowText::Reading reading(association.record_arrival);
+  const std::string_view arrival_row = reading.text();
   std::string_view sta;
   double time;
   if (arrival_row.empty() || !arrival_.columns.sta.read(arrival_row, sta) ||
@@ -73,7 +74,10 @@ int TreeReader::read_site(std::string_view sta, double time, int64_t &recno,
 int TreeReader::read_stamags(EVMagnitude &magnitude) {
   magnitude.stamags.clear();
   int64_t magid;
-  if (!netmag_.columns.magid.read(magnitude.record_netmag, magid)) return kUnreadable;
+  const auto read_magid = [&](std::string_view row) {
+    return netmag_.columns.magid.read(row, magid);
+  };
+  if (!magnitude.record_netmag.read(read_magid)) return kUnreadable;
   int result = 0;
   for (const long recno : stamags_->find(magid)) {
     EVStamag stamag;
@@ -85,8 +89,8 @@ int TreeReader::read_stamags(EVMagnitude &magnitude) {
 }
 
 int TreeReader::read_stamag(long recno, EVStamag &stamag) {
-  stamag.record_stamag = stamag_.rows->text(recno);
-  const std::string_view row = stamag.record_stamag;
+  const std::string_view row = stamag_.rows->row(recno);
+  if (!row.empty()) stamag.record_stamag = stamag_.rows->text(recno);
   std::string_view magtype;
   if (row.empty() || !stamag_.columns.magtype.read(row, magtype) ||
       !stamag_.columns.magnitude.read(row, stamag.magnitude) ||

@@ -170,8 +170,9 @@ int KSEventView::refreshAssociation(KSEVOrigin *origin, long recno,
         const int read = reader.read_association(recno, source);
         if (read != 0 || origin == nullptr) return read;
         int64_t orid = -1;
-        strange = !reader.assoc_columns().orid.read(source.record_assoc, orid) ||
-                  orid != origin->orid;
+        const ksutil::db::RowText::Reading row(source.record_assoc);
+        strange =
+            !reader.assoc_columns().orid.read(row.text(), orid) || orid != origin->orid;
         return strange ? kUnreadable : 0;
       });
   return strange ? fail(kWho, "the row is of another origin") : result;

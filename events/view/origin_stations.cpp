@@ -57,9 +57,12 @@ StationPtr make_station(ViewState &state, TreeReader &reader, const KSEVOrigin &
   int result = reader.read_site(sta, time, station->recno_site, row);
   if (result == 0 && station->recno_site >= 0) {
     station->found = 1;
-    station->record_site = new_text(row);
-    if (!columns.lat.read(row, station->lat) || !columns.lon.read(row, station->lon) ||
-        !columns.elev.read(row, station->elev)) {
+    station->record_site = new_row_text(row);
+    const db::RowText::Reading reading(row);
+    const std::string_view site = reading.text();
+    if (!columns.lat.read(site, station->lat) ||
+        !columns.lon.read(site, station->lon) ||
+        !columns.elev.read(site, station->elev)) {
       result = kUnreadable;
     }
   }

@@ -29,6 +29,10 @@ char *new_text(std::string_view text) {
   return copy;
 }
 
+char *new_row_text(const db::RowText &text) {
+  return text.read([](std::string_view row) { return new_text(row); });
+}
+
 StationPtr new_station(const char *sta) {
   void *const block = ks_malloc(sizeof(KSEVOriginStation));
   if (block == nullptr) throw std::bad_alloc();
@@ -48,13 +52,17 @@ namespace {
 /* The text or real field of a row that has been read before; "" or untouched for an
  * empty row or a null field. */
 template <class Column>
-char *field_text(const Column &column, std::string_view row) {
+char *field_text(const Column &column, const db::RowText &text) {
+  const db::RowText::Reading reading(text);
+  const std::string_view row = reading.text();
   std::string_view value;
   if (row.empty() || !column.read(row, value) || column.is_null(value)) value = "";
   return new_text(value);
 }
 
-void read_real(const db::RealColumn &column, std::string_view row, double &value) {
+void read_real(const db::RealColumn &column, const db::RowText &text, double &value) {
+  const db::RowText::Reading reading(text);
+  const std::string_view row = reading.text();
   double read;
   if (!row.empty() && column.read(row, read) && read != column.null()) value = read;
 }
@@ -73,7 +81,7 @@ ViewRecords::Ptr<KSEVStamag> ViewRecords::make(const TreeReader &reader,
                                                const EVStamag &source) {
   auto stamag = new_record<KSEVStamag>();
   stamag->recno_stamag = source.recno_stamag;
-  stamag->record_stamag = new_text(source.record_stamag);
+  stamag->record_stamag = new_row_text(source.record_stamag);
   stamag->lddate_stamag = source.lddate_stamag;
   stamag->magnitude = source.magnitude;
   stamag->magtype = new_text(source.magtype);
@@ -85,7 +93,7 @@ ViewRecords::Ptr<KSEVMagnitude> ViewRecords::make(const TreeReader &reader,
                                                   const EVMagnitude &source) {
   auto magnitude = new_record<KSEVMagnitude>();
   magnitude->recno_netmag = source.recno_netmag;
-  magnitude->record_netmag = new_text(source.record_netmag);
+  magnitude->record_netmag = new_row_text(source.record_netmag);
   magnitude->lddate_netmag = source.lddate_netmag;
   magnitude->magnitude = source.magnitude;
   magnitude->magtype = new_text(source.magtype);
@@ -97,7 +105,7 @@ ViewRecords::Ptr<KSEVMoment> ViewRecords::make(const TreeReader &,
                                                const EVMoment &source) {
   auto moment = new_record<KSEVMoment>();
   moment->recno_mt = source.recno_mt;
-  moment->record_mt = new_text(source.record_mt);
+  moment->record_mt = new_row_text(source.record_mt);
   moment->lddate_mt = source.lddate_mt;
   return moment;
 }
@@ -106,13 +114,13 @@ ViewRecords::Ptr<KSEVAssociation> ViewRecords::make(const TreeReader &reader,
                                                     const EVAssociation &source) {
   auto association = new_record<KSEVAssociation>();
   association->recno_assoc = source.recno_assoc;
-  association->record_assoc = new_text(source.record_assoc);
+  association->record_assoc = new_row_text(source.record_assoc);
   association->lddate_assoc = source.lddate_assoc;
   association->recno_arrival = source.recno_arrival;
-  association->record_arrival = new_text(source.record_arrival);
+  association->record_arrival = new_row_text(source.record_arrival);
   association->lddate_arrival = source.lddate_arrival;
   association->recno_site = source.recno_site;
-  association->record_site = new_text(source.record_site);
+  association->record_site = new_row_text(source.record_site);
   association->defining = source.defining;
   association->sta = field_text(reader.assoc_columns().sta, source.record_assoc);
   association->phase = field_text(reader.assoc_columns().phase, source.record_assoc);
@@ -125,13 +133,13 @@ ViewRecords::Ptr<KSEVOrigin> ViewRecords::make(const TreeReader &reader,
                                                const EVOrigin &source) {
   auto origin = new_record<KSEVOrigin>();
   origin->recno_origin = source.recno_origin;
-  origin->record_origin = new_text(source.record_origin);
+  origin->record_origin = new_row_text(source.record_origin);
   origin->orid = source.orid;
   origin->lddate_origin = source.lddate_origin;
   origin->lddate_origin_view = source.lddate_origin_view;
   origin->time = source.time;
   origin->recno_origerr = source.recno_origerr;
-  origin->record_origerr = new_text(source.record_origerr);
+  origin->record_origerr = new_row_text(source.record_origerr);
   origin->magnitude = source.magnitude;
   origin->magtype = new_text(source.magtype);
   origin->preferred = source.preferred;
@@ -150,7 +158,7 @@ ViewRecords::Ptr<KSEVEvent> ViewRecords::make(const TreeReader &reader,
                                               const EVEvent &source) {
   auto event = new_record<KSEVEvent>();
   event->recno_event = source.recno_event;
-  event->record_event = new_text(source.record_event);
+  event->record_event = new_row_text(source.record_event);
   event->evid = source.evid;
   event->prefor = source.prefor;
   event->order = source.order;
@@ -171,10 +179,10 @@ ViewRecords::Ptr<KSEVDetection> ViewRecords::make(const EVDetection &source,
                                                   const DetectionFields &fields) {
   auto detection = new_record<KSEVDetection>();
   detection->recno_detection = source.recno_detection;
-  detection->record_detection = new_text(source.record_detection);
+  detection->record_detection = new_row_text(source.record_detection);
   detection->lddate_detection = source.lddate_detection;
   detection->recno_site = source.recno_site;
-  detection->record_site = new_text(source.record_site);
+  detection->record_site = new_row_text(source.record_site);
   detection->time = fields.time;
   detection->sta = new_text(fields.sta);
   detection->chan = new_text(fields.chan);

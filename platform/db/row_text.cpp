@@ -8,26 +8,92 @@
 #include <ostream>
 #include <stdexcept>
 #include <unordered_map>
+#include <utility>
+
+#include "platform/db/internal/packed_rows.h"
 
 namespace ksutil::db {
 
-/* The copies that with_nul has made, by offset and length. */
+/* The copies that with_nul and keep have made, by offset and length. */
 struct BlockPtr::Copies {
   std::mutex lock;
   std::unordered_map<std::uint64_t, std::unique_ptr<char[]>> texts;
 };
 
-BlockPtr BlockPtr::make(std::size_t size, bool of_texts) {
+namespace {
+
+/* Blocks of fewer bytes are not worth packing. */
+constexpr std::size_t kLeastPacked = 4096;
+
+}  // namespace
+
+BlockPtr BlockPtr::make_in_place(std::size_t size, bool of_texts) {
   BlockPtr made;
-  made.header_ = new (::operator new(sizeof(Header) + size))
-      Header{{1}, of_texts, size, {nullptr}};
+  void *const memory = ::operator new(sizeof(Header) + size);
+  made.header_ = new (memory)
+      Header{{1}, {kKept}, size, {nullptr}, {nullptr}, nullptr, of_texts, false};
+  made.header_->raw = reinterpret_cast<char *>(made.header_ + 1);
   return made;
 }
 
+BlockPtr BlockPtr::make(std::size_t size) {
+  if (size < kLeastPacked) return make_in_place(size, false);
+  BlockPtr made;
+  made.header_ =
+      new Header{{1}, {0}, size, {nullptr}, {nullptr}, nullptr, false, false};
+  made.header_->raw = static_cast<char *>(::operator new(size));
+  return made;
+}
+
+BlockPtr BlockPtr::make_of_texts(std::size_t size) { return make_in_place(size, true); }
+
 void BlockPtr::destroy(Header *header) noexcept {
   delete header->copies.load(std::memory_order_acquire);
-  header->~Header();
-  ::operator delete(header);
+  delete header->packed.load(std::memory_order_acquire);
+  if (in_place(header)) {
+    header->~Header();
+    ::operator delete(header);
+  } else {
+    ::operator delete(header->raw);
+    delete header;
+  }
+}
+
+bool BlockPtr::release_raw() const noexcept {
+  if (header_ == nullptr) return false;
+  Header &header = *header_;
+  if (header.raw == nullptr) return true;
+  if (header.packed.load(std::memory_order_relaxed) == nullptr) {
+    if (header.incompressible || (header.users.load() & kKept) != 0) return false;
+    try {
+      auto packed = PackedRows::pack({header.raw, header.size});
+      header.incompressible = packed == nullptr;
+      if (packed == nullptr) return false;
+      header.packed.store(packed.release());
+    } catch (const std::bad_alloc &) {
+      return false;
+    }
+  }
+  /* A reader that counts itself after this look finds the packed rows. */
+  if (header.users.load() != 0) return false;
+  ::operator delete(std::exchange(header.raw, nullptr));
+  return true;
+}
+
+void BlockPtr::restore_raw() const {
+  Header &header = *header_;
+  if (header.raw != nullptr) return;
+  char *const raw = static_cast<char *>(::operator new(header.size));
+  header.packed.load(std::memory_order_relaxed)->unpack(0, header.size, raw);
+  header.raw = raw;
+}
+
+const char *BlockPtr::keep(std::uint32_t offset, std::uint32_t length) const {
+  header_->users.fetch_add(1);
+  const bool packed = header_->packed.load() != nullptr;
+  if (!packed) header_->users.fetch_or(kKept);
+  header_->users.fetch_sub(1);
+  return packed ? copy_with_nul(offset, length) : header_->raw + offset;
 }
 
 const char *BlockPtr::copy_with_nul(std::uint32_t offset, std::uint32_t length) const {
@@ -42,11 +108,46 @@ const char *BlockPtr::copy_with_nul(std::uint32_t offset, std::uint32_t length) 
   std::unique_ptr<char[]> &copy =
       copies->texts[static_cast<std::uint64_t>(offset) << 32 | length];
   if (copy == nullptr) {
-    copy = std::make_unique_for_overwrite<char[]>(std::size_t{length} + 1);
-    std::memcpy(copy.get(), data() + offset, length);
-    copy[length] = '\0';
+    const PieceReading piece(*this, offset, length);
+    auto made = std::make_unique_for_overwrite<char[]>(std::size_t{length} + 1);
+    std::memcpy(made.get(), piece.text().data(), length);
+    made[length] = '\0';
+    copy = std::move(made);
   }
   return copy.get();
+}
+
+BlockPtr::PieceReading::PieceReading(const BlockPtr &block, std::uint32_t offset,
+                                     std::uint32_t length) {
+  if (length == 0) return;
+  Header &header = *block.header_;
+  if ((header.users.load(std::memory_order_acquire) & kKept) != 0) {
+    text_ = {header.raw + offset, length};
+    return;
+  }
+  const PackedRows *packed = header.packed.load(std::memory_order_acquire);
+  if (packed == nullptr) {
+    header.users.fetch_add(1);
+    packed = header.packed.load();
+    if (packed == nullptr) {
+      used_ = &header.users;
+      text_ = {header.raw + offset, length};
+      return;
+    }
+    header.users.fetch_sub(1, std::memory_order_release);
+  }
+  unpack(*packed, offset, length);
+}
+
+void BlockPtr::PieceReading::unpack(const PackedRows &packed, std::uint32_t offset,
+                                    std::uint32_t length) {
+  char *to = small_;
+  if (length > sizeof small_) {
+    large_ = std::make_unique_for_overwrite<char[]>(length);
+    to = large_.get();
+  }
+  packed.unpack(offset, length, to);
+  text_ = {to, length};
 }
 
 RowText::RowText(std::string_view text) {
@@ -64,7 +165,7 @@ void RowText::check_length(std::size_t length) {
 }
 
 std::ostream &operator<<(std::ostream &out, const RowText &text) {
-  return out << text.view();
+  return out << RowText::Reading(text).text();
 }
 
 }  // namespace ksutil::db

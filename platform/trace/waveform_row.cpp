@@ -90,7 +90,8 @@ bool read_segment(Dbptr row, WaveformSegment &segment) try {
   if (store == nullptr || text.empty()) return false;
 
   const db::Relation &layout = store->layout();
-  FieldReader fields(layout, text);
+  const db::RowText::Reading reading(text);
+  FieldReader fields(layout, reading.text());
   WaveformSegment found;
   found.sta = fields.text("sta");
   found.chan = fields.text("chan");

@@ -35,7 +35,9 @@ std::string text_of(Dbptr row, const char *field) {
   const db::RowText text = db::record_text(row);
   const db::TextColumn column(store->layout(), field);
   std::string_view value;
-  if (text.empty() || !column.valid() || !column.read(text, value)) return "";
+  const db::RowText::Reading row_text(text);
+  if (text.empty() || !column.valid() || !column.read(row_text.text(), value))
+    return "";
   value = trimmed(value);
   return column.is_null(value) ? std::string() : std::string(value);
 }

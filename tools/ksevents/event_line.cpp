@@ -54,7 +54,7 @@ std::vector<std::string> EventLines::cells(const EVEvent &event,
   const std::string evid = std::to_string(event.evid);
   if (origin == nullptr) return {"", "", "", "", "", "", evid, ""};
   const OriginReader::Position at =
-      origins_.position(origin->record_origin, unreadable);
+      origins_.position(db::RowText::Reading(origin->record_origin).text(), unreadable);
   return {raw_ ? format_text("%.5f", origin->time) : time_cell(origin->time),
           real(at.lat, 4),
           real(at.lon, 4),
@@ -78,7 +78,7 @@ std::string EventLines::sentence(const EVEvent &event) const {
   if (origin == nullptr) return evid + "  without origin";
   Unreadable unreadable;
   const OriginReader::Position at =
-      origins_.position(origin->record_origin, unreadable);
+      origins_.position(db::RowText::Reading(origin->record_origin).text(), unreadable);
   const std::string depth = real_cell(at.depth, 1);
   const std::string magnitude = real_cell(event.magnitude, 2);
   return evid + "  " + time_cell(origin->time) +

@@ -42,17 +42,17 @@ struct WatchOptions {
  * record numbers, which change when a row before them is removed. */
 std::size_t content_of(const EVEvent &event) {
   std::size_t content = 0;
-  const auto mix = [&content](std::string_view row) {
-    content = content * 1099511628211U + std::hash<std::string_view>()(row);
+  const auto mix = [&content](const db::RowText &row) {
+    content = content * 1099511628211U + std::hash<db::RowText>()(row);
   };
-  mix(event.record_event.view());
+  mix(event.record_event);
   for (const EVOrigin &origin : event.origins) {
-    mix(origin.record_origin.view());
-    mix(origin.record_origerr.view());
+    mix(origin.record_origin);
+    mix(origin.record_origerr);
     for (const EVMagnitude &magnitude : origin.magnitudes) {
-      mix(magnitude.record_netmag.view());
+      mix(magnitude.record_netmag);
     }
-    for (const EVMoment &moment : origin.moments) mix(moment.record_mt.view());
+    for (const EVMoment &moment : origin.moments) mix(moment.record_mt);
   }
   return content;
 }

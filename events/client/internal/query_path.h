@@ -31,9 +31,9 @@ struct QueryPath {
   std::shared_ptr<const RowField> field;
 
   expr::Type type() const { return own != nullptr ? own->type : field->type(); }
-  /* The value is null without such a record.  False, with a message, if the row cannot
-   * be read. */
-  bool read(const void *record, expr::Value &value) const;
+  /* The value is null without such a record; the text of a row's field is copied to
+   * `text`.  False, with a message, if the row cannot be read. */
+  bool read(const void *record, expr::Value &value, std::string &text) const;
 };
 
 /* PathFinder: resolves names on one kind of record. */

@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "platform/db/columns.h"
+#include "platform/db/row_text.h"
 #include "platform/db/schema.h"
 #include "platform/expr/expr.h"
 
@@ -29,9 +30,9 @@ class RowField {
   bool valid() const { return !readers_.empty(); }
   expr::Type type() const { return type_; }
 
-  /* The value in a row; it may point into the row.  Null for an empty row and for a
+  /* The value in a row; a text is copied to `text`.  Null for an empty row and for a
    * layout without the field.  False, with a message, if it cannot be read. */
-  bool read(std::string_view row, expr::Value &value) const;
+  bool read(const db::RowText &row, expr::Value &value, std::string &text) const;
 
  private:
   using Column = std::variant<db::IntegerColumn, db::RealColumn, db::TextColumn>;
@@ -42,6 +43,7 @@ class RowField {
   };
 
   Column column(const db::Relation &layout) const;
+  bool read_row(std::string_view row, expr::Value &value) const;
   bool read_stretched(std::string_view row, expr::Value &value) const;
   bool unreadable(std::string_view row) const;
 

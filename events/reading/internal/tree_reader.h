@@ -38,7 +38,7 @@ struct ListSnapshots {
 
 /* Fields of a detection row, as views into its text. */
 struct DetectionFields {
-  std::string_view sta, chan, state;
+  std::string sta, chan, state;
   double time = 0.0;
 
   /* False in the states "-", "ON", "on", "OFF" and "off", which report no signal.  All

@@ -19,6 +19,7 @@ Failure fail_memory_for(const char *who, const char *record);
 
 /* A new text; throws std::bad_alloc. */
 char *new_text(std::string_view text);
+char *new_row_text(const db::RowText &text);
 
 struct FreeStation {
   void operator()(KSEVOriginStation *station) const;

@@ -62,8 +62,8 @@ int read_catalogue(const std::string &database, const std::string &where,
       if (query && !query->holds(client.get(), event, shown)) unreadable.values++;
     }
     if (!shown || origin == nullptr || !(origin->time > kNullTime)) continue;
-    const OriginReader::Position at =
-        origins.position(origin->record_origin, unreadable);
+    const OriginReader::Position at = origins.position(
+        db::RowText::Reading(origin->record_origin).text(), unreadable);
     if (at.lat == -999.0 || at.lon == -999.0) continue;
     events.push_back({event.evid, origin->orid, origin->time, at.lat, at.lon,
                       or_nan(at.depth), or_nan(event.magnitude)});
