@@ -8,7 +8,7 @@ bench_packages="libbenchmark-dev libsqlite3-dev libtbb-dev libboost-dev libgsl-d
   liblz4-dev"
 fuzz_packages="clang"
 lint_packages="clang-format clang-tidy"
-packaging_packages="dpkg-dev file"
+packaging_packages="dpkg-dev file doxygen"
 root_packages="mmdebstrap"
 
 say() { printf '== %s\n' "$*" >&2; }

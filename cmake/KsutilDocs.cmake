@@ -8,3 +8,6 @@ install(DIRECTORY docs DESTINATION ${docs} COMPONENT documents)
 install(DIRECTORY data DESTINATION ${docs} COMPONENT documents)
 install(DIRECTORY examples DESTINATION ${docs} COMPONENT documents
   FILES_MATCHING PATTERN "*.cpp" PATTERN CMakeLists.txt)
+# The reference, where the target `reference` has been built.
+install(DIRECTORY ${PROJECT_BINARY_DIR}/reference/html DESTINATION ${docs}/reference
+  COMPONENT documents OPTIONAL)

@@ -64,7 +64,7 @@ void draw_axes(std::FILE *svg, const LogAxis &x, const LogAxis &y) {
                (x.from + x.to) / 2, y.from + 38);
 }
 
-/* The curve; gaps of the response, and amplitudes of 0, which have no logarithm, part it. */
+/* The curve, which amplitudes below the axis, and 0 that has no logarithm, interrupt. */
 int draw_curve(std::FILE *svg, const char *tag, const LogAxis &x, const LogAxis &y,
                double first, double last) {
   constexpr int kSteps = 400;
@@ -76,7 +76,7 @@ int draw_curve(std::FILE *svg, const char *tag, const LogAxis &x, const LogAxis 
     const double exponent =
         std::log10(first) + (std::log10(last) - std::log10(first)) * i / kSteps;
     if (ksvector_eval(tag, values.get(), std::pow(10.0, exponent)) != 0) return -1;
-    const bool there = values[0] > 0;
+    const bool there = values[0] > 0 && std::log10(values[0]) >= y.low;
     if (there) {
       std::fprintf(svg, "%s%.1f %.1f ", begun ? "L" : "M", x.place(exponent),
                    y.place(std::log10(values[0])));
