@@ -85,7 +85,7 @@ TEST(Ksdb, RefusesViewsThatMakeNoSense) {
   const std::string database = small_database(folder);
   const ProgramRun wrong =
       run_program(kKsdb + " subset " + database + " origin 'mb >='");
-  EXPECT_EQ(wrong.code, 1);
+  EXPECT_EQ(wrong.code, 2);
   EXPECT_THAT(wrong.errors, HasSubstr("Can't compile 'mb >='"));
   for (const char *arguments :
        {" origin lastid", " origin origin", " origin nosuch", " origin netmag+"}) {
@@ -97,7 +97,7 @@ TEST(Ksdb, RefusesViewsThatMakeNoSense) {
                 .code,
             2);
   EXPECT_EQ(run_program(kKsdb + " sort " + database + " origin time --fields x").code,
-            1);
+            2);
 }
 
 TEST(Ksdb, VerifyFindsWhatIsWrongWithARealDatabase) {

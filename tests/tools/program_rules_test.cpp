@@ -179,19 +179,31 @@ TEST(WrongUsage, IsToldOnOneLine) {
 
 TEST(Failures, AreOneLineWithoutNamesOfFunctions) {
   const std::string database = " " + kData + "/aug2015";
-  for (const std::string &command :
-       {kKsdb + " info /nowhere/db", kKsevents + " list /nowhere/db",
-        kKsevents + " diff" + database + " /nowhere/db",
-        kKsevents + " watch /nowhere/db", kKsevents + " show /nowhere/db 1",
-        kKsevents + " show" + database + " 99999",
-        kKsdb + " list" + database + " nosuch",
-        kKsdb + " subset" + database + " origin 'mb >='",
-        kKsdb + " list --fields nosuch" + database + " origin",
-        kKsdb + " sort" + database + " origin nosuch",
-        kKsdb + " join" + database + " origin lastid",
-        kKsdb + " subset" + database + " origin 'time >= \"someday\"'"}) {
+  const std::vector<std::pair<int, std::string>> commands = {
+      {1, kKsdb + " info /nowhere/db"},
+      {1, kKsevents + " list /nowhere/db"},
+      {1, kKsevents + " diff" + database + " /nowhere/db"},
+      {1, kKsevents + " watch /nowhere/db"},
+      {1, kKsevents + " show /nowhere/db 1"},
+      {1, kKsevents + " show" + database + " 99999"},
+      {1, kKsdb + " list" + database + " nosuch"},
+      {1, kKsdb + " join" + database + " origin lastid"},
+      /* An expression that does not compile is wrong usage, in every program. */
+      {2, kKsevents + " list --where 'mb >='" + database},
+      {2, kKsdb + " list --fields nosuch" + database + " origin"},
+      {2, kKsdb + " list --where 'mb >='" + database + " origin"},
+      {2, kKsdb + " subset" + database + " origin 'mb >='"},
+      {2, kKsdb + " subset" + database + " origin 'time >= \"someday\"'"},
+      {2, kKsdb + " sort" + database + " origin nosuch"},
+      {2, kKsdb + " sort --where nosuch" + database + " origin time"},
+      {2, kKsdb + " group" + database + " origin nosuch"},
+      {2, kKsdb + " group --aggregate 'mean(nosuch)'" + database + " origin auth"},
+      {2, kKsdb + " join --left-keys nosuch --right-keys orid" + database +
+              " event origin"}};
+  for (const auto &[code, command] : commands) {
     const ProgramRun run = run_program(command);
-    EXPECT_EQ(run.code, 1) << command;
+    EXPECT_EQ(run.code, code) << command;
+    EXPECT_EQ(run.output, "") << command;
     EXPECT_EQ(lines_of(run.errors), 1) << command << "\n" << run.errors;
     EXPECT_THAT(run.errors, Not(HasSubstr("::"))) << command;
     EXPECT_THAT(run.errors, Not(testing::ContainsRegex("db[a-z_]*: [a-z]*db")))

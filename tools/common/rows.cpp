@@ -1,42 +1,14 @@
 #include "tools/common/rows.h"
 
-#include <algorithm>
 #include <cmath>
 #include <cstdint>
 #include <cstdio>
 #include <utility>
 
 #include "platform/stock/text.h"
-#include "tools/common/messages.h"
+#include "tools/common/row_printer.h"
 
 namespace ksutil::tools {
-namespace {
-
-std::string csv_cell(const std::string &text) {
-  if (text.find_first_of(",\"\n\r") == std::string::npos) return text;
-  std::string quoted = "\"";
-  for (const char c : text) {
-    if (c == '"') quoted += '"';
-    quoted += c;
-  }
-  return quoted + '"';
-}
-
-/* The characters that a terminal shows: UTF-8 continuation bytes do not count. */
-std::size_t shown_width(const std::string &text) {
-  return static_cast<std::size_t>(std::count_if(text.begin(), text.end(), [](char c) {
-    return (static_cast<unsigned char>(c) & 0xC0) != 0x80;
-  }));
-}
-
-/* The heading of a text table: one word, so that its columns can be counted. */
-std::string heading(const Column &column) {
-  const std::string &name = column.heading.empty() ? column.name : column.heading;
-  return column.unit.empty() ? name : name + '/' + column.unit;
-}
-
-}  // namespace
-
 void add_form_options(CLI::App &command, Form &form) {
   CLI::Option *json = command.add_flag_callback(
       "--json", [&form] { form = Form::kJson; }, "Print JSON");
@@ -71,55 +43,9 @@ Rows::Rows(std::vector<Column> columns, Form form)
 void Rows::add(std::vector<std::string> cells) { rows_.push_back(std::move(cells)); }
 
 void Rows::print() const {
-  switch (form_) {
-    case Form::kText:
-      return print_text();
-    case Form::kCsv:
-      return print_csv();
-    case Form::kJson:
-      return tools::print_json(json());
-  }
-}
-
-void Rows::print_text() const {
-  std::vector<std::string> headings;
-  std::vector<std::size_t> widths;
-  for (const Column &column : columns_) {
-    headings.push_back(heading(column));
-    widths.push_back(shown_width(headings.back()));
-  }
-  for (const auto &row : rows_) {
-    for (std::size_t i = 0; i < row.size(); i++) {
-      widths[i] = std::max(widths[i], shown_width(row[i]));
-    }
-  }
-  const auto put = [&](const std::vector<std::string> &cells) {
-    std::string line;
-    for (std::size_t i = 0; i < cells.size(); i++) {
-      const std::string blanks(widths[i] - shown_width(cells[i]), ' ');
-      if (i > 0) line += "  ";
-      line += columns_[i].right ? blanks + cells[i] : cells[i] + blanks;
-    }
-    line.erase(line.find_last_not_of(' ') + 1);
-    std::puts(printable_text(line).c_str());
-  };
-  put(headings);
-  for (const auto &row : rows_) put(row);
-}
-
-void Rows::print_csv() const {
-  const auto put = [](const std::vector<std::string> &cells) {
-    std::string line;
-    for (const std::string &cell : cells) {
-      if (&cell != &cells.front()) line += ',';
-      line += csv_cell(cell);
-    }
-    std::puts(line.c_str());
-  };
-  std::vector<std::string> names;
-  for (const Column &column : columns_) names.push_back(column.name);
-  put(names);
-  for (const auto &row : rows_) put(row);
+  RowPrinter printer(columns_, form_);
+  for (const auto &row : rows_) printer.add(row);
+  printer.finish();
 }
 
 nlohmann::ordered_json Rows::json() const {

@@ -25,8 +25,7 @@ struct Column {
       {};  // heading in a text table instead of a longer name; empty: the name
 };
 
-/* Collects rows and prints them to standard output at the end.  An empty cell is a null:
- * blank in a table and in CSV, null in JSON. */
+/* Collects rows and prints them at the end, as RowPrinter does. */
 class Rows {
  public:
   Rows(std::vector<Column> columns, Form form);
@@ -38,9 +37,6 @@ class Rows {
   nlohmann::ordered_json json() const;
 
  private:
-  void print_text() const;
-  void print_csv() const;
-
   std::vector<Column> columns_;
   Form form_;
   std::vector<std::vector<std::string>> rows_;

@@ -150,26 +150,34 @@ std::string Aggregates::cell(const Item &item, Accumulator &figure) const {
                                           : shortest_cell(*result);
 }
 
-void Aggregates::read(long start, long end, std::vector<std::string> &cells) {
-  if (items_.empty()) return;
-  std::vector<Accumulator> figures;
-  for (const Item &item : items_) figures.emplace_back(item.figure);
-  for (long record = start; record < end; record++) {
-    if (!cells_.seek(record)) continue;
-    for (std::size_t i = 0; i < items_.size(); i++) {
-      expr::Value value;
-      if (!cells_.value(i, value)) continue;
-      const bool text = value.type == expr::Type::kText;
-      const double number = text ? 0.0 : number_of(value);
-      if (value.null || !std::isfinite(number)) {
-        figures[i].take_null();
-      } else {
-        figures[i].take(number);
-      }
+Aggregates::Figures Aggregates::none() const {
+  Figures figures;
+  figures.accumulators.reserve(items_.size());
+  for (const Item &item : items_) figures.accumulators.emplace_back(item.figure);
+  return figures;
+}
+
+void Aggregates::take(const std::string_view *rows, Figures &figures) {
+  cells_.show(rows);
+  for (std::size_t i = 0; i < items_.size(); i++) {
+    expr::Value value;
+    if (!cells_.value(i, value)) {
+      figures.unreadable_values++;
+      continue;
+    }
+    const bool text = value.type == expr::Type::kText;
+    const double number = text ? 0.0 : number_of(value);
+    if (value.null || !std::isfinite(number)) {
+      figures.accumulators[i].take_null();
+    } else {
+      figures.accumulators[i].take(number);
     }
   }
+}
+
+void Aggregates::add_cells(Figures &figures, std::vector<std::string> &cells) const {
   for (std::size_t i = 0; i < items_.size(); i++) {
-    cells.push_back(cell(items_[i], figures[i]));
+    cells.push_back(cell(items_[i], figures.accumulators[i]));
   }
 }
 

@@ -45,11 +45,17 @@ class Aggregates {
   bool empty() const { return items_.empty(); }
   std::vector<Column> columns() const;
 
-  /* Adds the cells of the figures over the records start <= number < end of the
-   * view. */
-  void read(long start, long end, std::vector<std::string> &cells);
-
-  long unreadable_values() const { return cells_.unreadable_values(); }
+  /* The figures of one group of records. */
+  struct Figures {
+    std::vector<Accumulator> accumulators;
+    long unreadable_values = 0;
+  };
+  /* Those of no record. */
+  Figures none() const;
+  /* Takes a record, given by its rows. */
+  void take(const std::string_view *rows, Figures &figures);
+  /* Adds the cells of the figures. */
+  void add_cells(Figures &figures, std::vector<std::string> &cells) const;
 
  private:
   struct Item {

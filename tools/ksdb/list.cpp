@@ -35,12 +35,14 @@ int print_rows(Dbptr table, const PrintOptions &options) {
 
 int list(const ListOptions &options) {
   const OpenDatabase database(options.print.database, "r");
-  const Dbptr view = open_view(database, options.tables, options.print.where);
+  if (!database) return kFailure;
+  const Dbptr view = open_tables(database, options.tables);
   if (view.table < 0) return kFailure;
   const bool whole = options.print.raw && options.print.fields.empty() &&
                      options.print.where.empty() && options.print.form == Form::kText &&
                      options.tables.find('+') == std::string::npos;
-  return whole ? print_rows(view, options.print) : print_view(view, options.print);
+  return whole ? print_rows(view, options.print)
+               : print_view(view, {options.print.where}, options.print);
 }
 
 void describe_list(CLI::App &command, ListOptions &options) {

@@ -34,14 +34,6 @@ Dbptr open_tables(const OpenDatabase &database, const std::string &tables) {
   return view;
 }
 
-Dbptr open_view(const OpenDatabase &database, const std::string &tables,
-                const std::string &where) {
-  if (!database) return dbinvalid();
-  const Dbptr view = open_tables(database, tables);
-  if (view.table < 0 || where.empty()) return view;
-  return dbsubset(view, where.c_str());
-}
-
 long left_out_of(Dbptr view) {
   take_left_out();
   const ElogScope quiet;

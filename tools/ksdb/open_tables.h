@@ -19,10 +19,6 @@ void add_where(CLI::App &command, std::string &where);
  * with a message, for an unknown table. */
 Dbptr open_tables(const OpenDatabase &database, const std::string &tables);
 
-/* The same with only the records for which `where` is true (empty: all). */
-Dbptr open_view(const OpenDatabase &database, const std::string &tables,
-                const std::string &where);
-
 /* The records that cannot be read and were left out when a view was made; 0 of a table.
  * Takes the messages about them out of the register. */
 long left_out_of(Dbptr view);

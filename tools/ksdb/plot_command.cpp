@@ -7,6 +7,7 @@
 #include "platform/clock/clock.h"
 #include "tools/common/options.h"
 #include "tools/common/unreadable.h"
+#include "tools/ksdb/conditions.h"
 #include "tools/ksdb/open_tables.h"
 #include "tools/ksdb/plot_figure.h"
 #include "tools/plot/map_options.h"
@@ -56,7 +57,11 @@ int draw(const PlotCommandOptions &given) {
     return kUsage;
   }
   const OpenDatabase database(options.database, "r");
-  const Dbptr view = open_view(database, options.tables, options.where);
+  if (!database) return kFailure;
+  Dbptr view = open_tables(database, options.tables);
+  if (view.table < 0) return kFailure;
+  if (!Conditions().compile(view, {options.where})) return kUsage;
+  if (!options.where.empty()) view = dbsubset(view, options.where.c_str());
   if (view.table < 0) return kFailure;
   if (options.picture.title.empty()) {
     options.plot.title = std::filesystem::path(options.database).filename().string() +

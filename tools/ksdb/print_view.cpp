@@ -1,7 +1,11 @@
 #include "tools/ksdb/print_view.h"
 
+#include "platform/db/view_rows.h"
+#include "platform/elog/elog.h"
 #include "tools/common/options.h"
+#include "tools/common/row_printer.h"
 #include "tools/common/unreadable.h"
+#include "tools/ksdb/conditions.h"
 #include "tools/ksdb/view_cells.h"
 
 namespace ksutil::tools {
@@ -16,22 +20,41 @@ void add_print_options(CLI::App &command, PrintOptions &options) {
   add_form_options(command, options.form);
 }
 
-int print_view(Dbptr view, const PrintOptions &options) {
-  long count = 0;
+int print_view(Dbptr view, const std::vector<std::string> &conditions,
+               const PrintOptions &options) {
+  if (view.table < 0) return kFailure;
+  Conditions filter;
   ViewCells record;
-  if (view.table < 0 || dbquery(view, dbq_record_count, &count) < 0 ||
+  if (!filter.compile(view, conditions) ||
       !record.choose(view, options.fields, options.raw)) {
-    return kFailure;
+    return kUsage;
   }
-  Rows output(record.columns(), options.form);
+  const long left_out = left_out_of(view);
+  db::ViewRows rows(view);
+  if (!rows.good()) return kFailure;
+  RowPrinter output(record.columns(), options.form);
   std::vector<std::string> cells;
-  for (long i = 0; i < count && i < options.limit; i++) {
-    if (record.read(i, cells)) output.add(cells);
+  long unreadable = left_out, shown = 0;
+  {
+    const ElogScope quiet;
+    for (long i = 0; i < rows.count(); i++) {
+      /* Without conditions the records behind the limit are of no interest; with them, the
+       * ones that cannot be read are counted all the same. */
+      const bool enough = shown >= options.limit;
+      if (enough && filter.empty()) break;
+      const std::string_view *const found = rows.read(i);
+      const int accepted = found == nullptr ? -1 : filter.accepts(found);
+      if (accepted < 0) unreadable++;
+      if (accepted <= 0 || enough) continue;
+      record.show(found);
+      record.read(cells);
+      output.add(cells);
+      shown++;
+    }
   }
-  output.print();
-  return report_unreadable(
-      {record.unreadable_records() + left_out_of(view), record.unreadable_values()},
-      "records", options.database);
+  output.finish();
+  return report_unreadable({unreadable, record.unreadable_values()}, "records",
+                           options.database);
 }
 
 }  // namespace ksutil::tools

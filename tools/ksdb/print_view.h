@@ -22,10 +22,13 @@ struct PrintOptions {
 /* Adds the operand DATABASE and all options of PrintOptions. */
 void add_print_options(CLI::App &command, PrintOptions &options);
 
-/* Prints the records.  The exit code: kFailure, with a message, when the view is invalid, an
- * item of the fields does not compile, or records or values could not be read; these are
- * left out, and counted together with those that were left out of the view before. */
-int print_view(Dbptr view, const PrintOptions &options);
+/* Prints the records for which all conditions are true, each as soon as it is read where
+ * the form allows it.  The exit code: kUsage, with a message, when a condition or an item of
+ * the fields does not compile; kFailure, with a message, when the view is invalid, or
+ * records or values could not be read; these are left out, and counted together with those
+ * that were left out of the view before. */
+int print_view(Dbptr view, const std::vector<std::string> &conditions,
+               const PrintOptions &options);
 
 }  // namespace ksutil::tools
 #endif

@@ -51,7 +51,6 @@ ViewCells::ViewCells() = default;
 ViewCells::~ViewCells() = default;
 
 bool ViewCells::choose(Dbptr view, const std::vector<std::string> &items, bool raw) {
-  view_ = view;
   raw_ = raw;
   Dbptr null = view;
   null.record = dbNULL;
@@ -102,27 +101,7 @@ std::vector<Column> ViewCells::columns() const {
   return columns;
 }
 
-bool ViewCells::read_rows(long record) {
-  const ElogScope quiet;
-  Dbptr at = view_;
-  at.record = record;
-  if (!db::view_parts(at, parts_)) return false;
-  rows_.clear();
-  for (const Dbptr &part : parts_) {
-    rows_.push_back(db::record_text(part));
-    if (rows_.back().empty()) return false;
-  }
-  return true;
-}
-
-bool ViewCells::seek(long record) {
-  if (read_rows(record)) return true;
-  unreadable_records_++;
-  return false;
-}
-
 bool ViewCells::value(std::size_t index, expr::Value &result) {
-  const ElogScope quiet;
   const Item &item = items_[index];
   bool read;
   if (item.field < 0) {
@@ -144,10 +123,9 @@ bool ViewCells::evaluate(const Item &item, std::string &cell) {
     const ViewField &field = fields_[static_cast<std::size_t>(item.field)];
     const std::string_view row = rows_[field.part()];
     if (!raw_) return field.cell(row, cell);
-    cell = field.stored(row);
+    cell.assign(field.stored(row));
     return true;
   }
-  const ElogScope quiet;
   cell.clear();
   expr::Value value;
   if (!item.program->evaluate(Values(*this), workspace_, value)) return false;
@@ -155,13 +133,11 @@ bool ViewCells::evaluate(const Item &item, std::string &cell) {
   return true;
 }
 
-bool ViewCells::read(long record, std::vector<std::string> &cells) {
-  if (!seek(record)) return false;
+void ViewCells::read(std::vector<std::string> &cells) {
   cells.resize(items_.size());
   for (std::size_t i = 0; i < items_.size(); i++) {
     if (!evaluate(items_[i], cells[i])) unreadable_values_++;
   }
-  return true;
 }
 
 }  // namespace ksutil::tools

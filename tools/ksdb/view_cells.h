@@ -5,6 +5,7 @@
 
 #include <memory>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "platform/db/access.h"
@@ -30,21 +31,21 @@ class ViewCells {
 
   std::vector<Column> columns() const;
 
-  /* The cells of a record: numbers as they are stored, times as ISO 8601, a null and a
-   * value that cannot be read as an empty cell.  False, with the record counted, when it
-   * cannot be read as a whole. */
-  bool read(long record, std::vector<std::string> &cells);
+  /* The rows of the record that the functions below read, one for each table of the
+   * view. */
+  void show(const std::string_view *rows) { rows_ = rows; }
 
-  /* The alternative, one item after the other: the values of a record that seek() has
-   * read.  False, with the record or the value counted, when it cannot be read.  A text
+  /* The cells of the record: numbers as they are stored, times as ISO 8601, a null and a
+   * value that cannot be read as an empty cell. */
+  void read(std::vector<std::string> &cells);
+
+  /* One item of the record; false, with the value counted, when it cannot be read.  A text
    * lives until the next call. */
-  bool seek(long record);
   bool value(std::size_t item, expr::Value &result);
   /* The type of the values of an item. */
   expr::Type type(std::size_t item) const;
 
-  /* How many records and values could not be read so far. */
-  long unreadable_records() const { return unreadable_records_; }
+  /* How many values could not be read so far. */
   long unreadable_values() const { return unreadable_values_; }
 
  private:
@@ -56,17 +57,15 @@ class ViewCells {
   class Names;
   class Values;
 
-  bool read_rows(long record);
   bool evaluate(const Item &item, std::string &cell);
 
-  Dbptr view_ = dbinvalid();
   bool raw_ = false;
-  std::vector<Dbptr> parts_;       // the tables of the view
-  std::vector<db::RowText> rows_;  // of the current record, one for each table
+  std::vector<Dbptr> parts_;  // the tables of the view
+  const std::string_view *rows_ = nullptr;
   std::vector<ViewField> fields_;  // that the items name
   std::vector<Item> items_;
   expr::Workspace workspace_;
-  long unreadable_records_ = 0, unreadable_values_ = 0;
+  long unreadable_values_ = 0;
 };
 
 }  // namespace ksutil::tools

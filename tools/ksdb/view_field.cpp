@@ -63,17 +63,20 @@ bool ViewField::cell(std::string_view row, std::string &text) const {
   expr::Value read;
   if (!value(row, read)) return false;
   if (read.null) return true;
-  text = read.type == expr::Type::kInteger || read.type == expr::Type::kReal
-             ? stored(row)
-             : value_cell(read);
+  if (read.type == expr::Type::kInteger || read.type == expr::Type::kReal) {
+    text.assign(stored(row));
+  } else if (read.type == expr::Type::kText) {
+    text.assign(trimmed(read.text));
+  } else {
+    text = value_cell(read);
+  }
   return true;
 }
 
-std::string ViewField::stored(std::string_view row) const {
+std::string_view ViewField::stored(std::string_view row) const {
   const auto offset = static_cast<std::size_t>(field_.offset);
-  if (offset >= row.size()) return "";
-  return std::string(
-      trimmed(row.substr(offset, static_cast<std::size_t>(field_.width))));
+  if (offset >= row.size()) return {};
+  return trimmed(row.substr(offset, static_cast<std::size_t>(field_.width)));
 }
 
 Column ViewField::column() const {

@@ -30,7 +30,7 @@ class ViewField {
   bool cell(std::string_view row, std::string &text) const;
 
   /* The characters in a row, without blanks around them. */
-  std::string stored(std::string_view row) const;
+  std::string_view stored(std::string_view row) const;
 
   Column column() const;
 

@@ -2,10 +2,15 @@
 #include <string>
 #include <vector>
 
+#include "platform/db/view_rows.h"
+#include "platform/elog/elog.h"
 #include "platform/stock/memory.h"
 #include "tools/common/options.h"
+#include "tools/common/row_printer.h"
 #include "tools/common/unreadable.h"
 #include "tools/ksdb/aggregate.h"
+#include "tools/ksdb/conditions.h"
+#include "tools/ksdb/groups.h"
 #include "tools/ksdb/print_view.h"
 #include "tools/ksdb/view_cells.h"
 
@@ -37,21 +42,36 @@ class TextList {
   Tbl *list_;
 };
 
+/* The tables of the options, joined; invalid with a message. */
+Dbptr open_joined(const OpenDatabase &database, const ViewsOptions &options) {
+  return database ? open_tables(database, options.tables) : dbinvalid();
+}
+
+bool all_compile(Dbptr view, const std::vector<std::string> &expressions) {
+  return Conditions().compile(view, expressions);
+}
+
 int subset(const ViewsOptions &options) {
   const OpenDatabase database(options.print.database, "r");
-  const Dbptr view = open_view(database, options.tables, options.print.where);
-  if (view.table < 0) return kFailure;
-  return print_view(dbsubset(view, options.expression.c_str()), options.print);
+  return print_view(open_joined(database, options),
+                    {options.print.where, options.expression}, options.print);
 }
 
 int sort(const ViewsOptions &options) {
   const OpenDatabase database(options.print.database, "r");
-  const Dbptr view = open_view(database, options.tables, options.print.where);
+  Dbptr view = open_joined(database, options);
+  if (view.table < 0) return kFailure;
+  if (!all_compile(view, {options.print.where}) || !all_compile(view, options.keys)) {
+    return kUsage;
+  }
+  if (!options.print.where.empty()) {
+    view = dbsubset(view, options.print.where.c_str());
+  }
   if (view.table < 0) return kFailure;
   const TextList keys(options.keys);
   const int flags =
       (options.reverse ? dbSORT_REVERSE : 0) | (options.unique ? dbSORT_UNIQUE : 0);
-  return print_view(dbsort(view, keys.get(), flags), options.print);
+  return print_view(dbsort(view, keys.get(), flags), {}, options.print);
 }
 
 int join(const ViewsOptions &options) {
@@ -69,51 +89,51 @@ int join(const ViewsOptions &options) {
     const TextList left(options.left_keys), right(options.right_keys);
     view = dbjoin(view, next, options.left_keys.empty() ? nullptr : left.get(),
                   options.right_keys.empty() ? nullptr : right.get());
+    /* Keys that the user gave are at fault when the tables are there. */
+    if (view.table < 0 && !natural) return kUsage;
   }
-  if (view.table >= 0 && !options.print.where.empty()) {
-    view = dbsubset(view, options.print.where.c_str());
-  }
-  return print_view(view, options.print);
+  return print_view(view, {options.print.where}, options.print);
 }
 
 int group(const ViewsOptions &options) {
   const OpenDatabase database(options.print.database, "r");
-  const Dbptr view = open_view(database, options.tables, options.print.where);
+  const Dbptr view = open_joined(database, options);
   if (view.table < 0) return kFailure;
-  const TextList keys(options.keys);
-  const Dbptr sorted = dbsort(view, keys.get(), 0);
-  if (sorted.table < 0) return kFailure;
-  Dbptr groups = dbgroup(sorted, keys.get());
-  long count = 0;
-  ViewCells cells_of_keys;
-  if (groups.table < 0 || dbquery(groups, dbq_record_count, &count) < 0 ||
-      !cells_of_keys.choose(groups, options.keys, options.print.raw)) {
-    return kFailure;
-  }
+  Conditions where;
+  ViewCells keys;
   Aggregates figures;
-  if (!figures.choose(sorted, options.aggregates, options.print.raw,
+  if (!where.compile(view, {options.print.where}) ||
+      !keys.choose(view, options.keys, options.print.raw) ||
+      !figures.choose(view, options.aggregates, options.print.raw,
                       options.print.form)) {
     return kUsage;
   }
-  std::vector<Column> columns = cells_of_keys.columns();
+  Unreadable unreadable{left_out_of(view), 0};
+  db::ViewRows rows(view);
+  if (!rows.good()) return kFailure;
+  Groups groups(keys, options.keys.size(), figures);
+  {
+    const ElogScope quiet;
+    for (long i = 0; i < rows.count(); i++) {
+      const std::string_view *const found = rows.read(i);
+      const int accepted = found == nullptr ? -1 : where.accepts(found);
+      if (accepted < 0 || (accepted > 0 && !groups.take(found))) unreadable.rows++;
+    }
+  }
+  std::vector<Column> columns = keys.columns();
   columns.push_back({"count", true, true});
   for (Column &column : figures.columns()) columns.push_back(std::move(column));
-  Rows output(std::move(columns), options.print.form);
-  std::vector<std::string> cells;
-  for (groups.record = 0; groups.record < count && groups.record < options.print.limit;
-       groups.record++) {
-    long start = 0, end = 0;
-    if (dbget_range(groups, &start, &end) < 0) return kFailure;
-    if (!cells_of_keys.read(groups.record, cells)) continue;
-    cells.push_back(std::to_string(end - start));
-    figures.read(start, end, cells);
-    output.add(cells);
+  RowPrinter output(std::move(columns), options.print.form);
+  long left = options.print.limit;
+  for (Groups::Group &group : groups.sorted()) {
+    if (left-- <= 0) break;
+    group.cells.push_back(std::to_string(group.count));
+    figures.add_cells(group.figures, group.cells);
+    unreadable.values += group.figures.unreadable_values;
+    output.add(group.cells);
   }
-  output.print();
-  return report_unreadable(
-      {cells_of_keys.unreadable_records() + left_out_of(groups),
-       cells_of_keys.unreadable_values() + figures.unreadable_values()},
-      "records", options.print.database);
+  output.finish();
+  return report_unreadable(unreadable, "records", options.print.database);
 }
 
 void describe_subset(CLI::App &command, ViewsOptions &options) {

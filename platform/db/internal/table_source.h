@@ -37,6 +37,8 @@ class TableSource final : public RecordSource {
   TableStore &store() { return store_; }
   long number() const { return number_; }
   const Relation &relation() const { return layout_->relation(); }
+  /* The layout of the rows that the last look gave. */
+  std::shared_ptr<const BoundLayout> bound_layout() const { return layout_; }
 
   /* Looks at the table once; later reads show the rows of that look. */
   bool stamp(const char *who, Stamp &stamp);

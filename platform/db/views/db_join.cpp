@@ -5,7 +5,7 @@
 
 #include "platform/db/match/internal/match_plan.h"
 #include "platform/db/match/internal/natural_keys.h"
-#include "platform/db/views/internal/view_source.h"
+#include "platform/db/views/internal/tuple_rows.h"
 #include "platform/elog/elog.h"
 #include "platform/elog/failure.h"
 
@@ -18,10 +18,6 @@ struct Side {
   RecordSource *source = nullptr;
   std::size_t part = 0;  // with natural keys: the table whose fields they name
   bool by_part = false;
-
-  const expr::Record *record(long i) const {
-    return source->record("dbjoin", by_part ? tuples.tuple(i)[part] : i);
-  }
 };
 
 bool overlap(const MatchKey::Range &a, const MatchKey::Range &b) {
@@ -31,24 +27,35 @@ bool overlap(const MatchKey::Range &a, const MatchKey::Range &b) {
 /* Finds the records of the right side by their keys. */
 class JoinIndex {
  public:
-  explicit JoinIndex(const MatchPlan &plan) : plan_(plan) {}
+  explicit JoinIndex(const MatchPlan &plan)
+      : has_ranges_(plan.has_ranges()), by_id_(!plan.id_field().empty()) {}
 
   void add(const MatchKey &key, long number) {
-    groups_[equal_part(key)].entries.push_back(
-        {plan_.has_ranges() ? key.ranges : std::vector<MatchKey::Range>(), number,
-         0.0});
+    if (by_id_) {
+      ids_.push_back({key.integer, number});
+    } else if (has_ranges_) {
+      ranged_[key.equal].push_back({key.ranges, number, 0.0});
+    } else {
+      plain_[key.equal].push_back(number);
+    }
   }
 
-  /* After the last record: sorts the ranges of each group by their lower ends. */
+  /* After the last record: sorts the ids, and the ranges of each group by their lower
+   * ends. */
   void settle() {
-    if (!plan_.has_ranges()) return;
-    for (auto &[equal, group] : groups_) {
-      std::stable_sort(group.entries.begin(), group.entries.end(),
+    const auto before = [](const Id &a, const Id &b) {
+      return a.id != b.id ? a.id < b.id : a.number < b.number;
+    };
+    if (!std::is_sorted(ids_.begin(), ids_.end(), before)) {
+      std::sort(ids_.begin(), ids_.end(), before);
+    }
+    for (auto &[equal, entries] : ranged_) {
+      std::stable_sort(entries.begin(), entries.end(),
                        [](const Entry &a, const Entry &b) {
                          return a.ranges.front().low < b.ranges.front().low;
                        });
       double reach = -std::numeric_limits<double>::infinity();
-      for (Entry &entry : group.entries) {
+      for (Entry &entry : entries) {
         reach = std::max(reach, entry.ranges.front().high);
         entry.reach = reach;
       }
@@ -58,19 +65,40 @@ class JoinIndex {
   /* The numbers that match, ascending. */
   void find(const MatchKey &key, std::vector<long> &numbers) const {
     numbers.clear();
-    const auto found = groups_.find(equal_part(key));
-    if (found == groups_.end()) return;
-    const std::vector<Entry> &entries = found->second.entries;
-    auto entry = entries.begin();
-    if (plan_.has_ranges()) {
-      const MatchKey::Range &wanted = key.ranges.front();
-      entry = std::partition_point(
-          entry, entries.end(), [&](const Entry &e) { return e.reach < wanted.low; });
-    }
-    for (; entry != entries.end(); ++entry) {
-      if (plan_.has_ranges() && entry->ranges.front().low > key.ranges.front().high) {
-        break;
+    if (by_id_) {
+      auto id = std::partition_point(ids_.begin(), ids_.end(),
+                                     [&](const Id &i) { return i.id < key.integer; });
+      for (; id != ids_.end() && id->id == key.integer; ++id) {
+        numbers.push_back(id->number);
       }
+    } else if (has_ranges_) {
+      find_overlapping(key, numbers);
+    } else if (const auto found = plain_.find(key.equal); found != plain_.end()) {
+      numbers = found->second;
+    }
+  }
+
+ private:
+  struct Id {
+    std::int64_t id;
+    long number;
+  };
+  struct Entry {
+    std::vector<MatchKey::Range> ranges;
+    long number;
+    double reach;  // the greatest high of the first ranges up to this one
+  };
+
+  void find_overlapping(const MatchKey &key, std::vector<long> &numbers) const {
+    const auto found = ranged_.find(key.equal);
+    if (found == ranged_.end()) return;
+    const std::vector<Entry> &entries = found->second;
+    const MatchKey::Range &wanted = key.ranges.front();
+    auto entry =
+        std::partition_point(entries.begin(), entries.end(),
+                             [&](const Entry &e) { return e.reach < wanted.low; });
+    for (; entry != entries.end(); ++entry) {
+      if (entry->ranges.front().low > wanted.high) break;
       if (std::equal(entry->ranges.begin(), entry->ranges.end(), key.ranges.begin(),
                      overlap)) {
         numbers.push_back(entry->number);
@@ -79,23 +107,10 @@ class JoinIndex {
     std::sort(numbers.begin(), numbers.end());
   }
 
- private:
-  struct Entry {
-    std::vector<MatchKey::Range> ranges;
-    long number;
-    double reach;  // the greatest high of the first ranges up to this one
-  };
-  struct Group {
-    std::vector<Entry> entries;
-  };
-
-  std::string equal_part(const MatchKey &key) const {
-    if (plan_.id_field().empty()) return key.equal;
-    return {reinterpret_cast<const char *>(&key.integer), sizeof key.integer};
-  }
-
-  const MatchPlan &plan_;
-  std::unordered_map<std::string, Group> groups_;
+  const bool has_ranges_, by_id_;
+  std::vector<Id> ids_;
+  std::unordered_map<std::string, std::vector<long>> plain_;
+  std::unordered_map<std::string, std::vector<Entry>> ranged_;
 };
 
 /* Chooses the table of each side: the pair whose natural keys have the most fields in
@@ -147,22 +162,39 @@ std::unique_ptr<const MatchPlan> plan_of(Side &left, Side &right, Tbl *lkeys,
   return MatchPlan::compile("dbjoin", *left.source, *right.source, lpattern, rpattern);
 }
 
-/* Calls visit(number, key) for each record of a side that has a key; counts the records
- * that cannot be read. */
+/* Calls visit(number, key) for each record of a side that has a key, and counts the
+ * records that cannot be read.  False, with a message, when a table cannot be read at
+ * all. */
 template <class Read, class Visit>
-long each_key(const Side &side, Read read, Visit visit) {
+bool each_key(const Side &side, Read read, Visit visit, long &left_out) {
+  /* With natural keys one table has all that is needed. */
+  Tuples of_part;
+  if (side.by_part) {
+    of_part.parts = {side.tuples.parts[side.part]};
+    if (side.tuples.parts.size() > 1) {
+      of_part.records.reserve(static_cast<std::size_t>(side.tuples.count()));
+      for (long i = 0; i < side.tuples.count(); ++i) {
+        of_part.records.push_back(side.tuples.tuple(i)[side.part]);
+      }
+    }
+  }
+  const Tuples &tuples = of_part.records.empty() ? side.tuples : of_part;
+  TupleRows rows(tuples);
+  if (!rows.look("dbjoin")) return false;
+  TupleRecord record =
+      side.by_part ? TupleRecord(rows, 0) : TupleRecord(*side.source, rows);
   const ElogScope quiet;
-  long left_out = 0;
   MatchKey key;
-  for (long i = 0; i < side.tuples.count(); ++i) {
-    const expr::Record *const record = side.record(i);
-    if (record == nullptr || !read(*record, key)) {
+  for (long i = 0; i < tuples.count(); ++i) {
+    const std::string_view *const found = rows.read(i);
+    record.show(found);
+    if (found == nullptr || !read(record, key)) {
       ++left_out;
     } else if (!key.null) {
       visit(i, key);
     }
   }
-  return left_out;
+  return true;
 }
 
 Dbptr join(const Opened &opened, Dbptr left_db, Dbptr right_db, Tbl *lkeys,
@@ -184,19 +216,21 @@ Dbptr join(const Opened &opened, Dbptr left_db, Dbptr right_db, Tbl *lkeys,
   if (plan == nullptr) return dbinvalid();
 
   JoinIndex index(*plan);
-  long left_out = each_key(
+  long left_out = 0;
+  const bool indexed = each_key(
       right,
       [&](const expr::Record &record, MatchKey &key) {
         return plan->read_table(record, key);
       },
-      [&](long i, const MatchKey &key) { index.add(key, i); });
+      [&](long i, const MatchKey &key) { index.add(key, i); }, left_out);
+  if (!indexed) return dbinvalid();
   index.settle();
   Tuples joined;
   joined.parts = left.tuples.parts;
   joined.parts.insert(joined.parts.end(), right.tuples.parts.begin(),
                       right.tuples.parts.end());
   std::vector<long> found;
-  left_out += each_key(
+  const bool matched = each_key(
       left,
       [&](const expr::Record &record, MatchKey &key) {
         return plan->read_key(record, key);
@@ -209,7 +243,9 @@ Dbptr join(const Opened &opened, Dbptr left_db, Dbptr right_db, Tbl *lkeys,
           joined.records.insert(joined.records.end(), l, l + left.tuples.parts.size());
           joined.records.insert(joined.records.end(), r, r + right.tuples.parts.size());
         }
-      });
+      },
+      left_out);
+  if (!matched) return dbinvalid();
   if (left_out > 0) {
     elog_log(0, "dbjoin: %ld records cannot be read and are left out.\n", left_out);
   }

@@ -1,8 +1,10 @@
 /* db_views: implements dbsubset, dbsort and dbgroup, which make views by the values of
  * expressions. */
 #include <algorithm>
-#include <numeric>
+#include <optional>
 
+#include "platform/db/views/internal/sort_keys.h"
+#include "platform/db/views/internal/tuple_rows.h"
 #include "platform/db/views/internal/view_source.h"
 #include "platform/elog/elog.h"
 #include "platform/elog/failure.h"
@@ -13,111 +15,66 @@ namespace {
 
 using ProgramPtr = std::unique_ptr<const expr::Program>;
 
-ProgramPtr compile(const char *who, const RecordSource &source,
-                   const std::string &text) {
-  expr::Error error;
-  ProgramPtr program = expr::Program::compile(text, SourceFields(&source), error);
-  if (program == nullptr) {
-    fail(who, "Can't compile '%s': %s at position %zu", text.c_str(),
-         error.message.c_str(), error.position);
-  }
-  return program;
-}
-
-/* Calls visit(number, record) for each record of a source.  Leaves out, with one
- * message for all of them, the records that cannot be read and those for which visit is
- * false, and returns their number. */
+/* Calls visit(number, record) for each record of a list.  Leaves out, with one message
+ * for all of them, the records that cannot be read and those for which visit is false, and
+ * counts them in the list.  False, with a message, when a table cannot be read at all. */
 template <class Visit>
-long each_record(const char *who, RecordSource &source, long count, Visit visit) {
+bool each_record(const char *who, const RecordSource &source, Tuples &tuples,
+                 Visit visit) {
   long left_out = 0;
+  TupleRows rows(tuples);
+  if (!rows.look(who)) return false;
   {
     const ElogScope quiet;
-    for (long i = 0; i < count; ++i) {
-      const expr::Record *const record = source.record(who, i);
-      if (record == nullptr || !visit(i, *record)) ++left_out;
+    TupleRecord record(source, rows);
+    for (long i = 0; i < tuples.count(); ++i) {
+      const std::string_view *const found = rows.read(i);
+      record.show(found);
+      if (found == nullptr || !visit(i, record)) ++left_out;
     }
   }
   if (left_out > 0) {
     elog_log(0, "%s: %ld records of %s cannot be read and are left out.\n", who,
              left_out, source.name().c_str());
   }
-  return left_out;
+  tuples.left_out += left_out;
+  return true;
 }
 
-/* The value of one key of one record; nulls come first. */
-struct KeyValue {
-  bool null = false;
-  std::int64_t integer = 0;
-  double real = 0.0;
-  std::string text;
-
-  explicit KeyValue(const expr::Value &value) : null(value.null) {
-    if (null) return;
-    if (value.type == expr::Type::kText) {
-      text = value.text;
-    } else if (value.type == expr::Type::kReal || value.type == expr::Type::kTime) {
-      real = value.real;
-    } else {
-      integer = value.integer;
-    }
-  }
-  /* Negative, 0 or positive; both values are of the same key and so have one type. */
-  int compare(const KeyValue &other) const {
-    if (null != other.null) return null ? -1 : 1;
-    if (integer != other.integer) return integer < other.integer ? -1 : 1;
-    if (real != other.real) return real < other.real ? -1 : 1;
-    return text.compare(other.text);
-  }
-};
-
 /* The records of a source that can be read, each with the values of some keys. */
-class KeyedRecords {
- public:
-  bool read(const char *who, Dbptr db, RecordSource &source, Tbl *keys) {
+struct KeyedRecords {
+  Tuples tuples;
+  std::vector<long> numbers;  // of the records in `tuples`
+  std::optional<SortKeys> keys;
+
+  bool read(const char *who, Dbptr db, RecordSource &source, Tbl *list) {
     std::vector<std::string> texts;
-    if (!key_texts(who, keys, texts) || !list_tuples(who, db, source, tuples)) {
+    if (!key_texts(who, list, texts) || !list_tuples(who, db, source, tuples)) {
       return false;
     }
     std::vector<ProgramPtr> programs;
+    std::vector<expr::Type> types;
     for (const std::string &text : texts) {
-      programs.push_back(compile(who, source, text));
+      programs.push_back(compile_expression(who, source, text));
       if (programs.back() == nullptr) return false;
+      types.push_back(programs.back()->type());
     }
-    width_ = programs.size();
-    expr::Workspace workspace;
-    tuples.left_out += each_record(
-        who, source, tuples.count(), [&](long i, const expr::Record &record) {
-          const std::size_t size = values_.size();
-          for (const ProgramPtr &program : programs) {
-            expr::Value value;
-            if (!program->evaluate(record, workspace, value)) {
-              values_.erase(values_.begin() + static_cast<std::ptrdiff_t>(size),
-                            values_.end());
-              return false;
-            }
-            values_.emplace_back(value);
+    keys.emplace(types);
+    /* Each program has a workspace: the values of a record live together. */
+    std::vector<expr::Workspace> workspaces(programs.size());
+    std::vector<expr::Value> values(programs.size());
+    const bool done =
+        each_record(who, source, tuples, [&](long i, const expr::Record &record) {
+          for (std::size_t k = 0; k < programs.size(); ++k) {
+            if (!programs[k]->evaluate(record, workspaces[k], values[k])) return false;
           }
+          keys->add(values);
           numbers.push_back(i);
           return true;
         });
-    return true;
+    keys->settle();
+    return done;
   }
-
-  /* Compares the records at two places of `numbers`. */
-  int compare(std::size_t a, std::size_t b) const {
-    for (std::size_t k = 0; k < width_; ++k) {
-      const int order = values_[a * width_ + k].compare(values_[b * width_ + k]);
-      if (order != 0) return order;
-    }
-    return 0;
-  }
-
-  Tuples tuples;
-  std::vector<long> numbers;  // in the source
-
- private:
-  std::size_t width_ = 0;
-  std::vector<KeyValue> values_;  // of each record, key by key
 };
 
 Dbptr subset(const Opened &opened, Dbptr db, const char *expression) {
@@ -125,15 +82,14 @@ Dbptr subset(const Opened &opened, Dbptr db, const char *expression) {
   if (source == nullptr) return dbinvalid();
   Tuples all, chosen;
   const ProgramPtr program =
-      compile("dbsubset", *source, expression == nullptr ? "" : expression);
+      compile_expression("dbsubset", *source, expression == nullptr ? "" : expression);
   if (program == nullptr || !list_tuples("dbsubset", db, *source, all)) {
     return dbinvalid();
   }
   chosen.parts = all.parts;
   expr::Workspace workspace;
-  chosen.left_out = all.left_out;
-  chosen.left_out += each_record(
-      "dbsubset", *source, all.count(), [&](long i, const expr::Record &record) {
+  const bool read =
+      each_record("dbsubset", *source, all, [&](long i, const expr::Record &record) {
         expr::Value value, truth;
         if (!program->evaluate(record, workspace, value) ||
             !expr::convert(value, expr::Type::kBoolean, workspace, truth)) {
@@ -142,7 +98,8 @@ Dbptr subset(const Opened &opened, Dbptr db, const char *expression) {
         if (!truth.null && truth.integer != 0) chosen.add(all.tuple(i));
         return true;
       });
-  return add_view(*opened, db, std::move(chosen));
+  chosen.left_out = all.left_out;
+  return read ? add_view(*opened, db, std::move(chosen)) : dbinvalid();
 }
 
 Dbptr sort(const Opened &opened, Dbptr db, Tbl *keys, int flags) {
@@ -151,22 +108,17 @@ Dbptr sort(const Opened &opened, Dbptr db, Tbl *keys, int flags) {
   if (source == nullptr || !records.read("dbsort", db, *source, keys)) {
     return dbinvalid();
   }
-  std::vector<std::size_t> order(records.numbers.size());
-  std::iota(order.begin(), order.end(), std::size_t{0});
-  const bool reverse = (flags & dbSORT_REVERSE) != 0;
-  std::stable_sort(order.begin(), order.end(), [&](std::size_t a, std::size_t b) {
-    const int compared = records.compare(a, b);
-    return reverse ? compared > 0 : compared < 0;
-  });
+  std::vector<std::size_t> order = records.keys->sorted((flags & dbSORT_REVERSE) != 0);
   if ((flags & dbSORT_UNIQUE) != 0) {
     const auto same = [&](std::size_t a, std::size_t b) {
-      return records.compare(a, b) == 0;
+      return records.keys->equal(a, b);
     };
     order.erase(std::unique(order.begin(), order.end(), same), order.end());
   }
   Tuples sorted;
   sorted.parts = records.tuples.parts;
   sorted.left_out = records.tuples.left_out;
+  sorted.records.reserve(order.size() * sorted.parts.size());
   for (const std::size_t at : order)
     sorted.add(records.tuples.tuple(records.numbers[at]));
   return add_view(*opened, db, std::move(sorted));
@@ -188,7 +140,7 @@ Dbptr group(const Opened &opened, Dbptr db, Tbl *keys) {
   groups.left_out = records.tuples.left_out;
   std::vector<long> starts;
   for (std::size_t i = 0; i < records.numbers.size(); ++i) {
-    if (i > 0 && records.compare(i - 1, i) == 0) continue;
+    if (i > 0 && records.keys->equal(i - 1, i)) continue;
     starts.push_back(static_cast<long>(i));
     groups.add(records.tuples.tuple(static_cast<long>(i)));
   }

@@ -88,6 +88,18 @@ bool key_texts(const char *who, Tbl *keys, std::vector<std::string> &texts) {
   return fail(who, "no keys, or a hole in their list");
 }
 
+std::unique_ptr<const expr::Program> compile_expression(const char *who,
+                                                        const RecordSource &source,
+                                                        const std::string &text) {
+  expr::Error error;
+  auto program = expr::Program::compile(text, SourceFields(&source), error);
+  if (program == nullptr) {
+    fail(who, "Can't compile '%s': %s at position %zu", text.c_str(),
+         error.message.c_str(), error.position);
+  }
+  return program;
+}
+
 Dbptr add_view(Database &database, Dbptr db, Tuples tuples,
                std::vector<long> group_starts) {
   auto view = std::make_unique<ViewSource>(std::move(tuples));

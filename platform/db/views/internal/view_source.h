@@ -3,6 +3,7 @@
 #define KSUTIL_PLATFORM_DB_VIEWS_INTERNAL_VIEW_SOURCE_H
 
 #include <cstdint>
+#include <memory>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -38,6 +39,12 @@ struct Tuples {
 
 class ViewSource final : public RecordSource {
  public:
+  /* A field of the view: the table among those of its tuples, and the field there. */
+  struct Place {
+    std::size_t part;
+    int field;
+  };
+
   explicit ViewSource(Tuples tuples);
 
   const std::string &name() const override { return name_; }
@@ -55,16 +62,14 @@ class ViewSource final : public RecordSource {
   const expr::Record *record(const char *who, long number) override;
 
   const Tuples &tuples() const { return tuples_; }
+  /* By the indexes of the view's fields. */
+  const std::vector<Place> &places() const { return places_; }
 
   /* For a view of groups: the first record of each group in the list that was grouped,
    * and at the end the number of records of that list; empty for other views. */
   std::vector<long> group_starts;
 
  private:
-  struct Place {
-    std::size_t part;
-    int field;
-  };
   struct JoinedRecord final : expr::Record {
     bool value(int slot, expr::Value &result) const override {
       const Place &place = (*places)[static_cast<std::size_t>(slot)];
@@ -86,6 +91,11 @@ bool list_tuples(const char *who, Dbptr db, RecordSource &source, Tuples &tuples
 
 /* The texts of a list of expressions, all of them at least one; false with a message. */
 bool key_texts(const char *who, Tbl *keys, std::vector<std::string> &texts);
+
+/* An expression over the fields of a source; null with a message. */
+std::unique_ptr<const expr::Program> compile_expression(const char *who,
+                                                        const RecordSource &source,
+                                                        const std::string &text);
 
 /* Makes a view of the database. */
 Dbptr add_view(Database &database, Dbptr db, Tuples tuples,

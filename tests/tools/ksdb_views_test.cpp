@@ -1,0 +1,250 @@
+/* The views of ksdb over tables that are longer than the windows in which their rows are
+ * read, with nulls, equal keys and records that cannot be read.  A fault would show records
+ * of other rows, lose some or order them wrongly, and nobody would notice in a long list:
+ * each output is compared with a plain evaluation of the values that were written. */
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstdint>
+#include <map>
+#include <memory>
+#include <optional>
+#include <random>
+#include <string>
+#include <tuple>
+#include <vector>
+
+#include "platform/db/columns.h"
+#include "platform/db/schema.h"
+#include "platform/stock/text.h"
+#include "tests/tools/scratch.h"
+
+namespace ksutil::tools {
+namespace {
+
+using testing::HasSubstr;
+
+const std::string kKsdb = KSDB_PROGRAM;
+
+struct Origin {
+  std::int64_t orid = 0, evid = 0;
+  std::optional<double> depth;  // none: null
+  std::string auth;
+  bool readable = true;  // its depth
+};
+
+/* A row of a table with some fields written; the others are null. */
+class RowMaker {
+ public:
+  RowMaker(const db::Schema &schema, const char *table)
+      : layout_(*schema.find(table)), row_(db::null_record(layout_)) {}
+  RowMaker &put(const char *field, std::int64_t value) {
+    EXPECT_TRUE(db::write_integer(*layout_.find(field), value, row_));
+    return *this;
+  }
+  RowMaker &put(const char *field, double value) {
+    EXPECT_TRUE(db::write_real(*layout_.find(field), value, row_));
+    return *this;
+  }
+  RowMaker &put(const char *field, const std::string &value) {
+    EXPECT_TRUE(db::write_text(*layout_.find(field), value, row_));
+    return *this;
+  }
+  RowMaker &spoil(const char *field) {
+    row_[static_cast<std::size_t>(layout_.find(field)->offset) + 3] = 'x';
+    return *this;
+  }
+  const std::string &row() const { return row_; }
+
+ private:
+  const db::Relation &layout_;
+  std::string row_;
+};
+
+class KsdbViews : public testing::Test {
+ protected:
+  static constexpr std::size_t kOrigins = 30000, kEvents = 7000;
+
+  KsdbViews() {
+    const auto schema = db::Schema::load("css3.0");
+    std::mt19937 random(7);
+    const auto below = [&](unsigned n) { return static_cast<int>(random() % n); };
+    std::string text;
+    for (std::size_t i = 0; i < kOrigins; i++) {
+      Origin origin;
+      origin.orid = static_cast<std::int64_t>(i) + 1;
+      origin.evid = below(kEvents) + 1;
+      if (below(10) > 0) origin.depth = below(1400) * 0.5;
+      origin.auth = std::string("net") + static_cast<char>('a' + below(5));
+      origin.readable = below(200) > 0;
+      RowMaker row(*schema, "origin");
+      row.put("orid", origin.orid).put("evid", origin.evid).put("auth", origin.auth);
+      if (origin.depth) row.put("depth", *origin.depth);
+      if (!origin.readable) row.spoil("depth");
+      text += row.row();
+      origins_.push_back(std::move(origin));
+    }
+    folder_.write("db.origin", text);
+    text.clear();
+    for (std::size_t i = 0; i < kEvents; i++) {
+      evids_.push_back(static_cast<std::int64_t>(i) + 1);
+    }
+    std::shuffle(evids_.begin(), evids_.end(), random);
+    for (const std::int64_t evid : evids_) {
+      text += RowMaker(*schema, "event").put("evid", evid).row();
+    }
+    folder_.write("db.event", text);
+    name_ = folder_.write("db", "schema css3.0\n");
+    unreadable_ = std::count_if(origins_.begin(), origins_.end(),
+                                [](const Origin &origin) { return !origin.readable; });
+  }
+
+  /* The lines below the heading.  The program tells how many records it left out. */
+  std::string shown(const std::string &arguments, bool all_read = false) const {
+    const ProgramRun run = run_program(kKsdb + " " + arguments);
+    EXPECT_EQ(run.code, all_read ? 0 : 1) << run.errors;
+    if (!all_read) {
+      EXPECT_THAT(run.errors,
+                  HasSubstr("ksdb: " + std::to_string(unreadable_) + " records of "));
+    }
+    return run.output.substr(run.output.find('\n') + 1);
+  }
+
+  std::vector<Origin> readable() const {
+    std::vector<Origin> found = origins_;
+    std::erase_if(found, [](const Origin &origin) { return !origin.readable; });
+    return found;
+  }
+
+  const ScratchFolder folder_;
+  std::string name_;
+  std::vector<Origin> origins_;
+  std::vector<std::int64_t> evids_;  // in the order of the event table
+  long unreadable_ = 0;
+};
+
+std::string cell(const std::optional<double> &depth) {
+  return depth ? format_text("%.4f", *depth) : "";
+}
+
+std::string lines_of(const std::vector<Origin> &origins) {
+  std::string text;
+  for (const Origin &origin : origins) {
+    text += std::to_string(origin.orid) + "," + cell(origin.depth) + "," + origin.auth +
+            "\n";
+  }
+  return text;
+}
+
+const std::string kShown = " --csv --fields orid,depth,auth ";
+
+TEST_F(KsdbViews, SubsetTakesTheRecordsOfItsConditions) {
+  std::vector<Origin> expected = readable();
+  std::erase_if(expected, [](const Origin &origin) {
+    return !(origin.depth > 300.0 && origin.auth == "netb");
+  });
+  const std::string operands = name_ + " origin ";
+  EXPECT_EQ(shown("subset" + kShown + operands + "'depth > 300 && auth == \"netb\"'"),
+            lines_of(expected));
+  EXPECT_EQ(
+      shown("list" + kShown + "--where 'depth > 300 && auth == \"netb\"' " + operands),
+      lines_of(expected));
+  /* The limit ends the output, and not the count of what cannot be read. */
+  expected.resize(5);
+  EXPECT_EQ(shown("subset --where 'depth > 300'" + kShown + "--limit 5 " + operands +
+                  "'auth == \"netb\"'"),
+            lines_of(expected));
+}
+
+/* Null depths come first, and equal keys stay in the order of the table. */
+TEST_F(KsdbViews, SortOrdersByAllKeys) {
+  std::vector<Origin> expected = readable();
+  const auto key = [](const Origin &origin) {
+    return std::tuple(origin.auth, origin.depth ? -*origin.depth : -1e9);
+  };
+  const auto before = [&](const Origin &a, const Origin &b) { return key(a) < key(b); };
+  std::stable_sort(expected.begin(), expected.end(), before);
+  const std::string operands = name_ + " origin -- auth -depth";
+  EXPECT_EQ(shown("sort" + kShown + operands), lines_of(expected));
+
+  std::vector<Origin> first = expected;
+  first.erase(
+      std::unique(first.begin(), first.end(),
+                  [&](const Origin &a, const Origin &b) { return key(a) == key(b); }),
+      first.end());
+  EXPECT_EQ(shown("sort --unique" + kShown + operands), lines_of(first));
+
+  std::stable_sort(expected.begin(), expected.end(),
+                   [](const Origin &a, const Origin &b) { return a.orid < b.orid; });
+  std::stable_sort(expected.begin(), expected.end(),
+                   [&](const Origin &a, const Origin &b) { return before(b, a); });
+  EXPECT_EQ(shown("sort --reverse" + kShown + operands), lines_of(expected));
+}
+
+TEST_F(KsdbViews, JoinFindsAllRecordsOfEachKey) {
+  std::map<std::int64_t, std::vector<const Origin *>> of_event;
+  for (const Origin &origin : origins_) of_event[origin.evid].push_back(&origin);
+  std::string expected;
+  for (const std::int64_t evid : evids_) {
+    for (const Origin *origin : of_event[evid]) {
+      expected += std::to_string(evid) + "," + std::to_string(origin->orid) + "\n";
+    }
+  }
+  EXPECT_EQ(shown("join --csv --fields evid,orid " + name_ + " event origin", true),
+            expected);
+}
+
+TEST_F(KsdbViews, GroupCountsAndMeasuresEachValueOfItsKeys) {
+  struct Figures {
+    long count = 0, nulls = 0;
+    double least = 1e9, greatest = -1e9;
+  };
+  std::map<std::pair<bool, std::string>, Figures> groups;
+  for (const Origin &origin : readable()) {
+    Figures &figures = groups[{origin.depth > 350.0, origin.auth}];
+    figures.count++;
+    if (!origin.depth) {
+      figures.nulls++;
+      continue;
+    }
+    figures.least = std::min(figures.least, *origin.depth);
+    figures.greatest = std::max(figures.greatest, *origin.depth);
+  }
+  std::string expected;
+  for (const auto &[key, figures] : groups) {
+    expected += std::to_string(key.first ? 1 : 0) + "," + key.second + "," +
+                std::to_string(figures.count) + "," + std::to_string(figures.nulls) +
+                format_text(",%g,%g\n", figures.least, figures.greatest);
+  }
+  EXPECT_EQ(shown("group --csv --aggregate 'nulls(depth),min(depth),max(depth)' " +
+                  name_ + " origin 'depth > 350' auth"),
+            expected);
+}
+
+/* An id that two rows have, and one that names no event. */
+TEST_F(KsdbViews, VerifyFindsOneWrongIdAmongMany) {
+  std::string origins = read_text(name_ + ".origin");
+  const std::size_t length = origins.find('\n') + 1;
+  const auto schema = db::Schema::load("css3.0");
+  const db::Relation &layout = *schema->find("origin");
+  const auto set = [&](long row, const char *field, std::int64_t value) {
+    const std::size_t at = static_cast<std::size_t>(row) * length;
+    std::string text = origins.substr(at, length);
+    EXPECT_TRUE(db::write_integer(*layout.find(field), value, text));
+    origins.replace(at, length, text);
+  };
+  set(20000, "orid", 11);
+  set(123, "evid", kEvents + 1);
+  folder_.write("db.origin", origins);
+  const ProgramRun run = run_program(kKsdb + " verify " + name_);
+  EXPECT_EQ(run.code, 1);
+  EXPECT_THAT(run.output,
+              HasSubstr("origin record 20000: orid 11 is that of record 10\n"));
+  EXPECT_THAT(run.output, HasSubstr("origin: 1 repeated ids"));
+  EXPECT_THAT(run.output, HasSubstr("origin record 123: evid 7001 is not in event\n"));
+  EXPECT_THAT(run.output, HasSubstr("origin: 1 dangling references"));
+}
+
+}  // namespace
+}  // namespace ksutil::tools
