@@ -4,7 +4,7 @@
 build_packages="g++ cmake ninja-build pkg-config libcli11-dev nlohmann-json3-dev libcsv-dev
   libcurl4-openssl-dev libexpat1-dev libcairo2-dev fonts-dejavu-core libmseed-dev libpq-dev"
 test_packages="libgtest-dev libgmock-dev locales python3 postgresql"
-bench_packages="libbenchmark-dev libsqlite3-dev libtbb-dev libboost-dev libgsl-dev
+bench_packages="libbenchmark-dev libsqlite3-dev sqlite3 libtbb-dev libboost-dev libgsl-dev
   liblz4-dev"
 fuzz_packages="clang"
 lint_packages="clang-format clang-tidy"

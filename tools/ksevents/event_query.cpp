@@ -20,7 +20,8 @@ struct Answer {
   }
 };
 
-Answer ask(EVClient &client, EVEvent &event, const std::vector<EVQueryToken> &tokens) {
+Answer ask(EVClient &client, const EVEvent &event,
+           const std::vector<EVQueryToken> &tokens) {
   Answer answer;
   answer.status = client.getValue(&event, tokens, &answer.type, answer.bytes);
   return answer;
@@ -52,7 +53,7 @@ Column EventQuery::column() const {
   return {text(), number, number};
 }
 
-bool EventQuery::cell(EVClient &client, EVEvent &event, std::string &text) const {
+bool EventQuery::cell(EVClient &client, const EVEvent &event, std::string &text) const {
   const Answer answer = ask(client, event, tokens_);
   text.clear();
   if (answer.status != 0) return answer.status > 0;
@@ -67,7 +68,7 @@ bool EventQuery::cell(EVClient &client, EVEvent &event, std::string &text) const
   return true;
 }
 
-bool EventQuery::holds(EVClient &client, EVEvent &event, bool &held) const {
+bool EventQuery::holds(EVClient &client, const EVEvent &event, bool &held) const {
   const Answer answer = ask(client, event, tokens_);
   held = answer.status == 0 &&
          (answer.type == EV_INTEGER ? answer.number<int64_t>() != 0

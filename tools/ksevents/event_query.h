@@ -23,11 +23,11 @@ class EventQuery {
   /* The value as text, empty without one: a time as ISO 8601, any other real in the shortest
    * form that reads back the same.  False, with messages and an empty text, when it cannot
    * be read. */
-  bool cell(EVClient &client, EVEvent &event, std::string &text) const;
+  bool cell(EVClient &client, const EVEvent &event, std::string &text) const;
 
   /* Whether the value, a number, is neither 0 nor missing; false, with messages, when it
    * cannot be read. */
-  bool holds(EVClient &client, EVEvent &event, bool &held) const;
+  bool holds(EVClient &client, const EVEvent &event, bool &held) const;
 
  private:
   std::vector<EVQueryToken> tokens_;

@@ -8,9 +8,10 @@
 #include <vector>
 
 #include "events/evclient.h"
+#include "events/event_rows.h"
 #include "platform/elog/elog.h"
 #include "tools/common/options.h"
-#include "tools/common/rows.h"
+#include "tools/common/row_printer.h"
 #include "tools/ksevents/commands.h"
 #include "tools/ksevents/event_line.h"
 #include "tools/ksevents/event_query.h"
@@ -34,30 +35,72 @@ double time_of(const EVEvent &event) {
   return origin == nullptr ? -std::numeric_limits<double>::infinity() : origin->time;
 }
 
+/* Keeps the latest of many events, in the order in which they came. */
+class LatestEvents {
+ public:
+  explicit LatestEvents(long most) : most_(static_cast<std::size_t>(most)) {}
+
+  void take(const EVEvent &event) {
+    kept_.push_back({time_of(event), kept_so_far_++, event});
+    if (kept_.size() > 2 * most_ + kSpare) prune();
+  }
+  std::vector<EVEvent> events() {
+    prune();
+    std::sort(kept_.begin(), kept_.end(),
+              [](const Kept &a, const Kept &b) { return a.place < b.place; });
+    std::vector<EVEvent> events;
+    for (Kept &kept : kept_) events.push_back(std::move(kept.event));
+    return events;
+  }
+
+ private:
+  static constexpr std::size_t kSpare = 1000;
+  struct Kept {
+    double time;
+    long place;
+    EVEvent event;
+  };
+
+  /* Of events at one time the first ones stay. */
+  void prune() {
+    if (kept_.size() <= most_) return;
+    std::sort(kept_.begin(), kept_.end(), [](const Kept &a, const Kept &b) {
+      return a.time != b.time ? a.time > b.time : a.place < b.place;
+    });
+    kept_.erase(kept_.begin() + static_cast<std::ptrdiff_t>(most_), kept_.end());
+  }
+
+  std::size_t most_;
+  long kept_so_far_ = 0;
+  std::vector<Kept> kept_;
+};
+
 class Lister {
  public:
   Lister(const ListOptions &options, ServedEvents &served, const OriginReader &origins)
       : options_(options),
+        served_(served),
         server_(served.server()),
         client_(&server_),
-        events_(served.events()),
-        lines_(origins, options.raw) {
-    unreadable_.rows = served.unreadable();
-  }
+        lines_(origins, options.raw) {}
   ~Lister() { server_.deregisterClient(&client_); }
   Lister(const Lister &) = delete;
   Lister &operator=(const Lister &) = delete;
 
   int run() {
     if (!parse()) return kUsage;
-    Rows rows(columns(), options_.form);
-    long left = options_.limit;
-    for (const int index : chosen()) {
-      if (left-- <= 0) break;
-      rows.add(cells(*events_.ptr(index)));
-    }
-    rows.print();
-    return report_unreadable(unreadable_, "records", options_.database);
+    output_.emplace(columns(), options_.form);
+    const bool listed =
+        in_table_order(options_) ? list_while_reading() : list_ordered();
+    output_->finish();
+    unreadable_.rows = served_.unreadable();
+    const int result = report_unreadable(unreadable_, "records", options_.database);
+    return listed ? result : kFailure;
+  }
+
+  /* Whether the events come in the order in which they are read. */
+  static bool in_table_order(const ListOptions &options) {
+    return options.sort.empty() && !options.reverse;
   }
 
  private:
@@ -81,29 +124,49 @@ class Lister {
     return true;
   }
 
+  /* False, with a message registered, when the events cannot be read to their end. */
+  bool list_while_reading() {
+    const bool some = options_.latest != LONG_MAX;
+    LatestEvents latest(some ? options_.latest : 0);
+    const int result = events::each_event(server_, [&](EVEvent &event) {
+      /* A condition is tried on all events, so that those without a value are counted. */
+      if (!where_ && !some && shown_ >= options_.limit) return false;
+      if (!is_shown(event)) return true;
+      some ? latest.take(event) : show(event);
+      return true;
+    });
+    for (EVEvent &event : latest.events()) show(event);
+    return result == 0;
+  }
+
+  bool list_ordered() {
+    const Table<EVEvent> events = served_.events();
+    for (const int index : chosen(events)) show(*events.ptr(index));
+    return true;
+  }
+
   /* The indexes of the events to show, in the order to show them. */
-  std::vector<int> chosen() {
+  std::vector<int> chosen(const Table<EVEvent> &events) {
     std::vector<int> order;
     if (sort_) {
       const Table<int> sorted =
-          client_.sort(&events_, options_.sort, options_.reverse ? 1 : 0, nullptr);
+          client_.sort(&events, options_.sort, options_.reverse ? 1 : 0, nullptr);
       for (int i = 0; i < sorted.size(); i++) order.push_back(sorted.get(i));
     } else {
-      for (int i = 0; i < events_.size(); i++) order.push_back(i);
-      if (options_.reverse) std::reverse(order.begin(), order.end());
+      for (int i = static_cast<int>(events.size()); i-- > 0;) order.push_back(i);
     }
-    std::erase_if(order, [this](int index) { return !is_shown(*events_.ptr(index)); });
-    keep_latest(order);
+    std::erase_if(order, [&](int index) { return !is_shown(*events.ptr(index)); });
+    keep_latest(events, order);
     return order;
   }
 
   /* Keeps the latest of the events, in the order they have. */
-  void keep_latest(std::vector<int> &order) const {
+  void keep_latest(const Table<EVEvent> &events, std::vector<int> &order) const {
     const auto most = static_cast<std::size_t>(options_.latest);
     if (order.size() <= most) return;
     std::vector<int> late = order;
-    std::stable_sort(late.begin(), late.end(), [this](int a, int b) {
-      return time_of(*events_.ptr(a)) > time_of(*events_.ptr(b));
+    std::stable_sort(late.begin(), late.end(), [&](int a, int b) {
+      return time_of(*events.ptr(a)) > time_of(*events.ptr(b));
     });
     late.resize(most);
     std::sort(late.begin(), late.end());
@@ -119,14 +182,21 @@ class Lister {
     return found;
   }
 
-  bool is_shown(EVEvent &event) {
+  bool is_shown(const EVEvent &event) {
     bool shown = true;
     const ElogScope quiet;
     if (where_ && !where_->holds(client_, event, shown)) unreadable_.values++;
     return shown;
   }
 
-  std::vector<std::string> cells(EVEvent &event) {
+  /* Prints an event while there are fewer than the limit. */
+  void show(const EVEvent &event) {
+    if (shown_ >= options_.limit) return;
+    shown_++;
+    output_->add(cells(event));
+  }
+
+  std::vector<std::string> cells(const EVEvent &event) {
     if (fields_.empty()) return lines_.cells(event, unreadable_);
     const ElogScope quiet;
     std::vector<std::string> found(fields_.size());
@@ -137,19 +207,22 @@ class Lister {
   }
 
   const ListOptions &options_;
+  ServedEvents &served_;
   EVServer &server_;
   EVClient client_;
-  Table<EVEvent> events_;
   EventLines lines_;
   std::optional<EventQuery> where_, sort_;
   std::vector<EventQuery> fields_;
+  std::optional<RowPrinter> output_;
+  long shown_ = 0;
   Unreadable unreadable_;
 };
 
 int list(const ListOptions &options) {
   OriginReader origins;
   if (!origins.open(options.database)) return kFailure;
-  ServedEvents served(options.database);
+  /* Events that are shown while they are read need no list in the server. */
+  ServedEvents served(options.database, Lister::in_table_order(options) ? 1 : 0);
   return served ? Lister(options, served, origins).run() : kFailure;
 }
 

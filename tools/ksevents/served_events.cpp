@@ -1,6 +1,7 @@
 #include "tools/ksevents/served_events.h"
 
 #include <algorithm>
+#include <cstdint>
 #include <string_view>
 #include <vector>
 
@@ -30,27 +31,56 @@ const std::vector<NeededFields> &needed_fields() {
   return needed;
 }
 
-bool is_usable(const db::Relation &layout, const std::vector<const db::Field *> &fields,
-               std::string_view row) {
-  return !row.empty() &&
-         std::all_of(fields.begin(), fields.end(), [&](const db::Field *field) {
-           return db::is_readable(layout, *field, row);
-         });
-}
+/* The readers of some fields of a layout, as far as it has them. */
+class NeededColumns {
+ public:
+  NeededColumns(const db::Relation &layout, const std::vector<const char *> &names) {
+    for (const char *name : names) {
+      const db::Field *const field = layout.find(name);
+      if (field == nullptr) continue;
+      switch (field->type) {
+        case db::FieldType::kInteger:
+        case db::FieldType::kYearday:
+          integers_.emplace_back(layout, name);
+          break;
+        case db::FieldType::kReal:
+        case db::FieldType::kTime:
+        case db::FieldType::kDate:
+          reals_.emplace_back(layout, name);
+          break;
+        case db::FieldType::kText:
+          break;  // any text can be read
+        case db::FieldType::kPointer:
+          never_ = true;
+          break;
+      }
+    }
+  }
+
+  bool all_readable(std::string_view row) const {
+    std::int64_t integer = 0;
+    double real = 0.0;
+    return !never_ && !row.empty() &&
+           std::all_of(integers_.begin(), integers_.end(),
+                       [&](const auto &column) { return column.read(row, integer); }) &&
+           std::all_of(reals_.begin(), reals_.end(),
+                       [&](const auto &column) { return column.read(row, real); });
+  }
+
+ private:
+  std::vector<db::IntegerColumn> integers_;
+  std::vector<db::RealColumn> reals_;
+  bool never_ = false;
+};
 
 long count_unreadable(const OpenDatabase &database, const NeededFields &needed) {
   const ElogScope quiet;
   const auto rows = db::table_snapshot(database.table(needed.table));
   if (rows == nullptr) return 0;  // the schema has no such table
-  std::vector<const db::Field *> fields;
-  for (const char *name : needed.fields) {
-    if (const db::Field *const field = rows->layout().find(name)) {
-      fields.push_back(field);
-    }
-  }
+  const NeededColumns columns(rows->layout(), needed.fields);
   long count = 0;
   for (long i = 0; i < rows->count(); i++) {
-    if (!is_usable(rows->layout(), fields, rows->row(i))) count++;
+    if (!columns.all_readable(rows->row(i))) count++;
   }
   return count;
 }
@@ -74,10 +104,17 @@ ServedEvents::ServedEvents(const std::string &database, int max_events) {
   /* Opening may have finished an interrupted import, which is news and not a
    * failure. */
   if (anything_registered()) print_register();
+  name_ = database;
   server_ = std::make_unique<EVServer>(database, 0, max_events, -1);
-  unreadable_ = unreadable_records(database);
-  if (unreadable_ > 0) elog_clear_register(0);  // each such record has left a message
+  if (anything_registered() && unreadable() > 0) {
+    elog_clear_register(0);  // each such record has left a message
+  }
   good_ = !anything_registered();
+}
+
+long ServedEvents::unreadable() {
+  if (!unreadable_) unreadable_ = unreadable_records(name_);
+  return *unreadable_;
 }
 
 Table<EVEvent> ServedEvents::events() {

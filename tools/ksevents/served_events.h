@@ -4,6 +4,7 @@
 #define KSUTIL_TOOLS_KSEVENTS_SERVED_EVENTS_H
 
 #include <memory>
+#include <optional>
 #include <string>
 
 #include "events/evserver.h"
@@ -26,13 +27,14 @@ class ServedEvents {
   EVServer &server() { return *server_; }
   Table<EVEvent> events();
 
-  /* unreadable_records of the database. */
-  long unreadable() const { return unreadable_; }
+  /* unreadable_records of the database, which are counted at the first call. */
+  long unreadable();
 
  private:
   std::unique_ptr<EVServer> server_;
+  std::string name_;
   bool good_ = false;
-  long unreadable_ = 0;
+  std::optional<long> unreadable_;
 };
 
 }  // namespace ksutil::tools

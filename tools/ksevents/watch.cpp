@@ -231,7 +231,7 @@ int watch(const WatchOptions &options) {
   if (!served) return kFailure;
   report_unreadable({served.unreadable(), 0}, "records", options.database);
   Watcher watcher(&served.server(), origins, options.json);
-  if (!options.where.empty() && !watcher.set_condition(options.where)) return kFailure;
+  if (!options.where.empty() && !watcher.set_condition(options.where)) return kUsage;
   if (runner) watcher.set_runner(&*runner);
   watcher.report_start();
   served.server().autoRefreshEvents(options.interval);
