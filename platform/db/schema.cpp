@@ -74,7 +74,8 @@ int Relation::index(std::string_view field) const {
   return -1;
 }
 
-bool same_layout(const Relation &a, const Relation &b) {
+/* Exported for the stores in plug-ins. */
+KSUTIL_API bool same_layout(const Relation &a, const Relation &b) {
   if (&a == &b) return true;
   return a.name == b.name && a.width == b.width &&
          std::equal(a.fields.begin(), a.fields.end(), b.fields.begin(), b.fields.end(),

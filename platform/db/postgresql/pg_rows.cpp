@@ -52,6 +52,11 @@ bool put(std::string_view text, bool left, char *place, std::size_t width) {
   return true;
 }
 
+std::string_view field_text(const Field &field, std::string_view row) {
+  return row.substr(static_cast<std::size_t>(field.offset),
+                    static_cast<std::size_t>(field.width));
+}
+
 template <class Number, class... Format>
 std::string number_text(Number number, Format... format) {
   char digits[kNumberRoom];
@@ -182,7 +187,9 @@ bool PgRows::value_of(const char *who, std::size_t field, std::string_view row,
     double real = 0.0;
     readable = reals_[field].read(row, real);
     null = real == reals_[field].null();
-    value = number_text(real);
+    /* The readers of columns.h give no sign to a zero that is printed with one. */
+    const bool negative = field_text(known, row).find('-') != row.npos;
+    value = real == 0.0 && negative ? "-0" : number_text(real);
   } else if (is_integer(known.type)) {
     std::int64_t integer = 0;
     readable = integers_[field].read(row, integer);
