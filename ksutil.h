@@ -5,6 +5,7 @@
 #include "config/ksconfigure.h"
 #include "config/kspf.h"
 #include "core/Array.h"
+#include "core/ShortText.h"
 #include "core/Table.h"
 #include "core/named_objects.h"
 #include "core/params.h"

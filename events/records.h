@@ -13,6 +13,7 @@
 #include <cstdint>
 #include <string>
 
+#include "core/ShortText.h"
 #include "core/Table.h"
 #include "platform/db/row_text.h"
 
@@ -23,7 +24,7 @@ struct EVStamag {
   double lddate_stamag = 0.0;
   int64_t spare = -1;
   double magnitude = -999.0;
-  std::string magtype;
+  ShortText magtype;
 };
 
 /* One netmag row; or one of the origin's own mb, ms, ml, with recno_netmag -1 and a
@@ -34,7 +35,7 @@ struct EVMagnitude {
   ksutil::db::RowText record_netmag;
   double lddate_netmag = 0.0;
   double magnitude = -999.0;
-  std::string magtype;
+  ShortText magtype;
   Table<EVStamag> stamags;
 };
 
@@ -83,14 +84,14 @@ struct EVOrigin {
   int64_t recno_origerr = -1;
   ksutil::db::RowText record_origerr;
   double magnitude = -999.0;  // of the preferred magnitude
-  std::string magtype;
-  int32_t preferred = 0;  // 1: the event's preferred origin
+  ShortText magtype;
+  int32_t preferred = 0;        // 1: the event's preferred origin
+  int32_t pref_magnitude = -1;  // index in magnitudes
+  int32_t pref_moment = -1;     // index in moments
   Table<EVMagnitude> magnitudes;
   Table<EVMoment> moments;
   Table<EVDetection> detections;      // filled when an event is expanded
   Table<EVAssociation> associations;  // filled when an event is expanded
-  int32_t pref_magnitude = -1;        // index in magnitudes
-  int32_t pref_moment = -1;           // index in moments
 };
 
 /* One event row with its origins. */
@@ -105,7 +106,7 @@ struct EVEvent {
   double access_time = 0.0;   // when it was last read or handed out, epoch seconds
   double time = 0.0;          // origin time of the preferred origin
   double magnitude = -999.0;  // by the preferred-magnitude rules
-  std::string magtype;
+  ShortText magtype;
   int32_t pref_origin = -1;            // index in origins
   int32_t pref_magnitude_origin = -1;  // index in origins
   int32_t pref_moment_origin = -1;     // index in origins

@@ -153,7 +153,7 @@ void set_preferred_magnitude(const RuleBook &rules, EVOrigin &origin) {
   origin.pref_magnitude = find_preferred_magnitude(rules, origin.magnitudes, priority);
   const EVMagnitude *magnitude = origin.magnitudes.ptr(origin.pref_magnitude);
   origin.magnitude = magnitude == nullptr ? -999.0 : magnitude->magnitude;
-  origin.magtype = magnitude == nullptr ? std::string() : magnitude->magtype;
+  origin.magtype = magnitude == nullptr ? ShortText() : magnitude->magtype;
 }
 
 void set_preferred_magnitude(const RuleBook &rules, EVEvent &event) {

@@ -275,6 +275,7 @@ int TreeReader::add_own_magnitudes(std::string_view row, int64_t evid,
     magnitude.record_netmag = own_magnitude_row(magid, origin.orid, evid, magnitude);
     origin.magnitudes.push(std::move(magnitude));
   }
+  origin.magnitudes.shrink_to_fit();
   return 0;
 }
 
@@ -299,7 +300,7 @@ db::RowText TreeReader::own_magnitude_row(int64_t magid, int64_t orid, int64_t e
   if (const db::Field *field = layout.find("magnitude")) {
     db::write_real(*field, magnitude.magnitude, scratch_row_);
   }
-  return db::RowText(scratch_row_);
+  return made_rows_.add(scratch_row_);
 }
 
 int TreeReader::read_moments(EVOrigin &origin) {
@@ -319,6 +320,7 @@ int TreeReader::read_moments(EVOrigin &origin) {
       origin.pref_moment = static_cast<int32_t>(i);
     }
   }
+  origin.moments.shrink_to_fit();
   if (origin.pref_moment >= 0) {
     origin.lddate_origin_view = std::max(origin.lddate_origin_view, newest);
   }

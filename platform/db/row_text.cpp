@@ -27,44 +27,47 @@ constexpr std::size_t kLeastPacked = 4096;
 
 }  // namespace
 
-BlockPtr BlockPtr::make_in_place(std::size_t size, bool of_texts) {
+BlockPtr BlockPtr::make_in_place(std::size_t size, std::uint32_t bits) {
   BlockPtr made;
   void *const memory = ::operator new(sizeof(Header) + size);
-  made.header_ = new (memory)
-      Header{{1}, {kKept}, size, {nullptr}, {nullptr}, nullptr, of_texts, false};
-  made.header_->raw = reinterpret_cast<char *>(made.header_ + 1);
+  made.header_ = new (memory) Header{{1}, {bits | kInPlace | kKept}, size, {nullptr}};
   return made;
 }
 
 BlockPtr BlockPtr::make(std::size_t size) {
-  if (size < kLeastPacked) return make_in_place(size, false);
+  if (size < kLeastPacked) return make_in_place(size, 0);
+  auto header = std::make_unique<RowsHeader>();
+  header->references = 1;
+  header->size = size;
+  header->raw = static_cast<char *>(::operator new(size));
   BlockPtr made;
-  made.header_ =
-      new Header{{1}, {0}, size, {nullptr}, {nullptr}, nullptr, false, false};
-  made.header_->raw = static_cast<char *>(::operator new(size));
+  made.header_ = header.release();
   return made;
 }
 
-BlockPtr BlockPtr::make_of_texts(std::size_t size) { return make_in_place(size, true); }
+BlockPtr BlockPtr::make_of_texts(std::size_t size) {
+  return make_in_place(size, kTexts);
+}
 
 void BlockPtr::destroy(Header *header) noexcept {
   delete header->copies.load(std::memory_order_acquire);
-  delete header->packed.load(std::memory_order_acquire);
-  if (in_place(header)) {
+  if ((header->users.load(std::memory_order_relaxed) & kInPlace) != 0) {
     header->~Header();
     ::operator delete(header);
-  } else {
-    ::operator delete(header->raw);
-    delete header;
+    return;
   }
+  auto *const rows = static_cast<RowsHeader *>(header);
+  delete rows->packed.load(std::memory_order_acquire);
+  ::operator delete(rows->raw);
+  delete rows;
 }
 
 bool BlockPtr::release_raw() const noexcept {
-  if (header_ == nullptr) return false;
-  Header &header = *header_;
+  if (header_ == nullptr || is(kInPlace)) return false;
+  RowsHeader &header = rows();
   if (header.raw == nullptr) return true;
   if (header.packed.load(std::memory_order_relaxed) == nullptr) {
-    if (header.incompressible || (header.users.load() & kKept) != 0) return false;
+    if (header.incompressible || is(kKept)) return false;
     try {
       auto packed = PackedRows::pack({header.raw, header.size});
       header.incompressible = packed == nullptr;
@@ -81,19 +84,19 @@ bool BlockPtr::release_raw() const noexcept {
 }
 
 void BlockPtr::restore_raw() const {
-  Header &header = *header_;
-  if (header.raw != nullptr) return;
-  char *const raw = static_cast<char *>(::operator new(header.size));
-  header.packed.load(std::memory_order_relaxed)->unpack(0, header.size, raw);
-  header.raw = raw;
+  if (raw() != nullptr) return;
+  RowsHeader &header = rows();
+  char *const restored = static_cast<char *>(::operator new(header.size));
+  header.packed.load(std::memory_order_relaxed)->unpack(0, header.size, restored);
+  header.raw = restored;
 }
 
 const char *BlockPtr::keep(std::uint32_t offset, std::uint32_t length) const {
   header_->users.fetch_add(1);
-  const bool packed = header_->packed.load() != nullptr;
+  const bool packed = rows().packed.load() != nullptr;
   if (!packed) header_->users.fetch_or(kKept);
   header_->users.fetch_sub(1);
-  return packed ? copy_with_nul(offset, length) : header_->raw + offset;
+  return packed ? copy_with_nul(offset, length) : raw() + offset;
 }
 
 const char *BlockPtr::copy_with_nul(std::uint32_t offset, std::uint32_t length) const {
@@ -120,11 +123,11 @@ const char *BlockPtr::copy_with_nul(std::uint32_t offset, std::uint32_t length) 
 BlockPtr::PieceReading::PieceReading(const BlockPtr &block, std::uint32_t offset,
                                      std::uint32_t length) {
   if (length == 0) return;
-  Header &header = *block.header_;
-  if ((header.users.load(std::memory_order_acquire) & kKept) != 0) {
-    text_ = {header.raw + offset, length};
+  if (block.is(kKept)) {
+    text_ = {block.raw() + offset, length};
     return;
   }
+  RowsHeader &header = block.rows();
   const PackedRows *packed = header.packed.load(std::memory_order_acquire);
   if (packed == nullptr) {
     header.users.fetch_add(1);

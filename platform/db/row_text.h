@@ -71,10 +71,10 @@ class KSUTIL_API BlockPtr {
             header_->copies.load(std::memory_order_acquire) != nullptr);
   }
   /* The raw bytes; null after release_raw() has given them up. */
-  const char *data() const { return header_->raw; }
+  const char *data() const { return raw(); }
   /* For bytes that no RowText shows yet, or all of them when the block is not
    * shared(); not for a block for which release_raw() was ever called. */
-  char *fill() { return header_->raw; }
+  char *fill() { return raw(); }
 
   /* Gives up the raw bytes after packing them; the block stays readable through
    * RowText, and data() is null from then on.  All bytes must have been filled in.
@@ -91,15 +91,14 @@ class KSUTIL_API BlockPtr {
   /* A piece of a block that is not null, which lasts as long as the block.  Safe from
    * any thread; throws std::bad_alloc. */
   const char *lasting(std::uint32_t offset, std::uint32_t length) const {
-    const bool kept = (header_->users.load(std::memory_order_acquire) & kKept) != 0;
-    return kept ? header_->raw + offset : keep(offset, length);
+    return is(kKept) ? raw() + offset : keep(offset, length);
   }
   /* The same with a NUL behind it: the piece itself in a block of texts, else a copy,
    * made once, that the block keeps until it is freed (what follows a row in its block
    * may change at any time). */
   const char *with_nul(std::uint32_t offset, std::uint32_t length) const {
-    if (header_->of_texts && std::size_t{offset} + length < header_->size) {
-      const char *const piece = header_->raw + offset;
+    if (is(kTexts) && std::size_t{offset} + length < header_->size) {
+      const char *const piece = raw() + offset;
       if (piece[length] == '\0') return piece;
     }
     return copy_with_nul(offset, length);
@@ -132,19 +131,32 @@ class KSUTIL_API BlockPtr {
   struct Copies;
   struct Header {
     std::atomic<std::uint32_t> references;
-    /* Threads that read the raw bytes now, and kKept.  The raw bytes are freed only
-     * after `packed` has been set and `users` has been seen to be 0 after that; a
-     * reader counts itself before it looks whether there is `packed`. */
+    /* The bits below, and the number of threads that read the raw bytes now.  The raw
+     * bytes are freed only after `packed` has been set and `users` has been seen to be
+     * 0 after that; a reader counts itself before it looks whether there is `packed`. */
     std::atomic<std::uint32_t> users;
     std::size_t size;
-    std::atomic<Copies *> copies;            // with a NUL; null until there is one
+    std::atomic<Copies *> copies;  // with a NUL; null until there is one
+  };
+  /* Of a block of rows that may be packed. */
+  struct RowsHeader : Header {
     std::atomic<const PackedRows *> packed;  // null until the block is packed
     char *raw;                               // null once given up
-    bool of_texts;  // a NUL stands behind each, also behind the last
     bool incompressible;
   };
-  /* The raw bytes last as long as the block. */
-  static constexpr std::uint32_t kKept = std::uint32_t{1} << 31;
+  /* The raw bytes last as long as the block; they follow the header; a NUL stands
+   * behind each text, also behind the last. */
+  static constexpr std::uint32_t kKept = std::uint32_t{1} << 31,
+                                 kInPlace = std::uint32_t{1} << 30,
+                                 kTexts = std::uint32_t{1} << 29;
+
+  RowsHeader &rows() const { return *static_cast<RowsHeader *>(header_); }
+  bool is(std::uint32_t bit) const {
+    return (header_->users.load(std::memory_order_acquire) & bit) != 0;
+  }
+  char *raw() const {
+    return is(kInPlace) ? reinterpret_cast<char *>(header_ + 1) : rows().raw;
+  }
 
   void retain() const noexcept {
     if (header_ != nullptr) header_->references.fetch_add(1, std::memory_order_relaxed);
@@ -155,10 +167,7 @@ class KSUTIL_API BlockPtr {
       destroy(header_);
     }
   }
-  static BlockPtr make_in_place(std::size_t size, bool of_texts);
-  static bool in_place(const Header *header) {
-    return header->raw == reinterpret_cast<const char *>(header + 1);
-  }
+  static BlockPtr make_in_place(std::size_t size, std::uint32_t bits);
   static void destroy(Header *header) noexcept;
   const char *keep(std::uint32_t offset, std::uint32_t length) const;
   const char *copy_with_nul(std::uint32_t offset, std::uint32_t length) const;

@@ -5,9 +5,12 @@
 #include <gtest/gtest.h>
 
 #include <climits>
+#include <cstdint>
 #include <new>
 #include <random>
 #include <string>
+#include <utility>
+#include <vector>
 
 namespace {
 
@@ -96,6 +99,69 @@ TEST(Table, AssignmentTakesTheItemsAndKeepsItsOwnDefault) {
   moved = std::move(source);
   EXPECT_EQ(items_of(moved), std::vector<int>({5}));
   EXPECT_EQ(moved.get(1), -3);
+}
+
+/* Events are copied, moved and freed with the tables below them by the million. */
+TEST(Table, OwnsItsItemsHoweverTheyMove) {
+  std::mt19937 random(2);
+  std::vector<Table<std::string>> tables(4);
+  tables[1] = Table<std::string>(std::string(30, 'd'));
+  tables.emplace_back(std::string(30, 'e'));
+  std::vector<std::vector<std::string>> models(tables.size());
+  for (int step = 0; step < 5000; ++step) {
+    const std::size_t i = random() % tables.size(), k = random() % tables.size();
+    const std::string text(random() % 40, static_cast<char>('a' + random() % 26));
+    switch (random() % 8) {
+      case 0:
+        tables[i].set(tables[i].size() + 2, text);
+        models[i].resize(models[i].size() + 2, i == 4 ? std::string(30, 'e') : "");
+        models[i].push_back(text);
+        break;
+      case 1:
+        if (i == k) break;
+        tables[i] = std::move(tables[k]);
+        models[i] = std::exchange(models[k], {});
+        break;
+      case 2:
+        if (i == k) break;
+        tables[i] = tables[k];
+        models[i] = models[k];
+        break;
+      case 3:
+        tables[i].shrink_to_fit();
+        break;
+      case 4:
+        tables[i].reserve(static_cast<long>(random() % 64));
+        break;
+      case 5:
+        tables[i].shift();
+        if (!models[i].empty()) models[i].erase(models[i].begin());
+        break;
+      case 6:
+        if (random() % 8 == 0) {
+          tables[i].clear();
+          models[i].clear();
+        }
+        break;
+      default:
+        /* An item of the table itself. */
+        tables[i].push(tables[i].size() > 0 ? *tables[i].ptr(0) : text);
+        models[i].push_back(models[i].empty() ? text : models[i][0]);
+    }
+    const Table<std::string> copy(tables[i]);
+    ASSERT_EQ(std::vector<std::string>(copy.begin(), copy.end()), models[i]);
+    ASSERT_EQ(copy.get(-1), i == 4 ? std::string(30, 'e') : "");
+  }
+}
+
+TEST(Table, TakesThePlaceOfAPointer) {
+  EXPECT_EQ(sizeof(Table<std::string>), sizeof(void *));
+  struct alignas(64) Wide {
+    char bytes[64];
+  };
+  Table<Wide> wide;
+  wide.reserve(3);
+  EXPECT_EQ(reinterpret_cast<std::uintptr_t>(wide.begin()) % 64, 0U);
 }
 
 TEST(Table, AssignedToItselfEndsUpEmpty) {

@@ -14,6 +14,7 @@
 #include "events/database/internal/site_index.h"
 #include "events/database/internal/time_index.h"
 #include "events/database/internal/watched_database.h"
+#include "events/reading/internal/made_rows.h"
 #include "events/reading/internal/magnitude_rules.h"
 #include "events/records.h"
 #include "events/vars.h"
@@ -176,6 +177,7 @@ class TreeReader {
   std::vector<std::pair<double, long>> origin_rows_;
   std::vector<int64_t> magids_;
   std::string null_netmag_, scratch_row_;
+  MadeRows made_rows_;
 };
 
 }  // namespace ksutil::events

@@ -38,9 +38,8 @@ template <class Record>
 constexpr FieldOf<Record, double> residual(const char *name, double Record::*member) {
   return {name, member, Form::kResidual};
 }
-template <class Record>
-constexpr FieldOf<Record, std::string> text(const char *name,
-                                            std::string Record::*member) {
+template <class Record, class Text>
+constexpr FieldOf<Record, Text> text(const char *name, Text Record::*member) {
   return {name, member, Form::kText};
 }
 template <class Record>
