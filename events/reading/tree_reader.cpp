@@ -15,6 +15,7 @@ template <class Columns>
 bool TreeReader::take(const char *name, ReadTable<Columns> &table) {
   table.rows = database_.rows(name);
   if (table.rows == nullptr) return false;
+  if (keep_rows_) table.rows->keep_rows();
   table.columns = Columns(table.rows->layout());
   return true;
 }
@@ -63,12 +64,12 @@ bool TreeReader::follow_detections() {
 
 bool TreeReader::index_list() {
   EVVars &vars = database_.vars();
-  return index(event_.rows, vars.event_evid, events_by_evid_) &&
-         index(origin_.rows, vars.origin_evid, origins_by_evid_) &&
-         index(origin_.rows, vars.origin_orid, origins_by_orid_) &&
-         index(origerr_.rows, vars.origerr_orid, origerrs_) &&
-         index(netmag_.rows, vars.netmag_orid, netmags_) &&
-         index(mt_.rows, vars.mt_orid, moments_);
+  return index(event_.rows, vars.event_evid, by_.event_evid) &&
+         index(origin_.rows, vars.origin_evid, by_.origin_evid) &&
+         index(origin_.rows, vars.origin_orid, by_.origin_orid) &&
+         index(origerr_.rows, vars.origerr_orid, by_.origerr_orid) &&
+         index(netmag_.rows, vars.netmag_orid, by_.netmag_orid) &&
+         index(mt_.rows, vars.mt_orid, by_.mt_orid);
 }
 
 bool TreeReader::index_expansion() {
@@ -85,27 +86,32 @@ bool TreeReader::resume() {
   return detection_.rows == nullptr || follow_detections();
 }
 
+/* Of all tables; null for those that are not bound. */
+std::array<const db::Snapshot *, 10> TreeReader::snapshots() const {
+  return {event_.rows.get(),    origin_.rows.get(),  origerr_.rows.get(),
+          mt_.rows.get(),       netmag_.rows.get(),  stamag_.rows.get(),
+          assoc_.rows.get(),    arrival_.rows.get(), site_.rows.get(),
+          detection_.rows.get()};
+}
+
 bool TreeReader::complete() const {
-  const std::shared_ptr<const db::Snapshot> taken[] = {
-      event_.rows,  origin_.rows, origerr_.rows, mt_.rows,   netmag_.rows,
-      stamag_.rows, assoc_.rows,  arrival_.rows, site_.rows, detection_.rows};
-  return std::all_of(std::begin(taken), std::end(taken), [](const auto &rows) {
+  const auto taken = snapshots();
+  return std::all_of(taken.begin(), taken.end(), [](const db::Snapshot *rows) {
     return rows == nullptr || rows->complete();
   });
 }
 
-db::KeyIndex::Rows TreeReader::events_with(int64_t evid) const {
-  return events_by_evid_->find(evid);
-}
-
-db::KeyIndex::Rows TreeReader::origins_with(int64_t orid) const {
-  return origins_by_orid_->find(orid);
+bool TreeReader::overtaken() const {
+  const auto taken = snapshots();
+  return std::any_of(taken.begin(), taken.end(), [](const db::Snapshot *rows) {
+    return rows != nullptr && rows->overtaken();
+  });
 }
 
 int TreeReader::read_event_of(int64_t evid, long first, EVEvent &event) {
   int result = kNoRow;
   for (const bool listed : {true, false}) {
-    for (const long row : events_by_evid_->find(evid)) {
+    for (const long row : by_.event_evid->find(evid)) {
       if ((row >= first) != listed) continue;
       event = EVEvent();
       result = read_event(row, event, nullptr);
@@ -118,18 +124,18 @@ int TreeReader::read_event_of(int64_t evid, long first, EVEvent &event) {
 int TreeReader::read_event(long recno, EVEvent &event, long *order) {
   const EventColumns &columns = event_.columns;
   const std::string_view row = event_.rows->row(recno);
-  if (!row.empty()) event.record_event = event_.rows->text(recno);
   if (row.empty() || !columns.evid.read(row, event.evid) ||
       !columns.prefor.read(row, event.prefor) ||
       !columns.lddate.read(row, event.lddate_event)) {
     return event_.unreadable();
   }
+  event.record_event = event_.rows->text(recno);
   event.recno_event = recno;
   event.access_time = now_;
   if (order != nullptr) event.order = (*order)++;
 
   origin_rows_.clear();
-  for (const long origin : origins_by_evid_->find(event.evid)) {
+  for (const long origin : by_.origin_evid->find(event.evid)) {
     double lddate;
     const std::string_view origin_row = origin_.rows->row(origin);
     if (origin_row.empty() || !origin_.columns.lddate.read(origin_row, lddate)) {
@@ -180,26 +186,25 @@ int TreeReader::read_event(long recno, EVEvent &event, long *order) {
 
 int TreeReader::read_origin(long recno, EVOrigin &origin) {
   const OriginColumns &columns = origin_.columns;
-  origin.record_origin = origin_.rows->text(recno);
-  const db::RowText::Reading reading(origin.record_origin);
-  const std::string_view row = reading.text();
+  const std::string_view row = origin_.rows->row(recno);
   int64_t evid;
   if (row.empty() || !columns.time.read(row, origin.time) ||
       !columns.orid.read(row, origin.orid) || !columns.evid.read(row, evid) ||
       !columns.lddate.read(row, origin.lddate_origin)) {
     return origin_.unreadable();
   }
+  origin.record_origin = origin_.rows->text(recno);
   origin.recno_origin = recno;
   origin.lddate_origin_view = origin.lddate_origin;
 
-  const db::KeyIndex::Rows origerrs = origerrs_->find(origin.orid);
+  const db::KeyIndex::Rows origerrs = by_.origerr_orid->find(origin.orid);
   if (!origerrs.empty()) {
     origin.recno_origerr = origerrs.front();
     origin.record_origerr = origerr_.rows->text(origin.recno_origerr);
     if (origin.record_origerr.empty()) return origerr_.unreadable();
   }
   int result = read_netmags(origin);
-  if (result == 0) result = add_own_magnitudes(row, evid, origin);
+  if (result == 0) result = add_own_magnitudes(recno, evid, origin);
   if (result != 0) return result;
   set_preferred_magnitude(*rules_, origin);
   return read_moments(origin);
@@ -207,7 +212,7 @@ int TreeReader::read_origin(long recno, EVOrigin &origin) {
 
 int TreeReader::read_origin_of(int64_t orid, EVOrigin &origin) {
   int result = kNoRow;
-  for (const long row : origins_by_orid_->find(orid)) {
+  for (const long row : by_.origin_orid->find(orid)) {
     origin = EVOrigin();
     result = read_origin(row, origin);
     if (result <= 0) break;
@@ -217,7 +222,7 @@ int TreeReader::read_origin_of(int64_t orid, EVOrigin &origin) {
 
 int TreeReader::read_netmags(EVOrigin &origin) {
   const NetmagColumns &columns = netmag_.columns;
-  const db::KeyIndex::Rows rows = netmags_->find(origin.orid);
+  const db::KeyIndex::Rows rows = by_.netmag_orid->find(origin.orid);
   magids_.clear();
   if (rows.empty()) return 0;
   long count = 0;
@@ -225,9 +230,7 @@ int TreeReader::read_netmags(EVOrigin &origin) {
   origin.magnitudes.reserve(count);
   for (const long recno : rows) {
     EVMagnitude magnitude;
-    magnitude.recno_netmag = recno;
     const std::string_view row = netmag_.rows->row(recno);
-    if (!row.empty()) magnitude.record_netmag = netmag_.rows->text(recno);
     int64_t magid;
     std::string_view magtype;
     if (row.empty() || !columns.magid.read(row, magid) ||
@@ -236,6 +239,8 @@ int TreeReader::read_netmags(EVOrigin &origin) {
         !columns.lddate.read(row, magnitude.lddate_netmag)) {
       return netmag_.unreadable();
     }
+    magnitude.recno_netmag = recno;
+    magnitude.record_netmag = netmag_.rows->text(recno);
     magnitude.magtype = magtype;
     origin.lddate_origin_view =
         std::max(origin.lddate_origin_view, magnitude.lddate_netmag);
@@ -245,9 +250,10 @@ int TreeReader::read_netmags(EVOrigin &origin) {
   return 0;
 }
 
-int TreeReader::add_own_magnitudes(std::string_view row, int64_t evid,
-                                   EVOrigin &origin) {
+int TreeReader::add_own_magnitudes(long recno, int64_t evid, EVOrigin &origin) {
   const OriginColumns &columns = origin_.columns;
+  const std::string_view row = origin_.rows->row(recno);
+  if (row.empty()) return origin_.unreadable();
   const struct {
     const char *type;
     const db::RealColumn &value;
@@ -305,14 +311,14 @@ db::RowText TreeReader::own_magnitude_row(int64_t magid, int64_t orid, int64_t e
 
 int TreeReader::read_moments(EVOrigin &origin) {
   double newest = 0.0;
-  for (const long recno : moments_->find(origin.orid)) {
+  for (const long recno : by_.mt_orid->find(origin.orid)) {
     EVMoment moment;
-    moment.recno_mt = recno;
     const std::string_view row = mt_.rows->row(recno);
-    if (!row.empty()) moment.record_mt = mt_.rows->text(recno);
     if (row.empty() || !mt_.columns.lddate.read(row, moment.lddate_mt)) {
       return mt_.unreadable();
     }
+    moment.recno_mt = recno;
+    moment.record_mt = mt_.rows->text(recno);
     const double lddate = moment.lddate_mt;
     const long i = origin.moments.push(std::move(moment));
     if (lddate > newest) {

@@ -38,7 +38,6 @@ int TreeReader::read_detection(long recno, EVDetection &detection,
                                DetectionFields &fields) {
   const DetectionColumns &columns = detection_.columns;
   const std::string_view row = detection_.rows->row(recno);
-  if (!row.empty()) detection.record_detection = detection_.rows->text(recno);
   std::string_view sta, chan, state;
   if (row.empty() || !columns.sta.read(row, sta) || !columns.chan.read(row, chan) ||
       !columns.state.read(row, state) || !columns.time.read(row, fields.time) ||
@@ -48,6 +47,7 @@ int TreeReader::read_detection(long recno, EVDetection &detection,
   fields.sta = sta;
   fields.chan = chan;
   fields.state = state;
+  detection.record_detection = detection_.rows->text(recno);
   detection.recno_detection = recno;
   return 0;
 }

@@ -32,7 +32,6 @@ int TreeReader::read_associations(EVOrigin &origin) {
 
 int TreeReader::read_association(long recno, EVAssociation &association) {
   const std::string_view row = assoc_.rows->row(recno);
-  if (!row.empty()) association.record_assoc = assoc_.rows->text(recno);
   int64_t arid;
   std::string_view timedef;
   if (row.empty() || !assoc_.columns.arid.read(row, arid) ||
@@ -40,15 +39,14 @@ int TreeReader::read_association(long recno, EVAssociation &association) {
       !assoc_.columns.lddate.read(row, association.lddate_assoc)) {
     return assoc_.unreadable();
   }
+  association.record_assoc = assoc_.rows->text(recno);
   association.recno_assoc = recno;
   association.defining = timedef == "d" ? 1 : 0;
 
   const db::KeyIndex::Rows arrivals = arrivals_->find(arid);
   if (arrivals.empty()) return 0;
   const long arrival = arrivals.front();
-  association.record_arrival = arrival_.rows->text(arrival);
-  const db::RowText::Reading reading(association.record_arrival);
-  const std::string_view arrival_row = reading.text();
+  const std::string_view arrival_row = arrival_.rows->row(arrival);
   std::string_view sta;
   double time;
   if (arrival_row.empty() || !arrival_.columns.sta.read(arrival_row, sta) ||
@@ -56,6 +54,7 @@ int TreeReader::read_association(long recno, EVAssociation &association) {
       !arrival_.columns.lddate.read(arrival_row, association.lddate_arrival)) {
     return arrival_.unreadable();
   }
+  association.record_arrival = arrival_.rows->text(arrival);
   association.recno_arrival = arrival;
 
   return read_site(sta, time, association.recno_site, association.record_site);
@@ -90,13 +89,13 @@ int TreeReader::read_stamags(EVMagnitude &magnitude) {
 
 int TreeReader::read_stamag(long recno, EVStamag &stamag) {
   const std::string_view row = stamag_.rows->row(recno);
-  if (!row.empty()) stamag.record_stamag = stamag_.rows->text(recno);
   std::string_view magtype;
   if (row.empty() || !stamag_.columns.magtype.read(row, magtype) ||
       !stamag_.columns.magnitude.read(row, stamag.magnitude) ||
       !stamag_.columns.lddate.read(row, stamag.lddate_stamag)) {
     return stamag_.unreadable();
   }
+  stamag.record_stamag = stamag_.rows->text(recno);
   stamag.recno_stamag = recno;
   stamag.magtype = magtype;
   return 0;

@@ -96,17 +96,23 @@ int EVServer::setMaxEvents(int max_events) {
 int EVServer::refreshEvent(long recno, EVEvent *event, long *order) {
   if (event == nullptr) return fail("EVServer::refreshEvent", "no event given");
   *event = EVEvent();
-  return read_record(
-      *state_, "EVServer::refreshEvent", kReadList,
-      [&](TreeReader &reader) { return reader.read_event(recno, *event, order); });
+  const long first_order = order == nullptr ? 0 : *order;
+  return read_record(*state_, "EVServer::refreshEvent", kReadList,
+                     [&](TreeReader &reader) {
+                       *event = EVEvent();
+                       if (order != nullptr) *order = first_order;
+                       return reader.read_event(recno, *event, order);
+                     });
 }
 
 int EVServer::refreshOrigin(long recno, EVOrigin *origin) {
   if (origin == nullptr) return fail("EVServer::refreshOrigin", "no origin given");
   *origin = EVOrigin();
-  return read_record(
-      *state_, "EVServer::refreshOrigin", kReadList,
-      [&](TreeReader &reader) { return reader.read_origin(recno, *origin); });
+  return read_record(*state_, "EVServer::refreshOrigin", kReadList,
+                     [&](TreeReader &reader) {
+                       *origin = EVOrigin();
+                       return reader.read_origin(recno, *origin);
+                     });
 }
 
 int EVServer::refreshAssociations(EVEvent *event) {
@@ -124,9 +130,11 @@ int EVServer::refreshAssociation(long recno, EVAssociation *association) {
     return fail("EVServer::refreshAssociation", "no association given");
   }
   *association = EVAssociation();
-  return read_record(
-      *state_, "EVServer::refreshAssociation", kReadList | expansion_tables(*state_),
-      [&](TreeReader &reader) { return reader.read_association(recno, *association); });
+  return read_record(*state_, "EVServer::refreshAssociation",
+                     kReadList | expansion_tables(*state_), [&](TreeReader &reader) {
+                       *association = EVAssociation();
+                       return reader.read_association(recno, *association);
+                     });
 }
 
 int EVServer::refreshDetections(EVOrigin *origin) {

@@ -1,8 +1,7 @@
 #include "events/server/internal/list_follower.h"
 
 #include <algorithm>
-
-#include "platform/db/columns.h"
+#include <utility>
 
 namespace ksutil::events {
 namespace {
@@ -11,50 +10,30 @@ namespace {
  * read. */
 constexpr std::size_t kFullReadingPart = 4;
 
-/* ChangedKeys: gives the old and new values of an integer field in the rows in which
- * two snapshots differ. */
-class ChangedKeys {
- public:
-  ChangedKeys(const db::Snapshot &before, const db::Snapshot &after, const char *field)
-      : before_(before),
-        after_(after),
-        old_key_(before.layout(), field),
-        new_key_(after.layout(), field),
-        changes_(db::changes_between(before, after)) {}
-
-  const std::vector<long> &changed_rows() const { return changes_.changed; }
-
-  /* Calls fn(key) for each value; false if some values cannot be known. */
-  template <class Fn>
-  bool for_each(Fn fn) const {
-    if (!changes_.known) return false;
-    for (const long row : changes_.changed) {
-      if (!call(before_, old_key_, row, fn)) return false;
-      call(after_, new_key_, row, fn);
-    }
-    for (long row = changes_.old_count; row < changes_.new_count; row++) {
-      call(after_, new_key_, row, fn);
-    }
-    return true;
+/* Calls fn(key) for each value that the field of an index has or had in the rows in which
+ * `before` and the snapshot of the index differ, perhaps for others as well; false if
+ * some values cannot be known.  `rows`, if given, gets the rows of both snapshots that
+ * differ. */
+template <class Fn>
+bool for_each_changed_key(const std::shared_ptr<const db::Snapshot> &before,
+                          const db::KeyIndex &index, Fn fn,
+                          std::vector<long> *rows = nullptr) {
+  if (before == index.snapshot()) return true;
+  db::Changes changes = db::changes_between(*before, *index.snapshot());
+  std::vector<int64_t> keys;
+  if (!changes.known || !index.lost_keys(before, keys)) return false;
+  int64_t key;
+  /* A row without a key belongs to no event. */
+  for (const long row : changes.changed) {
+    if (index.key_of(row, key)) keys.push_back(key);
   }
-
- private:
-  /* A row whose key cannot be read belongs to no event.  An old row that is no longer
-   * in memory may have belonged to any event: give up. */
-  template <class Fn>
-  static bool call(const db::Snapshot &rows, const db::IntegerColumn &column, long row,
-                   Fn &fn) {
-    const std::string_view text = rows.row(row);
-    int64_t key;
-    if (text.empty()) return false;
-    if (column.read(text, key) && key != column.null()) fn(key);
-    return true;
+  for (long row = changes.old_count; row < changes.new_count; row++) {
+    if (index.key_of(row, key)) keys.push_back(key);
   }
-
-  const db::Snapshot &before_, &after_;
-  db::IntegerColumn old_key_, new_key_;
-  db::Changes changes_;
-};
+  for (const int64_t each : keys) fn(each);
+  if (rows != nullptr) *rows = std::move(changes.changed);
+  return true;
+}
 
 }  // namespace
 
@@ -71,39 +50,29 @@ std::optional<AffectedEvents> ListFollower::affected(const TreeReader &reader,
   if (!known_ || window.first != window_.first || window.count < window_.count) {
     return std::nullopt;
   }
-  const ListSnapshots now = reader.list_snapshots();
+  const ListIndexes &now = reader.list_indexes();
   AffectedEvents found;
   const auto add_evid = [&](int64_t evid) { found.evids.insert(evid); };
-
-  if (snapshots_.event != now.event) {
-    const ChangedKeys events(*snapshots_.event, *now.event, "evid");
-    if (!events.for_each(add_evid)) return std::nullopt;
-    found.rows = events.changed_rows();
-  }
-  if (snapshots_.origin != now.origin) {
-    const ChangedKeys origins(*snapshots_.origin, *now.origin, "evid");
-    if (!origins.for_each(add_evid)) return std::nullopt;
+  if (!for_each_changed_key(snapshots_.event, *now.event_evid, add_evid, &found.rows) ||
+      !for_each_changed_key(snapshots_.origin, *now.origin_evid, add_evid)) {
+    return std::nullopt;
   }
   /* An origin whose orid has changed was found above, under its old evid as well. */
-  const db::IntegerColumn evid(now.origin->layout(), "evid");
   const auto add_orid = [&](int64_t orid) {
-    for (const long row : reader.origins_with(orid)) {
-      int64_t value;
-      if (evid.read(now.origin->row(row), value)) add_evid(value);
+    for (const long row : now.origin_orid->find(orid)) {
+      int64_t evid;
+      if (now.origin_evid->key_of(row, evid)) add_evid(evid);
     }
   };
-  const std::pair<const db::Snapshot *, const db::Snapshot *> below[] = {
-      {snapshots_.origerr.get(), now.origerr.get()},
-      {snapshots_.netmag.get(), now.netmag.get()},
-      {snapshots_.mt.get(), now.mt.get()}};
-  for (const auto &[before, after] : below) {
-    if (before == after) continue;
-    if (!ChangedKeys(*before, *after, "orid").for_each(add_orid)) return std::nullopt;
+  if (!for_each_changed_key(snapshots_.origerr, *now.origerr_orid, add_orid) ||
+      !for_each_changed_key(snapshots_.netmag, *now.netmag_orid, add_orid) ||
+      !for_each_changed_key(snapshots_.mt, *now.mt_orid, add_orid)) {
+    return std::nullopt;
   }
 
   if (found.evids.size() > entries_.size() / kFullReadingPart + 1) return std::nullopt;
   for (const int64_t value : found.evids) {
-    for (const long row : reader.events_with(value)) found.rows.push_back(row);
+    for (const long row : now.event_evid->find(value)) found.rows.push_back(row);
   }
   std::sort(found.rows.begin(), found.rows.end());
   found.rows.erase(std::unique(found.rows.begin(), found.rows.end()), found.rows.end());

@@ -55,16 +55,27 @@ class RefreshTurn {
   bool notified_ = false;
 };
 
+/* How often a refresh begins when other programs change the rows under it.  From the
+ * second time on the rows are held, so that it ends. */
+constexpr int kRefreshAttempts = 4;
+
 /* Runs one refresh and notifies the clients. */
 int refresh_once(ServerState &state, bool force) {
   RefreshTurn turn(state);
   if (!turn.held()) return kAlreadyRunning;
   /* Clear it before the limit is read: a limit that is set later sets it again. */
   if (force) state.refresh_again = 0;
-  Refresh refresh(state, force);
-  const int result = refresh.run();
-  if (result == 0) turn.notify(refresh.report());
-  return result;
+  const int mark = elog_mark();
+  for (int attempt = 1;; attempt++) {
+    Refresh refresh(state, force, attempt > 1);
+    const int result = refresh.run();
+    if (result != 0 && attempt < kRefreshAttempts && refresh.overtaken()) {
+      elog_flush(0, mark);
+      continue;
+    }
+    if (result == 0) turn.notify(refresh.report());
+    return result;
+  }
 }
 
 }  // namespace
@@ -157,6 +168,14 @@ int Refresh::read(const std::shared_ptr<const Table<EVEvent>> &current) {
   if (!list_tables_ && !expansion_tables_) return 0;
 
   TreeReader reader(state_.database);
+  if (keep_rows_) reader.keep_rows();
+  const int result = read_tables(reader, steps, current);
+  overtaken_ = result != 0 && reader.overtaken();
+  return result;
+}
+
+int Refresh::read_tables(TreeReader &reader, Steps &steps,
+                         const std::shared_ptr<const Table<EVEvent>> &current) {
   expanded_reading_ = ++state_.readings;
   if (!reader.bind(kReadList)) {
     return fail(kWho, "cannot read the tables");

@@ -96,6 +96,7 @@ int KSEventView::refreshEvents(Tbl **events) {
   const int result =
       read_rows(state_->database, name, kReadList, [&](TreeReader &reader) {
         auto list = state_->records.new_list<KSEVEvent>();
+        fallbacks = Fallbacks();
         MessagesOfFailure messages;
         long order = 0;
         for (long recno = 0; recno < reader.event_count(); recno++) {

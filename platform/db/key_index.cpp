@@ -4,6 +4,7 @@
 #include <bit>
 #include <cstdint>
 #include <limits>
+#include <utility>
 
 #include "platform/elog/elog.h"
 #include "platform/elog/failure.h"
@@ -13,6 +14,12 @@ namespace {
 
 constexpr std::size_t kFewestSlots = 64;
 
+/* Lost keys that are remembered; many more mean that the table was written anew. */
+constexpr std::size_t kMostLostKeys = std::size_t{1} << 16;
+
+/* How far ahead of the row that is entered its slot is fetched. */
+constexpr std::size_t kAhead = 12;
+
 }  // namespace
 
 void KeyIndex::follow(const std::shared_ptr<const Snapshot> &snapshot) {
@@ -20,15 +27,23 @@ void KeyIndex::follow(const std::shared_ptr<const Snapshot> &snapshot) {
   if (snapshot->count() > std::numeric_limits<std::int32_t>::max()) {
     fail("KeyIndex", "table %s has %ld records, too many to index",
          snapshot->layout().name.c_str(), snapshot->count());
-    slots_.clear();
-    next_.clear();
+    slots_ = {};
+    nodes_ = {};
+    high_ = {};
+    steps_.clear();
     used_ = 0;
     snapshot_ = nullptr;
     return;
   }
   /* No snapshot until the index is complete: memory may run short half way. */
   const std::shared_ptr<const Snapshot> before = std::exchange(snapshot_, nullptr);
-  if (before == nullptr || !apply(*before, *snapshot)) rebuild(*snapshot);
+  lost_.clear();
+  if (before != nullptr && apply(before, *snapshot)) {
+    remember(before);
+  } else {
+    steps_.clear();
+    rebuild(*snapshot);
+  }
   if (snapshot->complete()) snapshot_ = snapshot;
 }
 
@@ -36,38 +51,62 @@ bool KeyIndex::read(const Snapshot &snapshot, long row, std::int64_t &key) const
   return column_.read(snapshot.row(row), key) && key != column_.null();
 }
 
+void KeyIndex::set_key(std::size_t row, std::int64_t key) {
+  nodes_[row].low = static_cast<std::int32_t>(key);
+  if (high_.empty()) {
+    if (key == nodes_[row].low) return;
+    high_.resize(nodes_.size());
+    for (std::size_t i = 0; i < nodes_.size(); ++i) {
+      high_[i] = nodes_[i].low < 0 ? -1 : 0;
+    }
+  }
+  high_[row] = static_cast<std::int32_t>(key >> 32);
+}
+
+/* Makes room for rows without a key, with a sixteenth to spare when a table grows. */
+void KeyIndex::resize(long rows) {
+  const auto size = static_cast<std::size_t>(rows);
+  if (!nodes_.empty() && size > nodes_.capacity()) nodes_.reserve(size + size / 16);
+  nodes_.resize(size, Node{0, kNoKey});
+  if (high_.empty()) return;
+  if (size > high_.capacity()) high_.reserve(size + size / 16);
+  high_.resize(size);
+}
+
 void KeyIndex::rebuild(const Snapshot &snapshot) {
   column_ = IntegerColumn(snapshot.layout(), field_);
-  slots_.clear();
+  slots_ = {};
+  nodes_ = {};
+  high_ = {};
   used_ = 0;
-  next_.assign(static_cast<std::size_t>(snapshot.count()), -1);
+  resize(snapshot.count());
   std::int64_t key;
-  for (long row = 0; row < snapshot.count(); ++row) {
-    if (read(snapshot, row, key)) append(key, static_cast<std::int32_t>(row));
+  for (std::size_t row = 0; row < nodes_.size(); ++row) {
+    if (!read(snapshot, static_cast<long>(row), key)) continue;
+    set_key(row, key);
+    nodes_[row].next = 0;
+  }
+  for (std::size_t row = 0; row < nodes_.size(); ++row) {
+    if (row + kAhead < nodes_.size() && !slots_.empty()) {
+      __builtin_prefetch(&slots_[place(key_at(row + kAhead))]);
+    }
+    if (nodes_[row].next == kNoKey) continue;
+    nodes_[row].next = kNoKey;
+    append(key_at(row), static_cast<std::int32_t>(row));
   }
 }
 
 /* Moves the rows that changed since the index's snapshot; false when the changes are
  * not known, or when following them takes more steps along the rows of a key than
  * building a new index would. */
-bool KeyIndex::apply(const Snapshot &earlier, const Snapshot &snapshot) {
-  const Changes changes = changes_between(earlier, snapshot);
+bool KeyIndex::apply(const std::shared_ptr<const Snapshot> &earlier,
+                     const Snapshot &snapshot) {
+  if (snapshot.count() < earlier->count()) return go_back(*earlier, snapshot);
+  const Changes changes = changes_between(*earlier, snapshot);
   if (!changes.known) return false;
-  std::size_t steps = next_.size() + changes.changed.size();
-  next_.resize(static_cast<std::size_t>(snapshot.count()), -1);
-  for (const long number : changes.changed) {
-    const auto row = static_cast<std::int32_t>(number);
-    std::int64_t before, after;
-    bool was;
-    {
-      const ElogScope told_already;  // reported when the row was entered
-      was = read(earlier, number, before);
-    }
-    const bool is = read(snapshot, number, after);
-    if (was && is && before == after) continue;
-    if (was && !remove(before, row, steps)) return false;
-    if (is && !insert(after, row, steps)) return false;
-  }
+  const std::size_t steps = nodes_.size() + changes.changed.size();
+  resize(snapshot.count());
+  if (!move(snapshot, changes.changed, steps)) return false;
   std::int64_t key;
   for (long row = changes.old_count; row < snapshot.count(); ++row) {
     if (read(snapshot, row, key)) append(key, static_cast<std::int32_t>(row));
@@ -75,87 +114,167 @@ bool KeyIndex::apply(const Snapshot &earlier, const Snapshot &snapshot) {
   return true;
 }
 
-/* The slot of a key, made when there is none. */
-KeyIndex::Slot &KeyIndex::claim(std::int64_t key) {
-  if (3 * (used_ + 1) > 2 * slots_.size()) grow();
-  Slot &slot = slots_[slot_of(key)];
-  if (slot.first == kFree) {
-    slot = {key, kEmpty, kEmpty};
-    ++used_;
+/* The same towards a snapshot with fewer rows, which a long reading has taken before
+ * another one brought the index further. */
+bool KeyIndex::go_back(const Snapshot &earlier, const Snapshot &snapshot) {
+  const Changes changes = changes_between(snapshot, earlier);
+  if (!changes.known) return false;
+  std::size_t steps = nodes_.size();
+  std::int64_t key;
+  for (long row = earlier.count() - 1; row >= snapshot.count(); --row) {
+    if (!key_of(row, key)) continue;
+    lost_.push_back(key);
+    if (!remove(static_cast<std::int32_t>(row), steps)) return false;
   }
+  resize(snapshot.count());
+  return move(snapshot, changes.changed, steps);
+}
+
+bool KeyIndex::move(const Snapshot &snapshot, const std::vector<long> &changed,
+                    std::size_t steps) {
+  for (const long number : changed) {
+    const auto row = static_cast<std::int32_t>(number);
+    std::int64_t before, after;
+    const bool was = key_of(number, before);
+    const bool is = read(snapshot, number, after);
+    if (was && is && before == after) continue;
+    if (was) {
+      lost_.push_back(before);
+      if (!remove(row, steps)) return false;
+    }
+    if (is && !insert(after, row, steps)) return false;
+  }
+  return true;
+}
+
+/* Notes the step that was made.  Steps from snapshots that nobody holds any more are
+ * joined with the one before. */
+void KeyIndex::remember(const std::shared_ptr<const Snapshot> &from) {
+  std::size_t kept = 0, keys = 0;
+  for (Step &step : steps_) {
+    if (!step.from.expired()) {
+      if (&steps_[kept] != &step) steps_[kept] = std::move(step);
+      ++kept;
+    } else if (kept > 0) {
+      std::vector<std::int64_t> &joined = steps_[kept - 1].lost;
+      joined.insert(joined.end(), step.lost.begin(), step.lost.end());
+    }
+  }
+  steps_.erase(steps_.begin() + static_cast<std::ptrdiff_t>(kept), steps_.end());
+  steps_.push_back({from, std::move(lost_)});
+  lost_ = {};
+  for (const Step &step : steps_) keys += step.lost.size();
+  if (keys > kMostLostKeys) steps_.clear();
+}
+
+bool KeyIndex::lost_keys(const std::shared_ptr<const Snapshot> &earlier,
+                         std::vector<std::int64_t> &keys) const {
+  if (snapshot_ == nullptr) return false;
+  if (earlier == snapshot_) return true;
+  for (auto step = steps_.rbegin(); step != steps_.rend(); ++step) {
+    if (step->from.lock() != earlier) continue;
+    for (auto later = step.base() - 1; later != steps_.end(); ++later) {
+      keys.insert(keys.end(), later->lost.begin(), later->lost.end());
+    }
+    return true;
+  }
+  return false;
+}
+
+/* The slot of a key, one without rows when the key is new. */
+std::size_t KeyIndex::claim(std::int64_t key) {
+  if (3 * (used_ + 1) > 2 * slots_.size()) grow();
+  const std::size_t mask = slots_.size() - 1;
+  std::size_t slot = slot_of(key);
+  if (slots_[slot] != kFree) return slot;
+  for (std::size_t earlier = place(key); earlier != slot;
+       earlier = (earlier + 1) & mask) {
+    if (slots_[earlier] == kEmpty) return earlier;
+  }
+  ++used_;
+  slots_[slot] = kEmpty;
   return slot;
 }
 
+/* Puts a row behind the rows of its key, all of which come before it. */
 void KeyIndex::append(std::int64_t key, std::int32_t row) {
-  Slot &slot = claim(key);
-  if (slot.first == kEmpty) {
-    slot.first = row;
+  set_key(static_cast<std::size_t>(row), key);
+  std::int32_t &last = slots_[claim(key)];
+  if (last < 0) {
+    node(row).next = ~row;
   } else {
-    next_[static_cast<std::size_t>(slot.last)] = row;
+    node(row).next = std::exchange(node(last).next, row);
   }
-  slot.last = row;
+  last = row;
 }
 
 /* Puts a row between the rows of its key; false when the steps are used up. */
 bool KeyIndex::insert(std::int64_t key, std::int32_t row, std::size_t &steps) {
-  Slot &slot = claim(key);
-  if (slot.first == kEmpty || slot.last < row) {
+  const std::size_t slot = claim(key);
+  const std::int32_t last = slots_[slot];
+  if (last < row) {
     append(key, row);
     return true;
   }
-  std::int32_t *link = &slot.first;
-  while (*link < row) {
-    if (steps-- == 0) return false;
-    link = &next_[static_cast<std::size_t>(*link)];
+  set_key(static_cast<std::size_t>(row), key);
+  const std::int32_t first = ~node(last).next;
+  if (row < first) {
+    node(row).next = first;
+    node(last).next = ~row;
+    return true;
   }
-  next_[static_cast<std::size_t>(row)] = *link;
-  *link = row;
+  std::int32_t before = first;
+  while (node(before).next < row) {
+    if (steps-- == 0) return false;
+    before = node(before).next;
+  }
+  node(row).next = std::exchange(node(before).next, row);
   return true;
 }
 
-bool KeyIndex::remove(std::int64_t key, std::int32_t row, std::size_t &steps) {
-  if (slots_.empty()) return false;
-  Slot &slot = slots_[slot_of(key)];
-  std::int32_t before = -1;
-  for (std::int32_t at = slot.first; at >= 0;
-       at = next_[static_cast<std::size_t>(at)]) {
-    if (steps-- == 0) return false;
-    if (at != row) {
-      before = at;
-      continue;
+/* Takes a row with a key out of the rows of its key; false when the steps are used up. */
+bool KeyIndex::remove(std::int32_t row, std::size_t &steps) {
+  std::int32_t &last = slots_[slot_of(key_at(static_cast<std::size_t>(row)))];
+  const std::int32_t first = ~node(last).next;
+  const std::int32_t next = std::exchange(node(row).next, kNoKey);
+  if (first == last) {
+    last = kEmpty;
+  } else if (row == first) {
+    node(last).next = ~next;
+  } else {
+    std::int32_t before = first;
+    while (node(before).next != row) {
+      if (steps-- == 0) return false;
+      before = node(before).next;
     }
-    const std::int32_t after = std::exchange(next_[static_cast<std::size_t>(row)], -1);
-    if (before >= 0) {
-      next_[static_cast<std::size_t>(before)] = after;
-    } else {
-      slot.first = after < 0 ? kEmpty : after;
-    }
-    if (after < 0) slot.last = before;
-    return true;
+    node(before).next = next;
+    if (row == last) last = before;
   }
-  return false;  // the index had read another old row: build anew
+  return true;
 }
 
-/* Makes room for more keys, and drops the keys that have no rows left. */
+/* Makes room for more keys, and drops the slots of keys that have no rows left. */
 void KeyIndex::grow() {
-  std::vector<Slot> old = std::move(slots_);
+  const std::vector<std::int32_t> old = std::move(slots_);
   const auto live = static_cast<std::size_t>(std::count_if(
-      old.begin(), old.end(), [](const Slot &slot) { return slot.first >= 0; }));
+      old.begin(), old.end(), [](std::int32_t last) { return last >= 0; }));
   const std::size_t size = std::max(kFewestSlots, std::bit_ceil(2 * live));
-  slots_.assign(size, Slot{0, kFree, kFree});
-  shift_ = 64U - static_cast<unsigned>(std::countr_zero(size)) + 2U;
+  slots_.assign(size, kFree);
+  shift_ = 64U - static_cast<unsigned>(std::countr_zero(size)) + 3U;
   used_ = 0;
-  for (const Slot &slot : old) {
-    if (slot.first < 0) continue;
-    slots_[slot_of(slot.key)] = slot;
+  for (const std::int32_t last : old) {
+    if (last < 0) continue;
+    slots_[slot_of(key_at(static_cast<std::size_t>(last)))] = last;
     ++used_;
   }
 }
 
 std::int64_t KeyIndex::greatest() const {
   std::int64_t greatest = 0;
-  for (const Slot &slot : slots_) {
-    if (slot.first >= 0) greatest = std::max(greatest, slot.key);
+  for (const std::int32_t last : slots_) {
+    if (last >= 0) {
+      greatest = std::max(greatest, key_at(static_cast<std::size_t>(last)));
+    }
   }
   return greatest;
 }

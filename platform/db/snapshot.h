@@ -1,8 +1,8 @@
 /* Snapshot: holds the rows of one table as they were at one moment.
  *
  * Rows are read in blocks of whole records, when they are first asked for, and kept
- * within the store's budget.  A block whose bytes are those of the snapshot before is
- * shared with it, so that following a table costs memory only for what changed.
+ * within the store's budget.  Of the others a snapshot keeps the fingerprints: changes
+ * are found by them, and a row that is read again is shown only if it is the same.
  * Threads: a snapshot belongs to the thread that uses its database handle; the RowTexts
  * taken from it may go anywhere. */
 #ifndef KSUTIL_PLATFORM_DB_SNAPSHOT_H
@@ -58,6 +58,14 @@ class KSUTIL_API Snapshot {
    * from a missing row.  The table's next snapshot is a new object and reads them again. */
   virtual bool complete() const = 0;
 
+  /* Whether complete() is false because rows that had to be read again are other ones
+   * now.  The next snapshot has them as they are then. */
+  virtual bool overtaken() const { return false; }
+
+  /* Keeps the rows that are read from now on until the snapshot ends, whatever the
+   * budget, so that none of them can be overtaken a second time. */
+  virtual void keep_rows() const {}
+
   /* The differences from this snapshot to a later one of the same table; see
    * changes_between. */
   virtual Changes changes_to(const Snapshot &later) const = 0;
@@ -70,8 +78,9 @@ class KSUTIL_API Snapshot {
   Stamp stamp_;
 };
 
-/* Compares at memory speed.  Not known when the table shrank, its layout differs, or the
- * rows of `before` are no longer held. */
+/* Reads the later table once at most, and compares at memory speed; the rows of `before`
+ * need not be held any longer.  Not known when the table shrank, its layout differs, or
+ * rows of `before` were never read. */
 KSUTIL_API Changes changes_between(const Snapshot &before, const Snapshot &after);
 
 }  // namespace ksutil::db

@@ -122,6 +122,13 @@ bool TableSource::refresh(const char *who, long number) {
               snapshot_->count());
 }
 
+/* Takes a new snapshot when a row of the last one has changed meanwhile. */
+bool TableSource::look_again(const char *who, long number) {
+  if (!snapshot_->overtaken()) return false;
+  stale_ = true;
+  return refresh(who, number);
+}
+
 std::string_view TableSource::row(const char *who, long number) {
   if (number == dbSCRATCH) return scratch_;
   if (number == dbNULL) return null_;
@@ -130,7 +137,8 @@ std::string_view TableSource::row(const char *who, long number) {
     return {};
   }
   if (!refresh(who, number)) return {};
-  const std::string_view row = snapshot_->row(number);
+  std::string_view row = snapshot_->row(number);
+  if (row.empty() && look_again(who, number)) row = snapshot_->row(number);
   if (row.empty()) {
     fail(who, "cannot read record %ld of %s", number, name().c_str());
   }
@@ -141,6 +149,7 @@ RowText TableSource::text(const char *who, long number) {
   if (number < 0) return RowText(row(who, number));
   if (!refresh(who, number)) return {};
   RowText text = snapshot_->text(number);
+  if (text.empty() && look_again(who, number)) text = snapshot_->text(number);
   if (text.empty()) {
     fail(who, "cannot read record %ld of %s", number, name().c_str());
   }

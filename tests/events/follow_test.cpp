@@ -7,6 +7,7 @@
 #include <random>
 #include <set>
 
+#include "platform/db/store/internal/flat_files.h"
 #include "tests/events/event_database.h"
 #include "tests/support/rows.h"
 
@@ -206,6 +207,13 @@ void follow(unsigned seed, int max_events) {
 
 TEST(FollowedList, EqualsOneReadAnewAfterAnyEdits) {
   for (unsigned seed = 1; seed <= 8; seed++) follow(seed, 0);
+}
+
+/* Nearly nothing is kept of what was read: changes are found by fingerprints alone. */
+TEST(FollowedList, EqualsOneReadAnewWithoutTheOldRows) {
+  const ksutil::db::ScopedBlockBudget tiny(1);
+  for (unsigned seed = 21; seed <= 26; seed++) follow(seed, 0);
+  follow(27, 25);
 }
 
 TEST(FollowedList, EqualsOneReadAnewWithinAMovingWindow) {

@@ -92,15 +92,23 @@ bool RowIndex::follow(const std::shared_ptr<const db::Snapshot> &rows,
     const Columns old_columns(before->layout()), columns(rows->layout());
     std::string key;
     for (const long record : changes.changed) {
-      if (old_columns.key(before->row(record), key)) {
+      const std::string_view old_row = before->row(record);
+      /* Without its old text it may have belonged to any channel. */
+      if (old_row.empty()) {
+        changes.known = false;
+        break;
+      }
+      if (old_columns.key(old_row, key)) {
         remove(key, record);
         changed.insert(key);
       }
       if (add(columns, *rows, record, &key)) changed.insert(key);
     }
     from = changes.old_count;
-  } else {
+  }
+  if (!changes.known) {
     all = true;
+    from = 0;
     channels_.clear();
   }
   if (rows == nullptr) return true;

@@ -3,6 +3,7 @@
 #ifndef KSUTIL_EVENTS_READING_INTERNAL_TREE_READER_H
 #define KSUTIL_EVENTS_READING_INTERNAL_TREE_READER_H
 
+#include <array>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -35,6 +36,13 @@ inline constexpr unsigned kReadSites = 8;  // contained in the two before
 /* The snapshots of the tables that make up the event list. */
 struct ListSnapshots {
   std::shared_ptr<const db::Snapshot> event, origin, origerr, netmag, mt;
+};
+
+/* The indexes of these snapshots, by the field that each is named after. */
+struct ListIndexes {
+  const db::KeyIndex *event_evid = nullptr, *origin_evid = nullptr,
+                     *origin_orid = nullptr, *origerr_orid = nullptr,
+                     *netmag_orid = nullptr, *mt_orid = nullptr;
 };
 
 /* Fields of a detection row, as views into its text. */
@@ -75,15 +83,20 @@ class TreeReader {
   bool resume();
   /* False when rows could not be read because of an error that may pass. */
   bool complete() const;
+  /* Whether that is because rows have changed since they were read first, so that a
+   * reader with new snapshots can read them. */
+  bool overtaken() const;
+  /* Makes bind() hold all rows of the tables that are read, whatever their size, so that
+   * none is overtaken. */
+  void keep_rows() { keep_rows_ = true; }
 
   ListSnapshots list_snapshots() const {
     return {event_.rows, origin_.rows, origerr_.rows, netmag_.rows, mt_.rows};
   }
   long event_count() const { return event_.rows->count(); }
   long detection_count() const { return detection_.rows->count(); }
-  /* The event rows with an evid, and the origin rows with an orid. */
-  db::KeyIndex::Rows events_with(int64_t evid) const;
-  db::KeyIndex::Rows origins_with(int64_t orid) const;
+  /* Valid until the caller releases the lock. */
+  const ListIndexes &list_indexes() const { return by_; }
 
   /* Read the event or origin of a row: 0; kUnreadable or kFailed, the record then being
    * of no use.  `order` as in EVServer::refreshEvent. */
@@ -131,6 +144,7 @@ class TreeReader {
     bool located;
   };
 
+  std::array<const db::Snapshot *, 10> snapshots() const;
   bool bind_list();
   bool bind_expansion(bool detections);
   bool bind_detections();
@@ -146,7 +160,7 @@ class TreeReader {
 
   int read_netmags(EVOrigin &origin);
   int read_moments(EVOrigin &origin);
-  int add_own_magnitudes(std::string_view row, int64_t evid, EVOrigin &origin);
+  int add_own_magnitudes(long recno, int64_t evid, EVOrigin &origin);
   db::RowText own_magnitude_row(int64_t magid, int64_t orid, int64_t evid,
                                 const EVMagnitude &magnitude);
   int add_detection(long record, const Epicentre *epicentre,
@@ -155,6 +169,7 @@ class TreeReader {
                      EVDetection &detection) const;
 
   WatchedDatabase &database_;
+  bool keep_rows_ = false;
   double now_ = 0.0;
   std::unique_ptr<RuleBook> rules_;
 
@@ -168,10 +183,8 @@ class TreeReader {
   ReadTable<SiteColumns> site_;
   ReadTable<DetectionColumns> detection_;
 
-  const db::KeyIndex *events_by_evid_ = nullptr, *origins_by_evid_ = nullptr,
-                     *origins_by_orid_ = nullptr, *origerrs_ = nullptr,
-                     *netmags_ = nullptr, *moments_ = nullptr, *assocs_ = nullptr,
-                     *arrivals_ = nullptr, *stamags_ = nullptr;
+  ListIndexes by_;
+  const db::KeyIndex *assocs_ = nullptr, *arrivals_ = nullptr, *stamags_ = nullptr;
 
   /* Scratch memory, kept so that reading a row allocates only the record. */
   std::vector<std::pair<double, long>> origin_rows_;

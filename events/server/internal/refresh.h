@@ -17,11 +17,16 @@ namespace ksutil::events {
 /* Runs on a thread that holds the refresh mutex and no lock. */
 class Refresh {
  public:
-  Refresh(ServerState &state, bool force) : state_(state), force_(force) {}
+  /* keep_rows   holds all rows that are read meanwhile, see TreeReader::keep_rows */
+  Refresh(ServerState &state, bool force, bool keep_rows)
+      : state_(state), force_(force), keep_rows_(keep_rows) {}
 
   /* Reads and publishes the changes; 0 or -1.  After a failure nothing is published,
    * and the next refresh reads everything. */
   int run();
+
+  /* Whether it failed because other programs changed the rows during the reading. */
+  bool overtaken() const { return overtaken_; }
 
   /* The report for the clients; null: nothing has changed. */
   const EVResponse *report() const;
@@ -34,6 +39,8 @@ class Refresh {
   };
 
   int read(const std::shared_ptr<const Table<EVEvent>> &current);
+  int read_tables(TreeReader &reader, Steps &steps,
+                  const std::shared_ptr<const Table<EVEvent>> &current);
   template <std::size_t N>
   bool check(const char *const (&names)[N], bool &changed);
   bool check_tables();
@@ -51,7 +58,8 @@ class Refresh {
   void note_summary();
 
   ServerState &state_;
-  const bool force_;
+  const bool force_, keep_rows_;
+  bool overtaken_ = false;
   bool cache_in_use_ = false;
   bool list_tables_ = false, expansion_tables_ = false, detection_tables_ = false;
 

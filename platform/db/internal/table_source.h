@@ -71,6 +71,7 @@ class TableSource final : public RecordSource {
   std::shared_ptr<const Snapshot> show(const char *who,
                                        std::shared_ptr<const Snapshot> now);
   bool refresh(const char *who, long number);
+  bool look_again(const char *who, long number);
 
   TableStore &store_;
   const long number_;

@@ -4,7 +4,7 @@
 #include <limits>
 #include <utility>
 
-#include "platform/elog/elog.h"
+#include "platform/stock/fingerprint.h"
 
 namespace ksutil::db {
 namespace {
@@ -33,11 +33,14 @@ void GroupIndex::follow(const MatchPlan &plan,
   }
   if (!changes.known || moved(plan, *snapshot, changes.changed)) {
     groups_.clear();
+    prints_.clear();
     changes.old_count = 0;
   }
   snapshot_ = nullptr;  // until the index is complete: memory may run short half way
+  prints_.resize(static_cast<std::size_t>(snapshot->count()));
   for (long row = changes.old_count; row < snapshot->count(); ++row) {
     if (!read(plan, snapshot->row(row), now_)) continue;
+    prints_[static_cast<std::size_t>(row)] = print();
     const bool ranged = plan.has_ranges();
     groups_[now_.equal].entries.push_back({ranged ? now_.ranges.front().low : 0.0,
                                            ranged ? now_.ranges.front().high : 0.0, 0.0,
@@ -46,19 +49,25 @@ void GroupIndex::follow(const MatchPlan &plan,
   if (snapshot->complete()) snapshot_ = snapshot;
 }
 
+/* The fingerprint of now_, which has a value to match with; never 0. */
+std::uint64_t GroupIndex::print() const {
+  const Fingerprint fingerprint;
+  const std::uint64_t parts[] = {
+      fingerprint(now_.equal),
+      fingerprint({reinterpret_cast<const char *>(now_.ranges.data()),
+                   now_.ranges.size() * sizeof(MatchKey::Range)})};
+  const std::uint64_t whole =
+      fingerprint({reinterpret_cast<const char *>(parts), sizeof parts});
+  return whole == 0 ? 1 : whole;
+}
+
 /* Whether any of the changed rows has another key now. */
 bool GroupIndex::moved(const MatchPlan &plan, const Snapshot &snapshot,
                        const std::vector<long> &changed) {
-  const auto has_moved = [&](long row) {
-    bool was;
-    {
-      const ElogScope told_already;  // reported when the row was entered
-      was = read(plan, snapshot_->row(row), before_);
-    }
-    const bool is = read(plan, snapshot.row(row), now_);
-    return was != is || (was && !(before_ == now_));
-  };
-  return std::any_of(changed.begin(), changed.end(), has_moved);
+  return std::any_of(changed.begin(), changed.end(), [&](long row) {
+    const std::uint64_t now = read(plan, snapshot.row(row), now_) ? print() : 0;
+    return now != prints_[static_cast<std::size_t>(row)];
+  });
 }
 
 /* Sorts the ranges that were added, and continues `reach` over them. */

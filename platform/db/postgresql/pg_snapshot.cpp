@@ -80,7 +80,7 @@ void PgSnapshot::fill(std::size_t index, BlockPtr block) {
   budget_->add(slot.block.size());
 }
 
-void PgSnapshot::load(std::size_t index, BlockSlot &slot) const {
+void PgSnapshot::load(std::size_t index, BlockSlot &slot, bool) const {
   const std::size_t wanted = expected_rows(index) * length_;
   try {
     BlockPtr fresh = BlockPtr::make(wanted);

@@ -1,6 +1,8 @@
 #include "platform/db/store/internal/block_budget.h"
 
 #include <algorithm>
+#include <functional>
+#include <utility>
 
 #include "platform/db/store/internal/block_snapshot.h"
 
@@ -22,26 +24,72 @@ void BlockBudget::add(std::size_t bytes) {
 }
 
 void BlockBudget::drop_oldest() {
-  struct Held {
-    std::uint64_t turn;
-    BlockSlot *slot;
-  };
   const std::lock_guard lock(mutex_);
-  std::vector<Held> held;
-  bytes_ = 0;
-  for (const BlockSnapshot *snapshot : snapshots_) {
-    for (BlockSlot &slot : snapshot->slots_) {
-      if (!slot.block || slot.block.shared()) continue;
-      held.push_back({slot.turn, &slot});
-      bytes_ += slot.block.size();
-    }
-  }
+  std::vector<Held> held = all_held();
   std::sort(held.begin(), held.end(),
             [](const Held &a, const Held &b) { return a.turn < b.turn; });
+  bytes_ = 0;
+  for (const Held &each : held) bytes_ += each.bytes;
   for (const Held &oldest : held) {
-    if (bytes_ <= limit_ / 2) break;
-    bytes_ -= oldest.slot->block.size();
-    oldest.slot->drop();
+    /* The reading that has called shows the rows that were read last. */
+    if (bytes_ <= limit_ / 2 || oldest.turn == turn_) break;
+    bytes_ -= oldest.bytes;
+    if (oldest.singles) {
+      oldest.slots.front()->singles = {};
+    } else {
+      drop_block(oldest.slots);
+    }
+  }
+}
+
+/* The bytes that the slots hold; several snapshots hold the same blocks. */
+std::vector<BlockBudget::Held> BlockBudget::all_held() const {
+  std::vector<Held> held;
+  std::vector<std::pair<BlockSlot *, bool>> slots;
+  for (const BlockSnapshot *snapshot : snapshots_) {
+    for (BlockSlot &slot : snapshot->slots_) {
+      if (slot.packed && !slot.packed.shared()) slot.packed = BlockPtr();
+      if (slot.block) slots.emplace_back(&slot, snapshot->keep_);
+      if (slot.singles.empty()) continue;
+      const std::size_t bytes = slot.singles.size() * snapshot->length_;
+      held.push_back({slot.turn, bytes, true, snapshot->keep_, {&slot}});
+    }
+  }
+  std::sort(slots.begin(), slots.end(), [](const auto &a, const auto &b) {
+    return std::less<>()(a.first->block.data(), b.first->block.data());
+  });
+  for (const auto &[slot, kept] : slots) {
+    if (held.empty() || held.back().singles ||
+        !(held.back().slots.front()->block == slot->block)) {
+      held.push_back({slot->turn, slot->block.size(), false, kept, {}});
+    }
+    Held &block = held.back();
+    block.slots.push_back(slot);
+    block.turn = std::max(block.turn, slot->turn);
+    block.kept = block.kept || kept;
+  }
+  std::erase_if(held, [](const Held &each) { return each.kept; });
+  return held;
+}
+
+/* Drops a block, or only its raw bytes while RowTexts hold it.  One whose raw bytes are
+ * in use stays in the slots, where it costs no more memory. */
+void BlockBudget::drop_block(const std::vector<BlockSlot *> &slots) {
+  const BlockPtr block = slots.front()->block;
+  bool altered = false;
+  for (BlockSlot *slot : slots) {
+    altered = altered || slot->altered;
+    slot->block = BlockPtr();
+  }
+  const bool in_use = block.shared();
+  const bool packed = in_use && block.release_raw();
+  for (BlockSlot *slot : slots) {
+    if (in_use && !packed) {
+      slot->block = block;
+      continue;
+    }
+    slot->drop_block();
+    if (packed && !altered && slot->prints != nullptr) slot->packed = block;
   }
 }
 

@@ -1,6 +1,8 @@
 #include "platform/db/store/internal/flat_files.h"
 
 #include <fcntl.h>
+
+#include <atomic>
 #include <map>
 #include <vector>
 
@@ -138,7 +140,14 @@ std::unique_ptr<DatabaseStore> open_tables(const std::string &name, bool writabl
   return std::make_unique<FlatDatabase>(name, std::move(prefixes), std::move(settings));
 }
 
+std::atomic<std::size_t> default_budget{kBlockBudget};
+
 }  // namespace
+
+std::size_t default_block_budget() { return default_budget; }
+
+ScopedBlockBudget::ScopedBlockBudget(std::size_t limit) { default_budget = limit; }
+ScopedBlockBudget::~ScopedBlockBudget() { default_budget = kBlockBudget; }
 
 std::unique_ptr<DatabaseStore> open_flat_files(const std::string &name,
                                                const std::string &mode,

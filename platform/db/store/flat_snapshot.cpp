@@ -5,6 +5,7 @@
 #include <new>
 
 #include "platform/elog/failure.h"
+#include "platform/stock/fingerprint.h"
 
 namespace ksutil::db {
 
@@ -22,22 +23,19 @@ void FlatSnapshot::follow(const FlatSnapshot &before, long changed_from,
     const long end = first + static_cast<long>(expected_rows(index));
     BlockSlot &slot = slots_[index];
     slot = before.slots_[index];
-    slot.dropped = false;
+    slot.singles.clear();
+    if (slot.altered) slot.drop_block();
     if (changed_from >= end || changed_to <= first) continue;
-    slot.current = slot.ready = false;
+    slot.current = slot.ready = slot.whole = false;
   }
 }
 
-ssize_t FlatSnapshot::fetch(std::size_t index, char *to) const {
-  const std::size_t rows = expected_rows(index);
+ssize_t FlatSnapshot::fetch(std::size_t first, std::size_t rows, char *to) const {
   const std::size_t wanted = rows * length_;
-  const auto at = static_cast<off_t>((index << shift_) * length_);
-  const ssize_t got = read_at(handle_->get(), to, wanted, at);
-  if (got < 0) {
-    return fail_errno("dbget", "%s: Cannot read records %zu to %zu", file_.c_str(),
-                      index << shift_, (index << shift_) + rows - 1);
-  }
-  const bool last = index + 1 == blocks();
+  const ssize_t got =
+      read_at(handle_->get(), to, wanted, static_cast<off_t>(first * length_));
+  if (got < 0) return got;
+  const bool last = first + rows == static_cast<std::size_t>(count());
   if (last && static_cast<std::size_t>(got) + missing_end_.size() == wanted) {
     std::memcpy(to + got, missing_end_.data(), missing_end_.size());
     return static_cast<ssize_t>(wanted);
@@ -45,36 +43,70 @@ ssize_t FlatSnapshot::fetch(std::size_t index, char *to) const {
   return got;
 }
 
-void FlatSnapshot::load(std::size_t index, BlockSlot &slot) const {
+bool FlatSnapshot::load_row(std::size_t number, char *to) const {
+  return fetch(number, 1, to) == static_cast<ssize_t>(length_);
+}
+
+bool FlatSnapshot::fetch_block(std::size_t index, char *to, std::size_t &rows,
+                               bool &whole) const {
+  const std::size_t first = index << shift_, expected = expected_rows(index);
+  const ssize_t got = fetch(first, expected, to);
+  if (got < 0) {
+    return fail_errno("dbget", "%s: Cannot read records %zu to %zu", file_.c_str(),
+                      first, first + expected - 1);
+  }
+  rows = static_cast<std::size_t>(got) / length_;
+  whole = rows == expected;
+  RowPrints &prints = shared_->prints;
+  prints.resize(rows);
+  const Fingerprint fingerprint;
+  const char *at = to;
+  for (std::uint64_t &print : prints) {
+    print = fingerprint({at, length_});
+    at += length_;
+    whole = whole && at[-1] == '\n';
+  }
+  return true;
+}
+
+void FlatSnapshot::load(std::size_t index, BlockSlot &slot, bool bytes) const {
   const std::size_t wanted = expected_rows(index) * length_;
+  const bool follows = !slot.current && slot.prints != nullptr;
   try {
     BlockPtr fresh;
-    ssize_t got;
-    if (slot.block && slot.block.size() == wanted) {
-      std::vector<char> &scratch = shared_->scratch;
-      if (scratch.size() < wanted) scratch.resize(wanted);
-      got = fetch(index, scratch.data());
-      if (got < 0) return;
-      const auto bytes = static_cast<std::size_t>(got);
-      if (bytes < wanted ||
-          std::memcmp(scratch.data(), slot.block.data(), wanted) != 0) {
-        fresh = BlockPtr::make(wanted);
-        std::memcpy(fresh.fill(), scratch.data(), bytes);
-      }
+    char *to;
+    if (follows) {
+      if (shared_->scratch.size() < wanted) shared_->scratch.resize(wanted);
+      to = shared_->scratch.data();
     } else {
       fresh = BlockPtr::make(wanted);
-      got = fetch(index, fresh.fill());
-      if (got < 0) return;
+      to = fresh.fill();
     }
-    if (fresh) {
-      slot.block = std::move(fresh);
-      slot.rows = static_cast<std::uint32_t>(static_cast<std::size_t>(got) / length_);
-      slot.turn = budget_->next_turn();
-      settle(index, slot);
-      budget_->add(wanted);
-    } else {
-      settle(index, slot);
+    std::size_t rows;
+    bool whole;
+    if (!fetch_block(index, to, rows, whole)) return;
+    /* Packing reads all bytes. */
+    if (fresh) std::memset(to + rows * length_, 0, wanted - rows * length_);
+    const bool same = slot.prints != nullptr && *slot.prints == shared_->prints;
+    const bool reread = slot.current;
+    std::shared_ptr<const RowPrints> prints = slot.prints;
+    if (!same && !reread) prints = std::make_shared<const RowPrints>(shared_->prints);
+    const bool wants_bytes = !same || ((bytes || keeps_rows()) && !slot.block);
+    if (follows && wants_bytes) {
+      fresh = BlockPtr::make(wanted);
+      std::memcpy(fresh.fill(), to, rows * length_);
+      std::memset(fresh.fill() + rows * length_, 0, wanted - rows * length_);
     }
+
+    slot.altered = reread && !same;
+    if (!same && !reread) {
+      slot.prints = std::move(prints);
+      slot.packed = slot.block = BlockPtr();
+    }
+    if (!reread) slot.whole = whole;
+    slot.current = true;
+    slot.ready = slot.whole && slot.block;
+    if (fresh) hold(slot, std::move(fresh), rows);
   } catch (const std::bad_alloc &) {
     fail("dbget", "%s: No memory for a block of records", file_.c_str());
   }

@@ -97,7 +97,8 @@ std::shared_ptr<const Snapshot> FlatTable::next_snapshot() {
   try {
     auto fresh = std::make_shared<FlatSnapshot>(file_, settings_.shared);
     if (snapshot_ != nullptr && &snapshot_->layout() == file_.layout.get()) {
-      if (own_changes_) {
+      /* What an incomplete snapshot holds may not be what the file held. */
+      if (own_changes_ && snapshot_->complete()) {
         fresh->follow(*snapshot_, changed_from_, changed_to_);
       } else {
         fresh->follow(*snapshot_);

@@ -34,12 +34,12 @@ class ScratchSnapshot final : public BlockSnapshot {
     for (std::size_t index = 0; index < blocks(); ++index) {
       slots_[index].block = contents[index];
       slots_[index].rows = static_cast<std::uint32_t>(expected_rows(index));
-      slots_[index].current = slots_[index].ready = true;
+      slots_[index].current = slots_[index].whole = slots_[index].ready = true;
     }
   }
 
  private:
-  void load(std::size_t, BlockSlot &) const override {}
+  void load(std::size_t, BlockSlot &, bool) const override {}
 };
 
 class ScratchTable final : public TableStore,

@@ -84,6 +84,31 @@ TEST(KeyIndexFollow, MovesManyRowsOfOneKey) {
   table.expect_index_follows();
 }
 
+/* Keys of more than 32 bits come late, when the index has taken the others for all. */
+TEST(KeyIndexFind, TellsApartKeysOfMoreThan32Bits) {
+  TestDatabase database;
+  const Handle handle((database.write("wfdisc", {}), database.name()), "r");
+  KeyIndex index("foff");
+  std::vector<std::string> rows;
+  const long keys[] = {5,          -7,         705032709, 4294967291, 5000000005,
+                       705032709,  5000000005, 5,         9999999999, 1410065407,
+                       -999999999, 4294967296, 1};
+  std::map<long, std::vector<long>> model;
+  for (const long key : keys) {
+    model[key].push_back(static_cast<long>(rows.size()));
+    rows.push_back(RowMaker("wfdisc").set("foff", key).text());
+    database.write("wfdisc", rows);
+    index.follow(table_snapshot(handle.at("wfdisc")));
+    for (const long each : keys) EXPECT_EQ(rows_of(index, each), model[each]) << each;
+  }
+  rows[2] = RowMaker("wfdisc").set("foff", 9999999999L).text();
+  database.write("wfdisc", rows);
+  index.follow(table_snapshot(handle.at("wfdisc")));
+  EXPECT_EQ(rows_of(index, 9999999999), (std::vector<long>{2, 8}));
+  EXPECT_EQ(rows_of(index, 705032709), (std::vector<long>{5}));
+  EXPECT_EQ(index.greatest(), 9999999999);
+}
+
 TEST(KeyIndexFind, TellsApartKeysThatShareTheirPlaces) {
   TestDatabase database;
   std::vector<std::string> rows;

@@ -4,6 +4,7 @@
 #ifndef KSUTIL_PLATFORM_DB_MATCH_INTERNAL_GROUP_INDEX_H
 #define KSUTIL_PLATFORM_DB_MATCH_INTERNAL_GROUP_INDEX_H
 
+#include <cstdint>
 #include <functional>
 #include <memory>
 #include <string>
@@ -44,6 +45,7 @@ class GroupIndex {
   };
 
   bool read(const MatchPlan &plan, std::string_view row, MatchKey &key) const;
+  std::uint64_t print() const;
   bool moved(const MatchPlan &plan, const Snapshot &snapshot,
              const std::vector<long> &changed);
   bool others_overlap(const MatchPlan &plan, const MatchKey &key, long row);
@@ -52,7 +54,10 @@ class GroupIndex {
   std::shared_ptr<const Snapshot> snapshot_;
   std::unique_ptr<const BoundLayout> layout_;
   std::unordered_map<std::string, Group, TextHash, std::equal_to<>> groups_;
-  MatchKey before_, now_;  // kept for their memory
+  /* The fingerprint of each row's key, 0 without one, by which a changed row is
+   * compared with its old key. */
+  std::vector<std::uint64_t> prints_;
+  MatchKey now_;  // kept for its memory
 };
 
 }  // namespace ksutil::db

@@ -64,7 +64,7 @@ class PgSnapshot final : public BlockSnapshot {
   std::shared_ptr<const PgSnapshot> once_more() const;
 
  private:
-  void load(std::size_t index, BlockSlot &slot) const override;
+  void load(std::size_t index, BlockSlot &slot, bool bytes) const override;
   const char *broken() const override;
   bool fetch(std::size_t index, char *to) const;
   void fill(std::size_t index, BlockPtr block);

@@ -10,6 +10,7 @@
 namespace ksutil::db {
 
 class BlockSnapshot;
+struct BlockSlot;
 
 /* Threads: snapshots may end on any thread; blocks are read and dropped on the thread
  * that uses the database. */
@@ -20,14 +21,25 @@ class BlockBudget {
   void enter(const BlockSnapshot *snapshot);
   void leave(const BlockSnapshot *snapshot);
 
-  /* Counts a block that was read.  Beyond the limit, drops the blocks that were read
-   * longest ago and that have no other owner, until half the limit is left. */
+  /* Counts bytes that were read.  Beyond the limit, drops those that were read longest
+   * ago until half the limit is left; RowTexts keep their blocks, packed where that is
+   * possible.  The bytes of the last turn stay. */
   void add(std::size_t bytes);
 
   /* Increases from block to block. */
   std::uint64_t next_turn() { return ++turn_; }
 
  private:
+  /* One block and the slots that hold it, or the single rows of one slot. */
+  struct Held {
+    std::uint64_t turn;
+    std::size_t bytes;
+    bool singles;
+    bool kept;  // by BlockSnapshot::keep_rows
+    std::vector<BlockSlot *> slots;
+  };
+  std::vector<Held> all_held() const;
+  static void drop_block(const std::vector<BlockSlot *> &slots);
   void drop_oldest();
 
   const std::size_t limit_;

@@ -25,8 +25,19 @@
 
 namespace ksutil::db {
 
-/* Bytes of blocks that one open database keeps beyond those that are in use. */
-inline constexpr std::size_t kBlockBudget = std::size_t{1} << 30;
+/* Bytes of rows that one open database keeps beyond those that are in use: enough for
+ * the rows between which a reading goes back and forth. */
+inline constexpr std::size_t kBlockBudget = std::size_t{64} << 20;
+
+/* kBlockBudget, or another limit while the object lives.  For tests, one at a time. */
+std::size_t default_block_budget();
+class ScopedBlockBudget {
+ public:
+  explicit ScopedBlockBudget(std::size_t limit);
+  ~ScopedBlockBudget();
+  ScopedBlockBudget(const ScopedBlockBudget &) = delete;
+  ScopedBlockBudget &operator=(const ScopedBlockBudget &) = delete;
+};
 
 /* Opens a database; null, with a message, on failure.  A transaction that a dead process
  * left half published is finished or undone first.
@@ -36,7 +47,11 @@ inline constexpr std::size_t kBlockBudget = std::size_t{1} << 30;
  *        with "r+" too. */
 std::unique_ptr<DatabaseStore> open_flat_files(const std::string &name,
                                                const std::string &mode,
-                                               std::size_t block_budget = kBlockBudget);
+                                               std::size_t block_budget);
+inline std::unique_ptr<DatabaseStore> open_flat_files(const std::string &name,
+                                                      const std::string &mode) {
+  return open_flat_files(name, mode, default_block_budget());
+}
 
 /* Makes the descriptor of a new database of that schema; false, with a message, when it
  * exists already or cannot be written. */

@@ -16,7 +16,8 @@ struct FlatShared {
   explicit FlatShared(std::size_t limit)
       : budget(std::make_shared<BlockBudget>(limit)) {}
   std::shared_ptr<BlockBudget> budget;
-  std::vector<char> scratch;  // blocks are read into it for comparison
+  std::vector<char> scratch;  // blocks are read into it to be compared
+  RowPrints prints;           // of the block that was read last
 };
 
 /* The state of a table file at one look. */
@@ -32,17 +33,21 @@ class FlatSnapshot final : public BlockSnapshot {
  public:
   FlatSnapshot(const FlatFile &file, std::shared_ptr<FlatShared> shared);
 
-  /* Takes the blocks of the snapshot before, to be compared with the file when they are
-   * read; those before `changed_from` and after `changed_to`, as records, are known to be
-   * as they were. */
+  /* Takes the fingerprints of the snapshot before, to be compared with the file when it is
+   * read, and the bytes that it holds; the blocks before `changed_from` and after
+   * `changed_to`, as records, are known to be as they were. */
   void follow(const FlatSnapshot &before, long changed_from, long changed_to);
   void follow(const FlatSnapshot &before) { follow(before, 0, count()); }
 
  private:
-  void load(std::size_t index, BlockSlot &slot) const override;
-  /* Reads the records of a block to `to`; the bytes read, completed by the newline that
-   * the last record may lack, -1 with a message on an error. */
-  ssize_t fetch(std::size_t index, char *to) const;
+  void load(std::size_t index, BlockSlot &slot, bool bytes) const override;
+  bool load_row(std::size_t number, char *to) const override;
+  /* Reads a block to `to`, its whole records counted in `rows`, and takes their
+   * fingerprints, shared_->prints; false with a message. */
+  bool fetch_block(std::size_t index, char *to, std::size_t &rows, bool &whole) const;
+  /* Reads records to `to`; the bytes read, completed by the newline that the last record
+   * of the table may lack, -1 with errno set on an error. */
+  ssize_t fetch(std::size_t first, std::size_t rows, char *to) const;
 
   std::shared_ptr<FileHandle> handle_;
   std::string missing_end_;
