@@ -2,26 +2,25 @@
  * refresh after a small change, the look that finds nothing new. */
 #include <benchmark/benchmark.h>
 #include <fcntl.h>
-#include <malloc.h>
+#include <stdlib.h>
 #include <sys/stat.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
-#include <fstream>
 #include <functional>
 #include <memory>
 #include <string>
 #include <vector>
 
 #include "bench/loaders.h"
+#include "bench/memory.h"
 #include "bench/synthetic_catalogue.h"
 #include "events/evserver.h"
 #include "platform/db/db.h"
 #include "platform/stock/files.h"
+#include "platform/stock/fingerprint.h"
 
 namespace {
 
@@ -69,42 +68,11 @@ class Catalogue {
   std::string folder_;
 };
 
-/* Peak resident memory that `work` adds, in a process of its own; MiB. */
-double peak_memory(const std::function<void()> &work) {
-  int ends[2];
-  if (pipe(ends) != 0) return 0.0;
-  const pid_t child = fork();
-  if (child == 0) {
-    const auto status = [](const char *name) {
-      std::ifstream file("/proc/self/status");
-      std::string word;
-      double value = 0.0;
-      while (file >> word) {
-        if (word == name) file >> value;
-      }
-      return value;
-    };
-    malloc_trim(0);  // or the load would live in what earlier ones have left
-    const double before = status("VmRSS:");
-    std::ofstream("/proc/self/clear_refs") << "5";
-    work();
-    const double peak = (status("VmHWM:") - before) / 1024.0;
-    if (write(ends[1], &peak, sizeof peak) != sizeof peak) _exit(1);
-    _exit(0);
-  }
-  double peak = 0.0;
-  if (read(ends[0], &peak, sizeof peak) != sizeof peak) peak = 0.0;
-  waitpid(child, nullptr, 0);
-  close(ends[0]);
-  close(ends[1]);
-  return peak;
-}
-
 /* `peak` keeps the load's memory from round to round. */
 void first_load(benchmark::State &state, double &peak,
                 const std::function<void()> &load) {
   for (auto _ : state) load();
-  if (peak == 0.0) peak = peak_memory(load);
+  if (peak == 0.0) peak = bench::added_memory([] {}, load).peak;
   state.counters["peak_MiB"] = peak;
   state.counters["table_MiB"] =
       static_cast<double>(bench::catalogue_bytes(Catalogue::shared().path())) /
@@ -205,6 +173,28 @@ BENCHMARK(BM_SmallChange_Memcmp)
     ->Arg(1)
     ->Unit(benchmark::kMillisecond)
     ->UseRealTime();
+
+/* Fingerprints of the rows of the two changed tables, read from the file system: the
+ * floor of a refresh that keeps no old rows. */
+void BM_SmallChange_Fingerprint(benchmark::State &state) {
+  const std::string path = Catalogue::shared().path();
+  const Fingerprint fingerprint;
+  std::vector<char> piece(std::size_t{1} << 19);
+  for (auto _ : state) {
+    for (const char *table : {".event", ".origin"}) {
+      const FileHandle file = open_file(path + table, O_RDONLY);
+      ssize_t got;
+      for (off_t at = 0;
+           (got = read_at(file.get(), piece.data(), piece.size(), at)) > 0; at += got) {
+        const std::string_view text(piece.data(), static_cast<std::size_t>(got));
+        for (std::size_t row = 0; row < text.size(); row += 200) {
+          benchmark::DoNotOptimize(fingerprint(text.substr(row, 200)));
+        }
+      }
+    }
+  }
+}
+BENCHMARK(BM_SmallChange_Fingerprint)->Unit(benchmark::kMillisecond)->UseRealTime();
 
 void BM_Idle_Refresh(benchmark::State &state) {
   EVServer server(Catalogue::shared().path(), 0, 0, -1);

@@ -2,18 +2,16 @@
  * memory, and the sorted lists that displays ask for; 10,000 to 1,000,000 events of one
  * origin and one magnitude each.  KSUTIL_BENCH_EVENTS sets the largest size. */
 #include <benchmark/benchmark.h>
-#include <stdlib.h>
 
 #include <algorithm>
 #include <cstdlib>
-#include <filesystem>
 #include <map>
 #include <memory>
 #include <numeric>
 #include <string>
 #include <vector>
 
-#include "bench/synthetic_catalogue.h"
+#include "bench/catalogues.h"
 #include "events/evclient.h"
 #include "events/evserver.h"
 #include "platform/db/db.h"
@@ -21,32 +19,7 @@
 namespace {
 
 using namespace ksutil;
-
-/* Catalogues by their number of events, made when they are first asked for and removed
- * at the end. */
-class Catalogues {
- public:
-  static std::string path(long events) {
-    static Catalogues catalogues;
-    const std::string path = catalogues.folder_ + "/c" + std::to_string(events);
-    if (!std::filesystem::exists(path + ".event")) {
-      bench::CatalogueSize size;
-      size.events = events;
-      size.origins = 1;
-      size.netmags = 1;
-      bench::write_catalogue(path, size);
-    }
-    return path;
-  }
-  ~Catalogues() { std::filesystem::remove_all(folder_); }
-
- private:
-  Catalogues() {
-    char folder[] = "/tmp/ksutil-bench-XXXXXX";
-    folder_ = mkdtemp(folder);
-  }
-  std::string folder_;
-};
+using bench::Catalogues;
 
 /* One server for each size, with a client. */
 struct Served {

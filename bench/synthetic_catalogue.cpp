@@ -15,7 +15,8 @@ namespace {
 
 constexpr double kFirstTime = 1.2e9;
 constexpr double kStep = 900.0;  // s between events
-const char *const kTables[] = {"event", "origin", "origerr", "netmag", "mt"};
+const char *const kTables[] = {"event", "origin", "origerr", "netmag",
+                               "mt",    "assoc",  "arrival"};
 
 /* One table file being written, row by row from the null record. */
 class TableWriter {
@@ -67,7 +68,11 @@ class CatalogueWriter {
         origin_(schema, path, "origin"),
         origerr_(schema, path, "origerr"),
         netmag_(schema, path, "netmag"),
-        mt_(schema, path, "mt") {}
+        mt_(schema, path, "mt") {
+    if (size.arrivals == 0) return;
+    assoc_ = std::make_unique<TableWriter>(schema, path, "assoc");
+    arrival_ = std::make_unique<TableWriter>(schema, path, "arrival");
+  }
 
   void event(long i) {
     event_.row()
@@ -80,6 +85,7 @@ class CatalogueWriter {
   }
 
   void origin(long i, int k) {
+    if (k == 0) arrivals(i);
     const double time = kFirstTime + kStep * static_cast<double>(i) + k;
     std::uniform_real_distribution<double> unit(0.0, 1.0);
     origin_.row()
@@ -130,8 +136,31 @@ class CatalogueWriter {
         .end();
   }
 
+  void arrivals(long i) {
+    const char *const stations[] = {"ANMO", "COLA", "KONO", "PAB", "TATO"};
+    for (int a = 0; a < size_.arrivals; a++) {
+      const long arid = i * size_.arrivals + a + 1;
+      assoc_->row()
+          .put("arid", arid)
+          .put("orid", orid(i, 0))
+          .put("sta", stations[a % 5])
+          .put("phase", a % 2 == 0 ? "P" : "S")
+          .put("timedef", "d")
+          .put("lddate", loaded(i, 0))
+          .end();
+      arrival_->row()
+          .put("sta", stations[a % 5])
+          .put("time", kFirstTime + kStep * static_cast<double>(i) + 30.0 * a)
+          .put("arid", arid)
+          .put("iphase", a % 2 == 0 ? "P" : "S")
+          .put("lddate", loaded(i, 0))
+          .end();
+    }
+  }
+
   CatalogueSize size_;
   std::mt19937_64 random_{1};
+  std::unique_ptr<TableWriter> assoc_, arrival_;
   TableWriter event_, origin_, origerr_, netmag_, mt_;
 };
 
@@ -155,7 +184,9 @@ void write_catalogue(const std::string &path, const CatalogueSize &size) {
 long catalogue_bytes(const std::string &path) {
   long bytes = 0;
   for (const char *table : kTables) {
-    bytes += static_cast<long>(std::filesystem::file_size(path + "." + table));
+    const std::string file = path + "." + table;
+    if (!std::filesystem::exists(file)) continue;
+    bytes += static_cast<long>(std::filesystem::file_size(file));
   }
   return bytes;
 }
