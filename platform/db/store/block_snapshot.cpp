@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstring>
 #include <new>
+#include <utility>
 
 #include "platform/elog/failure.h"
 #include "platform/stock/fingerprint.h"
@@ -47,7 +48,11 @@ std::size_t BlockSnapshot::expected_rows(std::size_t index) const {
 
 const BlockSlot &BlockSnapshot::loaded(std::size_t index, bool bytes) const {
   BlockSlot &slot = slots_[index];
-  load(index, slot, bytes);
+  if (slot.current && slot.packed) {
+    unpack(slot);
+  } else {
+    load(index, slot, bytes);
+  }
   if (!slot.current || (bytes && !slot.block)) failed_ = true;
   return slot;
 }
@@ -62,6 +67,16 @@ void BlockSnapshot::settle(std::size_t index, BlockSlot &slot) const {
   }
   slot.current = true;
   slot.whole = slot.ready = whole;
+}
+
+/* Makes the bytes of texts that are in use readable for this snapshot again. */
+void BlockSnapshot::unpack(BlockSlot &slot) const {
+  try {
+    slot.packed.restore_raw();
+    hold(slot, std::exchange(slot.packed, BlockPtr()), slot.prints->size());
+  } catch (const std::bad_alloc &) {
+    fail("dbget", "%s: No memory for a block of records", file_.c_str());
+  }
 }
 
 void BlockSnapshot::hold(BlockSlot &slot, BlockPtr block, std::size_t rows) const {
@@ -137,9 +152,16 @@ const SingleRow *BlockSnapshot::single_row(std::size_t number) const {
   try {
     SingleRow single{place, BlockPtr::make_of_texts(length_ + 1)};
     char *const to = single.bytes.fill();
-    if (!load_row(number, to)) return nullptr;
+    if (slot.packed) {
+      const BlockPtr::PieceReading piece(slot.packed,
+                                         static_cast<std::uint32_t>(place * length_),
+                                         static_cast<std::uint32_t>(length_));
+      piece.text().copy(to, length_);
+    } else if (!load_row(number, to) ||
+               Fingerprint()({to, length_}) != (*slot.prints)[place]) {
+      return nullptr;
+    }
     to[length_] = '\0';
-    if (Fingerprint()({to, length_}) != (*slot.prints)[place]) return nullptr;
     slot.singles.push_back(std::move(single));
   } catch (const std::bad_alloc &) {
     return nullptr;

@@ -122,6 +122,7 @@ class BlockSnapshot : public Snapshot {
  private:
   friend class BlockBudget;
   const BlockSlot &loaded(std::size_t index, bool bytes) const;
+  void unpack(BlockSlot &slot) const;
   std::string_view examined_row(long record) const;
   const SingleRow *single_row(std::size_t number) const;
   bool row_by_row(std::size_t number) const;
