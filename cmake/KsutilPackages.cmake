@@ -74,7 +74,7 @@ if(KSUTIL_DOCS)
   set(CPACK_DEBIAN_DOCUMENTS_PACKAGE_SHLIBDEPS OFF)
   set(CPACK_DEBIAN_DOCUMENTS_PACKAGE_SUGGESTS "libksutil-dev, ksutil-programs")
 endif()
-if(TARGET ksutil_postgresql)
+if(TARGET ksutil_store_postgresql)
   ksutil_package(postgresql ksutil-postgresql libs
     "store of libksutil on a PostgreSQL server"
     "The plug-in of libksutil that keeps the tables of a database on a PostgreSQL server.")
