@@ -47,6 +47,7 @@ int delete_rows(const DeleteOptions &options) {
   const std::string &name = options.edit.table;
   const auto store = open_for_edit(options.edit.database, name);
   if (store == nullptr) return kFailure;
+  if (!condition_compiles(options.choice, store->table(name)->layout())) return kUsage;
   std::vector<Referrer> referrers = referrers_of(*store->schema(), name);
   std::erase_if(referrers, [&](const Referrer &other) { return other.table == name; });
   std::vector<long> records;

@@ -74,6 +74,21 @@ bool is_one_choice(const RowChoice &choice) {
   return false;
 }
 
+namespace {
+
+bool is_good(const db::RowFilter &filter, const RowChoice &choice) {
+  if (filter.good()) return true;
+  complain("Can't compile '" + choice.where + "': " + filter.error().message +
+           " at position " + std::to_string(filter.error().position));
+  return false;
+}
+
+}  // namespace
+
+bool condition_compiles(const RowChoice &choice, const db::Relation &layout) {
+  return choice.where.empty() || is_good(db::RowFilter(layout, choice.where), choice);
+}
+
 bool choose_rows(const RowChoice &choice, const db::Snapshot &rows,
                  std::vector<long> &records, long &unreadable) {
   records.clear();
@@ -89,11 +104,7 @@ bool choose_rows(const RowChoice &choice, const db::Snapshot &rows,
     return true;
   }
   const db::RowFilter filter(rows.layout(), choice.all ? "1 == 1" : choice.where);
-  if (!filter.good()) {
-    complain("Can't compile '" + choice.where + "': " + filter.error().message +
-             " at position " + std::to_string(filter.error().position));
-    return false;
-  }
+  if (!is_good(filter, choice)) return false;
   for (long i = 0; i < rows.count(); i++) {
     std::string_view row;
     {

@@ -36,6 +36,9 @@ struct RowChoice {
 void add_row_choice(CLI::App &command, RowChoice &choice);
 /* Whether exactly one of the three was given; complains. */
 bool is_one_choice(const RowChoice &choice);
+/* Whether the condition, if one was given, compiles over the fields of a table;
+ * complains. */
+bool condition_compiles(const RowChoice &choice, const db::Relation &layout);
 /* The records, ascending, without those that cannot be read, which are counted.  False with
  * a message, for a condition that does not compile or has no value for a row, too. */
 bool choose_rows(const RowChoice &choice, const db::Snapshot &rows,

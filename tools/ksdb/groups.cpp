@@ -8,7 +8,7 @@ namespace {
 
 constexpr std::uint64_t kSign = std::uint64_t{1} << 63;
 
-void put_number(std::uint64_t number, std::string &key) {
+void put_ordered_number(std::uint64_t number, std::string &key) {
   for (int shift = 56; shift >= 0; shift -= 8) {
     key += static_cast<char>((number >> shift) & 0xFFU);
   }
@@ -17,7 +17,7 @@ void put_number(std::uint64_t number, std::string &key) {
 /* Appends a value so that keys compare, byte by byte, as their values do: a null is a zero
  * byte, other values begin with a one; a text ends with a zero byte, and a zero byte in it
  * is followed by one that is greater than the beginning of any value. */
-void put_value(const expr::Value &value, std::string &key) {
+void put_ordered_value(const expr::Value &value, std::string &key) {
   key += value.null ? '\0' : '\1';
   if (value.null) return;
   switch (value.type) {
@@ -33,12 +33,12 @@ void put_value(const expr::Value &value, std::string &key) {
       /* Both zeros are one value. */
       const auto bits =
           std::bit_cast<std::uint64_t>(value.real == 0.0 ? 0.0 : value.real);
-      put_number((bits & kSign) != 0 ? ~bits : bits | kSign, key);
+      put_ordered_number((bits & kSign) != 0 ? ~bits : bits | kSign, key);
       break;
     }
     case expr::Type::kInteger:
     case expr::Type::kBoolean:
-      put_number(static_cast<std::uint64_t>(value.integer) ^ kSign, key);
+      put_ordered_number(static_cast<std::uint64_t>(value.integer) ^ kSign, key);
       break;
   }
 }
@@ -51,7 +51,7 @@ bool Groups::read_key(const std::string_view *rows) {
   expr::Value value;
   for (std::size_t i = 0; i < key_count_; i++) {
     if (!keys_.value(i, value)) return false;
-    put_value(value, key_);
+    put_ordered_value(value, key_);
   }
   return true;
 }

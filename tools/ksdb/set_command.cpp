@@ -139,6 +139,7 @@ int set_values(const SetOptions &options) {
   const std::string &name = options.edit.table;
   const auto store = open_for_edit(options.edit.database, name);
   if (store == nullptr) return kFailure;
+  if (!condition_compiles(options.choice, store->table(name)->layout())) return kUsage;
   std::string row = db::null_record(store->table(name)->layout()), problem;
   if (!write_values(store->table(name)->layout(), values, row, problem)) {
     complain(problem);
