@@ -52,7 +52,10 @@ bool is_plain(const std::string &text) {
 }
 
 void put_json_cell(const Column &column, const std::string &cell, std::string &output) {
-  if (column.number) {
+  std::int64_t integer = 0;
+  if (column.number && parse_integer(cell, integer)) {
+    output += std::to_string(integer);
+  } else if (column.number) {
     output += json_of(json_number(cell));
   } else if (cell.empty()) {
     output += "null";
