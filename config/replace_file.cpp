@@ -54,10 +54,10 @@ std::string resolved(const std::string &path) {
 
 /* Creates a new file beside the target, under a name that no leftover of a killed
  * program has. */
-FileHandle create_beside(const std::string &target, std::string &path) {
+FileHandle create_beside(const std::string &target, mode_t mode, std::string &path) {
   for (int n = 0;; ++n) {
     path = target + "." + std::to_string(getpid()) + "-" + std::to_string(n) + ".new";
-    FileHandle file = open_file(path, O_WRONLY | O_CREAT | O_EXCL);
+    FileHandle file = open_file(path, O_WRONLY | O_CREAT | O_EXCL, mode);
     if (file || errno != EEXIST || n == 1000) return file;
   }
 }
@@ -84,9 +84,9 @@ bool replace_file(const std::string &path, std::string_view text) {
   }
   if (present && access(target.c_str(), W_OK) != 0) return false;
   std::string beside;
-  FileHandle file = create_beside(target, beside);
+  FileHandle file = create_beside(target, present ? 0600 : 0666, beside);
   if (!file) return false;
-  TemporaryFile made(beside);
+  TemporaryFile made(std::move(beside));  // without an allocation that could fail
   if (present) {
     /* Only a privileged program may give a file away; the mode is set after that, as
      * changing the owner clears bits of it. */

@@ -16,6 +16,7 @@
 #include "formats/kssac.h"
 #include "platform/elog/elog.h"
 #include "platform/stock/files.h"
+#include "platform/stock/folder.h"
 #include "platform/stock/memory.h"
 #include "platform/stock/text.h"
 #include "platform/trace/miniseed.h"
@@ -152,13 +153,10 @@ void Scan::add_folder(const std::string &path, int depth) {
     listener_.refused(path, "the folders are nested too deeply");
     return;
   }
-  std::error_code error;
   std::vector<std::string> names;
-  fs::directory_iterator entry(path, error);
-  for (; !error && entry != fs::directory_iterator(); entry.increment(error)) {
-    names.push_back(entry->path().filename().string());
-  }
-  if (error) listener_.refused(path, error.message());
+  FolderNames folder(path);
+  while (const char *const name = folder.next()) names.emplace_back(name);
+  if (folder.error() != 0) listener_.refused(path, std::strerror(folder.error()));
   std::sort(names.begin(), names.end());
   for (const std::string &name : names) {
     const std::string below = path + (path.back() == '/' ? "" : "/") + name;

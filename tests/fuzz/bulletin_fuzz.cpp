@@ -1,5 +1,7 @@
 /* Bulletins in text: the first byte chooses the format, so that its reader also meets what
- * would not be recognised.  What is read is written as ISF and read again. */
+ * would not be recognised.  What is read is written as ISF and read again.
+ * Words: formats/exchange/gse formats/exchange/isf formats/exchange/nordic
+ * formats/exchange/nonlinloc formats/exchange/pha */
 #include <array>
 #include <string>
 

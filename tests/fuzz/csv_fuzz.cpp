@@ -1,5 +1,6 @@
 /* Catalogues to import: any kind that is recognised, and the way of an event through the
- * gathering. */
+ * gathering.
+ * Words: formats/exchange/table formats/exchange/geojson formats/exchange/ndk */
 #include <string>
 
 #include "formats/exchange/format.h"

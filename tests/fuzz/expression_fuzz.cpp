@@ -1,4 +1,5 @@
-/* Expressions: compiled as each type and evaluated on a record with and without nulls. */
+/* Expressions: compiled as each type and evaluated on a record with and without nulls.
+ * Words: platform/expr */
 #include <cstdlib>
 
 #include "platform/db/db.h"

@@ -1,4 +1,5 @@
-/* Parameter files: what is read is written as a text that reads as the same tree. */
+/* Parameter files: what is read is written as a text that reads as the same tree.
+ * Words: platform/pf tests/fuzz/corpus/pf */
 #include <cstdlib>
 #include <memory>
 

@@ -1,4 +1,5 @@
-/* Instrument responses: what is read can be evaluated, and comes back from its own file. */
+/* Instrument responses: what is read can be evaluated, and comes back from its own file.
+ * Words: waveforms/response tests/fuzz/corpus/response */
 #include <unistd.h>
 
 #include <cmath>

@@ -1,4 +1,5 @@
-/* Schema files. */
+/* Schema files.
+ * Words: platform/db/schema_reader.cpp schemas */
 #include "platform/db/internal/schema_reader.h"
 #include "tests/fuzz/subject.h"
 

@@ -1,5 +1,6 @@
 /* Stations to import: any format of stations, the way through the gathering with its
- * response files, and what a writer makes of them, which must be read again. */
+ * response files, and what a writer makes of them, which must be read again.
+ * Words: formats/exchange/stationxml formats/exchange/fdsn_station */
 #include <string>
 
 #include "formats/exchange/format.h"

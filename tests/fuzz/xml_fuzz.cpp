@@ -1,4 +1,5 @@
-/* XML: the elements as they come and as trees, and bulletins in both dialects. */
+/* XML: the elements as they come and as trees, and bulletins in both dialects.
+ * Words: formats/exchange/quakeml formats/exchange/sc3ml */
 #include <string>
 
 #include "formats/exchange/import/gathering.h"

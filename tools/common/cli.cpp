@@ -1,12 +1,15 @@
 #include "tools/common/cli.h"
 
 #include <algorithm>
+#include <csignal>
 #include <cstdio>
 #include <exception>
+#include <new>
 
 #include "core/version.h"
 #include "tools/common/completion.h"
 #include "tools/common/help.h"
+#include "tools/common/out_of_memory.h"
 
 namespace ksutil::tools {
 namespace {
@@ -57,6 +60,8 @@ int run_action(const Action &action) {
   int result = kFailure;
   try {
     result = action();
+  } catch (const std::bad_alloc &) {
+    complain_of_memory();
   } catch (const std::exception &error) {
     complain(error.what());
   } catch (const char *error) {
@@ -90,6 +95,9 @@ std::string command_names(const Program &program) {
 }  // namespace
 
 int run_program(const Program &program, int argc, char **argv) {
+  /* Without this, a write beyond the file-size limit of the process would end it; now
+   * the write fails with a message. */
+  std::signal(SIGXFSZ, SIG_IGN);
   CLI::App app(program.description, program.name);
   app.footer(program_footer(program));
   app.formatter(std::make_shared<HelpFormatter>());

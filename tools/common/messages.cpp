@@ -9,6 +9,7 @@
 #include "platform/elog/elog.h"
 #include "platform/stock/memory.h"
 #include "platform/stock/text.h"
+#include "tools/common/out_of_memory.h"
 
 namespace ksutil::tools {
 namespace {
@@ -95,7 +96,10 @@ bool anything_registered() {
 
 void print_register() {
   const MallocPtr<char> text(elog_string(0));
-  if (text == nullptr) return;
+  if (text == nullptr) {
+    complain_of_memory();
+    return;
+  }
   for (const std::string &cause : register_causes(text.get())) complain(cause);
   elog_clear_register(0);
 }

@@ -1,4 +1,3 @@
-#include <csignal>
 #include <cstdio>
 #include <memory>
 #include <optional>
@@ -101,9 +100,6 @@ void tell_of(const exchange::ImportCounts &counts, std::int64_t superseded,
 }
 
 int import(const ImportArguments &arguments) {
-  /* Without this, a write beyond the file-size limit of the process would end it; now
-   * the write fails and is undone. */
-  std::signal(SIGXFSZ, SIG_IGN);
   if (arguments.format.empty() && is_waveform_input(arguments.file)) {
     return index_waveform_files({arguments.file, arguments.database, arguments.schema,
                                  arguments.quiet, arguments.dry_run, arguments.strict});

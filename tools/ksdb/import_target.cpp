@@ -8,6 +8,7 @@
 #include "platform/db/db.h"
 #include "platform/db/schema.h"
 #include "platform/elog/elog.h"
+#include "platform/stock/folder.h"
 #include "platform/stock/text.h"
 #include "tools/common/cli.h"
 
@@ -38,13 +39,14 @@ bool is_there(const fs::path &path, const std::string &schema) {
   std::error_code failed;
   if (fs::exists(path, failed)) return true;
   const std::string begin = path.filename().string() + ".";
-  const fs::path folder = path.has_parent_path() ? path.parent_path() : fs::path(".");
-  return std::any_of(fs::directory_iterator(folder, failed), fs::directory_iterator(),
-                     [&](const fs::directory_entry &entry) {
-                       const std::string file = entry.path().filename().string();
-                       return file.starts_with(begin) &&
-                              is_of_database(file.substr(begin.size()), schema);
-                     });
+  FolderNames names(path.parent_path().string());
+  while (const char *const next = names.next()) {
+    const std::string file = next;
+    if (file.starts_with(begin) && is_of_database(file.substr(begin.size()), schema)) {
+      return true;
+    }
+  }
+  return false;
 }
 
 }  // namespace

@@ -40,7 +40,7 @@ class SpawnSettings {
     sigset_t none, defaults;
     sigemptyset(&none);
     sigemptyset(&defaults);
-    for (const int signal : {SIGINT, SIGTERM, SIGPIPE, SIGCHLD}) {
+    for (const int signal : {SIGINT, SIGTERM, SIGPIPE, SIGCHLD, SIGXFSZ}) {
       sigaddset(&defaults, signal);
     }
     ::posix_spawnattr_setsigmask(&attributes_, &none);

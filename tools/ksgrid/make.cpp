@@ -13,6 +13,7 @@
 
 #include "platform/clock/clock.h"
 #include "platform/stock/text.h"
+#include "tools/common/write_safely.h"
 #include "tools/ksgrid/commands.h"
 #include "tools/ksgrid/grid_file.h"
 #include "tools/ksgrid/text_table.h"
@@ -79,14 +80,12 @@ bool place_values(const TextTable &table, const std::string &path,
 
 bool write_grid(const Grid &grid, const std::string &path) {
   if (path == "-") return ksgrid_write_fd_ksgrid(grid.get(), STDOUT_FILENO) == 0;
-  const FileHandle file = open_file(path, O_WRONLY | O_CREAT | O_TRUNC);
-  if (!file) {
-    complain(path + ": " + std::strerror(errno));
+  return write_safely(path, [&](const std::string &beside) {
+    const FileHandle file = open_file(beside, O_WRONLY | O_CREAT | O_TRUNC);
+    if (file) return ksgrid_write_fd_ksgrid(grid.get(), file.get()) == 0;
+    complain(beside + ": " + std::strerror(errno));
     return false;
-  }
-  if (ksgrid_write_fd_ksgrid(grid.get(), file.get()) == 0) return true;
-  ::unlink(path.c_str());
-  return false;
+  });
 }
 
 const char *text_at(const std::vector<std::string> &texts, std::size_t i) {

@@ -16,6 +16,7 @@
 #include "tools/common/open_database.h"
 #include "tools/common/options.h"
 #include "tools/common/progress.h"
+#include "tools/common/write_safely.h"
 #include "tools/kssac/channel_codes.h"
 #include "tools/kssac/commands.h"
 #include "tools/kssac/sac_file.h"

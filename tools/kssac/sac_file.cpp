@@ -1,9 +1,6 @@
 #include "tools/kssac/sac_file.h"
 
 #include <fcntl.h>
-#include <stdlib.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
 #include <cmath>
 #include <cstdio>
@@ -14,27 +11,6 @@
 #include "tools/common/cli.h"
 
 namespace ksutil::tools {
-namespace {
-
-/* The mode of the file that is to be replaced, or of a new one. */
-mode_t mode_for(const std::string &path) {
-  struct stat status {};
-  if (::stat(path.c_str(), &status) == 0) return status.st_mode & 07777;
-  const mode_t mask = ::umask(0);
-  ::umask(mask);
-  return 0666 & ~mask;
-}
-
-/* The file behind symbolic links, or the path itself for a new file. */
-std::string resolved(const std::string &path) {
-  char *const real = ::realpath(path.c_str(), nullptr);
-  const std::string result = real == nullptr ? path : real;
-  std::free(real);
-  return result;
-}
-
-}  // namespace
-
 bool is_swapped(const std::string &path) {
   const FileHandle file = open_file(path, O_RDONLY | O_NONBLOCK);
   constexpr off_t kVersionAt = 304;
@@ -94,29 +70,6 @@ bool is_evenly_sampled(KSSac *kssac, const std::string &path) {
     return false;
   }
   return true;
-}
-
-bool write_safely(const std::string &path,
-                  const std::function<bool(const std::string &)> &write) {
-  const std::string target = resolved(path);
-  std::string made = target + ".XXXXXX";
-  {
-    const FileHandle file(::mkostemp(made.data(), O_CLOEXEC));
-    if (!file || ::fchmod(file.get(), mode_for(target)) != 0) {
-      elog_log(1, "cannot make a file beside %s.\n", target.c_str());
-      if (file) ::unlink(made.c_str());
-      return false;
-    }
-  }
-  bool good = write(made);
-  if (good) {
-    const FileHandle file = open_file(made, O_RDONLY);
-    good = file && sync_file(file.get()) == 0 &&
-           ::rename(made.c_str(), target.c_str()) == 0;
-    if (!good) elog_log(1, "cannot replace %s.\n", target.c_str());
-  }
-  if (!good) ::unlink(made.c_str());
-  return good;
 }
 
 std::string channel_name(KSSac *kssac) {

@@ -3,7 +3,6 @@
 #define KSUTIL_TOOLS_KSSAC_SAC_FILE_H
 
 #include <cstdint>
-#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
@@ -33,12 +32,6 @@ bool reference_time(KSSac *kssac, double &time);
 
 /* Whether the file has evenly spaced samples; else a complaint. */
 bool is_evenly_sampled(KSSac *kssac, const std::string &path);
-
-/* Writes a file that appears under its name only when it is whole: `write` gets the name
- * of a new file in the same folder.  False with a message; the file that was there before
- * is then untouched.  Its mode is kept. */
-bool write_safely(const std::string &path,
-                  const std::function<bool(const std::string &)> &write);
 
 /* NET.STA.LOC.CHAN, of the parts that are known; empty for none. */
 std::string channel_name(KSSac *kssac);

@@ -8,6 +8,7 @@
 
 #include "platform/elog/elog.h"
 #include "platform/stock/text.h"
+#include "tools/common/write_safely.h"
 #include "tools/kssac/commands.h"
 #include "tools/kssac/header_check.h"
 #include "tools/kssac/header_names.h"

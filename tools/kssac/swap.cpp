@@ -5,6 +5,7 @@
 #include <string>
 
 #include "platform/stock/files.h"
+#include "tools/common/write_safely.h"
 #include "tools/kssac/commands.h"
 #include "tools/kssac/raw_file.h"
 #include "tools/kssac/sac_file.h"

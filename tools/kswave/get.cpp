@@ -15,6 +15,7 @@
 #include "tools/common/cells.h"
 #include "tools/common/options.h"
 #include "tools/common/progress.h"
+#include "tools/common/write_safely.h"
 #include "tools/kswave/commands.h"
 #include "tools/kswave/event_picks.h"
 #include "tools/kswave/selection.h"
@@ -99,14 +100,9 @@ class Extractor {
       elog_log(0, "%s is there already.\n", path.c_str());
       return false;
     }
-    const std::string beside = path + "." + std::to_string(::getpid()) + ".new";
-    ::unlink(beside.c_str());
-    bool good = write_lines(beside, of, series.vector());
-    if (good && std::rename(beside.c_str(), path.c_str()) != 0) {
-      elog_log(1, "cannot make %s.\n", path.c_str());
-      good = false;
-    }
-    if (!good) ::unlink(beside.c_str());
+    const bool good = write_safely(path, [&](const std::string &beside) {
+      return write_lines(beside, of, series.vector());
+    });
     if (good) say(path);
     return good;
   }
@@ -114,7 +110,7 @@ class Extractor {
   /* A line for each sample: time and value; gaps have none. */
   bool write_lines(const std::string &path, const ksdsseis_channel &channel,
                    const ksvector2 &vector) const {
-    std::FILE *const file = std::fopen(path.c_str(), "wx");
+    std::FILE *const file = std::fopen(path.c_str(), "we");
     if (file == nullptr) {
       elog_log(1, "cannot make %s.\n", path.c_str());
       return false;

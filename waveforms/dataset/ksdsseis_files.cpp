@@ -73,6 +73,18 @@ double time_of(const ksvector2 &vector, std::size_t sample) {
   return vector.time + static_cast<double>(sample) * vector.dt;
 }
 
+/* Removes a file, if it is there, at the end of the scope. */
+class Unlinker {
+ public:
+  explicit Unlinker(const std::string &path) : path_(path) {}
+  ~Unlinker() { ::unlink(path_.c_str()); }
+  Unlinker(const Unlinker &) = delete;
+  Unlinker &operator=(const Unlinker &) = delete;
+
+ private:
+  const std::string &path_;
+};
+
 /* Puts the files of one call in their places, each as a whole and none twice. */
 class FileSet {
  public:
@@ -92,10 +104,12 @@ class FileSet {
     if (!replace_ && ::access(path.c_str(), F_OK) == 0) return there_already(path);
     const std::string beside = path + "." + std::to_string(::getpid()) + ".new";
     ::unlink(beside.c_str());
-    const bool good = write(beside) && place(beside, path);
-    ::unlink(beside.c_str());
-    if (good) paths_.push_back(path);
-    return good;
+    const Unlinker unlinker(beside);
+    std::string own = path;
+    paths_.reserve(paths_.size() + 1);  // nothing may fail after the file is in place
+    if (!write(beside) || !place(beside, path)) return false;
+    paths_.push_back(std::move(own));
+    return true;
   }
   /* Takes back what was put. */
   void remove() {

@@ -110,7 +110,7 @@ bool OutputFile::begin(const std::string &path) {
   for (int n = 0; !file_; n++) {
     beside_ =
         target_ + "." + std::to_string(::getpid()) + "-" + std::to_string(n) + ".new";
-    file_ = open_file(beside_, O_WRONLY | O_CREAT | O_EXCL);
+    file_ = open_file(beside_, O_WRONLY | O_CREAT | O_EXCL, present ? 0600 : 0666);
     if (file_ || (errno == EEXIST && n < kMostNames)) continue;
     beside_.clear();
     return fail();

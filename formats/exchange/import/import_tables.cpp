@@ -254,7 +254,7 @@ void ImportTables::index_orphans() {
 bool ImportTables::is_named(std::int64_t evid) const {
   const long record = event_of(evid);
   if (record < 0) return false;
-  if (named_evids_.first(static_cast<std::uint64_t>(evid)) >= 0) return true;
+  if (named_evids_.first(evid) >= 0) return true;
   const db::TextColumn name(rows(kEvent).layout(), "evname");
   return !name.is_null(text_of(name, rows(kEvent).row(record)));
 }

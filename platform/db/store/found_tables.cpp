@@ -5,12 +5,12 @@
 
 #include <algorithm>
 #include <cctype>
-#include <filesystem>
-#include <system_error>
+#include <string_view>
 #include <vector>
 
 #include "platform/db/store/internal/layout_fit.h"
 #include "platform/stock/files.h"
+#include "platform/stock/folder.h"
 
 namespace ksutil::db {
 namespace {
@@ -84,16 +84,14 @@ std::string database_of_table_file(const std::string &path) {
 }
 
 std::string misspelled_table_file(const std::string &name) {
-  namespace fs = std::filesystem;
-  const fs::path path(name);
-  const std::string begin = path.filename().string() + ".";
-  std::error_code error;
-  fs::directory_iterator entry(path.has_parent_path() ? path.parent_path() : ".",
-                               error);
-  for (; !error && entry != fs::directory_iterator(); entry.increment(error)) {
-    const std::string file = entry->path().filename().string();
+  const std::size_t slash = name.rfind('/');
+  const std::size_t base = slash == name.npos ? 0 : slash + 1;
+  const std::string begin = name.substr(base) + ".";
+  FolderNames names(name.substr(0, base));
+  while (const char *const next = names.next()) {
+    const std::string_view file = next;
     if (!file.starts_with(begin)) continue;
-    const std::string table = file.substr(begin.size()), lower = lower_case(table);
+    const std::string table(file.substr(begin.size())), lower = lower_case(table);
     if (table != lower && is_known_table(lower) && !is_file(name + "." + lower)) {
       return name + "." + table;
     }
