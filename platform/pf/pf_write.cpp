@@ -1,13 +1,15 @@
 #include "platform/pf/shared/pf_write.h"
 
+#include "platform/pf/shared/pf_parse.h"
 #include "platform/stock/text.h"
 
 namespace ksutil {
 namespace {
 
+/* A byte order mark at the beginning of a text would be dropped by its reader. */
 bool needs_quotes(std::string_view text, std::string_view special) {
-  return text.empty() || text.front() == '&' || trimmed(text) != text ||
-         text.find_first_of(special) != text.npos;
+  return text.empty() || !byte_order_mark(text).empty() || text.front() == '&' ||
+         trimmed(text) != text || text.find_first_of(special) != text.npos;
 }
 
 void append_quoted(std::string &out, std::string_view text) {

@@ -8,6 +8,7 @@
 #include <dlfcn.h>
 #include <fcntl.h>
 #include <pthread.h>
+#include <signal.h>
 #include <stdarg.h>
 #include <sys/file.h>
 #include <sys/mman.h>
@@ -51,6 +52,12 @@ Function *behind(const char *name) {
     return found;                                              \
   }())
 
+/* With KSUTIL_FAULT_TRAP in the environment a debugger stops where a call fails. */
+void trap() {
+  static const bool wanted = std::getenv("KSUTIL_FAULT_TRAP") != nullptr;
+  if (wanted) raise(SIGTRAP);
+}
+
 /* Counts a call; true with errno set when it is to fail.  *shorter becomes true
  * instead when it is to transfer less than asked. */
 bool strikes(Kind kind, bool *shorter = nullptr) {
@@ -78,6 +85,7 @@ bool strikes(Kind kind, bool *shorter = nullptr) {
       break;
   }
   ++counts->strikes;
+  trap();
   errno = plan.error;
   return true;
 }

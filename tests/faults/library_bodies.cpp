@@ -145,6 +145,7 @@ std::string channels() {
   if (ksscv_get(view.get(), 0, KSSCV_ENVELOPE, 0, &data) != 0) return "";
   const int state = data->state;
   ksscv_free_data(data);
+  if (state == KSSCV_ERROR) throw "a channel in error";
   return state == KSSCV_COMPLETE ? "complete" : "";
 }
 

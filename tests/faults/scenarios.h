@@ -9,13 +9,21 @@
 
 namespace faults {
 
+/* What a run with exit code 1 leaves. */
+enum class Promise {
+  kEachFile,  // each file as it was, or as a run without faults leaves it
+  kOneStep,   // all files but `lastid` as they were, or all as without faults
+  kPartial,   // a result that lacks what could not be read, and says so
+  kHistory,   // a history file that shows what it did, or what it does without faults
+  kPicture  // as kEachFile; drawing takes long, and does without the settings of fonts
+};
+
 struct Scenario {
   std::string name;
   std::vector<std::string> files;  // of the sources, that the command finds
   std::vector<Arguments> before;   // what is run first, without faults
   Arguments command;
-  bool in_one_step = false;  // a failure leaves all files but `lastid` as they were
-  bool slow = false;         // draws a picture: left out of short runs
+  Promise promise = Promise::kEachFile;
 };
 
 const std::vector<Scenario> &scenarios();

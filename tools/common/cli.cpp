@@ -1,10 +1,14 @@
 #include "tools/common/cli.h"
 
+#include <cxxabi.h>
+
 #include <algorithm>
 #include <csignal>
 #include <cstdio>
+#include <cstdlib>
 #include <exception>
 #include <new>
+#include <typeinfo>
 
 #include "core/version.h"
 #include "tools/common/completion.h"
@@ -56,6 +60,14 @@ int end_parsing(const CLI::App &app, const CLI::ParseError &error) {
   return kUsage;
 }
 
+/* Memory can be short where no exception may pass, as in a destructor that allocates. */
+[[noreturn]] void end_without_exception() {
+  const std::type_info *const thrown = abi::__cxa_current_exception_type();
+  if (thrown == nullptr || *thrown != typeid(std::bad_alloc)) std::abort();
+  complain_of_memory();
+  std::_Exit(kFailure);
+}
+
 int run_action(const Action &action) {
   int result = kFailure;
   try {
@@ -98,6 +110,7 @@ int run_program(const Program &program, int argc, char **argv) {
   /* Without this, a write beyond the file-size limit of the process would end it; now
    * the write fails with a message. */
   std::signal(SIGXFSZ, SIG_IGN);
+  std::set_terminate(end_without_exception);
   CLI::App app(program.description, program.name);
   app.footer(program_footer(program));
   app.formatter(std::make_shared<HelpFormatter>());

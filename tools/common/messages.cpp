@@ -91,6 +91,7 @@ std::vector<std::string> register_causes(std::string_view text) {
 
 bool anything_registered() {
   const MallocPtr<char> text(elog_string(0));
+  if (text == nullptr) complain_of_memory();
   return text == nullptr || *text.get() != '\0';
 }
 

@@ -95,7 +95,8 @@ ChannelSet::ChannelSet(const Selection &selection, const char *mode)
 
 int ChannelSet::report() const {
   const long unusable = ksdsseis_unusable(set_);
-  if (unusable <= 0) return kOk;
+  /* Tables that cannot be read count as missing; their messages tell. */
+  if (unusable <= 0) return anything_registered() ? kFailure : kOk;
   complain(std::to_string(unusable) + (unusable == 1 ? " row" : " rows") +
            " of wfdisc cannot be used; see 'ksdb verify " + name_ + "'");
   return kFailure;

@@ -62,8 +62,7 @@ bool EventSource::prepare(std::string &problem) {
     filter_.emplace(event, tables_.origin.layout());
     if (!filter_->compile(selection_.where, problem)) return false;
   }
-  find_doubled_names();
-  order_events();
+  order_events(find_doubled_names());
   return true;
 }
 
@@ -75,8 +74,10 @@ std::string_view EventSource::usable(const ExportTable &table, std::int64_t reco
   return row;
 }
 
-/* Sorts the events by the times of their preferred origins, else of their first ones. */
-void EventSource::order_events() {
+/* Sorts the events by the times of their preferred origins, else of their first ones.
+ * `unnamed` rows of event could not be read before; those that can be read now have lost
+ * their names. */
+void EventSource::order_events(std::int64_t unnamed) {
   const ElogScope quiet;
   std::vector<std::int64_t> missing = selection_.evids;
   std::sort(missing.begin(), missing.end());
@@ -85,6 +86,7 @@ void EventSource::order_events() {
   for (long record = 0; record < tables_.event.count(); record++) {
     const std::string_view row = tables_.event.row(record);
     std::int64_t evid = -1, prefor = -1;
+    if (row.empty()) unnamed--;
     if (row.empty() || !evid_.read(row, evid) || evid < 0) {
       faults_.events++;
       continue;
@@ -117,15 +119,19 @@ void EventSource::order_events() {
   std::sort(order_.begin(), order_.end(), [](const Place &a, const Place &b) {
     return a.time != b.time ? a.time < b.time : a.row < b.row;
   });
+  if (unnamed > 0) faults_.rows += unnamed;
 }
 
-/* Notes the names by which an import would know events: those without a public id. */
-void EventSource::find_doubled_names() {
+/* Notes the names by which an import would know events: those without a public id.
+ * Returns how many rows could not be read. */
+std::int64_t EventSource::find_doubled_names() {
   const ElogScope quiet;
+  std::int64_t unread = 0;
   for (long record = 0; record < tables_.event.count(); record++) {
     const std::string_view row = tables_.event.row(record);
     std::string_view name;
     std::int64_t evid = -1;
+    if (row.empty()) unread++;
     if (row.empty() || !evname_.read(row, name) || evname_.is_null(name) ||
         !evid_.read(row, evid) || !tables_.ids.find("evid", evid).empty()) {
       continue;
@@ -133,6 +139,7 @@ void EventSource::find_doubled_names() {
     names_.add(hash_of(name), record);
   }
   names_.settle();
+  return unread;
 }
 
 std::string EventSource::id_of(const char *field, std::int64_t id) {

@@ -71,8 +71,8 @@ class EventSource {
 
   EventSource(db::DatabaseStore &store, const EventSelection &selection);
   bool prepare(std::string &problem);
-  void order_events();
-  void find_doubled_names();
+  void order_events(std::int64_t unnamed);
+  std::int64_t find_doubled_names();
   bool read_event(std::int64_t record, Event &event);
   void read_origin(std::int64_t record, Event &event);
   void read_parts(std::size_t index, Event &event);

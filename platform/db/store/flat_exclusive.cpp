@@ -94,7 +94,10 @@ bool FlatExclusive::open_locked() {
     if (opened == Opened::kFailed) return false;
     if (opened == Opened::kGone) continue;
     if (!table_.look()) return false;
-    if (holds_table()) return true;
+    if (holds_table()) {
+      remove_leftover();
+      return true;
+    }
   }
   return handle_ ? fail(0, "The file is replaced again and again")
                  : fail(1, "Cannot open for writing");

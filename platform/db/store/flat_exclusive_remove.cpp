@@ -47,6 +47,12 @@ class Unlinker {
 
 }  // namespace
 
+void FlatExclusive::remove_leftover() {
+  if (std::exchange(table_.leftover_removed_, true)) return;
+  const std::string path = real_path(table_.file_.path);
+  if (!path.empty()) ::unlink(name_beside(path).c_str());
+}
+
 /* Copies the whole records of the locked file, except those of the list. */
 bool FlatExclusive::copy_without(const std::vector<long> &records, int to) {
   const auto length = static_cast<off_t>(table_.record_length());
@@ -82,8 +88,8 @@ bool FlatExclusive::remove(const std::vector<long> &records) {
   if (path.empty() || ::fstat(handle_.get(), &before) != 0) {
     return fail(1, "Cannot look at the file");
   }
-  /* The file is there already, left by a process that died: its lock is free. */
   const std::string beside = name_beside(path);
+  /* A process may have been killed since remove_leftover. */
   ::unlink(beside.c_str());
   FileHandle fresh =
       open_file(beside, O_RDWR | O_CREAT | O_EXCL, before.st_mode & 0777);

@@ -51,6 +51,9 @@ class FlatExclusive final : public TableStore::Exclusive, public RowRemoval {
   bool holds_table() const;
   bool still_at_path() const;
   bool lost();
+  /* Removes the new file of a process that was killed while it removed rows.  The lock of
+   * the table is held: no living process has such a file. */
+  void remove_leftover();
   /* Brings the table up to date and completes the last record of the file. */
   bool prepare();
   bool repair_end();

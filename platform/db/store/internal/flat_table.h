@@ -88,6 +88,7 @@ class FlatTable final : public TableStore {
   bool own_changes_ = false;
   long changed_from_ = 0, changed_to_ = 0;
   FlatExclusive *running_ = nullptr;  // set while exclusively() runs
+  bool leftover_removed_ = false;     // of a removal of rows that was killed
 };
 
 }  // namespace ksutil::db
