@@ -99,19 +99,19 @@ inline std::vector<std::string> rows_of(TableStore &table) {
 
 inline long append(TableStore &table, const std::string &row) {
   long record = -1;
-  table.exclusively([&](TableStore::Exclusive &rows) {
+  const bool made = table.exclusively([&](TableStore::Exclusive &rows) {
     record = rows.append(row);
     return record >= 0;
   });
-  return record;
+  return made ? record : -1;
 }
 inline long append_all(TableStore &table, const std::string &many) {
   long record = -1;
-  table.exclusively([&](TableStore::Exclusive &rows) {
+  const bool made = table.exclusively([&](TableStore::Exclusive &rows) {
     record = rows.append_all(many);
     return record >= 0;
   });
-  return record;
+  return made ? record : -1;
 }
 inline bool overwrite(TableStore &table, long record, const std::string &row) {
   return table.exclusively(

@@ -294,7 +294,7 @@ TEST_P(StoreRows, MoreRowsThanTheBudgetOfBlocksAreAllRead) {
   const auto rows = reader->table("origin")->snapshot();
   ASSERT_EQ(rows->count(), 30000);
   std::mt19937 random(3);
-  for (int i = 0; i < 3000; i++) {
+  for (int i = 0; i < 300; i++) {
     const auto record = static_cast<long>(random() % 30000);
     ASSERT_EQ(rows->row(record), origin_row(record, 1.0)) << taken_messages();
   }
