@@ -8,6 +8,8 @@
 namespace ksutil::tools {
 
 Command info_command();
+Command create_command();
+Command copy_command();
 Command list_command();
 Command subset_command();
 Command sort_command();

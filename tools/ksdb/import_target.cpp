@@ -69,6 +69,19 @@ bool ImportTarget::open(const std::string &name, const std::string &schema,
   return store_ != nullptr;
 }
 
+bool ImportTarget::open_or_make(const db::StoreDescriptor &descriptor) {
+  const std::string &name = descriptor.name;
+  if (!is_there(name, descriptor.schema)) {
+    if (!db::create_database(descriptor)) return false;
+    made_ = name;
+  } else if (!descriptor.connection.empty()) {
+    complain(name + " is there already; --store is for a new database");
+    return false;
+  }
+  store_ = db::open_store(name, "r+", kBlockBytes);
+  return store_ != nullptr;
+}
+
 /* Removes only the descriptor and tables without rows, never a file that holds data. */
 ImportTarget::~ImportTarget() {
   if (made_.empty()) return;

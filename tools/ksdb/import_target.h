@@ -7,6 +7,7 @@
 #include <string>
 
 #include "platform/db/store.h"
+#include "platform/db/store_plugin.h"
 
 namespace ksutil::tools {
 
@@ -20,6 +21,9 @@ class ImportTarget {
   /* Opens a database.  One that does not exist is made when `schema` names its schema;
    * a dry run then uses a database in memory.  False after a message. */
   bool open(const std::string &name, const std::string &schema, bool dry_run);
+  /* The same for a copy: makes a database that does not exist, in the store that the
+   * descriptor names; complains of one that exists where a server is asked for. */
+  bool open_or_make(const db::StoreDescriptor &descriptor);
   db::DatabaseStore &store() { return *store_; }
 
   /* Keeps the database: the import has succeeded. */

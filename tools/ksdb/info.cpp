@@ -30,8 +30,8 @@ int info(const InfoOptions &options) {
   const std::shared_ptr<const db::Schema> schema = store->schema();
 
   if (options.form == Form::kText) {
-    std::printf("database  %s\nschema    %s\n\n", store->name().c_str(),
-                schema->name().c_str());
+    std::printf("database  %s\nschema    %s\nstore     %s\n\n", store->name().c_str(),
+                schema->name().c_str(), store->description().c_str());
   }
   Rows rows({{"table"},
              {"rows", true, true},

@@ -8,12 +8,13 @@ int main(int argc, char **argv) {
       [] {
         return Program{
             "ksdb",
-            "Looks at flat-file event databases, checks, fills and edits them.",
-            {info_command(), list_command(), subset_command(), sort_command(),
-             join_command(), group_command(), plot_command(), schema_command(),
-             verify_command(), nextid_command(), import_command(), add_command(),
-             set_command(), delete_command(), prefer_command(), dedup_command(),
-             export_command(), formats_command(), follow_command()},
+            "Looks at event databases, checks, fills, copies and edits them.",
+            {info_command(),   list_command(),   subset_command(), sort_command(),
+             join_command(),   group_command(),  plot_command(),   schema_command(),
+             verify_command(), create_command(), copy_command(),   nextid_command(),
+             import_command(), add_command(),    set_command(),    delete_command(),
+             prefer_command(), dedup_command(),  export_command(), formats_command(),
+             follow_command()},
             ""};
       },
       argc, argv);
