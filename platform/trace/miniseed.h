@@ -70,7 +70,8 @@ KSUTIL_API bool miniseed_record_at(const std::string &path, std::int64_t foff,
                                    MiniseedPiece &record);
 
 /* Whether a file begins like miniSEED or a SEED volume: `head` holds its first bytes, 512
- * or all of them. */
+ * or all of them.  More of them, some records, show a file whose first record is damaged,
+ * too. */
 KSUTIL_API bool miniseed_recognise(std::string_view head);
 
 /* The name of an encoding, such as "STEIM2"; "unknown" for others. */

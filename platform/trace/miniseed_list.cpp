@@ -200,6 +200,29 @@ bool miniseed_list(const std::string &path, MiniseedContents &contents) {
   return at_boundary(kSelf, [&] { return list(path, contents); });
 }
 
+namespace {
+
+/* Whether a record with blockette 1000 begins where one could after a damaged beginning, and
+ * another follows it as far as `head` reaches. */
+bool record_follows(std::string_view head) {
+  constexpr std::size_t kShortest = 128;
+  for (std::size_t at = kShortest; at < head.size(); at += kShortest) {
+    MiniseedRecord record, next;
+    if (!parse_miniseed(head.data() + at, head.size() - at, record) ||
+        !record.has_length || !record.has_samples()) {
+      continue;
+    }
+    const std::size_t end = at + record.length;
+    if (end + kShortest > head.size() ||
+        parse_miniseed(head.data() + end, head.size() - end, next)) {
+      return true;
+    }
+  }
+  return false;
+}
+
+}  // namespace
+
 bool miniseed_recognise(std::string_view head) {
   MiniseedRecord record;
   if (parse_miniseed(head.data(), head.size(), record)) return true;
@@ -207,6 +230,7 @@ bool miniseed_recognise(std::string_view head) {
    * begins with the number of a blockette, or a record of blanks. */
   constexpr std::size_t kBlank = 48;
   const auto is_digit = [](char c) { return c >= '0' && c <= '9'; };
+  if (record_follows(head)) return true;
   if (head.size() < kBlank || !std::all_of(head.begin(), head.begin() + 6, is_digit)) {
     return false;
   }

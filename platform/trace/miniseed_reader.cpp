@@ -67,6 +67,46 @@ class Chain {
   std::vector<MiniseedWaypoint> waypoints_;
 };
 
+/* The records of a channel, as far as their order needs them: 32 bytes each, up to kMost. */
+class RecordsByTime {
+ public:
+  static constexpr std::size_t kMost = std::size_t{1} << 20;
+
+  void add(const MiniseedRecord &record) {
+    if (overflowed_) return;
+    if (records_.size() < kMost) {
+      records_.push_back({record.time, record.samprate, record.offset, record.nsamp});
+    } else {
+      overflowed_ = true;
+      records_ = {};
+    }
+  }
+  bool overflowed() const { return overflowed_; }
+
+  /* Offers them by their times, in the order of the file those of one time. */
+  void offer_to(Chain &chain) {
+    std::stable_sort(records_.begin(), records_.end(),
+                     [](const Seen &a, const Seen &b) { return a.time < b.time; });
+    for (std::size_t i = 0; i < records_.size() && !chain.done(); ++i) {
+      MiniseedRecord record;
+      record.time = records_[i].time;
+      record.samprate = records_[i].samprate;
+      record.offset = records_[i].offset;
+      record.nsamp = records_[i].nsamp;
+      chain.offer(record);
+    }
+  }
+
+ private:
+  struct Seen {
+    double time, samprate;
+    std::int64_t offset;
+    int nsamp;
+  };
+  std::vector<Seen> records_;
+  bool overflowed_ = false;
+};
+
 /* The channel that a run belongs to. */
 struct Channel {
   MiniseedRecord record;
@@ -134,13 +174,13 @@ bool find_links(const char *who, MiniseedWalker &walker, const MiniseedRun &run,
     chain = Chain(run.time, first, count);
   }
   walker.start_at(run.foff + channel.record.length);
-  std::vector<MiniseedRecord> seen;
+  RecordsByTime seen;
   MiniseedRecord record = channel.record;
   for (auto got = MiniseedWalker::Got::kRecord; got != MiniseedWalker::Got::kEnd;
        got = walker.next(record)) {
     if (got == MiniseedWalker::Got::kFailed) return false;
     if (!channel.has(record)) continue;
-    seen.push_back(record);
+    seen.add(record);
     chain.offer(record);
     if (chain.done()) {
       if (known) keep_waypoints(key, chain.waypoints());
@@ -148,14 +188,18 @@ bool find_links(const char *who, MiniseedWalker &walker, const MiniseedRun &run,
       return true;
     }
   }
-  std::stable_sort(
-      seen.begin(), seen.end(),
-      [](const MiniseedRecord &a, const MiniseedRecord &b) { return a.time < b.time; });
+  if (seen.overflowed()) {
+    return fail(who, "%s has more than %zu records of a segment that are out of order",
+                run.path.c_str(), RecordsByTime::kMost);
+  }
   Chain sorted(run.time, first, count);
-  for (std::size_t i = 0; i < seen.size() && !sorted.done(); ++i) sorted.offer(seen[i]);
+  seen.offer_to(sorted);
   if (sorted.done()) {
     links = sorted.links();
-    return true;
+    /* What is needed to decode them was not kept. */
+    return std::all_of(links.begin(), links.end(), [&](Chain::Link &link) {
+      return first_record(who, walker, run.path, link.record.offset, link.record);
+    });
   }
   return fail(who, "%s holds %lld samples of the segment at byte %lld, wanted are %lld",
               run.path.c_str(), static_cast<long long>(sorted.length()),
