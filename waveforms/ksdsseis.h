@@ -6,7 +6,7 @@
  * Metadata that is missing is not an error: fields keep their nulls, and the description of
  * the channel says what was missing.
  * Times are those of wfdisc, as recorded.  A clock that is known to be wrong has its correction
- * in tshift of the description: true time = recorded time + tshift.  It is not applied, so
+ * in tshift of the description: true time = recorded time + tshift.  It is not applied (kswave --correct-clock does that), so
  * that samples, windows, arrivals that were picked on the same records, views (ksscv.h) and
  * the rows of files written agree.
  * Ownership: ksdsseis_close frees a data set with the descriptions that it has handed out.
@@ -157,7 +157,7 @@ KSUTIL_API int ksdsseis_write_sac(ksdsseis *set, int channel, const char *dir,
  * db                    a database open for writing, which may be that of the data set: its
  *                       table wfdisc receives a row for each stretch without gaps and of one
  *                       calibration, with the codes sta and chan, calib, calper and segtype
- *                       of the rows read.  dbinvalid(): no rows
+ *                       of the rows read, and the chanid of its table sitechan.  dbinvalid(): no rows
  * replace               as for ksdsseis_write_sac; with rows only 0
  * A file has all stretches of a channel and is named NET.STA.LOC.CHAN.YYYYDDD.hhmmss.mmm.mseed
  * by its first sample.  Samples are counts (Steim 2, records of 512 bytes) in stretches of
@@ -184,6 +184,20 @@ KSUTIL_API int ksdsseis_write_vector(ksdsseis *set, int channel, const char *tag
                                      const char *type, const char *format,
                                      const char *dir, Dbptr origin, int replace,
                                      Tbl **paths);
+
+/* Writes a vector made of several channels of a station, such as one of radial motion, as
+ * ksdsseis_write_vector does.
+ *
+ * channel      one of them, whose codes and place the files have
+ * component    takes the place of the third letter of the channel codes, or of the last of
+ *              a shorter code: 'R' makes BHR of BHE
+ * hang, vang   of the component, degrees clockwise from north and from upward; -1: unknown
+ * The number of files, or -1, also for a component that is not a letter or a digit. */
+KSUTIL_API int ksdsseis_write_component(ksdsseis *set, int channel, const char *tag,
+                                        char component, double hang, double vang,
+                                        const char *type, const char *format,
+                                        const char *dir, Dbptr origin, int replace,
+                                        Tbl **paths);
 
 /* -- Responses and transforms --
  *

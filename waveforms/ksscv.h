@@ -46,7 +46,12 @@
  * Threads: all functions of a view may be called from any thread, also from its callback;
  * ksscv_close must be the last call on the view.  ksscv_open uses `db` during the call,
  * on the thread of that database; afterwards the view reads with a handle of its own.
- * ksscv_get_vector belongs to the thread that uses ksvector2. */
+ * ksscv_get_vector belongs to the thread that uses ksvector2.
+ *
+ * Fork: a view belongs to the process that opened it.  Its threads do not exist in a child
+ * process, where its lock may be held for ever: the child must not call any function with
+ * the view, ksscv_close included, and opens a view of its own after it has opened the
+ * database. */
 #ifndef KSUTIL_WAVEFORMS_KSSCV_H
 #define KSUTIL_WAVEFORMS_KSSCV_H
 
@@ -57,7 +62,7 @@
 /* A view. */
 struct ksscv;
 
-/* What a channel can be asked for. */
+/* The kinds of answers about a channel. */
 enum {
   KSSCV_ENVELOPE = 1,  // the least and the greatest sample of each column
   KSSCV_SAMPLES = 2    // every sample
@@ -209,7 +214,7 @@ KSUTIL_API ksvector2 *ksscv_get_vector(ksscv *view, int channel, int what,
                                        int calibrated, const char *name, char *tag,
                                        int *state);
 
-/* Sets the function that is told of changes; null: none.  Does not wait for a call of the
+/* Sets the function to call after changes; null: none.  Does not wait for a call of the
  * function before.  A channel that changed before is not reported again.  0 or -1. */
 KSUTIL_API int ksscv_set_callback(ksscv *view, ksscv_callback callback, void *context);
 

@@ -345,6 +345,12 @@ TEST_F(DataSet, MiniseedFilesHaveRowsOfTheirOwn) {
   add_waveform("ABC", "BHZ", kTime + 200.5, 10, -7, 1);
   std::filesystem::create_directories(folder_ / "to/seed");
   folder_.write("to/new", "schema css3.0\n");
+  folder_.write("to/new.sitechan", test::RowMaker("sitechan")
+                                       .set("sta", std::string("ABC"))
+                                       .set("chan", std::string("BHZ"))
+                                       .set("ondate", 2010001L)
+                                       .set("chanid", 17L)
+                                       .text());
   const std::string dir = folder_ / "to/seed";
   {
     const SetPtr set = open();
@@ -367,15 +373,17 @@ TEST_F(DataSet, MiniseedFilesHaveRowsOfTheirOwn) {
     for (const auto &[record, nsamp, calib] :
          {std::tuple(0L, 500L, 0.5), std::tuple(1L, 1000L, 0.25),
           std::tuple(2L, 10L, 0.25)}) {
-      long found = 0, wfid = 0;
+      long found = 0, wfid = 0, chanid = 0;
       double factor = 0;
       char place[64] = "";
-      ASSERT_EQ(dbgetv(to.at("wfdisc", record), "nsamp", &found, "calib", &factor,
-                       "wfid", &wfid, "dir", place, test::kEndOfArguments),
-                0);
+      ASSERT_EQ(
+          dbgetv(to.at("wfdisc", record), "nsamp", &found, "calib", &factor, "wfid",
+                 &wfid, "chanid", &chanid, "dir", place, test::kEndOfArguments),
+          0);
       EXPECT_EQ(found, nsamp);
       EXPECT_EQ(factor, calib);
       EXPECT_EQ(wfid, record + 1);
+      EXPECT_EQ(chanid, 17);
       EXPECT_STREQ(place, "seed");
     }
   }

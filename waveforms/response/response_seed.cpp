@@ -77,6 +77,16 @@ void translate(Line &line) {
   }
 }
 
+/* The fields in which the blockettes of filters have what all of them have; 0: none. */
+struct FilterFields {
+  int block, stage, input, output;
+  int zeros, poles;  // lengths of their lists
+};
+constexpr FilterFields kFilters[] = {{53, 4, 5, 6, 9, 14},
+                                     {54, 4, 5, 6, 7, 10},
+                                     {55, 3, 4, 5, 6, 0},
+                                     {61, 3, 6, 7, 8, 0}};
+
 /* "2003,071,00:00:00.0000"; false for "No Ending Time" and the like. */
 bool read_time(std::string_view text, double &time) {
   std::string date(text);
@@ -127,11 +137,10 @@ class SeedReader {
       case 52:
         return take_channel(line);
       case 53:
-        return take_poles(line);
       case 54:
-        return take_coefficients(line);
       case 55:
-        return take_table(line);
+      case 61:
+        return take_filter(line);
       case 57:
         return take_decimation(line);
       case 58:
@@ -139,8 +148,6 @@ class SeedReader {
       case 60:
         if (line.field != 4 || line.is_row) return true;
         return begin_stage(line, 60);
-      case 61:
-        return take_fir(line);
       case 62:
         return lines_.refuse("polynomial responses (blockette 62) are not understood");
       default:
@@ -201,41 +208,41 @@ class SeedReader {
     (input ? now_->stage.input_unit : now_->stage.output_unit) = unit;
   }
 
-  bool take_poles(const Line &line) {
-    if (line.field == 4) return begin_stage(line, 53) && hold_type();
-    if (line.field == 3) {
-      type_ = line.value.empty() ? ' ' : line.value.front();
-      /* In a dictionary blockette the stage is known before. */
-      return now_ == nullptr || now_->block != 60 || hold_type();
+  /* What the blockettes of filters share: stage, units and the lengths of their lists. */
+  bool take_filter(const Line &line) {
+    const FilterFields &fields = *std::find_if(
+        std::begin(kFilters), std::end(kFilters),
+        [&](const FilterFields &each) { return each.block == line.block; });
+    if (line.field == 3 && fields.stage != 3) return take_type(line);
+    if (line.field == fields.stage) {
+      return allows_type(line.block) && begin_stage(line, line.block) &&
+             hold_filter(line.block);
     }
     if (!in_stage()) return false;
-    double values[5];
-    switch (line.field) {
-      case 5:
-      case 6:
-        take_unit(line, line.field == 5);
-        return true;
-      case 7:
-        return number(line, now_->roots.a0);
-      case 8:
-        return number(line, now_->roots.a0_frequency);
-      case 9:
-        return count(line, now_->zeros);
-      case 14:
-        return count(line, now_->poles);
-      case 10:
-      case 15: {
-        auto &roots = line.field == 10 ? now_->roots.zeros : now_->roots.poles;
-        if (!row(line, 2, values)) return false;
-        roots.emplace_back(values[0], values[1]);
-        return true;
-      }
-      default:
-        return true;
+    if (line.field == fields.input || line.field == fields.output) {
+      take_unit(line, line.field == fields.input);
+      return true;
     }
+    if (line.field == fields.zeros) return count(line, now_->zeros);
+    if (fields.poles != 0 && line.field == fields.poles) {
+      return count(line, now_->poles);
+    }
+    return take_numbers(line);
   }
-  bool hold_type() {
-    if (!begin_filter(53)) return false;
+
+  /* The type of a transfer function; in a dictionary blockette the stage is known before. */
+  bool take_type(const Line &line) {
+    type_ = line.value.empty() ? ' ' : line.value.front();
+    if (now_ == nullptr || now_->block != 60) return true;
+    return allows_type(line.block) && hold_filter(line.block);
+  }
+  bool allows_type(int block) {
+    return block != 54 || type_ == 'D' ||
+           lines_.refuse("coefficients of an analog filter are not understood");
+  }
+  bool hold_filter(int block) {
+    if (!begin_filter(block)) return false;
+    if (block != 53) return true;
     using Domain = PoleZeroFilter::Domain;
     switch (type_) {
       case 'A':
@@ -252,90 +259,54 @@ class SeedReader {
     }
   }
 
-  bool take_coefficients(const Line &line) {
-    if (line.field == 4) {
-      if (type_ != 'D') {
-        return lines_.refuse("coefficients of an analog filter are not understood");
-      }
-      return begin_stage(line, 54) && begin_filter(54);
-    }
-    if (line.field == 3) {
-      type_ = line.value.empty() ? ' ' : line.value.front();
-      if (now_ == nullptr || now_->block != 60) return true;
-      return type_ == 'D'
-                 ? begin_filter(54)
-                 : lines_.refuse("coefficients of an analog filter are not understood");
-    }
-    if (!in_stage()) return false;
-    double values[5];
-    switch (line.field) {
-      case 5:
-      case 6:
-        take_unit(line, line.field == 5);
-        return true;
-      case 7:
-        return count(line, now_->zeros);
-      case 10:
-        return count(line, now_->poles);
-      case 8:
-      case 11: {
-        auto &list = line.field == 8 ? now_->coefficients.numerators
-                                     : now_->coefficients.denominators;
-        if (!row(line, 1, values)) return false;
-        list.push_back(values[0]);
-        return true;
-      }
-      default:
-        return true;
-    }
-  }
-
-  bool take_table(const Line &line) {
-    if (line.field == 3) return begin_stage(line, 55) && begin_filter(55);
-    if (!in_stage()) return false;
-    double values[5];
-    switch (line.field) {
-      case 4:
-      case 5:
-        take_unit(line, line.field == 4);
-        return true;
-      case 6:
-        return count(line, now_->zeros);
-      case 7: {
-        if (!row(line, 5, values)) return false;
-        auto &rows = now_->table.rows;
-        if (values[0] < 0.0 || (!rows.empty() && values[0] <= rows.back().frequency)) {
-          return lines_.refuse("frequencies do not ascend");
-        }
-        rows.push_back({values[0], values[1], values[3], values[2], values[4]});
-        return true;
-      }
-      default:
-        return true;
-    }
-  }
-
-  bool take_fir(const Line &line) {
-    if (line.field == 3) return begin_stage(line, 61) && begin_filter(61);
-    if (!in_stage()) return false;
-    double values[5];
-    switch (line.field) {
-      case 5:
+  /* The numbers of a filter. */
+  bool take_numbers(const Line &line) {
+    constexpr auto place = [](int block, int field) { return 100 * block + field; };
+    switch (place(line.block, line.field)) {
+      case place(53, 7):
+        return number(line, now_->roots.a0);
+      case place(53, 8):
+        return number(line, now_->roots.a0_frequency);
+      case place(53, 10):
+        return take_root(line, now_->roots.zeros);
+      case place(53, 15):
+        return take_root(line, now_->roots.poles);
+      case place(54, 8):
+      case place(61, 9):
+        return take_coefficient(line, now_->coefficients.numerators);
+      case place(54, 11):
+        return take_coefficient(line, now_->coefficients.denominators);
+      case place(55, 7):
+        return take_table_row(line);
+      case place(61, 5):
         now_->symmetry = line.value.empty() ? 'A' : line.value.front();
         return begin_filter(61);
-      case 6:
-      case 7:
-        take_unit(line, line.field == 6);
-        return true;
-      case 8:
-        return count(line, now_->zeros);
-      case 9:
-        if (!row(line, 1, values)) return false;
-        now_->coefficients.numerators.push_back(values[0]);
-        return true;
       default:
         return true;
     }
+  }
+  template <class Root>
+  bool take_root(const Line &line, std::vector<Root> &roots) {
+    double values[5];
+    if (!row(line, 2, values)) return false;
+    roots.emplace_back(values[0], values[1]);
+    return true;
+  }
+  bool take_coefficient(const Line &line, std::vector<double> &list) {
+    double values[5];
+    if (!row(line, 1, values)) return false;
+    list.push_back(values[0]);
+    return true;
+  }
+  bool take_table_row(const Line &line) {
+    double values[5];
+    if (!row(line, 5, values)) return false;
+    auto &rows = now_->table.rows;
+    if (values[0] < 0.0 || (!rows.empty() && values[0] <= rows.back().frequency)) {
+      return lines_.refuse("frequencies do not ascend");
+    }
+    rows.push_back({values[0], values[1], values[3], values[2], values[4]});
+    return true;
   }
 
   bool take_decimation(const Line &line) {

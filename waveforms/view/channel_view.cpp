@@ -53,17 +53,21 @@ bool ChannelView::close() {
 
 void ChannelView::set_channels(std::vector<std::string> keys) {
   std::vector<Channel> fresh(keys.size());
-  for (std::size_t i = 0; i < keys.size(); i++) fresh[i].key = std::move(keys[i]);
+  std::unordered_map<std::string, std::vector<std::size_t>> by_key;
+  for (std::size_t i = 0; i < keys.size(); i++) {
+    by_key[keys[i]].push_back(i);
+    fresh[i].key = std::move(keys[i]);
+  }
   const Lock lock(mutex_);
   /* A channel that stays in the list keeps its rows. */
   for (Channel &channel : fresh) {
-    const auto old =
-        std::find_if(channels_.begin(), channels_.end(),
-                     [&](const Channel &other) { return other.key == channel.key; });
-    if (old != channels_.end()) channel = *old;
+    const auto old = by_key_.find(channel.key);
+    if (old != by_key_.end()) channel = channels_[old->second.front()];
   }
   channels_ = std::move(fresh);
+  by_key_ = std::move(by_key);
   list_number_++;
+  first_unknown_ = first_narrow_ = 0;
   dirty_.assign(channels_.size(), 0);
   any_dirty_ = false;
   replan();
@@ -72,6 +76,7 @@ void ChannelView::set_channels(std::vector<std::string> keys) {
 void ChannelView::set_window(const Window &window) {
   const Lock lock(mutex_);
   window_ = window;
+  first_unknown_ = first_narrow_ = 0;
   for (Channel &channel : channels_) {
     channel.samples_planned = channel.samples_asked;
     channel.samples_asked = false;
@@ -103,13 +108,14 @@ std::unique_ptr<Answer> ChannelView::get(int number, int what, bool calibrated) 
     channel.samples_asked = true;
     if (!channel.samples_planned) {
       channel.samples_planned = true;
-      replan();
+      plan_soon();
     }
   } else {
     envelope.emplace(window, calibrated);
   }
   const bool refused = channel.refused || (series && channel.samples_refused);
   coming = !channel.knows(window) && table_error_.empty();
+  if (coming) channel.said_unknown = true;
   for (auto piece = first_piece(channel.pieces, window.tstart);
        piece != channel.pieces.end(); ++piece) {
     CachedSegment &segment = *piece->segment;

@@ -28,7 +28,26 @@ std::string ChannelView::too_small() const {
          " bytes is too small for this window";
 }
 
+void ChannelView::plan_soon() {
+  constexpr std::size_t kFewChannels = 256;  // that are planned in no time
+  plan_due_ = true;
+  if (channels_.size() <= kFewChannels || Clock::now() >= next_plan_) return replan();
+  reader_work_.notify_one();
+  table_work_.notify_one();
+}
+
 void ChannelView::replan() {
+  const Clock::time_point begin = Clock::now();
+  plan_due_ = true;  // until the end: memory may be short
+  make_plan();
+  plan_due_ = false;
+  /* Plans take a fifth of the time at most. */
+  next_plan_ = Clock::now() + 4 * (Clock::now() - begin);
+  reader_work_.notify_all();
+  table_work_.notify_one();
+}
+
+void ChannelView::make_plan() {
   plan_++;
   cache_.set_plan(plan_);
   cursor_ = {};
@@ -64,8 +83,6 @@ void ChannelView::replan() {
     }
     mark_wants(ahead_, &CachedSegment::ahead);
   }
-  reader_work_.notify_all();
-  table_work_.notify_one();
 }
 
 bool ChannelView::plan_channel(const Channel &channel, bool with_samples, double from,
@@ -113,8 +130,9 @@ void ChannelView::mark_wants(std::vector<Range> &ranges, Want CachedSegment::*wa
 bool ChannelView::window_settled() const {
   if (look_asked_ || looking_ || reading_now_ > 0 || cursor_.phase == 0) return false;
   if (!table_error_.empty()) return true;
-  for (const Channel &channel : channels_) {
-    if (!channel.knows(*window_)) return false;
+  if (plan_due_) return false;
+  for (std::size_t i = first_unknown_; i < channels_.size(); i++) {
+    if (!channels_[i].knows(*window_)) return false;
   }
   for (const Range &range : now_) {
     const std::int64_t end = std::min(range.end, range.segment->chunk_count());

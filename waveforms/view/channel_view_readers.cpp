@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <new>
 
 #include "platform/elog/elog.h"
@@ -33,12 +34,15 @@ void ChannelView::read_chunks() {
 void ChannelView::read_next() {
   Lock lock(mutex_);
   if (stop_) return;
+  if (plan_due_ && Clock::now() >= next_plan_) replan();
   Read read;
   if (!next_read(read)) {
-    if (next_retry_ == Clock::time_point::max()) {
+    const Clock::time_point next =
+        plan_due_ ? std::min(next_plan_, next_retry_) : next_retry_;
+    if (next == Clock::time_point::max()) {
       reader_work_.wait(lock);
     } else {
-      reader_work_.wait_until(lock, next_retry_);
+      reader_work_.wait_until(lock, next);
     }
     return;
   }

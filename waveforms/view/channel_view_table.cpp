@@ -79,6 +79,11 @@ void ChannelView::follow_once() {
     progress_.notify_all();
     return;
   }
+  if (plan_due_) {
+    replan();
+    progress_.notify_all();
+    return;
+  }
   if (next_look_ == Clock::time_point::max()) {
     table_work_.wait(lock);
   } else {
@@ -118,8 +123,8 @@ void ChannelView::look_at_table() try {
     mark_all_dirty();
   }
   counts_.rows = rows == nullptr ? 0 : rows->count();
-  for (Channel &channel : channels_) {
-    if (all || changed.contains(channel.key)) channel.stale = true;
+  for (std::size_t i = 0; i < channels_.size(); i++) {
+    if (all || changed.contains(channels_[i].key)) mark_stale(i);
   }
 } catch (const std::bad_alloc &) {
   const Lock lock(mutex_);
@@ -176,7 +181,14 @@ void ChannelView::look_at_files() {
     look_asked_ = true;  // at the files of the new channels
     return;
   }
-  for (const std::size_t channel : stale) channels_[channel].stale = true;
+  for (const std::size_t channel : stale) mark_stale(channel);
+}
+
+/* Has the rows of a channel looked up again. */
+void ChannelView::mark_stale(std::size_t channel) {
+  channels_[channel].stale = true;
+  first_unknown_ = std::min(first_unknown_, channel);
+  first_narrow_ = std::min(first_narrow_, channel);
 }
 
 bool ChannelView::next_work(Work &work) {
@@ -191,13 +203,13 @@ bool ChannelView::next_work(Work &work) {
     work.to = to;
     return true;
   };
-  for (std::size_t i = 0; i < channels_.size(); i++) {
+  for (std::size_t &i = first_unknown_; i < channels_.size(); i++) {
     if (!channels_[i].knows(window)) return set(i, window.tstart, window.tend);
   }
   if (options_.prefetch == 0) return false;
   /* Not with each step of a window that moves slowly. */
   const double half = 0.5 * window.length();
-  for (std::size_t i = 0; i < channels_.size(); i++) {
+  for (std::size_t &i = first_narrow_; i < channels_.size(); i++) {
     const Channel &channel = channels_[i];
     if (channel.known_from > window.tstart - half ||
         channel.known_to < window.tend + half) {
@@ -287,12 +299,13 @@ void ChannelView::apply(Work &work) {
   channel.known_from = work.from;
   channel.known_to = work.to;
   channel.stale = false;
-  if (changed || !knew || channel.pieces != old_pieces ||
+  const bool awaited = std::exchange(channel.said_unknown, false);
+  if (changed || !knew || awaited || channel.pieces != old_pieces ||
       channel.faults != old_faults) {
     mark_dirty(work.channel);
   }
   cache_.reserve(0, false);  // rows take room, too
-  replan();
+  plan_soon();
 }
 
 bool ChannelView::apply_row(const FreshRow &fresh, Channel &channel, bool &changed) {

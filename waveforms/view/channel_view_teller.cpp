@@ -33,10 +33,9 @@ void ChannelView::mark_dirty(std::size_t channel) {
 }
 
 void ChannelView::mark_dirty(const CachedSegment &segment) {
-  const std::string key = channel_key(segment.row.sta, segment.row.chan);
-  for (std::size_t i = 0; i < channels_.size(); i++) {
-    if (channels_[i].key == key) mark_dirty(i);
-  }
+  const auto found = by_key_.find(channel_key(segment.row.sta, segment.row.chan));
+  if (found == by_key_.end()) return;
+  for (const std::size_t channel : found->second) mark_dirty(channel);
 }
 
 void ChannelView::mark_all_dirty() {

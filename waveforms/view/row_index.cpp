@@ -63,13 +63,17 @@ bool RowIndex::add(const Columns &columns, const db::Snapshot &rows, long record
   return true;
 }
 
-void RowIndex::remove(const std::string &key, long record) {
+/* Takes rows away that ascend. */
+void RowIndex::remove(const std::string &key, const std::vector<long> &records) {
   const auto found = channels_.find(key);
   if (found == channels_.end()) return;
   Channel &channel = found->second;
-  channel.bad.erase(record);
+  const auto goes = [&](long record) {
+    return std::binary_search(records.begin(), records.end(), record);
+  };
+  std::erase_if(channel.bad, goes);
   std::erase_if(channel.entries,
-                [record](const Entry &entry) { return entry.record == record; });
+                [&](const Entry &entry) { return goes(entry.record); });
   channel.latest_end.clear();
   if (channel.entries.empty() && channel.bad.empty()) channels_.erase(found);
 }
@@ -91,6 +95,8 @@ bool RowIndex::follow(const std::shared_ptr<const db::Snapshot> &rows,
   if (changes.known) {
     const Columns old_columns(before->layout()), columns(rows->layout());
     std::string key;
+    /* By channel, so that its entries are gone through once. */
+    std::unordered_map<std::string, std::vector<long>> gone;
     for (const long record : changes.changed) {
       const std::string_view old_row = before->row(record);
       /* Without its old text it may have belonged to any channel. */
@@ -98,10 +104,13 @@ bool RowIndex::follow(const std::shared_ptr<const db::Snapshot> &rows,
         changes.known = false;
         break;
       }
-      if (old_columns.key(old_row, key)) {
-        remove(key, record);
-        changed.insert(key);
-      }
+      if (old_columns.key(old_row, key)) gone[key].push_back(record);
+    }
+    for (const auto &[name, records] : gone) {
+      remove(name, records);
+      changed.insert(name);
+    }
+    for (const long record : changes.changed) {
       if (add(columns, *rows, record, &key)) changed.insert(key);
     }
     from = changes.old_count;

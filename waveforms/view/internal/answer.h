@@ -38,7 +38,7 @@ struct Fault {
   bool operator==(const Fault &) const = default;
 };
 
-/* What a record of the public type owns. */
+/* The memory that a record of the public type owns. */
 struct Answer : ksscv_data {
   std::vector<double> first_values, second_values;
   std::vector<unsigned char> here_values;

@@ -39,7 +39,7 @@ struct Chunk {
   ChunkUses::iterator samples_use, fine_use;  // while samples, fine are held
 };
 
-/* What is needed of a chunk beside its coarse envelopes. */
+/* The parts of a chunk that are needed besides its coarse envelopes. */
 enum Need : unsigned { kCoarseOnly = 0, kFine = 1, kAllSamples = 2 };
 
 /* The chunks that a plan needs. */

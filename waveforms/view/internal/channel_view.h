@@ -8,7 +8,9 @@
  *
  * A plan (channel_view_planning.cpp) says which chunks the window needs.  Whenever the window,
  * the channels or the rows change a new plan replaces it, and readers go through the plan
- * from its beginning: there is no queue that could hold something nobody wants any more. */
+ * from its beginning: there is no queue that could hold something nobody wants any more.
+ * A plan costs time for each channel of the list, so that rows which are found one channel
+ * after the other share plans: see plan_soon(). */
 #ifndef KSUTIL_WAVEFORMS_VIEW_INTERNAL_CHANNEL_VIEW_H
 #define KSUTIL_WAVEFORMS_VIEW_INTERNAL_CHANNEL_VIEW_H
 
@@ -21,6 +23,7 @@
 #include <optional>
 #include <string>
 #include <thread>
+#include <unordered_map>
 #include <vector>
 
 #include "waveforms/ksscv.h"
@@ -45,6 +48,9 @@ struct Channel {
   double known_to = -std::numeric_limits<double>::infinity();
   bool stale = true;     // the rows are to be looked up again
   bool refused = false;  // the window does not fit into the cache
+  /* An answer said that rows are still to be looked up: the callback must follow, even when
+   * they turn out to be as before. */
+  bool said_unknown = false;
   bool samples_asked = false, samples_planned = false;
   bool samples_refused = false;  // the envelope fits, but not the samples
 
@@ -99,6 +105,9 @@ class ChannelView {
 
   // planning
   void replan();
+  /* Plans again, at once or, for long lists, within a few times the length of a plan. */
+  void plan_soon();
+  void make_plan();
   std::string too_small() const;
   bool plan_channel(const Channel &channel, bool samples, double from, double to,
                     std::vector<Range> &ranges, std::size_t &budget) const;
@@ -130,6 +139,7 @@ class ChannelView {
   void mark_dirty(std::size_t channel);
   void mark_dirty(const CachedSegment &segment);
   void mark_all_dirty();
+  void mark_stale(std::size_t channel);
 
   // of the table thread alone
   const Dbptr db_, table_;
@@ -147,10 +157,16 @@ class ChannelView {
   bool deleted_by_teller_ = false;
   SegmentCache cache_;
   std::vector<Channel> channels_;
+  std::unordered_map<std::string, std::vector<std::size_t>> by_key_;  // of channels_
   long list_number_ = 0;  // of the list of channels
+  /* Before the first, all channels know the window; before the second, its neighbours too.
+   * So a look for work costs nothing for the channels that are done. */
+  std::size_t first_unknown_ = 0, first_narrow_ = 0;
   std::optional<Window> window_;
 
   long plan_ = 0;
+  bool plan_due_ = false;             // what the plan was made for has changed
+  Clock::time_point next_plan_ = {};  // no earlier, unless it cannot wait
   std::vector<Range> now_, ahead_;
   Cursor cursor_;
   Clock::time_point next_retry_ = Clock::time_point::max();

@@ -1,4 +1,4 @@
-/* file_stamp: tells whether a waveform file has grown or has been replaced. */
+/* file_stamp: finds out whether a waveform file has grown or has been replaced. */
 #ifndef KSUTIL_WAVEFORMS_VIEW_INTERNAL_FILE_STAMP_H
 #define KSUTIL_WAVEFORMS_VIEW_INTERNAL_FILE_STAMP_H
 
@@ -11,11 +11,11 @@ namespace ksutil::scv {
 
 struct FileStamp {
   std::uint64_t device = 0, inode = 0;
-  std::int64_t birth = 0;  // ns; 0 where the file system does not tell
+  std::int64_t birth = 0;  // ns; 0 where the file system does not give it
   std::int64_t size = -1;  // bytes; -1: no file
   std::int64_t time = 0;   // of the last change, ns
   bool exists() const { return size >= 0; }
-  /* Inodes of removed files are soon used again: the birth tells them apart. */
+  /* Inodes of removed files are soon used again: the birth distinguishes them. */
   bool same_file(const FileStamp &other) const {
     return device == other.device && inode == other.inode && birth == other.birth;
   }

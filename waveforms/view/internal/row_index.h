@@ -50,7 +50,7 @@ class RowIndex {
 
   bool add(const Columns &columns, const db::Snapshot &rows, long record,
            std::string *key);
-  void remove(const std::string &key, long record);
+  void remove(const std::string &key, const std::vector<long> &records);
 
   std::shared_ptr<const db::Snapshot> rows_;
   std::unordered_map<std::string, Channel> channels_;
