@@ -206,6 +206,82 @@ TEST_F(Kswave, ExtractsGroundMotionWithItsUnit) {
   EXPECT_THAT(none.errors, HasSubstr("AA BHZ has no response file"));
 }
 
+/* The event is west of the station, so that radial motion is east and transverse motion
+ * south.  The clock of the vertical component was half a second slow. */
+TEST_F(Kswave, RotatesResamplesAndCorrectsTheClock) {
+  std::string wfdisc, sitechan;
+  long chanid = 1;
+  for (const auto &[chan, hang, vang, value] :
+       {std::tuple("BHE", 90.0, 90.0, 30), std::tuple("BHN", 0.0, 90.0, -20),
+        std::tuple("BHZ", 0.0, 0.0, 7)}) {
+    const std::string file = std::string(chan) + ".w";
+    std::string bytes;
+    for (int i = 0; i < 400; ++i) {
+      for (const int shift : {24, 16, 8, 0}) {
+        bytes += static_cast<char>(static_cast<std::uint32_t>(value) >> shift & 255);
+      }
+    }
+    folder_.write(file, bytes);
+    wfdisc += test::RowMaker("wfdisc")
+                  .set("sta", std::string("BB"))
+                  .set("chan", std::string(chan))
+                  .set("time", kOrigin)
+                  .set("nsamp", 400L)
+                  .set("samprate", 20.0)
+                  .set("datatype", std::string("s4"))
+                  .set("dir", std::string("."))
+                  .set("dfile", file)
+                  .set("foff", 0L)
+                  .text();
+    sitechan += test::RowMaker("sitechan")
+                    .set("sta", std::string("BB"))
+                    .set("chan", std::string(chan))
+                    .set("ondate", 2000001L)
+                    .set("chanid", chanid++)
+                    .set("hang", hang)
+                    .set("vang", vang)
+                    .text();
+  }
+  folder_.write("db.wfdisc", wfdisc);
+  folder_.write("db.sitechan", sitechan);
+  folder_.write("db.sensor", test::RowMaker("sensor")
+                                 .set("sta", std::string("BB"))
+                                 .set("chan", std::string("BHZ"))
+                                 .set("time", 0.0)
+                                 .set("tshift", 0.5)
+                                 .text());
+  const auto text_of = [&](const std::string &name) {
+    return read_text(folder_ / (name + ".2014133.165320.000.txt"));
+  };
+  EXPECT_EQ(run("get --rotate --evid 3 --samprate 10 --format text -q db").code, 0);
+  EXPECT_THAT(text_of("BB.BHR"), HasSubstr(" 10 Hz, counts\n"));
+  const std::string middle = "2014-05-13T16:53:30.000Z ";
+  const auto value_at = [&](const std::string &text) {
+    const std::size_t at = text.find(middle);
+    return at == text.npos ? NAN : std::stod(text.substr(at + middle.size()));
+  };
+  EXPECT_NEAR(value_at(text_of("BB.BHR")), 30.0, 0.01);
+  EXPECT_NEAR(value_at(text_of("BB.BHT")), 20.0, 0.01);
+  EXPECT_NEAR(value_at(text_of("BB.BHZ")), 7.0, 0.01);
+  EXPECT_EQ(run("get --rotate --seaz 270 -q db").code, 0);
+  KSSac *const kssac = kssac_read_from_file_kssac(
+      (folder_ / "BB.BHT.2014133.165320.000.sac").c_str(), nullptr, nullptr);
+  ASSERT_NE(kssac, nullptr);
+  double hang = 0, vang = 0, mean = 0;
+  kssac_gethdr_kssac(kssac, "CMPAZ", &hang, "CMPINC", &vang, "DEPMEN", &mean,
+                     test::kEndOfArguments);
+  kssac_free_kssac(kssac);
+  EXPECT_EQ(hang, 180.0);
+  EXPECT_EQ(vang, 90.0);
+  EXPECT_NEAR(mean, 20.0, 1e-4);
+  EXPECT_EQ(run("get --correct-clock --chan BHZ db").output,
+            "./BB.BHZ.2014133.165320.500.sac\n");
+  EXPECT_EQ(run("get --rotate db").code, 2);
+  const ProgramRun two = run("get --rotate --seaz 0 --chan BH[EN] db");
+  EXPECT_EQ(two.code, 1);
+  EXPECT_THAT(two.errors, HasSubstr("BB.BH has 2 components"));
+}
+
 /* A file that is gone: the other channels are written, and the exit code tells. */
 TEST_F(Kswave, DamageIsToldAndTheRestIsDone) {
   std::filesystem::remove(folder_ / "AA.w");

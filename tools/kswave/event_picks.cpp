@@ -65,6 +65,8 @@ void read_picks(const OpenDatabase &database, EventPicks &event) {
   }
 }
 
+bool has_place(double lat, double lon) { return lat != -999.0 && lon != -999.0; }
+
 }  // namespace
 
 void add_event_choice(CLI::App &command, EventChoice &choice) {
@@ -83,11 +85,17 @@ std::string EventPicks::title() const {
 }
 
 double EventPicks::distance(const ksdsseis_channel &channel) const {
-  if (lat == -999.0 || channel.lat == -999.0 || lon == -999.0 ||
-      channel.lon == -999.0) {
+  if (!has_place(lat, lon) || !has_place(channel.lat, channel.lon)) {
     return std::numeric_limits<double>::quiet_NaN();
   }
   return distance_degrees(lat, lon, channel.lat, channel.lon);
+}
+
+double EventPicks::azimuth(const ksdsseis_channel &channel) const {
+  if (!has_place(lat, lon) || !has_place(channel.lat, channel.lon)) {
+    return std::numeric_limits<double>::quiet_NaN();
+  }
+  return azimuth_degrees(channel.lat, channel.lon, lat, lon);
 }
 
 bool read_event(const OpenDatabase &database, const EventChoice &choice,

@@ -35,6 +35,8 @@ struct EventPicks {
   std::string title() const;
   /* Degrees from the event to a station; NaN without the places of both. */
   double distance(const ksdsseis_channel &channel) const;
+  /* Azimuth of the event at a station, degrees; NaN without the places of both. */
+  double azimuth(const ksdsseis_channel &channel) const;
 };
 
 /* Reads the preferred origin of an event, or an origin, and its picks; false with

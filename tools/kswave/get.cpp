@@ -1,15 +1,19 @@
 /* get: kswave get. */
 #include <unistd.h>
 
+#include <cmath>
 #include <cstdio>
 #include <filesystem>
 #include <map>
 #include <memory>
+#include <optional>
 #include <set>
 #include <string>
+#include <vector>
 
 #include "platform/elog/elog.h"
 #include "platform/stock/owners.h"
+#include "platform/stock/text.h"
 #include "platform/trace/trace.h"
 #include "platform/trace/waveform.h"
 #include "tools/common/cells.h"
@@ -18,6 +22,7 @@
 #include "tools/common/write_safely.h"
 #include "tools/kswave/commands.h"
 #include "tools/kswave/event_picks.h"
+#include "tools/kswave/rotation.h"
 #include "tools/kswave/selection.h"
 
 namespace ksutil::tools {
@@ -31,7 +36,8 @@ struct GetOptions {
   EventChoice event;
   GetFormat format = GetFormat::kSac;
   std::string directory = ".", into;
-  bool force = false, quiet = false;
+  bool rotate = false, force = false, quiet = false;
+  std::optional<double> seaz;
 };
 
 /* Writes the files of one run, each as a whole and none twice. */
@@ -44,12 +50,37 @@ class Extractor {
 
   bool write(int channel) {
     const Processing &processing = options_.processing;
-    const bool counts = processing.motion.empty() && processing.filter.empty();
-    if (options_.format != GetFormat::kText && counts) return write_counts(channel);
+    if (options_.format != GetFormat::kText && processing.none()) {
+      return write_counts(channel);
+    }
     const Series series(set_, channel, processing);
     if (!series.good()) return false;
-    return options_.format == GetFormat::kText ? write_text(channel, series)
-                                               : write_series(channel, series);
+    return options_.format == GetFormat::kText
+               ? write_text(channel_name(set_.channel(channel)), series.vector())
+               : write_series(channel, series);
+  }
+
+  /* Writes up, radial and transverse motion of three components. */
+  bool write(const Components &components) {
+    const double seaz = options_.seaz
+                            ? *options_.seaz
+                            : event_.azimuth(set_.channel(components.channels.front()));
+    if (std::isnan(seaz)) {
+      elog_log(0, "%s: the azimuth of the event is not known.\n",
+               components.name.c_str());
+      return false;
+    }
+    const Rotation rotation(set_, components, options_.processing, seaz);
+    if (!rotation.good()) return false;
+    for (const Rotation::Motion &motion : rotation.motions()) {
+      if (!(options_.format == GetFormat::kText
+                ? write_text(components.name + motion.component + components.behind,
+                             *ksvector2_get_vector(motion.tag))
+                : write_motion(components.channels.front(), motion))) {
+        return false;
+      }
+    }
+    return true;
   }
 
  private:
@@ -86,12 +117,20 @@ class Extractor {
     return say(count, list);
   }
 
-  bool write_text(int channel, const Series &series) {
-    const ksdsseis_channel &of = set_.channel(channel);
-    const std::string path =
-        (std::filesystem::path(options_.directory) /
-         waveform_file_name(channel_name(of), series.vector().time, "txt"))
-            .string();
+  bool write_motion(int channel, const Rotation::Motion &motion) const {
+    Tbl *list = nullptr;
+    const int count = ksdsseis_write_component(
+        set_.get(), channel, motion.tag, motion.component, motion.hang, motion.vang,
+        options_.processing.motion.c_str(),
+        options_.format == GetFormat::kSac ? "sac" : "mseed",
+        options_.directory.c_str(), event_.origin, options_.force ? 1 : 0, &list);
+    return say(count, list);
+  }
+
+  bool write_text(const std::string &name, const ksvector2 &vector) {
+    const std::string path = (std::filesystem::path(options_.directory) /
+                              waveform_file_name(name, vector.time, "txt"))
+                                 .string();
     if (!written_.insert(path).second) {
       elog_log(0, "%s is the file of another channel too.\n", path.c_str());
       return false;
@@ -101,23 +140,22 @@ class Extractor {
       return false;
     }
     const bool good = write_safely(path, [&](const std::string &beside) {
-      return write_lines(beside, of, series.vector());
+      return write_lines(beside, name, vector);
     });
     if (good) say(path);
     return good;
   }
 
   /* A line for each sample: time and value; gaps have none. */
-  bool write_lines(const std::string &path, const ksdsseis_channel &channel,
+  bool write_lines(const std::string &path, const std::string &name,
                    const ksvector2 &vector) const {
     std::FILE *const file = std::fopen(path.c_str(), "we");
     if (file == nullptr) {
       elog_log(1, "cannot make %s.\n", path.c_str());
       return false;
     }
-    std::string text = "# " + channel_name(channel) + " " +
-                       shortest_cell(channel.samprate) + " Hz, " +
-                       Series::unit(options_.processing) + "\n";
+    std::string text = "# " + name + " " + format_text("%.10g", 1.0 / vector.dt) +
+                       " Hz, " + Series::unit(options_.processing) + "\n";
     bool good = true;
     for (int i = 0; i < vector.npts && good; ++i) {
       const double value = vector.data[i];
@@ -145,11 +183,16 @@ class Extractor {
 };
 
 int get(const GetOptions &options) {
-  const bool counts =
-      options.processing.motion.empty() && options.processing.filter.empty();
   if (!options.into.empty() &&
-      (options.format != GetFormat::kMiniseed || options.force || !counts)) {
+      (options.format != GetFormat::kMiniseed || options.force || options.rotate ||
+       !options.processing.none())) {
     complain("--into goes with --format mseed, new files and unprocessed samples");
+    return kUsage;
+  }
+  if (options.rotate != (options.seaz || options.event.any()) &&
+      (options.rotate || options.seaz)) {
+    complain(options.rotate ? "--rotate needs --evid, --orid or --seaz"
+                            : "--seaz goes with --rotate");
     return kUsage;
   }
   const ChannelSet set(options.selection, "r");
@@ -165,9 +208,18 @@ int get(const GetOptions &options) {
   }
   int result = set.report();
   Extractor extractor(options, set, event, into.get());
-  Progress progress("channels", set.count(), options.quiet);
-  for (int i = 0; i < set.count(); ++i) {
-    const bool written = extractor.write(i);
+  std::vector<Components> stations;
+  if (options.rotate) stations = components_of(set);
+  const int count = options.rotate ? static_cast<int>(stations.size()) : set.count();
+  if (options.rotate && anything_registered()) {
+    print_register();
+    result = kFailure;
+  }
+  Progress progress(options.rotate ? "stations" : "channels", count, options.quiet);
+  for (int i = 0; i < count; ++i) {
+    const bool written = options.rotate
+                             ? extractor.write(stations[static_cast<std::size_t>(i)])
+                             : extractor.write(i);
     /* Also of segments that were passed over. */
     if (!written || anything_registered()) {
       progress.wipe();
@@ -194,6 +246,13 @@ void describe_get(CLI::App &command, GetOptions &options) {
                      "Database that receives rows of wfdisc for the miniSEED files");
   add_processing(command, options.processing);
   add_event_choice(command, options.event);
+  command.add_flag("--rotate", options.rotate,
+                   "Up, radial and transverse motion of each three components");
+  command
+      .add_option("--seaz", options.seaz,
+                  "Of --rotate: azimuth of the event at the stations, in degrees;\n"
+                  "without it that of the origin")
+      ->check(number_between(-360, 360));
   command.add_flag("--force", options.force, "Replace files that are there already");
   command.add_flag("-q,--quiet", options.quiet, "Do not print the names of the files");
 }

@@ -1,6 +1,7 @@
 #include "tools/kswave/selection.h"
 
 #include <cmath>
+#include <cstring>
 #include <limits>
 
 #include "platform/clock/clock.h"
@@ -130,6 +131,12 @@ void add_processing(CLI::App &command, Processing &processing) {
       .add_option("--water-level", processing.water_level,
                   "Of --motion: dB below the largest response; 0: none")
       ->check(number_between(0, 1000));
+  command
+      .add_option("--samprate", processing.samprate,
+                  "Resample to this rate in Hz, without aliasing")
+      ->check(number_between(1e-4, 1e5));
+  command.add_flag("--correct-clock", processing.correct_clock,
+                   "True times: add tshift of sensor to those of the records");
 }
 
 Series::Series(const ChannelSet &set, int channel, const Processing &processing) {
@@ -147,7 +154,20 @@ Series::Series(const ChannelSet &set, int channel, const Processing &processing)
       ksvector2_filter(tag_, filter[0], filter[1], processing.order, 0) != 0) {
     return;
   }
-  vector_ = ksvector2_get_vector(tag_);
+  if (processing.samprate > 0.0) {
+    char made[KS_TAG_SIZE] = "";
+    const std::string name = channel_name(set.channel(channel));
+    if (ksdsseis_resample(tag_, processing.samprate, name.c_str(), made) == nullptr) {
+      return;
+    }
+    ksvector2_free(tag_);
+    std::memcpy(tag_, made, sizeof made);
+  }
+  ksvector2 *const vector = ksvector2_get_vector(tag_);
+  if (vector != nullptr && processing.correct_clock) {
+    vector->time += set.channel(channel).tshift;
+  }
+  vector_ = vector;
 }
 
 std::string Series::unit(const Processing &processing) {

@@ -55,14 +55,22 @@ class ChannelSet {
 /* "NET.STA.LOC.CHAN" or "STA.CHAN". */
 std::string channel_name(const ksdsseis_channel &channel);
 
-/* What is done with samples before they are shown. */
+/* The processing of samples before they are shown. */
 struct Processing {
   std::string filter, corners, motion;
   int order = 4;
   double water_level = 60.0;
+  double samprate = 0.0;       // Hz; 0: as recorded
+  bool correct_clock = false;  // true times, by tshift of sensor
+
+  /* Whether samples and times stay as they are. */
+  bool none() const {
+    return filter.empty() && motion.empty() && samprate == 0.0 && !correct_clock;
+  }
 };
 
-/* --filter, --order, --motion, --corners and --water-level. */
+/* --filter, --order, --motion, --corners, --water-level, --samprate and
+ * --correct-clock. */
 void add_processing(CLI::App &command, Processing &processing);
 
 /* The samples of a channel as a vector that is freed at the end of the scope. */
