@@ -17,7 +17,7 @@
 
 namespace ksutil::exchange {
 
-/* The beginning of an input, looked at in the ways by which formats are told apart. */
+/* The beginning of an input, in the forms by which formats are recognised. */
 struct Beginning {
   std::string_view text;        // the first few thousand bytes at least
   std::string_view first_line;  // that is not blank, from its first character on
@@ -45,6 +45,11 @@ struct Format {
   /* Null: not written.  The sink must outlive the writer. */
   std::unique_ptr<Writer> (*open_writer)(TextSink &sink) = nullptr;
   std::span<const Mapping> mappings = {};
+  /* Whether each line holds one event, so that what was read is counted in lines. */
+  bool line_per_event = false;
+  /* Whether the text has an end of its own, without which its reader fails: a text that is
+   * cut off is never taken for a whole one. */
+  bool shows_its_end = false;
   /* The same for formats of stations, which have no reader or writer of events. */
   std::unique_ptr<StationReader> (*open_station_reader)(Input &input,
                                                         std::string &problem) = nullptr;
@@ -56,7 +61,7 @@ std::span<const Format *const> formats();
 /* The format of a word of --format; null for another word. */
 const Format *format_of_word(std::string_view word);
 
-/* What an input is. */
+/* The result of recognising an input. */
 struct Recognised {
   const Format *format = nullptr;  // null: not one of ours
   bool empty = false;

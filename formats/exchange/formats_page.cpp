@@ -45,7 +45,10 @@ std::string formats_page() {
   for (const Format *format : formats()) page += row_of(*format);
   page +=
       "\nValues without a place are counted, and named at the end of an import or an "
-      "export.\n";
+      "export.\n\n"
+      "`origin.grn` and `origin.srn`, the numbers of geographic and seismic regions, "
+      "stay null: no format gives them, and the library has no table of these "
+      "regions.\n";
   for (const Format *format : formats()) {
     if (format->mappings.empty()) continue;
     page += std::string("\n## ") + format->name + "\n\n| " + format->word +

@@ -16,15 +16,15 @@ class Reader {
   virtual ~Reader() = default;
 
   /* kRecord: `event` is the next one, with at least one origin.  kRefused: what stands at
-   * line() cannot be used, for the reason that problem() tells; reading may go on.
-   * kFailed: nothing more can be read; problem() tells. */
+   * line() cannot be used, for the reason in problem(); reading may go on.
+   * kFailed: nothing more can be read; see problem(). */
   enum class Got { kRecord, kRefused, kEnd, kFailed };
   virtual Got next(Event &event) = 0;
 
   virtual std::int64_t line() const = 0;
   virtual const std::string &problem() const = 0;
 
-  /* What the input has and no record has a place for, in the order of first sight. */
+  /* Values of the input that no record has a place for, in the order of first sight. */
   virtual std::vector<Unplaced> without_place() const { return {}; }
 };
 

@@ -21,13 +21,13 @@ class Writer {
  public:
   virtual ~Writer() = default;
 
-  /* What stands before the first event, an event, and what stands after the last one.
+  /* Write the beginning of the text, one event, and the end of the text.
    * false when the sink does not take it. */
   virtual bool begin() = 0;
   virtual bool put(const Event &event) = 0;
   virtual bool end() = 0;
 
-  /* What the events had and the format has no place for. */
+  /* Values of the events that the format has no place for. */
   virtual std::vector<Unplaced> without_place() const { return {}; }
 };
 

@@ -18,6 +18,7 @@ struct TableName {
   bool needed;
 };
 constexpr std::array<TableName, kTableCount> kNames{{{"lastid", true},
+                                                     {"network", false},
                                                      {"affiliation", false},
                                                      {"seedcode", false},
                                                      {"sitechan", true},
@@ -166,8 +167,11 @@ bool IndexTables::index_codes() {
   for (long row = 0; has(kAffiliation) && row < rows(kAffiliation).count(); row++) {
     const std::string_view record = rows(kAffiliation).row(row);
     if (record.empty()) continue;
-    networks_[{text_of(kAffiliation, "net", record),
-               text_of(kAffiliation, "sta", record)}] = true;
+    affiliated_[{text_of(kAffiliation, "net", record),
+                 text_of(kAffiliation, "sta", record)}] = true;
+  }
+  for (long row = 0; has(kNetwork) && row < rows(kNetwork).count(); row++) {
+    networks_.insert(text_of(kNetwork, "net", rows(kNetwork).row(row)));
   }
   for (long row = 0; has(kSeedcode) && row < rows(kSeedcode).count(); row++) {
     const std::string_view record = rows(kSeedcode).row(row);
@@ -222,7 +226,8 @@ bool IndexTables::fit(const ChannelCodes &codes, const Channel &channel) const {
   return fits(kWfdisc, "sta", channel.sta) && fits(kWfdisc, "chan", channel.chan) &&
          fits(kSeedcode, "seedsta", codes.sta) &&
          fits(kSeedcode, "seedchan", codes.chan) && fits(kSeedcode, "loc", codes.loc) &&
-         fits(kSeedcode, "net", codes.net) && fits(kAffiliation, "net", codes.net);
+         fits(kSeedcode, "net", codes.net) && fits(kAffiliation, "net", codes.net) &&
+         fits(kNetwork, "net", codes.net);
 }
 
 bool IndexTables::add_codes(const ChannelCodes &codes, const Channel &channel) {
@@ -241,15 +246,28 @@ bool IndexTables::add_codes(const ChannelCodes &codes, const Channel &channel) {
     by_seed_.emplace(ChannelCodes{"", codes.sta, codes.loc, codes.chan},
                      std::pair(codes.net, channel));
   }
+  if (!add_network(codes.net)) return false;
   if (!has(kAffiliation) || codes.net.empty() ||
-      networks_.contains({codes.net, channel.sta})) {
+      affiliated_.contains({codes.net, channel.sta})) {
     return true;
   }
   std::string row = null_row(kAffiliation);
   RowFill fill(layout(kAffiliation), row);
   fill.put("net", codes.net).put("sta", channel.sta).put("lddate", now_);
-  networks_[{codes.net, channel.sta}] = true;
+  affiliated_[{codes.net, channel.sta}] = true;
   return fill.refused().empty() && add(kAffiliation, row);
+}
+
+/* A database without the table network gets none from waveforms. */
+bool IndexTables::add_network(const std::string &net) {
+  if (net.empty() || !has(kNetwork) || rows(kNetwork).count() == 0 ||
+      !networks_.insert(net).second) {
+    return true;
+  }
+  std::string row = null_row(kNetwork);
+  RowFill fill(layout(kNetwork), row);
+  fill.put("net", net).put("lddate", now_);
+  return fill.refused().empty() && add(kNetwork, row);
 }
 
 bool IndexTables::find_chanid(const Channel &channel, double time, std::int64_t &chanid,

@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <map>
 #include <memory>
+#include <set>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -20,6 +21,7 @@ namespace ksutil::waveform_index {
 /* Children before their parents: readers see a row of wfdisc when its channel is there. */
 enum Table : std::size_t {
   kLastid,
+  kNetwork,
   kAffiliation,
   kSeedcode,
   kSitechan,
@@ -79,8 +81,8 @@ class IndexTables {
   std::string path_of(std::string_view row);
   const FileRows &file_rows() const { return file_rows_; }
 
-  /* The station and channel codes of the database for a channel; rows of seedcode and
-   * affiliation are added as needed.  False with `why`, or, for a failure, with a message
+  /* The station and channel codes of the database for a channel; rows of seedcode,
+   * affiliation and, where the database has that table, network are added as needed.  False with `why`, or, for a failure, with a message
    * and an empty `why`. */
   struct Channel {
     std::string sta, chan;
@@ -117,6 +119,7 @@ class IndexTables {
   bool index_codes();
   bool fit(const ChannelCodes &codes, const Channel &channel) const;
   bool add_codes(const ChannelCodes &codes, const Channel &channel);
+  bool add_network(const std::string &net);
   bool start_counter(Counter &counter);
   std::int64_t take_id(Counter &counter);
 
@@ -130,7 +133,8 @@ class IndexTables {
   FileRows file_rows_;
   std::multimap<ChannelCodes, std::pair<std::string, Channel>> by_seed_;  // without net
   std::map<Pair, ChannelCodes> by_channel_;
-  std::map<Pair, bool> networks_;      // net and sta
+  std::set<std::string> networks_;     // of the table network
+  std::map<Pair, bool> affiliated_;    // net and sta
   std::multimap<Pair, Epoch> epochs_;  // sta and chan
   std::map<ChannelCodes, Channel> found_;
   Counter wfid_{"wfid"}, chanid_{"chanid"};

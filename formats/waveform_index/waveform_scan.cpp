@@ -26,8 +26,9 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr std::size_t kHead = 640;  // bytes that tell the kind of a file
-constexpr int kMostDepth = 64;      // of folders
+constexpr std::size_t kHead = 640;        // bytes that tell the kind of a file
+constexpr std::size_t kLongHead = 65536;  // where records follow a damaged one
+constexpr int kMostDepth = 64;            // of folders
 
 std::uint32_t word(const char *from) {
   std::uint32_t value;
@@ -36,10 +37,11 @@ std::uint32_t word(const char *from) {
 }
 
 /* The first bytes of a regular file. */
-std::string head_of(const std::string &path, std::int64_t &size) {
+std::string head_of(const std::string &path, std::int64_t &size,
+                    std::size_t most = kHead) {
   const FileHandle file = open_file(path, O_RDONLY | O_NONBLOCK);
   struct stat status {};
-  std::string head(kHead, '\0');
+  std::string head(most, '\0');
   size = 0;
   if (!file || ::fstat(file.get(), &status) != 0 || !S_ISREG(status.st_mode)) return "";
   const ssize_t got = read_at(file.get(), head.data(), head.size(), 0);
@@ -124,7 +126,10 @@ std::string taken(ElogScope &scope) {
 
 FileKind kind_of_file(const std::string &path) {
   std::int64_t size;
-  return kind_of(head_of(path, size));
+  const FileKind kind = kind_of(head_of(path, size));
+  if (kind != FileKind::kOther || size <= std::int64_t{kHead}) return kind;
+  return miniseed_recognise(head_of(path, size, kLongHead)) ? FileKind::kMiniseed
+                                                            : FileKind::kOther;
 }
 
 bool Scan::add(const std::string &path) {

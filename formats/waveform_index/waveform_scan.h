@@ -24,7 +24,7 @@ struct ChannelCodes {
 
 enum class FileKind { kMiniseed, kSac, kOther };
 
-/* What a file is, by its first bytes; kOther too for one that cannot be read. */
+/* The kind of a file, by its first bytes; kOther also when it cannot be read. */
 FileKind kind_of_file(const std::string &path);
 
 struct ScannedPiece {
@@ -46,7 +46,7 @@ struct ScanListener {
   /* A file that is a waveform file by its beginning, but cannot be used. */
   std::function<void(const std::string &path, const std::string &why)> refused =
       [](const std::string &, const std::string &) {};
-  /* What is worth saying of a file that is used: lost samples, foreign bytes. */
+  /* A remark on a file that is used: lost samples, foreign bytes. */
   std::function<void(const std::string &path, const std::string &what)> noted =
       [](const std::string &, const std::string &) {};
   std::function<void(const std::string &path)> other = [](const std::string &) {};

@@ -114,6 +114,18 @@ TEST_F(KsdbIndex, IndexesAnArchiveAndChangesNothingAgain) {
   EXPECT_EQ(bytes_of_tables(), before);
 }
 
+/* A disk error in the first block must not hide the rest of a day. */
+TEST_F(KsdbIndex, ADamagedBeginningHidesOnlyItsRecord) {
+  const RecordPlan plan = plan_of("00");
+  std::string day = counting_record(plan, 0);
+  day.replace(0, 48, std::string(48, '\0'));
+  write(kDay, day + counting_record(plan, 100) + counting_record(plan, 200));
+  const ProgramRun run = import();
+  EXPECT_EQ(run.code, 0) << run.errors;
+  EXPECT_THAT(run.output, HasSubstr("1 added, 0 changed, 0 unchanged, 0 refused"));
+  EXPECT_THAT(rows(), HasSubstr("BHZ00,200,512,"));
+}
+
 /* Rows outlive what happens to their files: the end is lost, other records stand there. */
 TEST_F(KsdbIndex, VerifyLooksAtTheRecordsOfRows) {
   RecordPlan plan = plan_of("00"), other = plan_of("10");

@@ -409,6 +409,30 @@ TEST(Kssac, WaveformsOfUnknownStationsAreWrittenToo) {
   EXPECT_THAT(run.output, HasSubstr("ANMO.BHZ.2009247.010203.004.sac"));
 }
 
+/* A channel whose station has no row of site would refer to nothing. */
+TEST(Kssac, StationsWithoutCoordinatesAreCompletedByALaterFile) {
+  const ScratchFolder folder;
+  const std::string bare = folder.write("a.sac", station_file().str());
+  const std::string placed =
+      folder.write("b.sac", station_file()
+                                .text(sac::test::kKcmpnm, "BHN     ")
+                                .real(sac::test::kStla, 34.5F)
+                                .real(sac::test::kStlo, -106.5F)
+                                .str());
+  const std::string database = folder / "db";
+  const auto sites = [&] {
+    return run_program(kKsdb + " list " + database + " site --csv --fields sta,lat,lon")
+        .output;
+  };
+  ASSERT_EQ(kssac("to-db --create css3.0 " + bare + " " + database).code, 0);
+  EXPECT_EQ(sites(), "sta,lat,lon\nANMO,,\n");
+  EXPECT_EQ(run_program(kKsdb + " verify " + database).code, 0);
+  for (int round = 0; round < 2; ++round) {
+    ASSERT_EQ(kssac("to-db " + placed + " " + bare + " " + database).code, 0);
+    EXPECT_EQ(sites(), "sta,lat,lon\nANMO,34.5000,-106.5000\n");
+  }
+}
+
 TEST(Kssac, DrawsSeismogramsWithPicks) {
   const ScratchFolder folder;
   const std::string file = folder.write("a.sac", station_file(50)

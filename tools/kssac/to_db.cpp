@@ -129,11 +129,12 @@ class Entry {
     return yearday(time);
   }
 
+  /* A station without coordinates has a row too, since its channels refer to it; the
+   * first file that has coordinates fills them in. */
   bool add_site(KSSac *kssac, Dbptr key) {
-    double latitude;
     Dbptr row = table("site");
     const long count = sites_.find(key, row);
-    if (count != 0 || !known(kssac, "STLA", latitude)) return count >= 0;
+    if (count != 0) return count > 0 && complete_site(kssac, row);
     row = scratch("site");
     std::string sta;
     known(kssac, "KSTNM", sta);
@@ -144,15 +145,42 @@ class Entry {
            dbadd(row, nullptr) >= 0;
   }
 
+  static bool complete_site(KSSac *kssac, Dbptr row) {
+    constexpr double kNull = -999.0;
+    double lat = kNull, lon = kNull;
+    if (!known(kssac, "STLA", lat) || !known(kssac, "STLO", lon)) return true;
+    if (dbgetv(row, "lat", &lat, "lon", &lon, (char *)nullptr) != 0) return false;
+    return lat != kNull || lon != kNull ||
+           (kssac_getevent_kssac(kssac, row, dbinvalid()) == 0 &&
+            dbputv(row, "lddate", std_now(), (char *)nullptr) == 0);
+  }
+
   bool add_network(KSSac *kssac, Dbptr key) {
     std::string net;
     Dbptr row = table("affiliation");
-    const long count = networks_.find(key, row);
+    const long count = affiliations_.find(key, row);
     if (count != 0 || !known(kssac, "KNETWK", net)) return count >= 0;
     row = scratch("affiliation");
     return row.table != dbINVALID &&
            kssac_getevent_kssac(kssac, row, dbinvalid()) == 0 &&
            dbputv(row, "lddate", std_now(), (char *)nullptr) == 0 &&
+           name_network(row, net) && dbadd(row, nullptr) >= 0;
+  }
+
+  /* A database without the table network gets none from waveforms. */
+  bool name_network(Dbptr affiliation, const std::string &net) {
+    const int mark = elog_mark();
+    Dbptr row = table("network");
+    elog_flush(0, mark);  // other schemas may lack it
+    long rows = 0;
+    if (row.table == dbINVALID) return true;
+    dbquery(row, dbq_record_count, &rows);
+    if (rows == 0) return true;
+    const long count = networks_.find(affiliation, row);
+    if (count != 0) return count > 0;
+    row = scratch("network");
+    return row.table != dbINVALID &&
+           dbputv(row, "net", net.c_str(), "lddate", std_now(), (char *)nullptr) == 0 &&
            dbadd(row, nullptr) >= 0;
   }
 
@@ -192,7 +220,8 @@ class Entry {
   RowLookup waveforms_{{"sta", "time", "dir", "dfile"},
                        {"sta", "time", "dir", "dfile"}};
   RowLookup sites_{{"sta"}, {"sta"}};
-  RowLookup networks_{{"sta"}, {"sta"}};
+  RowLookup affiliations_{{"sta"}, {"sta"}};
+  RowLookup networks_{{"net"}, {"net"}};
   RowLookup channels_{{"sta", "chan"}, {"sta", "chan"}};
   RowLookup current_channels_{{"sta", "chan", "yearday(time)"},
                               {"sta", "chan", "ondate::offdate"}};

@@ -98,7 +98,7 @@ void EventSource::order_events(std::int64_t unnamed) {
     if (!prefor_.read(row, prefor)) prefor = -1;
     double time = kNoTime;
     bool found = false;
-    for (const RowIndex::Item &item : tables_.origin.find(evid)) {
+    for (const RowIndex::Item item : tables_.origin.find(evid)) {
       const std::string_view origin = tables_.origin.row(item.row);
       std::int64_t orid = -1;
       double own = kNoTime;
@@ -150,7 +150,7 @@ std::string EventSource::id_of(const char *field, std::int64_t id) {
 
 std::vector<std::string> EventSource::comments(std::int64_t commid) {
   std::vector<std::pair<std::int64_t, std::string>> lines;
-  for (const RowIndex::Item &item : tables_.remark.find(commid)) {
+  for (const RowIndex::Item item : tables_.remark.find(commid)) {
     const std::string_view text = usable(tables_.remark, item.row);
     if (text.empty()) continue;
     const RowGet row(text, faults_.values);
@@ -207,7 +207,7 @@ bool EventSource::read_event(std::int64_t record, Event &event) {
   prefor_of_event_ = row.integer(prefor_);
   preferred_found_ = false;
 
-  for (const RowIndex::Item &item : tables_.origin.find(event.evid)) {
+  for (const RowIndex::Item item : tables_.origin.find(event.evid)) {
     read_origin(item.row, event);
   }
   if (event.origins.empty()) {
@@ -280,7 +280,7 @@ void EventSource::read_origin(std::int64_t record, Event &event) {
 /* What the tables have for an origin. */
 void EventSource::read_parts(std::size_t index, Event &event) {
   Origin &origin = event.origins[index];
-  for (const RowIndex::Item &item : tables_.origerr.find(origin.orid)) {
+  for (const RowIndex::Item item : tables_.origerr.find(origin.orid)) {
     const std::string_view text = usable(tables_.origerr, item.row);
     if (text.empty()) continue;
     const RowGet row(text, faults_.values);
@@ -299,7 +299,7 @@ void EventSource::read_parts(std::size_t index, Event &event) {
 
 void EventSource::read_magnitudes(Origin &origin) {
   magids_.clear();
-  for (const RowIndex::Item &item : tables_.netmag.find(origin.orid)) {
+  for (const RowIndex::Item item : tables_.netmag.find(origin.orid)) {
     const std::string_view text = usable(tables_.netmag, item.row);
     if (text.empty()) continue;
     const RowGet row(text, faults_.values);
@@ -340,7 +340,7 @@ void EventSource::add_own_magnitudes(std::size_t index, Origin &origin) {
 
 void EventSource::read_tensors(Origin &origin) {
   mtids_.clear();
-  for (const RowIndex::Item &item : tables_.mt.find(origin.orid)) {
+  for (const RowIndex::Item item : tables_.mt.find(origin.orid)) {
     const std::string_view text = usable(tables_.mt, item.row);
     if (text.empty()) continue;
     const RowGet row(text, faults_.values);
@@ -366,7 +366,7 @@ std::int64_t EventSource::index_of(std::int64_t magid) {
 }
 
 void EventSource::read_associations(Event &event, Origin &origin) {
-  for (const RowIndex::Item &item : tables_.assoc.find(origin.orid)) {
+  for (const RowIndex::Item item : tables_.assoc.find(origin.orid)) {
     const std::string_view text = usable(tables_.assoc, item.row);
     if (text.empty()) continue;
     const RowGet row(text, faults_.values);
@@ -383,7 +383,7 @@ void EventSource::read_associations(Event &event, Origin &origin) {
 }
 
 void EventSource::read_station_magnitudes(Event &event, Origin &origin) {
-  for (const RowIndex::Item &item : tables_.stamag.find(origin.orid)) {
+  for (const RowIndex::Item item : tables_.stamag.find(origin.orid)) {
     const std::string_view text = usable(tables_.stamag, item.row);
     if (text.empty()) continue;
     const RowGet row(text, faults_.values);
@@ -408,7 +408,7 @@ void EventSource::read_station_magnitudes(Event &event, Origin &origin) {
 std::int64_t EventSource::pick_of(std::int64_t arid, Event &event) {
   const auto known = picks_.find(arid);
   if (known != picks_.end()) return known->second;
-  for (const RowIndex::Item &item : tables_.arrival.find(arid)) {
+  for (const RowIndex::Item item : tables_.arrival.find(arid)) {
     const std::string_view text = usable(tables_.arrival, item.row);
     if (text.empty()) continue;
     const RowGet row(text, faults_.values);

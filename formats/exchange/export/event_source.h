@@ -35,7 +35,7 @@ struct EventSelection {
   std::string where;                          // see EventFilter; empty: all
 };
 
-/* What was wrong with the database. */
+/* Faults of the database, counted. */
 struct SourceFaults {
   std::int64_t events = 0;      // left out: no origin, or a row that cannot be read
   std::int64_t rows = 0;        // left out: cannot be read, or lack time or place
@@ -60,7 +60,7 @@ class EventSource {
   std::size_t looked_at() const { return at_; }
 
   const SourceFaults &faults() const { return faults_; }
-  /* What rows have and no record has a place for. */
+  /* Values of rows that no record has a place for. */
   const std::vector<Unplaced> &without_place() const { return left_out_.list(); }
 
  private:

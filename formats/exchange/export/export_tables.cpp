@@ -34,7 +34,7 @@ bool PublicIds::open(db::DatabaseStore &store) {
 std::vector<std::string> PublicIds::all(std::string_view tag, std::int64_t id,
                                         std::size_t most) const {
   std::vector<std::string> texts;
-  for (const RowIndex::Item &item : table_.find(id)) {
+  for (const RowIndex::Item item : table_.find(id)) {
     const std::string_view row = table_.row(item.row);
     std::string_view name, text;
     if (tag_.read(row, name) && name == tag && text_.read(row, text) &&

@@ -4,7 +4,6 @@
 #define KSUTIL_FORMATS_EXCHANGE_EXPORT_EXPORT_TABLES_H
 
 #include <memory>
-#include <span>
 #include <string>
 #include <string_view>
 #include <unordered_map>
@@ -26,7 +25,7 @@ class ExportTable {
   long count() const { return rows_ == nullptr ? 0 : rows_->count(); }
   std::string_view row(std::int64_t record) const { return rows_->row(record); }
   /* The rows in which the indexed field is `key`, ascending; none for a key below 0. */
-  std::span<const RowIndex::Item> find(std::int64_t key) const {
+  RowIndex::Rows find(std::int64_t key) const {
     if (key < 0) return {};
     return index_.find(static_cast<std::uint64_t>(key));
   }

@@ -10,7 +10,7 @@
 
 namespace ksutil::exchange {
 
-/* What a format of one solution and one magnitude for each event may have besides. */
+/* Further values that a format of one solution and magnitude an event may hold. */
 struct Places {
   bool type = false, place = false, updated = false, status = false;
   bool phase_count = false, gap_and_nearest = false, rms = false;
@@ -19,7 +19,7 @@ struct Places {
   bool origin_author = false, magnitude_author = false;
 };
 
-/* What the feeds of events have: CSV and GeoJSON with ComCat's names. */
+/* The values that feeds of events hold: CSV and GeoJSON with ComCat's names. */
 inline constexpr Places kFeedPlaces{.type = true,
                                     .place = true,
                                     .updated = true,

@@ -25,7 +25,7 @@ class OutputFile final : public TextSink {
                                           std::string &problem);
   ~OutputFile() override;
 
-  /* False after a failure, which problem() tells. */
+  /* False after a failure; see problem(). */
   bool put(std::string_view text) override;
   /* Puts the file into its place; false after a failure. */
   bool finish();

@@ -19,7 +19,7 @@ class FeatureScanner {
   explicit FeatureScanner(Input &input) : input_(input) {}
 
   /* kFeature: the text of the next feature, whose brackets match.  kTooLong: one of more
-   * than kMaxFeature bytes was passed over.  kFailed: problem() tells, with the line. */
+   * than kMaxFeature bytes was passed over.  kFailed: see problem(), with the line. */
   enum class Got { kFeature, kTooLong, kEnd, kFailed };
   Got next(std::string &feature);
 

@@ -45,6 +45,7 @@ const Format kGeojsonFormat{.word = "geojson",
                             .recognise = is_geojson,
                             .open_reader = open_geojson,
                             .open_writer = open_geojson_writer,
-                            .mappings = kGeojsonMappings};
+                            .mappings = kGeojsonMappings,
+                            .shows_its_end = true};
 
 }  // namespace ksutil::exchange

@@ -191,15 +191,21 @@ void GeojsonReader::read_properties(const Json &properties, Event &event) {
   Origin &origin = event.origins.front();
   Magnitude magnitude;
   std::string id, code, ids;
+  /* Without these members the author of the event is that of its parts. */
+  bool names_locator = false, names_magnitude_author = false;
   for (const auto &[name, value] : properties.items()) {
-    if (value.is_null() ||
-        (value.is_string() && value.get_ref<const std::string &>().empty())) {
-      continue;
-    }
     const std::string lower = lowered(name);
     const auto *known =
         std::find_if(std::begin(kMembers), std::end(kMembers),
                      [&](const MemberName &member) { return lower == member.name; });
+    if (known != std::end(kMembers)) {
+      names_locator |= known->member == Member::kLocationSource;
+      names_magnitude_author |= known->member == Member::kMagSource;
+    }
+    if (value.is_null() ||
+        (value.is_string() && value.get_ref<const std::string &>().empty())) {
+      continue;
+    }
     if (known == std::end(kMembers)) {
       leave(name);
       continue;
@@ -286,8 +292,8 @@ void GeojsonReader::read_properties(const Json &properties, Event &event) {
     add_alias(event, rest.substr(0, end));
     rest.remove_prefix(std::min(end + 1, rest.size()));
   }
-  if (origin.author.empty()) origin.author = event.author;
-  if (magnitude.author.empty()) magnitude.author = event.author;
+  if (!names_locator) origin.author = event.author;
+  if (!names_magnitude_author) magnitude.author = event.author;
   if (magnitude.value > -999.0) origin.magnitudes.push_back(std::move(magnitude));
 }
 

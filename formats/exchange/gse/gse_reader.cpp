@@ -25,62 +25,44 @@ bool is_date(std::string_view text) {
 }  // namespace
 
 bool GseReader::ends_event(const std::string &line) {
-  return is_event(line) || line.starts_with("STOP") || line.starts_with("BEGIN") ||
-         line.starts_with("DATA_TYPE") || line.starts_with("MSG_TYPE");
+  return is_event(line) || ImsMessage::ends_event(line);
 }
 
 bool GseReader::at_end() {
-  return !begun_ || refuse("the message ends without STOP: it is cut off");
+  return !message_.is_open() || refuse("the message ends without STOP: it is cut off");
 }
 
 std::string GseReader::qualified(const std::string &id,
                                  const std::string &author) const {
   if (id.empty()) return "";
-  const std::string &source = !message_source_.empty() ? message_source_
-                              : !title_source_.empty() ? title_source_
-                                                       : author;
+  const std::string &source = message_.source().empty() ? author : message_.source();
   return (source.empty() ? "gse" : source) + ":" + id;
 }
 
 bool GseReader::take_outside(const std::string &line) {
-  const std::vector<std::string_view> words = words_of(line, 3);
-  const std::string_view word = words.empty() ? "" : words[0];
-  if (word.empty()) return true;
-  const bool title = std::exchange(fresh_data_, false);
-  if (word == "BEGIN" || word == "STOP") {
-    begun_ = word == "BEGIN";
-    message_source_.clear();
-    title_source_.clear();
-    return true;
+  if (trimmed(line).empty()) return true;
+  switch (message_.take(line, is_event(line))) {
+    case ImsMessage::Took::kYes:
+      return true;
+    case ImsMessage::Took::kOtherData:
+      without("data that are not a bulletin");
+      return true;
+    case ImsMessage::Took::kNo:
+      break;
   }
-  if (word == "MSG_ID") {
-    if (words.size() == 3) message_source_ = record_text(words[2].substr(0, 20));
-    return true;
-  }
-  if (word == "DATA_TYPE") {
-    other_data_ = words.size() < 2 || lowered(words[1]) != "bulletin";
-    fresh_data_ = !other_data_;
-    title_source_.clear();
-    if (other_data_) without("data that are not a bulletin");
-    return true;
-  }
-  if (word == "MSG_TYPE" || word == "REF_ID" || other_data_) return true;
-  if (is_event(line) && words.size() > 1) {
-    begin_event();
-    number_ = record_text(words[1].substr(0, 40));
-    block_ = Block::kNone;
-    errors_follow_ = refused_origin_ = false;
-    type_.clear();
-    associations_.clear();
-    station_magnitudes_.clear();
-    pick_ids_.clear();
-    return true;
-  }
-  if (title) {
-    title_source_ = ims_source_of_title(line);
-  } else {
+  const std::vector<std::string_view> words = words_of(line, 2);
+  if (!is_event(line) || words.size() < 2) {
     without("lines outside of events");
+    return true;
   }
+  begin_event();
+  number_ = record_text(words[1].substr(0, 40));
+  block_ = Block::kNone;
+  errors_follow_ = refused_origin_ = false;
+  type_.clear();
+  associations_.clear();
+  station_magnitudes_.clear();
+  pick_ids_.clear();
   return true;
 }
 
@@ -275,15 +257,7 @@ bool GseReader::finish(Event &event) {
   event.type = type_;
   for (Pick &pick : event.picks) pick.id = qualified(pick.id, preferred.author);
   preferred.associations = std::move(associations_);
-  for (StationMagnitude &magnitude : station_magnitudes_) {
-    const auto network =
-        std::find_if(preferred.magnitudes.begin(), preferred.magnitudes.end(),
-                     [&](const Magnitude &m) { return m.type == magnitude.type; });
-    if (network != preferred.magnitudes.end()) {
-      magnitude.magnitude = network - preferred.magnitudes.begin();
-    }
-  }
-  preferred.station_magnitudes = std::move(station_magnitudes_);
+  take_station_magnitudes(std::move(station_magnitudes_), preferred);
   return true;
 }
 

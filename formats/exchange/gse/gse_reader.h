@@ -15,6 +15,7 @@
 #include <unordered_set>
 #include <vector>
 
+#include "formats/exchange/isf/ims_message.h"
 #include "formats/exchange/text/line_reader.h"
 
 namespace ksutil::exchange {
@@ -38,7 +39,7 @@ class GseReader final : public LineReader {
   bool take(const std::string &line) override;
   bool finish(Event &event) override;
   bool is_cut_off(const std::string &line) override {
-    return begun_ && !line.starts_with("STOP");
+    return message_.is_cut_off(line);
   }
   bool at_end() override;
 
@@ -52,8 +53,7 @@ class GseReader final : public LineReader {
   std::string qualified(const std::string &id, const std::string &author) const;
 
   Block block_ = Block::kNone;
-  bool begun_ = false, other_data_ = false, fresh_data_ = false;
-  std::string message_source_, title_source_;
+  ImsMessage message_{{"bulletin"}};
 
   /* Of the event that is built up. */
   std::string number_;           // of its EVENT line

@@ -15,7 +15,7 @@ std::string text_of(const db::Snapshot &rows, std::int64_t row, const char *fiel
 }  // namespace
 
 bool CodeMap::enter(Table table, std::uint64_t key) {
-  key = key * 2 + (table == kAffiliation ? 1 : 0);
+  key = key * kTableCount + table;
   if (!keys_.insert(key).second) return false;
   fresh_keys_.push_back(key);
   return true;
@@ -35,6 +35,19 @@ const StationCode &CodeMap::find(const ChannelCode &channel, const AddRow &add,
   if (known != known_.end()) return known->second;
   fresh_.push_back(name);
   return known_.emplace(std::move(name), look_up(channel, add, report)).first->second;
+}
+
+/* A database without networks gets none from picks; one with networks gets all that rows
+ * name. */
+void CodeMap::add_network(std::string_view network, const AddRow &add,
+                          FillReport &report) {
+  if (!tables_.has(kNetwork) || tables_.rows(kNetwork).count() == 0) return;
+  std::string row = tables_.null_row(kNetwork);
+  RowPut(tables_.layout(kNetwork), row, report).lenient().put("net", network);
+  const std::uint64_t key = tables_.key_of(RowKey::kNetwork, row);
+  if (tables_.rows_with(RowKey::kNetwork, key).empty() && enter(kNetwork, key)) {
+    add(kNetwork, std::move(row));
+  }
 }
 
 StationCode CodeMap::look_up(const ChannelCode &channel, const AddRow &add,
@@ -65,6 +78,7 @@ StationCode CodeMap::look_up(const ChannelCode &channel, const AddRow &add,
       add(kSeedcode, std::move(row));
     }
   }
+  add_network(network, add, report);
   if (!tables_.has(kAffiliation)) return code;
   std::string row = tables_.null_row(kAffiliation);
   RowPut(tables_.layout(kAffiliation), row, report)

@@ -2,12 +2,14 @@
  *
  * The table seedcode decides; a channel that it lacks keeps its station code, and its
  * channel code gets the location code behind it, as the event server maps codes.  Such a
- * channel is entered into seedcode, and its station into affiliation. */
+ * channel is entered into seedcode, its station into affiliation, and its network into network where
+ * the database has that table. */
 #ifndef KSUTIL_FORMATS_EXCHANGE_IMPORT_CODE_MAP_H
 #define KSUTIL_FORMATS_EXCHANGE_IMPORT_CODE_MAP_H
 
 #include <functional>
 #include <string>
+#include <string_view>
 #include <unordered_map>
 #include <unordered_set>
 #include <vector>
@@ -35,6 +37,7 @@ class CodeMap {
  private:
   StationCode look_up(const ChannelCode &channel, const AddRow &add,
                       FillReport &report);
+  void add_network(std::string_view network, const AddRow &add, FillReport &report);
   bool enter(Table table, std::uint64_t key);
 
   const ImportTables &tables_;

@@ -25,7 +25,7 @@ inline std::string public_text(const std::string &id, int width) {
   return fitted_id(id, width, 12);
 }
 
-/* What happened while rows were filled. */
+/* Faults met while rows were filled. */
 struct FillReport {
   std::string refused;         // the first value that does not fit; "" when all do
   std::int64_t shortened = 0;  // texts that were cut to their fields

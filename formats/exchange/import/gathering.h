@@ -21,7 +21,7 @@ namespace ksutil::exchange {
 /* FNV-1a. */
 std::uint64_t hash_of(std::string_view text);
 
-/* What the events have that asks for tables beyond event, origin, origerr and netmag. */
+/* Contents of the events that need tables besides event, origin, origerr and netmag. */
 struct Needs {
   bool picks = false;
   bool bare_picks = false;  // that have no id

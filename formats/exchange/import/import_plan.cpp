@@ -378,7 +378,7 @@ std::int64_t ImportPlan::netmag_of(const Magnitude &magnitude, std::int64_t know
   const std::string type = lowered(trimmed(magnitude.type).substr(0, width));
   const db::TextColumn magtype(tables_.layout(kNetmag), "magtype");
   std::int64_t same_type = -1, first = -1;
-  for (const RowIndex::Item &item : tables_.netmags_of(place.orid)) {
+  for (const RowIndex::Item item : tables_.netmags_of(place.orid)) {
     if (std::find(taken.begin(), taken.end(), item.row) != taken.end()) continue;
     const std::string_view row = tables_.rows(kNetmag).row(item.row);
     std::string_view text;
@@ -461,7 +461,7 @@ bool ImportPlan::plan_tensors(const Event &event, const Origin &origin, Place pl
     }
     std::int64_t record = known.id >= 0 ? tables_.mt_of(known.id) : -1;
     if ((tensor.id.empty() || known.now) && !place.fresh) {
-      for (const RowIndex::Item &item : tables_.mts_of(place.orid)) {
+      for (const RowIndex::Item item : tables_.mts_of(place.orid)) {
         std::string_view author;
         if (std::find(taken.begin(), taken.end(), item.row) != taken.end()) continue;
         if (!auth.read(tables_.rows(kMt).row(item.row), author)) continue;

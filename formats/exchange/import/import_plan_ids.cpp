@@ -71,7 +71,7 @@ bool ImportPlan::plan_remarks(const std::vector<RemarkLine> &lines,
   std::vector<std::pair<std::string, std::int64_t>> stored;
   std::int64_t last = 0;
   if (commid >= 0) {
-    for (const RowIndex::Item &item : tables_.remarks_of(commid)) {
+    for (const RowIndex::Item item : tables_.remarks_of(commid)) {
       const std::string_view row = tables_.rows(kRemark).row(item.row);
       std::string_view text;
       if (remark.read(row, text)) stored.emplace_back(text, item.row);

@@ -102,7 +102,7 @@ void ImportPlan::plan_associations(const Origin &origin, Place place) {
                RowPut(tables_.layout(kAssoc), row, report_));
     const auto rows =
         place.fresh
-            ? std::span<const RowIndex::Item>()
+            ? RowIndex::Rows()
             : tables_.rows_with(RowKey::kAssoc, tables_.key_of(RowKey::kAssoc, row));
     const std::int64_t record = rows.empty() ? -1 : rows.front().row;
     if (record >= 0) {

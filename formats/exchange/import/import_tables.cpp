@@ -20,6 +20,7 @@ struct TableName {
 constexpr std::array<TableName, kTableCount> kNames{
     {{"lastid", true, nullptr},
      {"remark", false, nullptr},
+     {"network", false, &Needs::networks},
      {"affiliation", false, &Needs::networks},
      {"seedcode", false, &Needs::networks},
      {"arrival", false, &Needs::picks},
@@ -46,7 +47,8 @@ constexpr std::array<KeyFields, static_cast<std::size_t>(RowKey::kCount)> kKeyFi
      {kOrigin, {"evid", "auth"}},
      {kSeedcode, {"net", "seedsta", "seedchan", "loc"}},
      {kSeedcode, {"sta", "chan"}},
-     {kAffiliation, {"net", "sta"}}}};
+     {kAffiliation, {"net", "sta"}},
+     {kNetwork, {"net"}}}};
 
 std::uint64_t public_hash(std::string_view key, std::string_view text) {
   return hash_of(text) * 31 + hash_of(key);
@@ -124,7 +126,8 @@ bool ImportTables::index_details() {
          (!needs_.bare_origins || index_keys(RowKey::kOrigin)) &&
          (!has(kSeedcode) ||
           (index_keys(RowKey::kSeedName) && index_keys(RowKey::kChannel))) &&
-         (!has(kAffiliation) || index_keys(RowKey::kAffiliation));
+         (!has(kAffiliation) || index_keys(RowKey::kAffiliation)) &&
+         (!has(kNetwork) || index_keys(RowKey::kNetwork));
 }
 
 bool ImportTables::index_keys(RowKey key) {
@@ -184,7 +187,7 @@ std::int64_t ImportTables::public_id(std::string_view key,
   const db::Snapshot &table = rows(kPublicid);
   const db::TextColumn text(table.layout(), "textid"), name(table.layout(), "tagname");
   const std::string wanted = public_text(id, width(kPublicid, "textid"));
-  for (const RowIndex::Item &item : public_ids_.find(public_hash(key, wanted))) {
+  for (const RowIndex::Item item : public_ids_.find(public_hash(key, wanted))) {
     const std::string_view record = table.row(item.row);
     if (text_of(text, record) == wanted && text_of(name, record) == key) {
       return integer_of(db::IntegerColumn(table.layout(), "tagid"), record);
@@ -220,7 +223,7 @@ void ImportTables::index_names() {
 std::int64_t ImportTables::named_event(const std::string &id) const {
   const std::string wanted = event_name(id, width(kEvent, "evname"));
   const db::TextColumn name(rows(kEvent).layout(), "evname");
-  for (const RowIndex::Item &item : named_.find(hash_of(wanted))) {
+  for (const RowIndex::Item item : named_.find(hash_of(wanted))) {
     if (text_of(name, rows(kEvent).row(item.row)) == wanted) return item.row;
   }
   return -1;

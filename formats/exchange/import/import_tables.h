@@ -5,7 +5,6 @@
 #include <array>
 #include <cstdint>
 #include <memory>
-#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -21,6 +20,7 @@ namespace ksutil::exchange {
 enum Table : std::size_t {
   kLastid,
   kRemark,
+  kNetwork,
   kAffiliation,
   kSeedcode,
   kArrival,
@@ -47,6 +47,7 @@ enum class RowKey {
   kSeedName,     // net seedsta seedchan loc of seedcode
   kChannel,      // sta chan of seedcode
   kAffiliation,  // net sta
+  kNetwork,      // net
   kCount
 };
 
@@ -75,20 +76,20 @@ class ImportTables {
   std::int64_t arrival_of(std::int64_t arid) const { return by_arid_.first(arid); }
   std::int64_t mt_of(std::int64_t mtid) const { return by_mtid_.first(mtid); }
   std::int64_t netmag_of(std::int64_t magid) const { return by_magid_.first(magid); }
-  std::span<const RowIndex::Item> netmags_of(std::int64_t orid) const {
+  RowIndex::Rows netmags_of(std::int64_t orid) const {
     return magnitudes_.find(static_cast<std::uint64_t>(orid));
   }
-  std::span<const RowIndex::Item> mts_of(std::int64_t orid) const {
+  RowIndex::Rows mts_of(std::int64_t orid) const {
     return tensors_.find(static_cast<std::uint64_t>(orid));
   }
-  std::span<const RowIndex::Item> remarks_of(std::int64_t commid) const {
+  RowIndex::Rows remarks_of(std::int64_t commid) const {
     return remarks_.find(static_cast<std::uint64_t>(commid));
   }
 
   /* What stands for the key fields of a row, and the rows that may have it, ascending:
    * with few exceptions they do. */
   std::uint64_t key_of(RowKey key, std::string_view row) const;
-  std::span<const RowIndex::Item> rows_with(RowKey key, std::uint64_t value) const {
+  RowIndex::Rows rows_with(RowKey key, std::uint64_t value) const {
     return keyed_[static_cast<std::size_t>(key)].find(value);
   }
 

@@ -35,7 +35,7 @@ struct ImportOptions {
   bool strict = false;
 };
 
-/* What became of the events. */
+/* The number of events by their outcome. */
 struct ImportCounts {
   std::int64_t added = 0;
   std::int64_t updated = 0;

@@ -1,12 +1,13 @@
 /* row_index: finds rows of a table by an integer field, and by texts.
  *
- * They hold 16 bytes for each row, are filled once in any order, and then read. */
+ * Indexes are filled once in any order, and then read.  Where keys and rows ascend together,
+ * as ids do that were given out with the rows, an entry takes 4 bytes, else 16. */
 #ifndef KSUTIL_FORMATS_EXCHANGE_IMPORT_ROW_INDEX_H
 #define KSUTIL_FORMATS_EXCHANGE_IMPORT_ROW_INDEX_H
 
 #include <algorithm>
 #include <cstdint>
-#include <span>
+#include <limits>
 #include <string_view>
 #include <vector>
 
@@ -22,7 +23,42 @@ class RowIndex {
     std::int64_t row;
   };
 
-  void add(std::uint64_t key, std::int64_t row) { items_.push_back({key, row}); }
+  /* The entries of one key, in the order of their rows; as long as the index does not
+   * change. */
+  class Rows {
+   public:
+    class Iterator {
+     public:
+      Iterator(const RowIndex *index, std::size_t at) : index_(index), at_(at) {}
+      Item operator*() const { return index_->item(at_); }
+      Iterator &operator++() { return at_++, *this; }
+      bool operator==(const Iterator &) const = default;
+
+     private:
+      const RowIndex *index_;
+      std::size_t at_;
+    };
+    Rows() = default;
+    Rows(const RowIndex *index, std::size_t first, std::size_t end)
+        : index_(index), first_(first), end_(end) {}
+    Iterator begin() const { return {index_, first_}; }
+    Iterator end() const { return {index_, end_}; }
+    std::size_t size() const { return end_ - first_; }
+    bool empty() const { return end_ == first_; }
+    Item operator[](std::size_t i) const { return index_->item(first_ + i); }
+    Item front() const { return (*this)[0]; }
+
+   private:
+    const RowIndex *index_ = nullptr;
+    std::size_t first_ = 0, end_ = 0;
+  };
+
+  void add(std::uint64_t key, std::int64_t row) {
+    if (is_wide_ || !add_near(key, row)) {
+      widen();
+      items_.push_back({key, row});
+    }
+  }
   /* To be called when all are added. */
   void settle() {
     const auto before = [](const Item &a, const Item &b) {
@@ -31,22 +67,82 @@ class RowIndex {
     if (!std::is_sorted(items_.begin(), items_.end(), before)) {
       std::sort(items_.begin(), items_.end(), before);
     }
+    items_.shrink_to_fit();
+    offsets_.shrink_to_fit();
   }
-  /* The rows with a key, ascending. */
-  std::span<const Item> find(std::uint64_t key) const {
-    const auto range =
-        std::equal_range(items_.begin(), items_.end(), Item{key, 0},
-                         [](const Item &a, const Item &b) { return a.key < b.key; });
-    return {range.first, range.second};
+  Rows find(std::uint64_t key) const {
+    const std::size_t first = first_not_below(key);
+    std::size_t end = first;
+    while (end < size() && item(end).key == key) end++;
+    return {this, first, end};
   }
-  bool empty() const { return items_.empty(); }
+  bool empty() const { return size() == 0; }
   std::int64_t first(std::int64_t key) const {
-    const auto rows = find(static_cast<std::uint64_t>(key));
-    return rows.empty() ? -1 : rows.front().row;
+    const auto wanted = static_cast<std::uint64_t>(key);
+    const std::size_t at = first_not_below(wanted);
+    return at < size() && item(at).key == wanted ? item(at).row : -1;
   }
 
  private:
-  std::vector<Item> items_;
+  /* Entries that ascend are kept as offsets from the first one of their block. */
+  static constexpr std::size_t kBlock = 64;
+  struct Offset {
+    std::uint16_t key, row;
+  };
+
+  std::size_t size() const { return is_wide_ ? items_.size() : offsets_.size(); }
+  Item item(std::size_t at) const {
+    if (is_wide_) return items_[at];
+    const Item &base = items_[at / kBlock];
+    return {base.key + offsets_[at].key, base.row + offsets_[at].row};
+  }
+  std::size_t first_not_below(std::uint64_t key) const {
+    std::size_t low = 0, high = size();
+    while (low < high) {
+      const std::size_t middle = low + (high - low) / 2;
+      if (item(middle).key < key) {
+        low = middle + 1;
+      } else {
+        high = middle;
+      }
+    }
+    return low;
+  }
+  /* False when the entry does not follow the last one closely. */
+  bool add_near(std::uint64_t key, std::int64_t row) {
+    if (offsets_.size() % kBlock == 0) {
+      if (!offsets_.empty()) {
+        const Item last = item(offsets_.size() - 1);
+        if (key < last.key || row <= last.row) return false;
+      }
+      items_.push_back({key, row});
+      offsets_.push_back({0, 0});
+      return true;
+    }
+    constexpr auto kMost = std::numeric_limits<std::uint16_t>::max();
+    const Item &base = items_.back();
+    const Item last = item(offsets_.size() - 1);
+    if (key < last.key || row <= last.row || key - base.key > kMost ||
+        row - base.row > kMost) {
+      return false;
+    }
+    offsets_.push_back({static_cast<std::uint16_t>(key - base.key),
+                        static_cast<std::uint16_t>(row - base.row)});
+    return true;
+  }
+  void widen() {
+    if (is_wide_) return;
+    std::vector<Item> all;
+    all.reserve(offsets_.size() + 1);
+    for (std::size_t at = 0; at < offsets_.size(); at++) all.push_back(item(at));
+    items_ = std::move(all);
+    offsets_ = {};
+    is_wide_ = true;
+  }
+
+  bool is_wide_ = false;
+  std::vector<Item> items_;      // all; or, of close entries, the first of each block
+  std::vector<Offset> offsets_;  // of close entries
 };
 
 /* A number for each key, where 0 is no key: 16 bytes for an entry, and as much again at

@@ -49,6 +49,15 @@ void IsfLine::real(std::size_t first, std::size_t last, int decimals, double val
     if (number.size() <= room) best = number;
   }
   if (best.empty()) return unplaced_.add("numbers wider than their columns");
+  /* What is rounded in this line is written like the number that a reader takes from it. */
+  const std::size_t point = best.find('.');
+  if (point != best.npos) {
+    const std::size_t least = point + 1 + static_cast<std::size_t>(decimals);
+    while (best.size() > least && best.back() == '0') best.pop_back();
+  }
+  if (best.find_first_of("123456789") == best.npos && best.front() == '-') {
+    best.erase(0, 1);
+  }
   right(first, last, best);
 }
 

@@ -13,7 +13,7 @@ namespace ksutil::exchange {
 
 class IsfLine {
  public:
-  /* What does not fit its columns is counted in `unplaced`, which must outlive the line. */
+  /* Values wider than their columns count in `unplaced`, which must outlive this. */
   explicit IsfLine(UnplacedCounts &unplaced) : unplaced_(unplaced) {}
 
   /* Columns are counted from 1.  Text stands at the left of its columns, or at the right;
@@ -21,7 +21,7 @@ class IsfLine {
   void text(std::size_t first, std::size_t last, std::string_view text);
   void right(std::size_t first, std::size_t last, std::string_view text);
   void letter(std::size_t column, char letter);
-  /* A number of so many decimals, or of more when it has more and they fit.  One that is
+  /* A number of `decimals` places, or of more if it has them and they fit.  One that is
    * too wide leaves a blank. */
   void real(std::size_t first, std::size_t last, int decimals, double value);
   /* A count; a negative one leaves a blank. */

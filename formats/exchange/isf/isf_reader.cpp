@@ -59,9 +59,7 @@ IsfReader::IsfReader(Input &input)
     : LineReader(input), head_source_(has_isc_origin(input.head()) ? "ISC" : "isf") {}
 
 const std::string &IsfReader::source() const {
-  return !message_source_.empty() ? message_source_
-         : !title_source_.empty() ? title_source_
-                                  : head_source_;
+  return message_.source().empty() ? head_source_ : message_.source();
 }
 
 std::string IsfReader::qualified(std::string_view id) const {
@@ -70,44 +68,24 @@ std::string IsfReader::qualified(std::string_view id) const {
 }
 
 bool IsfReader::ends_event(const std::string &line) {
-  return is_isf_event(line) || line.starts_with("STOP") || line.starts_with("BEGIN") ||
-         line.starts_with("DATA_TYPE") || line.starts_with("MSG_TYPE");
+  return is_isf_event(line) || ImsMessage::ends_event(line);
 }
 
 bool IsfReader::at_end() {
-  return !begun_ || refuse("the message ends without STOP: it is cut off");
+  return !message_.is_open() || refuse("the message ends without STOP: it is cut off");
 }
 
 /* The lines between events that make a message. */
 bool IsfReader::take_message_line(const std::string &line, bool &taken) {
+  const ImsMessage::Took took = message_.take(line, is_isf_event(line));
+  taken = took != ImsMessage::Took::kNo;
+  if (took == ImsMessage::Took::kOtherData) without("data that are not a bulletin");
   const std::vector<std::string_view> words = words_of(line, 3);
-  const std::string_view word = words.empty() ? "" : words[0];
-  const bool title = std::exchange(fresh_data_, false);
-  taken = true;
-  if (word == "BEGIN" || word == "STOP") {
-    begun_ = word == "BEGIN";
-    message_source_.clear();
-    title_source_.clear();
-  } else if (word == "MSG_ID") {
-    if (words.size() == 3) message_source_ = record_text(words[2].substr(0, 20));
-  } else if (word == "DATA_TYPE") {
-    const std::string kind = words.size() > 1 ? lowered(words[1]) : "";
-    other_data_ = kind != "bulletin" && kind != "event";
-    fresh_data_ = !other_data_;
-    title_source_.clear();
-    if (other_data_) without("data that are not a bulletin");
-    if (words.size() > 2 && lowered(words[2]).starts_with("isf2")) {
-      other_data_ = true;
-      return refuse("bulletins of " + record_text(words[2].substr(0, 20)) +
-                    " have other columns, and are not read");
-    }
-  } else if (word == "MSG_TYPE" || word == "REF_ID" || word == "PROD_ID" ||
-             word == "TIME_STAMP") {
-    return true;
-  } else if (title && !is_isf_event(line)) {
-    title_source_ = ims_source_of_title(line);
-  } else {
-    taken = other_data_;
+  if (words.size() > 2 && words[0] == "DATA_TYPE" &&
+      lowered(words[2]).starts_with("isf2")) {
+    message_.skip_data();
+    return refuse("bulletins of " + record_text(words[2].substr(0, 20)) +
+                  " have other columns, and are not read");
   }
   return true;
 }
@@ -380,7 +358,7 @@ bool IsfReader::take_phase_details(const std::string &line) {
     without("weights of azimuths and slownesses");
   }
   if (!columns.blank(87, 105)) without("errors of amplitudes, periods and magnitudes");
-  association.weight = std::min(weight, 1.0);
+  association.weight = weight;
   pick = std::move(changed);
   pick_ = static_cast<std::int64_t>(known->second);
   return true;
@@ -510,15 +488,7 @@ bool IsfReader::finish(Event &event) {
   }
   date_picks(event);
   preferred.associations = std::move(associations_);
-  for (StationMagnitude &magnitude : station_magnitudes_) {
-    const auto network =
-        std::find_if(preferred.magnitudes.begin(), preferred.magnitudes.end(),
-                     [&](const Magnitude &m) { return m.type == magnitude.type; });
-    if (network != preferred.magnitudes.end()) {
-      magnitude.magnitude = network - preferred.magnitudes.begin();
-    }
-  }
-  preferred.station_magnitudes = std::move(station_magnitudes_);
+  take_station_magnitudes(std::move(station_magnitudes_), preferred);
   for (std::size_t i = 0; i < event.origins.size(); i++) {
     if (!centroids_[i]) continue;
     const Origin &origin = event.origins[i];

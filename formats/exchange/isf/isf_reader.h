@@ -18,6 +18,7 @@
 #include <unordered_map>
 #include <vector>
 
+#include "formats/exchange/isf/ims_message.h"
 #include "formats/exchange/isf/isf_tensors.h"
 #include "formats/exchange/text/columns.h"
 #include "formats/exchange/text/line_reader.h"
@@ -50,7 +51,7 @@ class IsfReader final : public LineReader {
   bool take(const std::string &line) override;
   bool finish(Event &event) override;
   bool is_cut_off(const std::string &line) override {
-    return begun_ && !line.starts_with("STOP");
+    return message_.is_cut_off(line);
   }
   bool at_end() override;
 
@@ -82,10 +83,8 @@ class IsfReader final : public LineReader {
 
   Block block_ = Block::kNone;
   bool block_begun_ = false;  // a line of the block has been taken
-  bool begun_ = false;        // BEGIN without STOP
-  bool other_data_ = false;   // within data that are not a bulletin
-  bool fresh_data_ = false;   // the title may follow
-  std::string message_source_, title_source_, head_source_;
+  ImsMessage message_{{"bulletin", "event"}};
+  const std::string head_source_;
 
   /* Of the event that is built up. */
   std::int64_t origin_ = -1, magnitude_ = -1, pick_ = -1;  // of the last line taken

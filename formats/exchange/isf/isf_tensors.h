@@ -21,10 +21,10 @@ class IsfTensors {
 
   enum class Took { kYes, kNo, kRefused };
   /* Takes a comment line, from the blank before its parenthesis on.  kNo: it is another comment.
-   * kRefused: `problem` tells. */
+   * kRefused: for the reason in `problem`. */
   Took take(std::string_view line, Origin &origin, std::string &problem);
 
-  /* What the last line had and a record has no place for; null: nothing. */
+  /* The value of the last line that a record has no place for; null: none. */
   const char *without_place() const { return without_place_; }
 
  private:

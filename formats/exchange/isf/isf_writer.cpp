@@ -204,7 +204,11 @@ void IsfWriter::put_errors(const Origin &origin, IsfLine &line) {
   } else if (origin.covariance.zz >= 0.0) {
     depth = std::sqrt(origin.covariance.zz * chi_square(1, kConfidence));
   }
-  if (origin.time_error >= 0.0) line.real(25, 29, 2, origin.time_error * single);
+  /* Tables keep hundredths of a second: more digits would be lost on the way back. */
+  const double time = single == 1.0
+                          ? origin.time_error
+                          : std::round(100.0 * origin.time_error * single) / 100.0;
+  if (origin.time_error >= 0.0) line.real(25, 29, 2, time);
   if (ellipse.major >= 0.0) line.real(56, 60, 1, ellipse.major);
   if (ellipse.minor >= 0.0) line.real(62, 66, 1, ellipse.minor);
   if (ellipse.strike >= 0.0) line.real(68, 70, 0, ellipse.strike);

@@ -21,7 +21,7 @@ bool heads_new_columns(std::string_view line);
 struct NordicPhase {
   Pick pick;
   Association association;
-  std::vector<const char *> without_place;  // what the line has beside them
+  std::vector<const char *> without_place;  // further values of the line
   /* The line gives azimuth and velocity of an earlier line of the same station and time,
    * whose phase this is. */
   std::string azimuth_of;

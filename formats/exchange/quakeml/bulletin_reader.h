@@ -36,7 +36,7 @@ class BulletinReader final : public Reader {
   XmlReader xml_;
   UnplacedCounts left_out_;
   EventElements elements_;
-  EventParts beside_;                // what stands beside the events
+  EventParts beside_;                // parts outside of the events
   std::unique_ptr<FlatParts> flat_;  // the same, at the end
   std::vector<EventParts> waiting_;  // events that refer to it
   std::size_t given_ = 0;

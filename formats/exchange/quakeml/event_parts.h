@@ -46,7 +46,7 @@ struct MechanismPart {
 struct EventParts {
   Event event;  // without the lists
   std::string preferred_origin, preferred_magnitude, preferred_mechanism;
-  /* In bulletins whose events refer to what stands beside them. */
+  /* Of bulletins whose events refer to parts outside of them. */
   std::vector<std::string> origin_references, mechanism_references;
 
   std::vector<Pick> picks;

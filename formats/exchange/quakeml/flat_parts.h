@@ -1,4 +1,4 @@
-/* FlatParts: the parts of a bulletin whose events refer to what stands beside them. */
+/* FlatParts: keeps parts of a bulletin that stand outside of the events using them. */
 #ifndef KSUTIL_FORMATS_EXCHANGE_QUAKEML_FLAT_PARTS_H
 #define KSUTIL_FORMATS_EXCHANGE_QUAKEML_FLAT_PARTS_H
 

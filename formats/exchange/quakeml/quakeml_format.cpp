@@ -26,6 +26,7 @@ const Format kQuakemlFormat{.word = "quakeml",
                             .recognise = is_quakeml,
                             .open_reader = open_quakeml,
                             .open_writer = open_quakeml_writer,
-                            .mappings = kQuakemlMappings};
+                            .mappings = kQuakemlMappings,
+                            .shows_its_end = true};
 
 }  // namespace ksutil::exchange

@@ -14,7 +14,11 @@ std::unique_ptr<Reader> open_sc3ml(Input &input, std::string &) {
 
 }  // namespace
 
-const Format kSc3mlFormat{"sc3ml",    "sc3ml", is_sc3ml,
-                          open_sc3ml, nullptr, kQuakemlMappings};
+const Format kSc3mlFormat{.word = "sc3ml",
+                          .name = "sc3ml",
+                          .recognise = is_sc3ml,
+                          .open_reader = open_sc3ml,
+                          .mappings = kQuakemlMappings,
+                          .shows_its_end = true};
 
 }  // namespace ksutil::exchange

@@ -53,7 +53,7 @@ class ResponseFiles {
   std::string made_directory_;
 };
 
-/* What instrument.rsptype calls a response: "paz", "fir", "fap" or "pazfir". */
+/* The name of a response in instrument.rsptype: "paz", "fir", "fap" or "pazfir". */
 std::string response_kind(const Response &response);
 
 }  // namespace ksutil::exchange

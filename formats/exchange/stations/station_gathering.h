@@ -40,7 +40,7 @@ class StationGathering {
   const std::vector<GatheredChannel> &channels() const { return channels_; }
   ResponseFiles &responses() { return responses_; }
 
-  /* What the items have and no table has a place for. */
+  /* Values of the items that no table has a place for. */
   const UnplacedCounts &unplaced() const { return unplaced_; }
 
  private:

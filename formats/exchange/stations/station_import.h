@@ -28,7 +28,7 @@ struct StationImportOptions {
   bool strict = false;
 };
 
-/* What became of the records of one kind. */
+/* The number of records of one kind by their outcome. */
 struct RecordCounts {
   std::int64_t added = 0, updated = 0, unchanged = 0;
 };

@@ -16,6 +16,7 @@ constexpr std::int64_t kOpenDay = 2286324;  // what some databases have for -1
 constexpr double kSameDegrees = 0.00006, kSameKilometres = 0.00006;
 /* Stations of one code that lie further apart than this are not one station. */
 constexpr double kNearDegrees = 0.05;
+constexpr double kNoCoordinate = -999.0;
 
 bool is_open(std::int64_t day) { return day == -1 || day == kOpenDay; }
 
@@ -130,6 +131,7 @@ bool StationPlan::run() {
   for (auto &[codes, channels] : channels_) {
     if (!plan_channels(codes, channels)) return false;
   }
+  complete_networks();
   counts_.files = static_cast<std::int64_t>(files_.size());
   return true;
 }
@@ -203,6 +205,30 @@ bool StationPlan::plan_network(const Network &network) {
     count(counts_.networks, changed ? Change::kUpdated : Change::kUnchanged);
   }
   return true;
+}
+
+/* Adds a row of network for each code that affiliation or seedcode names, those of earlier
+ * imports included: a table that lacks some of them would make their rows refer to
+ * nothing. */
+void StationPlan::complete_networks() {
+  if (!has(kNetwork)) return;
+  StationTable &networks = table(kNetwork);
+  std::set<std::string> named;
+  for (const Table which : {kAffiliation, kSeedcode}) {
+    if (!has(which)) continue;
+    for (std::size_t row = 0; row < table(which).size(); row++) {
+      named.insert(table(which).text(row, "net"));
+    }
+  }
+  named.erase("");
+  for (const std::string &code : named) {
+    if (!networks.find(0, {code}).empty()) continue;
+    std::string row = networks.null_row();
+    edit(kNetwork, row).put("net", std::string_view(code));
+    if (!report_.refused.empty()) continue;  // it fits the other tables only
+    networks.add(row);
+    count(counts_.networks, Change::kAdded);
+  }
 }
 
 /* Adds the comments that are not there yet, below those of others. */
@@ -335,15 +361,27 @@ void StationPlan::mark_station(std::size_t site, Change change) {
   if (!fresh) known->second = std::min(known->second, change);
 }
 
+/* Whether a row of site only stands for a station whose place was not known: any epoch may
+ * fill it in. */
+bool StationPlan::lacks_place(std::size_t site) {
+  return table(kSite).real(site, "lat", kNoCoordinate) == kNoCoordinate &&
+         table(kSite).real(site, "lon", kNoCoordinate) == kNoCoordinate;
+}
+
 /* The row of the station that begins on the same day, or a new one. */
 void StationPlan::plan_epoch(const GatheredStation &gathered, const std::string &sta) {
   StationTable &sites = table(kSite);
   const std::int64_t on = first_day(gathered.station.epoch);
   const std::int64_t off = last_day(gathered.station.epoch);
   const auto rows = sites.find(0, {sta});
-  const auto same = std::find_if(rows.begin(), rows.end(), [&](std::size_t row) {
+  auto same = std::find_if(rows.begin(), rows.end(), [&](std::size_t row) {
     return sites.integer(row, "ondate") == on;
   });
+  const bool dated = same != rows.end();
+  if (!dated) {
+    same = std::find_if(rows.begin(), rows.end(),
+                        [&](std::size_t row) { return lacks_place(row); });
+  }
   std::string row =
       same == rows.end() ? sites.null_row() : std::string(sites.row(*same));
   fill_site(gathered.station, sta, edit(kSite, row));
@@ -355,6 +393,7 @@ void StationPlan::plan_epoch(const GatheredStation &gathered, const std::string 
     mark_station(sites.add(row), Change::kAdded);
     return;
   }
+  if (!dated) edit(kSite, row).put("ondate", on);
   if (!(is_open(off) && is_open(sites.integer(*same, "offdate")))) {
     edit(kSite, row).put("offdate", off);
   }
@@ -382,13 +421,22 @@ void StationPlan::plan_derived(const GatheredStation &gathered,
     }
   }
   if (rows.empty()) {
-    std::string row = sites.null_row();
+    const auto of_code = sites.find(0, {sta});
+    const auto bare = std::find_if(of_code.begin(), of_code.end(),
+                                   [&](std::size_t row) { return lacks_place(row); });
+    std::string row =
+        bare == of_code.end() ? sites.null_row() : std::string(sites.row(*bare));
     fill_site(station, sta, edit(kSite, row));
     edit(kSite, row)
         .put("ondate", on)
         .put("offdate", off)
         .put("statype", std::string_view("ss"));
-    mark_station(sites.add(row), Change::kAdded);
+    if (bare == of_code.end()) {
+      mark_station(sites.add(row), Change::kAdded);
+    } else {
+      mark_station(*bare,
+                   sites.set(*bare, row) ? Change::kUpdated : Change::kUnchanged);
+    }
     return;
   }
   const auto begin = [&](std::size_t row) {

@@ -85,6 +85,7 @@ class StationPlan {
   static constexpr std::size_t kMostEpochs = 5000;
 
   bool plan_network(const Network &network);
+  void complete_networks();
   bool plan_comments(const Network &network, std::string &row, bool &changed);
   void plan_station(const GatheredStation &gathered);
   void plan_epoch(const GatheredStation &gathered, const std::string &sta);
@@ -113,6 +114,7 @@ class StationPlan {
 
   /* Edits a row as RowEdit does; report_ is cleared first. */
   RowEdit edit(Table which, std::string &row);
+  bool lacks_place(std::size_t site);
   void mark_station(std::size_t site, Change change);
   void refuse(std::int64_t line, const std::string &reason);
   static void count(RecordCounts &counts, Change change);

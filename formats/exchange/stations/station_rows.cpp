@@ -109,9 +109,23 @@ double ncalib_of(double sensitivity, double frequency, const std::string &unit) 
   return std::isfinite(ncalib) ? ncalib : 0.0;
 }
 
-/* The formula is its own inverse. */
+/* The formula is its own inverse.  Of the numbers that the field would hold alike, the one
+ * of the fewest digits is most likely the one that was given. */
 double sensitivity_of(double ncalib, double frequency, const std::string &unit) {
-  return ncalib_of(ncalib, frequency, unit);
+  const double exact = ncalib_of(ncalib, frequency, unit);
+  constexpr double kLastPlace = 1e-6;  // of the field
+  const bool short_field = 0.5 * kLastPlace <= kLostDigits * std::fabs(ncalib);
+  const char *const format = short_field ? "%.6f" : "%.8e";
+  const std::string kept = format_text(format, ncalib);
+  constexpr int kMostDigits = 17;
+  for (int digits = 1; digits < kMostDigits; digits++) {
+    double shorter = 0.0;
+    if (parse_real(format_text("%.*g", digits, exact), shorter) &&
+        format_text(format, ncalib_of(shorter, frequency, unit)) == kept) {
+      return shorter;
+    }
+  }
+  return exact;
 }
 
 double frequency_of(double period) {

@@ -40,7 +40,7 @@ struct Station {
   Epoch epoch;
   double lat = -999.0, lon = -999.0;  // degrees
   double elevation = -999.0;
-  /* The input tells of channels alone: place and epoch are those of a channel. */
+  /* The input names channels only: place and epoch are those of a channel. */
   bool derived = false;
 };
 
@@ -74,7 +74,7 @@ class StationReader {
  public:
   virtual ~StationReader() = default;
 
-  /* As of Reader: kRefused tells of the record at line() alone. */
+  /* As of Reader: kRefused concerns only the record at line(). */
   using Got = Reader::Got;
   virtual Got next(StationItem &item) = 0;
 
@@ -94,7 +94,7 @@ class StationWriter {
   virtual bool put(const StationItem &item) = 0;
   virtual bool end() = 0;
 
-  /* What the items had and the format has no place for. */
+  /* Values of the items that the format has no place for. */
   virtual std::vector<Unplaced> without_place() const { return {}; }
 };
 

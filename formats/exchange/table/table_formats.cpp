@@ -84,7 +84,8 @@ constexpr std::array<Mapping, 22> kCsvMappings{{
     {"gap", "remark \"gap: ...\", under origin.commid"},
     {"dmin", "remark \"dmin: ...\", under origin.commid"},
     {"rms", "origerr.sdobs"},
-    {"net", "event.auth, and the author of what has none of its own"},
+    {"net",
+     "event.auth, and the author of what the table has no column of its own for"},
     {"id", "publicid.textid with tagname evid, and event.evname"},
     {"updated", "lddate of all rows"},
     {"place", "remark \"place: ...\", under event.commid"},
@@ -105,7 +106,7 @@ constexpr std::array<Mapping, 12> kFdsnMappings{{
     {"Longitude", "origin.lon"},
     {"Depth/km", "origin.depth"},
     {"Author", "origin.auth"},
-    {"Contributor", "event.auth, and the author of what has none of its own"},
+    {"Contributor", "event.auth"},
     {"MagType", "netmag.magtype"},
     {"Magnitude", "netmag.magnitude; origin.mb, ms, ml for these types"},
     {"MagAuthor", "netmag.auth"},
@@ -132,12 +133,14 @@ const Format kCsvFormat{.word = "csv",
                         .recognise = is_csv,
                         .open_reader = open_csv,
                         .open_writer = open_csv_writer,
-                        .mappings = kCsvMappings};
+                        .mappings = kCsvMappings,
+                        .line_per_event = true};
 const Format kFdsnTextFormat{.word = "fdsn",
                              .name = "FDSN event text",
                              .recognise = is_fdsn_text,
                              .open_reader = open_fdsn_text,
                              .open_writer = open_fdsn_writer,
-                             .mappings = kFdsnMappings};
+                             .mappings = kFdsnMappings,
+                             .line_per_event = true};
 
 }  // namespace ksutil::exchange

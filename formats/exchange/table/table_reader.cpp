@@ -110,6 +110,8 @@ bool TableReader::begin(std::string &problem) {
   return true;
 }
 
+bool TableReader::has(Column column) const { return places_[column] != kNone; }
+
 std::string_view TableReader::cell(Column column) const {
   const std::size_t place = places_[column];
   return place == kNone ? std::string_view() : trimmed(rows_.cells()[place]);
@@ -181,7 +183,7 @@ void TableReader::read_event(Event &event) {
   real(kDepthError, 0.0, 9999.0, false, origin.depth_error);
   text(kStatus, false, origin.status);
   text(kLocationSource, false, origin.author);
-  if (origin.author.empty()) origin.author = event.author;
+  if (!has(kLocationSource)) origin.author = event.author;
 
   Magnitude magnitude;
   real(kMag, -10.0, kMaxMagnitude, false, magnitude.value);
@@ -189,7 +191,7 @@ void TableReader::read_event(Event &event) {
   real(kMagError, 0.0, 9999.0, false, magnitude.error);
   count(kMagNst, magnitude.stations);
   text(kMagSource, false, magnitude.author);
-  if (magnitude.author.empty()) magnitude.author = event.author;
+  if (!has(kMagSource)) magnitude.author = event.author;
   if (magnitude.value > -999.0) origin.magnitudes.push_back(std::move(magnitude));
 }
 

@@ -29,7 +29,7 @@ class TableReader final : public Reader {
   const std::string &problem() const override { return problem_; }
   std::vector<Unplaced> without_place() const override { return unknown_; }
 
-  /* What a column can be. */
+  /* The meanings of columns. */
   enum Column : std::size_t {
     kTime,
     kLatitude,
@@ -57,6 +57,7 @@ class TableReader final : public Reader {
   };
 
  private:
+  bool has(Column column) const;
   std::string_view cell(Column column) const;
   void refuse(Column column, std::string_view text);
   void real(Column column, double low, double high, bool required, double &value);

@@ -28,8 +28,8 @@ class CsvRows {
   CsvRows(const CsvRows &) = delete;
   CsvRows &operator=(const CsvRows &) = delete;
 
-  /* kBad: the row at line() cannot be read, for the reason that problem() tells; go on.
-   * kFailed: nothing more can be read; problem() tells. */
+  /* kBad: the row at line() cannot be read, for the reason in problem(); go on.
+   * kFailed: nothing more can be read; see problem(). */
   enum class Got { kRow, kBad, kEnd, kFailed };
   Got next();
 

@@ -30,7 +30,7 @@ class Input {
   std::string_view head() const { return head_; }
 
   /* Appends the next piece of the text, at most about 256 KiB; false at the end and after
-   * a failure, which problem() tells. */
+   * a failure (see problem()). */
   bool read(std::string &text);
   const std::string &problem() const { return problem_; }
 

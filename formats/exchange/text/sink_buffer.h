@@ -12,7 +12,7 @@ class SinkBuffer {
  public:
   explicit SinkBuffer(TextSink &sink) : sink_(sink) {}
 
-  /* What is collected, to append to. */
+  /* The collected text; append to it. */
   std::string &text() { return text_; }
 
   /* Gives the text on when there is much of it.  False once the sink has refused. */

@@ -12,7 +12,7 @@
 
 namespace ksutil::exchange {
 
-/* What is asked for by name is marked as used, so that without_use() can name the rest. */
+/* Attributes and elements asked for count as used; without_use() names the rest. */
 class XmlElement {
  public:
   static constexpr std::size_t kMostElements = 50000;

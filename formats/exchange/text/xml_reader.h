@@ -37,7 +37,7 @@ class XmlReader {
   XmlReader &operator=(const XmlReader &) = delete;
 
   /* Goes on to the next beginning or end of an element.  kDone: the text is over, and was
-   * well-formed; kFailed: problem() tells, and it stays so. */
+   * well-formed; kFailed: see problem(); so is each later call. */
   enum class Got { kStart, kEnd, kDone, kFailed };
   Got next();
 

@@ -26,7 +26,7 @@ inline constexpr std::int64_t kReferenceIsDay = 10;                     // IZTYP
 
 inline constexpr std::int64_t kVersion = 6;
 
-/* What the values of a type are: KSSAC_KIND_REAL, ... */
+/* The kind of the values of a type: KSSAC_KIND_REAL, ... */
 int kind_of(const KSSacDefine &define);
 
 /* Bytes of a variable. */

@@ -355,6 +355,19 @@ TEST_F(BulletinImport, StationCodesFollowSeedcode) {
   EXPECT_THAT(table("arrival"), Not(HasSubstr("CRLZ")));
 }
 
+/* A table network that lacks the networks of new channels would leave dangling references;
+ * a database that has none does not get one from picks. */
+TEST_F(BulletinImport, NetworksOfChannelsAreEnteredWhereTheTableIs) {
+  import({bulletin("a/")});
+  EXPECT_EQ(rows("network"), 0);
+  ASSERT_GE(dbaddv(OpenDatabase(name_, "r+").table("network"), "net", "YY", kEnd), 0);
+  Event other = bulletin("b/");
+  other.picks[0].at = {"ZZ", "ABC", "", "BHZ"};
+  import({other});
+  EXPECT_THAT(table("network"), testing::AllOf(HasSubstr("ZZ"), HasSubstr("NZ")));
+  EXPECT_EQ(rows("network"), 3);
+}
+
 TEST_F(BulletinImport, TheEllipseComesFromTheCovarianceWhenItIsNotGiven) {
   Event event = bulletin("a/");
   Covariance &covariance = event.origins[1].covariance;

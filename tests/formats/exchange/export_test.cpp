@@ -88,6 +88,35 @@ Event full_event(const std::string &id) {
 }
 
 /* Bulletins have rows whose ellipse lacks an axis. */
+/* A catalogue that goes through several hands must not change on the way: authors that
+ * nobody gave, and digits of numbers that are rounded to a round one. */
+TEST(CatalogueExport, TheSecondExportIsTheFirst) {
+  const tools::ScratchFolder folder;
+  const std::string parts =
+      "<time><value>2020-01-01T00:00:00.1234567Z</value></time><latitude><value>"
+      "1.23456</value></latitude><longitude><value>-2.3456</value></longitude>"
+      "<quality><standardError>0.7998</standardError></quality><arrival><pickID>p"
+      "</pickID><phase>P</phase><timeResidual>-0.004</timeResidual><distance>1.4997"
+      "</distance></arrival></origin>";
+  import_text(folder / "a", "kbcore",
+              "<q:quakeml xmlns:q=\"http://quakeml.org/xmlns/quakeml/1.2\" "
+              "xmlns=\"http://quakeml.org/xmlns/bed/1.2\"><eventParameters "
+              "publicID=\"x\"><event publicID=\"e1\"><creationInfo><agencyID>EVA"
+              "</agencyID></creationInfo><pick publicID=\"p\"><time><value>"
+              "2020-01-01T00:00:20Z</value><uncertainty>2.3202</uncertainty></time>"
+              "<waveformID networkCode=\"XX\" stationCode=\"ABC\"/></pick>"
+              "<origin publicID=\"o1\">" +
+                  parts +
+                  "<magnitude publicID=\"m1\"><mag><value>5.996</value></mag><originID>"
+                  "o1</originID></magnitude></event></eventParameters></q:quakeml>\n");
+  for (const char *word : {"csv", "fdsn", "geojson", "isf", "quakeml"}) {
+    const Exported first = export_text(folder / "a", word);
+    const std::string again = folder / (std::string("b") + word);
+    import_text(again, "kbcore", first.text);
+    EXPECT_EQ(export_text(again, word).text, first.text);
+  }
+}
+
 TEST(CatalogueExport, KeepsAnEllipseWithOneAxis) {
   Event event;
   event.id = "e1";

@@ -49,6 +49,48 @@ class StationImport : public testing::TestWithParam<const char *> {
 };
 INSTANTIATE_TEST_SUITE_P(Schemas, StationImport, testing::Values("css3.0", "kbcore"));
 
+constexpr char kTextChannel[] =
+    "#Network|Station|Location|Channel|Latitude|Longitude|Elevation|Depth|Azimuth|Dip|"
+    "SensorDescription|Scale|ScaleFreq|ScaleUnits|SampleRate|StartTime|EndTime\n"
+    "AK|BWN||LHZ|64.1732|-149.2991|356|1.5|0|-90||4.98E8|0.03|M/S|1|"
+    "2010-07-23T00:00:00|\n";
+
+/* The text of channels names a network, and rows of seedcode refer to it. */
+TEST_P(StationImport, EachNetworkThatIsNamedHasARow) {
+  database_.import(kTextChannel);
+  EXPECT_THAT(database_.column("network", "net"), ElementsAre("AK"));
+  {
+    Dbptr db;
+    ASSERT_GE(dbopen(database_.name().c_str(), "r+", &db), 0);
+    ASSERT_GE(dbaddv(dblookup(db, "", "affiliation", "", ""), "net", "QQ", "sta", "OLD",
+                     (char *)nullptr),
+              0);
+    dbclose(db);
+  }
+  const auto result = database_.import(station_xml(channel_xml(kFirst, "")));
+  EXPECT_EQ(result.counts.networks.added, 2);
+  EXPECT_THAT(database_.column("network", "net"),
+              testing::UnorderedElementsAre("AK", "QQ", "XX"));
+}
+
+/* The row that waveforms without coordinates have left is the station's, not another
+ * epoch beside it. */
+TEST_P(StationImport, APlaceIsFilledIntoTheRowThatLacksIt) {
+  Dbptr db;
+  ASSERT_GE(dbopen(database_.name().c_str(), "r+", &db), 0);
+  for (const char *sta : {"BWN", "RJOB"}) {
+    ASSERT_GE(dbaddv(dblookup(db, "", "site", "", ""), "sta", sta, "ondate", 2015001L,
+                     (char *)nullptr),
+              0);
+  }
+  dbclose(db);
+  database_.import(kTextChannel);
+  database_.import(station_xml(channel_xml(kFirst, "")));
+  EXPECT_THAT(database_.column("site", "ondate"), ElementsAre("2010204", "2010063"));
+  EXPECT_THAT(database_.column("site", "lat"),
+              ElementsAre(testing::StartsWith("64.1732"), testing::StartsWith("47.5")));
+}
+
 TEST_P(StationImport, FillsEachTable) {
   const auto result = database_.import(station_xml(channel_xml(kFirst, "")));
   ASSERT_EQ(result.imported, StationsImported::kYes);
