@@ -144,6 +144,10 @@ TEST_F(KsdbFollow, NothingOfABrokenAnswerIsImported) {
   } cases[] = {
       {"truncated", "http", "HTTP/1.1 200 OK\r\nContent-Length: 5000\r\n\r\n" + good,
        ""},
+      {"cut in a line, without a length", "ends within a line",
+       "HTTP/1.1 200 OK\r\nConnection: close\r\n\r\n" +
+           good.substr(0, good.size() - 20),
+       ""},
       {"oversized", "more than 1048576 bytes",
        http_answer("200 OK", good + std::string((1 << 20) + 1, '#')), "--max-size 1"},
       {"error", "status 400: bad parameter",
@@ -167,6 +171,22 @@ TEST_F(KsdbFollow, NothingOfABrokenAnswerIsImported) {
     EXPECT_EQ(run.code, 1) << c.what;
     EXPECT_THAT(run.errors, HasSubstr(c.said)) << c.what;
     EXPECT_EQ(events(), "evname\n") << c.what;
+  }
+}
+
+/* Services may leave out the length, and the last line break where they give it. */
+TEST_F(KsdbFollow, AnswersWithoutALengthMustEndALine) {
+  const std::string text = kHead + event_line("a", "4.5");
+  for (const std::string &bytes :
+       {"HTTP/1.1 200 OK\r\nConnection: close\r\n\r\n" + text,
+        http_answer("200 OK", text.substr(0, text.size() - 1)),
+        format_text("HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\n%zx\r\n",
+                    text.size() - 1) +
+            text.substr(0, text.size() - 1) + "\r\n0\r\n\r\n"}) {
+    const ProgramRun run = once(
+        [&](const std::string &, int, const HttpServer::Send &send) { send(bytes); });
+    EXPECT_EQ(run.code, 0) << bytes << run.errors;
+    EXPECT_EQ(events(), "evname\na\n");
   }
 }
 

@@ -47,11 +47,17 @@ bool gather_feed(exchange::Reader &reader, const std::string &name,
 
 }  // namespace
 
-bool import_feed(const std::string &database, const std::string &name, std::string text,
+bool import_feed(const std::string &database, const std::string &name, FeedText text,
                  const exchange::ImportOptions &options, FeedResult &result) {
-  const auto input = exchange::Input::of_text(name, std::move(text));
+  const bool ends_in_line = !text.text.empty() && text.text.back() != '\n';
+  const auto input = exchange::Input::of_text(name, std::move(text.text));
   const exchange::Recognised kind = exchange::recognise(input->head());
   if (kind.empty) return true;
+  if (kind.format != nullptr && !kind.format->shows_its_end && !text.framed &&
+      ends_in_line) {
+    result.problem = "the answer ends within a line and may have been cut off";
+    return false;
+  }
   const auto reader = exchange::open_reader(*input, kind, result.problem);
   exchange::Gathering events;
   if (reader == nullptr || !gather_feed(*reader, name, events, result)) return false;

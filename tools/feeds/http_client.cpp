@@ -54,12 +54,17 @@ std::size_t take_header(char *bytes, std::size_t, std::size_t count, void *to) {
   if (line.starts_with("HTTP/")) {
     /* The headers of what a redirect leads to replace those before. */
     answer = HttpAnswer();
+    answer.framed = !line.starts_with("HTTP/1");  // later versions have frames
     return count;
   }
   const std::size_t colon = line.find(':');
   if (colon == line.npos || count > kMostHeader) return count;
   const std::string name = lowered(trimmed(line.substr(0, colon)));
   const std::string value(trimmed(line.substr(colon + 1)));
+  if (name == "content-length") answer.framed = true;
+  if (name == "transfer-encoding" && lowered(value).ends_with("chunked")) {
+    answer.framed = true;
+  }
   if (name == "etag") answer.etag = value;
   if (name == "last-modified") answer.last_modified = value;
   if (name == "retry-after") answer.retry_after = retry_seconds(value);

@@ -24,7 +24,7 @@ struct HttpRequest {
 
 struct HttpAnswer {
   /* kBody: the document came.  kUnchanged: it is as the earlier answer had it.  kEmpty: the
-   * service has nothing.  kFailed: problem tells why.  kStopped: a signal came. */
+   * service has nothing.  kFailed: problem says why.  kStopped: a signal came. */
   enum class Kind { kBody, kUnchanged, kEmpty, kFailed, kStopped };
   Kind kind = Kind::kFailed;
   std::string body, etag, last_modified, problem;
@@ -32,6 +32,9 @@ struct HttpAnswer {
   double retry_after = -1.0;  // seconds until the service wants to be asked again
   /* The request itself was refused: to ask again changes nothing. */
   bool permanent = false;
+  /* Whether the protocol shows where the body ends.  Without a length, and not in chunks,
+   * a body that was cut off looks like a whole one. */
+  bool framed = false;
 };
 
 class HttpClient {

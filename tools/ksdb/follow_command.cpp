@@ -121,8 +121,8 @@ class Follower {
         break;
     }
     FeedResult result;
-    if (!import_feed(options_.database, address_.shown(), std::move(answer.body),
-                     import_, result)) {
+    if (!import_feed(options_.database, address_.shown(),
+                     {std::move(answer.body), answer.framed}, import_, result)) {
       return fail(result.problem, -1.0, false);
     }
     return succeed(result, answer, request, asked);

@@ -48,12 +48,12 @@ std::vector<std::string> words_of_formats() {
 
 /* Reads the whole input before it touches the database; false after a complaint. */
 bool gather(exchange::Input &input, exchange::Reader &reader, bool quiet,
-            exchange::Gathering &events, Refusals &refusals, long &lines) {
+            exchange::Gathering &events, Refusals &refusals, long &read) {
   const bool sized = input.size() > 0;
   Progress progress("reading " + input.name(), sized ? input.size() / kMegabyte + 1 : 0,
                     quiet, sized ? "MB" : "events");
   exchange::Event event;
-  for (;; lines++) {
+  for (;; read++) {
     switch (reader.next(event)) {
       case exchange::Reader::Got::kEnd:
         return true;
@@ -78,12 +78,19 @@ bool gather(exchange::Input &input, exchange::Reader &reader, bool quiet,
         complain(events.problem());
         return false;
     }
-    progress.reach(sized ? input.consumed() / kMegabyte : lines);
+    progress.reach(sized ? input.consumed() / kMegabyte : read);
   }
 }
 
+/* How much was read: lines where each holds an event, else events. */
+std::string counted(long read, bool in_lines) {
+  return std::to_string(read) + (in_lines    ? " lines"
+                                 : read == 1 ? " event"
+                                             : " events");
+}
+
 void tell_of(const exchange::ImportCounts &counts, std::int64_t superseded,
-             long refused, long lines, bool dry_run) {
+             long refused, const std::string &read, bool dry_run) {
   const auto tell = [](const char *format, std::int64_t count) {
     if (count > 0) std::printf(format, static_cast<long>(count));
   };
@@ -93,7 +100,7 @@ void tell_of(const exchange::ImportCounts &counts, std::int64_t superseded,
               static_cast<long>(counts.older));
   tell(", %ld superseded", superseded);
   tell(", %ld left out", counts.left_out);
-  std::printf(", %ld refused: %ld lines\n", refused, lines);
+  std::printf(", %ld refused: %s\n", refused, read.c_str());
   tell("%ld completed what an interrupted import left\n", counts.healed);
   tell("%ld with the earlier origin kept\n", counts.kept);
   tell("%ld texts shortened to their fields\n", counts.shortened);
@@ -117,6 +124,7 @@ int import(const ImportArguments &arguments) {
   std::string problem;
   const auto input = exchange::Input::open(arguments.file, problem);
   std::unique_ptr<exchange::Reader> reader;
+  bool in_lines = false;
   if (input != nullptr) {
     exchange::Recognised kind = exchange::recognise(input->head());
     if (!arguments.format.empty()) {
@@ -127,6 +135,7 @@ int import(const ImportArguments &arguments) {
                                  {arguments.database, arguments.schema, arguments.quiet,
                                   arguments.dry_run, arguments.strict});
     }
+    in_lines = kind.format != nullptr && kind.format->line_per_event;
     reader = exchange::open_reader(*input, kind, problem);
   }
   if (reader == nullptr) {
@@ -136,8 +145,8 @@ int import(const ImportArguments &arguments) {
 
   Refusals refusals(input->name());
   exchange::Gathering events;
-  long lines = 0;
-  if (!gather(*input, *reader, arguments.quiet, events, refusals, lines)) {
+  long read = 0;
+  if (!gather(*input, *reader, arguments.quiet, events, refusals, read)) {
     return kFailure;
   }
   exchange::UnplacedCounts without_place;
@@ -201,7 +210,8 @@ int import(const ImportArguments &arguments) {
   if (imported != Imported::kYes) return kFailure;
   target.keep();
   if (!arguments.quiet) {
-    tell_of(counts, events.superseded(), refusals.count(), lines, arguments.dry_run);
+    tell_of(counts, events.superseded(), refusals.count(), counted(read, in_lines),
+            arguments.dry_run);
     without_place.add(counts.without_place);
     for (const exchange::Unplaced &left : without_place.list()) {
       std::printf(
