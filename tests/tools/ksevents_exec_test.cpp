@@ -198,6 +198,7 @@ TEST_F(KseventsExec, RefusesWhatIsNoCommandOrNoCondition) {
   const std::string watch_command = std::string(KSEVENTS_PROGRAM) + " watch ";
   EXPECT_EQ(run_program(watch_command + "--exec \"'open\" " + database_).code, 2);
   EXPECT_EQ(run_program(watch_command + "--exec ' ' " + database_).code, 2);
+  EXPECT_EQ(run_program(watch_command + "--exec '' " + database_).code, 2);
   EXPECT_EQ(run_program(watch_command + "--exec 'a\\' " + database_).code, 2);
   EXPECT_EQ(run_program(watch_command + "--where 'nosuch > 1' " + database_).code, 2);
   EXPECT_EQ(run_program(watch_command + "--where magtype " + database_).code, 2);

@@ -115,7 +115,7 @@ TEST(KseventsPlot, DrawsEveryKindAndThePageOfAnEvent) {
       {" --kind magnitude-time", "with a magnitude"},
       {" --kind hours", "hour of the day (UTC)"},
       {" --kind depths", "with a depth"},
-      {" --kind residuals", "no residuals"},
+      {" --kind residuals", ">no residuals<"},
   };
   for (const auto &[arguments, shown] : cases) {
     const ProgramRun run = run_program(plot + arguments + " " + kData + "/aug2015");
@@ -128,7 +128,41 @@ TEST(KseventsPlot, DrawsEveryKindAndThePageOfAnEvent) {
   for (const char *shown : {"Event 48836019", "Residuals", "first P, iasp91", "Pg"}) {
     EXPECT_THAT(page, HasSubstr(shown));
   }
+  ASSERT_EQ(run_program(plot + ueb + " 6353366").code, 0);
+  EXPECT_THAT(read_text(folder / "p.svg"), HasSubstr("Magnitudes"));
   EXPECT_EQ(run_program(plot + ueb + " 1").code, 1);
+  /* Magnitudes without those of stations, beside each other. */
+  const auto magnitude = [](const std::string &value, const std::string &type) {
+    return "<magnitude publicID=\"" + type + "\"><mag><value>" + value +
+           "</value></mag><type>" + type + "</type><originID>o</originID></magnitude>";
+  };
+  const std::string quakeml = folder.write(
+      "q.xml",
+      "<eventParameters><event publicID=\"e\"><origin publicID=\"o\"><time><value>"
+      "2016-11-13T11:02:56Z</value></time><latitude><value>-42</value></latitude>"
+      "<longitude><value>173</value></longitude></origin>" +
+          magnitude("5.1", "mb") + magnitude("5.4", "Mw") +
+          "</event></eventParameters>");
+  ASSERT_EQ(run_program(std::string(KSDB_PROGRAM) + " import -q --create css3.0 " +
+                        quakeml + " " + (folder / "two"))
+                .code,
+            0);
+  ASSERT_EQ(run_program(plot + " " + (folder / "two") + " 1").code, 0);
+  EXPECT_THAT(read_text(folder / "p.svg"),
+              testing::AllOf(HasSubstr("Magnitudes"), HasSubstr(">type<"),
+                             HasSubstr(">mb<"), HasSubstr(">Mw<")));
+  /* A parallel that leaves the left side of the map twice is named once. */
+  ASSERT_EQ(run_program(plot +
+                        " --projection azimuthal --centre 10,80 --extent "
+                        "-150,150,-30,90 " +
+                        kData + "/aug2015")
+                .code,
+            0);
+  const std::string world = read_text(folder / "p.svg");
+  const std::string parallel = ">60\xc2\xb0S<";
+  const std::size_t first = world.find(parallel);
+  ASSERT_NE(first, world.npos);
+  EXPECT_EQ(world.find(parallel, first + 1), world.npos);
   EXPECT_EQ(run_program(plot + " --where 'evid < 0'" + ueb).code, 1);
   EXPECT_EQ(run_program(plot + " --extent 1,2,3" + ueb).code, 2);
   EXPECT_EQ(run_program(plot + " --kind section --through 1" + ueb).code, 2);

@@ -34,7 +34,8 @@ struct WatchOptions {
   double interval = 2.0;
   int max_events = 0;
   bool json = false;
-  std::string where, command;
+  std::string where;
+  std::optional<std::string> command;
   int jobs = 4;
 };
 
@@ -218,7 +219,7 @@ int watch(const WatchOptions &options) {
 
   std::vector<std::string> words;
   std::string problem;
-  if (!options.command.empty() && !split_command(options.command, words, problem)) {
+  if (options.command && !split_command(*options.command, words, problem)) {
     complain("--exec: " + problem);
     return kUsage;
   }

@@ -56,6 +56,33 @@ void draw_panel_title(Canvas &canvas, const PanelLayout &layout) {
               {kPanelTitleSize, kInk, Anchor::kStart, true});
 }
 
+/* Whether nothing of the panel can be seen in its frame. */
+bool is_empty(const Panel &panel) {
+  const auto all_missing = [](const std::vector<double> &values) {
+    return std::all_of(values.begin(), values.end(), is_gap);
+  };
+  const bool any_line =
+      std::any_of(panel.lines.begin(), panel.lines.end(),
+                  [&](const Line &line) { return !all_missing(line.y); });
+  const bool any_point =
+      std::any_of(panel.points.begin(), panel.points.end(), [](const Points &points) {
+        return std::any_of(points.points.begin(), points.points.end(),
+                           [](const Point &point) {
+                             return !is_missing(point.x) && !is_missing(point.y);
+                           });
+      });
+  return panel.meshes.empty() && panel.disks.empty() && panel.markers.empty() &&
+         !any_line && !any_point;
+}
+
+void draw_empty_note(Canvas &canvas, const PanelLayout &layout) {
+  const Panel &panel = layout.panel;
+  if (panel.map || panel.empty_note.empty() || !is_empty(panel)) return;
+  const Rect &frame = layout.frame;
+  canvas.text({frame.x + frame.width / 2.0, frame.y + frame.height / 2.0},
+              panel.empty_note, {kPanelTitleSize, kGreyInk, Anchor::kMiddle});
+}
+
 }  // namespace
 
 void draw_grid(Canvas &canvas, const PanelLayout &layout) {
@@ -88,6 +115,7 @@ void draw_frame(Canvas &canvas, const PanelLayout &layout) {
   if (layout.map && layout.map->curved) return draw_map_frame(canvas, layout);
   const Paint paint{kFrame, {}, 1.0};
   canvas.rectangle(frame, paint);
+  draw_empty_note(canvas, layout);
   for (const Tick &tick : layout.x_ticks.ticks) {
     const double x = layout.x.at(tick.value);
     const double length = tick.label.empty() ? kTickLength / 2.0 : kTickLength;

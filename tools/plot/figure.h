@@ -34,7 +34,7 @@ enum class Scale {
   kTime  // epoch seconds, labelled as UTC dates and times
 };
 
-/* What the numbers at the ticks look like. */
+/* The form of the numbers at the ticks. */
 enum class TickForm { kNumber, kLatitude, kLongitude };
 
 /* A tick with a text of its own. */
@@ -144,7 +144,7 @@ struct Marker {
   std::optional<Colour> colour = {};
 };
 
-/* What the keys at the right of a panel tell of its points. */
+/* A key at the right of a panel that explains the look of its points. */
 struct ColourKey {
   std::string label = {};
   double low = 0.0, high = 1.0;
@@ -192,7 +192,8 @@ struct Panel {
   std::vector<Marker> markers = {};
   std::vector<ColourKey> colour_keys = {};
   std::vector<StyleKey> style_keys = {};
-  bool bare = false;            // no frame, grid, ticks or labels of axes
+  std::string empty_note = "no data";  // in the frame when nothing else is
+  bool bare = false;                   // no frame, grid, ticks or labels of axes
   double height = kUnset;       // of the frame; by default a share of a pleasant whole
   std::optional<Map> map = {};  // the height follows from the extent
   /* The length of a unit of y over that of a unit of x: the height follows, and y is widened

@@ -33,7 +33,7 @@ struct Bar {
   Ticks ticks;
 };
 
-/* What a map has beside its data, in the coordinates of its panel. */
+/* The parts of a map besides its data, in the coordinates of its panel. */
 struct MapLayout {
   struct Outline {
     bool border = false;
@@ -82,7 +82,7 @@ Layout lay_out(const Figure &figure);
 double key_row(const StyleKey::Entry &entry);
 double key_sample(const StyleKey &key);
 
-/* What the axis says beneath or beside its ticks. */
+/* The title of the axis, below or at the side of its ticks. */
 std::string axis_title(const Axis &axis, const Ticks &ticks);
 
 /* The ends of a mesh's colours. */

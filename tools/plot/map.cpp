@@ -400,6 +400,7 @@ class ProjectedMap {
             add_grid_line(piece, tick.label, false);
           });
     }
+    drop_second_labels();
     if (!world_) return;
     constexpr int kRim = 360;
     const double edge = 2.0 * std::numbers::sqrt2 * 6371.0;
@@ -428,6 +429,28 @@ class ProjectedMap {
                                    : at.y > panel_.y.low && at.y < panel_.y.high;
       if (inside) map_.labels.push_back({at, label, meridian});
     }
+  }
+
+  /* A line that leaves the frame twice on one side has its label where it is nearer to the
+   * middle of that side. */
+  void drop_second_labels() {
+    const double middle_x = 0.5 * (panel_.x.low + panel_.x.high);
+    const double middle_y = 0.5 * (panel_.y.low + panel_.y.high);
+    const auto off = [&](const MapLayout::Label &label) {
+      return label.below ? std::fabs(label.at.x - middle_x)
+                         : std::fabs(label.at.y - middle_y);
+    };
+    std::stable_sort(map_.labels.begin(), map_.labels.end(),
+                     [&](const auto &a, const auto &b) { return off(a) < off(b); });
+    std::vector<MapLayout::Label> kept;
+    for (MapLayout::Label &label : map_.labels) {
+      if (std::none_of(kept.begin(), kept.end(), [&](const MapLayout::Label &other) {
+            return other.below == label.below && other.text == label.text;
+          })) {
+        kept.push_back(std::move(label));
+      }
+    }
+    map_.labels = std::move(kept);
   }
 
   Panel &panel_;

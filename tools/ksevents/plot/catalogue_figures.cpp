@@ -311,6 +311,7 @@ void add_residuals(const std::vector<double> &residuals, plot::Figure &figure) {
   plot::Panel &panel = figure.panels.emplace_back();
   panel.x.label = "time residual (s), observed minus computed";
   panel.y = {.label = "arrivals", .low = 0.0, .whole = true};
+  panel.empty_note = "no residuals";
   const auto n = static_cast<double>(residuals.size());
   if (residuals.empty()) {
     figure.subtitle = join(figure.subtitle, "no residuals");

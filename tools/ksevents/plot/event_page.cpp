@@ -224,39 +224,86 @@ class EventPage {
     figure_.panels.push_back(std::move(panel));
   }
 
+  /* All magnitudes of the origin: those of stations by distance, the magnitude made of them
+   * as a line, and so are those without stations. */
   bool add_magnitudes() {
-    auto *magnitude = static_cast<KSEVMagnitude *>(
-        gettbl(origin_->magnitudes, std::max(origin_->pref_magnitude, 0)));
-    if (magnitude == nullptr || magnitude->recno_netmag < 0) return true;
-    if (view_.refreshStamags(magnitude) < 0) return false;
     plot::Panel panel;
-    panel.title = std::string("Station magnitudes ") +
-                  (magnitude->magtype == nullptr ? "" : magnitude->magtype);
-    panel.x.label = "distance (degrees)";
+    panel.title = "Magnitudes";
     panel.y.label = "magnitude";
+    std::vector<const KSEVMagnitude *> shown;
+    bool good = true;
+    for_each<KSEVMagnitude>(origin_->magnitudes, [&](KSEVMagnitude *row) {
+      if (row->magnitude == kNull) return;
+      if (row->recno_netmag >= 0 && view_.refreshStamags(row) < 0) good = false;
+      shown.push_back(row);
+    });
+    if (!good) return false;
+    if (shown.empty()) return true;
+    double near = 1e30, far = -1e30;
+    for (std::size_t i = 0; i < shown.size(); i++) {
+      plot::Points points = station_magnitudes(*shown[i], i);
+      if (points.points.empty()) continue;
+      for (const plot::Point &point : points.points) {
+        near = std::min(near, point.x);
+        far = std::max(far, point.x);
+      }
+      panel.points.push_back(std::move(points));
+    }
+    if (far < near) {
+      if (shown.size() == 1) return true;  // the title has it
+      compare_types(shown, panel);
+    } else {
+      panel.x.label = "distance (degrees)";
+      if (near == far) near -= 0.5, far += 0.5;
+      for (std::size_t i = 0; i < shown.size(); i++) {
+        panel.lines.push_back(
+            {.x = {near, far},
+             .y = {shown[i]->magnitude, shown[i]->magnitude},
+             .name = format_text("%s %.2f", type_of(*shown[i]), shown[i]->magnitude),
+             .colour = plot::series_colour(i)});
+      }
+    }
+    figure_.panels.push_back(std::move(panel));
+    return true;
+  }
+
+  static const char *type_of(const KSEVMagnitude &magnitude) {
+    return magnitude.magtype == nullptr ? "M" : magnitude.magtype;
+  }
+
+  plot::Points station_magnitudes(const KSEVMagnitude &magnitude, std::size_t series) {
     plot::Points points;
+    points.colour = plot::series_colour(series);
     plot::PointStyle style;
-    style.fill = plot::series_colour(0);
-    for_each<KSEVStamag>(magnitude->stamags, [&](KSEVStamag *row) {
+    style.fill = points.colour;
+    for_each<KSEVStamag>(magnitude.stamags, [&](KSEVStamag *row) {
       if (row->sta == nullptr || row->magnitude == kNull) return;
       const auto [found, fresh] = stations_.try_emplace(row->sta);
       if (fresh) found->second = place_of(row->sta);
       if (found->second.delta == kNull) return;
       points.points.push_back({found->second.delta, row->magnitude, style});
     });
-    if (points.points.empty()) return true;
-    const auto [near, far] =
-        std::minmax_element(points.points.begin(), points.points.end(),
-                            [](const auto &a, const auto &b) { return a.x < b.x; });
-    panel.lines.push_back(
-        {.x = {near->x, far->x},
-         .y = {magnitude->magnitude, magnitude->magnitude},
-         .name = format_text("network magnitude %.2f", magnitude->magnitude),
-         .colour = kRed});
+    return points;
+  }
+
+  /* Without any station the magnitudes stand beside each other. */
+  static void compare_types(const std::vector<const KSEVMagnitude *> &shown,
+                            plot::Panel &panel) {
+    plot::Points points;
     points.colour = plot::series_colour(0);
+    plot::PointStyle style;
+    style.fill = points.colour;
+    constexpr double kHeight = 150.0;
+    panel.height = kHeight;
+    panel.x.label = "type";
+    panel.x.low = -0.5;
+    panel.x.high = static_cast<double>(shown.size()) - 0.5;
+    for (std::size_t i = 0; i < shown.size(); i++) {
+      const auto place = static_cast<double>(i);
+      points.points.push_back({place, shown[i]->magnitude, style});
+      panel.x.names.push_back({place, type_of(*shown[i])});
+    }
     panel.points.push_back(std::move(points));
-    figure_.panels.push_back(std::move(panel));
-    return true;
   }
 
   plot::Figure &figure_;
