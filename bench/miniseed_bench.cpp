@@ -2,7 +2,9 @@
  * channel at 100 Hz in records of 4096 bytes, from the page cache, beside the bare libmseed
  * on the same file, which also decodes only the records of the window. */
 #include <benchmark/benchmark.h>
+#include <fcntl.h>
 #include <libmseed.h>
+#include <sys/stat.h>
 
 #include <algorithm>
 #include <cstdlib>
@@ -119,13 +121,16 @@ BENCHMARK(BM_WindowLibmseed)
     ->Arg(0)
     ->Unit(benchmark::kMillisecond);
 
-/* The whole day in pieces of 65,536 samples, one call each, as a display fills its cache. */
-void BM_DayInChunks(benchmark::State &state) {
+/* The whole day in pieces of 65,536 samples, one call each, as a display fills its cache.
+ * `before` runs before each call. */
+template <class Before>
+void read_in_chunks(benchmark::State &state, const Before &before) {
   constexpr std::int64_t kChunk = 65536;
   const std::int64_t nsamp = day().piece.nsamp;
   std::vector<std::int32_t> samples;
   for (auto _ : state) {
     for (std::int64_t at = 0; at < nsamp; at += kChunk) {
+      before();
       if (!ksutil::miniseed_read(day().path, day().piece, at,
                                  std::min(kChunk, nsamp - at), samples)) {
         state.SkipWithError("not read");
@@ -135,7 +140,22 @@ void BM_DayInChunks(benchmark::State &state) {
   }
   state.SetItemsProcessed(state.iterations() * nsamp);
 }
+
+void BM_DayInChunks(benchmark::State &state) {
+  read_in_chunks(state, [] {});
+}
 BENCHMARK(BM_DayInChunks)->Unit(benchmark::kMillisecond);
+
+/* With another time of change before each call, so that every call walks from the first
+ * record: nothing that is remembered of the file holds any more. */
+void BM_DayInChunksForgotten(benchmark::State &state) {
+  timespec times[2] = {{1000, 0}, {1000, 0}};
+  read_in_chunks(state, [&times] {
+    times[1].tv_sec++;
+    utimensat(AT_FDCWD, day().path.c_str(), times, 0);
+  });
+}
+BENCHMARK(BM_DayInChunksForgotten)->Unit(benchmark::kMillisecond);
 
 void BM_ListKsutil(benchmark::State &state) {
   ksutil::MiniseedContents contents;
