@@ -1,8 +1,8 @@
 # Installs the documents with what their commands and links need, in the layout of the
 # project: data and examples beside them.
 set(docs ${CMAKE_INSTALL_DOCDIR})
-install(FILES README.md CHANGELOG.md CONTRIBUTING.md LICENSE DESTINATION ${docs}
-  COMPONENT documents)
+install(FILES README.md CHANGELOG.md CONTRIBUTING.md LICENSE SECURITY.md DESTINATION ${docs}
+  COMPONENT documents OPTIONAL)
 install(FILES bench/RESULTS.md DESTINATION ${docs}/bench COMPONENT documents)
 install(DIRECTORY docs DESTINATION ${docs} COMPONENT documents)
 install(DIRECTORY data DESTINATION ${docs} COMPONENT documents)
