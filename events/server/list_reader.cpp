@@ -35,12 +35,16 @@ class EvidList {
  public:
   explicit EvidList(Table<long> &evids) : evids_(evids) {}
   void add(int64_t evid) {
-    if (known_.insert(evid).second) evids_.push(static_cast<long>(evid));
+    /* Evids mostly ascend, and then the list itself shows that one is new. */
+    const long *const last = evids_.ptr(evids_.size() - 1);
+    const bool ascends = known_.empty() && (last == nullptr || evid > *last);
+    if (!ascends && known_.empty()) known_.insert(evids_.begin(), evids_.end());
+    if (ascends || known_.insert(evid).second) evids_.push(static_cast<long>(evid));
   }
 
  private:
   Table<long> &evids_;
-  std::unordered_set<int64_t> known_;
+  std::unordered_set<int64_t> known_;  // empty while the evids ascend
 };
 
 /* Finds the evids that a list read in full has changed, added or lost. */

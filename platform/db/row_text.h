@@ -104,8 +104,8 @@ class KSUTIL_API BlockPtr {
     return copy_with_nul(offset, length);
   }
 
-  /* PieceReading: gives one thread a piece of a block for as long as the PieceReading lives: in
-   * place, or unpacked into it. */
+  /* PieceReading: shows one thread a piece of a block for as long as the PieceReading
+   * lives: in place, or unpacked into it. */
   class KSUTIL_API PieceReading {
    public:
     /* The block, not null unless `length` is 0, must outlive the PieceReading.  Throws

@@ -1,10 +1,10 @@
 /* PackedRows: packs a block of rows of one length; any row can be unpacked alone.
  *
- * Columns of characters, not bytes of rows, are packed.  Rows are packed in chunks: a
- * chunk keeps one copy of the characters that all its rows have in common, and of each
- * row only the other columns, as numbers of the fewest bits that hold the characters
- * of the column.  Two neighbouring columns of digits make one byte.  A packed row has
- * the same number of bits in the whole chunk, so that its place is known. */
+ * A column is one character position of the rows.  A chunk of rows stores the columns in
+ * which all its rows agree once.  Of each row it stores the other columns: two
+ * neighbouring columns of digits in one byte, a column of few different characters in
+ * the bits that number them.  All packed rows of a chunk have the same length, so that
+ * the place of each is known. */
 #ifndef KSUTIL_PLATFORM_DB_INTERNAL_PACKED_ROWS_H
 #define KSUTIL_PLATFORM_DB_INTERNAL_PACKED_ROWS_H
 
