@@ -227,7 +227,7 @@ void add_object_commands(std::vector<Scenario> &all) {
        {"ksvector-stats",
         kPoints,
         {},
-        {"ksvector", "stats", "--type", "mean", "--x", "0", "--y", "2", "points.txt",
+        {"ksvector", "stats", "--type", "median", "--x", "0", "--y", "2", "points.txt",
          "points.txt"}},
        {"ksvector-plot",
         fap,

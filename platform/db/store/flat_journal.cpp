@@ -15,6 +15,7 @@ namespace ksutil::db {
 namespace {
 
 constexpr char kMagic[8] = {'k', 's', 'j', 'r', 'n', 'l', '1', '\n'};
+constexpr const char *kUnseen = "Cannot look at the journal";
 constexpr const char *kDamaged =
     "The journal of an interrupted import is damaged; move it away and verify the "
     "database";
@@ -93,8 +94,12 @@ std::uint64_t FlatJournal::checksum(ChunkHead head, std::string_view bytes) {
 
 bool FlatJournal::at_path() const {
   struct stat opened, named;
-  return ::fstat(file_.get(), &opened) == 0 &&
-         ::stat(places_.journal().c_str(), &named) == 0 && same_file(opened, named);
+  if (::fstat(file_.get(), &opened) != 0 ||
+      ::stat(places_.journal().c_str(), &named) != 0) {
+    return false;
+  }
+  errno = ENOENT;
+  return same_file(opened, named);
 }
 
 bool FlatJournal::append(const void *bytes, std::size_t size) {
@@ -118,8 +123,15 @@ FlatJournal::Created FlatJournal::create(const std::vector<JournalTable> &tables
     ::unlink(places_.journal().c_str());
     return Created::kFailed;
   }
-  /* Another process may have removed the empty file, taking it for one left behind. */
-  if (!at_path()) return Created::kBusy;
+  if (!at_path()) {
+    const bool removed = errno == ENOENT;
+    if (!removed) fail(1, kUnseen);
+    /* The next attempt would wait for this lock. */
+    lock_.reset();
+    file_.reset();
+    /* Another process may have removed the empty file, taking it for one left behind. */
+    return removed ? Created::kBusy : Created::kFailed;
+  }
   tables_ = tables;
   Head head = {};
   std::memcpy(head.magic, kMagic, sizeof kMagic);
@@ -316,7 +328,11 @@ FlatJournal::Settled FlatJournal::settle(const FlatPlaces &places,
       journal.fail(1, "Cannot lock");
       return Settled::kFailed;
     }
-    if (!journal.at_path()) continue;
+    if (!journal.at_path()) {
+      if (errno == ENOENT) continue;
+      journal.fail(1, kUnseen);
+      return Settled::kFailed;
+    }
     const std::int64_t size = size_of(journal.file_);
     Head head = {};
     const bool read = journal.read_tables(head);

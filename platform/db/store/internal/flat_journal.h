@@ -128,6 +128,8 @@ class FlatJournal {
   bool fail(int flag, const char *what) const;
   bool append(const void *bytes, std::size_t size);
   bool set_state(State state);
+  /* Whether the journal's name means the open file; if not, errno is ENOENT when it means
+   * another file or none, else the cause. */
   bool at_path() const;
   /* Reads a journal; false when its bytes are not those of a whole journal. */
   bool read_tables(Head &head);
