@@ -62,6 +62,7 @@ class EventPage {
       if (row->sta != nullptr) stations_.try_emplace(row->sta, place_of(row->sta));
       phases_.insert(phase_of(*row));
     });
+    if (failed_) return false;
     looks_ = plot::looks_of(phases_);
     add_map(map);
     add_residuals();
@@ -75,9 +76,12 @@ class EventPage {
   }
 
   StationPlace place_of(const char *sta) {
-    const ElogScope unheard;
+    ElogScope messages;
     KSEVOriginStation *station = nullptr;
-    if (view_.lookupStation(origin_, sta, origin_->time, &station) != 0) return {};
+    const int result =
+        messages.note(view_.lookupStation(origin_, sta, origin_->time, &station));
+    if (result < 0) failed_ = true;
+    if (result != 0) return {};
     return {station->lat, station->lon, station->delta};
   }
 
@@ -312,6 +316,7 @@ class EventPage {
   KSEVEvent *event_ = nullptr;
   KSEVOrigin *origin_ = nullptr;
   std::map<std::string, StationPlace> stations_;
+  bool failed_ = false;  // a station could not be looked up
   std::set<std::string> phases_;
   std::map<std::string, plot::Look> looks_;
 };
