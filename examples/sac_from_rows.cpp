@@ -3,7 +3,8 @@
  * Joins wfdisc with its site and sitechan rows, takes the records that EXPRESSION takes,
  * reads the samples of each from its file, and writes them with the place of the station and
  * the direction of the component as FOLDER/STA.CHAN.YYYYDDD.hhmmss.mmm.sac.  A record that
- * cannot be read gets a message, and the others are written all the same.
+ * cannot be read gets a message, and the others are written all the same.  Rows of wfdisc
+ * without a station or a channel in the other tables are not taken.
  *
  * Usage: sac_from_rows DATABASE EXPRESSION FOLDER */
 #include <ksutil.h>
