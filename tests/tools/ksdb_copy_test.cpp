@@ -54,6 +54,17 @@ TEST_F(KsdbCopy, LeavesATargetWithRowsAloneUnlessToldToReplaceThem) {
   EXPECT_EQ(read_text(folder_ / "made.event"), read_text(kShipped + ".event"));
 }
 
+TEST_F(KsdbCopy, NeverReplacesADatabaseByItself) {
+  ASSERT_EQ(ksdb("copy --quiet " + kShipped + " made").code, 0);
+  ASSERT_EQ(run_program("ln -s made.event " + (folder_ / "other.event")).code, 0);
+  for (const char *same : {"made", "./made", "other"}) {
+    const ProgramRun run = ksdb(std::string("copy --replace made ") + same);
+    EXPECT_EQ(run.code, 1);
+    EXPECT_THAT(run.errors, HasSubstr("is the database made itself"));
+  }
+  EXPECT_EQ(read_text(folder_ / "made.event"), read_text(kShipped + ".event"));
+}
+
 TEST_F(KsdbCopy, CountsTheRowsThatCannotBeRead) {
   ASSERT_EQ(ksdb("copy --quiet " + kShipped + " source").code, 0);
   std::string origins = read_text(folder_ / "source.origin");

@@ -61,13 +61,21 @@ bool gather(db::DatabaseStore &from, std::vector<CopiedTable> &tables) {
   return true;
 }
 
-/* Empties the tables of the target, or complains of the first one that has rows. */
-bool make_empty(db::DatabaseStore &to, const CopyOptions &options) {
+/* Empties the tables of the target, or complains of the first one that has rows.  Equal
+ * stamps are the same table under two names. */
+bool make_empty(db::DatabaseStore &from, db::DatabaseStore &to,
+                const CopyOptions &options) {
   for (const db::Relation &relation : to.schema()->relations()) {
     db::TableStore *const table = to.table(relation.name);
     db::Stamp stamp;
     if (table == nullptr || !table->stamp(stamp)) return false;
     if (stamp.count == 0) continue;
+    db::Stamp source;
+    if (!from.table(relation.name)->stamp(source)) return false;
+    if (source == stamp) {
+      complain(options.to + " is the database " + options.from + " itself");
+      return false;
+    }
     if (!options.replace) {
       complain(options.to + " has " +
                counted_rows(static_cast<std::size_t>(stamp.count)) + " in " +
@@ -213,7 +221,7 @@ int copy(const CopyOptions &options) {
              from->schema()->name());
     return kFailure;
   }
-  if (!make_empty(to, options) || !copy_all(tables, to, total, options.quiet)) {
+  if (!make_empty(*from, to, options) || !copy_all(tables, to, total, options.quiet)) {
     return kFailure;
   }
   target.keep();

@@ -2,6 +2,9 @@
 
 #include <cstdint>
 
+#include "platform/elog/elog.h"
+#include "platform/stock/text.h"
+
 namespace ksutil::tools {
 
 using db::FieldType;
@@ -41,6 +44,28 @@ bool RowConversion::readable(std::string_view row) const {
   return true;
 }
 
+namespace {
+
+/* Writes a real in the format of its field, or as it stands where it only fits so: fields
+ * written by hand have fewer decimals than their formats. */
+bool write_number(const db::Field &from, std::string_view row, const db::Field &to,
+                  double value, std::string &made) {
+  {
+    const ElogScope quiet;
+    if (db::write_real(to, value, made)) return true;
+  }
+  std::string_view text = row.substr(static_cast<std::size_t>(from.offset),
+                                     static_cast<std::size_t>(from.width));
+  text = trimmed(text);
+  const auto width = static_cast<std::size_t>(to.width);
+  if (text.size() > width) return db::write_real(to, value, made);
+  const auto place = static_cast<std::size_t>(to.offset);
+  made.replace(place, width, std::string(width - text.size(), ' ') + std::string(text));
+  return true;
+}
+
+}  // namespace
+
 bool RowConversion::append(std::string_view row, std::string &rows) const {
   if (same_places_) {
     rows += row;
@@ -63,8 +88,9 @@ bool RowConversion::append(std::string_view row, std::string &rows) const {
       case FieldType::kDate: {
         const db::RealColumn column(from_, from->name);
         double value = 0.0;
-        written = column.read(row, value) &&
-                  (value == column.null() || db::write_real(*to, value, made));
+        written =
+            column.read(row, value) &&
+            (value == column.null() || write_number(*from, row, *to, value, made));
         break;
       }
       case FieldType::kText: {

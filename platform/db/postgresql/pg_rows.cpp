@@ -118,10 +118,17 @@ bool PgRows::render_field(const Plan &plan, std::string_view value, char *place,
     if (real == plan.null_real) {
       return put(plan.null_text, plan.left, place, plan.width);
     }
-    const char *const last =
-        std::to_chars(digits, digits + sizeof digits, real, plan.style, plan.decimals)
-            .ptr;
-    return put({digits, last}, plan.left, place, plan.width);
+    /* A value that all decimals leave no room for is shown with fewer, where these show
+     * it exactly: files have such values. */
+    for (int decimals = plan.decimals; decimals >= 0; --decimals) {
+      const char *const last =
+          std::to_chars(digits, digits + sizeof digits, real, plan.style, decimals).ptr;
+      double shown = real;
+      if (decimals < plan.decimals) std::from_chars(digits, last, shown);
+      if (shown != real) break;
+      if (put({digits, last}, plan.left, place, plan.width)) return true;
+    }
+    return false;
   }
   if (is_integer(plan.type)) {
     std::int64_t integer = 0;
