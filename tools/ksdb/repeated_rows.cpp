@@ -80,10 +80,15 @@ std::vector<Repetition> find_repetitions(const db::Snapshot &rows, bool by_key,
      * them. */
     while (left.size() > 1) {
       std::vector<long> equal, different;
-      same.read(rows.row(left.front()), text);
-      for (const long record : left) {
-        same.read(rows.row(record), other);
-        (other == text ? equal : different).push_back(record);
+      /* A row that another program has overwritten meanwhile is no repetition. */
+      if (!same.read(rows.row(left.front()), text)) {
+        left.erase(left.begin());
+        continue;
+      }
+      equal.push_back(left.front());
+      for (auto record = left.begin() + 1; record != left.end(); ++record) {
+        if (!same.read(rows.row(*record), other)) continue;
+        (other == text ? equal : different).push_back(*record);
       }
       long kept = equal.front();
       for (const long record : equal) {

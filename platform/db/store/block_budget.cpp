@@ -20,12 +20,24 @@ void BlockBudget::leave(const BlockSnapshot *snapshot) {
 
 void BlockBudget::add(std::size_t bytes) {
   bytes_ += bytes;
-  if (bytes_ > limit_) drop_oldest();
+  if (bytes_ > drop_at_) drop_oldest();
+}
+
+BlockPtr BlockBudget::new_block(std::size_t size) {
+  if (!spare_.empty() && spare_.back().size() == size) {
+    BlockPtr block = std::move(spare_.back());
+    spare_.pop_back();
+    return block;
+  }
+  spare_.clear();
+  return BlockPtr::make(size);
 }
 
 void BlockBudget::drop_oldest() {
   const std::lock_guard lock(mutex_);
+  spare_.clear();
   std::vector<Held> held = all_held();
+  spare_.reserve(held.size());
   std::sort(held.begin(), held.end(),
             [](const Held &a, const Held &b) { return a.turn < b.turn; });
   bytes_ = 0;
@@ -40,6 +52,9 @@ void BlockBudget::drop_oldest() {
       drop_block(oldest.slots);
     }
   }
+  /* The bytes that stay may be more than the limit: do not look at all of them again for
+   * each row that is added. */
+  drop_at_ = std::max(limit_, bytes_ + limit_ / 2);
 }
 
 /* The bytes that the slots hold; several snapshots hold the same blocks. */
@@ -76,16 +91,21 @@ std::vector<BlockBudget::Held> BlockBudget::all_held() const {
  * in use stays in the slots, where it costs no more memory. */
 void BlockBudget::drop_block(const std::vector<BlockSlot *> &slots) {
   const BlockPtr block = slots.front()->block;
-  bool altered = false;
+  bool altered = false, fresh = true;
   for (BlockSlot *slot : slots) {
     altered = altered || slot->altered;
+    fresh = fresh && slot->fresh;
     slot->block = BlockPtr();
   }
   const bool in_use = block.shared();
   const bool packed = in_use && block.release_raw();
+  if (!in_use && fresh && (spare_.empty() || spare_.back().size() == block.size())) {
+    spare_.push_back(block);
+  }
   for (BlockSlot *slot : slots) {
     if (in_use && !packed) {
       slot->block = block;
+      slot->fresh = false;
       continue;
     }
     slot->drop_block();

@@ -16,8 +16,8 @@ namespace {
 constexpr std::size_t kBlockBytes = std::size_t{1} << 19;
 
 /* Single rows of one block, and consecutive ones, that are read before the whole block
- * is: about the cost of one block. */
-constexpr std::size_t kMostSingles = 64, kLongestRun = 24;
+ * is: a quarter of the cost of one block. */
+constexpr std::size_t kMostSingles = 24, kLongestRun = 12;
 
 }  // namespace
 
@@ -82,6 +82,7 @@ void BlockSnapshot::unpack(BlockSlot &slot) const {
 void BlockSnapshot::hold(BlockSlot &slot, BlockPtr block, std::size_t rows) const {
   const std::size_t bytes = block.size();
   slot.block = std::move(block);
+  slot.fresh = false;
   slot.rows = static_cast<std::uint32_t>(rows);
   slot.turn = budget_->next_turn();
   slot.ready = slot.whole && !slot.altered;

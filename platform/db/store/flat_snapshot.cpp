@@ -79,7 +79,7 @@ void FlatSnapshot::load(std::size_t index, BlockSlot &slot, bool bytes) const {
       if (shared_->scratch.size() < wanted) shared_->scratch.resize(wanted);
       to = shared_->scratch.data();
     } else {
-      fresh = BlockPtr::make(wanted);
+      fresh = budget_->new_block(wanted);
       to = fresh.fill();
     }
     std::size_t rows;
@@ -93,7 +93,7 @@ void FlatSnapshot::load(std::size_t index, BlockSlot &slot, bool bytes) const {
     if (!same && !reread) prints = std::make_shared<const RowPrints>(shared_->prints);
     const bool wants_bytes = !same || ((bytes || keeps_rows()) && !slot.block);
     if (follows && wants_bytes) {
-      fresh = BlockPtr::make(wanted);
+      fresh = budget_->new_block(wanted);
       std::memcpy(fresh.fill(), to, rows * length_);
       std::memset(fresh.fill() + rows * length_, 0, wanted - rows * length_);
     }
@@ -106,7 +106,10 @@ void FlatSnapshot::load(std::size_t index, BlockSlot &slot, bool bytes) const {
     if (!reread) slot.whole = whole;
     slot.current = true;
     slot.ready = slot.whole && slot.block;
-    if (fresh) hold(slot, std::move(fresh), rows);
+    if (fresh) {
+      hold(slot, std::move(fresh), rows);
+      slot.fresh = true;
+    }
   } catch (const std::bad_alloc &) {
     fail("dbget", "%s: No memory for a block of records", file_.c_str());
   }

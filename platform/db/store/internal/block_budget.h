@@ -7,6 +7,8 @@
 #include <mutex>
 #include <vector>
 
+#include "platform/db/row_text.h"
+
 namespace ksutil::db {
 
 class BlockSnapshot;
@@ -16,7 +18,7 @@ struct BlockSlot;
  * that uses the database. */
 class BlockBudget {
  public:
-  explicit BlockBudget(std::size_t limit) : limit_(limit) {}
+  explicit BlockBudget(std::size_t limit) : limit_(limit), drop_at_(limit) {}
 
   void enter(const BlockSnapshot *snapshot);
   void leave(const BlockSnapshot *snapshot);
@@ -25,6 +27,11 @@ class BlockBudget {
    * ago until half the limit is left; RowTexts keep their blocks, packed where that is
    * possible.  The bytes of the last turn stay. */
   void add(std::size_t bytes);
+
+  /* A block of `size` bytes to be filled: one that was dropped where there is one, since
+   * the system takes as long to give new memory as to read a file into it.  Throws
+   * std::bad_alloc. */
+  BlockPtr new_block(std::size_t size);
 
   /* Increases from block to block. */
   std::uint64_t next_turn() { return ++turn_; }
@@ -39,14 +46,16 @@ class BlockBudget {
     std::vector<BlockSlot *> slots;
   };
   std::vector<Held> all_held() const;
-  static void drop_block(const std::vector<BlockSlot *> &slots);
+  void drop_block(const std::vector<BlockSlot *> &slots);
   void drop_oldest();
 
   const std::size_t limit_;
-  std::mutex mutex_;                              // guards the snapshots
+  std::size_t drop_at_;  // bytes_ beyond which something is dropped
+  std::mutex mutex_;     // guards the snapshots
   std::vector<const BlockSnapshot *> snapshots_;  // the living ones
   std::size_t bytes_ = 0;  // upper bound of the bytes held; exact after each drop
   std::uint64_t turn_ = 0;
+  std::vector<BlockPtr> spare_;  // dropped blocks of one size
 };
 
 }  // namespace ksutil::db

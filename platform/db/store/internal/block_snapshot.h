@@ -42,11 +42,12 @@ struct BlockSlot {
   bool whole = false;    // current: no row is missing or broken
   bool ready = false;    // current, whole, and `block` holds the rows
   bool altered = false;  // `block` was read again, and some rows were other ones then
+  bool fresh = false;    // `block` was read from the file and never given to be packed
   bool dropped = false;  // was dropped without fingerprints: may read otherwise now
 
   void drop_block() {
     block = BlockPtr();
-    ready = altered = false;
+    ready = altered = fresh = false;
     if (prints != nullptr) return;
     dropped = dropped || current;
     current = whole = false;
