@@ -135,7 +135,7 @@ void BM_FirstLoad_Select(benchmark::State &state) {
       PQsendQuery(session, ("SELECT * FROM " + table).c_str());
       PQsetSingleRowMode(session);
       while (PGresult *row = PQgetResult(session)) {
-        benchmark::DoNotOptimize(PQgetvalue(row, 0, 0));
+        if (PQntuples(row) > 0) benchmark::DoNotOptimize(PQgetvalue(row, 0, 0));
         PQclear(row);
       }
     }

@@ -43,7 +43,7 @@ int rank(const std::string &table) {
 }
 
 /* The tables with rows, those that others refer to last.  False with a message. */
-bool gather(db::DatabaseStore &from, std::vector<CopiedTable> &tables) {
+bool gather_tables(db::DatabaseStore &from, std::vector<CopiedTable> &tables) {
   const db::OneLook look(&from);
   for (const db::Relation &relation : from.schema()->relations()) {
     db::TableStore *const table = from.table(relation.name);
@@ -206,7 +206,7 @@ int copy(const CopyOptions &options) {
   const auto from = db::open_store(options.from, "r", kCopyBlockBytes);
   if (from == nullptr) return kFailure;
   std::vector<CopiedTable> tables;
-  if (!gather(*from, tables)) return kFailure;
+  if (!gather_tables(*from, tables)) return kFailure;
   long total = 0;
   for (const CopiedTable &table : tables) total += table.rows->count();
 
