@@ -113,9 +113,10 @@ double ncalib_of(double sensitivity, double frequency, const std::string &unit) 
  * of the fewest digits is most likely the one that was given. */
 double sensitivity_of(double ncalib, double frequency, const std::string &unit) {
   const double exact = ncalib_of(ncalib, frequency, unit);
-  constexpr double kLastPlace = 1e-6;  // of the field
-  const bool short_field = 0.5 * kLastPlace <= kLostDigits * std::fabs(ncalib);
-  const char *const format = short_field ? "%.6f" : "%.8e";
+  double rounded = 0.0;  // as the field holds numbers that lose little by it
+  const bool in_places =
+      parse_real(format_text("%.6f", ncalib), rounded) && rounded == ncalib;
+  const char *const format = in_places ? "%.6f" : "%.8e";
   const std::string kept = format_text(format, ncalib);
   constexpr int kMostDigits = 17;
   for (int digits = 1; digits < kMostDigits; digits++) {
