@@ -102,8 +102,9 @@ KSUTIL_API int dbgetv(Dbptr db, ...);
 /* Writes fields of a record: name, value, ..., (char *)0.
  * Values: long for integers, double for reals, times and load dates, const char * for
  * texts, void * for pointers: an int argument for an integer or a real is an error that no
- * compiler sees; C++ programs write with put_values of values.h, which has no such trap.  All or nothing; what does not fit is an error, never cut.  Fields not named keep
- * their text, those that another program has changed meanwhile too. */
+ * compiler sees; C++ programs write with put_values of values.h, which has no such trap.
+ * All or nothing; what does not fit is an error, never cut.  Fields not named keep their
+ * text, those that another program has changed meanwhile too. */
 KSUTIL_API int dbputv(Dbptr db, ...);
 
 /* Appends a row: the number of the record, or -1.  A null `text` appends the scratch
@@ -159,8 +160,8 @@ KSUTIL_API void dbex_free(Expression *expression);
  * those of its tables in order; a name that several tables have means the first of them,
  * "table.field" any.
  * Records that cannot be read are left out, with one message for all of them; a program
- * that must tell its user asks dbquery for dbq_unreadable_count.  A null is not true.  A view lives until dbfree_view or dbclose.  On failure a Dbptr with dbINVALID
- * in it. */
+ * that must tell its user asks dbquery for dbq_unreadable_count.  A null is not true.  A
+ * view lives until dbfree_view or dbclose.  On failure a Dbptr with dbINVALID in it. */
 
 /* The records for which an expression is true. */
 KSUTIL_API Dbptr dbsubset(Dbptr db, const char *expression);
