@@ -27,6 +27,7 @@ bool TreeReader::index(const std::shared_ptr<const db::Snapshot> &rows, EVMatch 
 }
 
 bool TreeReader::bind(unsigned tables) {
+  const db::OneLook look(db::database_store(database_.handle()));
   const bool detections = (tables & kReadDetections) != 0;
   if ((tables & kReadList) != 0 && !bind_list()) return false;
   if ((tables & kReadExpansion) != 0) return bind_expansion(detections);

@@ -125,6 +125,8 @@ int EVServer::checkDatabase() {
     const WatchedDatabase::Hold hold = state_->database.hold();
     if (!state_->database.require_open("EVServer::checkDatabase")) return -1;
     const ksutil::ElogScope quiet;
+    const ksutil::db::OneLook look(
+        ksutil::db::database_store(state_->database.handle()));
     for (const char *name : kMonitoredTables) {
       changes.set(name, WatchedDatabase::check(*state_->monitored.find(name)));
     }

@@ -147,6 +147,7 @@ bool Refresh::check(const char *const (&names)[N], bool &changed) {
 }
 
 bool Refresh::check_tables() {
+  const db::OneLook look(db::database_store(state_.database.handle()));
   bool cache_tables = false;
   if (!check(kListTables, list_tables_) ||
       !check(kExpansionTables, expansion_tables_)) {

@@ -5,6 +5,7 @@
 #include <new>
 
 #include "platform/elog/failure.h"
+#include "platform/stock/fingerprint.h"
 #include "platform/stock/text.h"
 
 namespace ksutil::db {
@@ -38,15 +39,14 @@ const char *PgSnapshot::broken() const {
   return "is no longer in the table, or holds a value that its field cannot show";
 }
 
-bool PgSnapshot::fetch(std::size_t index, char *to) const {
-  const auto first = static_cast<long>(index << shift_);
-  const auto rows = static_cast<long>(expected_rows(index));
+bool PgSnapshot::fetch(std::size_t first, std::size_t rows, char *to) const {
+  const auto from = static_cast<long>(first), end = static_cast<long>(first + rows);
   const std::string statement = format_text(
       "COPY (SELECT ks_record,%s FROM %s WHERE ks_record >= %lld AND "
       "ks_record <= %lld ORDER BY ks_record) TO STDOUT",
       place_.rows->columns().c_str(), place_.sql_name.c_str(),
-      static_cast<long long>(keys_->key_of(first)),
-      static_cast<long long>(keys_->key_of(first + rows - 1)));
+      static_cast<long long>(keys_->key_of(from)),
+      static_cast<long long>(keys_->key_of(end - 1)));
   bool told = false;
   const PgAnswers answers{
       {}, [&](int, std::string_view line) {
@@ -54,48 +54,87 @@ bool PgSnapshot::fetch(std::size_t index, char *to) const {
         std::int64_t key = 0;
         if (tab == line.npos || !read_key(line.substr(0, tab), key)) return false;
         const long record = keys_->record_of(key);
-        if (record < first || record >= first + rows) return true;  // not of this one
+        if (record < from || record >= end) return true;  // newer than this snapshot
         std::string cause;
         const bool good = place_.rows->render(
             line.substr(tab + 1),
-            to + static_cast<std::size_t>(record - first) * length_, cause);
+            to + static_cast<std::size_t>(record - from) * length_, cause);
         if (!good && !told) {
           fail("dbget", "%s: Record %ld: %s", file_.c_str(), record, cause.c_str());
           told = true;
         }
         return true;
       }};
-  return place_.reader->ask("dbget", statement, answers, [&] {
-    std::memset(to, ' ', static_cast<std::size_t>(rows) * length_);
-  });
+  return place_.reader->ask("dbget", statement, answers,
+                            [&] { std::memset(to, ' ', rows * length_); });
 }
 
+std::shared_ptr<const RowPrints> PgSnapshot::prints_of(const BlockPtr &block) const {
+  auto prints = std::make_shared<RowPrints>(block.size() / length_);
+  const Fingerprint fingerprint;
+  for (std::size_t row = 0; row < prints->size(); ++row) {
+    (*prints)[row] = fingerprint({block.data() + row * length_, length_});
+  }
+  return prints;
+}
+
+bool PgSnapshot::ends_well(const BlockPtr &block) const {
+  bool whole = true;
+  for (std::size_t end = length_ - 1; end < block.size(); end += length_) {
+    whole = whole && block.data()[end] == '\n';
+  }
+  return whole;
+}
+
+/* Gives a block its rows. */
 void PgSnapshot::fill(std::size_t index, BlockPtr block) {
   BlockSlot &slot = slots_[index];
-  slot.block = std::move(block);
-  slot.rows = static_cast<std::uint32_t>(expected_rows(index));
-  slot.turn = budget_->next_turn();
-  slot.dropped = false;
-  settle(index, slot);
-  budget_->add(slot.block.size());
+  slot = BlockSlot();
+  slot.prints = prints_of(block);
+  slot.whole = ends_well(block);
+  slot.current = true;
+  hold(slot, std::move(block), expected_rows(index));
+}
+
+bool PgSnapshot::load_row(std::size_t number, char *to) const {
+  const ElogScope quiet;
+  return fetch(number, 1, to);
 }
 
 void PgSnapshot::load(std::size_t index, BlockSlot &slot, bool) const {
-  const std::size_t wanted = expected_rows(index) * length_;
+  const std::size_t rows = expected_rows(index);
   try {
-    BlockPtr fresh = BlockPtr::make(wanted);
-    if (!fetch(index, fresh.fill())) return;
-    const bool same = slot.block && slot.block.size() == wanted &&
-                      std::memcmp(slot.block.data(), fresh.data(), wanted) == 0;
-    slot.rows = static_cast<std::uint32_t>(expected_rows(index));
-    if (!same) {
-      slot.block = std::move(fresh);
-      slot.turn = budget_->next_turn();
+    BlockPtr fresh = BlockPtr::make(rows * length_);
+    if (!fetch(index << shift_, rows, fresh.fill())) return;
+    std::shared_ptr<const RowPrints> prints = prints_of(fresh);
+    const bool same = slot.prints != nullptr && *slot.prints == *prints;
+    /* Rows that were read before may have changed meanwhile; they are not shown then. */
+    slot.altered = slot.current && !same;
+    if (!slot.current || same) slot.whole = ends_well(fresh);
+    if (!slot.current) {
+      slot.current = true;
+      if (!same) {
+        slot.prints = std::move(prints);
+        slot.packed = slot.block = BlockPtr();
+      }
     }
-    settle(index, slot);
-    if (!same) budget_->add(wanted);
+    if (!slot.block || slot.altered) {
+      hold(slot, std::move(fresh), rows);
+    } else {
+      slot.ready = slot.whole;
+    }
   } catch (const std::bad_alloc &) {
     fail("dbget", "%s: No memory for a block of records", file_.c_str());
+  }
+}
+
+/* Takes the blocks that both snapshots have. */
+void PgSnapshot::take_slots(const PgSnapshot &before) {
+  const std::size_t common = std::min(blocks(), before.blocks());
+  for (std::size_t index = 0; index < common; ++index) {
+    slots_[index] = before.slots_[index];
+    slots_[index].singles.clear();
+    if (slots_[index].altered) slots_[index].drop_block();
   }
 }
 
@@ -108,16 +147,12 @@ void PgSnapshot::take_appended(const PgSnapshot &before, const PgDelta &delta) {
     const std::size_t first = index << shift_, rows = expected_rows(index);
     const std::size_t old_rows = first < old_count ? old_count - first : 0;
     const std::size_t from = first + old_rows - old_count;
+    const bool held = old_rows > 0 && slots_[index].current;
+    const BlockPtr old = held ? slots_[index].block : BlockPtr();
     slots_[index] = BlockSlot();
-    if (from + rows - old_rows > given) continue;
-    if (old_rows > 0 && !before.slots_[index].current) {
-      slots_[index].dropped = before.slots_[index].dropped;
-      continue;
-    }
+    if (from + rows - old_rows > given || (old_rows > 0 && !old)) continue;
     BlockPtr block = BlockPtr::make(rows * length_);
-    if (old_rows > 0) {
-      std::memcpy(block.fill(), before.slots_[index].block.data(), old_rows * length_);
-    }
+    if (old_rows > 0) std::memcpy(block.fill(), old.data(), old_rows * length_);
     std::memcpy(block.fill() + old_rows * length_,
                 delta.new_rows.data() + from * length_, (rows - old_rows) * length_);
     fill(index, std::move(block));
@@ -125,24 +160,40 @@ void PgSnapshot::take_appended(const PgSnapshot &before, const PgDelta &delta) {
 }
 
 void PgSnapshot::take_changed(const PgDelta &delta) {
-  std::size_t own = blocks();  // the block that is this snapshot's alone
-  for (std::size_t i = 0; i < delta.changed_keys.size(); ++i) {
-    const long record = keys_->record_of(delta.changed_keys[i]);
-    if (record < 0) continue;
-    log_->records.push_back(record);
-    const std::size_t index = static_cast<std::size_t>(record) >> shift_;
-    if (!slots_[index].current) continue;
-    if (index != own) {
-      const BlockPtr &old = slots_[index].block;
-      BlockPtr copy = BlockPtr::make(old.size());
-      std::memcpy(copy.fill(), old.data(), old.size());
-      fill(index, std::move(copy));
-      own = index;
+  for (std::size_t i = 0; i < delta.changed_keys.size();) {
+    const long first = keys_->record_of(delta.changed_keys[i]);
+    if (first < 0) {
+      ++i;
+      continue;
     }
-    std::memcpy(slots_[index].block.fill() +
-                    (static_cast<std::size_t>(record) & mask_) * length_,
-                delta.changed_rows.data() + i * length_, length_);
-    settle(index, slots_[index]);
+    const std::size_t index = static_cast<std::size_t>(first) >> shift_;
+    BlockSlot &slot = slots_[index];
+    BlockPtr block;
+    std::shared_ptr<RowPrints> prints;
+    if (slot.current) prints = std::make_shared<RowPrints>(*slot.prints);
+    if (slot.current && slot.block) {
+      block = BlockPtr::make(slot.block.size());
+      std::memcpy(block.fill(), slot.block.data(), slot.block.size());
+    }
+    for (; i < delta.changed_keys.size(); ++i) {
+      const long record = keys_->record_of(delta.changed_keys[i]);
+      if (record < 0) continue;
+      if (static_cast<std::size_t>(record) >> shift_ != index) break;
+      log_->records.push_back(record);
+      const std::size_t place = static_cast<std::size_t>(record) & mask_;
+      const std::string_view row(delta.changed_rows.data() + i * length_, length_);
+      if (prints != nullptr) (*prints)[place] = Fingerprint()(row);
+      if (block) row.copy(block.fill() + place * length_, length_);
+    }
+    if (prints == nullptr) continue;
+    if (block) {
+      fill(index, std::move(block));
+    } else {
+      /* Whether its rows are whole is seen when they are read again. */
+      slot = BlockSlot();
+      slot.current = true;
+    }
+    slot.prints = std::move(prints);
   }
   logged_ = log_->records.size();
 }
@@ -151,30 +202,35 @@ void PgSnapshot::take_changed(const PgDelta &delta) {
 void PgSnapshot::take_kept(const PgSnapshot &before) {
   for (std::size_t index = 0; index < blocks(); ++index) {
     const auto first = static_cast<long>(index << shift_);
-    const auto rows = static_cast<long>(expected_rows(index));
+    const std::size_t rows = expected_rows(index);
+    const auto source = [&](std::size_t row) {
+      return before.keys_->record_of(keys_->key_of(first + static_cast<long>(row)));
+    };
     const auto slot_of = [&](long record) -> const BlockSlot & {
       return before.slots_[static_cast<std::size_t>(record) >> shift_];
     };
-    std::vector<long> from(static_cast<std::size_t>(rows));
-    bool known = true, moved = false;
-    for (long row = 0; known && row < rows; ++row) {
-      const long old = before.keys_->record_of(keys_->key_of(first + row));
-      known = old >= 0 && slot_of(old).current;
-      moved = moved || old != first + row;
-      from[static_cast<std::size_t>(row)] = old;
-    }
-    if (!known) continue;
-    if (!moved && before.expected_rows(index) == static_cast<std::size_t>(rows)) {
+    const bool in_place = source(0) == first &&
+                          source(rows - 1) == first + static_cast<long>(rows) - 1 &&
+                          before.expected_rows(index) == rows;
+    if (in_place) {
       slots_[index] = before.slots_[index];
+      slots_[index].singles.clear();
+      if (slots_[index].altered) slots_[index].drop_block();
       continue;
     }
-    BlockPtr block = BlockPtr::make(static_cast<std::size_t>(rows) * length_);
-    for (std::size_t row = 0; row < from.size(); ++row) {
-      const auto old = static_cast<std::size_t>(from[row]);
-      std::memcpy(block.fill() + row * length_,
-                  slot_of(from[row]).block.data() + (old & mask_) * length_, length_);
+    BlockPtr block = BlockPtr::make(rows * length_);
+    bool known = true;
+    for (std::size_t row = 0; known && row < rows; ++row) {
+      const long old = source(row);
+      known = old >= 0 && slot_of(old).current && slot_of(old).block &&
+              !slot_of(old).altered;
+      if (!known) break;
+      std::memcpy(
+          block.fill() + row * length_,
+          slot_of(old).block.data() + (static_cast<std::size_t>(old) & mask_) * length_,
+          length_);
     }
-    fill(index, std::move(block));
+    if (known) fill(index, std::move(block));
   }
 }
 
@@ -198,24 +254,20 @@ std::shared_ptr<const PgSnapshot> PgSnapshot::followed_by(const PgState &state,
     if (!keys->append(key)) return nullptr;
   }
   auto next = std::make_shared<PgSnapshot>(place_, state, std::move(keys), before.log_);
-  const std::size_t common = std::min(next->blocks(), before.blocks());
-  std::copy_n(before.slots_.begin(), common, next->slots_.begin());
+  next->take_slots(before);
   if (!delta.new_keys.empty()) next->take_appended(before, delta);
   next->take_changed(delta);
   return next;
 }
 
 void PgSnapshot::compare_with(const PgSnapshot &before) {
-  const std::size_t common = std::min(blocks(), before.blocks());
-  for (std::size_t index = 0; index < common; ++index) {
-    slots_[index] = before.slots_[index];
-    slots_[index].current = slots_[index].ready = slots_[index].dropped = false;
-  }
+  take_slots(before);
+  for (BlockSlot &slot : slots_) slot.current = slot.ready = slot.whole = false;
 }
 
 std::shared_ptr<const PgSnapshot> PgSnapshot::once_more() const {
   auto again = std::make_shared<PgSnapshot>(place_, state_, keys_, log_);
-  std::copy(slots_.begin(), slots_.end(), again->slots_.begin());
+  again->take_slots(*this);
   again->logged_ = logged_;
   return again;
 }
@@ -234,34 +286,29 @@ Changes PgSnapshot::changes_to(const Snapshot &later) const {
       log_->records.begin() + static_cast<std::ptrdiff_t>(now->logged_));
   std::sort(touched.begin(), touched.end());
   touched.erase(std::unique(touched.begin(), touched.end()), touched.end());
-  const auto unknown = [&] {
-    changes.known = false;
-    changes.changed.clear();
-    return changes;
-  };
   auto next = touched.begin();
   for (std::size_t index = 0; index < blocks(); ++index) {
-    const auto first = static_cast<long>(index << shift_);
-    const auto end = first + static_cast<long>(expected_rows(index));
+    const auto end = static_cast<long>((index << shift_) + expected_rows(index));
+    const BlockSlot &then = slots_[index];
     if (next == touched.end() || *next >= end) {
       /* Nothing in the block has changed: the later snapshot may go on with it. */
       BlockSlot &there = now->slots_[index];
-      const BlockSlot &here = slots_[index];
-      if (!there.current && expected_rows(index) == now->expected_rows(index)) {
-        there = here;
+      if (!there.current && then.current && !then.altered &&
+          expected_rows(index) == now->expected_rows(index)) {
+        there = then;
+        there.singles.clear();
       }
       continue;
     }
-    const BlockSlot &then = slots_[index];
-    if (!then.current || then.dropped) return unknown();
-    const BlockPtr held = then.block;  // reading the other may drop it
-    if (!now->block(index).current) return unknown();
-    const BlockSlot &there = now->held_block(index);
+    if (!then.current || !now->examined_block(index).current) {
+      changes.known = false;
+      changes.changed.clear();
+      return changes;
+    }
+    const std::shared_ptr<const RowPrints> is = now->held_block(index).prints;
     for (; next != touched.end() && *next < end; ++next) {
-      const std::size_t at = (static_cast<std::size_t>(*next) & mask_) * length_;
-      if (std::memcmp(held.data() + at, there.block.data() + at, length_) != 0) {
-        changes.changed.push_back(*next);
-      }
+      const std::size_t place = static_cast<std::size_t>(*next) & mask_;
+      if ((*then.prints)[place] != (*is)[place]) changes.changed.push_back(*next);
     }
   }
   return changes;

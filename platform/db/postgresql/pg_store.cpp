@@ -13,26 +13,12 @@
 namespace ksutil::db {
 namespace {
 
-/* Bytes of new or changed rows that are kept from one answer; others are read when they
- * are asked for. */
-constexpr std::size_t kMostKeptBytes = std::size_t{64} << 20;
-
 std::string directory_of(const std::string &name) {
   const std::size_t slash = name.rfind('/');
   return slash == name.npos ? "." : name.substr(0, std::max<std::size_t>(slash, 1));
 }
 
 }  // namespace
-
-/* One table within a question for changes. */
-struct PgStore::Request {
-  PgTable *table = nullptr;
-  bool whole = false;                        // all keys are read, not the changes
-  std::shared_ptr<const PgSnapshot> before;  // the snapshot that changes are asked from
-  PgKeys keys;
-  PgDelta delta;
-  std::string told;  // the first value that did not fit
-};
 
 PgStore::PgStore(const StoreDescriptor &descriptor, PgOptions options, bool writable,
                  std::size_t block_budget)
@@ -154,169 +140,83 @@ const PgStates *PgStore::states(const char *who) {
   return &states_;
 }
 
-/* Asks for the states, and for the keys or the changes of some tables, all of one moment,
- * in one message. */
-bool PgStore::ask(const char *who, std::vector<Request> &requests, PgStates &states) {
-  constexpr int kFirst = 2, kEach = 3;  // numbers of statements
+/* Asks for the states and the requests, all of one moment, in one message. */
+bool PgStore::ask(const char *who, std::vector<PgRequest> &requests, PgStates &states) {
+  constexpr int kFirst = 2;  // statement of the requests
   std::string text = "BEGIN ISOLATION LEVEL REPEATABLE READ READ ONLY; SELECT " +
                      std::string(kPgStateColumns) + " FROM ks_tables";
-  for (const Request &request : requests) {
-    const PgPlace &place = request.table->place();
-    const std::string from = " FROM " + place.sql_name;
-    const std::string rows = "; COPY (SELECT ks_record," + place.rows->columns() + from;
-    if (request.whole) {
-      text += "; COPY (SELECT ks_record" + from +
-              " ORDER BY ks_record) TO STDOUT; SELECT 1; SELECT 1";
-      continue;
-    }
-    const auto last = static_cast<long long>(request.before->keys().last());
-    const auto version = static_cast<long long>(request.before->state().version);
-    text += rows +
-            format_text(" WHERE ks_record > %lld ORDER BY ks_record) TO STDOUT", last);
-    text += rows + format_text(
-                       " WHERE ks_version > %lld AND ks_version > 0 AND ks_record <= "
-                       "%lld ORDER BY ks_record) TO STDOUT",
-                       version, last);
-    text += "; COPY (SELECT record FROM ks_removed WHERE name = '" +
-            request.table->name() +
-            format_text("' AND version > %lld ORDER BY record) TO STDOUT", version);
-  }
+  for (const PgRequest &request : requests) text += request.statements();
   text += "; COMMIT";
-
-  const auto read_line = [&](int statement, std::string_view line) {
-    const auto at = static_cast<std::size_t>((statement - kFirst) / kEach);
-    const int part = (statement - kFirst) % kEach;
-    if (statement < kFirst || at >= requests.size()) return false;
-    Request &request = requests[at];
-    PgDelta &delta = request.delta;
-    const std::size_t tab = std::min(line.find('\t'), line.size());
-    std::int64_t key = 0;
-    if (!read_key(line.substr(0, tab), key)) return false;
-    if (request.whole) return request.keys.append(key);
-    if (part == 2) {
-      delta.removed.push_back(key);
-      return true;
-    }
-    (part == 0 ? delta.new_keys : delta.changed_keys).push_back(key);
-    std::string &kept = part == 0 ? delta.new_rows : delta.changed_rows;
-    const PgRows &rows = *request.table->place().rows;
-    const std::size_t before =
-        (part == 0 ? delta.new_keys : delta.changed_keys).size() - 1;
-    /* Changed rows are all kept: they belong to blocks that are held. */
-    if (part == 0 &&
-        (kept.size() >= kMostKeptBytes || kept.size() != before * rows.length())) {
-      return true;
-    }
-    std::string cause;
-    kept.resize(kept.size() + rows.length());
-    const bool good = rows.render(line.substr(std::min(tab + 1, line.size())),
-                                  kept.data() + kept.size() - rows.length(), cause);
-    if (!good && request.told.empty()) request.told = cause;
-    return true;
+  const PgAnswers answers{
+      [&](int statement, const PGresult &result) {
+        return statement != 1 || read_states(result, states);
+      },
+      [&](int statement, std::string_view line) {
+        const int part = statement - kFirst;
+        const auto at = static_cast<std::size_t>(part / PgRequest::kStatements);
+        return part >= 0 && at < requests.size() &&
+               requests[at].read_line(part % PgRequest::kStatements, line);
+      }};
+  const auto ask_once = [&] {
+    return reader_->ask(who, text, answers, [&] {
+      states.clear();
+      for (PgRequest &request : requests) request.clear();
+    });
   };
-  const PgAnswers answers{[&](int statement, const PGresult &result) {
-                            return statement != 1 || read_states(result, states);
-                          },
-                          read_line};
-  return reader_->ask(who, text, answers, [&] {
-    states.clear();
-    for (Request &request : requests) {
-      request.keys = PgKeys();
-      request.delta = PgDelta();
-      request.told.clear();
-    }
-  });
+  if (!ask_once()) return false;
+  if (!behind(states)) return true;
+  reader_->connection().set_purpose(PgConnection::Purpose::kWrite);
+  return ask_once();
 }
 
 bool PgStore::refresh(const char *who, PgTable &wanted, bool anew) {
-  if (!anew && states_hold_ && wanted.held() != nullptr && wanted.held()->complete()) {
-    const auto known = states_.find(wanted.name());
-    if (known != states_.end() && known->second.same_as(wanted.held()->state())) {
-      return true;
+  const auto unchanged = [&](const PgTable &table) {
+    const auto known = states_.find(table.name());
+    return known != states_.end() && known->second.same_as(table.held()->state());
+  };
+  if (!anew && states_hold_ && wanted.held() != nullptr && wanted.held()->complete() &&
+      unchanged(wanted)) {
+    return true;
+  }
+  std::vector<PgTable *> tables{&wanted};
+  for (const auto &[name, table] : tables_) {
+    if (states_hold_ && table.get() != &wanted && table->held() != nullptr &&
+        !unchanged(*table)) {
+      tables.push_back(table.get());
     }
   }
-  std::vector<Request> requests;
-  const auto add = [&](PgTable &table, bool whole) {
-    Request request;
-    request.table = &table;
-    request.before = table.held();
-    request.whole = whole || request.before == nullptr;
-    requests.push_back(std::move(request));
-  };
-  add(wanted, anew);
-  if (states_hold_) {
-    for (const auto &[name, table] : tables_) {
-      const auto known = states_.find(name);
-      if (table.get() != &wanted && table->held() != nullptr &&
-          known != states_.end() && !known->second.same_as(table->held()->state())) {
-        add(*table, false);
+  /* Those whose changes are not known are read from their beginning. */
+  PgStates now;
+  for (bool whole : {false, true}) {
+    std::vector<PgRequest> requests;
+    for (const PgTable *table : tables) {
+      requests.emplace_back(table->place(), table->name(), table->held(),
+                            whole || anew);
+    }
+    if (!ask(who, requests, now)) return false;
+    const std::string &server = reader_->connection().server();
+    std::vector<PgTable *> left;
+    for (std::size_t i = 0; i < tables.size(); ++i) {
+      PgTable &table = *tables[i];
+      const auto state = now.find(table.name());
+      if (state == now.end()) {
+        return fail(who, "%s: ks_tables has no row for it", table.file_name().c_str());
+      }
+      std::shared_ptr<const PgSnapshot> next;
+      if (requests[i].whole() || table.continues(state->second, server)) {
+        next = requests[i].snapshot(who, state->second);
+      }
+      if (next == nullptr) {
+        left.push_back(&table);
+      } else {
+        table.adopt(std::move(next), server);
       }
     }
-  }
-  PgStates now;
-  if (!ask(who, requests, now)) return false;
-  if (behind(now)) {
-    reader_->connection().set_purpose(PgConnection::Purpose::kWrite);
-    if (!ask(who, requests, now)) return false;
-  }
-  const auto adopt = [&](Request &request) {
-    const auto state = now.find(request.table->name());
-    if (state == now.end()) {
-      return bool(fail(who, "%s: ks_tables has no row for it",
-                       request.table->file_name().c_str()));
-    }
-    const std::string &server = reader_->connection().server();
-    if (!request.told.empty()) {
-      fail(who, "%s: A row cannot be shown: %s", request.table->file_name().c_str(),
-           request.told.c_str());
-    }
-    std::shared_ptr<const PgSnapshot> next;
-    if (request.whole) {
-      auto made = std::make_shared<PgSnapshot>(
-          request.table->place(), state->second,
-          std::make_shared<const PgKeys>(std::move(request.keys)),
-          std::make_shared<PgLog>());
-      if (request.before != nullptr) made->compare_with(*request.before);
-      next = std::move(made);
-    } else if (state->second.same_as(request.before->state())) {
-      next = request.before->complete() ? request.before : request.before->once_more();
-    } else {
-      next = request.before->followed_by(state->second, request.delta);
-      if (next == nullptr) return bool(fail(who, "The keys do not ascend"));
-    }
-    if (next->count() != state->second.rows) {
-      fail(who, "%s has %ld rows, but its row_count in ks_tables is %ld",
-           request.table->file_name().c_str(), next->count(),
-           static_cast<long>(state->second.rows));
-    }
-    request.table->adopt(std::move(next), server);
-    return true;
-  };
-  /* Those whose changes are not known are read from their beginning. */
-  std::vector<Request> whole;
-  for (Request &request : requests) {
-    const auto state = now.find(request.table->name());
-    const bool follows =
-        request.whole ||
-        (state != now.end() &&
-         request.table->continues(state->second, reader_->connection().server()));
-    if (follows) {
-      if (!adopt(request)) return false;
-    } else {
-      Request again;
-      again.table = request.table;
-      again.before = request.before;
-      again.whole = true;
-      whole.push_back(std::move(again));
-    }
-  }
-  if (!whole.empty()) {
-    if (!ask(who, whole, now)) return false;
-    for (Request &request : whole) {
-      if (!adopt(request)) return false;
-    }
+    tables = std::move(left);
+    if (tables.empty()) break;
   }
   states_ = std::move(now);
+  states_hold_ = looking_;
   return true;
 }
 

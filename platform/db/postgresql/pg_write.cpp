@@ -207,7 +207,7 @@ bool PgWrite::whole_rows(const Pending &pending, std::string_view rows,
                        pending.table->file_name().c_str(), length - 1);
 }
 
-long PgWrite::append(std::size_t table, std::string_view rows) {
+long PgWrite::append(std::size_t table, std::string_view rows, bool at_once) {
   Pending &pending = pending_.at(table);
   std::string ended;
   if (!rows.empty() && rows.back() != '\n') {
@@ -228,7 +228,9 @@ long PgWrite::append(std::size_t table, std::string_view rows) {
   pending.count += added;
   pending.appended += added;
   pending.changes = written_ = true;
-  if (pending.lines.size() >= kCopyBytes && !send_appended(pending)) return -1;
+  const bool enough = pending.lines.size() >= kCopyBytes ||
+                      (at_once && pending.appended > kSmallAppend);
+  if (enough && !send_appended(pending)) return -1;
   return first;
 }
 

@@ -65,9 +65,14 @@ class PgSnapshot final : public BlockSnapshot {
 
  private:
   void load(std::size_t index, BlockSlot &slot, bool bytes) const override;
+  bool load_row(std::size_t number, char *to) const override;
   const char *broken() const override;
-  bool fetch(std::size_t index, char *to) const;
+  /* Reads records in a row; those that are not there are blank. */
+  bool fetch(std::size_t first, std::size_t rows, char *to) const;
+  std::shared_ptr<const RowPrints> prints_of(const BlockPtr &block) const;
+  bool ends_well(const BlockPtr &block) const;
   void fill(std::size_t index, BlockPtr block);
+  void take_slots(const PgSnapshot &before);
   void take_appended(const PgSnapshot &before, const PgDelta &delta);
   void take_changed(const PgDelta &delta);
   void take_kept(const PgSnapshot &before);

@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "platform/db/postgresql/internal/pg_reader.h"
+#include "platform/db/postgresql/internal/pg_request.h"
 #include "platform/db/postgresql/internal/pg_snapshot.h"
 #include "platform/db/postgresql/internal/pg_state.h"
 #include "platform/db/store_plugin.h"
@@ -59,10 +60,8 @@ class PgStore final : public DatabaseStore {
   PgWriters &writers() { return *writers_; }
 
  private:
-  struct Request;
-
   bool ask_states(const char *who, PgStates &states);
-  bool ask(const char *who, std::vector<Request> &requests, PgStates &states);
+  bool ask(const char *who, std::vector<PgRequest> &requests, PgStates &states);
   bool behind(const PgStates &states) const;
 
   const StoreDescriptor descriptor_;

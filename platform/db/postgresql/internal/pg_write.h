@@ -56,7 +56,8 @@ class PgWrite {
 
   /* Each of these is false, -1 or null with a message on failure. */
   bool begin();
-  long append(std::size_t table, std::string_view rows);
+  /* Many rows are sent at once if `at_once` is set, else when enough have come. */
+  long append(std::size_t table, std::string_view rows, bool at_once);
   bool overwrite(std::size_t table, long record, std::string_view row);
   bool remove(std::size_t table, const std::vector<long> &records);
   bool commit();
@@ -98,7 +99,9 @@ class PgExclusive final : public TableStore::Exclusive, public RowRemoval {
   explicit PgExclusive(PgWrite &write) : write_(write) {}
   std::shared_ptr<const Snapshot> snapshot() override { return write_.now(0); }
   long append(std::string_view row) override { return append_all(row); }
-  long append_all(std::string_view rows) override { return write_.append(0, rows); }
+  long append_all(std::string_view rows) override {
+    return write_.append(0, rows, true);
+  }
   bool overwrite(long record, std::string_view row) override {
     return write_.overwrite(0, record, row);
   }
@@ -120,7 +123,7 @@ class PgTransaction final : public Transaction {
     return write_.before(table);
   }
   long append(std::size_t table, std::string_view rows) override {
-    return write_.append(table, rows);
+    return write_.append(table, rows, false);
   }
   bool overwrite(std::size_t table, long record, std::string_view row) override {
     return write_.overwrite(table, record, row);
