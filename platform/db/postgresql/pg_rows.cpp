@@ -4,7 +4,7 @@
 #include <cmath>
 #include <cstring>
 
-#include "platform/db/postgresql/internal/pg_connection.h"
+#include "platform/db/postgresql/internal/pg_options.h"
 #include "platform/elog/failure.h"
 #include "platform/stock/text.h"
 

@@ -13,6 +13,8 @@
 namespace ksutil::db {
 namespace {
 
+constexpr const char *kNoSuchTable = "42P01";  // a state of the protocol
+
 std::string directory_of(const std::string &name) {
   const std::size_t slash = name.rfind('/');
   return slash == name.npos ? "." : name.substr(0, std::max<std::size_t>(slash, 1));
@@ -47,6 +49,9 @@ bool PgStore::open() {
   if (!reader_->ask("dbopen",
                     "SELECT current_database(); SELECT name, value FROM ks_database",
                     answers, [] {})) {
+    if (reader_->connection().state() == kNoSuchTable) {
+      fail("dbopen", "The database of the server has no tables of this kind yet");
+    }
     return fail("dbopen", "Cannot open %s", descriptor_.name.c_str());
   }
   if (found.empty() || format != kPgFormat) {

@@ -1,13 +1,7 @@
 #include "platform/db/postgresql/internal/pg_write.h"
 
-#include <unistd.h>
-
 #include <algorithm>
-#include <atomic>
-#include <chrono>
-#include <random>
 #include <set>
-#include <thread>
 #include <utility>
 
 #include "platform/db/postgresql/internal/pg_store.h"
@@ -30,54 +24,6 @@ constexpr const char *kForgetOldTokens =
 
 }  // namespace
 
-std::shared_ptr<PgConnection> PgWriters::take() {
-  if (idle_.empty()) {
-    return std::make_shared<PgConnection>(options_, PgConnection::Purpose::kWrite);
-  }
-  std::shared_ptr<PgConnection> connection = std::move(idle_.back());
-  idle_.pop_back();
-  return connection;
-}
-
-void PgWriters::give_back(std::shared_ptr<PgConnection> connection) {
-  idle_.push_back(std::move(connection));
-}
-
-std::string PgWriters::new_token() {
-  static std::atomic<unsigned> number{0};
-  std::random_device random;
-  return format_text("%08x%08x%08x%08x-%ld-%u", random(), random(), random(), random(),
-                     static_cast<long>(getpid()), ++number);
-}
-
-PgWriters::Outcome PgWriters::settle(PgConnection &connection,
-                                     const std::string &token) {
-  using Clock = std::chrono::steady_clock;
-  const auto end =
-      Clock::now() +
-      std::chrono::duration_cast<Clock::duration>(
-          std::chrono::duration<double>(connection.options().answer_seconds));
-  /* The row of a transaction that goes on keeps this statement waiting; a row of our own
-   * makes that transaction fail if it comes later. */
-  const std::string statement =
-      "INSERT INTO ks_commits (token, made) VALUES ('" + token +
-      "', extract(epoch FROM clock_timestamp())) ON CONFLICT (token) DO NOTHING";
-  while (true) {
-    Outcome outcome = Outcome::kUnknown;
-    const PgAnswers answers{
-        [&](int, const PGresult &result) {
-          const std::string_view rows = PQcmdTuples(const_cast<PGresult *>(&result));
-          outcome = rows == "0" ? Outcome::kMade : Outcome::kNotMade;
-          return true;
-        },
-        {}};
-    if (connection.connect() && connection.run(statement, answers, true))
-      return outcome;
-    if (Clock::now() > end) return Outcome::kUnknown;
-    std::this_thread::sleep_for(std::chrono::milliseconds(50));
-  }
-}
-
 PgWrite::PgWrite(PgStore &store, std::vector<PgTable *> tables) : store_(store) {
   for (PgTable *table : tables) {
     pending_.emplace_back();
@@ -92,8 +38,15 @@ PgWrite::~PgWrite() {
 }
 
 bool PgWrite::refuse(const char *who) {
+  const std::string cause =
+      missing_.empty() ? connection_->error() : "ks_tables has no row for " + missing_;
   return fail(who, "%s: %s", pending_.front().table->file_name().c_str(),
-              connection_->error().c_str());
+              cause.c_str());
+}
+
+bool PgWrite::send(const std::string &statements, const PgAnswers &answers) {
+  if (connection_->session() != session_) connection_->close();
+  return connection_->run(statements, answers, true);
 }
 
 bool PgWrite::lock() {
@@ -109,17 +62,17 @@ bool PgWrite::lock() {
                             return statement != 2 || read_states(result, states);
                           },
                           {}};
-  if (!connection_->run("BEGIN; LOCK TABLE " + tables +
-                            " IN ROW EXCLUSIVE MODE; SELECT " + kPgStateColumns +
-                            " FROM ks_tables WHERE name IN (" + literals +
-                            ") ORDER BY name FOR UPDATE",
-                        answers, true)) {
+  session_ = connection_->session();
+  if (!send("BEGIN; LOCK TABLE " + tables + " IN ROW EXCLUSIVE MODE; SELECT " +
+                kPgStateColumns + " FROM ks_tables WHERE name IN (" + literals +
+                ") ORDER BY name FOR UPDATE",
+            answers)) {
     return false;
   }
   for (Pending &pending : pending_) {
     const auto state = states.find(pending.table->name());
     if (state == states.end()) {
-      connection_->roll_back();
+      missing_ = pending.table->name();
       return false;
     }
     pending.count = static_cast<long>(state->second.rows);
@@ -183,10 +136,10 @@ std::shared_ptr<const PgSnapshot> PgWrite::now(std::size_t table) {
                             std::int64_t key = 0;
                             return read_key(line, key) && keys->append(key);
                           }};
-  if (!connection_->run(std::string("SELECT ") + kPgStateColumns +
-                            " FROM ks_tables; COPY (SELECT ks_record FROM " +
-                            place.sql_name + " ORDER BY ks_record) TO STDOUT",
-                        answers)) {
+  if (!send(std::string("SELECT ") + kPgStateColumns +
+                " FROM ks_tables; COPY (SELECT ks_record FROM " + place.sql_name +
+                " ORDER BY ks_record) TO STDOUT",
+            answers)) {
     refuse("dbget");
     return nullptr;
   }
@@ -277,7 +230,7 @@ bool PgWrite::remove(std::size_t table, const std::vector<long> &records) {
           (i > from ? "," : "") + std::to_string(rows->keys().key_of(records[i]));
     }
     written_ = true;
-    if (!connection_->run(statement + ")", {}, true)) return refuse("remove_rows");
+    if (!send(statement + ")")) return refuse("remove_rows");
   }
   pending.count -= static_cast<long>(records.size());
   pending.changes = true;
@@ -289,6 +242,7 @@ bool PgWrite::send_appended(Pending &pending) {
                                 pending.table->place().rows->columns() + ") FROM STDIN";
   std::string_view left = pending.lines;
   constexpr std::size_t kChunk = std::size_t{1} << 16;
+  if (connection_->session() != session_) connection_->close();
   const bool sent = connection_->copy_in(statement, [&] {
     const std::string_view chunk = left.substr(0, kChunk);
     left.remove_prefix(chunk.size());
@@ -347,7 +301,7 @@ bool PgWrite::flush() {
     if (pending.appended > kSmallAppend && !send_appended(pending)) return false;
   }
   const std::string text = small_statements();
-  return text.empty() || connection_->run(text, {}, true) || refuse("dbput");
+  return text.empty() || send(text) || refuse("dbput");
 }
 
 bool PgWrite::commit() {
@@ -373,7 +327,7 @@ bool PgWrite::commit() {
               : "DELETE FROM ks_commits WHERE token = '" + writers.settled + "'";
   text += "; COMMIT";
   store_.end_look();
-  if (connection_->run(text, {}, true)) {
+  if (send(text)) {
     writers.settled = token;
     done_ = true;
     return true;

@@ -16,22 +16,10 @@
 #include <memory>
 #include <string>
 #include <string_view>
-#include <utility>
-#include <vector>
+
+#include "platform/db/postgresql/internal/pg_options.h"
 
 namespace ksutil::db {
-
-/* The words of a connection text, with the limits that it leaves open filled in. */
-struct PgOptions {
-  std::vector<std::pair<std::string, std::string>> words;
-  double answer_seconds = 30.0;  // KSUTIL_STORE_TIMEOUT
-
-  /* False, with a message in the name of `who`, when the text is not understood or holds
-   * a password. */
-  bool parse(const char *who, const std::string &connection);
-  /* The hosts and the database, for messages. */
-  std::string place() const;
-};
 
 /* Reads the answers to the statements of one message. */
 struct PgAnswers {
@@ -57,6 +45,9 @@ class PgConnection {
   bool lost() const { return connection_ == nullptr; }
   /* Whether it was given up because the server did not answer in time. */
   bool timed_out() const { return timed_out_; }
+
+  /* Increases with each new connection: a transaction lives in one of them. */
+  long session() const { return session_; }
 
   /* Sends statements in one message and reads the answers; false with error().  With an
    * open transaction the caller rolls back. */
@@ -102,12 +93,10 @@ class PgConnection {
   pid_t owner_;  // the process that opened the connection
   std::string error_, state_, server_;
   bool replica_ = false, timed_out_ = false;
+  long session_ = 0;
   Clock::time_point next_try_{};
   double pause_ = 0.0;  // seconds
 };
-
-/* The text of an SQL name. */
-std::string pg_name(std::string_view name);
 
 }  // namespace ksutil::db
 #endif

@@ -14,8 +14,8 @@
 #include <string_view>
 #include <vector>
 
-#include "platform/db/postgresql/internal/pg_connection.h"
 #include "platform/db/postgresql/internal/pg_snapshot.h"
+#include "platform/db/postgresql/internal/pg_writers.h"
 #include "platform/db/row_removal.h"
 #include "platform/db/store.h"
 
@@ -23,29 +23,6 @@ namespace ksutil::db {
 
 class PgStore;
 class PgTable;
-
-/* The connections of one store that write.  Changes within changes take one each. */
-class PgWriters {
- public:
-  explicit PgWriters(PgOptions options) : options_(std::move(options)) {}
-
-  std::shared_ptr<PgConnection> take();
-  void give_back(std::shared_ptr<PgConnection> connection);
-
-  /* A token that no other transaction has. */
-  static std::string new_token();
-  enum class Outcome { kMade, kNotMade, kUnknown };
-  /* Whether the transaction of the token was made; when it was not, it never will be.
-   * Tries for as long as an answer may take. */
-  Outcome settle(PgConnection &connection, const std::string &token);
-
-  std::string settled;  // a token whose row is no longer needed
-  std::string unknown;  // a token that could not be settled yet
-
- private:
-  const PgOptions options_;
-  std::vector<std::shared_ptr<PgConnection>> idle_;
-};
 
 class PgWrite {
  public:
@@ -82,6 +59,9 @@ class PgWrite {
   };
 
   bool lock();
+  /* Runs statements in the transaction; false when that is lost, also when another
+   * connection has taken the place of its own. */
+  bool send(const std::string &statements, const PgAnswers &answers = {});
   bool refuse(const char *who);
   bool whole_rows(const Pending &pending, std::string_view rows, const char *who) const;
   bool send_appended(Pending &pending);
@@ -91,6 +71,8 @@ class PgWrite {
   PgStore &store_;
   std::vector<Pending> pending_;
   std::shared_ptr<PgConnection> connection_;
+  long session_ = 0;     // of the transaction
+  std::string missing_;  // a table that ks_tables does not know
   bool written_ = false, again_ = false, done_ = false;
 };
 
