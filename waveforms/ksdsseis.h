@@ -85,7 +85,8 @@ extern "C" {
  *                a hundredth of a sample interval; both 0: all.  What is read of the data
  *                set lies in this window
  * A data set without channels is not an error.  Rows that cannot be used are passed over,
- * see ksdsseis_unusable.  Null for a pattern that does not compile, tstart > tend, or a
+ * see ksdsseis_unusable; rows of other tables that cannot be read are missing metadata,
+ * with a message.  Null for a pattern that does not compile, tstart > tend, or a
  * database that cannot be read. */
 KSUTIL_API ksdsseis *ksdsseis_open(Dbptr db, const char *sta, const char *chan,
                                    double tstart, double tend);

@@ -118,7 +118,7 @@ class Trial {
       const std::string problem = judge(failure, outcome, left);
       if (!problem.empty()) report(failure, at, outcome, problem);
     }
-    restore_folder(runner_.folder(), left, before_);
+    restore_folder(runner_.folder(), read_folder(runner_.folder()), before_);
     return outcome.strikes > 0;
   }
 
@@ -207,6 +207,11 @@ class Trial {
     if (outcome.hung) return "hangs";
     if (outcome.code < 0) return "crashes with signal " + std::to_string(-outcome.code);
     if (outcome.code > 1) return "has exit code " + std::to_string(outcome.code);
+    /* A new table without rows is none. */
+    std::erase_if(left, [this](const auto &file) {
+      return file.second.empty() && !file.first.ends_with('/') &&
+             !before_.contains(file.first) && !after_.contains(file.first);
+    });
     const bool as_good =
         outcome.code == good_.code && outcome.output == good_.output && left == after_;
     if (as_good) return "";

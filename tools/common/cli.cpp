@@ -63,7 +63,10 @@ int end_parsing(const CLI::App &app, const CLI::ParseError &error) {
 /* Memory can be short where no exception may pass, as in a destructor that allocates. */
 [[noreturn]] void end_without_exception() {
   const std::type_info *const thrown = abi::__cxa_current_exception_type();
-  if (thrown == nullptr || *thrown != typeid(std::bad_alloc)) std::abort();
+  /* The type is not known where a destructor throws; memory is all that it can lack. */
+  const bool of_memory = thrown == nullptr ? std::uncaught_exceptions() > 0
+                                           : *thrown == typeid(std::bad_alloc);
+  if (!of_memory) std::abort();
   complain_of_memory();
   std::_Exit(kFailure);
 }

@@ -44,7 +44,13 @@ class TextList {
 
 /* The tables of the options, joined; invalid with a message. */
 Dbptr open_joined(const OpenDatabase &database, const ViewsOptions &options) {
-  return database ? open_tables(database, options.tables) : dbinvalid();
+  const Dbptr view = database ? open_tables(database, options.tables) : dbinvalid();
+  /* A table that cannot be read is not a fault of the expressions. */
+  long count = 0;
+  if (view.table >= 0 && dbquery(view, dbq_record_count, &count) != 0) {
+    return dbinvalid();
+  }
+  return view;
 }
 
 bool all_compile(Dbptr view, const std::vector<std::string> &expressions) {

@@ -5,6 +5,7 @@
 #include <cmath>
 #include <cstring>
 #include <map>
+#include <optional>
 #include <unordered_map>
 
 #include "platform/clock/clock.h"
@@ -22,12 +23,13 @@ class EpochTable {
  public:
   enum class Epochs { kNone, kDays, kTimes };
 
-  EpochTable(Dbptr db, const char *table, std::vector<const char *> key,
-             Epochs epochs) {
+  EpochTable(Dbptr db, const char *table, std::vector<const char *> key, Epochs epochs)
+      : name_(table) {
     const Dbptr found = dblookup(db, "", table, "", "");
     if (found.table == dbINVALID) return;
     db::TableStore *const store = db::table_store(found);
     snapshot_ = db::table_snapshot(found);
+    unread_ = store != nullptr && snapshot_ == nullptr;
     if (store == nullptr || snapshot_ == nullptr) return;
     directory_ = store->directory();
     for (const char *const field : key) {
@@ -62,6 +64,9 @@ class EpochTable {
 
   const db::Relation &layout() const { return snapshot_->layout(); }
   const std::string &directory() const { return directory_; }
+  const char *name() const { return name_; }
+  /* Whether the table has rows that cannot be read. */
+  bool unread() const { return unread_; }
 
  private:
   struct Row {
@@ -77,6 +82,7 @@ class EpochTable {
 
   void enter(long record) {
     const std::string_view row = snapshot_->row(record);
+    if (row.empty()) unread_ = true;
     std::vector<std::string> key;
     for (const db::TextColumn &column : key_) {
       std::string_view value;
@@ -105,6 +111,8 @@ class EpochTable {
     }
   }
 
+  const char *const name_;
+  bool unread_ = false;
   std::shared_ptr<const db::Snapshot> snapshot_;
   std::string directory_;
   std::vector<db::TextColumn> key_;
@@ -162,6 +170,16 @@ class Metadata {
       to.missing |= KSDSSEIS_NO_CALIB;
     }
     say_missing(to);
+  }
+
+  /* Registers the tables with rows that cannot be read. */
+  void tell_unread() const {
+    for (const EpochTable *table :
+         {&site_, &sitechan_, &sensor_, &instrument_, &seedcode_}) {
+      if (table->unread()) {
+        elog_log(0, "ksdsseis_open: Rows of %s cannot be read.\n", table->name());
+      }
+    }
   }
 
  private:
@@ -288,13 +306,17 @@ class Metadata {
 
 void describe_channels(Dbptr db, std::vector<Channel> &channels) {
   if (channels.empty()) return;
-  /* Tables that the schema or the database lacks are missing metadata. */
-  const ElogScope messages;
   Dbptr whole = db;
   whole.table = whole.field = dbALL;
   whole.record = dbALL;
-  const Metadata metadata(whole);
-  for (Channel &channel : channels) metadata.describe(channel.description);
+  std::optional<Metadata> metadata;
+  {
+    /* Tables that the schema or the database lacks are missing metadata. */
+    const ElogScope messages;
+    metadata.emplace(whole);
+    for (Channel &channel : channels) metadata->describe(channel.description);
+  }
+  metadata->tell_unread();
 }
 
 }  // namespace ksutil::dataset

@@ -1,6 +1,7 @@
 #include "formats/exchange/stations/response_files.h"
 
 #include <fcntl.h>
+#include <limits.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -8,6 +9,7 @@
 #include <cctype>
 #include <cerrno>
 #include <complex>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 
@@ -142,7 +144,9 @@ std::string response_kind(const Response &response) {
 ResponseFiles::~ResponseFiles() {
   for (const auto &[name, path] : by_name_) unlink(path.c_str());
   if (staging_.empty()) return;
-  unlink((staging_ + kStagedFile).c_str());
+  char draft[PATH_MAX];  // without an allocation, which could fail here
+  std::snprintf(draft, sizeof draft, "%s%s", staging_.c_str(), kStagedFile);
+  unlink(draft);
   rmdir(staging_.c_str());
 }
 
