@@ -13,9 +13,11 @@ class EVServer;
 namespace ksutil::events {
 
 /* Calls take(event) for each event of the database, in the order of the event table, until
- * it gives false.  All events are of one state of the database, and each is as a server
- * without a limit would have it in its list: rows that cannot be read are left out without
- * a message.  Memory is needed for some hundred events, and for the indexes of the server.
+ * it gives false.  Each is as a server without a limit would have it in its list: rows that
+ * cannot be read are left out without a message.  All events are of one state of the
+ * database, unless a program overwrites rows that are not in memory any more: then those
+ * that follow are of a later state.  Memory is needed for some hundred events, and for the
+ * indexes of the server.
  *
  * take    may keep or change the event, and may call the server, but not end it
  *    0  all events are taken, or take has given false

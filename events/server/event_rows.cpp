@@ -6,6 +6,7 @@
 #include "events/reading/internal/read_rows.h"
 #include "events/server/internal/live_servers.h"
 #include "events/server/internal/server_state.h"
+#include "platform/elog/elog.h"
 #include "platform/elog/failure.h"
 
 namespace ksutil::events {
@@ -14,41 +15,60 @@ namespace {
 constexpr const char *kWho = "each_event";
 constexpr long kEventsPerReading = 512;  // under one hold of the lock
 
-/* Reads the events of rows first .. end-1; false when the tables cannot be had. */
-bool read_events(TreeReader &reader, long first, long end, long &order,
-                 std::vector<EVEvent> &events) {
+/* Where a listing stands. */
+struct Progress {
+  long first = 0;  // row of the next event
+  long order = 0;
+};
+
+/* Reads the events of the next rows; false when the tables cannot be had. */
+bool read_next(TreeReader &reader, Progress &progress, std::vector<EVEvent> &events) {
   MessagesOfFailure messages;
   events.clear();
-  for (long recno = first; recno < end; recno++) {
+  long order = progress.order;
+  const long end = std::min(progress.first + kEventsPerReading, reader.event_count());
+  for (long recno = progress.first; recno < end; recno++) {
     EVEvent event;
     const int result = messages.note(reader.read_event(recno, event, &order));
     if (result < 0) return false;
     if (result == 0) events.push_back(std::move(event));
   }
+  progress.first = end;
+  progress.order = order;
   return true;
+}
+
+/* Reads on from where the listing stands; false when the tables cannot be had. */
+bool read_on(TreeReader &reader, Steps &steps, Progress &progress,
+             const std::function<bool(EVEvent &event)> &take) {
+  std::vector<EVEvent> events;
+  while (progress.first < reader.event_count()) {
+    if (!read_next(reader, progress, events)) return false;
+    steps.let_go();
+    for (EVEvent &event : events) {
+      if (!take(event)) return true;
+    }
+    if (!steps.take_again(reader)) return false;
+  }
+  return reader.complete();
 }
 
 int read_all(WatchedDatabase &database,
              const std::function<bool(EVEvent &event)> &take) {
   Steps steps(database, 1);
   if (!database.require_open(kWho)) return -1;
-  TreeReader reader(database);
-  if (!reader.bind(kReadList)) return fail(kWho, "%s", kTablesUnreadable);
-  std::vector<EVEvent> events;
-  long order = 0;
-  for (long first = 0; first < reader.event_count();) {
-    const long end = std::min(first + kEventsPerReading, reader.event_count());
-    if (!read_events(reader, first, end, order, events)) {
-      return fail(kWho, "%s", kTablesUnreadable);
-    }
-    first = end;
-    steps.let_go();
-    for (EVEvent &event : events) {
-      if (!take(event)) return 0;
-    }
-    if (!steps.take_again(reader)) return fail(kWho, "%s", kTablesUnreadable);
+  Progress progress;
+  const int mark = elog_mark();
+  for (int attempt = 1; attempt <= kReadingAttempts; attempt++) {
+    TreeReader reader(database);
+    const long before = progress.first;
+    if (reader.bind(kReadList) && read_on(reader, steps, progress, take)) return 0;
+    if (!reader.overtaken()) break;
+    /* Rows have been overwritten that were no longer in memory: go on with new ones. */
+    if (progress.first > before) attempt = 0;
+    elog_flush(0, mark);
   }
-  return reader.complete() ? 0 : fail(kWho, "%s", kTablesUnreadable);
+  return fail(kWho, "%s", kTablesUnreadable);
 }
 
 }  // namespace

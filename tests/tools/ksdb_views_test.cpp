@@ -18,6 +18,7 @@
 #include "platform/db/columns.h"
 #include "platform/db/schema.h"
 #include "platform/stock/text.h"
+#include "tests/support/rows.h"
 #include "tests/tools/scratch.h"
 
 namespace ksutil::tools {
@@ -28,38 +29,10 @@ using testing::HasSubstr;
 const std::string kKsdb = KSDB_PROGRAM;
 
 struct Origin {
-  std::int64_t orid = 0, evid = 0;
+  long orid = 0, evid = 0;
   std::optional<double> depth;  // none: null
   std::string auth;
   bool readable = true;  // its depth
-};
-
-/* A row of a table with some fields written; the others are null. */
-class RowMaker {
- public:
-  RowMaker(const db::Schema &schema, const char *table)
-      : layout_(*schema.find(table)), row_(db::null_record(layout_)) {}
-  RowMaker &put(const char *field, std::int64_t value) {
-    EXPECT_TRUE(db::write_integer(*layout_.find(field), value, row_));
-    return *this;
-  }
-  RowMaker &put(const char *field, double value) {
-    EXPECT_TRUE(db::write_real(*layout_.find(field), value, row_));
-    return *this;
-  }
-  RowMaker &put(const char *field, const std::string &value) {
-    EXPECT_TRUE(db::write_text(*layout_.find(field), value, row_));
-    return *this;
-  }
-  RowMaker &spoil(const char *field) {
-    row_[static_cast<std::size_t>(layout_.find(field)->offset) + 3] = 'x';
-    return *this;
-  }
-  const std::string &row() const { return row_; }
-
- private:
-  const db::Relation &layout_;
-  std::string row_;
 };
 
 class KsdbViews : public testing::Test {
@@ -67,32 +40,33 @@ class KsdbViews : public testing::Test {
   static constexpr std::size_t kOrigins = 30000, kEvents = 7000;
 
   KsdbViews() {
-    const auto schema = db::Schema::load("css3.0");
+    const auto depth_offset = static_cast<std::size_t>(
+        db::Schema::load("css3.0")->find("origin")->find("depth")->offset + 3);
     std::mt19937 random(7);
     const auto below = [&](unsigned n) { return static_cast<int>(random() % n); };
     std::string text;
     for (std::size_t i = 0; i < kOrigins; i++) {
       Origin origin;
-      origin.orid = static_cast<std::int64_t>(i) + 1;
+      origin.orid = static_cast<long>(i) + 1;
       origin.evid = below(kEvents) + 1;
       if (below(10) > 0) origin.depth = below(1400) * 0.5;
       origin.auth = std::string("net") + static_cast<char>('a' + below(5));
       origin.readable = below(200) > 0;
-      RowMaker row(*schema, "origin");
-      row.put("orid", origin.orid).put("evid", origin.evid).put("auth", origin.auth);
-      if (origin.depth) row.put("depth", *origin.depth);
-      if (!origin.readable) row.spoil("depth");
-      text += row.row();
+      test::RowMaker row("origin");
+      row.set("orid", origin.orid).set("evid", origin.evid).set("auth", origin.auth);
+      if (origin.depth) row.set("depth", *origin.depth);
+      text += row.text();
+      if (!origin.readable) text[text.size() - row.text().size() + depth_offset] = 'x';
       origins_.push_back(std::move(origin));
     }
     folder_.write("db.origin", text);
     text.clear();
     for (std::size_t i = 0; i < kEvents; i++) {
-      evids_.push_back(static_cast<std::int64_t>(i) + 1);
+      evids_.push_back(static_cast<long>(i) + 1);
     }
     std::shuffle(evids_.begin(), evids_.end(), random);
-    for (const std::int64_t evid : evids_) {
-      text += RowMaker(*schema, "event").put("evid", evid).row();
+    for (const long evid : evids_) {
+      text += test::RowMaker("event").set("evid", evid).text();
     }
     folder_.write("db.event", text);
     name_ = folder_.write("db", "schema css3.0\n");
@@ -120,7 +94,7 @@ class KsdbViews : public testing::Test {
   const ScratchFolder folder_;
   std::string name_;
   std::vector<Origin> origins_;
-  std::vector<std::int64_t> evids_;  // in the order of the event table
+  std::vector<long> evids_;  // in the order of the event table
   long unreadable_ = 0;
 };
 
@@ -183,10 +157,10 @@ TEST_F(KsdbViews, SortOrdersByAllKeys) {
 }
 
 TEST_F(KsdbViews, JoinFindsAllRecordsOfEachKey) {
-  std::map<std::int64_t, std::vector<const Origin *>> of_event;
+  std::map<long, std::vector<const Origin *>> of_event;
   for (const Origin &origin : origins_) of_event[origin.evid].push_back(&origin);
   std::string expected;
-  for (const std::int64_t evid : evids_) {
+  for (const long evid : evids_) {
     for (const Origin *origin : of_event[evid]) {
       expected += std::to_string(evid) + "," + std::to_string(origin->orid) + "\n";
     }

@@ -1,5 +1,7 @@
 /* verify: ksdb verify. */
+#include <algorithm>
 #include <cstdio>
+#include <optional>
 #include <string>
 
 #include "platform/clock/clock.h"
@@ -48,21 +50,40 @@ bool mend(const std::string &name, std::vector<std::string> &mended) {
   return database && mend_orphans(database, mended) && mend_counters(database, mended);
 }
 
+/* How often the tables are read when other programs overwrite rows meanwhile; the last time
+ * all rows are held, so that they are those of one moment. */
+constexpr int kAttempts = 4;
+
+/* Whether rows were overwritten after they had left memory. */
+bool is_overtaken(const Tables &tables) {
+  return std::any_of(tables.begin(), tables.end(),
+                     [](const auto &table) { return table.second->overtaken(); });
+}
+
 int verify(const VerifyOptions &options) {
   std::vector<std::string> mended;
   if (options.fix && !mend(options.database, mended)) return kFailure;
   const OpenDatabase database(options.database, "r");
   if (!database) return kFailure;
   Tables tables;
-  const bool readable = read_tables(database, tables);
-  Problems problems(options.limit);
-  verify_tables(database, tables, options.quiet, problems);
-  const bool good = readable && !problems.any();
+  bool readable = false;
+  std::optional<Problems> problems;
+  for (int attempt = 1; attempt <= kAttempts; attempt++) {
+    tables.clear();
+    readable = read_tables(database, tables);
+    if (attempt == kAttempts) {
+      for (const auto &[name, rows] : tables) rows->keep_rows();
+    }
+    problems.emplace(options.limit);
+    verify_tables(database, tables, options.quiet, *problems);
+    if (!is_overtaken(tables)) break;
+  }
+  const bool good = readable && !problems->any();
   if (options.json) {
-    problems.print_object(options.database, mended);
+    problems->print_object(options.database, mended);
   } else {
     for (const std::string &line : mended) std::printf("mended %s\n", line.c_str());
-    problems.print_text();
+    problems->print_text();
     if (good && !options.quiet) std::printf("%zu tables, no problems\n", tables.size());
   }
   return good ? kOk : kFailure;

@@ -20,6 +20,7 @@ constexpr long kMostJumps = 64;
 }  // namespace
 
 bool TupleRows::look(const char *who) {
+  who_ = who;
   std::size_t bytes = 0;
   for (const Tuples::Part &part : tuples_.parts) {
     Part opened;
@@ -43,6 +44,20 @@ bool TupleRows::is_scattered(std::size_t part) const {
   return false;
 }
 
+/* Takes a new snapshot when the row was overwritten after its block had left memory. */
+std::string_view TupleRows::row(std::size_t part, long number) {
+  Part &from = parts_[part];
+  const std::string_view found = from.rows->row(number);
+  if (!found.empty() || !from.rows->overtaken()) return found;
+  const std::shared_ptr<const Snapshot> now = tuples_.parts[part].source->look(who_);
+  if (now == nullptr || now == from.rows ||
+      !same_layout(now->layout(), from.layout->relation())) {
+    return {};
+  }
+  from.rows = now;
+  return from.rows->row(number);
+}
+
 void TupleRows::copy_rows(std::size_t part) {
   struct Wanted {
     long row, place;
@@ -60,7 +75,7 @@ void TupleRows::copy_rows(std::size_t part) {
   to.copies.resize(size * length);
   to.readable.assign(size, false);
   for (const auto &[row, place] : wanted) {
-    const std::string_view text = to.rows->row(row);
+    const std::string_view text = this->row(part, row);
     if (text.size() != length) continue;
     const auto at = static_cast<std::size_t>(place);
     std::memcpy(&to.copies[at * length], text.data(), length);
@@ -89,7 +104,7 @@ const std::string_view *TupleRows::read(long number) {
   for (std::size_t part = 0; part < parts_.size(); ++part) {
     const Part &from = parts_[part];
     if (!from.scattered) {
-      found_[part] = from.rows->row(tuple[part]);
+      found_[part] = row(part, tuple[part]);
       if (found_[part].empty()) return nullptr;
       continue;
     }

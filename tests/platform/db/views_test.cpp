@@ -6,6 +6,8 @@
 #include <random>
 
 #include "platform/db/access.h"
+#include "platform/db/store/internal/flat_files.h"
+#include "platform/db/view_rows.h"
 #include "tests/platform/db/api_test_support.h"
 #include "tests/support/rows.h"
 
@@ -312,6 +314,52 @@ TEST_F(Views, RefuseWhatMakesNoSense) {
   EXPECT_EQ(dbfree_view(origin), -1);
   long records = 0;
   EXPECT_EQ(dbquery(view, dbq_record_count, &records), -1);
+}
+
+/* Rows in an order of their own, far more than the store keeps in memory, and a program
+ * that overwrites one of them meanwhile. */
+TEST(ViewRowsOfALongTable, ShowEachRowOfASortedViewAndWhatIsOverwritten) {
+  constexpr long kRows = 30000;
+  const ScopedBlockBudget small(1 << 20);
+  TestDatabase database;
+  std::vector<std::string> rows;
+  for (long i = 0; i < kRows; ++i) {
+    rows.push_back(
+        RowMaker("origin").set("orid", i).set("nass", i * 7919 % kRows).text());
+  }
+  database.write("origin", rows);
+  Dbptr db;
+  ASSERT_EQ(dbopen_noshare(database.name().c_str(), "r", &db), 0) << messages();
+  Tbl *const keys = newtbl(1);
+  pushtbl(keys, const_cast<char *>("nass"));
+  const Dbptr sorted = dbsort(dblookup(db, "", "origin", "", ""), keys, 0);
+  freetbl(keys, nullptr);
+  ASSERT_GE(sorted.table, 0) << messages();
+  ViewRows view(sorted);
+  ASSERT_TRUE(view.good());
+  ASSERT_EQ(view.count(), kRows);
+  const IntegerColumn nass(*Schema::load("css3.0")->find("origin"), "nass");
+  constexpr long kOverwritten = 29000;  // in the order of the view
+  for (long i = 0; i < kRows; ++i) {
+    const std::string_view *const found = view.read(i);
+    ASSERT_NE(found, nullptr) << i;
+    std::int64_t value = -1;
+    ASSERT_TRUE(nass.read(found[0], value));
+    if (i != kOverwritten) {
+      ASSERT_EQ(value, i);
+    }
+    if (i == 100) {
+      Dbptr writer;
+      ASSERT_EQ(dbopen_noshare(database.name().c_str(), "r+", &writer), 0);
+      std::vector<Dbptr> parts;
+      ASSERT_TRUE(view_parts(at(sorted, kOverwritten), parts));
+      Dbptr row = dblookup(writer, "", "origin", "", "");
+      row.record = parts.front().record;
+      ASSERT_EQ(dbputv(row, "nass", -7L, kEndOfArguments), 0) << messages();
+      dbclose(writer);
+    }
+  }
+  dbclose(db);
 }
 
 }  // namespace

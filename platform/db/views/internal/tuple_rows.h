@@ -19,7 +19,8 @@ class TupleRows {
   /* The tuples outlive the object. */
   explicit TupleRows(const Tuples &tuples) : tuples_(tuples) {}
 
-  /* Looks at the tables of the tuples, before the first read; false with a message. */
+  /* Looks at the tables of the tuples, before the first read; false with a message.  A row
+   * that another program has overwritten since may be shown as it is then. */
   bool look(const char *who);
 
   const BoundLayout &layout(std::size_t part) const { return *parts_[part].layout; }
@@ -37,11 +38,13 @@ class TupleRows {
     std::vector<char> copies;    // of the window's rows, in the order of the tuples
     std::vector<bool> readable;  // of the copies
   };
+  std::string_view row(std::size_t part, long number);
   void open_window(long first);
   bool is_scattered(std::size_t part) const;
   void copy_rows(std::size_t part);
 
   const Tuples &tuples_;
+  const char *who_ = "";  // of look()
   std::vector<Part> parts_;
   std::vector<std::string_view> found_;
   long first_ = 0, end_ = 0;  // of the window
