@@ -13,6 +13,7 @@
 #include "core/version.h"
 #include "events/command.h"
 #include "events/evclient.h"
+#include "events/event_rows.h"
 #include "events/evserver.h"
 #include "events/kseventview.h"
 #include "events/query.h"

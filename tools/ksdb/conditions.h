@@ -1,4 +1,4 @@
-/* Conditions: expressions that must all be true for a record of a view. */
+/* Conditions: holds expressions that must all be true for a record of a view. */
 #ifndef KSUTIL_TOOLS_KSDB_CONDITIONS_H
 #define KSUTIL_TOOLS_KSDB_CONDITIONS_H
 

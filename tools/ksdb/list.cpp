@@ -1,4 +1,4 @@
-/* list: ksdb list. */
+/* list: implements ksdb list. */
 #include <cstdio>
 #include <memory>
 

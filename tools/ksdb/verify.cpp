@@ -1,4 +1,4 @@
-/* verify: ksdb verify. */
+/* verify: implements ksdb verify. */
 #include <algorithm>
 #include <cstdio>
 #include <optional>

@@ -1,4 +1,4 @@
-/* views: ksdb subset, sort, join and group. */
+/* views: implements ksdb subset, sort, join and group. */
 #include <string>
 #include <vector>
 

@@ -1,4 +1,4 @@
-/* list: ksevents list. */
+/* list: implements ksevents list. */
 #include <algorithm>
 #include <climits>
 #include <limits>

@@ -325,26 +325,26 @@ TEST(ViewRowsOfALongTable, ShowEachRowOfASortedViewAndWhatIsOverwritten) {
   std::vector<std::string> rows;
   for (long i = 0; i < kRows; ++i) {
     rows.push_back(
-        RowMaker("origin").set("orid", i).set("nass", i * 7919 % kRows).text());
+        RowMaker("origin").set("orid", i).set("mbid", i * 7919 % kRows).text());
   }
   database.write("origin", rows);
   Dbptr db;
   ASSERT_EQ(dbopen_noshare(database.name().c_str(), "r", &db), 0) << messages();
   Tbl *const keys = newtbl(1);
-  pushtbl(keys, const_cast<char *>("nass"));
+  pushtbl(keys, const_cast<char *>("mbid"));
   const Dbptr sorted = dbsort(dblookup(db, "", "origin", "", ""), keys, 0);
   freetbl(keys, nullptr);
   ASSERT_GE(sorted.table, 0) << messages();
   ViewRows view(sorted);
   ASSERT_TRUE(view.good());
   ASSERT_EQ(view.count(), kRows);
-  const IntegerColumn nass(*Schema::load("css3.0")->find("origin"), "nass");
+  const IntegerColumn mbid(*Schema::load("css3.0")->find("origin"), "mbid");
   constexpr long kOverwritten = 29000;  // in the order of the view
   for (long i = 0; i < kRows; ++i) {
     const std::string_view *const found = view.read(i);
     ASSERT_NE(found, nullptr) << i;
     std::int64_t value = -1;
-    ASSERT_TRUE(nass.read(found[0], value));
+    ASSERT_TRUE(mbid.read(found[0], value));
     if (i != kOverwritten) {
       ASSERT_EQ(value, i);
     }
@@ -355,7 +355,7 @@ TEST(ViewRowsOfALongTable, ShowEachRowOfASortedViewAndWhatIsOverwritten) {
       ASSERT_TRUE(view_parts(at(sorted, kOverwritten), parts));
       Dbptr row = dblookup(writer, "", "origin", "", "");
       row.record = parts.front().record;
-      ASSERT_EQ(dbputv(row, "nass", -7L, kEndOfArguments), 0) << messages();
+      ASSERT_EQ(dbputv(row, "mbid", -7L, kEndOfArguments), 0) << messages();
       dbclose(writer);
     }
   }

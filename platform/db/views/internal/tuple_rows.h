@@ -26,8 +26,8 @@ class TupleRows {
   const BoundLayout &layout(std::size_t part) const { return *parts_[part].layout; }
 
   /* The rows of a tuple, one for each table, valid until the next call; null when one of
-   * them cannot be read, with a message only if it was not read before.  Tuples are read
-   * in ascending order. */
+   * them cannot be read, which a message tells when its table is read.  Tuples are read in
+   * ascending order. */
   const std::string_view *read(long number);
 
  private:
