@@ -1,4 +1,22 @@
 # Compiler settings that every target of the project shares.
+option(KSUTIL_HARDENING
+  "Stack protectors, checked buffers and read-only relocations in optimised builds" OFF)
+
+# Sanitizers find the same and more, and want their own settings.
+function(ksutil_harden target)
+  if(NOT KSUTIL_HARDENING OR KSUTIL_SANITIZE OR KSUTIL_COVERAGE)
+    return()
+  endif()
+  target_compile_options(${target} PRIVATE
+    -fstack-protector-strong -fstack-clash-protection
+    $<$<CONFIG:Release,RelWithDebInfo,MinSizeRel>:-U_FORTIFY_SOURCE>
+    $<$<CONFIG:Release,RelWithDebInfo,MinSizeRel>:-D_FORTIFY_SOURCE=2>)
+  if(CMAKE_SYSTEM_PROCESSOR STREQUAL "x86_64")
+    target_compile_options(${target} PRIVATE -fcf-protection)
+  endif()
+  target_link_options(${target} PRIVATE -Wl,-z,relro,-z,now)
+endfunction()
+
 function(ksutil_compile_options target)
   target_compile_features(${target} PUBLIC cxx_std_20)
   set_target_properties(${target} PROPERTIES
@@ -12,6 +30,7 @@ function(ksutil_compile_options target)
     $<$<CXX_COMPILER_ID:GNU>:-Wno-restrict>
     $<$<CXX_COMPILER_ID:GNU>:-Wno-stringop-overflow>
     $<$<BOOL:${KSUTIL_WERROR}>:-Werror>)
+  ksutil_harden(${target})
   if(KSUTIL_SANITIZE)
     target_compile_options(${target} PRIVATE
       -fsanitize=${KSUTIL_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all)
