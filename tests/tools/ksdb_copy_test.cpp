@@ -69,14 +69,15 @@ TEST_F(KsdbCopy, CountsTheRowsThatCannotBeRead) {
   ASSERT_EQ(ksdb("copy --quiet " + kShipped + " source").code, 0);
   std::string origins = read_text(folder_ / "source.origin");
   const std::size_t length = origins.find('\n') + 1;
-  origins[length - 1] = 'x';      // a row without its end
+  origins[2 * length - 1] = 'x';  // a row without its end
   origins[3 * length + 2] = 'q';  // a latitude that is no number
   folder_.write("source.origin", origins);
   const ProgramRun run = ksdb("copy source made");
   EXPECT_EQ(run.code, 1);
   EXPECT_THAT(run.errors, HasSubstr("2 records"));
   const std::string copied = read_text(folder_ / "made.origin");
-  EXPECT_EQ(copied.substr(0, 2 * length), origins.substr(length, 2 * length));
+  EXPECT_EQ(copied.substr(0, length), origins.substr(0, length));
+  EXPECT_EQ(copied.substr(length, length), origins.substr(2 * length, length));
   EXPECT_EQ(copied.substr(2 * length), origins.substr(4 * length));
 }
 

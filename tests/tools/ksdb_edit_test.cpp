@@ -174,10 +174,10 @@ TEST_F(KsdbEdit, SetChangesTheChosenRowsAlone) {
   for (const char *choice : {"", "--all --record 1", "--where 'orid == 1' --all"}) {
     EXPECT_EQ(run(std::string("set ") + choice, "origin auth=x").code, 2) << choice;
   }
-  for (const char *wrong :
-       {"--where 'orid ==' ", "--where 'nonsense > 1'", "--record 3"}) {
-    EXPECT_EQ(run(std::string("set ") + wrong, "origin auth=x").code, 1) << wrong;
+  for (const char *wrong : {"--where 'orid ==' ", "--where 'nonsense > 1'"}) {
+    EXPECT_EQ(run(std::string("set ") + wrong, "origin auth=x").code, 2) << wrong;
   }
+  EXPECT_EQ(run("set --record 3", "origin auth=x").code, 1);
   EXPECT_EQ(run("set --dry-run --all", "origin auth=x").output,
             "would be: 3 rows of origin changed, 0 as before\n");
   EXPECT_EQ(all_tables(), before);
