@@ -25,7 +25,7 @@ class Table {
   /* The default value is a value-initialised T: null, 0, an empty record. */
   Table() = default;
   explicit Table(T nullval) {
-    word_ = reinterpret_cast<std::uintptr_t>(new Default{std::move(nullval), nullptr}) |
+    word_ = reinterpret_cast<std::uintptr_t>(new Default{std::move(nullval), nullptr}) +
             kOwnDefault;
   }
 
@@ -33,7 +33,7 @@ class Table {
     OwnedItems copies = copy_of(other.items(), other.count());
     if (other.own_default() != nullptr) {
       word_ = reinterpret_cast<std::uintptr_t>(
-                  new Default{other.own_default()->value, nullptr}) |
+                  new Default{other.own_default()->value, nullptr}) +
               kOwnDefault;
     }
     set_items(copies.release());
@@ -190,24 +190,31 @@ class Table {
     return copies;
   }
 
+  bool has_own_default() const { return (word_ & kOwnDefault) != 0; }
   Default *own_default() const {
-    return (word_ & kOwnDefault) == 0
-               ? nullptr
-               : reinterpret_cast<Default *>(word_ & ~kOwnDefault);
+    return has_own_default() ? reinterpret_cast<Default *>(word_ - kOwnDefault)
+                             : nullptr;
   }
   Items *items() const {
-    const Default *const own = own_default();
-    return own != nullptr ? own->items : reinterpret_cast<Items *>(word_);
+    return has_own_default()
+               ? reinterpret_cast<const Default *>(word_ - kOwnDefault)->items
+               : reinterpret_cast<Items *>(word_);
   }
   void set_items(Items *items) {
-    if (Default *const own = own_default()) {
-      own->items = items;
+    if (has_own_default()) {
+      reinterpret_cast<Default *>(word_ - kOwnDefault)->items = items;
     } else {
       word_ = reinterpret_cast<std::uintptr_t>(items);
     }
   }
-  std::size_t count() const { return items() == nullptr ? 0 : items()->count; }
-  std::size_t room() const { return items() == nullptr ? 0 : items()->room; }
+  std::size_t count() const {
+    const Items *const held = items();
+    return held == nullptr ? 0 : held->count;
+  }
+  std::size_t room() const {
+    const Items *const held = items();
+    return held == nullptr ? 0 : held->room;
+  }
   bool holds(long i) const { return i >= 0 && i < size(); }
   T null_value() const { return own_default() == nullptr ? T() : own_default()->value; }
 
