@@ -141,7 +141,8 @@ TEST(PackedRows, RefuseWhatDoesNotBecomeSmaller) {
   }
   EXPECT_EQ(PackedRows::pack(noise), nullptr);
   EXPECT_EQ(PackedRows::pack(std::string(100000, 'x')), nullptr) << "without rows";
-  EXPECT_EQ(PackedRows::pack(std::string(9000, 'x') + '\n'), nullptr) << "too long";
+  EXPECT_EQ(PackedRows::pack(std::string(9000, 'x').append(1, '\n')), nullptr)
+      << "too long";
   EXPECT_EQ(PackedRows::pack(""), nullptr);
   EXPECT_NE(PackedRows::pack(std::string(100000, '\n')), nullptr) << "empty rows";
 }
