@@ -19,7 +19,8 @@ namespace ksutil::waveform_index {
 /* A channel as files name it; "" is a code that is not known. */
 struct ChannelCodes {
   std::string net, sta, loc, chan;
-  auto operator<=>(const ChannelCodes &) const = default;
+  auto operator<=>(const ChannelCodes &) const =
+      default;  // NOLINT(modernize-use-nullptr)
 };
 
 enum class FileKind { kMiniseed, kSac, kOther };

@@ -323,20 +323,17 @@ std::optional<std::string_view> value_of(std::string_view line, std::string_view
 }  // namespace
 
 void read_event_remark(std::string_view line, Event &event, PreferredIds &preferred) {
-  constexpr std::string_view kMagid = "magid ", kMtid = "mtid ";
+  const auto read_id = [line](std::string_view name, std::string_view kind, auto &id) {
+    const auto value = value_of(line, name);
+    return value && value->starts_with(kind) &&
+           parse_integer(value->substr(kind.size()), id);
+  };
   if (const auto place = value_of(line, "place"); place && event.place.empty()) {
     event.place = *place;
   } else if (const auto name = value_of(line, "name"); name && event.name.empty()) {
     event.name = *name;
-  } else if (const auto id = value_of(line, "preferred magnitude");
-             id && id->starts_with(kMagid) &&
-             parse_integer(id->substr(kMagid.size()), preferred.magid)) {
-    return;
-  } else if (const auto mt = value_of(line, "preferred mechanism");
-             mt && mt->starts_with(kMtid) &&
-             parse_integer(mt->substr(kMtid.size()), preferred.mtid)) {
-    return;
-  } else {
+  } else if (!read_id("preferred magnitude", "magid ", preferred.magid) &&
+             !read_id("preferred mechanism", "mtid ", preferred.mtid)) {
     event.comments.emplace_back(line);
   }
 }

@@ -85,7 +85,7 @@ class Import {
     std::int64_t record;
     bool by_alias;
     std::uint32_t index;
-    auto operator<=>(const Known &) const = default;
+    auto operator<=>(const Known &) const = default;  // NOLINT(modernize-use-nullptr)
   };
 
   bool get(std::uint32_t index) {

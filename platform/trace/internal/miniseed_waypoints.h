@@ -15,7 +15,8 @@ struct MiniseedRunKey {
   std::int64_t size = 0, seconds = 0, nanoseconds = 0;  // the time of change
   std::int64_t foff = 0;
   double time = 0.0, samprate = 0.0;
-  auto operator<=>(const MiniseedRunKey &) const = default;
+  auto operator<=>(const MiniseedRunKey &) const =
+      default;  // NOLINT(modernize-use-nullptr)
 
   /* False when the file cannot be looked at. */
   bool set_file(int fd);
