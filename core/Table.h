@@ -159,11 +159,15 @@ class Table {
   static constexpr std::uintptr_t kOwnDefault = 1;
 
   static std::size_t index(long i) { return static_cast<std::size_t>(i); }
+  static std::size_t item_bytes() {
+    return sizeof(T);  // NOLINT(bugprone-sizeof-expression): T may be a pointer
+  }
   static std::size_t bytes_before_items() {
     return (sizeof(Items) + alignof(T) - 1) / alignof(T) * alignof(T);
   }
   static std::size_t most_items() {
-    return (index(std::numeric_limits<long>::max()) - bytes_before_items()) / sizeof(T);
+    return (index(std::numeric_limits<long>::max()) - bytes_before_items()) /
+           item_bytes();
   }
   static T *first(Items *items) {
     return items == nullptr ? nullptr
@@ -173,7 +177,7 @@ class Table {
   /* No items yet, and room for some. */
   static OwnedItems make_room(std::size_t room) {
     if (room > most_items()) throw std::bad_alloc();
-    const std::size_t bytes = bytes_before_items() + room * sizeof(T);
+    const std::size_t bytes = bytes_before_items() + room * item_bytes();
     void *memory;
     if constexpr (alignof(T) > __STDCPP_DEFAULT_NEW_ALIGNMENT__) {
       memory = ::operator new(bytes, std::align_val_t(alignof(T)));
