@@ -27,10 +27,14 @@ using testing::HasSubstr;
 
 namespace {
 
-/* Runs a function in its callbacks. */
+/* Runs a function in its callbacks, and leaves the server's list when it ends. */
 class Listener : public EVClient {
  public:
-  explicit Listener(BareServer &bare) : EVClient(bare.pointer()) {}
+  explicit Listener(BareServer &bare)
+      : EVClient(bare.pointer()), clients_(bare.state.clients) {}
+  ~Listener() {
+    while (clients_.contains(this)) clients_.remove(this);
+  }
   void responseCallback(EVResponse response) override { on_response(response); }
   void checkDatabaseCallback(Array<std::string, int> changes) override {
     on_check(changes);
@@ -38,6 +42,9 @@ class Listener : public EVClient {
   std::function<void(EVResponse &)> on_response = [](EVResponse &) {};
   std::function<void(Array<std::string, int> &)> on_check =
       [](Array<std::string, int> &) {};
+
+ private:
+  ksutil::events::ClientList &clients_;
 };
 
 class Clients : public testing::Test {
