@@ -134,7 +134,7 @@ bool KeyIndex::move(const Snapshot &snapshot, const std::vector<long> &changed,
                     std::size_t steps) {
   for (const long number : changed) {
     const auto row = static_cast<std::int32_t>(number);
-    std::int64_t before, after;
+    std::int64_t before = 0, after = 0;
     const bool was = key_of(number, before);
     const bool is = read(snapshot, number, after);
     if (was && is && before == after) continue;
