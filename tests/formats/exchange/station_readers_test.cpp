@@ -34,7 +34,7 @@ TEST(StationXmlReader, GivesValuesInTheUnitsOfTheRecords) {
   EXPECT_EQ(last.channel.location, "10");
   EXPECT_DOUBLE_EQ(last.channel.depth, 0.0025);
   EXPECT_DOUBLE_EQ(last.channel.epoch.start, 1267679167.5);
-  EXPECT_EQ(last.channel.epoch.end, kNoTime) << "2599 is no end";
+  EXPECT_EQ(last.channel.epoch.end, kNoTime) << "2599 is not an end";
   EXPECT_EQ(last.channel.sensor, "Broadband, 120 s");
   EXPECT_EQ(last.channel.sensor_model, "BB-120");
   EXPECT_EQ(last.channel.input_unit, "M/S");

@@ -234,10 +234,10 @@ TEST_F(MiniseedPacked, RefusesWhatAHeaderCannotHold) {
     double time;
     const char *message;
   };
-  for (const Case &c : {Case{{"XXX", "ABC", "", "BHZ"}, 512, kTime, "A code does not"},
+  for (const Case &c : {Case{{"NET", "ABC", "", "BHZ"}, 512, kTime, "A code does not"},
                         Case{{"XX", "", "", "BHZ"}, 512, kTime, "A code does not"},
                         Case{{"XX", "A C", "", "BHZ"}, 512, kTime, "A code does not"},
-                        Case{kCodes, 500, kTime, "no power of two"},
+                        Case{kCodes, 500, kTime, "not a power of two"},
                         Case{kCodes, 512, NAN, "not between 1900 and 2100"}}) {
     EXPECT_FALSE(miniseed_pack(segment_of(counts, c.time), c.codes, c.length, sink));
     EXPECT_THAT(taken_messages(),
@@ -352,7 +352,7 @@ TEST_F(Miniseed, RefusesWhatIsNotMiniseed) {
   EXPECT_FALSE(miniseed_list(folder_ / "none", contents));
   EXPECT_THAT(taken_messages(), HasSubstr("miniseed_list: open("));
   EXPECT_FALSE(miniseed_list(folder_.path(), contents));
-  EXPECT_THAT(taken_messages(), HasSubstr("is no regular file."));
+  EXPECT_THAT(taken_messages(), HasSubstr("is not a regular file."));
   EXPECT_EQ(contents.records, 5);
   /* More samples than a record of 512 bytes can hold. */
   std::string greedy = counting_record({}, 0);
