@@ -14,7 +14,7 @@
 
 #include "pipeline/pmtfifo.h"
 
-/* `capacity` 0 is no limit in all of them. */
+/* `capacity` 0 is not a limit in all of them. */
 
 class FifoQueue {
  public:

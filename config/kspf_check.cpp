@@ -269,8 +269,8 @@ class Checker {
       check(node, *rule.others);
     } else if (!rule.keys.empty()) {
       const std::string nearest = nearest_key(rule, node.name);
-      report(node, nearest.empty() ? "is no known key"
-                                   : "is no known key; is it " + nearest + "?");
+      report(node, nearest.empty() ? "is not a known key"
+                                   : "is not a known key; is it " + nearest + "?");
     }
   }
 

@@ -97,8 +97,8 @@ std::string why_missing(const PfNode &from, const PfPath &path, std::size_t step
   const std::string before = path_text(path, steps - 1);
   const PfStep &step = path[steps - 1];
   const std::string owner = before.empty() ? "The file" : before;
-  if (step.is_item() && from.kind != PFTBL) return owner + " is no table";
-  if (!step.is_item() && from.kind != PFARR) return owner + " is no array";
+  if (step.is_item() && from.kind != PFTBL) return owner + " is not a table";
+  if (!step.is_item() && from.kind != PFARR) return owner + " is not an array";
   if (!step.is_item()) return path_text(path, steps) + " is not there";
   return owner + " has no item [" + std::to_string(step.index) + "]";
 }

@@ -26,7 +26,7 @@ extern "C" {
  * maxsize     size of the points with the largest value; the smallest get 1
  * hue_centre, degrees: hues go from hue_centre - hue_range / 2 (smallest value) to
  * hue_range   hue_centre + hue_range / 2 (largest); all points have hue_centre when there
- *             is no hue expression.  Above 360 whole degrees are taken off until it is 360
+ *             is not a hue expression.  Above 360 whole degrees are taken off until it is 360
  *             or less, 360 are added below 0
  *
  * With any of the last four expressions each point gets a label

@@ -5,7 +5,7 @@
  * Threads: push, unpop, pop and release may run concurrently.  A flush must not overlap
  * a push or a pop, except pushes that already wait for room; and no thread may be inside
  * a call during pmtfifo_destroy.
- * Errors: -1 or null, with a message in the error register.  A null fifo is no error. */
+ * Errors: -1 or null, with a message in the error register.  A null fifo is not an error. */
 #ifndef KSUTIL_PIPELINE_PMTFIFO_H
 #define KSUTIL_PIPELINE_PMTFIFO_H
 

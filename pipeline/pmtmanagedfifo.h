@@ -16,7 +16,7 @@
  * Names: a fifo's name is cut at 63 characters, and the cut name is the one that is
  * known; names of consumers and producers have any length.  A name once given to a
  * fifo, or to a consumer or producer of it, is never free again.
- * Errors: -1 or null with a message in the error register.  A null fifo is no error
+ * Errors: -1 or null with a message in the error register.  A null fifo is not an error
  * where 0 is the answer to it. */
 #ifndef KSUTIL_PIPELINE_PMTMANAGEDFIFO_H
 #define KSUTIL_PIPELINE_PMTMANAGEDFIFO_H

@@ -60,7 +60,7 @@ bool read_rule(const std::string &entry, EVPreferredMagnitude &rule) {
   return true;
 }
 
-/* A type of up to 7 characters as one number; 0, which is no type's number, for a
+/* A type of up to 7 characters as one number; 0, which is not a type's number, for a
  * longer text. */
 uint64_t packed(std::string_view text, bool lower) {
   if (text.size() > kTypeLength) return 0;

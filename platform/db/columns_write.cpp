@@ -70,7 +70,7 @@ bool has_control_character(std::string_view text) {
 bool write_integer(const Field &field, std::int64_t value, std::string &row) {
   switch (field.type) {
     case FieldType::kText:
-      return refuse(field, std::to_string(value), "is no text");
+      return refuse(field, std::to_string(value), "is not a text");
     case FieldType::kReal:
     case FieldType::kTime:
     case FieldType::kDate:
@@ -95,14 +95,14 @@ bool write_real(const Field &field, double value, std::string &row) {
     case FieldType::kInteger:
     case FieldType::kYearday:
       if (!(std::abs(value) <= 9e15) || value != std::trunc(value)) {
-        return refuse(field, format_text("%g", value), "is no integer");
+        return refuse(field, format_text("%g", value), "is not an integer");
       }
       return write_integer(field, static_cast<std::int64_t>(value), row);
     default:
       break;
   }
   if (!std::isfinite(value))
-    return refuse(field, format_text("%g", value), "is no number");
+    return refuse(field, format_text("%g", value), "is not a number");
   const bool left = flush_left(field) || field.type == FieldType::kDate;
   if (value == field.null_real) return place(field, field.null_text, left, row);
   return place(field, print_real(field.format, value), left, row);
@@ -127,7 +127,7 @@ bool write_text(const Field &field, std::string_view value, std::string &row) {
   }
   if (parse_integer(text, integer)) return write_integer(field, integer, row);
   if (parse_real(text, real)) return write_real(field, real, row);
-  return refuse(field, "\"" + std::string(text) + "\"", "is no number");
+  return refuse(field, "\"" + std::string(text) + "\"", "is not a number");
 }
 
 }  // namespace ksutil::db

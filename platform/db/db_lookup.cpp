@@ -196,7 +196,7 @@ Dbptr dblookup(Dbptr dbp, const char *, const char *table, const char *field,
     if (given(record)) {
       dbp.record = record_number(record);
       if (dbp.record == dbINVALID) {
-        fail("dblookup", "'%s' is no record", record);
+        fail("dblookup", "'%s' is not a record", record);
       }
     }
     return dbp;

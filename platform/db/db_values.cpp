@@ -138,7 +138,7 @@ long add_fields(Dbptr db, Arguments &arguments) {
 bool replace_row(const char *who, const Relation &layout, std::string_view text,
                  std::string &row) {
   if (!is_row(layout, text)) {
-    return fail(who, "%zu bytes are no record of %s, which is one line of %d",
+    return fail(who, "%zu bytes are not a record of %s, which is one line of %d",
                 text.size(), layout.name.c_str(), layout.width);
   }
   row.assign(text.substr(0, static_cast<std::size_t>(layout.width)));

@@ -111,7 +111,7 @@ TableSource *Opened::table(const char *who, Dbptr db) const {
   if (found == nullptr) return nullptr;
   TableSource *const table = found->table();
   if (table == nullptr) {
-    fail(who, "'%s' is no table of the database", found->name().c_str());
+    fail(who, "'%s' is not a table of the database", found->name().c_str());
   }
   return table;
 }

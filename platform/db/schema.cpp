@@ -89,7 +89,7 @@ std::shared_ptr<const Schema> Schema::load(std::string_view name) {
   const std::string wanted(name);
   if (wanted.empty() || wanted == "." || wanted == ".." ||
       wanted.find('/') != std::string::npos) {
-    fail("Schema::load", "\"%s\" is no name of a schema", wanted.c_str());
+    fail("Schema::load", "\"%s\" is not a name of a schema", wanted.c_str());
     return nullptr;
   }
   const char *path = std::getenv("KSUTIL_SCHEMA_PATH");

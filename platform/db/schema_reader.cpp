@@ -123,7 +123,7 @@ std::shared_ptr<const Schema> SchemaReader::read(const std::string &text) {
   }
   Pf *compiled = nullptr;
   if (pfcompile(text.c_str(), &compiled) != 0) {
-    refuse("", "is no parameter file");
+    refuse("", "is not a parameter file");
     return nullptr;
   }
   const PfOwner tree(compiled);
@@ -149,14 +149,14 @@ bool SchemaReader::read_tree(Pf *tree) {
   for (long i = 0; i < count; ++i) {
     const char *table = text_item(names.get(), i);
     Pf *entry = sub_tree(tables, table, PFARR);
-    if (entry == nullptr) return refuse(table, "is no &Arr");
+    if (entry == nullptr) return refuse(table, "is not an &Arr");
     if (!read_table(table, entry)) return false;
   }
   return check_foreign() && read_counters(tree);
 }
 
 bool SchemaReader::read_table(const char *name, Pf *tree) {
-  if (!is_name(name)) return refuse(name, "is no name for a table");
+  if (!is_name(name)) return refuse(name, "is not a name for a table");
   Relation relation;
   relation.name = name;
   const TblPtr lines(pfget_tbl(tree, "fields"));
@@ -165,7 +165,7 @@ bool SchemaReader::read_table(const char *name, Pf *tree) {
   if (count > kSchemaMaxFields) return refuse(name, "has too many fields");
   for (long i = 0; i < count; ++i) {
     const char *line = text_item(lines.get(), i);
-    if (line == nullptr) return refuse(name, "a field is no line of text");
+    if (line == nullptr) return refuse(name, "a field is not a line of text");
     if (!read_field(line, relation)) return false;
   }
   if (!read_keys(tree, relation)) return false;
@@ -197,7 +197,7 @@ bool SchemaReader::read_field(const char *line, Relation &relation) {
   std::string_view rest = line;
   const std::string name(next_word(rest));
   const std::string where = relation.name + "." + name;
-  if (!is_name(name)) return refuse(where, "is no name for a field");
+  if (!is_name(name)) return refuse(where, "is not a name for a field");
   if (relation.find(name) != nullptr) return refuse(where, "is there twice");
   Field field;
   field.name = name;
@@ -235,13 +235,13 @@ bool SchemaReader::read_field(const char *line, Relation &relation) {
     case FieldType::kInteger:
     case FieldType::kYearday:
       if (!parse_integer(field.null_text, field.null_integer)) {
-        return refuse(where, "the null is no integer");
+        return refuse(where, "the null is not an integer");
       }
       field.null_real = static_cast<double>(field.null_integer);
       break;
     default:
       if (!parse_real(field.null_text, field.null_real)) {
-        return refuse(where, "the null is no number");
+        return refuse(where, "the null is not a number");
       }
   }
 
@@ -261,7 +261,7 @@ bool SchemaReader::read_key(const char *text, const Relation &relation, Key &key
     for (const std::string &field : {low, high}) {
       if (relation.find(field) == nullptr) {
         return refuse(relation.name,
-                      "a key names " + field + ", which is no field of it");
+                      "a key names " + field + ", which is not a field of it");
       }
     }
   }
@@ -286,7 +286,8 @@ bool SchemaReader::read_keys(Pf *tree, Relation &relation) {
   }
   if (const char *id = pfget_string(tree, "id")) {
     if (relation.find(id) == nullptr) {
-      return refuse(relation.name, std::string("the id ") + id + " is no field of it");
+      return refuse(relation.name,
+                    std::string("the id ") + id + " is not a field of it");
     }
     relation.id_field = id;
   }

@@ -30,7 +30,7 @@ struct StoreDescriptor {
   std::string connection;  // where the store finds its tables, in the store's own words
 };
 
-/* The store that is no plug-in. */
+/* The store that is not a plug-in. */
 inline constexpr const char *kFlatFilesStore = "files";
 
 /* Changes with StoreDescriptor, StorePlugin and the classes of store.h and snapshot.h. */

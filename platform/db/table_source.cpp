@@ -165,7 +165,7 @@ const expr::Record *TableSource::record(const char *who, long number) {
 
 bool TableSource::set_scratch(const char *who, std::string_view text) {
   if (!is_row(relation(), text)) {
-    return fail(who, "%zu bytes are no record of %s, which is one line of %d",
+    return fail(who, "%zu bytes are not a record of %s, which is one line of %d",
                 text.size(), name().c_str(), relation().width);
   }
   scratch_.assign(text.substr(0, static_cast<std::size_t>(relation().width)));

@@ -94,7 +94,7 @@ bool ListFile::fail(const char *call) const {
 bool ListFile::check_regular() {
   struct stat status = {};
   if (fstat(file_.get(), &status) != 0) return fail("fstat");
-  return S_ISREG(status.st_mode) || refuse("is no regular file");
+  return S_ISREG(status.st_mode) || refuse("is not a regular file");
 }
 
 /* Opens regular files only: opening a FIFO can block, opening a device can have side

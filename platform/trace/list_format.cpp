@@ -75,7 +75,7 @@ ListHead empty_list_head(const ListKind &kind) {
 
 std::string header_fault(const ListHead &head, const ListKind &kind) {
   if (!std::equal(std::begin(kMagic), std::end(kMagic), head.begin())) {
-    return "is no list file";
+    return "is not a list file";
   }
   if (get_number(&head[kHeaderHashAt]) != hash(head.data(), kHeaderHashAt)) {
     return "is damaged in its header";

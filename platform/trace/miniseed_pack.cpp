@@ -33,7 +33,7 @@ const char *fault(const Segment &segment, const MiniseedCodes &codes,
   }
   if (record_length < 256 || record_length > 65536 ||
       !std::has_single_bit(static_cast<unsigned>(record_length))) {
-    return "The record length is no power of two from 256 to 65536";
+    return "The record length is not a power of two from 256 to 65536";
   }
   constexpr double kEarliest = -2208988800.0, kLatest = 4102444800.0;  // 1900 to 2100
   if (!(segment.time >= kEarliest && segment.endtime() < kLatest)) {
@@ -113,7 +113,7 @@ bool miniseed_append(const std::string &path, const Segment &segment,
       return bool(fail_errno(kSelf, "open(%s) error", path.c_str()));
     }
     if (!S_ISREG(status.st_mode)) {
-      return bool(fail(kSelf, "%s is no regular file", path.c_str()));
+      return bool(fail(kSelf, "%s is not a regular file", path.c_str()));
     }
     off_t at = status.st_size;
     std::string waiting;  // records are written some at a time

@@ -190,7 +190,7 @@ bool MiniseedWalker::open(const std::string &path) {
     return fail_errno(who_, "open(%s) error", path.c_str());
   }
   if (!S_ISREG(status.st_mode)) {
-    return fail(who_, "%s is no regular file", path.c_str());
+    return fail(who_, "%s is not a regular file", path.c_str());
   }
   size_ = status.st_size;
   return true;

@@ -132,7 +132,7 @@ FileHandle open_waveform(const std::string &path, std::int64_t end) {
     return FileHandle();
   }
   if (!S_ISREG(status.st_mode)) {
-    fail("read_samples", "%s is no regular file", path.c_str());
+    fail("read_samples", "%s is not a regular file", path.c_str());
     return FileHandle();
   }
   if (status.st_size < end) {
@@ -161,7 +161,7 @@ bool read_numbers(int fd, const std::string &path, const Format<Sample> &format,
       return fail_errno(kSelf, "read(%s) error", path.c_str());
     }
     if (!format.convert(bytes, part, to + done)) {
-      return fail(kSelf, "%s holds a sample that is no number", path.c_str());
+      return fail(kSelf, "%s holds a sample that is not a number", path.c_str());
     }
     done += part;
   }

@@ -194,7 +194,7 @@ TEST(StationCommands, ScanJoinsTheRowsOfAChannelAndLeavesOutWhatIsNotWanted) {
   taken_messages();
   EXPECT_EQ(client.scanWfdisc("AAK", "B[", "", "", 0.0, kNoEnd).size(), 0);
   EXPECT_THAT(taken_messages(),
-              HasSubstr("EVServer::scanWfdisc: 'B[' is no regular expression: "));
+              HasSubstr("EVServer::scanWfdisc: 'B[' is not a regular expression: "));
 }
 
 TEST(StationCommands, GiveTheAssocOfAnArrivalAndTheSiteOfTheDay) {

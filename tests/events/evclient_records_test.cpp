@@ -92,7 +92,7 @@ TEST(ClientRecords, PointIntoTheEvent) {
   EXPECT_EQ(client.getPreferredMoment(&event), nullptr);
 }
 
-/* A pointer that is no server must end the program before anything is read through it. */
+/* A pointer that is not a server must end the program before anything is read through it. */
 TEST(ClientDeathTest, NeedsALivingServer) {
   GTEST_FLAG_SET(death_test_style, "threadsafe");
   const char *const text =

@@ -240,7 +240,7 @@ TEST(EventNews, PairsRepeatedEvidsInTheirOrder) {
     given.push(event);
   }
   EXPECT_EQ(printed([&] { print_news(given, current); }), "");
-  /* A row less or more of an evid is no event less or more. */
+  /* A row less or more of an evid is not an event less or more. */
   given.del(0);
   EXPECT_EQ(printed([&] { print_news(given, current); }),
             "Event 17 has changed\n"

@@ -157,7 +157,7 @@ TEST(KsgridPacket, DamagedOnesAreRefusedOrHarmless) {
   }
 }
 
-/* Axes whose product is no count of values, in a packet that they fill exactly. */
+/* Axes whose product is not a count of values, in a packet that they fill exactly. */
 TEST(KsgridPacket, TooManyNodesAreRefusedEvenWithoutFrames) {
   constexpr std::int32_t kCounts[] = {60000, 60000, 0};
   std::string packet(12 + 22 * 8 + 4 * 120000 + 8, '\0');

@@ -107,7 +107,7 @@ TEST(KSVectorPut, ReplacesValuesAndLabels) {
   const double y[] = {7.0, 8.0};
   EXPECT_EQ(ksvector_put(vector.tag, 0, y, nullptr, 9.0), 0);
   EXPECT_EQ(vector.points()[0], (TestPoint{9.0, {7.0, 8.0}, "old"}));
-  /* Its own label and its own values are no trap. */
+  /* Its own label and its own values are not a trap. */
   KSVectorPoint &point = vector->points[0];
   EXPECT_EQ(ksvector_puty(vector.tag, 0, point.y, point.label), 0);
   EXPECT_EQ(vector.points()[0], (TestPoint{9.0, {7.0, 8.0}, "old"}));

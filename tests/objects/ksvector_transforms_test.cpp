@@ -78,7 +78,7 @@ TEST(KSVectorTransform, NamesWhatIsWrong) {
 }
 
 TEST(KSVectorTransform, ProjectsByDistanceAndAzimuth) {
-  /* Longitude in x, latitude in y[0]; the second column is no coordinate. */
+  /* Longitude in x, latitude in y[0]; the second column is not a coordinate. */
   TestVector vector(2, {{20, {10, 7}}, {20, {13, 7}}, {20, {-80, 7}}, {200, {80, 7}}});
   EXPECT_EQ(ksvector_transform_edp(vector.tag, 10, 20), 0);
   const double expected[][2] = {{0, 0}, {0, 3}, {0, -90}, {0, 90}};

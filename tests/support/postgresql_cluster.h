@@ -60,7 +60,7 @@ class Sql {
 
   /* Runs statements. */
   void run(const std::string &statements);
-  /* The same, where a failure is no failure of the test: whether they ran. */
+  /* The same, where a failure is not a failure of the test: whether they ran. */
   bool try_run(const std::string &statements);
   /* The first value of the answer, "" for a null. */
   std::string value(const std::string &query);

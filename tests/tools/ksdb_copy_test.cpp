@@ -70,7 +70,7 @@ TEST_F(KsdbCopy, CountsTheRowsThatCannotBeRead) {
   std::string origins = read_text(folder_ / "source.origin");
   const std::size_t length = origins.find('\n') + 1;
   origins[2 * length - 1] = 'x';  // a row without its end
-  origins[3 * length + 2] = 'q';  // a latitude that is no number
+  origins[3 * length + 2] = 'q';  // a latitude that is not a number
   folder_.write("source.origin", origins);
   const ProgramRun run = ksdb("copy source made");
   EXPECT_EQ(run.code, 1);

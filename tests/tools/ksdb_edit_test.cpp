@@ -319,7 +319,7 @@ TEST_F(KsdbEdit, TablesThatCannotBeWrittenGiveAnErrorAndNoChange) {
         std::pair("prefer", "1 1"), std::pair("dedup", "origin")}) {
     const ProgramRun failed = run(command, rest);
     EXPECT_EQ(failed.code, 1) << command << rest;
-    EXPECT_THAT(failed.errors, HasSubstr("no regular file")) << command << rest;
+    EXPECT_THAT(failed.errors, HasSubstr("not a regular file")) << command << rest;
   }
   EXPECT_EQ(table("event") + table("netmag") + table("lastid"), before);
 }

@@ -89,7 +89,7 @@ TEST_F(KshistoryTool, RefusesWhatIsNoHistoryOrNoTime) {
   for (const std::string command : {"add", "show"}) {
     const ProgramRun refused = run(command, command == "add" ? "now 1 --max 3" : "");
     EXPECT_EQ(refused.code, 1);
-    EXPECT_THAT(refused.errors, HasSubstr(file_ + " is no list file"));
+    EXPECT_THAT(refused.errors, HasSubstr(file_ + " is not a list file"));
   }
   EXPECT_EQ(read_text(file_), "not a history\n");
   EXPECT_EQ(run("add", "yesterday 1 --max 3").code, 2);

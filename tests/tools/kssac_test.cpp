@@ -187,8 +187,8 @@ TEST(Kssac, SetsNoKindOfDataThatTheFileDoesNotHold) {
       {"LEVEN=", "'' is not a value for LEVEN"},
       {"DELTA=", "'' is not a value for DELTA"},
       {"E=", "'' is not a value for E"},
-      {"IFTYPE=IRLIM", ": IFTYPE is no spectrum: the file has one value"},
-      {"IFTYPE=IXYZ", ": IFTYPE is no plane: the file lacks NXSIZE or NYSIZE"},
+      {"IFTYPE=IRLIM", ": IFTYPE is not a spectrum: the file has one value"},
+      {"IFTYPE=IXYZ", ": IFTYPE is not a plane: the file lacks NXSIZE or NYSIZE"},
       {"NZJDAY=366", ": NZJDAY must be between 1 and 365 in 2009"},
   };
   for (const auto &c : cases) {

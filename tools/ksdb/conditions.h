@@ -13,7 +13,7 @@ namespace ksutil::tools {
 
 class Conditions {
  public:
-  /* Empty texts are no conditions.  False, with a message registered, for a text that does
+  /* An empty text is not a condition.  False, with a message registered, for a text that does
    * not compile. */
   bool compile(Dbptr view, const std::vector<std::string> &texts) {
     for (const std::string &text : texts) {

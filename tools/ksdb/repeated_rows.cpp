@@ -80,7 +80,7 @@ std::vector<Repetition> find_repetitions(const db::Snapshot &rows, bool by_key,
      * them. */
     while (left.size() > 1) {
       std::vector<long> equal, different;
-      /* A row that another program has overwritten meanwhile is no repetition. */
+      /* A row that another program has overwritten meanwhile is not a repetition. */
       if (!same.read(rows.row(left.front()), text)) {
         left.erase(left.begin());
         continue;

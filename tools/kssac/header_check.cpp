@@ -127,12 +127,14 @@ class Check {
     const std::int64_t held = error ? 0 : (bytes - KSSAC_HEADER_SIZE) / 4;
     if (type == kReal || type == kPolar) {
       return npts <= held / 2 ||
-             refuse("IFTYPE", "is no spectrum: the file has one value for each sample");
+             refuse("IFTYPE",
+                    "is not a spectrum: the file has one value for each sample");
     }
     if (type == kPlane) {
       const bool plane = known(kssac_, "NXSIZE", nx) && known(kssac_, "NYSIZE", ny) &&
                          nx > 0 && ny > 0 && nx <= held && ny <= held / nx;
-      return plane || refuse("IFTYPE", "is no plane: the file lacks NXSIZE or NYSIZE");
+      return plane ||
+             refuse("IFTYPE", "is not a plane: the file lacks NXSIZE or NYSIZE");
     }
     if ((type == kSeries || type == kPairs) && even == 0) {
       return npts <= held / 2 ||

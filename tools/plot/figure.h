@@ -93,7 +93,7 @@ struct PointStyle {
 };
 
 struct Point {
-  double x = 0.0, y = 0.0;  // not drawn when one is no number
+  double x = 0.0, y = 0.0;  // not drawn when one is not a number
   PointStyle style = {};
 };
 
@@ -114,8 +114,9 @@ struct DiskText {
   std::string text = {};
 };
 struct Disk {
-  double x = 0.0, y = 0.0;  // its middle, in the panel; not drawn when one is no number
-  double size = 30.0;       // diameter, in units of the figure
+  double x = 0.0,
+         y = 0.0;      // its middle, in the panel; not drawn when one is not a number
+  double size = 30.0;  // diameter, in units of the figure
   std::vector<std::vector<DiskPlace>> areas =
       {};  // closed; one inside another is a hole
   std::vector<std::vector<DiskPlace>> lines = {};

@@ -58,7 +58,7 @@ bool RegexFilter::compile(const char *who, const std::string &pattern) {
   expr::Error error;
   program_ = expr::Program::compile("code =~ " + quoted(pattern), CodeField(), error);
   if (program_ != nullptr) return true;
-  return fail(who, "'%s' is no regular expression: %s", pattern.c_str(),
+  return fail(who, "'%s' is not a regular expression: %s", pattern.c_str(),
               error.message.c_str());
 }
 

@@ -39,7 +39,7 @@ bool acceptable(const char *who, const db::Relation &layout, std::string_view ro
   const std::string_view line = row.substr(0, row.find('\n'));
   if (line.size() != static_cast<std::size_t>(layout.width) ||
       row.size() > line.size() + 1) {
-    fail(who, "%zu bytes are no record of %s, which is one line of %d", row.size(),
+    fail(who, "%zu bytes are not a record of %s, which is one line of %d", row.size(),
          layout.name.c_str(), layout.width);
     return false;
   }

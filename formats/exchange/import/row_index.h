@@ -145,7 +145,7 @@ class RowIndex {
   std::vector<Offset> offsets_;  // of close entries
 };
 
-/* A number for each key, where 0 is no key: 16 bytes for an entry, and as much again at
+/* A number for each key, where 0 is not a key: 16 bytes for an entry, and as much again at
  * most for free ones. */
 class IdMap {
  public:

@@ -28,7 +28,7 @@ std::string utc_text(double epoch, std::size_t decimals = 3);
 bool next_character(std::string_view text, std::size_t &at, std::uint32_t &code);
 
 /* Appends a text without what cannot be shown: control characters but for tab and line
- * breaks, bytes that are not UTF-8, and codes that are no characters are given as U+FFFD.
+ * breaks, bytes that are not UTF-8, and codes that are not characters are given as U+FFFD.
  * Returns how many were. */
 std::int64_t append_clean(std::string_view text, std::string &to);
 

@@ -28,7 +28,7 @@ class XmlElement {
   bool read(XmlReader &reader);
 
   /* The same, but a child for which `takes` gives kTaken has been read by it up to its end,
-   * and is no part of the tree; kFailed ends the reading. */
+   * and is not a part of the tree; kFailed ends the reading. */
   enum class Child { kKept, kTaken, kFailed };
   bool read_around(XmlReader &reader, const std::function<Child()> &takes);
 

@@ -112,7 +112,7 @@ bool PgRows::render_field(const Plan &plan, std::string_view value, char *place,
     double real = 0.0;
     const auto read = std::from_chars(value.data(), end, real);
     if (read.ec != std::errc() || read.ptr != end || !std::isfinite(real)) {
-      cause = "is no number that a field can show";
+      cause = "is not a number that a field can show";
       return false;
     }
     if (real == plan.null_real) {
@@ -134,7 +134,7 @@ bool PgRows::render_field(const Plan &plan, std::string_view value, char *place,
     std::int64_t integer = 0;
     const auto read = std::from_chars(value.data(), end, integer);
     if (read.ec != std::errc() || read.ptr != end) {
-      cause = "is no integer";
+      cause = "is not an integer";
       return false;
     }
     if (integer == plan.null_integer) {
@@ -211,8 +211,9 @@ bool PgRows::value_of(const char *who, std::size_t field, std::string_view row,
   if (readable) return true;
   const std::string_view shown = row.substr(static_cast<std::size_t>(known.offset),
                                             static_cast<std::size_t>(known.width));
-  return fail(who, "%s: %s: \"%.*s\" is no value of the field", relation_->name.c_str(),
-              known.name.c_str(), static_cast<int>(shown.size()), shown.data());
+  return fail(who, "%s: %s: \"%.*s\" is not a value of the field",
+              relation_->name.c_str(), known.name.c_str(),
+              static_cast<int>(shown.size()), shown.data());
 }
 
 bool PgRows::to_copy(const char *who, std::string_view row, std::string &line) const {

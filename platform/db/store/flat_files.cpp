@@ -82,7 +82,7 @@ bool check_tables(const std::string &name, const Prefixes &prefixes,
           : descriptor.schema;
   const std::string meant = database_of_table_file(name);
   if (descriptor.content == Content::kUnreadable && !found.empty()) {
-    return fail("dbopen", "%s is no descriptor of a database", name.c_str());
+    return fail("dbopen", "%s is not a descriptor of a database", name.c_str());
   }
   if (descriptor.content == Content::kMissing && found.empty()) {
     return fail("dbopen", "%s has neither a descriptor nor a table", name.c_str());
@@ -90,7 +90,7 @@ bool check_tables(const std::string &name, const Prefixes &prefixes,
   if (descriptor.content != Content::kWords && found.empty()) {
     if (meant.empty()) {
       fail("dbopen",
-           "%s is no database: it names no schema, table_path or sync, and no table "
+           "%s is not a database: it names no schema, table_path or sync, and no table "
            "file such as %s.origin is beside it",
            name.c_str(), name.c_str());
     } else {
@@ -113,7 +113,7 @@ bool read_descriptor(const std::string &name, const std::string &mode,
     return fail("dbopen", "The mode \"%s\" is neither r nor r+", mode.c_str());
   }
   if (name.empty() || name.back() == '/') {
-    return fail("dbopen", "\"%s\" is no name of a database", name.c_str());
+    return fail("dbopen", "\"%s\" is not a name of a database", name.c_str());
   }
   return !is_file(name) || descriptor.read(name);
 }

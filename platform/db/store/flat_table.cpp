@@ -161,7 +161,7 @@ bool FlatTable::find_path(struct stat &status, bool &exists) {
       exists = true;
       if (path != file_.path) set_path(path);
       if (S_ISREG(status.st_mode)) return true;
-      fail("dbopen", "%s is no regular file", path.c_str());
+      fail("dbopen", "%s is not a regular file", path.c_str());
       return false;
     }
     exists = false;

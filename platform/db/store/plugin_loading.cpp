@@ -79,7 +79,7 @@ const StorePlugin *load(const std::string &file) {
       symbol == nullptr ? nullptr : reinterpret_cast<StorePluginFunction>(symbol)();
   if (plugin == nullptr) {
     ::dlclose(library);
-    return fail("dbopen", "%s is no store for databases", file.c_str());
+    return fail("dbopen", "%s is not a store for databases", file.c_str());
   }
   if (plugin->version != kStorePluginVersion) {
     const int version = plugin->version;
@@ -122,7 +122,7 @@ bool write_descriptor(const StoreDescriptor &descriptor) {
 const StorePlugin *find_plugin(const std::string &store) {
   if (!is_store_name(store)) {
     return fail("dbopen",
-                "\"%s\" is no name of a store: lower-case letters, digits and _",
+                "\"%s\" is not a name of a store: lower-case letters, digits and _",
                 store.c_str());
   }
   Plugins &all = plugins();
@@ -161,7 +161,7 @@ bool create_database(const StoreDescriptor &descriptor) {
   if (descriptor.name.empty() || descriptor.name.back() == '/' ||
       is_file(descriptor.name)) {
     return fail("dbcreate", "Cannot make %s: %s", descriptor.name.c_str(),
-                is_file(descriptor.name) ? "it is there already" : "it is no name");
+                is_file(descriptor.name) ? "it is there already" : "it is not a name");
   }
   const StorePlugin *const plugin = find_plugin(descriptor.store);
   return plugin != nullptr && plugin->create(descriptor) &&

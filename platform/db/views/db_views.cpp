@@ -190,7 +190,7 @@ int dbget_range(Dbptr group, long *start, long *end) {
         return 0;
       }
     }
-    fail("dbget_range", "record %ld of %s is no group", group.record,
+    fail("dbget_range", "record %ld of %s is not a group", group.record,
          source->name().c_str());
     return -1;
   });
@@ -201,7 +201,7 @@ int dbfree_view(Dbptr view) {
     const Opened opened("dbfree_view", view);
     if (!opened) return -1;
     if (opened->free_view(view.table)) return 0;
-    fail("dbfree_view", "%d is no view", view.table);
+    fail("dbfree_view", "%d is not a view", view.table);
     return -1;
   });
 }

@@ -198,13 +198,14 @@ TEST_F(FlatFiles, OpeningNeedsADescriptorOrATable) {
 TEST_F(FlatFiles, FilesThatAreNoDatabasesAreRefusedWithAHint) {
   const struct {
     const char *name, *content, *hint;
-  } cases[] = {{"catalogue.csv", "time,latitude\n2012-08-31,1.0\n", "is no database"},
-               {"empty", "", "is no database"},
-               {"binary",
-                "\x7f"
-                "ELF",
-                "is no database"},
-               {"cat.origin", "1.0 2.0\n", "a table file, not a database; open "}};
+  } cases[] = {
+      {"catalogue.csv", "time,latitude\n2012-08-31,1.0\n", "is not a database"},
+      {"empty", "", "is not a database"},
+      {"binary",
+       "\x7f"
+       "ELF",
+       "is not a database"},
+      {"cat.origin", "1.0 2.0\n", "a table file, not a database; open "}};
   for (const auto &c : cases) {
     write_file(directory_ / c.name, c.content);
     EXPECT_EQ(open_flat_files(directory_ / c.name, "r+"), nullptr);

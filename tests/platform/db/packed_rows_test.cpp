@@ -225,7 +225,7 @@ TEST(PackedBlock, KeepsWhatItGaveAway) {
 
   BlockPtr packed = block_of(rows);
   text = RowText(packed, 3 * length, length);
-  EXPECT_EQ(text.c_str(), third) << "a copy is no view";
+  EXPECT_EQ(text.c_str(), third) << "a copy is not a view";
   const char *const copy = text.c_str();
   ASSERT_TRUE(packed.release_raw());
   const std::string_view view = text.view();

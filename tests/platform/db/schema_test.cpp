@@ -136,7 +136,7 @@ TEST_F(SchemaPath, DamagedSchemasAreRefusedWithTheCause) {
        "string, "},
       {"a integer 5 %5d -9999999", "", "t.a: the null is missing or wider"},
       {"a integer 5 %5d", "", "t.a: the null is missing"},
-      {"a integer 5 %5d x", "", "t.a: the null is no integer"},
+      {"a integer 5 %5d x", "", "t.a: the null is not an integer"},
       {"a integer 5 %5d -1", "primary b", "t: a key names b"},
       {"a integer 5 %5d -1", "id b", "t: the id b"},
       {"a integer 5 %5d -1", "foreign &Tbl{\na nosuch.a\n}", "names nosuch.a"},

@@ -228,7 +228,8 @@ TEST(Records, OfAnotherLengthAreRefused) {
     EXPECT_EQ(dbput(db.at("event", 0), wrong.c_str()), -1);
     EXPECT_EQ(dbput(db.at("event", dbSCRATCH), wrong.c_str()), -1);
   }
-  EXPECT_THAT(messages(), HasSubstr("are no record of event, which is one line of 76"));
+  EXPECT_THAT(messages(),
+              HasSubstr("are not a record of event, which is one line of 76"));
   EXPECT_EQ(text_of(db.at("event", 0)), row);
 }
 

@@ -42,7 +42,7 @@ TEST(HostileExpression, NestingIsBounded) {
   EXPECT_EQ(result_of(repeated("(", 60000), row), "error");
 }
 
-/* Clients build long lists of ids; these are no nesting. */
+/* Clients build long lists of ids; these do not nest. */
 TEST(HostileExpression, LongChainsWork) {
   const Row row = example_row();
   EXPECT_EQ(result_of("0" + repeated("+1", 30000), row), "30000");

@@ -58,7 +58,7 @@ class Filetbl : public ListFolder {
     }
     while (counttbl(list.get()) > count) shifttbl(list.get());
   }
-  /* Bytes that are no such list stay as they are, and the message says why. */
+  /* Bytes that are not such a list stay as they are, and the message says why. */
   void expect_refused(const std::string &bytes, const std::string &cause) const {
     write(file_, bytes);
     EXPECT_EQ(open(3), nullptr) << cause;
@@ -227,8 +227,8 @@ TEST_F(Filetbl, IsReadWholeWhileItsOwnerGoesOn) {
 TEST_F(Filetbl, RefusesOtherFilesAndLeavesThemAsTheyAre) {
   make_ring(3, 3);
   const std::string good = read(file_);
-  expect_refused("KAA 1700000000.0 1.5\n", "is no list file");
-  expect_refused(std::string(500, '\0'), "is no list file");
+  expect_refused("KAA 1700000000.0 1.5\n", "is not a list file");
+  expect_refused(std::string(500, '\0'), "is not a list file");
   expect_refused(good.substr(0, 100), "is cut short");
   expect_refused(good.substr(0, good.size() - 1), "is cut short");
   const auto with_kind = [&](const ListKind &kind) {
@@ -247,10 +247,10 @@ TEST_F(Filetbl, RefusesOtherFilesAndLeavesThemAsTheyAre) {
   std::filesystem::create_directory(file_);
   EXPECT_EQ(open(3), nullptr);
   EXPECT_EQ(filetbl_read(file_.c_str(), "number", kSize), nullptr);
-  EXPECT_THAT(messages(), HasSubstr("is no regular file"));
+  EXPECT_THAT(messages(), HasSubstr("is not a regular file"));
 }
 
-/* Hashes are no protection from those who compute them. */
+/* Hashes do not protect from those who compute them. */
 TEST_F(Filetbl, RefusesHostileCountsBeforeItTakesMemory) {
   const std::uint64_t huge = std::uint64_t{1} << 61, most = kKind.max_slots();
   const ListState states[] = {

@@ -186,9 +186,9 @@ TEST_F(Waveform, RefusesWhatTheFileDoesNotHold) {
       {"g2", 2, 0, "file", "Data type 'g2' of"},
       {"e1", 2, 0, "file", "Data type 'e1' of"},
       {"s4", 1, 0, "none", "read_samples: open("},
-      {"s4", 1, 0, "fifo", "fifo is no regular file."},
-      {"s4", 1, 0, "..", "is no regular file."},
-      {"c0", 1, 0, "text", "holds a sample that is no number."},
+      {"s4", 1, 0, "fifo", "fifo is not a regular file."},
+      {"s4", 1, 0, "..", "is not a regular file."},
+      {"c0", 1, 0, "text", "holds a sample that is not a number."},
   };
   ASSERT_EQ(::mkfifo((directory_ + "/w/fifo").c_str(), 0600), 0);
   write("w/text", "        one\n");

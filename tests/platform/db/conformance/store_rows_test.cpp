@@ -224,7 +224,7 @@ TEST_P(StoreRows, ChangesBetweenSnapshotsAreThoseThatWereMade) {
         ASSERT_GE(append_all(table, many), 0);
       } else {
         const std::size_t record = random() % model.size();
-        /* Often the same text again, which is no change. */
+        /* Often the same text again, which is not a change. */
         if (dice == 1) {
           model[record] = origin_row(static_cast<long>(random() % 999), 2.0);
         }
