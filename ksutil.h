@@ -33,6 +33,7 @@
 #include "platform/clock/clock.h"
 #include "platform/db/db.h"
 #include "platform/elog/elog.h"
+#include "platform/elog/elog_take.h"
 #include "platform/geo/geo.h"
 #include "platform/pf/pf.h"
 #include "platform/stock/arr.h"

@@ -12,6 +12,7 @@
 #include <utility>
 #include <vector>
 
+#include "platform/elog/elog_take.h"
 #include "platform/stock/memory.h"
 #include "support/comma_locale.h"
 
@@ -40,6 +41,18 @@ TEST_F(Elog, KeepsTextsAndStartsEachMessageOnANewLine) {
   EXPECT_EQ(registered(), "a: 1 2 three 4.50\nb: error.\nc: no end");
   EXPECT_EQ(elog_clear_register(0), 3);
   EXPECT_EQ(registered(), "");
+}
+
+TEST_F(Elog, TakesTheMessagesOfThisThreadSinceAMarkAndNoOthers) {
+  elog_log(0, "before.\n");
+  const int mark = elog_mark();
+  EXPECT_STREQ(ksutil::MallocPtr<char>(elog_take(mark)).get(), "");
+  elog_log(0, "first");
+  std::thread([] { elog_log(0, "other thread.\n"); }).join();
+  elog_log(0, "second.\n");
+  EXPECT_STREQ(ksutil::MallocPtr<char>(elog_take(mark)).get(), "first\nsecond.\n");
+  EXPECT_STREQ(ksutil::MallocPtr<char>(elog_take(mark)).get(), "");
+  EXPECT_EQ(registered(), "before.\nother thread.\n");
 }
 
 TEST_F(Elog, AppendsTheErrorOfTheCallOnALineOfItsOwnAndKeepsErrno) {

@@ -1,0 +1,15 @@
+/* bindings: names the parts of the extension module, one function a source. */
+#ifndef KSUTIL_PYTHON_BINDINGS_BINDINGS_H
+#define KSUTIL_PYTHON_BINDINGS_BINDINGS_H
+
+#include <pybind11/pybind11.h>
+
+namespace ksutil::python {
+
+namespace py = pybind11;
+
+/* Each adds its functions and classes to the module. */
+void bind_failure(py::module_ &m);
+
+}  // namespace ksutil::python
+#endif

@@ -1,0 +1,10 @@
+#include <ksutil/core/version.h>
+
+#include "bindings/bindings.h"
+
+PYBIND11_MODULE(_ksutil, m) {
+  using namespace ksutil::python;
+  m.doc() = "The part of ksutil that is written in C++; import ksutil instead.";
+  m.attr("__version__") = KSUTIL_VERSION;
+  bind_failure(m);
+}
