@@ -7,14 +7,22 @@
 
 namespace ksutil::scv {
 
-void Want::add(long number, std::int64_t from, std::int64_t to, unsigned what) {
-  if (plan != number) {
-    *this = {number, from, to, what};
-    return;
+void Want::add(long plan, std::int64_t first, std::int64_t end, unsigned need) {
+  if (plan_ != plan) parts_.clear();
+  plan_ = plan;
+  if (!parts_.empty() && parts_.back().need == need && parts_.back().first <= first &&
+      parts_.back().end >= first) {
+    parts_.back().end = std::max(parts_.back().end, end);
+  } else {
+    parts_.push_back({first, end, need});
   }
-  first = std::min(first, from);
-  end = std::max(end, to);
-  need |= what;
+}
+
+bool Want::covers(long plan, std::int64_t chunk, unsigned need) const {
+  return plan_ == plan &&
+         std::any_of(parts_.begin(), parts_.end(), [=](const Part &part) {
+           return chunk >= part.first && chunk < part.end && (part.need & need) == need;
+         });
 }
 
 void Retry::fail() {

@@ -12,8 +12,7 @@ std::size_t bytes_of(const CachedSegment &segment, SampleRange chunks, unsigned 
   const auto count = static_cast<std::size_t>(chunks.end - chunks.first);
   /* Blocks that are cut at the end of each level of the last chunk. */
   constexpr std::size_t kCutBlocks = 64 * sizeof(PackedExtremes);
-  std::size_t bytes =
-      count * sizeof(Chunk) + SegmentCache::coarse_bytes(n) + kCutBlocks;
+  std::size_t bytes = SegmentCache::coarse_bytes(n) + count * kCutBlocks;
   if ((need & kFine) != 0) bytes += SegmentCache::fine_bytes(n) + count * kCutBlocks;
   if ((need & kAllSamples) != 0) {
     bytes += SegmentCache::sample_bytes(segment, n) + count * kCutBlocks;
@@ -55,22 +54,8 @@ void ChannelView::make_plan() {
   ahead_.clear();
   if (!window_) return;
   const Window &window = *window_;
-  /* A quarter stays for the chunks that are being read, and an eighth for the rows. */
-  std::size_t budget = cache_.bound() - cache_.bound() / 4 - cache_.bound() / 8;
-  for (std::size_t i = 0; i < channels_.size(); i++) {
-    Channel &channel = channels_[i];
-    const auto plan = [&](bool samples) {
-      return plan_channel(channel, samples, window.tstart, window.tend, now_, budget);
-    };
-    const bool fits = plan(channel.samples_planned);
-    const bool envelope_fits = fits || (channel.samples_planned && plan(false));
-    const bool refused = !envelope_fits, samples_refused = !fits && envelope_fits;
-    const bool news =
-        (refused && !channel.refused) || (samples_refused && !channel.samples_refused);
-    channel.refused = refused;
-    channel.samples_refused = samples_refused;
-    if (news) mark_dirty(i);
-  }
+  std::size_t budget = room_for_plan();
+  plan_window(window, budget);
   mark_wants(now_, &CachedSegment::now);
   if (options_.prefetch != 0) {
     for (const bool after : {true, false}) {
@@ -82,6 +67,49 @@ void ChannelView::make_plan() {
       }
     }
     mark_wants(ahead_, &CachedSegment::ahead);
+  }
+}
+
+std::size_t ChannelView::room_for_plan() const {
+  std::size_t rows = 0;
+  for (const Channel &channel : channels_) {
+    for (const auto &segment : channel.segments) {
+      rows += SegmentCache::own_bytes(*segment);
+    }
+  }
+  /* A quarter stays for the chunks that are being read, and an eighth at least for rows. */
+  const std::size_t bound = cache_.bound();
+  const std::size_t kept = bound / 4 + std::max(bound / 8, rows);
+  return bound - std::min(bound, kept);
+}
+
+void ChannelView::plan_window(const Window &window, std::size_t &budget) {
+  const auto plan = [&](const Channel &channel, bool samples) {
+    return plan_channel(channel, samples, window.tstart, window.tend, now_, budget);
+  };
+  /* The envelopes of all channels come before the samples of any. */
+  const bool with_samples =
+      std::any_of(channels_.begin(), channels_.end(),
+                  [](const Channel &channel) { return channel.samples_planned; });
+  std::vector<std::size_t> envelopes(with_samples ? channels_.size() : 0);  // bytes
+  for (std::size_t i = 0; i < envelopes.size(); i++) {
+    const std::size_t before = budget;
+    plan(channels_[i], false);
+    envelopes[i] = before - budget;
+  }
+  now_.clear();
+  for (std::size_t i = 0; i < channels_.size(); i++) {
+    Channel &channel = channels_[i];
+    if (with_samples) budget += envelopes[i];
+    const bool fits = plan(channel, channel.samples_planned);
+    const bool envelope_fits =
+        fits || (channel.samples_planned && plan(channel, false));
+    const bool refused = !envelope_fits, samples_refused = !fits && envelope_fits;
+    const bool news =
+        (refused && !channel.refused) || (samples_refused && !channel.samples_refused);
+    channel.refused = refused;
+    channel.samples_refused = samples_refused;
+    if (news) mark_dirty(i);
   }
 }
 

@@ -83,12 +83,10 @@ bool ChannelView::next_read(Read &read) {
             cursor_ = {2};
             return false;
           }
-          if (reading_ > 0) return false;  // tried again when one of them is done
-          segment.file_retry.fail();
-          next_retry_ = std::min(next_retry_, segment.file_retry.at);
-          segment.message = too_small();
-          mark_dirty(segment);
-          continue;
+          /* The plan fits: there is room when the chunks that are being read are done, or
+           * when another thread has left the rows that it still looks at. */
+          if (reading_ == 0) next_retry_ = std::min(next_retry_, now + kMemoryPause);
+          return false;
         }
         chunk.reading = true;
         read.version = segment.version;

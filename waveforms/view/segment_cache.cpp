@@ -40,6 +40,12 @@ std::size_t SegmentCache::coarse_bytes(std::int64_t n) {
   return level_begin(n, kCoarseShift, kChunkShift + 1) * sizeof(PackedExtremes);
 }
 
+std::size_t SegmentCache::own_bytes(const CachedSegment &segment) {
+  /* The levels above the chunks have as many entries as there are chunks. */
+  return row_bytes(segment.row) +
+         segment.chunks.size() * (sizeof(Chunk) + sizeof(PackedExtremes));
+}
+
 std::shared_ptr<CachedSegment> SegmentCache::find(const WaveformSegment &row,
                                                   std::int64_t count) {
   const std::string key = key_of(row);
@@ -51,7 +57,7 @@ std::shared_ptr<CachedSegment> SegmentCache::find(const WaveformSegment &row,
   const std::size_t slots =
       static_cast<std::size_t>(count >> kChunkShift) * sizeof(Chunk) * 5 / 4;
   const std::size_t bytes = row_bytes(row) + slots;
-  if (bytes > bound_ || !reserve(bytes, true)) return nullptr;
+  if (bytes > bound_ || !reserve(bytes, false)) return nullptr;
   release(bytes);
   auto segment = std::make_shared<CachedSegment>(row, count);
   by_key_.emplace(key, segment);
@@ -74,10 +80,8 @@ void SegmentCache::count_segment(CachedSegment &segment) {
 
 bool SegmentCache::needed(const CachedSegment &segment, std::int64_t chunk,
                           unsigned need, bool ahead) const {
-  const auto needs = [&](const Want &want) {
-    return want.covers(plan_, chunk) && (want.need & need) != 0;
-  };
-  return needs(segment.now) || (ahead && needs(segment.ahead));
+  return segment.now.covers(plan_, chunk, need) ||
+         (ahead && segment.ahead.covers(plan_, chunk, need));
 }
 
 bool SegmentCache::reserve(std::size_t bytes, bool ahead) {
@@ -91,7 +95,8 @@ bool SegmentCache::reserve(std::size_t bytes, bool ahead) {
 
 bool SegmentCache::evict_one(bool ahead) {
   if (fine_held_ > bound_ / 2 && evict_fine(ahead)) return true;
-  return evict_samples(ahead) || evict_fine(ahead) || evict_segment();
+  return evict_samples(ahead) || evict_fine(ahead) || evict_segment() ||
+         evict_coarse(ahead);
 }
 
 bool SegmentCache::evict_samples(bool ahead) {
@@ -135,6 +140,29 @@ bool SegmentCache::evict_segment() {
       return true;
     }
     segment_uses_.splice(segment_uses_.end(), segment_uses_, segment_uses_.begin());
+  }
+  return false;
+}
+
+bool SegmentCache::evict_coarse(bool ahead) {
+  for (const std::shared_ptr<CachedSegment> &segment : segment_uses_) {
+    bool dropped = false;
+    for (std::int64_t i = 0; i < segment->chunk_count(); i++) {
+      Chunk &chunk = segment->chunks[static_cast<std::size_t>(i)];
+      if (chunk.coarse.empty() || chunk.samples != nullptr || !chunk.fine.empty() ||
+          needed(*segment, i, kCoarseOnly, ahead)) {
+        continue;
+      }
+      chunk.coarse = Levels();
+      chunk.count = 0;
+      segment->update_upper(i);
+      dropped = true;
+    }
+    if (dropped) {
+      count_segment(*segment);
+      evictions_++;
+      return true;
+    }
   }
   return false;
 }

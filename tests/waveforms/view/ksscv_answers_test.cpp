@@ -225,5 +225,54 @@ TEST_F(Answers, SayWhatDoesNotFit) {
   EXPECT_EQ(final_answer(view.get(), KSSCV_ENVELOPE, 1)->state, KSSCV_COMPLETE);
 }
 
+/* 2,000,000 bytes of samples and 700,000 of an envelope do not fit together. */
+TEST_F(Answers, GiveEnvelopesWhereOnlySamplesDoNotFit) {
+  TrueRow first{kStart, 100.0, wandering(500000, 1)};
+  scene_.add(first);
+  TrueRow last{kStart, 100.0, wandering(3000000, 2)};
+  last.chan = "BHN";
+  last.datatype = "i2";
+  scene_.add(last);
+  const ViewPtr view = scene_.open(1, 1);
+  const char *const stations[] = {"AAA", "AAA"}, *const channels[] = {"BHZ", "BHN"};
+  ksscv_set_channels(view.get(), 2, stations, channels);
+  ksscv_set_window(view.get(), kStart, kStart + 30000, 1000);
+  const DataPtr samples = final_answer(view.get(), KSSCV_SAMPLES, 0);
+  EXPECT_EQ(samples->state, KSSCV_ERROR);
+  for (int i = 0; i < 2; i++) {
+    const DataPtr envelope = final_answer(view.get(), KSSCV_ENVELOPE, i);
+    EXPECT_EQ(envelope->state, KSSCV_COMPLETE) << envelope->message;
+    expect_envelope(*envelope, {i == 0 ? first : last});
+  }
+}
+
+/* What the cache holds of the hidden part of a row gives way to other channels. */
+TEST_F(Answers, DoNotKeepWhatAnotherRowHides) {
+  TrueRow hidden{kStart, 100.0, wandering(900000, 1)};
+  scene_.add(hidden);
+  TrueRow other{kStart, 100.0, wandering(300000, 2)};
+  other.chan = "BHN";
+  scene_.add(other);
+  const ViewPtr view = scene_.open(1, 1);
+  const char *const stations[] = {"AAA", "AAA"}, *const channels[] = {"BHZ", "BHN"};
+  ksscv_set_channels(view.get(), 1, stations, channels);
+  for (const double from : {kStart, kStart + 4500}) {
+    ksscv_set_window(view.get(), from, from + 4500, 1000);
+    EXPECT_EQ(final_answer(view.get(), KSSCV_SAMPLES)->state, KSSCV_COMPLETE);
+  }
+  EXPECT_EQ(counts_of(view.get()).evictions, 0);
+  TrueRow above{kStart + 500, 10.0, wandering(80000, 3), 2e9};
+  scene_.add(above);
+  ksscv_set_channels(view.get(), 2, stations, channels);
+  ksscv_set_window(view.get(), kStart, kStart + 9000, 1000);
+  ask(view.get(), KSSCV_SAMPLES, 0);
+  ask(view.get(), KSSCV_SAMPLES, 1);
+  look(view.get());
+  for (int i = 0; i < 2; i++) {
+    const DataPtr samples = final_answer(view.get(), KSSCV_SAMPLES, i);
+    EXPECT_EQ(samples->state, KSSCV_COMPLETE) << samples->message;
+  }
+}
+
 }  // namespace
 }  // namespace ksutil::test

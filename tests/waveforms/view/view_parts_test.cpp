@@ -155,9 +155,25 @@ TEST(SegmentCache, KeepsToItsBoundAndToThePlan) {
   EXPECT_NE(segments[0]->chunks[4].samples, nullptr);
   /* Envelopes outlive samples. */
   EXPECT_FALSE(segments[1]->chunks[20].coarse.empty());
+  /* Coarse envelopes of segments in use go last, but for those that the plan needs. */
+  cache.set_plan(2);
+  segments[0]->now.add(2, 3, 4, kCoarseOnly);
+  segments[0]->now.add(2, 60, 61, kCoarseOnly);
+  std::size_t needed = 2 * SegmentCache::coarse_bytes(kChunkSamples);
+  for (const auto &segment : segments) needed += SegmentCache::own_bytes(*segment);
+  EXPECT_TRUE(cache.reserve(kBound - needed, false));
+  EXPECT_FALSE(segments[0]->chunks[3].coarse.empty());
+  EXPECT_TRUE(segments[0]->chunks[4].coarse.empty());
+  EXPECT_TRUE(segments[0]->lacks(4, kCoarseOnly));
+  CachedSegment::Found found;
+  segments[0]->add_blocks(kChunkShift, 3, 4, found);
+  EXPECT_FALSE(found.partial);
+  segments[0]->add_blocks(kChunkShift + 6, 0, 1, found);
+  EXPECT_TRUE(found.partial);
+  cache.release(kBound - needed);
   const std::size_t before = cache.held();
   for (auto &segment : segments) segment.reset();
-  cache.set_plan(2);
+  cache.set_plan(3);
   EXPECT_FALSE(cache.reserve(kBound + 1, false));
   EXPECT_EQ(cache.segments(), 0U);
   EXPECT_EQ(cache.held(), 0U) << before;

@@ -42,15 +42,21 @@ struct Chunk {
 /* The parts of a chunk that are needed besides its coarse envelopes. */
 enum Need : unsigned { kCoarseOnly = 0, kFine = 1, kAllSamples = 2 };
 
-/* The chunks that a plan needs. */
-struct Want {
-  long plan = -1;  // number of the plan; another one: wants nothing
-  std::int64_t first = 0, end = 0;
-  unsigned need = kCoarseOnly;
-  bool covers(long number, std::int64_t chunk) const {
-    return plan == number && chunk >= first && chunk < end;
-  }
-  void add(long number, std::int64_t from, std::int64_t to, unsigned what);
+/* The chunks that a plan needs.  Where other rows hide the middle of a segment these are
+ * several parts, and the chunks between them are not needed. */
+class Want {
+ public:
+  void add(long plan, std::int64_t first, std::int64_t end, unsigned need);
+  /* Whether this plan needs the chunk, and all of `need` of it. */
+  bool covers(long plan, std::int64_t chunk, unsigned need = kCoarseOnly) const;
+
+ private:
+  struct Part {
+    std::int64_t first, end;
+    unsigned need;
+  };
+  long plan_ = -1;  // number of the plan; another one needs nothing
+  std::vector<Part> parts_;
 };
 
 /* When something that failed is tried again. */

@@ -108,6 +108,10 @@ class ChannelView {
   /* Plans again, at once or, for long lists, within a few times the length of a plan. */
   void plan_soon();
   void make_plan();
+  /* Bytes of the cache that a plan may fill.  A plan of at most as many always finds room
+   * when no chunk is being read. */
+  std::size_t room_for_plan() const;
+  void plan_window(const Window &window, std::size_t &budget);
   std::string too_small() const;
   bool plan_channel(const Channel &channel, bool samples, double from, double to,
                     std::vector<Range> &ranges, std::size_t &budget) const;

@@ -1,9 +1,10 @@
 /* SegmentCache: holds segments with what was read of them, bounded in bytes.
  *
- * Room is made, least recently used first, from samples, from fine envelopes, and from whole
- * segments that nothing else refers to; what the present plan needs stays.  Fine envelopes
- * that no plan needs give way to samples only when they fill more than half of the bound, so
- * that they outlive the samples that they were made from.
+ * Room is made, least recently used first, from samples, from fine envelopes, from whole
+ * segments that nothing else refers to, and from the coarse envelopes of the others; what the
+ * present plan needs stays.  Fine envelopes that no plan needs give way to samples only when
+ * they fill more than half of the bound, so that they outlive the samples that they were made
+ * from.
  * Threads: guarded by the lock of the view. */
 #ifndef KSUTIL_WAVEFORMS_VIEW_INTERNAL_SEGMENT_CACHE_H
 #define KSUTIL_WAVEFORMS_VIEW_INTERNAL_SEGMENT_CACHE_H
@@ -55,12 +56,15 @@ class SegmentCache {
   static std::size_t sample_bytes(const CachedSegment &segment, std::int64_t n);
   static std::size_t fine_bytes(std::int64_t n);
   static std::size_t coarse_bytes(std::int64_t n);
+  /* The bytes of a segment of which nothing has been read. */
+  static std::size_t own_bytes(const CachedSegment &segment);
 
  private:
   bool evict_one(bool ahead);
   bool evict_samples(bool ahead);
   bool evict_fine(bool ahead);
   bool evict_segment();
+  bool evict_coarse(bool ahead);
   void drop_samples(CachedSegment &segment, Chunk &chunk);
   void drop_fine(Chunk &chunk);
   bool needed(const CachedSegment &segment, std::int64_t chunk, unsigned need,
