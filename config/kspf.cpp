@@ -3,10 +3,10 @@
 #include <utility>
 
 #include "config/internal/kspf_contents.h"
-#include "config/internal/replace_file.h"
 #include "platform/elog/failure.h"
 #include "platform/pf/shared/pf_files.h"
 #include "platform/pf/shared/pf_write.h"
+#include "platform/stock/draft_file.h"
 
 using ksutil::at_boundary;
 using ksutil::fail;
@@ -126,7 +126,8 @@ int KSPf::write(const std::string &path) const {
                   static_cast<int>(kPfMaxBytes));
     }
     errno = 0;
-    if (!ksutil::replace_file(path, text)) {
+    ksutil::DraftFile file;
+    if (!file.open(path) || !file.write(text) || !file.put_in_place()) {
       return fail_errno("KSPf::write", "Cannot write %s", path.c_str());
     }
     return 0;

@@ -1,11 +1,7 @@
-#include <errno.h>
-#include <fcntl.h>
-#include <unistd.h>
-
 #include <algorithm>
 
 #include "platform/elog/elog.h"
-#include "platform/stock/files.h"
+#include "platform/stock/draft_file.h"
 #include "platform/stock/text.h"
 #include "tools/plot/draw.h"
 #include "tools/plot/figure.h"
@@ -120,17 +116,9 @@ int write_figure(const Figure &figure, const std::string &path) {
     return -1;
   }
   if (content.empty()) return -1;
-  const FileHandle file = open_file(path, O_WRONLY | O_CREAT | O_TRUNC);
-  if (!file) {
-    elog_log(1, "write_figure: cannot write %s.\n", path.c_str());
-    return -1;
-  }
-  if (write_all(file.get(), content.data(), content.size()) ==
-      static_cast<ssize_t>(content.size())) {
-    return 0;
-  }
+  DraftFile file;
+  if (file.open_or_device(path) && file.write(content) && file.put_in_place()) return 0;
   elog_log(1, "write_figure: cannot write %s.\n", path.c_str());
-  unlink(path.c_str());
   return -1;
 }
 

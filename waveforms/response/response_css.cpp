@@ -1,14 +1,11 @@
 /* response_css: reads and writes response files of the form CSS3.0. */
-#include <fcntl.h>
-#include <unistd.h>
-
 #include <algorithm>
 #include <cerrno>
 #include <cmath>
 #include <cstring>
 #include <numbers>
 
-#include "platform/stock/files.h"
+#include "platform/stock/draft_file.h"
 #include "platform/stock/text.h"
 #include "waveforms/response/internal/response_forms.h"
 
@@ -453,18 +450,10 @@ bool write_response_file(const std::string &path, const Response &response,
     problem = path + ": " + why;
     return false;
   }
-  /* Readers see the old file or the new one. */
-  const std::string beside = path + "." + std::to_string(::getpid()) + ".new";
-  const FileHandle file = open_file(beside, O_WRONLY | O_CREAT | O_TRUNC);
-  bool good =
-      static_cast<bool>(file) && write_all(file.get(), text.data(), text.size()) ==
-                                     static_cast<ssize_t>(text.size());
-  good = good && ::rename(beside.c_str(), path.c_str()) == 0;
-  if (!good) {
-    problem = path + ": " + std::strerror(errno);
-    if (file) ::unlink(beside.c_str());
-  }
-  return good;
+  DraftFile file(DraftFile::Existing::kReplace, DraftFile::Sync::kLater);
+  if (file.open(path) && file.write(text) && file.put_in_place()) return true;
+  problem = path + ": " + std::strerror(errno);
+  return false;
 }
 
 }  // namespace ksutil

@@ -2,7 +2,6 @@
 
 #include <fcntl.h>
 #include <signal.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <array>
@@ -10,7 +9,7 @@
 #include <climits>
 #include <cstdio>
 #include <cstring>
-#include <filesystem>
+#include <utility>
 
 namespace ksutil::exchange {
 namespace {
@@ -45,21 +44,6 @@ void note_unfinished(const std::string &path) {
   sigprocmask(SIG_SETMASK, &before, nullptr);
 }
 
-/* The file behind symbolic links, also when the last one leads nowhere yet; "" when they
- * lead in a circle. */
-std::string resolved(const std::string &path) {
-  constexpr int kMostLinks = 40;
-  std::filesystem::path file = path;
-  for (int links = 0; links <= kMostLinks; links++) {
-    std::error_code no_link;
-    const std::filesystem::path target = std::filesystem::read_symlink(file, no_link);
-    if (no_link) return file.string();
-    file = file.parent_path() / target;
-  }
-  errno = ELOOP;
-  return "";
-}
-
 }  // namespace
 
 std::unique_ptr<OutputFile> OutputFile::open(const std::string &path,
@@ -71,9 +55,12 @@ std::unique_ptr<OutputFile> OutputFile::open(const std::string &path,
 }
 
 OutputFile::~OutputFile() {
-  if (beside_.empty()) return;
-  ::unlink(beside_.c_str());
-  note_unfinished("");
+  draft_.reset();
+  forget_draft();
+}
+
+void OutputFile::forget_draft() {
+  if (std::exchange(noted_, false)) note_unfinished("");
 }
 
 bool OutputFile::fail() {
@@ -91,33 +78,11 @@ bool OutputFile::begin(const std::string &path) {
     fd_ = STDOUT_FILENO;
     return true;
   }
-  target_ = resolved(path);
-  if (target_.empty()) return fail();
-  struct stat old {};
-  const bool present = ::stat(target_.c_str(), &old) == 0;
-  if (present && S_ISDIR(old.st_mode)) {
-    errno = EISDIR;
-    return fail();
-  }
-  if (present && !S_ISREG(old.st_mode)) {
-    file_ = open_file(target_, O_WRONLY);
-    fd_ = file_.get();
-    target_.clear();
-    return file_ ? true : fail();
-  }
-  if (present && ::access(target_.c_str(), W_OK) != 0) return fail();
-  constexpr int kMostNames = 1000;
-  for (int n = 0; !file_; n++) {
-    beside_ =
-        target_ + "." + std::to_string(::getpid()) + "-" + std::to_string(n) + ".new";
-    file_ = open_file(beside_, O_WRONLY | O_CREAT | O_EXCL, present ? 0600 : 0666);
-    if (file_ || (errno == EEXIST && n < kMostNames)) continue;
-    beside_.clear();
-    return fail();
-  }
-  note_unfinished(beside_);
-  fd_ = file_.get();
-  if (present && ::fchmod(fd_, old.st_mode & 07777) != 0) return fail();
+  draft_ = std::make_unique<DraftFile>();
+  if (!draft_->open_or_device(path)) return fail();
+  noted_ = !draft_->path().empty();
+  if (noted_) note_unfinished(draft_->path());
+  fd_ = draft_->fd();
   return true;
 }
 
@@ -130,13 +95,10 @@ bool OutputFile::put(std::string_view text) {
 
 bool OutputFile::finish() {
   if (!problem_.empty()) return false;
-  if (target_.empty()) return true;
+  if (draft_ == nullptr) return true;
   errno = 0;
-  if (sync_file(fd_) != 0) return fail();
-  file_.reset();
-  if (std::rename(beside_.c_str(), target_.c_str()) != 0) return fail();
-  beside_.clear();
-  note_unfinished("");
+  if (!draft_->put_in_place()) return fail();
+  forget_draft();
   return true;
 }
 

@@ -1,10 +1,8 @@
 /* OutputFile: takes what a writer makes into a file, which is there when it is whole.
  *
- * The text goes into a new file beside the one that is meant, which it replaces at the end,
- * with the mode of the old one; symbolic links are followed and stay.  Until then, and after
- * a failure, the old file is what it was, and the new one is removed, also when SIGINT,
- * SIGTERM or SIGHUP ends the program.  "-" is standard output, which gets the text as it
- * comes; so do devices and pipes.
+ * The text goes into a DraftFile, which is removed also when SIGINT, SIGTERM or SIGHUP ends
+ * the program.  "-" is standard output, which gets the text as it comes; so do devices and
+ * pipes.
  * Threads: one OutputFile at a time in a process. */
 #ifndef KSUTIL_FORMATS_EXCHANGE_EXPORT_OUTPUT_FILE_H
 #define KSUTIL_FORMATS_EXCHANGE_EXPORT_OUTPUT_FILE_H
@@ -14,7 +12,7 @@
 #include <string_view>
 
 #include "formats/exchange/writer.h"
-#include "platform/stock/files.h"
+#include "platform/stock/draft_file.h"
 
 namespace ksutil::exchange {
 
@@ -37,10 +35,12 @@ class OutputFile final : public TextSink {
   OutputFile() = default;
   bool begin(const std::string &path);
   bool fail();
+  void forget_draft();
 
-  std::string name_, target_, beside_, problem_;
-  FileHandle file_;
+  std::string name_, problem_;
+  std::unique_ptr<DraftFile> draft_;
   int fd_ = -1;
+  bool noted_ = false;  // the signals remove the draft
 };
 
 }  // namespace ksutil::exchange

@@ -1,6 +1,5 @@
 #include "formats/exchange/stations/response_files.h"
 
-#include <fcntl.h>
 #include <limits.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -15,6 +14,7 @@
 
 #include "formats/exchange/import/gathering.h"
 #include "platform/elog/elog.h"
+#include "platform/stock/draft_file.h"
 #include "platform/stock/files.h"
 
 namespace ksutil::exchange {
@@ -215,20 +215,8 @@ bool ResponseFiles::publish_one(const std::string &name, const std::string &dire
     elog_log(1, "import: cannot read %s.\n", staged.c_str());
     return false;
   }
-  const std::string draft = path + ".new-" + std::to_string(getpid());
-  const FileHandle file = open_file(draft, O_WRONLY | O_CREAT | O_EXCL);
-  bool good = static_cast<bool>(file);
-  if (good) {
-    good = write_all(file.get(), content.data(), content.size()) ==
-               static_cast<ssize_t>(content.size()) &&
-           sync_file(file.get()) == 0;
-    /* A link, unlike a renaming, never replaces a file. */
-    if (good) good = link(draft.c_str(), path.c_str()) == 0;
-    const int cause = errno;
-    unlink(draft.c_str());
-    errno = cause;
-  }
-  if (good) {
+  DraftFile file(DraftFile::Existing::kKeep);
+  if (file.open(path) && file.write(content) && file.put_in_place()) {
     made_.push_back(path);
     return true;
   }

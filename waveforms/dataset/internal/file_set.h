@@ -48,8 +48,7 @@ class FileSet {
   const std::vector<std::string> &paths() const { return paths_; }
 
  private:
-  bool there_already(const std::string &path) const;
-  bool place(const std::string &beside, const std::string &path) const;
+  bool refused(const char *call, const std::string &path) const;
 
   const char *const who_;
   const char *const dir_;
