@@ -2,6 +2,7 @@
 #include <sys/stat.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <cmath>
 #include <cstring>
 #include <map>
@@ -256,6 +257,14 @@ class Metadata {
     set_response(to, dir, dfile);
   }
 
+  /* A look that fails, as on a failing disk, does not tell that the file is missing: its
+   * reader tells what is wrong. */
+  static bool is_there(const std::string &path) {
+    struct stat status;
+    return ::stat(path.c_str(), &status) == 0 ||
+           (errno != ENOENT && errno != ENOTDIR && errno != EACCES);
+  }
+
   void set_response(ksdsseis_channel &to, const std::string &dir,
                     const std::string &dfile) const {
     std::string path = dfile;
@@ -264,9 +273,7 @@ class Metadata {
       const std::string &table = instrument_.directory();
       if (path.front() != '/' && !table.empty()) path = table + "/" + path;
     }
-    struct stat status;
-    if (dfile.empty() || path.size() >= sizeof to.response ||
-        ::stat(path.c_str(), &status) != 0) {
+    if (dfile.empty() || path.size() >= sizeof to.response || !is_there(path)) {
       to.missing |= KSDSSEIS_NO_RESPONSE;
     }
     if (!dfile.empty() && path.size() < sizeof to.response) {
