@@ -3,7 +3,9 @@
 # What the library, its tools and its tests are built with, and what the other steps add.
 build_packages="g++ cmake ninja-build pkg-config libcli11-dev nlohmann-json3-dev libcsv-dev
   libcurl4-openssl-dev libexpat1-dev libcairo2-dev fonts-dejavu-core libmseed-dev libpq-dev"
-test_packages="libgtest-dev libgmock-dev locales python3 postgresql"
+python_packages="pybind11-dev python3-dev python3-numpy"
+test_packages="libgtest-dev libgmock-dev locales python3 postgresql
+  python3-pandas python3-pytest mypy"
 bench_packages="libbenchmark-dev libsqlite3-dev sqlite3 libtbb-dev libboost-dev libgsl-dev
   liblz4-dev"
 fuzz_packages="clang"

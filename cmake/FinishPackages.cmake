@@ -1,6 +1,6 @@
 # Script of CPack: gives the staged files of each Debian package their last form.
 #
-# Programs and plug-ins lose the path by which a moved installation finds the library, manuals are
+# Programs, plug-ins and the Python module lose the path by which a moved installation finds the library, manuals are
 # compressed, and every package gets its terms and its list of changes.
 cmake_minimum_required(VERSION 3.25)
 string(TIMESTAMP now "%a, %d %b %Y %H:%M:%S +0000" UTC)
@@ -10,7 +10,8 @@ foreach(component IN LISTS CPACK_COMPONENTS_ALL)
   set(root ${CPACK_TEMPORARY_DIRECTORY}/${component})
   string(TOUPPER ${component} upper)
   set(package ${CPACK_DEBIAN_${upper}_PACKAGE_NAME})
-  file(GLOB programs ${root}/usr/bin/* ${root}/usr/lib/*/ksutil/*.so)
+  file(GLOB programs ${root}/usr/bin/* ${root}/usr/lib/*/ksutil/*.so
+    ${root}/usr/lib/python3/dist-packages/ksutil/*.so)
   foreach(program IN LISTS programs)
     file(RPATH_REMOVE FILE ${program})
   endforeach()

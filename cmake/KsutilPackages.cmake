@@ -5,6 +5,7 @@
 #   development  headers, CMake package, pkg-config file, the name to link with, the archive
 #   programs     programs with manuals and completions, sources of the built-in schemas
 #   documents    documents with the data and the examples that they use
+#   python       the Python module, where it is built
 #   postgresql   the plug-in behind which a PostgreSQL server keeps tables, where it is built
 set(KSUTIL_MAINTAINER "libksutil maintainers <maintainers@localhost>"
   CACHE STRING "Maintainer named in the Debian packages")
@@ -79,5 +80,15 @@ if(TARGET ksutil_store_postgresql)
     "store of libksutil on a PostgreSQL server"
     "The plug-in of libksutil that keeps the tables of a database on a PostgreSQL server.")
   set(CPACK_DEBIAN_POSTGRESQL_PACKAGE_DEPENDS "libksutil${soversion} (= ${revision})")
+endif()
+if(KSUTIL_PYTHON)
+  ksutil_package(python python3-ksutil python
+    "Python module for seismic data processing"
+    "Databases as tables of numpy arrays, live events, waveforms, moment tensors, travel "
+    "times and parameter files of libksutil for programs and notebooks in Python.")
+  math(EXPR next_minor "${Python3_VERSION_MINOR} + 1")
+  set(CPACK_DEBIAN_PYTHON_PACKAGE_DEPENDS "libksutil${soversion} (= ${revision}), \
+python3 (>= 3.${Python3_VERSION_MINOR}), python3 (<< 3.${next_minor}), python3-numpy")
+  set(CPACK_DEBIAN_PYTHON_PACKAGE_SUGGESTS "python3-pandas")
 endif()
 include(CPack)

@@ -51,7 +51,7 @@ py::array_t<Value> array_of(std::vector<Value> values) {
  * it is a plain array. */
 inline py::object masked_array(py::array values, std::vector<std::uint8_t> mask,
                                bool any) {
-  if (!any) return std::move(values);
+  if (!any) return values;
   py::array bits = array_of(std::move(mask)).attr("view")("bool");
   return py::module_::import("numpy.ma")
       .attr("MaskedArray")(values, py::arg("mask") = bits, py::arg("copy") = false);

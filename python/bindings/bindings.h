@@ -10,6 +10,11 @@ namespace py = pybind11;
 
 /* Each adds its functions and classes to the module. */
 void bind_failure(py::module_ &m);
+void bind_database(py::module_ &m);
+void bind_view(py::module_ &m);
+void bind_table_edits(py::module_ &m);
+void bind_expression(py::module_ &m);
+void bind_parameters(py::module_ &m);
 
 }  // namespace ksutil::python
 #endif

@@ -7,4 +7,9 @@ PYBIND11_MODULE(_ksutil, m) {
   m.doc() = "The part of ksutil that is written in C++; import ksutil instead.";
   m.attr("__version__") = KSUTIL_VERSION;
   bind_failure(m);
+  bind_database(m);
+  bind_view(m);
+  bind_table_edits(m);
+  bind_expression(m);
+  bind_parameters(m);
 }

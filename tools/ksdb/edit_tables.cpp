@@ -184,6 +184,31 @@ std::string repeated_key(const db::Snapshot &rows, const db::Relation &layout,
   return "";
 }
 
+std::vector<std::string> lost_references(const db::Snapshot &rows,
+                                         const std::vector<ChangedRow> &changed,
+                                         const std::vector<Referrer> &referrers,
+                                         const SnapshotOf &snapshot) {
+  if (referrers.empty() || changed.empty()) return {};
+  std::set<long> records;
+  for (const ChangedRow &row : changed) records.insert(row.record);
+  const auto is_changed = [&](long record) { return records.contains(record); };
+  ValuesOfFields gone = values_in(rows, referrers, is_changed);
+  take_away(gone, values_in(rows, referrers,
+                            [&](long record) { return !is_changed(record); }));
+  ValuesOfFields after;
+  std::string value;
+  for (const Referrer &referrer : referrers) {
+    const KeyReader reader(rows.layout(), {referrer.target});
+    for (const ChangedRow &row : changed) {
+      if (reader.valid() && reader.read(row.text, value)) {
+        after[referrer.target].insert(value);
+      }
+    }
+  }
+  take_away(gone, after);
+  return told_references(referrers, snapshot, gone);
+}
+
 std::string counted_rows(std::size_t count) {
   return std::to_string(count) + (count == 1 ? " row" : " rows");
 }

@@ -67,6 +67,13 @@ struct ChangedRow {
 std::string repeated_key(const db::Snapshot &rows, const db::Relation &layout,
                          const std::vector<ChangedRow> &changed);
 
+/* The references that changes of rows would leave without their rows, as lines of
+ * told_references.  `referrers` are those to fields that are changed. */
+std::vector<std::string> lost_references(const db::Snapshot &rows,
+                                         const std::vector<ChangedRow> &changed,
+                                         const std::vector<Referrer> &referrers,
+                                         const SnapshotOf &snapshot);
+
 /* "3 rows", "1 row". */
 std::string counted_rows(std::size_t count);
 

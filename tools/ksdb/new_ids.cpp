@@ -4,7 +4,6 @@
 
 #include "platform/db/columns.h"
 #include "platform/elog/elog.h"
-#include "tools/common/messages.h"
 #include "tools/ksdb/row_values.h"
 
 namespace ksutil::tools {
@@ -25,7 +24,7 @@ bool greatest_used(db::DatabaseStore &store, const std::string &counter,
       if (column.read(rows->row(i), id)) greatest = std::max(greatest, id);
     }
     if (!rows->complete()) {
-      complain("cannot read all rows of " + use.table);
+      elog_log(0, "take_new_ids: cannot read all rows of %s.\n", use.table.c_str());
       return false;
     }
   }
@@ -66,7 +65,7 @@ bool take_new_ids(db::DatabaseStore &store, db::Transaction &step, std::size_t l
           layout,
           {{"keyname", counter}, {"keyvalue", std::to_string(greatest + count)}}, row,
           problem)) {
-    complain(problem);
+    elog_log(0, "take_new_ids: %s.\n", problem.c_str());
     return false;
   }
   stamp_row(layout, row);

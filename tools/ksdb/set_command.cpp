@@ -1,6 +1,5 @@
 /* set_command: ksdb set. */
 #include <cstdio>
-#include <set>
 
 #include "platform/elog/elog.h"
 #include "tools/common/messages.h"
@@ -8,7 +7,6 @@
 #include "tools/common/unreadable.h"
 #include "tools/ksdb/commands.h"
 #include "tools/ksdb/edit_tables.h"
-#include "tools/ksdb/key_reader.h"
 #include "tools/ksdb/row_values.h"
 
 namespace ksutil::tools {
@@ -78,44 +76,20 @@ class RowSetter {
 
   /* Values of keys that no row has any longer must not be referred to. */
   bool keeps_references(db::Transaction &step, const db::Snapshot &rows) {
-    if (referrers_.empty() || changed_.empty()) return true;
-    std::set<long> records;
-    for (const ChangedRow &row : changed_) records.insert(row.record);
-    const auto is_changed = [&](long record) { return records.contains(record); };
-    ValuesOfFields gone = values_in(rows, referrers_, is_changed);
-    take_away(gone, values_in(rows, referrers_,
-                              [&](long record) { return !is_changed(record); }));
-    take_away(gone, values_after(rows.layout()));
     std::vector<std::shared_ptr<const db::Snapshot>> held;
-    const auto lines = told_references(
-        referrers_,
-        [&](const std::string &table) -> const db::Snapshot * {
-          for (std::size_t i = 0; i + 1 < tables_.size(); i++) {
-            if (tables_[i] != table) continue;
-            held.push_back(step.snapshot(i));
-            return held.back().get();
-          }
-          return nullptr;
-        },
-        gone);
+    const auto lines =
+        lost_references(rows, changed_, referrers_,
+                        [&](const std::string &table) -> const db::Snapshot * {
+                          for (std::size_t i = 0; i + 1 < tables_.size(); i++) {
+                            if (tables_[i] != table) continue;
+                            held.push_back(step.snapshot(i));
+                            return held.back().get();
+                          }
+                          return nullptr;
+                        });
     if (lines.empty()) return true;
     complain_of_references(lines, options_.edit.force);
     return options_.edit.force;
-  }
-
-  /* The values that the changed rows will have. */
-  ValuesOfFields values_after(const db::Relation &layout) const {
-    ValuesOfFields values;
-    std::string value;
-    for (const Referrer &referrer : referrers_) {
-      const KeyReader reader(layout, {referrer.target});
-      for (const ChangedRow &row : changed_) {
-        if (reader.valid() && reader.read(row.text, value)) {
-          values[referrer.target].insert(value);
-        }
-      }
-    }
-    return values;
   }
 
   const SetOptions &options_;

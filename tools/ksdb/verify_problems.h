@@ -20,8 +20,22 @@ class Problems {
    * counted. */
   explicit Problems(long limit) : limit_(limit) {}
 
+  struct Problem {
+    long record;  // -1: the whole table
+    std::string text;
+  };
+
   Report report_for(const std::string &table);
   bool any() const { return !kinds_.empty(); }
+  void clear() { kinds_.clear(); }
+
+  /* Calls visit(table, kind, count, kept) for each kind of problem of each table. */
+  template <class Visit>
+  void each(const Visit &visit) const {
+    for (const auto &[table, kinds] : kinds_) {
+      for (const auto &[name, kind] : kinds) visit(table, name, kind.count, kind.kept);
+    }
+  }
 
   /* A line for each problem that was kept, then a line with the count of each kind. */
   void print_text() const;
@@ -32,10 +46,6 @@ class Problems {
                     const std::vector<std::string> &mended) const;
 
  private:
-  struct Problem {
-    long record;
-    std::string text;
-  };
   struct Kind {
     long count = 0;
     std::vector<Problem> kept;

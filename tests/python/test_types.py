@@ -1,0 +1,58 @@
+"""The types that the package promises are those that it has."""
+
+import os
+import pathlib
+import subprocess
+import sys
+
+import pytest
+
+import ksutil
+
+SOURCE = pathlib.Path(__file__).resolve().parents[2]
+PACKAGE = pathlib.Path(ksutil.__file__).parent
+
+pytest.importorskip("mypy")
+if os.environ.get("LD_PRELOAD"):
+    pytest.skip("checked without a sanitizer", allow_module_level=True)
+
+
+def run(*command: str, path: str = "") -> None:
+    ran = subprocess.run(
+        command, cwd=SOURCE, text=True, stdout=subprocess.PIPE, stderr=subprocess.STDOUT,
+        env={**os.environ, "MYPYPATH": path},
+    )
+    assert ran.returncode == 0, ran.stdout
+
+
+def test_the_package_is_strictly_typed(tmp_path: pathlib.Path) -> None:
+    run(sys.executable, "-m", "mypy", "--config-file", "pyproject.toml",
+        "--cache-dir", str(tmp_path), "python/ksutil")
+
+
+def test_the_stubs_are_those_of_the_extension(tmp_path: pathlib.Path) -> None:
+    config = tmp_path / "mypy.ini"
+    config.write_text(f"[mypy]\ncache_dir = {tmp_path}\n")
+    allowed = tmp_path / "allowed"  # metaclass and constructors of pybind11
+    allowed.write_text("ksutil\\._ksutil\\.\\w+\nksutil\\._ksutil\\.\\w+\\.__init__\n")
+    run(sys.executable, "-m", "mypy.stubtest", "ksutil._ksutil", "--mypy-config-file",
+        str(config), "--allowlist", str(allowed), "--ignore-unused-allowlist",
+        path=str(PACKAGE.parent))
+
+
+def test_everything_public_is_documented() -> None:
+    missing = []
+    for name in ksutil.__all__:
+        value = getattr(ksutil, name)
+        if name.startswith("__"):
+            continue
+        if not (value.__doc__ or "").strip():
+            missing.append(name)
+        if isinstance(value, type):
+            for member, each in vars(value).items():
+                plain = each.__func__ if isinstance(each, (classmethod, staticmethod)) else each
+                if member.startswith("_") or not (callable(plain) or isinstance(plain, property)):
+                    continue
+                if not (getattr(plain, "__doc__", None) or "").strip():
+                    missing.append(f"{name}.{member}")
+    assert missing == []
