@@ -9,12 +9,17 @@ namespace ksutil::python {
 namespace py = pybind11;
 
 /* Each adds its functions and classes to the module. */
+void bind_event_list(py::module_ &m);
+void bind_event_records(py::module_ &m);
+void bind_event_server(py::module_ &m);
+void bind_event_stream(py::module_ &m);
 void bind_failure(py::module_ &m);
 void bind_database(py::module_ &m);
 void bind_view(py::module_ &m);
 void bind_table_edits(py::module_ &m);
 void bind_expression(py::module_ &m);
 void bind_parameters(py::module_ &m);
+void bind_traveltime(py::module_ &m);
 
 }  // namespace ksutil::python
 #endif

@@ -12,4 +12,9 @@ PYBIND11_MODULE(_ksutil, m) {
   bind_table_edits(m);
   bind_expression(m);
   bind_parameters(m);
+  bind_event_records(m);
+  bind_event_list(m);
+  bind_event_server(m);
+  bind_event_stream(m);
+  bind_traveltime(m);
 }

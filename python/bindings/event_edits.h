@@ -1,0 +1,27 @@
+/* event_edits: makes the texts of rows that programs write through an event server. */
+#ifndef KSUTIL_PYTHON_BINDINGS_EVENT_EDITS_H
+#define KSUTIL_PYTHON_BINDINGS_EVENT_EDITS_H
+
+#include <pybind11/pybind11.h>
+
+#include <string>
+
+#include "bindings/event_records.h"
+
+namespace ksutil::python {
+
+/* The text of `row` with some fields replaced; None writes the null.  Throws KeyError for
+ * an unknown field, TypeError for a value of the wrong kind, Error for one that does not
+ * fit. */
+std::string edited_text(const TableRow &row, const py::dict &values);
+
+/* The text of a new row of a table: the null record with some fields replaced. */
+std::string made_text(const RowLayouts &layouts, const std::string &table,
+                      const py::dict &values);
+
+/* Throws Error when the row is not in its place any more, or has another text; without the
+ * GIL. */
+void require_unchanged(const std::string &database, const TableRow &row);
+
+}  // namespace ksutil::python
+#endif
