@@ -135,7 +135,7 @@ std::shared_ptr<const Table<EVEvent>> EventListener::list() {
 }
 
 std::shared_ptr<ChangeQueue> EventListener::subscribe(std::size_t limit) {
-  auto queue = std::make_shared<ChangeQueue>(limit);
+  auto queue = shared_in_process(new ChangeQueue(limit));
   const std::lock_guard lock(mutex_);
   if (living_queues().empty()) {
     known_.clear();

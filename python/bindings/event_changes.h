@@ -20,6 +20,15 @@ namespace ksutil::python {
  * process that made it: in a child its locks may be held for ever. */
 long fork_generation();
 
+/* An object with locks, of which a child of a fork keeps no more than the memory: its
+ * locks may be held there for ever, and are not destroyed. */
+template <class Object>
+std::shared_ptr<Object> shared_in_process(Object *object) {
+  return std::shared_ptr<Object>(object, [generation = fork_generation()](auto *held) {
+    if (generation == fork_generation()) delete held;
+  });
+}
+
 enum class ChangeKind { kNew, kChanged, kRemoved, kDetections, kOverflow };
 
 /* The word for a kind, such as "new". */

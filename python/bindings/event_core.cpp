@@ -20,11 +20,6 @@ Living &living() {
   return *only;
 }
 
-/* A listener of another process's server is left as it is: its locks may be held. */
-void end_listener(EventListener *listener, long generation) {
-  if (generation == fork_generation()) delete listener;
-}
-
 /* Says with the library's message why a database cannot be opened; the server itself
  * would print the message. */
 void require_database(const std::string &name) {
@@ -70,7 +65,7 @@ ServerCore::Use::~Use() {
 }
 
 std::shared_ptr<ServerCore> ServerCore::open(const ServerSettings &settings) {
-  std::shared_ptr<ServerCore> core(new ServerCore(settings));
+  const auto core = shared_in_process(new ServerCore(settings));
   remember(core);
   return core;
 }
@@ -94,20 +89,11 @@ ServerCore::ServerCore(const ServerSettings &settings) : settings_(settings) {
   const bool anew = !settings.detections || !settings.preferred_magnitudes.empty();
   /* The first reading has happened; the second tells whether it failed. */
   failure.check(server_->refreshEvents(anew ? 1 : 0));
-  listener_ = std::shared_ptr<EventListener>(
-      new EventListener(server_.get()), [generation = generation_](auto *listener) {
-        end_listener(listener, generation);
-      });
+  listener_ = shared_in_process(new EventListener(server_.get()));
   server_->autoRefreshEvents(settings.interval);
 }
 
-ServerCore::~ServerCore() {
-  if (is_foreign()) {
-    static_cast<void>(server_.release());  // its threads are not in this process
-    return;
-  }
-  close();
-}
+ServerCore::~ServerCore() { close(); }
 
 bool ServerCore::closed() const {
   if (is_foreign()) return true;

@@ -217,7 +217,7 @@ void bind_list(py::module_ &m) {
             return py::module_::import("ksutil._tables")
                 .attr("frame")(self, queries, in_datetime);
           },
-          py::arg("datetime") = true,
+          py::arg("datetime") = false,
           "A pandas.DataFrame of the columns; without names of the usual ones.")
       .def("__repr__",
            [](const PyEventList &self) {

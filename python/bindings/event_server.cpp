@@ -59,6 +59,7 @@ struct PyChanges {
   std::shared_ptr<const RowLayouts> layouts;
   std::weak_ptr<ServerCore> core;
   py::object timeout;  // of __next__
+  py::object server;   // kept open by its reader; may be None
 };
 
 std::unique_ptr<ServerHandle> open_server(std::string database, double interval,
@@ -207,12 +208,13 @@ PyQuery compile(const ServerHandle &self, const std::string &text) {
   return query;
 }
 
-PyChanges changes(const ServerHandle &self, py::object timeout, std::size_t limit) {
+PyChanges changes(const ServerHandle &self, py::object timeout, py::object server) {
   const Patience checked(timeout);
-  if (limit == 0) limit = self.core->settings().queue;
+  const std::size_t limit = self.core->settings().queue;
   auto queue =
       self.use([&](EVServer &) { return self.core->listener()->subscribe(limit); });
-  return {std::move(queue), self.core->layouts(), self.core, std::move(timeout)};
+  return {std::move(queue), self.core->layouts(), self.core, std::move(timeout),
+          std::move(server)};
 }
 
 /* The next change; None when none comes in time or the server ends. */
@@ -310,7 +312,8 @@ void bind_reading(py::class_<ServerHandle> &server) {
       .def_property_readonly("last_modified", evid_of<&EVServer::getLastModifiedEvid>)
       .def_property_readonly("detections", detections)
       .def("query", compile, py::arg("text"))
-      .def("changes", changes, py::arg("timeout") = py::none(), py::arg("limit") = 0);
+      .def("changes", changes, py::arg("timeout") = py::none(),
+           py::arg("server") = py::none());
 }
 
 void bind_commands(py::class_<ServerHandle> &server) {

@@ -63,12 +63,7 @@ class EventStream : public Closable {
   }
 
   void close() override {
-    if (is_foreign()) {
-      static_cast<void>(thread_.release());  // the thread is not in this process
-      static_cast<void>(server_.release());
-      static_cast<void>(listener_.release());
-      return;
-    }
+    if (is_foreign()) return;  // the thread is not in this process
     {
       const std::lock_guard lock(mutex_);
       stop_ = true;
@@ -180,7 +175,7 @@ struct StreamHandle {
 std::unique_ptr<StreamHandle> open_stream(std::string database, std::string where,
                                           bool expand) {
   auto stream =
-      std::make_shared<EventStream>(std::move(database), std::move(where), expand);
+      shared_in_process(new EventStream(std::move(database), std::move(where), expand));
   without_gil([&] {
     stream->start();
     remember(stream);

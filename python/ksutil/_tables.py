@@ -7,6 +7,8 @@ from collections.abc import Sequence
 from datetime import datetime, timezone
 from typing import TYPE_CHECKING, Any
 
+from .times import ma
+
 if TYPE_CHECKING:
     from ._ksutil import EventList
 
@@ -50,8 +52,13 @@ def list_table(events: EventList) -> str:
 
 
 def frame(events: EventList, queries: Sequence[str], datetime: bool) -> Any:
-    """The columns of a list as a pandas.DataFrame."""
-    import pandas  # type: ignore[import]
+    """The columns of a list as a pandas.DataFrame; integers with nulls as Int64."""
+    import pandas
 
-    columns = events.columns(*(queries or USUAL), datetime=datetime)
+    columns = {}
+    for name, array in events.columns(*(queries or USUAL), datetime=datetime).items():
+        if isinstance(array, ma.MaskedArray):
+            columns[name] = pandas.arrays.IntegerArray(array.filled(), array.mask)
+        else:
+            columns[name] = array
     return pandas.DataFrame(columns)

@@ -298,16 +298,20 @@ class EventServer:
     # --- changes ---
 
     def refresh(self, force: bool = False) -> None:
-        """Reads what was written before the call; `force` reads everything anew."""
+        """Reads what was written before the call; `force` reads everything anew.
+
+        Error when the database cannot be read; the list stays as it is then, as it
+        does when one of the server's own looks fails.
+        """
         self._core.refresh(force)
 
     def changes(self, timeout: float | None = None) -> Changes:
         """The changes from now on, as an iterator with a queue of its own.
 
         It ends when no change comes for `timeout` seconds (None: it waits without a
-        limit) and when the server is closed.  Keep the server while you iterate.
+        limit) and when the server is closed, which stays open as long as this lives.
         """
-        return self._core.changes(timeout)
+        return self._core.changes(timeout, self)
 
     def on_change(
         self, function: Callable[[Change], object]

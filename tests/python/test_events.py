@@ -140,8 +140,9 @@ def test_columns_are_the_fields_of_all_events(august: pathlib.Path) -> None:
         distances = events.column("distance(lat, lon, 0, 0)")
         expected = ksutil.distance_azimuth(columns["lat"], events.column("lon"), 0, 0)
         assert np.allclose(distances, expected[0])
-        frame = events.to_pandas()
+        frame = events.to_pandas(datetime=True)
         assert frame.shape == (len(events), 7) and frame["time"].dtype.kind == "M"
+        assert events.to_pandas("mbid")["mbid"].isna().tolist() == (~has_mb).tolist()
         with pytest.raises(ksutil.Error, match="position"):
             events.column("nosuchfield")
         with pytest.raises(TypeError):
@@ -494,13 +495,23 @@ def test_program_may_end_with_a_live_server(ridge: pathlib.Path, left: str) -> N
     assert (ended.returncode, ended.stderr) == (0, "")
 
 
-def test_child_of_a_fork_leaves_the_server_to_its_parent(ridge: pathlib.Path) -> None:
+def test_reader_of_changes_keeps_the_server(ridge: pathlib.Path) -> None:
+    changes = ksutil.EventServer(ridge, interval=0.01).changes(timeout=0.1)
+    gc.collect()
+    assert list(changes) == [] and not changes.closed
+
+
+def test_child_of_a_fork_leaves_the_server_to_its_parent(
+    ridge: pathlib.Path, august: pathlib.Path
+) -> None:
     ended = run_python(
         """
-        import os, sys, ksutil
+        import os, sys, time, ksutil
         server = ksutil.EventServer(sys.argv[1], interval=0.01)
         events, changes = server.events, server.changes()
-        stream = ksutil.events(sys.argv[1])
+        stream = ksutil.events(sys.argv[2])
+        next(stream)
+        time.sleep(0.1)  # its thread has read ahead, and waits
         server.on_change(print)
         child = os.fork()
         if child == 0:
@@ -524,6 +535,7 @@ def test_child_of_a_fork_leaves_the_server_to_its_parent(ridge: pathlib.Path) ->
         assert len(server) == 1
         """,
         ridge,
+        august,
     )
     assert (ended.returncode, ended.stderr) == (0, "")
 
