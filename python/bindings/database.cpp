@@ -13,7 +13,7 @@ namespace ksutil::python {
 std::shared_ptr<Handle> Handle::open(const std::string &name, const std::string &mode) {
   if (mode != "r" && mode != "r+") throw py::value_error("mode is 'r' or 'r+'");
   std::shared_ptr<Handle> handle(new Handle(name, mode));
-  const py::gil_scoped_release released;
+  const GilReleased released;
   const Failure failure;
   failure.check(dbopen_noshare(name.c_str(), mode.c_str(), &handle->db_));
   handle->open_ = true;
@@ -27,7 +27,7 @@ Handle::~Handle() {
 }
 
 void Handle::close() {
-  const py::gil_scoped_release released;
+  const GilReleased released;
   const std::lock_guard lock(mutex_);
   if (!open_.exchange(false)) return;
   const Failure failure;
@@ -155,7 +155,7 @@ std::string store_description(Handle &handle) {
 py::list verify(const std::string &name, long limit) {
   tools::Problems problems(limit);
   {
-    const py::gil_scoped_release released;
+    const GilReleased released;
     Failure failure;
     const tools::OpenDatabase database(name, "r");
     if (!database) failure.raise();
@@ -174,7 +174,7 @@ py::list verify(const std::string &name, long limit) {
 }
 
 void create(const std::string &path, const std::string &schema) {
-  const py::gil_scoped_release released;
+  const GilReleased released;
   const Failure failure;
   failure.check(dbcreate(path.c_str(), schema.c_str()));
 }

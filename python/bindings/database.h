@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "bindings/failure.h"
+#include "bindings/gil.h"
 #include "platform/db/db.h"
 #include "platform/db/schema.h"
 
@@ -41,7 +42,7 @@ class Handle {
    * when the database is closed.  Needs the GIL, and gives it up meanwhile. */
   template <class Work>
   auto use(const Work &work) {
-    const py::gil_scoped_release released;
+    const GilReleased released;
     const std::lock_guard lock(mutex_);
     if (!open_.load()) throw Error("the database is closed");
     free_retired();

@@ -8,6 +8,7 @@
 
 #include "bindings/bindings.h"
 #include "bindings/failure.h"
+#include "bindings/gil.h"
 #include "bindings/view_columns.h"
 #include "platform/db/schema.h"
 #include "platform/expr/expr.h"
@@ -168,7 +169,7 @@ class Expression {
     const std::shared_ptr<const expr::Program> program = compiled(types);
     ColumnValues result(text_, kind_of(program->type()));
     {
-      const py::gil_scoped_release released;
+      const GilReleased released;
       run(*program, values, count, result);
     }
     return result.to_array();

@@ -2,7 +2,7 @@
  *
  *   Failure failure;
  *   const int result = [&] {
- *     py::gil_scoped_release released;
+ *     GilReleased released;
  *     return call_of_the_library();
  *   }();
  *   if (result < 0) failure.raise();

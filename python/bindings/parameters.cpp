@@ -4,6 +4,7 @@
 
 #include "bindings/bindings.h"
 #include "bindings/failure.h"
+#include "bindings/gil.h"
 #include "config/kspf.h"
 #include "platform/pf/owners.h"
 #include "platform/stock/owners.h"
@@ -44,7 +45,7 @@ class Parameters {
   void read(const std::string &path, bool search) {
     KSPf read;
     {
-      const py::gil_scoped_release released;
+      const GilReleased released;
       const Failure failure;
       failure.check(search ? read.read(path) : read.readFile(path));
     }
@@ -58,7 +59,7 @@ class Parameters {
 
   void write(const std::string &path) const {
     const KSPf copy = pf_;
-    const py::gil_scoped_release released;
+    const GilReleased released;
     const Failure failure;
     failure.check(copy.write(path));
   }
