@@ -17,4 +17,12 @@ bool remove_rows(TableStore::Exclusive &locked, std::vector<long> records) {
   return removal->remove(records);
 }
 
+bool remove_all_rows(Transaction &step, std::size_t table) {
+  auto *const clearing = dynamic_cast<TableClearing *>(&step);
+  if (clearing == nullptr) {
+    return fail("remove_all_rows", "The store cannot remove rows in transactions");
+  }
+  return clearing->clear(table);
+}
+
 }  // namespace ksutil::db

@@ -105,7 +105,13 @@ bool ListFile::open_locked() {
   if (!check_regular()) return false;
   LockedFiles::all().add(this);
   lock_.emplace(file_.get(), FileLock::Wait::kNever);
-  return lock_->held() || fail("lock");
+  if (!lock_->held()) return fail("lock");
+  /* Another program may have removed the file before it was locked. */
+  struct stat status = {};
+  if (fstat(file_.get(), &status) != 0) return fail("fstat");
+  if (status.st_nlink > 0) return true;
+  errno = EAGAIN;
+  return fail("lock");
 }
 
 bool ListFile::open_to_read() {

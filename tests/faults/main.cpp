@@ -209,8 +209,10 @@ class Trial {
     if (outcome.code > 1) return "has exit code " + std::to_string(outcome.code);
     /* A new table without rows is none. */
     std::erase_if(left, [this](const auto &file) {
+      const auto meant = after_.find(file.first);
       return file.second.empty() && !file.first.ends_with('/') &&
-             !before_.contains(file.first) && !after_.contains(file.first);
+             !before_.contains(file.first) &&
+             (meant == after_.end() || !meant->second.empty());
     });
     const bool as_good =
         outcome.code == good_.code && outcome.output == good_.output && left == after_;

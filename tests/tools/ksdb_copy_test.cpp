@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
+#include <map>
 
 #include "tests/tools/scratch.h"
 
@@ -90,6 +91,38 @@ TEST_F(KsdbCopy, AFullDiskLeavesNothingBehind) {
   EXPECT_EQ(run.code, 1);
   EXPECT_NE(run.errors, "");
   EXPECT_TRUE(fs::is_empty(folder_.path())) << run.errors;
+}
+
+TEST_F(KsdbCopy, ReplacesAllRowsOrNone) {
+  ASSERT_EQ(ksdb("create made").code, 0);
+  ASSERT_EQ(ksdb("add made event evid=7 evname=mine").code, 0);
+  ASSERT_EQ(ksdb("add made site sta=OLD ondate=2000001").code, 0);
+  const auto content = [&] {
+    std::map<std::string, std::string> found;
+    for (const auto &entry : fs::directory_iterator(folder_.path())) {
+      found[entry.path().filename()] = read_text(entry.path());
+    }
+    return found;
+  };
+  const auto before = content();
+  const ProgramRun full = run_program(
+      "cd " + folder_.path() +
+      " && trap '' XFSZ && ulimit -f 64 && " KSDB_PROGRAM " copy --replace " +
+      kShipped + " made");
+  EXPECT_EQ(full.code, 1);
+  EXPECT_NE(full.errors, "");
+  EXPECT_EQ(content(), before);
+
+  /* An origin that does not fit into the target is found in the middle of the copy. */
+  folder_.write("source", "schema css3.0\n");
+  folder_.write("source.event", read_text(kShipped + ".event"));
+  folder_.write("source.origin", std::string(400, 'x') + "\n");
+  EXPECT_EQ(ksdb("copy --replace source made").code, 1);
+  EXPECT_EQ(read_text(folder_ / "made.event"), before.at("made.event"));
+
+  ASSERT_EQ(ksdb("copy --quiet --replace " + kShipped + " made").code, 0);
+  EXPECT_EQ(read_text(folder_ / "made.event"), read_text(kShipped + ".event"));
+  EXPECT_EQ(read_text(folder_ / "made.site"), "");
 }
 
 TEST_F(KsdbCopy, SaysWhatIsWrongWithItsOptions) {

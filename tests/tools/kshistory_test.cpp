@@ -81,6 +81,24 @@ TEST_F(KshistoryTool, RefusesAnEntryBeforeTheLast) {
   EXPECT_EQ(shown("--csv --numbers"), "time,value\n100,1\n100,3\n");
 }
 
+TEST_F(KshistoryTool, LeavesNoNewHistoryWithoutAnEntry) {
+  int failures = 0;
+  for (int blocks = 0; blocks < 20; blocks++) {
+    const ProgramRun added =
+        run_program("ulimit -f " + std::to_string(blocks) +
+                    " && " KSHISTORY_PROGRAM " add --max 5 " + file_ + " 1 2");
+    if (added.code == 0) break;
+    failures++;
+    EXPECT_EQ(added.code, 1);
+    EXPECT_FALSE(std::filesystem::exists(file_)) << blocks << " blocks";
+  }
+  EXPECT_GT(failures, 0);
+  EXPECT_EQ(shown("--csv --numbers"), "time,value\n1,2\n");
+  /* One that was there stays, and so does its entry. */
+  EXPECT_EQ(run("add", "0 2").code, 1);
+  EXPECT_EQ(shown("--csv --numbers"), "time,value\n1,2\n");
+}
+
 TEST_F(KshistoryTool, RefusesWhatIsNoHistoryOrNoTime) {
   EXPECT_THAT(run("add", "now 1").errors, HasSubstr("--max tells how many"));
   EXPECT_EQ(run("show").code, 1);

@@ -2,7 +2,7 @@
 #include <algorithm>
 #include <cstdio>
 #include <memory>
-#include <numeric>
+#include <set>
 
 #include "platform/db/row_removal.h"
 #include "platform/db/store_plugin.h"
@@ -61,10 +61,10 @@ bool gather_tables(db::DatabaseStore &from, std::vector<CopiedTable> &tables) {
   return true;
 }
 
-/* Empties the tables of the target, or complains of the first one that has rows.  Equal
- * stamps are the same table under two names. */
-bool make_empty(db::DatabaseStore &from, db::DatabaseStore &to,
-                const CopyOptions &options) {
+/* The tables of the target that have rows, or a complaint of the first one.  Equal stamps
+ * are the same table under two names. */
+bool tables_with_rows(db::DatabaseStore &from, db::DatabaseStore &to,
+                      const CopyOptions &options, std::set<std::string> &filled) {
   for (const db::Relation &relation : to.schema()->relations()) {
     db::TableStore *const table = to.table(relation.name);
     db::Stamp stamp;
@@ -79,17 +79,10 @@ bool make_empty(db::DatabaseStore &from, db::DatabaseStore &to,
     if (!options.replace) {
       complain(options.to + " has " +
                counted_rows(static_cast<std::size_t>(stamp.count)) + " in " +
-               relation.name + "; --replace removes what it has first");
+               relation.name + "; --replace puts the copy in their place");
       return false;
     }
-    const bool removed = table->exclusively([](db::TableStore::Exclusive &locked) {
-      const auto rows = locked.snapshot();
-      if (rows == nullptr) return false;
-      std::vector<long> all(static_cast<std::size_t>(rows->count()));
-      std::iota(all.begin(), all.end(), 0L);
-      return db::remove_rows(locked, std::move(all));
-    });
-    if (!removed) return false;
+    filled.insert(relation.name);
   }
   return true;
 }
@@ -134,15 +127,23 @@ bool copy_table(CopiedTable &table, std::size_t place, db::Transaction &step,
   return false;
 }
 
-bool copy_all(std::vector<CopiedTable> &tables, db::DatabaseStore &to, long total,
-              bool quiet) {
-  if (tables.empty()) return true;
+/* Puts the rows of the tables in the place of those that the target has, in one step. */
+bool copy_all(std::vector<CopiedTable> &tables, const std::set<std::string> &filled,
+              db::DatabaseStore &to, long total, bool quiet) {
   std::vector<std::string> names;
   for (const CopiedTable &table : tables) names.push_back(table.name);
+  std::set<std::string> emptied = filled;
+  for (const std::string &name : names) emptied.erase(name);
+  names.insert(names.end(), emptied.begin(), emptied.end());
+  if (names.empty()) return true;
   Progress progress("copying", total, quiet, "rows");
   return to.transaction(names, [&](db::Transaction &step) {
     long before = 0;
-    for (std::size_t place = 0; place < tables.size(); place++) {
+    for (std::size_t place = 0; place < names.size(); place++) {
+      if (filled.contains(names[place]) && !db::remove_all_rows(step, place)) {
+        return false;
+      }
+      if (place >= tables.size()) continue;
       if (!copy_table(tables[place], place, step, progress, before)) return false;
       before += tables[place].rows->count();
     }
@@ -221,7 +222,9 @@ int copy(const CopyOptions &options) {
              from->schema()->name());
     return kFailure;
   }
-  if (!make_empty(*from, to, options) || !copy_all(tables, to, total, options.quiet)) {
+  std::set<std::string> filled;
+  if (!tables_with_rows(*from, to, options, filled) ||
+      !copy_all(tables, filled, to, total, options.quiet)) {
     return kFailure;
   }
   target.keep();
@@ -249,7 +252,7 @@ void describe_copy(CLI::App &command, CopyOptions &options) {
       ->required();
   add_store_options(command, options.store);
   command.add_flag("--replace", options.replace,
-                   "Remove the rows that the target has first");
+                   "Put the copy in the place of the rows that the target has");
   add_quiet(command, options.quiet);
 }
 

@@ -107,7 +107,27 @@ bool is_latest(const AddOptions &options, const KSHistory &history, double time)
   return false;
 }
 
-int add(const AddOptions &options) {
+/* Removes a file that was made for a history, unless an entry has come into it or another
+ * program has it in use.  Programs that wait for its lock look whether it is still there. */
+void remove_unused(const std::string &path) {
+  const ElogScope quiet;  // the failure that led here has its message
+  const FileHandle file = open_file(path, O_RDWR | O_NONBLOCK);
+  if (!file) return;
+  const FileLock lock(file.get(), FileLock::Wait::kNever);
+  if (!lock.held()) return;
+  struct stat status = {};
+  if (fstat(file.get(), &status) != 0 || !S_ISREG(status.st_mode)) return;
+  if (status.st_size > 0) {
+    Tbl *const list =
+        filetbl_read(path.c_str(), KSHISTORY_TABLE_TAG, sizeof(KSHistoryEntry));
+    const bool unused = list != nullptr && counttbl(list) == 0;
+    freetbl(list, nullptr);
+    if (!unused) return;
+  }
+  ::unlink(path.c_str());
+}
+
+int add_entry(const AddOptions &options) {
   const long max = options.max > 0 ? options.max : maximum_of(options);
   if (max < 0) return kFailure;
   if (max == 0) {
@@ -124,6 +144,13 @@ int add(const AddOptions &options) {
     return kFailure;
   }
   return kshistory_add(tag, time, options.value) == 0 ? kOk : kFailure;
+}
+
+int add(const AddOptions &options) {
+  const bool there = ::access(options.file.c_str(), F_OK) == 0;
+  const int result = add_entry(options);
+  if (result != kOk && !there) remove_unused(options.file);
+  return result;
 }
 
 void describe_add(CLI::App &command, AddOptions &options) {

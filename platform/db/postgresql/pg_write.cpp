@@ -237,6 +237,18 @@ bool PgWrite::remove(std::size_t table, const std::vector<long> &records) {
   return now(table) != nullptr;
 }
 
+bool PgWrite::clear(std::size_t table) {
+  Pending &pending = pending_.at(table);
+  if (pending.appended > 0 || !pending.changed.empty() || pending.changes) {
+    return fail("dbput", "%s: The table was changed before it was cleared",
+                pending.table->file_name().c_str());
+  }
+  pending.count = 0;
+  pending.changes = written_ = true;
+  return send("DELETE FROM " + pending.table->place().sql_name) ||
+         refuse("remove_all_rows");
+}
+
 bool PgWrite::send_appended(Pending &pending) {
   const std::string statement = "COPY " + pending.table->place().sql_name + " (" +
                                 pending.table->place().rows->columns() + ") FROM STDIN";

@@ -175,33 +175,41 @@ bool FlatExclusive::repair_end() {
   return holds_table() || lost();
 }
 
-/* Checks that rows are whole, have the length of the file's rows, and hold no control
- * characters, but a carriage return where the file has it. */
-bool FlatExclusive::check_rows(std::string &rows) {
-  const std::size_t length = table_.record_length();
+bool FlatExclusive::are_rows(std::string &rows, const Relation &layout,
+                             bool carriage_return, const std::string &file) {
+  const std::size_t length = static_cast<std::size_t>(layout.width) + 1;
+  const auto refuse = [&](const char *what) {
+    elog_log(0, "dbput: %s: %s.\n", file.c_str(), what);
+    return false;
+  };
   if (!rows.empty() && rows.back() != '\n') rows += '\n';
   if (rows.empty() || rows.size() % length != 0) {
     elog_log(0, "dbput: %s: A record has %zu characters and a newline, not %zu.\n",
-             table_.file_.path.c_str(), length - 1, rows.empty() ? 0 : rows.size() - 1);
+             file.c_str(), length - 1, rows.empty() ? 0 : rows.size() - 1);
     return false;
   }
   for (std::size_t begin = 0; begin < rows.size(); begin += length) {
     char *row = rows.data() + begin;
     std::size_t text = length - 1;
-    if (table_.carriage_return_) {
+    if (carriage_return) {
       char &end = row[--text];
       if (end == ' ') end = '\r';
-      if (end != '\r') return fail(0, "A record is too long for the carriage return");
+      if (end != '\r') return refuse("A record is too long for the carriage return");
     }
     const bool clean = std::all_of(row, row + text, [](char c) {
       const auto byte = static_cast<unsigned char>(c);
       return byte >= ' ' && byte != 127;
     });
     if (!clean || row[length - 1] != '\n') {
-      return fail(0, "A record holds a control character");
+      return refuse("A record holds a control character");
     }
   }
   return true;
+}
+
+bool FlatExclusive::check_rows(std::string &rows) {
+  return are_rows(rows, *table_.file_.layout, table_.carriage_return_,
+                  table_.file_.path);
 }
 
 long FlatExclusive::append(std::string_view row) {

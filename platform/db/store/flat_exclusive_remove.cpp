@@ -1,7 +1,6 @@
 /* flat_exclusive_remove: removes rows from a table file by a new file that takes the
  * place of the old one. */
 #include <fcntl.h>
-#include <stdlib.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -10,19 +9,12 @@
 #include <utility>
 
 #include "platform/db/store/internal/flat_exclusive.h"
-#include "platform/stock/memory.h"
+#include "platform/db/store/internal/flat_replacement.h"
 
 namespace ksutil::db {
 namespace {
 
 constexpr std::size_t kPiece = std::size_t{1} << 20;
-
-/* The file that a path leads to, links followed, so that a link stays a link; empty on
- * failure. */
-std::string real_path(const std::string &path) {
-  const MallocPtr<char> real(::realpath(path.c_str(), nullptr));
-  return real == nullptr ? std::string() : std::string(real.get());
-}
 
 /* The name of the new file; hidden, so that no program takes it for a table. */
 std::string name_beside(const std::string &path) {
@@ -95,12 +87,7 @@ bool FlatExclusive::remove(const std::vector<long> &records) {
       open_file(beside, O_RDWR | O_CREAT | O_EXCL, before.st_mode & 0777);
   if (!fresh) return fail(1, "Cannot make a file beside it");
   Unlinker unlinker(beside);
-  /* A file of another user keeps its owner, if this user may give files away. */
-  if (::fchown(fresh.get(), before.st_uid, before.st_gid) != 0 &&
-      ::fchown(fresh.get(), static_cast<uid_t>(-1), before.st_gid) != 0) {
-    errno = 0;
-  }
-  if (::fchmod(fresh.get(), before.st_mode & 07777) != 0) {
+  if (!take_owner_and_mode(fresh.get(), before)) {
     return fail(1, "Cannot set the permissions of the new file");
   }
   if (!copy_without(records, fresh.get())) return false;

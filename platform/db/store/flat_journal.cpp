@@ -9,6 +9,7 @@
 #include <cstring>
 #include <deque>
 
+#include "platform/db/store/internal/flat_replacement.h"
 #include "platform/elog/elog.h"
 
 namespace ksutil::db {
@@ -159,6 +160,7 @@ bool FlatJournal::add(std::uint32_t table, Kind kind, std::int64_t at,
   chunks_.push_back({table, kind, at, length_, head.bytes});
   if (!append(bytes.data(), bytes.size())) return false;
   if (kind == kAppend) tables_[table].added += head.bytes;
+  if (kind == kExchange) tables_[table].replacement = at;
   return true;
 }
 
@@ -211,7 +213,7 @@ bool FlatJournal::new_bytes(std::uint32_t table, const Write &write) const {
   const auto length = static_cast<std::size_t>(tables_[table].record_length);
   std::string bytes, run;
   for (const Chunk &chunk : chunks_) {
-    if (chunk.table != table) continue;
+    if (chunk.table != table || chunk.kind == kExchange) continue;
     if (!read_chunk(chunk, bytes)) return false;
     if (chunk.kind == kAppend) {
       if (!write(chunk.at, bytes)) return false;
@@ -290,9 +292,10 @@ bool FlatJournal::read_chunks(const Head &head) {
     JournalTable &table = tables_[entry.table];
     const std::int64_t row =
         static_cast<std::int64_t>(kPlaceBytes) + 2 * table.record_length;
-    const bool whole = entry.kind == kAppend    ? entry.at == table.size + table.added
-                       : entry.kind == kReplace ? entry.bytes % row == 0
-                                                : false;
+    const bool whole = entry.kind == kAppend ? entry.at == table.size + table.added
+                       : entry.kind == kReplace
+                           ? entry.bytes % row == 0
+                           : entry.kind == kExchange && entry.bytes == 0;
     const Chunk chunk{entry.table, static_cast<Kind>(entry.kind), entry.at, length_,
                       entry.bytes};
     if (!whole || !read_chunk(chunk, bytes) ||
@@ -301,6 +304,7 @@ bool FlatJournal::read_chunks(const Head &head) {
     }
     chunks_.push_back(chunk);
     if (entry.kind == kAppend) table.added += entry.bytes;
+    if (entry.kind == kExchange) table.replacement = entry.at;
     length_ += entry.bytes;
   }
   return true;
@@ -348,6 +352,7 @@ FlatJournal::Settled FlatJournal::settle(const FlatPlaces &places,
       return Settled::kFailed;
     }
     if (!read || head.state == kStaging) {
+      if (read) journal.remove_replacements();
       return journal.remove() ? Settled::kNone : Settled::kFailed;
     }
     if (!acts || !journal.read_chunks(head)) {
@@ -393,6 +398,7 @@ bool FlatJournal::lock_tables(std::vector<FileHandle> &files,
 /* Whether the files are as the dead process left them, as far as their sizes show. */
 bool FlatJournal::fits(const std::vector<FileHandle> &files) const {
   for (std::size_t i = 0; i < files.size(); ++i) {
+    if (tables_[i].replacement >= 0) continue;  // looked at when it is put in its place
     const std::int64_t size = size_of(files[i]);
     if (size < tables_[i].size || size > tables_[i].size + tables_[i].added)
       return false;
@@ -427,12 +433,34 @@ bool FlatJournal::undo(const FileHandle &file, std::uint32_t table) const {
          truncate_file(file.get(), tables_[table].size) == 0;
 }
 
+bool FlatJournal::put_replacements_in_place() const {
+  return std::all_of(tables_.begin(), tables_.end(), [&](const JournalTable &table) {
+    return table.replacement < 0 ||
+           FlatReplacement::finish_for(places_.path_of(table.name), table.replacement);
+  });
+}
+
+void FlatJournal::remove_replacements() const {
+  for (const JournalTable &table : tables_) {
+    FlatReplacement::remove_for(places_.path_of(table.name));
+  }
+}
+
+/* Makes or undoes the changes of one table file. */
+bool FlatJournal::change(const FileHandle &file, std::uint32_t table,
+                         State state) const {
+  if (tables_[table].replacement >= 0) return true;
+  const bool changed = state == kCommitted ? redo(file, table) : undo(file, table);
+  return changed && ::futimens(file.get(), nullptr) == 0 &&
+         (!places_.sync || sync_file(file.get()) == 0);
+}
+
 bool FlatJournal::apply(State state) {
   std::vector<FileHandle> files;
   std::deque<FileLock> locks;
   if (!lock_tables(files, locks)) return false;
   if (!fits(files)) {
-    if (state == kCommitted && all_in_place(files)) return true;
+    if (state == kCommitted && all_in_place(files)) return put_replacements_in_place();
     return fail(0,
                 "An interrupted import cannot be finished: its tables have changed "
                 "since; move the journal away and verify the database");
@@ -442,15 +470,16 @@ bool FlatJournal::apply(State state) {
     const auto table =
         forward ? step : static_cast<std::uint32_t>(files.size()) - 1 - step;
     const FileHandle &file = files[table];
-    if (!(forward ? redo(file, table) : undo(file, table)) ||
-        ::futimens(file.get(), nullptr) != 0 ||
-        (places_.sync && sync_file(file.get()) != 0)) {
+    if (!change(file, table, state)) {
       return fail(1, "Cannot finish an interrupted import");
     }
-    if (size_of(file) == 0 && !tables_[table].existed) {
+    const bool replaced = forward && tables_[table].replacement >= 0;
+    if (!replaced && size_of(file) == 0 && !tables_[table].existed) {
       ::unlink(places_.path_of(tables_[table].name).c_str());
     }
   }
+  if (!forward) remove_replacements();
+  if (forward && !put_replacements_in_place()) return false;
   elog_log(0, "dbput: %s: An interrupted import has been %s.\n",
            places_.journal().c_str(), forward ? "finished" : "undone");
   return true;

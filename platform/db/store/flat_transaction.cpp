@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <utility>
 
 #include "platform/elog/failure.h"
 
@@ -68,6 +69,7 @@ bool FlatTransaction::begin() {
 }
 
 const Relation &FlatTransaction::layout(std::size_t table) const {
+  if (targets_[table].replacement) return targets_[table].table->relation_;
   return *targets_[table].table->file_.layout;
 }
 
@@ -91,8 +93,30 @@ bool FlatTransaction::flush(std::size_t index) {
   return true;
 }
 
+bool FlatTransaction::clear(std::size_t index) {
+  Target &target = targets_[index];
+  if (target.changed) {
+    return fail("dbput", "%s: The table was changed before it was cleared",
+                target.table->file_.path.c_str());
+  }
+  target.replacement.emplace();
+  target.changed = true;
+  return target.replacement->make(target.table->file_.path, target.file.handle_.get());
+}
+
+long FlatTransaction::append_to_replacement(Target &target, std::string_view rows) {
+  const Relation &layout = target.table->relation_;
+  const auto length = static_cast<std::int64_t>(layout.width) + 1;
+  std::string text(rows);
+  if (!FlatExclusive::are_rows(text, layout, false, target.table->file_.path))
+    return -1;
+  const auto first = static_cast<long>(target.replacement->size() / length);
+  return target.replacement->append(text) ? first : -1;
+}
+
 long FlatTransaction::append(std::size_t index, std::string_view rows) {
   Target &target = targets_[index];
+  if (target.replacement) return append_to_replacement(target, rows);
   std::string text(rows);
   if (!target.file.check_rows(text)) return -1;
   const auto length = static_cast<std::int64_t>(target.table->record_length());
@@ -109,6 +133,9 @@ long FlatTransaction::append(std::size_t index, std::string_view rows) {
 
 bool FlatTransaction::overwrite(std::size_t index, long record, std::string_view row) {
   Target &target = targets_[index];
+  if (target.replacement) {
+    return fail("dbput", "%s: The table was cleared", target.table->file_.path.c_str());
+  }
   std::string text(row);
   if (!target.file.check_rows(text)) return false;
   const std::shared_ptr<const Snapshot> rows = target.table->snapshot();
@@ -137,9 +164,46 @@ bool FlatTransaction::unchanged() {
   return true;
 }
 
+/* Makes the new file ready to take its place, and tells the journal. */
+bool FlatTransaction::finish_replacement(std::size_t index) {
+  Target &target = targets_[index];
+  if (!target.replacement->finish()) return false;
+  /* Readers that know the old file take a later time for a change. */
+  std::swap(target.file.handle_, target.replacement->file());
+  const bool moved = target.file.move_time_forward();
+  std::swap(target.file.handle_, target.replacement->file());
+  return moved && journal_.add(static_cast<std::uint32_t>(index),
+                               FlatJournal::kExchange, target.replacement->size(), {});
+}
+
+/* Leaves the journal, and the files that it names, to the next process. */
+void FlatTransaction::leave_to_the_next() {
+  for (Target &target : targets_) {
+    if (target.replacement) target.replacement->keep();
+  }
+  active_ = false;
+}
+
+/* From the first one on the changes can only be completed: by this process or the next. */
+bool FlatTransaction::put_replacements_in_place() {
+  bool begun = false;
+  for (Target &target : targets_) {
+    if (!target.replacement) continue;
+    if (target.replacement->put_in_place()) {
+      begun = true;
+      continue;
+    }
+    if (!begun) return false;
+    leave_to_the_next();
+    return fail("dbput", "%s: The next program that writes completes the change",
+                places_.journal().c_str());
+  }
+  return true;
+}
+
 bool FlatTransaction::publish(std::size_t index) {
   Target &target = targets_[index];
-  if (!target.changed) return true;
+  if (!target.changed || target.replacement) return true;
   if (!target.file.set_append(false)) return false;
   const int file = target.file.handle_.get();
   const bool written = journal_.new_bytes(
@@ -153,6 +217,7 @@ bool FlatTransaction::publish() {
   bool changed = false;
   for (std::size_t i = 0; i < targets_.size(); ++i) {
     if (!flush(i)) return false;
+    if (targets_[i].replacement && !finish_replacement(i)) return false;
     changed = changed || targets_[i].changed;
   }
   if (!changed) return true;
@@ -160,6 +225,10 @@ bool FlatTransaction::publish() {
   for (std::size_t i = 0; i < targets_.size(); ++i) {
     if (publish(i)) continue;
     undo();
+    return false;
+  }
+  if (!put_replacements_in_place()) {
+    if (active_) undo();
     return false;
   }
   active_ = false;
@@ -173,7 +242,7 @@ void FlatTransaction::undo() {
   bool undone = true;
   for (std::size_t i = targets_.size(); i-- > 0;) {
     Target &target = targets_[i];
-    if (!target.changed) continue;
+    if (!target.changed || target.replacement) continue;
     const int file = target.file.handle_.get();
     const bool restored =
         target.file.set_append(false) &&
@@ -184,8 +253,10 @@ void FlatTransaction::undo() {
     undone = restored && truncate_file(file, target.size) == 0 &&
              target.file.move_time_forward() && undone;
   }
-  active_ = undone;
   if (!undone) {
+    const int cause = errno;
+    leave_to_the_next();
+    errno = cause;
     fail_errno("dbput", "%s: Cannot undo; the next program that writes goes on",
                places_.journal().c_str());
   }

@@ -3,12 +3,14 @@
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <signal.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <map>
 
+#include "platform/db/row_removal.h"
 #include "platform/db/store/internal/flat_files.h"
 #include "platform/stock/files.h"
 #include "table_files.h"
@@ -29,6 +31,16 @@ std::string event_row(long evid) {
   return row;
 }
 
+/* Two origins more and two changed, the first event, a counter moved on. */
+bool change(Transaction &step) {
+  return step.append(kOrigin, origin_row("css3.0", 4, 2.0)) == 3 &&
+         step.overwrite(kOrigin, 0, origin_row("css3.0", 1, 5.0)) &&
+         step.append(kOrigin, origin_row("css3.0", 5, 2.0)) == 4 &&
+         step.overwrite(kOrigin, 2, origin_row("css3.0", 3, 6.0)) &&
+         step.append(kEvent, event_row(7)) == 0 &&
+         step.overwrite(kLastid, 0, lastid_row("orid", 5));
+}
+
 class FlatTransactions : public ::testing::Test {
  protected:
   FlatTransactions() {
@@ -41,16 +53,6 @@ class FlatTransactions : public ::testing::Test {
 
   std::unique_ptr<DatabaseStore> open(const char *mode = "r+") const {
     return open_flat_files(name_, mode);
-  }
-
-  /* Two origins more and two changed, the first event, a counter moved on. */
-  static bool change(Transaction &step) {
-    return step.append(kOrigin, origin_row("css3.0", 4, 2.0)) == 3 &&
-           step.overwrite(kOrigin, 0, origin_row("css3.0", 1, 5.0)) &&
-           step.append(kOrigin, origin_row("css3.0", 5, 2.0)) == 4 &&
-           step.overwrite(kOrigin, 2, origin_row("css3.0", 3, 6.0)) &&
-           step.append(kEvent, event_row(7)) == 0 &&
-           step.overwrite(kLastid, 0, lastid_row("orid", 5));
   }
 
   /* The tables that have rows: an empty file is left when a process dies that has just
@@ -71,6 +73,10 @@ class FlatTransactions : public ::testing::Test {
                            origin_row("css3.0", 5, 2.0)},
             {"event", event_row(7)},
             {"lastid", lastid_row("orid", 5)}};
+  }
+  long entries() const {
+    return std::distance(std::filesystem::directory_iterator(directory_ / ""),
+                         std::filesystem::directory_iterator());
   }
   bool journal_is_there() const { return std::filesystem::exists(name_ + ".journal"); }
   void reset() const {
@@ -117,6 +123,11 @@ FileCalls striking_calls() {
   FileCalls calls = system_file_calls();
   calls.pwrite = striking_pwrite;
   calls.ftruncate = striking_ftruncate;
+  calls.fsync = [](int fd) {
+    count_call();
+    strike.calls++;
+    return ::fsync(fd);
+  };
   return calls;
 }
 
@@ -166,25 +177,12 @@ TEST_F(FlatTransactions, AFullDiskAtAnyWriteLeavesTheTablesAsTheyWere) {
 }
 
 /* Runs the transaction in a child that dies as `strike` says; whether it died. */
-bool dies(const std::string &name) {
+bool dies(const std::string &name, bool (*work)(Transaction &) = change) {
   const pid_t child = ::fork();
   if (child == 0) {
     const ScopedFileCalls scope(striking_calls());
     const auto store = open_flat_files(name, "r+");
-    ::_exit(
-        store != nullptr &&
-                store->transaction(
-                    kTables,
-                    [](Transaction &step) {
-                      return step.append(kOrigin, origin_row("css3.0", 4, 2.0)) == 3 &&
-                             step.overwrite(kOrigin, 0, origin_row("css3.0", 1, 5.0)) &&
-                             step.append(kOrigin, origin_row("css3.0", 5, 2.0)) == 4 &&
-                             step.overwrite(kOrigin, 2, origin_row("css3.0", 3, 6.0)) &&
-                             step.append(kEvent, event_row(7)) == 0 &&
-                             step.overwrite(kLastid, 0, lastid_row("orid", 5));
-                    })
-            ? 0
-            : 1);
+    ::_exit(store != nullptr && store->transaction(kTables, work) ? 0 : 1);
   }
   int status = 0;
   EXPECT_EQ(::waitpid(child, &status, 0), child);
@@ -230,6 +228,99 @@ TEST_F(FlatTransactions, AProcessKilledWhileItUndoesIsUndoneToTheEnd) {
     reset();
   }
   EXPECT_GT(interrupted, 10);
+}
+
+/* Other origins in the place of the old ones, no counter, and the first event. */
+bool replace_rows(Transaction &step) {
+  return step.append(kEvent, event_row(7)) == 0 && remove_all_rows(step, kOrigin) &&
+         step.append(kOrigin, origin_row("css3.0", 8, 2.0)) == 0 &&
+         step.append(kOrigin, origin_row("css3.0", 9, 3.0)) == 1 &&
+         remove_all_rows(step, kLastid);
+}
+
+std::map<std::string, std::string> replaced() {
+  return {{"origin", origin_row("css3.0", 8, 2.0) + origin_row("css3.0", 9, 3.0)},
+          {"event", event_row(7)}};
+}
+
+TEST_F(FlatTransactions, PutNewRowsInThePlaceOfAllRows) {
+  const std::string origin = name_ + ".origin";
+  ASSERT_EQ(::chmod(origin.c_str(), 0640), 0);
+  const auto reader = open("r");
+  const auto held = reader->table("origin")->snapshot();
+  const auto store = open();
+  const Files before = files();
+  EXPECT_FALSE(store->transaction(
+      kTables, [](Transaction &step) { return replace_rows(step) && false; }));
+  EXPECT_FALSE(store->transaction(kTables, [](Transaction &step) {
+    return step.append(kOrigin, origin_row("css3.0", 4, 2.0)) == 3 &&
+           remove_all_rows(step, kOrigin);
+  }));
+  EXPECT_THAT(messages(), HasSubstr("changed before it was cleared"));
+  EXPECT_EQ(files(), before);
+  ASSERT_TRUE(store->transaction(kTables, replace_rows)) << messages();
+  EXPECT_EQ(files(), replaced());
+  EXPECT_FALSE(journal_is_there());
+  EXPECT_EQ(entries(), 4) << "the descriptor and three tables";
+  struct stat status;
+  ASSERT_EQ(::stat(origin.c_str(), &status), 0);
+  EXPECT_EQ(status.st_mode & 07777U, 0640U);
+  EXPECT_EQ(held->row(2), origin_row("css3.0", 3, 1.0)) << "rows that are held stay";
+  EXPECT_EQ(reader->table("origin")->snapshot()->count(), 2);
+  EXPECT_EQ(append(*store->table("origin"), origin_row("css3.0", 4, 2.0)), 2);
+}
+
+TEST_F(FlatTransactions, AFullDiskNeverLosesTheRowsThatWereToBeReplaced) {
+  const Files before = files();
+  int failures = 0;
+  for (strike = {0, -1, 0};; strike = {strike.fail_at + 1, -1, 0}) {
+    const ScopedFileCalls scope(striking_calls());
+    if (open()->transaction(kTables, replace_rows)) break;
+    failures++;
+    EXPECT_EQ(files(), before) << "write " << strike.fail_at;
+    EXPECT_FALSE(journal_is_there());
+    ASSERT_LT(failures, 100);
+  }
+  EXPECT_GT(failures, 5);
+  EXPECT_EQ(files(), replaced());
+}
+
+TEST_F(FlatTransactions, AProcessKilledAnywhereLeavesTheOldRowsOrTheNew) {
+  const Files before = files();
+  int undone = 0, finished = 0;
+  for (int kill_at = 0;; kill_at++) {
+    strike = {-1, kill_at, 0};
+    if (!dies(name_, replace_rows)) break;
+    if (kill_at % 2 == 0) {
+      EXPECT_NE(open("r"), nullptr);
+    }
+    EXPECT_TRUE(open()->transaction(kTables, [](Transaction &) { return true; }));
+    EXPECT_FALSE(journal_is_there());
+    EXPECT_FALSE(std::filesystem::exists(directory_ / ".db.origin.replacement"));
+    const Files now = files();
+    EXPECT_TRUE(now == before || now == replaced()) << "call " << kill_at;
+    (now == before ? undone : finished)++;
+    reset();
+    ASSERT_LT(kill_at, 100);
+  }
+  EXPECT_GT(undone, 5);
+  EXPECT_GE(finished, 2);
+}
+
+TEST_F(FlatTransactions, AFileThatCannotTakeItsPlaceIsPutThereByTheNext) {
+  const auto store = open();
+  EXPECT_FALSE(store->transaction(kTables, [&](Transaction &step) {
+    if (!replace_rows(step)) return false;
+    std::filesystem::remove(directory_ / ".db.lastid.replacement");
+    return true;
+  }));
+  EXPECT_THAT(messages(), HasSubstr("The next program that writes completes"));
+  EXPECT_TRUE(journal_is_there());
+  /* What the disk had lost is back. */
+  write_file(directory_ / ".db.lastid.replacement", "");
+  EXPECT_NE(open(), nullptr);
+  EXPECT_EQ(files(), replaced());
+  EXPECT_FALSE(journal_is_there());
 }
 
 /* A server keeps its database open while an import dies beside it. */

@@ -37,6 +37,7 @@ class PgWrite {
   long append(std::size_t table, std::string_view rows, bool at_once);
   bool overwrite(std::size_t table, long record, std::string_view row);
   bool remove(std::size_t table, const std::vector<long> &records);
+  bool clear(std::size_t table);
   bool commit();
 
   /* The rows as they were at begin(). */
@@ -95,7 +96,7 @@ class PgExclusive final : public TableStore::Exclusive, public RowRemoval {
   PgWrite &write_;
 };
 
-class PgTransaction final : public Transaction {
+class PgTransaction final : public Transaction, public TableClearing {
  public:
   explicit PgTransaction(PgWrite &write) : write_(write) {}
   const Relation &layout(std::size_t table) const override {
@@ -110,6 +111,7 @@ class PgTransaction final : public Transaction {
   bool overwrite(std::size_t table, long record, std::string_view row) override {
     return write_.overwrite(table, record, row);
   }
+  bool clear(std::size_t table) override { return write_.clear(table); }
 
  private:
   PgWrite &write_;

@@ -37,6 +37,11 @@ class FlatExclusive final : public TableStore::Exclusive, public RowRemoval {
   long append(std::string_view row) override;
   long append_all(std::string_view rows) override;
   bool overwrite(long record, std::string_view row) override;
+  /* Whether rows are whole, have the length of the layout's, and hold no control
+   * characters, but a carriage return where the file has it.  A newline that is missing at
+   * the end is added.  A message names the file. */
+  static bool are_rows(std::string &rows, const Relation &layout, bool carriage_return,
+                       const std::string &file);
   bool remove(const std::vector<long> &records) override;
 
  private:

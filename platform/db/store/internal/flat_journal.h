@@ -6,7 +6,9 @@
  *   after the commit    has changed some: whoever comes next finishes the publication.
  * When publishing fails (a full disk), the state byte is set back to kUndo first and the
  * tables are restored from the journal; a process that dies then leaves the rest of that
- * work to whoever comes next.
+ * work to whoever comes next.  Files that take the place of a table file are renamed after
+ * all other changes: once the first one is in its place, the publication can only be
+ * finished.
  *
  * Rules that make this safe:
  *   - The journal's owner holds its file lock from creation to removal; a journal whose
@@ -51,17 +53,20 @@ struct JournalTable {
   std::int64_t record_length = 0;  // with the newline
   bool existed = false;
   std::int64_t added = 0;  // bytes that the journal's chunks append; counted by it
+  /* Bytes of the FlatReplacement that takes the place of the file; -1: none. */
+  std::int64_t replacement = -1;
 };
 
 class FlatJournal {
  public:
   /* kAppend: bytes that belong at `at` of the table file.  kReplace: for each row its
-   * place in the file (8 bytes), its old bytes and its new bytes. */
-  enum Kind : std::uint32_t { kAppend = 1, kReplace = 2 };
+   * place in the file (8 bytes), its old bytes and its new bytes.  kExchange: a
+   * FlatReplacement of `at` bytes takes the place of the file; no bytes. */
+  enum Kind : std::uint32_t { kAppend = 1, kReplace = 2, kExchange = 3 };
   struct Chunk {
     std::uint32_t table;
     Kind kind;
-    std::int64_t at;      // in the table file; 0 for kReplace
+    std::int64_t at;      // in the table file; 0 for kReplace; see kExchange
     std::int64_t offset;  // of the bytes, in the journal
     std::int64_t bytes;
   };
@@ -141,6 +146,9 @@ class FlatJournal {
   bool all_in_place(const std::vector<FileHandle> &files) const;
   bool redo(const FileHandle &file, std::uint32_t table) const;
   bool undo(const FileHandle &file, std::uint32_t table) const;
+  bool change(const FileHandle &file, std::uint32_t table, State state) const;
+  bool put_replacements_in_place() const;
+  void remove_replacements() const;
 
   FlatPlaces places_;
   FileHandle file_;

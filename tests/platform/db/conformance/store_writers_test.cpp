@@ -98,6 +98,31 @@ TEST_P(StoreWriters, ATransactionMakesAllItsChangesOrNone) {
   EXPECT_EQ(append(*store->table("event"), event_row(8)), 1);
 }
 
+TEST_P(StoreWriters, ATransactionReplacesAllRowsOrNone) {
+  const auto store = open(), reader = open("r");
+  const Rows before = fill(*store);
+  const auto replace = [](Transaction &step) {
+    return remove_all_rows(step, kOrigin) &&
+           step.append(kOrigin, origin_row(8, 2.0)) == 0 &&
+           step.append(kOrigin, origin_row(9, 3.0)) == 1 &&
+           remove_all_rows(step, kLastid) && step.append(kEvent, event_row(7)) == 0;
+  };
+  EXPECT_FALSE(store->transaction(
+      kTables, [&](Transaction &step) { return replace(step) && false; }));
+  EXPECT_FALSE(store->transaction(kTables, [&](Transaction &step) {
+    return replace(step) && step.append(kOrigin, "short") >= 0;
+  }));
+  taken_messages();
+  EXPECT_EQ(rows_in(*store), before);
+  EXPECT_EQ(rows_in(*reader), before);
+
+  EXPECT_TRUE(store->transaction(kTables, replace)) << taken_messages();
+  const Rows after{{origin_row(8, 2.0), origin_row(9, 3.0)}, {event_row(7)}, {}};
+  EXPECT_EQ(rows_in(*store), after);
+  EXPECT_EQ(rows_in(*reader), after);
+  EXPECT_EQ(append(*store->table("origin"), origin_row(10, 1.0)), 2);
+}
+
 TEST_P(StoreWriters, WorkUnderTheLockSeesItsOwnRows) {
   const auto store = open();
   TableStore &table = *store->table("lastid");
