@@ -135,17 +135,6 @@ long add_fields(Dbptr db, Arguments &arguments) {
   return append_assigned("dbaddv", *table, std::move(assignments));
 }
 
-bool replace_row(const char *who, const Relation &layout, std::string_view text,
-                 std::string &row) {
-  if (!is_row(layout, text)) {
-    return fail(who, "%zu bytes are not a record of %s, which is one line of %d",
-                text.size(), layout.name.c_str(), layout.width);
-  }
-  row.assign(text.substr(0, static_cast<std::size_t>(layout.width)));
-  row += '\n';
-  return true;
-}
-
 int get_text(const Opened &opened, Dbptr db, char *text) {
   TableSource *const table = opened.table("dbget", db);
   if (table == nullptr) return -1;

@@ -30,10 +30,18 @@ std::string refitted(const Relation &from, const Relation &to, const std::string
 
 }  // namespace
 
-bool is_row(const Relation &layout, std::string_view text) {
-  if (!text.empty() && text.back() == '\n') text.remove_suffix(1);
-  return text.size() == static_cast<std::size_t>(layout.width) &&
-         text.find('\n') == text.npos;
+bool replace_row(const char *who, const Relation &layout, std::string_view text,
+                 std::string &row) {
+  const std::string_view line =
+      text.ends_with('\n') ? text.substr(0, text.size() - 1) : text;
+  if (line.size() != static_cast<std::size_t>(layout.width) ||
+      line.find('\n') != line.npos) {
+    return fail(who, "%zu bytes are not a record of %s, which is one line of %d",
+                text.size(), layout.name.c_str(), layout.width);
+  }
+  row.assign(line);
+  row += '\n';
+  return true;
 }
 
 TableSource::TableSource(TableStore &store, long number, bool writable)
@@ -164,13 +172,7 @@ const expr::Record *TableSource::record(const char *who, long number) {
 }
 
 bool TableSource::set_scratch(const char *who, std::string_view text) {
-  if (!is_row(relation(), text)) {
-    return fail(who, "%zu bytes are not a record of %s, which is one line of %d",
-                text.size(), name().c_str(), relation().width);
-  }
-  scratch_.assign(text.substr(0, static_cast<std::size_t>(relation().width)));
-  scratch_ += '\n';
-  return true;
+  return replace_row(who, relation(), text, scratch_);
 }
 
 bool TableSource::exclusively(

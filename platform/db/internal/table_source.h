@@ -16,8 +16,10 @@
 
 namespace ksutil::db {
 
-/* Whether a text is one whole row of the layout; its newline may be missing. */
-bool is_row(const Relation &layout, std::string_view text);
+/* Makes `row` the text of a whole record, whose newline may be missing; false, with a
+ * message in the name of `who`, for a text that is not one. */
+bool replace_row(const char *who, const Relation &layout, std::string_view text,
+                 std::string &row);
 
 class TableSource final : public RecordSource {
  public:
