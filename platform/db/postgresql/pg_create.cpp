@@ -102,32 +102,28 @@ BEGIN
 END $$;
 )";
 
-/* In these % stands for the table, ~ for the name of its index of versions. */
-constexpr const char *kTableEnd = R"(
-CREATE INDEX IF NOT EXISTS ~ ON @% (ks_version) WHERE ks_version > 0;
-DROP TRIGGER IF EXISTS ks_1_lock ON @%;
-CREATE TRIGGER ks_1_lock BEFORE INSERT OR UPDATE OR DELETE ON @%
-  FOR EACH STATEMENT EXECUTE FUNCTION @ks_lock();
-DROP TRIGGER IF EXISTS ks_2_key ON @%;
-CREATE TRIGGER ks_2_key BEFORE UPDATE ON @%
-  FOR EACH ROW EXECUTE FUNCTION @ks_keep_key();
-DROP TRIGGER IF EXISTS ks_3_inserted ON @%;
-CREATE TRIGGER ks_3_inserted AFTER INSERT ON @% REFERENCING NEW TABLE AS ks_new
-  FOR EACH STATEMENT EXECUTE FUNCTION @ks_inserted();
-DROP TRIGGER IF EXISTS ks_3_updated ON @%;
-CREATE TRIGGER ks_3_updated AFTER UPDATE ON @%
-  FOR EACH STATEMENT EXECUTE FUNCTION @ks_updated();
-DROP TRIGGER IF EXISTS ks_3_deleted ON @%;
-CREATE TRIGGER ks_3_deleted AFTER DELETE ON @% REFERENCING OLD TABLE AS ks_old
-  FOR EACH STATEMENT EXECUTE FUNCTION @ks_deleted();
-DROP TRIGGER IF EXISTS ks_3_truncated ON @%;
-CREATE TRIGGER ks_3_truncated AFTER TRUNCATE ON @%
-  FOR EACH STATEMENT EXECUTE FUNCTION @ks_truncated();
-)";
+/* What a table does when its rows change. */
+struct Trigger {
+  const char *name;  // triggers of one event run in the order of their names
+  const char *event;
+  const char *rows;  // that the function sees besides
+  const char *each;
+  const char *function;
+};
+constexpr Trigger kTriggers[] = {
+    {"ks_1_lock", "BEFORE INSERT OR UPDATE OR DELETE", "", "STATEMENT", "ks_lock"},
+    {"ks_2_key", "BEFORE UPDATE", "", "ROW", "ks_keep_key"},
+    {"ks_3_inserted", "AFTER INSERT", " REFERENCING NEW TABLE AS ks_new", "STATEMENT",
+     "ks_inserted"},
+    {"ks_3_updated", "AFTER UPDATE", "", "STATEMENT", "ks_updated"},
+    {"ks_3_deleted", "AFTER DELETE", " REFERENCING OLD TABLE AS ks_old", "STATEMENT",
+     "ks_deleted"},
+    {"ks_3_truncated", "AFTER TRUNCATE", "", "STATEMENT", "ks_truncated"}};
 
 /* The statements that make one table; "" with a message when it cannot be kept. */
 std::string table_statements(const Relation &relation, const std::string &schema,
                              const std::string &name_literal) {
+  /* In these @ stands for the SQL schema and % for the table. */
   std::string text = "CREATE TABLE IF NOT EXISTS @% (";
   for (const Field &field : relation.fields) {
     const std::string type = PgRows::type_of(field);
@@ -140,9 +136,16 @@ std::string table_statements(const Relation &relation, const std::string &schema
   }
   text +=
       "ks_record bigint GENERATED ALWAYS AS IDENTITY PRIMARY KEY, "
-      "ks_version bigint NOT NULL DEFAULT 0);";
-  text += kTableEnd;
-  text = replaced(text, "~", pg_name(relation.name + "_ks_version"));
+      "ks_version bigint NOT NULL DEFAULT 0);\n"
+      "CREATE INDEX IF NOT EXISTS " +
+      pg_name(relation.name + "_ks_version") +
+      " ON @% (ks_version) WHERE ks_version > 0;\n";
+  for (const Trigger &trigger : kTriggers) {
+    const std::string name = trigger.name;
+    text += "DROP TRIGGER IF EXISTS " + name + " ON @%;\nCREATE TRIGGER " + name + " " +
+            trigger.event + " ON @%" + trigger.rows + " FOR EACH " + trigger.each +
+            " EXECUTE FUNCTION @" + trigger.function + "();\n";
+  }
   text = replaced(replaced(text, "%", pg_name(relation.name)), "@", schema);
   /* Rows that were there before are counted, in tables that are made they are none. */
   return text + "INSERT INTO " + schema +
