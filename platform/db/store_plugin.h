@@ -1,14 +1,14 @@
-/* store_plugin: the stores that are loaded when the descriptor of a database names them.
+/* store_plugin: loads the store that the descriptor of a database names.
  *
  * A descriptor with the words
  *
  *   store       postgresql
  *   connection  host=db1,db2 dbname=seismic
  *
- * belongs to a database that the plug-in ksutil_store_postgresql.so keeps.  The plug-in is
- * looked for in the folders of the colon-separated KSUTIL_STORE_PATH, then in the folder
- * `ksutil` beside the library.  A name of a store has lower-case letters, digits and "_"
- * only, so that no descriptor can name another file.  Loaded plug-ins stay loaded.
+ * belongs to a database that the plug-in ksutil_store_postgresql.so keeps.  The library looks
+ * for the plug-in in the folders of the colon-separated KSUTIL_STORE_PATH, then in the folder
+ * `ksutil` beside the library.  The name of a store has only lower-case letters, digits and
+ * "_", so that no descriptor can name another file.  A loaded plug-in stays loaded.
  * Threads: all functions may be called from any thread. */
 #ifndef KSUTIL_PLATFORM_DB_STORE_PLUGIN_H
 #define KSUTIL_PLATFORM_DB_STORE_PLUGIN_H
@@ -41,21 +41,20 @@ struct StorePlugin {
   /* Null, with a message, on failure. */
   std::unique_ptr<DatabaseStore> (*open)(const StoreDescriptor &descriptor,
                                          bool writable, std::size_t block_budget);
-  /* Makes the empty tables of a schema that the store has, or has not yet, all of them:
-   * tables that are there stay as they are.  False with a message. */
+  /* Makes an empty table for each table of the schema that the store lacks; tables that the
+   * store has stay as they are.  False with a message. */
   bool (*create)(const StoreDescriptor &descriptor);
 };
 
 /* The function that a plug-in exports under the name "ksutil_store_plugin". */
 using StorePluginFunction = const StorePlugin *(*)();
 
-/* Makes a database: its tables in the store, where the store needs that, then its
- * descriptor, which must not exist yet.  False, with a message, on failure; no descriptor
- * is left then. */
+/* Makes a database: first its tables, in a store that is a plug-in, then its descriptor,
+ * which must not exist yet.  False, with a message, on failure; no descriptor is left then. */
 KSUTIL_API bool create_database(const StoreDescriptor &descriptor);
 
-/* Gives a program that is linked with a plug-in, rather than loading it, that store under
- * a name.  `plugin` must live as long as the program. */
+/* Names a store for a program that is linked with its plug-in and does not load it.
+ * `plugin` must live as long as the program. */
 KSUTIL_API void register_store(const char *name, const StorePlugin *plugin);
 
 }  // namespace ksutil::db
