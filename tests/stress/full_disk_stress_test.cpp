@@ -194,9 +194,7 @@ ssize_t sometimes_failing_pread(int fd, void *to, std::size_t bytes, off_t at) {
 TEST(FailingReads, TakeNothingOffAServer) {
   const Watchdog watchdog("a server whose reads fail");
   const unsigned chosen = seed();
-  ksutil::events::test::EventDatabase database;
-  database.add_located_event(1, 1e9);
-  const std::string journal = database.name() + "-journal";
+  WrittenDatabase database;
   ksutil::FileCalls calls = ksutil::system_file_calls();
   calls.pread = sometimes_failing_pread;
   const ksutil::ScopedFileCalls scope(calls);
@@ -204,8 +202,8 @@ TEST(FailingReads, TakeNothingOffAServer) {
   Witness witness(server);
   disk_is_bad = true;
   server.autoRefreshEvents(0.001);
-  const pid_t writer =
-      spawn_writer(database.name(), journal, chosen, 0, seconds(), End::after_its_time);
+  const pid_t writer = spawn_writer(database.name(), database.journal(), chosen, 0,
+                                    seconds(), End::after_its_time);
   const Deadline deadline(seconds() + 0.2);
   long events_before = 1;
   while (!deadline.over()) {
@@ -225,7 +223,7 @@ TEST(FailingReads, TakeNothingOffAServer) {
   settle(witness);
   std::printf("%ld events\n", events_before);
   Written written;
-  written.read(journal);
+  written.read(database.journal());
   const std::set<long> told = witness.evids();
   for (const auto &[evid, origins] : written.origins) {
     EXPECT_TRUE(told.contains(evid)) << "not told: " << evid;

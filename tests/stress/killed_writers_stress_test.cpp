@@ -6,7 +6,6 @@
 
 #include "platform/db/access.h"
 #include "platform/db/columns.h"
-#include "tests/events/event_database.h"
 #include "tests/stress/stress_support.h"
 #include "tests/stress/writer.h"
 
@@ -38,9 +37,7 @@ TEST(KilledWriters, LeaveAWholeDatabase) {
   const Watchdog watchdog("a server beside killed writers");
   const unsigned chosen = seed();
   std::mt19937 random(chosen);
-  ksutil::events::test::EventDatabase database;
-  database.add_located_event(1, 1e9);
-  const std::string journal = database.name() + "-journal";
+  WrittenDatabase database;
   EVServer server(database.name(), 0, 0, -1);
   Witness witness(server);
   server.autoRefreshEvents(0.005);
@@ -51,7 +48,7 @@ TEST(KilledWriters, LeaveAWholeDatabase) {
     pid_t processes[2];
     for (int i = 0; i < 2; i++) {
       processes[i] =
-          spawn_writer(database.name(), journal, any(random), i, 1.0,
+          spawn_writer(database.name(), database.journal(), any(random), i, 1.0,
                        amid ? End::by_itself_amid_a_write : End::after_its_time);
     }
     if (!amid) usleep(below(random, 200000));
@@ -70,12 +67,12 @@ TEST(KilledWriters, LeaveAWholeDatabase) {
 
   /* A writer that was killed between its bytes and the file's time is seen at the next
    * write. */
-  Writer next(database.name(), journal, any(random), 0);
+  Writer next(database.name(), database.journal(), any(random), 0);
   for (int i = 0; i < 20; i++) ASSERT_TRUE(next.step());
   settle(witness);
   expect_whole(database.name(), "event", "evid");
   Written written;
-  written.read(journal);
+  written.read(database.journal());
   server.grabEventsLock();
   const auto list = server.eventsList();
   server.releaseEventsLock();

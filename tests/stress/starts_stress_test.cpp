@@ -8,7 +8,6 @@
 #include <filesystem>
 #include <iterator>
 
-#include "tests/events/event_database.h"
 #include "tests/stress/stress_support.h"
 #include "tests/stress/writer.h"
 
@@ -25,10 +24,8 @@ TEST(ServerStarts, LeaveNothingBehind) {
   const Watchdog watchdog("servers that start and stop");
   const unsigned chosen = seed();
   std::mt19937 random(chosen);
-  ksutil::events::test::EventDatabase database;
-  database.add_located_event(1, 1e9);
-  const std::string journal = database.name() + "-journal";
-  Writer writer(database.name(), journal, chosen, 0);
+  WrittenDatabase database;
+  Writer writer(database.name(), database.journal(), chosen, 0);
   const auto start_and_stop = [&] {
     EVServer server(database.name(), 0, 0, -1);
     Witness witness(server);

@@ -13,6 +13,7 @@
 
 #include "platform/db/db.h"
 #include "platform/stock/files.h"
+#include "tests/events/event_database.h"
 
 namespace stress {
 
@@ -53,6 +54,13 @@ class Writer {
   int number_;
   long count_ = 0;
   std::vector<Event> events_;
+};
+
+/* A database with one event, and the journal of the writers that go on with it. */
+class WrittenDatabase : public ksutil::events::test::EventDatabase {
+ public:
+  WrittenDatabase() { add_located_event(1, 1e9); }
+  std::string journal() const { return name() + "-journal"; }
 };
 
 /* What journals say was written. */

@@ -7,7 +7,6 @@
 #include <atomic>
 #include <unordered_set>
 
-#include "tests/events/event_database.h"
 #include "tests/stress/stress_support.h"
 #include "tests/stress/writer.h"
 
@@ -68,9 +67,7 @@ void expect_all_written(const Table<EVEvent> &events, const Written &written) {
 TEST(Writers, LoseNothingBetweenThemAndAServer) {
   const Watchdog watchdog("a server beside writers");
   const unsigned chosen = seed();
-  ksutil::events::test::EventDatabase database;
-  database.add_located_event(1, 1e9);
-  const std::string journal = database.name() + "-journal";
+  WrittenDatabase database;
   EVServer server(database.name(), 0, 0, -1);
   Witness witness(server);
   server.autoRefreshEvents(0.005);
@@ -80,12 +77,12 @@ TEST(Writers, LoseNothingBetweenThemAndAServer) {
                            std::thread([&] { read_lists(server, done, chosen + 11); })};
   pid_t processes[2];
   for (int i = 0; i < 2; i++) {
-    processes[i] =
-        spawn_writer(database.name(), journal, chosen + static_cast<unsigned>(i), i,
-                     seconds(), End::after_its_time);
+    processes[i] = spawn_writer(database.name(), database.journal(),
+                                chosen + static_cast<unsigned>(i), i, seconds(),
+                                End::after_its_time);
   }
   {
-    Writer writer(database.name(), journal, chosen + 2, 2);
+    Writer writer(database.name(), database.journal(), chosen + 2, 2);
     const Deadline deadline;
     while (!deadline.over()) {
       ASSERT_TRUE(writer.step());
@@ -98,7 +95,7 @@ TEST(Writers, LoseNothingBetweenThemAndAServer) {
   settle(witness);
 
   Written written;
-  written.read(journal);
+  written.read(database.journal());
   std::printf("%zu events\n", written.origins.size());
   server.grabEventsLock();
   const auto list = server.eventsList();

@@ -32,19 +32,7 @@ class Kswave : public testing::Test {
     folder_.write("db", "schema css3.0\n");
     std::string wfdisc, site;
     for (const auto &[sta, lon] : {std::pair("AA", 2.0), std::pair("BB", 5.0)}) {
-      const std::string file = std::string(sta) + ".w";
-      folder_.write(file, samples());
-      wfdisc += test::RowMaker("wfdisc")
-                    .set("sta", std::string(sta))
-                    .set("chan", std::string("BHZ"))
-                    .set("time", kOrigin)
-                    .set("nsamp", 4000L)
-                    .set("samprate", 20.0)
-                    .set("datatype", std::string("s4"))
-                    .set("dir", std::string("."))
-                    .set("dfile", file)
-                    .set("foff", 0L)
-                    .text();
+      wfdisc += written(sta, "BHZ", samples());
       site += test::RowMaker("site")
                   .set("sta", std::string(sta))
                   .set("ondate", 2000001L)
@@ -79,19 +67,40 @@ class Kswave : public testing::Test {
                                   .text());
   }
 
-  static std::string samples() {
+  static std::vector<double> samples() {
     std::mt19937 random(3);
     std::normal_distribution<double> noise(0.0, 10.0);
-    std::string bytes;
+    std::vector<double> values;
     for (int i = 0; i < 4000; ++i) {
       const double signal = i < 2000 ? 0.0 : 500.0 * std::cos(0.9 * (i - 2000));
-      const auto value =
-          static_cast<std::uint32_t>(std::lround(noise(random) + signal));
+      values.push_back(noise(random) + signal);
+    }
+    return values;
+  }
+
+  /* Writes the file of a channel: its row of wfdisc. */
+  std::string written(const std::string &sta, const std::string &chan,
+                      const std::vector<double> &values) {
+    std::string bytes;
+    for (const double value : values) {
+      const auto bits = static_cast<std::uint32_t>(std::lround(value));
       for (const int shift : {24, 16, 8, 0}) {
-        bytes += static_cast<char>(value >> shift & 255);
+        bytes += static_cast<char>(bits >> shift & 255);
       }
     }
-    return bytes;
+    const std::string file = sta + "." + chan;
+    folder_.write(file, bytes);
+    return test::RowMaker("wfdisc")
+        .set("sta", sta)
+        .set("chan", chan)
+        .set("time", kOrigin)
+        .set("nsamp", static_cast<long>(values.size()))
+        .set("samprate", 20.0)
+        .set("datatype", std::string("s4"))
+        .set("dir", std::string("."))
+        .set("dfile", file)
+        .set("foff", 0L)
+        .text();
   }
 
   ProgramRun run(const std::string &arguments) {
@@ -212,27 +221,9 @@ TEST_F(Kswave, RotatesResamplesAndCorrectsTheClock) {
   std::string wfdisc, sitechan;
   long chanid = 1;
   for (const auto &[chan, hang, vang, value] :
-       {std::tuple("BHE", 90.0, 90.0, 30), std::tuple("BHN", 0.0, 90.0, -20),
-        std::tuple("BHZ", 0.0, 0.0, 7)}) {
-    const std::string file = std::string(chan) + ".w";
-    std::string bytes;
-    for (int i = 0; i < 400; ++i) {
-      for (const int shift : {24, 16, 8, 0}) {
-        bytes += static_cast<char>(static_cast<std::uint32_t>(value) >> shift & 255);
-      }
-    }
-    folder_.write(file, bytes);
-    wfdisc += test::RowMaker("wfdisc")
-                  .set("sta", std::string("BB"))
-                  .set("chan", std::string(chan))
-                  .set("time", kOrigin)
-                  .set("nsamp", 400L)
-                  .set("samprate", 20.0)
-                  .set("datatype", std::string("s4"))
-                  .set("dir", std::string("."))
-                  .set("dfile", file)
-                  .set("foff", 0L)
-                  .text();
+       {std::tuple("BHE", 90.0, 90.0, 30.0), std::tuple("BHN", 0.0, 90.0, -20.0),
+        std::tuple("BHZ", 0.0, 0.0, 7.0)}) {
+    wfdisc += written("BB", chan, std::vector<double>(400, value));
     sitechan += test::RowMaker("sitechan")
                     .set("sta", std::string("BB"))
                     .set("chan", std::string(chan))
@@ -284,11 +275,11 @@ TEST_F(Kswave, RotatesResamplesAndCorrectsTheClock) {
 
 /* A file that is gone: the other channels are written, and the exit code tells. */
 TEST_F(Kswave, DamageIsToldAndTheRestIsDone) {
-  std::filesystem::remove(folder_ / "AA.w");
+  std::filesystem::remove(folder_ / "AA.BHZ");
   const ProgramRun got = run("get db");
   EXPECT_EQ(got.code, 1);
   EXPECT_EQ(got.output, "./BB.BHZ.2014133.165320.000.sac\n");
-  EXPECT_THAT(got.errors, HasSubstr("AA.w"));
+  EXPECT_THAT(got.errors, HasSubstr("AA.BHZ"));
   EXPECT_EQ(run("plot -o p.svg db").code, 1);
   EXPECT_THAT(read_text(folder_ / "p.svg"), HasSubstr("BB.BHZ"));
 }

@@ -8,13 +8,9 @@
 
 #include "formats/exchange/error_ellipse.h"
 #include "formats/exchange/event_types.h"
-#include "formats/exchange/import/importer.h"
 #include "formats/exchange/import/remark_lines.h"
-#include "platform/db/db.h"
-#include "platform/elog/elog.h"
+#include "tests/formats/exchange/importer_fixture.h"
 #include "tests/support/register.h"
-#include "tests/tools/scratch.h"
-#include "tools/common/open_database.h"
 
 namespace ksutil::exchange {
 namespace {
@@ -94,7 +90,8 @@ Event bulletin(const std::string &prefix) {
   return event;
 }
 
-class BulletinImport : public testing::TestWithParam<const char *> {
+class BulletinImport : public testing::TestWithParam<const char *>,
+                       protected ImportedDatabase {
  protected:
   void SetUp() override { create("kbcore"); }
   void TearDown() override { elog_clear_register(0); }
@@ -112,30 +109,11 @@ class BulletinImport : public testing::TestWithParam<const char *> {
     EXPECT_EQ(import_events(*store, gathering, {}, listener, counts), Imported::kYes);
     return counts;
   }
-  std::string table(const std::string &name) const {
-    return tools::read_text(name_ + "." + name);
-  }
-  std::string all_tables() const {
-    std::string all;
-    for (const char *name :
-         {"event", "origin", "origerr", "netmag", "remark", "mt", "publicid", "lastid",
-          "arrival", "assoc", "stamag", "seedcode", "affiliation"}) {
-      all += table(name) + "\n";
-    }
-    return all;
-  }
-  long rows(const char *name) const {
-    const std::string text = table(name);
-    return std::count(text.begin(), text.end(), '\n');
-  }
   Dbptr row(const OpenDatabase &database, const char *name, long record) const {
     Dbptr row = database.table(name);
     row.record = record;
     return row;
   }
-
-  const tools::ScratchFolder folder_;
-  const std::string name_ = folder_ / "db";
 };
 
 TEST_P(BulletinImport, ComesInOnceWithAllItsRows) {

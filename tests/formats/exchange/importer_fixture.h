@@ -38,7 +38,33 @@ inline Event event_at(const std::string &id, double time) {
   return event;
 }
 
-class ImporterTest : public testing::Test {
+/* The rows that an import has written. */
+class ImportedDatabase {
+ protected:
+  std::string table(const std::string &name) const {
+    return tools::read_text(name_ + "." + name);
+  }
+  std::string all_tables() const {
+    std::string all;
+    for (const char *name :
+         {"event", "origin", "origerr", "netmag", "remark", "mt", "publicid", "lastid",
+          "arrival", "assoc", "stamag", "seedcode", "affiliation"}) {
+      all += table(name) + "\n";
+    }
+    return all;
+  }
+  long rows(const std::string &name) const {
+    const tools::OpenDatabase database(name_, "r");
+    long count = -1;
+    dbquery(database.table(name.c_str()), dbq_record_count, &count);
+    return count;
+  }
+
+  const tools::ScratchFolder folder_;
+  const std::string name_ = folder_ / "db";
+};
+
+class ImporterTest : public testing::Test, protected ImportedDatabase {
  protected:
   void SetUp() override { ASSERT_EQ(dbcreate(name_.c_str(), "css3.0"), 0); }
   void TearDown() override { elog_clear_register(0); }
@@ -70,24 +96,6 @@ class ImporterTest : public testing::Test {
     const Result result = run(events, options);
     EXPECT_EQ(result.imported, Imported::kYes);
     return result.counts;
-  }
-  std::string table(const std::string &name) const {
-    return tools::read_text(name_ + "." + name);
-  }
-  std::string all_tables() const {
-    std::string all;
-    for (const char *name :
-         {"event", "origin", "origerr", "netmag", "remark", "mt", "publicid", "lastid",
-          "arrival", "assoc", "stamag", "seedcode", "affiliation"}) {
-      all += table(name) + "\n";
-    }
-    return all;
-  }
-  long rows(const std::string &name) const {
-    const tools::OpenDatabase database(name_, "r");
-    long count = -1;
-    dbquery(database.table(name.c_str()), dbq_record_count, &count);
-    return count;
   }
 
   /* The values of some fields of a row of each table. */
@@ -123,9 +131,6 @@ class ImporterTest : public testing::Test {
     v.magtype = magtype;
     return v;
   }
-
-  const tools::ScratchFolder folder_;
-  const std::string name_ = folder_ / "db";
 };
 
 }  // namespace ksutil::exchange
