@@ -16,11 +16,12 @@
 #include <condition_variable>
 #include <cstdint>
 #include <cstdio>
-#include <memory>
 #include <mutex>
 #include <set>
 #include <string>
 #include <vector>
+
+#include "channel_views.h"
 
 namespace {
 
@@ -37,13 +38,6 @@ void on_more(ksscv *, const int *channels, int n, void *context) {
   news.channels.insert(channels, channels + n);
   news.arrived.notify_one();
 }
-
-struct Free {
-  void operator()(ksscv *view) const { ksscv_close(view); }
-  void operator()(ksscv_data *data) const { ksscv_free_data(data); }
-};
-using ViewPtr = std::unique_ptr<ksscv, Free>;
-using DataPtr = std::unique_ptr<ksscv_data, Free>;
 
 DataPtr ask(ksscv *view, int channel) {
   ksscv_data *data = nullptr;
@@ -74,29 +68,15 @@ std::string picture(const ksscv_data &data) {
   return line;
 }
 
-bool split_channels(const std::string &text, std::vector<std::string> &stations,
-                    std::vector<std::string> &channels) {
-  for (std::size_t begin = 0; begin <= text.size();) {
-    const std::size_t end = std::min(text.find(',', begin), text.size());
-    const std::string one = text.substr(begin, end - begin);
-    const std::size_t colon = one.find(':');
-    if (colon == std::string::npos) return false;
-    stations.push_back(one.substr(0, colon));
-    channels.push_back(one.substr(colon + 1));
-    begin = end + 1;
-  }
-  return true;
-}
-
 }  // namespace
 
 int main(int argc, char **argv) {
   double tstart = 0.0, tend = 0.0;
   std::int64_t columns = 0, updates = 0;
-  std::vector<std::string> stations, channels;
+  ChannelList list;
   if (argc < 6 || argc > 7 || !ksutil::parse_real(argv[2], tstart) ||
       !ksutil::parse_real(argv[3], tend) || !ksutil::parse_integer(argv[4], columns) ||
-      columns < 1 || columns > 1000 || !split_channels(argv[5], stations, channels) ||
+      columns < 1 || columns > 1000 || !list.parse(argv[5]) ||
       (argc == 7 && !ksutil::parse_integer(argv[6], updates))) {
     std::fputs(
         "usage: follow_channels DATABASE START END COLUMNS STA:CHAN[,STA:CHAN...]"
@@ -104,30 +84,17 @@ int main(int argc, char **argv) {
         stderr);
     return 2;
   }
-  std::vector<const char *> station_names, channel_names;
-  for (const std::string &name : stations) station_names.push_back(name.c_str());
-  for (const std::string &name : channels) channel_names.push_back(name.c_str());
-  const int count = static_cast<int>(stations.size());
-
   /* Declared before the view, whose end waits for the callback. */
   News news;
-  Dbptr db;
-  if (dbopen_noshare(argv[1], "r", &db) != 0) {
-    elog_complain(0, "follow_channels: cannot open %s.\n", argv[1]);
-    return 1;
-  }
-  const ViewPtr view(ksscv_open(db, nullptr));
-  dbclose(db);
-  if (view == nullptr || ksscv_set_callback(view.get(), on_more, &news) != 0 ||
-      ksscv_set_channels(view.get(), count, station_names.data(),
-                         channel_names.data()) != 0 ||
-      ksscv_set_window(view.get(), tstart, tend, static_cast<int>(columns)) != 0) {
+  const ViewPtr view = open_view(argv[1], list, on_more, &news);
+  if (view == nullptr) return 1;
+  if (ksscv_set_window(view.get(), tstart, tend, static_cast<int>(columns)) != 0) {
     elog_complain(0, "follow_channels: cannot show %s.\n", argv[1]);
     return 1;
   }
   std::set<int> incomplete;
-  for (int i = 0; i < count; i++) incomplete.insert(i);
-  std::vector<std::string> shown(stations.size());
+  std::vector<std::string> shown(list.size());
+  for (std::size_t i = 0; i < list.size(); i++) incomplete.insert(static_cast<int>(i));
   bool failed = false;
   for (std::int64_t printed = 0;
        updates > 0 ? printed < updates : !incomplete.empty();) {
@@ -143,8 +110,7 @@ int main(int argc, char **argv) {
       incomplete.erase(channel);
       failed |= data->state == KSSCV_ERROR;
       const auto at = static_cast<std::size_t>(channel);
-      std::string line =
-          stations[at] + ':' + channels[at] + " |" + picture(*data) + "| ";
+      std::string line = list.name(at) + " |" + picture(*data) + "| ";
       line += data->state == KSSCV_NOTHING ? "nothing there" : data->message;
       if (line == shown[at]) continue;
       std::puts(line.c_str());

@@ -15,39 +15,14 @@
 #include <chrono>
 #include <cstdint>
 #include <cstdio>
-#include <memory>
 #include <string>
 #include <thread>
-#include <vector>
+
+#include "channel_views.h"
 
 namespace {
 
 constexpr int kColumns = 300;
-
-struct Free {
-  void operator()(ksscv *view) const { ksscv_close(view); }
-  void operator()(ksscv_data *data) const { ksscv_free_data(data); }
-};
-using ViewPtr = std::unique_ptr<ksscv, Free>;
-using DataPtr = std::unique_ptr<ksscv_data, Free>;
-
-struct Channels {
-  std::vector<std::string> stations, names;
-};
-
-/* "STA:CHAN,STA:CHAN"; false for another text. */
-bool split(const std::string &text, Channels &channels) {
-  for (std::size_t begin = 0; begin <= text.size();) {
-    const std::size_t end = std::min(text.find(',', begin), text.size());
-    const std::string one = text.substr(begin, end - begin);
-    const std::size_t colon = one.find(':');
-    if (colon == std::string::npos) return false;
-    channels.stations.push_back(one.substr(0, colon));
-    channels.names.push_back(one.substr(colon + 1));
-    begin = end + 1;
-  }
-  return true;
-}
 
 /* Prints the line of a channel; whether nothing is wrong with it. */
 bool report(const std::string &name, const ksscv_data &data) {
@@ -76,35 +51,18 @@ bool report(const std::string &name, const ksscv_data &data) {
 int main(int argc, char **argv) {
   double seconds = 0.0, period = 0.0;
   std::int64_t reports = 0;
-  Channels channels;
+  ChannelList list;
   if (argc != 6 || !ksutil::parse_real(argv[2], seconds) || seconds <= 0 ||
-      !ksutil::parse_real(argv[3], period) || period <= 0 ||
-      !split(argv[4], channels) || !ksutil::parse_integer(argv[5], reports) ||
-      reports < 0) {
+      !ksutil::parse_real(argv[3], period) || period <= 0 || !list.parse(argv[4]) ||
+      !ksutil::parse_integer(argv[5], reports) || reports < 0) {
     std::fputs(
         "usage: monitor_channels DATABASE SECONDS PERIOD STA:CHAN[,STA:CHAN...]"
         " REPORTS\n",
         stderr);
     return 2;
   }
-  std::vector<const char *> stations, names;
-  for (const std::string &station : channels.stations)
-    stations.push_back(station.c_str());
-  for (const std::string &name : channels.names) names.push_back(name.c_str());
-  const int count = static_cast<int>(names.size());
-
-  Dbptr db;
-  if (dbopen_noshare(argv[1], "r", &db) != 0) {
-    ks_complain(0, "monitor_channels: cannot open %s.\n", argv[1]);
-    return 1;
-  }
-  const ViewPtr view(ksscv_open(db, nullptr));
-  dbclose(db);  // the view has a handle of its own
-  if (view == nullptr ||
-      ksscv_set_channels(view.get(), count, stations.data(), names.data()) != 0) {
-    ks_complain(0, "monitor_channels: cannot watch %s.\n", argv[1]);
-    return 1;
-  }
+  const ViewPtr view = open_view(argv[1], list, nullptr, nullptr);
+  if (view == nullptr) return 1;
   bool good = true;
   for (std::int64_t n = 0; reports == 0 || n < reports; n++) {
     if (n > 0) std::this_thread::sleep_for(std::chrono::duration<double>(period));
@@ -117,11 +75,12 @@ int main(int argc, char **argv) {
     }
     std::printf("%s\n", ksutil::time_text(now).c_str());
     good = true;
-    for (int i = 0; i < count; i++) {
+    for (std::size_t i = 0; i < list.size(); i++) {
       ksscv_data *data = nullptr;
-      if (ksscv_get(view.get(), i, KSSCV_ENVELOPE, 0, &data) != 0) return 1;
-      const auto at = static_cast<std::size_t>(i);
-      good &= report(channels.stations[at] + ':' + channels.names[at], *DataPtr(data));
+      if (ksscv_get(view.get(), static_cast<int>(i), KSSCV_ENVELOPE, 0, &data) != 0) {
+        return 1;
+      }
+      good &= report(list.name(i), *DataPtr(data));
     }
     std::fflush(stdout);
   }
