@@ -48,7 +48,8 @@ inline std::future<int> push_async(const FifoHandle &fifo, long value) {
                     [&fifo, value] { return pmtfifo_push(fifo.get(), item(value)); });
 }
 
-/* Returns once so many threads wait in the fifo: they hold its mutex until they do. */
+/* Returns when `readers` and `pushers` threads wait in the fifo; each holds its mutex until
+ * it waits. */
 inline void await_waiting(const FifoHandle &fifo, int readers, int pushers) {
   for (;;) {
     {

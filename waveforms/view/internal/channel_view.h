@@ -3,12 +3,12 @@
  * Threads: readers read chunks of files into the cache; the table thread has the database
  * handle, follows the table and looks at the files; the teller runs the callback.
  * One lock guards all members but those that are marked.  It is a leaf and held for short
- * work in memory only: nobody reads a file, uses the database, runs the callback or copies
+ * work in memory only: no thread reads a file, uses the database, runs the callback or copies
  * samples under it.
  *
  * A plan (channel_view_planning.cpp) says which chunks the window needs.  Whenever the window,
  * the channels or the rows change a new plan replaces it, and readers go through the plan
- * from its beginning: there is no queue that could hold something nobody wants any more.
+ * from its beginning: there is no queue that could hold chunks of an earlier window.
  * A plan costs time for each channel of the list, so that rows which are found one channel
  * after the other share plans: see plan_soon(). */
 #ifndef KSUTIL_WAVEFORMS_VIEW_INTERNAL_CHANNEL_VIEW_H

@@ -17,10 +17,10 @@
  *   ks_commits   tokens of the library's last transactions, by which a writer that lost
  *                its connection finds out whether its change was made
  *
- * Triggers keep these for whoever writes.  A statement that writes a table locks the row
- * of ks_tables first and holds it to the end of its transaction.  Transactions that write
- * one table follow each other therefore, and its versions and keys rise in the order of
- * the commits. */
+ * Triggers keep these current, whichever client writes.  A statement that writes a table
+ * locks the row of ks_tables first and holds it to the end of its transaction.
+ * Transactions that write one table follow each other therefore, and its versions and keys
+ * rise in the order of the commits. */
 #ifndef KSUTIL_PLATFORM_DB_POSTGRESQL_INTERNAL_PG_CREATE_H
 #define KSUTIL_PLATFORM_DB_POSTGRESQL_INTERNAL_PG_CREATE_H
 

@@ -3,12 +3,11 @@
  * A transaction writes all its changes into path/name.journal first, commits the journal
  * with one byte, and only then changes the table files ("publishes").  A process that dies
  *   before the commit   has changed no table: the journal is removed;
- *   after the commit    has changed some: whoever comes next finishes the publication.
+ *   after the commit    has changed some: the next process finishes the publication.
  * When publishing fails (a full disk), the state byte is set back to kUndo first and the
- * tables are restored from the journal; a process that dies then leaves the rest of that
- * work to whoever comes next.  Files that take the place of a table file are renamed after
- * all other changes: once the first one is in its place, the publication can only be
- * finished.
+ * tables are restored from the journal; when the process dies meanwhile, the next one
+ * restores the rest.  Files that take the place of a table file are renamed after all other
+ * changes: once the first one is in its place, the publication can only be finished.
  *
  * Rules that make this safe:
  *   - The journal's owner holds its file lock from creation to removal; a journal whose
