@@ -20,6 +20,17 @@ void bind_table_edits(py::module_ &m);
 void bind_expression(py::module_ &m);
 void bind_parameters(py::module_ &m);
 void bind_traveltime(py::module_ &m);
+void bind_dataset(py::module_ &m);
+void bind_exchange(py::module_ &m);
+void bind_figure(py::module_ &m);
+void bind_grid(py::module_ &m);
+void bind_history(py::module_ &m);
+void bind_response(py::module_ &m);
+void bind_sac(py::module_ &m);
+void bind_series(py::module_ &m);
+void bind_signal(py::module_ &m);
+void bind_station_view(py::module_ &m);
+void bind_vector(py::module_ &m);
 
 }  // namespace ksutil::python
 #endif

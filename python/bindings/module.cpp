@@ -17,4 +17,15 @@ PYBIND11_MODULE(_ksutil, m) {
   bind_event_server(m);
   bind_event_stream(m);
   bind_traveltime(m);
+  bind_figure(m);
+  bind_series(m);
+  bind_vector(m);
+  bind_grid(m);
+  bind_history(m);
+  bind_sac(m);
+  bind_response(m);
+  bind_dataset(m);
+  bind_station_view(m);
+  bind_signal(m);
+  bind_exchange(m);
 }

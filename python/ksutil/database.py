@@ -16,7 +16,7 @@ from typing import Any, NamedTuple, Union, overload
 import numpy as np
 import numpy.typing as npt
 
-from . import _ksutil
+from . import _ksutil, bridges, exchange
 from ._input import column_input, rows_input
 from .times import datetime64, ma
 
@@ -433,6 +433,9 @@ class Database:
     database raise Error.
     """
 
+    #: What read_catalog() brought in; None for a database opened otherwise.
+    import_report: exchange.ExchangeReport | None = None
+
     def __init__(self, path: str | os.PathLike[str], mode: str = "r") -> None:
         self._handle = _ksutil.Handle(os.fspath(path), mode)
 
@@ -520,6 +523,42 @@ class Database:
             for table, kind, count, problems in _ksutil.verify(self.path, limit)
             for record, text in problems
         ]
+
+    def import_catalog(
+        self, source: exchange.Source, **options: Any
+    ) -> exchange.ExchangeReport:
+        """Brings the database up to date with a catalogue of events or stations.
+
+        source   path or bytes
+        options  of ksutil.import_catalog
+        """
+        return exchange.import_catalog(self, source, **options)
+
+    def import_waveforms(
+        self, source: exchange.Path, **options: Any
+    ) -> exchange.ExchangeReport:
+        """Enters miniSEED and SAC files into the database: a file or a folder."""
+        return exchange.import_waveforms(self, source, **options)
+
+    def export(self, target: exchange.Path | None = None, **options: Any) -> Any:
+        """Writes events or stations in an exchange format.
+
+        target   path, and gives a report; None: gives bytes
+        options  of ksutil.export_catalog
+        """
+        return exchange.export_catalog(self, target, **options)
+
+    def to_obspy(self, what: str = "events", **selection: Any) -> Any:
+        """The events as an obspy Catalog, or the stations as an Inventory.
+
+        what       "events" or "stations"
+        selection  of events: options of ksutil.export_catalog
+        """
+        return bridges.database_to_obspy(self, what, **selection)
+
+    def from_obspy(self, objects: Any, **options: Any) -> exchange.ExchangeReport:
+        """Brings the database up to date with an obspy Catalog, Event or Inventory."""
+        return bridges.database_from_obspy(self, objects, **options)
 
     def __repr__(self) -> str:
         state = "closed" if self.closed else f"mode {self.mode!r}"

@@ -1,0 +1,151 @@
+#include "bindings/objects.h"
+
+#include <pthread.h>
+
+#include <array>
+#include <climits>
+#include <cmath>
+#include <cstring>
+
+#include <ksutil/platform/elog/elog.h>
+#include <ksutil/platform/trace/trace.h>
+
+namespace ksutil::python {
+namespace {
+
+/* Never destroyed: records may be freed after the static objects have gone. */
+std::array<std::mutex, kFamilyCount> &family_locks() {
+  static auto *const locks = new std::array<std::mutex, kFamilyCount>;
+  return *locks;
+}
+
+void lock_all() {
+  for (std::mutex &lock : family_locks()) lock.lock();
+}
+void unlock_all() {
+  for (std::mutex &lock : family_locks()) lock.unlock();
+}
+
+bool is_masked(py::handle value) {
+  /* Whoever has a masked array has imported the module. */
+  const py::dict modules = py::module_::import("sys").attr("modules");
+  if (!modules.contains("numpy.ma")) return false;
+  return py::isinstance(value, modules["numpy.ma"].attr("MaskedArray"));
+}
+
+/* The numbers of `value` as an array of any real type. */
+py::array numbers(py::handle value, const char *name, int dimensions, double masked) {
+  py::object object = py::reinterpret_borrow<py::object>(value);
+  if (is_masked(object)) {
+    const char kind = py::array(object.attr("data")).dtype().kind();
+    if (std::strchr("bfiu", kind) != nullptr) {
+      object = object.attr("astype")("float64").attr("filled")(masked);
+    }
+  }
+  py::array array = py::array::ensure(object);
+  if (!array) {
+    PyErr_Clear();
+    throw py::type_error(std::string(name) + ": expected numbers");
+  }
+  if (std::strchr("bfiu", array.dtype().kind()) == nullptr) {
+    throw py::type_error(std::string(name) + ": expected real numbers, not " +
+                         std::string(py::str(array.dtype())));
+  }
+  if (dimensions >= 0 && array.ndim() != dimensions) {
+    throw py::value_error(std::string(name) + ": expected " +
+                          std::to_string(dimensions) +
+                          (dimensions == 1 ? " dimension, not " : " dimensions, not ") +
+                          std::to_string(array.ndim()));
+  }
+  return array;
+}
+
+template <class Value>
+py::object masked_gaps(const py::array_t<Value> &samples) {
+  const auto n = static_cast<std::size_t>(samples.size());
+  std::vector<std::uint8_t> mask(n);
+  bool any = false;
+  const Value *const data = samples.data();
+  released([&] {
+    for (std::size_t i = 0; i < n; ++i) {
+      const bool gap = is_gap(static_cast<double>(data[i]));
+      mask[i] = gap ? 1 : 0;
+      any = any || gap;
+    }
+  });
+  return masked_array(samples, std::move(mask), any);
+}
+
+}  // namespace
+
+std::mutex &lock_of(Family family) {
+  static const bool told = pthread_atfork(lock_all, unlock_all, unlock_all) == 0;
+  (void)told;
+  return family_locks()[static_cast<std::size_t>(family)];
+}
+
+void finish_locked(std::mutex &lock, const std::function<void()> &work) noexcept {
+  const auto run = [&] {
+    const std::lock_guard<std::mutex> held(lock);
+    const ElogScope quiet;
+    work();
+  };
+  if (PyGILState_Check() == 1 && _Py_IsFinalizing() == 0) {
+    const py::gil_scoped_release gil;
+    run();
+  } else {
+    run();
+  }
+}
+
+Doubles doubles(py::handle value, const char *name, int dimensions, double masked) {
+  return py::array_t<double, py::array::c_style | py::array::forcecast>(
+      numbers(value, name, dimensions, masked));
+}
+
+Floats floats(py::handle value, const char *name, int dimensions, float masked) {
+  return py::array_t<float, py::array::c_style | py::array::forcecast>(
+      numbers(value, name, dimensions, masked));
+}
+
+int count_of(const py::array &array, const char *name) {
+  if (array.size() > INT_MAX) {
+    throw py::value_error(std::string(name) + ": more than 2147483647 elements");
+  }
+  return static_cast<int>(array.size());
+}
+
+std::string path_of(py::handle path) {
+  const py::module_ os = py::module_::import("os");
+  return os.attr("fsencode")(path).cast<std::string>();
+}
+
+std::string database_path(py::handle database) {
+  const bool is_path = py::isinstance<py::str>(database) ||
+                       py::isinstance<py::bytes>(database) ||
+                       py::hasattr(database, "__fspath__");
+  if (!is_path && py::hasattr(database, "path")) {
+    return path_of(database.attr("path"));
+  }
+  return path_of(database);
+}
+
+bool is_gap(double sample) { return is_gap_sample(sample) || !std::isfinite(sample); }
+
+py::object without_gaps(const py::array_t<double> &samples) {
+  return masked_gaps(samples);
+}
+py::object without_gaps(const py::array_t<float> &samples) {
+  return masked_gaps(samples);
+}
+
+void check_signals() {
+  if (PyErr_CheckSignals() != 0) throw py::error_already_set();
+}
+
+py::object call_python(const char *module, const char *function, py::handle self,
+                       const py::args &args, const py::kwargs &kwargs) {
+  return py::module_::import(module).attr(function)(self, *args, **kwargs);
+}
+
+}  // namespace ksutil::python
