@@ -248,6 +248,51 @@ TEST_F(ServerFailures, TerminatedSessionsAreOpenedAgain) {
   stress::expect_same_as_fresh(server, database_->name());
 }
 
+/* A reading that fails ends the transaction with what was written before it. */
+TEST_F(ServerFailures, ACancelledStatementTakesTheWholeChangeWithIt) {
+  const stress::Watchdog watchdog("cancelled statements");
+  constexpr long kRows = 150;  // more than wait for the end of the change
+  const auto store = database_->open();
+  std::atomic<bool> done{false};
+  std::thread canceller([&] {
+    Sql sql(database_->connection());
+    while (!done) {
+      sql.value(
+          "SELECT count(pg_cancel_backend(pid)) FROM pg_stat_activity"
+          " WHERE datname = current_database() AND query LIKE 'COPY (SELECT "
+          "ks_record,%'"
+          " AND state = 'active'");
+    }
+  });
+  Told told;
+  long unread = 0;
+  for (long id = 1; id <= 600 && (unread < 5 || told.written.size() < 20); id++) {
+    std::string rows;
+    for (long i = 0; i < kRows; i++) rows += event_row(id, i);
+    const bool made =
+        store->table("event")->exclusively([&](db::TableStore::Exclusive &table) {
+          if (table.append_all(rows) < 0) return false;
+          const auto now = table.snapshot();
+          if (now == nullptr) return false;
+          for (long i = 0; i < now->count(); i += 16) unread += now->row(i).empty();
+          return true;
+        });
+    (made ? told.written : told.failed).insert(id);
+    taken_messages();
+  }
+  done = true;
+  canceller.join();
+  const std::map<long, int> ids = ids_in(*database_, "event", "evid");
+  for (const long id : told.written)
+    EXPECT_EQ(ids.contains(id), true) << "lost: " << id;
+  for (const auto &[id, times] : ids) {
+    EXPECT_EQ(times, kRows) << id;
+    EXPECT_FALSE(told.failed.contains(id)) << "told as failed: " << id;
+  }
+  std::printf("%zu changes made, %zu failed, %ld rows not read\n", told.written.size(),
+              told.failed.size(), unread);
+}
+
 TEST_F(ServerFailures, AServerThatStopsAnsweringIsLeftInTime) {
   const stress::Watchdog watchdog("a server that does not answer");
   setenv("KSUTIL_STORE_TIMEOUT", "0.5", 1);

@@ -287,6 +287,7 @@ bool PgConnection::copy_in(const std::string &statement,
 
 void PgConnection::roll_back() {
   if (connection_ == nullptr || owner_ != getpid()) return;
+  ++session_;
   const std::string error = error_, state = state_;
   if (PQtransactionStatus(connection_) != PQTRANS_IDLE && !run("ROLLBACK")) close();
   error_ = error;

@@ -44,8 +44,14 @@ bool PgWrite::refuse(const char *who) {
               cause.c_str());
 }
 
-bool PgWrite::send(const std::string &statements, const PgAnswers &answers) {
+/* A reading that failed has rolled the transaction back, or another connection has taken
+ * the place of its own: what is sent now would be made without what was sent before. */
+void PgWrite::keep_whole() {
   if (connection_->session() != session_) connection_->close();
+}
+
+bool PgWrite::send(const std::string &statements, const PgAnswers &answers) {
+  keep_whole();
   return connection_->run(statements, answers, true);
 }
 
@@ -254,7 +260,7 @@ bool PgWrite::send_appended(Pending &pending) {
                                 pending.table->place().rows->columns() + ") FROM STDIN";
   std::string_view left = pending.lines;
   constexpr std::size_t kChunk = std::size_t{1} << 16;
-  if (connection_->session() != session_) connection_->close();
+  keep_whole();
   const bool sent = connection_->copy_in(statement, [&] {
     const std::string_view chunk = left.substr(0, kChunk);
     left.remove_prefix(chunk.size());

@@ -46,7 +46,8 @@ class PgConnection {
   /* Whether it was given up because the server did not answer in time. */
   bool timed_out() const { return timed_out_; }
 
-  /* Increases with each new connection: a transaction lives in one of them. */
+  /* Increases with each new connection, and with each transaction that is rolled back: a
+   * transaction lives in one session. */
   long session() const { return session_; }
 
   /* Sends statements in one message and reads the answers; false with error().  With an

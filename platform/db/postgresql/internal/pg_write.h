@@ -60,8 +60,8 @@ class PgWrite {
   };
 
   bool lock();
-  /* Runs statements in the transaction; false when that is lost, also when another
-   * connection has taken the place of its own. */
+  void keep_whole();
+  /* Runs statements in the transaction; false when that is lost. */
   bool send(const std::string &statements, const PgAnswers &answers = {});
   bool refuse(const char *who);
   bool whole_rows(const Pending &pending, std::string_view rows, const char *who) const;
