@@ -40,6 +40,11 @@ CREATE TABLE IF NOT EXISTS @ks_commits (
   token text PRIMARY KEY, made double precision NOT NULL);
 )";
 
+/* Every change of a table sets these columns of ks_tables.  Below ! stands for them, and #
+ * for kMostRemovals. */
+constexpr const char *kChange =
+    "version = version + 1, mark = random(), "
+    "changed = greatest(extract(epoch FROM clock_timestamp()), changed + 0.00001)";
 constexpr const char *kFunctions = R"(
 CREATE OR REPLACE FUNCTION @ks_lock() RETURNS trigger LANGUAGE plpgsql AS $$
 BEGIN
@@ -57,17 +62,13 @@ BEGIN
 END $$;
 CREATE OR REPLACE FUNCTION @ks_inserted() RETURNS trigger LANGUAGE plpgsql AS $$
 BEGIN
-  UPDATE @ks_tables SET version = version + 1,
-    row_count = row_count + (SELECT count(*) FROM ks_new), mark = random(),
-    changed = greatest(extract(epoch FROM clock_timestamp()), changed + 0.00001)
+  UPDATE @ks_tables SET !, row_count = row_count + (SELECT count(*) FROM ks_new)
     WHERE name = TG_TABLE_NAME;
   RETURN NULL;
 END $$;
 CREATE OR REPLACE FUNCTION @ks_updated() RETURNS trigger LANGUAGE plpgsql AS $$
 BEGIN
-  UPDATE @ks_tables SET version = version + 1, mark = random(),
-    changed = greatest(extract(epoch FROM clock_timestamp()), changed + 0.00001)
-    WHERE name = TG_TABLE_NAME;
+  UPDATE @ks_tables SET ! WHERE name = TG_TABLE_NAME;
   RETURN NULL;
 END $$;
 CREATE OR REPLACE FUNCTION @ks_deleted() RETURNS trigger LANGUAGE plpgsql AS $$
@@ -84,19 +85,14 @@ BEGIN
       FROM ks_old;
     UPDATE @ks_tables SET listed = listed + gone WHERE name = TG_TABLE_NAME;
   END IF;
-  UPDATE @ks_tables SET version = version + 1, row_count = row_count - gone,
-    mark = random(),
-    changed = greatest(extract(epoch FROM clock_timestamp()), changed + 0.00001)
-    WHERE name = TG_TABLE_NAME;
+  UPDATE @ks_tables SET !, row_count = row_count - gone WHERE name = TG_TABLE_NAME;
   RETURN NULL;
 END $$;
 CREATE OR REPLACE FUNCTION @ks_truncated() RETURNS trigger LANGUAGE plpgsql AS $$
 BEGIN
   PERFORM 1 FROM @ks_tables WHERE name = TG_TABLE_NAME FOR UPDATE;
   DELETE FROM @ks_removed WHERE name = TG_TABLE_NAME;
-  UPDATE @ks_tables SET version = version + 1, row_count = 0, floor = version + 1,
-    listed = 0, mark = random(),
-    changed = greatest(extract(epoch FROM clock_timestamp()), changed + 0.00001)
+  UPDATE @ks_tables SET !, row_count = 0, floor = version + 1, listed = 0
     WHERE name = TG_TABLE_NAME;
   RETURN NULL;
 END $$;
@@ -200,7 +196,8 @@ bool make(PgConnection &server, const Schema &schema) {
   if (!find_sql_schema(server, place)) return false;
   std::string text = kOwnTables;
   text += kFunctions;
-  text = replaced(replaced(text, "#", kMostRemovals), "@", place);
+  text = replaced(replaced(text, "!", kChange), "#", kMostRemovals);
+  text = replaced(text, "@", place);
   text += "INSERT INTO " + place + "ks_database (name, value) VALUES ('schema', " +
           server.literal(schema.name()) + "), ('format', '" +
           std::to_string(kPgFormat) + "') ON CONFLICT (name) DO NOTHING;\n";
