@@ -134,7 +134,9 @@ void store(EventColumn &column, std::size_t i, int type, const char *value) {
   }
 }
 
-/* The texts as objects, equal ones shared; None for nulls. */
+constexpr std::size_t kSharedTexts = 256;
+
+/* The texts as objects, None for nulls; of the first different ones each is made once. */
 py::object array_of_texts(const EventColumn &column) {
   std::unordered_map<std::string_view, py::object> known;
   py::array array = py::module_::import("numpy").attr("empty")(column.texts.size(),
@@ -143,9 +145,11 @@ py::object array_of_texts(const EventColumn &column) {
   for (std::size_t i = 0; i < column.texts.size(); i++) {
     py::object text = py::none();
     if (column.nulls[i] == 0) {
-      py::object &kept = known[column.texts[i]];
-      if (!kept) kept = text_or_none(column.texts[i]);
-      text = kept;
+      const auto kept = known.find(column.texts[i]);
+      text = kept != known.end() ? kept->second : text_or_none(column.texts[i]);
+      if (kept == known.end() && known.size() < kSharedTexts) {
+        known.emplace(column.texts[i], text);
+      }
     }
     Py_XSETREF(objects[i], text.release().ptr());
   }

@@ -174,8 +174,14 @@ void bind_list(py::module_ &m) {
             if (py::isinstance<PyEvent>(event)) {
               return find_evid(self, event.cast<const PyEvent &>().record->evid) >= 0;
             }
-            return py::isinstance<py::int_>(event) &&
-                   find_evid(self, event.cast<std::int64_t>()) >= 0;
+            if (PyIndex_Check(event.ptr()) == 0) return false;
+            const auto number =
+                py::reinterpret_steal<py::object>(PyNumber_Index(event.ptr()));
+            if (!number) throw py::error_already_set();
+            int overflow = 0;
+            const long long evid =
+                PyLong_AsLongLongAndOverflow(number.ptr(), &overflow);
+            return overflow == 0 && find_evid(self, evid) >= 0;
           },
           py::arg("evid"))
       .def(
@@ -201,7 +207,8 @@ void bind_list(py::module_ &m) {
       .def("column", column, py::arg("query"), py::kw_only(), datetime,
            "The values of a field or query on each event, [n]: float64 with NaN for\n"
            "nulls; int64, masked where there are nulls; or str objects, None for\n"
-           "nulls.  A value that cannot be read is a null, with an UnreadableWarning.\n"
+           "nulls; a condition is 1 or 0.  A value that cannot be read is a null, with "
+           "an UnreadableWarning.\n"
            "datetime: times as datetime64[us] instead of epoch seconds")
       .def("columns", columns, datetime,
            "columns('evid', 'time', 'lat'): the arrays of column() by name.")

@@ -1,8 +1,4 @@
-/* released: runs C++ code without the GIL.
- *
- * Python may end while a thread of a program is inside such code.  A thread that wants the
- * GIL back from then on never gets it: it sleeps until the process ends, instead of being
- * thrown out through the destructors of C++. */
+/* released: runs C++ code without the GIL, and waits so that Ctrl-C ends the wait. */
 #ifndef KSUTIL_PYTHON_BINDINGS_RELEASED_H
 #define KSUTIL_PYTHON_BINDINGS_RELEASED_H
 
@@ -10,35 +6,18 @@
 #include <unistd.h>
 
 #include <chrono>
-#include <condition_variable>
-#include <mutex>
 #include <type_traits>
+
+#include "bindings/gil.h"
 
 namespace ksutil::python {
 
 namespace py = pybind11;
 
-/* Gives the GIL away for the scope. */
-class Released {
- public:
-  Released() : state_(PyEval_SaveThread()) {}
-  ~Released() {
-    if (_Py_IsFinalizing() != 0 && getpid() != gettid()) {
-      for (;;) pause();
-    }
-    PyEval_RestoreThread(state_);
-  }
-  Released(const Released &) = delete;
-  Released &operator=(const Released &) = delete;
-
- private:
-  PyThreadState *state_;
-};
-
 /* The result of function(), which runs without the GIL and must not touch Python. */
 template <class Function>
 std::invoke_result_t<Function> without_gil(Function function) {
-  const Released released;
+  const GilReleased released;
   return function();
 }
 
@@ -47,8 +26,11 @@ inline void look_at_signals() {
   if (PyErr_CheckSignals() != 0) throw py::error_already_set();
 }
 
-/* A wait is cut into pieces of this length, between which signals are looked at. */
-inline constexpr std::chrono::milliseconds kSlice{50};
+/* A wait is cut into pieces, between which the main thread looks at signals; another
+ * thread only looks whether it still has to wait. */
+inline std::chrono::milliseconds slice() {
+  return std::chrono::milliseconds(getpid() == gettid() ? 50 : 500);
+}
 
 /* Seconds to wait: without a limit when `limited` is false. */
 struct Patience {
@@ -58,7 +40,8 @@ struct Patience {
    * number. */
   explicit Patience(const py::object &timeout) : limited(!timeout.is_none()) {
     if (!limited) return;
-    const double seconds = timeout.cast<double>();
+    const double seconds = PyFloat_AsDouble(timeout.ptr());
+    if (seconds == -1.0 && PyErr_Occurred() != nullptr) throw py::error_already_set();
     if (seconds != seconds) throw py::value_error("timeout is not a number");
     constexpr double kLongest = 1e9;
     end = Clock::now() +
@@ -68,8 +51,8 @@ struct Patience {
   bool over() const { return limited && Clock::now() >= end; }
   /* The end of the next piece of the wait. */
   Clock::time_point slice_end() const {
-    const Clock::time_point slice = Clock::now() + kSlice;
-    return limited && end < slice ? end : slice;
+    const Clock::time_point next = Clock::now() + slice();
+    return limited && end < next ? end : next;
   }
 
   bool limited;
