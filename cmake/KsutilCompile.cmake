@@ -1,20 +1,31 @@
 # Compiler settings that every target of the project shares.
+include(CheckCXXCompilerFlag)
 option(KSUTIL_HARDENING
-  "Stack protectors, checked buffers and read-only relocations in optimised builds" OFF)
+  "Stack protectors, checked buffers and read-only relocations in optimised builds" ON)
+
+# Those of the protections that the compiler offers for this machine.
+set(ksutil_hardening_flags)
+if(KSUTIL_HARDENING)
+  foreach(flag stack-protector-strong stack-clash-protection cf-protection)
+    string(MAKE_C_IDENTIFIER "KSUTIL_HAS_${flag}" known)
+    check_cxx_compiler_flag("-Werror -f${flag}" ${known})
+    if(${known})
+      list(APPEND ksutil_hardening_flags -f${flag})
+    endif()
+  endforeach()
+endif()
 
 # Sanitizers find the same and more, and want their own settings.
 function(ksutil_harden target)
   if(NOT KSUTIL_HARDENING OR KSUTIL_SANITIZE OR KSUTIL_COVERAGE)
     return()
   endif()
+  # Checks of buffer sizes need the optimiser.
+  set(optimised $<CONFIG:Release,RelWithDebInfo,MinSizeRel>)
   target_compile_options(${target} PRIVATE
-    -fstack-protector-strong -fstack-clash-protection
-    $<$<CONFIG:Release,RelWithDebInfo,MinSizeRel>:-U_FORTIFY_SOURCE>
-    $<$<CONFIG:Release,RelWithDebInfo,MinSizeRel>:-D_FORTIFY_SOURCE=2>)
-  if(CMAKE_SYSTEM_PROCESSOR STREQUAL "x86_64")
-    target_compile_options(${target} PRIVATE -fcf-protection)
-  endif()
-  target_link_options(${target} PRIVATE -Wl,-z,relro,-z,now)
+    ${ksutil_hardening_flags}
+    $<${optimised}:-U_FORTIFY_SOURCE> $<${optimised}:-D_FORTIFY_SOURCE=2>)
+  target_link_options(${target} PRIVATE LINKER:-z,relro,-z,now)
 endfunction()
 
 function(ksutil_compile_options target)

@@ -38,6 +38,8 @@ enum class Way : int {
   kShort,      // the n-th call transfers half of its bytes
   kFull,       // the disk is full from the n-th call on: that one writes half, and
                // those fail that would make a file longer
+  kStall,      // the n-th call waits for `error` milliseconds or ksutil_faults_go_on,
+               // and then does its work
 };
 
 struct Plan {
@@ -67,6 +69,9 @@ extern "C" {
 /* For a program that is linked with the library: calls of any thread are counted from
  * zero and fail by the plan from now on; with null they work again. */
 void ksutil_faults_arm(const faults::Plan *plan);
+
+/* Ends the wait of a stalled call, and of those that would come. */
+void ksutil_faults_go_on(void);
 
 /* The counts since the last ksutil_faults_arm with a plan; `blocks` is never reset. */
 const faults::Counts *ksutil_faults_counts(void);

@@ -38,6 +38,7 @@ faults::Counts *counts = &own_counts;
 faults::Plan plan;
 std::atomic<bool> armed{false};
 std::atomic<bool> stepped_back{false};
+std::atomic<bool> going_on{false};  // stalled calls wait no longer
 time_t shown_time = 0;
 
 /* The function of this name in the libraries behind this one. */
@@ -58,6 +59,17 @@ void trap() {
   if (wanted) raise(SIGTRAP);
 }
 
+/* Waits as a call on a file server does that does not answer. */
+void stall() {
+  const int saved = errno;
+  ++counts->strikes;
+  constexpr timespec kMillisecond = {0, 1'000'000};
+  for (int waited = 0; waited < plan.error && !going_on; ++waited) {
+    nanosleep(&kMillisecond, nullptr);
+  }
+  errno = saved;
+}
+
 /* Counts a call; true with errno set when it is to fail.  *shorter becomes true
  * instead when it is to transfer less than asked. */
 bool strikes(Kind kind, bool *shorter = nullptr) {
@@ -75,6 +87,9 @@ bool strikes(Kind kind, bool *shorter = nullptr) {
       if (!first || shorter == nullptr) return false;
       ++counts->strikes;
       *shorter = true;
+      return false;
+    case Way::kStall:
+      if (first) stall();
       return false;
     case Way::kFull:
       if (first && shorter != nullptr) {
@@ -166,12 +181,15 @@ __attribute__((visibility("default"))) void ksutil_faults_arm(
     const faults::Plan *next) {
   armed = false;
   stepped_back = false;
+  going_on = false;
   if (next == nullptr) return;
   for (auto &calls : counts->calls) calls = 0;
   counts->strikes = 0;
   plan = *next;
   armed = true;
 }
+
+__attribute__((visibility("default"))) void ksutil_faults_go_on() { going_on = true; }
 
 __attribute__((visibility("default"))) const faults::Counts *ksutil_faults_counts() {
   return counts;

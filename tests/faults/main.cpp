@@ -35,9 +35,11 @@ struct Settings {
 struct Failure {
   Kind kind;
   Way way;
-  int error;
+  int error;              // of a stalled call: its milliseconds
   bool harmless = false;  // the result must be that of a run without faults
 };
+
+constexpr int kStall = 200;  // ms
 
 const Failure kFailures[] = {{kAlloc, Way::kOnce, ENOMEM},
                              {kAlloc, Way::kFromThere, ENOMEM},
@@ -49,6 +51,7 @@ const Failure kFailures[] = {{kAlloc, Way::kOnce, ENOMEM},
                              {kRead, Way::kFromThere, EIO},
                              {kRead, Way::kOnce, EINTR, true},
                              {kRead, Way::kShort, 0, true},
+                             {kRead, Way::kStall, kStall, true},
                              {kWrite, Way::kOnce, ENOSPC},
                              {kWrite, Way::kFull, ENOSPC},
                              {kWrite, Way::kFromThere, EIO},
@@ -56,6 +59,7 @@ const Failure kFailures[] = {{kAlloc, Way::kOnce, ENOMEM},
                              {kWrite, Way::kShort, 0, true},
                              {kSync, Way::kOnce, EIO},
                              {kSync, Way::kFromThere, EIO},
+                             {kSync, Way::kStall, kStall, true},
                              {kClose, Way::kOnce, EIO},
                              {kClose, Way::kFromThere, EIO},
                              {kRename, Way::kOnce, EIO},
@@ -68,6 +72,7 @@ const Failure kFailures[] = {{kAlloc, Way::kOnce, ENOMEM},
                              {kClock, Way::kOnce, 0},
                              {kStat, Way::kOnce, EIO},
                              {kStat, Way::kFromThere, EIO},
+                             {kStat, Way::kStall, kStall, true},
                              {kFolder, Way::kOnce, EIO},
                              {kCreate, Way::kOnce, ENOSPC},
                              {kMode, Way::kOnce, EPERM}};
@@ -82,6 +87,8 @@ const char *way_name(const Failure &failure) {
       return "short";
     case Way::kFull:
       return "disk full";
+    case Way::kStall:
+      return "stalled";
   }
   return "";
 }
@@ -245,7 +252,9 @@ class Trial {
     if (++told_[key] > 3) return;
     std::printf("FAULT %s: %s %ld (%s, %s): %s\n", scenario_.name.c_str(),
                 kKindNames[failure.kind], at, way_name(failure),
-                failure.error == 0 ? "-" : strerrorname_np(failure.error),
+                failure.error == 0 || failure.way == Way::kStall
+                    ? "-"
+                    : strerrorname_np(failure.error),
                 problem.c_str());
     if (!outcome.messages.empty()) std::printf("      %s", outcome.messages.c_str());
     std::fflush(stdout);

@@ -40,7 +40,10 @@ void read_answer(const db::PgRows &rows, std::string_view line) {
   std::string back;
   require(rows.to_copy("fuzz", row, back), "a row can be written back");
   back.pop_back();
-  require(rows.render(back, again.data(), cause) && again == row,
+  require(rows.render(back, again.data(), cause), "what was written back is a row");
+  /* Numbers may have come in another spelling, such as with zeros before them. */
+  std::string once_more;
+  require(rows.to_copy("fuzz", again, once_more) && once_more == back + "\n",
           "a row that was written back is the same");
 }
 

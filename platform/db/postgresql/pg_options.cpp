@@ -63,8 +63,9 @@ bool PgOptions::parse(const char *who, const std::string &connection) {
     words.emplace_back(keyword, word->val);
   }
   for (const auto &[keyword, value] : kDefaults) {
-    const bool given = std::any_of(words.begin(), words.end(),
-                                   [&](const auto &w) { return w.first == keyword; });
+    const bool given =
+        std::any_of(words.begin(), words.end(),
+                    [&name = keyword](const auto &w) { return w.first == name; });
     if (!given) words.emplace_back(keyword, value);
   }
   return true;
