@@ -88,15 +88,33 @@ bool view_parts(Dbptr record, std::vector<Dbptr> &parts) {
 
 const KeyIndex *match_index(const std::shared_ptr<const Snapshot> &snapshot,
                             Tbl *kpattern, Tbl *tpattern, Hook **hook) {
-  return at_boundary(
-      "match_index", static_cast<const KeyIndex *>(nullptr), [&]() -> const KeyIndex * {
-        if (snapshot == nullptr || hook == nullptr) {
-          return fail("match_index", "no table or no hook");
-        }
-        MatchState *const state = MatchState::in("match_index", hook);
-        return state == nullptr ? nullptr
-                                : state->follow_ids(snapshot, kpattern, tpattern);
-      });
+  IndexRequest request{snapshot, kpattern, tpattern, hook};
+  return match_indexes({&request, 1}) ? request.index : nullptr;
+}
+
+bool match_indexes(std::span<IndexRequest> requests) {
+  return at_boundary("match_index", false, [&]() -> bool {
+    std::vector<KeyIndex::Following> all;
+    all.reserve(requests.size());
+    for (const IndexRequest &each : requests) {
+      if (each.snapshot == nullptr || each.hook == nullptr) {
+        return fail("match_index", "no table or no hook");
+      }
+      MatchState *const state = MatchState::in("match_index", each.hook);
+      KeyIndex *const index =
+          state == nullptr
+              ? nullptr
+              : state->ids(each.snapshot->layout(), each.kpattern, each.tpattern);
+      if (index == nullptr) return false;
+      all.push_back({index, each.snapshot});
+    }
+    KeyIndex::follow_all(all);
+    for (std::size_t i = 0; i < all.size(); ++i) {
+      if (all[i].index->snapshot() != all[i].snapshot) return false;
+      requests[i].index = all[i].index;
+    }
+    return true;
+  });
 }
 
 long reserve_ids(Dbptr db, const char *key, long count) {

@@ -3,6 +3,7 @@
 #define KSUTIL_PLATFORM_DB_ACCESS_H
 
 #include <memory>
+#include <span>
 #include <string_view>
 #include <vector>
 
@@ -47,6 +48,16 @@ KSUTIL_API bool set_scratch(Dbptr table, std::string_view text);
  * Null, with a message, for other patterns. */
 KSUTIL_API const KeyIndex *match_index(const std::shared_ptr<const Snapshot> &snapshot,
                                        Tbl *kpattern, Tbl *tpattern, Hook **hook);
+
+/* The same for several indexes; tables that must be read for them are read once.  False,
+ * with a message, when one of them cannot be had. */
+struct IndexRequest {
+  std::shared_ptr<const Snapshot> snapshot;
+  Tbl *kpattern, *tpattern;
+  Hook **hook;
+  const KeyIndex *index = nullptr;  // out
+};
+KSUTIL_API bool match_indexes(std::span<IndexRequest> requests);
 
 /* dbnextid for `count` ids at once: the first of `count` consecutive ids; -1 with a
  * message. */

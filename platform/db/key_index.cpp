@@ -1,13 +1,16 @@
 #include "platform/db/key_index.h"
 
 #include <algorithm>
+#include <atomic>
 #include <bit>
 #include <cstdint>
 #include <limits>
+#include <new>
 #include <utility>
 
 #include "platform/elog/elog.h"
 #include "platform/elog/failure.h"
+#include "platform/stock/shared_work.h"
 
 namespace ksutil::db {
 namespace {
@@ -22,33 +25,150 @@ constexpr std::size_t kAhead = 12;
 
 }  // namespace
 
-void KeyIndex::follow(const std::shared_ptr<const Snapshot> &snapshot) {
-  if (snapshot == snapshot_) return;
+/* KeyTaker: reads the keys of rows for several indexes of one table. */
+class KeyIndex::KeyTaker final : public RowTaker {
+ public:
+  explicit KeyTaker(std::span<const Following> indexes) : indexes_(indexes) {
+    for (auto &wide : wide_) wide.resize(indexes.size());
+  }
+
+  bool take(unsigned sharer, long first, std::size_t count,
+            std::string_view rows) noexcept override {
+    const std::size_t length = rows.size() / count;
+    try {
+      for (std::size_t i = 0; i < indexes_.size(); ++i) {
+        KeyIndex &index = *indexes_[i].index;
+        auto number = static_cast<std::size_t>(first);
+        for (std::size_t at = 0; at < rows.size(); at += length, ++number) {
+          std::int64_t key;
+          if (!index.read(rows.substr(at, length), key)) continue;
+          Node &node = index.nodes_[number];
+          node = {static_cast<std::int32_t>(key), 0};
+          if (key != node.low) wide_[sharer][i].emplace_back(number, key);
+        }
+      }
+      return true;
+    } catch (const std::bad_alloc &) {
+      return false;
+    }
+  }
+
+  /* Enters the keys of more than 32 bits, for which two threads would need a lock. */
+  void finish() {
+    for (const auto &wide : wide_) {
+      for (std::size_t i = 0; i < indexes_.size(); ++i) {
+        for (const auto &[row, key] : wide[i]) indexes_[i].index->set_key(row, key);
+      }
+    }
+  }
+
+ private:
+  using WideKeys = std::vector<std::pair<std::size_t, std::int64_t>>;
+  const std::span<const Following> indexes_;
+  std::vector<WideKeys> wide_[kWorkSharers];  // by index
+};
+
+void KeyIndex::follow_all(std::span<const Following> all) {
+  std::vector<Following> anew;
+  for (const Following &each : all) {
+    if (!each.index->follow_changes(each.snapshot)) anew.push_back(each);
+  }
+  if (!anew.empty()) rebuild_all(anew);
+}
+
+void KeyIndex::clear() {
+  slots_ = {};
+  nodes_ = {};
+  high_ = {};
+  used_ = 0;
+  steps_.clear();
+}
+
+/* False when the index must be built anew. */
+bool KeyIndex::follow_changes(const std::shared_ptr<const Snapshot> &snapshot) {
+  if (snapshot == snapshot_) return true;
+  /* No snapshot until the index is complete: memory may run short half way. */
+  const std::shared_ptr<const Snapshot> before = std::exchange(snapshot_, nullptr);
   if (snapshot->count() > std::numeric_limits<std::int32_t>::max()) {
     fail("KeyIndex", "table %s has %ld records, too many to index",
          snapshot->layout().name.c_str(), snapshot->count());
-    slots_ = {};
-    nodes_ = {};
-    high_ = {};
-    steps_.clear();
-    used_ = 0;
-    snapshot_ = nullptr;
-    return;
+    clear();
+    return true;
   }
-  /* No snapshot until the index is complete: memory may run short half way. */
-  const std::shared_ptr<const Snapshot> before = std::exchange(snapshot_, nullptr);
   lost_.clear();
-  if (before != nullptr && apply(before, *snapshot)) {
-    remember(before);
-  } else {
-    steps_.clear();
-    rebuild(*snapshot);
-  }
+  if (before == nullptr || !apply(before, *snapshot)) return false;
+  remember(before);
   if (snapshot->complete()) snapshot_ = snapshot;
+  return true;
 }
 
-bool KeyIndex::read(const Snapshot &snapshot, long row, std::int64_t &key) const {
-  return column_.read(snapshot.row(row), key) && key != column_.null();
+/* Builds indexes that describe no snapshot. */
+void KeyIndex::rebuild_all(std::vector<Following> &anew) {
+  const auto rows = [](const Following &each) { return each.snapshot->count(); };
+  const auto other_table = [](const Following &a, const Following &b) {
+    return a.snapshot != b.snapshot;
+  };
+  for (auto first = anew.begin(); first != anew.end();) {
+    auto end = std::adjacent_find(first, anew.end(), other_table);
+    if (end != anew.end()) ++end;
+    read_keys({first, end});
+    if (!first->snapshot->complete()) return;
+    first = end;
+  }
+  /* The long ones first, so that the second thread has short ones to end with. */
+  std::stable_sort(
+      anew.begin(), anew.end(),
+      [&](const Following &a, const Following &b) { return rows(a) > rows(b); });
+  std::size_t bytes = 0;
+  for (const Following &each : anew) {
+    bytes += static_cast<std::size_t>(rows(each)) * sizeof(Node);
+  }
+  if (anew.size() == 1 || !worth_sharing(bytes)) {
+    for (const Following &each : anew) each.index->link();
+  } else {
+    std::atomic<bool> memory_short{false};
+    share_work(anew.size(), [&](std::size_t place, unsigned) noexcept {
+      try {
+        anew[place].index->link();
+      } catch (const std::bad_alloc &) {
+        memory_short = true;
+      }
+    });
+    if (memory_short) throw std::bad_alloc();
+  }
+  for (const Following &each : anew) each.index->snapshot_ = each.snapshot;
+}
+
+/* Reads the keys of indexes of one table. */
+void KeyIndex::read_keys(std::span<const Following> indexes) {
+  const Snapshot &snapshot = *indexes.front().snapshot;
+  for (const Following &each : indexes) each.index->prepare(snapshot);
+  KeyTaker taker(indexes);
+  const std::vector<RowRange> left = snapshot.scan(taker);
+  taker.finish();
+  for (const RowRange &range : left) {
+    for (long row = range.first; row < range.end; ++row) {
+      const std::string_view text = snapshot.row(row);
+      for (const Following &each : indexes) {
+        std::int64_t key;
+        if (each.index->read(text, key)) {
+          each.index->note_key(static_cast<std::size_t>(row), key);
+        }
+      }
+    }
+  }
+}
+
+void KeyIndex::prepare(const Snapshot &snapshot) {
+  column_ = IntegerColumn(snapshot.layout(), field_);
+  clear();
+  resize(snapshot.count());
+}
+
+/* Notes the key of a row that link() will enter. */
+void KeyIndex::note_key(std::size_t row, std::int64_t key) {
+  set_key(row, key);
+  nodes_[row].next = 0;
 }
 
 void KeyIndex::set_key(std::size_t row, std::int64_t key) {
@@ -73,19 +193,8 @@ void KeyIndex::resize(long rows) {
   high_.resize(size);
 }
 
-void KeyIndex::rebuild(const Snapshot &snapshot) {
-  column_ = IntegerColumn(snapshot.layout(), field_);
-  slots_ = {};
-  nodes_ = {};
-  high_ = {};
-  used_ = 0;
-  resize(snapshot.count());
-  std::int64_t key;
-  for (std::size_t row = 0; row < nodes_.size(); ++row) {
-    if (!read(snapshot, static_cast<long>(row), key)) continue;
-    set_key(row, key);
-    nodes_[row].next = 0;
-  }
+/* Enters the rows whose keys are noted. */
+void KeyIndex::link() {
   for (std::size_t row = 0; row < nodes_.size(); ++row) {
     if (row + kAhead < nodes_.size() && !slots_.empty()) {
       __builtin_prefetch(&slots_[place(key_at(row + kAhead))]);
@@ -109,7 +218,7 @@ bool KeyIndex::apply(const std::shared_ptr<const Snapshot> &earlier,
   if (!move(snapshot, changes.changed, steps)) return false;
   std::int64_t key;
   for (long row = changes.old_count; row < snapshot.count(); ++row) {
-    if (read(snapshot, row, key)) append(key, static_cast<std::int32_t>(row));
+    if (read(snapshot.row(row), key)) append(key, static_cast<std::int32_t>(row));
   }
   return true;
 }
@@ -136,7 +245,7 @@ bool KeyIndex::move(const Snapshot &snapshot, const std::vector<long> &changed,
     const auto row = static_cast<std::int32_t>(number);
     std::int64_t before = 0, after = 0;
     const bool was = key_of(number, before);
-    const bool is = read(snapshot, number, after);
+    const bool is = read(snapshot.row(number), after);
     if (was && is && before == after) continue;
     if (was) {
       lost_.push_back(before);

@@ -9,6 +9,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -37,7 +38,19 @@ class KSUTIL_API KeyIndex {
    * When rows cannot be read the index describes no snapshot.
    * A table of more than 2^31 - 1 rows is refused with a message; the index is then empty
    * and describes no snapshot. */
-  void follow(const std::shared_ptr<const Snapshot> &snapshot);
+  void follow(const std::shared_ptr<const Snapshot> &snapshot) {
+    const Following following{this, snapshot};
+    follow_all({&following, 1});
+  }
+
+  /* The same for several indexes, of one table or of several: those that are built anew
+   * read each table once, where it pays on two threads.  Ends early when rows cannot be
+   * read. */
+  struct Following {
+    KeyIndex *index;
+    std::shared_ptr<const Snapshot> snapshot;
+  };
+  static void follow_all(std::span<const Following> all);
 
   /* The snapshot that the index describes; null before the first follow
    * and after one that failed. */
@@ -108,7 +121,15 @@ class KSUTIL_API KeyIndex {
     std::vector<std::int64_t> lost;
   };
 
-  void rebuild(const Snapshot &snapshot);
+  class KeyTaker;
+
+  static void rebuild_all(std::vector<Following> &anew);
+  static void read_keys(std::span<const Following> indexes);
+  bool follow_changes(const std::shared_ptr<const Snapshot> &snapshot);
+  void clear();
+  void prepare(const Snapshot &snapshot);
+  void note_key(std::size_t row, std::int64_t key);
+  void link();
   bool apply(const std::shared_ptr<const Snapshot> &earlier, const Snapshot &snapshot);
   bool go_back(const Snapshot &earlier, const Snapshot &snapshot);
   bool move(const Snapshot &snapshot, const std::vector<long> &changed,
@@ -118,7 +139,9 @@ class KSUTIL_API KeyIndex {
   void append(std::int64_t key, std::int32_t row);
   bool insert(std::int64_t key, std::int32_t row, std::size_t &steps);
   bool remove(std::int32_t row, std::size_t &steps);
-  bool read(const Snapshot &snapshot, long row, std::int64_t &key) const;
+  bool read(std::string_view row, std::int64_t &key) const {
+    return column_.read(row, key) && key != column_.null();
+  }
   void set_key(std::size_t row, std::int64_t key);
   std::size_t place(std::int64_t key) const;
   std::size_t slot_of(std::int64_t key) const;

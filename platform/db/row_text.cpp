@@ -62,21 +62,28 @@ void BlockPtr::destroy(Header *header) noexcept {
   delete rows;
 }
 
+void BlockPtr::pack() const noexcept {
+  if (header_ == nullptr || is(kInPlace)) return;
+  RowsHeader &header = rows();
+  if (header.raw == nullptr || header.incompressible || is(kKept) ||
+      header.packed.load(std::memory_order_relaxed) != nullptr) {
+    return;
+  }
+  try {
+    auto packed = PackedRows::pack({header.raw, header.size});
+    header.incompressible = packed == nullptr;
+    header.packed.store(packed.release());
+  } catch (const std::bad_alloc &) {
+    /* It stays as it is, and may be packed later. */
+  }
+}
+
 bool BlockPtr::release_raw() const noexcept {
   if (header_ == nullptr || is(kInPlace)) return false;
   RowsHeader &header = rows();
   if (header.raw == nullptr) return true;
-  if (header.packed.load(std::memory_order_relaxed) == nullptr) {
-    if (header.incompressible || is(kKept)) return false;
-    try {
-      auto packed = PackedRows::pack({header.raw, header.size});
-      header.incompressible = packed == nullptr;
-      if (packed == nullptr) return false;
-      header.packed.store(packed.release());
-    } catch (const std::bad_alloc &) {
-      return false;
-    }
-  }
+  pack();
+  if (header.packed.load(std::memory_order_relaxed) == nullptr) return false;
   /* A reader that counts itself after this look finds the packed rows. */
   if (header.users.load() != 0) return false;
   ::operator delete(std::exchange(header.raw, nullptr));

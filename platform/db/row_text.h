@@ -65,11 +65,7 @@ class KSUTIL_API BlockPtr {
   /* The bytes of the rows, packed or not. */
   std::size_t size() const { return header_ == nullptr ? 0 : header_->size; }
   /* Whether there are other handles to the block, or copies of pieces of it. */
-  bool shared() const {
-    return header_ != nullptr &&
-           (header_->references.load(std::memory_order_acquire) > 1 ||
-            header_->copies.load(std::memory_order_acquire) != nullptr);
-  }
+  bool shared() const { return shared_beyond(1); }
   /* The raw bytes; null after release_raw() has given them up. */
   const char *data() const { return raw(); }
   /* For bytes that no RowText shows yet, or all of them when the block is not
@@ -84,6 +80,15 @@ class KSUTIL_API BlockPtr {
    * or of less than 4 KiB, and when packing would save less than a quarter.  A packed
    * block keeps its packed bytes: the next call costs nothing. */
   bool release_raw() const noexcept;
+  /* Does the long part of release_raw(), which then takes no time: packs the block.  One
+   * thread may do so in place of the one that fills the block, which waits for it. */
+  void pack() const noexcept;
+  /* Whether texts, or handles beyond `handles`, hold the block. */
+  bool shared_beyond(std::uint32_t handles) const {
+    return header_ != nullptr &&
+           (header_->references.load(std::memory_order_acquire) > handles ||
+            header_->copies.load(std::memory_order_acquire) != nullptr);
+  }
   /* Makes data() point to the raw bytes again, until the next release_raw().  Throws
    * std::bad_alloc. */
   void restore_raw() const;

@@ -8,6 +8,7 @@
 #ifndef KSUTIL_PLATFORM_DB_SNAPSHOT_H
 #define KSUTIL_PLATFORM_DB_SNAPSHOT_H
 
+#include <cstddef>
 #include <memory>
 #include <string_view>
 #include <vector>
@@ -35,6 +36,23 @@ struct Changes {
   long new_count = 0;
 };
 
+/* Rows first .. end - 1 of a table. */
+struct RowRange {
+  long first, end;
+};
+
+/* RowTaker: is given the rows of a table while they are read.  May be called from two
+ * threads at once, for different rows and with different sharers (see
+ * platform/stock/shared_work.h). */
+class RowTaker {
+ public:
+  virtual ~RowTaker() = default;
+  /* Takes `count` whole rows, which lie behind each other in `rows` and last as long as
+   * the call; false when it could not take all of them. */
+  virtual bool take(unsigned sharer, long first, std::size_t count,
+                    std::string_view rows) noexcept = 0;
+};
+
 class KSUTIL_API Snapshot {
  public:
   virtual ~Snapshot() = default;
@@ -52,6 +70,13 @@ class KSUTIL_API Snapshot {
 
   /* The same as a text that may be kept. */
   virtual RowText text(long record) const = 0;
+
+  /* Reads the table once, on two threads, and gives its rows to the taker; keeps their
+   * fingerprints and none of their bytes.  The result is the ranges of rows that are to
+   * be read by row(), in ascending order: rows that cannot be read, are broken or were
+   * not taken, and all rows of a table for which a second thread does not pay.  Throws
+   * std::bad_alloc. */
+  virtual std::vector<RowRange> scan(RowTaker &taker) const;
 
   /* False once rows could not be read because the store failed (a disk error, no memory).
    * Such rows may still exist: check complete() after reading, before concluding anything

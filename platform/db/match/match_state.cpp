@@ -84,12 +84,11 @@ bool MatchState::find_rows(TableSource &table) {
   return true;
 }
 
-const KeyIndex *MatchState::follow_ids(const std::shared_ptr<const Snapshot> &snapshot,
-                                       Tbl *kpattern, Tbl *tpattern) {
+KeyIndex *MatchState::ids(const Relation &layout, Tbl *kpattern, Tbl *tpattern) {
   if (ids_ == nullptr || !same_texts(kpattern, id_kpattern_) ||
       !same_texts(tpattern, id_tpattern_)) {
     std::vector<std::string> of_key, of_table;
-    const std::string field = id_field_of(snapshot->layout(), tpattern);
+    const std::string field = id_field_of(layout, tpattern);
     if (field.empty() || !pattern_texts("match_index", tpattern, of_table) ||
         !pattern_texts("match_index", kpattern, of_key)) {
       return nullptr;
@@ -103,8 +102,7 @@ const KeyIndex *MatchState::follow_ids(const std::shared_ptr<const Snapshot> &sn
     id_kpattern_ = std::move(of_key);
     id_tpattern_ = std::move(of_table);
   }
-  ids_->follow(snapshot);
-  return ids_->snapshot() == snapshot ? ids_.get() : nullptr;
+  return ids_.get();
 }
 
 }  // namespace ksutil::db

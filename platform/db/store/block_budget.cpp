@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "platform/db/store/internal/block_snapshot.h"
+#include "platform/stock/shared_work.h"
 
 namespace ksutil::db {
 
@@ -42,14 +43,19 @@ void BlockBudget::drop_oldest() {
             [](const Held &a, const Held &b) { return a.turn < b.turn; });
   bytes_ = 0;
   for (const Held &each : held) bytes_ += each.bytes;
-  for (const Held &oldest : held) {
-    /* The reading that has called shows the rows that were read last. */
-    if (bytes_ <= limit_ / 2 || oldest.turn == turn_) break;
-    bytes_ -= oldest.bytes;
-    if (oldest.singles) {
-      oldest.slots.front()->singles = {};
+  std::size_t dropped = 0;
+  while (dropped < held.size() && bytes_ > limit_ / 2 &&
+         /* The reading that has called shows the rows that were read last. */
+         held[dropped].turn != turn_) {
+    bytes_ -= held[dropped++].bytes;
+  }
+  const std::span<const Held> oldest(held.data(), dropped);
+  pack_blocks(oldest);
+  for (const Held &each : oldest) {
+    if (each.singles) {
+      each.slots.front()->singles = {};
     } else {
-      drop_block(oldest.slots);
+      drop_block(each.slots);
     }
   }
   /* The bytes that stay may be more than the limit: do not look at all of them again for
@@ -85,6 +91,22 @@ std::vector<BlockBudget::Held> BlockBudget::all_held() const {
   }
   std::erase_if(held, [](const Held &each) { return each.kept; });
   return held;
+}
+
+/* Packs the blocks that texts hold, on two threads where that pays. */
+void BlockBudget::pack_blocks(std::span<const Held> dropped) {
+  std::vector<BlockPtr> blocks;
+  std::size_t bytes = 0;
+  for (const Held &each : dropped) {
+    if (each.singles) continue;
+    const BlockPtr &block = each.slots.front()->block;
+    if (!block.shared_beyond(static_cast<std::uint32_t>(each.slots.size()))) continue;
+    blocks.push_back(block);
+    bytes += block.size();
+  }
+  if (!worth_sharing(bytes)) return;
+  share_work(blocks.size(),
+             [&blocks](std::size_t place, unsigned) noexcept { blocks[place].pack(); });
 }
 
 /* Drops a block, or only its raw bytes while RowTexts hold it.  One whose raw bytes are

@@ -201,6 +201,7 @@ Changes BlockSnapshot::changes_to(const Snapshot &later) const {
                   same_layout(layout(), later.layout());
   if (!changes.known || now_rows == this) return changes;
 
+  now_rows->look_ahead(*this);
   for (std::size_t index = 0; changes.known && index < blocks(); ++index) {
     const BlockSlot &then = held_block(index);
     const BlockSlot &now =

@@ -47,17 +47,13 @@ bool FlatSnapshot::load_row(std::size_t number, char *to) const {
   return fetch(number, 1, to) == static_cast<ssize_t>(length_);
 }
 
-bool FlatSnapshot::fetch_block(std::size_t index, char *to, std::size_t &rows,
+bool FlatSnapshot::fetch_block(std::size_t index, char *to, RowPrints &prints,
                                bool &whole) const {
-  const std::size_t first = index << shift_, expected = expected_rows(index);
-  const ssize_t got = fetch(first, expected, to);
-  if (got < 0) {
-    return fail_errno("dbget", "%s: Cannot read records %zu to %zu", file_.c_str(),
-                      first, first + expected - 1);
-  }
-  rows = static_cast<std::size_t>(got) / length_;
+  const std::size_t expected = expected_rows(index);
+  const ssize_t got = fetch(index << shift_, expected, to);
+  if (got < 0) return false;
+  const std::size_t rows = static_cast<std::size_t>(got) / length_;
   whole = rows == expected;
-  RowPrints &prints = shared_->prints;
   prints.resize(rows);
   const Fingerprint fingerprint;
   const char *at = to;
@@ -82,15 +78,21 @@ void FlatSnapshot::load(std::size_t index, BlockSlot &slot, bool bytes) const {
       fresh = budget_->new_block(wanted);
       to = fresh.fill();
     }
-    std::size_t rows;
+    RowPrints &read = shared_->prints;
     bool whole;
-    if (!fetch_block(index, to, rows, whole)) return;
+    if (!fetch_block(index, to, read, whole)) {
+      const std::size_t first = index << shift_;
+      fail_errno("dbget", "%s: Cannot read records %zu to %zu", file_.c_str(), first,
+                 first + expected_rows(index) - 1);
+      return;
+    }
+    const std::size_t rows = read.size();
     /* Packing reads all bytes. */
     if (fresh) std::memset(to + rows * length_, 0, wanted - rows * length_);
-    const bool same = slot.prints != nullptr && *slot.prints == shared_->prints;
+    const bool same = slot.prints != nullptr && *slot.prints == read;
     const bool reread = slot.current;
     std::shared_ptr<const RowPrints> prints = slot.prints;
-    if (!same && !reread) prints = std::make_shared<const RowPrints>(shared_->prints);
+    if (!same && !reread) prints = std::make_shared<const RowPrints>(read);
     const bool wants_bytes = !same || ((bytes || keeps_rows()) && !slot.block);
     if (follows && wants_bytes) {
       fresh = budget_->new_block(wanted);

@@ -3,24 +3,30 @@
  * screen until the next restart; a row that mixes two states is a wrong location that
  * nobody ever computed. */
 #include <fcntl.h>
-#include <gtest/gtest.h>
+#include <gmock/gmock.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <atomic>
+#include <cerrno>
 #include <cstdlib>
 #include <deque>
+#include <map>
+#include <optional>
 #include <random>
 #include <set>
 
 #include "platform/db/key_index.h"
 #include "platform/db/store/internal/flat_table.h"
 #include "platform/stock/fingerprint.h"
+#include "platform/stock/shared_work.h"
 #include "table_files.h"
 
 namespace ksutil::db {
 namespace {
 
 using namespace testing;
+using ::testing::HasSubstr;
 
 constexpr std::size_t kLength = 43;  // of a row of lastid
 constexpr std::size_t kManyRows = 12000;
@@ -177,7 +183,15 @@ class Followed {
     if (!earlier_.empty()) check_changes(earlier_.back(), *snapshot);
     index_.follow(snapshot);
     ASSERT_EQ(index_.snapshot(), snapshot);
-    check_index();
+    check_index(index_);
+    /* Two indexes, of which one may follow changes and the other be built anew. */
+    if (edited.below(2) == 0) fresh_ = KeyIndex("keyvalue");
+    const KeyIndex::Following both[] = {{&second_, snapshot}, {&fresh_, snapshot}};
+    KeyIndex::follow_all(both);
+    for (const KeyIndex *index : {&second_, &fresh_}) {
+      ASSERT_EQ(index->snapshot(), snapshot);
+      check_index(*index);
+    }
     for (const Earlier &each : earlier_) check_lost_keys(each);
     earlier_.push_back({snapshot, edited.rows});
     if (earlier_.size() > 3) earlier_.pop_front();
@@ -220,23 +234,23 @@ class Followed {
     ASSERT_EQ(changes.changed, expected);
   }
 
-  void check_index() {
+  void check_index(const KeyIndex &index) {
     std::map<long, std::vector<long>> model;
     std::size_t wrong = 0;
     for (std::size_t i = 0; i < edited.rows.size(); ++i) {
       const long key = model_key(edited.rows[i]);
       std::int64_t found = kNull;
-      const bool has_key = index_.key_of(static_cast<long>(i), found);
+      const bool has_key = index.key_of(static_cast<long>(i), found);
       if (has_key != (key != kNull) || found != key) ++wrong;
       if (key != kNull) model[key].push_back(static_cast<long>(i));
     }
     ASSERT_EQ(wrong, 0U);
     for (const auto &[key, rows] : model) {
       std::vector<long> found;
-      for (const long row : index_.find(key)) found.push_back(row);
+      for (const long row : index.find(key)) found.push_back(row);
       ASSERT_EQ(found, rows) << "key " << key;
     }
-    for (int key = 700; key < 720; ++key) ASSERT_TRUE(index_.find(key).empty());
+    for (int key = 700; key < 720; ++key) ASSERT_TRUE(index.find(key).empty());
   }
 
   void check_lost_keys(const Earlier &before) {
@@ -255,16 +269,21 @@ class Followed {
 
   FlatSettings settings_;
   FlatTable table_;
-  KeyIndex index_{"keyvalue"};
+  KeyIndex index_{"keyvalue"}, second_{"keyvalue"}, fresh_{"keyvalue"};
   std::deque<Earlier> earlier_;
 };
 
+/* Every table is worth a second thread. */
+constexpr WorkSettings kShared{.least_bytes = 1, .always = true};
+
 /* Sizes below and above one block, which holds 8,192 rows; budgets below one block,
- * below the table, and above all. */
-class TableFollow : public ::testing::TestWithParam<std::tuple<long, std::size_t>> {};
+ * below the table, and above all; one thread, two, or two of which the system gives one. */
+class TableFollow : public ::testing::TestWithParam<
+                        std::tuple<long, std::size_t, const WorkSettings *>> {};
 
 TEST_P(TableFollow, EqualsTheFileAfterAnyEdits) {
-  const auto [rows, budget] = GetParam();
+  const auto [rows, budget, settings] = GetParam();
+  const ScopedWorkSettings sharing(*settings);
   Followed followed(rows, budget, static_cast<unsigned>(rows) + 7);
   followed.follow(false);
   long steps = rounds(rows > 1000 ? 16 : 50);
@@ -280,11 +299,151 @@ TEST_P(TableFollow, EqualsTheFileAfterAnyEdits) {
   }
   EXPECT_GT(followed.lost_known, 0);
 }
+constexpr WorkSettings kAlone;
+constexpr WorkSettings kNoThread{.least_bytes = 1, .always = true, .no_thread = true};
+constexpr std::size_t kBudgets[] = {1, 900000, std::size_t{1} << 30};
 INSTANTIATE_TEST_SUITE_P(Sizes, TableFollow,
                          ::testing::Combine(::testing::Values(1L, 300L, 8191L, 20000L),
-                                            ::testing::Values(std::size_t{1},
-                                                              std::size_t{900000},
-                                                              std::size_t{1} << 30)));
+                                            ::testing::ValuesIn(kBudgets),
+                                            ::testing::Values(&kAlone)));
+INSTANTIATE_TEST_SUITE_P(Shared, TableFollow,
+                         ::testing::Combine(::testing::Values(300L, 20000L),
+                                            ::testing::ValuesIn(kBudgets),
+                                            ::testing::Values(&kShared)));
+INSTANTIATE_TEST_SUITE_P(NoThread, TableFollow,
+                         ::testing::Combine(::testing::Values(20000L),
+                                            ::testing::Values(900000U),
+                                            ::testing::Values(&kNoThread)));
+
+/* The calls of a test, from any thread. */
+std::atomic<long> bytes_read{0}, fails_from{-1};
+ssize_t counted_pread(int fd, void *to, std::size_t bytes, off_t at) {
+  const long from = fails_from;
+  if (from >= 0 && at >= from) {
+    errno = EIO;
+    return -1;
+  }
+  bytes_read += static_cast<long>(bytes);
+  return ::pread(fd, to, bytes, at);
+}
+
+/* A table of several blocks that is read on two threads. */
+class SharedReading : public ::testing::Test {
+ protected:
+  SharedReading() {
+    FileCalls calls = system_file_calls();
+    calls.pread = counted_pread;
+    calls_.emplace(calls);
+    bytes_read = 0;
+  }
+  ~SharedReading() override { fails_from = -1; }
+
+  static constexpr long kRows = 33000;
+  std::string path() const { return folder_ / "db.lastid"; }
+  void write_rows() const {
+    std::string bytes;
+    for (long i = 0; i < kRows; ++i) bytes += lastid_row("k", 1 + i % 900);
+    write_file(path(), bytes);
+  }
+  static long rows_with(const KeyIndex &index, long key) {
+    long count = 0;
+    for ([[maybe_unused]] const long row : index.find(key)) ++count;
+    return count;
+  }
+
+  TempDirectory folder_;
+  FlatSettings settings_{Schema::load("css3.0"), false, false,
+                         std::make_shared<FlatShared>(1), nullptr};
+  FlatTable table_{settings_, relation("css3.0", "lastid"), {path()}};
+  const ScopedWorkSettings sharing_{kShared};
+  std::optional<ScopedFileCalls> calls_;
+};
+
+TEST_F(SharedReading, IndexesOfOneTableReadItOnce) {
+  write_rows();
+  KeyIndex first("keyvalue"), second("keyvalue");
+  const auto snapshot = table_.snapshot();
+  bytes_read = 0;
+  const KeyIndex::Following both[] = {{&first, snapshot}, {&second, snapshot}};
+  KeyIndex::follow_all(both);
+  EXPECT_EQ(bytes_read, kRows * static_cast<long>(kLength));
+  EXPECT_EQ(rows_with(first, 900), kRows / 900);
+  EXPECT_EQ(rows_with(second, 1), kRows / 900 + 1);
+}
+
+/* The blocks that one of the threads cannot read are the caller's to report. */
+TEST_F(SharedReading, ErrorsAreMessagesOfTheCaller) {
+  write_rows();
+  KeyIndex first("keyvalue"), second("keyvalue");
+  messages();
+  fails_from = 32768 * static_cast<long>(kLength);
+  const auto snapshot = table_.snapshot();
+  {
+    const KeyIndex::Following both[] = {{&first, snapshot}, {&second, snapshot}};
+    const int mark = elog_mark();
+    KeyIndex::follow_all(both);
+    EXPECT_THAT(messages(), HasSubstr("Cannot read records 32768 to 32999"));
+    elog_flush(0, mark);
+  }
+  EXPECT_EQ(first.snapshot(), nullptr);
+  EXPECT_EQ(second.snapshot(), nullptr);
+  EXPECT_FALSE(snapshot->complete());
+  EXPECT_FALSE(snapshot->overtaken());
+  fails_from = -1;
+  first.follow(table_.snapshot());
+  EXPECT_EQ(rows_with(first, 900), kRows / 900);
+}
+
+/* Changes that come while the table is followed are found by the reading of the next
+ * snapshot, on two threads as on one. */
+TEST_F(SharedReading, ErrorsOfAFollowingLookAreMessagesToo) {
+  write_rows();
+  KeyIndex index("keyvalue");
+  const auto first = table_.snapshot();
+  index.follow(first);
+  std::ofstream(path(), std::ios::app) << lastid_row("k", 12345);
+  fails_from = 0;
+  messages();
+  {
+    const auto next = table_.snapshot();
+    if (next != nullptr) {
+      EXPECT_FALSE(changes_between(*first, *next).known);
+      EXPECT_FALSE(next->complete());
+    }
+    EXPECT_THAT(messages(), HasSubstr("Cannot read"));
+  }
+  fails_from = -1;
+  index.follow(table_.snapshot());
+  EXPECT_EQ(rows_with(index, 12345), 1);
+}
+
+/* Keys of which some need more than 32 bits. */
+TEST(SharedScan, GivesEveryKeyOnce) {
+  TempDirectory folder;
+  const Relation &layout = relation("css3.0", "wfdisc");
+  std::string bytes;
+  std::map<std::int64_t, std::vector<long>> model;
+  for (long i = 0; i < 9000; ++i) {
+    const std::int64_t key =
+        1 + (i % 7 == 0 ? 4294967296L * (i % 2) + i % 50 : i % 1000);
+    std::string row = null_record(layout);
+    ASSERT_TRUE(write_integer(*layout.find("foff"), key, row));
+    bytes += row;
+    model[key].push_back(i);
+  }
+  write_file(folder / "db.wfdisc", bytes);
+  FlatSettings settings{Schema::load("css3.0"), false, false,
+                        std::make_shared<FlatShared>(1), nullptr};
+  FlatTable table(settings, layout, {folder / "db.wfdisc"});
+  const ScopedWorkSettings sharing(kShared);
+  KeyIndex index("foff");
+  index.follow(table.snapshot());
+  for (const auto &[key, rows] : model) {
+    std::vector<long> found;
+    for (const long row : index.find(key)) found.push_back(row);
+    ASSERT_EQ(found, rows) << key;
+  }
+}
 
 TEST(KeyIndexLostKeys, AreForgottenWhenTheTableIsIndexedAnew) {
   const ElogScope quiet;

@@ -34,16 +34,15 @@ class MatchState {
   bool find(const expr::Record &record, TableSource &table);
   const std::vector<long> &rows() const { return rows_; }
 
-  /* The index for patterns of one integer field each, brought up to the snapshot; null
-   * with a message. */
-  const KeyIndex *follow_ids(const std::shared_ptr<const Snapshot> &snapshot,
-                             Tbl *kpattern, Tbl *tpattern);
+  /* The index for patterns of one integer field each of a table with the layout, to be
+   * followed by the caller; null with a message. */
+  KeyIndex *ids(const Relation &layout, Tbl *kpattern, Tbl *tpattern);
 
  private:
   bool find_rows(TableSource &table);
 
   std::unique_ptr<const MatchPlan> plan_;               // null until prepare()
-  std::vector<std::string> id_kpattern_, id_tpattern_;  // last seen by follow_ids()
+  std::vector<std::string> id_kpattern_, id_tpattern_;  // last seen by ids()
   std::unique_ptr<KeyIndex> ids_;                       // of a match by id
   std::unique_ptr<GroupIndex> groups_;                  // of any other match
   long table_ = 0;  // the number of the table source that was indexed

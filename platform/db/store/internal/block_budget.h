@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <mutex>
+#include <span>
 #include <vector>
 
 #include "platform/db/row_text.h"
@@ -46,6 +47,7 @@ class BlockBudget {
     std::vector<BlockSlot *> slots;
   };
   std::vector<Held> all_held() const;
+  static void pack_blocks(std::span<const Held> dropped);
   void drop_block(const std::vector<BlockSlot *> &slots);
   void drop_oldest();
 

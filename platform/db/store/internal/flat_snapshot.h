@@ -39,12 +39,20 @@ class FlatSnapshot final : public BlockSnapshot {
   void follow(const FlatSnapshot &before, long changed_from, long changed_to);
   void follow(const FlatSnapshot &before) { follow(before, 0, count()); }
 
+  std::vector<RowRange> scan(RowTaker &taker) const override;
+
  private:
+  struct Examined;
+  class SharedExamination;
+
+  void settle_examined(std::size_t index, Examined &examined) const;
+
+  void look_ahead(const BlockSnapshot &before) const override;
   void load(std::size_t index, BlockSlot &slot, bool bytes) const override;
   bool load_row(std::size_t number, char *to) const override;
-  /* Reads a block to `to`, its whole records counted in `rows`, and takes their
-   * fingerprints, shared_->prints; false with a message. */
-  bool fetch_block(std::size_t index, char *to, std::size_t &rows, bool &whole) const;
+  /* Reads a block to `to` and takes the fingerprints of its whole records; `whole`: none
+   * is missing or broken.  False with errno set.  Safe from any thread. */
+  bool fetch_block(std::size_t index, char *to, RowPrints &prints, bool &whole) const;
   /* Reads records to `to`; the bytes read, completed by the newline that the last record
    * of the table may lack, -1 with errno set on an error. */
   ssize_t fetch(std::size_t first, std::size_t rows, char *to) const;
