@@ -124,6 +124,19 @@ const db::KeyIndex *WatchedDatabase::index(
   return db::match_index(rows, key.kpattern, key.tpattern, &key.hook);
 }
 
+bool WatchedDatabase::index(std::initializer_list<Wanted> all) {
+  std::vector<db::IndexRequest> requests;
+  requests.reserve(all.size());
+  for (const Wanted &each : all) {
+    requests.push_back(
+        {each.rows, each.key.kpattern, each.key.tpattern, &each.key.hook});
+  }
+  if (!db::match_indexes(requests)) return false;
+  auto request = requests.cbegin();
+  for (const Wanted &each : all) each.found = (request++)->index;
+  return true;
+}
+
 void WatchedDatabase::free_indexes() {
   free_match_hooks(vars_);
   sites_.follow(nullptr);

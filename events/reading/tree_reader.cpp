@@ -20,12 +20,6 @@ bool TreeReader::take(const char *name, ReadTable<Columns> &table) {
   return true;
 }
 
-bool TreeReader::index(const std::shared_ptr<const db::Snapshot> &rows, EVMatch &match,
-                       const db::KeyIndex *&found) {
-  found = database_.index(rows, match);
-  return found != nullptr;
-}
-
 bool TreeReader::bind(unsigned tables) {
   const db::OneLook look(db::database_store(database_.handle()));
   const bool detections = (tables & kReadDetections) != 0;
@@ -65,19 +59,20 @@ bool TreeReader::follow_detections() {
 
 bool TreeReader::index_list() {
   EVVars &vars = database_.vars();
-  return index(event_.rows, vars.event_evid, by_.event_evid) &&
-         index(origin_.rows, vars.origin_evid, by_.origin_evid) &&
-         index(origin_.rows, vars.origin_orid, by_.origin_orid) &&
-         index(origerr_.rows, vars.origerr_orid, by_.origerr_orid) &&
-         index(netmag_.rows, vars.netmag_orid, by_.netmag_orid) &&
-         index(mt_.rows, vars.mt_orid, by_.mt_orid);
+  return database_.index({{event_.rows, vars.event_evid, by_.event_evid},
+                          {origin_.rows, vars.origin_evid, by_.origin_evid},
+                          {origin_.rows, vars.origin_orid, by_.origin_orid},
+                          {origerr_.rows, vars.origerr_orid, by_.origerr_orid},
+                          {netmag_.rows, vars.netmag_orid, by_.netmag_orid},
+                          {mt_.rows, vars.mt_orid, by_.mt_orid}});
 }
 
 bool TreeReader::index_expansion() {
   EVVars &vars = database_.vars();
-  return index(assoc_.rows, vars.assoc_orid, assocs_) &&
-         index(arrival_.rows, vars.arrival_arid, arrivals_) &&
-         index(stamag_.rows, vars.stamag_magid, stamags_);
+  return database_.index(
+      {{assoc_.rows, vars.assoc_orid, expanded_by_.assoc_orid},
+       {arrival_.rows, vars.arrival_arid, expanded_by_.arrival_arid},
+       {stamag_.rows, vars.stamag_magid, expanded_by_.stamag_magid}});
 }
 
 bool TreeReader::resume() {

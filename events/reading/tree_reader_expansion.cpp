@@ -8,6 +8,7 @@ namespace ksutil::events {
 
 int TreeReader::expand(EVEvent &event) {
   int result = 0;
+  keys_ = {};
   for (EVOrigin &origin : event.origins) {
     result = graver(result, read_associations(origin));
     if (detection_.rows != nullptr) result = graver(result, read_detections(origin));
@@ -21,7 +22,8 @@ int TreeReader::expand(EVEvent &event) {
 int TreeReader::read_associations(EVOrigin &origin) {
   origin.associations.clear();
   int result = 0;
-  for (const long recno : assocs_->find(origin.orid)) {
+  keys_.orids.push_back(origin.orid);
+  for (const long recno : expanded_by_.assoc_orid->find(origin.orid)) {
     EVAssociation association;
     const int read = read_association(recno, association);
     if (read == 0) origin.associations.push(std::move(association));
@@ -43,7 +45,8 @@ int TreeReader::read_association(long recno, EVAssociation &association) {
   association.recno_assoc = recno;
   association.defining = timedef == "d" ? 1 : 0;
 
-  const db::KeyIndex::Rows arrivals = arrivals_->find(arid);
+  keys_.arids.push_back(arid);
+  const db::KeyIndex::Rows arrivals = expanded_by_.arrival_arid->find(arid);
   if (arrivals.empty()) return 0;
   const long arrival = arrivals.front();
   const std::string_view arrival_row = arrival_.rows->row(arrival);
@@ -78,7 +81,8 @@ int TreeReader::read_stamags(EVMagnitude &magnitude) {
   };
   if (!magnitude.record_netmag.read(read_magid)) return kUnreadable;
   int result = 0;
-  for (const long recno : stamags_->find(magid)) {
+  keys_.magids.push_back(magid);
+  for (const long recno : expanded_by_.stamag_magid->find(magid)) {
     EVStamag stamag;
     const int read = read_stamag(recno, stamag);
     if (read == 0) magnitude.stamags.push(std::move(stamag));

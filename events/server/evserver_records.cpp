@@ -48,6 +48,7 @@ int set_rules(ServerState &state, Source source) {
   /* The next list must be read in full: events that have not changed hold magnitudes
    * chosen by the old rules. */
   state.follower.forget();
+  state.expansion.forget();
   return result;
 }
 

@@ -60,31 +60,51 @@ void purge_expanded(int max, Array<long, EVEvent> &cache) {
   }
 }
 
-void ExpandedReads::set(int64_t evid, int64_t reading) {
+void ExpandedReads::set(int64_t evid, int64_t reading,
+                        std::shared_ptr<const ExpansionKeys> keys) {
   const std::lock_guard lock(mutex_);
-  readings_.insert_or_assign(evid, reading);
+  entries_.insert_or_assign(evid, Entry{reading, std::move(keys)});
+}
+
+std::shared_ptr<const ExpansionKeys> ExpandedReads::keys(int64_t evid,
+                                                         int64_t reading) const {
+  const std::lock_guard lock(mutex_);
+  const auto found = entries_.find(evid);
+  if (found == entries_.end() || found->second.reading != reading) return nullptr;
+  return found->second.keys;
+}
+
+void ExpandedReads::confirm(int64_t from, int64_t to,
+                            const std::vector<int64_t> &doubtful) {
+  const std::lock_guard lock(mutex_);
+  for (auto &[evid, entry] : entries_) {
+    if (entry.reading == from &&
+        std::find(doubtful.begin(), doubtful.end(), evid) == doubtful.end()) {
+      entry.reading = to;
+    }
+  }
 }
 
 void ExpandedReads::erase(int64_t evid) {
   const std::lock_guard lock(mutex_);
-  readings_.erase(evid);
+  entries_.erase(evid);
 }
 
 void ExpandedReads::clear() {
   const std::lock_guard lock(mutex_);
-  readings_.clear();
+  entries_.clear();
 }
 
 long ExpandedReads::size() const {
   const std::lock_guard lock(mutex_);
-  return static_cast<long>(readings_.size());
+  return static_cast<long>(entries_.size());
 }
 
 std::vector<int64_t> ExpandedReads::evids() const {
   std::vector<int64_t> evids;
   {
     const std::lock_guard lock(mutex_);
-    for (const auto &[evid, reading] : readings_) evids.push_back(evid);
+    for (const auto &[evid, entry] : entries_) evids.push_back(evid);
   }
   std::sort(evids.begin(), evids.end());
   return evids;
@@ -92,8 +112,8 @@ std::vector<int64_t> ExpandedReads::evids() const {
 
 bool ExpandedReads::later_than(int64_t evid, int64_t reading) const {
   const std::lock_guard lock(mutex_);
-  const auto found = readings_.find(evid);
-  return found != readings_.end() && found->second > reading;
+  const auto found = entries_.find(evid);
+  return found != entries_.end() && found->second.reading > reading;
 }
 
 void Published::set_events(std::shared_ptr<Table<EVEvent>> list) {

@@ -191,8 +191,7 @@ int Refresh::read_tables(TreeReader &reader, Steps &steps,
     response_.events_changed = force_ || reading_.differs ? 1 : 0;
   }
 
-  const std::vector<int64_t> evids = evids_to_expand();
-  if (!evids.empty() && !read_expanded(reader, steps, evids)) {
+  if (!read_cached(reader, steps)) {
     return fail(kWho, "refreshAssociations() error");
   }
   const bool detections = state_.detections_on != 0;
@@ -210,30 +209,58 @@ int Refresh::read_tables(TreeReader &reader, Steps &steps,
   return 0;
 }
 
-/* The expanded events that may have changed, ascending by evid. */
-std::vector<int64_t> Refresh::evids_to_expand() const {
-  std::vector<int64_t> evids = state_.published.reads.evids();
-  if (expansion_tables_ || reading_.full) return evids;
-  std::erase_if(evids,
-                [this](int64_t evid) { return !reading_.affected.contains(evid); });
-  return evids;
+/* Whether the list part of an event may have changed. */
+bool Refresh::list_affects(int64_t evid) const {
+  return list_read_ && (reading_.full || reading_.affected.contains(evid));
+}
+
+/* Reads the expanded events of the cache that may have changed. */
+bool Refresh::read_cached(TreeReader &reader, Steps &steps) {
+  const ExpandedReads &reads = state_.published.reads;
+  std::vector<int64_t> evids = reads.evids();
+  const int64_t last = force_ ? 0 : state_.expansion.reading();
+  /* A client may have read an event since the last refresh, from any rows. */
+  const auto may_stay = [&](int64_t evid) {
+    return !list_affects(evid) && reads.keys(evid, last) != nullptr;
+  };
+  if (!expansion_tables_) std::erase_if(evids, may_stay);
+  if (evids.empty()) return true;
+  if (!reader.bind(expansion_tables(state_))) return false;
+  std::optional<ExpansionChanges> changes;
+  if (last != 0) changes = state_.expansion.changes(reader);
+  if (changes.has_value()) {
+    evids = reads.evids();
+    std::erase_if(evids, [&](int64_t evid) {
+      const std::shared_ptr<const ExpansionKeys> keys = reads.keys(evid, last);
+      return !list_affects(evid) && keys != nullptr && !changes->concern(*keys);
+    });
+    confirmed_reading_ = last;
+  } else {
+    evids = reads.evids();
+  }
+  expansion_snapshots_ = reader.expansion_snapshots();
+  epoch_ = state_.follower.epoch();
+  return read_expanded(reader, steps, evids);
 }
 
 bool Refresh::read_expanded(TreeReader &reader, Steps &steps,
                             const std::vector<int64_t> &evids) {
-  if (!reader.bind(expansion_tables(state_))) return false;
   const long first = window_of(state_, reader).first;
   MessagesOfFailure messages;
   for (const int64_t evid : evids) {
-    Expanded expanded{evid, EVEvent()};
+    Expanded expanded{evid, EVEvent(), nullptr};
     const int result = reader.read_event_of(evid, first, *expanded.event);
     if (result == kNoRow) {
       expanded.event.reset();
     } else {
       /* An event that cannot be read stays in the cache as it was. */
       if (messages.note(result) < 0) return false;
-      if (result > 0) continue;
+      if (result > 0) {
+        unread_.push_back(evid);
+        continue;
+      }
       if (messages.note(reader.expand(*expanded.event)) < 0) return false;
+      expanded.keys = std::make_shared<const ExpansionKeys>(reader.taken_keys());
       gather_texts(*expanded.event);
     }
     expanded_.push_back(std::move(expanded));

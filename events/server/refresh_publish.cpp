@@ -27,11 +27,23 @@ void Refresh::follow(const std::shared_ptr<const Table<EVEvent>> &list) {
     const WatchedDatabase::Hold hold = state_.database.hold();
     state_.follower.finish(snapshots_, reading_.window, reading_.epoch, list);
   }
+  follow_expanded();
   if (!list_tables_ && !expansion_tables_) return;
   state_.last_event_count = force_ ? -1 : event_count_;
   if (new_detections_ != nullptr) {
     state_.last_detection_count = force_ ? -1 : detection_count_;
   }
+}
+
+/* Remembers the rows that the cache of expanded events shows. */
+void Refresh::follow_expanded() {
+  if (!expansion_snapshots_.has_value()) return;
+  const WatchedDatabase::Hold hold = state_.database.hold();
+  if (epoch_ != state_.follower.epoch()) return;
+  if (confirmed_reading_ != 0) {
+    state_.published.reads.confirm(confirmed_reading_, expanded_reading_, unread_);
+  }
+  state_.expansion.finish(*expansion_snapshots_, expanded_reading_);
 }
 
 void Refresh::publish() {
@@ -121,7 +133,7 @@ void Refresh::publish_expanded() {
       if (reported.insert(expanded.evid).second) response_.changed_evids.push(evid);
     }
     *cached = std::move(*expanded.event);
-    published.reads.set(evid, expanded_reading_);
+    published.reads.set(evid, expanded_reading_, std::move(expanded.keys));
   }
   published.purge(state_.max_expanded);
 

@@ -4,12 +4,15 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <map>
 #include <memory>
 #include <random>
 #include <set>
 #include <utility>
 
 #include "platform/db/store/internal/flat_files.h"
+#include "platform/elog/elog.h"
 #include "platform/stock/files.h"
 #include "tests/events/event_database.h"
 #include "tests/support/rows.h"
@@ -27,7 +30,7 @@ class Editor {
   Editor(EventDatabase &database, unsigned seed) : db_(database), random_(seed) {}
 
   void edit() {
-    switch (pick(18)) {
+    switch (pick(26)) {
       case 0:
         db_.add_event(id(), id(), date());
         break;
@@ -78,10 +81,44 @@ class Editor {
       case 17:
         rare();
         break;
+      default:
+        edit_expansion();
+        break;
     }
   }
 
  private:
+  /* Rows that only expanded events show. */
+  void edit_expansion() {
+    switch (pick(9)) {
+      case 0:
+      case 1:
+        db_.add_arrival(id(), "AAA", date());
+        break;
+      case 2:
+        db_.add_assoc(id(), id(), "AAA", "d");
+        break;
+      case 3:
+        db_.add_stamag(id(), "AAA", size());
+        break;
+      case 4:
+        put("assoc", pick(2) == 0 ? "orid" : "arid", id());
+        break;
+      case 5:
+        put("arrival", "arid", id());
+        break;
+      case 6:
+        put("arrival", "time", date());
+        break;
+      case 7:
+        put("stamag", "magid", id());
+        break;
+      case 8:
+        if (db_.count("arrival") > 0) db_.remove_last_row("arrival");
+        break;
+    }
+  }
+
   void rare() {
     switch (pick(4)) {
       case 0:
@@ -132,8 +169,31 @@ std::set<long> evids(const Table<EVEvent> &list) {
   return result;
 }
 
-/* What a report has to say, from the two lists alone. */
+/* The expanded events of a server's cache. */
+using Expanded = std::map<long, EVEvent>;
+Expanded expanded_of(EVServer &server) {
+  Expanded found;
+  for (long evid = 1; evid <= 40; evid++) {
+    EVEvent event;
+    if (server.containsExpandedEvent(evid, event) == 1) found.emplace(evid, event);
+  }
+  return found;
+}
+
+/* Another server reads them anew at each forced refresh. */
+void check_expanded(const Expanded &cached, EVServer &anew) {
+  const ksutil::ElogScope unreadable;
+  for (const auto &[evid, event] : cached) {
+    EVEvent fresh;
+    /* An event that cannot be read stays as it was. */
+    if (anew.getExpandedEvent(nullptr, evid, fresh) != 0) continue;
+    EXPECT_TRUE(equal_expanded(event, fresh)) << "evid " << evid;
+  }
+}
+
+/* What a report has to say, from the lists and the expanded events alone. */
 void check_report(const Table<EVEvent> &before, const Table<EVEvent> &now,
+                  const Expanded &expanded_before, const Expanded &expanded_now,
                   const EVResponse &report) {
   std::vector<long> changed, removed;
   const EventIndex old_events(before);
@@ -150,10 +210,18 @@ void check_report(const Table<EVEvent> &before, const Table<EVEvent> &now,
       removed.push_back(event.evid);
     }
   }
+  const bool list_changed =
+      !changed.empty() || !removed.empty() || before.size() != now.size();
+  for (const auto &[evid, event] : expanded_before) {
+    const auto after = expanded_now.find(evid);
+    if (after != expanded_now.end() && !equal_expanded(event, after->second) &&
+        std::find(changed.begin(), changed.end(), evid) == changed.end()) {
+      changed.push_back(evid);
+    }
+  }
   EXPECT_EQ(values(report.changed_evids), changed);
   EXPECT_EQ(values(report.removed_evids), removed);
-  EXPECT_EQ(report.events_changed,
-            !changed.empty() || !removed.empty() || before.size() != now.size());
+  EXPECT_EQ(report.events_changed, list_changed ? 1 : 0);
 }
 
 void follow(unsigned seed, int max_events) {
@@ -176,6 +244,7 @@ void follow(unsigned seed, int max_events) {
     const long edits = static_cast<long>(random() % 4);
     for (long i = 0; i < edits; i++) editor.edit();
     listener.reports.clear();
+    const Expanded expanded_before = expanded_of(server);
     /* Readers hold the list at times, and then it must not change under them. */
     if (random() % 3 == 0) {
       held = server.eventsList();
@@ -195,13 +264,22 @@ void follow(unsigned seed, int max_events) {
       ASSERT_EQ(anew->refreshEvents(1), 0);
     }
     ASSERT_TRUE(same_lists(now, anew->getEvents()));
+    const Expanded expanded = expanded_of(server);
+    check_expanded(expanded, *anew);
     EXPECT_EQ(server.getLastModifiedEvid(), anew->getLastModifiedEvid());
     EXPECT_EQ(server.getMostRecentEvid(), anew->getMostRecentEvid());
     if (listener.reports.empty()) {
       EXPECT_TRUE(same_lists(before, now));
     } else {
       ASSERT_EQ(listener.reports.size(), 1U);
-      check_report(before, now, listener.reports[0]);
+      check_report(before, now, expanded_before, expanded, listener.reports[0]);
+    }
+    const ksutil::ElogScope unreadable;
+    for (auto more = random() % 4; more > 0; more--) {
+      EVEvent shown;
+      /* Also between an edit and the refresh that finds it. */
+      if (random() % 3 == 0) editor.edit();
+      server.getExpandedEvent(nullptr, 1 + static_cast<long>(random() % 40), shown);
     }
   }
 }

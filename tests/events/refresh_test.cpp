@@ -209,6 +209,45 @@ TEST_F(RefreshTest, ReportsExpandedEventsWhenWhatTheyReadHasChanged) {
   EXPECT_TRUE(equal_expanded(expanded(1), expanded(1)));
 }
 
+/* Texts of an event that was read again lie in new memory. */
+TEST_F(RefreshTest, ReadsOnlyExpandedEventsAgainWhoseRowsHaveChanged) {
+  const auto cached = [&](long evid) {
+    EVEvent found;
+    EXPECT_EQ(server->containsExpandedEvent(evid, found), 1);
+    return found;
+  };
+  expanded(1);
+  expanded(2);
+  db.add_arrival(900, "AAA", kTime);
+  refreshed();
+  EVEvent first = cached(1), second = cached(2);
+  const auto read_again = [&](long evid, const EVEvent &before) {
+    return !cached(evid).record_event.same_place(before.record_event);
+  };
+  db.add_arrival(901, "AAA", kTime);
+  EXPECT_EQ(refreshed(), nullptr);
+  EXPECT_FALSE(read_again(1, first));
+  EXPECT_FALSE(read_again(2, second));
+
+  const long orid = second.origins.ptr(0)->orid;
+  db.add_assoc(902, orid, "AAA", "d");
+  auto report = refreshed();
+  ASSERT_NE(report, nullptr);
+  EXPECT_EQ(values(report->changed_evids), std::vector<long>{2});
+  EXPECT_FALSE(read_again(1, first));
+  EXPECT_TRUE(read_again(2, second));
+  EXPECT_EQ(cached(2).origins.ptr(0)->associations.ptr(0)->recno_arrival, -1);
+
+  /* The arrival of an association that was without one. */
+  second = cached(2);
+  db.add_arrival(902, "AAA", kTime);
+  report = refreshed();
+  ASSERT_NE(report, nullptr);
+  EXPECT_EQ(values(report->changed_evids), std::vector<long>{2});
+  EXPECT_FALSE(read_again(1, first));
+  EXPECT_GE(cached(2).origins.ptr(0)->associations.ptr(0)->recno_arrival, 0);
+}
+
 TEST_F(RefreshTest, ReadsDetectionsWithTheirResiduals) {
   for (const char *state : {"ON", "on", "OFF", "off", "-"}) {
     db.add_detection("AAA", kTime + 6.0, state);

@@ -21,6 +21,7 @@
 #define KSUTIL_EVENTS_DATABASE_INTERNAL_WATCHED_DATABASE_H
 
 #include <functional>
+#include <initializer_list>
 #include <memory>
 #include <mutex>
 #include <span>
@@ -111,6 +112,14 @@ class WatchedDatabase {
    * or free_indexes(); null, with a message of the platform, when it cannot be had. */
   const db::KeyIndex *index(const std::shared_ptr<const db::Snapshot> &rows,
                             EVMatch &key);
+  /* The same for several keys, whose tables are read once; false when one of the indexes
+   * cannot be had. */
+  struct Wanted {
+    const std::shared_ptr<const db::Snapshot> &rows;
+    EVMatch &key;
+    const db::KeyIndex *&found;
+  };
+  bool index(std::initializer_list<Wanted> all);
   SiteIndex &sites() { return sites_; }
   TimeIndex &detection_times() { return detection_times_; }
   /* Frees all indexes; a reading builds those that it needs again. */

@@ -45,6 +45,22 @@ struct ListIndexes {
                      *netmag_orid = nullptr, *mt_orid = nullptr;
 };
 
+/* The same for the tables that only expanded events need; detection is null when they
+ * have none. */
+struct ExpansionSnapshots {
+  std::shared_ptr<const db::Snapshot> assoc, arrival, stamag, site, detection;
+};
+struct ExpansionIndexes {
+  const db::KeyIndex *assoc_orid = nullptr, *arrival_arid = nullptr,
+                     *stamag_magid = nullptr;
+};
+
+/* The keys by which the rows of an expanded event were looked for, found or not; a key
+ * may be there twice. */
+struct ExpansionKeys {
+  std::vector<int64_t> orids, arids, magids;
+};
+
 /* Fields of a detection row, as views into its text. */
 struct DetectionFields {
   std::string sta, chan, state;
@@ -93,10 +109,14 @@ class TreeReader {
   ListSnapshots list_snapshots() const {
     return {event_.rows, origin_.rows, origerr_.rows, netmag_.rows, mt_.rows};
   }
+  ExpansionSnapshots expansion_snapshots() const {
+    return {assoc_.rows, arrival_.rows, stamag_.rows, site_.rows, detection_.rows};
+  }
   long event_count() const { return event_.rows->count(); }
   long detection_count() const { return detection_.rows->count(); }
   /* Valid until the caller releases the lock. */
   const ListIndexes &list_indexes() const { return by_; }
+  const ExpansionIndexes &expansion_indexes() const { return expanded_by_; }
 
   /* Read the event or origin of a row: 0; kUnreadable or kFailed, the record then being
    * of no use.  `order` as in EVServer::refreshEvent. */
@@ -113,6 +133,8 @@ class TreeReader {
   /* Read the parts that only expanded events have: all of an event, or one kind.  0,
    * kUnreadable when rows were left out, or kFailed. */
   int expand(EVEvent &event);
+  /* The keys that the last expand() has used, also for rows that are not there. */
+  ExpansionKeys taken_keys() { return std::exchange(keys_, {}); }
   int read_associations(EVOrigin &origin);
   int read_association(long recno, EVAssociation &association);
   int read_stamags(EVMagnitude &magnitude);
@@ -153,8 +175,6 @@ class TreeReader {
   bool take(const char *name, ReadTable<Columns> &table);
   bool follow_sites();
   bool follow_detections();
-  bool index(const std::shared_ptr<const db::Snapshot> &rows, EVMatch &match,
-             const db::KeyIndex *&found);
   bool index_list();
   bool index_expansion();
 
@@ -184,7 +204,8 @@ class TreeReader {
   ReadTable<DetectionColumns> detection_;
 
   ListIndexes by_;
-  const db::KeyIndex *assocs_ = nullptr, *arrivals_ = nullptr, *stamags_ = nullptr;
+  ExpansionIndexes expanded_by_;
+  ExpansionKeys keys_;  // of the event that is being expanded
 
   /* Scratch memory, kept so that reading a row allocates only the record. */
   std::vector<std::pair<double, long>> origin_rows_;

@@ -13,6 +13,7 @@
 
 #include "core/Array.h"
 #include "core/Table.h"
+#include "events/reading/internal/tree_reader.h"
 #include "events/records.h"
 
 namespace ksutil::events {
@@ -40,8 +41,16 @@ class EventsLock {
  * the events lock.  Its own lock is a leaf. */
 class ExpandedReads {
  public:
-  /* A reading with a greater number has begun later.  Numbers begin with 1. */
-  void set(int64_t evid, int64_t reading);
+  /* A reading with a greater number has begun later.  Numbers begin with 1.  `keys` are
+   * those that the event was read by, or null: then the next refresh reads it again. */
+  void set(int64_t evid, int64_t reading,
+           std::shared_ptr<const ExpansionKeys> keys = nullptr);
+  /* The keys of an event, null when they are not known or it comes from another reading
+   * than `reading`. */
+  std::shared_ptr<const ExpansionKeys> keys(int64_t evid, int64_t reading) const;
+  /* Notes that the events which come from the reading `from` were found unchanged by the
+   * reading `to`, but for those in `doubtful`. */
+  void confirm(int64_t from, int64_t to, const std::vector<int64_t> &doubtful);
   void erase(int64_t evid);
   void clear();
   long size() const;
@@ -51,7 +60,11 @@ class ExpandedReads {
 
  private:
   mutable std::mutex mutex_;
-  std::unordered_map<int64_t, int64_t> readings_;
+  struct Entry {
+    int64_t reading;
+    std::shared_ptr<const ExpansionKeys> keys;
+  };
+  std::unordered_map<int64_t, Entry> entries_;
 };
 
 /* Guarded by `lock`, all but `reads`.  The lists are replaced as wholes, except that

@@ -36,6 +36,7 @@ class Refresh {
   struct Expanded {
     int64_t evid;
     std::optional<EVEvent> event;
+    std::shared_ptr<const ExpansionKeys> keys;
   };
 
   int read(const std::shared_ptr<const Table<EVEvent>> &current);
@@ -44,14 +45,16 @@ class Refresh {
   template <std::size_t N>
   bool check(const char *const (&names)[N], bool &changed);
   bool check_tables();
+  bool read_cached(TreeReader &reader, Steps &steps);
   bool read_expanded(TreeReader &reader, Steps &steps,
                      const std::vector<int64_t> &evids);
   bool read_window(TreeReader &reader);
-  std::vector<int64_t> evids_to_expand() const;
+  bool list_affects(int64_t evid) const;
 
   void publish();
   bool has_news() const;
   void follow(const std::shared_ptr<const Table<EVEvent>> &list);
+  void follow_expanded();
   bool lists_freed() const;
   bool publish_list();
   void publish_expanded();
@@ -75,6 +78,12 @@ class Refresh {
       new_list_;  // null: the published list is changed in place
   std::shared_ptr<Table<EVDetection>> new_detections_;  // null: not read
   int64_t expanded_reading_ = 0;  // number of the reading that made `expanded_`
+  int64_t confirmed_reading_ =
+      0;  // events of this reading have not changed unless they
+          // are in `expanded_`
+  std::optional<ExpansionSnapshots> expansion_snapshots_;  // of `expanded_`, once bound
+  std::vector<int64_t> unread_;  // evids of expanded events that could not be read
+  long epoch_ = 0;               // of the follower when these were bound
   std::vector<Expanded> expanded_;
   EVResponse response_;
 };

@@ -19,6 +19,7 @@
 #include "events/command.h"
 #include "events/database/internal/watched_database.h"
 #include "events/server/internal/clients.h"
+#include "events/server/internal/expansion_follower.h"
 #include "events/server/internal/list_follower.h"
 #include "events/server/internal/published.h"
 #include "events/server/internal/server_tables.h"
@@ -40,6 +41,7 @@ struct ServerState {
     last_event_count = -1;
     last_detection_count = -1;
     follower.forget();
+    expansion.forget();
   }
 
   // Database binding.  Guarded by the lock of the database, except the atomic.
@@ -47,6 +49,7 @@ struct ServerState {
   WatchedDatabase database;
   Array<std::string, EVTable> monitored;  // checkDatabase's own memory of three tables
   ListFollower follower;
+  ExpansionFollower expansion;
   int64_t readings = 0;  // readings of expanded events that have begun
 
   // Settings read by the threads.
