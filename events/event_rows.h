@@ -25,5 +25,14 @@ namespace ksutil::events {
 KSUTIL_API int each_event(EVServer &server,
                           const std::function<bool(EVEvent &event)> &take);
 
+/* The same for some of the events.  Of an event that is not wanted only the rows of event
+ * and origin are read.
+ *
+ * wanted  is given an event without magnitudes, moments and origin errors; true lets the
+ *         whole event be read and taken.  It must not call the server. */
+KSUTIL_API int each_event(EVServer &server,
+                          const std::function<bool(const EVEvent &outline)> &wanted,
+                          const std::function<bool(EVEvent &event)> &take);
+
 }  // namespace ksutil::events
 #endif

@@ -9,6 +9,9 @@
 #include <cstddef>
 #include <memory>
 #include <string>
+#include <vector>
+
+#include "platform/stock/export.h"
 
 namespace ksutil::events {
 class Query;
@@ -31,5 +34,13 @@ struct EVQueryToken {
   std::string text;
   std::shared_ptr<const ksutil::events::Query> query;
 };
+
+namespace ksutil::events {
+
+/* Whether a query about events needs nothing but the rows of event and origin, so that it
+ * can be asked before the rest of an event is read (each_event, events/event_rows.h). */
+KSUTIL_API bool needs_outline_only(const std::vector<EVQueryToken> &tokens);
+
+}  // namespace ksutil::events
 
 #endif

@@ -107,6 +107,11 @@ int EVClient::parse_query(std::string query, std::vector<EVQueryToken> &tokens) 
   return 0;
 }
 
+bool ksutil::events::needs_outline_only(const std::vector<EVQueryToken> &tokens) {
+  return !tokens.empty() && tokens.front().query != nullptr &&
+         tokens.front().query->needs_outline_only();
+}
+
 int EVClient::getValue(const EVEvent *event, const std::vector<EVQueryToken> &tokens,
                        int *type, void *value) {
   return get_value(event, tokens, type, value);

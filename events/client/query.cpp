@@ -1,5 +1,6 @@
 #include "events/client/internal/query.h"
 
+#include <algorithm>
 #include <cmath>
 #include <utility>
 
@@ -94,6 +95,12 @@ int Query::evaluate(const Program &program, const char *kind, const void *record
   }
   const bool real = value.type == expr::Type::kReal || value.type == expr::Type::kTime;
   return value.null || (real && std::isnan(value.real)) ? 1 : 0;
+}
+
+bool Query::needs_outline_only() const {
+  return event_.code != nullptr &&
+         std::all_of(event_.paths.begin(), event_.paths.end(),
+                     [](const QueryPath &path) { return path.in_outline(); });
 }
 
 int Query::evaluate(const EVEvent &event, expr::Value &value) const {

@@ -117,7 +117,7 @@ int TreeReader::read_event_of(int64_t evid, long first, EVEvent &event) {
   return result;
 }
 
-int TreeReader::read_event(long recno, EVEvent &event, long *order) {
+int TreeReader::read_event(long recno, EVEvent &event, long *order, bool outline) {
   const EventColumns &columns = event_.columns;
   const std::string_view row = event_.rows->row(recno);
   if (row.empty() || !columns.evid.read(row, event.evid) ||
@@ -152,7 +152,7 @@ int TreeReader::read_event(long recno, EVEvent &event, long *order) {
   for (const auto &[lddate, origin_recno] : origin_rows_) {
     const long i = event.origins.push(EVOrigin());
     EVOrigin &origin = *event.origins.ptr(i);
-    const int result = read_origin(origin_recno, origin);
+    const int result = read_origin(origin_recno, origin, outline);
     if (result < 0) {
       elog_log(0, "%s::refreshEvent: refreshOrigin() error.\n", database_.owner().name);
     }
@@ -176,11 +176,11 @@ int TreeReader::read_event(long recno, EVEvent &event, long *order) {
     event.origins.ptr(last)->preferred = 1;
     event.time = event.origins.ptr(last)->time;
   }
-  set_preferred_magnitude(*rules_, event);
+  if (!outline) set_preferred_magnitude(*rules_, event);
   return 0;
 }
 
-int TreeReader::read_origin(long recno, EVOrigin &origin) {
+int TreeReader::read_origin(long recno, EVOrigin &origin, bool outline) {
   const OriginColumns &columns = origin_.columns;
   const std::string_view row = origin_.rows->row(recno);
   int64_t evid;
@@ -192,6 +192,7 @@ int TreeReader::read_origin(long recno, EVOrigin &origin) {
   origin.record_origin = origin_.rows->text(recno);
   origin.recno_origin = recno;
   origin.lddate_origin_view = origin.lddate_origin;
+  if (outline) return 0;
 
   const db::KeyIndex::Rows origerrs = by_.origerr_orid->find(origin.orid);
   if (!origerrs.empty()) {

@@ -15,57 +15,69 @@ namespace {
 constexpr const char *kWho = "each_event";
 constexpr long kEventsPerReading = 512;  // under one hold of the lock
 
-/* Where a listing stands. */
-struct Progress {
+using Wanted = std::function<bool(const EVEvent &outline)>;
+
+/* A listing, and where it stands. */
+struct Listing {
+  const Wanted &wanted;  // empty: all
+  const std::function<bool(EVEvent &event)> &take;
   long first = 0;  // row of the next event
   long order = 0;
 };
 
+/* Whether the event of a row need not be read whole; the order then counts it. */
+bool left_out(TreeReader &reader, long recno, const Wanted &wanted, long &order) {
+  if (!wanted) return false;
+  EVEvent outline;
+  long next = order;
+  if (reader.read_outline(recno, outline, &next) != 0 || wanted(outline)) return false;
+  order = next;
+  return true;
+}
+
 /* Reads the events of the next rows; false when the tables cannot be had. */
-bool read_next(TreeReader &reader, Progress &progress, std::vector<EVEvent> &events) {
+bool read_next(TreeReader &reader, Listing &listing, std::vector<EVEvent> &events) {
   MessagesOfFailure messages;
   events.clear();
-  long order = progress.order;
-  const long end = std::min(progress.first + kEventsPerReading, reader.event_count());
-  for (long recno = progress.first; recno < end; recno++) {
+  long order = listing.order;
+  const long end = std::min(listing.first + kEventsPerReading, reader.event_count());
+  for (long recno = listing.first; recno < end; recno++) {
+    if (left_out(reader, recno, listing.wanted, order)) continue;
     EVEvent event;
     const int result = messages.note(reader.read_event(recno, event, &order));
     if (result < 0) return false;
     if (result == 0) events.push_back(std::move(event));
   }
-  progress.first = end;
-  progress.order = order;
+  listing.first = end;
+  listing.order = order;
   return true;
 }
 
 /* Reads on from where the listing stands; false when the tables cannot be had. */
-bool read_on(TreeReader &reader, Steps &steps, Progress &progress,
-             const std::function<bool(EVEvent &event)> &take) {
+bool read_on(TreeReader &reader, Steps &steps, Listing &listing) {
   std::vector<EVEvent> events;
-  while (progress.first < reader.event_count()) {
-    if (!read_next(reader, progress, events)) return false;
+  while (listing.first < reader.event_count()) {
+    if (!read_next(reader, listing, events)) return false;
     steps.let_go();
     for (EVEvent &event : events) {
-      if (!take(event)) return true;
+      if (!listing.take(event)) return true;
     }
     if (!steps.take_again(reader)) return false;
   }
   return reader.complete();
 }
 
-int read_all(WatchedDatabase &database,
-             const std::function<bool(EVEvent &event)> &take) {
+int read_all(WatchedDatabase &database, Listing listing) {
   Steps steps(database, 1);
   if (!database.require_open(kWho)) return -1;
-  Progress progress;
   const int mark = elog_mark();
   for (int attempt = 1; attempt <= kReadingAttempts; attempt++) {
     TreeReader reader(database);
-    const long before = progress.first;
-    if (reader.bind(kReadList) && read_on(reader, steps, progress, take)) return 0;
+    const long before = listing.first;
+    if (reader.bind(kReadList) && read_on(reader, steps, listing)) return 0;
     if (!reader.overtaken()) break;
     /* Rows have been overwritten that were no longer in memory: go on with new ones. */
-    if (progress.first > before) attempt = 0;
+    if (listing.first > before) attempt = 0;
     elog_flush(0, mark);
   }
   return fail(kWho, "%s", kTablesUnreadable);
@@ -74,9 +86,17 @@ int read_all(WatchedDatabase &database,
 }  // namespace
 
 int each_event(EVServer &server, const std::function<bool(EVEvent &event)> &take) {
+  return each_event(server, Wanted(), take);
+}
+
+int each_event(EVServer &server,
+               const std::function<bool(const EVEvent &outline)> &wanted,
+               const std::function<bool(EVEvent &event)> &take) {
   const ServerPin pin(&server);
   if (pin.state() == nullptr) return fail(kWho, "the server has ended");
-  return at_boundary(kWho, -1, [&] { return read_all(pin.state()->database, take); });
+  return at_boundary(kWho, -1, [&] {
+    return read_all(pin.state()->database, Listing{wanted, take});
+  });
 }
 
 }  // namespace ksutil::events

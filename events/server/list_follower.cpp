@@ -67,6 +67,11 @@ long ListFollower::place(long row) const {
   return static_cast<long>(found - entries_.begin());
 }
 
+bool ListFollower::lists(int64_t evid) const {
+  return std::any_of(entries_.begin(), entries_.end(),
+                     [evid](const Entry &entry) { return entry.evid == evid; });
+}
+
 ListFollower::Entry ListFollower::entry_of(const EVEvent &event) {
   return Entry{event.recno_event, event.evid,
                std::max(event.lddate_event, event.lddate_view), event.time,

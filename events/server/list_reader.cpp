@@ -91,6 +91,8 @@ int read_in_full(TreeReader &reader, Steps &steps, ListFollower &follower,
 /* Whether a row in the list has the evid. */
 bool still_listed(const TreeReader &reader, const ListFollower &follower,
                   int64_t evid) {
+  /* The index leaves rows without an evid out. */
+  if (evid == reader.null_evid()) return follower.lists(evid);
   for (const long row : reader.list_indexes().event_evid->find(evid)) {
     if (follower.place(row) >= 0) return true;
   }

@@ -67,6 +67,38 @@ TEST_F(EventRows, AreTheListOfAServerWithoutALimit) {
   EXPECT_EQ(i, expected->size());
 }
 
+/* Of events that are not wanted nothing else is read, and the others are as in a list. */
+TEST_F(EventRows, AreFilteredByWhatEventAndOriginTell) {
+  spoil("event", 511, 3);    // its evid
+  spoil("origin", 900, 32);  // the time
+  spoil("netmag", 600, 45);  // its magnitude: the event is left out
+  spoil("netmag", 601, 45);  // of an event that is not wanted
+  EVServer whole(db.name(), 0, 0, -1);
+  std::vector<const EVEvent *> expected;
+  const auto list = whole.eventsList();
+  for (const EVEvent &event : *list) {
+    if (event.evid % 3 == 1) expected.push_back(&event);
+  }
+  EVServer server(db.name(), 0, 1, -1);
+  std::size_t i = 0;
+  const auto wanted = [&](const EVEvent &outline) {
+    EXPECT_EQ(outline.origins.size(), 1);
+    EXPECT_EQ(outline.pref_origin, 0);
+    EXPECT_EQ(outline.time, outline.origins.ptr(0)->time);
+    EXPECT_EQ(outline.origins.ptr(0)->magnitudes.size(), 0);
+    return outline.evid % 3 == 1;
+  };
+  const auto take = [&](EVEvent &event) {
+    const bool known = i < expected.size();
+    EXPECT_TRUE(known && equal(event, *expected[i]));
+    EXPECT_TRUE(known && event.order == expected[i]->order);
+    ++i;
+    return !HasFailure();
+  };
+  EXPECT_EQ(each_event(server, wanted, take), 0);
+  EXPECT_EQ(i, expected.size());
+}
+
 /* The server refreshes, and its indexes move on, while events are read. */
 TEST_F(EventRows, AreOfOneStateOfTheDatabase) {
   EVServer server(db.name(), 0, 1, -1);

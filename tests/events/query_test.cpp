@@ -69,6 +69,28 @@ TEST(QueryManual, ItsEventShips) {
 }
 
 /* Files of the wide layout, declared or under a descriptor that says otherwise. */
+/* A listing asks such queries before it reads the rest of an event. */
+TEST(QueryOutline, IsEnoughForFieldsOfEventAndOriginAlone) {
+  const QueryDatabase database("css3.0");
+  Session session(database);
+  const auto enough = [&session](const char *text) {
+    std::vector<EVQueryToken> tokens;
+    EXPECT_EQ(session.client.parse_query(text, tokens), 0) << text;
+    return needs_outline_only(tokens);
+  };
+  for (const char *text : {"evid", "time > 0", "depth > 300 && lat < 0", "origin.nass",
+                           "event.auth == \"x\"", "origins[0].time", "norigins > 1",
+                           "origins[1].lat - lat", "1 < 2"}) {
+    EXPECT_TRUE(enough(text)) << text;
+  }
+  for (const char *text :
+       {"magnitude > 5", "magtype == \"mb\"", "nmagnitudes", "origins[0].magnitude",
+        "netmag.auth == \"x\"", "sminax", "origin.recno_origerr", "nmoments",
+        "lddate_view", "depth > 300 && magnitude > 5", "access_time"}) {
+    EXPECT_FALSE(enough(text)) << text;
+  }
+}
+
 TEST(QueryLayout, WideRowsAreReadInTheirOwnLayout) {
   for (const bool declared : {true, false}) {
     QueryDatabase database("kbcore");

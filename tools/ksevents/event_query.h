@@ -18,6 +18,9 @@ class EventQuery {
 
   const std::string &text() const { return tokens_.front().text; }
   bool is_text() const { return type_ == EV_TEXT; }
+  /* Whether the query can be asked about an event of which only the rows of event and
+   * origin were read. */
+  bool needs_outline_only() const { return events::needs_outline_only(tokens_); }
   Column column() const;
 
   /* The value as text, empty without one: a time as ISO 8601, any other real in the shortest

@@ -128,13 +128,22 @@ class Lister {
   bool list_while_reading() {
     const bool some = options_.latest != LONG_MAX;
     LatestEvents latest(some ? options_.latest : 0);
-    const int result = events::each_event(server_, [&](EVEvent &event) {
+    const auto wanted = [&](const EVEvent &outline) {
+      bool holds = true;
+      const ElogScope quiet;
+      /* A condition without a value is counted when the whole event can be read. */
+      return !where_->holds(client_, outline, holds) || holds;
+    };
+    const auto take = [&](EVEvent &event) {
       /* A condition is tried on all events, so that those without a value are counted. */
       if (!where_ && !some && shown_ >= options_.limit) return false;
       if (!is_shown(event)) return true;
       some ? latest.take(event) : show(event);
       return true;
-    });
+    };
+    const bool outline = where_ && where_->needs_outline_only();
+    const int result = outline ? events::each_event(server_, wanted, take)
+                               : events::each_event(server_, take);
     for (EVEvent &event : latest.events()) show(event);
     return result == 0;
   }

@@ -8,6 +8,7 @@
 #include "platform/db/access.h"
 #include "platform/db/columns.h"
 #include "platform/elog/elog.h"
+#include "platform/stock/shared_work.h"
 #include "tools/common/messages.h"
 #include "tools/common/open_database.h"
 
@@ -73,14 +74,39 @@ class NeededColumns {
   bool never_ = false;
 };
 
+/* Counts the rows that cannot be read, of those that it is given. */
+class UnreadableRows final : public db::RowTaker {
+ public:
+  explicit UnreadableRows(const NeededColumns &columns) : columns_(columns) {}
+
+  bool take(unsigned sharer, long, std::size_t count,
+            std::string_view rows) noexcept override {
+    const std::size_t length = rows.size() / count;
+    for (; !rows.empty(); rows.remove_prefix(length)) {
+      if (!columns_.all_readable(rows.substr(0, length))) counts_[sharer]++;
+    }
+    return true;
+  }
+  long count() const { return counts_[0] + counts_[1]; }
+
+ private:
+  static_assert(kWorkSharers == 2);
+  const NeededColumns &columns_;
+  long counts_[kWorkSharers] = {};
+};
+
 long count_unreadable(const OpenDatabase &database, const NeededFields &needed) {
   const ElogScope quiet;
   const auto rows = db::table_snapshot(database.table(needed.table));
   if (rows == nullptr) return 0;  // the schema has no such table
   const NeededColumns columns(rows->layout(), needed.fields);
-  long count = 0;
-  for (long i = 0; i < rows->count(); i++) {
-    if (!columns.all_readable(rows->row(i))) count++;
+  UnreadableRows taker(columns);
+  const std::vector<db::RowRange> left = rows->scan(taker);
+  long count = taker.count();
+  for (const db::RowRange &range : left) {
+    for (long i = range.first; i < range.end; i++) {
+      if (!columns.all_readable(rows->row(i))) count++;
+    }
   }
   return count;
 }

@@ -25,6 +25,10 @@ class Query {
   int evaluate(const EVEvent &event, expr::Value &value) const;
   int evaluate(const EVOrigin &origin, expr::Value &value) const;
 
+  /* Whether evaluate() gives for an event without magnitudes, moments and origin errors
+   * what it gives for the whole event. */
+  bool needs_outline_only() const;
+
  private:
   struct Program {
     std::unique_ptr<const expr::Program> code;  // null: not a query for this kind

@@ -31,6 +31,10 @@ struct QueryPath {
   std::shared_ptr<const RowField> field;
 
   expr::Type type() const { return own != nullptr ? own->type : field->type(); }
+  /* Whether the value is known from the rows of event and origin alone. */
+  bool in_outline() const {
+    return own != nullptr ? own->in_outline : part->in_outline;
+  }
   /* The value is null without such a record; the text of a row's field is copied to
    * `text`.  False, with a message, if the row cannot be read. */
   bool read(const void *record, expr::Value &value, std::string &text) const;

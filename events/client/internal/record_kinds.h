@@ -19,11 +19,13 @@ struct OwnField {
   std::string_view name;
   expr::Type type;
   void (*read)(const void *record, expr::Value &value);
+  bool in_outline = false;  // known from the rows of event and origin alone
 };
 
 struct RowPart {
   std::string_view table;
   const db::RowText &(*row)(const void *record);
+  bool in_outline = false;
 };
 
 /* Step: leads to a record below: that of a list at the index, or the preferred one at

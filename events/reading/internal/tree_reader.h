@@ -113,6 +113,7 @@ class TreeReader {
     return {assoc_.rows, arrival_.rows, stamag_.rows, site_.rows, detection_.rows};
   }
   long event_count() const { return event_.rows->count(); }
+  int64_t null_evid() const { return event_.columns.evid.null(); }
   long detection_count() const { return detection_.rows->count(); }
   /* Valid until the caller releases the lock. */
   const ListIndexes &list_indexes() const { return by_; }
@@ -120,12 +121,21 @@ class TreeReader {
 
   /* Read the event or origin of a row: 0; kUnreadable or kFailed, the record then being
    * of no use.  `order` as in EVServer::refreshEvent. */
-  int read_event(long recno, EVEvent &event, long *order);
+  int read_event(long recno, EVEvent &event, long *order) {
+    return read_event(recno, event, order, false);
+  }
+  /* The same without magnitudes, moments and origin errors: what the rows of event and
+   * origin tell. */
+  int read_outline(long recno, EVEvent &event, long *order) {
+    return read_event(recno, event, order, true);
+  }
   /* Reads the event of an evid: of the first row from `first` on that can be read
    * (those rows are in the list), else of the first readable row before.  kNoRow: no
    * row has the evid. */
   int read_event_of(int64_t evid, long first, EVEvent &event);
-  int read_origin(long recno, EVOrigin &origin);
+  int read_origin(long recno, EVOrigin &origin) {
+    return read_origin(recno, origin, false);
+  }
   /* Reads the first origin of an orid that can be read.  kNoRow: no row has the
    * orid. */
   int read_origin_of(int64_t orid, EVOrigin &origin);
@@ -178,6 +188,8 @@ class TreeReader {
   bool index_list();
   bool index_expansion();
 
+  int read_event(long recno, EVEvent &event, long *order, bool outline);
+  int read_origin(long recno, EVOrigin &origin, bool outline);
   int read_netmags(EVOrigin &origin);
   int read_moments(EVOrigin &origin);
   int add_own_magnitudes(long recno, int64_t evid, EVOrigin &origin);

@@ -53,6 +53,8 @@ class ListFollower {
 
   /* The index in the list of the event of a row; -1: not in the list. */
   long place(long row) const;
+  /* Whether an event of the list has the evid; looks at all of them. */
+  bool lists(int64_t evid) const;
   int64_t evid_at(long place) const { return entry(place).evid; }
   long event_rows() const { return window_.count; }
   long next_order() const { return next_order_; }
