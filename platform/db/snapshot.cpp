@@ -2,7 +2,9 @@
 
 namespace ksutil::db {
 
-std::vector<RowRange> Snapshot::scan(RowTaker &) const { return {{0, count()}}; }
+std::vector<RowRange> Snapshot::scan(RowTaker &, RowRange range) const {
+  return {range};
+}
 
 Changes changes_between(const Snapshot &before, const Snapshot &after) {
   return before.changes_to(after);

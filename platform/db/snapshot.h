@@ -44,7 +44,7 @@ struct RowRange {
 /* RowTaker: is given the rows of a table while they are read.  May be called from two
  * threads at once, for different rows and with different sharers (see
  * platform/stock/shared_work.h). */
-class RowTaker {
+class KSUTIL_API RowTaker {
  public:
   virtual ~RowTaker() = default;
   /* Takes `count` whole rows, which lie behind each other in `rows` and last as long as
@@ -71,12 +71,15 @@ class KSUTIL_API Snapshot {
   /* The same as a text that may be kept. */
   virtual RowText text(long record) const = 0;
 
-  /* Reads the table once, on two threads, and gives its rows to the taker; keeps their
-   * fingerprints and none of their bytes.  The result is the ranges of rows that are to
-   * be read by row(), in ascending order: rows that cannot be read, are broken or were
-   * not taken, and all rows of a table for which a second thread does not pay.  Throws
-   * std::bad_alloc. */
-  virtual std::vector<RowRange> scan(RowTaker &taker) const;
+  /* Reads rows first .. end - 1 of `range` once, on two threads, and gives them to the
+   * taker; keeps their fingerprints and none of their bytes.  The result is the ranges of
+   * rows that are to be read by row(), in ascending order: rows that cannot be read, are
+   * broken or were not taken, those at the ends of a range that are not whole blocks, and
+   * all rows when a second thread does not pay.  Throws std::bad_alloc. */
+  virtual std::vector<RowRange> scan(RowTaker &taker, RowRange range) const;
+  std::vector<RowRange> scan(RowTaker &taker) const {
+    return scan(taker, {0, count()});
+  }
 
   /* False once rows could not be read because the store failed (a disk error, no memory).
    * Such rows may still exist: check complete() after reading, before concluding anything

@@ -10,8 +10,10 @@
 #include <memory>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "platform/db/db.h"
+#include "platform/db/snapshot.h"
 #include "platform/expr/expr.h"
 #include "platform/stock/export.h"
 
@@ -28,11 +30,18 @@ class KSUTIL_API ViewRows {
 
   bool good() const { return impl_ != nullptr; }
   long count() const;
+  /* Bytes of the rows of a record. */
+  std::size_t record_bytes() const;
 
   /* The rows of record 0 <= record < count(), one for each table in the order of
    * view_parts, valid until the next call.  Null, with a message, when one of them cannot
    * be read. */
   const std::string_view *read(long record);
+
+  /* Gives records of a table, as they are asked for, to a taker on two threads; the
+   * result is those that are to be read by read(), see Snapshot::scan.  All of them for a
+   * view. */
+  std::vector<RowRange> scan(RowTaker &taker, RowRange records);
 
  private:
   struct Impl;

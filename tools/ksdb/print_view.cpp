@@ -1,11 +1,14 @@
 #include "tools/ksdb/print_view.h"
 
+#include <algorithm>
+
 #include "platform/db/view_rows.h"
 #include "platform/elog/elog.h"
 #include "tools/common/options.h"
 #include "tools/common/row_printer.h"
 #include "tools/common/unreadable.h"
 #include "tools/ksdb/conditions.h"
+#include "tools/ksdb/filtered_rows.h"
 #include "tools/ksdb/view_cells.h"
 
 namespace ksutil::tools {
@@ -23,15 +26,18 @@ void add_print_options(CLI::App &command, PrintOptions &options) {
 int print_view(Dbptr view, const std::vector<std::string> &conditions,
                const PrintOptions &options) {
   if (view.table < 0) return kFailure;
-  Conditions filter;
   ViewCells record;
-  if (!filter.compile(view, conditions) ||
+  const bool filtered = std::any_of(conditions.begin(), conditions.end(),
+                                    [](const auto &text) { return !text.empty(); });
+  if (!Conditions().compile(view, conditions) ||
       !record.choose(view, options.fields, options.raw)) {
     return kUsage;
   }
   const long left_out = left_out_of(view);
   db::ViewRows rows(view);
   if (!rows.good()) return kFailure;
+  FilteredRows filter(rows);
+  if (filtered && !filter.compile(view, conditions)) return kUsage;
   RowPrinter output(record.columns(), options.form);
   std::vector<std::string> cells;
   long unreadable = left_out, shown = 0;
@@ -41,9 +47,15 @@ int print_view(Dbptr view, const std::vector<std::string> &conditions,
       /* Without conditions the records behind the limit are of no interest; with them, the
        * ones that cannot be read are counted all the same. */
       const bool enough = shown >= options.limit;
-      if (enough && filter.empty()) break;
-      const std::string_view *const found = rows.read(i);
-      const int accepted = found == nullptr ? -1 : filter.accepts(found);
+      if (enough && !filtered) break;
+      const std::string_view *found = nullptr;
+      int accepted;
+      if (filtered) {
+        accepted = filter.next(found);
+      } else {
+        found = rows.read(i);
+        accepted = found == nullptr ? -1 : 1;
+      }
       if (accepted < 0) unreadable++;
       if (accepted <= 0 || enough) continue;
       record.show(found);

@@ -1,4 +1,5 @@
 /* FlatSnapshot: reads many blocks at once, on two threads. */
+#include <algorithm>
 #include <memory>
 #include <new>
 #include <utility>
@@ -24,10 +25,18 @@ class FlatSnapshot::SharedExamination {
                     const std::vector<std::size_t> &blocks, RowTaker *taker)
       : snapshot_(snapshot), blocks_(blocks), taker_(taker) {}
 
+  /* By block; empty, and nothing done, without memory for it. */
   std::vector<Examined> run() {
-    std::vector<Examined> examined(blocks_.size());
+    std::vector<Examined> examined;
     const std::size_t size = snapshot_.rows_per_block() * snapshot_.length_;
-    for (auto &buffer : buffers_) buffer = std::make_unique_for_overwrite<char[]>(size);
+    try {
+      for (auto &buffer : buffers_) {
+        buffer = std::make_unique_for_overwrite<char[]>(size);
+      }
+      examined.resize(blocks_.size());
+    } catch (const std::bad_alloc &) {
+      return {};
+    }
     share_work(blocks_.size(), [&](std::size_t place, unsigned sharer) noexcept {
       try {
         examine(blocks_[place], sharer, examined[place]);
@@ -77,26 +86,35 @@ void FlatSnapshot::settle_examined(std::size_t index, Examined &examined) const 
   slot.ready = slot.whole && slot.block;
 }
 
-std::vector<RowRange> FlatSnapshot::scan(RowTaker &taker) const {
+std::vector<RowRange> FlatSnapshot::scan(RowTaker &taker, RowRange range) const {
+  const long rows = range.end - range.first;
   /* Rows that are to be kept are read with their bytes. */
-  if (keeps_rows() || !worth_sharing(static_cast<std::size_t>(count()) * length_)) {
-    return Snapshot::scan(taker);
+  if (keeps_rows() || !worth_sharing(static_cast<std::size_t>(rows) * length_)) {
+    return Snapshot::scan(taker, range);
   }
-  std::vector<std::size_t> all(blocks());
-  for (std::size_t index = 0; index < all.size(); ++index) all[index] = index;
-  std::vector<Examined> examined = SharedExamination(*this, all, &taker).run();
+  const auto block_rows = static_cast<long>(rows_per_block());
+  const long end = std::min(range.end, count());
+  std::vector<std::size_t> whole;  // blocks in the range
+  for (long first = (range.first + block_rows - 1) / block_rows * block_rows;
+       first < end && (first + block_rows <= end || end == count());
+       first += block_rows) {
+    whole.push_back(static_cast<std::size_t>(first / block_rows));
+  }
+  std::vector<Examined> examined = SharedExamination(*this, whole, &taker).run();
+  if (examined.empty()) return Snapshot::scan(taker, range);
   std::vector<RowRange> left;
-  for (std::size_t index = 0; index < all.size(); ++index) {
-    settle_examined(index, examined[index]);
-    if (examined[index].read && examined[index].taken) continue;
-    const long first = static_cast<long>(index << shift_);
-    const long end = first + static_cast<long>(expected_rows(index));
-    if (!left.empty() && left.back().end == first) {
-      left.back().end = end;
-    } else {
-      left.push_back({first, end});
-    }
+  const auto leave = [&left](RowRange rows_left) {
+    if (rows_left.first < rows_left.end) left.push_back(rows_left);
+  };
+  long first = range.first;  // of the rows that were not looked at
+  for (std::size_t place = 0; place < whole.size(); ++place) {
+    settle_examined(whole[place], examined[place]);
+    if (!examined[place].read || !examined[place].taken) continue;
+    const long begin = static_cast<long>(whole[place] << shift_);
+    leave({first, begin});
+    first = begin + static_cast<long>(expected_rows(whole[place]));
   }
+  leave({first, range.end});
   return left;
 }
 
@@ -109,7 +127,7 @@ void FlatSnapshot::look_ahead(const BlockSnapshot &before) const {
   }
   if (!worth_sharing(missing.size() * rows_per_block() * length_)) return;
   std::vector<Examined> examined = SharedExamination(*this, missing, nullptr).run();
-  for (std::size_t place = 0; place < missing.size(); ++place) {
+  for (std::size_t place = 0; place < examined.size(); ++place) {
     settle_examined(missing[place], examined[place]);
   }
 }

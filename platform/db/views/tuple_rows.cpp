@@ -83,11 +83,16 @@ void TupleRows::copy_rows(std::size_t part) {
   }
 }
 
-void TupleRows::open_window(long first) {
+std::size_t TupleRows::tuple_bytes() const {
   std::size_t bytes = 0;
   for (const Part &part : parts_) {
     bytes += static_cast<std::size_t>(part.layout->relation().width) + 1;
   }
+  return bytes;
+}
+
+void TupleRows::open_window(long first) {
+  const std::size_t bytes = tuple_bytes();
   first_ = first;
   end_ = std::min(first + next_size_, tuples_.count());
   next_size_ =

@@ -8,6 +8,7 @@ namespace ksutil::db {
 struct ViewRows::Impl {
   Tuples tuples;
   TupleRows rows{tuples};
+  bool of_table = false;  // each record is the row of its number
 };
 
 ViewRows::ViewRows(Dbptr view) {
@@ -18,6 +19,7 @@ ViewRows::ViewRows(Dbptr view) {
     const bool good = source != nullptr &&
                       list_tuples("view_rows", view, *source, impl->tuples) &&
                       impl->rows.look("view_rows");
+    impl->of_table = good && source->table() != nullptr;
     return good ? std::move(impl) : nullptr;
   });
 }
@@ -26,7 +28,16 @@ ViewRows::~ViewRows() = default;
 
 long ViewRows::count() const { return impl_->tuples.count(); }
 
+std::size_t ViewRows::record_bytes() const { return impl_->rows.tuple_bytes(); }
+
 const std::string_view *ViewRows::read(long record) { return impl_->rows.read(record); }
+
+std::vector<RowRange> ViewRows::scan(RowTaker &taker, RowRange records) {
+  return at_boundary("view_rows", std::vector<RowRange>{records}, [&] {
+    if (!impl_->of_table) return std::vector<RowRange>{records};
+    return impl_->rows.snapshot(0).scan(taker, records);
+  });
+}
 
 struct ViewCondition::Impl {
   Tuples tuples;  // only its parts

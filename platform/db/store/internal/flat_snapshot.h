@@ -39,7 +39,8 @@ class FlatSnapshot final : public BlockSnapshot {
   void follow(const FlatSnapshot &before, long changed_from, long changed_to);
   void follow(const FlatSnapshot &before) { follow(before, 0, count()); }
 
-  std::vector<RowRange> scan(RowTaker &taker) const override;
+  using Snapshot::scan;
+  std::vector<RowRange> scan(RowTaker &taker, RowRange range) const override;
 
  private:
   struct Examined;

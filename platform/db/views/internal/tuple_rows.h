@@ -25,6 +25,9 @@ class TupleRows {
 
   const BoundLayout &layout(std::size_t part) const { return *parts_[part].layout; }
 
+  std::size_t tuple_bytes() const;
+  const Snapshot &snapshot(std::size_t part) const { return *parts_[part].rows; }
+
   /* The rows of a tuple, one for each table, valid until the next call; null when one of
    * them cannot be read, which a message tells when its table is read.  Tuples are read in
    * ascending order. */
