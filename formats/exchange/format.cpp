@@ -63,7 +63,8 @@ constexpr std::array<Signature, 9> kSignatures{{
      "a program", ""},
 }};
 
-/* XML files that are not of a format, by the name of their root element, without its namespace prefix. */
+/* XML files that are not of a format, by the name of their root element, without its
+ * namespace prefix. */
 constexpr std::array<Signature, 4> kRoots{{
     {"kml", "KML, which has no place for what a catalogue needs", ""},
     {"html", "an HTML page", "the address may need other parameters"},

@@ -82,8 +82,8 @@ class IndexTables {
   const FileRows &file_rows() const { return file_rows_; }
 
   /* The station and channel codes of the database for a channel; rows of seedcode,
-   * affiliation and, where the database has that table, network are added as needed.  False with `why`, or, for a failure, with a message
-   * and an empty `why`. */
+   * affiliation and, where the database has that table, network are added as needed.
+   * False with `why`, or, for a failure, with a message and an empty `why`. */
   struct Channel {
     std::string sta, chan;
   };

@@ -2,8 +2,8 @@
  *
  * The table seedcode decides; a channel that it lacks keeps its station code, and its
  * channel code gets the location code behind it, as the event server maps codes.  Such a
- * channel is entered into seedcode, its station into affiliation, and its network into network where
- * the database has that table. */
+ * channel is entered into seedcode, its station into affiliation, and its network into
+ * network where the database has that table. */
 #ifndef KSUTIL_FORMATS_EXCHANGE_IMPORT_CODE_MAP_H
 #define KSUTIL_FORMATS_EXCHANGE_IMPORT_CODE_MAP_H
 
