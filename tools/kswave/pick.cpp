@@ -163,7 +163,7 @@ void describe_pick(CLI::App &command, PickOptions &options) {
       ->capture_default_str();
   command
       .add_option("--ratio", search.ratio,
-                  "Onset where the short window has so many times the energy")
+                  "Least ratio of the energies of both windows at an onset")
       ->check(number_between(1.0, 1e9))
       ->capture_default_str();
   command.add_option("--off", search.off, "Ratio below which the next onset may begin")

@@ -68,7 +68,7 @@ void describe_plot(CLI::App &command, PlotOptions &options) {
       ->check(number_between(0.1, 10080));
   command
       .add_option("--scale", look.scale,
-                  "Of --section and --day: amplitudes so many times larger")
+                  "Of --section and --day: factor of the amplitudes")
       ->check(number_between(1e-3, 1e3));
 }
 

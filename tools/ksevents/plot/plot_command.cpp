@@ -175,7 +175,7 @@ void describe_plot(CLI::App &command, EventPlotOptions &options) {
            "Of a section: longitude,latitude (the middle of the events)");
   command
       .add_option("--half-width", options.section.half_width,
-                  "Of a section: only events within so many km")
+                  "Of a section: greatest distance of the events, km")
       ->check(number_between(0.0, 20000.0));
   command
       .add_option("--exaggeration", options.section.exaggeration,
