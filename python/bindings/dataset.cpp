@@ -20,8 +20,9 @@ namespace {
 /* A data set with a database handle of its own; one thread at a time. */
 class DataSet {
  public:
-  DataSet(const py::object &database, const std::string &sta, const std::string &chan,
-          std::optional<double> start, std::optional<double> end)
+  DataSet(const py::object &database, const std::optional<std::string> &sta,
+          const std::optional<std::string> &chan, std::optional<double> start,
+          std::optional<double> end)
       : path_(database_path(database)) {
     if (start.has_value() != end.has_value()) {
       throw py::value_error("start and end go together");
@@ -32,7 +33,8 @@ class DataSet {
         db_ = dbinvalid();
         return false;
       }
-      set_ = ksdsseis_open(db_, sta.c_str(), chan.c_str(), start.value_or(0.0),
+      set_ = ksdsseis_open(db_, sta ? sta->c_str() : nullptr,
+                           chan ? chan->c_str() : nullptr, start.value_or(0.0),
                            end.value_or(0.0));
       if (set_ == nullptr) return false;
       const int count = ksdsseis_count(set_);
@@ -109,31 +111,30 @@ SeriesCodes codes_of(const ksdsseis_channel &channel) {
           named ? channel.seedchan : channel.chan};
 }
 
-/* A channel by its number, by (sta, chan), "STA.CHAN", or a Channel of this data set. */
+/* A channel by its number, by (sta, chan), "STA.CHAN", or the codes of a Channel. */
 int index_of(const DataSet &set, const py::object &which) {
-  const auto count = static_cast<long>(set.channels().size());
-  if (py::isinstance<Channel>(which)) return which.cast<const Channel &>().index;
   if (PyIndex_Check(which.ptr()) != 0) {
-    long index = which.cast<long>();
-    if (index < 0) index += count;
-    if (index < 0 || index >= count) throw py::index_error("there is no such channel");
-    return static_cast<int>(index);
+    return index_below(which, set.channels().size(), "there is no such channel");
   }
   std::string sta, chan;
-  if (py::isinstance<py::str>(which)) {
+  if (py::isinstance<Channel>(which)) {
+    const auto &channel = which.cast<const Channel &>();
+    sta = channel.facts.sta;
+    chan = channel.facts.chan;
+  } else if (py::isinstance<py::str>(which)) {
     const auto text = which.cast<std::string>();
     const std::size_t dot = text.rfind('.');
     sta = text.substr(0, dot);
     chan = dot == std::string::npos ? "" : text.substr(dot + 1);
   } else if (py::isinstance<py::tuple>(which) && py::len(which) == 2) {
     const auto pair = which.cast<py::tuple>();
-    sta = pair[0].cast<std::string>();
-    chan = pair[1].cast<std::string>();
+    sta = value_as<std::string>(pair[0], "sta");
+    chan = value_as<std::string>(pair[1], "chan");
   } else {
     throw py::type_error("a channel is a number, 'STA.CHAN' or (sta, chan)");
   }
-  for (long i = 0; i < count; ++i) {
-    const ksdsseis_channel &each = set.channels()[static_cast<std::size_t>(i)];
+  for (std::size_t i = 0; i < set.channels().size(); ++i) {
+    const ksdsseis_channel &each = set.channels()[i];
     if (sta == each.sta && chan == each.chan) return static_cast<int>(i);
   }
   throw py::key_error("there is no channel " + sta + "." + chan);
@@ -413,18 +414,19 @@ void bind_dataset(py::module_ &m) {
       m, "DataSet",
       R"(The channels of a database that have waveforms in a window.
 
-DataSet(database, *, sta="", chan="", start=None, end=None)
+DataSet(database, *, sta=None, chan=None, start=None, end=None)
 
 database    a Database or the path of one
-sta, chan   regular expressions that match whole codes; "" all
+sta, chan   regular expressions that match whole codes; None: all
 start, end  epoch seconds, both included; None: all
 
 Channels are numbers, "STA.CHAN", (sta, chan) or a Channel.  A context manager: leaving it
 closes the data set; series and arrays that were read stay.)");
-  type.def(py::init<const py::object &, const std::string &, const std::string &,
-                    std::optional<double>, std::optional<double>>(),
-           py::arg("database"), py::kw_only(), py::arg("sta") = "",
-           py::arg("chan") = "", py::arg("start") = py::none(),
+  type.def(py::init<const py::object &, const std::optional<std::string> &,
+                    const std::optional<std::string> &, std::optional<double>,
+                    std::optional<double>>(),
+           py::arg("database"), py::kw_only(), py::arg("sta") = py::none(),
+           py::arg("chan") = py::none(), py::arg("start") = py::none(),
            py::arg("end") = py::none());
   type.def("__len__", [](const DataSet &self) { return self.channels().size(); });
   type.def("__repr__", show);

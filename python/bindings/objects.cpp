@@ -27,7 +27,7 @@ void unlock_all() {
 }
 
 bool is_masked(py::handle value) {
-  /* Whoever has a masked array has imported the module. */
+  /* Masked arrays exist only where the module has been imported. */
   const py::dict modules = py::module_::import("sys").attr("modules");
   if (!modules.contains("numpy.ma")) return false;
   return py::isinstance(value, modules["numpy.ma"].attr("MaskedArray"));
@@ -91,7 +91,7 @@ void finish_locked(std::mutex &lock, const std::function<void()> &work) noexcept
     work();
   };
   if (PyGILState_Check() == 1 && _Py_IsFinalizing() == 0) {
-    const py::gil_scoped_release gil;
+    const GilReleased gil;
     run();
   } else {
     run();
@@ -137,6 +137,15 @@ py::object without_gaps(const py::array_t<double> &samples) {
 }
 py::object without_gaps(const py::array_t<float> &samples) {
   return masked_gaps(samples);
+}
+
+int index_below(py::handle index, std::size_t count, const char *message) {
+  Py_ssize_t place = PyNumber_AsSsize_t(index.ptr(), PyExc_IndexError);
+  if (place == -1 && PyErr_Occurred() != nullptr) throw py::error_already_set();
+  const auto end = static_cast<Py_ssize_t>(count);
+  if (place < 0) place += end;
+  if (place < 0 || place >= end) throw py::index_error(message);
+  return static_cast<int>(place);
 }
 
 void check_signals() {

@@ -1,5 +1,5 @@
-/* objects: what the classes of vectors, grids, histories, seismograms and waveforms share:
- * locks, arguments, and arrays over the memory of the library.
+/* objects: gives the classes of vectors, grids, histories, seismograms and waveforms their
+ * locks, checks of arguments, and arrays over the memory of the library.
  *
  * Locks: the library allows one thread at a time in each family of tags.  A family has one
  * lock, which a thread takes only after it has released the GIL and holds only while it
@@ -22,6 +22,7 @@
 
 #include "bindings/arrays.h"
 #include "bindings/failure.h"
+#include "bindings/gil.h"
 
 namespace ksutil::python {
 
@@ -35,7 +36,7 @@ std::mutex &lock_of(Family family);
 /* Runs `work` without the GIL, under a lock. */
 template <class Work>
 auto locked(std::mutex &lock, const Work &work) {
-  const py::gil_scoped_release released;
+  const GilReleased released;
   const std::lock_guard<std::mutex> held(lock);
   return work();
 }
@@ -43,7 +44,7 @@ auto locked(std::mutex &lock, const Work &work) {
 /* Runs `work` without the GIL. */
 template <class Work>
 auto released(const Work &work) {
-  const py::gil_scoped_release gil;
+  const GilReleased gil;
   return work();
 }
 
@@ -105,6 +106,20 @@ bool is_gap(double sample);
 /* Samples as a masked array whose gaps are masked; without gaps the array itself. */
 py::object without_gaps(const py::array_t<double> &samples);
 py::object without_gaps(const py::array_t<float> &samples);
+
+/* A value as a type of C++; TypeError, with its name, when it is of another kind. */
+template <class Value>
+Value value_as(py::handle value, const char *name) {
+  try {
+    return value.cast<Value>();
+  } catch (const py::cast_error &) {
+    throw py::type_error(std::string(name) + ": wrong type or out of range: " +
+                         std::string(py::repr(value)));
+  }
+}
+
+/* An index of Python, negative ones counted from the end; IndexError with `message`. */
+int index_below(py::handle index, std::size_t count, const char *message);
 
 /* Takes the signals that have arrived, so that Ctrl-C ends a wait; needs the GIL. */
 void check_signals();

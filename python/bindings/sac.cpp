@@ -74,8 +74,8 @@ void set_value(const Sac &self, const KSSacDefine &define, const py::object &val
   char *const end = nullptr;
   switch (define.type) {
     case KSSAC_FLOAT: {
-      const double number =
-          value.is_none() ? static_cast<double>(kSacNull) : value.cast<double>();
+      const double number = value.is_none() ? static_cast<double>(kSacNull)
+                                            : value_as<double>(value, name);
       self.call([&] { return kssac_puthdr_kssac(self.get(), name, number, end); });
       break;
     }
@@ -85,7 +85,8 @@ void set_value(const Sac &self, const KSSacDefine &define, const py::object &val
       const auto null = define.type == KSSAC_LOGICAL
                             ? std::int64_t{0}
                             : static_cast<std::int64_t>(kSacNull);
-      const std::int64_t number = value.is_none() ? null : value.cast<std::int64_t>();
+      const std::int64_t number =
+          value.is_none() ? null : value_as<std::int64_t>(value, name);
       if (number < INT32_MIN || number > INT32_MAX) {
         throw py::value_error(std::string(name) + ": does not fit 32 bits");
       }
@@ -93,7 +94,8 @@ void set_value(const Sac &self, const KSSacDefine &define, const py::object &val
       break;
     }
     default: {
-      const std::string text = value.is_none() ? "-12345" : value.cast<std::string>();
+      const std::string text =
+          value.is_none() ? "-12345" : value_as<std::string>(value, name);
       const std::size_t width = define.type == KSSAC_STRING16 ? 16 : 8;
       if (text.size() > width) {
         throw py::value_error(std::string(name) + ": longer than " +

@@ -9,6 +9,8 @@
 #include <cmath>
 #include <limits>
 #include <optional>
+#include <set>
+#include <thread>
 #include <utility>
 
 #include "bindings/bindings.h"
@@ -80,7 +82,7 @@ Codes codes_of(const std::vector<py::object> &channels) {
       if (dot == std::string::npos) throw py::value_error("'" + text + "' lacks a dot");
       codes.emplace_back(text.substr(0, dot), text.substr(dot + 1));
     } else {
-      codes.push_back(each.cast<std::pair<std::string, std::string>>());
+      codes.push_back(value_as<std::pair<std::string, std::string>>(each, "channel"));
     }
   }
   return codes;
@@ -92,6 +94,9 @@ class StationView {
               std::optional<double> start, std::optional<double> end, int columns,
               long cache_bytes, int threads, double period, bool prefetch)
       : path_(database_path(database)) {
+    if (start.has_value() != end.has_value()) {
+      throw py::value_error("start and end go together");
+    }
     const ksscv_options options{cache_bytes, threads, period, prefetch ? 1 : 0};
     const Failure failure;
     record_ = released([&]() -> std::shared_ptr<ViewRecord> {
@@ -109,8 +114,12 @@ class StationView {
       close();
       throw;
     }
+    open_views().insert(this);
   }
-  ~StationView() { close(); }
+  ~StationView() {
+    open_views().erase(this);
+    close();
+  }
   StationView(const StationView &) = delete;
   StationView &operator=(const StationView &) = delete;
 
@@ -119,7 +128,7 @@ class StationView {
     finish_locked(lock_, [&] { last.swap(record_); });
     if (last == nullptr) return;
     if (PyGILState_Check() == 1 && _Py_IsFinalizing() == 0) {
-      const py::gil_scoped_release gil;
+      const GilReleased gil;
       last.reset();
     }
   }
@@ -128,6 +137,27 @@ class StationView {
   }
   const std::string &path() const { return path_; }
   const Codes &channels() const { return channels_; }
+
+  /* For the end of the interpreter: closes all views, and lets threads that wait with one
+   * leave it.  Threads of the library must not outlive the objects that they use. */
+  static void close_all() {
+    std::vector<std::shared_ptr<ViewRecord>> shares;
+    std::vector<std::weak_ptr<ViewRecord>> closing;
+    for (StationView *const each : open_views()) {
+      const std::lock_guard<std::mutex> held(each->lock_);
+      closing.push_back(each->record_);
+      shares.push_back(std::move(each->record_));
+    }
+    released([&] {
+      shares.clear();
+      const auto until = Clock::now() + std::chrono::seconds(2);
+      for (const auto &each : closing) {
+        while (!each.expired() && Clock::now() < until) {
+          std::this_thread::sleep_for(std::chrono::milliseconds(5));
+        }
+      }
+    });
+  }
 
   /* Calls a function on the view without the GIL; Error when it gives a negative number or
    * the view is closed. */
@@ -200,6 +230,12 @@ class StationView {
     return record_;
   }
 
+  /* Guarded by the GIL; never destroyed, as objects may end after the statics. */
+  static std::set<StationView *> &open_views() {
+    static auto *const views = new std::set<StationView *>;
+    return *views;
+  }
+
   static Clock::time_point deadline(std::optional<double> timeout) {
     if (!timeout || *timeout > 1e9) return Clock::time_point::max();
     if (std::isnan(*timeout)) throw py::value_error("timeout is not a number");
@@ -208,13 +244,8 @@ class StationView {
   }
 
   int place_of(const py::object &which) const {
-    const auto count = static_cast<long>(channels_.size());
     if (PyIndex_Check(which.ptr()) != 0) {
-      long index = which.cast<long>();
-      if (index < 0) index += count;
-      if (index < 0 || index >= count)
-        throw py::index_error("there is no such channel");
-      return static_cast<int>(index);
+      return index_below(which, channels_.size(), "there is no such channel");
     }
     const Codes codes = codes_of({which});
     const auto found = std::find(channels_.begin(), channels_.end(), codes.front());
@@ -306,6 +337,8 @@ void bind_view_data(py::module_ &m) {
 
 void bind_station_view(py::module_ &m) {
   bind_view_data(m);
+  py::module_::import("atexit").attr("register")(
+      py::cpp_function(&StationView::close_all));
   py::class_<StationView> type(m, "StationView",
                                R"(Station channels in a time window, for displays.
 
@@ -339,9 +372,10 @@ with Ctrl-C.  A context manager: leaving it closes the view.)");
                              "The list of (sta, chan).");
   type.def("set_channels", &StationView::set_channels, py::arg("channels"),
            "Sets the list of channels: texts 'STA.CHAN' or pairs (sta, chan).");
-  type.def("set_window", &StationView::set_window, py::arg("start"), py::arg("end"),
-           py::arg("columns") = 1000,
-           "Sets the window start <= time < end (epoch seconds) of so many columns.");
+  type.def(
+      "set_window", &StationView::set_window, py::arg("start"), py::arg("end"),
+      py::arg("columns") = 1000,
+      "Sets the window start <= time < end (epoch seconds) and its width in columns.");
   type.def(
       "envelope",
       [](StationView &self, const py::object &which, bool calibrated,

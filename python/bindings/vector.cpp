@@ -151,17 +151,15 @@ std::vector<double> values_of(const Vector &self, const py::object &y) {
   return {values.data(), values.data() + values.size()};
 }
 
-int place_of(const Vector &self, long index) {
-  const long n = self.get().npts;
-  if (index < 0) index += n;
-  if (index < 0 || index >= n) throw py::index_error("there is no such point");
-  return static_cast<int>(index);
+int place_of(const Vector &self, py::handle index) {
+  return index_below(index, static_cast<std::size_t>(self.get().npts),
+                     "there is no such point");
 }
 
 void append(const Vector &self, double x, const py::object &y,
-            const std::optional<std::string> &label, std::optional<long> index) {
+            const std::optional<std::string> &label, const py::object &index) {
   const std::vector<double> values = values_of(self, y);
-  const int place = index ? place_of(self, *index) : -1;
+  const int place = index.is_none() ? -1 : place_of(self, index);
   call([&] {
     refuse_with_arrays(self.record(), "append");
     return ksvector_append(self.tag(), place, values.data(),
@@ -169,7 +167,7 @@ void append(const Vector &self, double x, const py::object &y,
   });
 }
 
-void put(const Vector &self, long index, double x, const py::object &y,
+void put(const Vector &self, const py::object &index, double x, const py::object &y,
          const std::optional<std::string> &label) {
   const std::vector<double> values = values_of(self, y);
   const int place = place_of(self, index);

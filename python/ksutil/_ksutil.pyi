@@ -876,8 +876,8 @@ class DataSet:
         self,
         database: _Database,
         *,
-        sta: str = "",
-        chan: str = "",
+        sta: str | None = None,
+        chan: str | None = None,
         start: float | None = None,
         end: float | None = None,
     ) -> None: ...

@@ -1,7 +1,7 @@
 """Vectors, series, grids and histories: values, shapes, and memory that Python shows.
 
-A fault in who owns the memory is a crash of the user's notebook hours later; a fault in
-shapes or gaps is a wrong figure that nobody notices.
+A fault in the ownership of memory crashes a notebook hours later; a fault in shapes or
+gaps is a wrong figure that nobody notices.
 """
 
 import copy
