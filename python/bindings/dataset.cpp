@@ -470,7 +470,11 @@ What no row has is a gap; of rows that overlap those with the later lddate count
             [&](ksdsseis *set) { return ksdsseis_get_response(set, index, response); });
         return response;
       },
-      py::arg("channel") = 0, "The response file of a channel, as it stands.");
+      py::arg("channel") = 0,
+      R"(The response file of a channel, as it stands.
+
+A plain CSS3.0 file does not tell its unit and scale, which ground() then takes as
+displacement in nm; response_curve() takes them from the channel.)");
   type.def("response_curve", response_curve, py::arg("channel") = 0, py::kw_only(),
            py::arg("motion") = "V", py::arg("low") = 0.001, py::arg("high") = 100.0,
            py::arg("n") = 400,

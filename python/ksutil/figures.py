@@ -207,6 +207,41 @@ def response_figure(
     else:
         values = response.ground(frequencies, motion)
         unit = "counts / (" + {"D": "m", "V": "m/s", "A": "m/s^2"}[motion] + ")"
+    phases = np.degrees(np.angle(values))
+    return _curves(frequencies, np.abs(values), phases, unit, title, width)
+
+
+def channel_response_figure(
+    dataset: DataSet,
+    channel: Any = 0,
+    *,
+    motion: str = "V",
+    low: float = 0.001,
+    high: float = 100.0,
+    title: str | None = None,
+    width: float = 900.0,
+) -> Figure:
+    """Amplitude and phase of a channel of a data set, with its calibration.
+
+    motion     "D", "V" or "A": the response to ground motion
+    low, high  Hz
+    """
+    curve = dataset.response_curve(channel, motion=motion, low=low, high=high, n=800)
+    unit = "counts / (" + {"D": "m", "V": "m/s", "A": "m/s^2"}[motion] + ")"
+    if title is None:
+        facts = dataset[channel]
+        title = f"{facts.sta}.{facts.chan}"
+    return _curves(*curve, unit, title, width)
+
+
+def _curves(
+    frequencies: Any,
+    amplitudes: Any,
+    phases: Any,
+    unit: str,
+    title: str,
+    width: float,
+) -> Figure:
     figure = Figure(title, width=width, shared_x=True)
     figure.panel(
         xlabel="frequency (Hz)",
@@ -214,9 +249,9 @@ def response_figure(
         xscale="log",
         yscale="log",
     )
-    figure.line(np.abs(values), frequencies, colour=_TRACE)
+    figure.line(amplitudes, frequencies, colour=_TRACE)
     figure.panel(xlabel="frequency (Hz)", ylabel="phase (degrees)", xscale="log")
-    figure.line(np.degrees(np.angle(values)), frequencies, colour=_TRACE)
+    figure.line(phases, frequencies, colour=_TRACE)
     return figure
 
 
