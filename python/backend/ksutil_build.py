@@ -47,6 +47,21 @@ def get_requires_for_build_sdist(config_settings: Settings = None) -> list[str]:
     return []
 
 
+def prepare_metadata_for_build_wheel(
+    metadata_directory: str, config_settings: Settings = None
+) -> str:
+    folder = pathlib.Path(metadata_directory, _info())
+    folder.mkdir()
+    (folder / "METADATA").write_bytes(_metadata())
+    return folder.name
+
+
+def prepare_metadata_for_build_editable(
+    metadata_directory: str, config_settings: Settings = None
+) -> str:
+    return prepare_metadata_for_build_wheel(metadata_directory, config_settings)
+
+
 def build_wheel(
     wheel_directory: str,
     config_settings: Settings = None,

@@ -3,7 +3,6 @@
 #define KSUTIL_PYTHON_BINDINGS_RELEASED_H
 
 #include <pybind11/pybind11.h>
-#include <unistd.h>
 
 #include <chrono>
 #include <type_traits>

@@ -40,6 +40,16 @@ def test_the_stubs_are_those_of_the_extension(tmp_path: pathlib.Path) -> None:
         path=str(PACKAGE.parent))
 
 
+def test_threads_give_the_lock_back_in_one_way() -> None:
+    """Another way than GilReleased ends the process when Python ends meanwhile."""
+    users = [
+        path.name
+        for path in (SOURCE / "python" / "bindings").iterdir()
+        if path.name != "gil.h" and "py::gil_scoped_release" in path.read_text()
+    ]
+    assert users == []
+
+
 def test_everything_public_is_documented() -> None:
     missing = []
     for name in ksutil.__all__:
