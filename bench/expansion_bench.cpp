@@ -67,6 +67,7 @@ struct Expanding {
   EVServer server;
   EVClient client;
   Dbptr db = dbinvalid();
+  long evid = 0;  // of the last later expansion
 };
 
 /* Includes building the indexes of the two tables. */
@@ -137,10 +138,9 @@ void BM_PhaseFingerprint(benchmark::State &state) {
 void BM_LaterExpansion(benchmark::State &state) {
   Expanding &expanding = Expanding::of(state.range(0));
   expanding.expand(1);
-  long evid = 0;
   for (auto _ : state) {
-    evid = (evid + 7919) % expanding.events;
-    if (!expanding.expand(evid + 1)) state.SkipWithError("not expanded");
+    expanding.evid = (expanding.evid + 7919) % expanding.events;
+    if (!expanding.expand(expanding.evid + 1)) state.SkipWithError("not expanded");
   }
 }
 

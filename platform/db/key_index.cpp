@@ -23,6 +23,10 @@ constexpr std::size_t kMostLostKeys = std::size_t{1} << 16;
 /* How far ahead of the row that is entered its slot is fetched. */
 constexpr std::size_t kAhead = 12;
 
+unsigned shift_for(std::size_t slots) {
+  return 64U - static_cast<unsigned>(std::countr_zero(slots)) + 3U;
+}
+
 }  // namespace
 
 /* KeyTaker: reads the keys of rows for several indexes of one table. */
@@ -195,14 +199,29 @@ void KeyIndex::resize(long rows) {
 
 /* Enters the rows whose keys are noted. */
 void KeyIndex::link() {
+  /* As many keys as there are at most when the rows of each lie behind each other, so
+   * that the slots need not grow on the way. */
+  std::size_t runs = 0;
+  std::int64_t before = 0;
   for (std::size_t row = 0; row < nodes_.size(); ++row) {
-    if (row + kAhead < nodes_.size() && !slots_.empty()) {
+    if (nodes_[row].next == kNoKey) continue;
+    const std::int64_t key = key_at(row);
+    if (runs == 0 || key != before) ++runs;
+    before = key;
+  }
+  const std::size_t size = std::max(kFewestSlots, std::bit_ceil(runs + runs / 2 + 2));
+  slots_.assign(size, kFree);
+  shift_ = shift_for(size);
+  for (std::size_t row = 0; row < nodes_.size(); ++row) {
+    if (row + kAhead < nodes_.size()) {
       __builtin_prefetch(&slots_[place(key_at(row + kAhead))]);
     }
     if (nodes_[row].next == kNoKey) continue;
     nodes_[row].next = kNoKey;
     append(key_at(row), static_cast<std::int32_t>(row));
   }
+  /* The rows of a key lay far apart. */
+  if (slots_.size() > kFewestSlots && 8 * used_ < slots_.size()) grow();
 }
 
 /* Moves the rows that changed since the index's snapshot; false when the changes are
@@ -369,7 +388,7 @@ void KeyIndex::grow() {
       old.begin(), old.end(), [](std::int32_t last) { return last >= 0; }));
   const std::size_t size = std::max(kFewestSlots, std::bit_ceil(2 * live));
   slots_.assign(size, kFree);
-  shift_ = 64U - static_cast<unsigned>(std::countr_zero(size)) + 3U;
+  shift_ = shift_for(size);
   used_ = 0;
   for (const std::int32_t last : old) {
     if (last < 0) continue;

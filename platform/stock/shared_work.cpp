@@ -17,12 +17,17 @@ const WorkSettings &settings() {
   return *current_settings.load(std::memory_order_acquire);
 }
 
-/* Blocks all signals of this thread for one scope; threads begun meanwhile inherit it. */
+/* Blocks the signals of this thread for one scope, but for those that a fault of a thread
+ * raises in itself; threads begun meanwhile inherit it. */
 class BlockedSignals {
  public:
   BlockedSignals() {
     sigset_t all;
     ::sigfillset(&all);
+    for (const int fault :
+         {SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGABRT, SIGTRAP, SIGSYS}) {
+      ::sigdelset(&all, fault);
+    }
     blocked_ = ::pthread_sigmask(SIG_SETMASK, &all, &before_) == 0;
   }
   ~BlockedSignals() {

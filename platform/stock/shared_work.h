@@ -3,7 +3,8 @@
  *
  * The pieces must not depend on each other and must not wait for each other.  They have
  * ended, and everything that they have written is visible, when the call returns.  The
- * second thread blocks all signals, so that a program's handlers run on its own threads.
+ * second thread blocks all signals but those of its own faults (SIGSEGV and the like), so
+ * that a program's handlers run on its own threads.
  * Without a second core, or when the system gives no thread, the calling thread does all
  * the work.
  * Messages of the second thread belong to it and not to the caller: a piece that fails

@@ -27,7 +27,7 @@ namespace ksutil::db {
 
 /* Bytes of rows that one open database keeps beyond those that are in use: enough for
  * the rows between which a reading goes back and forth. */
-inline constexpr std::size_t kBlockBudget = std::size_t{64} << 20;
+inline constexpr std::size_t kBlockBudget = std::size_t{48} << 20;
 
 /* kBlockBudget, or another limit while the object lives.  For tests, one at a time. */
 std::size_t default_block_budget();
