@@ -13,8 +13,10 @@ void ksutil::fuzz::read_input(std::string_view input) {
   std::string back(input.size(), '\0');
   packed->unpack(0, input.size(), back.data());
   require(back == input, "the block is given back");
-  /* Stretches that begin and end anywhere, in steps that follow from the input. */
-  const std::size_t step = 1 + static_cast<unsigned char>(input.front()) % 97;
+  /* Some hundred stretches that begin and end anywhere, in steps that follow from the
+   * input. */
+  const std::size_t step =
+      1 + input.size() / 200 + static_cast<unsigned char>(input.front()) % 97;
   for (std::size_t from = 0; from < input.size(); from += step) {
     const std::size_t count = (from * step) % 301;
     std::string part(count, '?');
