@@ -19,6 +19,7 @@ void bind_view(py::module_ &m);
 void bind_table_edits(py::module_ &m);
 void bind_expression(py::module_ &m);
 void bind_parameters(py::module_ &m);
+void bind_moment(py::module_ &m);
 void bind_traveltime(py::module_ &m);
 void bind_dataset(py::module_ &m);
 void bind_exchange(py::module_ &m);

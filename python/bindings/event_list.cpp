@@ -6,7 +6,7 @@
 
 #include "bindings/arrays.h"
 #include "bindings/bindings.h"
-#include "bindings/released.h"
+#include "bindings/objects.h"
 
 namespace ksutil::python {
 namespace {
@@ -57,7 +57,7 @@ struct EventIterator {
 
 /* The place of an event in the choice; -1 without one. */
 long find_evid(const PyEventList &list, std::int64_t evid) {
-  return without_gil([&] {
+  return released([&] {
     const long size = list.choice.size();
     for (long i = 0; i < size; i++) {
       if (list.choice.event(i).evid == evid) return i;
@@ -67,7 +67,7 @@ long find_evid(const PyEventList &list, std::int64_t evid) {
 }
 
 py::object evids(const PyEventList &list) {
-  return array_of(without_gil([&] {
+  return array_of(released([&] {
     std::vector<std::int64_t> ids(static_cast<std::size_t>(list.choice.size()));
     for (std::size_t i = 0; i < ids.size(); i++) {
       ids[i] = list.choice.event(static_cast<long>(i)).evid;
@@ -86,8 +86,8 @@ void warn_of_unreadable(long count, const std::string &query) {
 }
 
 py::object column(const PyEventList &list, const std::string &query, bool datetime) {
-  look_at_signals();
-  EventColumn values = without_gil([&] { return evaluate(list.choice, query); });
+  check_signals();
+  EventColumn values = released([&] { return evaluate(list.choice, query); });
   warn_of_unreadable(values.unreadable, query);
   return array_of_column(std::move(values), datetime);
 }
@@ -104,7 +104,7 @@ py::dict columns(const PyEventList &list, const py::args &queries, bool datetime
 }
 
 PyEventList where(const PyEventList &list, const std::string &query) {
-  EventPlaces found = without_gil([&] { return places_where(list.choice, query); });
+  EventPlaces found = released([&] { return places_where(list.choice, query); });
   warn_of_unreadable(found.unreadable, query);
   return with_order(list, std::move(found.places));
 }
@@ -130,7 +130,7 @@ std::vector<long> sorted_places(const EventChoice &choice, const std::string &qu
 
 PyEventList sorted(const PyEventList &list, const std::string &query, bool reverse) {
   return with_order(
-      list, without_gil([&] { return sorted_places(list.choice, query, reverse); }));
+      list, released([&] { return sorted_places(list.choice, query, reverse); }));
 }
 
 py::object query_value(const PyQuery &query, const py::object &record) {
@@ -226,6 +226,13 @@ void bind_list(py::module_ &m) {
           },
           py::arg("datetime") = false,
           "A pandas.DataFrame of the columns; without names of the usual ones.")
+      .def(
+          "figure",
+          [](const py::object &self, const py::kwargs &options) {
+            return py::module_::import("ksutil._tables")
+                .attr("map_figure")(self, **options);
+          },
+          "The events on a map, as a Figure; options as of figures.event_map.")
       .def("__repr__",
            [](const PyEventList &self) {
              return "EventList(" + std::to_string(self.choice.size()) + " events)";

@@ -10,7 +10,7 @@
 #include "bindings/arrays.h"
 #include "bindings/bindings.h"
 #include "bindings/event_rows_of.h"
-#include "bindings/released.h"
+#include "bindings/objects.h"
 
 namespace ksutil::python {
 namespace {
@@ -571,7 +571,7 @@ std::shared_ptr<const EVEvent> expanded_event(EventTree &tree) {
   }
   auto whole = std::make_shared<EVEvent>();
   const Failure failure;
-  failure.check(without_gil([&] {
+  failure.check(released([&] {
     return core->use([&](EVServer &server) {
       return server.getExpandedEvent(nullptr, static_cast<long>(tree.event->evid),
                                      *whole);

@@ -8,7 +8,7 @@
 #include "bindings/event_edits.h"
 #include "bindings/event_list.h"
 #include "bindings/event_records.h"
-#include "bindings/released.h"
+#include "bindings/patience.h"
 
 namespace ksutil::python {
 namespace {
@@ -26,11 +26,11 @@ struct ServerHandle {
   ServerHandle &operator=(const ServerHandle &) = delete;
 
   void close() {
-    without_gil([this] { core->close(); });
+    released([this] { core->close(); });
   }
   template <class Function>
   auto use(Function function) const {
-    return without_gil([&] { return core->use(function); });
+    return released([&] { return core->use(function); });
   }
 
   const std::shared_ptr<ServerCore> core;
@@ -71,7 +71,7 @@ std::unique_ptr<ServerHandle> open_server(std::string database, double interval,
       std::move(database), interval,  max_events, max_expanded,
       detections,          until_now, queue,      std::move(preferred_magnitudes)};
   return std::make_unique<ServerHandle>(
-      without_gil([&] { return ServerCore::open(settings); }));
+      released([&] { return ServerCore::open(settings); }));
 }
 
 /* Refreshes until everything that was written before the call has been read. */
@@ -82,8 +82,8 @@ void refresh(const ServerHandle &self, bool force) {
     const int result =
         self.use([&](EVServer &server) { return server.refreshEvents(force ? 1 : 0); });
     if (failure.check(result) != kAnotherRuns) return;
-    look_at_signals();
-    without_gil([] { std::this_thread::sleep_for(std::chrono::milliseconds(2)); });
+    check_signals();
+    released([] { std::this_thread::sleep_for(std::chrono::milliseconds(2)); });
   }
 }
 
@@ -224,8 +224,8 @@ py::object take(PyChanges &self, const py::object &timeout) {
   EventChange change;
   for (;;) {
     const ChangeQueue::Outcome outcome =
-        without_gil([&] { return queue->take(change, patience.slice_end()); });
-    look_at_signals();
+        released([&] { return queue->take(change, patience.slice_end()); });
+    check_signals();
     if (outcome == ChangeQueue::Outcome::kTaken) {
       return py::cast(PyChange{std::move(change), self.layouts, self.core});
     }
@@ -364,7 +364,7 @@ void bind_event_server(py::module_ &m) {
   bind_reading(server);
   bind_commands(server);
   m.def("_report", report, py::arg("function"), py::arg("error"));
-  m.def("_close_all", [] { without_gil([] { close_all(); }); });
+  m.def("_close_all", [] { released([] { close_all(); }); });
 }
 
 }  // namespace ksutil::python

@@ -8,7 +8,7 @@
 #include "bindings/bindings.h"
 #include "bindings/event_core.h"
 #include "bindings/event_records.h"
-#include "bindings/released.h"
+#include "bindings/patience.h"
 
 namespace ksutil::python {
 namespace {
@@ -166,7 +166,7 @@ struct StreamHandle {
   StreamHandle(const StreamHandle &) = delete;
   StreamHandle &operator=(const StreamHandle &) = delete;
   void close() {
-    without_gil([this] { stream->close(); });
+    released([this] { stream->close(); });
   }
 
   const std::shared_ptr<EventStream> stream;
@@ -176,7 +176,7 @@ std::unique_ptr<StreamHandle> open_stream(std::string database, std::string wher
                                           bool expand) {
   auto stream =
       shared_in_process(new EventStream(std::move(database), std::move(where), expand));
-  without_gil([&] {
+  released([&] {
     stream->start();
     remember(stream);
   });
@@ -189,12 +189,12 @@ PyEvent next(StreamHandle &self) {
   std::shared_ptr<EVEvent> event;
   for (;;) {
     const auto outcome =
-        without_gil([&] { return stream->take(event, patience.slice_end()); });
+        released([&] { return stream->take(event, patience.slice_end()); });
     if (outcome == EventStream::Outcome::kTaken) {
       return make_event(std::move(event), stream->layouts(), nullptr,
                         stream->expands());
     }
-    look_at_signals();
+    check_signals();
     if (outcome == EventStream::Outcome::kEnded) throw py::stop_iteration();
   }
 }

@@ -16,6 +16,7 @@ PYBIND11_MODULE(_ksutil, m) {
   bind_event_list(m);
   bind_event_server(m);
   bind_event_stream(m);
+  bind_moment(m);
   bind_traveltime(m);
   bind_figure(m);
   bind_series(m);

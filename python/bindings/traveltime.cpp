@@ -10,7 +10,7 @@
 
 #include "bindings/arrays.h"
 #include "bindings/bindings.h"
-#include "bindings/released.h"
+#include "bindings/objects.h"
 
 namespace ksutil::python {
 namespace {
@@ -58,10 +58,10 @@ template <class Work>
 void each_index(std::size_t size, Work work) {
   for (std::size_t first = 0; first < size; first += kPiece) {
     const std::size_t end = std::min(size, first + kPiece);
-    without_gil([&] {
+    released([&] {
       for (std::size_t i = first; i < end; i++) work(i);
     });
-    look_at_signals();
+    check_signals();
   }
 }
 

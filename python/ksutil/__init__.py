@@ -64,6 +64,16 @@ from .exchange import (
 )
 from .exchange import formats as exchange_formats
 from .expression import Expression
+from .mechanisms import (
+    MomentTensor,
+    NodalPlane,
+    Parts,
+    PrincipalAxes,
+    PrincipalAxis,
+    Radiation,
+    magnitude_of_moment,
+    moment_of_magnitude,
+)
 from .parameters import ParameterFile, Violation
 from .times import datetime64, epoch_seconds
 from .traveltimes import FirstArrivals, distance_azimuth, first_arrivals, travel_times
@@ -93,8 +103,14 @@ __all__ = [
     "History",
     "Magnitude",
     "Moment",
+    "MomentTensor",
+    "NodalPlane",
     "Origin",
     "ParameterFile",
+    "Parts",
+    "PrincipalAxes",
+    "PrincipalAxis",
+    "Radiation",
     "Response",
     "Row",
     "Rows",
@@ -123,7 +139,9 @@ __all__ = [
     "first_arrivals",
     "import_catalog",
     "import_waveforms",
+    "magnitude_of_moment",
     "miniseed_available",
+    "moment_of_magnitude",
     "read_catalog",
     "read_miniseed",
     "schemas",

@@ -10,7 +10,7 @@ from typing import TYPE_CHECKING, Any
 from .times import ma
 
 if TYPE_CHECKING:
-    from ._ksutil import EventList
+    from ._ksutil import EventList, Figure
 
 USUAL = ("evid", "time", "lat", "lon", "depth", "magnitude", "magtype")
 SHOWN = 20  # rows of a list in a notebook
@@ -49,6 +49,14 @@ def list_table(events: EventList) -> str:
     more = len(events) - SHOWN
     end = f"<p>and {more} more</p>" if more > 0 else ""
     return "<table>" + "".join(rows) + "</table>" + end
+
+
+def map_figure(events: EventList, **options: Any) -> Figure:
+    """The events on a map; `options` as of ksutil.figures.event_map."""
+    from .figures import event_map
+
+    columns = events.columns("lon", "lat", "magnitude")
+    return event_map(columns["lon"], columns["lat"], columns["magnitude"], **options)
 
 
 def frame(events: EventList, queries: Sequence[str], datetime: bool) -> Any:

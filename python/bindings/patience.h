@@ -1,29 +1,17 @@
-/* released: runs C++ code without the GIL, and waits so that Ctrl-C ends the wait. */
-#ifndef KSUTIL_PYTHON_BINDINGS_RELEASED_H
-#define KSUTIL_PYTHON_BINDINGS_RELEASED_H
+/* patience: cuts waits into pieces, so that Ctrl-C ends them. */
+#ifndef KSUTIL_PYTHON_BINDINGS_PATIENCE_H
+#define KSUTIL_PYTHON_BINDINGS_PATIENCE_H
 
 #include <pybind11/pybind11.h>
+#include <unistd.h>
 
 #include <chrono>
-#include <type_traits>
 
-#include "bindings/gil.h"
+#include "bindings/objects.h"
 
 namespace ksutil::python {
 
 namespace py = pybind11;
-
-/* The result of function(), which runs without the GIL and must not touch Python. */
-template <class Function>
-std::invoke_result_t<Function> without_gil(Function function) {
-  const GilReleased released;
-  return function();
-}
-
-/* Runs the handlers of signals that have come; throws what they raise, as Ctrl-C does. */
-inline void look_at_signals() {
-  if (PyErr_CheckSignals() != 0) throw py::error_already_set();
-}
 
 /* A wait is cut into pieces, between which the main thread looks at signals; another
  * thread only looks whether it still has to wait. */
