@@ -98,7 +98,7 @@ def cases(folder: str, size: int) -> Iterator[Case]:
     for name, path in (("EventsShipped", str(SHIPPED)), ("EventsLarge", made)):
         read = Merged(path)
         assert np.array_equal(serve(path)["evid"], read()["evid"].to_numpy())
-        yield Case(name, {"Ksutil": lambda p=path: serve(p), "ReadFwf": read})
+        yield Case(name, {"Ksutil": lambda p=path: serve(p), "Merged": read})
     with ksutil.EventServer(made, interval=0) as server:
         events, frame = server.events, read()
         yield Case("EventColumns", {"Ksutil": lambda: events.columns(*COLUMNS)})
