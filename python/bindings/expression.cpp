@@ -78,7 +78,7 @@ template <class Value>
 const Value *hold(const py::handle &from, Values &values, py::list &held) {
   auto array =
       py::array_t<Value, py::array::c_style | py::array::forcecast>::ensure(from);
-  if (!array) throw py::error_already_set();
+  if (!array) throw py::type_error("no array of numbers");
   values.count = static_cast<std::size_t>(array.size());
   held.append(array);
   return array.data();
@@ -155,6 +155,7 @@ class Expression {
   const std::string &text() const { return text_; }
   const std::vector<std::string> &names() const { return names_.names(); }
 
+  /* None when the types of the columns have brought more names to light. */
   py::object evaluate(const std::vector<py::tuple> &given, std::size_t count) {
     if (given.size() != names().size()) throw py::value_error("one column for a name");
     std::vector<Values> values;
@@ -167,6 +168,7 @@ class Expression {
       types.push_back(values.back().type);
     }
     const std::shared_ptr<const expr::Program> program = compiled(types);
+    if (program == nullptr) return py::none();
     ColumnValues result(text_, kind_of(program->type()));
     {
       const GilReleased released;
@@ -176,26 +178,31 @@ class Expression {
   }
 
  private:
+  /* Whether some choice of types compiles; true also when there are too many to try all.
+   * A text that fails early hides the names behind that place: it is tried again until no
+   * new ones come. */
   bool compiles_with_mixed_types() {
-    /* Up to kTried names have types of their own. */
-    constexpr std::size_t kTried = 6;
+    constexpr std::size_t kTried = 6, kLongest = 4096;
     static const expr::Type kChoices[] = {expr::Type::kReal, expr::Type::kText,
                                           expr::Type::kTime, expr::Type::kBoolean};
-    const std::size_t tried = std::min(names().size(), kTried);
-    std::size_t combinations = 1;
-    for (std::size_t i = 0; i < tried; i++) combinations *= std::size(kChoices);
-    for (std::size_t number = 0; number < combinations; number++) {
-      Types types(names().size(), expr::Type::kReal);
-      std::size_t rest = number;
-      for (std::size_t i = 0; i < tried; i++) {
-        types[i] = kChoices[rest % std::size(kChoices)];
-        rest /= std::size(kChoices);
+    for (std::size_t known = 0; known < names().size();) {
+      known = names().size();
+      if (known > kTried || text_.size() > kLongest) return true;
+      std::size_t combinations = 1;
+      for (std::size_t i = 0; i < known; i++) combinations *= std::size(kChoices);
+      for (std::size_t number = 0; number < combinations; number++) {
+        Types types(names().size(), expr::Type::kReal);
+        std::size_t rest = number;
+        for (std::size_t i = 0; i < known; i++) {
+          types[i] = kChoices[rest % std::size(kChoices)];
+          rest /= std::size(kChoices);
+        }
+        names_.set_types(types);
+        expr::Error error;
+        if (expr::Program::compile(text_, names_, error)) return true;
       }
-      names_.set_types(types);
-      expr::Error error;
-      if (expr::Program::compile(text_, names_, error)) return true;
     }
-    return names().size() > kTried;
+    return false;
   }
 
   [[noreturn]] void raise(const expr::Error &error) const {
@@ -203,6 +210,7 @@ class Expression {
                 " at position " + std::to_string(error.position));
   }
 
+  /* Null when the text has names beyond those of the types. */
   std::shared_ptr<const expr::Program> compiled(const Types &types) {
     const auto known = programs_.find(types);
     if (known != programs_.end()) return known->second;
@@ -210,6 +218,7 @@ class Expression {
     expr::Error error;
     std::shared_ptr<const expr::Program> program =
         expr::Program::compile(text_, names_, error);
+    if (names().size() > types.size()) return nullptr;
     if (program == nullptr) raise(error);
     programs_[types] = program;
     return program;

@@ -7,7 +7,6 @@
 #ifndef KSUTIL_PYTHON_BINDINGS_GIL_H
 #define KSUTIL_PYTHON_BINDINGS_GIL_H
 
-#include <cxxabi.h>
 #include <pybind11/pybind11.h>
 #include <unistd.h>
 
@@ -19,8 +18,8 @@ class GilReleased {
   ~GilReleased() {
     try {
       PyEval_RestoreThread(state_);
-    } catch (const abi::__forced_unwind &) {
-      for (;;) pause();  // leaving the handler would go on with the unwinding
+    } catch (...) {      // only the unwinding of the thread, which has no object
+      for (;;) pause();  // leaving the handler would go on with it
     }
   }
   GilReleased(const GilReleased &) = delete;

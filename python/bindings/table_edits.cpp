@@ -42,7 +42,7 @@ template <class Value>
 const Value *hold(const py::handle &from, std::optional<py::array_t<Value>> &held,
                   std::size_t &count) {
   held = py::array_t<Value, py::array::c_style | py::array::forcecast>::ensure(from);
-  if (!*held) throw py::error_already_set();
+  if (!*held) throw py::type_error("no array of numbers");
   if (held->ndim() != 1) throw py::value_error("columns have one dimension");
   count = static_cast<std::size_t>(held->size());
   return held->data();

@@ -403,7 +403,8 @@ class Table(View):
 
     def _chosen(self, rows: Any) -> tuple[list[int], list[bytes | None]]:
         if isinstance(rows, View):
-            return [int(each) for each in rows.records(self.name)], [None] * len(rows)
+            numbers = [int(each) for each in rows.records(self.name)]
+            return numbers, [None] * len(numbers)
         if isinstance(rows, (Row, int, np.integer)):
             rows = [rows]
         records: list[int] = []

@@ -33,7 +33,11 @@ class Expression:
 
     @property
     def names(self) -> tuple[str, ...]:
-        """The names whose values it uses, in the order of their first use."""
+        """The names whose values it uses, in the order of their first use.
+
+        In a long expression with names of several types the last ones may only be
+        known after it has been evaluated.
+        """
         return tuple(self._core.names)
 
     def evaluate(self, columns: Mapping[str, Any] | Rows) -> Any:
@@ -50,6 +54,22 @@ class Expression:
         """
         if isinstance(columns, Rows):
             return columns.column(f"({self.text})")
+        while True:
+            values, shape = self._evaluated_on(columns)
+            if values is not None:
+                break  # else more names have come to light
+        if shape == ():
+            single = values[0]
+            if single is None or single is ma.masked:
+                return None
+            if isinstance(single, str):
+                return single
+            return None if single != single else single.item()
+        return values.reshape(shape)
+
+    def _evaluated_on(
+        self, columns: Mapping[str, Any]
+    ) -> tuple[Any, tuple[int, ...]]:
         arrays = []
         for name in self.names:
             if name not in columns:
@@ -62,15 +82,7 @@ class Expression:
             if array.ndim > 0 and array.shape != shape:
                 array = np.broadcast_to(array, shape, subok=True)
             given.append(_typed(name, array.reshape(-1)))
-        values = self._evaluated(given, count)
-        if shape == ():
-            single = values[0]
-            if single is None or single is ma.masked:
-                return None
-            if isinstance(single, str):
-                return single
-            return None if single != single else single.item()
-        return values.reshape(shape)
+        return self._evaluated(given, count), shape
 
     def _evaluated(self, given: list[tuple[Any, ...]], count: int) -> Any:
         """Columns of nulls alone are numbers, or texts where the expression wants these."""

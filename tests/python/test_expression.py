@@ -56,6 +56,22 @@ def test_types_shapes_and_nulls() -> None:
     assert empty.dtype == bool and empty.shape == (0,)
 
 
+def test_names_of_several_types() -> None:
+    columns = {
+        "sta": ["AA", "B"], "ml": [5.0, 5.0], "auth": ["x", "x"], "time": [0.0, 0.0],
+        "chan": ["BHZ", "BHZ"], "lat": [1.0, 1.0], "net": ["N", "N"], "flag": [True, True],
+    }
+    text = "sta =~ 'A.*' && ml > 4 && auth == 'x'"
+    expression = ksutil.Expression(text)
+    assert expression.names == ("sta", "ml", "auth")
+    assert expression.evaluate(columns).tolist() == [True, False]
+    text += " && time < '2015-01-01' && chan =~ 'B.*' && lat > 0 && net == 'N' && flag"
+    for _ in range(2):
+        assert ksutil.Expression(text).evaluate(columns).tolist() == [True, False]
+    with pytest.raises(KeyError, match="flag"):
+        ksutil.Expression(text).evaluate({**{k: v for k, v in columns.items() if k != "flag"}})
+
+
 @pytest.mark.parametrize("text", ["", "ml >", "ml + (3", "'open", "f(", "ml ?? 3", "(" * 500])
 def test_faults_are_found_when_made(text: str) -> None:
     with pytest.raises(ksutil.Error, match="position"):
