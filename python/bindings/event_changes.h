@@ -16,8 +16,9 @@
 
 namespace ksutil::python {
 
-/* The number of forks that led to this process.  What has threads and locks belongs to the
- * process that made it: in a child its locks may be held for ever. */
+/* The number of forks that led to this process.  An object with threads and locks belongs
+ * to the process that made it: in a child, its locks may be held by threads that are not
+ * there. */
 long fork_generation();
 
 /* An object with locks, of which a child of a fork keeps no more than the memory: its

@@ -1,4 +1,4 @@
-/* event_columns: the values of queries on many events, as arrays. */
+/* event_columns: evaluates queries on many events, and makes arrays of the values. */
 #ifndef KSUTIL_PYTHON_BINDINGS_EVENT_COLUMNS_H
 #define KSUTIL_PYTHON_BINDINGS_EVENT_COLUMNS_H
 

@@ -1,4 +1,4 @@
-/* event_core: an event server as several threads of a program share it, without Python. */
+/* event_core: lets several threads of a program share an event server, without Python. */
 #ifndef KSUTIL_PYTHON_BINDINGS_EVENT_CORE_H
 #define KSUTIL_PYTHON_BINDINGS_EVENT_CORE_H
 
@@ -17,7 +17,7 @@
 
 namespace ksutil::python {
 
-/* What must end before Python does: it has threads. */
+/* Closable: an object with threads, which must end before Python does. */
 class Closable {
  public:
   virtual ~Closable() = default;

@@ -1,4 +1,4 @@
-/* event_list: lists of events and compiled queries as objects of Python. */
+/* event_list: shows lists of events and compiled queries as objects of Python. */
 #ifndef KSUTIL_PYTHON_BINDINGS_EVENT_LIST_H
 #define KSUTIL_PYTHON_BINDINGS_EVENT_LIST_H
 

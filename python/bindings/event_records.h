@@ -1,4 +1,4 @@
-/* event_records: the records of events as objects of Python. */
+/* event_records: shows the records of events as objects of Python. */
 #ifndef KSUTIL_PYTHON_BINDINGS_EVENT_RECORDS_H
 #define KSUTIL_PYTHON_BINDINGS_EVENT_RECORDS_H
 
