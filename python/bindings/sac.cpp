@@ -4,7 +4,6 @@
 #include <algorithm>
 #include <bit>
 #include <cctype>
-#include <cmath>
 #include <cstdio>
 #include <cstring>
 #include <fstream>
@@ -276,19 +275,14 @@ Sac from_series(const Series &series, const std::string &type) {
   return self;
 }
 
-double number_or_nan(const Sac &self, const char *name) {
-  const py::object value = value_of(self, *define_of(name));
-  return value.is_none() ? std::nan("") : value.cast<double>();
-}
-
 py::object time_of(const Sac &self) {
-  const Failure failure;
+  for (const char *const name :
+       {"NZYEAR", "NZJDAY", "NZHOUR", "NZMIN", "NZSEC", "NZMSEC", "B"}) {
+    if (value_of(self, *define_of(name)).is_none()) return py::none();
+  }
   double time = 0.0;
-  const double b = number_or_nan(self, "B");
-  const int result = locked(self.record()->lock,
-                            [&] { return kssac_getreftime_kssac(self.get(), &time); });
-  if (result != 0 || std::isnan(b)) return py::none();
-  return py::float_(time + b);
+  self.call([&] { return kssac_getreftime_kssac(self.get(), &time); });
+  return py::float_(time + value_of(self, *define_of("B")).cast<double>());
 }
 
 std::string show(const Sac &self) {
@@ -330,9 +324,10 @@ or str; None for undefined ones, and assigned to make one undefined.)");
                              R"(Samples [n] float32, read-only, without a copy.
 
 While such an array is alive, put_data() is refused.)");
-  type.def_property_readonly(
-      "time", time_of,
-      "Time of the first sample, epoch seconds: the reference time and B.");
+  type.def_property_readonly("time", time_of,
+                             "Time of the first sample, epoch seconds: the reference "
+                             "time and B; None where one "
+                             "of them is undefined.");
   type.def("put_data", put_data, py::arg("samples"), py::arg("time"),
            py::arg("samprate"), py::kw_only(), py::arg("type") = "",
            "Replaces the samples and what the header says of them.");

@@ -49,6 +49,9 @@ class TestSac:
         sac.evla, sac.KEVNM, sac.nevid = -33.25, "an event of 16", 17
         assert (sac.EVLA, sac.kevnm, sac.NEVID) == (-33.25, "an event of 16", 17)
         sac.evla = None
+        assert sac.time == pytest.approx(1.5e9 + 0.25)
+        sac.NZJDAY = None
+        assert sac.time is None and ksutil.Sac().time is None
         assert sac.EVLA is None and "EVLA" not in sac.header
         assert sac.header["KEVNM"] == "an event of 16"
 
