@@ -398,8 +398,11 @@ bool FlatJournal::lock_tables(std::vector<FileHandle> &files,
 /* Whether the files are as the dead process left them, as far as their sizes show. */
 bool FlatJournal::fits(const std::vector<FileHandle> &files) const {
   for (std::size_t i = 0; i < files.size(); ++i) {
-    if (tables_[i].replacement >= 0) continue;  // looked at when it is put in its place
     const std::int64_t size = size_of(files[i]);
+    if (tables_[i].replacement >= 0) {
+      if (size != tables_[i].size && size != tables_[i].replacement) return false;
+      continue;
+    }
     if (size < tables_[i].size || size > tables_[i].size + tables_[i].added)
       return false;
   }
@@ -409,6 +412,8 @@ bool FlatJournal::fits(const std::vector<FileHandle> &files) const {
 bool FlatJournal::all_in_place(const std::vector<FileHandle> &files) const {
   std::string found;
   for (std::uint32_t i = 0; i < files.size(); ++i) {
+    const std::int64_t replacement = tables_[i].replacement;
+    if (replacement >= 0 && size_of(files[i]) != replacement) return false;
     const bool same = new_bytes(i, [&](std::int64_t at, std::string_view bytes) {
       found.resize(bytes.size());
       return read_whole(files[i].get(), found.data(), found.size(), at) &&

@@ -307,6 +307,28 @@ TEST_F(FlatTransactions, AProcessKilledAnywhereLeavesTheOldRowsOrTheNew) {
   EXPECT_GE(finished, 2);
 }
 
+/* A program that heeds no locks may append to the table of a step that was killed. */
+TEST_F(FlatTransactions, ARowThatCameMeanwhileIsNotReplaced) {
+  int refused = 0;
+  for (int kill_at = 0;; kill_at++) {
+    strike = {-1, kill_at, 0};
+    if (!dies(name_, replace_rows)) break;
+    std::ofstream(name_ + ".origin", std::ios::app) << origin_row("css3.0", 77, 7.0);
+    const auto store = open();
+    if (store == nullptr ||
+        !store->transaction(kTables, [](Transaction &) { return true; })) {
+      refused++;
+      EXPECT_THAT(messages(), HasSubstr("interrupted"));
+    }
+    EXPECT_THAT(file_text(name_ + ".origin"), HasSubstr(origin_row("css3.0", 77, 7.0)));
+    std::filesystem::remove(directory_ / ".db.origin.replacement");
+    std::filesystem::remove(directory_ / ".db.lastid.replacement");
+    reset();
+    ASSERT_LT(kill_at, 100);
+  }
+  EXPECT_GT(refused, 0);
+}
+
 TEST_F(FlatTransactions, AFileThatCannotTakeItsPlaceIsPutThereByTheNext) {
   const auto store = open();
   EXPECT_FALSE(store->transaction(kTables, [&](Transaction &step) {
