@@ -394,6 +394,29 @@ TEST_F(DataSet, MiniseedFilesHaveRowsOfTheirOwn) {
   EXPECT_EQ(before.size(), 2015U);
 }
 
+TEST_F(DataSet, MiniseedFilesGoAgainWhenTheirRowsCannotBeAdded) {
+  if (!miniseed_available()) GTEST_SKIP();
+  add_waveform("ABC", "BHZ", kTime, 100, 0, 1);
+  add_waveform("ABC", "BHN", kTime, 100, 0, 1);
+  const std::string dir = folder_ / (std::string(70, 'x') + "/seed");  // dir has 64
+  std::filesystem::create_directories(dir);
+  folder_.write("to", "schema css3.0\n");
+  const SetPtr set = open();
+  const test::OpenDatabase to(folder_ / "to", "r+");
+  Tbl *list = nullptr;
+  EXPECT_EQ(ksdsseis_write_miniseed(set.get(), -1, dir.c_str(), to, 0, &list), -1);
+  const TblOfTexts owned(list);
+  ASSERT_NE(list, nullptr);
+  EXPECT_EQ(counttbl(list), 0);
+  const std::string messages = test::taken_messages();
+  EXPECT_NE(messages.find("does not fit wfdisc"), std::string::npos) << messages;
+  EXPECT_NE(messages.find("the files are removed"), std::string::npos) << messages;
+  EXPECT_TRUE(std::filesystem::is_empty(dir));
+  long rows = -1;
+  dbquery(to.at("wfdisc"), dbq_record_count, &rows);
+  EXPECT_EQ(rows, 0);
+}
+
 class DataSetResponse : public DataSet {
  protected:
   SetPtr open_with(const std::string &response, const char *rsptype) {

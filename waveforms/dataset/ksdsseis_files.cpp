@@ -86,7 +86,8 @@ int ksdsseis_write_miniseed(ksdsseis *set, int channel, const char *dir, Dbptr d
     });
     if (with_rows && !rows.add(writer.rows())) {
       files.remove();
-      return fail(kSelf, "The rows cannot be added; the files are removed");
+      fail(kSelf, "The rows cannot be added; the files are removed");
+      return finish(false, files, paths);
     }
     return finish(good, files, paths);
   });
