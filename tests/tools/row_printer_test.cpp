@@ -5,10 +5,13 @@
 
 #include <gtest/gtest.h>
 
+#include <cerrno>
 #include <nlohmann/json.hpp>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
+#include "platform/stock/files.h"
 #include "tools/common/cell_store.h"
 
 namespace ksutil::tools {
@@ -18,7 +21,7 @@ using Cells = std::vector<std::string>;
 
 std::vector<Cells> all(const CellStore &store) {
   std::vector<Cells> rows;
-  EXPECT_TRUE(store.each([&](const Cells &cells) { rows.push_back(cells); }));
+  store.each([&](const Cells &cells) { rows.push_back(cells); });
   return rows;
 }
 
@@ -43,6 +46,22 @@ TEST(CellStore, KeepsRowsInMemoryWhereNoFileCanBe) {
   CellStore store(3, 1000);
   const std::vector<Cells> expected = filled(store);
   unsetenv("TMPDIR");
+  EXPECT_EQ(all(store), expected);
+}
+
+/* A table that lacks rows must not look like a whole one. */
+TEST(CellStore, FailsWhereItsFileCannotBeRead) {
+  CellStore store(3, 1000);
+  const std::vector<Cells> expected = filled(store);
+  FileCalls calls = system_file_calls();
+  calls.pread = [](int, void *, std::size_t, off_t) -> ssize_t {
+    errno = EIO;
+    return -1;
+  };
+  {
+    const ScopedFileCalls failing(calls);
+    EXPECT_THROW(all(store), std::runtime_error);
+  }
   EXPECT_EQ(all(store), expected);
 }
 

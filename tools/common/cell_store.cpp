@@ -7,8 +7,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <numeric>
-
-#include "tools/common/messages.h"
+#include <stdexcept>
 
 namespace ksutil::tools {
 namespace {
@@ -63,7 +62,7 @@ const char *CellStore::take(const char *at, std::vector<std::string> &cells) con
   return at;
 }
 
-bool CellStore::each(
+void CellStore::each(
     const std::function<void(const std::vector<std::string> &)> &visit) const {
   std::vector<std::string> cells;
   std::string piece;
@@ -71,8 +70,8 @@ bool CellStore::each(
   for (const std::size_t size : written_) {
     piece.resize(size);
     if (read_at(file_.get(), piece.data(), size, start) != static_cast<ssize_t>(size)) {
-      complain(std::string("cannot read a temporary file: ") + std::strerror(errno));
-      return false;
+      throw std::runtime_error(std::string("cannot read a temporary file: ") +
+                               std::strerror(errno));
     }
     start += static_cast<off_t>(size);
     for (const char *at = piece.data(); at != piece.data() + size;) {
@@ -84,7 +83,6 @@ bool CellStore::each(
     at = take(at, cells);
     visit(cells);
   }
-  return true;
 }
 
 }  // namespace ksutil::tools

@@ -22,9 +22,9 @@ class CellStore {
   /* Adds a row.  When the file cannot be written, rows stay in memory. */
   void add(const std::vector<std::string> &cells);
 
-  /* Calls visit(cells) for each row in the order of adding; false, with a complaint, when
+  /* Calls visit(cells) for each row in the order of adding; throws std::runtime_error when
    * the file cannot be read. */
-  bool each(const std::function<void(const std::vector<std::string> &)> &visit) const;
+  void each(const std::function<void(const std::vector<std::string> &)> &visit) const;
 
  private:
   static constexpr std::size_t kBytes = std::size_t{16} << 20;
