@@ -293,6 +293,37 @@ TEST_F(ServerFailures, ACancelledStatementTakesTheWholeChangeWithIt) {
               told.failed.size(), unread);
 }
 
+/* A writer in SQL waits for the change, and the change for a row of that writer. */
+TEST_F(ServerFailures, ADeadlockIsResolvedByMakingTheChangeAgain) {
+  const stress::Watchdog watchdog("a deadlock");
+  const auto store = database_->open();
+  ASSERT_TRUE(add_event(*store, 1));
+  Sql sql(database_->connection()), observer(database_->connection());
+  sql.run("SET deadlock_timeout = '1min'");  // so that the library's session gives way
+  sql.run("BEGIN; SELECT 1 FROM event WHERE evid = 1 FOR UPDATE");
+  std::thread inserter;
+  int attempts = 0;
+  const bool made =
+      store->table("event")->exclusively([&](db::TableStore::Exclusive &table) {
+        if (++attempts == 1) {
+          inserter = std::thread(
+              [&] { sql.run("INSERT INTO event (evid) VALUES (7); COMMIT"); });
+          observer.wait_until(
+              "SELECT count(*) = 1 FROM pg_stat_activity"
+              " WHERE wait_event_type = 'Lock' AND query LIKE 'INSERT INTO event%'");
+        }
+        return table.overwrite(0, event_row(1, 5));
+      });
+  inserter.join();
+  EXPECT_TRUE(made);
+  EXPECT_GE(attempts, 2);
+  EXPECT_EQ(taken_messages(), "");
+  const auto rows = store->table("event")->snapshot();
+  ASSERT_EQ(rows->count(), 2);
+  EXPECT_EQ(integer_in(*rows, "prefor", 0), 5);
+  EXPECT_EQ(integer_in(*rows, "evid", 1), 7);
+}
+
 TEST_F(ServerFailures, AServerThatStopsAnsweringIsLeftInTime) {
   const stress::Watchdog watchdog("a server that does not answer");
   setenv("KSUTIL_STORE_TIMEOUT", "0.5", 1);

@@ -1,5 +1,8 @@
 #include "platform/db/postgresql/internal/pg_table.h"
 
+#include <chrono>
+#include <thread>
+
 #include "platform/db/postgresql/internal/pg_store.h"
 #include "platform/db/postgresql/internal/pg_write.h"
 #include "platform/elog/failure.h"
@@ -42,14 +45,19 @@ void PgTable::adopt(std::shared_ptr<const PgSnapshot> snapshot,
 
 bool PgTable::exclusively(const std::function<bool(Exclusive &)> &work) {
   constexpr int kAttempts = 5;
+  constexpr std::chrono::milliseconds kPause{100};
   for (int attempt = 1;; ++attempt) {
     PgWrite write(store_, {this});
     if (!write.begin()) return false;
+    const int mark = elog_mark();
     PgExclusive locked(write);
     if (!work(locked)) return false;
     if (write.commit()) return true;
     /* Nothing was written; with the table as it is now it may go well. */
     if (!write.again() || attempt == kAttempts) return false;
+    elog_flush(0, mark);
+    /* The session that it waited for takes its locks first. */
+    std::this_thread::sleep_for((1 << (attempt - 1)) * kPause);
   }
 }
 
