@@ -55,9 +55,9 @@ struct Expanding {
     if (found == nullptr) found = std::make_unique<Expanding>(events);
     return *found;
   }
-  bool expand(long evid) {
+  bool expand(long id) {
     EVEvent event;
-    return server.getExpandedEvent(&client, evid, event) == 0 &&
+    return server.getExpandedEvent(&client, id, event) == 0 &&
            event.origins.size() > 0 &&
            event.origins.ptr(0)->associations.size() >= kArrivals;
   }
