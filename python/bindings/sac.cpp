@@ -263,9 +263,10 @@ Series to_series(const Sac &self) {
 }
 
 Sac from_series(const Series &series, const std::string &type) {
+  const Segment segment =
+      locked(lock_of(Family::kSeries), [&] { return series.segment(false); });
   Sac self = make_sac([&] {
-    return kssac_create_from_segment(series.segment(false), type.c_str(), nullptr,
-                                     nullptr);
+    return kssac_create_from_segment(segment, type.c_str(), nullptr, nullptr);
   });
   const auto put = [&](const char *name, const std::string &text) {
     if (!text.empty()) set_value(self, *define_of(name), py::str(text));

@@ -144,13 +144,13 @@ py::bytes to_miniseed(const Series &series, int record_length, bool counts) {
   const MiniseedCodes codes{series.codes().net, series.codes().sta, series.codes().loc,
                             series.codes().chan};
   const Failure failure;
+  const Segment segment = locked(family(), [&] { return series.segment(counts); });
   std::string bytes;
   const bool packed = released([&] {
-    return miniseed_pack(series.segment(counts), codes, record_length,
-                         [&](std::string_view record) {
-                           bytes.append(record);
-                           return true;
-                         });
+    return miniseed_pack(segment, codes, record_length, [&](std::string_view record) {
+      bytes.append(record);
+      return true;
+    });
   });
   if (!packed) failure.raise("the samples cannot be packed");
   return py::bytes(bytes);
