@@ -17,6 +17,7 @@ void bind_failure(py::module_ &m);
 void bind_database(py::module_ &m);
 void bind_view(py::module_ &m);
 void bind_table_edits(py::module_ &m);
+void bind_table_row(py::module_ &m);
 void bind_expression(py::module_ &m);
 void bind_parameters(py::module_ &m);
 void bind_moment(py::module_ &m);

@@ -6,7 +6,7 @@
 
 #include <string>
 
-#include "bindings/event_records.h"
+#include "bindings/table_row.h"
 
 namespace ksutil::python {
 

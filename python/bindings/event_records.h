@@ -11,6 +11,7 @@
 
 #include "bindings/event_core.h"
 #include "bindings/event_fields.h"
+#include "bindings/table_row.h"
 
 namespace ksutil::python {
 
@@ -33,14 +34,6 @@ struct RecordOf {
 
 using PyEvent = RecordOf<EVEvent>;
 using PyOrigin = RecordOf<EVOrigin>;
-
-/* A row of any table. */
-struct TableRow {
-  std::string table;
-  long recno = -1;
-  db::RowText text;
-  std::shared_ptr<const RowLayouts> layouts;
-};
 
 /* An event as an object; `core` may be null. */
 PyEvent make_event(std::shared_ptr<const EVEvent> event,

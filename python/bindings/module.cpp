@@ -12,6 +12,7 @@ PYBIND11_MODULE(_ksutil, m) {
   bind_table_edits(m);
   bind_expression(m);
   bind_parameters(m);
+  bind_table_row(m);
   bind_event_records(m);
   bind_event_list(m);
   bind_event_server(m);
