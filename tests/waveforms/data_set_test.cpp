@@ -399,7 +399,7 @@ TEST_F(DataSet, MiniseedFilesGoAgainWhenTheirRowsCannotBeAdded) {
   add_waveform("ABC", "BHZ", kTime, 100, 0, 1);
   add_waveform("ABC", "BHN", kTime, 100, 0, 1);
   const std::string wide(70, 'x');  // dir has 64
-  const std::string dir = folder_ / wide / "seed";
+  const std::string dir = folder_ / wide + "/seed";
   std::filesystem::create_directories(dir);
   folder_.write("to", "schema css3.0\n");
   const SetPtr set = open();
