@@ -1,5 +1,6 @@
 """The types that the package promises are those that it has."""
 
+import importlib.util
 import os
 import pathlib
 import subprocess
@@ -12,9 +13,10 @@ import ksutil
 SOURCE = pathlib.Path(__file__).resolve().parents[2]
 PACKAGE = pathlib.Path(ksutil.__file__).parent
 
-pytest.importorskip("mypy")
-if os.environ.get("LD_PRELOAD"):
-    pytest.skip("checked without a sanitizer", allow_module_level=True)
+type_checked = pytest.mark.skipif(
+    importlib.util.find_spec("mypy") is None or "LD_PRELOAD" in os.environ,
+    reason="needs mypy, and an interpreter without a sanitizer",
+)
 
 
 def run(*command: str, path: str = "") -> None:
@@ -25,11 +27,13 @@ def run(*command: str, path: str = "") -> None:
     assert ran.returncode == 0, ran.stdout
 
 
+@type_checked
 def test_the_package_is_strictly_typed(tmp_path: pathlib.Path) -> None:
     run(sys.executable, "-m", "mypy", "--config-file", "pyproject.toml",
         "--cache-dir", str(tmp_path), "python/ksutil")
 
 
+@type_checked
 def test_the_stubs_are_those_of_the_extension(tmp_path: pathlib.Path) -> None:
     config = tmp_path / "mypy.ini"
     config.write_text(f"[mypy]\ncache_dir = {tmp_path}\n")
