@@ -1,7 +1,8 @@
 # Script of CPack: gives the staged files of each Debian package their last form.
 #
-# Programs, plug-ins and the Python module lose the path by which a moved installation finds the library, manuals are
-# compressed, and every package gets its terms and its list of changes.
+# Programs, plug-ins and the Python module lose the path by which a moved installation finds
+# the library, manuals are compressed, and every package gets its terms and its list of
+# changes.
 cmake_minimum_required(VERSION 3.25)
 string(TIMESTAMP now "%a, %d %b %Y %H:%M:%S +0000" UTC)
 set(compress gzip -9 -n -f)

@@ -90,5 +90,8 @@ if(KSUTIL_PYTHON)
   set(CPACK_DEBIAN_PYTHON_PACKAGE_DEPENDS "libksutil${soversion} (= ${revision}), \
 python3 (>= 3.${Python3_VERSION_MINOR}), python3 (<< 3.${next_minor}), python3-numpy")
   set(CPACK_DEBIAN_PYTHON_PACKAGE_SUGGESTS "python3-pandas")
+  set(CPACK_DEBIAN_PYTHON_PACKAGE_CONTROL_EXTRA
+    ${CMAKE_CURRENT_LIST_DIR}/python_package/postinst
+    ${CMAKE_CURRENT_LIST_DIR}/python_package/prerm)
 endif()
 include(CPack)
