@@ -130,7 +130,7 @@ bool ListFile::write(const void *from, std::size_t bytes, std::uint64_t at) {
   return put == static_cast<ssize_t>(bytes) || fail("write");
 }
 
-/* What there is of the head; the rest is zero. */
+/* The part of the head that the file has; the rest is zero. */
 bool ListFile::read_head(ListHead &head, std::size_t &size) {
   head.fill(0);
   const ssize_t got = read_at(file_.get(), head.data(), head.size(), 0);
