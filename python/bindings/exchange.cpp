@@ -84,13 +84,12 @@ exchange::Recognised kind_of(const exchange::Input &input,
   return kind;
 }
 
-/* Reads all events, without the GIL. */
-void gather(Reader &reader, exchange::Gathering &events, Refusals &refusals,
-            std::int64_t &read) {
-  exchange::Event event;
+/* Calls take() with each record of a reader, without the GIL. */
+template <class Records, class Record, class Take>
+void read_all(Records &reader, Record &record, Refusals &refusals, const Take &take) {
   for (long count = 1;; count++) {
     look_for_signals(count);
-    switch (reader.next(event)) {
+    switch (reader.next(record)) {
       case Reader::Got::kEnd:
         return;
       case Reader::Got::kFailed:
@@ -99,33 +98,30 @@ void gather(Reader &reader, exchange::Gathering &events, Refusals &refusals,
         refusals.add(reader.line(), reader.problem());
         break;
       case Reader::Got::kRecord:
-        read++;
-        if (exchange::record_count(event) > exchange::kMostRecords) {
-          refusals.add(event.line, "the event has too many picks and the like");
-        } else if (!events.add(event)) {
-          throw Error(events.problem());
-        }
+        take();
     }
   }
+}
+
+void gather(Reader &reader, exchange::Gathering &events, Refusals &refusals,
+            std::int64_t &read) {
+  exchange::Event event;
+  read_all(reader, event, refusals, [&] {
+    read++;
+    if (exchange::record_count(event) > exchange::kMostRecords) {
+      refusals.add(event.line, "the event has too many picks and the like");
+    } else if (!events.add(event)) {
+      throw Error(events.problem());
+    }
+  });
 }
 
 void gather_stations(exchange::StationReader &reader,
                      exchange::StationGathering &stations, Refusals &refusals) {
   exchange::StationItem item;
-  for (long count = 1;; count++) {
-    look_for_signals(count);
-    switch (reader.next(item)) {
-      case Reader::Got::kEnd:
-        return;
-      case Reader::Got::kFailed:
-        throw Error(reader.problem());
-      case Reader::Got::kRefused:
-        refusals.add(reader.line(), reader.problem());
-        break;
-      case Reader::Got::kRecord:
-        if (!stations.add(item, reader.line())) throw Error(stations.problem());
-    }
-  }
+  read_all(reader, item, refusals, [&] {
+    if (!stations.add(item, reader.line())) throw Error(stations.problem());
+  });
 }
 
 [[noreturn]] void fail_strict(const Refusals &refusals,

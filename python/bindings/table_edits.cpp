@@ -7,7 +7,6 @@
 
 #include "bindings/bindings.h"
 #include "bindings/database.h"
-#include "platform/clock/clock.h"
 #include "platform/db/access.h"
 #include "platform/db/columns.h"
 #include "platform/db/row_removal.h"
@@ -138,17 +137,8 @@ bool write_row(const db::Relation &layout, const Input &input, std::size_t i,
       return false;
     }
   }
-  const db::Field *const jdate = layout.find("jdate");
-  double time = 0.0;
-  if (jdate != nullptr && jdate->type == db::FieldType::kYearday &&
-      is_given(input, "time") && !is_given(input, "jdate") &&
-      db::RealColumn(layout, "time").read(row, time)) {
-    if (time == kNullTime) {
-      db::write_text(*jdate, "", row);
-    } else {
-      db::write_integer(*jdate, yearday(time), row);
-    }
-  }
+  if (is_given(input, "time") && !is_given(input, "jdate"))
+    tools::date_row(layout, row);
   return true;
 }
 

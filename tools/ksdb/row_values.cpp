@@ -128,18 +128,22 @@ bool write_values(const db::Relation &layout, const std::vector<FieldText> &valu
     }
     return false;
   }
+  if (is_named(values, "time") && !is_named(values, "jdate")) date_row(layout, row);
+  return true;
+}
+
+void date_row(const db::Relation &layout, std::string &row) {
   const db::Field *const jdate = layout.find("jdate");
   double time = kNullTime;
-  if (jdate != nullptr && jdate->type == db::FieldType::kYearday &&
-      is_named(values, "time") && !is_named(values, "jdate") &&
-      db::RealColumn(layout, "time").read(row, time)) {
-    if (time == kNullTime) {
-      db::write_text(*jdate, "", row);
-    } else {
-      db::write_integer(*jdate, yearday(time), row);
-    }
+  if (jdate == nullptr || jdate->type != db::FieldType::kYearday ||
+      !db::RealColumn(layout, "time").read(row, time)) {
+    return;
   }
-  return true;
+  if (time == kNullTime) {
+    db::write_text(*jdate, "", row);
+  } else {
+    db::write_integer(*jdate, yearday(time), row);
+  }
 }
 
 void stamp_row(const db::Relation &layout, std::string &row) {

@@ -29,6 +29,10 @@ bool write_values(const db::Relation &layout, const std::vector<FieldText> &valu
 /* Whether a field is among the values. */
 bool is_named(const std::vector<FieldText> &values, std::string_view field);
 
+/* Sets jdate, the year and the day of the year, from the time of a row, where the layout
+ * has both; null for a null. */
+void date_row(const db::Relation &layout, std::string &row);
+
 /* Sets lddate to now where the layout has it. */
 void stamp_row(const db::Relation &layout, std::string &row);
 
