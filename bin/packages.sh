@@ -35,7 +35,7 @@ ensure_packages() {
   local as_root=""
   if [ "$(id -u)" -ne 0 ]; then
     command -v sudo >/dev/null 2>&1 ||
-      fail "these packages are missing and neither root nor sudo is available:$missing
+      fail "packages are missing, and neither root nor sudo is available to install them;
        ask an administrator to run: apt-get install$missing"
     as_root="sudo"
   fi

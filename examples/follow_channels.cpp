@@ -89,7 +89,7 @@ int main(int argc, char **argv) {
   const ViewPtr view = open_view(argv[1], list, on_more, &news);
   if (view == nullptr) return 1;
   if (ksscv_set_window(view.get(), tstart, tend, static_cast<int>(columns)) != 0) {
-    elog_complain(0, "follow_channels: cannot show %s.\n", argv[1]);
+    elog_complain(0, "cannot show %s.\n", argv[1]);
     return 1;
   }
   std::set<int> incomplete;

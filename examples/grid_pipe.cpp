@@ -52,7 +52,7 @@ int make_grids(std::int64_t frames) {
     if (ksgrid_put_ksgrid(grid.get(), 1, frame.data(), static_cast<double>(step),
                           1.0) != 0 ||
         ksgrid_write_fd_ksgrid(grid.get(), STDOUT_FILENO) != 0) {
-      ks_complain(0, "grid_pipe: cannot write grid %ld.\n", static_cast<long>(step));
+      ks_complain(0, "cannot write grid %ld.\n", static_cast<long>(step));
       return 1;
     }
   }
@@ -94,7 +94,7 @@ int show_grids(float x, float y) {
     if (!show_grid(*grid, x, y)) break;
   }
   if (bytes == 0) return 0;
-  ks_complain(0, "grid_pipe: a packet is damaged.\n");
+  ks_complain(0, "a packet is damaged.\n");
   return 1;
 }
 

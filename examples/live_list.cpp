@@ -109,7 +109,7 @@ int main(int argc, char **argv) {
     EVServer server(argv[1], 0, 0, -1);  // reads the events
     LiveList list(&server, argv[2], rows);
     if (!list.is_good()) {
-      ks_complain(0, "live_list: cannot sort by %s.\n", argv[2]);
+      ks_complain(0, "cannot sort by %s.\n", argv[2]);
       return 2;
     }
     list.print();

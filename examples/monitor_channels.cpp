@@ -70,7 +70,7 @@ int main(int argc, char **argv) {
     /* What was asked for is on its way; what comes later belongs to the next report. */
     if (ksscv_set_window(view.get(), now - seconds, now, kColumns) != 0 ||
         ksscv_refresh(view.get()) != 0 || ksscv_wait(view.get(), period) < 0) {
-      ks_complain(0, "monitor_channels: the view has ended.\n");
+      ks_complain(0, "the view has ended.\n");
       return 1;
     }
     std::printf("%s\n", ksutil::time_text(now).c_str());

@@ -39,7 +39,7 @@ void print_changes(rbtree *changes) {
 void print_latest(KSEventView &view) {
   Tbl *events = nullptr;
   if (view.refreshEvents(&events) < 0) {
-    elog_complain(0, "monitor_events: cannot read the events.\n");
+    elog_complain(0, "cannot read the events.\n");
     return;
   }
   view.sortEvents(events, 1);  // the latest first
@@ -91,7 +91,7 @@ int main(int argc, char **argv) {
   monitor.view = &view;
   if (view.configure("dbname", argv[1], static_cast<char *>(nullptr)) < 0 ||
       view.monitorChangesThread(period, on_check, &monitor) < 0) {
-    elog_complain(0, "monitor_events: cannot follow %s.\n", argv[1]);
+    elog_complain(0, "cannot follow %s.\n", argv[1]);
     return 1;
   }
   std::unique_lock lock(monitor.lock);

@@ -87,7 +87,7 @@ void read_files(std::span<char *> files, pmtmanagedfifo *fifo, long *unreadable)
       block.release();  // the fifo has it now
       continue;
     }
-    elog_complain(0, "pick_onsets: no seismogram in %s.\n", file);
+    elog_complain(0, "no seismogram in %s.\n", file);
     ++*unreadable;
   }
   pmtmanagedfifo_push_eof(fifo, "reader");

@@ -100,11 +100,11 @@ int main(int argc, char **argv) {
   if (ksvector_create_response_fap(argv[1], nullptr, response.tag, &status) ==
           nullptr ||
       ksvector_maxmin(response.tag, 0, &first, &last, &least, &greatest) != 0) {
-    ks_complain(0, "plot_response: %s has no response.\n", argv[1]);
+    ks_complain(0, "%s has no response.\n", argv[1]);
     return 1;
   }
   if (first <= 0 || last <= first || greatest <= 0) {
-    ks_complain(0, "plot_response: %s does not fit logarithmic axes.\n", argv[1]);
+    ks_complain(0, "%s does not fit logarithmic axes.\n", argv[1]);
     return 1;
   }
   /* Six decades below the greatest amplitude are enough to see. */

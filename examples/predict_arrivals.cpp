@@ -47,8 +47,7 @@ void read_origins(Dbptr table, pmtmanagedfifo *fifo) {
                "depth", &origin.depth, "time", &origin.time,
                static_cast<char *>(nullptr)) < 0 ||
         pmtmanagedfifo_push(fifo, &origin, copy_origin, 1) < 0) {
-      elog_complain(0, "predict_arrivals: cannot read origin record %ld.\n",
-                    table.record);
+      elog_complain(0, "cannot read origin record %ld.\n", table.record);
     }
   }
   pmtmanagedfifo_push_eof(fifo, "reader");
@@ -177,12 +176,12 @@ int main(int argc, char **argv) {
   }
   Dbptr db;
   if (dbopen(argv[1], "r", &db) < 0) {
-    elog_complain(0, "predict_arrivals: cannot open database %s.\n", argv[1]);
+    elog_complain(0, "cannot open database %s.\n", argv[1]);
     return 1;
   }
   const Dbptr origins = dblookup(db, nullptr, "origin", nullptr, nullptr);
   const int result = origins.table == dbINVALID ? -1 : run(origins, lat, lon);
-  if (result < 0) elog_complain(0, "predict_arrivals: failed.\n");
+  if (result < 0) elog_complain(0, "failed.\n");
   dbclose(db);
   return result < 0 ? 1 : 0;
 }

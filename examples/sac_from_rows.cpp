@@ -45,7 +45,7 @@ int main(int argc, char **argv) {
   }
   Dbptr db;
   if (dbopen_noshare(argv[1], "r", &db) != 0) {
-    ks_complain(0, "sac_from_rows: cannot open %s.\n", argv[1]);
+    ks_complain(0, "cannot open %s.\n", argv[1]);
     return 1;
   }
   Dbptr view = dblookup(db, nullptr, "wfdisc", nullptr, nullptr);
@@ -56,14 +56,14 @@ int main(int argc, char **argv) {
   view = dbsubset(view, argv[2]);
   long count = 0;
   if (dbquery(view, dbq_record_count, &count) != 0) {
-    ks_complain(0, "sac_from_rows: cannot choose rows by %s.\n", argv[2]);
+    ks_complain(0, "cannot choose rows by %s.\n", argv[2]);
     dbclose(db);
     return 1;
   }
   int result = 0;
   for (view.record = 0; view.record < count; view.record++) {
     if (write_record(view, argv[3])) continue;
-    ks_complain(0, "sac_from_rows: record %ld is left out.\n", view.record);
+    ks_complain(0, "record %ld is left out.\n", view.record);
     result = 1;
   }
   dbclose(db);

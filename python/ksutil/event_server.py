@@ -132,7 +132,7 @@ class EventServer:
     Use it with `with`, or call close(); at the end of the program it closes itself.
     Any thread may call any method.
 
-    database              path of the database, which must be writable
+    database              path of the database; reading needs no permission to write
     interval              seconds between its own looks at the database; 0: it looks
                           only in refresh()
     max_events            only the last events of the table; 0: all
