@@ -8,8 +8,6 @@
 namespace ksutil::events {
 namespace {
 
-void put(const std::string &line) { std::fputs(line.c_str(), stdout); }
-
 std::string value_text(int64_t value, Form) {
   return format_text("%ld\n", static_cast<long>(value));
 }
@@ -33,8 +31,8 @@ std::string label(const std::string &prefix, const char *name, int column) {
 template <class Record>
 void print_fields(const Record &record, const std::string &prefix) {
   for_each_field(Fields<Record>::kPrinted, [&](const auto &field) {
-    put(label(prefix, field.name, Fields<Record>::kColumn) +
-        value_text(record.*field.member, field.form));
+    print_text(label(prefix, field.name, Fields<Record>::kColumn) +
+               value_text(record.*field.member, field.form));
   });
 }
 
@@ -42,7 +40,7 @@ template <class Record>
 void print_rows(const Table<Record> &rows, const char *header,
                 const std::string &prefix) {
   for (long i = 0; i < rows.size(); i++) {
-    put(prefix + format_text("%s %ld:\n", header, i));
+    print_text(prefix + format_text("%s %ld:\n", header, i));
     print_record(*rows.ptr(i), prefix + "    ");
   }
 }
@@ -72,12 +70,13 @@ void print_record(const EVDetection &detection, const std::string &prefix) {
 }
 void print_record(const EVTableRecord &record, const std::string &prefix) {
   constexpr int column = Fields<EVTableRecord>::kColumn;
-  put(label(prefix, "recno", column) + value_text(record.recno, Form::kNumber));
-  put(label(prefix, "record", column) + value_text(record.record, Form::kRecord));
+  print_text(label(prefix, "recno", column) + value_text(record.recno, Form::kNumber));
+  print_text(label(prefix, "record", column) +
+             value_text(record.record, Form::kRecord));
 }
 void print_record(const EVStaChan &stachan, const std::string &prefix) {
-  put(prefix + format_text("%s %s %.6f %.6f\n", stachan.sta.c_str(),
-                           stachan.chan.c_str(), stachan.tstart, stachan.tend));
+  print_text(prefix + format_text("%s %s %.6f %.6f\n", stachan.sta.c_str(),
+                                  stachan.chan.c_str(), stachan.tstart, stachan.tend));
 }
 
 void print_list(const Table<EVEvent> &events, const std::string &prefix) {

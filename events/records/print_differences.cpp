@@ -12,8 +12,6 @@
 namespace ksutil::events {
 namespace {
 
-void put(const std::string &line) { std::fputs(line.c_str(), stdout); }
-
 std::string difference(const std::string &left, const std::string &right, int64_t a,
                        int64_t b, Form) {
   return format_text("%s %ld != %s %ld\n", left.c_str(), static_cast<long>(a),
@@ -45,8 +43,8 @@ void print_field_differences(const Record &a, const Record &b,
   const std::string name = Fields<Record>::kName;
   for_each_field(Fields<Record>::kCompared, [&](const auto &field) {
     if (a.*field.member == b.*field.member) return;
-    put(prefix + difference(name + "1 " + field.name, name + "2 " + field.name,
-                            a.*field.member, b.*field.member, field.form));
+    print_text(prefix + difference(name + "1 " + field.name, name + "2 " + field.name,
+                                   a.*field.member, b.*field.member, field.form));
   });
 }
 
@@ -114,18 +112,18 @@ void print_row_differences(const Table<Record> &rows1, const Table<Record> &rows
     const Record &row2 = *rows2.ptr(i);
     const Record *row1 = rows1.ptr(pairs.partner[static_cast<std::size_t>(i)]);
     if (row1 == nullptr) {
-      put(name + "2" + id_text(row2) + " added:\n");
+      print_text(name + "2" + id_text(row2) + " added:\n");
       print_record(row2, inner);
     } else if (!equal(*row1, row2)) {
-      put(name + "2" + id_text(row2) + " has changed from " + Fields<Record>::kName +
-          "1" + id_text(*row1) + ":\n");
+      print_text(name + "2" + id_text(row2) + " has changed from " +
+                 Fields<Record>::kName + "1" + id_text(*row1) + ":\n");
       print_differences(*row1, row2, inner);
     }
   }
   for (long i = 0; i < rows1.size(); i++) {
     if (pairs.paired[static_cast<std::size_t>(i)]) continue;
     const Record &row1 = *rows1.ptr(i);
-    put(name + "1" + id_text(row1) + " deleted:\n");
+    print_text(name + "1" + id_text(row1) + " deleted:\n");
     print_record(row1, inner);
   }
 }
@@ -202,15 +200,15 @@ void print_news(const Table<EVEvent> &given, const Table<EVEvent> &current) {
     /* A surplus row of an evid that the other list has is neither new nor deleted. */
     if (old == nullptr) old = current_events.first(event.evid);
     if (old == nullptr) {
-      put(format_text("New event %ld\n", static_cast<long>(event.evid)));
+      print_text(format_text("New event %ld\n", static_cast<long>(event.evid)));
     } else if (!equal(*old, event)) {
-      put(format_text("Event %ld has changed\n", static_cast<long>(event.evid)));
+      print_text(format_text("Event %ld has changed\n", static_cast<long>(event.evid)));
       print_differences(*old, event, "    ");
     }
   }
   for (const EVEvent &event : current) {
     if (given_events.contains(event.evid)) continue;
-    put(format_text("Deleted event %ld\n", static_cast<long>(event.evid)));
+    print_text(format_text("Deleted event %ld\n", static_cast<long>(event.evid)));
   }
 }
 

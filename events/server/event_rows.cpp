@@ -12,7 +12,7 @@
 namespace ksutil::events {
 namespace {
 
-constexpr const char *kWho = "each_event";
+constexpr const char *kEachEvent = "each_event";
 constexpr long kEventsPerReading = 512;  // under one hold of the lock
 
 using Wanted = std::function<bool(const EVEvent &outline)>;
@@ -69,7 +69,7 @@ bool read_on(TreeReader &reader, Steps &steps, Listing &listing) {
 
 int read_all(WatchedDatabase &database, Listing listing) {
   Steps steps(database, 1);
-  if (!database.require_open(kWho)) return -1;
+  if (!database.require_open(kEachEvent)) return -1;
   const int mark = elog_mark();
   for (int attempt = 1; attempt <= kReadingAttempts; attempt++) {
     TreeReader reader(database);
@@ -80,7 +80,7 @@ int read_all(WatchedDatabase &database, Listing listing) {
     if (listing.first > before) attempt = 0;
     elog_flush(0, mark);
   }
-  return fail(kWho, "%s", kTablesUnreadable);
+  return fail(kEachEvent, "%s", kTablesUnreadable);
 }
 
 }  // namespace
@@ -93,8 +93,8 @@ int each_event(EVServer &server,
                const std::function<bool(const EVEvent &outline)> &wanted,
                const std::function<bool(EVEvent &event)> &take) {
   const ServerPin pin(&server);
-  if (pin.state() == nullptr) return fail(kWho, "the server has ended");
-  return at_boundary(kWho, -1, [&] {
+  if (pin.state() == nullptr) return fail(kEachEvent, "the server has ended");
+  return at_boundary(kEachEvent, -1, [&] {
     return read_all(pin.state()->database, Listing{wanted, take});
   });
 }

@@ -14,7 +14,7 @@
 namespace ksutil::events {
 namespace {
 
-constexpr const char *kWho = "EVServer::refreshEvents";
+constexpr const char *kRefreshEvents = "EVServer::refreshEvents";
 
 /* Detection window: ends kWindowAfterLatest s after the latest event, lasts
  * kWindowLength s. */
@@ -114,7 +114,7 @@ int Refresh::run() {
       return 0;
     }
   } catch (const std::bad_alloc &) {
-    fail_memory(kWho);
+    fail_memory(kRefreshEvents);
   }
   /* The checks have consumed the changes.  Without this they would stay unseen until a
    * table is written again. */
@@ -139,7 +139,7 @@ bool Refresh::check(const char *const (&names)[N], bool &changed) {
     }
     const int code = WatchedDatabase::check(table);
     if (code < 0) {
-      return fail(kWho, "checkTable(%s) error", name);
+      return fail(kRefreshEvents, "checkTable(%s) error", name);
     }
     if (code != 0) changed = true;
   }
@@ -163,7 +163,7 @@ bool Refresh::check_tables() {
 
 int Refresh::read(const std::shared_ptr<const Table<EVEvent>> &current) {
   Steps steps(state_.database, kEventsPerStep);
-  if (!state_.database.require_open(kWho)) return -1;
+  if (!state_.database.require_open(kRefreshEvents)) return -1;
   /* Check before reading: rows written in between are found by the next check. */
   if (!check_tables()) return -1;
   if (!list_tables_ && !expansion_tables_) return 0;
@@ -179,12 +179,12 @@ int Refresh::read_tables(TreeReader &reader, Steps &steps,
                          const std::shared_ptr<const Table<EVEvent>> &current) {
   expanded_reading_ = ++state_.readings;
   if (!reader.bind(kReadList)) {
-    return fail(kWho, "cannot read the tables");
+    return fail(kRefreshEvents, "cannot read the tables");
   }
   event_count_ = reader.event_count();
   if (list_tables_) {
     if (read_list(state_, reader, steps, current, force_, reading_) != 0) {
-      return fail(kWho, "refreshEvent() error");
+      return fail(kRefreshEvents, "refreshEvent() error");
     }
     list_read_ = true;
     snapshots_ = reader.list_snapshots();
@@ -192,19 +192,19 @@ int Refresh::read_tables(TreeReader &reader, Steps &steps,
   }
 
   if (!read_cached(reader, steps)) {
-    return fail(kWho, "refreshAssociations() error");
+    return fail(kRefreshEvents, "refreshAssociations() error");
   }
   const bool detections = state_.detections_on != 0;
   /* Detections that are not kept current must not be shown. */
   if (!detections) new_detections_ = std::make_shared<Table<EVDetection>>();
   if (detections && (detection_tables_ || response_.events_changed != 0) &&
       !read_window(reader)) {
-    return fail(kWho, "refreshDetections() error");
+    return fail(kRefreshEvents, "refreshDetections() error");
   }
   /* Rows that could not be read may still exist: keep the old lists until they can be
    * read. */
   if (!reader.complete()) {
-    return fail(kWho, "cannot read the tables");
+    return fail(kRefreshEvents, "cannot read the tables");
   }
   return 0;
 }

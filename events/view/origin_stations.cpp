@@ -13,7 +13,7 @@
 namespace ksutil::events {
 namespace {
 
-constexpr const char *kWho = "KSEventView::lookupStation";
+constexpr const char *kLookupStation = "KSEventView::lookupStation";
 
 /* Predicts an arrival by a function of the expression language; false with a message.
  * A distance or depth without a travel time leaves `arrival` as it is. */
@@ -24,7 +24,7 @@ bool predict(Dbptr db, const char *function, const KSEVOriginStation &station,
   double seconds = 0.0;
   const int result = dbex_evalstr(db, text.c_str(), dbexREAL, &seconds);
   if (result < 0) {
-    return fail(kWho, "dbex_evalstr(%s) error", text.c_str());
+    return fail(kLookupStation, "dbex_evalstr(%s) error", text.c_str());
   }
   if (result == 0) arrival = origin.time + seconds;
   return true;
@@ -67,7 +67,7 @@ StationPtr make_station(ViewState &state, TreeReader &reader, const KSEVOrigin &
     }
   }
   if (result != 0) {
-    fail(kWho, "dbgetv(site) error");
+    fail(kLookupStation, "dbgetv(site) error");
     return nullptr;
   }
   if (!see_from(state.database.handle(), origin, *station)) return nullptr;
@@ -86,7 +86,7 @@ int look_up_station(ViewState &state, TreeReader &reader, KSEVOrigin &origin,
   if (known == nullptr) {
     if (origin.stations == nullptr) origin.stations = newarr(nullptr);
     if (origin.stations == nullptr) {
-      return fail(kWho, "newarr(origin->stations) error");
+      return fail(kLookupStation, "newarr(origin->stations) error");
     }
     try {
       StationPtr made = make_station(state, reader, origin, sta, time);
@@ -95,7 +95,7 @@ int look_up_station(ViewState &state, TreeReader &reader, KSEVOrigin &origin,
       if (containsarr(origin.stations, sta) == 0) throw std::bad_alloc();
       known = made.release();
     } catch (const std::bad_alloc &) {
-      return fail_memory_for(kWho, "KSEVOriginStation");
+      return fail_memory_for(kLookupStation, "KSEVOriginStation");
     }
   }
   station = known;

@@ -7,13 +7,13 @@
 namespace ksutil::events {
 namespace {
 
-constexpr const char *kWho = "KSEventView::monitorChangesThread";
+constexpr const char *kMonitorThread = "KSEventView::monitorChangesThread";
 
 }  // namespace
 
 int ViewMonitor::start(KSEventView &view, const MonitorSettings &settings) {
   const std::lock_guard lock(lock_);
-  if (ended_) return fail(kWho, "the view is ending");
+  if (ended_) return fail(kMonitorThread, "the view is ending");
   settings_ = settings;
   control_ = kHasNewSettings;
   if (runs_) return 0;
@@ -23,7 +23,7 @@ int ViewMonitor::start(KSEventView &view, const MonitorSettings &settings) {
   if (error != 0) {
     control_ = kStops;
     errno = error;
-    return fail_errno(kWho, "pthread_create() error");
+    return fail_errno(kMonitorThread, "pthread_create() error");
   }
   made_ = runs_ = true;
   return 0;

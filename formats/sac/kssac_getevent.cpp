@@ -17,8 +17,6 @@
 namespace ksutil::sac {
 namespace {
 
-constexpr double kMetres = 1000.0;  // per km
-
 /* RowEdit: the new text of one row.  Fields that the table lacks, and nulls, change
  * nothing. */
 class RowEdit {
@@ -113,9 +111,9 @@ void set_fields(KSSac &kssac, const RowPart &part, Count nsamp, RowEdit &row) {
   } else if (table == "site") {
     row.real("lat", known_real(kssac, "STLA"));
     row.real("lon", known_real(kssac, "STLO"));
-    row.real("elev", known_real(kssac, "STEL", kMetres));
+    row.real("elev", known_real(kssac, "STEL", kMetresPerKm));
   } else if (table == "sitechan") {
-    row.real("edepth", known_real(kssac, "STDP", kMetres));
+    row.real("edepth", known_real(kssac, "STDP", kMetresPerKm));
     row.real("hang", known_real(kssac, "CMPAZ"));
     row.real("vang", known_real(kssac, "CMPINC"));
   }
@@ -125,7 +123,7 @@ void set_origin(KSSac &kssac, RowEdit &row) {
   const std::optional<double> time = known_time(kssac, "O");
   row.real("lat", known_real(kssac, "EVLA"));
   row.real("lon", known_real(kssac, "EVLO"));
-  row.real("depth", known_real(kssac, "EVDP", kMetres));
+  row.real("depth", known_real(kssac, "EVDP", kMetresPerKm));
   row.real("time", time);
   if (time) row.integer("jdate", yearday(*time));
   row.integer("orid", known_integer(kssac, "NORID"));

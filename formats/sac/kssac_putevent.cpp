@@ -17,7 +17,6 @@ namespace {
 constexpr double kDegrees = 57.29577951308232;  // per radian
 constexpr double kRadians = kRadiansPerDegree;
 constexpr double kEarthRadius = 6371.0;  // km
-constexpr double kMetres = 1000.0;       // per km
 
 double real_or_null(const JoinedRow &row, JoinedRow::Tables tables, const char *field,
                     double factor = 1.0) {
@@ -78,8 +77,8 @@ void put_names(KSSac *kssac, Dbptr record, const JoinedRow &row) {
 void put_places(KSSac *kssac, const JoinedRow &row) {
   kssac_puthdr_kssac(kssac, "STLA", real_or_null(row, {"site"}, "lat"), "STLO",
                      real_or_null(row, {"site"}, "lon"), "STEL",
-                     real_or_null(row, {"site"}, "elev", kMetres), "STDP",
-                     real_or_null(row, {"sitechan"}, "edepth", kMetres), "CMPAZ",
+                     real_or_null(row, {"site"}, "elev", kMetresPerKm), "STDP",
+                     real_or_null(row, {"sitechan"}, "edepth", kMetresPerKm), "CMPAZ",
                      real_or_null(row, {"sitechan"}, "hang"), "CMPINC",
                      real_or_null(row, {"sitechan"}, "vang"), "NWFID",
                      integer_or_null(row, {"wfdisc"}, "wfid"), (char *)nullptr);
@@ -125,7 +124,7 @@ void put_origin(KSSac *kssac, const JoinedRow &row) {
   }
   kssac_puthdr_kssac(kssac, "EVLA", real_or_null(row, {"origin"}, "lat"), "EVLO",
                      real_or_null(row, {"origin"}, "lon"), "EVDP",
-                     real_or_null(row, {"origin"}, "depth", kMetres), "O",
+                     real_or_null(row, {"origin"}, "depth", kMetresPerKm), "O",
                      after_reference, "NORID", integer_or_null(row, {"origin"}, "orid"),
                      "NEVID", integer_or_null(row, {"origin"}, "evid"),
                      (char *)nullptr);

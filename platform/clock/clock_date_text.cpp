@@ -13,7 +13,7 @@ struct Digits {
   int value = 0;
 };
 
-struct Date {
+struct WrittenDate {
   int year = 0, month = 1, day = 1;
   bool by_day_of_year = false;  // `day` counts from 1 January
 };
@@ -29,7 +29,7 @@ class DateReader {
   explicit DateReader(std::string_view text) : rest_(text) {}
 
   bool read(double &epoch) {
-    Date date;
+    WrittenDate date;
     TimeOfDay time;
     if (!read_date(date) || !valid(date)) return false;
     if (!rest_.empty() && !read_time_part(time)) return false;
@@ -79,7 +79,7 @@ class DateReader {
     return year.value + (year.value >= 70 ? 1900 : 2000);
   }
 
-  bool read_date(Date &date) {
+  bool read_date(WrittenDate &date) {
     const Digits first = take_digits(8);
     if (first.count == 8) {
       date = {first.value / 10000, first.value / 100 % 100, first.value % 100};
@@ -111,7 +111,7 @@ class DateReader {
   }
 
   /* The rest of dd-MON-yy or dd-MON-yyyy. */
-  bool read_month_name(Digits day, Date &date) {
+  bool read_month_name(Digits day, WrittenDate &date) {
     const int month = take_month_name();
     if (day.count > 2 || month == 0 || !take('-')) return false;
     const Digits year = take_digits(4);
@@ -120,7 +120,7 @@ class DateReader {
     return true;
   }
 
-  static bool valid(const Date &date) {
+  static bool valid(const WrittenDate &date) {
     const bool leap = ksutil::day_of_year(date.year, 3, 1) == 61;
     if (date.by_day_of_year) return date.day >= 1 && date.day <= (leap ? 366 : 365);
     if (date.month < 1 || date.month > 12 || date.day < 1) return false;

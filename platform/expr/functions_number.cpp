@@ -70,7 +70,7 @@ bool if_null(Call &call) {
   return true;
 }
 
-constexpr Function kFunctions[] = {
+constexpr Function kNumberFunctions[] = {
     general("abs", "n", '=', absolute, "the number without its sign"),
     general("min", "nn", '=', smaller, "the smallest of two or more", kRepeats),
     general("max", "nn", '=', larger, "the largest of two or more", kRepeats),
@@ -105,6 +105,6 @@ constexpr Function kFunctions[] = {
 
 }  // namespace
 
-std::span<const Function> number_functions() { return kFunctions; }
+std::span<const Function> number_functions() { return kNumberFunctions; }
 
 }  // namespace ksutil::expr

@@ -85,7 +85,7 @@ bool to_number(Call &call) {
   return true;
 }
 
-constexpr Function kFunctions[] = {
+constexpr Function kTextFunctions[] = {
     general("length", "s", 'i', length, "the number of bytes"),
     general("upper", "s", 's', change_case<'a', 'z'>, "a to z in capitals"),
     general("lower", "s", 's', change_case<'A', 'Z'>, "A to Z in small letters"),
@@ -100,6 +100,6 @@ constexpr Function kFunctions[] = {
 
 }  // namespace
 
-std::span<const Function> text_functions() { return kFunctions; }
+std::span<const Function> text_functions() { return kTextFunctions; }
 
 }  // namespace ksutil::expr

@@ -52,7 +52,7 @@ bool date_to_text(Call &call) {
                            call.result);
 }
 
-constexpr Function kFunctions[] = {
+constexpr Function kTimeFunctions[] = {
     general("now", "", 't', now, "the time of the evaluation", kVaries),
     general("epoch", "t", 't', epoch, "a date text or epoch seconds as a time"),
     general("strtime", "t", 's', time_to_text, "YYYY-MM-DDThh:mm:ss.mmm"),
@@ -68,6 +68,6 @@ constexpr Function kFunctions[] = {
 
 }  // namespace
 
-std::span<const Function> time_functions() { return kFunctions; }
+std::span<const Function> time_functions() { return kTimeFunctions; }
 
 }  // namespace ksutil::expr

@@ -37,7 +37,7 @@ bool phase_name(Call &call) {
   return true;
 }
 
-constexpr Function kFunctions[] = {
+constexpr Function kTravelFunctions[] = {
     general("ptime", "rr", 'r', travel_time<Wave::kP>,
             "seconds to the first P-type arrival: ptime(delta degrees, depth km)"),
     general("stime", "rr", 'r', travel_time<Wave::kS>,
@@ -49,6 +49,6 @@ constexpr Function kFunctions[] = {
 
 }  // namespace
 
-std::span<const Function> travel_functions() { return kFunctions; }
+std::span<const Function> travel_functions() { return kTravelFunctions; }
 
 }  // namespace ksutil::expr

@@ -7,9 +7,9 @@
 
 #include "platform/stock/memory.h"
 
-namespace {
+namespace ksutil::arr {
 
-using Key = ksutil::MallocPtr<char>;
+using Key = MallocPtr<char>;
 
 /* Takes the map's nodes through the wrappers. */
 template <class T>
@@ -41,11 +41,12 @@ struct Order {
 
 using Map = std::map<Key, void *, Order, SeamAllocator<std::pair<const Key, void *>>>;
 
-}  // namespace
+}  // namespace ksutil::arr
 
 struct Arr : ksutil::SeamAllocated {
-  explicit Arr(int (*compare)(const char *, const char *)) : map(Order{compare}) {}
-  Map map;
+  explicit Arr(int (*compare)(const char *, const char *))
+      : map(ksutil::arr::Order{compare}) {}
+  ksutil::arr::Map map;
 };
 
 Arr *newarr(int (*compare)(const char *, const char *)) {
@@ -56,7 +57,7 @@ void *setarr(Arr *arr, const char *key, void *value) {
   if (arr == nullptr || key == nullptr) return nullptr;
   const auto found = arr->map.find(key);
   if (found != arr->map.end()) return std::exchange(found->second, value);
-  Key copy(ks_strdup(key));
+  ksutil::arr::Key copy(ks_strdup(key));
   if (!copy) return nullptr;
   try {
     arr->map.emplace(std::move(copy), value);

@@ -77,6 +77,11 @@ KSUTIL_API ssize_t write_all(int fd, const void *from, std::size_t bytes);
 KSUTIL_API int sync_file(int fd);
 KSUTIL_API int truncate_file(int fd, off_t size);
 
+/* Whether two looks found one and the same file. */
+inline bool same_file(const struct stat &a, const struct stat &b) {
+  return a.st_dev == b.st_dev && a.st_ino == b.st_ino;
+}
+
 /* Reads a whole file; false with errno set (EFBIG when it is larger than `limit`
  * bytes). */
 KSUTIL_API bool read_file(const std::string &path, std::size_t limit,

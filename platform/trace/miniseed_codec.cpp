@@ -22,7 +22,8 @@ namespace {
 
 constexpr std::size_t kFixed = 48;   // bytes of the fixed header
 constexpr std::size_t kDataAt = 64;  // where the data of a rebuilt record begin
-constexpr std::uint8_t kInt32 = 3, kFloat32 = 4, kSteim2 = 11;
+/* Encodings of records that are written. */
+constexpr std::uint8_t kWrittenInt32 = 3, kWrittenFloat32 = 4, kWrittenSteim2 = 11;
 
 void log_message(char *text) { elog_log(0, "miniseed: %s", text); }
 
@@ -180,9 +181,9 @@ bool encode_miniseed(const char *who, const MiniseedCodes &codes, double time,
         msr->numsamples = static_cast<std::int64_t>(span.size());
         if constexpr (std::is_same_v<decltype(span), Segment::Counts>) {
           counts = true;
-          msr->encoding = fits_steim2(span) ? kSteim2 : kInt32;
+          msr->encoding = fits_steim2(span) ? kWrittenSteim2 : kWrittenInt32;
         } else {
-          msr->encoding = kFloat32;
+          msr->encoding = kWrittenFloat32;
         }
       },
       samples);

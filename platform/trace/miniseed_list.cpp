@@ -12,7 +12,7 @@
 namespace ksutil {
 namespace {
 
-constexpr char kSelf[] = "miniseed_list";
+constexpr char kMiniseedList[] = "miniseed_list";
 
 struct OpenPiece {
   MiniseedPiece piece;
@@ -162,7 +162,7 @@ bool before(const MiniseedPiece &a, const MiniseedPiece &b) {
 }
 
 bool list(const std::string &path, MiniseedContents &contents) {
-  MiniseedWalker walker(kSelf);
+  MiniseedWalker walker(kMiniseedList);
   if (!walker.open(path)) return false;
   MiniseedContents found;
   std::map<std::pair<std::array<char, 12>, bool>, Assembly> channels;
@@ -179,14 +179,15 @@ bool list(const std::string &path, MiniseedContents &contents) {
     channels[{record.codes, miniseed_holds_counts(record.encoding)}].add(record);
   }
   if (found.records == 0) {
-    return fail(kSelf, "%s has no whole miniSEED record", path.c_str());
+    return fail(kMiniseedList, "%s has no whole miniSEED record", path.c_str());
   }
   for (const auto &[key, assembly] : channels) assembly.take(found.pieces);
   std::sort(found.pieces.begin(), found.pieces.end(), before);
   found.foreign_bytes = walker.foreign_bytes();
   found.lost_samples = walker.lost_samples();
   if (walker.cut_at() >= 0) {
-    fail(kSelf, "%s ends within the record at byte %lld; its %lld samples are lost",
+    fail(kMiniseedList,
+         "%s ends within the record at byte %lld; its %lld samples are lost",
          path.c_str(), static_cast<long long>(walker.cut_at()),
          static_cast<long long>(walker.lost_samples()));
   }
@@ -197,7 +198,7 @@ bool list(const std::string &path, MiniseedContents &contents) {
 }  // namespace
 
 bool miniseed_list(const std::string &path, MiniseedContents &contents) {
-  return at_boundary(kSelf, [&] { return list(path, contents); });
+  return at_boundary(kMiniseedList, [&] { return list(path, contents); });
 }
 
 namespace {

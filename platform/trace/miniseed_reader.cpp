@@ -12,6 +12,7 @@
 #include "platform/trace/internal/miniseed_codec.h"
 #include "platform/trace/internal/miniseed_record.h"
 #include "platform/trace/internal/miniseed_waypoints.h"
+#include "platform/trace/internal/nearest_sample.h"
 #include "platform/trace/miniseed.h"
 
 namespace ksutil {
@@ -206,17 +207,6 @@ bool find_links(const char *who, MiniseedWalker &walker, const MiniseedRun &run,
               static_cast<long long>(run.foff), static_cast<long long>(first + count));
 }
 
-template <class Sample, class Number>
-Sample nearest(Number value) {
-  if constexpr (std::is_same_v<Sample, float> && std::is_same_v<Number, double>) {
-    constexpr auto kGreatest = static_cast<double>(std::numeric_limits<float>::max());
-    constexpr float kInfinity = std::numeric_limits<float>::infinity();
-    if (value > kGreatest) return kInfinity;
-    if (value < -kGreatest) return -kInfinity;
-  }
-  return static_cast<Sample>(value);
-}
-
 /* Copies the samples of a record that lie in the window to their places. */
 template <class Sample>
 bool copy_samples(const MiniseedSamples &samples, std::int64_t begin,
@@ -232,7 +222,7 @@ bool copy_samples(const MiniseedSamples &samples, std::int64_t begin,
           const std::int64_t end =
               std::min(begin + static_cast<std::int64_t>(span.size()), first + count);
           std::transform(span.begin() + (from - begin), span.begin() + (end - begin),
-                         to + (from - first), nearest<Sample, Number>);
+                         to + (from - first), nearest_sample<Sample, Number>);
           return true;
         }
       },

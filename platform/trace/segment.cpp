@@ -10,7 +10,7 @@
 namespace ksutil {
 namespace {
 
-constexpr char kSelf[] = "read_segment";
+constexpr char kReadSegment[] = "read_segment";
 
 /* The samples of a window in a file, in memory that the segment owns. */
 template <class Sample>
@@ -53,9 +53,9 @@ void Segment::copy_to(float *to) const { copy_all(*this, to); }
 void Segment::copy_to(double *to) const { copy_all(*this, to); }
 
 bool read_segment(Dbptr record, double tstart, double tend, Segment &segment) {
-  return at_boundary(kSelf, [&] {
+  return at_boundary(kReadSegment, [&] {
     WaveformWindow window;
-    if (!find_window(kSelf, record, tstart, tend, window)) return false;
+    if (!find_window(kReadSegment, record, tstart, tend, window)) return false;
     Segment found;
     found.sta = window.row.sta;
     found.chan = window.row.chan;

@@ -15,11 +15,12 @@
 #include "platform/stock/files.h"
 #include "platform/stock/text.h"
 #include "platform/trace/internal/miniseed_reader.h"
+#include "platform/trace/internal/nearest_sample.h"
 
 namespace ksutil {
 namespace {
 
-constexpr char kSelf[] = "read_samples";
+constexpr char kReadSamples[] = "read_samples";
 
 template <class Unsigned>
 Unsigned loaded(const unsigned char *from, std::endian order) {
@@ -31,23 +32,11 @@ Unsigned loaded(const unsigned char *from, std::endian order) {
   if constexpr (sizeof value == 8) return __builtin_bswap64(value);
 }
 
-/* Beyond the range of Sample lies infinity. */
-template <class Sample, class Number>
-Sample nearest(Number value) {
-  if constexpr (sizeof(Sample) < sizeof(Number) && std::is_same_v<Number, double>) {
-    constexpr auto kGreatest = static_cast<double>(std::numeric_limits<Sample>::max());
-    constexpr Sample kInfinity = std::numeric_limits<Sample>::infinity();
-    if (value > kGreatest) return kInfinity;
-    if (value < -kGreatest) return -kInfinity;
-  }
-  return static_cast<Sample>(value);
-}
-
 template <class Unsigned, class Number, std::endian kOrder, class Sample>
 bool convert(const unsigned char *from, std::size_t count, Sample *to) {
   for (std::size_t i = 0; i < count; ++i) {
     const auto bits = loaded<Unsigned>(from + i * sizeof(Unsigned), kOrder);
-    to[i] = nearest<Sample>(std::bit_cast<Number>(bits));
+    to[i] = nearest_sample<Sample>(std::bit_cast<Number>(bits));
   }
   return true;
 }
@@ -70,7 +59,7 @@ bool convert_text(const unsigned char *from, std::size_t count, Sample *to) {
     if (!parse_real({reinterpret_cast<const char *>(from), kWidth}, value)) {
       return false;
     }
-    to[i] = nearest<Sample>(value);
+    to[i] = nearest_sample<Sample>(value);
   }
   return true;
 }
@@ -158,10 +147,10 @@ bool read_numbers(int fd, const std::string &path, const Format<Sample> &format,
         in_place ? reinterpret_cast<unsigned char *>(to + done) : chunk.data();
     const auto at = static_cast<off_t>(begin) + static_cast<off_t>(done * size);
     if (read_at(fd, bytes, part * size, at) != static_cast<ssize_t>(part * size)) {
-      return fail_errno(kSelf, "read(%s) error", path.c_str());
+      return fail_errno(kReadSamples, "read(%s) error", path.c_str());
     }
     if (!format.convert(bytes, part, to + done)) {
-      return fail(kSelf, "%s holds a sample that is not a number", path.c_str());
+      return fail(kReadSamples, "%s holds a sample that is not a number", path.c_str());
     }
     done += part;
   }
@@ -171,7 +160,7 @@ bool read_numbers(int fd, const std::string &path, const Format<Sample> &format,
 template <class Sample>
 bool read_vector(const WaveformSegment &segment, std::int64_t first, std::int64_t count,
                  std::vector<Sample> &samples) {
-  return at_boundary(kSelf, [&] {
+  return at_boundary(kReadSamples, [&] {
     std::vector<Sample> found;
     const auto allocate = [&] {
       /* Never null, also for no samples. */
@@ -189,7 +178,7 @@ bool read_vector(const WaveformSegment &segment, std::int64_t first, std::int64_
 
 bool find_kind(const WaveformSegment &segment, bool &counts) {
   if (is_miniseed(segment.datatype)) {
-    return find_miniseed_kind(kSelf, segment.path, segment.foff, counts);
+    return find_miniseed_kind(kReadSamples, segment.path, segment.foff, counts);
   }
   counts = find_format<std::int32_t>(segment.datatype) != nullptr;
   return true;
@@ -201,22 +190,23 @@ bool read_samples_into(const WaveformSegment &segment, std::int64_t first,
   const bool miniseed = is_miniseed(segment.datatype);
   const Format<Sample> *const format = find_format<Sample>(segment.datatype);
   if (format == nullptr && !miniseed) {
-    return fail(kSelf, "Data type '%s' of %s is not supported",
+    return fail(kReadSamples, "Data type '%s' of %s is not supported",
                 segment.datatype.c_str(), segment.path.c_str());
   }
   if (first < 0 || count < 0 || first > segment.nsamp ||
       count > segment.nsamp - first) {
-    return fail(kSelf, "The segment has no %lld samples from %lld on",
+    return fail(kReadSamples, "The segment has no %lld samples from %lld on",
                 static_cast<long long>(count), static_cast<long long>(first));
   }
   /* Counts and offsets whose bytes no file can have. */
   constexpr std::int64_t kMost = std::numeric_limits<std::int64_t>::max() / 64;
   if (segment.nsamp > kMost || segment.foff < 0 || segment.foff > kMost) {
-    return fail(kSelf, "nsamp or foff of %s is out of range", segment.path.c_str());
+    return fail(kReadSamples, "nsamp or foff of %s is out of range",
+                segment.path.c_str());
   }
   if (miniseed) {
     const MiniseedRun run{segment.path, segment.foff, segment.time, segment.samprate};
-    return read_miniseed_into<Sample>(kSelf, run, first, count, allocate);
+    return read_miniseed_into<Sample>(kReadSamples, run, first, count, allocate);
   }
   const std::int64_t begin = segment.foff + first * format->size;
   const FileHandle file = open_waveform(segment.path, begin + count * format->size);

@@ -8,7 +8,7 @@ namespace {
 
 constexpr double kSmallestLined =
     18.0;  // the edges of areas are enough in smaller ones
-constexpr double kFinest = 0.4;
+constexpr double kFinestArc = 0.4;
 
 class DiskDrawing {
  public:
@@ -49,7 +49,7 @@ class DiskDrawing {
       const Position here = at(places[i]);
       const bool end = i == 0 || i + 1 == places.size();
       if (!end &&
-          std::hypot(here.x - result.back().x, here.y - result.back().y) < kFinest) {
+          std::hypot(here.x - result.back().x, here.y - result.back().y) < kFinestArc) {
         continue;
       }
       result.push_back(here);

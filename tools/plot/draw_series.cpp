@@ -9,7 +9,7 @@ namespace ksutil::plot {
 namespace {
 
 constexpr std::size_t kMostShapes = 10000;  // more of them are an image
-constexpr double kPixelsPerUnit = 2.0, kMostPixels = 2e7;
+constexpr double kPixelsOfPoints = 2.0, kMostPixels = 2e7;
 
 void draw_each(Canvas &canvas, const PanelLayout &layout) {
   for (std::size_t i = 0; i < layout.panel.points.size(); i++) {
@@ -31,8 +31,8 @@ void draw_points(Canvas &canvas, const PanelLayout &layout) {
   for (const Points &points : layout.panel.points) count += points.points.size();
   if (count > kMostShapes && canvas.keeps_shapes()) {
     const Rect &frame = layout.frame;
-    const double scale =
-        std::min(kPixelsPerUnit, std::sqrt(kMostPixels / (frame.width * frame.height)));
+    const double scale = std::min(
+        kPixelsOfPoints, std::sqrt(kMostPixels / (frame.width * frame.height)));
     const Raster raster =
         raster_of(frame, scale, [&](Canvas &pixels) { draw_each(pixels, layout); });
     if (!raster.pixels.empty()) {

@@ -11,7 +11,7 @@ namespace {
 
 constexpr double kUnitsPerInch = 96.0;
 constexpr double kPngLimit = 32000.0;  // pixels of a side, nearly cairo's own limit
-constexpr double kSmallest = 200.0, kLargest = 20000.0;  // widths of a figure
+constexpr double kSmallestWidth = 200.0, kLargestSide = 20000.0;  // widths of a figure
 
 void draw(Canvas &canvas, const Layout &layout) {
   canvas.rectangle({0.0, 0.0, layout.width, layout.height},
@@ -49,9 +49,9 @@ bool drawable(const Figure &figure) {
     elog_log(0, "write_figure: there is nothing to draw.\n");
     return false;
   }
-  if (!(figure.width >= kSmallest && figure.width <= kLargest)) {
-    elog_log(0, "write_figure: the width must be from %.0f to %.0f.\n", kSmallest,
-             kLargest);
+  if (!(figure.width >= kSmallestWidth && figure.width <= kLargestSide)) {
+    elog_log(0, "write_figure: the width must be from %.0f to %.0f.\n", kSmallestWidth,
+             kLargestSide);
     return false;
   }
   if (!(figure.dpi >= 10.0 && figure.dpi <= 2400.0)) {
@@ -60,9 +60,9 @@ bool drawable(const Figure &figure) {
   }
   for (const Panel &panel : figure.panels) {
     const bool own = !is_missing(panel.height);
-    if (own && !(panel.height >= 20.0 && panel.height <= kLargest)) {
+    if (own && !(panel.height >= 20.0 && panel.height <= kLargestSide)) {
       elog_log(0, "write_figure: heights of panels must be from 20 to %.0f.\n",
-               kLargest);
+               kLargestSide);
       return false;
     }
     if (!std::all_of(panel.meshes.begin(), panel.meshes.end(), usable)) {

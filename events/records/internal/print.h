@@ -10,6 +10,8 @@
 
 namespace ksutil::events {
 
+void print_text(const std::string &text);
+
 void print_record(const EVEvent &event, const std::string &prefix);
 void print_record(const EVOrigin &origin, const std::string &prefix);
 void print_record(const EVMagnitude &magnitude, const std::string &prefix);

@@ -1,5 +1,7 @@
 #include "formats/exchange/import/import_tables.h"
 
+#include "formats/exchange/import/column_values.h"
+
 #include <algorithm>
 
 #include "formats/exchange/import/event_rows.h"
@@ -52,11 +54,6 @@ constexpr std::array<KeyFields, static_cast<std::size_t>(RowKey::kCount)> kKeyFi
 
 std::uint64_t public_hash(std::string_view key, std::string_view text) {
   return hash_of(text) * 31 + hash_of(key);
-}
-
-std::int64_t integer_of(const db::IntegerColumn &column, std::string_view row) {
-  std::int64_t value = column.null();
-  return column.read(row, value) ? value : column.null();
 }
 
 std::string_view text_of(const db::TextColumn &column, std::string_view row) {

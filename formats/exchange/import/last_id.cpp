@@ -2,18 +2,9 @@
 
 #include <algorithm>
 
-#include "platform/db/columns.h"
+#include "formats/exchange/import/column_values.h"
 
 namespace ksutil::exchange {
-namespace {
-
-std::int64_t integer_of(const db::IntegerColumn &column, std::string_view row) {
-  std::int64_t value = column.null();
-  return column.read(row, value) ? value : column.null();
-}
-
-}  // namespace
-
 bool find_last_id(db::DatabaseStore &store, const db::Snapshot &lastid,
                   const std::string &counter, const OpenTable &open_table,
                   LastId &last) {

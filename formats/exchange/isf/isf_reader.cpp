@@ -6,14 +6,16 @@
 #include <utility>
 
 #include "formats/exchange/isf/ims_codes.h"
+#include "formats/exchange/isf/isf_values.h"
 #include "platform/clock/clock.h"
 #include "platform/stock/text.h"
 
 namespace ksutil::exchange {
+
+using namespace isf;
+
 namespace {
 
-constexpr double kConfidence = 0.9;
-constexpr double kDay = 86400.0;
 /* Phases up to this much before the origin are of its day. */
 constexpr double kBeforeOrigin = 3600.0;
 constexpr Range kStrikes{-180.0, 360.0};

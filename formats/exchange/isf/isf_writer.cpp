@@ -8,15 +8,16 @@
 #include "formats/exchange/event_types.h"
 #include "formats/exchange/isf/ims_codes.h"
 #include "formats/exchange/isf/isf_reader.h"
+#include "formats/exchange/isf/isf_values.h"
 #include "formats/exchange/text/columns.h"
 #include "platform/clock/clock.h"
 #include "platform/stock/text.h"
 
 namespace ksutil::exchange {
-namespace {
 
-constexpr double kConfidence = 0.9;
-constexpr double kNone = -999.0;
+using namespace isf;
+
+namespace {
 
 bool is_source(std::string_view text) {
   return !text.empty() && text.size() <= 20 &&

@@ -1,14 +1,17 @@
 #include <map>
 
 #include "formats/exchange/isf/isf_reader.h"
+#include "formats/exchange/isf/isf_values.h"
 #include "formats/exchange/isf/isf_writer.h"
 #include "platform/clock/clock.h"
 
 namespace ksutil::exchange {
+
+using namespace isf;
+
 namespace {
 
-constexpr double kNone = -999.0;
-constexpr double kDay = 86400.0, kHour = 3600.0;
+constexpr double kHour = 3600.0;
 
 char used(char flag, char letter) {
   return flag == 'd' ? letter : flag == 'n' ? '_' : ' ';

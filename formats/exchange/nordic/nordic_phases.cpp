@@ -10,9 +10,9 @@ namespace ksutil::exchange {
 namespace {
 
 constexpr double kKmPerDegree = 111.195;
-constexpr Range kHours{0.0, 99.0};
-constexpr Range kMinutes{0.0, 99.0};
-constexpr Range kSeconds{0.0, 999.0};
+constexpr Range kPhaseHours{0.0, 99.0};
+constexpr Range kPhaseMinutes{0.0, 99.0};
+constexpr Range kPhaseSeconds{0.0, 999.0};
 constexpr Range kWeights{0.0, 10.0};
 constexpr Range kVelocities{1e-3, 1e6};
 constexpr Range kKilometres{0.0, 20100.0};
@@ -122,9 +122,9 @@ class PhaseLine {
     double hour = 0.0, minute = 0.0, second = 0.0;
     columns_.needed(at_.hour.first, at_.minute.last, "hour and minute");
     columns_.needed(at_.second.first, at_.second.last, "seconds");
-    real(at_.hour, "hour", kHours, hour);
-    real(at_.minute, "minute", kMinutes, minute);
-    real(at_.second, "seconds", kSeconds, second);
+    real(at_.hour, "hour", kPhaseHours, hour);
+    real(at_.minute, "minute", kPhaseMinutes, minute);
+    real(at_.second, "seconds", kPhaseSeconds, second);
     phase_.pick.time = midnight + 3600.0 * hour + 60.0 * minute + second;
   }
 

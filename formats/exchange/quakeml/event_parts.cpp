@@ -7,13 +7,13 @@
 namespace ksutil::exchange {
 namespace {
 
-using Places = std::unordered_map<std::string, std::size_t>;
+using PlacesById = std::unordered_map<std::string, std::size_t>;
 
-constexpr std::size_t kNone = static_cast<std::size_t>(-1);
+constexpr std::size_t kNowhere = static_cast<std::size_t>(-1);
 
-std::size_t place_of(const Places &places, const std::string &id) {
+std::size_t place_of(const PlacesById &places, const std::string &id) {
   const auto found = id.empty() ? places.end() : places.find(id);
-  return found == places.end() ? kNone : found->second;
+  return found == places.end() ? kNowhere : found->second;
 }
 
 /* Of one event.  What has the id of an earlier one of its kind keeps its place in the
@@ -42,7 +42,7 @@ class Assembly {
 
  private:
   struct RecordPlace {
-    std::size_t origin = kNone, index = kNone;
+    std::size_t origin = kNowhere, index = kNowhere;
   };
 
   /* Identifiers without an authority of their own are known by what follows it, as the ids
@@ -71,7 +71,7 @@ class Assembly {
       std::vector<Association> joined;
       for (std::size_t i = 0; i < origin.associations.size(); i++) {
         const std::size_t pick = place_of(picks_, part.picks[i]);
-        if (pick == kNone) {
+        if (pick == kNowhere) {
           left_out_.add("an arrival whose pick is not there");
           continue;
         }
@@ -82,7 +82,7 @@ class Assembly {
       if (!origin.id.empty()) origins_.emplace(origin.id, event_.origins.size() - 1);
     }
     const std::size_t preferred = place_of(origins_, parts_.preferred_origin);
-    if (preferred != kNone) {
+    if (preferred != kNowhere) {
       event_.preferred = preferred;
     } else if (!parts_.preferred_origin.empty()) {
       left_out_.add("a preferredOriginID of an origin that is not there");
@@ -91,7 +91,7 @@ class Assembly {
 
   std::size_t owner(const std::string &origin_id) const {
     const std::size_t origin = place_of(origins_, origin_id);
-    return origin == kNone ? event_.preferred : origin;
+    return origin == kNowhere ? event_.preferred : origin;
   }
 
   void join_magnitudes() {
@@ -116,7 +116,7 @@ class Assembly {
       const AmplitudePart &part = parts_.amplitudes[i];
       if (!part.id.empty()) amplitudes_.emplace(part.id, i);
       const std::size_t at = place_of(picks_, part.pick);
-      if (at == kNone) {
+      if (at == kNowhere) {
         left_out_.add("an amplitude without a pick");
         continue;
       }
@@ -137,21 +137,21 @@ class Assembly {
     for (StationMagnitudePart &part : parts_.station_magnitudes) {
       StationMagnitude &magnitude = part.magnitude;
       const std::size_t amplitude = place_of(amplitudes_, part.amplitude);
-      if (amplitude != kNone) {
+      if (amplitude != kNowhere) {
         const AmplitudePart &measured = parts_.amplitudes[amplitude];
         if (magnitude.at.station.empty()) magnitude.at = measured.at;
         const std::size_t pick = place_of(picks_, measured.pick);
-        if (pick != kNone) magnitude.pick = static_cast<std::int64_t>(pick);
+        if (pick != kNowhere) magnitude.pick = static_cast<std::int64_t>(pick);
       }
       if (magnitude.pick < 0) {
         const std::size_t pick = place_of(picks_, part.pick);
-        if (pick != kNone) magnitude.pick = static_cast<std::int64_t>(pick);
+        if (pick != kNowhere) magnitude.pick = static_cast<std::int64_t>(pick);
       }
       std::size_t origin = owner(part.origin);
       const auto contribution = parts_.contributions.find(magnitude.id);
       if (!magnitude.id.empty() && contribution != parts_.contributions.end()) {
         const RecordPlace into = this->magnitude(contribution->second);
-        if (into.origin != kNone) {
+        if (into.origin != kNowhere) {
           origin = into.origin;
           magnitude.magnitude = static_cast<std::int64_t>(into.index);
           const Magnitude &network = event_.origins[origin].magnitudes[into.index];
@@ -170,19 +170,19 @@ class Assembly {
       const std::size_t derived = place_of(origins_, part.derived);
       std::size_t origin = place_of(origins_, part.triggering);
       const auto alone = centroids_.find(part.derived);
-      if (derived != kNone || alone != centroids_.end()) {
+      if (derived != kNowhere || alone != centroids_.end()) {
         const Origin &centroid =
-            derived != kNone ? event_.origins[derived] : alone->second;
+            derived != kNowhere ? event_.origins[derived] : alone->second;
         tensor.time = centroid.time;
         tensor.lat = centroid.lat;
         tensor.lon = centroid.lon;
         tensor.depth = centroid.depth;
-        if (origin == kNone && derived != kNone) origin = derived;
+        if (origin == kNowhere && derived != kNowhere) origin = derived;
       }
       const RecordPlace own = magnitude(part.magnitude);
-      if (origin == kNone) origin = own.origin;
-      if (origin == kNone) origin = event_.preferred;
-      if (own.origin != kNone) {
+      if (origin == kNowhere) origin = own.origin;
+      if (origin == kNowhere) origin = event_.preferred;
+      if (own.origin != kNowhere) {
         if (tensor.mw == -999.0) {
           tensor.mw = event_.origins[own.origin].magnitudes[own.index].value;
         }
@@ -203,7 +203,7 @@ class Assembly {
     const RecordPlace place = magnitude(parts_.preferred_magnitude);
     if (place.origin == event_.preferred) {
       event_.preferred_magnitude = static_cast<std::int64_t>(place.index);
-    } else if (place.origin == kNone) {
+    } else if (place.origin == kNowhere) {
       left_out_.add("a preferredMagnitudeID of a magnitude that is not there");
     } else {
       event_.distant_magnitude = place_in_list(place);
@@ -228,7 +228,7 @@ class Assembly {
   EventParts parts_;
   Event &event_;
   UnplacedCounts &left_out_;
-  Places picks_, origins_, amplitudes_;
+  PlacesById picks_, origins_, amplitudes_;
   std::unordered_map<std::string, Origin> centroids_;
   std::unordered_map<std::string, RecordPlace> magnitudes_, mechanisms_;
 };

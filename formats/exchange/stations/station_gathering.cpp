@@ -3,12 +3,11 @@
 #include <cmath>
 
 #include "formats/exchange/stations/station_rows.h"
+#include "formats/exchange/stations/station_values.h"
 
 namespace ksutil::exchange {
 namespace {
 
-/* What the fields of site can tell apart. */
-constexpr double kSameDegrees = 0.00006, kSameKilometres = 0.00006;
 constexpr std::size_t kInstrumentType = 6;
 
 bool differ(double a, double b, double tolerance) {

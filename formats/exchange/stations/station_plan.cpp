@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 
+#include "formats/exchange/stations/station_days.h"
 #include "formats/exchange/stations/station_values.h"
 #include "platform/clock/clock.h"
 #include "platform/db/columns.h"
@@ -12,22 +13,9 @@
 namespace ksutil::exchange {
 namespace {
 
-constexpr std::int64_t kOpenDay = 2286324;  // what some databases have for -1
-constexpr double kSameDegrees = 0.00006, kSameKilometres = 0.00006;
 /* Stations of one code that lie further apart than this are not one station. */
 constexpr double kNearDegrees = 0.05;
 constexpr double kNoCoordinate = -999.0;
-
-bool is_open(std::int64_t day) { return day == -1 || day == kOpenDay; }
-
-/* Days on a line: what has no first day begins before all others, what is open ends after
- * them. */
-double begin_of(std::int64_t day) {
-  return day == -1 ? -1e12 : yearday_epoch(static_cast<int>(day));
-}
-double end_of(std::int64_t day) {
-  return is_open(day) ? 1e12 : yearday_epoch(static_cast<int>(day));
-}
 
 /* A text in lines of at most `width` characters, cut at blanks where there are some. */
 std::vector<std::string> lines_of(const std::string &text, std::size_t width) {
@@ -394,7 +382,7 @@ void StationPlan::plan_epoch(const GatheredStation &gathered, const std::string 
     return;
   }
   if (!dated) edit(kSite, row).put("ondate", on);
-  if (!(is_open(off) && is_open(sites.integer(*same, "offdate")))) {
+  if (!(is_open_day(off) && is_open_day(sites.integer(*same, "offdate")))) {
     edit(kSite, row).put("offdate", off);
   }
   mark_station(*same, sites.set(*same, row) ? Change::kUpdated : Change::kUnchanged);
@@ -440,10 +428,10 @@ void StationPlan::plan_derived(const GatheredStation &gathered,
     return;
   }
   const auto begin = [&](std::size_t row) {
-    return begin_of(sites.integer(row, "ondate"));
+    return begin_of_day(sites.integer(row, "ondate"));
   };
   const auto end = [&](std::size_t row) {
-    return end_of(sites.integer(row, "offdate"));
+    return end_of_day(sites.integer(row, "offdate"));
   };
   const std::size_t first = *std::min_element(
       rows.begin(), rows.end(),
@@ -451,13 +439,13 @@ void StationPlan::plan_derived(const GatheredStation &gathered,
   const std::size_t last =
       *std::max_element(rows.begin(), rows.end(),
                         [&](std::size_t a, std::size_t b) { return end(a) < end(b); });
-  if (begin_of(on) < begin(first)) {
+  if (begin_of_day(on) < begin(first)) {
     std::string row(sites.row(first));
     edit(kSite, row).put("ondate", on);
     sites.set(first, row);
     mark_station(first, Change::kUpdated);
   }
-  if (end_of(off) > end(last)) {
+  if (end_of_day(off) > end(last)) {
     std::string row(sites.row(last));
     edit(kSite, row).put("offdate", off);
     sites.set(last, row);

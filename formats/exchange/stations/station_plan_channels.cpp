@@ -2,6 +2,7 @@
 #include <algorithm>
 #include <cmath>
 
+#include "formats/exchange/stations/station_days.h"
 #include "formats/exchange/stations/station_plan.h"
 #include "formats/exchange/stations/station_values.h"
 #include "platform/clock/clock.h"
@@ -11,26 +12,9 @@
 namespace ksutil::exchange {
 namespace {
 
-constexpr double kSecondsOfDay = 86400.0;
 constexpr double kSameTime = 0.001;  // s
-constexpr double kAlways = 1e12;
-constexpr std::int64_t kOpenDay = 2286324;
-
-double begin_of(const Epoch &epoch) {
-  return epoch.start == kNoTime ? -kAlways : epoch.start;
-}
-double end_of(const Epoch &epoch) { return epoch.end == kNoTime ? kAlways : epoch.end; }
 
 bool same_start(double a, double b) { return std::fabs(a - b) < kSameTime; }
-
-double day_begin(std::int64_t day) {
-  return day == -1 ? -kAlways : yearday_epoch(static_cast<int>(day));
-}
-double day_end(std::int64_t day) {
-  return day == -1 || day == kOpenDay
-             ? kAlways
-             : yearday_epoch(static_cast<int>(day)) + kSecondsOfDay;
-}
 
 bool too_long(const std::string &text, const StationTable &table, const char *field) {
   return text.size() > static_cast<std::size_t>(table.width(field));
@@ -212,8 +196,8 @@ std::int64_t StationPlan::find_sitechan(const Codes &codes, const Run &run) {
     if (from == on && (same_day < 0 || alike)) same_day = number;
     if (alike &&
         begin_of(run.epoch) <=
-            day_end(channels.integer(row, "offdate")) + kSecondsOfDay &&
-        end_of(run.epoch) >= day_begin(from) - kSecondsOfDay) {
+            end_of_day(channels.integer(row, "offdate")) + kSecondsOfDay &&
+        end_of(run.epoch) >= begin_of_day(from) - kSecondsOfDay) {
       met = number;
     }
   }
@@ -230,8 +214,8 @@ bool StationPlan::plan_sitechan(const Codes &codes, const std::vector<Placed> &c
   if (found >= 0) {
     chanid = sitechans.integer(index, "chanid");
     const std::int64_t from = sitechans.integer(index, "ondate");
-    if (day_begin(from) < begin_of(epoch) && from != first_day(epoch)) {
-      epoch.start = from == -1 ? kNoTime : day_begin(from);
+    if (begin_of_day(from) < begin_of(epoch) && from != first_day(epoch)) {
+      epoch.start = from == -1 ? kNoTime : begin_of_day(from);
     }
     /* Epochs that the input does not have keep their part of the row. */
     for (const std::size_t row : table(kSensor).find(0, {codes.first, codes.second})) {
@@ -261,7 +245,7 @@ bool StationPlan::plan_sitechan(const Codes &codes, const std::vector<Placed> &c
     edited.put("chanid", chanid);
   }
   const bool stays_open = found >= 0 && epoch.end == kNoTime &&
-                          day_end(sitechans.integer(index, "offdate")) == kAlways;
+                          end_of_day(sitechans.integer(index, "offdate")) == kAlways;
   if (!stays_open) edited.put("offdate", last_day(epoch));
   for (Placed *placed : run.channels) placed->chanid = chanid;
   if (found < 0) {

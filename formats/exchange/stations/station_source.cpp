@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "formats/exchange/stations/station_days.h"
 #include "formats/exchange/stations/station_rows.h"
 #include "platform/clock/clock.h"
 #include "waveforms/response.h"
@@ -9,26 +10,16 @@
 namespace ksutil::exchange {
 namespace {
 
-constexpr double kSecondsOfDay = 86400.0;
-constexpr std::int64_t kOpenDay = 2286324;  // what some databases have for -1
 constexpr double kOpenTime = 9999999999.0;
-constexpr double kAlways = 1e12;
 /* Length of a SEED channel code; the letters behind it are the location. */
 constexpr std::size_t kSeedChannel = 3;
 
 Epoch epoch_of_days(std::int64_t on, std::int64_t off) {
   Epoch epoch;
   if (on > 0) epoch.start = yearday_epoch(static_cast<int>(on));
-  if (off > 0 && off != kOpenDay) {
-    epoch.end = yearday_epoch(static_cast<int>(off)) + kSecondsOfDay;
-  }
+  if (off > 0 && !is_open_day(off)) epoch.end = end_of_day(off);
   return epoch;
 }
-
-double begin_of(const Epoch &epoch) {
-  return epoch.start == kNoTime ? -kAlways : epoch.start;
-}
-double end_of(const Epoch &epoch) { return epoch.end == kNoTime ? kAlways : epoch.end; }
 
 }  // namespace
 

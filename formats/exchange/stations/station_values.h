@@ -9,6 +9,9 @@
 
 namespace ksutil::exchange {
 
+/* The greatest differences that the fields of site cannot tell apart. */
+inline constexpr double kSameDegrees = 0.00006, kSameKilometres = 0.00006;
+
 /* Reads the ends of an epoch, as XML Schema and the FDSN services write times: date and
  * time, UTC unless an offset follows; "" gives kNoTime.  An end that no table can hold (from
  * 2286-11-20 on) means that the epoch is open.  False, with the cause, for a text that is

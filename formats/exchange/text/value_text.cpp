@@ -9,7 +9,7 @@
 namespace ksutil::exchange {
 namespace {
 
-constexpr std::string_view kReplacement = "\xef\xbf\xbd";  // U+FFFD
+constexpr std::string_view kReplacementText = "\xef\xbf\xbd";  // U+FFFD
 constexpr std::size_t kSeconds = 19;  // length of "YYYY-MM-DDThh:mm:ss"
 
 bool is_character(std::uint32_t code) {
@@ -23,7 +23,7 @@ std::int64_t append_cleaned(std::string_view text, bool line, std::string &to) {
     const std::size_t from = at;
     std::uint32_t code = 0;
     if (!next_character(text, at, code) || !is_character(code)) {
-      to += kReplacement;
+      to += kReplacementText;
       replaced++;
     } else if (line && code < 0x20) {
       to += ' ';

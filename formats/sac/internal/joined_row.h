@@ -14,6 +14,8 @@
 
 namespace ksutil::sac {
 
+inline constexpr double kMetresPerKm = 1000.0;  // rows have km, headers m
+
 struct RowPart {
   Dbptr row;
   const db::Relation *layout;

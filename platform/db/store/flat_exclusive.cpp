@@ -22,10 +22,6 @@ constexpr long kSecond = 1'000'000'000;
 constexpr int kClockWaits = 100;
 constexpr struct timespec kClockWait = {0, 1'000'000};
 
-bool same_file(const struct stat &a, const struct stat &b) {
-  return a.st_dev == b.st_dev && a.st_ino == b.st_ino;
-}
-
 bool later(const struct timespec &a, const struct timespec &b) {
   return a.tv_sec != b.tv_sec ? a.tv_sec > b.tv_sec : a.tv_nsec > b.tv_nsec;
 }

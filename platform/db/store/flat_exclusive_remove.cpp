@@ -16,11 +16,7 @@ namespace {
 
 constexpr std::size_t kPiece = std::size_t{1} << 20;
 
-/* The name of the new file; hidden, so that no program takes it for a table. */
-std::string name_beside(const std::string &path) {
-  const std::size_t slash = path.rfind('/') + 1;
-  return path.substr(0, slash) + "." + path.substr(slash) + ".rewritten";
-}
+constexpr const char *kRewritten = ".rewritten";  // of the name of the new file
 
 /* Removes a file at the end of the scope unless it is kept. */
 class Unlinker {
@@ -42,7 +38,7 @@ class Unlinker {
 void FlatExclusive::remove_leftover() {
   if (std::exchange(table_.leftover_removed_, true)) return;
   const std::string path = real_path(table_.file_.path);
-  if (!path.empty()) ::unlink(name_beside(path).c_str());
+  if (!path.empty()) ::unlink(hidden_name_beside(path, kRewritten).c_str());
 }
 
 /* Copies the whole records of the locked file, except those of the list. */
@@ -80,7 +76,7 @@ bool FlatExclusive::remove(const std::vector<long> &records) {
   if (path.empty() || ::fstat(handle_.get(), &before) != 0) {
     return fail(1, "Cannot look at the file");
   }
-  const std::string beside = name_beside(path);
+  const std::string beside = hidden_name_beside(path, kRewritten);
   /* A process may have been killed since remove_leftover. */
   ::unlink(beside.c_str());
   FileHandle fresh =

@@ -25,10 +25,6 @@ constexpr std::uint32_t kMaxTableName = 256;
 constexpr std::int64_t kMaxRecord = 1 << 20;
 constexpr std::size_t kPlaceBytes = sizeof(std::int64_t);
 
-bool same_file(const struct stat &a, const struct stat &b) {
-  return a.st_dev == b.st_dev && a.st_ino == b.st_ino;
-}
-
 bool read_whole(int fd, void *to, std::size_t bytes, std::int64_t at) {
   return read_at(fd, to, bytes, at) == static_cast<ssize_t>(bytes);
 }

@@ -14,13 +14,9 @@
 namespace ksutil::db {
 namespace {
 
-constexpr std::size_t kBuffer = std::size_t{1} << 20;
+constexpr std::size_t kReplacementBuffer = std::size_t{1} << 20;
 
-/* Hidden, so that no program takes it for a table. */
-std::string name_beside(const std::string &path) {
-  const std::size_t slash = path.rfind('/') + 1;
-  return path.substr(0, slash) + "." + path.substr(slash) + ".replacement";
-}
+constexpr const char *kEnding = ".replacement";
 
 bool refuse(const std::string &table, const char *what) {
   return fail_errno("dbput", "%s: %s", table.c_str(), what);
@@ -34,6 +30,11 @@ void sync_folder_of(const std::string &path) {
 }
 
 }  // namespace
+
+std::string hidden_name_beside(const std::string &path, const char *ending) {
+  const std::size_t slash = path.rfind('/') + 1;
+  return path.substr(0, slash) + "." + path.substr(slash) + ending;
+}
 
 std::string real_path(const std::string &path) {
   const MallocPtr<char> real(::realpath(path.c_str(), nullptr));
@@ -58,7 +59,7 @@ bool FlatReplacement::make(const std::string &table, int old) {
   if (target_.empty() || ::fstat(old, &before) != 0) {
     return refuse(table, "Cannot look at the file");
   }
-  std::string beside = name_beside(target_);
+  std::string beside = hidden_name_beside(target_, kEnding);
   /* The table is locked and the journal made: no living process has such a file. */
   ::unlink(beside.c_str());
   file_ = open_file(beside, O_RDWR | O_CREAT | O_EXCL, before.st_mode & 0777);
@@ -82,7 +83,7 @@ bool FlatReplacement::flush() {
 bool FlatReplacement::append(std::string_view rows) {
   waiting_ += rows;
   size_ += static_cast<std::int64_t>(rows.size());
-  return waiting_.size() < kBuffer || flush();
+  return waiting_.size() < kReplacementBuffer || flush();
 }
 
 bool FlatReplacement::finish() {
@@ -104,7 +105,7 @@ bool FlatReplacement::finish_for(const std::string &table, std::int64_t size) {
   const std::string target = real_path(table);
   struct stat status;
   if (target.empty()) return refuse(table, "Cannot look at the file");
-  const std::string beside = name_beside(target);
+  const std::string beside = hidden_name_beside(target, kEnding);
   const bool waits = ::stat(beside.c_str(), &status) == 0;
   if (!waits && (errno != ENOENT || ::stat(target.c_str(), &status) != 0)) {
     return refuse(table, "Cannot look at the file");
@@ -123,7 +124,7 @@ bool FlatReplacement::finish_for(const std::string &table, std::int64_t size) {
 
 void FlatReplacement::remove_for(const std::string &table) {
   const std::string target = real_path(table);
-  if (!target.empty()) ::unlink(name_beside(target).c_str());
+  if (!target.empty()) ::unlink(hidden_name_beside(target, kEnding).c_str());
 }
 
 }  // namespace ksutil::db

@@ -25,10 +25,6 @@ long nanoseconds(const struct timespec &time) {
   return time.tv_sec * 1'000'000'000 + time.tv_nsec;
 }
 
-bool same_file(const struct stat &a, const struct stat &b) {
-  return a.st_dev == b.st_dev && a.st_ino == b.st_ino;
-}
-
 /* A change of the status time alone counts too: when a program rewrites a row in place
  * and then restores the modification time, nothing else shows it. */
 bool same_state(const struct stat &a, const struct stat &b) {

@@ -14,7 +14,7 @@ namespace {
 /* Rows are gathered up to this size before they go into the journal. */
 constexpr std::size_t kBuffer = std::size_t{1} << 18;
 /* Attempts to begin; each waits for the end of another transaction. */
-constexpr int kAttempts = 1000;
+constexpr int kBeginAttempts = 1000;
 
 }  // namespace
 
@@ -47,7 +47,7 @@ bool FlatTransaction::lock_tables(std::vector<JournalTable> &entries) {
 }
 
 bool FlatTransaction::begin() {
-  for (int attempt = 0; attempt < kAttempts; ++attempt) {
+  for (int attempt = 0; attempt < kBeginAttempts; ++attempt) {
     /* Waits for another program's transaction without holding a lock. */
     if (FlatJournal::settle(places_, FileLock::Wait::kUntilFree) ==
         FlatJournal::Settled::kFailed) {

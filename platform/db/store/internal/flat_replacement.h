@@ -20,6 +20,10 @@ namespace ksutil::db {
  * failure. */
 std::string real_path(const std::string &path);
 
+/* The name of a file beside that at `path`; hidden, so that no program takes it for a
+ * table. */
+std::string hidden_name_beside(const std::string &path, const char *ending);
+
 /* Gives a new file the owner, if this user may give files away, and the mode of the file
  * that it replaces; false with errno set. */
 bool take_owner_and_mode(int fd, const struct stat &of);

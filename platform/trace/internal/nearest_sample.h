@@ -1,0 +1,23 @@
+/* nearest_sample: gives a number of a file as a sample. */
+#ifndef KSUTIL_PLATFORM_TRACE_INTERNAL_NEAREST_SAMPLE_H
+#define KSUTIL_PLATFORM_TRACE_INTERNAL_NEAREST_SAMPLE_H
+
+#include <limits>
+#include <type_traits>
+
+namespace ksutil {
+
+/* The sample nearest to a number: infinity for what lies beyond the range of Sample. */
+template <class Sample, class Number>
+Sample nearest_sample(Number value) {
+  if constexpr (std::is_same_v<Sample, float> && std::is_same_v<Number, double>) {
+    constexpr auto kGreatest = static_cast<double>(std::numeric_limits<float>::max());
+    constexpr float kInfinity = std::numeric_limits<float>::infinity();
+    if (value > kGreatest) return kInfinity;
+    if (value < -kGreatest) return -kInfinity;
+  }
+  return static_cast<Sample>(value);
+}
+
+}  // namespace ksutil
+#endif
