@@ -62,7 +62,8 @@ KSUTIL_API int kshistory_add(const char *tag, double time, double value);
 
 /* Interpolates the value at a time linearly; before the first and after the last entry
  * gives the value of that entry.  If the first entry at or after `time` and the next one
- * have exactly this time, gives the mean of their values.  0, or -1 with *value untouched: no entries. */
+ * have exactly this time, gives the mean of their values.  0, or -1 with *value untouched:
+ * no entries. */
 KSUTIL_API int kshistory_eval(const char *tag, double *value, double time);
 
 /* The extremes of times and of values over all entries; NaN is ignored.

@@ -6,9 +6,9 @@
  * Metadata that is missing is not an error: fields keep their nulls, and the description of
  * the channel says what was missing.
  * Times are those of wfdisc, as recorded.  A clock that is known to be wrong has its correction
- * in tshift of the description: true time = recorded time + tshift.  It is not applied (kswave --correct-clock does that), so
- * that samples, windows, arrivals that were picked on the same records, views (ksscv.h) and
- * the rows of files written agree.
+ * in tshift of the description: true time = recorded time + tshift.  It is not applied
+ * (kswave --correct-clock does that), so that samples, windows, arrivals that were picked on
+ * the same records, views (ksscv.h) and the rows of files written agree.
  * Ownership: ksdsseis_close frees a data set with the descriptions that it has handed out.
  * The database must stay open for longer.  Vectors are those of the family ksvector2.
  * Threads: a data set belongs to one thread at a time, the thread of its database; vectors
@@ -158,7 +158,8 @@ KSUTIL_API int ksdsseis_write_sac(ksdsseis *set, int channel, const char *dir,
  * db                    a database open for writing, which may be that of the data set: its
  *                       table wfdisc receives a row for each stretch without gaps and of one
  *                       calibration, with the codes sta and chan, calib, calper and segtype
- *                       of the rows read, and the chanid of its table sitechan.  dbinvalid(): no rows
+ *                       of the rows read, and the chanid of its table sitechan.
+ *                       dbinvalid(): no rows
  * replace               as for ksdsseis_write_sac; with rows only 0
  * A file has all stretches of a channel and is named NET.STA.LOC.CHAN.YYYYDDD.hhmmss.mmm.mseed
  * by its first sample.  Samples are counts (Steim 2, records of 512 bytes) in stretches of

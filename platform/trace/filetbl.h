@@ -45,8 +45,9 @@ extern "C" {
  *               without entries
  * tag           1 to 31 characters that say what the elements are; the file has the same
  * maxn          the most entries the list takes, at least 1; at most
- *               filetbl_capacity(element_size) are kept: files stay below 1 GiB.  Of more entries in the file the newest maxn are the
- *               list; the others go with the first change
+ *               filetbl_capacity(element_size) are kept: files stay below 1 GiB.  Of more
+ *               entries in the file the newest maxn are the list; the others go with the
+ *               first change
  * element_size  bytes of an element, at least 1; the file has the same
  *
  * Null, with a message: errno is EAGAIN when another list or program has the file locked.

@@ -1,9 +1,9 @@
 /* segment: carries evenly spaced samples of one channel between rows, files and vectors.
  *
  * Rows of wfdisc, rows of a trace database (read_segment below), SAC files and records
- * (formats/kssac.h) and miniSEED files through rows of wfdisc give segments; both families of vectors and SAC records are made from
- * them (ksvector_create_from_segment, ksvector2_create_from_segment,
- * kssac_create_from_segment).  A sample is read into a segment and copied once, into the
+ * (formats/kssac.h) and miniSEED files through rows of wfdisc give segments; both families
+ * of vectors and SAC records are made from them (ksvector_create_from_segment,
+ * ksvector2_create_from_segment, kssac_create_from_segment).  A sample is read into a segment and copied once, into the
  * vector or the record. */
 #ifndef KSUTIL_PLATFORM_TRACE_SEGMENT_H
 #define KSUTIL_PLATFORM_TRACE_SEGMENT_H
@@ -50,8 +50,9 @@ struct KSUTIL_API Segment {
  * tstart, tend   epoch seconds: the samples from tstart to tend, both included within a
  *                hundredth of a sample interval; both 0: all samples
  * segment        out: samples of the data types s4, s3, s2, i4 and i2, and integers of
- *                miniSEED records (sd), as counts, others as floats.  Those of a file are owned by the segment; those of a trace row
- *                live until the row gets other samples or its database is destroyed
+ *                miniSEED records (sd), as counts, others as floats.  Those of a file are
+ *                owned by the segment; those of a trace row live until the row gets other
+ *                samples or its database is destroyed
  * False, with messages and `segment` untouched, for a record without such a row, a row
  * without a usable time, sample rate or file, a window without samples, and a file of
  * another data type or without all the samples.

@@ -11,7 +11,8 @@
  *
  * Everything has a default: axes find their ranges, series their colours, panels their
  * heights.  Lengths are in units of the figure, 96 an inch, which are pixels of an SVG and,
- * unless `dpi` says otherwise, two pixels of a PNG.  Texts are UTF-8; what is not is shown as question marks.
+ * unless `dpi` says otherwise, two pixels of a PNG.  Texts are UTF-8; bytes that are not
+ * are shown as question marks.
  *
  * Threads: figures are plain data; write_figure may run in several threads at once. */
 #ifndef KSUTIL_TOOLS_PLOT_FIGURE_H

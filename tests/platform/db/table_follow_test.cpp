@@ -273,17 +273,22 @@ class Followed {
   std::deque<Earlier> earlier_;
 };
 
-/* Every table is worth a second thread. */
-constexpr WorkSettings kShared{.least_bytes = 1, .always = true};
+/* The threads that a table is worth: its own; a second, too; a second that the system
+ * refuses. */
+enum class Threads { kOne, kTwo, kRefused };
+WorkSettings settings_for(Threads threads) {
+  if (threads == Threads::kOne) return WorkSettings();
+  return {.least_bytes = 1, .always = true, .no_thread = threads == Threads::kRefused};
+}
 
 /* Sizes below and above one block, which holds 8,192 rows; budgets below one block,
  * below the table, and above all; one thread, two, or two of which the system gives one. */
-class TableFollow : public ::testing::TestWithParam<
-                        std::tuple<long, std::size_t, const WorkSettings *>> {};
+class TableFollow
+    : public ::testing::TestWithParam<std::tuple<long, std::size_t, Threads>> {};
 
 TEST_P(TableFollow, EqualsTheFileAfterAnyEdits) {
-  const auto [rows, budget, settings] = GetParam();
-  const ScopedWorkSettings sharing(*settings);
+  const auto [rows, budget, threads] = GetParam();
+  const ScopedWorkSettings sharing(settings_for(threads));
   Followed followed(rows, budget, static_cast<unsigned>(rows) + 7);
   followed.follow(false);
   long steps = rounds(rows > 1000 ? 16 : 50);
@@ -299,21 +304,19 @@ TEST_P(TableFollow, EqualsTheFileAfterAnyEdits) {
   }
   EXPECT_GT(followed.lost_known, 0);
 }
-constexpr WorkSettings kAlone;
-constexpr WorkSettings kNoThread{.least_bytes = 1, .always = true, .no_thread = true};
 constexpr std::size_t kBudgets[] = {1, 900000, std::size_t{1} << 30};
 INSTANTIATE_TEST_SUITE_P(Sizes, TableFollow,
                          ::testing::Combine(::testing::Values(1L, 300L, 8191L, 20000L),
                                             ::testing::ValuesIn(kBudgets),
-                                            ::testing::Values(&kAlone)));
+                                            ::testing::Values(Threads::kOne)));
 INSTANTIATE_TEST_SUITE_P(Shared, TableFollow,
                          ::testing::Combine(::testing::Values(300L, 20000L),
                                             ::testing::ValuesIn(kBudgets),
-                                            ::testing::Values(&kShared)));
+                                            ::testing::Values(Threads::kTwo)));
 INSTANTIATE_TEST_SUITE_P(NoThread, TableFollow,
                          ::testing::Combine(::testing::Values(20000L),
                                             ::testing::Values(900000U),
-                                            ::testing::Values(&kNoThread)));
+                                            ::testing::Values(Threads::kRefused)));
 
 /* The calls of a test, from any thread. */
 std::atomic<long> bytes_read{0}, fails_from{-1};
