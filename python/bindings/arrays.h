@@ -11,6 +11,7 @@
 #include <limits>
 #include <memory>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -69,11 +70,19 @@ inline py::object integer_or_none(long value, long null) {
   return py::int_(value);
 }
 
+/* A text of the library as one of Python.  Bytes that are not UTF-8, as in texts of files
+ * and in names that the library has cut, become U+FFFD. */
+inline py::str decoded(std::string_view text) {
+  PyObject *const made = PyUnicode_DecodeUTF8(
+      text.data(), static_cast<py::ssize_t>(text.size()), "replace");
+  if (made == nullptr) throw py::error_already_set();
+  return py::reinterpret_steal<py::str>(made);
+}
+
 /* The value of a text attribute: None for "-" and for an empty one. */
 inline py::object text_or_none(const std::string &text) {
   if (text.empty() || text == "-") return py::none();
-  return py::reinterpret_steal<py::object>(PyUnicode_DecodeUTF8(
-      text.data(), static_cast<py::ssize_t>(text.size()), "replace"));
+  return decoded(text);
 }
 
 }  // namespace ksutil::python

@@ -5,15 +5,18 @@
 #include <algorithm>
 
 #include "bindings/bindings.h"
+#include "bindings/objects.h"
 #include "platform/db/access.h"
 #include "tools/ksdb/verify_database.h"
 
 namespace ksutil::python {
 
 std::shared_ptr<Handle> Handle::open(const std::string &name, const std::string &mode) {
+  refuse_nul(name, "the path");
   if (mode != "r" && mode != "r+") throw py::value_error("mode is 'r' or 'r+'");
   std::shared_ptr<Handle> handle(new Handle(name, mode));
   const GilReleased released;
+  const ForkGate gate;
   const Failure failure;
   failure.check(dbopen_noshare(name.c_str(), mode.c_str(), &handle->db_));
   handle->open_ = true;
@@ -28,6 +31,7 @@ Handle::~Handle() {
 
 void Handle::close() {
   const GilReleased released;
+  const ForkGate gate;
   const std::lock_guard lock(mutex_);
   if (!open_.exchange(false)) return;
   const Failure failure;
@@ -130,6 +134,7 @@ py::dict count_tables(Handle &handle, bool all) {
 
 long take_ids(Handle &handle, const std::string &counter, long count) {
   if (count < 1) throw py::value_error("count is at least 1");
+  refuse_nul(counter, "the name of the counter");
   return handle.use([&](Dbptr db, Failure &failure) {
     return failure.check(db::reserve_ids(db, counter.c_str(), count));
   });
@@ -166,7 +171,7 @@ py::list verify(const std::string &name, long limit) {
                     const std::vector<tools::Problems::Problem> &kept) {
     py::list records;
     for (const auto &problem : kept) {
-      records.append(py::make_tuple(problem.record, problem.text));
+      records.append(py::make_tuple(problem.record, decoded(problem.text)));
     }
     found.append(py::make_tuple(table, kind, count, records));
   });
@@ -174,6 +179,7 @@ py::list verify(const std::string &name, long limit) {
 }
 
 void create(const std::string &path, const std::string &schema) {
+  refuse_nul(path, "the path");
   const GilReleased released;
   const Failure failure;
   failure.check(dbcreate(path.c_str(), schema.c_str()));

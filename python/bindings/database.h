@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "bindings/failure.h"
+#include "bindings/fork_gate.h"
 #include "bindings/gil.h"
 #include "platform/db/db.h"
 #include "platform/db/schema.h"
@@ -22,7 +23,8 @@ namespace py = pybind11;
 /* An open database with caches of its own.
  *
  * Threads: any; calls wait for each other.  The mutex is taken after the GIL has been
- * released, and the GIL is never taken while it is held. */
+ * released, and the GIL is never taken while it is held.  A fork waits for the call in
+ * progress, so that the child can use the handle. */
 class Handle {
  public:
   /* Throws Error.  Needs the GIL, and gives it up meanwhile. */
@@ -43,6 +45,7 @@ class Handle {
   template <class Work>
   auto use(const Work &work) {
     const GilReleased released;
+    const ForkGate gate;
     const std::lock_guard lock(mutex_);
     if (!open_.load()) throw Error("the database is closed");
     free_retired();

@@ -29,6 +29,7 @@ class DataSet {
     }
     const Failure failure;
     const bool opened = released([&] {
+      const ForkGate gate;
       if (dbopen_noshare(path_.c_str(), "r", &db_) != 0) {
         db_ = dbinvalid();
         return false;
@@ -303,17 +304,17 @@ py::list write_miniseed(DataSet &self, const py::object &folder,
                      });
 }
 
-std::string show_channel(const Channel &self) {
+py::str show_channel(const Channel &self) {
   char text[160];
   std::snprintf(text, sizeof text, "<ksutil.Channel %s.%s, %ld samples at %.12g Hz>",
                 self.facts.sta, self.facts.chan, self.facts.nsamp, self.facts.samprate);
-  return text;
+  return decoded(text);
 }
 
-std::string show(DataSet &self) {
-  return "<ksutil.DataSet " + self.path() + ", " +
-         std::to_string(self.channels().size()) + " channels" +
-         (self.closed() ? ", closed>" : ">");
+py::str show(DataSet &self) {
+  return decoded("<ksutil.DataSet " + self.path() + ", " +
+                 std::to_string(self.channels().size()) + " channels" +
+                 (self.closed() ? ", closed>" : ">"));
 }
 
 void bind_channel(py::module_ &m) {
@@ -382,9 +383,11 @@ void bind_segment(py::module_ &m) {
 
 A masked array when there are gaps.  Counts without calib.)");
   type.def_property_readonly(
-      "sta", [](const Stretch &self) { return self.segment->sta; }, "Station code.");
+      "sta", [](const Stretch &self) { return decoded(self.segment->sta); },
+      "Station code.");
   type.def_property_readonly(
-      "chan", [](const Stretch &self) { return self.segment->chan; }, "Channel code.");
+      "chan", [](const Stretch &self) { return decoded(self.segment->chan); },
+      "Channel code.");
   type.def_property_readonly(
       "time", [](const Stretch &self) { return self.segment->time; },
       "Time of the first sample, epoch seconds.");
@@ -400,8 +403,8 @@ A masked array when there are gaps.  Counts without calib.)");
       "nm, nm/s or nm/s^2 per count; None unknown.");
   type.def("__len__", [](const Stretch &self) { return self.segment->size(); });
   type.def("__repr__", [](const Stretch &self) {
-    return "<ksutil.Segment " + self.segment->sta + "." + self.segment->chan + ", " +
-           std::to_string(self.segment->size()) + " samples>";
+    return decoded("<ksutil.Segment " + self.segment->sta + "." + self.segment->chan +
+                   ", " + std::to_string(self.segment->size()) + " samples>");
   });
 }
 

@@ -6,6 +6,8 @@
 #include <utility>
 #include <vector>
 
+#include "bindings/fork_gate.h"
+
 namespace ksutil::python {
 namespace {
 
@@ -65,6 +67,7 @@ ServerCore::Use::~Use() {
 }
 
 std::shared_ptr<ServerCore> ServerCore::open(const ServerSettings &settings) {
+  const ForkGate gate;
   const auto core = shared_in_process(new ServerCore(settings));
   remember(core);
   return core;
@@ -90,6 +93,11 @@ ServerCore::ServerCore(const ServerSettings &settings) : settings_(settings) {
   /* The first reading has happened; the second tells whether it failed. */
   failure.check(server_->refreshEvents(anew ? 1 : 0));
   listener_ = shared_in_process(new EventListener(server_.get()));
+  /* Without its threads the server would show no change of its own accord. */
+  if (listener_->refreshEvents(0) != 0) {
+    listener_->leave();
+    throw Error("the system gives no threads for the event server");
+  }
   server_->autoRefreshEvents(settings.interval);
 }
 

@@ -1,15 +1,18 @@
 #include "bindings/event_edits.h"
 
-#include <ksutil/cxx/platform/db/access.h>
 #include <ksutil/cxx/platform/db/columns.h>
-#include <ksutil/platform/db/db.h>
+#include <ksutil/platform/elog/elog.h>
 
 #include "bindings/failure.h"
+#include "platform/db/store.h"
+#include "tools/ksdb/row_values.h"
 
 namespace ksutil::python {
 namespace {
 
 using db::FieldType;
+
+constexpr std::size_t kBlockBytes = std::size_t{1} << 20;  // of a table, in memory
 
 std::int64_t integer_of(const db::Field &field, const py::handle &value) {
   if (PyIndex_Check(value.ptr()) == 0) {
@@ -62,6 +65,17 @@ void write_values(const db::Relation &layout, const py::dict &values,
   }
 }
 
+/* Whether every field of a row can be read; if not, registers a message. */
+bool is_acceptable(const db::Relation &layout, std::string_view row) {
+  for (const db::Field &field : layout.fields) {
+    if (db::is_readable(layout, field, row)) continue;
+    elog_log(0, "field %s of the record of %s cannot be read.\n", field.name.c_str(),
+             layout.name.c_str());
+    return false;
+  }
+  return true;
+}
+
 }  // namespace
 
 std::string edited_text(const TableRow &row, const py::dict &values) {
@@ -83,18 +97,27 @@ std::string made_text(const RowLayouts &layouts, const std::string &table,
   return text;
 }
 
-void require_unchanged(const std::string &database, const TableRow &row) {
+void replace_row(const std::string &database, const TableRow &row, std::string text,
+                 bool stamped) {
   const Failure failure;
-  Dbptr db = dbinvalid();
-  failure.check(dbopen_noshare(database.c_str(), "r", &db));
-  Dbptr place = dblookup(db, "", row.table.c_str(), "", "");
-  place.record = row.recno;
-  const bool same = place.table != dbINVALID && db::record_text(place) == row.text;
-  dbclose(db);
-  if (!same) {
+  const auto store = db::open_store(database, "r+", kBlockBytes);
+  db::TableStore *const table = store == nullptr ? nullptr : store->table(row.table);
+  if (table == nullptr) failure.raise();
+  bool changed = false;
+  const auto replace = [&](db::TableStore::Exclusive &locked) {
+    const auto rows = locked.snapshot();
+    if (rows == nullptr) return false;
+    changed = row.recno >= rows->count() || rows->text(row.recno) != row.text;
+    if (changed) return false;
+    if (stamped) tools::stamp_row(rows->layout(), text);
+    return is_acceptable(rows->layout(), text) && locked.overwrite(row.recno, text);
+  };
+  const bool done = table->exclusively(replace);
+  if (changed) {
     throw Error("row " + std::to_string(row.recno) + " of " + row.table +
                 " has changed since it was read");
   }
+  if (!done) failure.raise();
 }
 
 }  // namespace ksutil::python

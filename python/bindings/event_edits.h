@@ -19,9 +19,11 @@ std::string edited_text(const TableRow &row, const py::dict &values);
 std::string made_text(const RowLayouts &layouts, const std::string &table,
                       const py::dict &values);
 
-/* Throws Error when the row is not in its place any more, or has another text; without the
- * GIL. */
-void require_unchanged(const std::string &database, const TableRow &row);
+/* Puts `text` in the place of a row, with the load date of now when `stamped`, in one step
+ * for other writers.  Throws Error, and writes nothing, when the row is not in its place
+ * any more or has another text.  Without the GIL. */
+void replace_row(const std::string &database, const TableRow &row, std::string text,
+                 bool stamped);
 
 }  // namespace ksutil::python
 #endif

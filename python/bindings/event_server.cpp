@@ -67,6 +67,7 @@ std::unique_ptr<ServerHandle> open_server(std::string database, double interval,
                                           bool detections, bool until_now,
                                           std::size_t queue,
                                           std::string preferred_magnitudes) {
+  refuse_nul(database, "the path");
   const ServerSettings settings{
       std::move(database), interval,  max_events, max_expanded,
       detections,          until_now, queue,      std::move(preferred_magnitudes)};
@@ -141,12 +142,18 @@ TableRow row_of(const ServerHandle &self, const char *table, long recno,
   return {table, recno, db::RowText(record), self.core->layouts()};
 }
 
+/* Throws Error when the call has registered a message. */
+void raise_if_told(const Failure &failure) {
+  const std::string told = failure.text();
+  if (!told.empty()) throw Error(told);
+}
+
 /* Commands whose empty result stands for a failure when there is a message. */
 template <class Function>
 py::list rows_from(const ServerHandle &self, const char *table, Function command) {
   const Failure failure;
   const Table<EVTableRecord> rows = self.use(command);
-  if (rows.size() == 0 && !failure.text().empty()) failure.raise();
+  if (rows.size() == 0) raise_if_told(failure);
   py::list result;
   for (const EVTableRecord &row : rows) {
     result.append(row_of(self, table, row.recno, row.record));
@@ -169,8 +176,10 @@ py::object site(const ServerHandle &self, const std::string &sta, double time) {
   const Failure failure;
   const EVTableRecord row =
       self.use([&](EVServer &server) { return server.getSite(sta, time); });
-  if (row.recno < 0 && !failure.text().empty()) failure.raise();
-  if (row.recno < 0) return py::none();
+  if (row.recno < 0) {
+    raise_if_told(failure);
+    return py::none();
+  }
   return py::cast(row_of(self, "site", row.recno, row.record));
 }
 
@@ -185,12 +194,11 @@ long append(const ServerHandle &self, const std::string &table,
 
 void update(const ServerHandle &self, const TableRow &row, const py::dict &values) {
   const std::string record = edited_text(row, values);
-  const long flag = load_date_flag(values);
-  const Failure failure;
-  failure.check(self.use([&](EVServer &server) {
-    require_unchanged(self.core->database(), row);
-    return server.dbputrecord(row.table, row.recno, flag, record);
-  }));
+  const bool stamped = load_date_flag(values) != 0;
+  self.use([&](EVServer &) {
+    replace_row(self.core->database(), row, record, stamped);
+    return 0;
+  });
 }
 
 long next_id(const ServerHandle &self, const std::string &key) {

@@ -8,6 +8,7 @@
 #include "bindings/bindings.h"
 #include "bindings/event_core.h"
 #include "bindings/event_records.h"
+#include "bindings/fork_gate.h"
 #include "bindings/patience.h"
 
 namespace ksutil::python {
@@ -29,6 +30,7 @@ class EventStream : public Closable {
 
   /* Opens the database and begins to read.  Throws Error. */
   void start() {
+    const ForkGate gate;
     const Failure failure;
     layouts_ = RowLayouts::of_database(database_);
     try {
@@ -174,6 +176,7 @@ struct StreamHandle {
 
 std::unique_ptr<StreamHandle> open_stream(std::string database, std::string where,
                                           bool expand) {
+  refuse_nul(database, "the path");
   auto stream =
       shared_in_process(new EventStream(std::move(database), std::move(where), expand));
   released([&] {

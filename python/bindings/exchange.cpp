@@ -36,6 +36,19 @@ struct Refusals {
   }
 };
 
+py::object decoded_place(std::int64_t line) { return py::int_(line); }
+py::object decoded_place(const std::string &file) { return decoded(file); }
+
+/* [(line or file, reason)] */
+template <class Place>
+py::list decoded_pairs(const std::vector<std::pair<Place, std::string>> &pairs) {
+  py::list list;
+  for (const auto &[place, reason] : pairs) {
+    list.append(py::make_tuple(decoded_place(place), decoded(reason)));
+  }
+  return list;
+}
+
 py::dict unplaced(const std::vector<exchange::Unplaced> &list) {
   py::dict counts;
   for (const exchange::Unplaced &each : list) {
@@ -144,7 +157,7 @@ py::dict report_of(const char *kind, const Refusals &refusals,
   py::dict report;
   report["kind"] = kind;
   report["refused"] = refusals.count;
-  report["refusals"] = refusals.list;
+  report["refusals"] = decoded_pairs(refusals.list);
   report["without_place"] = unplaced(left);
   return report;
 }
@@ -242,6 +255,7 @@ py::dict import_catalog(const std::string &database, const py::object &source,
                         std::optional<double> after, std::optional<double> before,
                         std::optional<double> min_magnitude, bool keep_origins,
                         bool strict, bool dry_run) {
+  refuse_nul(database, "the path");
   const auto input = open_input(source);
   const exchange::Recognised kind = kind_of(*input, format);
   if (kind.format != nullptr && kind.format->open_station_reader != nullptr) {
@@ -259,6 +273,7 @@ py::dict import_catalog(const std::string &database, const py::object &source,
 
 py::dict import_waveforms(const std::string &database, const py::object &source,
                           bool strict, bool dry_run) {
+  refuse_nul(database, "the path");
   const std::string path = path_of(source);
   waveform_index::IndexCounts counts;
   std::vector<std::pair<std::string, std::string>> refusals;
@@ -298,7 +313,7 @@ py::dict import_waveforms(const std::string &database, const py::object &source,
   report["updated"] = counts.changed;
   report["unchanged"] = counts.unchanged;
   report["refused"] = refusals.size();
-  report["refusals"] = refusals;
+  report["refusals"] = decoded_pairs(refusals);
   report["files"] = files;
   report["other_files"] = others;
   return report;
@@ -339,6 +354,7 @@ py::tuple export_catalog(const std::string &database, const std::string &word, i
       (format->open_writer == nullptr && format->open_station_writer == nullptr)) {
     throw py::value_error("no format '" + word + "' is written");
   }
+  refuse_nul(database, "the path");
   exchange::EventSelection selection;
   if (after) selection.after = *after;
   if (before) selection.before = *before;

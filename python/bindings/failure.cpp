@@ -6,6 +6,7 @@
 #include <cstdlib>
 #include <memory>
 
+#include "bindings/arrays.h"
 #include "bindings/bindings.h"
 
 namespace ksutil::python {
@@ -35,9 +36,19 @@ void Failure::raise(const char *otherwise) const {
 }
 
 void bind_failure(py::module_ &m) {
-  auto &error = py::register_exception<Error>(m, "Error", PyExc_RuntimeError);
+  static PyObject *type = nullptr;
+  py::exception<Error> error(m, "Error", PyExc_RuntimeError);
   error.attr("__module__") = "ksutil";
   error.attr("__doc__") = "A call of the library failed; the text is its message.";
+  type = error.release().ptr();
+  /* Messages hold texts of files, which need not be UTF-8. */
+  py::register_exception_translator([](std::exception_ptr thrown) {
+    try {
+      if (thrown) std::rethrow_exception(thrown);
+    } catch (const Error &failed) {
+      PyErr_SetObject(type, decoded(failed.what()).ptr());
+    }
+  });
 }
 
 }  // namespace ksutil::python

@@ -73,7 +73,7 @@ class Grid {
 const char *text_or_null(const std::string &text) {
   return text.empty() ? nullptr : text.c_str();
 }
-std::string text_of(const char *text) { return text == nullptr ? "" : text; }
+std::string_view text_of(const char *text) { return text == nullptr ? "" : text; }
 
 /* Frames as [nframes, ny, nx]; one of [ny, nx] is a single frame.  Masked values and NaN
  * become gaps. */
@@ -109,6 +109,8 @@ void put(const Grid &self, const py::object &frames, double time, double dt,
 Grid make(const py::object &x_values, const py::object &y_values,
           const py::object &frames, double time, double dt, const std::string &name,
           const std::string &xname, std::optional<float> gap, bool ordered) {
+  refuse_nul(name, "the name");
+  refuse_nul(xname, "the name of the x axis");
   const Floats x = floats(x_values, "x", 1, 0.0F), y = floats(y_values, "y", 1, 0.0F);
   const int nx = count_of(x, "x"), ny = count_of(y, "y");
   const float *const xs = x.data(), *const ys = y.data();
@@ -280,13 +282,13 @@ void to_slowness(const Grid &self, double depth, const std::string &axes,
   });
 }
 
-std::string show(const Grid &self) {
+py::str show(const Grid &self) {
   const KSGrid &grid = self.get();
   char text[140];
   std::snprintf(text, sizeof text, "<ksutil.Grid %.40s%s%d frames of %d x %d>",
-                text_of(grid.name).c_str(), text_of(grid.name).empty() ? "" : ", ",
-                grid.nframes, grid.nx, grid.ny);
-  return text;
+                grid.name == nullptr ? "" : grid.name,
+                text_of(grid.name).empty() ? "" : ", ", grid.nframes, grid.nx, grid.ny);
+  return decoded(text);
 }
 
 }  // namespace
@@ -333,9 +335,10 @@ While an array over frames or axes is alive, what would move them is refused.)")
   value("dt", &KSGrid::dt, "Seconds between frames.");
   value("gap", &KSGrid::gapval, "The value of nodes without a value.");
   type.def_property_readonly(
-      "name", [](const Grid &self) { return text_of(self.get().name); }, "Its name.");
+      "name", [](const Grid &self) { return decoded(text_of(self.get().name)); },
+      "Its name.");
   type.def_property_readonly(
-      "xname", [](const Grid &self) { return text_of(self.get().xname); },
+      "xname", [](const Grid &self) { return decoded(text_of(self.get().xname)); },
       "Name of the x axis.");
   type.def_property(
       "params",

@@ -21,6 +21,7 @@ class History {
       : name_(name.value_or("")) {
     const std::string path = file.is_none() ? "" : path_of(file);
     if (maxn < 1) throw py::value_error("maxn must be 1 or more");
+    refuse_nul(name_, "the name");
     const Failure failure;
     history_ = locked(family(), [&] {
       return kshistory_create(maxn, name_.c_str(),
@@ -128,11 +129,11 @@ py::array_t<double> evaluate(const History &self, const py::object &at) {
   return values;
 }
 
-std::string show(const History &self) {
+py::str show(const History &self) {
   if (self.closed()) return "<ksutil.History, closed>";
-  return "<ksutil.History " + self.name() + (self.name().empty() ? "" : ", ") +
-         std::to_string(self.size()) + " of " + std::to_string(self.maxn()) +
-         " entries>";
+  return decoded("<ksutil.History " + self.name() + (self.name().empty() ? "" : ", ") +
+                 std::to_string(self.size()) + " of " + std::to_string(self.maxn()) +
+                 " entries>");
 }
 
 }  // namespace
@@ -159,7 +160,9 @@ A context manager: leaving it closes the history.  The file stays.)");
   type.def_property_readonly("closed", &History::closed, "Whether it was closed.");
   type.def_property_readonly("maxn", &History::maxn, "The most entries kept.");
   type.def_property_readonly("name", &History::name, "Its name; '' for none.");
-  type.def_property_readonly("file", &History::file, "Its file; '' for none.");
+  type.def_property_readonly(
+      "file", [](const History &self) { return decoded(self.file()); },
+      "Its file; '' for none.");
   type.def_property_readonly("tag", &History::tag,
                              "Tag of the history in the library.");
   type.def(

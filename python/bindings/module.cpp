@@ -1,9 +1,15 @@
 #include <ksutil/core/version.h>
 
 #include "bindings/bindings.h"
+#include "events/client/type_layouts.h"
 
 PYBIND11_MODULE(_ksutil, m) {
   using namespace ksutil::python;
+  if (ksutil::events::library_type_layouts() != ksutil::events::kTypeLayouts) {
+    throw pybind11::import_error(
+        "the extension of ksutil was built for another library than libksutil that is "
+        "loaded: build or install both together");
+  }
   m.doc() = "The part of ksutil that is written in C++; import ksutil instead.";
   m.attr("__version__") = KSUTIL_VERSION;
   bind_failure(m);

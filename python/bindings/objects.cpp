@@ -1,7 +1,5 @@
 #include "bindings/objects.h"
 
-#include <pthread.h>
-
 #include <array>
 #include <climits>
 #include <cmath>
@@ -17,13 +15,6 @@ namespace {
 std::array<std::mutex, kFamilyCount> &family_locks() {
   static auto *const locks = new std::array<std::mutex, kFamilyCount>;
   return *locks;
-}
-
-void lock_all() {
-  for (std::mutex &lock : family_locks()) lock.lock();
-}
-void unlock_all() {
-  for (std::mutex &lock : family_locks()) lock.unlock();
 }
 
 bool is_masked(py::handle value) {
@@ -79,13 +70,12 @@ py::object masked_gaps(const py::array_t<Value> &samples) {
 }  // namespace
 
 std::mutex &lock_of(Family family) {
-  static const bool told = pthread_atfork(lock_all, unlock_all, unlock_all) == 0;
-  (void)told;
   return family_locks()[static_cast<std::size_t>(family)];
 }
 
 void finish_locked(std::mutex &lock, const std::function<void()> &work) noexcept {
   const auto run = [&] {
+    const ForkGate gate;
     const std::lock_guard<std::mutex> held(lock);
     const ElogScope quiet;
     work();
@@ -115,9 +105,16 @@ int count_of(const py::array &array, const char *name) {
   return static_cast<int>(array.size());
 }
 
+void refuse_nul(const std::string &text, const char *what) {
+  if (text.find('\0') == text.npos) return;
+  throw py::value_error(std::string(what) + " holds a null character");
+}
+
 std::string path_of(py::handle path) {
   const py::module_ os = py::module_::import("os");
-  return os.attr("fsencode")(path).cast<std::string>();
+  auto text = os.attr("fsencode")(path).cast<std::string>();
+  refuse_nul(text, "the path");
+  return text;
 }
 
 std::string database_path(py::handle database) {

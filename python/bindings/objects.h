@@ -22,6 +22,7 @@
 
 #include "bindings/arrays.h"
 #include "bindings/failure.h"
+#include "bindings/fork_gate.h"
 #include "bindings/gil.h"
 
 namespace ksutil::python {
@@ -29,14 +30,14 @@ namespace ksutil::python {
 enum class Family { kVectors, kSeries, kGrids, kHistories, kSeismograms };
 inline constexpr int kFamilyCount = 5;
 
-/* The lock of a family.  A process that forks takes all of them first, so that the child
- * finds them free. */
+/* The lock of a family.  Take it inside of a ForkGate. */
 std::mutex &lock_of(Family family);
 
 /* Runs `work` without the GIL, under a lock. */
 template <class Work>
 auto locked(std::mutex &lock, const Work &work) {
   const GilReleased released;
+  const ForkGate gate;
   const std::lock_guard<std::mutex> held(lock);
   return work();
 }
@@ -93,7 +94,11 @@ Floats floats(py::handle value, const char *name, int dimensions, float masked);
 /* The size of an array of one dimension as the int of the library; ValueError above. */
 int count_of(const py::array &array, const char *name);
 
-/* A path: a text, bytes or an object with __fspath__. */
+/* Throws ValueError for a text that holds a NUL, at which the library would end it.
+ * `what` begins the message: "the name". */
+void refuse_nul(const std::string &text, const char *what);
+
+/* A path without a NUL: a text, bytes or an object with __fspath__. */
 std::string path_of(py::handle path);
 
 /* The path of a database: of an object with the attribute `path`, such as a Database, or a

@@ -115,12 +115,12 @@ py::dict stage_of(const ResponseStage &stage) {
   return facts;
 }
 
-std::string show(const Response &self) {
+py::str show(const Response &self) {
   char text[160];
   std::snprintf(text, sizeof text, "<ksutil.Response %zu stages, %.30s to %.30s>",
                 self.stages.size(), self.input_unit().c_str(),
                 self.output_unit().c_str());
-  return text;
+  return decoded(text);
 }
 
 }  // namespace
@@ -157,10 +157,12 @@ Any shape; NaN for negative frequencies.  Phases are positive where the output l
            R"(Complex response to ground motion at frequencies in Hz (any shape).
 
 motion  "D", "V" or "A": counts for a metre, a m/s or a m/s^2)");
-  type.def_property_readonly("input_unit", &Response::input_unit,
-                             "Unit of the input, in capitals; '' unknown.");
-  type.def_property_readonly("output_unit", &Response::output_unit,
-                             "Unit of the output, in capitals; '' unknown.");
+  type.def_property_readonly(
+      "input_unit", [](const Response &self) { return decoded(self.input_unit()); },
+      "Unit of the input, in capitals; '' unknown.");
+  type.def_property_readonly(
+      "output_unit", [](const Response &self) { return decoded(self.output_unit()); },
+      "Unit of the output, in capitals; '' unknown.");
   type.def_property_readonly(
       "sensitivity",
       [](const Response &self) { return real_or_none(self.sensitivity, 0.0); },

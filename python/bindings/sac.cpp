@@ -100,6 +100,7 @@ void set_value(const Sac &self, const KSSacDefine &define, const py::object &val
         throw py::value_error(std::string(name) + ": longer than " +
                               std::to_string(width) + " bytes");
       }
+      refuse_nul(text, name);
       self.call(
           [&] { return kssac_puthdr_kssac(self.get(), name, text.c_str(), end); });
     }
@@ -286,11 +287,11 @@ py::object time_of(const Sac &self) {
   return py::float_(time + value_of(self, *define_of("B")).cast<double>());
 }
 
-std::string show(const Sac &self) {
+py::str show(const Sac &self) {
   const SeriesCodes codes = codes_of(self);
   const std::string name = name_of(codes);
-  return "<ksutil.Sac " + name + (name.empty() ? "" : ", ") +
-         std::to_string(data_of(self).size()) + " samples>";
+  return decoded("<ksutil.Sac " + name + (name.empty() ? "" : ", ") +
+                 std::to_string(data_of(self).size()) + " samples>");
 }
 
 }  // namespace

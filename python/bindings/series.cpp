@@ -33,6 +33,7 @@ Series from_samples(const py::object &samples, double time, double samprate,
   const int n = count_of(values, "samples");
   const double *const data = values.data();
   const std::string called = name.empty() ? name_of(codes) : name;
+  refuse_nul(called, "the name");
   return make_series(
       [&](char *tag) {
         ksvector2 *const vector =
@@ -132,6 +133,7 @@ py::array_t<double> evaluate(const Series &series, const py::object &at) {
 
 py::object extremes(const Series &series) {
   double xmin = 0.0, xmax = 0.0, ymin = 0.0, ymax = 0.0;
+  if (series.vector().npts == 0) return py::none();
   const int found = call([&] {
     return ksvector2_maxmin2(series.tag(), 0, series.vector().time - 1.0,
                              series.endtime() + 1.0, &xmin, &xmax, &ymin, &ymax);
@@ -156,14 +158,14 @@ py::bytes to_miniseed(const Series &series, int record_length, bool counts) {
   return py::bytes(bytes);
 }
 
-std::string show(const Series &series) {
+py::str show(const Series &series) {
   const std::string name =
       name_of(series.codes()).empty() ? series.vector().name : name_of(series.codes());
   char text[160];
-  std::snprintf(text, sizeof text, "<ksutil.Series %s%s%d samples at %.12g Hz>",
+  std::snprintf(text, sizeof text, "<ksutil.Series %.60s%s%d samples at %.12g Hz>",
                 name.c_str(), name.empty() ? "" : ", ", series.vector().npts,
                 series.samprate());
-  return text;
+  return decoded(text);
 }
 
 }  // namespace
@@ -222,6 +224,7 @@ Series make_series(const std::function<ksvector2 *(char *tag)> &make, SeriesCode
   const Failure failure;
   auto record = std::make_shared<SeriesRecord>();
   record->vector = released([&] {
+    const ForkGate gate;
     std::unique_lock<std::mutex> first;
     if (source != nullptr) first = std::unique_lock<std::mutex>(*source);
     const std::lock_guard<std::mutex> second(family());
@@ -282,7 +285,7 @@ fill() and the like do.)");
       "dt", [](const Series &self) { return self.vector().dt; },
       "Seconds between samples.");
   type.def_property_readonly(
-      "name", [](const Series &self) { return std::string(self.vector().name); },
+      "name", [](const Series &self) { return decoded(self.vector().name); },
       "Name of the series, at most 63 bytes.");
   type.def_property_readonly(
       "tag", [](const Series &self) { return std::string(self.tag()); },
@@ -290,7 +293,7 @@ fill() and the like do.)");
   const auto code = [&type](const char *name, std::string SeriesCodes::*member,
                             const char *what) {
     type.def_property(
-        name, [member](const Series &self) { return self.codes().*member; },
+        name, [member](const Series &self) { return decoded(self.codes().*member); },
         [member](Series &self, const std::string &text) {
           self.codes().*member = text;
         },

@@ -100,6 +100,7 @@ class StationView {
     const ksscv_options options{cache_bytes, threads, period, prefetch ? 1 : 0};
     const Failure failure;
     record_ = released([&]() -> std::shared_ptr<ViewRecord> {
+      const ForkGate gate;
       Dbptr db = dbinvalid();
       if (dbopen_noshare(path_.c_str(), "r", &db) != 0) return nullptr;
       ksscv *const view = ksscv_open(db, &options);
@@ -222,6 +223,7 @@ class StationView {
 
  private:
   std::shared_ptr<ViewRecord> get() {
+    const ForkGate gate;
     const std::lock_guard<std::mutex> held(lock_);
     if (record_ == nullptr) throw Error("the view is closed");
     if (record_->process != getpid()) {
@@ -302,7 +304,7 @@ void bind_view_data(py::module_ &m) {
       "state", [](const ViewData &self) { return state_text(self.get().state); },
       "'complete', 'coming', 'nothing' or 'error'.");
   type.def_property_readonly(
-      "message", [](const ViewData &self) { return std::string(self.get().message); },
+      "message", [](const ViewData &self) { return decoded(self.get().message); },
       "What is wrong; '' when nothing is.");
   type.def_property_readonly(
       "time", [](const ViewData &self) { return self.get().time; },
@@ -367,7 +369,9 @@ with Ctrl-C.  A context manager: leaving it closes the view.)");
   type.def("close", &StationView::close,
            "Ends the threads of the view; may be called again.");
   type.def_property_readonly("closed", &StationView::closed, "Whether it was closed.");
-  type.def_property_readonly("path", &StationView::path, "Path of the database.");
+  type.def_property_readonly(
+      "path", [](const StationView &self) { return decoded(self.path()); },
+      "Path of the database.");
   type.def_property_readonly("channels", &StationView::channels,
                              "The list of (sta, chan).");
   type.def("set_channels", &StationView::set_channels, py::arg("channels"),
@@ -407,9 +411,9 @@ timeout     seconds to wait for what is being read; None: until it is there, 0: 
       "Lets the view look at table and files now.");
   type.def("counters", counters, "Counts of the cache and its reads: a dict.");
   type.def("__repr__", [](StationView &self) {
-    return "<ksutil.StationView " + self.path() + ", " +
-           std::to_string(self.channels().size()) + " channels" +
-           (self.closed() ? ", closed>" : ">");
+    return decoded("<ksutil.StationView " + self.path() + ", " +
+                   std::to_string(self.channels().size()) + " channels" +
+                   (self.closed() ? ", closed>" : ">"));
   });
 }
 

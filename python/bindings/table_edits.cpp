@@ -7,6 +7,7 @@
 
 #include "bindings/bindings.h"
 #include "bindings/database.h"
+#include "bindings/objects.h"
 #include "platform/db/access.h"
 #include "platform/db/columns.h"
 #include "platform/db/row_removal.h"
@@ -68,7 +69,8 @@ Input take_input(const View &view, const db::Relation &layout, const py::dict &v
     } else if (kind == "reals") {
       column->real = hold(given[1], column->reals, column->count);
     } else {
-      column->texts = py::cast<std::vector<std::optional<std::string>>>(given[1]);
+      column->texts = value_as<std::vector<std::optional<std::string>>>(
+          given[1], column->field.name.c_str());
       column->count = column->texts.size();
     }
     input.push_back(std::move(column));

@@ -3,6 +3,7 @@
 #include <functional>
 #include <string>
 
+#include "bindings/arrays.h"
 #include "bindings/bindings.h"
 
 namespace ksutil::python {
@@ -31,12 +32,7 @@ void bind_table_row(py::module_ &m) {
           "recno", [](const TableRow &row) { return row.recno; },
           "Record number when it was read, from 0.")
       .def_property_readonly(
-          "record",
-          [](const TableRow &row) {
-            const std::string text = row.text.str();
-            return py::reinterpret_steal<py::object>(PyUnicode_DecodeUTF8(
-                text.data(), static_cast<py::ssize_t>(text.size()), "replace"));
-          },
+          "record", [](const TableRow &row) { return decoded(row.text.str()); },
           "The text of the row, with its newline.")
       .def("__getattr__",
            [](const TableRow &row, const std::string &name) {

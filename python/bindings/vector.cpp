@@ -56,6 +56,10 @@ Vector make_vector(const Make &make) {
   return Vector(std::move(record));
 }
 
+void check_label(const std::optional<std::string> &label) {
+  if (label) refuse_nul(*label, "a label");
+}
+
 using Labels = std::optional<std::vector<std::optional<std::string>>>;
 
 Vector from_arrays(const py::object &x_values, const py::object &y_values,
@@ -71,6 +75,9 @@ Vector from_arrays(const py::object &x_values, const py::object &y_values,
   if (labels && labels->size() != static_cast<std::size_t>(n)) {
     throw py::value_error("labels must be as many as x");
   }
+  refuse_nul(name, "the name");
+  for (int i = 0; labels && i < n; ++i)
+    check_label((*labels)[static_cast<std::size_t>(i)]);
   const double *const xs = x.data(), *const ys = y.data();
   return make_vector([&](char *tag) -> KSVector * {
     KSVector *const vector =
@@ -158,6 +165,7 @@ int place_of(const Vector &self, py::handle index) {
 
 void append(const Vector &self, double x, const py::object &y,
             const std::optional<std::string> &label, const py::object &index) {
+  check_label(label);
   const std::vector<double> values = values_of(self, y);
   const int place = index.is_none() ? -1 : place_of(self, index);
   call([&] {
@@ -169,6 +177,7 @@ void append(const Vector &self, double x, const py::object &y,
 
 void put(const Vector &self, const py::object &index, double x, const py::object &y,
          const std::optional<std::string> &label) {
+  check_label(label);
   const std::vector<double> values = values_of(self, y);
   const int place = place_of(self, index);
   call([&] {
@@ -239,13 +248,13 @@ Vector stats(const std::vector<const Vector *> &vectors, const std::string &kind
   });
 }
 
-std::string show(const Vector &self) {
+py::str show(const Vector &self) {
   char text[120];
   std::snprintf(text, sizeof text, "<ksutil.Vector %.60s%s%d points, %d y values each>",
                 self.get().name == nullptr ? "" : self.get().name,
                 self.get().name == nullptr || *self.get().name == '\0' ? "" : ", ",
                 self.get().npts, self.get().ny);
-  return text;
+  return decoded(text);
 }
 
 }  // namespace
@@ -288,7 +297,7 @@ Without a copy, unless points were inserted or added after the first ones.)");
   type.def_property_readonly(
       "name",
       [](const Vector &self) {
-        return std::string(self.get().name == nullptr ? "" : self.get().name);
+        return decoded(self.get().name == nullptr ? "" : self.get().name);
       },
       "Name of the vector.");
   type.def_property_readonly(

@@ -6,6 +6,7 @@
 #include "bindings/arrays.h"
 #include "bindings/bindings.h"
 #include "bindings/database.h"
+#include "bindings/objects.h"
 #include "bindings/view_columns.h"
 #include "platform/db/access.h"
 #include "platform/stock/owners.h"
@@ -20,6 +21,7 @@ using ViewPtr = std::shared_ptr<View>;
 TblPtr list_of(const Names &names) {
   TblPtr list = new_list(names.size());
   for (const std::string &name : names) {
+    refuse_nul(name, "the expression");
     if (pushtbl(list.get(), const_cast<char *>(name.c_str())) < 0) {
       throw std::bad_alloc();
     }
@@ -72,6 +74,7 @@ py::list describe(const View &view) {
 }
 
 std::pair<ViewPtr, long> subset(const View &view, const std::string &condition) {
+  refuse_nul(condition, "the condition");
   return make_view(view.handle, view.tables,
                    [&] { return dbsubset(view.dbptr, condition.c_str()); });
 }

@@ -94,10 +94,7 @@ std::vector<py::object> ColumnValues::shared_texts() const {
   std::vector<py::object> made;
   made.reserve(pool.texts().size());
   for (const std::string &text : pool.texts()) {
-    PyObject *const decoded = PyUnicode_DecodeUTF8(
-        text.data(), static_cast<py::ssize_t>(text.size()), "replace");
-    if (decoded == nullptr) throw py::error_already_set();
-    made.push_back(py::reinterpret_steal<py::object>(decoded));
+    made.push_back(decoded(text));
   }
   return made;
 }

@@ -1,5 +1,6 @@
 """Seismic data processing: databases, events, waveforms, mechanisms, travel times."""
 
+from . import _interpreter  # isort: skip  # before anything that is written in C++
 from . import figures, signal
 from ._ksutil import (
     Channel,

@@ -90,7 +90,7 @@ class Editor {
  private:
   /* Rows that only expanded events show. */
   void edit_expansion() {
-    switch (pick(9)) {
+    switch (pick(14)) {
       case 0:
       case 1:
         db_.add_arrival(id(), "AAA", date());
@@ -115,6 +115,21 @@ class Editor {
         break;
       case 8:
         if (db_.count("arrival") > 0) db_.remove_last_row("arrival");
+        break;
+      case 9:
+        db_.add_site("AAA", day(), pick(2) == 0 ? -1 : day(), size(), size());
+        break;
+      case 10:
+        put("site", pick(2) == 0 ? "ondate" : "offdate", day());
+        break;
+      case 11:
+        db_.add_detection("AAA", date() * 10, pick(4) == 0 ? "ON" : "D");
+        break;
+      case 12:
+        put("detection", "time", date() * 10);
+        break;
+      case 13:
+        if (db_.count("detection") > 0) db_.remove_last_row("detection");
         break;
     }
   }
@@ -142,6 +157,7 @@ class Editor {
 
   long pick(long n) { return static_cast<long>(random_() % static_cast<unsigned>(n)); }
   long id() { return 1 + pick(40); }
+  long day() { return 1969364 + (pick(2) == 0 ? 0 : 637 + pick(3)); }
   double date() { return 1000.0 + static_cast<double>(pick(20)); }
   double size() { return static_cast<double>(pick(80)) / 10.0; }
   const char *type() {

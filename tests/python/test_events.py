@@ -502,6 +502,31 @@ def test_reader_of_changes_keeps_the_server(ridge: pathlib.Path) -> None:
     assert list(changes) == [] and not changes.closed
 
 
+def test_a_server_without_threads_is_an_error(ridge: pathlib.Path) -> None:
+    """It would open, and never tell a change."""
+    ended = run_python(
+        """
+        import os, resource, shutil, sys, tempfile, ksutil
+        with tempfile.TemporaryDirectory() as folder:
+            path = shutil.copytree(sys.argv[1], folder + "/data") + "/ridge"
+            child = os.fork()
+            if child == 0:
+                if os.getuid() == 0:  # whom no limit binds
+                    os.system(f"chmod -R a+rwX {folder}")
+                    os.setuid(65534)
+                resource.setrlimit(resource.RLIMIT_NPROC, (0, 0))
+                try:
+                    ksutil.EventServer(path)
+                except ksutil.Error as error:
+                    os._exit(0 if "no threads" in str(error) else 3)
+                os._exit(4)
+            sys.exit(os.waitstatus_to_exitcode(os.waitpid(child, 0)[1]))
+        """,
+        ridge.parent,
+    )
+    assert (ended.returncode, ended.stderr) == (0, "")
+
+
 def test_child_of_a_fork_leaves_the_server_to_its_parent(
     ridge: pathlib.Path, august: pathlib.Path
 ) -> None:
@@ -620,6 +645,30 @@ def test_rows_are_written_and_read_again(server: ksutil.EventServer) -> None:
     assert (row.magnitude, row.lddate, row["auth"]) == (6.6, 5.0, None)
 
 
+def test_updates_of_several_threads_lose_nothing(
+    server: ksutil.EventServer,
+) -> None:
+    """Each adds 1 to a value that it has read, until its row has not changed since."""
+
+    def add() -> None:
+        for _ in range(25):
+            while True:
+                row = server.subset("origin", "orid == 170")[0]
+                try:
+                    server.update(row, ndef=(row.ndef or 0) + 1)
+                    break
+                except ksutil.Error as error:
+                    assert "has changed" in str(error)
+
+    server.update(server.subset("origin", "orid == 170")[0], ndef=0)
+    threads = [threading.Thread(target=add) for _ in range(3)]
+    for thread in threads:
+        thread.start()
+    for thread in threads:
+        thread.join()
+    assert server.subset("origin", "orid == 170")[0].ndef == 75
+
+
 def test_wrong_values_write_nothing(
     server: ksutil.EventServer, ridge: pathlib.Path
 ) -> None:
@@ -639,7 +688,7 @@ def test_wrong_values_write_nothing(
             server.update(event, **values)
     with pytest.raises(KeyError):
         server.append("nosuch", evid=1)
-    with pytest.raises(ksutil.Error):
+    with pytest.raises(ksutil.Error, match="Can't compile 'lat >'"):
         server.subset("origin", "lat >")
     assert {p: p.read_bytes() for p in ridge.parent.glob("ridge.*")} == files
 

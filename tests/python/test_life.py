@@ -10,10 +10,13 @@ import subprocess
 import sys
 import textwrap
 import weakref
+from collections.abc import Callable
 
 import pytest
 
 import ksutil
+
+Copied = Callable[[str], pathlib.Path]
 
 
 def run(script: str, *arguments: object, **more: object) -> "subprocess.CompletedProcess[str]":
@@ -92,6 +95,64 @@ def test_children_of_a_fork_read_on(database: pathlib.Path) -> None:
     assert (ran.returncode, ran.stderr) == (0, "")
 
 
+@pytest.mark.skipif(not hasattr(os, "fork"), reason="no fork here")
+def test_a_fork_waits_for_the_calls_of_other_threads(copied: Copied) -> None:
+    """Else the child inherits locks that nobody opens, and waits for ever."""
+    ran = run(
+        """
+        import os, signal, sys, threading, ksutil
+        db = ksutil.Database(sys.argv[1])
+        data = ksutil.DataSet(sys.argv[2])
+        grid = ksutil.Grid(range(300), range(300), [[0.0] * 300] * 300)
+        uses = [
+            lambda: db["origin"].sort("time").columns(),
+            lambda: data.read("MLR.BHZ"),
+            lambda: ksutil.DataSet(sys.argv[2]).close(),
+            lambda: grid.copy().extremes(),
+        ]
+        stop = threading.Event()
+        def work(use):
+            while not stop.is_set(): use()
+        threads = [threading.Thread(target=work, args=(use,)) for use in uses * 2]
+        for thread in threads: thread.start()
+        for _ in range(20):
+            child = os.fork()
+            if child == 0:
+                signal.alarm(20)
+                for use in uses: use()
+                os._exit(0)
+            status = os.waitpid(child, 0)[1]
+            if status != 0: break
+        stop.set()
+        for thread in threads: thread.join()
+        sys.exit(status)
+        """,
+        copied("ueb/ueb_test"),
+        copied("mlr/mlr"),
+    )
+    assert (ran.returncode, ran.stderr) == (0, "")
+
+
+def test_subinterpreters_are_refused() -> None:
+    """An import there would wait for ever for the lock of another interpreter."""
+    pytest.importorskip("_xxsubinterpreters")
+    ran = run(
+        """
+        import _xxsubinterpreters as interpreters
+        def refused():
+            code = "import warnings; warnings.simplefilter('ignore'); import ksutil"
+            try:
+                interpreters.run_string(interpreters.create(), code)
+            except interpreters.RunFailedError as error:
+                return "main interpreter" in str(error)
+        assert refused()
+        import ksutil
+        assert refused() and ksutil.travel_times(30.0, 0.0) > 0
+        """
+    )
+    assert (ran.returncode, ran.stderr) == (0, "")
+
+
 def test_an_interrupt_between_calls_ends_a_loop(database: pathlib.Path) -> None:
     child = subprocess.Popen(
         [sys.executable, "-c", textwrap.dedent(
@@ -149,3 +210,52 @@ def test_hostile_bytes(tmp_path: pathlib.Path) -> None:
                     table.append(sta="X", ondate=2015001)
             except ksutil.Error:
                 pass
+
+
+def test_texts_are_never_cut_at_a_null(copied: Copied, tmp_path: pathlib.Path) -> None:
+    """What stands before it is another path, or a condition that chooses other rows."""
+    path = str(copied("ueb/ueb_test"))
+    db = ksutil.Database(path)
+    uses: tuple[Callable[[], object], ...] = (
+        lambda: ksutil.Database(path + "\0x"),
+        lambda: ksutil.DataSet(path + "\0x"),
+        lambda: ksutil.EventServer(path + "\0x"),
+        lambda: ksutil.events(path + "\0x"),
+        lambda: ksutil.create_database(tmp_path / "a\0b"),
+        lambda: ksutil.export_catalog(path + "\0x", format="csv"),
+        lambda: db["origin"].where("orid == 48836019\0 || 1"),
+        lambda: db["origin"].sort("mb\0x"),
+        lambda: db.next_id("orid\0x"),
+        lambda: ksutil.Vector([1], [1], labels=["a\0b"]),
+        lambda: ksutil.Sac(KSTNM="A\0B"),
+    )
+    for use in uses:
+        with pytest.raises(ValueError, match="null"):
+            use()
+    assert sorted(tmp_path.glob("a*")) == []
+
+
+def test_bytes_that_are_not_utf8_are_shown(copied: Copied) -> None:
+    """Names and messages of files in another encoding must not hide what they name."""
+    wave = copied("mlr/mlr")
+    for table in ("wfdisc", "sensor", "sitechan"):
+        file = pathlib.Path(f"{wave}.{table}")
+        file.write_bytes(file.read_bytes().replace(b"MLR    BHZ", b"ML\xe9    BHZ"))
+    data = ksutil.DataSet(wave)
+    index = [channel.sta for channel in data.channels].index("ML\ufffd")
+    series = data.read(index)
+    assert series.sta == "ML\ufffd" and data.segments(index)[0].sta == "ML\ufffd"
+    for shown in (series, data.channels[index], data.segments(index)[0]):
+        assert "ML\ufffd.BHZ" in repr(shown)
+    assert "ML\ufffd" in data.figure()._repr_svg_()
+    # names that the library cuts within a character
+    for name in ("\u00e9" * 50, "x" + "\u00e9" * 50):
+        vector = ksutil.Vector([1], [1], name=name)
+        assert vector.name == name and repr(vector).endswith("1 y values each>")
+        assert repr(ksutil.Grid([0, 1], [0, 1], name=name)).endswith("2 x 2>")
+        cut = ksutil.Series([1.0], 0.0, 1.0, name=name)
+        assert name.startswith(cut.name.rstrip("\ufffd")) and repr(cut).endswith("Hz>")
+    with pytest.raises(ksutil.Error, match="no.where"):
+        ksutil.Database(b"/no.where\xe9")  # type: ignore[arg-type]
+    with pytest.raises(ksutil.Error, match="position"):
+        ksutil.Database(copied("ueb/ueb_test"))["origin"].column("(x" + "\u00e9" * 300)

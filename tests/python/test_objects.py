@@ -89,6 +89,9 @@ class TestSeries:
         for rate in (40.0, 0.1, 3.0, 19.98, 1e-4):
             assert ksutil.Series([0.0], 0.0, rate).samprate == rate
 
+    def test_a_series_without_samples_has_no_extremes(self) -> None:
+        assert ksutil.Series([], 0.0, 1.0).extremes() is None
+
     def test_copies_have_their_own_samples(self) -> None:
         series = ramp(net="XX", sta="AAA", chan="BHZ")
         for other in (series.copy(), copy.copy(series), copy.deepcopy(series)):
