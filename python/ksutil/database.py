@@ -16,7 +16,7 @@ from typing import Any, NamedTuple, Union, overload
 import numpy as np
 import numpy.typing as npt
 
-from . import _ksutil, bridges, exchange
+from . import _ksutil, _pandas, bridges, exchange
 from ._input import column_input, rows_input
 from .times import datetime64, ma
 
@@ -213,7 +213,7 @@ class Rows:
 
         Integers with nulls have pandas' type Int64.
         """
-        import pandas
+        pandas = _pandas.module()
 
         frame = {}
         for name, array in self.columns(*names, datetime=datetime).items():

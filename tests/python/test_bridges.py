@@ -214,6 +214,14 @@ class TestObspy:
                 with pytest.raises(ImportError, match="ObsPy, which is not installed"):
                     call()
 
+    def test_frames_say_that_pandas_is_missing(
+        self, database: pathlib.Path, monkeypatch: pytest.MonkeyPatch
+    ) -> None:
+        monkeypatch.setitem(sys.modules, "pandas", None)
+        with ksutil.Database(database) as source:
+            with pytest.raises(ImportError, match="pandas, which is not installed"):
+                source["origin"].to_pandas()
+
     def test_importing_ksutil_imports_none_of_the_large_packages(self) -> None:
         code = (
             "import sys, ksutil\n"
