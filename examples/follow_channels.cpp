@@ -9,7 +9,8 @@
  * The program ends when all channels are complete; with UPDATES, when that many lines
  * have been printed.
  *
- * Usage: follow_channels DATABASE START END COLUMNS STA:CHAN[,STA:CHAN...] [UPDATES] */
+ * Usage: follow_channels DATABASE START END COLUMNS STA:CHAN[,STA:CHAN...] [UPDATES]
+ * START and END are epoch seconds. */
 #include <ksutil.h>
 
 #include <algorithm>
@@ -80,7 +81,8 @@ int main(int argc, char **argv) {
       (argc == 7 && !ksutil::parse_integer(argv[6], updates))) {
     std::fputs(
         "usage: follow_channels DATABASE START END COLUMNS STA:CHAN[,STA:CHAN...]"
-        " [UPDATES]\n",
+        " [UPDATES]\n(START and END are epoch seconds, as of date -u -d 2010-05-20 "
+        "+%s)\n",
         stderr);
     return 2;
   }
