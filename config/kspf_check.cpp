@@ -8,6 +8,7 @@
 #include "config/internal/kspf_contents.h"
 #include "config/internal/kspf_rule.h"
 #include "platform/elog/failure.h"
+#include "platform/stock/nearest_name.h"
 #include "platform/stock/text.h"
 
 using ksutil::at_boundary;
@@ -43,36 +44,11 @@ std::string counted(std::size_t number, const char *what) {
   return std::to_string(number) + " " + what + (number == 1 ? "" : "s");
 }
 
-/* The number of insertions, deletions and replacements between two short texts. */
-std::size_t edit_distance(std::string_view a, std::string_view b) {
-  std::vector<std::size_t> row(b.size() + 1);
-  for (std::size_t j = 0; j <= b.size(); ++j) row[j] = j;
-  for (std::size_t i = 1; i <= a.size(); ++i) {
-    std::size_t diagonal = std::exchange(row[0], i);
-    for (std::size_t j = 1; j <= b.size(); ++j) {
-      const std::size_t replaced = diagonal + (a[i - 1] == b[j - 1] ? 0 : 1);
-      diagonal = row[j];
-      row[j] = std::min({replaced, row[j] + 1, row[j - 1] + 1});
-    }
-  }
-  return row[b.size()];
-}
-
 /* The key that a misspelt name is closest to; empty when none is close. */
 std::string nearest_key(const PfRule &rule, std::string_view name) {
-  constexpr std::size_t kCompared = 200, kLongest = 64;
-  std::size_t best = std::min<std::size_t>(name.size() / 3, 3) + 1;
-  std::string nearest;
-  if (name.size() > kLongest) return nearest;
-  for (std::size_t i = 0; i < std::min(rule.keys.size(), kCompared); ++i) {
-    const std::string &key = rule.keys[i].constraint->name;
-    if (key.size() > kLongest) continue;
-    const std::size_t distance = edit_distance(name, key);
-    if (distance >= best) continue;
-    best = distance;
-    nearest = key;
-  }
-  return nearest;
+  std::vector<std::string_view> keys;
+  for (const auto &key : rule.keys) keys.push_back(key.constraint->name);
+  return ksutil::nearest_name(name, keys);
 }
 
 /* Finds the faults of texts, whatever the file around them. */

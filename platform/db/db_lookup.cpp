@@ -1,13 +1,17 @@
 #include <charconv>
 #include <cstring>
+#include <string_view>
+#include <vector>
 
 #include "platform/db/db.h"
 #include "platform/db/internal/registry.h"
 #include "platform/elog/failure.h"
+#include "platform/stock/nearest_name.h"
 
 using namespace ksutil::db;
 using ksutil::at_boundary;
 using ksutil::fail;
+using ksutil::nearest_hint;
 
 namespace {
 
@@ -34,8 +38,12 @@ void look_up_table(Database &database, const char *table, Dbptr &dbp) {
   dbp.table = database.table_index(table);
   if (dbp.table >= 0) return;
   dbp.table = dbINVALID;
-  fail("dblookup", "schema %s has no table '%s'", database.schema().name().c_str(),
-       table);
+  std::vector<std::string_view> names;
+  for (const Relation &known : database.schema().relations()) {
+    names.push_back(known.name);
+  }
+  fail("dblookup", "schema %s has no table '%s'%s", database.schema().name().c_str(),
+       table, nearest_hint(table, names).c_str());
 }
 
 void look_up_field(Database &database, const char *field, Dbptr &dbp) {

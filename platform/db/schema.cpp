@@ -56,7 +56,13 @@ std::shared_ptr<const Schema> read_schema(const std::string &path,
       return SchemaReader("built-in schema " + name).read(builtin.text);
     }
   }
-  fail("Schema::load", "No schema \"%s\"", name.c_str());
+  std::string known;
+  for (const auto &builtin : kBuiltin) {
+    if (!known.empty()) known += ", ";
+    known += builtin.name;
+  }
+  fail("Schema::load", "No schema \"%s\"; the built-in ones are %s", name.c_str(),
+       known.c_str());
   return nullptr;
 }
 

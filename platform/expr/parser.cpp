@@ -46,7 +46,8 @@ class Parser {
   bool parse() {
     Operand result;
     return advance() && choice(result) &&
-           (token_.symbol == Symbol::kEnd || fail("expected an operator or the end")) &&
+           (token_.symbol == Symbol::kEnd ||
+            fail_after_operand("expected an operator or the end")) &&
            generator_.finish(result);
   }
 
@@ -66,7 +67,16 @@ class Parser {
   bool advance() { return lexer_.next(token_, error_); }
   bool fail(const char *message) { return generator_.fail(token_.position, message); }
   bool expect(Symbol symbol, const char *message) {
-    return token_.symbol == symbol ? advance() : fail(message);
+    return token_.symbol == symbol ? advance() : fail_after_operand(message);
+  }
+  /* Other languages have words for the operators that join conditions. */
+  bool fail_after_operand(std::string message) {
+    if (token_.symbol == Symbol::kName && token_.text == "and") {
+      message += " (and is written &&)";
+    } else if (token_.symbol == Symbol::kName && token_.text == "or") {
+      message += " (or is written ||)";
+    }
+    return generator_.fail(token_.position, message);
   }
   bool shallow() { return depth_ <= kMaxDepth || fail("expected less nesting"); }
 

@@ -3,6 +3,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <filesystem>
+
 #include <nlohmann/json.hpp>
 
 #include "tests/tools/scratch.h"
@@ -59,6 +61,11 @@ TEST_F(Ksvector, EvaluatesWhereItIsAsked) {
   const ProgramRun empty = run("eval --at 1 " + folder_.write("empty", ""));
   EXPECT_EQ(empty.code, 1);
   EXPECT_THAT(empty.errors, HasSubstr("No points in vector"));
+  const ProgramRun drawn =
+      run("plot -o " + (folder_ / "x.svg") + " " + (folder_ / "empty"));
+  EXPECT_EQ(drawn.code, 1);
+  EXPECT_THAT(drawn.errors, HasSubstr("empty: no points to draw"));
+  EXPECT_FALSE(std::filesystem::exists(folder_ / "x.svg"));
 }
 
 /* A picture of a pole-zero file looks like a curve: what is not a number must be told. */

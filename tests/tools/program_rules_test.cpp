@@ -212,6 +212,37 @@ TEST(Failures, AreOneLineWithoutNamesOfFunctions) {
 }
 
 /* The first word of each line is the program. */
+/* A person who meets a program for the first time has only its message to go on. */
+TEST(Mistakes, AreAnsweredByWhatWasProbablyMeant) {
+  const ScratchFolder folder;
+  const std::string database = four_events(folder);
+  std::filesystem::create_directory(folder / "year");
+  for (const auto &[command, answer] : std::vector<std::pair<std::string, std::string>>{
+           {kKsevents, "; see 'ksevents --help'"},
+           {kKsevents + " list --lastest 3 " + database,
+            "ksevents: there is no option --lastest; is it --latest?; see"},
+           {kKsevents + " list --frobnicate=3 " + database,
+            "there is no option --frobnicate; see"},
+           {kKsevents + " list " + (folder / "year"),
+            "year is a folder; a database in it is named " + (folder / "year/NAME")},
+           {kKsevents + " list " + (folder / "none"), "there is no database"},
+           {kKsdb + " list " + database + " orgin",
+            "has no table 'orgin'; is it origin?"},
+           {kKsdb + " schema css3.0 Origin", "has no table Origin; is it origin?"},
+           {kKsdb + " create --schema css3 " + (folder / "new"),
+            "No schema \"css3\"; the built-in ones are css3.0, kbcore, trace"},
+           {kKsdb + " import " + database + " " + (folder / "1.csv"),
+            "db is a database; the file to import stands before the database"},
+           {kKsdb + " export " + database + " " + (folder / "out.xyz"),
+            "see 'ksdb formats'"},
+       }) {
+    const ProgramRun run = run_program(command);
+    EXPECT_NE(run.code, 0) << command;
+    EXPECT_THAT(run.errors, HasSubstr(answer)) << command;
+    EXPECT_EQ(lines_of(run.errors), 1) << run.errors;
+  }
+}
+
 TEST(Failures, OfFileProgramsAreOneLineToo) {
   const ScratchFolder folder;
   const std::string bin = std::filesystem::path(kKsdb).parent_path().string() + "/";
@@ -307,7 +338,7 @@ TEST(Help, ShowsExamplesThatRunAsPrinted) {
   for (const std::string &program : kPrograms) {
     const std::string needed = run_program(program).errors;
     const std::size_t list = needed.find("needed: ") + 8;
-    std::istringstream names(needed.substr(list, needed.size() - 1 - list));
+    std::istringstream names(needed.substr(list, needed.find(';') - list));
     for (std::string name; std::getline(names >> std::ws, name, ',');) {
       const auto examples =
           examples_of(run_program(program + " " + name + " --help").output);

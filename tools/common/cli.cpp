@@ -11,6 +11,7 @@
 #include <typeinfo>
 
 #include "core/version.h"
+#include "platform/stock/nearest_name.h"
 #include "tools/common/completion.h"
 #include "tools/common/help.h"
 #include "tools/common/out_of_memory.h"
@@ -49,6 +50,25 @@ std::string usage_text(const CLI::ParseError &error) {
   return text;
 }
 
+/* What is wrong with arguments that a command does not take: an unknown option is named
+ * alone, without the operands beside it.  Empty when none looks like an option. */
+std::string unknown_option_text(const CLI::App &app) {
+  const std::vector<std::string> extras = app.remaining(true);
+  const auto option = std::find_if(extras.begin(), extras.end(), [](const auto &word) {
+    return word.size() > 1 && word[0] == '-' && word.find_first_of("0123456789.") != 1;
+  });
+  if (option == extras.end()) return "";
+  const std::string name = option->substr(0, option->find('='));
+  std::vector<std::string> known;
+  for (const CLI::App *command : app.get_subcommands()) {
+    for (const CLI::Option *each : command->get_options()) {
+      for (const std::string &word : each->get_lnames()) known.push_back("--" + word);
+    }
+  }
+  return "there is no option " + name +
+         nearest_hint(name, {known.begin(), known.end()});
+}
+
 /* Prints help or version (kOk), or one line about the wrong usage. */
 int end_parsing(const CLI::App &app, const CLI::ParseError &error) {
   if (error.get_exit_code() == 0) return app.exit(error);
@@ -56,7 +76,12 @@ int end_parsing(const CLI::App &app, const CLI::ParseError &error) {
   for (const CLI::App *command : app.get_subcommands()) {
     name += " " + command->get_name();
   }
-  complain(usage_text(error) + "; see '" + name + " --help'");
+  std::string text;
+  if (error.get_exit_code() == static_cast<int>(CLI::ExitCodes::ExtrasError)) {
+    text = unknown_option_text(app);
+  }
+  if (text.empty()) text = usage_text(error);
+  complain(text + "; see '" + name + " --help'");
   return kUsage;
 }
 
@@ -134,7 +159,8 @@ int run_program(const Program &program, int argc, char **argv) {
     command.add(*parser, action);
   }
   if (argc < 2) {
-    complain("a command is needed: " + command_names(program));
+    complain("a command is needed: " + command_names(program) + "; see '" +
+             program.name + " --help'");
     return kUsage;
   }
   if (is_unknown_command(program, argc, argv)) {

@@ -199,7 +199,7 @@ int export_database(const ExportArguments &arguments) {
   if (format == nullptr ||
       (format->open_writer == nullptr && format->open_station_writer == nullptr)) {
     complain("--format is needed: the name " + arguments.file +
-             " does not tell the format");
+             " does not tell the format; see 'ksdb formats'");
     return kUsage;
   }
   const auto store = db::open_store(arguments.database, "r", kExportBlocks);

@@ -7,6 +7,8 @@
 #include "formats/exchange/import/importer.h"
 #include "formats/exchange/text/input.h"
 #include "platform/clock/clock.h"
+#include "platform/db/db.h"
+#include "platform/elog/elog.h"
 #include "tools/common/options.h"
 #include "tools/common/progress.h"
 #include "tools/ksdb/commands.h"
@@ -106,6 +108,15 @@ void tell_of(const exchange::ImportCounts &counts, std::int64_t superseded,
   tell("%ld texts shortened to their fields\n", counts.shortened);
 }
 
+/* Whether a file is the descriptor of a database: the operands may be exchanged. */
+bool is_database(const std::string &file) {
+  const ElogScope dropped;
+  Dbptr db;
+  if (file == "-" || dbopen(file.c_str(), "r", &db) != 0) return false;
+  dbclose(db);
+  return true;
+}
+
 int import(const ImportArguments &arguments) {
   if (arguments.format.empty() && is_waveform_input(arguments.file)) {
     return index_waveform_files({arguments.file, arguments.database, arguments.schema,
@@ -139,7 +150,11 @@ int import(const ImportArguments &arguments) {
     reader = exchange::open_reader(*input, kind, problem);
   }
   if (reader == nullptr) {
-    complain(problem);
+    complain(is_database(arguments.file)
+                 ? arguments.file +
+                       " is a database; the file to import stands before " +
+                       "the database"
+                 : problem);
     return kFailure;
   }
 

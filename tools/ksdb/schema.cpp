@@ -3,6 +3,7 @@
 #include <string>
 
 #include "platform/db/schema.h"
+#include "platform/stock/nearest_name.h"
 #include "tools/common/rows.h"
 #include "tools/ksdb/commands.h"
 
@@ -95,7 +96,10 @@ int show(const SchemaOptions &options) {
   }
   const db::Relation *relation = schema->find(options.table);
   if (relation == nullptr) {
-    complain("schema " + options.schema + " has no table " + options.table);
+    std::vector<std::string_view> names;
+    for (const db::Relation &known : schema->relations()) names.push_back(known.name);
+    complain("schema " + options.schema + " has no table " + options.table +
+             nearest_hint(options.table, names));
     return kFailure;
   }
   list_fields(*relation, options.form);

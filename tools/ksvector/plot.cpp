@@ -1,4 +1,5 @@
 /* plot: ksvector plot. */
+#include <algorithm>
 #include <array>
 #include <filesystem>
 #include <map>
@@ -96,6 +97,15 @@ int draw(const PlotOptions &options) {
   if (!responses.empty() + !tables.empty() + !series.empty() > 1) {
     complain("responses, tables and traces need pictures of their own");
     return kUsage;
+  }
+  const bool has_points =
+      std::any_of(tables.begin(), tables.end(),
+                  [](const Curve &curve) { return curve.vector->npts > 0; });
+  if (responses.empty() && series.empty() && !has_points) {
+    complain(options.files.front() +
+             (options.files.size() == 1 ? "" : " and the others") +
+             ": no points to draw");
+    return kFailure;
   }
   plot::Figure figure;
   if (options.files.size() == 1) {

@@ -52,7 +52,10 @@ void PgConnection::set_purpose(Purpose purpose) {
 std::string PgConnection::clean(const char *message) const {
   std::string text = message == nullptr ? "" : message;
   while (!text.empty() && (text.back() == '\n' || text.back() == ' ')) text.pop_back();
-  std::replace(text.begin(), text.end(), '\n', ' ');
+  for (std::size_t at = 0; (at = text.find('\n', at)) != text.npos;) {
+    const std::size_t next = std::min(text.find_first_not_of("\n\t ", at), text.size());
+    text.replace(at, next - at, " ");  // the lines of a message may be indented
+  }
   const char *const password = connection_ == nullptr ? nullptr : PQpass(connection_);
   const std::string secret = password == nullptr ? "" : password;
   for (std::size_t at = text.find(secret); !secret.empty() && at != text.npos;

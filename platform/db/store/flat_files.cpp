@@ -3,6 +3,7 @@
 #include <fcntl.h>
 
 #include <atomic>
+#include <filesystem>
 #include <map>
 #include <vector>
 
@@ -85,7 +86,15 @@ bool check_tables(const std::string &name, const Prefixes &prefixes,
     return fail("dbopen", "%s is not a descriptor of a database", name.c_str());
   }
   if (descriptor.content == Content::kMissing && found.empty()) {
-    return fail("dbopen", "%s has neither a descriptor nor a table", name.c_str());
+    std::error_code unknown;
+    if (std::filesystem::is_directory(name, unknown)) {
+      return fail("dbopen", "%s is a folder; a database in it is named %s/NAME",
+                  name.c_str(), name.c_str());
+    }
+    return fail("dbopen",
+                "there is no database %s: it has neither a descriptor nor a table file "
+                "such as %s.origin",
+                name.c_str(), name.c_str());
   }
   if (descriptor.content != Content::kWords && found.empty()) {
     if (meant.empty()) {
