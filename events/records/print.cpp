@@ -47,6 +47,8 @@ void print_rows(const Table<Record> &rows, const char *header,
 
 }  // namespace
 
+void print_text(const std::string &text) { std::fputs(text.c_str(), stdout); }
+
 void print_record(const EVEvent &event, const std::string &prefix) {
   print_fields(event, prefix);
 }
