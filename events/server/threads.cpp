@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <chrono>
 #include <exception>
 #include <functional>
 #include <limits>
@@ -18,21 +19,11 @@ namespace ksutil::events {
 namespace {
 
 constexpr const char *kLaunchThread = "EVServer::launchThread";
-constexpr uint32_t kSleepSlice =
-    50000;  // microseconds; a stop is noticed within one slice
+constexpr uint32_t kIdle = 1000000;  // microseconds between looks at an interval of 0
 
 thread_local const ServerState *worked_here = nullptr;  // the worker's own
 
 void delete_command(void *command) { delete static_cast<EVCommand *>(command); }
-
-/* Sleeps in slices, so that a long interval does not delay the end of the server. */
-void sleep_unless_stopped(const ServerState &state, uint32_t microseconds) {
-  while (microseconds > 0 && state.stop == 0) {
-    const uint32_t slice = std::min(microseconds, kSleepSlice);
-    usleep(slice);
-    microseconds -= slice;
-  }
-}
 
 /* Runs one round of a thread and turns an exception into a message. */
 void guarded(const char *who, const std::function<void()> &round) {
@@ -71,7 +62,7 @@ void *run_thread(void *argument) {
   worked_here = &state;
   bool own_turn = false;
   bool leave = false;
-  while (state.stop == 0) {
+  while (!state.stop.is_set()) {
     const std::unique_ptr<EVCommand> command = next_command(state, own_turn, leave);
     if (leave) break;
     if (command == nullptr || command->command.empty()) continue;
@@ -86,15 +77,15 @@ void *run_thread(void *argument) {
 /* Calls `ask` at an interval until the server stops. */
 void repeat(ServerState &state, const std::atomic<double> &interval, const char *who,
             void (*ask)(ServerState &)) {
-  while (state.stop == 0) {
+  while (!state.stop.is_set()) {
     if (!(interval > 0.0)) {
-      sleep_unless_stopped(state, 1000000);
+      state.stop.wait(kIdle);
       continue;
     }
     guarded(who, [&] { ask(state); });
     /* The interval may have changed while `ask` waited.  If it is 0 or less now, this
      * does not sleep, and the next round sees it. */
-    sleep_unless_stopped(state, sleep_microseconds(interval));
+    state.stop.wait(sleep_microseconds(interval));
   }
 }
 
@@ -165,6 +156,18 @@ void RefreshLatch::close() {
   changed_.notify_all();
 }
 
+void StopFlag::set() {
+  const std::lock_guard lock(mutex_);
+  set_ = true;
+  changed_.notify_all();
+}
+
+void StopFlag::wait(uint32_t microseconds) {
+  std::unique_lock lock(mutex_);
+  changed_.wait_for(lock, std::chrono::microseconds(microseconds),
+                    [this] { return set_.load(); });
+}
+
 uint32_t sleep_microseconds(double seconds) {
   constexpr double kLongest = std::numeric_limits<uint32_t>::max();
   const double microseconds = seconds * 1000000.0;
@@ -216,7 +219,7 @@ int launch_threads(ServerState &state) {
 }
 
 void stop_threads(ServerState &state) {
-  state.stop = 1;
+  state.stop.set();
   pmtfifo *const queue = state.cmd_mtfifo;
   if (queue == nullptr) return;
   /* A release is lost if the worker does not wait yet: repeat it. */

@@ -72,7 +72,7 @@ struct ServerState {
   // Threads.  The started flags and the handles are used by the thread that launches them
   // and the one that stops them; the left flags are also set while a thread has not begun.
   EVServer *server = nullptr;  // whose state this is
-  std::atomic<int32_t> stop{0};
+  StopFlag stop;
   std::atomic<double> refresh_interval{0.0}, check_interval{0.0};
   std::atomic<pmtfifo *> cmd_mtfifo{nullptr};
   RefreshLatch handshake;

@@ -2,6 +2,7 @@
 #ifndef KSUTIL_EVENTS_SERVER_INTERNAL_THREADS_H
 #define KSUTIL_EVENTS_SERVER_INTERNAL_THREADS_H
 
+#include <atomic>
 #include <condition_variable>
 #include <cstdint>
 #include <memory>
@@ -30,6 +31,20 @@ class RefreshLatch {
   bool closed_ = false;
 };
 
+/* Ends the threads of a server: set once, by the thread that stops them. */
+class StopFlag {
+ public:
+  void set();
+  bool is_set() const { return set_; }
+  /* Waits until the flag is set, or for the microseconds. */
+  void wait(uint32_t microseconds);
+
+ private:
+  std::mutex mutex_;
+  std::condition_variable changed_;
+  std::atomic<bool> set_{false};  // changed under the mutex
+};
+
 inline constexpr int kQueueCapacity = 10;
 
 /* Creates the queue and starts worker, refresher and monitor;
@@ -37,8 +52,8 @@ inline constexpr int kQueueCapacity = 10;
 int launch_threads(ServerState &state);
 
 /* Ends the threads and the queue; nothing happens when there are none.  The commands
- * that are left are deleted without an answer.  Returns within a fraction of a second
- * plus the operation in progress.  Not to be called from one of the threads. */
+ * that are left are deleted without an answer.  Returns within milliseconds of
+ * the end of the operation in progress.  Not to be called from one of the threads. */
 void stop_threads(ServerState &state);
 
 /* Hands a command to the worker, waiting while the queue is full.  The worker itself
