@@ -357,6 +357,42 @@ TEST_F(ServerFailures, AServerThatStopsAnsweringIsLeftInTime) {
   expect_as_told(*database_, told);
 }
 
+/* A change within a change has a connection of its own; both lose their answers. */
+TEST_F(ServerFailures, EachLostAnswerOfChangesWithinChangesIsTold) {
+  const stress::Watchdog watchdog("two lost answers");
+  setenv("KSUTIL_STORE_TIMEOUT", "0.5", 1);
+  const std::string way = database_->cluster().folder() + "/lost";
+  SocketProxy proxy(way, database_->cluster().host());
+  const auto store = open_at_last(database_->name_by_way_of(way));
+  const bool outer =
+      store->table("event")->exclusively([&](db::TableStore::Exclusive &events) {
+        const bool inner = store->table("origin")->exclusively(
+            [&](db::TableStore::Exclusive &origins) {
+              const bool given = origins.append_all(origin_row(1, 1.0)) >= 0;
+              proxy.let_in(false);
+              proxy.cut_after(-1, 0);
+              return given;
+            });
+        EXPECT_FALSE(inner);
+        return events.append_all(event_row(1, 1)) >= 0;
+      });
+  EXPECT_FALSE(outer);
+  taken_messages();
+  proxy.cut_after(-1, -1);
+  proxy.let_in(true);
+  std::string told;
+  for (int i = 0; i < 200 && ids_in(*database_, "event", "evid").empty(); i++) {
+    db::conformance::append_all(*store->table("event"), event_row(2, 2));
+    told += taken_messages();
+    std::this_thread::sleep_for(20ms);
+  }
+  EXPECT_THAT(told, testing::HasSubstr("The change whose answer was lost was made"));
+  EXPECT_THAT(told,
+              testing::HasSubstr("The change whose answer was lost was not made"));
+  EXPECT_EQ(ids_in(*database_, "origin", "orid").count(1), 1U);
+  EXPECT_EQ(ids_in(*database_, "event", "evid").count(1), 0U);
+}
+
 TEST_F(ServerFailures, AFullDiskOfTheServerLeavesTheTablesAsTheyWere) {
   const stress::Watchdog watchdog("a full disk");
   PostgresqlCluster cluster;

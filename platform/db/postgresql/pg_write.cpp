@@ -98,12 +98,13 @@ bool PgWrite::begin() {
   constexpr int kAttempts = 4;
   for (int attempt = 1;; ++attempt) {
     if (!connection_->connect()) return refuse("dbput");
-    if (!writers.unknown.empty()) {
-      const auto outcome = writers.settle(*connection_, writers.unknown);
+    while (!writers.unknown.empty()) {
+      const auto outcome = writers.settle(*connection_, writers.unknown.front());
       if (outcome == PgWriters::Outcome::kUnknown) return refuse("dbput");
       fail("dbput", "The change whose answer was lost %s made",
            outcome == PgWriters::Outcome::kMade ? "was" : "was not");
-      writers.settled = std::exchange(writers.unknown, "");
+      writers.settled.push_back(std::move(writers.unknown.front()));
+      writers.unknown.erase(writers.unknown.begin());
     }
     if (lock()) return true;
     connection_->roll_back();
@@ -340,13 +341,16 @@ bool PgWrite::commit() {
   std::string text = small_statements();
   text += "INSERT INTO ks_commits (token, made) VALUES ('" + token +
           "', extract(epoch FROM clock_timestamp()));";
-  text += writers.settled.empty()
-              ? std::string(kForgetOldTokens)
-              : "DELETE FROM ks_commits WHERE token = '" + writers.settled + "'";
+  std::string settled;
+  for (const std::string &each : writers.settled) {
+    settled += (settled.empty() ? "'" : ",'") + each + "'";
+  }
+  text += settled.empty() ? std::string(kForgetOldTokens)
+                          : "DELETE FROM ks_commits WHERE token IN (" + settled + ")";
   text += "; COMMIT";
   store_.end_look();
   if (send(text)) {
-    writers.settled = token;
+    writers.settled = {token};
     done_ = true;
     return true;
   }
@@ -359,16 +363,16 @@ bool PgWrite::commit() {
   done_ = true;
   switch (writers.settle(*connection_, token)) {
     case PgWriters::Outcome::kMade:
-      writers.settled = token;
+      writers.settled.push_back(token);
       return true;
     case PgWriters::Outcome::kNotMade:
-      writers.settled = token;
+      writers.settled.push_back(token);
       return fail("dbput", "%s: %s", pending_.front().table->file_name().c_str(),
                   cause.c_str());
     case PgWriters::Outcome::kUnknown:
       break;
   }
-  writers.unknown = token;
+  writers.unknown.push_back(token);
   return fail("dbput",
               "%s: The connection was lost while the change was made; whether it was "
               "made will be told by the next write: %s",

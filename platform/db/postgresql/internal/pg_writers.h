@@ -27,8 +27,8 @@ class PgWriters {
    * Tries for as long as an answer may take. */
   Outcome settle(PgConnection &connection, const std::string &token);
 
-  std::string settled;  // a token whose row is no longer needed
-  std::string unknown;  // a token that could not be settled yet
+  std::vector<std::string> settled;  // tokens whose rows are no longer needed
+  std::vector<std::string> unknown;  // tokens that could not be settled yet, in order
 
  private:
   const PgOptions options_;
