@@ -189,7 +189,8 @@ KSUTIL_API int kssac_getreftime_kssac(KSSac *kssac, double *reftime);
  * time or samprate leaves the time variables and the samples.  O needs a reference time in
  * the header.  Then, when the header has the places of event and station: GCARC, AZ (at
  * the event), BAZ (at the station), degrees, and DIST, km on a sphere of 6371 km; otherwise
- * their nulls. */
+ * their nulls.  Rows or a table seedcode that cannot be read are a failure, which leaves the
+ * header as it was. */
 KSUTIL_API int kssac_putevent_kssac(KSSac *kssac, Dbptr wf, Dbptr origin);
 
 /* Copies from the header into database rows, which must be writable (a view's rows are

@@ -2,6 +2,7 @@
 
 #include <cstdio>
 #include <cstring>
+#include <new>
 #include <string>
 
 #include "core/params.h"
@@ -103,8 +104,9 @@ int read_magnitude_rules(const char *text, MagnitudeRules &rules) {
   return read_magnitude_rules(pf, rules);
 }
 
-int read_default_magnitude_rules(MagnitudeRules &rules) {
-  return read_magnitude_rules(kDefaultMagnitudeRules, rules);
+void read_default_magnitude_rules(MagnitudeRules &rules) {
+  /* Only memory can be wanting: the text is one of the library. */
+  if (read_magnitude_rules(kDefaultMagnitudeRules, rules) < 0) throw std::bad_alloc();
 }
 
 RuleBook::RuleBook(const MagnitudeRules &rules) {

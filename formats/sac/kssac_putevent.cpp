@@ -39,14 +39,17 @@ std::string text_or_null(const JoinedRow &row, JoinedRow::Tables tables,
 }
 
 /* The location code that the table seedcode has for a station channel, of the given
- * network when that is known; the header's null when there is none. */
-std::string location_of(Dbptr record, const std::string &sta, const std::string &chan,
-                        const std::string &net) {
-  const ElogScope scope;  // a schema without the table is not a failure
-  const Dbptr table = dblookup(record, "", "seedcode", "", "");
-  if (table.table == dbINVALID) return kNullText;
-  const std::shared_ptr<const db::Snapshot> rows = db::table_snapshot(table);
-  if (rows == nullptr) return kNullText;
+ * network when that is known; the header's null when there is none.  False, with a message,
+ * when the table cannot be read. */
+bool location_of(Dbptr record, const std::string &sta, const std::string &chan,
+                 const std::string &net, std::string &location) {
+  location = kNullText;
+  const db::DatabaseStore *const store = db::database_store(record);
+  if (store == nullptr || store->schema()->find("seedcode") == nullptr) return true;
+  const std::shared_ptr<const db::Snapshot> rows =
+      db::table_snapshot(dblookup(record, "", "seedcode", "", ""));
+  if (rows == nullptr) return false;
+  ElogScope messages;  // broken rows are of no channel
   const db::TextColumn row_sta(rows->layout(), "sta"), row_chan(rows->layout(), "chan"),
       row_net(rows->layout(), "net"), row_loc(rows->layout(), "loc");
   std::string_view value;
@@ -58,19 +61,29 @@ std::string location_of(Dbptr record, const std::string &sta, const std::string 
         value != net) {
       continue;
     }
-    if (row_loc.read(row, value) && !row_loc.is_null(value)) return std::string(value);
-    return kNullText;
+    if (row_loc.read(row, value) && !row_loc.is_null(value)) location = value;
+    return true;
   }
-  return kNullText;
+  if (!rows->complete()) messages.keep();
+  return rows->complete();
 }
 
-void put_names(KSSac *kssac, Dbptr record, const JoinedRow &row) {
-  const std::string sta =
+struct Names {
+  std::string sta, chan, net, loc;
+};
+
+/* False, with a message, when the table seedcode cannot be read. */
+bool read_names(Dbptr record, const JoinedRow &row, Names &names) {
+  names.sta =
       text_or_null(row, {"wfdisc", "trace", "site", "sitechan", "affiliation"}, "sta");
-  const std::string chan = text_or_null(row, {"wfdisc", "trace", "sitechan"}, "chan");
-  const std::string net = text_or_null(row, {"trace", "affiliation"}, "net");
-  kssac_puthdr_kssac(kssac, "KSTNM", sta.c_str(), "KCMPNM", chan.c_str(), "KNETWK",
-                     net.c_str(), "KHOLE", location_of(record, sta, chan, net).c_str(),
+  names.chan = text_or_null(row, {"wfdisc", "trace", "sitechan"}, "chan");
+  names.net = text_or_null(row, {"trace", "affiliation"}, "net");
+  return location_of(record, names.sta, names.chan, names.net, names.loc);
+}
+
+void put_names(KSSac *kssac, const Names &names) {
+  kssac_puthdr_kssac(kssac, "KSTNM", names.sta.c_str(), "KCMPNM", names.chan.c_str(),
+                     "KNETWK", names.net.c_str(), "KHOLE", names.loc.c_str(),
                      (char *)nullptr);
 }
 
@@ -168,11 +181,15 @@ int kssac_putevent_kssac(KSSac *kssac, Dbptr wf, Dbptr origin) {
       return fail("kssac_putevent_kssac", "Cannot read the database row");
     }
     if (with_waveform) {
-      /* First, as it alone can fail. */
+      /* First, as these alone can fail. */
+      Names names;
+      if (!read_names(wf, waveform, names)) {
+        return fail("kssac_putevent_kssac", "Cannot read the table seedcode");
+      }
       if (!put_waveform(kssac, waveform)) {
         return fail("kssac_putevent_kssac", "kssac_putdata_kssac() error");
       }
-      put_names(kssac, wf, waveform);
+      put_names(kssac, names);
       put_places(kssac, waveform);
     }
     if (with_event) put_origin(kssac, event);

@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <array>
 #include <bit>
+#include <cerrno>
 #include <cmath>
 #include <cstring>
 #include <filesystem>
@@ -36,17 +37,28 @@ std::uint32_t word(const char *from) {
   return value;
 }
 
-/* The first bytes of a regular file. */
-std::string head_of(const std::string &path, std::int64_t &size,
-                    std::size_t most = kHead) {
+struct Head {
+  std::string bytes;      // the first ones of a regular file, of others none
+  std::int64_t size = 0;  // of the file
+  int error = 0;          // errno when it cannot be read
+};
+
+Head head_of(const std::string &path, std::size_t most = kHead) {
+  Head head;
   const FileHandle file = open_file(path, O_RDONLY | O_NONBLOCK);
   struct stat status {};
-  std::string head(most, '\0');
-  size = 0;
-  if (!file || ::fstat(file.get(), &status) != 0 || !S_ISREG(status.st_mode)) return "";
-  const ssize_t got = read_at(file.get(), head.data(), head.size(), 0);
-  head.resize(static_cast<std::size_t>(std::max<ssize_t>(got, 0)));
-  size = status.st_size;
+  if (!file || ::fstat(file.get(), &status) != 0) {
+    head.error = errno;
+    return head;
+  }
+  if (!S_ISREG(status.st_mode)) return head;
+  head.size = status.st_size;
+  head.bytes.resize(most);
+  const ssize_t got = read_at(file.get(), head.bytes.data(), most, 0);
+  if (got < 0 || (head.bytes.size() > static_cast<std::size_t>(got) && errno != 0)) {
+    head.error = errno;
+  }
+  head.bytes.resize(static_cast<std::size_t>(std::max<ssize_t>(got, 0)));
   return head;
 }
 
@@ -124,22 +136,26 @@ std::string taken(ElogScope &scope) {
 
 }  // namespace
 
-FileKind kind_of_file(const std::string &path) {
-  std::int64_t size;
-  const FileKind kind = kind_of(head_of(path, size));
-  if (kind != FileKind::kOther || size <= std::int64_t{kHead}) return kind;
-  return miniseed_recognise(head_of(path, size, kLongHead)) ? FileKind::kMiniseed
-                                                            : FileKind::kOther;
+FileKind kind_of_file(const std::string &path, int *error) {
+  Head head = head_of(path);
+  FileKind kind = kind_of(head.bytes);
+  if (kind == FileKind::kOther && head.size > std::int64_t{kHead} && head.error == 0) {
+    head = head_of(path, kLongHead);
+    if (miniseed_recognise(head.bytes)) kind = FileKind::kMiniseed;
+  }
+  if (error != nullptr) *error = head.error;
+  return head.error == 0 ? kind : FileKind::kUnreadable;
 }
 
 bool Scan::add(const std::string &path) {
   std::error_code error;
   const fs::path real = fs::canonical(path, error);
+  const bool is_folder = !error && fs::is_directory(real, error);
   if (error) {
     elog_log(0, "import: %s: %s.\n", path.c_str(), error.message().c_str());
     return false;
   }
-  if (fs::is_directory(real, error)) {
+  if (is_folder) {
     roots_.push_back(real.string());
     add_folder(real.string(), 0);
   } else {
@@ -150,10 +166,11 @@ bool Scan::add(const std::string &path) {
 
 void Scan::add_folder(const std::string &path, int depth) {
   struct stat status {};
-  if (::stat(path.c_str(), &status) != 0 ||
-      !seen_.emplace(status.st_dev, status.st_ino).second) {
+  if (::stat(path.c_str(), &status) != 0) {
+    listener_.refused(path, std::strerror(errno));
     return;
   }
+  if (!seen_.emplace(status.st_dev, status.st_ino).second) return;
   if (depth > kMostDepth) {
     listener_.refused(path, "the folders are nested too deeply");
     return;
@@ -167,7 +184,7 @@ void Scan::add_folder(const std::string &path, int depth) {
     const std::string below = path + (path.back() == '/' ? "" : "/") + name;
     struct stat kind {};
     if (::stat(below.c_str(), &kind) != 0) {
-      listener_.other(below);  // a link that leads nowhere
+      refuse_unless_gone(below);
     } else if (S_ISDIR(kind.st_mode)) {
       add_folder(below, depth + 1);
     } else {
@@ -176,9 +193,23 @@ void Scan::add_folder(const std::string &path, int depth) {
   }
 }
 
+/* After a look that failed: a link that leads nowhere is not a waveform file, but one that
+ * the disk does not show may be. */
+void Scan::refuse_unless_gone(const std::string &path) {
+  if (errno == ENOENT || errno == ENOTDIR || errno == ELOOP) {
+    listener_.other(path);
+  } else {
+    listener_.refused(path, std::strerror(errno));
+  }
+}
+
 void Scan::add_file(const std::string &path) {
   struct stat status {};
-  if (::stat(path.c_str(), &status) != 0 || !S_ISREG(status.st_mode)) {
+  if (::stat(path.c_str(), &status) != 0) {
+    refuse_unless_gone(path);
+    return;
+  }
+  if (!S_ISREG(status.st_mode)) {
     listener_.other(path);
     return;
   }
@@ -190,9 +221,13 @@ void Scan::add_file(const std::string &path) {
   file.name = path.substr(slash + 1);
   file.first = pieces_.size();
   std::string why;
-  switch (kind_of_file(path)) {
+  int error = 0;
+  switch (kind_of_file(path, &error)) {
     case FileKind::kOther:
       listener_.other(path);
+      return;
+    case FileKind::kUnreadable:
+      listener_.refused(path, std::strerror(error));
       return;
     case FileKind::kMiniseed:
       if (!read_miniseed(path)) return;
@@ -237,8 +272,12 @@ bool Scan::read_miniseed(const std::string &path) {
 }
 
 bool Scan::read_sac(const std::string &path, std::string &why) {
-  std::int64_t size = 0;
-  const SacHeader header(head_of(path, size));
+  const Head head = head_of(path);
+  if (head.bytes.size() < KSSAC_HEADER_SIZE) {
+    why = head.error == 0 ? "it was changed meanwhile" : std::strerror(head.error);
+    return false;
+  }
+  const SacHeader header(head.bytes);
   if (!header) {
     why = "memory is short";
     return false;
@@ -254,7 +293,7 @@ bool Scan::read_sac(const std::string &path, std::string &why) {
   } else if (sta.empty() || chan.empty()) {
     why = "it lacks KSTNM or KCMPNM";
   } else if (!header.known("NPTS", npts) || npts < 1 ||
-             npts > (size - KSSAC_HEADER_SIZE) / 4) {
+             npts > (head.size - KSSAC_HEADER_SIZE) / 4) {
     why = "it lacks samples that NPTS promises";
   } else if (!header.known("B", begin) ||
              kssac_getreftime_kssac(header.record(), &reference) != 0) {

@@ -23,10 +23,11 @@ struct ChannelCodes {
       default;  // NOLINT(modernize-use-nullptr)
 };
 
-enum class FileKind { kMiniseed, kSac, kOther };
+enum class FileKind { kMiniseed, kSac, kOther, kUnreadable };
 
-/* The kind of a file, by its first bytes; kOther also when it cannot be read. */
-FileKind kind_of_file(const std::string &path);
+/* The kind of a file, by its first bytes; kUnreadable, with errno in `error`, when these
+ * cannot be read. */
+FileKind kind_of_file(const std::string &path, int *error = nullptr);
 
 struct ScannedPiece {
   std::uint32_t channel = 0;  // in Scan::channels
@@ -44,7 +45,8 @@ struct ScannedFile {
 
 struct ScanListener {
   std::function<void(std::int64_t files)> reached = [](std::int64_t) {};
-  /* A file that is a waveform file by its beginning, but cannot be used. */
+  /* A file that is a waveform file by its beginning, but cannot be used; a file or folder
+   * that cannot be read. */
   std::function<void(const std::string &path, const std::string &why)> refused =
       [](const std::string &, const std::string &) {};
   /* A remark on a file that is used: lost samples, foreign bytes. */
@@ -74,6 +76,7 @@ class Scan {
 
   void add_folder(const std::string &path, int depth);
   void add_file(const std::string &path);
+  void refuse_unless_gone(const std::string &path);
   bool read_miniseed(const std::string &path);
   bool read_sac(const std::string &path, std::string &why);
   std::uint32_t channel(const ChannelCodes &codes);

@@ -48,12 +48,18 @@ class KSUTIL_API ViewRows {
   std::unique_ptr<Impl> impl_;
 };
 
+/* Whether dbjoin refuses to join two tables or views by these keys (null or lists as for
+ * dbjoin) whatever their records are.  Reads no record; false when memory is short. */
+KSUTIL_API bool refuses_join(Dbptr left, Dbptr right, Tbl *lkeys, Tbl *rkeys);
+
 /* A condition on the records of a table or view. */
 class KSUTIL_API ViewCondition {
  public:
-  /* Null, with the message of dbsubset, when the text is not an expression over the
-   * fields. */
-  static std::unique_ptr<ViewCondition> compile(Dbptr view, const std::string &text);
+  /* Null, with the message of dbsubset, when the text is not an expression over the fields,
+   * and when a table cannot be read or memory is short.  `wrong`, when given, tells whether
+   * the text is the reason. */
+  static std::unique_ptr<ViewCondition> compile(Dbptr view, const std::string &text,
+                                                bool *wrong = nullptr);
   ~ViewCondition();
 
   /* Whether the condition is true for the rows of a record: 1; 0 also for a null; -1, with

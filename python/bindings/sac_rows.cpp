@@ -1,8 +1,10 @@
 /* sac_rows: copies between the header of a seismogram and rows of a database. */
 #include <ksutil/platform/db/db.h>
 #include <ksutil/platform/elog/elog.h>
+#include "platform/db/access.h"
 #include "platform/stock/owners.h"
 
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -25,6 +27,10 @@ class OwnDatabase {
 
   bool good() const { return db_.database != dbINVALID; }
   Dbptr table(const char *name) const { return dblookup(db_, "", name, "", ""); }
+  bool has_table(const char *name) const {
+    const db::DatabaseStore *const store = db::database_store(db_);
+    return store != nullptr && store->schema()->find(name) != nullptr;
+  }
 
  private:
   Dbptr db_;
@@ -55,7 +61,8 @@ Dbptr find(const OwnDatabase &database, const char *table, const char *field,
   return found;
 }
 
-/* The record of wfdisc together with those rows of the station tables that there are. */
+/* The record of wfdisc together with those rows of the station tables that there are;
+ * invalid, with messages, when a table cannot be read. */
 Dbptr with_station(const OwnDatabase &database, Dbptr row) {
   struct Link {
     const char *table;
@@ -69,14 +76,21 @@ Dbptr with_station(const OwnDatabase &database, Dbptr row) {
       {"affiliation", {"wfdisc.sta"}, {"sta"}},
       {"seedcode", {"wfdisc.sta", "wfdisc.chan"}, {"sta", "chan"}}};
   for (Link &link : links) {
-    const ElogScope quiet;  // a schema without the table
+    if (!database.has_table(link.table)) continue;
+    ElogScope messages;  // broken rows are of no station
     const Dbptr table = database.table(link.table);
-    if (table.table == dbINVALID) continue;
+    const std::shared_ptr<const db::Snapshot> rows = db::table_snapshot(table);
     Dbptr all = row;
     all.record = dbALL;
     const TblPtr left = list_of(link.of_row), right = list_of(link.of_table);
-    Dbptr joined = dbjoin(all, table, left.get(), right.get());
-    if (joined.table == dbINVALID || count_rows(joined) < 1) continue;
+    Dbptr joined =
+        rows == nullptr ? dbinvalid() : dbjoin(all, table, left.get(), right.get());
+    const long count = joined.table == dbINVALID ? -1 : count_rows(joined);
+    if (count < 0 || !rows->complete()) {
+      messages.keep();
+      return dbinvalid();
+    }
+    if (count == 0) continue;
     joined.record = 0;
     row = joined;
   }
@@ -111,7 +125,10 @@ void put_rows(const Sac &self, const py::object &database,
               std::optional<std::int64_t> wfid, std::optional<std::int64_t> orid) {
   with_rows(self, database, "r", wfid, orid,
             [&](const OwnDatabase &opened, Dbptr wf, Dbptr origin) {
-              if (wfid) wf = with_station(opened, wf);
+              if (wfid) {
+                wf = with_station(opened, wf);
+                if (wf.table == dbINVALID) return -1;
+              }
               return kssac_putevent_kssac(self.get(), wf, origin);
             });
 }

@@ -297,17 +297,17 @@ long update(const View &view, const std::vector<long> &records, const py::list &
         const std::string repeated =
             tools::repeated_key(*rows, rows->layout(), changed);
         if (!repeated.empty()) throw Error(layout.name + ": " + repeated);
-        std::vector<std::shared_ptr<const db::Snapshot>> held;
-        const auto lines = tools::lost_references(
-            *rows, changed, referrers,
-            [&](const std::string &table) -> const db::Snapshot * {
-              for (std::size_t i = 0; i < place; i++) {
-                if (tables[i] != table) continue;
-                held.push_back(step.snapshot(i));
-                return held.back().get();
-              }
-              return nullptr;
-            });
+        const auto lines =
+            tools::lost_references(*rows, changed, referrers,
+                                   [&](const std::string &table,
+                                       std::shared_ptr<const db::Snapshot> &referring) {
+                                     for (std::size_t i = 0; i < place; i++) {
+                                       if (tables[i] != table) continue;
+                                       referring = step.snapshot(i);
+                                       return referring != nullptr;
+                                     }
+                                     return true;
+                                   });
         if (!lines.empty()) refuse_references(lines);
       }
       for (const ChangedRow &row : changed) {
@@ -351,14 +351,14 @@ long remove(const View &view, const std::vector<long> &records, const py::list &
         tools::take_away(values, tools::values_in(*rows, referrers, [&](long record) {
                            return !is_gone(record);
                          }));
-        std::vector<std::shared_ptr<const db::Snapshot>> held;
         const auto lines = tools::told_references(
             referrers,
-            [&](const std::string &name) -> const db::Snapshot * {
+            [&](const std::string &name,
+                std::shared_ptr<const db::Snapshot> &referring) {
               const auto found = locked.find(name);
-              if (found == locked.end()) return nullptr;
-              held.push_back(found->second->snapshot());
-              return held.back().get();
+              if (found == locked.end()) return true;
+              referring = found->second->snapshot();
+              return referring != nullptr;
             },
             values);
         if (!lines.empty()) refuse_references(lines);

@@ -324,6 +324,23 @@ TEST_F(KsdbEdit, TablesThatCannotBeWrittenGiveAnErrorAndNoChange) {
   EXPECT_EQ(table("event") + table("netmag") + table("lastid"), before);
 }
 
+/* Exit code 2 would tell a script that its expression is wrong. */
+TEST_F(KsdbEdit, TablesThatCannotBeReadAreNotWrongUsage) {
+  std::filesystem::remove(name_ + ".origin");
+  std::filesystem::create_directory(name_ + ".origin");
+  for (const auto &[command, rest] :
+       {std::pair("list --where 'depth > 5'", "origin"), std::pair("list", "origin"),
+        std::pair("subset", "origin 'depth > 5'"), std::pair("sort", "origin depth"),
+        std::pair("group --aggregate 'mean(depth)'", "origin evid"),
+        std::pair("join --left-keys prefor --right-keys orid", "event origin"),
+        std::pair("plot --where 'depth > 5' --x lon --y lat -o /dev/null", "origin")}) {
+    const ProgramRun failed = run(command, rest);
+    EXPECT_EQ(failed.code, 1) << command;
+    EXPECT_THAT(failed.errors, HasSubstr("not a regular file")) << command;
+  }
+  EXPECT_EQ(run("join --left-keys evid --right-keys magtype", "event netmag").code, 2);
+}
+
 TEST_F(KsdbEdit, TwoAddersGetDifferentIds) {
   constexpr int kRows = 40;
   std::vector<std::thread> adders;

@@ -302,6 +302,24 @@ TEST_F(Kswave, DrawsPicksTheoryAndSections) {
   EXPECT_EQ(run("plot --line 0 -o p.svg db").code, 2);
 }
 
+/* An event or its picks that cannot be read are not told as, or drawn like, none. */
+TEST_F(Kswave, EventsThatCannotBeReadAreNotMissing) {
+  for (const auto &[table, choice] :
+       {std::pair("assoc", "--orid 5"), std::pair("arrival", "--orid 5"),
+        std::pair("event", "--evid 3"), std::pair("origin", "--orid 5")}) {
+    const std::string path = folder_ / (std::string("db.") + table);
+    const std::string rows = read_text(path);
+    std::filesystem::remove(path);
+    std::filesystem::create_directory(path);
+    const ProgramRun drawn = run("plot -o p.svg db " + std::string(choice));
+    EXPECT_EQ(drawn.code, 1) << table;
+    EXPECT_THAT(drawn.errors, HasSubstr("not a regular file")) << table;
+    EXPECT_THAT(drawn.errors, Not(HasSubstr("there is no"))) << table;
+    std::filesystem::remove(path);
+    folder_.write(std::string("db.") + table, rows);
+  }
+}
+
 /* calib of 0.0633 nm at 1 s makes 2.5143e9 counts for a m/s. */
 TEST_F(Kswave, ResponsesAndSpectra) {
   EXPECT_THAT(

@@ -5,6 +5,7 @@
 
 #include "platform/stock/text.h"
 #include "tools/common/cells.h"
+#include "tools/common/cli.h"
 #include "tools/common/messages.h"
 
 namespace ksutil::tools {
@@ -92,29 +93,29 @@ std::optional<double> Accumulator::result() {
   }
 }
 
-bool Aggregates::choose(Dbptr view, const std::vector<std::string> &items, bool raw,
-                        Form form) {
+int Aggregates::choose(Dbptr view, const std::vector<std::string> &items, bool raw,
+                       Form form) {
   raw_ = raw;
   form_ = form;
-  if (items.empty()) return true;
+  if (items.empty()) return kOk;
   std::vector<std::string> expressions;
   for (const std::string &text : items) {
     Item item{text, Figure::kCount, expr::Type::kReal};
     std::string expression;
-    if (!split_figure(text, item.figure, expression)) return false;
+    if (!split_figure(text, item.figure, expression)) return kUsage;
     items_.push_back(std::move(item));
     expressions.push_back(std::move(expression));
   }
-  if (!cells_.choose(view, expressions, raw)) return false;
+  if (const int code = cells_.choose(view, expressions, raw); code != kOk) return code;
   for (std::size_t i = 0; i < items_.size(); i++) {
     items_[i].type = cells_.type(i);
     if (items_[i].type == expr::Type::kText && !is_count(items_[i].figure)) {
       complain("--aggregate: " + items_[i].text + ": '" + expressions[i] +
                "' is a text, not a number");
-      return false;
+      return kUsage;
     }
   }
-  return true;
+  return kOk;
 }
 
 std::vector<Column> Aggregates::columns() const {

@@ -39,9 +39,10 @@ class Accumulator {
 /* The figures that a user asks for, each a name with an expression: "mean(depth)". */
 class Aggregates {
  public:
-  /* False, with a message registered or a complaint, for an unknown name, an expression
-   * that does not compile, or a figure of texts. */
-  bool choose(Dbptr view, const std::vector<std::string> &items, bool raw, Form form);
+  /* An exit code, other than kOk with a message registered or a complaint: kUsage for an
+   * unknown name, an expression that does not compile, or a figure of texts; else as
+   * ViewCells::choose. */
+  int choose(Dbptr view, const std::vector<std::string> &items, bool raw, Form form);
   bool empty() const { return items_.empty(); }
   std::vector<Column> columns() const;
 

@@ -8,20 +8,23 @@
 #include <vector>
 
 #include "platform/db/view_rows.h"
+#include "tools/common/cli.h"
 
 namespace ksutil::tools {
 
 class Conditions {
  public:
-  /* An empty text is not a condition.  False, with a message registered, for a text that does
-   * not compile. */
-  bool compile(Dbptr view, const std::vector<std::string> &texts) {
+  /* An empty text is not a condition.  An exit code, other than kOk with a message registered:
+   * kUsage for a text that is not an expression over the fields, kFailure when a table cannot
+   * be read or memory is short. */
+  int compile(Dbptr view, const std::vector<std::string> &texts) {
     for (const std::string &text : texts) {
       if (text.empty()) continue;
-      conditions_.push_back(db::ViewCondition::compile(view, text));
-      if (conditions_.back() == nullptr) return false;
+      bool wrong = false;
+      conditions_.push_back(db::ViewCondition::compile(view, text, &wrong));
+      if (conditions_.back() == nullptr) return wrong ? kUsage : kFailure;
     }
-    return true;
+    return kOk;
   }
   bool empty() const { return conditions_.empty(); }
 

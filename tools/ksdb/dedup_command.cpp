@@ -24,10 +24,11 @@ struct DedupOptions {
 };
 
 /* Removes from the list the rows that other tables refer to by values that no other row
- * has; returns their number. */
-std::size_t leave_referred(LockedTables &locked, const db::Snapshot &rows,
-                           const std::vector<Referrer> &referrers,
-                           std::vector<Repetition> &repetitions) {
+ * has, and counts them in `left`.  False, with a complaint, when a table that may refer to
+ * them cannot be read. */
+bool leave_referred(LockedTables &locked, const db::Snapshot &rows,
+                    const std::vector<Referrer> &referrers,
+                    std::vector<Repetition> &repetitions, std::size_t &left) {
   const auto is_repetition = [&](long record) {
     const auto found = std::lower_bound(
         repetitions.begin(), repetitions.end(), record,
@@ -40,13 +41,19 @@ std::size_t leave_referred(LockedTables &locked, const db::Snapshot &rows,
   ValuesOfFields referred;
   for (const Referrer &referrer : referrers) {
     const auto table = locked.find(referrer.table);
-    const auto other = table == locked.end() ? nullptr : table->second->snapshot();
-    if (other == nullptr) continue;
-    each_reference(referrer, *other, gone, [&](long, const std::string &value) {
-      referred[referrer.target].insert(value);
-    });
+    if (table == locked.end()) continue;
+    const auto other = table->second->snapshot();
+    if (other != nullptr) {
+      each_reference(referrer, *other, gone, [&](long, const std::string &value) {
+        referred[referrer.target].insert(value);
+      });
+    }
+    if (other == nullptr || !other->complete()) {
+      complain("cannot read all rows of " + referrer.table);
+      return false;
+    }
   }
-  std::size_t left = 0;
+  left = 0;
   std::string value;
   for (const auto &[field, values] : referred) {
     const KeyReader reader(rows.layout(), {field});
@@ -54,7 +61,7 @@ std::size_t leave_referred(LockedTables &locked, const db::Snapshot &rows,
       return reader.read(rows.row(row.record), value) && values.contains(value);
     });
   }
-  return left;
+  return true;
 }
 
 void print_removed(const db::Snapshot &rows, const std::vector<Repetition> &removed,
@@ -99,7 +106,7 @@ int dedup(const DedupOptions &options) {
           complain("cannot read all rows of " + options.table);
           return false;
         }
-        left = leave_referred(locked, *rows, referrers, repetitions);
+        if (!leave_referred(locked, *rows, referrers, repetitions, left)) return false;
         std::vector<long> records;
         for (const Repetition &row : repetitions) records.push_back(row.record);
         return options.dry_run || db::remove_rows(table, records);

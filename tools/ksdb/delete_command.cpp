@@ -27,14 +27,13 @@ bool keeps_references(LockedTables &locked, const db::Snapshot &rows,
   ValuesOfFields gone = values_in(rows, referrers, is_chosen);
   take_away(gone, values_in(rows, referrers,
                             [&](long record) { return !is_chosen(record); }));
-  std::vector<std::shared_ptr<const db::Snapshot>> held;
   const std::vector<std::string> lines = told_references(
       referrers,
-      [&](const std::string &table) -> const db::Snapshot * {
+      [&](const std::string &table, std::shared_ptr<const db::Snapshot> &referring) {
         const auto found = locked.find(table);
-        if (found == locked.end()) return nullptr;
-        held.push_back(found->second->snapshot());
-        return held.back().get();
+        if (found == locked.end()) return true;
+        referring = found->second->snapshot();
+        return referring != nullptr;
       },
       gone);
   if (lines.empty()) return true;

@@ -52,14 +52,16 @@ bool with_locked(db::DatabaseStore &store, const std::string &table,
                  const std::vector<Referrer> &referrers,
                  const std::function<bool(LockedTables &)> &work);
 
-/* The names of the tables of the referrers that exist, other than the table itself. */
+/* The names of the tables of the referrers that have rows or cannot be looked at, other than
+ * the table itself. */
 std::vector<std::string> referring_tables(db::DatabaseStore &store,
                                           const std::string &table,
                                           const std::vector<Referrer> &referrers);
 
 /* Describes a row whose primary key or id is that of another row: compares the rows of
  * `changed` whose keys are new (a record of the count or above is a new row) with each
- * other and with the rest of the table.  "" when all are different. */
+ * other and with the rest of the table.  "" when all are different; rows that cannot be read
+ * now may be equal. */
 struct ChangedRow {
   long record;
   std::string text;

@@ -22,10 +22,11 @@ FilteredRows::FilteredRows(db::ViewRows &rows)
           std::max(kWindowBytes / std::max(rows.record_bytes(), std::size_t{1}),
                    std::size_t{1})))) {}
 
-bool FilteredRows::compile(Dbptr view, const std::vector<std::string> &texts) {
-  return std::all_of(
-      std::begin(conditions_), std::end(conditions_),
-      [&](Conditions &conditions) { return conditions.compile(view, texts); });
+int FilteredRows::compile(Dbptr view, const std::vector<std::string> &texts) {
+  for (Conditions &conditions : conditions_) {
+    if (const int code = conditions.compile(view, texts); code != kOk) return code;
+  }
+  return kOk;
 }
 
 bool FilteredRows::take(unsigned sharer, long first, std::size_t count,

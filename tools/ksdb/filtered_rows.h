@@ -20,8 +20,8 @@ class FilteredRows final : private db::RowTaker {
   /* `rows` outlives the object. */
   explicit FilteredRows(db::ViewRows &rows);
 
-  /* False, with a message registered, for a text that does not compile. */
-  bool compile(Dbptr view, const std::vector<std::string> &texts);
+  /* As Conditions::compile. */
+  int compile(Dbptr view, const std::vector<std::string> &texts);
 
   /* For the next record, record 0 first: 1, and its rows, which are valid until the next
    * call, when all conditions are true; 0 when one is false or null; -1 when the record

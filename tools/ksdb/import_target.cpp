@@ -1,6 +1,7 @@
 #include "tools/ksdb/import_target.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <filesystem>
 #include <system_error>
 #include <vector>
@@ -33,27 +34,38 @@ bool is_of_database(const std::string &ending, const std::string &schema) {
   });
 }
 
-/* Whether there is a descriptor, or a file that could be a table or a journal.  Other
- * files of that name with an ending, such as the catalogue itself, do not count. */
-bool is_there(const fs::path &path, const std::string &schema) {
+/* 1 when there is a descriptor, or a file that could be a table or a journal, else 0; -1,
+ * with a complaint, when the disk does not tell.  Other files of that name with an ending,
+ * such as the catalogue itself, do not count. */
+int look_for(const fs::path &path, const std::string &schema) {
   std::error_code failed;
-  if (fs::exists(path, failed)) return true;
+  if (fs::exists(path, failed)) return 1;
+  if (failed) {
+    complain("cannot look for " + path.string() + ": " + failed.message());
+    return -1;
+  }
   const std::string begin = path.filename().string() + ".";
   FolderNames names(path.parent_path().string());
   while (const char *const next = names.next()) {
     const std::string file = next;
     if (file.starts_with(begin) && is_of_database(file.substr(begin.size()), schema)) {
-      return true;
+      return 1;
     }
   }
-  return false;
+  const int error = names.error();
+  if (error == 0 || error == ENOENT || error == ENOTDIR || error == EACCES) return 0;
+  complain("cannot list the folder of " + path.string() + ": " +
+           std::generic_category().message(error));
+  return -1;
 }
 
 }  // namespace
 
 bool ImportTarget::open(const std::string &name, const std::string &schema,
                         bool dry_run) {
-  if (!is_there(name, schema)) {
+  const int there = look_for(name, schema);
+  if (there < 0) return false;
+  if (there == 0) {
     if (schema.empty()) {
       complain("there is no database " + name + "; --create SCHEMA makes one");
       return false;
@@ -71,7 +83,9 @@ bool ImportTarget::open(const std::string &name, const std::string &schema,
 
 bool ImportTarget::open_or_make(const db::StoreDescriptor &descriptor) {
   const std::string &name = descriptor.name;
-  if (!is_there(name, descriptor.schema)) {
+  const int there = look_for(name, descriptor.schema);
+  if (there < 0) return false;
+  if (there == 0) {
     if (!db::create_database(descriptor)) return false;
     made_ = name;
   } else if (!descriptor.connection.empty()) {
@@ -82,7 +96,9 @@ bool ImportTarget::open_or_make(const db::StoreDescriptor &descriptor) {
   return store_ != nullptr;
 }
 
-/* Removes only the descriptor and tables without rows, never a file that holds data. */
+/* Removes only the descriptor and tables without rows, never a file that holds data.  With
+ * them goes the journal of a step that could not be undone: without rows nothing is left to
+ * undo. */
 ImportTarget::~ImportTarget() {
   if (made_.empty()) return;
   std::vector<std::string> tables;
@@ -95,14 +111,18 @@ ImportTarget::~ImportTarget() {
   std::error_code failed;
   bool empty = true;
   for (const std::string &table : tables) {
-    if (!fs::exists(table, failed)) continue;
+    const bool exists = fs::exists(table, failed);
+    if (failed) empty = false;
+    if (!exists) continue;
     if (fs::file_size(table, failed) == 0) {
       fs::remove(table, failed);
     } else {
       empty = false;
     }
   }
-  if (empty) fs::remove(made_, failed);
+  if (!empty) return;
+  fs::remove(made_ + ".journal", failed);
+  fs::remove(made_, failed);
 }
 
 }  // namespace ksutil::tools

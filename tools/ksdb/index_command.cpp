@@ -38,8 +38,10 @@ class FileComplaints {
 
 bool is_waveform_input(const std::string &path) {
   std::error_code error;
-  return std::filesystem::is_directory(path, error) ||
-         waveform_index::kind_of_file(path) != waveform_index::FileKind::kOther;
+  if (std::filesystem::is_directory(path, error)) return true;
+  const waveform_index::FileKind kind = waveform_index::kind_of_file(path);
+  return kind == waveform_index::FileKind::kMiniseed ||
+         kind == waveform_index::FileKind::kSac;
 }
 
 int index_waveform_files(const IndexArguments &arguments) {

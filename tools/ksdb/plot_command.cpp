@@ -60,7 +60,9 @@ int draw(const PlotCommandOptions &given) {
   if (!database) return kFailure;
   Dbptr view = open_tables(database, options.tables);
   if (view.table < 0) return kFailure;
-  if (!Conditions().compile(view, {options.where})) return kUsage;
+  if (const int code = Conditions().compile(view, {options.where}); code != kOk) {
+    return code;
+  }
   if (!options.where.empty()) view = dbsubset(view, options.where.c_str());
   if (view.table < 0) return kFailure;
   if (options.picture.title.empty()) {

@@ -46,6 +46,11 @@ bool change_preferred(db::Transaction &step, const PreferOptions &options,
                     orid = std::to_string(options.orid);
   const long event = record_of(*events, "evid", options.evid);
   const long origin = record_of(*origins, "orid", options.orid);
+  if ((event < 0 && !events->complete()) || (origin < 0 && !origins->complete())) {
+    complain(std::string("cannot read all rows of ") +
+             (origins->complete() ? "event" : "origin"));
+    return false;
+  }
   if (event < 0 || origin < 0) {
     complain(event < 0 ? "there is no event " + evid : "there is no origin " + orid);
     return false;

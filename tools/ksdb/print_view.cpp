@@ -29,15 +29,15 @@ int print_view(Dbptr view, const std::vector<std::string> &conditions,
   ViewCells record;
   const bool filtered = std::any_of(conditions.begin(), conditions.end(),
                                     [](const auto &text) { return !text.empty(); });
-  if (!Conditions().compile(view, conditions) ||
-      !record.choose(view, options.fields, options.raw)) {
-    return kUsage;
-  }
+  int code = Conditions().compile(view, conditions);
+  if (code == kOk) code = record.choose(view, options.fields, options.raw);
+  if (code != kOk) return code;
   const long left_out = left_out_of(view);
   db::ViewRows rows(view);
   if (!rows.good()) return kFailure;
   FilteredRows filter(rows);
-  if (filtered && !filter.compile(view, conditions)) return kUsage;
+  if (filtered) code = filter.compile(view, conditions);
+  if (code != kOk) return code;
   RowPrinter output(record.columns(), options.form);
   std::vector<std::string> cells;
   long unreadable = left_out, shown = 0;

@@ -1,26 +1,33 @@
 #include "tools/ksdb/quantity.h"
 
+#include <new>
 #include <string_view>
 #include <vector>
 
 #include "platform/db/access.h"
-#include "platform/elog/elog.h"
 #include "platform/stock/text.h"
 
 namespace ksutil::tools {
 namespace {
 
-/* The field that an expression names; null for any other expression. */
+/* The field that an expression names, "depth" or "origin.depth"; null for any other
+ * expression. */
 const db::Field *field_of(Dbptr view, const std::string &expression) {
-  const ElogScope quiet;
   view.record = dbNULL;
   std::vector<Dbptr> parts;
-  if (!db::view_parts(view, parts)) return nullptr;
+  if (!db::view_parts(view, parts)) throw std::bad_alloc();
+  const std::size_t point = expression.find('.');
   for (const Dbptr &part : parts) {
-    const int field =
-        dblookup(part, nullptr, nullptr, expression.c_str(), nullptr).field;
-    if (field < 0) continue;
-    return &db::table_store(part)->layout().fields[static_cast<std::size_t>(field)];
+    db::TableStore *const table = db::table_store(part);
+    if (table == nullptr) throw std::bad_alloc();
+    const db::Relation &layout = table->layout();
+    const bool other =
+        point != expression.npos && expression.compare(0, point, layout.name) != 0;
+    const db::Field *const field =
+        other ? nullptr
+              : layout.find(point == expression.npos ? expression
+                                                     : expression.substr(point + 1));
+    if (field != nullptr) return field;
   }
   return nullptr;
 }

@@ -19,7 +19,8 @@ struct Quantity {
   bool down = false;  // a field that counts downward
 };
 
-/* The quantity of a field; of any other expression only the label is known. */
+/* The quantity of a field of a table or view; of any other expression only the label is
+ * known.  Throws std::bad_alloc. */
 Quantity quantity_of(Dbptr view, const std::string &expression);
 
 }  // namespace ksutil::tools

@@ -82,16 +82,24 @@ std::vector<std::string> told_references(const std::vector<Referrer> &referrers,
                                          const ValuesOfFields &values) {
   std::vector<std::string> lines;
   for (const Referrer &referrer : referrers) {
-    const db::Snapshot *const rows = snapshot(referrer.table);
-    if (rows == nullptr) continue;
+    std::shared_ptr<const db::Snapshot> rows;
+    const bool had = snapshot(referrer.table, rows);
+    if (had && rows == nullptr) continue;
     long count = 0, first = -1;
     std::string example;
-    each_reference(referrer, *rows, values, [&](long record, const std::string &value) {
-      if (count++ == 0) {
-        first = record;
-        example = trimmed(value);
-      }
-    });
+    if (had) {
+      each_reference(referrer, *rows, values,
+                     [&](long record, const std::string &value) {
+                       if (count++ == 0) {
+                         first = record;
+                         example = trimmed(value);
+                       }
+                     });
+    }
+    if (!had || !rows->complete()) {
+      lines.push_back("rows of " + referrer.table +
+                      " that cannot be read may refer by " + referrer.field);
+    }
     if (count == 0) continue;
     lines.push_back(std::to_string(count) + " row" + (count == 1 ? "" : "s") + " of " +
                     referrer.table + (count == 1 ? " refers" : " refer") + " by " +

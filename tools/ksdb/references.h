@@ -4,6 +4,7 @@
 
 #include <functional>
 #include <map>
+#include <memory>
 #include <string>
 #include <string_view>
 #include <unordered_set>
@@ -42,9 +43,12 @@ void each_reference(const Referrer &referrer, const db::Snapshot &rows,
                     const ValuesOfFields &values,
                     const std::function<void(long record, const std::string &)> &visit);
 
+/* Gives the rows of a table, null for a table without rows; false when it cannot be read. */
+using SnapshotOf = std::function<bool(const std::string &table,
+                                      std::shared_ptr<const db::Snapshot> &rows)>;
+
 /* How many rows refer to values, as lines for messages: "3 rows of origin refer by evid
- * (record 0: 17)". */
-using SnapshotOf = std::function<const db::Snapshot *(const std::string &table)>;
+ * (record 0: 17)"; a line, too, for a table of which not all rows can be read now. */
 std::vector<std::string> told_references(const std::vector<Referrer> &referrers,
                                          const SnapshotOf &snapshot,
                                          const ValuesOfFields &values);

@@ -76,17 +76,16 @@ class RowSetter {
 
   /* Values of keys that no row has any longer must not be referred to. */
   bool keeps_references(db::Transaction &step, const db::Snapshot &rows) {
-    std::vector<std::shared_ptr<const db::Snapshot>> held;
-    const auto lines =
-        lost_references(rows, changed_, referrers_,
-                        [&](const std::string &table) -> const db::Snapshot * {
-                          for (std::size_t i = 0; i + 1 < tables_.size(); i++) {
-                            if (tables_[i] != table) continue;
-                            held.push_back(step.snapshot(i));
-                            return held.back().get();
-                          }
-                          return nullptr;
-                        });
+    const auto lines = lost_references(
+        rows, changed_, referrers_,
+        [&](const std::string &table, std::shared_ptr<const db::Snapshot> &referring) {
+          for (std::size_t i = 0; i + 1 < tables_.size(); i++) {
+            if (tables_[i] != table) continue;
+            referring = step.snapshot(i);
+            return referring != nullptr;
+          }
+          return true;
+        });
     if (lines.empty()) return true;
     complain_of_references(lines, options_.edit.force);
     return options_.edit.force;

@@ -2,9 +2,23 @@
 
 #include "platform/elog/elog.h"
 #include "platform/stock/text.h"
+#include "tools/common/cli.h"
 #include "tools/ksdb/view_field.h"
 
 namespace ksutil::tools {
+
+/* The field that a name, "time" or "origin.time", means: that of the first table with such
+ * a field.  Null for an unknown name. */
+const db::Field *ViewCells::find_field(std::string_view name, std::size_t &part) const {
+  const std::size_t point = name.find('.');
+  for (part = 0; part < parts_.size(); part++) {
+    const db::Relation &layout = parts_[part]->layout();
+    if (point != name.npos && name.substr(0, point) != layout.name) continue;
+    const int index = layout.index(point == name.npos ? name : name.substr(point + 1));
+    if (index >= 0) return &layout.fields[static_cast<std::size_t>(index)];
+  }
+  return nullptr;
+}
 
 /* Resolves the names of an item; each field that is named gets a slot, its place in
  * fields_. */
@@ -13,20 +27,13 @@ class ViewCells::Names final : public expr::Fields {
   explicit Names(ViewCells &cells) : cells_(cells) {}
 
   bool bind(std::string_view name, int &slot, expr::Type &type) const override {
-    const ElogScope quiet;
-    const std::string field_name(name);
-    for (std::size_t part = 0; part < cells_.parts_.size(); part++) {
-      const Dbptr place =
-          dblookup(cells_.parts_[part], nullptr, nullptr, field_name.c_str(), nullptr);
-      if (place.field < 0) continue;
-      const db::Relation &layout = db::table_store(place)->layout();
-      const db::Field &field = layout.fields[static_cast<std::size_t>(place.field)];
-      slot = static_cast<int>(cells_.fields_.size());
-      cells_.fields_.emplace_back(layout, field, part);
-      type = cells_.fields_.back().type();
-      return field.type != db::FieldType::kPointer;
-    }
-    return false;
+    std::size_t part = 0;
+    const db::Field *const field = cells_.find_field(name, part);
+    if (field == nullptr) return false;
+    slot = static_cast<int>(cells_.fields_.size());
+    cells_.fields_.emplace_back(cells_.parts_[part]->layout(), *field, part);
+    type = cells_.fields_.back().type();
+    return field->type != db::FieldType::kPointer;
   }
 
  private:
@@ -50,21 +57,28 @@ class ViewCells::Values final : public expr::Record {
 ViewCells::ViewCells() = default;
 ViewCells::~ViewCells() = default;
 
-bool ViewCells::choose(Dbptr view, const std::vector<std::string> &items, bool raw) {
+int ViewCells::choose(Dbptr view, const std::vector<std::string> &items, bool raw) {
   raw_ = raw;
   Dbptr null = view;
   null.record = dbNULL;
   Tbl *fields = nullptr;
-  if (!db::view_parts(null, parts_) || dbquery(view, dbq_fields, &fields) < 0) {
-    return false;
+  std::vector<Dbptr> parts;
+  if (!db::view_parts(null, parts) || dbquery(view, dbq_fields, &fields) < 0) {
+    return kFailure;
+  }
+  for (const Dbptr &part : parts) {
+    parts_.push_back(db::table_store(part));
+    if (parts_.back() == nullptr) return kFailure;
   }
   std::vector<std::string> texts = items;
   for (long i = 0; items.empty() && i < counttbl(fields); i++) {
     const auto *const name = static_cast<const char *>(gettbl(fields, i));
     /* Pointers mean something in memory only. */
-    int type = dbPOINTER;
-    dbquery(dblookup(view, nullptr, nullptr, name, nullptr), dbq_field_type, &type);
-    if (type != dbPOINTER) texts.emplace_back(name);
+    std::size_t part = 0;
+    const db::Field *const field = find_field(name, part);
+    if (field != nullptr && field->type != db::FieldType::kPointer) {
+      texts.emplace_back(name);
+    }
   }
   const Names names(*this);
   for (const std::string &text : texts) {
@@ -75,12 +89,12 @@ bool ViewCells::choose(Dbptr view, const std::vector<std::string> &items, bool r
     if (item.program == nullptr) {
       elog_log(0, "ksdb: Can't compile '%s': %s at position %zu.\n", text.c_str(),
                error.message.c_str(), error.position);
-      return false;
+      return kUsage;
     }
     item.field = item.program->only_slot();
     items_.push_back(std::move(item));
   }
-  return true;
+  return kOk;
 }
 
 std::vector<Column> ViewCells::columns() const {

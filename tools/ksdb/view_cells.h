@@ -26,8 +26,9 @@ class ViewCells {
 
   /* Chooses what to read of each record: names of fields and expressions over them, or
    * all fields when the list is empty.  With `raw` a field gives its text as stored.
-   * False, with a message registered, for an item that does not compile. */
-  bool choose(Dbptr view, const std::vector<std::string> &items, bool raw);
+   * An exit code, other than kOk with a message registered: kUsage for an item that does not
+   * compile, kFailure when the fields cannot be had now, as without memory. */
+  int choose(Dbptr view, const std::vector<std::string> &items, bool raw);
 
   std::vector<Column> columns() const;
 
@@ -57,10 +58,11 @@ class ViewCells {
   class Names;
   class Values;
 
+  const db::Field *find_field(std::string_view name, std::size_t &part) const;
   bool evaluate(const Item &item, std::string &cell);
 
   bool raw_ = false;
-  std::vector<Dbptr> parts_;  // the tables of the view
+  std::vector<db::TableStore *> parts_;  // the tables of the view
   const std::string_view *rows_ = nullptr;
   std::vector<ViewField> fields_;  // that the items name
   std::vector<Item> items_;

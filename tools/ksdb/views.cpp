@@ -53,10 +53,6 @@ Dbptr open_joined(const OpenDatabase &database, const ViewsOptions &options) {
   return view;
 }
 
-bool all_compile(Dbptr view, const std::vector<std::string> &expressions) {
-  return Conditions().compile(view, expressions);
-}
-
 int subset(const ViewsOptions &options) {
   const OpenDatabase database(options.print.database, "r");
   return print_view(open_joined(database, options),
@@ -67,9 +63,9 @@ int sort(const ViewsOptions &options) {
   const OpenDatabase database(options.print.database, "r");
   Dbptr view = open_joined(database, options);
   if (view.table < 0) return kFailure;
-  if (!all_compile(view, {options.print.where}) || !all_compile(view, options.keys)) {
-    return kUsage;
-  }
+  int code = Conditions().compile(view, {options.print.where});
+  if (code == kOk) code = Conditions().compile(view, options.keys);
+  if (code != kOk) return code;
   if (!options.print.where.empty()) {
     view = dbsubset(view, options.print.where.c_str());
   }
@@ -93,10 +89,15 @@ int join(const ViewsOptions &options) {
     const Dbptr next = open_tables(database, options.joined[i]);
     if (next.table < 0) return kFailure;
     const TextList left(options.left_keys), right(options.right_keys);
-    view = dbjoin(view, next, options.left_keys.empty() ? nullptr : left.get(),
-                  options.right_keys.empty() ? nullptr : right.get());
-    /* Keys that the user gave are at fault when the tables are there. */
-    if (view.table < 0 && !natural) return kUsage;
+    Tbl *const left_keys = options.left_keys.empty() ? nullptr : left.get();
+    Tbl *const right_keys = options.right_keys.empty() ? nullptr : right.get();
+    const Dbptr joined = dbjoin(view, next, left_keys, right_keys);
+    if (joined.table < 0) {
+      const bool of_keys =
+          !natural && db::refuses_join(view, next, left_keys, right_keys);
+      return of_keys ? kUsage : kFailure;
+    }
+    view = joined;
   }
   return print_view(view, {options.print.where}, options.print);
 }
@@ -108,12 +109,13 @@ int group(const ViewsOptions &options) {
   Conditions where;
   ViewCells keys;
   Aggregates figures;
-  if (!where.compile(view, {options.print.where}) ||
-      !keys.choose(view, options.keys, options.print.raw) ||
-      !figures.choose(view, options.aggregates, options.print.raw,
-                      options.print.form)) {
-    return kUsage;
+  int code = where.compile(view, {options.print.where});
+  if (code == kOk) code = keys.choose(view, options.keys, options.print.raw);
+  if (code == kOk) {
+    code =
+        figures.choose(view, options.aggregates, options.print.raw, options.print.form);
   }
+  if (code != kOk) return code;
   Unreadable unreadable{left_out_of(view), 0};
   db::ViewRows rows(view);
   if (!rows.good()) return kFailure;

@@ -121,6 +121,7 @@ Rows EventSheets::associations(KSEVOrigin &origin) {
     KSEVOriginStation unknown, *station = &unknown;
     if (view_.lookupStation(&origin, row->sta, origin.time, &station) < 0) {
       complete_ = false;
+      without_stations_ = true;
     }
     double delta = -999.0, azimuth = -999.0;
     place(*row, *station, delta, azimuth);

@@ -32,6 +32,8 @@ class EventSheets {
   /* False when rows below the event could not be read, which are left out, or when its
    * preferred origin is missing. */
   bool complete() const { return complete_; }
+  /* Whether, of the tables printed, stations could not be read, which messages tell. */
+  bool without_stations() const { return without_stations_; }
 
   /* The values of the origins that cannot be read, which are shown as nulls. */
   Unreadable unreadable(const OriginReader &reader) const;
@@ -56,6 +58,7 @@ class EventSheets {
   db::RealColumn delta_, esaz_;
   KSEVEvent *event_ = nullptr;
   bool complete_ = true;
+  bool without_stations_ = false;
 };
 
 }  // namespace ksutil::tools

@@ -1,7 +1,9 @@
 /* show: ksevents show, and its older name view. */
+#include <memory>
 #include <string>
 
 #include "events/evclient.h"
+#include "platform/db/access.h"
 #include "platform/elog/elog.h"
 #include "tools/common/open_database.h"
 #include "tools/common/options.h"
@@ -19,18 +21,30 @@ struct ShowOptions {
   bool best = false, tree = false, json = false, raw = false;
 };
 
-/* Whether the event table has a row with the evid. */
-bool has_event(const OpenDatabase &database, long evid) {
-  const ElogScope quiet;
-  const Dbptr rows =
-      dbsubset(database.table("event"), ("evid == " + std::to_string(evid)).c_str());
+/* How many rows of the event table have the evid; -1, with messages, when the table cannot
+ * be read. */
+long count_events(const OpenDatabase &database, long evid) {
+  ElogScope messages;
+  const std::shared_ptr<const db::Snapshot> all =
+      db::table_snapshot(database.table("event"));
+  const Dbptr rows = all == nullptr
+                         ? dbinvalid()
+                         : dbsubset(database.table("event"),
+                                    ("evid == " + std::to_string(evid)).c_str());
   long count = 0;
-  return rows.table >= 0 && dbquery(rows, dbq_record_count, &count) == 0 && count > 0;
+  if (rows.table < 0 || dbquery(rows, dbq_record_count, &count) != 0) {
+    return messages.note(-1L);
+  }
+  if (count > 0 || all->complete()) return count;
+  elog_log(0, "cannot read all rows of event.\n");
+  return messages.note(-1L);
 }
 
 int complain_of_event(const OpenDatabase &database, const ShowOptions &options) {
   const std::string event = std::to_string(options.evid);
-  if (has_event(database, options.evid)) {
+  const long count = count_events(database, options.evid);
+  if (count < 0) return kFailure;
+  if (count > 0) {
     elog_clear_register(0);
     complain("event " + event + " of " + options.database +
              " cannot be read; see 'ksdb verify " + options.database + "'");
@@ -72,6 +86,8 @@ int show(const ShowOptions &options) {
   Unreadable unreadable = sheets.unreadable(origins);
   /* A row that cannot be read does not say which event it belongs to. */
   if (!sheets.complete()) unreadable.rows = unreadable_records(options.database);
+  /* Messages tell why stations could not be read, unless broken records do. */
+  if (sheets.without_stations() && !unreadable.any()) return kFailure;
   elog_clear_register(0);
   return report_unreadable(unreadable, "records", options.database);
 }

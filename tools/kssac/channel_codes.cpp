@@ -1,15 +1,10 @@
 #include "tools/kssac/channel_codes.h"
 
 #include "platform/clock/clock.h"
-#include "platform/elog/elog.h"
 #include "tools/common/cli.h"
+#include "tools/common/has_table.h"
 
 namespace ksutil::tools {
-
-bool ChannelCodes::has_table() {
-  const ElogScope quiet;  // other schemas may lack it
-  return dblookup(db_, "", "seedcode", "", "").table != dbINVALID;
-}
 
 bool ChannelCodes::enter(KSSac *kssac, std::string &chan) {
   std::string sta, seedchan, loc, net;
@@ -18,7 +13,7 @@ bool ChannelCodes::enter(KSSac *kssac, std::string &chan) {
   chan = seedchan;
   if (!known(kssac, "KHOLE", loc)) return true;
   chan += loc;
-  if (!has_table()) return true;
+  if (!has_table(db_, "seedcode")) return true;
 
   Dbptr row = dblookup(db_, "", "seedcode", "", "");
   row.record = dbNULL;
@@ -56,7 +51,7 @@ bool ChannelCodes::add_row(Dbptr row) {
 }
 
 bool ChannelCodes::restore(Dbptr row, KSSac *kssac) {
-  if (!has_table()) return true;
+  if (!has_table(db_, "seedcode")) return true;
   Dbptr found = dblookup(db_, "", "seedcode", "", "");
   const long count = by_channel_.find(row, found);
   if (count < 1) return count == 0;

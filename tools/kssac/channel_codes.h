@@ -29,7 +29,6 @@ class ChannelCodes {
   bool restore(Dbptr row, KSSac *kssac);
 
  private:
-  bool has_table();
   bool add_row(Dbptr row);
 
   const Dbptr db_;

@@ -1,10 +1,12 @@
 #include "tools/kssac/station_join.h"
 
+#include <algorithm>
 #include <cstddef>
 #include <memory>
 
 #include "platform/db/access.h"
 #include "platform/stock/owners.h"
+#include "tools/common/has_table.h"
 
 namespace ksutil::tools {
 namespace {
@@ -13,15 +15,6 @@ TblPtr list_of(std::vector<std::string> &items) {
   TblPtr list(newtbl(static_cast<long>(items.size())));
   for (std::string &item : items) pushtbl(list.get(), item.data());
   return list;
-}
-
-bool has_table(Dbptr db, const std::string &name) {
-  Tbl *tables = nullptr;
-  dbquery(db, dbq_tables, &tables);
-  for (long i = 0; i < counttbl(tables); ++i) {
-    if (name == static_cast<const char *>(gettbl(tables, i))) return true;
-  }
-  return false;
 }
 
 /* The record of wfdisc, which is the first table of every view here. */
@@ -80,13 +73,19 @@ const StationJoin::View *StationJoin::view(unsigned tables) {
 
 Dbptr StationJoin::joined(unsigned tables) {
   Dbptr view = rows_;
+  std::vector<std::shared_ptr<const db::Snapshot>> read;
   for (std::size_t i = 0; i < links_.size() && view.table != dbINVALID; ++i) {
     if ((tables & (1U << i)) == 0) continue;
     const TblPtr left = list_of(links_[i].of_rows), right = list_of(links_[i].of_table);
-    view = dbjoin(view, dblookup(rows_, "", links_[i].table.c_str(), "", ""),
-                  left.get(), right.get());
+    const Dbptr table = dblookup(rows_, "", links_[i].table.c_str(), "", "");
+    read.push_back(db::table_snapshot(table));
+    if (read.back() == nullptr) return dbinvalid();
+    view = dbjoin(view, table, left.get(), right.get());
   }
-  return view;
+  /* A row that a failing disk hides would be missing in the view. */
+  const bool complete = std::all_of(read.begin(), read.end(),
+                                    [](const auto &rows) { return rows->complete(); });
+  return complete ? view : dbinvalid();
 }
 
 }  // namespace ksutil::tools

@@ -2,56 +2,88 @@
 
 #include <cmath>
 #include <limits>
+#include <memory>
 
 #include "platform/clock/clock.h"
+#include "platform/db/access.h"
 #include "platform/elog/elog.h"
 #include "platform/geo/geo.h"
+#include "tools/common/has_table.h"
 #include "tools/common/messages.h"
 #include "tools/common/options.h"
 
 namespace ksutil::tools {
 namespace {
 
-/* The first record of a table for which an expression is true; false without one. */
-bool find_first(Dbptr table, const std::string &expression, Dbptr &record) {
-  long count = 0;
-  record = dbsubset(table, expression.c_str());
-  if (record.table == dbINVALID || dbquery(record, dbq_record_count, &count) != 0 ||
-      count == 0) {
+/* Keeps the rows of a table that are read in its life: tells whether all could be read. */
+class RowsOf {
+ public:
+  RowsOf(const OpenDatabase &database, const char *name)
+      : name_(name), table_(database.table(name)), rows_(db::table_snapshot(table_)) {}
+
+  bool good() const { return rows_ != nullptr; }
+  Dbptr table() const { return table_; }
+  /* After the rows were read: false, with a message, when the disk or memory failed.  Rows
+   * that are broken do not count. */
+  bool complete() const {
+    if (rows_->complete()) return true;
+    elog_log(0, "cannot read all rows of %s.\n", name_);
     return false;
   }
+
+ private:
+  const char *name_;
+  Dbptr table_;
+  std::shared_ptr<const db::Snapshot> rows_;
+};
+
+/* The first record of a table for which an expression is true.  0 when there is none, or no
+ * such table; -1, with messages, when the table cannot be read. */
+int find_first(const OpenDatabase &database, const char *table,
+               const std::string &expression, Dbptr &record) {
+  if (!has_table(database.get(), table)) return 0;
+  const RowsOf rows(database, table);
+  long count = 0;
+  record = rows.good() ? dbsubset(rows.table(), expression.c_str()) : dbinvalid();
+  if (record.table == dbINVALID || dbquery(record, dbq_record_count, &count) != 0) {
+    return -1;
+  }
+  if (count == 0) return rows.complete() ? 0 : -1;
   record.record = 0;
-  return true;
+  return 1;
 }
 
-/* The orid that the choice means; -1 with a complaint for none. */
+/* The orid that the choice means; -1, with messages or a complaint, for none. */
 long find_orid(const OpenDatabase &database, const EventChoice &choice) {
   if (choice.orid >= 0) return choice.orid;
   const std::string same = "evid == " + std::to_string(choice.evid);
-  long orid = -1;
-  Dbptr record;
-  {
-    const ElogScope messages;  // a database without events may have origins
-    if (find_first(database.table("event"), same, record)) {
-      dbgetv(record, "prefor", &orid, static_cast<char *>(nullptr));
-    }
-    if (orid < 0 && find_first(database.table("origin"), same, record)) {
-      dbgetv(record, "orid", &orid, static_cast<char *>(nullptr));
-    }
+  const struct {
+    const char *table, *field;
+  } kPlaces[] = {{"event", "prefor"}, {"origin", "orid"}};
+  for (const auto &[table, field] : kPlaces) {
+    ElogScope messages;  // broken rows are left out
+    long orid = -1;
+    Dbptr record;
+    const int found = messages.note(find_first(database, table, same, record));
+    if (found < 0) return -1;
+    if (found > 0) dbgetv(record, field, &orid, static_cast<char *>(nullptr));
+    if (orid >= 0) return orid;
   }
-  if (orid < 0) complain("there is no event " + std::to_string(choice.evid));
-  return orid;
+  complain("there is no event " + std::to_string(choice.evid));
+  return -1;
 }
 
-/* What cannot be read of the picks is left out: the waveforms show without them. */
-void read_picks(const OpenDatabase &database, EventPicks &event) {
-  const ElogScope messages;
-  const Dbptr assoc = dbsubset(database.table("assoc"),
-                               ("orid == " + std::to_string(event.orid)).c_str());
-  if (assoc.table == dbINVALID) return;
-  Dbptr rows = dbjoin(assoc, database.table("arrival"), nullptr, nullptr);
+/* Broken rows are left out: the waveforms show without their picks.  False, with messages,
+ * when the rows cannot be chosen. */
+bool join_picks(Dbptr assoc, Dbptr arrival, EventPicks &event) {
+  ElogScope messages;
+  Dbptr rows = dbsubset(assoc, ("orid == " + std::to_string(event.orid)).c_str());
+  if (rows.table != dbINVALID) rows = dbjoin(rows, arrival, nullptr, nullptr);
   long count = 0;
-  if (rows.table == dbINVALID || dbquery(rows, dbq_record_count, &count) != 0) return;
+  if (rows.table == dbINVALID || dbquery(rows, dbq_record_count, &count) != 0) {
+    messages.keep();
+    return false;
+  }
   for (rows.record = 0; rows.record < count; ++rows.record) {
     char sta[64] = "", phase[64] = "";
     Pick pick;
@@ -63,6 +95,18 @@ void read_picks(const OpenDatabase &database, EventPicks &event) {
     pick.phase = phase;
     event.picks.push_back(pick);
   }
+  return true;
+}
+
+/* False, with messages, when a table cannot be read. */
+bool read_picks(const OpenDatabase &database, EventPicks &event) {
+  if (!has_table(database.get(), "assoc") || !has_table(database.get(), "arrival")) {
+    return true;
+  }
+  const RowsOf assoc(database, "assoc"), arrival(database, "arrival");
+  return assoc.good() && arrival.good() &&
+         join_picks(assoc.table(), arrival.table(), event) && assoc.complete() &&
+         arrival.complete();
 }
 
 bool has_place(double lat, double lon) { return lat != -999.0 && lon != -999.0; }
@@ -102,8 +146,10 @@ bool read_event(const OpenDatabase &database, const EventChoice &choice,
                 EventPicks &event) {
   event.orid = find_orid(database, choice);
   if (event.orid < 0) return false;
-  if (!find_first(database.table("origin"), "orid == " + std::to_string(event.orid),
-                  event.origin)) {
+  const int found = find_first(database, "origin",
+                               "orid == " + std::to_string(event.orid), event.origin);
+  if (found < 0) return false;
+  if (found == 0) {
     complain("there is no origin " + std::to_string(event.orid));
     return false;
   }
@@ -115,8 +161,7 @@ bool read_event(const OpenDatabase &database, const EventChoice &choice,
     complain("origin " + std::to_string(event.orid) + " has no time");
     return false;
   }
-  read_picks(database, event);
-  return true;
+  return read_picks(database, event);
 }
 
 }  // namespace ksutil::tools

@@ -1,9 +1,11 @@
 #include "tools/plot/stations.h"
 
+#include <memory>
 #include <set>
 #include <utility>
 
 #include "platform/clock/clock.h"
+#include "platform/db/access.h"
 #include "platform/elog/elog.h"
 #include "tools/common/messages.h"
 
@@ -18,11 +20,12 @@ bool add_stations(Dbptr site, double time, Panel &panel) {
   triangle.fill = Colour{0.80, 0.80, 0.83, 1.0};
   Points stations{.points = {}, .name = "stations", .colour = colour};
   long count = 0;
-  if (site.table < 0 || dbquery(site, dbq_record_count, &count) != 0) return false;
+  const std::shared_ptr<const db::Snapshot> rows = db::table_snapshot(site);
+  if (rows == nullptr || dbquery(site, dbq_record_count, &count) != 0) return false;
   const long today = yearday(time);
   std::set<std::pair<double, double>> places;
   for (site.record = 0; site.record < count; site.record++) {
-    const ElogScope unheard;  // rows that cannot be read have no place
+    const ElogScope unheard;  // rows that are broken have no place
     long ondate = -1, offdate = -1;
     double lat = kNull, lon = kNull;
     if (dbgetv(site, "ondate", &ondate, "offdate", &offdate, "lat", &lat, "lon", &lon,
@@ -32,6 +35,10 @@ bool add_stations(Dbptr site, double time, Panel &panel) {
       continue;
     }
     stations.points.push_back({lon, lat, triangle});
+  }
+  if (!rows->complete()) {
+    tools::complain("cannot read all rows of site");
+    return false;
   }
   if (stations.points.empty()) {
     tools::complain("the table site has no station that is valid now");

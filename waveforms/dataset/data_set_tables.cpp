@@ -26,12 +26,15 @@ class EpochTable {
 
   EpochTable(Dbptr db, const char *table, std::vector<const char *> key, Epochs epochs)
       : name_(table) {
+    const db::DatabaseStore *const database = db::database_store(db);
+    if (database == nullptr || database->schema()->find(table) == nullptr) return;
     const Dbptr found = dblookup(db, "", table, "", "");
-    if (found.table == dbINVALID) return;
     db::TableStore *const store = db::table_store(found);
     snapshot_ = db::table_snapshot(found);
-    unread_ = store != nullptr && snapshot_ == nullptr;
-    if (store == nullptr || snapshot_ == nullptr) return;
+    if (store == nullptr || snapshot_ == nullptr) {
+      unread_ = true;
+      return;
+    }
     directory_ = store->directory();
     for (const char *const field : key) {
       const db::TextColumn column(snapshot_->layout(), field);
@@ -50,7 +53,7 @@ class EpochTable {
   }
 
   /* The row of a key that holds at a time, of several the one that began last. */
-  db::RowText find(const std::vector<std::string> &key, double time) const {
+  db::RowText find(const std::vector<std::string> &key, double time) {
     const auto found = rows_.find(joined(key));
     if (found == rows_.end()) return {};
     const Row *best = nullptr;
@@ -60,7 +63,10 @@ class EpochTable {
         best = &row;
       }
     }
-    return best == nullptr ? db::RowText() : snapshot_->text(best->record);
+    if (best == nullptr) return {};
+    db::RowText text = snapshot_->text(best->record);
+    if (text.empty()) unread_ = true;
+    return text;
   }
 
   const db::Relation &layout() const { return snapshot_->layout(); }
@@ -161,7 +167,7 @@ class Metadata {
         instrument_(db, "instrument", {"inid"}, EpochTable::Epochs::kNone),
         seedcode_(db, "seedcode", {"sta", "chan"}, EpochTable::Epochs::kNone) {}
 
-  void describe(ksdsseis_channel &to) const {
+  void describe(ksdsseis_channel &to) {
     read_site(to);
     read_sitechan(to);
     read_seedcode(to);
@@ -184,7 +190,7 @@ class Metadata {
   }
 
  private:
-  void read_site(ksdsseis_channel &to) const {
+  void read_site(ksdsseis_channel &to) {
     const db::RowText row = site_.find({to.sta}, to.time);
     if (row.empty()) {
       to.missing |= KSDSSEIS_NO_SITE;
@@ -198,7 +204,7 @@ class Metadata {
     copy_real(layout, row, "deast", to.deast);
   }
 
-  void read_sitechan(ksdsseis_channel &to) const {
+  void read_sitechan(ksdsseis_channel &to) {
     const db::RowText row = sitechan_.find({to.sta, to.chan}, to.time);
     if (row.empty()) {
       to.missing |= KSDSSEIS_NO_SITECHAN;
@@ -209,7 +215,7 @@ class Metadata {
     copy_real(sitechan_.layout(), row, "edepth", to.edepth);
   }
 
-  void read_seedcode(ksdsseis_channel &to) const {
+  void read_seedcode(ksdsseis_channel &to) {
     const db::RowText row = seedcode_.find({to.sta, to.chan}, to.time);
     if (row.empty()) {
       to.missing |= KSDSSEIS_NO_SEEDCODE;
@@ -222,7 +228,7 @@ class Metadata {
   }
 
   /* The inid of the sensor; -1 for none. */
-  std::int64_t read_sensor(ksdsseis_channel &to) const {
+  std::int64_t read_sensor(ksdsseis_channel &to) {
     const db::RowText row = sensor_.find({to.sta, to.chan}, to.time);
     if (row.empty()) {
       to.missing |= KSDSSEIS_NO_SENSOR;
@@ -236,7 +242,7 @@ class Metadata {
     return integer_of(sensor_.layout(), row, "inid");
   }
 
-  void read_instrument(ksdsseis_channel &to, std::int64_t inid) const {
+  void read_instrument(ksdsseis_channel &to, std::int64_t inid) {
     const db::RowText row =
         inid < 0 ? db::RowText() : instrument_.find({std::to_string(inid)}, to.time);
     if (row.empty()) {

@@ -42,7 +42,7 @@ bool RowWriter::read_channels() {
   const db::IntegerColumn ondate(rows->layout(), "ondate");
   const db::IntegerColumn offdate(rows->layout(), "offdate");
   const db::IntegerColumn chanid(rows->layout(), "chanid");
-  const ElogScope quiet;  // rows that cannot be read name no channel
+  ElogScope messages;  // broken rows name no channel
   for (long i = 0; i < rows->count(); ++i) {
     const std::string_view row = rows->row(i);
     std::string_view station, channel;
@@ -52,6 +52,10 @@ bool RowWriter::read_channels() {
         chanid.read(row, epoch.chanid)) {
       epochs_.emplace(std::pair(station, channel), epoch);
     }
+  }
+  if (!rows->complete()) {
+    messages.keep();
+    return fail(who_, "The table sitechan cannot be read");
   }
   return true;
 }

@@ -23,7 +23,10 @@ extern const char kDefaultMagnitudeRules[];
  * entry (as they were, when the text cannot be compiled). */
 int read_magnitude_rules(Pf *pf, MagnitudeRules &rules);
 int read_magnitude_rules(const char *text, MagnitudeRules &rules);
-int read_default_magnitude_rules(MagnitudeRules &rules);
+
+/* Reads kDefaultMagnitudeRules; throws std::bad_alloc, because other rules would prefer
+ * other magnitudes. */
+void read_default_magnitude_rules(MagnitudeRules &rules);
 
 /* RuleBook: rules prepared for many comparisons.  Each type is packed into one number:
  * the type of a rule has at most 7 characters, so that a longer type never matches. */

@@ -106,6 +106,7 @@ class EventSource {
   std::optional<EventFilter> filter_;
   std::vector<Place> order_;
   std::size_t at_ = 0;
+  bool ended_ = false;
   /* Of the event that is being read: */
   std::int64_t prefor_of_event_ = -1;
   std::int64_t preferred_row_ = -1;                  // of origin

@@ -18,8 +18,10 @@ bool ExportTable::open(db::DatabaseStore &store, const char *name, const char *i
   if (index == nullptr) return true;
   /* A row that cannot be read is counted where it is used; here its message would stand
    * beside that. */
-  const ElogScope quiet;
+  ElogScope messages;
   if (index_by(*rows_, index, index_)) return true;
+  messages.drop();
+  messages.keep();
   elog_log(0, "export: the table %s cannot be read.\n", name);
   return false;
 }
@@ -37,6 +39,7 @@ std::vector<std::string> PublicIds::all(std::string_view tag, std::int64_t id,
   for (const RowIndex::Item item : table_.find(id)) {
     const std::string_view row = table_.row(item.row);
     std::string_view name, text;
+    if (row.empty()) unreadable_++;
     if (tag_.read(row, name) && name == tag && text_.read(row, text) &&
         !text_.is_null(text)) {
       texts.emplace_back(text);
@@ -64,7 +67,7 @@ bool SeedCodes::open(db::DatabaseStore &store) {
       !affiliation.open(store, "affiliation", nullptr)) {
     return false;
   }
-  const ElogScope quiet;
+  ElogScope messages;  // broken rows are of no channel
   std::int64_t unreadable = 0;
   const db::TextColumn sta(seedcode.layout(), "sta"), chan(seedcode.layout(), "chan"),
       net(seedcode.layout(), "net"), seedsta(seedcode.layout(), "seedsta"),
@@ -84,6 +87,13 @@ bool SeedCodes::open(db::DatabaseStore &store) {
     if (text.empty()) continue;
     const RowGet row(text, unreadable);
     networks_.try_emplace(row.text(of_sta), row.text(of_net));
+  }
+  for (const ExportTable *table : {&seedcode, &affiliation}) {
+    if (table->complete()) continue;
+    messages.drop();
+    messages.keep();
+    elog_log(0, "export: the table %s cannot be read.\n", table->layout().name.c_str());
+    return false;
   }
   return true;
 }

@@ -24,6 +24,8 @@ class ExportTable {
   const db::Relation &layout() const { return layout_; }
   long count() const { return rows_ == nullptr ? 0 : rows_->count(); }
   std::string_view row(std::int64_t record) const { return rows_->row(record); }
+  /* False once rows could not be read because the disk or memory failed. */
+  bool complete() const { return rows_ == nullptr || rows_->complete(); }
   /* The rows in which the indexed field is `key`, ascending; none for a key below 0. */
   RowIndex::Rows find(std::int64_t key) const {
     if (key < 0) return {};
@@ -45,6 +47,8 @@ class PublicIds {
   std::string find(std::string_view tag, std::int64_t id) const;
   /* Its further ones. */
   std::vector<std::string> others(std::string_view tag, std::int64_t id) const;
+  /* How often a row could not be read; without it a text id may be missing. */
+  std::int64_t unreadable() const { return unreadable_; }
 
  private:
   std::vector<std::string> all(std::string_view tag, std::int64_t id,
@@ -52,6 +56,7 @@ class PublicIds {
 
   ExportTable table_;
   db::TextColumn text_, tag_;
+  mutable std::int64_t unreadable_ = 0;
 };
 
 /* The SEED codes of channels, from seedcode and, for the network, affiliation. */

@@ -5,6 +5,7 @@
 
 #include "platform/db/match/internal/match_plan.h"
 #include "platform/db/match/internal/natural_keys.h"
+#include "platform/db/view_rows.h"
 #include "platform/db/views/internal/tuple_rows.h"
 #include "platform/elog/elog.h"
 #include "platform/elog/failure.h"
@@ -197,6 +198,29 @@ bool each_key(const Side &side, Read read, Visit visit, long &left_out) {
   return true;
 }
 
+/* Null, with a message, when the two sides have a table in common or their fields do not
+ * fit the keys; neither depends on the records. */
+std::unique_ptr<const MatchPlan> plan_of_join(Side &left, Side &right, Tbl *lkeys,
+                                              Tbl *rkeys) {
+  if (share_a_table(left.tuples, right.tuples)) {
+    return fail("dbjoin", "%s and %s have a table in common",
+                left.source->name().c_str(), right.source->name().c_str());
+  }
+  return plan_of(left, right, lkeys, rkeys);
+}
+
+/* The side of a list without its records. */
+Side parts_of(RecordSource &source, Dbptr db) {
+  Side side;
+  side.source = &source;
+  if (TableSource *const table = source.table()) {
+    side.tuples.parts = {{db.table, table}};
+  } else {
+    side.tuples.parts = static_cast<ViewSource &>(source).tuples().parts;
+  }
+  return side;
+}
+
 Dbptr join(const Opened &opened, Dbptr left_db, Dbptr right_db, Tbl *lkeys,
            Tbl *rkeys) {
   Side left, right;
@@ -207,12 +231,7 @@ Dbptr join(const Opened &opened, Dbptr left_db, Dbptr right_db, Tbl *lkeys,
       !list_tuples("dbjoin", right_db, *right.source, right.tuples)) {
     return dbinvalid();
   }
-  if (share_a_table(left.tuples, right.tuples)) {
-    fail("dbjoin", "%s and %s have a table in common", left.source->name().c_str(),
-         right.source->name().c_str());
-    return dbinvalid();
-  }
-  const std::unique_ptr<const MatchPlan> plan = plan_of(left, right, lkeys, rkeys);
+  const std::unique_ptr<const MatchPlan> plan = plan_of_join(left, right, lkeys, rkeys);
   if (plan == nullptr) return dbinvalid();
 
   JoinIndex index(*plan);
@@ -254,6 +273,21 @@ Dbptr join(const Opened &opened, Dbptr left_db, Dbptr right_db, Tbl *lkeys,
 }
 
 }  // namespace
+
+bool refuses_join(Dbptr left_db, Dbptr right_db, Tbl *lkeys, Tbl *rkeys) {
+  return at_boundary("refuses_join", false, [&] {
+    const ElogScope quiet;
+    const Opened opened("refuses_join", left_db);
+    if (!opened) return false;
+    if (left_db.database != right_db.database) return true;
+    RecordSource *const of_left = opened.source("refuses_join", left_db);
+    RecordSource *const of_right = opened.source("refuses_join", right_db);
+    if (of_left == nullptr || of_right == nullptr) return false;
+    Side left = parts_of(*of_left, left_db), right = parts_of(*of_right, right_db);
+    return plan_of_join(left, right, lkeys, rkeys) == nullptr;
+  });
+}
+
 }  // namespace ksutil::db
 
 using namespace ksutil::db;

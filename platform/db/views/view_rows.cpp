@@ -51,7 +51,9 @@ ViewCondition::ViewCondition(std::unique_ptr<Impl> impl) : impl_(std::move(impl)
 ViewCondition::~ViewCondition() = default;
 
 std::unique_ptr<ViewCondition> ViewCondition::compile(Dbptr view,
-                                                      const std::string &text) {
+                                                      const std::string &text,
+                                                      bool *wrong) {
+  if (wrong != nullptr) *wrong = false;
   return at_boundary("dbsubset", std::unique_ptr<ViewCondition>(), [&] {
     std::unique_ptr<ViewCondition> made;
     const Opened opened("dbsubset", view);
@@ -59,7 +61,10 @@ std::unique_ptr<ViewCondition> ViewCondition::compile(Dbptr view,
     if (source == nullptr) return made;
     auto impl = std::make_unique<Impl>();
     impl->program = compile_expression("dbsubset", *source, text);
-    if (impl->program == nullptr) return made;
+    if (impl->program == nullptr) {
+      if (wrong != nullptr) *wrong = true;
+      return made;
+    }
     if (TableSource *const table = source->table()) {
       impl->tuples.parts = {{view.table, table}};
     } else {

@@ -2,12 +2,13 @@
 #include <algorithm>
 #include <cmath>
 #include <filesystem>
+#include <memory>
 #include <string>
 #include <unordered_set>
 #include <vector>
 
 #include "platform/clock/clock.h"
-#include "platform/db/db.h"
+#include "platform/db/access.h"
 #include "platform/elog/elog.h"
 #include "platform/stock/text.h"
 #include "tools/common/open_database.h"
@@ -48,7 +49,9 @@ bool read_residuals(const std::string &name, const std::vector<CatalogueEvent> &
   const OpenDatabase database(name, "r");
   Dbptr assoc = database ? database.table("assoc") : dbinvalid();
   long count = 0;
-  if (assoc.table < 0 || dbquery(assoc, dbq_record_count, &count) < 0) return false;
+  if (assoc.table < 0) return false;
+  const std::shared_ptr<const db::Snapshot> rows = db::table_snapshot(assoc);
+  if (rows == nullptr || dbquery(assoc, dbq_record_count, &count) < 0) return false;
   std::unordered_set<long> origins;
   for (const CatalogueEvent &event : events) origins.insert(event.orid);
   const ElogScope unheard;  // unreadable rows have been counted already
@@ -61,7 +64,9 @@ bool read_residuals(const std::string &name, const std::vector<CatalogueEvent> &
     }
     if (residual != -999.0 && origins.contains(orid)) residuals.push_back(residual);
   }
-  return true;
+  if (rows->complete()) return true;
+  complain("cannot read all rows of assoc");
+  return false;
 }
 
 bool read_section(const EventPlotOptions &options, Section &section) {
