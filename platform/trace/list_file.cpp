@@ -76,6 +76,15 @@ class LockedFiles {
   std::vector<ListFile *> files_;
 };
 
+namespace {
+
+/* Registers the handlers when the library is loaded.  Before a fork the handlers that were
+ * registered last run first: those of a program that wait for its calls in progress must
+ * not find the mutex taken, for which these calls may wait. */
+[[maybe_unused]] const LockedFiles &locked_files = LockedFiles::all();
+
+}  // namespace
+
 ListFile::~ListFile() {
   if (lock_) LockedFiles::all().remove(this);
 }

@@ -133,6 +133,31 @@ def test_a_fork_waits_for_the_calls_of_other_threads(copied: Copied) -> None:
     assert (ran.returncode, ran.stderr) == (0, "")
 
 
+@pytest.mark.skipif(not hasattr(os, "fork"), reason="no fork here")
+def test_a_fork_meets_threads_that_lock_files(tmp_path: pathlib.Path) -> None:
+    """Each waiting for a lock of the other, they would stop the program for ever."""
+    ran = run(
+        """
+        import os, sys, threading, ksutil
+        stop = threading.Event()
+        def work(number):
+            while not stop.is_set():
+                with ksutil.History(10, file=f"{sys.argv[1]}/{number}") as history:
+                    history.append(1.0, 2.0)
+        threads = [threading.Thread(target=work, args=(i,)) for i in range(3)]
+        for thread in threads: thread.start()
+        for _ in range(150):
+            child = os.fork()
+            if child == 0: os._exit(0)
+            assert os.waitpid(child, 0)[1] == 0
+        stop.set()
+        for thread in threads: thread.join()
+        """,
+        tmp_path,
+    )
+    assert (ran.returncode, ran.stderr) == (0, "")
+
+
 def test_subinterpreters_are_refused() -> None:
     """An import there would wait for ever for the lock of another interpreter."""
     pytest.importorskip("_xxsubinterpreters")
