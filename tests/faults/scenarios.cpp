@@ -128,7 +128,7 @@ void add_database_commands(std::vector<Scenario> &all) {
         kRidge,
         {},
         {"ksdb", "join", "--left-keys", "prefor", "--right-keys", "orid", "--where",
-         "depth > 5", "ridge", "event", "netmag"}},
+         "magnitude > 4", "ridge", "event", "netmag"}},
        {"ksdb-group",
         kRidge,
         {},
