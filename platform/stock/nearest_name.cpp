@@ -42,7 +42,7 @@ std::string nearest_name(std::string_view name,
 std::string nearest_hint(std::string_view name,
                          const std::vector<std::string_view> &known) {
   const std::string nearest = nearest_name(name, known);
-  return nearest.empty() ? nearest : "; is it " + nearest + "?";
+  return nearest.empty() ? nearest : " (is it " + nearest + "?)";
 }
 
 }  // namespace ksutil

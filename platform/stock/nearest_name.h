@@ -19,7 +19,7 @@ namespace ksutil {
 std::string nearest_name(std::string_view name,
                          const std::vector<std::string_view> &known);
 
-/* "; is it NAME?" with the nearest name, or an empty text: the end of a message. */
+/* " (is it NAME?)" with the nearest name, or an empty text: the end of a message. */
 KSUTIL_API std::string nearest_hint(std::string_view name,
                                     const std::vector<std::string_view> &known);
 
