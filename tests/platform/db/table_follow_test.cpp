@@ -358,7 +358,7 @@ class SharedReading : public ::testing::Test {
   FlatSettings settings_{Schema::load("css3.0"), false, false,
                          std::make_shared<FlatShared>(1), nullptr};
   FlatTable table_{settings_, relation("css3.0", "lastid"), {path()}};
-  const ScopedWorkSettings sharing_{kShared};
+  const ScopedWorkSettings sharing_{settings_for(Threads::kTwo)};
   std::optional<ScopedFileCalls> calls_;
 };
 
@@ -438,7 +438,7 @@ TEST(SharedScan, GivesEveryKeyOnce) {
   FlatSettings settings{Schema::load("css3.0"), false, false,
                         std::make_shared<FlatShared>(1), nullptr};
   FlatTable table(settings, layout, {folder / "db.wfdisc"});
-  const ScopedWorkSettings sharing(kShared);
+  const ScopedWorkSettings sharing(settings_for(Threads::kTwo));
   KeyIndex index("foff");
   index.follow(table.snapshot());
   for (const auto &[key, rows] : model) {
