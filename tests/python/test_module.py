@@ -33,7 +33,8 @@ def test_a_library_with_other_types_is_refused(tmp_path: pathlib.Path) -> None:
     )
     ran = subprocess.run(
         [sys.executable, "-c", "import ksutil"],
-        env={**os.environ, "LD_PRELOAD": f"{other}:{os.environ.get('LD_PRELOAD', '')}"},
+        # A sanitizer's runtime, if there is one, has to be the first.
+        env={**os.environ, "LD_PRELOAD": f"{os.environ.get('LD_PRELOAD', '')}:{other}"},
         capture_output=True,
         text=True,
     )
