@@ -4,26 +4,19 @@
 #include <gtest/gtest.h>
 
 #include "config/kspf.h"
+#include "tests/config/kspf_support.h"
 #include "tests/config/random_pf.h"
 #include "tests/platform/pf/pf_test_support.h"
 #include "tests/support/register.h"
 
 namespace {
 
+using ksutil::test::pf_of;
 using ksutil::test::taken_messages;
+using ksutil::test::text_of;
 using testing::HasSubstr;
 
-std::string text_of(const KSPf &pf) {
-  std::string text;
-  EXPECT_EQ(pf.text(text), 0);
-  return text;
-}
-
-KSPf file_of(const std::string &text) {
-  KSPf pf;
-  EXPECT_EQ(pf.readText(text, "my.pf"), 0) << taken_messages();
-  return pf;
-}
+KSPf my_pf_of(const std::string &text) { return pf_of(text, "my.pf"); }
 
 std::vector<std::string> lines_of(const std::string &text) {
   std::vector<std::string> lines;
@@ -157,7 +150,7 @@ TEST(KspfEdit, ChangesItsValueAndNoOtherByte) {
   for (unsigned seed = 0; seed < 1500 && !testing::Test::HasFailure(); ++seed) {
     RandomPf random(seed);
     const std::string before = random.text();
-    KSPf pf = file_of(before);
+    KSPf pf = my_pf_of(before);
     ASSERT_EQ(text_of(pf), before);
     const KSPf copy = pf;
     Edit edit(random);
@@ -181,7 +174,7 @@ TEST(KspfEdit, ChangesItsValueAndNoOtherByte) {
 TEST(KspfEdit, ManyInARowMeanWhatTheyShould) {
   for (unsigned seed = 0; seed < 100 && !testing::Test::HasFailure(); ++seed) {
     RandomPf random(seed);
-    KSPf pf = file_of(random.text());
+    KSPf pf = my_pf_of(random.text());
     for (int n = 0; n < 20; ++n) {
       Edit edit(random);
       const int kind = edit.block->inside.empty() ? 1 : random.pick(3);
@@ -202,7 +195,7 @@ TEST(KspfEdit, ManyInARowMeanWhatTheyShould) {
 TEST(KspfEdit, FormatKeepsValuesAndCommentsAndSettles) {
   for (unsigned seed = 0; seed < 300 && !testing::Test::HasFailure(); ++seed) {
     const RandomPf random(seed);
-    KSPf pf = file_of(random.text());
+    KSPf pf = my_pf_of(random.text());
     ASSERT_EQ(pf.format(), 0);
     const std::string once = text_of(pf);
     expect_means(once, random.root);
@@ -213,14 +206,14 @@ TEST(KspfEdit, FormatKeepsValuesAndCommentsAndSettles) {
     }
     ASSERT_EQ(pf.format(), 0);
     EXPECT_EQ(text_of(pf), once);
-    KSPf again = file_of(once);
+    KSPf again = my_pf_of(once);
     ASSERT_EQ(again.format(), 0);
     EXPECT_EQ(text_of(again), once);
   }
 }
 
 TEST(KspfEdit, KeepsTheLookOfALine) {
-  KSPf pf = file_of(
+  KSPf pf = my_pf_of(
       "\n  author\t\"J. Doe\" # who\nempty   # nothing\nn \"1\"# tight\n"
       "map &Arr{ # open\n\tk v\n\t# none\n} # close\nnone &Tbl{}# c\n");
   EXPECT_EQ(pf.set("author", "me"), 0);
@@ -243,13 +236,13 @@ TEST(KspfEdit, KeepsTheLookOfALine) {
  * and it must not wander into the middle of a file. */
 TEST(KspfEdit, KeepsAByteOrderMarkBeforeTheFirstLine) {
   const std::string mark = "\xEF\xBB\xBF";
-  KSPf pf = file_of(mark + "a 1\nb 2\n");
+  KSPf pf = my_pf_of(mark + "a 1\nb 2\n");
   long a = 0;
   EXPECT_EQ(pf.getInt("a", a), 0);
   EXPECT_EQ(text_of(pf), mark + "a 1\nb 2\n");
   EXPECT_EQ(pf.remove("a"), 0);
   EXPECT_EQ(text_of(pf), mark + "b 2\n");
-  KSPf plain = file_of("c 3\n");
+  KSPf plain = my_pf_of("c 3\n");
   EXPECT_EQ(plain.merge(pf), 0);
   EXPECT_EQ(text_of(plain), "c 3\nb 2\n");
   EXPECT_EQ(pf.merge(plain), 0);
@@ -258,7 +251,7 @@ TEST(KspfEdit, KeepsAByteOrderMarkBeforeTheFirstLine) {
 }
 
 TEST(KspfEdit, RemovesEveryEntryOfAName) {
-  KSPf pf = file_of("a 1\n# x\nb 2\na &Tbl{\nx\n}\na 3 # last\nc 4");
+  KSPf pf = my_pf_of("a 1\n# x\nb 2\na &Tbl{\nx\n}\na 3 # last\nc 4");
   EXPECT_EQ(pf.set("a", "5"), 0);
   EXPECT_EQ(text_of(pf), "a 1\n# x\nb 2\na &Tbl{\nx\n}\na 5 # last\nc 4");
   EXPECT_EQ(pf.count(""), 3);
@@ -277,7 +270,7 @@ class KspfRefused : public testing::TestWithParam<RefusedCase> {};
 
 TEST_P(KspfRefused, LeavesTheFileAndTellsWhy) {
   const std::string text = "a 1\nt &Tbl{\nx\n&Arr{\nk v\n}\n}\n";
-  KSPf pf = file_of(text);
+  KSPf pf = my_pf_of(text);
   taken_messages();
   EXPECT_EQ(GetParam().edit(pf), -1);
   EXPECT_EQ(taken_messages(), GetParam().message);

@@ -12,32 +12,23 @@
 #include <thread>
 
 #include "platform/stock/files.h"
+#include "tests/config/kspf_support.h"
 #include "tests/platform/pf/pf_test_support.h"
 #include "tests/support/folder.h"
 #include "tests/support/register.h"
 
 namespace {
 
+using ksutil::test::pf_of;
 using ksutil::test::taken_messages;
+using ksutil::test::text_of;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::StartsWith;
 namespace fs = std::filesystem;
 
-std::string text_of(const KSPf &pf) {
-  std::string text;
-  EXPECT_EQ(pf.text(text), 0);
-  return text;
-}
-
-KSPf file_of(const std::string &text, const std::string &name = "") {
-  KSPf pf;
-  EXPECT_EQ(pf.readText(text, name), 0) << taken_messages();
-  return pf;
-}
-
 TEST(KspfValues, TypesTakeWholeTextsAndFallBackWhenThereIsNone) {
-  const KSPf pf = file_of(
+  const KSPf pf = pf_of(
       "i -12\nd 1e3\nb off\nt 1970-01-02 00:00:01\nn 5.5\nempty\nbad 12abc\n"
       "map &Arr{\n\"x.y\" &Tbl{\none\n\"two \"\n}\n}\n",
       "my.pf");
@@ -90,7 +81,7 @@ TEST(KspfValues, TypesTakeWholeTextsAndFallBackWhenThereIsNone) {
 }
 
 TEST(KspfValues, KeysKindsAndPlacesLeaveOutWhatALaterEntryReplaced) {
-  const KSPf pf = file_of("b 1\n# c\na 2\nb &Tbl{\nx\n}\n", "my.pf");
+  const KSPf pf = pf_of("b 1\n# c\na 2\nb &Tbl{\nx\n}\n", "my.pf");
   Table<std::string> keys;
   EXPECT_EQ(pf.getKeys("", keys), 0);
   EXPECT_THAT(std::vector<std::string>(keys.begin(), keys.end()),
@@ -109,19 +100,19 @@ TEST(KspfValues, KeysKindsAndPlacesLeaveOutWhatALaterEntryReplaced) {
 TEST(KspfMerge, LaterOverEarlierInItsPlace) {
   const std::string earlier =
       "# head\na 1 # first\nt &Tbl{\n  x\n}\nm &Arr{\n    k 1\n    # end\n}\nz 1\n";
-  const KSPf later = file_of(
+  const KSPf later = pf_of(
       "# about b\nb 2\n\n# about a\na 9\nt &Tbl{\n# y\ny\n}\nm &Arr{\n# about l\n"
       "l \"2\" # two\nk 3\n}\nz &Arr{\nq 1\n}\n");
-  KSPf pf = file_of(earlier);
+  KSPf pf = pf_of(earlier);
   EXPECT_EQ(pf.merge(later), 0);
   EXPECT_EQ(
       text_of(pf),
       "# head\na 9 # first\nt &Tbl{\n  # y\n  y\n}\nm &Arr{\n    k 3\n    # end\n"
       "    # about l\n    l \"2\"  # two\n}\nz &Arr{\n  q 1\n}\n# about b\nb 2\n");
-  pf = file_of(earlier);
+  pf = pf_of(earlier);
   EXPECT_EQ(pf.merge(later, KSPF_APPEND_TABLES), 0);
   EXPECT_THAT(text_of(pf), HasSubstr("t &Tbl{\n  x\n  # y\n  y\n}\n"));
-  pf = file_of(earlier);
+  pf = pf_of(earlier);
   EXPECT_EQ(pf.merge(later, KSPF_KEEP_PRESENT), 0);
   EXPECT_EQ(text_of(pf),
             earlier.substr(0, earlier.size() - 6) +
@@ -131,8 +122,8 @@ TEST(KspfMerge, LaterOverEarlierInItsPlace) {
 }
 
 TEST(KspfMerge, KeepsTheLineEndsOfTheEarlierFile) {
-  KSPf pf = file_of("a 1\r\nm &Arr{\r\n  x 1\r\n}");
-  EXPECT_EQ(pf.merge(file_of("# b\nb 2\nm &Arr{\n# y\ny &Tbl{\n# 1\n1\n}\n}")), 0);
+  KSPf pf = pf_of("a 1\r\nm &Arr{\r\n  x 1\r\n}");
+  EXPECT_EQ(pf.merge(pf_of("# b\nb 2\nm &Arr{\n# y\ny &Tbl{\n# 1\n1\n}\n}")), 0);
   EXPECT_EQ(pf.set("c", "3"), 0);
   EXPECT_EQ(text_of(pf),
             "a 1\r\nm &Arr{\r\n  x 1\r\n  # y\r\n  y &Tbl{\r\n    # 1\r\n    1\r\n"
@@ -145,8 +136,8 @@ TEST(KspfMerge, MeansWhatTheTreesMergedMean) {
            {"m &Arr{}", "m &Arr{\nx 1\nx 2\n}\n"},
            {"a 1\r\nb 2", "m 1\r\nb \"\"\r\n"},
            {"t &Tbl{\n1\n}\n", "t &Arr{}\n\"q r\" &Tbl{\n#\n}\n"}}) {
-    KSPf pf = file_of(a);
-    EXPECT_EQ(pf.merge(file_of(b)), 0);
+    KSPf pf = pf_of(a);
+    EXPECT_EQ(pf.merge(pf_of(b)), 0);
     const PfHandle into = compiled(a), from = compiled(b);
     ASSERT_EQ(pfmerge(into.get(), from.get()), 0);
     EXPECT_EQ(pfequal(compiled(text_of(pf)).get(), into.get()), 1) << text_of(pf);
@@ -154,7 +145,7 @@ TEST(KspfMerge, MeansWhatTheTreesMergedMean) {
 }
 
 TEST(KspfFormat, LinesUpNeighboursAndKeepsComments) {
-  KSPf pf = file_of(
+  KSPf pf = pf_of(
       "\n\n# head\n\n\n a 1 # one\n\tlonger   \"2 \"\nalone # c\r\nm &Arr{#o\n\n# in\n "
       "x "
       "&Tbl{\n\n}# e\n   # out\n\n} # close\nb   3");
@@ -228,7 +219,7 @@ TEST_F(KspfFile, IsMadeWhereALinkLeads) {
   fs::create_directory(top_ / "shared");
   fs::create_symlink("second.pf", top_ / "first.pf");
   fs::create_symlink("shared/real.pf", top_ / "second.pf");
-  const KSPf pf = file_of("a 1\n");
+  const KSPf pf = pf_of("a 1\n");
   ASSERT_EQ(pf.write((top_ / "first.pf").string()), 0) << taken_messages();
   EXPECT_TRUE(fs::is_symlink(top_ / "first.pf"));
   EXPECT_TRUE(fs::is_symlink(top_ / "second.pf"));
@@ -243,7 +234,7 @@ TEST_F(KspfFile, IsMadeWhereALinkLeads) {
 
 TEST_F(KspfFile, StaysWhenTheDiskIsFull) {
   const std::string path = put("my.pf", "a 1\n");
-  const KSPf pf = file_of("a 2\n");
+  const KSPf pf = pf_of("a 2\n");
   ksutil::FileCalls calls = ksutil::system_file_calls();
   calls.write = [](int fd, const void *from, std::size_t bytes) -> ssize_t {
     if (bytes > 1) return ksutil::system_file_calls().write(fd, from, 1);
@@ -272,7 +263,7 @@ TEST_F(KspfFile, StaysWhenTheDiskIsFull) {
 }
 
 TEST(KspfCopies, MayBeChangedByTheirOwnThreads) {
-  const KSPf shared = file_of("a 0\nt &Tbl{\nx\n}\n");
+  const KSPf shared = pf_of("a 0\nt &Tbl{\nx\n}\n");
   std::vector<std::thread> threads;
   for (int n = 1; n <= 4; ++n) {
     threads.emplace_back([copy = shared, n]() mutable {

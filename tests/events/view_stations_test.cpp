@@ -13,12 +13,12 @@ using namespace ksutil::events::test;
 
 namespace {
 
-constexpr double kTime = 1.0e9;  // 2001-09-09, day 252
+constexpr double kStationTime = 1.0e9;  // 2001-09-09, day 252
 
 class ViewStations : public ViewTest {
  protected:
   ViewStations() {
-    db.add_located_event(1, kTime);
+    db.add_located_event(1, kStationTime);
     db.add_site("AAA", 1990001, 2001252, 10.0, 30.0);
     db.add_site("AAA", 2001253, -1, 11.0, 31.0);
     db.add_site("BBB", 1990001, -1, 12.0, 22.0);
@@ -66,9 +66,9 @@ TEST_F(ViewStations, TakesTheEpochOfTheDay) {
   EXPECT_EQ(latitude("AAA", midnight), 11.0);
   EXPECT_EQ(latitude("AAA", midnight + 3e8), 11.0) << "open end";
   EXPECT_TRUE(std::isnan(latitude("AAA", ksutil::yearday_epoch(1989365))));
-  EXPECT_EQ(latitude("BBB", kTime), 13.0) << "of two epochs the later one";
+  EXPECT_EQ(latitude("BBB", kStationTime), 13.0) << "of two epochs the later one";
   EXPECT_EQ(latitude("BBB", midnight + 3e8), 12.0);
-  EXPECT_TRUE(std::isnan(latitude("BB", kTime)));
+  EXPECT_TRUE(std::isnan(latitude("BB", kStationTime)));
 }
 
 TEST_F(ViewStations, ADetectionAfterMidnightIsSeenByTheStationOfTheOriginsDay) {
@@ -89,27 +89,27 @@ TEST_F(ViewStations, ADetectionAfterMidnightIsSeenByTheStationOfTheOriginsDay) {
 
 TEST_F(ViewStations, SeesAStationFromTheOrigin) {
   KSEVOriginStation *station = nullptr;
-  ASSERT_EQ(view.lookupStation(origin, "AAA", kTime, &station), 0);
+  ASSERT_EQ(view.lookupStation(origin, "AAA", kStationTime, &station), 0);
   /* Ten degrees of longitude at 10 degrees north; published tables for 33 km. */
   EXPECT_NEAR(station->delta, 9.848, 0.001);
   EXPECT_NEAR(station->azimuth, 89.13, 0.01);
-  EXPECT_NEAR(station->ptime - kTime, 141.0, 3.0);
-  EXPECT_NEAR(station->stime - kTime, 252.0, 5.0);
+  EXPECT_NEAR(station->ptime - kStationTime, 141.0, 3.0);
+  EXPECT_NEAR(station->stime - kStationTime, 252.0, 5.0);
 }
 
 TEST_F(ViewStations, AsksOnceForEachOrigin) {
   KSEVOriginStation *first = nullptr, *second = nullptr, *absent = nullptr;
-  EXPECT_EQ(view.lookupStation(origin, "AAA", kTime, &first), 0);
-  EXPECT_EQ(view.lookupStation(origin, "CCC", kTime, &absent), 1);
+  EXPECT_EQ(view.lookupStation(origin, "AAA", kStationTime, &first), 0);
+  EXPECT_EQ(view.lookupStation(origin, "CCC", kStationTime, &absent), 1);
   db.add_site("CCC", 1990001, -1, 0.0, 0.0);
-  EXPECT_EQ(view.lookupStation(origin, "AAA", kTime + 1e8, &second), 0);
+  EXPECT_EQ(view.lookupStation(origin, "AAA", kStationTime + 1e8, &second), 0);
   EXPECT_EQ(first, second);
-  EXPECT_EQ(view.lookupStation(origin, "CCC", kTime, nullptr), 1);
+  EXPECT_EQ(view.lookupStation(origin, "CCC", kStationTime, nullptr), 1);
   EXPECT_EQ(countarr(origin->stations), 2);
 }
 
 TEST_F(ViewStations, ReportsWhatCannotBePredicted) {
-  db.add_detection("AAA", kTime + 5.0, "D");
+  db.add_detection("AAA", kStationTime + 5.0, "D");
   origin->depth = 800.0;  // deeper than any earthquake: no time, and no failure
   EXPECT_EQ(view.refreshDetections(origin, 0), 0);
   const auto found = records<KSEVDetection>(origin->detections);
@@ -155,25 +155,25 @@ TEST_F(ViewStations, TheBestIsByTheSWaveWhereNoPIsPredicted) {
 
 TEST_F(ViewStations, ADetectionWithoutPredictionIsNoGoodDetection) {
   /* At an unknown station -999.0 is not a residual, and no detection is the better one. */
-  db.add_detection("CCC", kTime + 20.0, "D");
-  db.add_detection("CCC", kTime + 10.0, "D");
+  db.add_detection("CCC", kStationTime + 20.0, "D");
+  db.add_detection("CCC", kStationTime + 10.0, "D");
   EXPECT_EQ(kept({2000.0 - 1000.0}, 1), (std::vector<double>{-999.0, 1000.0}));
-  EXPECT_EQ(records<KSEVDetection>(origin->detections)[0]->time, kTime + 20.0);
+  EXPECT_EQ(records<KSEVDetection>(origin->detections)[0]->time, kStationTime + 20.0);
 }
 
 TEST_F(ViewStations, LeavesOutStatesOfTheDetectorAndOtherTimes) {
   for (const char *state : {"-", "ON", "on", "OFF", "off", "D", "Off", "onset"}) {
-    db.add_detection("CCC", kTime + 1.0, state);
+    db.add_detection("CCC", kStationTime + 1.0, state);
   }
   /* Other programs leave the field blank, which is not one of the five states. */
   Dbptr row = db.table("detection");
-  row.record = db.add_detection("CCC", kTime + 1.0, "blank");
+  row.record = db.add_detection("CCC", kStationTime + 1.0, "blank");
   char text[1024];
   ASSERT_EQ(dbget(row, text), 0);
   std::string blanked = text;
   ASSERT_EQ(dbput(row, blanked.replace(blanked.find("blank"), 5, 5, ' ').c_str()), 0);
   for (const double offset : {-10.5, -10.0, 1800.0, 1800.5}) {
-    db.add_detection("CCC", kTime + offset, "edge");
+    db.add_detection("CCC", kStationTime + offset, "edge");
   }
   EXPECT_EQ(view.refreshDetections(origin, 0), 0);
   std::vector<std::string> states;
@@ -185,15 +185,15 @@ TEST_F(ViewStations, LeavesOutStatesOfTheDetectorAndOtherTimes) {
 }
 
 TEST_F(ViewStations, PutsAStationIntoADetection) {
-  db.add_detection("AAA", kTime + 100.0, "D");
+  db.add_detection("AAA", kStationTime + 100.0, "D");
   Tbl *detections = nullptr;
-  ASSERT_EQ(view.refreshDetections(&detections, kTime, 200.0), 0);
+  ASSERT_EQ(view.refreshDetections(&detections, kStationTime, 200.0), 0);
   auto *detection = static_cast<KSEVDetection *>(gettbl(detections, 0));
   KSEVOriginStation *station = nullptr;
   EXPECT_EQ(view.lookupStation(detection, "BBB", origin), 0);
-  EXPECT_EQ(view.lookupStation(origin, "BBB", kTime, &station), 0);
+  EXPECT_EQ(view.lookupStation(origin, "BBB", kStationTime, &station), 0);
   EXPECT_EQ(detection->delta, station->delta);
-  EXPECT_EQ(detection->presidual, kTime + 100.0 - station->ptime);
+  EXPECT_EQ(detection->presidual, kStationTime + 100.0 - station->ptime);
   EXPECT_EQ(detection->recno_site, 3);
   EXPECT_STREQ(detection->record_site, station->record_site);
   view.freeDetections(detections);

@@ -13,7 +13,7 @@ namespace {
 
 using ksutil::tools::run_program;
 
-const std::string kProgram = MONITOR_EVENTS_PROGRAM;
+const std::string kMonitorEvents = MONITOR_EVENTS_PROGRAM;
 
 std::string next_line(FILE *output) {
   std::array<char, 1024> line{};
@@ -23,7 +23,7 @@ std::string next_line(FILE *output) {
 TEST(MonitorEvents, ReportsWhatIsThereAndEachChange) {
   ksutil::events::test::EventDatabase db;
   db.add_located_event(1, 2e9);
-  FILE *output = popen((kProgram + " " + db.name() + " 0.02 2").c_str(), "r");
+  FILE *output = popen((kMonitorEvents + " " + db.name() + " 0.02 2").c_str(), "r");
   ASSERT_NE(output, nullptr);
   EXPECT_EQ(next_line(output),
             "changed: arrival added, assoc added, detection added, event added, mt "
@@ -41,9 +41,9 @@ TEST(MonitorEvents, ReportsWhatIsThereAndEachChange) {
 }
 
 TEST(MonitorEvents, TellsWhatIsWrong) {
-  EXPECT_EQ(run_program(kProgram + " db 1").code, 2);
-  EXPECT_EQ(run_program(kProgram + " db never 1").code, 2);
-  const auto missing = run_program(kProgram + " /nowhere/db 1 1");
+  EXPECT_EQ(run_program(kMonitorEvents + " db 1").code, 2);
+  EXPECT_EQ(run_program(kMonitorEvents + " db never 1").code, 2);
+  const auto missing = run_program(kMonitorEvents + " /nowhere/db 1 1");
   EXPECT_EQ(missing.code, 1);
   EXPECT_NE(missing.errors.find("dbopen(/nowhere/db) error"), std::string::npos);
 }

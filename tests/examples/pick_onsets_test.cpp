@@ -21,7 +21,7 @@ using ksutil::tools::ProgramRun;
 using ksutil::tools::run_program;
 using ksutil::tools::ScratchFolder;
 
-const std::string kProgram = PICK_ONSETS_PROGRAM;
+const std::string kPickOnsets = PICK_ONSETS_PROGRAM;
 constexpr double kBegin = 1440000000.0, kRate = 20.0;
 
 /* A minute of noise with a signal from `onset` seconds on (negative: none). */
@@ -54,7 +54,7 @@ TEST(PickOnsets, PicksEverySeismogramOnceInTheOrderOfTheFiles) {
     files += " " + (scratch / (number + ".sac"));
   }
   const std::string results = scratch / "results";
-  const ProgramRun run = run_program(kProgram + " -o " + results + files);
+  const ProgramRun run = run_program(kPickOnsets + " -o " + results + files);
   ASSERT_EQ(run.code, 0) << run.errors;
   EXPECT_NE(run.errors.find("largest amplitude 5"), std::string::npos) << run.errors;
   std::ifstream lines(results);
@@ -82,7 +82,7 @@ TEST(PickOnsets, GoesOnAfterAFileThatItCannotRead) {
   scratch.write("bad.sac", "not a seismogram");
   const std::string results = scratch / "results";
   const ProgramRun run =
-      run_program(kProgram + " -o " + results + " " + (scratch / "bad.sac") + " " +
+      run_program(kPickOnsets + " -o " + results + " " + (scratch / "bad.sac") + " " +
                   (scratch / "good.sac"));
   EXPECT_EQ(run.code, 1);
   EXPECT_NE(run.errors.find("no seismogram in " + (scratch / "bad.sac")),
@@ -92,7 +92,7 @@ TEST(PickOnsets, GoesOnAfterAFileThatItCannotRead) {
   std::string line;
   ASSERT_TRUE(std::getline(lines, line));
   EXPECT_NE(line.find("GOOD"), std::string::npos);
-  EXPECT_EQ(run_program(kProgram).code, 2);
+  EXPECT_EQ(run_program(kPickOnsets).code, 2);
 }
 
 TEST(PickOnsets, ReadsWhateverIsNamedFirst) {
@@ -100,8 +100,8 @@ TEST(PickOnsets, ReadsWhateverIsNamedFirst) {
   write_seismogram(scratch / "one.sac", "ONE", 30.0);
   write_seismogram(scratch / "two.sac", "TWO", 30.0);
   const std::string before = ksutil::tools::read_text(scratch / "one.sac");
-  const ProgramRun run =
-      run_program(kProgram + " " + (scratch / "one.sac") + " " + (scratch / "two.sac"));
+  const ProgramRun run = run_program(kPickOnsets + " " + (scratch / "one.sac") + " " +
+                                     (scratch / "two.sac"));
   EXPECT_EQ(run.code, 0) << run.errors;
   EXPECT_EQ(std::count(run.output.begin(), run.output.end(), '\n'), 2) << run.output;
   EXPECT_EQ(ksutil::tools::read_text(scratch / "one.sac"), before);

@@ -15,11 +15,11 @@ namespace {
 using ksutil::tools::ProgramRun;
 using ksutil::tools::run_program;
 
-const std::string kProgram = PREDICT_ARRIVALS_PROGRAM;
+const std::string kPredictArrivals = PREDICT_ARRIVALS_PROGRAM;
 const std::string kDatabase = KSUTIL_SOURCE_DIR "/data/aug2015";
 
 TEST(PredictArrivals, PredictsEveryOriginInTheOrderOfTheTable) {
-  const ProgramRun run = run_program(kProgram + " " + kDatabase + " 52.2 4.5");
+  const ProgramRun run = run_program(kPredictArrivals + " " + kDatabase + " 52.2 4.5");
   ASSERT_EQ(run.code, 0) << run.errors;
   std::ifstream table(kDatabase + ".origin");
   std::istringstream output(run.output);
@@ -50,9 +50,9 @@ TEST(PredictArrivals, PredictsEveryOriginInTheOrderOfTheTable) {
 }
 
 TEST(PredictArrivals, TellsWhatIsWrong) {
-  EXPECT_EQ(run_program(kProgram).code, 2);
-  EXPECT_EQ(run_program(kProgram + " " + kDatabase + " north 4.5").code, 2);
-  const ProgramRun missing = run_program(kProgram + " /nowhere/db 52 4");
+  EXPECT_EQ(run_program(kPredictArrivals).code, 2);
+  EXPECT_EQ(run_program(kPredictArrivals + " " + kDatabase + " north 4.5").code, 2);
+  const ProgramRun missing = run_program(kPredictArrivals + " /nowhere/db 52 4");
   EXPECT_EQ(missing.code, 1);
   EXPECT_NE(missing.errors.find("/nowhere/db"), std::string::npos);
 }

@@ -17,7 +17,7 @@ using testing::DoubleEq;
 using testing::ElementsAre;
 using testing::HasSubstr;
 
-const double kGap = 1e31;
+const double kGapValue = 1e31;
 using std::numbers::pi;
 
 class Ksvector2Values : public Ksvector2Test {
@@ -68,7 +68,7 @@ TEST_F(Ksvector2Values, EvaluatesUpDownAndAtSteps) {
 }
 
 TEST_F(Ksvector2Values, EvaluatesSeriesBesideGaps) {
-  make_series({0, 4, kGap, 6});
+  make_series({0, 4, kGapValue, 6});
   EXPECT_EQ(at(100.25)[0], 2);
   EXPECT_EQ(at(101.5)[0], 6);
   for (const double x : {99.9, 100.75, 101.25, 102.0, 1e300, std::nan("")}) {
@@ -87,11 +87,11 @@ TEST_F(Ksvector2Values, ExtremesOfAllAndOfAWindow) {
   EXPECT_EQ(x1, 3);
   EXPECT_EQ(ksvector2_maxmin(tag, 2, &x0, &x1, &y0, &y1), -1);
   EXPECT_THAT(taken_messages(), HasSubstr("ksvector2_maxmin: iy too large.\n"));
-  make_series({kGap, 2, std::nan(""), -7, kGap});
+  make_series({kGapValue, 2, std::nan(""), -7, kGapValue});
   EXPECT_EQ(ksvector2_maxmin2(tag, 0, -1e300, 1e300, &x0, &x1, &y0, &y1), 0);
   EXPECT_THAT((std::vector{x0, x1, y0, y1}), ElementsAre(100.5, 101.5, -7, 2));
   EXPECT_EQ(ksvector2_maxmin(tag, 0, &x0, &x1, &y0, &y1), 0);
-  EXPECT_EQ(y1, kGap);
+  EXPECT_EQ(y1, kGapValue);
   EXPECT_EQ(ksvector2_maxmin2(tag, 1, 0, 1e9, &x0, &x1, &y0, &y1), -1);
   EXPECT_THAT(taken_messages(), HasSubstr("ksvector2_maxmin2: iy out of range.\n"));
 }

@@ -6,6 +6,7 @@
 #include <nlohmann/json.hpp>
 #include <utility>
 
+#include "tests/tools/paths.h"
 #include "tests/tools/scratch.h"
 
 namespace ksutil::tools {
@@ -13,9 +14,6 @@ namespace {
 
 using testing::HasSubstr;
 using testing::Not;
-
-const std::string kKsdb = KSDB_PROGRAM;
-const std::string kData = KSUTIL_SOURCE_DIR "/data";
 
 TEST(Ksdb, AnswersWrongUsageWithTwoAndFailureWithOne) {
   EXPECT_EQ(run_program(kKsdb).code, 2);

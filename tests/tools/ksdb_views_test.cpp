@@ -19,14 +19,13 @@
 #include "platform/db/schema.h"
 #include "platform/stock/text.h"
 #include "tests/support/rows.h"
+#include "tests/tools/paths.h"
 #include "tests/tools/scratch.h"
 
 namespace ksutil::tools {
 namespace {
 
 using testing::HasSubstr;
-
-const std::string kKsdb = KSDB_PROGRAM;
 
 struct Origin {
   long orid = 0, evid = 0;

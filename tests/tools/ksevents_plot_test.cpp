@@ -7,6 +7,7 @@
 #include <cmath>
 #include <random>
 
+#include "tests/tools/paths.h"
 #include "tests/tools/scratch.h"
 #include "tools/ksevents/plot/catalogue_figures.h"
 #include "tools/ksevents/plot/magnitude_statistics.h"
@@ -15,8 +16,6 @@ namespace ksutil::tools {
 namespace {
 
 using testing::HasSubstr;
-
-const std::string kData = std::string(KSUTIL_SOURCE_DIR) + "/data";
 
 /* Magnitudes of an exponential law with this b, rounded to bins of 0.1. */
 std::vector<double> random_magnitudes(double b, double mc, std::size_t count) {

@@ -9,16 +9,13 @@
 #include <nlohmann/json.hpp>
 #include <thread>
 
+#include "tests/tools/paths.h"
 #include "tests/tools/scratch.h"
 
 namespace ksutil::tools {
 namespace {
 
 using testing::HasSubstr;
-
-const std::string kKsdb = KSDB_PROGRAM;
-const std::string kKsevents = KSEVENTS_PROGRAM;
-const std::string kData = KSUTIL_SOURCE_DIR "/data";
 
 /* Every event of a real database with dangling relations: 20 of its events have no origin
  * of their own, and none of its netmag rows names one of its origins. */

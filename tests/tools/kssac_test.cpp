@@ -8,6 +8,7 @@
 #include <nlohmann/json.hpp>
 
 #include "tests/formats/sac_bytes.h"
+#include "tests/tools/paths.h"
 #include "tests/tools/scratch.h"
 
 namespace ksutil::tools {
@@ -18,7 +19,6 @@ using testing::HasSubstr;
 using testing::IsEmpty;
 
 const std::string kKssac = KSSAC_PROGRAM;
-const std::string kKsdb = KSDB_PROGRAM;
 
 ProgramRun kssac(const std::string &arguments) {
   return run_program(kKssac + " " + arguments);

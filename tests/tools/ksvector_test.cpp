@@ -14,12 +14,12 @@ namespace {
 
 using testing::HasSubstr;
 
-const std::string kProgram = KSVECTOR_PROGRAM;
+const std::string kKsvector = KSVECTOR_PROGRAM;
 
 class Ksvector : public testing::Test {
  protected:
   ProgramRun run(const std::string &arguments) {
-    return run_program(kProgram + " " + arguments);
+    return run_program(kKsvector + " " + arguments);
   }
 
   ScratchFolder folder_;

@@ -21,7 +21,7 @@ namespace {
 using testing::HasSubstr;
 using testing::Not;
 
-const std::string kProgram = KSWAVE_PROGRAM;
+const std::string kKswave = KSWAVE_PROGRAM;
 const std::string kMlr = " " KSUTIL_SOURCE_DIR "/data/mlr/mlr";
 constexpr double kOrigin = 1400000000.0;
 
@@ -104,7 +104,7 @@ class Kswave : public testing::Test {
   }
 
   ProgramRun run(const std::string &arguments) {
-    return run_program("cd " + folder_.path() + " && " + kProgram + " " + arguments);
+    return run_program("cd " + folder_.path() + " && " + kKswave + " " + arguments);
   }
   std::string picture(const std::string &arguments) {
     const ProgramRun drawn = run(arguments + " -o p.svg db");

@@ -12,6 +12,7 @@
 #include <utility>
 #include <vector>
 
+#include "tests/tools/paths.h"
 #include "tests/tools/scratch.h"
 #include "tools/common/messages.h"
 
@@ -22,13 +23,10 @@ using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::Not;
 
-const std::string kKsdb = KSDB_PROGRAM;
-const std::string kKsevents = KSEVENTS_PROGRAM;
 const std::vector<std::string> kPrograms = {
     KSDB_PROGRAM,     KSEVENTS_PROGRAM, KSSAC_PROGRAM,
     KSVECTOR_PROGRAM, KSGRID_PROGRAM,   KSHISTORY_PROGRAM,
     KSPF_PROGRAM,     KSWAVE_PROGRAM,   KSMOMENT_PROGRAM};
-const std::string kData = KSUTIL_SOURCE_DIR "/data";
 
 /* Four events whose rows are not in the order of their times: d, a, b, c. */
 std::string four_events(const ScratchFolder &folder) {

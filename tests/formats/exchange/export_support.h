@@ -19,6 +19,8 @@
 
 namespace ksutil::exchange {
 
+inline const std::string kData = std::string(KSUTIL_SOURCE_DIR) + "/data/";
+
 class TextTaker final : public TextSink {
  public:
   bool put(std::string_view more) override {

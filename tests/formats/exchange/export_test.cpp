@@ -22,8 +22,6 @@ using testing::Field;
 using testing::HasSubstr;
 using testing::Not;
 
-const std::string kData = std::string(KSUTIL_SOURCE_DIR) + "/data/";
-
 /* A new database with the shipped catalogue, places and origins' states included. */
 void make_catalogue(const std::string &name) {
   import_text(name, "css3.0", tools::read_text(kData + "aug2015.csv"));

@@ -22,17 +22,17 @@ const std::string kStrikeSlip =
     "V10   1.000  0  45   0.000 90   0  -1.000  0 135   1.000   0 90    0  90 90  "
     "180\n";
 
-struct ReadResult {
+struct NdkResult {
   std::vector<Event> events;
   std::vector<std::string> refused;
 };
 
-ReadResult read(const std::string &text) {
+NdkResult read_ndk(const std::string &text) {
   const tools::ScratchFolder folder;
   std::string problem;
   const auto input = Input::open(folder.write("x.ndk", text), problem);
   const auto reader = open_reader(*input, recognise(input->head()), problem);
-  ReadResult result;
+  NdkResult result;
   if (reader == nullptr) {
     ADD_FAILURE() << problem;
     return result;
@@ -49,7 +49,7 @@ ReadResult read(const std::string &text) {
 }
 
 TEST(NdkReader, GivesHypocentreCentroidAndTensor) {
-  const ReadResult result = read(kStrikeSlip);
+  const NdkResult result = read_ndk(kStrikeSlip);
   ASSERT_EQ(result.events.size(), 1U);
   const Event &event = result.events[0];
   EXPECT_EQ(event.id, "C200501010120A");
@@ -92,9 +92,9 @@ TEST(NdkReader, AFaultCostsOneEvent) {
   };
   std::string bad_number = kStrikeSlip;
   bad_number.replace(bad_number.find("-1.000 0.240"), 6, "-1.x00");
-  const ReadResult result = read(lines(1, 3) + kStrikeSlip + "noise\nmore noise\n" +
-                                 kStrikeSlip + bad_number + lines(1, 1) + lines(4, 5) +
-                                 lines(2, 3) + "\n" + kStrikeSlip + lines(1, 4));
+  const NdkResult result = read_ndk(
+      lines(1, 3) + kStrikeSlip + "noise\nmore noise\n" + kStrikeSlip + bad_number +
+      lines(1, 1) + lines(4, 5) + lines(2, 3) + "\n" + kStrikeSlip + lines(1, 4));
   EXPECT_EQ(result.events.size(), 3U);
   EXPECT_THAT(result.refused, ElementsAre("1: the event has fewer than five lines",
                                           HasSubstr("9: hypocentre line is 'noise'"),

@@ -14,8 +14,6 @@ using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::Not;
 
-const std::string kData = std::string(KSUTIL_SOURCE_DIR) + "/data/";
-
 Pick pick_of(const std::string &id, const std::string &sta, double time) {
   Pick pick;
   pick.id = id;

@@ -29,8 +29,8 @@ using namespace testing;
 using ::testing::HasSubstr;
 
 constexpr std::size_t kLength = 43;  // of a row of lastid
-constexpr std::size_t kManyRows = 12000;
-constexpr long kNull = 0;  // of its field keyvalue
+constexpr std::size_t kFollowedRows = 12000;
+constexpr long kNullKeyvalue = 0;  // of its field keyvalue
 
 /* KSUTIL_TEST_ROUNDS makes the runs longer. */
 long rounds(long usual) {
@@ -72,10 +72,10 @@ class Edited {
           throw std::runtime_error("truncate");
         break;
       case 8:  // many rows, as an import does, or most rows removed
-        if (rows.size() < kManyRows) {
+        if (rows.size() < kFollowedRows) {
           append(static_cast<long>(below(9000)));
         } else {
-          rows.resize(kManyRows / 3);
+          rows.resize(kFollowedRows / 3);
         }
         write_anew();
         break;
@@ -106,7 +106,7 @@ class Edited {
   /* Keys that come again and again, and null ones. */
   long key() {
     const auto kind = below(20);
-    if (kind == 0) return kNull;
+    if (kind == 0) return kNullKeyvalue;
     return kind == 1 ? 50000000 + static_cast<long>(below(9))
                      : static_cast<long>(below(700));
   }
@@ -154,9 +154,9 @@ class Edited {
   long changes_ = 0;
 };
 
-/* The key of a row of the model; kNull for none. */
+/* The key of a row of the model; kNullKeyvalue for none. */
 long model_key(const std::string &row) {
-  return row.back() == '\n' ? std::atol(row.substr(16, 8).c_str()) : kNull;
+  return row.back() == '\n' ? std::atol(row.substr(16, 8).c_str()) : kNullKeyvalue;
 }
 
 struct Earlier {
@@ -239,10 +239,10 @@ class Followed {
     std::size_t wrong = 0;
     for (std::size_t i = 0; i < edited.rows.size(); ++i) {
       const long key = model_key(edited.rows[i]);
-      std::int64_t found = kNull;
+      std::int64_t found = kNullKeyvalue;
       const bool has_key = index.key_of(static_cast<long>(i), found);
-      if (has_key != (key != kNull) || found != key) ++wrong;
-      if (key != kNull) model[key].push_back(static_cast<long>(i));
+      if (has_key != (key != kNullKeyvalue) || found != key) ++wrong;
+      if (key != kNullKeyvalue) model[key].push_back(static_cast<long>(i));
     }
     ASSERT_EQ(wrong, 0U);
     for (const auto &[key, rows] : model) {
@@ -260,8 +260,9 @@ class Followed {
     const std::set<std::int64_t> lost(keys.begin(), keys.end());
     for (std::size_t i = 0; i < before.rows.size(); ++i) {
       const long was = model_key(before.rows[i]);
-      const long is = i < edited.rows.size() ? model_key(edited.rows[i]) : kNull;
-      if (was != kNull && was != is) {
+      const long is =
+          i < edited.rows.size() ? model_key(edited.rows[i]) : kNullKeyvalue;
+      if (was != kNullKeyvalue && was != is) {
         ASSERT_TRUE(lost.contains(was)) << "row " << i;
       }
     }

@@ -14,7 +14,7 @@
 namespace ksutil::db::test {
 namespace {
 
-constexpr double kEpoch = 1.3e9, kNoEnd = 9999999999.999;
+constexpr double kFirstEpoch = 1.3e9, kOpenEnd = 9999999999.999;
 using ksutil::test::kEndOfArguments;
 
 long count(Dbptr view) {
@@ -65,8 +65,8 @@ class Views : public testing::Test {
     const std::vector<const char *> channels = {"BHZ", "BHN"};
     std::vector<std::string> rows;
     for (int i = 0; i < 60; ++i) {
-      Waveform w{stations[below(3)], channels[below(2)], kEpoch + below(50), 0.0};
-      w.endtime = below(8) == 0 ? kNoEnd : w.time + below(12) - 1.0;
+      Waveform w{stations[below(3)], channels[below(2)], kFirstEpoch + below(50), 0.0};
+      w.endtime = below(8) == 0 ? kOpenEnd : w.time + below(12) - 1.0;
       waveforms.push_back(w);
       rows.push_back(RowMaker("wfdisc")
                          .set("sta", w.sta)
@@ -79,7 +79,7 @@ class Views : public testing::Test {
     files.write("wfdisc", rows);
     rows.clear();
     for (int i = 0; i < 40; ++i) {
-      const Arrival a{stations[below(3)], channels[below(2)], kEpoch + below(60),
+      const Arrival a{stations[below(3)], channels[below(2)], kFirstEpoch + below(60),
                       static_cast<long>(below(12)) - 1};
       arrivals.push_back(a);
       rows.push_back(RowMaker("arrival")
@@ -102,7 +102,8 @@ class Views : public testing::Test {
     files.write("assoc", rows);
     rows.clear();
     for (long orid = 0; orid < 3; ++orid) {
-      rows.push_back(RowMaker("origin").set("orid", orid).set("time", kEpoch).text());
+      rows.push_back(
+          RowMaker("origin").set("orid", orid).set("time", kFirstEpoch).text());
     }
     files.write("origin", rows);
   }
