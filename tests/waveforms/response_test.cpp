@@ -256,6 +256,7 @@ TEST_F(ResponseFiles, FaultsAreNamedWithTheirLine) {
       {"# only a comment\n", ":1: the file is not a response"},
       {std::string("\0\1\2\3\n", 5), ":1: the file is not a response"},
       {head + "paz me\n", ":1: the file ends before the normalisation a0"},
+      {head + "paz me\n,\n", ":2: the file ends before the normalisation a0"},
       {head + "paz me\n1\n99999999\n-1 0\n", ":4: the file ends before a pole"},
       {head + "paz me\n1\n-4\n", ":3: the number of poles expected"},
       {head + "paz me\nnan\n", ":2: the normalisation a0 expected"},

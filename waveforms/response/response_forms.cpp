@@ -35,7 +35,7 @@ bool ResponseLines::next() {
     line_ = trimmed(rest_.substr(0, end));
     rest_.remove_prefix(std::min(end + 1, rest_.size()));
     ++number_;
-    if (!line_.empty()) return true;
+    if (!std::all_of(line_.begin(), line_.end(), is_gap)) return true;
   }
   line_ = {};
   return false;

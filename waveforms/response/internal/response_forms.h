@@ -20,7 +20,7 @@ class ResponseLines {
   ResponseLines(std::string path, std::string_view text)
       : path_(std::move(path)), rest_(text) {}
 
-  /* Goes to the next line that is not blank; false at the end. */
+  /* Goes to the next line that has a word; false at the end. */
   bool next();
   /* The line without blanks at both ends. */
   std::string_view line() const { return line_; }
