@@ -27,10 +27,7 @@ class OwnDatabase {
 
   bool good() const { return db_.database != dbINVALID; }
   Dbptr table(const char *name) const { return dblookup(db_, "", name, "", ""); }
-  bool has_table(const char *name) const {
-    const db::DatabaseStore *const store = db::database_store(db_);
-    return store != nullptr && store->schema()->find(name) != nullptr;
-  }
+  bool has_table(const char *name) const { return db::has_table(db_, name); }
 
  private:
   Dbptr db_;

@@ -7,7 +7,7 @@ from collections.abc import Sequence
 from datetime import datetime, timezone
 from typing import TYPE_CHECKING, Any
 
-from . import _pandas
+from . import _optional
 from .times import ma
 
 if TYPE_CHECKING:
@@ -62,7 +62,7 @@ def map_figure(events: EventList, **options: Any) -> Figure:
 
 def frame(events: EventList, queries: Sequence[str], datetime: bool) -> Any:
     """The columns of a list as a pandas.DataFrame; integers with nulls as Int64."""
-    pandas = _pandas.module()
+    pandas = _optional.pandas()
 
     columns = {}
     for name, array in events.columns(*(queries or USUAL), datetime=datetime).items():

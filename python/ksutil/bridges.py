@@ -8,10 +8,11 @@ from __future__ import annotations
 
 import io
 from collections.abc import Iterable
-from typing import TYPE_CHECKING, Any
+from typing import Any
 
 import numpy as np
 
+from . import _optional
 from ._ksutil import DataSet, Series, read_miniseed
 from .exchange import (
     DatabaseLike,
@@ -20,25 +21,10 @@ from .exchange import (
     import_catalog,
 )
 
-if TYPE_CHECKING:
-    import types
-
-
-def _obspy() -> types.ModuleType:
-    """ObsPy; ImportError when it is missing."""
-    try:
-        import obspy
-    except ImportError as error:
-        raise ImportError(
-            "ksutil exchanges with ObsPy, which is not installed (module 'obspy')"
-        ) from error
-    module: types.ModuleType = obspy
-    return module
-
 
 def utcdatetime(seconds: float) -> Any:
     """Epoch seconds as an obspy.UTCDateTime."""
-    return _obspy().UTCDateTime(float(seconds))
+    return _optional.obspy().UTCDateTime(float(seconds))
 
 
 def epoch_of_utcdatetime(time: Any) -> float:
@@ -54,7 +40,7 @@ def database_to_obspy(
     what       "events" or "stations"
     selection  of events: arguments of export_catalog()
     """
-    obspy = _obspy()
+    obspy = _optional.obspy()
     if what == "events":
         content = export_catalog(database, format="quakeml", **selection)
         return obspy.read_events(io.BytesIO(content), format="QUAKEML")
@@ -71,7 +57,7 @@ def database_from_obspy(
 
     options  of import_catalog()
     """
-    obspy = _obspy()
+    obspy = _optional.obspy()
     content = io.BytesIO()
     if hasattr(objects, "networks"):
         objects.write(content, format="STATIONXML")
@@ -91,7 +77,7 @@ def series_to_obspy(series: Series) -> Any:
 
 def series_list_to_obspy(traces: Iterable[Series]) -> Any:
     """Several series as one obspy Stream."""
-    obspy = _obspy()
+    obspy = _optional.obspy()
     content = b"".join(series.to_miniseed() for series in traces)
     if not content:
         return obspy.Stream()
@@ -111,7 +97,7 @@ def series_from_obspy(stream: Any) -> list[Series]:
     Masked samples of a Trace split it.  Integers of 64 bits, which miniSEED lacks, travel
     as those of 32 bits where they fit, else as floats.
     """
-    _obspy()
+    _optional.obspy()
     stream = stream.copy().split()
     for trace in getattr(stream, "traces", ()):
         if trace.data.dtype.kind in "iu" and trace.data.dtype.itemsize == 8:
@@ -125,7 +111,7 @@ def series_from_obspy(stream: Any) -> list[Series]:
 def has_obspy() -> bool:
     """Whether ObsPy can be imported."""
     try:
-        _obspy()
+        _optional.obspy()
     except ImportError:
         return False
     return True

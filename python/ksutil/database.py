@@ -16,7 +16,7 @@ from typing import Any, NamedTuple, Union, overload
 import numpy as np
 import numpy.typing as npt
 
-from . import _ksutil, _pandas, bridges, exchange
+from . import _ksutil, _optional, bridges, exchange
 from ._input import column_input, rows_input
 from .times import datetime64, ma
 
@@ -213,7 +213,7 @@ class Rows:
 
         Integers with nulls have pandas' type Int64.
         """
-        pandas = _pandas.module()
+        pandas = _optional.pandas()
 
         frame = {}
         for name, array in self.columns(*names, datetime=datetime).items():
