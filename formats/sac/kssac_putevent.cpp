@@ -44,8 +44,7 @@ std::string text_or_null(const JoinedRow &row, JoinedRow::Tables tables,
 bool location_of(Dbptr record, const std::string &sta, const std::string &chan,
                  const std::string &net, std::string &location) {
   location = kNullText;
-  const db::DatabaseStore *const store = db::database_store(record);
-  if (store == nullptr || store->schema()->find("seedcode") == nullptr) return true;
+  if (!db::has_table(record, "seedcode")) return true;
   const std::shared_ptr<const db::Snapshot> rows =
       db::table_snapshot(dblookup(record, "", "seedcode", "", ""));
   if (rows == nullptr) return false;

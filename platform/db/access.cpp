@@ -25,6 +25,11 @@ DatabaseStore *database_store(Dbptr db) {
                      });
 }
 
+bool has_table(Dbptr db, std::string_view name) {
+  const DatabaseStore *const store = database_store(db);
+  return store != nullptr && store->schema()->find(name) != nullptr;
+}
+
 bool table_stamp(Dbptr db, Stamp &stamp) {
   return at_boundary("table_stamp", false, [&] {
     const Opened opened("table_stamp", db);

@@ -20,6 +20,10 @@ namespace ksutil::db {
 KSUTIL_API TableStore *table_store(Dbptr table);
 KSUTIL_API DatabaseStore *database_store(Dbptr db);
 
+/* Whether the schema of a database has a table.  Asks the schema alone: unlike a look-up of
+ * the table, this is not false when memory is short or a file cannot be read. */
+KSUTIL_API bool has_table(Dbptr db, std::string_view name);
+
 /* One look at a table: its count and its time of change; false with a message. */
 KSUTIL_API bool table_stamp(Dbptr table, Stamp &stamp);
 

@@ -1,8 +1,8 @@
 #include "tools/kssac/channel_codes.h"
 
 #include "platform/clock/clock.h"
+#include "platform/db/access.h"
 #include "tools/common/cli.h"
-#include "tools/common/has_table.h"
 
 namespace ksutil::tools {
 
@@ -13,7 +13,7 @@ bool ChannelCodes::enter(KSSac *kssac, std::string &chan) {
   chan = seedchan;
   if (!known(kssac, "KHOLE", loc)) return true;
   chan += loc;
-  if (!has_table(db_, "seedcode")) return true;
+  if (!db::has_table(db_, "seedcode")) return true;
 
   Dbptr row = dblookup(db_, "", "seedcode", "", "");
   row.record = dbNULL;
@@ -51,7 +51,7 @@ bool ChannelCodes::add_row(Dbptr row) {
 }
 
 bool ChannelCodes::restore(Dbptr row, KSSac *kssac) {
-  if (!has_table(db_, "seedcode")) return true;
+  if (!db::has_table(db_, "seedcode")) return true;
   Dbptr found = dblookup(db_, "", "seedcode", "", "");
   const long count = by_channel_.find(row, found);
   if (count < 1) return count == 0;

@@ -6,7 +6,6 @@
 
 #include "platform/db/access.h"
 #include "platform/stock/owners.h"
-#include "tools/common/has_table.h"
 
 namespace ksutil::tools {
 namespace {
@@ -35,7 +34,7 @@ StationJoin::StationJoin(Dbptr rows) : rows_(rows) {
       {"affiliation", {"wfdisc.sta"}, {"sta"}},
   };
   for (const Link &link : links) {
-    if (has_table(rows, link.table)) links_.push_back(link);
+    if (db::has_table(rows, link.table)) links_.push_back(link);
   }
   views_.resize(std::size_t{1} << links_.size());
 }

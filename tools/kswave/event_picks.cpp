@@ -8,7 +8,6 @@
 #include "platform/db/access.h"
 #include "platform/elog/elog.h"
 #include "platform/geo/geo.h"
-#include "tools/common/has_table.h"
 #include "tools/common/messages.h"
 #include "tools/common/options.h"
 
@@ -41,7 +40,7 @@ class RowsOf {
  * such table; -1, with messages, when the table cannot be read. */
 int find_first(const OpenDatabase &database, const char *table,
                const std::string &expression, Dbptr &record) {
-  if (!has_table(database.get(), table)) return 0;
+  if (!db::has_table(database.get(), table)) return 0;
   const RowsOf rows(database, table);
   long count = 0;
   record = rows.good() ? dbsubset(rows.table(), expression.c_str()) : dbinvalid();
@@ -100,7 +99,8 @@ bool join_picks(Dbptr assoc, Dbptr arrival, EventPicks &event) {
 
 /* False, with messages, when a table cannot be read. */
 bool read_picks(const OpenDatabase &database, EventPicks &event) {
-  if (!has_table(database.get(), "assoc") || !has_table(database.get(), "arrival")) {
+  if (!db::has_table(database.get(), "assoc") ||
+      !db::has_table(database.get(), "arrival")) {
     return true;
   }
   const RowsOf assoc(database, "assoc"), arrival(database, "arrival");

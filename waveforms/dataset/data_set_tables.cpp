@@ -26,8 +26,7 @@ class EpochTable {
 
   EpochTable(Dbptr db, const char *table, std::vector<const char *> key, Epochs epochs)
       : name_(table) {
-    const db::DatabaseStore *const database = db::database_store(db);
-    if (database == nullptr || database->schema()->find(table) == nullptr) return;
+    if (!db::has_table(db, table)) return;
     const Dbptr found = dblookup(db, "", table, "", "");
     db::TableStore *const store = db::table_store(found);
     snapshot_ = db::table_snapshot(found);
