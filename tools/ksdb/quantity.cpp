@@ -4,8 +4,8 @@
 #include <string_view>
 #include <vector>
 
-#include "platform/db/access.h"
 #include "platform/stock/text.h"
+#include "tools/ksdb/view_field.h"
 
 namespace ksutil::tools {
 namespace {
@@ -13,23 +13,10 @@ namespace {
 /* The field that an expression names, "depth" or "origin.depth"; null for any other
  * expression. */
 const db::Field *field_of(Dbptr view, const std::string &expression) {
-  view.record = dbNULL;
-  std::vector<Dbptr> parts;
-  if (!db::view_parts(view, parts)) throw std::bad_alloc();
-  const std::size_t point = expression.find('.');
-  for (const Dbptr &part : parts) {
-    db::TableStore *const table = db::table_store(part);
-    if (table == nullptr) throw std::bad_alloc();
-    const db::Relation &layout = table->layout();
-    const bool other =
-        point != expression.npos && expression.compare(0, point, layout.name) != 0;
-    const db::Field *const field =
-        other ? nullptr
-              : layout.find(point == expression.npos ? expression
-                                                     : expression.substr(point + 1));
-    if (field != nullptr) return field;
-  }
-  return nullptr;
+  std::vector<db::TableStore *> tables;
+  if (!read_tables_of(view, tables)) throw std::bad_alloc();
+  std::size_t part = 0;
+  return find_field(tables, expression, part);
 }
 
 }  // namespace

@@ -7,19 +7,6 @@
 
 namespace ksutil::tools {
 
-/* The field that a name, "time" or "origin.time", means: that of the first table with such
- * a field.  Null for an unknown name. */
-const db::Field *ViewCells::find_field(std::string_view name, std::size_t &part) const {
-  const std::size_t point = name.find('.');
-  for (part = 0; part < parts_.size(); part++) {
-    const db::Relation &layout = parts_[part]->layout();
-    if (point != name.npos && name.substr(0, point) != layout.name) continue;
-    const int index = layout.index(point == name.npos ? name : name.substr(point + 1));
-    if (index >= 0) return &layout.fields[static_cast<std::size_t>(index)];
-  }
-  return nullptr;
-}
-
 /* Resolves the names of an item; each field that is named gets a slot, its place in
  * fields_. */
 class ViewCells::Names final : public expr::Fields {
@@ -28,7 +15,7 @@ class ViewCells::Names final : public expr::Fields {
 
   bool bind(std::string_view name, int &slot, expr::Type &type) const override {
     std::size_t part = 0;
-    const db::Field *const field = cells_.find_field(name, part);
+    const db::Field *const field = find_field(cells_.parts_, name, part);
     if (field == nullptr) return false;
     slot = static_cast<int>(cells_.fields_.size());
     cells_.fields_.emplace_back(cells_.parts_[part]->layout(), *field, part);
@@ -59,23 +46,16 @@ ViewCells::~ViewCells() = default;
 
 int ViewCells::choose(Dbptr view, const std::vector<std::string> &items, bool raw) {
   raw_ = raw;
-  Dbptr null = view;
-  null.record = dbNULL;
   Tbl *fields = nullptr;
-  std::vector<Dbptr> parts;
-  if (!db::view_parts(null, parts) || dbquery(view, dbq_fields, &fields) < 0) {
+  if (!read_tables_of(view, parts_) || dbquery(view, dbq_fields, &fields) < 0) {
     return kFailure;
-  }
-  for (const Dbptr &part : parts) {
-    parts_.push_back(db::table_store(part));
-    if (parts_.back() == nullptr) return kFailure;
   }
   std::vector<std::string> texts = items;
   for (long i = 0; items.empty() && i < counttbl(fields); i++) {
     const auto *const name = static_cast<const char *>(gettbl(fields, i));
     /* Pointers mean something in memory only. */
     std::size_t part = 0;
-    const db::Field *const field = find_field(name, part);
+    const db::Field *const field = find_field(parts_, name, part);
     if (field != nullptr && field->type != db::FieldType::kPointer) {
       texts.emplace_back(name);
     }

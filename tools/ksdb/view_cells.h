@@ -58,7 +58,6 @@ class ViewCells {
   class Names;
   class Values;
 
-  const db::Field *find_field(std::string_view name, std::size_t &part) const;
   bool evaluate(const Item &item, std::string &cell);
 
   bool raw_ = false;

@@ -6,6 +6,30 @@
 
 namespace ksutil::tools {
 
+bool read_tables_of(Dbptr view, std::vector<db::TableStore *> &tables) {
+  view.record = dbNULL;
+  std::vector<Dbptr> parts;
+  if (!db::view_parts(view, parts)) return false;
+  for (const Dbptr &part : parts) {
+    tables.push_back(db::table_store(part));
+    if (tables.back() == nullptr) return false;
+  }
+  return true;
+}
+
+const db::Field *find_field(const std::vector<db::TableStore *> &tables,
+                            std::string_view name, std::size_t &part) {
+  const std::size_t point = name.find('.');
+  for (part = 0; part < tables.size(); part++) {
+    const db::Relation &layout = tables[part]->layout();
+    if (point != name.npos && name.substr(0, point) != layout.name) continue;
+    const db::Field *const field =
+        layout.find(point == name.npos ? name : name.substr(point + 1));
+    if (field != nullptr) return field;
+  }
+  return nullptr;
+}
+
 ViewField::ViewField(const db::Relation &layout, const db::Field &field,
                      std::size_t part)
     : field_(field), part_(part) {

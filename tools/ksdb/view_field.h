@@ -5,7 +5,9 @@
 #include <string>
 #include <string_view>
 #include <variant>
+#include <vector>
 
+#include "platform/db/access.h"
 #include "platform/db/columns.h"
 #include "platform/expr/expr.h"
 #include "tools/common/rows.h"
@@ -39,6 +41,14 @@ class ViewField {
   std::size_t part_;
   std::variant<db::TextColumn, db::IntegerColumn, db::RealColumn> reader_;
 };
+
+/* The tables of a view, or the table itself; false when memory is short. */
+bool read_tables_of(Dbptr view, std::vector<db::TableStore *> &tables);
+
+/* The field that a name, "time" or "origin.time", means: that of the first table with such
+ * a field, whose place is `part`.  Null for an unknown name. */
+const db::Field *find_field(const std::vector<db::TableStore *> &tables,
+                            std::string_view name, std::size_t &part);
 
 /* A computed value as a cell; empty for a null. */
 std::string value_cell(const expr::Value &value);
