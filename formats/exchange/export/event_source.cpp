@@ -184,8 +184,6 @@ bool EventSource::next(Event &event) {
     const std::int64_t record = order_[at_++].row;
     if (read_event(record, event)) return true;
   }
-  if (!ended_) faults_.rows += tables_.ids.unreadable();
-  ended_ = true;
   return false;
 }
 

@@ -59,7 +59,11 @@ class EventSource {
   std::size_t size() const { return order_.size(); }
   std::size_t looked_at() const { return at_; }
 
-  const SourceFaults &faults() const { return faults_; }
+  SourceFaults faults() const {
+    SourceFaults faults = faults_;
+    faults.rows += tables_.ids.unreadable();
+    return faults;
+  }
   /* Values of rows that no record has a place for. */
   const std::vector<Unplaced> &without_place() const { return left_out_.list(); }
 
@@ -106,7 +110,6 @@ class EventSource {
   std::optional<EventFilter> filter_;
   std::vector<Place> order_;
   std::size_t at_ = 0;
-  bool ended_ = false;
   /* Of the event that is being read: */
   std::int64_t prefor_of_event_ = -1;
   std::int64_t preferred_row_ = -1;                  // of origin

@@ -4,6 +4,17 @@
 #include "platform/elog/elog.h"
 
 namespace ksutil::exchange {
+namespace {
+
+/* Puts one message in the place of those of a table's rows.  Always false. */
+bool refuse_table(ElogScope &messages, const std::string &name) {
+  messages.drop();
+  messages.keep();
+  elog_log(0, "export: the table %s cannot be read.\n", name.c_str());
+  return false;
+}
+
+}  // namespace
 
 bool ExportTable::open(db::DatabaseStore &store, const char *name, const char *index) {
   if (store.schema()->find(name) == nullptr) {
@@ -20,10 +31,7 @@ bool ExportTable::open(db::DatabaseStore &store, const char *name, const char *i
    * beside that. */
   ElogScope messages;
   if (index_by(*rows_, index, index_)) return true;
-  messages.drop();
-  messages.keep();
-  elog_log(0, "export: the table %s cannot be read.\n", name);
-  return false;
+  return refuse_table(messages, name);
 }
 
 bool PublicIds::open(db::DatabaseStore &store) {
@@ -90,10 +98,7 @@ bool SeedCodes::open(db::DatabaseStore &store) {
   }
   for (const ExportTable *table : {&seedcode, &affiliation}) {
     if (table->complete()) continue;
-    messages.drop();
-    messages.keep();
-    elog_log(0, "export: the table %s cannot be read.\n", table->layout().name.c_str());
-    return false;
+    return refuse_table(messages, table->layout().name);
   }
   return true;
 }
