@@ -5,9 +5,13 @@
 #include <string>
 
 #include "bindings/bindings.h"
-#include "bindings/objects.h"
+#include "bindings/interpreter/arguments.h"
+#include "bindings/interpreter/arrays.h"
+#include "bindings/interpreter/calls.h"
+#include "bindings/interpreter/failure.h"
+#include "bindings/interpreter/locks.h"
 
-#include "bindings/file_wait.h"
+#include "bindings/interpreter/file_wait.h"
 #include "formats/exchange/export/event_source.h"
 #include "formats/exchange/format.h"
 #include "formats/exchange/import/importer.h"

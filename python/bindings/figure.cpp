@@ -5,7 +5,9 @@
 #include <optional>
 
 #include "bindings/bindings.h"
-#include "bindings/objects.h"
+#include "bindings/interpreter/arguments.h"
+#include "bindings/interpreter/failure.h"
+#include "bindings/interpreter/locks.h"
 
 #include "tools/plot/beachball.h"
 #include "tools/plot/figure.h"

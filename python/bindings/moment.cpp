@@ -10,18 +10,18 @@
 #include <utility>
 #include <vector>
 
-#include "bindings/arrays.h"
 #include "bindings/bindings.h"
-#include "bindings/failure.h"
-#include "bindings/objects.h"
+#include "bindings/interpreter/arrays.h"
+#include "bindings/interpreter/failure.h"
+#include "bindings/interpreter/locks.h"
+#include "bindings/objects/gaps.h"
+#include "bindings/objects/records.h"
 
 namespace ksutil::python {
 namespace {
 
 using Tensor = std::array<double, 6>;
 using Numbers = py::array_t<double, py::array::c_style | py::array::forcecast>;
-
-constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
 
 py::tuple six(const Tensor &m) {
   return py::make_tuple(m[0], m[1], m[2], m[3], m[4], m[5]);

@@ -8,16 +8,16 @@
 #include <utility>
 #include <vector>
 
-#include "bindings/arrays.h"
 #include "bindings/bindings.h"
-#include "bindings/objects.h"
+#include "bindings/interpreter/arrays.h"
+#include "bindings/interpreter/calls.h"
+#include "bindings/interpreter/locks.h"
 
 namespace ksutil::python {
 namespace {
 
 using traveltime::Arrival;
 
-constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
 constexpr double kRadians = 3.14159265358979323846 / 180.0;
 constexpr std::size_t kPiece = 1 << 17;  // values between two looks at signals
 constexpr std::size_t kPhaseSize = 8;    // characters of the longest name

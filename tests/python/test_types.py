@@ -48,7 +48,7 @@ def test_threads_give_the_lock_back_in_one_way() -> None:
     """Another way than GilReleased ends the process when Python ends meanwhile."""
     users = [
         path.name
-        for path in (SOURCE / "python" / "bindings").iterdir()
+        for path in (SOURCE / "python" / "bindings").rglob("*.[ch]*")
         if path.name != "gil.h" and "py::gil_scoped_release" in path.read_text()
     ]
     assert users == []
