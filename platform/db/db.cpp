@@ -13,7 +13,8 @@ using ksutil::fail;
 namespace {
 
 int open_new(const char *who, const char *name, const char *mode) {
-  std::unique_ptr<DatabaseStore> store = open_store(name, mode, default_block_budget());
+  std::unique_ptr<DatabaseStore> store =
+      open_store_within(name, mode, default_block_budget());
   const int number = store == nullptr ? -1 : register_database(std::move(store));
   if (number < 0) fail(who, "cannot open database '%s'", name);
   return number;

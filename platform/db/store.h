@@ -136,7 +136,8 @@ class OneLook {
  * decides which store it is.
  *
  * mode           "r" or "r+", as for dbopen
- * block_budget   bytes of rows that it keeps in memory beyond those that are in use */
+ * block_budget   bytes of rows that it keeps in memory beyond those that are in use; less
+ *                than 8 MiB counts as 8 MiB */
 KSUTIL_API std::unique_ptr<DatabaseStore> open_store(const std::string &name,
                                                      const std::string &mode,
                                                      std::size_t block_budget);

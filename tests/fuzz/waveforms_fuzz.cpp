@@ -19,7 +19,7 @@ struct Place {
   Place() {
     require(db::create_database({folder / "db", "css3.0", db::kFlatFilesStore, ""}),
             "a database can be made");
-    store = db::open_store(folder / "db", "r+", 0);
+    store = db::open_store(folder / "db", "r+", std::size_t{64} << 20);
     require(store != nullptr && ::mkdir((folder / "waves").c_str(), 0700) == 0,
             "there is room for files");
   }

@@ -39,7 +39,7 @@ bool EventSheets::read(const std::string &database, long evid, bool best) {
   if (view_.configure("dbname", database.c_str(), static_cast<char *>(nullptr)) < 0) {
     return false;
   }
-  store_ = db::open_store(database, "r", 1 << 16);
+  store_ = db::open_store(database, "r", std::size_t{8} << 20);
   db::TableStore *assoc = store_ == nullptr ? nullptr : store_->table("assoc");
   if (assoc != nullptr) {
     delta_ = db::RealColumn(assoc->layout(), "delta");

@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 
+#include <algorithm>
 #include <atomic>
 #include <filesystem>
 #include <map>
@@ -183,6 +184,12 @@ bool create_flat_files(const std::string &name, const std::string &schema) {
 std::unique_ptr<DatabaseStore> open_store(const std::string &name,
                                           const std::string &mode,
                                           std::size_t block_budget) {
+  return open_store_within(name, mode, std::max(block_budget, kLeastBlockBudget));
+}
+
+std::unique_ptr<DatabaseStore> open_store_within(const std::string &name,
+                                                 const std::string &mode,
+                                                 std::size_t block_budget) {
   FlatDescriptor descriptor;
   if (!read_descriptor(name, mode, descriptor)) return nullptr;
   if (!descriptor.store.empty() && descriptor.store != kFlatFilesStore) {

@@ -29,6 +29,10 @@ namespace ksutil::db {
  * the rows between which a reading goes back and forth. */
 inline constexpr std::size_t kBlockBudget = std::size_t{48} << 20;
 
+/* The least that open_store takes: callers may use a row of one table while they read some
+ * blocks of others. */
+inline constexpr std::size_t kLeastBlockBudget = std::size_t{8} << 20;
+
 /* kBlockBudget, or another limit while the object lives.  For tests, one at a time. */
 std::size_t default_block_budget();
 class ScopedBlockBudget {
@@ -52,6 +56,11 @@ inline std::unique_ptr<DatabaseStore> open_flat_files(const std::string &name,
                                                       const std::string &mode) {
   return open_flat_files(name, mode, default_block_budget());
 }
+
+/* open_store with any budget, however small. */
+std::unique_ptr<DatabaseStore> open_store_within(const std::string &name,
+                                                 const std::string &mode,
+                                                 std::size_t block_budget);
 
 /* Makes the descriptor of a new database of that schema; false, with a message, when it
  * exists already or cannot be written. */
