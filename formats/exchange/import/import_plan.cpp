@@ -248,7 +248,7 @@ bool ImportPlan::place_origin(const Event &event, std::size_t i, std::int64_t pr
       if (owner != place.evid && tables_.event_of(owner) >= 0) return false;
     }
   } else if (event.origins.size() > 1) {
-    /* The next of its author. */
+    /* The next of its author that is no other's. */
     std::string row = tables_.null_row(kOrigin);
     FillReport ignored;
     RowPut(tables_.layout(kOrigin), row, ignored)
@@ -257,15 +257,16 @@ bool ImportPlan::place_origin(const Event &event, std::size_t i, std::int64_t pr
         .put("auth", std::string_view(origin.author));
     const std::uint64_t key = tables_.key_of(RowKey::kOrigin, row);
     const auto rows = tables_.rows_with(RowKey::kOrigin, key);
-    const std::size_t at = seen_[key]++;
-    if (at < rows.size()) {
-      place.orid = integer(kOrigin, "orid", row_of(kOrigin, rows[at].row));
+    for (std::size_t &at = seen_[key]; place.orid < 0 && at < rows.size(); at++) {
+      const std::int64_t orid = integer(kOrigin, "orid", row_of(kOrigin, rows[at].row));
+      if (!placed_.contains(orid)) place.orid = orid;
     }
   }
   /* The one that the event has had without an id may be the one that now has one. */
   const bool unnamed =
       origin.id.empty() ? event.origins.size() == 1 : !tables_.is_public_origin(prefor);
-  if (place.orid < 0 && i == event.preferred && !adding_only_ && unnamed) {
+  if (place.orid < 0 && i == event.preferred && !adding_only_ && unnamed &&
+      !placed_.contains(prefor)) {
     place.orid = prefor;
   }
   place.fresh = place.orid < 0 || tables_.origin_of(place.orid) < 0;
@@ -278,6 +279,10 @@ bool ImportPlan::plan_origins(const Event &event, std::int64_t evid, bool healed
   std::int64_t first = -1;
   bool preferred = false, kept = false;
   seen_.clear();
+  placed_.clear();
+  for (const Origin &origin : event.origins) {
+    if (!origin.id.empty()) placed_.insert(known_id("orid", origin.id).id);
+  }
   for (std::size_t i = 0; i < event.origins.size(); i++) {
     const Origin &origin = event.origins[i];
     Place place{evid, -1, true};
@@ -309,6 +314,7 @@ bool ImportPlan::plan_origins(const Event &event, std::int64_t evid, bool healed
     }
     differs_ = differs_ || differed;
     if (!plan_public_id("orid", origin.id, place.orid)) return false;
+    placed_.insert(place.orid);
     if (first < 0) first = place.orid;
     if (i != event.preferred) continue;
     preferred = true;

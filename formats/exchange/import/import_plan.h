@@ -6,6 +6,7 @@
 #include <string>
 #include <string_view>
 #include <unordered_map>
+#include <unordered_set>
 #include <vector>
 
 #include "formats/exchange/import/code_map.h"
@@ -131,6 +132,7 @@ class ImportPlan {
   std::vector<std::int64_t> magids_;                     // of the origin's magnitudes
   PreferredIds preferred_;
   std::unordered_map<std::uint64_t, std::size_t> seen_;  // rows of a key, so far
+  std::unordered_set<std::int64_t> placed_;  // orids that its origins have
 };
 
 }  // namespace ksutil::exchange

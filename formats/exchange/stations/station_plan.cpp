@@ -167,6 +167,10 @@ bool StationPlan::take_id(const char *key, std::int64_t &id) {
 bool StationPlan::plan_network(const Network &network) {
   if (!has(kNetwork)) return true;
   StationTable &networks = table(kNetwork);
+  if (!can_be_code(network.code)) {
+    refuse(0, "a network code cannot be the key of a row");
+    return true;
+  }
   if (network.code.size() > static_cast<std::size_t>(networks.width("net"))) {
     refuse(0, "network code " + network.code.substr(0, 40) +
                   " is too long for network.net");
@@ -310,6 +314,9 @@ std::string StationPlan::check(const GatheredStation &gathered,
   if (!can_be_code(sta)) return "the code cannot be the key of a row";
   if (sta.size() > static_cast<std::size_t>(table(kSite).width("sta"))) {
     return "the code is too long for site.sta";
+  }
+  if (!gathered.network.empty() && !can_be_code(gathered.network)) {
+    return "its network code cannot be the key of a row";
   }
   if (has(kNetwork) && gathered.network.size() >
                            static_cast<std::size_t>(table(kNetwork).width("net"))) {
