@@ -90,15 +90,10 @@ RowPut &RowPut::put(std::string_view name, std::string_view value) {
   const auto width = static_cast<std::size_t>(field->width);
   if (value.size() > width) {
     report_.shortened++;
-    value = value.substr(0, width);
     /* Not in the middle of a character of UTF-8. */
-    while (!value.empty() &&
-           (static_cast<unsigned char>(value.back()) & 0xc0) == 0x80) {
-      value.remove_suffix(1);
-    }
-    if (!value.empty() && (static_cast<unsigned char>(value.back()) & 0x80) != 0) {
-      value.remove_suffix(1);
-    }
+    std::size_t end = width;
+    while (end > 0 && (static_cast<unsigned char>(value[end]) & 0xc0) == 0x80) end--;
+    value = value.substr(0, end);
   }
   if (db::write_text(*field, value, row_)) return *this;
   refuse(*field, "the text");

@@ -67,6 +67,16 @@ std::int64_t ImportPlan::integer(Table table, std::string_view field,
   return column.read(row, value) ? value : column.null();
 }
 
+std::string ImportPlan::as_stored(Table table, std::string_view field,
+                                  std::string_view text) const {
+  std::string row = tables_.null_row(table);
+  FillReport ignored;
+  RowPut(tables_.layout(table), row, ignored).lenient().put(field, text);
+  const db::TextColumn column(tables_.layout(table), field);
+  std::string_view stored;
+  return column.read(row, stored) && !column.is_null(stored) ? std::string(stored) : "";
+}
+
 bool ImportPlan::take(IdKey key, std::int64_t &id) {
   id = tables_.take_id(key);
   return id >= 0;
@@ -379,9 +389,7 @@ std::int64_t ImportPlan::netmag_of(const Magnitude &magnitude, std::int64_t know
                                    const std::vector<std::int64_t> &taken) const {
   if (known >= 0) return tables_.netmag_of(known);
   if (place.fresh) return -1;
-  /* As its field holds it. */
-  const auto width = static_cast<std::size_t>(tables_.width(kNetmag, "magtype"));
-  const std::string type = lowered(trimmed(magnitude.type).substr(0, width));
+  const std::string type = lowered(as_stored(kNetmag, "magtype", magnitude.type));
   const db::TextColumn magtype(tables_.layout(kNetmag), "magtype");
   std::int64_t same_type = -1, first = -1;
   for (const RowIndex::Item item : tables_.netmags_of(place.orid)) {
@@ -457,7 +465,6 @@ bool ImportPlan::plan_tensors(const Event &event, const Origin &origin, Place pl
     return true;
   }
   const db::TextColumn auth(tables_.layout(kMt), "auth");
-  const auto width = static_cast<std::size_t>(tables_.width(kMt, "auth"));
   std::vector<std::int64_t> taken;
   for (const MomentTensor &tensor : origin.tensors) {
     const Known known = own_id("mtid", tensor.id);
@@ -467,12 +474,13 @@ bool ImportPlan::plan_tensors(const Event &event, const Origin &origin, Place pl
     }
     std::int64_t record = known.id >= 0 ? tables_.mt_of(known.id) : -1;
     if ((tensor.id.empty() || known.now) && !place.fresh) {
+      const std::string own_author = as_stored(kMt, "auth", tensor.author);
       for (const RowIndex::Item item : tables_.mts_of(place.orid)) {
         std::string_view author;
         if (std::find(taken.begin(), taken.end(), item.row) != taken.end()) continue;
         if (!auth.read(tables_.rows(kMt).row(item.row), author)) continue;
         if (auth.is_null(author)) author = {};
-        if (author != trimmed(tensor.author.substr(0, width))) continue;
+        if (author != own_author) continue;
         record = item.row;
         break;
       }

@@ -107,6 +107,9 @@ class ImportPlan {
   bool same_solution(Table table, std::string row, std::string_view before) const;
   std::string row_of(Table table, std::int64_t record) const;
   std::int64_t integer(Table table, std::string_view field, std::string_view row) const;
+  /* A text as its field would show it; "" for a null. */
+  std::string as_stored(Table table, std::string_view field,
+                        std::string_view text) const;
   bool take(IdKey key, std::int64_t &id);
   bool write();
 
@@ -132,7 +135,7 @@ class ImportPlan {
   std::vector<std::int64_t> magids_;                     // of the origin's magnitudes
   PreferredIds preferred_;
   std::unordered_map<std::uint64_t, std::size_t> seen_;  // rows of a key, so far
-  std::unordered_set<std::int64_t> placed_;  // orids that its origins have
+  std::unordered_set<std::int64_t> placed_;              // orids that its origins have
 };
 
 }  // namespace ksutil::exchange

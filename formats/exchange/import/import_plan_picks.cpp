@@ -34,21 +34,21 @@ bool ImportPlan::plan_picks(const Event &event) {
 }
 
 /* A pick without an id is known by its station, channel, time, phase and author.  Equal
- * picks are one arrival, also when several events have them. */
+ * picks are one arrival, also when several events have them or one of them has an id. */
 bool ImportPlan::plan_pick(const Pick &pick, const StationCode &code,
                            std::int64_t &arid) {
-  std::string identity = pick.id;
+  std::string content;  // by which a pick without an id knows this one
   std::int64_t record = -1;
-  if (pick.id.empty()) {
+  if (tables_.knows_arrivals_by_content()) {
     std::string probe = tables_.null_row(kArrival);
     FillReport ignored;
     fill_arrival(pick, code, {}, RowPut(tables_.layout(kArrival), probe, ignored));
     const std::uint64_t key = tables_.key_of(RowKey::kArrival, probe);
     const auto rows = tables_.rows_with(RowKey::kArrival, key);
-    if (!rows.empty()) record = rows.front().row;
-    identity = "\n" + std::to_string(key);
+    if (pick.id.empty() && !rows.empty()) record = rows.front().row;
+    content = "\n" + std::to_string(key);
   }
-  Known known = known_id("arid", identity);
+  const Known known = known_id("arid", pick.id.empty() ? content : pick.id);
   arid = known.id;
   if (known.now) {
     if (!pick.id.empty()) {
@@ -68,10 +68,7 @@ bool ImportPlan::plan_pick(const Pick &pick, const StationCode &code,
   fill_arrival(pick, code, ids, put);
   put.put("commid", commid);
   set(kArrival, record, std::move(row));
-  if (pick.id.empty()) {
-    meet("arid", identity, arid);
-    return true;
-  }
+  if (!content.empty()) meet("arid", content, arid);
   return plan_public_id("arid", pick.id, arid);
 }
 

@@ -89,6 +89,8 @@ class ImportTables {
   /* What stands for the key fields of a row, and the rows that may have it, ascending:
    * with few exceptions they do. */
   std::uint64_t key_of(RowKey key, std::string_view row) const;
+  /* Whether rows_with() finds arrivals: the import has picks without ids. */
+  bool knows_arrivals_by_content() const { return needs_.bare_picks; }
   RowIndex::Rows rows_with(RowKey key, std::uint64_t value) const {
     return keyed_[static_cast<std::size_t>(key)].find(value);
   }

@@ -104,6 +104,7 @@ class StationPlan {
                         std::string &chan);
   void enter_codes(const GatheredChannel &gathered, const Codes &codes);
   bool plan_channels(const Codes &codes, std::vector<Placed> &channels);
+  void drop_repeated(const Codes &codes, std::vector<Placed> &channels);
   static std::vector<Run> runs_of(std::vector<Placed> &channels);
   std::int64_t find_sitechan(const Codes &codes, const Run &run);
   bool plan_sitechan(const Codes &codes, const std::vector<Placed> &channels, Run &run);

@@ -156,6 +156,7 @@ bool StationPlan::plan_channels(const Codes &codes, std::vector<Placed> &channel
       channels.begin(), channels.end(), [](const Placed &a, const Placed &b) {
         return begin_of(a.from->channel.epoch) < begin_of(b.from->channel.epoch);
       });
+  drop_repeated(codes, channels);
   for (Run &run : runs_of(channels)) {
     if (!plan_sitechan(codes, channels, run)) return false;
   }
@@ -164,6 +165,23 @@ bool StationPlan::plan_channels(const Codes &codes, std::vector<Placed> &channel
     count(counts_.channels, placed.change);
   }
   return true;
+}
+
+/* Of epochs with one beginning the last in the input stays. */
+void StationPlan::drop_repeated(const Codes &codes, std::vector<Placed> &channels) {
+  std::vector<Placed> kept;
+  for (std::size_t i = 0; i < channels.size(); i++) {
+    const GatheredChannel &gathered = *channels[i].from;
+    if (i + 1 < channels.size() &&
+        same_start(begin_of(gathered.channel.epoch),
+                   begin_of(channels[i + 1].from->channel.epoch))) {
+      refuse(gathered.line, "channel " + codes.second + " of station " + codes.first +
+                                ": an epoch of the same beginning follows");
+    } else {
+      kept.push_back(std::move(channels[i]));
+    }
+  }
+  channels = std::move(kept);
 }
 
 /* Epochs with one position and orientation that leave no day between them. */
