@@ -22,6 +22,13 @@ using namespace stress;
 
 namespace {
 
+struct timespec later_by(struct timespec time, long nanoseconds) {
+  time.tv_nsec += nanoseconds;
+  time.tv_sec += time.tv_nsec / 1'000'000'000;
+  time.tv_nsec %= 1'000'000'000;
+  return time;
+}
+
 constexpr const char *kTables[] = {"event",   "origin", "netmag",
                                    "arrival", "assoc",  "detection"};
 
@@ -144,8 +151,14 @@ class ForeignFiles : public testing::Test {
           nullptr) {
         replace(table, saved_[table]);
       }
+      /* The next microsecond at least: times of files are compared as doubles. */
+      struct stat status = {};
+      ::stat(path(table).c_str(), &status);
       struct timespec times[2];
       ::clock_gettime(CLOCK_REALTIME, &times[0]);
+      const long between = (times[0].tv_sec - status.st_mtim.tv_sec) * 1'000'000'000 +
+                           times[0].tv_nsec - status.st_mtim.tv_nsec;
+      if (between < 1000) times[0] = later_by(status.st_mtim, 1000);
       times[1] = times[0];
       ::utimensat(AT_FDCWD, path(table).c_str(), times, 0);
     }

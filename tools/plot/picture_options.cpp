@@ -1,5 +1,6 @@
 #include "tools/plot/picture_options.h"
 
+#include <cmath>
 #include <utility>
 
 #include "platform/stock/text.h"
@@ -17,7 +18,7 @@ bool parse_length(const std::string &text, double &units) {
   double value = 0.0;
   if (!parse_real(number, value) || !(value > 0.0)) return false;
   units = value * factor;
-  return true;
+  return std::isfinite(units);
 }
 
 void add_picture_options(CLI::App &command, PictureOptions &options) {
