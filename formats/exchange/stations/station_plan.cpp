@@ -114,7 +114,7 @@ bool StationPlan::run() {
       if (station.station.derived == derived) plan_station(station);
     }
   }
-  for (const auto &[site, change] : sites_) count(counts_.stations, change);
+  for (const std::size_t site : sites_) count(counts_.stations, change_of(site));
   for (const GatheredChannel &channel : gathered_.channels()) place_channel(channel);
   for (auto &[codes, channels] : channels_) {
     if (!plan_channels(codes, channels)) return false;
@@ -351,9 +351,9 @@ void StationPlan::plan_station(const GatheredStation &gathered) {
   affiliate(gathered.network, sta);
 }
 
-void StationPlan::mark_station(std::size_t site, Change change) {
-  const auto [known, fresh] = sites_.try_emplace(site, change);
-  if (!fresh) known->second = std::min(known->second, change);
+StationPlan::Change StationPlan::change_of(std::size_t site) {
+  if (table(kSite).is_new(site)) return Change::kAdded;
+  return table(kSite).is_changed(site) ? Change::kUpdated : Change::kUnchanged;
 }
 
 /* Whether a row of site only stands for a station whose place was not known: any epoch may
@@ -385,14 +385,15 @@ void StationPlan::plan_epoch(const GatheredStation &gathered, const std::string 
         .put("ondate", on)
         .put("offdate", off)
         .put("statype", std::string_view("ss"));
-    mark_station(sites.add(row), Change::kAdded);
+    sites_.insert(sites.add(row));
     return;
   }
   if (!dated) edit(kSite, row).put("ondate", on);
   if (!(is_open_day(off) && is_open_day(sites.integer(*same, "offdate")))) {
     edit(kSite, row).put("offdate", off);
   }
-  mark_station(*same, sites.set(*same, row) ? Change::kUpdated : Change::kUnchanged);
+  sites.set(*same, row);
+  sites_.insert(*same);
 }
 
 /* A station of which only channels are known: rows of the same place need only cover the
@@ -427,10 +428,10 @@ void StationPlan::plan_derived(const GatheredStation &gathered,
         .put("offdate", off)
         .put("statype", std::string_view("ss"));
     if (bare == of_code.end()) {
-      mark_station(sites.add(row), Change::kAdded);
+      sites_.insert(sites.add(row));
     } else {
-      mark_station(*bare,
-                   sites.set(*bare, row) ? Change::kUpdated : Change::kUnchanged);
+      sites.set(*bare, row);
+      sites_.insert(*bare);
     }
     return;
   }
@@ -450,15 +451,14 @@ void StationPlan::plan_derived(const GatheredStation &gathered,
     std::string row(sites.row(first));
     edit(kSite, row).put("ondate", on);
     sites.set(first, row);
-    mark_station(first, Change::kUpdated);
+    sites_.insert(first);
   }
   if (end_of_day(off) > end(last)) {
     std::string row(sites.row(last));
     edit(kSite, row).put("offdate", off);
     sites.set(last, row);
-    mark_station(last, Change::kUpdated);
   }
-  mark_station(last, Change::kUnchanged);
+  sites_.insert(last);
 }
 
 void StationPlan::affiliate(const std::string &network, const std::string &sta) {

@@ -116,7 +116,7 @@ class StationPlan {
   /* Edits a row as RowEdit does; report_ is cleared first. */
   RowEdit edit(Table which, std::string &row);
   bool lacks_place(std::size_t site);
-  void mark_station(std::size_t site, Change change);
+  Change change_of(std::size_t site);
   void refuse(std::int64_t line, const std::string &reason);
   static void count(RecordCounts &counts, Change change);
   bool take_id(const char *key, std::int64_t &id);
@@ -134,7 +134,7 @@ class StationPlan {
   std::map<Codes, std::string> codes_;
   std::map<std::int64_t, std::int64_t> uses_;  // rows of sensor for each inid
   FillReport report_;
-  std::map<std::size_t, Change> sites_;  // what became of rows of site
+  std::set<std::size_t> sites_;  // rows of site that the input has
 };
 
 }  // namespace ksutil::exchange

@@ -117,6 +117,8 @@ bool StationTable::set(std::size_t number, std::string text) {
   }
   if (number >= static_cast<std::size_t>(old_count_)) {
     new_[number - static_cast<std::size_t>(old_count_)] = std::move(text);
+  } else if (old_->row(static_cast<long>(number)) == text) {
+    changed_.erase(number);
   } else {
     changed_[number] = std::move(text);
   }

@@ -45,6 +45,11 @@ class StationTable {
   std::size_t add(std::string row);
   /* False when the row is as it was, which changes nothing. */
   bool set(std::size_t index, std::string row);
+  /* Whether a row was added, or differs from that of the database. */
+  bool is_new(std::size_t index) const {
+    return index >= static_cast<std::size_t>(old_count_);
+  }
+  bool is_changed(std::size_t index) const { return changed_.contains(index); }
 
   /* Values of a row: nulls, and what cannot be read, as "", the null or `missing`. */
   std::string text(std::size_t index, std::string_view field) const;
