@@ -3,6 +3,8 @@
  * again changes nothing; what is exported is read again.
  * Words: formats/exchange/table formats/exchange/geojson formats/exchange/quakeml
  * formats/exchange/sc3ml formats/exchange/isf formats/exchange/nordic */
+#include <algorithm>
+#include <cstdio>
 #include <string>
 
 #include "formats/exchange/export/event_source.h"
@@ -88,6 +90,25 @@ std::int64_t read_all(const exchange::Format &format, const std::string &text) {
   }
 }
 
+/* What follows the head, which names the database and the time. */
+std::string_view events_of(std::string_view quakeml) {
+  return quakeml.substr(std::min(quakeml.find("<event "), quakeml.size()));
+}
+
+/* QuakeML holds all that it shows of a database: another database that is made of it is
+ * shown as the same. */
+void require_same_again(const std::string &quakeml, const Databases &databases) {
+  const auto events = gather(quakeml);
+  require(events != nullptr, "QuakeML can be read");
+  const auto store = open_store(databases.make("two"));
+  import(*store, *events, {});
+  KeptText kept;
+  write_all(*store, *exchange::format_of_word("quakeml"), kept);
+  if (events_of(kept.text()) == events_of(quakeml)) return;
+  std::fprintf(stderr, "%s\n%s\n", quakeml.c_str(), kept.text().c_str());
+  require(false, "QuakeML brings another database to the same state");
+}
+
 }  // namespace
 
 void read_input(std::string_view bytes) {
@@ -117,6 +138,7 @@ void read_input(std::string_view bytes) {
     }
     if (format->word == std::string_view("quakeml")) {
       require(read_all(*format, kept.text()) == count, "no event is lost on the way");
+      require_same_again(kept.text(), databases);
     }
   }
 }
