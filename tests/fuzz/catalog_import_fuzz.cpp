@@ -138,7 +138,10 @@ void read_input(std::string_view bytes) {
     }
     if (format->word == std::string_view("quakeml")) {
       require(read_all(*format, kept.text()) == count, "no event is lost on the way");
-      require_same_again(kept.text(), databases);
+      /* Bytes that are not UTF-8 are shown by another character. */
+      if (kept.text().find("\uFFFD") == std::string::npos) {
+        require_same_again(kept.text(), databases);
+      }
     }
   }
 }

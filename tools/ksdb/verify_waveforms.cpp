@@ -104,6 +104,12 @@ std::string code_text(const MiniseedCodes &codes) {
   return codes.net + "." + codes.sta + "." + codes.loc + "." + codes.chan;
 }
 
+/* Whether a sample can be read; true where that cannot be found out. */
+bool can_read(const WaveformSegment &row, std::int64_t sample) {
+  std::vector<double> read;
+  return !miniseed_available() || read_samples(row, sample, 1, read);
+}
+
 /* Whether the last sample of a row is in its file: by bisection where records of one length
  * follow each other in time, else by a walk over the headers. */
 bool holds_end(const WaveformSegment &row, const MiniseedPiece &first,
@@ -128,8 +134,21 @@ bool holds_end(const WaveformSegment &row, const MiniseedPiece &first,
           miniseed_record_at(row.path, first.foff + low * first.record_length, record);
     }
   }
-  std::vector<double> last;
-  return !miniseed_available() || read_samples(row, row.nsamp - 1, 1, last);
+  return can_read(row, row.nsamp - 1);
+}
+
+/* Whether the record at the byte of a row has its rate, and some of its samples. */
+bool belongs_to(const MiniseedPiece &record, const WaveformSegment &row) {
+  const double half = 0.5 / row.samprate;
+  const double endtime = row.time + static_cast<double>(row.nsamp - 1) / row.samprate;
+  return std::abs(record.samprate / row.samprate - 1.0) <= 0.01 &&
+         row.time <= record.endtime + half && endtime >= record.time - half;
+}
+
+/* Whether the first sample of a row is in its file.  It is in the record at the row's byte
+ * unless the records are not in the order of time. */
+bool holds_begin(const WaveformSegment &row, const MiniseedPiece &first) {
+  return row.time >= first.time - 0.5 / row.samprate || can_read(row, 0);
 }
 
 /* Looks at the records of a row. */
@@ -143,13 +162,12 @@ void verify_records(const WaveformSegment &row, const SeedCodes &codes,
     report("waveform rows whose records are of another channel", number,
            row.path + ": the record at byte " + std::to_string(row.foff) + " is of " +
                code_text(first.codes) + ", the row of " + row.sta + " " + row.chan);
-  } else if (std::abs(first.samprate / row.samprate - 1.0) > 0.01 ||
-             row.time < first.time - 0.5 / row.samprate ||
-             row.time > first.endtime + 0.5 / row.samprate) {
+  } else if (!belongs_to(first, row)) {
     report(kNoRecords, number,
            row.path + ": the record at byte " + std::to_string(row.foff) +
                " has another time or sample rate");
-  } else if (row.nsamp > 0 && !holds_end(row, first, size)) {
+  } else if (row.nsamp > 0 &&
+             (!holds_begin(row, first) || !holds_end(row, first, size))) {
     report("waveform files that are too short", number, registered_cause());
   }
 }
