@@ -1,12 +1,11 @@
 /* show: ksevents show, and its older name view. */
-#include <memory>
 #include <string>
 
 #include "events/evclient.h"
-#include "platform/db/access.h"
 #include "platform/elog/elog.h"
 #include "tools/common/open_database.h"
 #include "tools/common/options.h"
+#include "tools/common/table_rows.h"
 #include "tools/ksevents/commands.h"
 #include "tools/ksevents/event_sheets.h"
 #include "tools/ksevents/event_tree.h"
@@ -25,19 +24,15 @@ struct ShowOptions {
  * be read. */
 long count_events(const OpenDatabase &database, long evid) {
   ElogScope messages;
-  const std::shared_ptr<const db::Snapshot> all =
-      db::table_snapshot(database.table("event"));
-  const Dbptr rows = all == nullptr
-                         ? dbinvalid()
-                         : dbsubset(database.table("event"),
-                                    ("evid == " + std::to_string(evid)).c_str());
+  const TableRows all(database.table("event"));
+  const Dbptr rows =
+      all.good() ? dbsubset(all.table(), ("evid == " + std::to_string(evid)).c_str())
+                 : dbinvalid();
   long count = 0;
   if (rows.table < 0 || dbquery(rows, dbq_record_count, &count) != 0) {
     return messages.note(-1L);
   }
-  if (count > 0 || all->complete()) return count;
-  elog_log(0, "cannot read all rows of event.\n");
-  return messages.note(-1L);
+  return count > 0 || all.complete() ? count : messages.note(-1L);
 }
 
 int complain_of_event(const OpenDatabase &database, const ShowOptions &options) {

@@ -2,7 +2,6 @@
 
 #include <cmath>
 #include <limits>
-#include <memory>
 
 #include "platform/clock/clock.h"
 #include "platform/db/access.h"
@@ -10,38 +9,17 @@
 #include "platform/geo/geo.h"
 #include "tools/common/messages.h"
 #include "tools/common/options.h"
+#include "tools/common/table_rows.h"
 
 namespace ksutil::tools {
 namespace {
-
-/* Keeps the rows of a table that are read in its life: tells whether all could be read. */
-class RowsOf {
- public:
-  RowsOf(const OpenDatabase &database, const char *name)
-      : name_(name), table_(database.table(name)), rows_(db::table_snapshot(table_)) {}
-
-  bool good() const { return rows_ != nullptr; }
-  Dbptr table() const { return table_; }
-  /* After the rows were read: false, with a message, when the disk or memory failed.  Rows
-   * that are broken do not count. */
-  bool complete() const {
-    if (rows_->complete()) return true;
-    elog_log(0, "cannot read all rows of %s.\n", name_);
-    return false;
-  }
-
- private:
-  const char *name_;
-  Dbptr table_;
-  std::shared_ptr<const db::Snapshot> rows_;
-};
 
 /* The first record of a table for which an expression is true.  0 when there is none, or no
  * such table; -1, with messages, when the table cannot be read. */
 int find_first(const OpenDatabase &database, const char *table,
                const std::string &expression, Dbptr &record) {
   if (!db::has_table(database.get(), table)) return 0;
-  const RowsOf rows(database, table);
+  const TableRows rows(database.table(table));
   long count = 0;
   record = rows.good() ? dbsubset(rows.table(), expression.c_str()) : dbinvalid();
   if (record.table == dbINVALID || dbquery(record, dbq_record_count, &count) != 0) {
@@ -103,7 +81,7 @@ bool read_picks(const OpenDatabase &database, EventPicks &event) {
       !db::has_table(database.get(), "arrival")) {
     return true;
   }
-  const RowsOf assoc(database, "assoc"), arrival(database, "arrival");
+  const TableRows assoc(database.table("assoc")), arrival(database.table("arrival"));
   return assoc.good() && arrival.good() &&
          join_picks(assoc.table(), arrival.table(), event) && assoc.complete() &&
          arrival.complete();

@@ -1,13 +1,12 @@
 #include "tools/plot/stations.h"
 
-#include <memory>
 #include <set>
 #include <utility>
 
 #include "platform/clock/clock.h"
-#include "platform/db/access.h"
 #include "platform/elog/elog.h"
 #include "tools/common/messages.h"
+#include "tools/common/table_rows.h"
 
 namespace ksutil::plot {
 
@@ -20,8 +19,8 @@ bool add_stations(Dbptr site, double time, Panel &panel) {
   triangle.fill = Colour{0.80, 0.80, 0.83, 1.0};
   Points stations{.points = {}, .name = "stations", .colour = colour};
   long count = 0;
-  const std::shared_ptr<const db::Snapshot> rows = db::table_snapshot(site);
-  if (rows == nullptr || dbquery(site, dbq_record_count, &count) != 0) return false;
+  const tools::TableRows rows(site);
+  if (!rows.good() || dbquery(site, dbq_record_count, &count) != 0) return false;
   const long today = yearday(time);
   std::set<std::pair<double, double>> places;
   for (site.record = 0; site.record < count; site.record++) {
@@ -36,10 +35,7 @@ bool add_stations(Dbptr site, double time, Panel &panel) {
     }
     stations.points.push_back({lon, lat, triangle});
   }
-  if (!rows->complete()) {
-    tools::complain("cannot read all rows of site");
-    return false;
-  }
+  if (!rows.complete()) return false;
   if (stations.points.empty()) {
     tools::complain("the table site has no station that is valid now");
     return false;

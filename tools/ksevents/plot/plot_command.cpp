@@ -2,17 +2,16 @@
 #include <algorithm>
 #include <cmath>
 #include <filesystem>
-#include <memory>
 #include <string>
 #include <unordered_set>
 #include <vector>
 
 #include "platform/clock/clock.h"
-#include "platform/db/access.h"
 #include "platform/elog/elog.h"
 #include "platform/stock/text.h"
 #include "tools/common/open_database.h"
 #include "tools/common/options.h"
+#include "tools/common/table_rows.h"
 #include "tools/ksevents/commands.h"
 #include "tools/ksevents/plot/catalogue_figures.h"
 #include "tools/ksevents/plot/event_page.h"
@@ -50,23 +49,23 @@ bool read_residuals(const std::string &name, const std::vector<CatalogueEvent> &
   Dbptr assoc = database ? database.table("assoc") : dbinvalid();
   long count = 0;
   if (assoc.table < 0) return false;
-  const std::shared_ptr<const db::Snapshot> rows = db::table_snapshot(assoc);
-  if (rows == nullptr || dbquery(assoc, dbq_record_count, &count) < 0) return false;
+  const TableRows rows(assoc);
+  if (!rows.good() || dbquery(assoc, dbq_record_count, &count) < 0) return false;
   std::unordered_set<long> origins;
   for (const CatalogueEvent &event : events) origins.insert(event.orid);
-  const ElogScope unheard;  // unreadable rows have been counted already
-  for (assoc.record = 0; assoc.record < count; assoc.record++) {
-    long orid;
-    double residual;
-    if (dbgetv(assoc, "orid", &orid, "timeres", &residual,
-               static_cast<char *>(nullptr)) != 0) {
-      continue;
+  {
+    const ElogScope unheard;  // unreadable rows have been counted already
+    for (assoc.record = 0; assoc.record < count; assoc.record++) {
+      long orid;
+      double residual;
+      if (dbgetv(assoc, "orid", &orid, "timeres", &residual,
+                 static_cast<char *>(nullptr)) != 0) {
+        continue;
+      }
+      if (residual != -999.0 && origins.contains(orid)) residuals.push_back(residual);
     }
-    if (residual != -999.0 && origins.contains(orid)) residuals.push_back(residual);
   }
-  if (rows->complete()) return true;
-  complain("cannot read all rows of assoc");
-  return false;
+  return rows.complete();
 }
 
 bool read_section(const EventPlotOptions &options, Section &section) {
