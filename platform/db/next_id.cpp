@@ -5,6 +5,7 @@
 #include "platform/clock/clock.h"
 #include "platform/db/columns.h"
 #include "platform/db/internal/greatest_ids.h"
+#include "platform/db/internal/settled_reading.h"
 #include "platform/elog/failure.h"
 
 namespace ksutil::db {
@@ -19,12 +20,14 @@ bool greatest_in_use(Database &database, const std::string &counter,
   for (const Schema::CounterUse &use : database.schema().counter_uses(counter)) {
     TableSource *const table = database.table(use.table);
     if (table == nullptr) continue;
-    const std::shared_ptr<const Snapshot> rows = table->look("dbnextid");
-    if (rows == nullptr) return false;
-    greatest =
-        std::max(greatest, database.greatest_ids().follow(use.table, use.field, rows));
     /* A row that was not seen may hold a greater id. */
-    if (!rows->complete()) return false;
+    const bool seen = read_settled(
+        [&] { return table->look("dbnextid"); },
+        [&](const std::shared_ptr<const Snapshot> &rows) {
+          greatest = std::max(
+              greatest, database.greatest_ids().follow(use.table, use.field, rows));
+        });
+    if (!seen) return false;
   }
   return true;
 }

@@ -2,6 +2,7 @@
 
 #include <new>
 
+#include "platform/db/internal/settled_reading.h"
 #include "platform/elog/failure.h"
 
 namespace ksutil::db {
@@ -62,25 +63,30 @@ bool MatchState::find(const expr::Record &record, TableSource &table) {
 }
 
 bool MatchState::find_rows(TableSource &table) {
-  const std::shared_ptr<const Snapshot> snapshot = table.look("dbmatches");
-  if (snapshot == nullptr) return false;
   if (table_ != table.number()) {
     ids_ = nullptr;
     groups_ = nullptr;
     table_ = table.number();
   }
-  if (plan_->id_field().empty()) {
-    if (groups_ == nullptr) groups_ = std::make_unique<GroupIndex>();
-    groups_->follow(*plan_, snapshot);
-    if (!snapshot->complete()) return false;
-    if (!key_.null) groups_->find(*plan_, key_, rows_);
-    return true;
-  }
-  if (ids_ == nullptr) ids_ = std::make_unique<KeyIndex>(plan_->id_field());
-  ids_->follow(snapshot);
-  if (ids_->snapshot() != snapshot) return false;
+  const bool by_id = !plan_->id_field().empty();
+  if (by_id && ids_ == nullptr) ids_ = std::make_unique<KeyIndex>(plan_->id_field());
+  if (!by_id && groups_ == nullptr) groups_ = std::make_unique<GroupIndex>();
+  std::shared_ptr<const Snapshot> snapshot;
+  const bool followed = read_settled([&] { return snapshot = table.look("dbmatches"); },
+                                     [&](const std::shared_ptr<const Snapshot> &rows) {
+                                       if (by_id) {
+                                         ids_->follow(rows);
+                                       } else {
+                                         groups_->follow(*plan_, rows);
+                                       }
+                                     });
+  if (!followed || (by_id && ids_->snapshot() != snapshot)) return false;
   if (key_.null) return true;
-  for (const long row : ids_->find(key_.integer)) rows_.push_back(row);
+  if (!by_id) {
+    groups_->find(*plan_, key_, rows_);
+  } else {
+    for (const long row : ids_->find(key_.integer)) rows_.push_back(row);
+  }
   return true;
 }
 

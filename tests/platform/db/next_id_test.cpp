@@ -1,11 +1,14 @@
 /* An id given out twice merges two earthquakes into one, and nobody notices until the
  * rows of both are mixed. */
+#include <signal.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
 #include <set>
+#include <string>
+#include <vector>
 
 #include "platform/stock/files.h"
 #include "tests/platform/db/api_test_support.h"
@@ -98,6 +101,26 @@ TEST(NextId, GivesNoneTwiceWhenReadingFails) {
   }
   EXPECT_GE(failures, 4);
   messages();
+}
+
+/* The table is so long that its rows are read in parts, some of them twice. */
+TEST(NextId, IsGivenWhileAnotherProgramOverwritesRows) {
+  constexpr long kRows = 17000;
+  TestDatabase database;
+  const std::string row = RowMaker("origin").set("orid", 7L).text();
+  database.write("origin", std::vector<std::string>(kRows, row));
+  const pid_t other = fork();
+  ASSERT_GE(other, 0);
+  if (other == 0) {
+    const Handle db(database.name(), "r+");
+    for (long i = 0;; i++) dbputv(db.at("origin", 0), "nass", i % 1000, nullptr);
+  }
+  for (long i = 0; i < 100 && !testing::Test::HasFailure(); i++) {
+    const Handle db(database.name(), "r+");
+    EXPECT_EQ(dbnextid(db, "orid"), 8 + i) << messages();
+  }
+  kill(other, SIGKILL);
+  waitpid(other, nullptr, 0);
 }
 
 TEST(NextId, EndsWhereTheFieldEnds) {
