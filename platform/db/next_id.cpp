@@ -5,7 +5,7 @@
 #include "platform/clock/clock.h"
 #include "platform/db/columns.h"
 #include "platform/db/internal/greatest_ids.h"
-#include "platform/db/internal/settled_reading.h"
+#include "platform/db/settled_reading.h"
 #include "platform/elog/failure.h"
 
 namespace ksutil::db {

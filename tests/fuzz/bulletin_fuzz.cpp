@@ -7,19 +7,11 @@
 
 #include "formats/exchange/format.h"
 #include "tests/fuzz/subject.h"
+#include "tests/support/kept_text.h"
 
 namespace {
 
 using namespace ksutil;
-
-class Text final : public exchange::TextSink {
- public:
-  bool put(std::string_view text) override {
-    written += text;
-    return true;
-  }
-  std::string written;
-};
 
 void read_with(const exchange::Format &format, std::string_view bytes,
                exchange::Writer *writer) {
@@ -57,10 +49,10 @@ void ksutil::fuzz::read_input(std::string_view bytes) {
   if (bytes.empty()) return;
   const auto choice = static_cast<unsigned char>(bytes[0]) % kWords.size();
   const exchange::Format &isf = *exchange::format_of_word("isf");
-  Text text;
-  const auto writer = isf.open_writer(text);
+  test::KeptText kept;
+  const auto writer = isf.open_writer(kept);
   writer->begin();
   read_with(*exchange::format_of_word(kWords[choice]), bytes.substr(1), writer.get());
   writer->end();
-  read_with(isf, text.written, nullptr);
+  read_with(isf, kept.text, nullptr);
 }

@@ -3,15 +3,19 @@
 #ifndef KSUTIL_TESTS_FUZZ_IMPORT_SUBJECT_H
 #define KSUTIL_TESTS_FUZZ_IMPORT_SUBJECT_H
 
+#include <cstdint>
 #include <cstdio>
 #include <filesystem>
 #include <memory>
 #include <string>
 
+#include "formats/exchange/export/event_source.h"
 #include "formats/exchange/format.h"
+#include "formats/exchange/stations/station_source.h"
 #include "platform/db/store_plugin.h"
 #include "tests/fuzz/subject.h"
 #include "tests/support/folder.h"
+#include "tests/support/kept_text.h"
 #include "tools/ksdb/verify_database.h"
 
 namespace ksutil::fuzz {
@@ -43,7 +47,8 @@ inline std::unique_ptr<db::DatabaseStore> open_store(const std::string &path) {
 }
 
 /* Ends the process, with what was found, unless `ksdb verify` is content with the ids, the
- * references and the fields of a database.  Dates, mechanisms and samples are what a file says. */
+ * references and the fields of a database.  Dates, mechanisms and samples are what a file
+ * says. */
 inline void require_verified(const std::string &path) {
   const tools::OpenDatabase database(path, "r");
   tools::Problems problems(5);
@@ -63,18 +68,45 @@ inline void require_verified(const std::string &path) {
       });
 }
 
-/* Keeps what a writer writes. */
-class KeptText final : public exchange::TextSink {
- public:
-  bool put(std::string_view text) override {
-    text_ += text;
-    return true;
+/* Writes the events that a source gives: their number. */
+inline std::int64_t write_events(exchange::EventSource &source,
+                                 const exchange::Format &format,
+                                 exchange::TextSink &sink) {
+  const auto writer = format.open_writer(sink);
+  require(writer->begin(), "a writer begins");
+  exchange::Event event;
+  std::int64_t count = 0;
+  for (; source.next(event); count++) {
+    require(writer->put(event), "an event is written");
   }
-  const std::string &text() const { return text_; }
+  require(writer->end(), "a writer ends");
+  return count;
+}
 
- private:
-  std::string text_;
-};
+inline void write_stations(exchange::StationSource &source,
+                           const exchange::Format &format, exchange::TextSink &sink) {
+  const auto writer = format.open_station_writer(sink);
+  require(writer->begin(), "a writer begins");
+  exchange::StationItem item;
+  while (source.next(item)) require(writer->put(item), "an item is written");
+  require(writer->end(), "a writer ends");
+}
+
+/* The number of events in a text that the library wrote; what its reader refuses counts,
+ * for the format may need what the database need not have. */
+inline std::int64_t count_written(const exchange::Format &format,
+                                  const std::string &text) {
+  std::string problem;
+  const auto input = exchange::Input::open(file_of(text), problem);
+  const auto reader = format.open_reader(*input, problem);
+  require(reader != nullptr, "what was written has a reader");
+  exchange::Event event;
+  for (std::int64_t count = 0;; count++) {
+    const exchange::Reader::Got got = reader->next(event);
+    require(got != exchange::Reader::Got::kFailed, "what was written can be read");
+    if (got == exchange::Reader::Got::kEnd) return count;
+  }
+}
 
 }  // namespace ksutil::fuzz
 #endif

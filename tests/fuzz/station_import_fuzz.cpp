@@ -1,11 +1,10 @@
 /* Stations on their way through a database: files of any format of stations.  What was
  * imported is a sound database; the same import again changes nothing; what is exported is
- * read again, and brings the same to another database.
+ * read again, and makes another sound database.
  * Words: formats/exchange/stationxml formats/exchange/fdsn_station */
 #include <string>
 
 #include "formats/exchange/stations/station_import.h"
-#include "formats/exchange/stations/station_source.h"
 #include "tests/fuzz/import_subject.h"
 
 namespace ksutil::fuzz {
@@ -59,11 +58,7 @@ void write_all(db::DatabaseStore &store, const exchange::Format &format,
                exchange::TextSink &sink) {
   const auto source = exchange::StationSource::open(store);
   require(source != nullptr, "stations can be exported");
-  const auto writer = format.open_station_writer(sink);
-  require(writer->begin(), "a writer begins");
-  exchange::StationItem item;
-  while (source->next(item)) require(writer->put(item), "an item is written");
-  require(writer->end(), "a writer ends");
+  write_stations(*source, format, sink);
   require(source->faults().empty(), "an import leaves nothing that cannot be exported");
 }
 
@@ -85,9 +80,9 @@ void read_input(std::string_view bytes) {
 
   for (const exchange::Format *format : exchange::formats()) {
     if (format->open_station_writer == nullptr) continue;
-    KeptText kept;
+    test::KeptText kept;
     write_all(*store, *format, kept);
-    const auto back = gather(kept.text());
+    const auto back = gather(kept.text);
     if (!changes(first)) continue;
     require(back != nullptr, "what was written can be read");
     const std::string second = databases.make("two");

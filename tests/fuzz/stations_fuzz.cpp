@@ -6,21 +6,7 @@
 #include "formats/exchange/format.h"
 #include "formats/exchange/stations/station_gathering.h"
 #include "tests/fuzz/subject.h"
-
-namespace {
-
-using namespace ksutil;
-
-class Kept final : public exchange::TextSink {
- public:
-  bool put(std::string_view text) override {
-    text_ += text;
-    return true;
-  }
-  std::string text_;
-};
-
-}  // namespace
+#include "tests/support/kept_text.h"
 
 void ksutil::fuzz::read_input(std::string_view bytes) {
   std::string problem;
@@ -31,7 +17,7 @@ void ksutil::fuzz::read_input(std::string_view bytes) {
   require(reader != nullptr || !problem.empty(), "a refusal has a reason");
   if (reader == nullptr) return;
   exchange::StationGathering stations;
-  Kept kept;
+  test::KeptText kept;
   const auto writer = exchange::format_of_word("stationxml")->open_station_writer(kept);
   require(writer->begin(), "a writer begins");
   exchange::StationItem item;
@@ -53,7 +39,7 @@ void ksutil::fuzz::read_input(std::string_view bytes) {
   }
   require(stations.channels().size() == channels, "all channels are gathered");
   require(writer->end(), "a writer ends");
-  const auto again = exchange::Input::open(file_of(kept.text_), problem);
+  const auto again = exchange::Input::open(file_of(kept.text), problem);
   const auto second = exchange::open_station_reader(
       *again, exchange::recognise(again->head()), problem);
   require(second != nullptr, "what is written is recognised");

@@ -8,8 +8,6 @@
 
 #include "events/evclient.h"
 #include "events/evserver.h"
-#include "formats/exchange/export/event_source.h"
-#include "formats/exchange/stations/station_source.h"
 #include "tests/fuzz/import_subject.h"
 
 namespace ksutil::fuzz {
@@ -100,37 +98,19 @@ void require_same_as_fresh(EVServer &server, const std::string &path) {
 void export_all(const std::string &path) {
   const auto store = open_store(path);
   for (const exchange::Format *format : exchange::formats()) {
-    KeptText kept;
+    test::KeptText kept;
     if (format->open_station_writer != nullptr) {
       const auto source = exchange::StationSource::open(*store);
       require(source != nullptr, "stations can be exported");
-      const auto writer = format->open_station_writer(kept);
-      require(writer->begin(), "a writer begins");
-      exchange::StationItem item;
-      while (source->next(item)) require(writer->put(item), "an item is written");
-      require(writer->end(), "a writer ends");
-      continue;
+      write_stations(*source, *format, kept);
     }
     if (format->open_writer == nullptr) continue;
     std::string problem;
     const auto source = exchange::EventSource::open(*store, {}, problem);
     require(source != nullptr, "events can be exported");
-    const auto writer = format->open_writer(kept);
-    require(writer->begin(), "a writer begins");
-    exchange::Event event;
-    std::size_t count = 0;
-    for (; source->next(event); count++) {
-      require(writer->put(event), "an event is written");
-    }
-    require(writer->end(), "a writer ends");
-    if (!format->shows_its_end || format->open_reader == nullptr) continue;
-    const auto input = exchange::Input::open(file_of(kept.text()), problem);
-    const auto reader = format->open_reader(*input, problem);
-    require(reader != nullptr, "what was written has a reader");
-    for (;;) {
-      const exchange::Reader::Got got = reader->next(event);
-      require(got != exchange::Reader::Got::kFailed, "what was written can be read");
-      if (got == exchange::Reader::Got::kEnd) break;
+    write_events(*source, *format, kept);
+    if (format->shows_its_end && format->open_reader != nullptr) {
+      count_written(*format, kept.text);
     }
   }
 }

@@ -27,6 +27,11 @@ struct GatheredChannel {
   std::string response_file;  // its staged name; "" without one
   std::string response_kind;
   std::int64_t line = 0;
+
+  bool has_same_content(const GatheredChannel &other) const {
+    return network == other.network && station == other.station &&
+           channel == other.channel && response_file == other.response_file;
+  }
 };
 
 class StationGathering {

@@ -167,18 +167,22 @@ bool StationPlan::plan_channels(const Codes &codes, std::vector<Placed> &channel
   return true;
 }
 
-/* Of epochs with one beginning the last in the input stays. */
+/* Of epochs with one beginning the last in the input stays; others are refused unless they
+ * say the same. */
 void StationPlan::drop_repeated(const Codes &codes, std::vector<Placed> &channels) {
   std::vector<Placed> kept;
   for (std::size_t i = 0; i < channels.size(); i++) {
     const GatheredChannel &gathered = *channels[i].from;
-    if (i + 1 < channels.size() &&
-        same_start(begin_of(gathered.channel.epoch),
-                   begin_of(channels[i + 1].from->channel.epoch))) {
+    const GatheredChannel *const next =
+        i + 1 < channels.size() ? channels[i + 1].from : nullptr;
+    if (next == nullptr ||
+        !same_start(begin_of(gathered.channel.epoch), begin_of(next->channel.epoch))) {
+      kept.push_back(std::move(channels[i]));
+    } else if (gathered.has_same_content(*next)) {
+      count(counts_.channels, Change::kUnchanged);
+    } else {
       refuse(gathered.line, "channel " + codes.second + " of station " + codes.first +
                                 ": an epoch of the same beginning follows");
-    } else {
-      kept.push_back(std::move(channels[i]));
     }
   }
   channels = std::move(kept);

@@ -24,6 +24,7 @@ namespace ksutil::exchange {
 
 struct Epoch {
   double start = kNoTime, end = kNoTime;
+  bool operator==(const Epoch &) const = default;
 };
 
 /* Rows of network and remark. */
@@ -60,6 +61,7 @@ struct Channel {
   double sensitivity = 0.0, sensitivity_frequency = 0.0;
   std::string input_unit, output_unit;
   std::shared_ptr<const Response> response;  // null: not given
+  bool operator==(const Channel &) const = default;
 };
 
 struct StationItem {

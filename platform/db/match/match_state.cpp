@@ -2,7 +2,7 @@
 
 #include <new>
 
-#include "platform/db/internal/settled_reading.h"
+#include "platform/db/settled_reading.h"
 #include "platform/elog/failure.h"
 
 namespace ksutil::db {

@@ -8,6 +8,7 @@
 
 #include "platform/db/access.h"
 #include "platform/db/columns.h"
+#include "platform/db/settled_reading.h"
 #include "platform/db/view_rows.h"
 #include "platform/elog/elog.h"
 #include "tools/ksdb/view_field.h"
@@ -204,30 +205,27 @@ ViewReading read_records(const View &view, const std::vector<db::Relation> &layo
   return reading;
 }
 
-/* How often a table is read when other programs overwrite rows meanwhile; the last time
- * all rows are held. */
-constexpr int kAttempts = 4;
-
 ViewReading read_table(const View &view, const std::vector<std::string> &names,
                        long start, long count, bool with_texts,
                        const Failure &failure) {
-  for (int attempt = 1;; attempt++) {
-    const auto rows = db::table_snapshot(view.dbptr);
-    if (rows == nullptr) failure.raise();
-    if (attempt == kAttempts) rows->keep_rows();
-    const long all = rows->count(), first = std::min(start, all);
-    const long end = count < 0 ? all : first + std::min(count, all - first);
-    std::string_view row;
-    ViewReading reading = read_records(view, {rows->layout()}, names, first, end,
-                                       with_texts, [&](long record) {
-                                         row = rows->row(record);
-                                         return row.empty() ? nullptr : &row;
-                                       });
-    if (rows->complete()) return reading;
-    if (!rows->overtaken() || attempt == kAttempts) {
-      throw Error("cannot read all rows of " + view.tables[0]);
-    }
-  }
+  bool looked = false;
+  ViewReading reading;
+  const bool whole = db::read_settled(
+      [&] { return db::table_snapshot(view.dbptr); },
+      [&](const std::shared_ptr<const db::Snapshot> &rows) {
+        looked = true;
+        const long all = rows->count(), first = std::min(start, all);
+        const long end = count < 0 ? all : first + std::min(count, all - first);
+        std::string_view row;
+        reading = read_records(view, {rows->layout()}, names, first, end, with_texts,
+                               [&](long record) {
+                                 row = rows->row(record);
+                                 return row.empty() ? nullptr : &row;
+                               });
+      });
+  if (whole) return reading;
+  if (!looked) failure.raise();
+  throw Error("cannot read all rows of " + view.tables[0]);
 }
 
 }  // namespace

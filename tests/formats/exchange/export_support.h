@@ -15,20 +15,12 @@
 #include "platform/db/db.h"
 #include "platform/db/store.h"
 #include "platform/elog/elog.h"
+#include "tests/support/kept_text.h"
 #include "tests/tools/scratch.h"
 
 namespace ksutil::exchange {
 
 inline const std::string kData = std::string(KSUTIL_SOURCE_DIR) + "/data/";
-
-class TextTaker final : public TextSink {
- public:
-  bool put(std::string_view more) override {
-    text += more;
-    return true;
-  }
-  std::string text;
-};
 
 struct Exported {
   std::string text;
@@ -50,7 +42,7 @@ inline Exported export_text(const std::string &database, const std::string &word
     ADD_FAILURE() << problem;
     return exported;
   }
-  TextTaker taker;
+  test::KeptText taker;
   const auto writer = format_of_word(word)->open_writer(taker);
   Event event;
   EXPECT_TRUE(writer->begin());

@@ -5,6 +5,7 @@
 
 #include "formats/exchange/import/record_bytes.h"
 #include "tests/formats/exchange/reading.h"
+#include "tests/support/kept_text.h"
 
 namespace ksutil::exchange {
 namespace {
@@ -15,26 +16,17 @@ using testing::IsEmpty;
 using testing::Not;
 using testing::SizeIs;
 
-class Text final : public TextSink {
- public:
-  bool put(std::string_view text) override {
-    written += text;
-    return true;
-  }
-  std::string written;
-};
-
 std::string write_isf(const std::vector<Event> &events,
                       std::vector<std::string> *unplaced = nullptr) {
-  Text text;
-  const auto writer = format_of_word("isf")->open_writer(text);
+  test::KeptText kept;
+  const auto writer = format_of_word("isf")->open_writer(kept);
   EXPECT_TRUE(writer->begin());
   for (const Event &event : events) EXPECT_TRUE(writer->put(event));
   EXPECT_TRUE(writer->end());
   for (const Unplaced &name : writer->without_place()) {
     if (unplaced != nullptr) unplaced->push_back(name.name);
   }
-  return text.written;
+  return kept.text;
 }
 
 /* All values of an event but the line where it stood. */

@@ -4,6 +4,7 @@
 
 #include "formats/exchange/stations/station_source.h"
 #include "tests/formats/exchange/station_fixture.h"
+#include "tests/support/kept_text.h"
 
 namespace ksutil::exchange {
 namespace {
@@ -11,18 +12,6 @@ namespace {
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
-
-class TextOfSink final : public TextSink {
- public:
-  bool put(std::string_view text) override {
-    text_ += text;
-    return true;
-  }
-  const std::string &text() const { return text_; }
-
- private:
-  std::string text_;
-};
 
 struct Exported {
   std::string text;
@@ -33,12 +22,12 @@ Exported export_of(const StationDatabase &database, const char *word) {
   Exported exported;
   const auto store = db::open_store(database.name(), "r", 1 << 26);
   const auto source = StationSource::open(*store);
-  TextOfSink sink;
+  test::KeptText sink;
   const auto writer = format_of_word(word)->open_station_writer(sink);
   EXPECT_TRUE(writer->begin());
   for (StationItem item; source->next(item);) EXPECT_TRUE(writer->put(item));
   EXPECT_TRUE(writer->end());
-  exported.text = sink.text();
+  exported.text = sink.text;
   for (const Unplaced &fault : source->faults().list()) {
     exported.faults.push_back(fault.name);
   }

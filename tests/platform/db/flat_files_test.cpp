@@ -552,6 +552,22 @@ TEST_F(FlatFiles, BlocksBeyondTheBudgetAreGivenUp) {
   EXPECT_THAT(changes.changed, IsEmpty());
 }
 
+/* Callers use a row of one table while they look others up, however little they asked
+ * for. */
+TEST_F(FlatFiles, ARowStaysWhileBlocksOfAnotherTableAreRead) {
+  constexpr long kRows = 40000;
+  write_file(path("lastid"), many_rows(kRows));
+  write_file(path("origin"), origin_row("css3.0", 7, 10.0));
+  const auto store = open_store(directory_ / "db", "r", 0);
+  const auto origin = store->table("origin")->snapshot();
+  const auto lastid = store->table("lastid")->snapshot();
+  const std::string_view row = origin->row(0);
+  const std::string bytes(row);
+  for (long i = 0; i < kRows; i += 100) ASSERT_FALSE(lastid->row(i).empty());
+  EXPECT_EQ(origin->row(0).data(), row.data()) << "it was given up and read again";
+  EXPECT_EQ(origin->row(0), bytes);
+}
+
 /* The texts that somebody holds must survive whatever happens to table and store. */
 TEST_F(FlatFiles, RowTextsOutliveTheDatabase) {
   write_file(path("lastid"), many_rows(kManyRows));

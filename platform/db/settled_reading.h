@@ -1,6 +1,6 @@
 /* read_settled: reads all rows of a table while other programs may overwrite some. */
-#ifndef KSUTIL_PLATFORM_DB_INTERNAL_SETTLED_READING_H
-#define KSUTIL_PLATFORM_DB_INTERNAL_SETTLED_READING_H
+#ifndef KSUTIL_PLATFORM_DB_SETTLED_READING_H
+#define KSUTIL_PLATFORM_DB_SETTLED_READING_H
 
 #include <memory>
 
