@@ -137,11 +137,13 @@ TEST(Waiting, IsRefusedToTheHolderOfTheEventsLock) {
   EXPECT_EQ(client.getArrivals("", "", 0.0, 1.0).size(), 0);
   {
     const StalledWorker stalled(bare, client);
-    for (int i = 0; i < ksutil::events::kQueueCapacity + 1; i++) {
-      push_command(bare.state, command_for(nullptr, "getSite"));
-      while (i == 0 && pmtfifo_data_available(bare.state.cmd_mtfifo) > 0) usleep(100);
-    }
     taken_messages();
+    push_command(bare.state, command_for(nullptr, "getSite"));
+    /* The worker has told that it has no database, and waits to answer. */
+    EXPECT_TRUE(comes_true([] { return elog_mark() > 0; }));
+    for (int i = 0; i < ksutil::events::kQueueCapacity; i++) {
+      push_command(bare.state, command_for(nullptr, "getSite"));
+    }
     EXPECT_EQ(client.refreshEvents(0), -1);
     EXPECT_EQ(taken_messages(),
               "EVClient::refreshEvents: the command queue is full.\n");

@@ -242,6 +242,20 @@ TEST_P(StationImport, RefusesWhatDoesNotFitAndUnderStrictEverything) {
   EXPECT_EQ(database_.rows(), before);
 }
 
+TEST_P(StationImport, OfAnEpochTwiceTakesTheLastAndRefusesWhatContradictsIt) {
+  const std::string first = channel_xml(kFirst, kChange);
+  const auto same = database_.import(station_xml(first + first));
+  EXPECT_THAT(same.refused, IsEmpty());
+  EXPECT_EQ(same.counts.channels.added, 1);
+  EXPECT_EQ(same.counts.channels.unchanged, 1);
+  const std::string before = database_.rows();
+  const auto other =
+      database_.import(station_xml(channel_xml(kFirst, kChange, "3000") + first));
+  EXPECT_EQ(other.refused.size(), 1u);
+  EXPECT_EQ(other.counts.channels.unchanged, 1);
+  EXPECT_EQ(database_.rows(), before);
+}
+
 TEST_P(StationImport, ShowsWithoutDoing) {
   const auto dry = database_.import(station_xml(channel_xml(kFirst, "")),
                                     {.dry_run = true, .strict = false});

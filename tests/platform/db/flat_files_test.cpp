@@ -561,11 +561,10 @@ TEST_F(FlatFiles, ARowStaysWhileBlocksOfAnotherTableAreRead) {
   const auto store = open_store(directory_ / "db", "r", 0);
   const auto origin = store->table("origin")->snapshot();
   const auto lastid = store->table("lastid")->snapshot();
-  const std::string_view row = origin->row(0);
-  const std::string bytes(row);
+  const std::string bytes(origin->row(0));
   for (long i = 0; i < kRows; i += 100) ASSERT_FALSE(lastid->row(i).empty());
-  EXPECT_EQ(origin->row(0).data(), row.data()) << "it was given up and read again";
-  EXPECT_EQ(origin->row(0), bytes);
+  write_file(path("origin"), origin_row("css3.0", 7, 20.0));
+  EXPECT_EQ(origin->row(0), bytes) << "it was given up and read again";
 }
 
 /* The texts that somebody holds must survive whatever happens to table and store. */
