@@ -5,6 +5,7 @@
 #include "core/register.h"
 #include "tests/support/register.h"
 
+using ksutil::test::registered_messages;
 using ksutil::test::taken_messages;
 
 #endif

@@ -1,4 +1,4 @@
-/* Message register for tests: reads and clears it in one call. */
+/* Message register for tests. */
 #ifndef KSUTIL_TESTS_SUPPORT_REGISTER_H
 #define KSUTIL_TESTS_SUPPORT_REGISTER_H
 
@@ -10,12 +10,17 @@
 
 namespace ksutil::test {
 
-/* The text of all messages registered so far, of every thread; the register is empty
- * afterwards. */
-inline std::string taken_messages() {
+/* The text of all messages registered so far, of every thread. */
+inline std::string registered_messages() {
   const std::unique_ptr<char, void (*)(void *)> text(elog_string(0), std::free);
-  elog_clear_register(0);
   return text == nullptr ? "" : text.get();
+}
+
+/* The same; the register is empty afterwards. */
+inline std::string taken_messages() {
+  std::string text = registered_messages();
+  elog_clear_register(0);
+  return text;
 }
 
 }  // namespace ksutil::test
