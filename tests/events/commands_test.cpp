@@ -18,8 +18,10 @@
 #include "events/evclient.h"
 #include "events/evserver.h"
 #include "platform/clock/clock.h"
+#include "platform/db/store/internal/flat_files.h"
 #include "tests/events/bare_server.h"
 #include "tests/events/event_database.h"
+#include "tests/events/meddler.h"
 #include "tests/support/rows.h"
 
 namespace ksutil::events::test {
@@ -167,6 +169,35 @@ TEST_F(ByStation, WaveformRowsOverlapTheWindowOrLieInIt) {
                 expected(codes, inside, tstart, tend));
     }
   }
+}
+
+/* A table that needs several readings, and a program that overwrites it all the while:
+ * nothing that is selected may be missing, and nothing needs a message. */
+TEST_F(ByStation, RowsThatAreOverwrittenUnderTheReadingAreReadAgain) {
+  constexpr long kArid = 32;  // the last digit of arid
+  for (int round = 0; round < 40; round++) {
+    for (const Row &row : rows) {
+      ASSERT_GE(dbaddv(database.table("arrival"), "sta", row.sta.c_str(), "chan",
+                       row.chan.c_str(), "time", row.time, "arid", 5L, kEndOfArguments),
+                0);
+    }
+  }
+  const db::ScopedBlockBudget tiny(1);
+  EVServer server(database.name(), 0, 0, -1);
+  Listener client(server);
+  const Codes &codes = kCodes[0];
+  const auto all = client.getArrivals(codes.sta, codes.chan, -kNoEnd, kNoEnd);
+  const auto selected = client.dbsubset("arrival", "sta == 'AAK'");
+  Meddler meddler(database, {"arrival", {kArid}}, 3, 2);
+  for (int i = 0; i < 10; i++) {
+    meddler.start(i % 2 == 0 ? 3 : -1);
+    taken_messages();
+    EXPECT_EQ(numbers(client.getArrivals(codes.sta, codes.chan, -kNoEnd, kNoEnd)),
+              numbers(all));
+    EXPECT_EQ(numbers(client.dbsubset("arrival", "sta == 'AAK'")), numbers(selected));
+    EXPECT_EQ(taken_messages(), "");
+  }
+  EXPECT_GT(meddler.done(), 20);
 }
 
 TEST(StationCommands, ScanJoinsTheRowsOfAChannelAndLeavesOutWhatIsNotWanted) {

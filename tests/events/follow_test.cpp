@@ -15,6 +15,7 @@
 #include "platform/elog/elog.h"
 #include "platform/stock/files.h"
 #include "tests/events/event_database.h"
+#include "tests/events/meddler.h"
 #include "tests/support/rows.h"
 
 using namespace ksutil::events;
@@ -300,58 +301,26 @@ void follow(unsigned seed, int max_events) {
   }
 }
 
-/* A program without locks that overwrites keys of origins while a server reads them: a
- * row at each `every`th reading of a file, as long as there are `left`. */
-struct Meddler {
-  EventDatabase *database;
-  std::mt19937 random;
-  long every, left, reads = 0;
-
-  void read() {
-    if (++reads % every != 0 || left == 0) return;
-    left--;
-    constexpr long size = 238;  // of a row with its newline
-    const auto bytes = std::filesystem::file_size(database->file("origin"));
-    const long row = static_cast<long>(random() % (bytes / size));
-    const long last_digit = random() % 2 == 0 ? 55 : 64;  // of orid or evid
-    database->overwrite("origin", row * size + last_digit,
-                        std::to_string(random() % 10));
-  }
-};
-Meddler *meddler = nullptr;
-
-ssize_t meddled_pread(int fd, void *to, std::size_t bytes, off_t at) {
-  const ssize_t got = pread(fd, to, bytes, at);
-  if (Meddler *const busy = std::exchange(meddler, nullptr)) {
-    busy->read();
-    meddler = busy;
-  }
-  return got;
-}
-
 }  // namespace
 
 /* A reading that meets rows of two states begins again, and ends although the other
  * program never does; once it has ended, the list is that of a fresh server. */
 TEST(FollowedList, EqualsOneReadAnewAfterRowsWereOverwrittenUnderTheReading) {
+  constexpr long kOrid = 55, kEvid = 64;  // their last digits in a row
   const ksutil::db::ScopedBlockBudget tiny(1);
-  ksutil::FileCalls calls = ksutil::system_file_calls();
-  calls.pread = meddled_pread;
-  const ksutil::ScopedFileCalls scope(calls);
   for (unsigned seed = 31; seed <= 42; seed++) {
     SCOPED_TRACE("seed " + std::to_string(seed));
     EventDatabase database;
     for (long evid = 1; evid <= 30; evid++) database.add_located_event(evid, 1000.0);
-    Meddler busy{&database, std::mt19937(seed), 1 + seed % 3, -1};
-    if (seed % 4 != 0) busy.left = 5;
-    meddler = &busy;
+    Meddler meddler(database, {"origin", {kOrid, kEvid}}, seed, 1 + seed % 3);
+    meddler.start(seed % 4 == 0 ? -1 : 5);
     EVServer server(database.name(), 0, 0, -1);
     Editor editor(database, seed);
     for (int round = 0; round < 6; round++) {
       editor.edit();
       ASSERT_EQ(server.refreshEvents(0), 0) << "round " << round;
     }
-    meddler = nullptr;
+    meddler.stop();
     ASSERT_EQ(server.refreshEvents(0), 0);
     EVServer anew(database.name(), 0, 0, -1);
     ASSERT_TRUE(same_lists(server.getEvents(), anew.getEvents()));

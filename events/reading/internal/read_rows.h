@@ -21,7 +21,8 @@ struct ReadingName {
   const char *failed = nullptr;  // null: the reading registers its own message
 };
 
-/* How often a reading begins when other programs change the rows under it. */
+/* How often a reading begins when other programs change the rows under it.  The last time
+ * the rows are held, so that it ends. */
 inline constexpr int kReadingAttempts = 5;
 
 /* Runs read(reader) with the lock of the database held and snapshots of `tables`
@@ -39,6 +40,7 @@ int read_rows(WatchedDatabase &database, const ReadingName &name, unsigned table
     const int mark = elog_mark();
     for (int attempt = 1;; attempt++) {
       TreeReader reader(database);
+      if (attempt == kReadingAttempts) reader.keep_rows();
       const bool bound = reader.bind(tables);
       const int result = bound ? read(reader) : kFailed;
       if (result < 0 && attempt < kReadingAttempts && reader.overtaken()) {

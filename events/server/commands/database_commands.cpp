@@ -57,6 +57,29 @@ bool acceptable(const char *who, const db::Relation &layout, std::string_view ro
   return true;
 }
 
+Table<EVTableRecord> subset_of(TableScan &scan, const Command &command,
+                               const std::string &expression) {
+  const db::RowFilter filter(scan.rows()->layout(), expression);
+  if (!filter.good()) {
+    fail(command.who(), "Can't compile '%s': %s at position %zu", expression.c_str(),
+         filter.error().message.c_str(), filter.error().position);
+    return {};
+  }
+  Table<EVTableRecord> records;
+  long failures = 0;
+  const bool complete = scan.each([&](long record, std::string_view row) {
+    const int accepted = filter.accepts(row);
+    if (accepted > 0) records.push({record, std::string(row)});
+    if (accepted < 0) failures++;
+  });
+  if (!complete) return {};
+  if (failures > 0) {
+    fail(command.who(), "'%s' has no value for %ld records of %s", expression.c_str(),
+         failures, scan.rows()->layout().name.c_str());
+  }
+  return records;
+}
+
 }  // namespace
 
 Table<EVTableRecord> exec_dbmatches(ServerState &state, const std::string &key_table,
@@ -81,34 +104,16 @@ Table<EVTableRecord> exec_dbmatches(ServerState &state, const std::string &key_t
     return {};
   }
   const TblPtr owner(found);
-  TableScan scan(command, table);
-  return scan.rows() == nullptr ? Table<EVTableRecord>() : records_of(scan, found);
+  return scan_table(command, table,
+                    [&](TableScan &scan) { return records_of(scan, found); });
 }
 
 Table<EVTableRecord> exec_dbsubset(ServerState &state, const std::string &table,
                                    const std::string &expression) {
   Command command(state, "EVServer::execDbsubset");
-  TableScan scan(command, table);
-  if (scan.rows() == nullptr) return {};
-  const db::RowFilter filter(scan.rows()->layout(), expression);
-  if (!filter.good()) {
-    fail(command.who(), "Can't compile '%s': %s at position %zu", expression.c_str(),
-         filter.error().message.c_str(), filter.error().position);
-    return {};
-  }
-  Table<EVTableRecord> records;
-  long failures = 0;
-  const bool complete = scan.each([&](long record, std::string_view row) {
-    const int accepted = filter.accepts(row);
-    if (accepted > 0) records.push({record, std::string(row)});
-    if (accepted < 0) failures++;
+  return scan_table(command, table, [&](TableScan &scan) {
+    return subset_of(scan, command, expression);
   });
-  if (!complete) return {};
-  if (failures > 0) {
-    fail(command.who(), "'%s' has no value for %ld records of %s", expression.c_str(),
-         failures, table.c_str());
-  }
-  return records;
 }
 
 int64_t exec_dbputrecord(ServerState &state, const std::string &table, int64_t recno,

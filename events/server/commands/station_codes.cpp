@@ -1,6 +1,8 @@
 #include "events/server/commands/internal/station_codes.h"
 
+#include <algorithm>
 #include <array>
+#include <string>
 #include <string_view>
 
 #include "events/server/commands/internal/table_scan.h"
@@ -21,7 +23,9 @@ constexpr std::array<const char *, 6> kFields = {"sta",     "chan",     "net",
 enum { kSta, kChan, kNet, kSeedSta, kSeedChan, kLoc };
 
 /* One row of seedcode; nulls are empty. */
-using Codes = std::array<std::string_view, kFields.size()>;
+template <class Text>
+using CodesOf = std::array<Text, kFields.size()>;
+using Codes = CodesOf<std::string_view>;
 
 bool given(const char *who, const std::string &sta, const std::string &chan) {
   if (!trimmed(sta).empty() && !trimmed(chan).empty()) return true;
@@ -39,25 +43,29 @@ int find_codes(ServerState &state, const char *who, IsMeant is_meant, Use use) {
     const ElogScope quiet;
     if (command.table("seedcode").table == dbINVALID) return 0;
   }
-  TableScan scan(command, "seedcode");
-  if (scan.rows() == nullptr) return -1;
-  std::array<db::TextColumn, kFields.size()> columns;
-  for (std::size_t i = 0; i < columns.size(); i++) {
-    columns[i] = db::TextColumn(scan.rows()->layout(), kFields[i]);
-  }
-  bool found = false;
-  const bool complete = scan.each([&](long, std::string_view row) {
-    Codes codes;
-    for (std::size_t i = 0; !found && i < columns.size(); i++) {
-      if (!columns[i].read(row, codes[i])) return;
-      if (columns[i].is_null(codes[i])) codes[i] = {};
+  CodesOf<std::string> meant;
+  const auto find_first = [&](TableScan &scan) {
+    std::array<db::TextColumn, kFields.size()> columns;
+    for (std::size_t i = 0; i < columns.size(); i++) {
+      columns[i] = db::TextColumn(scan.rows()->layout(), kFields[i]);
     }
-    if (found || !is_meant(codes)) return;
-    found = true;
-    use(codes);
-  });
-  if (!complete) return -1;
-  return found ? 1 : 0;
+    bool found = false;
+    const bool complete = scan.each([&](long, std::string_view row) {
+      Codes codes;
+      for (std::size_t i = 0; !found && i < columns.size(); i++) {
+        if (!columns[i].read(row, codes[i])) return;
+        if (columns[i].is_null(codes[i])) codes[i] = {};
+      }
+      if (found || !is_meant(codes)) return;
+      found = true;
+      std::copy(codes.begin(), codes.end(), meant.begin());
+    });
+    if (!complete) return -1;
+    return found ? 1 : 0;
+  };
+  const int found = scan_table(command, "seedcode", find_first, -1);
+  if (found == 1) use(meant);
+  return found;
 }
 
 }  // namespace
@@ -78,7 +86,7 @@ CodeMapping exec_dbseed2css(ServerState &state, const std::string &net,
         return codes[kSeedSta] == of_sta && codes[kSeedChan] == of_chan &&
                codes[kLoc] == of_loc && (of_net.empty() || codes[kNet] == of_net);
       },
-      [&](const Codes &codes) {
+      [&](const CodesOf<std::string> &codes) {
         mapping.out2 = codes[kSta];
         mapping.out3 = codes[kChan];
       });
@@ -101,7 +109,7 @@ CodeMapping exec_dbcss2seed(ServerState &state, const std::string &sta,
       [&](const Codes &codes) {
         return codes[kSta] == of_sta && codes[kChan] == of_chan;
       },
-      [&](const Codes &codes) {
+      [&](const CodesOf<std::string> &codes) {
         mapping.out1 = codes[kNet];
         mapping.out2 = codes[kSeedSta];
         mapping.out3 = codes[kSeedChan];

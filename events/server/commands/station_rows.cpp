@@ -110,80 +110,66 @@ bool visit_selected(TableScan &scan, Command &command, const Selection &selectio
   return scan.each(*records, filter);
 }
 
-/* Fills in the first assoc row of each arrival. */
-void add_assocs(Command &command, std::vector<std::pair<int64_t, EVArrival *>> &arids) {
-  const TableScan scan(command, "assoc");
-  if (scan.rows() == nullptr) return;
-  WatchedDatabase &database = command.database();
-  const db::KeyIndex *const index =
-      database.index(scan.rows(), database.vars().assoc_arid);
-  if (index == nullptr) {
-    fail(command.who(), "cannot match assoc");
-    return;
-  }
-  for (auto &[arid, arrival] : arids) {
-    const db::KeyIndex::Rows rows = index->find(arid);
-    if (!rows.empty()) arrival->recno_assoc = rows.front();
-  }
-}
-
 double end_of(const StationColumns &columns, std::string_view row) {
   double endtime = 0.0;
   /* The null of endtime is a time beyond all others: the row is open. */
   return columns.endtime.read(row, endtime) ? endtime : columns.endtime.null();
 }
 
-}  // namespace
+/* An arrival and its arid, if it has one. */
+using Arrival = std::pair<std::optional<int64_t>, EVArrival>;
 
-Table<EVArrival> get_arrivals(ServerState &state, const Selection &selection) {
-  Command command(state, "EVServer::getArrivals");
-  TableScan scan(command, "arrival");
-  if (scan.rows() == nullptr) return {};
+Table<Arrival> arrivals_of(TableScan &scan, Command &command,
+                           const Selection &selection) {
+  EVVars &vars = command.database().vars();
   const db::TextColumn iphase(scan.rows()->layout(), "iphase");
   const db::IntegerColumn arid(scan.rows()->layout(), "arid");
-  Timed<std::pair<int64_t, EVArrival>> found;
-  const bool complete =
-      visit_selected(scan, command, selection, state.database.vars().arrival_stachan,
-                     &state.database.vars().arrival_sta,
-                     [&](const StationColumns &columns, long record,
-                         std::string_view row, double time) {
-                       if (!(time >= selection.tstart)) return;
-                       std::string_view sta, chan, phase;
-                       int64_t id = -1;
-                       columns.sta.read(row, sta);
-                       columns.chan.read(row, chan);
-                       iphase.read(row, phase);
-                       arid.read(row, id);
-                       EVArrival arrival;
-                       arrival.recno_arrival = record;
-                       arrival.time = time;
-                       arrival.sta = sta;
-                       arrival.chan = chan;
-                       arrival.iphase = phase;
-                       arrival.record_arrival = row;
-                       found.add(time, {id, std::move(arrival)});
-                     });
-  if (!complete) return {};
-  Table<EVArrival> arrivals;
-  std::vector<std::pair<int64_t, EVArrival *>> arids;
-  Table<std::pair<int64_t, EVArrival>> ordered = found.take();
-  for (auto &[id, arrival] : ordered) {
-    if (id != arid.null()) arids.emplace_back(id, &arrival);
-  }
-  add_assocs(command, arids);
-  arrivals.reserve(ordered.size());
-  for (auto &[id, arrival] : ordered) arrivals.push(std::move(arrival));
-  return arrivals;
+  Timed<Arrival> found;
+  const bool complete = visit_selected(
+      scan, command, selection, vars.arrival_stachan, &vars.arrival_sta,
+      [&](const StationColumns &columns, long record, std::string_view row,
+          double time) {
+        if (!(time >= selection.tstart)) return;
+        std::string_view sta, chan, phase;
+        int64_t id = arid.null();
+        columns.sta.read(row, sta);
+        columns.chan.read(row, chan);
+        iphase.read(row, phase);
+        arid.read(row, id);
+        EVArrival arrival;
+        arrival.recno_arrival = record;
+        arrival.time = time;
+        arrival.sta = sta;
+        arrival.chan = chan;
+        arrival.iphase = phase;
+        arrival.record_arrival = row;
+        found.add(time, {id == arid.null() ? std::nullopt : std::optional(id),
+                         std::move(arrival)});
+      });
+  return complete ? found.take() : Table<Arrival>();
 }
 
-Table<EVTableRecord> get_wfdiscs(ServerState &state, const Selection &selection,
-                                 int mode) {
-  Command command(state, "EVServer::getWfdiscs");
-  TableScan scan(command, "wfdisc");
-  if (scan.rows() == nullptr) return {};
+/* Fills in the first assoc row of each arrival. */
+void add_assocs(Command &command, Table<Arrival> &arrivals) {
+  scan_table(command, "assoc", [&](TableScan &scan) -> bool {
+    WatchedDatabase &database = command.database();
+    const db::KeyIndex *const index =
+        database.index(scan.rows(), database.vars().assoc_arid);
+    if (index == nullptr) return fail(command.who(), "cannot match assoc");
+    for (auto &[arid, arrival] : arrivals) {
+      if (!arid) continue;
+      const db::KeyIndex::Rows rows = index->find(*arid);
+      if (!rows.empty()) arrival.recno_assoc = rows.front();
+    }
+    return true;
+  });
+}
+
+Table<EVTableRecord> wfdiscs_of(TableScan &scan, Command &command,
+                                const Selection &selection, int mode) {
   Timed<EVTableRecord> found;
   const bool complete = visit_selected(
-      scan, command, selection, state.database.vars().wfdisc_stachan, nullptr,
+      scan, command, selection, command.database().vars().wfdisc_stachan, nullptr,
       [&](const StationColumns &columns, long record, std::string_view row,
           double time) {
         const double end = end_of(columns, row);
@@ -196,21 +182,28 @@ Table<EVTableRecord> get_wfdiscs(ServerState &state, const Selection &selection,
   return complete ? found.take() : Table<EVTableRecord>();
 }
 
-Table<EVStaChan> scan_wfdisc(ServerState &state, const Selection &selection,
-                             const std::string &not_sta, const std::string &not_chan) {
-  constexpr const char *kWho = "EVServer::scanWfdisc";
-  RegexFilter sta, chan, other_sta, other_chan;
-  if (!sta.compile(kWho, selection.sta) || !chan.compile(kWho, selection.chan) ||
-      !other_sta.compile(kWho, not_sta) || !other_chan.compile(kWho, not_chan)) {
-    return {};
+/* The patterns for station and channel of scan_wfdisc. */
+class WfdiscCodes {
+ public:
+  bool compile(const char *who, const Selection &selection, const std::string &not_sta,
+               const std::string &not_chan) {
+    return sta_.compile(who, selection.sta) && chan_.compile(who, selection.chan) &&
+           not_sta_.compile(who, not_sta) && not_chan_.compile(who, not_chan);
   }
-  const auto accepted = [](RegexFilter &wanted, RegexFilter &unwanted,
-                           std::string_view code) {
+  bool accept(std::string_view sta, std::string_view chan) {
+    return accepted(sta_, not_sta_, sta) && accepted(chan_, not_chan_, chan);
+  }
+
+ private:
+  static bool accepted(RegexFilter &wanted, RegexFilter &unwanted,
+                       std::string_view code) {
     return wanted.found_in(code) && (unwanted.any() || !unwanted.found_in(code));
-  };
-  Command command(state, kWho);
-  TableScan scan(command, "wfdisc");
-  if (scan.rows() == nullptr) return {};
+  }
+  RegexFilter sta_, chan_, not_sta_, not_chan_;
+};
+
+Table<EVStaChan> stachans_of(TableScan &scan, const Selection &selection,
+                             WfdiscCodes &wanted) {
   const StationColumns columns(scan.rows()->layout());
   struct Span {
     bool accepted;
@@ -224,10 +217,7 @@ Table<EVStaChan> scan_wfdisc(ServerState &state, const Selection &selection,
     const double end = end_of(columns, row);
     if (!(time <= selection.tend && end >= selection.tstart)) return;
     auto [span, fresh] = spans.try_emplace({std::string(of_sta), std::string(of_chan)});
-    if (fresh) {
-      span->second.accepted =
-          accepted(sta, other_sta, of_sta) && accepted(chan, other_chan, of_chan);
-    }
+    if (fresh) span->second.accepted = wanted.accept(of_sta, of_chan);
     span->second.start = std::min(span->second.start, time);
     span->second.end = std::max(span->second.end, end);
   });
@@ -239,15 +229,12 @@ Table<EVStaChan> scan_wfdisc(ServerState &state, const Selection &selection,
   return found.take();
 }
 
-Table<EVTableRecord> get_raw_detections(ServerState &state,
-                                        const Selection &selection) {
-  Command command(state, "EVServer::getRawDetections");
-  TableScan scan(command, "detection");
-  if (scan.rows() == nullptr) return {};
+Table<EVTableRecord> detections_of(TableScan &scan, Command &command,
+                                   const Selection &selection) {
   const ShellFilter sta(selection.sta), chan(selection.chan);
   const StationColumns columns(scan.rows()->layout());
   /* This index exists already: the server's window uses it. */
-  TimeIndex &times = state.database.detection_times();
+  TimeIndex &times = command.database().detection_times();
   times.follow(scan.rows());
   Timed<EVTableRecord> found;
   const bool complete = scan.each(times.find(selection.tstart, selection.tend),
@@ -262,15 +249,56 @@ Table<EVTableRecord> get_raw_detections(ServerState &state,
   return complete ? found.take() : Table<EVTableRecord>();
 }
 
+}  // namespace
+
+Table<EVArrival> get_arrivals(ServerState &state, const Selection &selection) {
+  Command command(state, "EVServer::getArrivals");
+  Table<Arrival> found = scan_table(command, "arrival", [&](TableScan &scan) {
+    return arrivals_of(scan, command, selection);
+  });
+  if (found.size() > 0) add_assocs(command, found);
+  Table<EVArrival> arrivals;
+  arrivals.reserve(found.size());
+  for (Arrival &each : found) arrivals.push(std::move(each.second));
+  return arrivals;
+}
+
+Table<EVTableRecord> get_wfdiscs(ServerState &state, const Selection &selection,
+                                 int mode) {
+  Command command(state, "EVServer::getWfdiscs");
+  return scan_table(command, "wfdisc", [&](TableScan &scan) {
+    return wfdiscs_of(scan, command, selection, mode);
+  });
+}
+
+Table<EVStaChan> scan_wfdisc(ServerState &state, const Selection &selection,
+                             const std::string &not_sta, const std::string &not_chan) {
+  constexpr const char *kWho = "EVServer::scanWfdisc";
+  WfdiscCodes wanted;
+  if (!wanted.compile(kWho, selection, not_sta, not_chan)) return {};
+  Command command(state, kWho);
+  return scan_table(command, "wfdisc", [&](TableScan &scan) {
+    return stachans_of(scan, selection, wanted);
+  });
+}
+
+Table<EVTableRecord> get_raw_detections(ServerState &state,
+                                        const Selection &selection) {
+  Command command(state, "EVServer::getRawDetections");
+  return scan_table(command, "detection", [&](TableScan &scan) {
+    return detections_of(scan, command, selection);
+  });
+}
+
 EVTableRecord get_site(ServerState &state, const std::string &sta, double time) {
   Command command(state, "EVServer::getSite");
-  const TableScan scan(command, "site");
-  if (scan.rows() == nullptr) return {};
-  SiteIndex &sites = state.database.sites();
-  sites.follow(scan.rows());
-  const long record = sites.find(sta, time);
-  if (record < 0) return {};
-  return {record, std::string(scan.rows()->row(record))};
+  return scan_table(command, "site", [&](TableScan &scan) -> EVTableRecord {
+    SiteIndex &sites = state.database.sites();
+    sites.follow(scan.rows());
+    const long record = sites.find(sta, time);
+    if (record < 0) return {};
+    return {record, std::string(scan.rows()->row(record))};
+  });
 }
 
 }  // namespace ksutil::events

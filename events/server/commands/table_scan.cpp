@@ -16,6 +16,11 @@ constexpr int kRowsPerStep = 2000;
 Command::Command(ServerState &state, const char *who)
     : who_(who), steps_(state.database, kRowsPerStep) {}
 
+bool Command::open() const {
+  if (closed_) return fail(who_, "The database has been closed");
+  return database().require_open(who_);
+}
+
 Dbptr Command::table(const std::string &name) const {
   if (!name.empty()) {
     const Dbptr found =
@@ -53,9 +58,7 @@ bool TableScan::visit_all(long count, RecordAt record_at, const Visit &visit) {
       }
     }
   }
-  if (closed) {
-    return fail(command_.who(), "The database has been closed");
-  }
+  if (closed) return command_.open();  // false, with its message
   if (unreadable > 0) {
     fail(command_.who(), "%ld records of %s cannot be read", unreadable, name_.c_str());
   }

@@ -4,12 +4,16 @@
 
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
+#include <type_traits>
+#include <utility>
 #include <vector>
 
 #include "events/database/internal/watched_database.h"
 #include "platform/db/db.h"
+#include "platform/db/settled_reading.h"
 #include "platform/db/snapshot.h"
 
 namespace ksutil::events {
@@ -23,12 +27,15 @@ class Command {
   /* Takes the lock.  `who` names the operation in messages and must outlive this. */
   Command(ServerState &state, const char *who);
 
-  /* False, with a message, if no database is open. */
-  bool open() const { return database().require_open(who_); }
+  /* False, with a message, if no database is open, or if step() has seen it closed. */
+  bool open() const;
 
   /* To be called after each row: lets other threads in now and then.  False if the
    * database has been closed meanwhile. */
-  bool step() { return steps_.step(); }
+  bool step() {
+    closed_ = closed_ || !steps_.step();
+    return !closed_;
+  }
 
   /* A table of the database; dbinvalid(), with a message, if there is none. */
   Dbptr table(const std::string &name) const;
@@ -39,6 +46,7 @@ class Command {
  private:
   const char *who_;
   Steps steps_;
+  bool closed_ = false;
 };
 
 /* TableScan: a snapshot of a table, taken when the scan begins. */
@@ -67,6 +75,24 @@ class TableScan {
   Dbptr table_;
   std::shared_ptr<const db::Snapshot> rows_;
 };
+
+/* Returns read(scan) for a scan of the table, whose rows() are there; `none`, with a
+ * message, without a snapshot.  When other programs have overwritten rows under the scan,
+ * read() runs again with a new one, see db::read_settled; it must set all that it hands
+ * out each time. */
+template <class Read>
+auto scan_table(Command &command, const std::string &table, const Read &read,
+                std::invoke_result_t<Read, TableScan &> none = {}) {
+  auto result = none;
+  std::optional<TableScan> scan;
+  db::read_settled(
+      [&] {
+        result = none;
+        return scan.emplace(command, table).rows();
+      },
+      [&](const auto &) { result = read(*scan); });
+  return result;
+}
 
 }  // namespace ksutil::events
 #endif
