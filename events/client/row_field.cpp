@@ -1,7 +1,5 @@
 #include "events/client/internal/row_field.h"
 
-#include <algorithm>
-
 #include "platform/elog/failure.h"
 
 namespace ksutil::events {
@@ -34,16 +32,6 @@ bool query_type(db::FieldType type, expr::Type &result) {
 std::string_view line_of(std::string_view row) {
   if (!row.empty() && row.back() == '\n') row.remove_suffix(1);
   return row;
-}
-
-/* Whether a row fits the layout except for the width of its last field. */
-bool may_be(const db::Relation &layout, std::string_view line) {
-  const auto last = static_cast<std::size_t>(layout.fields.back().offset);
-  return line.size() > last &&
-         std::all_of(layout.fields.begin() + 1, layout.fields.end(),
-                     [line](const db::Field &field) {
-                       return line[static_cast<std::size_t>(field.offset) - 1] == ' ';
-                     });
 }
 
 bool read_column(const db::IntegerColumn &column, std::string_view row,
@@ -124,13 +112,11 @@ bool RowField::read_row(std::string_view row, expr::Value &value) const {
 bool RowField::read_stretched(std::string_view line, expr::Value &value) const {
   if (line.back() == '\r') line.remove_suffix(1);
   for (const Reader &reader : readers_) {
-    if (!may_be(*reader.layout, line)) continue;
-    db::Relation layout = *reader.layout;
-    db::Field &last = layout.fields.back();
-    last.width = static_cast<int>(line.size()) - last.offset;
+    const auto layout = db::stretched_layout(*reader.layout, line);
+    if (!layout) continue;
     return std::visit(
                [&](const auto &column) { return read_column(column, line, value); },
-               column(layout)) ||
+               column(*layout)) ||
            unreadable(line);
   }
   return unreadable(line);

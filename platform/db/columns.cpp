@@ -1,5 +1,6 @@
 #include "platform/db/columns.h"
 
+#include <algorithm>
 #include <charconv>
 #include <cmath>
 
@@ -172,6 +173,21 @@ bool read_load_date(std::string_view text, double null, double &epoch) {
   text = trimmed(text);
   if (is_calendar_day(text)) return parse_date_text(text, epoch);
   return read_real(text, null, epoch) || parse_date_text(text, epoch);
+}
+
+std::optional<Relation> stretched_layout(const Relation &layout, std::string_view row) {
+  const Field &last = layout.fields.back();
+  if (row.size() <= static_cast<std::size_t>(last.offset) ||
+      !std::all_of(layout.fields.begin() + 1, layout.fields.end(),
+                   [row](const Field &field) {
+                     return row[static_cast<std::size_t>(field.offset) - 1] == ' ';
+                   })) {
+    return std::nullopt;
+  }
+  Relation stretched = layout;
+  stretched.width = static_cast<int>(row.size());
+  stretched.fields.back().width = stretched.width - last.offset;
+  return stretched;
 }
 
 bool is_readable(const Relation &layout, const Field &field, std::string_view row) {

@@ -10,6 +10,7 @@
 #define KSUTIL_PLATFORM_DB_COLUMNS_H
 
 #include <cstdint>
+#include <optional>
 #include <string_view>
 
 #include "platform/db/schema.h"
@@ -77,6 +78,12 @@ KSUTIL_API bool write_text(const Field &field, std::string_view value,
  * it is valid only in its own process. */
 KSUTIL_API bool is_readable(const Relation &layout, const Field &field,
                             std::string_view row);
+
+/* The layout of a row that fits `layout` except for the width of its last field, as the
+ * load dates of other programs may be written; `row` has no newline.  None if a field
+ * before it is out of place. */
+KSUTIL_API std::optional<Relation> stretched_layout(const Relation &layout,
+                                                    std::string_view row);
 
 /* A load date as epoch seconds: a number, or one of the date texts of clock.h.  False
  * for other texts; "-" and blanks give the null. */

@@ -26,7 +26,12 @@ void verify_tables(const OpenDatabase &database, const Tables &tables, bool quie
     verify_ids(*rows, report);
     references.verify(*rows, report);
     if (name == "mt") verify_mechanisms(database.table(name), report);
-    if (name == "wfdisc") verify_waveforms(database.table(name), report);
+    if (name == "wfdisc") {
+      const auto seedcode = tables.find("seedcode");
+      verify_waveforms(database.table(name),
+                       seedcode == tables.end() ? nullptr : seedcode->second.get(),
+                       report);
+    }
     progress.reach(++done);
   }
   verify_preferred_origins(tables, problems.report_for("event"));

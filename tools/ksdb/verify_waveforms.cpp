@@ -8,16 +8,17 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
-#include <cstring>
 #include <unordered_map>
 #include <vector>
 
+#include "platform/db/columns.h"
 #include "platform/elog/elog.h"
 #include "platform/stock/memory.h"
 #include "platform/stock/text.h"
 #include "platform/trace/miniseed.h"
 #include "platform/trace/waveform.h"
 #include "tools/common/messages.h"
+#include "tools/ksdb/verify_tables.h"
 
 namespace ksutil::tools {
 namespace {
@@ -58,25 +59,24 @@ std::int64_t end_of(const WaveformSegment &segment) {
 /* The SEED codes that the table seedcode has for the channels. */
 class SeedCodes {
  public:
-  explicit SeedCodes(Dbptr wfdisc) {
-    const ElogScope quiet;
-    wfdisc.table = wfdisc.field = dbALL;
-    wfdisc.record = dbALL;
-    Dbptr row = dblookup(wfdisc, "", "seedcode", "", "");
-    long count = 0;
-    if (row.table < 0 || dbquery(row, dbq_record_count, &count) < 0) return;
-    for (row.record = 0; row.record < count; row.record++) {
+  explicit SeedCodes(const db::Snapshot *seedcode) {
+    if (seedcode == nullptr) return;
+    const db::Relation &layout = seedcode->layout();
+    const db::TextColumn sta(layout, "sta"), chan(layout, "chan"), net(layout, "net"),
+        seedsta(layout, "seedsta"), seedchan(layout, "seedchan"), loc(layout, "loc");
+    each_row(*seedcode, [&](long, std::string_view row) {
       MiniseedCodes codes;
-      const std::string key = text_of(row, "sta") + ' ' + text_of(row, "chan");
-      codes.net = text_of(row, "net");
-      codes.sta = text_of(row, "seedsta");
-      codes.chan = text_of(row, "seedchan");
-      codes.loc = text_of(row, "loc");
-      codes_.emplace(key, codes);
-    }
+      codes.net = text_of(net, row);
+      codes.sta = text_of(seedsta, row);
+      codes.chan = text_of(seedchan, row);
+      codes.loc = text_of(loc, row);
+      codes_.emplace(text_of(sta, row) + ' ' + text_of(chan, row), codes);
+    });
+    complete_ = seedcode->complete();
   }
-  /* Whether a record can be of the channel of a row. */
+  /* Whether a record can be of the channel of a row; true where that is not known. */
   bool match(const WaveformSegment &row, const MiniseedCodes &record) const {
+    if (!complete_) return true;
     const auto [from, to] = codes_.equal_range(row.sta + ' ' + row.chan);
     if (from == to) {
       return record.sta == row.sta &&
@@ -92,12 +92,12 @@ class SeedCodes {
 
  private:
   /* "" for a null. */
-  static std::string text_of(Dbptr row, const char *field) {
-    char value[64] = "";
-    if (dbgetv(row, field, value, static_cast<char *>(nullptr)) != 0) return "";
-    return std::strcmp(value, "-") == 0 ? "" : value;
+  static std::string text_of(const db::TextColumn &column, std::string_view row) {
+    std::string_view text;
+    return column.read(row, text) && !column.is_null(text) ? std::string(text) : "";
   }
   std::unordered_multimap<std::string, MiniseedCodes> codes_;
+  bool complete_ = true;
 };
 
 std::string code_text(const MiniseedCodes &codes) {
@@ -174,12 +174,13 @@ void verify_records(const WaveformSegment &row, const SeedCodes &codes,
 
 }  // namespace
 
-void verify_waveforms(Dbptr wfdisc, const Report &report) {
+void verify_waveforms(Dbptr wfdisc, const db::Snapshot *seedcode,
+                      const Report &report) {
   long count = 0;
   if (dbquery(wfdisc, dbq_record_count, &count) < 0) return;
   std::unordered_map<std::string, File> files;
   std::unordered_map<std::string, long> first;
-  const SeedCodes codes(wfdisc);
+  const SeedCodes codes(seedcode);
   for (wfdisc.record = 0; wfdisc.record < count; wfdisc.record++) {
     const ElogScope quiet;
     const long record = wfdisc.record;

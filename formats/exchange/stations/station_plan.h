@@ -106,8 +106,10 @@ class StationPlan {
   bool plan_channels(const Codes &codes, std::vector<Placed> &channels);
   void drop_repeated(const Codes &codes, std::vector<Placed> &channels);
   static std::vector<Run> runs_of(std::vector<Placed> &channels);
-  std::int64_t find_sitechan(const Codes &codes, const Run &run);
-  bool plan_sitechan(const Codes &codes, const std::vector<Placed> &channels, Run &run);
+  std::int64_t find_sitechan(const Codes &codes, const Run &run,
+                             const std::set<std::int64_t> &taken);
+  bool plan_sitechan(const Codes &codes, const std::vector<Placed> &channels, Run &run,
+                     std::set<std::int64_t> &taken);
   bool plan_sensor(const Codes &codes, Placed &placed);
   bool plan_instrument(const GatheredChannel &gathered, std::int64_t sensor,
                        std::int64_t &inid, bool &changed);

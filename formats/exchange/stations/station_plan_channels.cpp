@@ -157,8 +157,9 @@ bool StationPlan::plan_channels(const Codes &codes, std::vector<Placed> &channel
         return begin_of(a.from->channel.epoch) < begin_of(b.from->channel.epoch);
       });
   drop_repeated(codes, channels);
+  std::set<std::int64_t> taken;
   for (Run &run : runs_of(channels)) {
-    if (!plan_sitechan(codes, channels, run)) return false;
+    if (!plan_sitechan(codes, channels, run, taken)) return false;
   }
   for (Placed &placed : channels) {
     if (!plan_sensor(codes, placed)) return false;
@@ -188,13 +189,19 @@ void StationPlan::drop_repeated(const Codes &codes, std::vector<Placed> &channel
   channels = std::move(kept);
 }
 
-/* Epochs with one position and orientation that leave no day between them. */
+/* Epochs with one position and orientation that leave no day between them.  Those that
+ * begin on one day share a row of sitechan, which has days only, and the last one's position
+ * and orientation. */
 std::vector<StationPlan::Run> StationPlan::runs_of(std::vector<Placed> &channels) {
   std::vector<Run> runs;
   for (Placed &placed : channels) {
     const Epoch &epoch = placed.from->channel.epoch;
-    if (!runs.empty() && runs.back().channels.back()->geometry == placed.geometry &&
-        begin_of(epoch) <= end_of(runs.back().epoch) + kSecondsOfDay) {
+    const bool goes_on =
+        !runs.empty() &&
+        (first_day(runs.back().epoch) == first_day(epoch) ||
+         (runs.back().channels.back()->geometry == placed.geometry &&
+          begin_of(epoch) <= end_of(runs.back().epoch) + kSecondsOfDay));
+    if (goes_on) {
       if (end_of(epoch) > end_of(runs.back().epoch)) runs.back().epoch.end = epoch.end;
       runs.back().channels.push_back(&placed);
     } else {
@@ -205,14 +212,17 @@ std::vector<StationPlan::Run> StationPlan::runs_of(std::vector<Placed> &channels
 }
 
 /* The row of sitechan that a run goes on: one that begins on its first day, else one of the
- * same position and orientation that meets it; -1: none. */
-std::int64_t StationPlan::find_sitechan(const Codes &codes, const Run &run) {
+ * same position and orientation that meets it, but not one that another run has taken; -1:
+ * none. */
+std::int64_t StationPlan::find_sitechan(const Codes &codes, const Run &run,
+                                        const std::set<std::int64_t> &taken) {
   const StationTable &channels = table(kSitechan);
   const std::string &geometry = run.channels.back()->geometry;
   const std::int64_t on = first_day(run.epoch);
   std::int64_t same_day = -1, met = -1;
   for (const std::size_t row : channels.find(0, {codes.first, codes.second})) {
     const auto number = static_cast<std::int64_t>(row);
+    if (taken.contains(number)) continue;
     const bool alike = geometry_of(channels.row(row)) == geometry;
     const std::int64_t from = channels.integer(row, "ondate");
     if (from == on && (same_day < 0 || alike)) same_day = number;
@@ -226,14 +236,16 @@ std::int64_t StationPlan::find_sitechan(const Codes &codes, const Run &run) {
   return same_day >= 0 ? same_day : met;
 }
 
+/* taken: the rows of sitechan that runs of the channel go on. */
 bool StationPlan::plan_sitechan(const Codes &codes, const std::vector<Placed> &channels,
-                                Run &run) {
+                                Run &run, std::set<std::int64_t> &taken) {
   StationTable &sitechans = table(kSitechan);
-  const std::int64_t found = find_sitechan(codes, run);
+  const std::int64_t found = find_sitechan(codes, run, taken);
   const auto index = static_cast<std::size_t>(found);
   Epoch epoch = run.epoch;
   std::int64_t chanid = -1;
   if (found >= 0) {
+    taken.insert(found);
     chanid = sitechans.integer(index, "chanid");
     const std::int64_t from = sitechans.integer(index, "ondate");
     if (begin_of_day(from) < begin_of(epoch) && from != first_day(epoch)) {
@@ -271,7 +283,7 @@ bool StationPlan::plan_sitechan(const Codes &codes, const std::vector<Placed> &c
   if (!stays_open) edited.put("offdate", last_day(epoch));
   for (Placed *placed : run.channels) placed->chanid = chanid;
   if (found < 0) {
-    sitechans.add(row);
+    taken.insert(static_cast<std::int64_t>(sitechans.add(row)));
     for (Placed *placed : run.channels) placed->change = Change::kAdded;
   } else if (sitechans.set(index, row)) {
     run.channels.back()->change = Change::kUpdated;

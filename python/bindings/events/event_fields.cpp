@@ -5,9 +5,6 @@
 #include <ksutil/events/vars.h>
 #include <ksutil/platform/db/db.h>
 
-#include <algorithm>
-#include <cmath>
-
 #include "bindings/interpreter/arrays.h"
 #include "bindings/interpreter/failure.h"
 
@@ -37,16 +34,6 @@ std::string_view line_of(std::string_view row) {
     row.remove_suffix(1);
   }
   return row;
-}
-
-/* Whether a row fits the layout except for the width of its last field. */
-bool may_be(const db::Relation &layout, std::string_view line) {
-  const auto last = static_cast<std::size_t>(layout.fields.back().offset);
-  return line.size() > last &&
-         std::all_of(layout.fields.begin() + 1, layout.fields.end(),
-                     [line](const db::Field &field) {
-                       return line[static_cast<std::size_t>(field.offset) - 1] == ' ';
-                     });
 }
 
 /* One field of one row; false when it cannot be read. */
@@ -84,21 +71,13 @@ bool read_field(const db::Relation &layout, const db::Field &field,
   return true;
 }
 
-/* The layout with the last field as wide as the row has it. */
-db::Relation stretched(db::Relation layout, std::string_view line) {
-  db::Field &last = layout.fields.back();
-  last.width = static_cast<int>(line.size()) - last.offset;
-  layout.width = static_cast<int>(line.size());
-  return layout;
-}
-
 py::object value_in_line(const db::Relation &layout, const db::Field &field,
                          std::string_view line) {
   py::object value;
-  const bool whole = static_cast<std::size_t>(layout.width) == line.size();
-  if (whole ? read_field(layout, field, line, value)
-            : read_field(stretched(layout, line), field, line, value)) {
-    return value;
+  if (static_cast<std::size_t>(layout.width) == line.size()) {
+    if (read_field(layout, field, line, value)) return value;
+  } else if (const auto stretched = db::stretched_layout(layout, line)) {
+    if (read_field(*stretched, field, line, value)) return value;
   }
   throw Error("cannot read " + layout.name + "." + field.name + " in '" +
               std::string(line) + "'");
@@ -148,7 +127,7 @@ const db::Relation *RowLayouts::layout(std::string_view table,
     if (static_cast<std::size_t>(layout->width) == line.size()) return layout.get();
   }
   for (const auto &layout : layouts) {
-    if (may_be(*layout, line)) return layout.get();
+    if (db::stretched_layout(*layout, line)) return layout.get();
   }
   return nullptr;
 }

@@ -167,6 +167,30 @@ TEST_P(StationImport, ClosesAnEpochInPlaceAndAddsTheNext) {
   EXPECT_EQ(database_.column("sensor", "chanid"), ids);
 }
 
+/* A sensor that was turned for a day and back has three rows; one that was turned on its
+ * first day has one, of the later orientation. */
+TEST_P(StationImport, OrientationsOfFewDaysOrHoursKeepToTheirRows) {
+  const auto turned = [](const std::string &channel) {
+    return replaced(channel, "<Dip>-90", "<Dip>-85");
+  };
+  const std::string text = station_xml(
+      channel_xml("2010-03-04T05:00:00", "2010-03-05T06:00:00") +
+      turned(channel_xml("2010-03-05T06:00:00", "2010-03-06T07:00:00")) +
+      channel_xml("2010-03-06T07:00:00", "2012-01-01T00:00:00") +
+      turned(channel_xml("2012-01-01T00:00:00", "2012-01-01T10:00:00", "3000")) +
+      channel_xml("2012-01-01T10:00:00", ""));
+  database_.import(text);
+  EXPECT_THAT(database_.column("sitechan", "ondate"),
+              ElementsAre("2010063", "2010064", "2010065", "2012001"));
+  EXPECT_THAT(database_.column("sitechan", "vang"),
+              ElementsAre("0.0", "5.0", "0.0", "0.0"));
+  EXPECT_EQ(database_.column("sensor", "time").size(), 5u);
+  const std::string before = database_.rows();
+  const auto again = database_.import(text);
+  EXPECT_EQ(again.counts.channels.unchanged, 5);
+  EXPECT_EQ(database_.rows(), before);
+}
+
 TEST_P(StationImport, KeepsWhatTheInputDoesNotTellOf) {
   database_.import(
       station_xml(channel_xml(kFirst, kChange) + channel_xml(kChange, "", "3000")));
