@@ -220,7 +220,8 @@ bool IndexTables::find_channel(const ChannelCodes &codes, Channel &channel,
 bool IndexTables::fit(const ChannelCodes &codes, const Channel &channel) const {
   const auto fits = [&](Table table, const char *field, const std::string &code) {
     return !has(table) ||
-           (code.size() <= static_cast<std::size_t>(width(table, field)) &&
+           (code != "-" &&  // the null
+            code.size() <= static_cast<std::size_t>(width(table, field)) &&
             std::all_of(code.begin(), code.end(), is_graphic));
   };
   return fits(kWfdisc, "sta", channel.sta) && fits(kWfdisc, "chan", channel.chan) &&

@@ -301,7 +301,8 @@ bool Scan::read_sac(const std::string &path, std::string &why) {
   }
   if (!why.empty()) return false;
   ScannedPiece &found = pieces_.emplace_back();
-  found.channel = channel({header.text("KNETWK"), sta, header.text("KHOLE"), chan});
+  found.channel = channel({header.text("KNETWK"), sta,
+                           std::string(location_code(header.text("KHOLE"))), chan});
   found.samprate = samprate_of(delta);
   found.time = reference + begin;
   found.endtime = found.time + static_cast<double>(npts - 1) / found.samprate;

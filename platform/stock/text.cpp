@@ -74,6 +74,11 @@ std::string_view trimmed(std::string_view text) {
   return first == text.npos ? text.substr(0, 0) : right_trimmed(text.substr(first));
 }
 
+std::string_view location_code(std::string_view text) {
+  text = trimmed(text);
+  return text == "-" || text == "--" ? text.substr(0, 0) : text;
+}
+
 std::string lowered(std::string_view text) {
   std::string result(text);
   for (char &c : result) {

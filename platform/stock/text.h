@@ -38,6 +38,10 @@ class KSUTIL_API ScopedCLocale {
 KSUTIL_API std::string_view trimmed(std::string_view text);
 KSUTIL_API std::string_view right_trimmed(std::string_view text);
 
+/* A SEED location code without blanks: "" for one or two hyphens, too, which stand for a
+ * blank code where blanks would not be seen. */
+KSUTIL_API std::string_view location_code(std::string_view text);
+
 /* ASCII lower case. */
 KSUTIL_API std::string lowered(std::string_view text);
 

@@ -31,7 +31,8 @@ namespace ksutil {
 /* Whether samples can be read and written. */
 KSUTIL_API bool miniseed_available();
 
-/* The codes of a channel in records, without blanks: at most 2, 5, 2 and 3 characters. */
+/* The codes of a channel in records, without blanks: at most 2, 5, 2 and 3 characters.
+ * Hyphens alone for the location are read as a blank one. */
 struct MiniseedCodes {
   std::string net, sta, loc, chan;
   char quality = 'D';  // D, R, Q or M

@@ -11,6 +11,7 @@
 #include <cstring>
 
 #include "platform/elog/failure.h"
+#include "platform/stock/text.h"
 
 namespace ksutil {
 namespace {
@@ -178,7 +179,8 @@ MiniseedCodes codes_of(const MiniseedRecord &record) {
     std::erase_if(text, [](char c) { return c == ' ' || c == 0; });
     return text;
   };
-  return {code(10, 2), code(0, 5), code(5, 2), code(7, 3), record.quality};
+  return {code(10, 2), code(0, 5), std::string(location_code(code(5, 2))), code(7, 3),
+          record.quality};
 }
 
 bool MiniseedWalker::open(const std::string &path) {

@@ -2,6 +2,7 @@
 
 #include "platform/clock/clock.h"
 #include "platform/db/access.h"
+#include "platform/stock/text.h"
 #include "tools/common/cli.h"
 
 namespace ksutil::tools {
@@ -12,6 +13,7 @@ bool ChannelCodes::enter(KSSac *kssac, std::string &chan) {
   known(kssac, "KCMPNM", seedchan);
   chan = seedchan;
   if (!known(kssac, "KHOLE", loc)) return true;
+  loc = std::string(location_code(loc));
   chan += loc;
   if (!db::has_table(db_, "seedcode")) return true;
 

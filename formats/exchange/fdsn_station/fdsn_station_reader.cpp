@@ -198,8 +198,7 @@ bool FdsnStationReader::read_channel(std::string &cause) {
   row_.channel = Channel();
   Channel &channel = row_.channel;
   channel.code = cell("channel");
-  channel.location = cell("location");
-  if (channel.location == "--") channel.location.clear();
+  channel.location = location_code(cell("location"));
   if (channel.code.empty()) {
     cause = "there is no channel code";
     return false;

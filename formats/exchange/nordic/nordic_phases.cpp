@@ -90,7 +90,7 @@ class PhaseLine {
     Pick &pick = phase_.pick;
     pick.at.station = text(at_.station);
     pick.at.network = text(at_.network);
-    pick.at.location = text(at_.location);
+    pick.at.location = location_code(text(at_.location));
     pick.author = text(at_.agency);
     if (new_) {
       pick.at.channel = record_text(columns_.text(7, 9));

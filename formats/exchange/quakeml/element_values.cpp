@@ -174,10 +174,10 @@ ChannelCode ElementValues::channel() const {
   if (waveform == nullptr) return code;
   code.network = waveform->attribute("networkCode");
   code.station = waveform->attribute("stationCode");
-  code.location = waveform->attribute("locationCode");
+  code.location = location_code(waveform->attribute("locationCode"));
   code.channel = waveform->attribute("channelCode");
   /* Two hyphens or blanks stand for nothing. */
-  for (std::string *text : {&code.network, &code.location, &code.channel}) {
+  for (std::string *text : {&code.network, &code.channel}) {
     if (*text == "--" || trimmed(*text).empty()) text->clear();
   }
   return code;

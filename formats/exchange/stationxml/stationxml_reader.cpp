@@ -265,7 +265,7 @@ StationXmlReader::Got StationXmlReader::read_channel(StationItem &item, bool &gi
   now_.channel = Channel();
   Channel &channel = now_.channel;
   channel.code = trimmed(element.attribute("code"));
-  channel.location = trimmed(element.attribute("locationCode"));
+  channel.location = location_code(element.attribute("locationCode"));
   if (element.children.empty() && element.attribute("startDate").empty()) {
     unplaced_.add("a channel without dates, coordinates and sample rate");
     return Got::kRecord;

@@ -216,6 +216,14 @@ TEST_P(StationImport, KeepsWhatTheInputDoesNotTellOf) {
   EXPECT_EQ(database_.column("site", "staname"), std::vector<std::string>{"Jochberg"});
 }
 
+TEST_P(StationImport, HyphensAreABlankLocation) {
+  for (const char *hyphens : {"--", "-"}) {
+    database_.import(replaced(station_xml(channel_xml(kFirst, "")), "\"10\"",
+                              "\"" + std::string(hyphens) + "\""));
+    EXPECT_THAT(database_.column("sitechan", "chan"), ElementsAre("HHZ"));
+  }
+}
+
 TEST_P(StationImport, TakesCodesFromSeedcode) {
   const std::string xml = station_xml(channel_xml(kFirst, ""));
   database_.import(xml);
