@@ -111,9 +111,18 @@ class Row(Mapping[str, Value]):
 class Rows:
     """Records of a table or view, in order: all of a View, or a slice of it."""
 
-    def __init__(self, core: _ksutil.View, records: range | None) -> None:
+    def __init__(
+        self,
+        core: _ksutil.View,
+        records: range | None,
+        seen: _ksutil.SeenRows | None = None,
+    ) -> None:
         self._core = core
         self._range = records
+        self._seen = seen  # what Table.update and remove compare the rows with
+        if seen is None and records is not None:
+            start, count, _ = _span(records)
+            self._seen = core.see(start, start + count)
 
     def _records(self) -> range:
         return range(self._core.count()) if self._range is None else self._range
@@ -149,7 +158,7 @@ class Rows:
         if isinstance(key, str):
             return self.column(key)
         if isinstance(key, slice):
-            return Rows(self._core, self._records()[key])
+            return Rows(self._core, self._records()[key], self._seen)
         record = self._records()[key]
         found = self._read_rows(self.fields, range(record, record + 1))
         if not found:
@@ -338,8 +347,9 @@ class Groups(View):
 
     def members(self) -> Iterator[Rows]:
         """The records of each group."""
+        seen = self._core.see(0, 0)
         for start, end in self.ranges:
-            yield Rows(self._source, range(int(start), int(end)))
+            yield Rows(self._source, range(int(start), int(end)), seen)
 
 
 class Table(View):
@@ -381,16 +391,18 @@ class Table(View):
     def update(self, rows: Any, *, force: bool = False, **values: Any) -> int:
         """Changes fields of rows, all or none of them; gives how many have changed.
 
-        rows    a Row, the number of a record, a View of this table, or a sequence of
-                these.  A Row that has changed since it was read raises Error
-        values  by field, as for append; an array or list has a value for each row
+        rows    a Row, the number of a record, a sequence of these, or a View of this
+                table or a slice.  Error is raised, and nothing done, when one of the
+                rows has changed since the Row was read, or the View or slice made
+        values  by field, as for append; an array or list has a value for each row, and
+                of a record that is named twice the last one counts
         force   allows keys of other rows, and keys that rows of other tables refer to
         """
         if not values:
             raise TypeError("update needs values")
-        records, texts = self._chosen(rows)
+        records, expected = self._chosen(rows)
         columns = {name: column_input(name, value) for name, value in values.items()}
-        return _ksutil.update_rows(self._core, records, texts, columns, force)
+        return _ksutil.update_rows(self._core, records, expected, columns, force)
 
     def remove(self, rows: Any, *, force: bool = False) -> int:
         """Removes rows, all or none of them; gives how many.
@@ -398,13 +410,15 @@ class Table(View):
         rows   as for update.  The records behind them get lower numbers
         force  removes rows that rows of other tables refer to, too
         """
-        records, texts = self._chosen(rows)
-        return _ksutil.remove_rows(self._core, records, texts, force)
+        records, expected = self._chosen(rows)
+        return _ksutil.remove_rows(self._core, records, expected, force)
 
-    def _chosen(self, rows: Any) -> tuple[list[int], list[bytes | None]]:
-        if isinstance(rows, View):
-            numbers = [int(each) for each in rows.records(self.name)]
-            return numbers, [None] * len(numbers)
+    def _chosen(
+        self, rows: Any
+    ) -> tuple[list[int], list[bytes | None] | tuple[_ksutil.SeenRows | None, int]]:
+        """Numbers of records, with what is known of their rows."""
+        if isinstance(rows, Rows):
+            return self._chosen_of(rows[:] if isinstance(rows, Table) else rows)
         if isinstance(rows, (Row, int, np.integer)):
             rows = [rows]
         records: list[int] = []
@@ -421,6 +435,26 @@ class Table(View):
             else:
                 raise TypeError("rows are Rows, numbers of records, or a View")
         return records, texts
+
+    def _chosen_of(
+        self, rows: Rows
+    ) -> tuple[list[int], tuple[_ksutil.SeenRows | None, int]]:
+        """The same for a view or a slice."""
+        core = rows._core
+        if core.handle is not self._core.handle:
+            raise ValueError("the rows are those of another Database")
+        if rows._range is not None and rows.tables != (self.name,):
+            raise ValueError(f"not rows of {self.name}: {rows!r}")
+        if core.is_table:
+            return list(rows._records()), (rows._seen, 0)
+        start, count, step = _span(rows._range)
+        numbers = core.records(self.name)
+        if count >= 0:
+            numbers = numbers[start : start + count]
+        if step is not None:
+            numbers = numbers[step]
+        seen = core.see(0, 0) if rows._seen is None else rows._seen
+        return numbers.tolist(), (seen, rows.tables.index(self.name))
 
 
 class Database:

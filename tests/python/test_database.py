@@ -364,6 +364,100 @@ def test_remove_keeps_references(db: ksutil.Database) -> None:
     assert origin[0].as_dict() == second
 
 
+@pytest.fixture
+def depths(tmp_path: pathlib.Path) -> Iterator[ksutil.Table]:
+    """120 origins with the depths 0, 1 .. 119, and the orids 1 .. 120."""
+    with ksutil.create_database(tmp_path / "depths") as opened:
+        origin = opened["origin"]
+        count = 120
+        origin.append_rows(
+            {
+                "orid": np.arange(1, count + 1),
+                "lat": np.zeros(count),
+                "lon": np.zeros(count),
+                "depth": np.arange(float(count)),
+                "time": np.arange(float(count)),
+            }
+        )
+        yield origin
+
+
+def test_views_and_slices_never_change_other_rows(depths: ksutil.Table) -> None:
+    origin = depths
+
+    def refused(rows: object) -> None:
+        before = origin["orid"].tolist()
+        authors = origin["auth"].tolist()
+        for change in (origin.remove, lambda rows: origin.update(rows, auth="x")):
+            with pytest.raises(ksutil.Error, match="has changed since it was read"):
+                change(rows)
+        assert origin["orid"].tolist() == before
+        assert origin["auth"].tolist() == authors
+
+    front = origin[1:3]
+    nearest, shallow = origin.where("depth < 5"), origin.where("depth < 25")
+    d60, parts = origin.where("depth == 60"), shallow.sort("depth", reverse=True)
+    behind, groups = origin[100:][5:10:2], list(origin.group("lat").members())
+    assert origin.remove(shallow) == 25
+    for rows in (d60, parts[:2], parts.where("depth > 30"), front, behind, groups[0]):
+        refused(rows)
+    assert origin.remove(origin.where("depth == 60")) == 1
+    assert 61 not in origin["orid"] and len(origin) == 94
+    refused(nearest)
+
+    # Rows that were only appended, or others that were changed, do not matter.
+    last, some = origin.where("depth > 110").sort("depth"), origin[10:12]
+    everything = origin.where("depth >= 0")
+    origin.append(orid=500, lat=0.0, lon=0.0, depth=300.0, time=1.0)
+    assert origin.update(0, auth="first") == 1
+    assert origin.update(last[:2], auth=["a", "b"]) == 2
+    assert origin.where("auth == 'b'")["depth"].tolist() == [112.0]
+    refused(everything)
+    refused(last)
+    assert origin.remove(last[2:]) == 7
+    refused(last[2:])
+    assert origin.remove(some) == 2
+    assert origin.remove(origin) == 86 and len(origin) == 0
+
+
+def test_views_of_other_databases_and_repeated_records(
+    depths: ksutil.Table, db: ksutil.Database
+) -> None:
+    with pytest.raises(ValueError, match="another Database"):
+        depths.remove(db["origin"].where("depth < 5"))
+    with pytest.raises(KeyError):
+        db["origin"].remove(db["event"].where("evid > 0"))
+    assert depths.update([0, 0], auth="once") == 1
+    assert depths.update([3, 0, 3], auth=["a", "b", "c"]) == 2
+    assert depths["auth"][:4].tolist() == ["b", None, None, "c"]
+
+
+def test_rows_beside_a_program_that_removes_others(depths: ksutil.Table) -> None:
+    path = depths._core.handle.path
+    script = """
+import sys, ksutil
+with ksutil.Database(sys.argv[1], "r+") as db:
+    for orid in range(1, 61):
+        while True:
+            try:
+                assert db["origin"].remove(db["origin"].where(f"orid == {orid}")) == 1
+                break
+            except ksutil.Error as error:
+                assert "changed" in str(error), error
+"""
+    other = subprocess.Popen([sys.executable, "-c", script, path])
+    mine = set(range(61, 101))
+    while mine:
+        orid = mine.pop()
+        try:
+            assert depths.remove(depths.where(f"orid == {orid}")) == 1
+        except ksutil.Error as error:
+            assert "changed" in str(error)
+            mine.add(orid)
+    assert other.wait(120) == 0
+    assert depths["orid"].tolist() == list(range(101, 121))
+
+
 def test_readers_do_not_write(database: pathlib.Path) -> None:
     with ksutil.Database(database) as db:
         with pytest.raises(ksutil.Error, match="reading"):

@@ -39,6 +39,7 @@ void Handle::close() {
   const std::lock_guard lock(mutex_);
   if (!open_.exchange(false)) return;
   const Failure failure;
+  seen_.clear();
   failure.check(dbclose(db_));
 }
 
@@ -47,13 +48,32 @@ void Handle::retire(Dbptr view) {
   retired_.push_back(view);
 }
 
+long Handle::keep_seen(SeenTables tables) {
+  seen_.emplace(++last_seen_, std::move(tables));
+  return last_seen_;
+}
+
+std::shared_ptr<const db::Snapshot> Handle::seen_table(long id,
+                                                       std::size_t part) const {
+  const auto found = seen_.find(id);
+  return found == seen_.end() ? nullptr : found->second[part];
+}
+
+void Handle::retire_seen(long id) {
+  const std::lock_guard lock(retired_mutex_);
+  retired_seen_.push_back(id);
+}
+
 void Handle::free_retired() {
   std::vector<Dbptr> views;
+  std::vector<long> seen;
   {
     const std::lock_guard lock(retired_mutex_);
     views.swap(retired_);
+    seen.swap(retired_seen_);
   }
   const Failure failure;
+  for (const long id : seen) seen_.erase(id);
   for (const Dbptr view : views) dbfree_view(view);
 }
 

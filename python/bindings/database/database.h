@@ -8,6 +8,7 @@
 #include <memory>
 #include <mutex>
 #include <string>
+#include <unordered_map>
 #include <vector>
 
 #include "bindings/interpreter/failure.h"
@@ -15,10 +16,16 @@
 #include "bindings/interpreter/gil.h"
 #include "platform/db/db.h"
 #include "platform/db/schema.h"
+#include "platform/db/snapshot.h"
 
 namespace ksutil::python {
 
 namespace py = pybind11;
+
+struct SeenRows;
+
+/* The rows of several tables; null where they are not known. */
+using SeenTables = std::vector<std::shared_ptr<const db::Snapshot>>;
 
 /* An open database with caches of its own.
  *
@@ -39,6 +46,7 @@ class Handle {
   /* Closes it; a second call does nothing.  Needs the GIL, and gives it up meanwhile. */
   void close();
   bool closed() const { return !open_.load(); }
+  bool writes() const { return mode_ == "r+"; }
 
   /* work(Dbptr of the database, Failure &) without the GIL, and its result.  Throws Error
    * when the database is closed.  Needs the GIL, and gives it up meanwhile. */
@@ -56,20 +64,29 @@ class Handle {
   /* Frees a view at the next use.  Does not wait for calls in other threads. */
   void retire(Dbptr view);
 
+  /* Keep the rows that a view has seen until the number that keep_seen gave is retired,
+   * see SeenRows; null for a table that is not known.  The first two inside use(). */
+  long keep_seen(SeenTables tables);
+  std::shared_ptr<const db::Snapshot> seen_table(long id, std::size_t part) const;
+  void retire_seen(long id);
+
  private:
   Handle(std::string name, std::string mode)
       : name_(std::move(name)), mode_(std::move(mode)) {}
   void free_retired();
 
   const std::string name_, mode_;
-  std::mutex mutex_;  // guards db_ and all calls with it
+  std::mutex mutex_;  // guards db_, seen_ and last_seen_, and all calls with them
   Dbptr db_ = dbinvalid();
+  std::unordered_map<long, SeenTables> seen_;
+  long last_seen_ = 0;
   std::atomic<bool> open_ = false;
-  std::mutex retired_mutex_;  // guards retired_; the last lock that is taken
+  std::mutex retired_mutex_;  // guards what is retired; the last lock that is taken
   std::vector<Dbptr> retired_;
+  std::vector<long> retired_seen_;
 };
 
-/* A table or a view.  Immutable. */
+/* A table or a view.  Immutable once it is given to Python. */
 struct View {
   View(std::shared_ptr<Handle> of, Dbptr at, std::vector<std::string> names)
       : handle(std::move(of)), dbptr(at), tables(std::move(names)) {}
@@ -83,6 +100,8 @@ struct View {
   const Dbptr dbptr;
   const std::vector<std::string> tables;  // in the order of view_parts
   bool table = false;                     // a stored table, whose rows can be changed
+  /* The rows that a view was made from; null for a table, and where nothing is written. */
+  std::shared_ptr<SeenRows> seen;
 };
 
 /* A field of a view: the table that has it, by its place in View::tables. */

@@ -3,10 +3,12 @@
 
 #include <algorithm>
 #include <cmath>
+#include <numeric>
 #include <optional>
 
 #include "bindings/bindings.h"
 #include "bindings/database/database.h"
+#include "bindings/database/seen_rows.h"
 #include "bindings/interpreter/arguments.h"
 #include "bindings/interpreter/failure.h"
 #include "platform/db/access.h"
@@ -203,16 +205,28 @@ long append(const View &view, const py::dict &values, std::size_t count, bool fo
   });
 }
 
-/* Records of a table that are to be changed or removed, with the texts that their rows are
- * expected to have; "" means any. */
+/* Records of a table that are to be changed or removed. */
 struct Chosen {
   std::vector<long> records;
+  /* The texts that their rows are expected to have; "" means any. */
   std::vector<std::string> texts;
+  bool of_view = false;                // the rows are expected to be those of `seen`
+  const db::Snapshot *seen = nullptr;  // kept by the Handle
 };
 
-Chosen take_chosen(const std::vector<long> &records, const py::list &texts) {
-  Chosen chosen{records, {}};
-  for (const py::handle &text : texts) {
+/* Takes ([number], [text of a row or None]) or, for the records of a view,
+ * ([number], (SeenRows or None, place of the table in the view)).  `seen_by` and `part`
+ * are for find_seen. */
+Chosen take_chosen(const std::vector<long> &records, const py::object &expected,
+                   std::shared_ptr<SeenRows> &seen_by, std::size_t &part) {
+  Chosen chosen{records, {}, py::isinstance<py::tuple>(expected), nullptr};
+  if (chosen.of_view) {
+    const auto given = py::cast<py::tuple>(expected);
+    seen_by = py::cast<std::shared_ptr<SeenRows>>(given[0]);
+    part = py::cast<std::size_t>(given[1]);
+    return chosen;
+  }
+  for (const py::handle &text : py::cast<py::list>(expected)) {
     chosen.texts.push_back(text.is_none() ? std::string()
                                           : py::cast<std::string>(text));
   }
@@ -220,22 +234,60 @@ Chosen take_chosen(const std::vector<long> &records, const py::list &texts) {
   return chosen;
 }
 
+/* Takes the rows that a view saw.  Inside Handle::use. */
+void find_seen(const View &table, const std::shared_ptr<SeenRows> &seen_by,
+               std::size_t part, Chosen &chosen) {
+  if (!chosen.of_view) return;
+  if (seen_by != nullptr) {
+    chosen.seen = table.handle->seen_table(seen_by->id, part).get();
+  }
+  if (chosen.seen != nullptr) return;
+  throw Error(table.tables[0] +
+              " was changed while the view was made; make the view again");
+}
+
 /* Throws Error unless all chosen records are there and have the expected rows. */
 void check_chosen(const db::Snapshot &rows, const Chosen &chosen,
                   const Failure &failure) {
   const std::string &table = rows.layout().name;
+  const auto changed = [&](long record) {
+    return Error("record " + std::to_string(record) + " of " + table +
+                 " has changed since it was read");
+  };
   for (std::size_t i = 0; i < chosen.records.size(); i++) {
     const long record = chosen.records[i];
     if (record < 0 || record >= rows.count()) {
+      if (chosen.of_view) throw changed(record);
       throw Error(table + " has no record " + std::to_string(record));
     }
     const std::string_view row = rows.row(record);
     if (row.empty()) failure.raise();
-    if (!chosen.texts[i].empty() && row != chosen.texts[i]) {
-      throw Error("record " + std::to_string(record) + " of " + table +
-                  " has changed since it was read");
+    if (!chosen.of_view && !chosen.texts[i].empty() && row != chosen.texts[i]) {
+      throw changed(record);
     }
   }
+  if (!chosen.of_view || chosen.seen == &rows) return;
+  /* Rows are compared in the order in which they are stored. */
+  std::vector<long> records = chosen.records;
+  std::sort(records.begin(), records.end());
+  for (const long record : records) {
+    if (!is_as_seen(*chosen.seen, rows, record)) throw changed(record);
+  }
+}
+
+/* For each record, whether it is the last one of its number. */
+std::vector<bool> last_of_each(const std::vector<long> &records) {
+  std::vector<std::size_t> order(records.size());
+  std::iota(order.begin(), order.end(), std::size_t{0});
+  std::stable_sort(order.begin(), order.end(), [&](std::size_t a, std::size_t b) {
+    return records[a] < records[b];
+  });
+  std::vector<bool> last(records.size());
+  for (std::size_t i = 0; i < order.size(); i++) {
+    last[order[i]] =
+        i + 1 == order.size() || records[order[i]] != records[order[i + 1]];
+  }
+  return last;
 }
 
 [[noreturn]] void refuse_references(const std::vector<std::string> &lines) {
@@ -261,15 +313,19 @@ void run_step(const Failure &failure, const Run &run, const Step &step) {
   if (!done) failure.raise();
 }
 
-long update(const View &view, const std::vector<long> &records, const py::list &texts,
-            const py::dict &values, bool force) {
+long update(const View &view, const std::vector<long> &records,
+            const py::object &expected, const py::dict &values, bool force) {
   const db::Relation layout = layout_of(view);
   const Input input = take_input(view, layout, values);
-  const Chosen chosen = take_chosen(records, texts);
+  std::shared_ptr<SeenRows> seen_by;
+  std::size_t part = 0;
+  Chosen chosen = take_chosen(records, expected, seen_by, part);
   check_counts(input, records.size());
+  const std::vector<bool> counts = last_of_each(records);
   long done = 0;
   view.handle->use([&](Dbptr db, Failure &failure) {
     db::DatabaseStore &store = store_of(db, failure);
+    find_seen(view, seen_by, part, chosen);
     std::vector<Referrer> referrers = tools::referrers_of(*store.schema(), layout.name);
     std::erase_if(referrers, [&](const Referrer &referrer) {
       return referrer.table == layout.name || !is_given(input, referrer.target);
@@ -290,7 +346,7 @@ long update(const View &view, const std::vector<long> &records, const py::list &
         if (!write_row(rows->layout(), input, i, row, problem)) {
           refuse(i, records.size(), problem);
         }
-        if (row == before) continue;
+        if (!counts[i] || row == before) continue;
         if (!is_given(input, "lddate")) tools::stamp_row(rows->layout(), row);
         changed.push_back({records[i], std::move(row)});
       }
@@ -327,15 +383,18 @@ long update(const View &view, const std::vector<long> &records, const py::list &
   return done;
 }
 
-long remove(const View &view, const std::vector<long> &records, const py::list &texts,
-            bool force) {
+long remove(const View &view, const std::vector<long> &records,
+            const py::object &expected, bool force) {
   const db::Relation layout = layout_of(view);
-  const Chosen chosen = take_chosen(records, texts);
+  std::shared_ptr<SeenRows> seen_by;
+  std::size_t part = 0;
+  Chosen chosen = take_chosen(records, expected, seen_by, part);
   std::vector<long> gone = records;
   std::sort(gone.begin(), gone.end());
   gone.erase(std::unique(gone.begin(), gone.end()), gone.end());
   view.handle->use([&](Dbptr db, Failure &failure) {
     db::DatabaseStore &store = store_of(db, failure);
+    find_seen(view, seen_by, part, chosen);
     std::vector<Referrer> referrers = tools::referrers_of(*store.schema(), layout.name);
     std::erase_if(referrers,
                   [&](const Referrer &other) { return other.table == layout.name; });
@@ -381,10 +440,10 @@ long remove(const View &view, const std::vector<long> &records, const py::list &
 void bind_table_edits(py::module_ &m) {
   m.def("append_rows", &append, py::arg("table"), py::arg("values"), py::arg("count"),
         py::arg("force"));
-  m.def("update_rows", &update, py::arg("table"), py::arg("records"), py::arg("texts"),
-        py::arg("values"), py::arg("force"));
-  m.def("remove_rows", &remove, py::arg("table"), py::arg("records"), py::arg("texts"),
-        py::arg("force"));
+  m.def("update_rows", &update, py::arg("table"), py::arg("records"),
+        py::arg("expected"), py::arg("values"), py::arg("force"));
+  m.def("remove_rows", &remove, py::arg("table"), py::arg("records"),
+        py::arg("expected"), py::arg("force"));
 }
 
 }  // namespace ksutil::python

@@ -5,6 +5,7 @@
 
 #include "bindings/bindings.h"
 #include "bindings/database/database.h"
+#include "bindings/database/seen_rows.h"
 #include "bindings/database/view_columns.h"
 #include "bindings/interpreter/arguments.h"
 #include "bindings/interpreter/arrays.h"
@@ -30,19 +31,27 @@ TblPtr list_of(const Names &names) {
   return list;
 }
 
-/* Makes a view by make(Failure &); gives it with the number of records that could not be
+/* Makes a view of others by make(); gives it with the number of records that could not be
  * read and were left out. */
 template <class Make>
-std::pair<ViewPtr, long> make_view(const std::shared_ptr<Handle> &handle,
+std::pair<ViewPtr, long> make_view(const std::vector<const View *> &sources,
                                    const Names &tables, const Make &make) {
-  long left_out = 0;
+  const std::shared_ptr<Handle> &handle = sources[0]->handle;
+  /* The rows that a view has been made from are those of the view made of it as well. */
+  std::shared_ptr<SeenRows> seen = sources.size() == 1 ? sources[0]->seen : nullptr;
+  long left_out = 0, seen_id = -1;
   const Dbptr made = handle->use([&](Dbptr, Failure &failure) {
-    const Dbptr found = make();
-    if (found.table < 0 || found.database < 0) failure.raise();
-    if (dbquery(found, dbq_unreadable_count, &left_out) < 0) left_out = 0;
-    return found;
+    WatchedView found =
+        seen != nullptr ? WatchedView{make(), {}} : make_watched(sources, make);
+    if (found.view.table < 0 || found.view.database < 0) failure.raise();
+    if (dbquery(found.view, dbq_unreadable_count, &left_out) < 0) left_out = 0;
+    if (!found.seen.empty()) seen_id = handle->keep_seen(std::move(found.seen));
+    return found.view;
   });
-  return {std::make_shared<View>(handle, made, tables), left_out};
+  auto view = std::make_shared<View>(handle, made, tables);
+  if (seen_id >= 0) seen = std::make_shared<SeenRows>(handle, seen_id);
+  view->seen = std::move(seen);
+  return {std::move(view), left_out};
 }
 
 long count_records(const View &view) {
@@ -76,7 +85,7 @@ py::list describe(const View &view) {
 
 std::pair<ViewPtr, long> subset(const View &view, const std::string &condition) {
   refuse_nul(condition, "the condition");
-  return make_view(view.handle, view.tables,
+  return make_view({&view}, view.tables,
                    [&] { return dbsubset(view.dbptr, condition.c_str()); });
 }
 
@@ -84,7 +93,7 @@ std::pair<ViewPtr, long> sort(const View &view, const Names &keys, bool reverse,
                               bool unique) {
   const TblPtr list = list_of(keys);
   const int flags = (reverse ? dbSORT_REVERSE : 0) | (unique ? dbSORT_UNIQUE : 0);
-  return make_view(view.handle, view.tables,
+  return make_view({&view}, view.tables,
                    [&] { return dbsort(view.dbptr, list.get(), flags); });
 }
 
@@ -98,14 +107,14 @@ std::pair<ViewPtr, long> join(const View &left, const View &right,
   const TblPtr rkeys = right_keys ? list_of(*right_keys) : nullptr;
   Names tables = left.tables;
   tables.insert(tables.end(), right.tables.begin(), right.tables.end());
-  return make_view(left.handle, tables, [&] {
+  return make_view({&left, &right}, tables, [&] {
     return dbjoin(left.dbptr, right.dbptr, lkeys.get(), rkeys.get());
   });
 }
 
 std::pair<ViewPtr, long> group(const View &view, const Names &keys) {
   const TblPtr list = list_of(keys);
-  return make_view(view.handle, view.tables,
+  return make_view({&view}, view.tables,
                    [&] { return dbgroup(view.dbptr, list.get()); });
 }
 
@@ -147,6 +156,12 @@ py::array record_numbers(const View &view, const std::string &table) {
   return array_of(std::move(numbers));
 }
 
+/* The rows that a view was made from, or of a table, those that are there now; records
+ * start <= record < end are to be changed.  Null where nothing is written. */
+std::shared_ptr<SeenRows> see(const View &view, long start, long end) {
+  return view.is_table() ? see_rows(view, start, end) : view.seen;
+}
+
 /* ({name: array}, {name: kind of times}, records with an unreadable value) */
 py::tuple columns(const View &view, const Names &names, long start, long count) {
   ViewReading reading = read_view(view, names, start, count, false);
@@ -186,6 +201,7 @@ py::tuple rows(const View &view, const Names &names, long start, long count) {
 }  // namespace
 
 void bind_view(py::module_ &m) {
+  py::class_<SeenRows, std::shared_ptr<SeenRows>>(m, "SeenRows");
   py::class_<View, ViewPtr>(m, "View")
       .def_readonly("tables", &View::tables)
       .def_property_readonly("handle", [](const View &view) { return view.handle; })
@@ -199,6 +215,7 @@ void bind_view(py::module_ &m) {
       .def("group", &group, py::arg("keys"))
       .def("group_ranges", &group_ranges)
       .def("records", &record_numbers, py::arg("table"))
+      .def("see", &see, py::arg("start"), py::arg("end"))
       .def("columns", &columns, py::arg("names"), py::arg("start"), py::arg("count"))
       .def("rows", &rows, py::arg("names"), py::arg("start"), py::arg("count"));
 }
