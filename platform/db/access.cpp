@@ -91,6 +91,11 @@ bool view_parts(Dbptr record, std::vector<Dbptr> &parts) {
   });
 }
 
+std::shared_ptr<const Snapshot> matched_rows(const Hook *hook) {
+  const MatchState *const state = MatchState::of(hook);
+  return state == nullptr ? nullptr : state->table_rows();
+}
+
 const KeyIndex *match_index(const std::shared_ptr<const Snapshot> &snapshot,
                             Tbl *kpattern, Tbl *tpattern, Hook **hook) {
   IndexRequest request{snapshot, kpattern, tpattern, hook};

@@ -46,6 +46,10 @@ KSUTIL_API bool view_parts(Dbptr record, std::vector<Dbptr> &parts);
 /* Copies a row text to the table's scratch record; false when its length is wrong. */
 KSUTIL_API bool set_scratch(Dbptr table, std::string_view text);
 
+/* The rows of the table among which the last dbmatches with this hook has found its
+ * records; null when there was none.  To be asked before the hook is used again. */
+KSUTIL_API std::shared_ptr<const Snapshot> matched_rows(const Hook *hook);
+
 /* The index of a match whose patterns are one integer field each, followed to the given
  * snapshot of the table: the hook of dbmatches, without its lists.  The index belongs
  * to the hook, and following it does not look at the store; one hook follows one table.

@@ -284,6 +284,35 @@ TEST(DatabaseCommands, MatchFillsInPatternsAndKeepsTheCallersHook) {
               HasSubstr("EVServer::execDbmatches: cannot match event with origin.\n"));
 }
 
+/* Rows that another program turns into others between the match and the reading of what it
+ * has found are no result. */
+TEST(DatabaseCommands, MatchGivesRowsThatMatchWhileTheyAreOverwritten) {
+  constexpr long kEvid = 57, kWidth = 8;
+  EventDatabase database;
+  for (long orid = 1; orid <= 300; orid++) {
+    database.add_origin(orid, orid % 10, kEpoch);
+  }
+  database.add_event(3, 3);
+  const db::ScopedBlockBudget tiny(1);
+  EVServer server(database.name(), 0, 0, -1);
+  Listener client(server);
+  const std::string key = row_text(database.row("event", 0));
+  EVMatch match;
+  Meddler meddler(database, {"origin", {kEvid + kWidth - 1}}, 5, 1);
+  meddler.start(-1);
+  for (int i = 0; i < 200; i++) {
+    database.add_origin(301 + i, i % 10, kEpoch);  // so that the table is read again
+    const auto found = client.dbmatches("event", key, "origin", &match.kpattern,
+                                        &match.tpattern, &match.hook);
+    EXPECT_GT(found.size(), 0) << taken_messages();
+    for (const EVTableRecord &each : found) {
+      ASSERT_EQ(each.record.substr(kEvid, kWidth), "       3");
+    }
+  }
+  meddler.stop();
+  EXPECT_GT(meddler.done(), 100);
+}
+
 /* A client may leave while its command waits, and its caller then frees the lists. */
 TEST(DatabaseCommands, MatchTouchesNothingOfACallerThatHasGone) {
   EventDatabase database;

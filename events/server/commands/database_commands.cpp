@@ -21,9 +21,7 @@ namespace {
 constexpr int64_t kStampLoadDate = 1;  // a flag of dbputrecord
 
 Table<EVTableRecord> records_of(TableScan &scan, Tbl *found) {
-  std::vector<long> numbers = to_numbers(found);
-  std::erase_if(numbers,
-                [&scan](long record) { return record >= scan.rows()->count(); });
+  const std::vector<long> numbers = to_numbers(found);
   Table<EVTableRecord> records;
   records.reserve(static_cast<long>(numbers.size()));
   const bool complete = scan.each(numbers, [&](long record, std::string_view row) {
@@ -97,15 +95,26 @@ Table<EVTableRecord> exec_dbmatches(ServerState &state, const std::string &key_t
   const Dbptr target = command.table(table);
   if (target.table == dbINVALID) return {};
   key.record = dbSCRATCH;
-  Tbl *found = nullptr;
-  if (!db::set_scratch(key, key_record) ||
-      dbmatches(key, target, kpattern, tpattern, hook, &found) < 0) {
-    fail(command.who(), "cannot match %s with %s", key_table.c_str(), table.c_str());
-    return {};
-  }
-  const TblPtr owner(found);
-  return scan_table(command, table,
-                    [&](TableScan &scan) { return records_of(scan, found); });
+  TblPtr found;
+  Table<EVTableRecord> records;
+  /* The rows are those among which the match has found them: a later look at the table may
+   * have others in their places. */
+  const auto match = [&]() -> std::shared_ptr<const db::Snapshot> {
+    Tbl *numbers = nullptr;
+    records.clear();
+    if (!command.open() || !db::set_scratch(key, key_record) ||
+        dbmatches(key, target, kpattern, tpattern, hook, &numbers) < 0) {
+      fail(command.who(), "cannot match %s with %s", key_table.c_str(), table.c_str());
+      return nullptr;
+    }
+    found.reset(numbers);
+    return db::matched_rows(*hook);
+  };
+  db::read_settled(match, [&](const std::shared_ptr<const db::Snapshot> &rows) {
+    TableScan scan(command, target, rows);
+    records = records_of(scan, found.get());
+  });
+  return records;
 }
 
 Table<EVTableRecord> exec_dbsubset(ServerState &state, const std::string &table,

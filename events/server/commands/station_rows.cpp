@@ -57,10 +57,11 @@ class Timed {
   std::vector<std::pair<double, Record>> records_;
 };
 
-/* The rows that a match finds for station, channel and window: all rows of the
- * selection, perhaps more.  Nothing if the selection cannot be written as a key. */
-std::optional<std::vector<long>> matched(Command &command, Dbptr table, EVMatch &match,
-                                         const ShellFilter &sta,
+/* The rows of the scan that a match finds for station, channel and window: all rows of the
+ * selection, perhaps more.  Nothing if the selection cannot be written as a key, or if the
+ * table has changed since the scan began. */
+std::optional<std::vector<long>> matched(Command &command, const TableScan &scan,
+                                         EVMatch &match, const ShellFilter &sta,
                                          const ShellFilter &chan,
                                          const Selection &selection) {
   const ElogScope quiet;
@@ -70,11 +71,12 @@ std::optional<std::vector<long>> matched(Command &command, Dbptr table, EVMatch 
   if (dbputv(key, "sta", sta.text().c_str(), "chan", chan.text().c_str(), "time",
              selection.tstart - kKeyMargin, "endtime", selection.tend + kKeyMargin,
              static_cast<char *>(nullptr)) < 0 ||
-      dbmatches(key, table, &match.kpattern, &match.tpattern, &match.hook, &found) <
-          0) {
+      dbmatches(key, scan.table(), &match.kpattern, &match.tpattern, &match.hook,
+                &found) < 0) {
     return std::nullopt;
   }
   const TblPtr owner(found);
+  if (db::matched_rows(match.hook) != scan.rows()) return std::nullopt;
   return to_numbers(found);
 }
 
@@ -100,14 +102,9 @@ bool visit_selected(TableScan &scan, Command &command, const Selection &selectio
                                                            : nullptr;
   std::optional<std::vector<long>> records;
   if (used != nullptr) {
-    records = matched(command, scan.table(), *used, sta, chan, selection);
+    records = matched(command, scan, *used, sta, chan, selection);
   }
-  if (!records) return scan.each(filter);
-  /* Leave out rows that were added after the scan took its snapshot. */
-  while (!records->empty() && records->back() >= scan.rows()->count()) {
-    records->pop_back();
-  }
-  return scan.each(*records, filter);
+  return records ? scan.each(*records, filter) : scan.each(filter);
 }
 
 double end_of(const StationColumns &columns, std::string_view row) {

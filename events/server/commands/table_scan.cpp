@@ -40,6 +40,13 @@ TableScan::TableScan(Command &command, const std::string &table)
   if (rows_ == nullptr) fail(command.who(), "cannot read table %s", table.c_str());
 }
 
+TableScan::TableScan(Command &command, Dbptr table,
+                     std::shared_ptr<const db::Snapshot> rows)
+    : command_(command),
+      name_(rows->layout().name),
+      table_(table),
+      rows_(std::move(rows)) {}
+
 template <class RecordAt>
 bool TableScan::visit_all(long count, RecordAt record_at, const Visit &visit) {
   long unreadable = 0;

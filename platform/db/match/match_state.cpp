@@ -40,6 +40,18 @@ MatchState *MatchState::in(const char *who, Hook **hook) {
   return fail(who, "the hook belongs to another function");
 }
 
+const MatchState *MatchState::of(const Hook *hook) {
+  return hook != nullptr && hook->release == release_state
+             ? static_cast<const MatchState *>(hook->data)
+             : nullptr;
+}
+
+std::shared_ptr<const Snapshot> MatchState::table_rows() const {
+  if (plan_ == nullptr) return nullptr;
+  if (!plan_->id_field().empty()) return ids_ == nullptr ? nullptr : ids_->snapshot();
+  return groups_ == nullptr ? nullptr : groups_->snapshot();
+}
+
 bool MatchState::prepare(const RecordSource &key, const RecordSource &table,
                          Tbl *kpattern, Tbl *tpattern) {
   if (plan_ != nullptr && plan_->is_for(key, table, kpattern, tpattern)) return true;

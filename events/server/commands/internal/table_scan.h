@@ -54,6 +54,8 @@ class TableScan {
  public:
   /* Takes the snapshot; rows() is null, with a message, if that fails. */
   TableScan(Command &command, const std::string &table);
+  /* Visits rows of a table that were looked at before. */
+  TableScan(Command &command, Dbptr table, std::shared_ptr<const db::Snapshot> rows);
 
   const std::shared_ptr<const db::Snapshot> &rows() const { return rows_; }
   Dbptr table() const { return table_; }

@@ -24,6 +24,9 @@ class GroupIndex {
    * older rows have changed.  Rows with a null or unreadable key are left out. */
   void follow(const MatchPlan &plan, const std::shared_ptr<const Snapshot> &snapshot);
 
+  /* The snapshot that the index describes; null before the first follow(). */
+  const std::shared_ptr<const Snapshot> &snapshot() const { return snapshot_; }
+
   /* Appends the rows that match, ascending. */
   void find(const MatchPlan &plan, const MatchKey &key, std::vector<long> &rows);
 

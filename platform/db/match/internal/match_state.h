@@ -24,6 +24,8 @@ class MatchState {
   /* The state in the hook, made when the hook is null; null, with a message, when the
    * hook belongs to another function. */
   static MatchState *in(const char *who, Hook **hook);
+  /* The state in a hook; null when the hook has none. */
+  static const MatchState *of(const Hook *hook);
 
   /* Compiles the patterns unless they are compiled already; false with a message. */
   bool prepare(const RecordSource &key, const RecordSource &table, Tbl *kpattern,
@@ -33,6 +35,8 @@ class MatchState {
    * False with a message.  After prepare(). */
   bool find(const expr::Record &record, TableSource &table);
   const std::vector<long> &rows() const { return rows_; }
+  /* The rows of the table among which the last find() has looked; null before. */
+  std::shared_ptr<const Snapshot> table_rows() const;
 
   /* The index for patterns of one integer field each of a table with the layout, to be
    * followed by the caller; null with a message. */
