@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "platform/elog/failure.h"
+#include "platform/stock/fspath.h"
 
 namespace ksutil::db {
 namespace {
@@ -30,12 +31,6 @@ Registry &registry() {
   return instance;
 }
 
-std::string absolute(const std::string &name) {
-  std::error_code error;
-  const std::filesystem::path path = std::filesystem::absolute(name, error);
-  return error ? name : path.lexically_normal().string();
-}
-
 }  // namespace
 
 int register_database(std::unique_ptr<DatabaseStore> store) {
@@ -53,7 +48,8 @@ int share_database(const std::string &name, const std::string &mode,
                    const std::function<int()> &open) {
   Registry &all = registry();
   const std::lock_guard opening(all.opening);
-  const auto key = std::pair(absolute(name), mode);
+  const auto key = std::pair(
+      std::filesystem::path(absolute_path(name)).lexically_normal().string(), mode);
   {
     const std::lock_guard lock(all.mutex);
     const auto found = all.shared.find(key);

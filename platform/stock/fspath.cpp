@@ -6,6 +6,7 @@
 #include <array>
 #include <cstdio>
 #include <cstdlib>
+#include <filesystem>
 #include <memory>
 #include <mutex>
 #include <new>
@@ -132,4 +133,10 @@ int fspath(const char *path, char **local, char **host) try {
 void ksutil::set_mount_table(const char *path) {
   const std::lock_guard lock(table_mutex);
   table_path() = path != nullptr ? path : "/proc/self/mounts";
+}
+
+std::string ksutil::absolute_path(const std::string &path) {
+  std::error_code error;
+  const std::filesystem::path full = std::filesystem::absolute(path, error);
+  return error ? path : full.string();
 }

@@ -1,6 +1,8 @@
-/* fspath: finds the resolved path of a file and the host that serves it. */
+/* fspath: finds the absolute and the resolved path of a file and the host that serves it. */
 #ifndef KSUTIL_PLATFORM_STOCK_FSPATH_H
 #define KSUTIL_PLATFORM_STOCK_FSPATH_H
+
+#include <string>
 
 #include "platform/stock/export.h"
 
@@ -20,6 +22,11 @@ KSUTIL_API int fspath(const char *path, char **local, char **host);
 }  // extern "C"
 
 namespace ksutil {
+
+/* A path from the root, which stays that of the file when the program changes its working
+ * directory; links in it stay as they are.  The path itself when the working directory
+ * cannot be had. */
+KSUTIL_API std::string absolute_path(const std::string &path);
 
 /* Reads another mount table than /proc/self/mounts; null restores it.  For tests. */
 KSUTIL_API void set_mount_table(const char *path);

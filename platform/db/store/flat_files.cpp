@@ -16,6 +16,7 @@
 #include "platform/db/store_plugin.h"
 #include "platform/elog/failure.h"
 #include "platform/stock/files.h"
+#include "platform/stock/fspath.h"
 
 namespace ksutil::db {
 namespace {
@@ -135,10 +136,12 @@ std::unique_ptr<DatabaseStore> open_tables(const std::string &name, bool writabl
   prefixes.insert(prefixes.end(), descriptor.prefixes.begin(),
                   descriptor.prefixes.end());
   if (!check_tables(name, prefixes, descriptor)) return nullptr;
+  /* The files stay the same when the program changes its working directory. */
+  for (std::string &prefix : prefixes) prefix = absolute_path(prefix);
   auto schema = Schema::load(descriptor.schema);
   if (schema == nullptr) return fail("dbopen", "Cannot open %s", name.c_str());
-  auto places =
-      std::make_shared<const FlatPlaces>(FlatPlaces{name, prefixes, descriptor.sync});
+  auto places = std::make_shared<const FlatPlaces>(
+      FlatPlaces{absolute_path(name), prefixes, descriptor.sync});
   /* A reader without permission to settle a transaction reads the files as they are. */
   if (FlatJournal::settle(*places, FileLock::Wait::kNever) ==
           FlatJournal::Settled::kFailed &&

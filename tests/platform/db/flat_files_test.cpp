@@ -2,6 +2,7 @@
  * wrong turns every number of a table into another; a file that shrinks or is replaced
  * under a running server must cost rows, never the server. */
 #include "platform/db/store/internal/flat_files.h"
+#include "platform/db/db.h"
 
 #include <fcntl.h>
 #include <gmock/gmock.h>
@@ -565,6 +566,29 @@ TEST_F(FlatFiles, ARowStaysWhileBlocksOfAnotherTableAreRead) {
   for (long i = 0; i < kRows; i += 100) ASSERT_FALSE(lastid->row(i).empty());
   write_file(path("origin"), origin_row("css3.0", 7, 20.0));
   EXPECT_EQ(origin->row(0), bytes) << "it was given up and read again";
+}
+
+/* A daemon goes to / after it has opened its database by a relative name. */
+TEST_F(FlatFiles, StayTheSameWhenTheWorkingDirectoryChanges) {
+  namespace fs = std::filesystem;
+  write_file(path("lastid"), many_rows(3));
+  const fs::path before = fs::current_path();
+  fs::create_directory(directory_ / "elsewhere");
+  fs::current_path(directory_.path());
+  Dbptr db;
+  ASSERT_EQ(dbopen_noshare("db", "r+", &db), 0);
+  fs::current_path(directory_ / "elsewhere");
+  const Dbptr lastid = dblookup(db, "", "lastid", "", "");
+  long count = 0;
+  EXPECT_EQ(dbquery(lastid, dbq_record_count, &count), 0);
+  EXPECT_EQ(count, 3);
+  EXPECT_EQ(
+      dbaddv(lastid, "keyname", "added", "keyvalue", 4L, static_cast<char *>(nullptr)),
+      3);
+  EXPECT_TRUE(fs::is_empty("."));
+  dbclose(db);
+  fs::current_path(before);
+  EXPECT_EQ(table("lastid").snapshot()->count(), 4);
 }
 
 /* The texts that somebody holds must survive whatever happens to table and store. */
