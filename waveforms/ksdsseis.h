@@ -147,7 +147,8 @@ KSUTIL_API int ksdsseis_read_segments(ksdsseis *set, int channel,
  * paths     out, may be null: a new list of the paths written, new texts, of a failed call
  *           too; freed with freetbl(paths, free)
  * Files are named NET.STA.LOC.CHAN.YYYYDDD.hhmmss.mmm.sac by their first sample, as those of
- * kssac from-db; a call writes no file twice.  A file appears when it is whole.  The number
+ * kssac from-db, with a shorter time where the name would be longer than the 32 characters of
+ * dfile; a call writes no file twice.  A file appears when it is whole.  The number
  * of files, or -1 with what was written before in place. */
 KSUTIL_API int ksdsseis_write_sac(ksdsseis *set, int channel, const char *dir,
                                   Dbptr origin, int replace, Tbl **paths);
@@ -162,7 +163,7 @@ KSUTIL_API int ksdsseis_write_sac(ksdsseis *set, int channel, const char *dir,
  *                       dbinvalid(): no rows
  * replace               as for ksdsseis_write_sac; with rows only 0
  * A file has all stretches of a channel and is named NET.STA.LOC.CHAN.YYYYDDD.hhmmss.mmm.mseed
- * by its first sample.  Samples are counts (Steim 2, records of 512 bytes) in stretches of
+ * by its first sample, with a shorter time as those of SAC.  Samples are counts (Steim 2, records of 512 bytes) in stretches of
  * whole numbers, else single-precision floats.  The rows are those that an import of the
  * files would make, and point to the files from the folder of wfdisc where they lie below
  * it.  Tables other than wfdisc and lastid stay as they are.

@@ -70,7 +70,17 @@ KSUTIL_API std::int64_t samples_between(const WaveformSegment &segment, double t
 /* The name of a file with samples of one channel from a time on (epoch seconds):
  * "CHANNEL.YYYYDDD.hhmmss.mmm.ENDING", the time rounded to milliseconds; a day that begins by
  * this rounding is the day of the name.  In the channel ("NET.STA.LOC.CHAN") slashes, blanks
- * and control characters become underscores. */
+ * and control characters become underscores.
+ * A name has at most the 32 characters of dfile: a longer one takes the first of these forms
+ * that fits, and names of different channels or times stay different:
+ *   CHANNEL.YYYYDDDhhmmssmmm.ENDING
+ *   CHANNEL.YYYYDDDhhmmss.ENDING     at a whole second
+ *   CHANNEL.YYDDDtttttt.ENDING       from 1970 to 2069; tttttt are the milliseconds of the
+ *                                    day to base 36 ("0" to "9", "a" to "z")
+ *   CHANNEL.ttttttttt.ENDING         the milliseconds since 1970 to base 36
+ *   BEGINNING.hhhhhhhhhhhhh.ENDING   what fits of the channel, and a number made of the whole
+ *                                    name, to base 36
+ * An ending has at most 8 characters. */
 KSUTIL_API std::string waveform_file_name(const std::string &channel, double time,
                                           std::string_view ending);
 

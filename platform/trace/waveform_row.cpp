@@ -1,4 +1,6 @@
+#include <algorithm>
 #include <cmath>
+#include <cstdint>
 #include <new>
 
 #include "platform/clock/clock.h"
@@ -125,18 +127,71 @@ bool read_segment(Dbptr row, WaveformSegment &segment) try {
   return fail_errno("read_segment", "malloc() error");
 }
 
+namespace {
+
+constexpr std::size_t kMostOfName = 32;  // dfile
+constexpr std::uint64_t kMillisecondsOfDay = 86400000;
+constexpr double kBeyondNine = 101559956668.0;  // s: nine digits to base 36 hold the ms
+
+/* Source: Fowler, Noll and Vo's hash FNV-1a of 64 bits. */
+std::uint64_t hash_of_name(std::string_view text) {
+  std::uint64_t hash = 14695981039346656037U;
+  for (const char c : text) {
+    hash = (hash ^ static_cast<unsigned char>(c)) * 1099511628211U;
+  }
+  return hash;
+}
+
+/* A number to base 36 in `digits` characters. */
+std::string base_36(std::uint64_t number, std::size_t digits) {
+  std::string text(digits, '0');
+  for (std::size_t i = digits; i-- > 0; number /= 36) {
+    text[i] = "0123456789abcdefghijklmnopqrstuvwxyz"[number % 36];
+  }
+  return text;
+}
+
+/* The time of a name that fits; "" when no time does.  `time` is in whole milliseconds. */
+std::string time_of_name(double time, std::size_t room) {
+  const std::string text = time_text(time, 3);  // 2009-09-04T01:02:03.004
+  const std::string clock = text.substr(text.find('T') + 1);
+  const std::string second =
+      clock.substr(0, 2) + clock.substr(3, 2) + clock.substr(6, 2);
+  const std::string rest = clock.substr(9);
+  const std::string day = std::to_string(yearday(time));
+  std::string name = day + "." + second + "." + rest;
+  if (name.size() <= room) return name;
+  name = day + second + rest;
+  if (name.size() <= room) return name;
+  name = day + second;
+  if (rest == "000" && name.size() <= room) return name;
+  if (time < 0.0 || time >= kBeyondNine) return "";
+  const auto since_1970 = static_cast<std::uint64_t>(std::llround(time * 1000.0));
+  name = day.substr(2) + base_36(since_1970 % kMillisecondsOfDay, 6);
+  if (yearday(time) / 1000 < 2070 && name.size() <= room) return name;
+  name = base_36(since_1970, 9);
+  return name.size() <= room ? name : "";
+}
+
+}  // namespace
+
 std::string waveform_file_name(const std::string &channel, double time,
                                std::string_view ending) {
   /* Day and time of day are those of one number. */
   time = std::round(time * 1000.0) / 1000.0;
-  const std::string text = time_text(time, 3);  // 2009-09-04T01:02:03.004
-  const std::string of_day = text.substr(text.find('T') + 1);
   std::string name = channel;
   for (char &c : name) {
     if (c == '/' || static_cast<unsigned char>(c) <= ' ') c = '_';
   }
-  return name + "." + std::to_string(yearday(time)) + "." + of_day.substr(0, 2) +
-         of_day.substr(3, 2) + of_day.substr(6) + "." + std::string(ending);
+  const std::string end = "." + std::string(ending);
+  const std::size_t around = name.size() + 1 + end.size();
+  const std::string when =
+      time_of_name(time, around < kMostOfName ? kMostOfName - around : 0);
+  if (!when.empty()) return name + "." + when + end;
+  const std::string number = base_36(hash_of_name(name + "." + time_text(time, 3)), 13);
+  const std::size_t behind = 1 + number.size() + end.size();
+  name.resize(std::min(name.size(), behind < kMostOfName ? kMostOfName - behind : 0));
+  return name + "." + number + end;
 }
 
 }  // namespace ksutil

@@ -299,7 +299,7 @@ TEST(Kssac, FilesGoThroughADatabaseAndBack) {
   const ProgramRun cut =
       kssac(back + " --start 2009-09-04T01:02:10 --end 1252026135.1 -q --force");
   ASSERT_EQ(cut.code, 0) << cut.errors;
-  const std::string name = "/out/IU.ANMO.BHZ.2009247.010210.004.sac";
+  const std::string name = "/out/IU.ANMO.BHZ.2009247010210004.sac";
   EXPECT_EQ(read_text(folder / name).substr(632),
             bytes.str().substr(632 + 4 * 14, 4 * 11));
   EXPECT_EQ(kssac(back + " --where \"sta == 'NONE'\"").code, 1);
@@ -340,12 +340,16 @@ TEST(Kssac, KeepsSensorsOfAStationApart) {
   const ProgramRun written =
       kssac("from-db " + database + " --dir " + (folder / "out"));
   ASSERT_EQ(written.code, 0) << written.errors;
-  const std::string start = folder / "out/IU.ANMO.", end = "2009247.010203.004.sac\n";
-  EXPECT_EQ(written.output,
-            start + "00.BHZ." + end + start + "10.BHZ." + end + start + "BHZ." + end);
+  const std::string start = folder / "out/IU.ANMO.";
+  EXPECT_EQ(written.output, start + "00.BHZ.09247027sos.sac\n" + start +
+                                "10.BHZ.09247027sos.sac\n" + start +
+                                "BHZ.2009247010203004.sac\n");
+  /* The names fit dfile. */
+  const ProgramRun entered = kssac("to-db --create css3.0 " + (folder / "out/*.sac") +
+                                   " " + (folder / "again"));
+  EXPECT_EQ(entered.code, 0) << entered.errors;
   const auto header = nlohmann::json::parse(
-      kssac("header --json " + (folder / "out/IU.ANMO.10.BHZ.2009247.010203.004.sac"))
-          .output);
+      kssac("header --json " + (folder / "out/IU.ANMO.10.BHZ.09247027sos.sac")).output);
   EXPECT_EQ(header[0]["KHOLE"], "10");
   /* A channel that is called as another with its location code: one name, two rows. */
   std::filesystem::create_directory(folder / "more");

@@ -177,6 +177,32 @@ TEST_F(Kswave, ExtractsIntoAnotherDatabase) {
   EXPECT_EQ(run("get --into new/db2 --format mseed --motion V db").code, 2);
 }
 
+/* Names with all codes are shortened to what dfile holds: rows and imports need that. */
+TEST_F(Kswave, ExtractsChannelsWithNetworkAndLocation) {
+  if (!miniseed_available()) GTEST_SKIP();
+  folder_.write("db.seedcode", test::RowMaker("seedcode")
+                                   .set("sta", std::string("AA"))
+                                   .set("chan", std::string("BHZ"))
+                                   .set("net", std::string("NL"))
+                                   .set("seedsta", std::string("HGN"))
+                                   .set("seedchan", std::string("BHZ"))
+                                   .set("loc", std::string("00"))
+                                   .text());
+  std::filesystem::create_directory(folder_ / "new");
+  folder_.write("new/db2", "schema css3.0\n");
+  const std::string get = "get --sta AA --start 1400000010 --dir new ";
+  ProgramRun got = run(get + "--format mseed --into new/db2 db");
+  ASSERT_EQ(got.code, 0) << got.errors;
+  EXPECT_EQ(got.output, "new/NL.HGN.00.BHZ.14133107dao.mseed\n");
+  got = run(get + "--format sac db");
+  ASSERT_EQ(got.code, 0) << got.errors;
+  EXPECT_EQ(got.output, "new/NL.HGN.00.BHZ.2014133165330.sac\n");
+  got = run_program("cd " + folder_.path() +
+                    " && " KSDB_PROGRAM " import --create css3.0 new db3");
+  EXPECT_EQ(got.code, 0) << got.errors;
+  EXPECT_THAT(got.output, HasSubstr("2 added"));
+}
+
 /* SAC states displacement and velocity in nm; the same samples in text are in m/s. */
 TEST_F(Kswave, ExtractsGroundMotionWithItsUnit) {
   const std::string motion =

@@ -12,6 +12,7 @@
 #include <filesystem>
 #include <fstream>
 #include <limits>
+#include <set>
 
 #include "platform/elog/elog.h"
 #include "platform/stock/memory.h"
@@ -63,6 +64,45 @@ std::vector<double> all_samples(Dbptr row) {
   EXPECT_TRUE(read_segment(row, segment));
   EXPECT_TRUE(read_samples(segment, 0, segment.nsamp, samples));
   return samples;
+}
+
+/* A name that does not fit dfile keeps its file out of every database; two channels or
+ * times with one name overwrite each other. */
+TEST(WaveformFileName, FitsDfileAndTellsChannelsAndTimesApart) {
+  const double time = 1054174402.043;  // 2003-05-29T02:13:22.043, a day 149
+  EXPECT_EQ(waveform_file_name("HGN.BHZ", time, "sac"),
+            "HGN.BHZ.2003149.021322.043.sac");
+  EXPECT_EQ(waveform_file_name("IU.ANMO.BHZ", time, "sac"),
+            "IU.ANMO.BHZ.2003149021322043.sac");
+  EXPECT_EQ(waveform_file_name("NL.HGN.00.BHZ", time - 0.043, "sac"),
+            "NL.HGN.00.BHZ.2003149021322.sac");
+  EXPECT_EQ(waveform_file_name("NL.HGN.00.BHZ", time, "mseed"),
+            "NL.HGN.00.BHZ.0314904riez.mseed");
+  EXPECT_EQ(waveform_file_name("NL.HGNX.00.BHZ", time, "mseed"),
+            "NL.HGNX.00.BHZ.0314904riez.mseed");
+  EXPECT_EQ(waveform_file_name("NL.HGNXX.00.BHZ", time, "mseed"),
+            "NL.HGNXX.00.BHZ.0dga47yez.mseed");
+  /* Beyond the codes of SEED, and before 1970, a number stands for all. */
+  EXPECT_EQ(waveform_file_name("NL.STATION8.00.BHZ", time, "mseed"),
+            "NL.STATION8..0gy3b14uqsy9d.mseed");
+  EXPECT_EQ(waveform_file_name("NL.HGN.00.BHZ", -0.001, "mseed"),
+            "NL.HGN.00.BH.3tszdw0siwh3q.mseed");
+
+  std::set<std::string> names;
+  std::size_t count = 0;
+  for (const char *const channel :
+       {"NL.HGN.00.BHZ", "NL.HGN.00.BHN", "NL.HGN.10.BHZ", "NR.HGN.00.BHZ",
+        "NL.HGNXX.00.BHZ", "NL.STATION8.00.BHZ", "NL.STATION9.00.BHZ", "HGN.BHZ"}) {
+    for (const double base : {-2.0, 0.0, 86400.0, time, 3155760000.0}) {
+      for (const double step : {0.0, 0.001, 1.0, 60.0, 3600.0, 86399.0, 31536000.0}) {
+        const std::string name = waveform_file_name(channel, base + step, "mseed");
+        EXPECT_LE(name.size(), 32U) << name;
+        names.insert(name);
+        count++;
+      }
+    }
+  }
+  EXPECT_EQ(names.size(), count);
 }
 
 TEST_F(Waveform, ReadsEveryDataTypeFromItsOffset) {
