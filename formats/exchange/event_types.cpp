@@ -4,6 +4,8 @@
 #include <array>
 #include <utility>
 
+#include "formats/exchange/isf/ims_codes.h"
+
 namespace ksutil::exchange {
 namespace {
 
@@ -63,11 +65,23 @@ constexpr std::array<std::pair<std::string_view, std::string_view>, 50> kTypes{
 
 }  // namespace
 
-std::string_view event_type_code(std::string_view word) {
+namespace {
+
+std::string_view code_of_word(std::string_view word) {
   const auto *known = std::find_if(kTypes.begin(), kTypes.end(), [&](const auto &type) {
     return type.first == word;
   });
-  return known == kTypes.end() ? word : known->second;
+  return known == kTypes.end() ? std::string_view() : known->second;
+}
+
+}  // namespace
+
+std::string_view event_type_code(std::string_view word) {
+  const std::string_view code = code_of_word(word);
+  if (!code.empty()) return code;
+  /* "fi" is both a code of origin.etype and one of IMS: the former comes first. */
+  if (!event_type_word(word).empty() || !is_ims_event_type(word)) return word;
+  return code_of_word(ims_event_type(word));
 }
 
 std::string_view event_type_word(std::string_view code) {

@@ -6,8 +6,9 @@
 
 namespace ksutil::exchange {
 
-/* The code of a word in lower case ("quarry blast": "qb"); the word itself when it has no
- * code, so that a code stays what it is. */
+/* The code of a word in lower case ("quarry blast": "qb") or of a two-letter code of IMS
+ * ("ke": "eq").  A code of origin.etype stays as it is, also one that IMS has with another
+ * meaning ("fi"), and so does a word without a code. */
 std::string_view event_type_code(std::string_view word);
 
 /* The QuakeML word of a code; "" for another text. */

@@ -19,6 +19,7 @@ std::unique_ptr<Reader> open_geojson(Input &input, std::string &) {
 constexpr Mapping kGeojsonMappings[] = {
     {"id, else net and code", "publicid.textid (evid); event.evname"},
     {"geometry.coordinates", "origin.lon, origin.lat, origin.depth"},
+    {"depth, in place of the third coordinate", "origin.depth"},
     {"time", "origin.time, origin.jdate"},
     {"mag, magType", "netmag.magnitude, netmag.magtype; origin.mb, ms, ml"},
     {"net, auth", "event.auth, origin.auth, netmag.auth"},

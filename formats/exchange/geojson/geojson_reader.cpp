@@ -4,6 +4,8 @@
 #include <cmath>
 #include <nlohmann/json.hpp>
 
+#include "formats/exchange/event_types.h"
+#include "formats/exchange/isf/ims_codes.h"
 #include "formats/exchange/second_names.h"
 #include "platform/clock/clock.h"
 #include "platform/stock/text.h"
@@ -112,6 +114,18 @@ bool number_of(const Json &value, double &number) {
          std::isfinite(number);
 }
 
+bool is_given(const Json &value) {
+  return !value.is_null() &&
+         !(value.is_string() && value.get_ref<const std::string &>().empty());
+}
+
+bool has_depth(const Json &properties) {
+  for (const auto &[name, value] : properties.items()) {
+    if (lowered(name) == "depth" && is_given(value)) return true;
+  }
+  return false;
+}
+
 }  // namespace
 
 void GeojsonReader::refuse(const char *name, const Json &value) {
@@ -164,7 +178,9 @@ void GeojsonReader::text(const Json &value, const char *name, std::string &resul
   if (std::any_of(result.begin(), result.end(), is_control)) refuse(name, value);
 }
 
-bool GeojsonReader::read_place(const Json &feature, Origin &origin) {
+/* Some services write heights as third coordinates, in km or in m, and the depth among the
+ * properties: then the coordinate does not count. */
+bool GeojsonReader::read_place(const Json &feature, bool has_depth, Origin &origin) {
   const auto geometry = feature.find("geometry");
   const Json *coordinates = nullptr;
   if (geometry != feature.end() && geometry->is_object() &&
@@ -181,7 +197,7 @@ bool GeojsonReader::read_place(const Json &feature, Origin &origin) {
   real((*coordinates)[0], "longitude", -180.0, 360.0, origin.lon);
   real((*coordinates)[1], "latitude", -90.0, 90.0, origin.lat);
   if (origin.lon > 180.0) origin.lon -= 360.0;
-  if (coordinates->size() > 2 && !(*coordinates)[2].is_null()) {
+  if (coordinates->size() > 2 && !(*coordinates)[2].is_null() && !has_depth) {
     real((*coordinates)[2], "depth", -100.0, 1000.0, origin.depth);
   }
   return problem_.empty();
@@ -202,10 +218,7 @@ void GeojsonReader::read_properties(const Json &properties, Event &event) {
       names_locator |= known->member == Member::kLocationSource;
       names_magnitude_author |= known->member == Member::kMagSource;
     }
-    if (value.is_null() ||
-        (value.is_string() && value.get_ref<const std::string &>().empty())) {
-      continue;
-    }
+    if (!is_given(value)) continue;
     if (known == std::end(kMembers)) {
       leave(name);
       continue;
@@ -233,6 +246,10 @@ void GeojsonReader::read_properties(const Json &properties, Event &event) {
         break;
       case Member::kType:
         text(value, "type", event.type);
+        if (is_ims_event_type(event.type) && event_type_word(event.type).empty() &&
+            ims_event_type_says_more(event.type)) {
+          unplaced_.add("suspected, felt or damaging events");
+        }
         break;
       case Member::kStatus:
         text(value, "status", origin.status);
@@ -308,7 +325,9 @@ bool GeojsonReader::read_feature(const std::string &source, Event &event) {
     problem_ = "the feature has no properties";
     return false;
   }
-  if (!read_place(feature, event.origins.emplace_back())) return false;
+  if (!read_place(feature, has_depth(*properties), event.origins.emplace_back())) {
+    return false;
+  }
   const auto id = feature.find("id");
   if (id != feature.end() && !id->is_null()) text(*id, "id", event.id);
   read_properties(*properties, event);

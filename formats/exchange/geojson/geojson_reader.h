@@ -29,7 +29,7 @@ class GeojsonReader final : public Reader {
 
  private:
   bool read_feature(const std::string &text, Event &event);
-  bool read_place(const nlohmann::json &feature, Origin &origin);
+  bool read_place(const nlohmann::json &feature, bool has_depth, Origin &origin);
   void read_properties(const nlohmann::json &properties, Event &event);
   void real(const nlohmann::json &value, const char *name, double low, double high,
             double &result);

@@ -40,6 +40,11 @@ std::string ims_event_type(std::string_view code) {
   return known == kTypes.end() ? "" : std::string(known->second);
 }
 
+bool is_ims_event_type(std::string_view code) {
+  return code == "ls" || (code.size() == 2 && code.find_first_of("uksfd") == 0 &&
+                          !ims_event_type(code).empty());
+}
+
 bool ims_event_type_says_more(std::string_view code) {
   return code.size() == 2 && (code[0] == 's' || code[0] == 'f' || code[0] == 'd');
 }

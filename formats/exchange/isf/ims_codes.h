@@ -13,6 +13,9 @@ namespace ksutil::exchange {
 /* The event type of a code like "ke" (known earthquake); "" when the code is unknown,
  * "uk" or blank. */
 std::string ims_event_type(std::string_view code);
+/* Whether a text is such a code with a known meaning: u, k, s, f or d before the letter of
+ * a type, or "ls". */
+bool is_ims_event_type(std::string_view code);
 /* Whether the first letter of the code says more than "known": suspected, felt or
  * damaging. */
 bool ims_event_type_says_more(std::string_view code);

@@ -399,6 +399,12 @@ TEST(EventTypes, GoBothWays) {
     EXPECT_EQ(event_type_code(event_type_word(code)), code);
   }
   EXPECT_EQ(event_type_code("qb"), "qb");
+  /* Codes of IMS, but those that are codes of ours as well ("me", "fi"). */
+  EXPECT_EQ(event_type_code("ke"), "eq");
+  EXPECT_EQ(event_type_code("sh"), "cx");
+  for (const char *same : {"me", "fi", "uk", "zz", "local"}) {
+    EXPECT_EQ(event_type_code(same), same);
+  }
   EXPECT_EQ(event_type_word("r"), "");
 }
 

@@ -59,6 +59,27 @@ std::vector<std::string> ids(const ReadResult &result) {
 
 const std::string kTime = "2015-08-01T00:00:00Z";
 
+/* One service writes heights as third coordinates, and depths among the properties. */
+TEST(GeojsonReader, TakesTheDepthOfThePropertiesBeforeThatOfThePlace) {
+  const auto feature = [](const std::string &third, const std::string &more) {
+    return "{\"type\":\"FeatureCollection\",\"features\":[{\"type\":\"Feature\","
+           "\"id\":\"a1\",\"geometry\":{\"type\":\"Point\",\"coordinates\":"
+           "[-178.5,-18.0," +
+           third + "]},\"properties\":{\"time\":\"" + kTime + "\"" + more + "}}]}\n";
+  };
+  const auto depth = [&](const std::string &third, const std::string &more) {
+    const ReadResult result = read(feature(third, more));
+    return result.events.empty() ? -999.0 : result.events[0].origins[0].depth;
+  };
+  EXPECT_EQ(depth("-150.0", ",\"depth\":150.0"), 150.0);
+  EXPECT_EQ(depth("12.5", ""), 12.5);
+  EXPECT_EQ(depth("12.5", ",\"depth\":null"), 12.5);
+  EXPECT_THAT(read(feature("-150.0", ",\"depth\":null")).refused,
+              ElementsAre(HasSubstr("depth is -150.0")));
+  EXPECT_THAT(read(feature("1", ",\"depth\":-150.0")).refused,
+              ElementsAre(HasSubstr("depth is -150.0")));
+}
+
 TEST(TableReader, FindsColumnsByName) {
   const ReadResult result = read(
       "id,place,time,longitude,latitude,mag,magType,depth,updated,nst,rms,gap,status,"
