@@ -295,7 +295,7 @@ bool NonLinLocReader::take_phase(const Words &words) {
         std::clamp(global_ ? distance : distance / kKmPerDegree, 0.0, 180.0);
     association.esaz = azimuth < 0.0 ? azimuth + 360.0 : azimuth;
   }
-  association.weight = std::min(weight, 1.0);
+  association.weight = weight;  // the weights of a location average 1
   association.time_used = weight > 0.0 ? 'd' : 'n';
   association.pick = static_cast<std::int64_t>(event().picks.size());
   event().picks.push_back(std::move(pick));
@@ -376,8 +376,9 @@ bool NonLinLocReader::finish(Event &event) {
     without("covariances in degrees");
     covariance = Covariance();
   } else if (covariance.xx >= 0.0) {
-    /* Their y points RotCW clockwise of north, and x to its right. */
-    const double c = std::cos(radians(rotation_)), s = std::sin(radians(rotation_));
+    /* North is RotCW clockwise of their y: y points RotCW counter-clockwise of north, and x
+     * to its right. */
+    const double c = std::cos(radians(-rotation_)), s = std::sin(radians(-rotation_));
     const Covariance own = covariance;
     covariance.xx = c * c * own.yy - 2.0 * s * c * own.xy + s * s * own.xx;
     covariance.yy = s * s * own.yy + 2.0 * s * c * own.xy + c * c * own.xx;

@@ -3,6 +3,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <cmath>
+
+#include "formats/exchange/error_ellipse.h"
 #include "tests/formats/exchange/reading.h"
 
 namespace ksutil::exchange {
@@ -365,20 +368,32 @@ TEST(NonLinLocReader, TurnsAxesAndDistances) {
   EXPECT_NEAR(known.delta, 0.1, 1e-9);
   EXPECT_EQ(known.esaz, 109.5);
   EXPECT_EQ(known.time_residual, -0.25);
-  EXPECT_EQ(known.weight, 1.0) << "weights may be above 1";
+  EXPECT_EQ(known.weight, 1.25) << "weights may be above 1";
   EXPECT_EQ(unknown.delta, -1.0) << "a station without a place";
   EXPECT_EQ(unknown.time_residual, -999.0);
   EXPECT_EQ(unknown.time_used, 'n');
-  /* y points east and x south: the variance of x is that of the north. */
-  const Covariance turned = read_events(replaced(kLocated, "RotCW 0.0", "RotCW 90.0"))
-                                .events.at(0)
-                                .origins[0]
-                                .covariance;
+}
+
+/* RotCW is the angle from their y clockwise to north, as the description of the control
+ * file has it. */
+TEST(NonLinLocReader, TurnsTheAxesOfRotatedGrids) {
+  const auto covariance = [](const std::string &text) {
+    return read_events(text).events.at(0).origins[0].covariance;
+  };
+  /* y points west and x north. */
+  const Covariance turned = covariance(replaced(kLocated, "RotCW 0.0", "RotCW 90.0"));
   EXPECT_NEAR(turned.xx, 9.0, 1e-9);
   EXPECT_NEAR(turned.yy, 4.0, 1e-9);
   EXPECT_NEAR(turned.xy, -1.0, 1e-9);
-  EXPECT_NEAR(turned.xz, -2.0, 1e-9);
-  EXPECT_NEAR(turned.yz, 3.0, 1e-9);
+  EXPECT_NEAR(turned.xz, 2.0, 1e-9);
+  EXPECT_NEAR(turned.yz, -3.0, 1e-9);
+  /* The major axis is y, which points 30 degrees west of north. */
+  const Covariance tilted =
+      covariance(replaced(replaced(kLocated, "RotCW 0.0", "RotCW 30.0"),
+                          "CovXX 9.0 XY 1.0 XZ 2.0 YY 4.0 YZ 3.0",
+                          "CovXX 1.0 XY 0.0 XZ 0.0 YY 4.0 YZ 0.0"));
+  EXPECT_NEAR(tilted.xy, -0.75 * std::sqrt(3.0), 1e-9);
+  EXPECT_NEAR(ellipse_of(tilted, 0.9).strike, 150.0, 1e-9);
 }
 
 TEST(NonLinLocReader, RefusesWhatIsNotALocation) {
