@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cctype>
 #include <cmath>
+#include <utility>
 
 #include "platform/clock/clock.h"
 #include "platform/stock/text.h"
@@ -145,6 +146,66 @@ bool NdkReader::read_planes(MomentTensor &tensor) {
   return true;
 }
 
+namespace {
+
+/* The stations and components of a group like "B:  4    4  40". */
+std::pair<std::int64_t, std::int64_t> data_of(std::string_view group) {
+  const auto number = [&](std::size_t from, std::size_t count) {
+    std::int64_t value = -1;
+    if (group.size() < from) return value;
+    parse_integer(trimmed(group.substr(from, count)), value);
+    return value;
+  };
+  return {number(2, 3), number(5, 5)};
+}
+
+bool is_zero(std::string_view text) {
+  double value = 0.0;
+  return text.empty() || (parse_real(text, value) && value == 0.0);
+}
+
+}  // namespace
+
+/* Body, surface and mantle waves: a station may have several, a component has one. */
+void NdkReader::read_data(MomentTensor &tensor) const {
+  for (const std::size_t first : {18U, 33U, 48U}) {
+    const auto [stations, components] = data_of(
+        std::string_view(text_[1]).substr(std::min(first - 1, text_[1].size())));
+    tensor.stations = std::max(tensor.stations, stations);
+    if (components >= 0) {
+      tensor.components = std::max<std::int64_t>(tensor.components, 0) + components;
+    }
+  }
+}
+
+/* Counts what the rows have no fields for. */
+void NdkReader::count_rest() {
+  const auto count = [&](bool given, const char *name) {
+    if (given) unplaced_.add(name);
+  };
+  bool periods = false;
+  for (const std::size_t first : {28U, 43U, 58U}) {
+    periods = periods || !is_zero(columns(text_[1], first, first + 3));
+  }
+  count(periods, "shortest periods of the data");
+  count(!columns(text_[1], 63, 68).empty(), "types of sources (CMT)");
+  count(!is_zero(columns(text_[1], 76, 80)), "moment rate functions");
+  std::array<double, 8> centroid{};
+  reals(columns(text_[2], 10, 58), "", centroid.data(), centroid.size());
+  count(centroid[1] != 0.0 || centroid[3] != 0.0 || centroid[5] != 0.0 ||
+            centroid[7] != 0.0,
+        "errors of centroids");
+  count(!columns(text_[2], 60, 63).empty(), "types of centroid depths");
+  std::array<double, 13> elements{};
+  reals(text_[3], "", elements.data(), elements.size());
+  bool errors = false;
+  for (std::size_t i = 2; i < elements.size(); i += 2) {
+    errors = errors || elements[i] != 0.0;
+  }
+  count(errors, "errors of tensor elements");
+  count(!columns(text_[4], 1, 3).empty(), "versions of the program");
+}
+
 /* Reads on to the first line of an event; false at the end.  What stands between is
  * refused once. */
 bool NdkReader::find_first() {
@@ -189,6 +250,8 @@ NdkReader::Got NdkReader::next(Event &event) {
       !read_tensor(tensor) || !read_planes(tensor)) {
     return Got::kRefused;
   }
+  read_data(tensor);
+  count_rest();
   Magnitude &magnitude = event.origins[0].magnitudes.emplace_back();
   magnitude.type = "mwc";
   magnitude.value = tensor.mw;

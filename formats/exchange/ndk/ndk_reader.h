@@ -11,9 +11,11 @@
 #include <cstdint>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "formats/exchange/reader.h"
 #include "formats/exchange/text/text_lines.h"
+#include "formats/exchange/unplaced.h"
 
 namespace ksutil::exchange {
 
@@ -27,6 +29,7 @@ class NdkReader final : public Reader {
   Got next(Event &event) override;
   std::int64_t line() const override { return line_; }
   const std::string &problem() const override { return problem_; }
+  std::vector<Unplaced> without_place() const override { return unplaced_.list(); }
 
  private:
   static constexpr std::size_t kLines = 5;
@@ -39,6 +42,8 @@ class NdkReader final : public Reader {
   bool read_centroid(Event &event, MomentTensor &tensor);
   bool read_tensor(MomentTensor &tensor);
   bool read_planes(MomentTensor &tensor);
+  void read_data(MomentTensor &tensor) const;
+  void count_rest();
   bool refuse(const char *name, std::string_view text);
 
   TextLines lines_;
@@ -47,6 +52,7 @@ class NdkReader final : public Reader {
   std::int64_t line_ = 0;
   int exponent_ = 0;
   std::string problem_;
+  UnplacedCounts unplaced_;
 };
 
 }  // namespace ksutil::exchange

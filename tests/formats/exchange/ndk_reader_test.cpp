@@ -24,7 +24,7 @@ const std::string kStrikeSlip =
 
 struct NdkResult {
   std::vector<Event> events;
-  std::vector<std::string> refused;
+  std::vector<std::string> refused, unplaced;
 };
 
 NdkResult read_ndk(const std::string &text) {
@@ -44,8 +44,12 @@ NdkResult read_ndk(const std::string &text) {
       result.refused.push_back(std::to_string(reader->line()) + ": " +
                                reader->problem());
     }
-    if (got == Reader::Got::kEnd || got == Reader::Got::kFailed) return result;
+    if (got == Reader::Got::kEnd || got == Reader::Got::kFailed) break;
   }
+  for (const Unplaced &name : reader->without_place()) {
+    result.unplaced.push_back(name.name);
+  }
+  return result;
 }
 
 TEST(NdkReader, GivesHypocentreCentroidAndTensor) {
@@ -77,6 +81,13 @@ TEST(NdkReader, GivesHypocentreCentroidAndTensor) {
   EXPECT_NEAR(tensor.axes[6], -1e16, 1e4);
   EXPECT_THAT(tensor.plane1, ElementsAre(0.0, 90.0, 0.0));
   EXPECT_THAT(tensor.plane2, ElementsAre(90.0, 90.0, 180.0));
+  EXPECT_EQ(tensor.stations, 27) << "a station may have both kinds of waves";
+  EXPECT_EQ(tensor.components, 37);
+  EXPECT_THAT(result.unplaced,
+              ElementsAre("shortest periods of the data", "types of sources (CMT)",
+                          "moment rate functions", "errors of centroids",
+                          "types of centroid depths", "errors of tensor elements",
+                          "versions of the program"));
 }
 
 TEST(NdkReader, AFaultCostsOneEvent) {
