@@ -66,7 +66,7 @@ struct Association {
   double emergence_residual = -999.0;
   /* 'd': used in the location, 'n': not; 0: not given. */
   char time_used = 0, azimuth_used = 0, slowness_used = 0;
-  double weight = -1.0;  // 0 to 1, in the location
+  double weight = -1.0;  // in the location; some programs have weights above 1
   std::string earth_model;
 };
 
@@ -75,7 +75,8 @@ struct StationMagnitude {
   std::string id, author, type;
   ChannelCode at;
   std::int64_t pick = -1;       // of Event::picks
-  std::int64_t magnitude = -1;  // of Origin::magnitudes: the one it went into
+  std::int64_t magnitude = -1;  // of Origin::magnitudes: the one it belongs to
+  char used = 0;                // 'd': in that magnitude, 'n': not; 0: not given
   std::string phase;
   double value = -999.0;
   double error = -1.0;
@@ -136,7 +137,8 @@ struct Origin {
   double depth_error = -1.0;       // km
   /* The ellipse of the epicentre: axes in km, strike of the major one in degrees. */
   double major_axis = -1.0, minor_axis = -1.0, ellipse_strike = -1.0;
-  double confidence = 0.0;  // of the errors above, 0 to 1; 0: not given
+  bool ellipse_computed = false;  // by an import, from the covariance below
+  double confidence = 0.0;        // of the errors above, 0 to 1; 0: not given
   Covariance covariance;
   double gap = -1.0;      // greatest azimuth without station, degrees
   double nearest = -1.0;  // distance of the nearest station, degrees

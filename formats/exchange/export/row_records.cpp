@@ -4,6 +4,7 @@
 #include <cmath>
 #include <optional>
 
+#include "formats/exchange/error_ellipse.h"
 #include "platform/stock/text.h"
 
 namespace ksutil::exchange {
@@ -158,6 +159,7 @@ StamagRows::StamagRows(const db::Relation &layout)
       sta_(layout, "sta"),
       phase_(layout, "phase"),
       magtype_(layout, "magtype"),
+      magdef_(layout, "magdef"),
       auth_(layout, "auth"),
       magnitude_(layout, "magnitude"),
       uncertainty_(layout, "uncertainty") {}
@@ -166,6 +168,7 @@ void StamagRows::read(const RowGet &row, StationMagnitude &magnitude) const {
   magnitude.at.station = row.text(sta_);
   magnitude.phase = row.text(phase_);
   magnitude.type = row.text(magtype_);
+  magnitude.used = row.letter(magdef_);
   magnitude.author = row.text(auth_);
   magnitude.value = row.real(magnitude_, kNone);
   magnitude.error = row.real(uncertainty_);
@@ -357,11 +360,12 @@ void read_origin_remark(std::string_view line, Origin &origin) {
   }
 }
 
-/* An ellipse that an import has computed is computed again by the next one. */
+/* An ellipse that an import has computed is marked, so that the next import computes it
+ * again. */
 void read_origerr_remark(std::string_view line, Origin &origin) {
   if (!value_of(line, "ellipse")) return;
-  origin.horizontal_error = origin.major_axis;
-  origin.major_axis = origin.minor_axis = origin.ellipse_strike = -1.0;
+  origin.ellipse_computed =
+      origin.major_axis >= 0.0 && ellipse_of(origin.covariance, kOneSigma).major >= 0.0;
 }
 
 }  // namespace ksutil::exchange

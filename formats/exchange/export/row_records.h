@@ -90,7 +90,7 @@ struct StamagRows {
   db::IntegerColumn magid, arid;
 
  private:
-  db::TextColumn sta_, phase_, magtype_, auth_;
+  db::TextColumn sta_, phase_, magtype_, magdef_, auth_;
   db::RealColumn magnitude_, uncertainty_;
 };
 

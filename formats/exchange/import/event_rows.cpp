@@ -100,6 +100,12 @@ RowPut &RowPut::put(std::string_view name, std::string_view value) {
   return *this;
 }
 
+bool RowPut::put_if_there(std::string_view name, std::string_view value) {
+  if (next(name) == nullptr) return false;
+  put(name, value);
+  return true;
+}
+
 void choose_magnitude(const Magnitude &magnitude, std::int64_t magid,
                       OriginMagnitudes &own) {
   const std::string type = lowered(magnitude.type);
@@ -201,7 +207,7 @@ bool has_errors(const Origin &origin) {
 }
 
 bool lacks_ellipse(const Origin &origin) {
-  return origin.major_axis < 0.0 &&
+  return (origin.major_axis < 0.0 || origin.ellipse_computed) &&
          ellipse_of(origin.covariance, kOneSigma).major >= 0.0;
 }
 
@@ -321,8 +327,12 @@ void fill_stamag(const StationMagnitude &magnitude, const std::string &sta,
       .put("magtype", std::string_view(magnitude.type))
       .put("magnitude", magnitude.value)
       .put("uncertainty", magnitude.error)
-      .put("magdef", magnitude.magnitude >= 0 ? "d" : "")
       .put("auth", std::string_view(magnitude.author));
+  const char used =
+      magnitude.used != 0 || magnitude.magnitude < 0 ? magnitude.used : 'd';
+  if (!row.put_if_there("magdef", one_letter(used)) && used == 'n') {
+    row.leave_out("station magnitudes of weight 0, which stamag cannot mark");
+  }
 }
 
 }  // namespace ksutil::exchange

@@ -42,6 +42,10 @@ class RowPut {
   RowPut &put(std::string_view name, std::int64_t value);
   RowPut &put(std::string_view name, double value);
   RowPut &put(std::string_view name, std::string_view value);
+  /* As put(); false when the layout lacks the field. */
+  bool put_if_there(std::string_view name, std::string_view value);
+  /* Counts something that the row has no field for. */
+  void leave_out(std::string_view name) { report_.left_out.add(name); }
   /* From here on a value that does not fit is left out and counted, its field null. */
   RowPut &lenient();
 

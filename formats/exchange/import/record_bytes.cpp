@@ -105,7 +105,7 @@ constexpr auto visit_association = [](auto &bytes, auto &a) {
 constexpr auto visit_station_magnitude = [](auto &bytes, auto &m) {
   texts(bytes, m.id, m.author, m.type, m.phase);
   visit_channel(bytes, m.at);
-  numbers(bytes, m.pick, m.magnitude, m.value, m.error);
+  numbers(bytes, m.pick, m.magnitude, m.used, m.value, m.error);
 };
 
 constexpr auto visit_magnitude = [](auto &bytes, auto &m) {
@@ -126,8 +126,8 @@ constexpr auto visit_origin = [](auto &bytes, auto &o) {
   texts(bytes, o.id, o.author, o.status, o.algorithm, o.earth_model);
   numbers(bytes, o.time, o.lat, o.lon, o.depth, o.depth_type, o.phases, o.associated,
           o.depth_phases, o.rms, o.time_error, o.horizontal_error, o.depth_error,
-          o.major_axis, o.minor_axis, o.ellipse_strike, o.confidence, o.covariance,
-          o.gap, o.nearest);
+          o.major_axis, o.minor_axis, o.ellipse_strike, o.ellipse_computed,
+          o.confidence, o.covariance, o.gap, o.nearest);
   visit_list(bytes, o.comments, visit_text);
   visit_list(bytes, o.magnitudes, visit_magnitude);
   visit_list(bytes, o.station_magnitudes, visit_station_magnitude);

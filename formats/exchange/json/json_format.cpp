@@ -36,7 +36,7 @@ constexpr std::array<Mapping, 24> kMappings{{
      "the fields of arrival"},
     {"associations: slow, meas_azimuth, azres, slores, wgt, belief, vmodel",
      "arrival.slow, azimuth; the fields of assoc"},
-    {"station_magnitudes: sta, phase, magnitude, magtype, uncertainty, auth",
+    {"station_magnitudes: sta, phase, magnitude, magtype, uncertainty, magdef, auth",
      "the fields of stamag"},
     {"moment_tensors", "the fields of mt"},
     {"comments of magnitudes, arrivals and tensors",

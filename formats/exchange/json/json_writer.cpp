@@ -201,6 +201,7 @@ void JsonLinesWriter::put_station_magnitude(const Origin &origin,
   json_.put("magnitude", magnitude.value, kNone);
   json_.put("magtype", magnitude.type);
   json_.put("uncertainty", magnitude.error, -1.0);
+  put_letter("magdef", magnitude.used);
   json_.put("auth", magnitude.author);
   json_.put("of", of);
   json_.end_object();

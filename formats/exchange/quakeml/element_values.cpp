@@ -81,16 +81,45 @@ void ElementValues::refuse(std::string_view path, const std::string &text) const
   problem_ = element_.name + "/" + std::string(path) + " is '" + shown + "'";
 }
 
-void ElementValues::real(std::string_view path, double &value, double unit, double low,
-                         double high) const {
+ElementValues::Got ElementValues::read(std::string_view path, double &value,
+                                       double unit, double low, double high) const {
   const std::string &text = element_.text_of(path);
-  if (text.empty()) return;
+  if (text.empty()) return Got::kNothing;
   double number = 0.0;
   if (!parse_real(text, number) || !std::isfinite(number) || number * unit < low ||
       number * unit > high) {
-    return refuse(path, text);
+    return Got::kFault;
   }
   value = number * unit;
+  return Got::kValue;
+}
+
+void ElementValues::real(std::string_view path, double &value, double unit, double low,
+                         double high) const {
+  if (read(path, value, unit, low, high) == Got::kFault) {
+    left_out_.add(element_.name + "/" + std::string(path) + " beyond its range");
+  }
+}
+
+void ElementValues::needed(std::string_view path, double &value, double unit,
+                           double low, double high) const {
+  if (read(path, value, unit, low, high) == Got::kFault) {
+    refuse(path, element_.text_of(path));
+  }
+}
+
+void ElementValues::azimuth(std::string_view path, double &value) const {
+  constexpr double kCircle = 360.0;
+  double degrees = -2.0 * kCircle;
+  real(path, degrees, 1.0, -kCircle, 2.0 * kCircle);
+  if (degrees < -kCircle) return;
+  if (degrees < 0.0) degrees += kCircle;
+  value = degrees > kCircle ? degrees - kCircle : degrees;
+}
+
+bool ElementValues::is_nan(std::string_view path) const {
+  double number = 0.0;
+  return parse_real(element_.text_of(path), number) && std::isnan(number);
 }
 
 void ElementValues::count(std::string_view path, std::int64_t &value) const {

@@ -12,6 +12,7 @@
 
 #include "formats/exchange/records.h"
 #include "formats/exchange/text/xml_element.h"
+#include "formats/exchange/unplaced.h"
 
 namespace ksutil::exchange {
 
@@ -39,13 +40,23 @@ std::string one_line(std::string_view text);
 
 class ElementValues {
  public:
-  /* Of an element; `problem` is set by the first value that cannot be understood. */
-  ElementValues(const XmlElement &element, std::string &problem)
-      : element_(element), problem_(problem) {}
+  /* Of an element.  `problem` is set by the first value that cannot be understood and that
+   * the event needs; `left_out` counts the others. */
+  ElementValues(const XmlElement &element, std::string &problem,
+                UnplacedCounts &left_out)
+      : element_(element), problem_(problem), left_out_(left_out) {}
 
-  /* A number at a path, times `unit`, when it is given; it must be within the bounds. */
+  /* A number at a path, times `unit`, when it is given.  One that is not within the bounds
+   * stays null and is counted. */
   void real(std::string_view path, double &value, double unit = 1.0,
             double low = -DBL_MAX, double high = DBL_MAX) const;
+  /* As real(), for a number without which the event is refused. */
+  void needed(std::string_view path, double &value, double unit = 1.0,
+              double low = -DBL_MAX, double high = DBL_MAX) const;
+  /* As real(), in degrees: from 0 to 360, to which others are turned. */
+  void azimuth(std::string_view path, double &value) const;
+  /* Whether a path has NaN, which some programs write for a number that is not known. */
+  bool is_nan(std::string_view path) const;
   void count(std::string_view path, std::int64_t &value) const;
   void time(std::string_view path, double &value) const;
   std::string text(std::string_view path) const {
@@ -69,10 +80,14 @@ class ElementValues {
   std::string id() const { return element_.attribute("publicID"); }
 
  private:
+  enum class Got { kNothing, kValue, kFault };
+  Got read(std::string_view path, double &value, double unit, double low,
+           double high) const;
   void refuse(std::string_view path, const std::string &text) const;
 
   const XmlElement &element_;
   std::string &problem_;
+  UnplacedCounts &left_out_;
 };
 
 }  // namespace ksutil::exchange

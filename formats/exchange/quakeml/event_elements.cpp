@@ -87,7 +87,7 @@ bool EventElements::take_event(EventParts &parts) {
 }
 
 void EventElements::fill_event(const XmlElement &element, EventParts &parts) {
-  const ElementValues values(element, parts.problem);
+  const ElementValues values(element, parts.problem, left_out_);
   Event &event = parts.event;
   event.id = values.id();
   add_alias(event, id_in_identifier(event.id));
@@ -134,7 +134,7 @@ void EventElements::fill_event(const XmlElement &element, EventParts &parts) {
 }
 
 void EventElements::fill_pick(const XmlElement &element, EventParts &parts) {
-  const ElementValues values(element, parts.problem);
+  const ElementValues values(element, parts.problem, left_out_);
   Pick &pick = parts.picks.emplace_back();
   pick.id = values.id();
   pick.author = values.author();
@@ -142,7 +142,7 @@ void EventElements::fill_pick(const XmlElement &element, EventParts &parts) {
   values.time("time/value", pick.time);
   values.real("time/uncertainty", pick.time_error, 1.0, 0.0);
   pick.phase = values.text("phaseHint");
-  values.real("backazimuth/value", pick.azimuth);
+  values.azimuth("backazimuth/value", pick.azimuth);
   values.real("backazimuth/uncertainty", pick.azimuth_error, 1.0, 0.0);
   values.real("horizontalSlowness/value", pick.slowness);
   values.real("horizontalSlowness/uncertainty", pick.slowness_error, 1.0, 0.0);
@@ -155,6 +155,7 @@ void EventElements::fill_pick(const XmlElement &element, EventParts &parts) {
                       : polarity == "negative" ? 'd'
                                                : '\0';
   pick.automatic = values.text("evaluationMode") == "automatic";
+  if (pick.automatic) left_out_.add("pick/evaluationMode automatic");
   values.field(kEmaField, pick.emergence);
   values.field(kRectField, pick.rectilinearity);
   values.field(kPerField, pick.period);
@@ -164,7 +165,7 @@ void EventElements::fill_pick(const XmlElement &element, EventParts &parts) {
 
 void EventElements::fill_amplitude(const XmlElement &element, EventParts &parts) {
   constexpr double kNanometre = 1e9;
-  const ElementValues values(element, parts.problem);
+  const ElementValues values(element, parts.problem, left_out_);
   AmplitudePart &part = parts.amplitudes.emplace_back();
   part.id = values.id();
   part.pick = values.text("pickID");
@@ -180,7 +181,7 @@ void EventElements::fill_amplitude(const XmlElement &element, EventParts &parts)
 
 void EventElements::fill_station_magnitude(const XmlElement &element,
                                            EventParts &parts) {
-  const ElementValues values(element, parts.problem);
+  const ElementValues values(element, parts.problem, left_out_);
   const std::string value = dialect_.magnitude;
   StationMagnitudePart &part = parts.station_magnitudes.emplace_back();
   part.origin = values.text("originID");
@@ -189,10 +190,11 @@ void EventElements::fill_station_magnitude(const XmlElement &element,
   part.magnitude.author = values.author();
   part.magnitude.type = values.text("type");
   part.magnitude.at = values.channel();
-  values.real(value + "/value", part.magnitude.value);
+  values.needed(value + "/value", part.magnitude.value);
   values.real(value + "/uncertainty", part.magnitude.error, 1.0, 0.0);
   values.field(kStamagPhaseField, part.magnitude.phase);
   values.field(kStamagPickField, part.pick);
+  values.field(kMagdefField, part.magnitude.used);
 }
 
 bool EventElements::take_magnitude(EventParts &parts, const std::string &origin) {
@@ -206,13 +208,17 @@ bool EventElements::take_magnitude(EventParts &parts, const std::string &origin)
     XmlElement child;
     if (!child.read(reader_)) return Child::kFailed;
     const std::string &of = child.text_of("stationMagnitudeID");
-    /* Weights have no field; 1 says that the station counts, which the row does. */
-    const std::string &weight = child.text_of("weight");
-    if (!weight.empty() && trimmed(weight) != "1" && trimmed(weight) != "1.0") {
+    /* Rows have a field for whether a station counts, and none for how much. */
+    const std::string &text = child.text_of("weight");
+    double weight = 1.0;
+    if (!text.empty() &&
+        (!parse_real(text, weight) || (weight != 0.0 && weight != 1.0))) {
       left_out_.add("magnitude/stationMagnitudeContribution/weight");
     }
     if (parts.contributions.size() < kMostRecords) {
-      if (!parts.contributions.emplace(of, own).second) lost++;
+      if (!parts.contributions.emplace(of, Contribution{own, weight != 0.0}).second) {
+        lost++;
+      }
     }
     child.without_use(
         [this](const std::string &path) { left_out_.add("magnitude/" + path); });
@@ -220,7 +226,7 @@ bool EventElements::take_magnitude(EventParts &parts, const std::string &origin)
   };
   if (!element.read_around(reader_, contribution)) return false;
   if (lost > 0) left_out_.add("a further contribution of a station magnitude", lost);
-  const ElementValues values(element, parts.problem);
+  const ElementValues values(element, parts.problem, left_out_);
   const std::string value = dialect_.magnitude;
   MagnitudePart &part = parts.magnitudes.emplace_back();
   Magnitude &magnitude = part.magnitude;
@@ -233,7 +239,7 @@ bool EventElements::take_magnitude(EventParts &parts, const std::string &origin)
   if (magnitude.type.empty() && element.attribute(kMagtypeField).empty()) {
     magnitude.type = "M";
   }
-  values.real(value + "/value", magnitude.value, 1.0, -20.0, 20.0);
+  values.needed(value + "/value", magnitude.value, 1.0, -20.0, 20.0);
   values.real(value + "/uncertainty", magnitude.error, 1.0, 0.0);
   values.count("stationCount", magnitude.stations);
   values.comments(magnitude.comments);
@@ -279,13 +285,13 @@ bool EventElements::take_origin(EventParts &parts) {
 
 void EventElements::fill_arrival(const XmlElement &element, OriginPart &part,
                                  std::string &problem) {
-  const ElementValues values(element, problem);
+  const ElementValues values(element, problem, left_out_);
   part.picks.push_back(values.text("pickID"));
   Association &association = part.origin.associations.emplace_back();
   association.id = values.id();
   association.phase = values.text("phase");
   values.real("distance", association.delta, 1.0, 0.0);
-  values.real("azimuth", association.esaz);
+  values.azimuth("azimuth", association.esaz);
   values.real("timeResidual", association.time_residual);
   values.real("horizontalSlownessResidual", association.slowness_residual);
   values.real("backazimuthResidual", association.azimuth_residual);
@@ -314,16 +320,18 @@ void EventElements::fill_arrival(const XmlElement &element, OriginPart &part,
 
 void EventElements::fill_origin(const XmlElement &element, OriginPart &part,
                                 EventParts &parts) {
-  const ElementValues values(element, parts.problem);
+  const ElementValues values(element, parts.problem, left_out_);
   Origin &origin = part.origin;
   origin.id = values.id();
   origin.author = values.author();
   values.created(parts.updated);
   values.time("time/value", origin.time);
-  values.real("latitude/value", origin.lat, 1.0, -90.0, 90.0);
-  values.real("longitude/value", origin.lon, 1.0, -180.0, 360.0);
+  values.needed("latitude/value", origin.lat, 1.0, -90.0, 90.0);
+  values.needed("longitude/value", origin.lon, 1.0, -180.0, 360.0);
   if (origin.lon > 180.0) origin.lon -= 360.0;
-  values.real("depth/value", origin.depth, dialect_.km, -100.0, 1000.0);
+  if (!values.is_nan("depth/value")) {
+    values.needed("depth/value", origin.depth, dialect_.km, -100.0, 1000.0);
+  }
   for (const bool missing :
        {origin.time == kNoTime, origin.lat == -999.0, origin.lon == -999.0}) {
     if (missing && parts.problem.empty()) {
@@ -363,21 +371,33 @@ void EventElements::fill_origin(const XmlElement &element, OriginPart &part,
 
 void EventElements::fill_errors(const XmlElement &element, Origin &origin,
                                 std::string &problem) {
-  const ElementValues values(element, problem);
+  const ElementValues values(element, problem, left_out_);
   values.real("time/uncertainty", origin.time_error, 1.0, 0.0);
   values.real("depth/uncertainty", origin.depth_error, dialect_.km, 0.0);
   const XmlElement *uncertainty = element.find(dialect_.uncertainty);
   if (uncertainty == nullptr) return;
-  const ElementValues errors(*uncertainty, problem);
+  const ElementValues errors(*uncertainty, problem, left_out_);
   errors.text("preferredDescription");
   errors.real("horizontalUncertainty", origin.horizontal_error, dialect_.km, 0.0);
   errors.real("maxHorizontalUncertainty", origin.major_axis, dialect_.km, 0.0);
   errors.real("minHorizontalUncertainty", origin.minor_axis, dialect_.km, 0.0);
-  errors.real("azimuthMaxHorizontalUncertainty", origin.ellipse_strike);
+  errors.azimuth("azimuthMaxHorizontalUncertainty", origin.ellipse_strike);
   errors.real("confidenceLevel", origin.confidence, 0.01, 0.0, 1.0);
-  const XmlElement *given = uncertainty->find("confidenceEllipsoid");
+  origin.ellipse_computed = uncertainty->attribute(kEllipseField) == "computed";
+  fill_covariance(*uncertainty, origin, problem);
+  const bool ellipse =
+      origin.major_axis >= 0.0 || ellipse_of(origin.covariance, kOneSigma).major >= 0.0;
+  if (ellipse && origin.horizontal_error >= 0.0) {
+    left_out_.add("origin/originUncertainty/horizontalUncertainty beside an ellipse");
+  }
+}
+
+void EventElements::fill_covariance(const XmlElement &uncertainty, Origin &origin,
+                                    std::string &problem) {
+  const ElementValues errors(uncertainty, problem, left_out_);
+  const XmlElement *given = uncertainty.find("confidenceEllipsoid");
   if (errors.covariance(origin.covariance) || given == nullptr) return;
-  const ElementValues axes(*given, problem);
+  const ElementValues axes(*given, problem, left_out_);
   Ellipsoid ellipsoid;
   constexpr double kMetre = 1e-3;  // in both dialects
   axes.real("semiMajorAxisLength", ellipsoid.major, kMetre, 0.0);
@@ -396,7 +416,7 @@ void EventElements::fill_errors(const XmlElement &element, Origin &origin,
 }
 
 void EventElements::fill_mechanism(const XmlElement &element, EventParts &parts) {
-  const ElementValues values(element, parts.problem);
+  const ElementValues values(element, parts.problem, left_out_);
   MechanismPart part;
   MomentTensor &tensor = part.tensor;
   part.id = tensor.id = values.id();
@@ -413,6 +433,10 @@ void EventElements::fill_mechanism(const XmlElement &element, EventParts &parts)
     values.real(path + "/dip/value", angles[1]);
     values.real(path + "/rake/value", angles[2]);
   };
+  const XmlElement *planes = element.find("nodalPlanes");
+  if (planes != nullptr && !planes->attribute("preferredPlane").empty()) {
+    left_out_.add("focalMechanism/nodalPlanes@preferredPlane");
+  }
   plane("nodalPlanes/nodalPlane1", tensor.plane1);
   plane("nodalPlanes/nodalPlane2", tensor.plane2);
   static constexpr std::array<const char *, 3> kAxes{"tAxis", "nAxis", "pAxis"};
@@ -434,7 +458,7 @@ void EventElements::fill_mechanism(const XmlElement &element, EventParts &parts)
 void EventElements::fill_tensor(const XmlElement &element, MechanismPart &part,
                                 std::string &problem) {
   constexpr double kPercent = 100.0;
-  const ElementValues values(element, problem);
+  const ElementValues values(element, problem, left_out_);
   MomentTensor &tensor = part.tensor;
   if (!values.id().empty()) tensor.id = values.id();
   if (tensor.author.empty()) tensor.author = values.author();
@@ -454,7 +478,7 @@ void EventElements::fill_tensor(const XmlElement &element, MechanismPart &part,
   values.comments(tensor.comments);
   /* Stations may have several kinds of waves; components are of one. */
   element.each("dataUsed", [&](const XmlElement &data) {
-    const ElementValues used(data, problem);
+    const ElementValues used(data, problem, left_out_);
     std::int64_t stations = -1, components = -1;
     used.count("stationCount", stations);
     used.count("componentCount", components);

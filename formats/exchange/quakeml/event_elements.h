@@ -38,6 +38,8 @@ class EventElements {
   void fill_mechanism(const XmlElement &element, EventParts &parts);
   void fill_origin(const XmlElement &element, OriginPart &part, EventParts &parts);
   void fill_errors(const XmlElement &element, Origin &origin, std::string &problem);
+  void fill_covariance(const XmlElement &uncertainty, Origin &origin,
+                       std::string &problem);
   void fill_arrival(const XmlElement &element, OriginPart &part, std::string &problem);
   void fill_tensor(const XmlElement &element, MechanismPart &part,
                    std::string &problem);

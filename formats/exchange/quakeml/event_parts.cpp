@@ -150,8 +150,9 @@ class Assembly {
       std::size_t origin = owner(part.origin);
       const auto contribution = parts_.contributions.find(magnitude.id);
       if (!magnitude.id.empty() && contribution != parts_.contributions.end()) {
-        const RecordPlace into = this->magnitude(contribution->second);
+        const RecordPlace into = this->magnitude(contribution->second.magnitude);
         if (into.origin != kNowhere) {
+          if (!contribution->second.counts) magnitude.used = 'n';
           origin = into.origin;
           magnitude.magnitude = static_cast<std::int64_t>(into.index);
           const Magnitude &network = event_.origins[origin].magnitudes[into.index];

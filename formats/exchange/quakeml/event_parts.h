@@ -43,6 +43,12 @@ struct MechanismPart {
   std::string triggering, derived, magnitude;
 };
 
+/* What a magnitude of a station is for a magnitude. */
+struct Contribution {
+  std::string magnitude;
+  bool counts = true;
+};
+
 struct EventParts {
   Event event;  // without the lists
   std::string preferred_origin, preferred_magnitude, preferred_mechanism;
@@ -55,8 +61,8 @@ struct EventParts {
   std::vector<StationMagnitudePart> station_magnitudes;
   std::vector<AmplitudePart> amplitudes;
   std::vector<MechanismPart> mechanisms;
-  /* The magnitude that a magnitude of a station went into, by ids. */
-  std::unordered_map<std::string, std::string> contributions;
+  /* By the ids of the magnitudes of stations. */
+  std::unordered_map<std::string, Contribution> contributions;
   std::size_t records = 0;
 
   double updated = 0.0;  // the latest time that a part was made

@@ -23,6 +23,8 @@ inline constexpr const char *kMagtypeField = "netmag.magtype";
 inline constexpr const char *kAlgorithmField = "origin.algorithm";
 /* Of originUncertainty: sxx, syy, szz, stt, sxy, sxz, syz, stx, sty, stz. */
 inline constexpr const char *kCovarianceField = "origerr.covariance";
+/* Of originUncertainty: "computed" when the ellipse comes from the covariance. */
+inline constexpr const char *kEllipseField = "origerr.ellipse";
 /* Of arrival: the fields of assoc. */
 inline constexpr const char *kBeliefField = "assoc.belief";
 inline constexpr const char *kSeazField = "assoc.seaz";
@@ -36,7 +38,9 @@ inline constexpr const char *kEmaField = "arrival.ema";
 inline constexpr const char *kRectField = "arrival.rect";
 inline constexpr const char *kPerField = "arrival.per";
 inline constexpr const char *kSnrField = "arrival.snr";
-/* Of stationMagnitude: its phase, and the id of a pick without an amplitude. */
+/* Of stationMagnitude: its phase, the id of a pick without an amplitude, and whether it
+ * counts where no contribution says so. */
+inline constexpr const char *kMagdefField = "stamag.magdef";
 inline constexpr const char *kStamagPhaseField = "stamag.phase";
 inline constexpr const char *kStamagPickField = "stamag.arid";
 /* Of focalMechanism. */
@@ -46,13 +50,14 @@ inline constexpr const char *kMtAlgorithmField = "mt.algorithm";
 inline constexpr const char *kCentroidField = "mt.centroid";
 
 inline bool is_field_attribute(std::string_view name) {
-  constexpr std::array<std::string_view, 23> kFields{
+  constexpr std::array<std::string_view, 25> kFields{
       kEtypeField,      kDtypeField,   kAlgorithmField,   kCovarianceField,
       kBeliefField,     kSeazField,    kEmaresField,      kTimedefField,
       kAzdefField,      kSlodefField,  kVmodelField,      kEmaField,
       kRectField,       kPerField,     kSnrField,         kStamagPhaseField,
       kStamagPickField, kMwField,      kMtAlgorithmField, kCentroidField,
-      kNassField,       kMagtypeField, kFurtherIdsField};
+      kNassField,       kMagtypeField, kFurtherIdsField,  kEllipseField,
+      kMagdefField};
   return std::find(kFields.begin(), kFields.end(), name) != kFields.end();
 }
 

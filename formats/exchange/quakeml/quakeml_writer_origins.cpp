@@ -77,6 +77,7 @@ void QuakeMlWriter::put_uncertainty(const Origin &origin) {
   }
   xml_.open("originUncertainty");
   put_field(kCovarianceField, covariance);
+  if (ellipse && origin.ellipse_computed) put_field(kEllipseField, "computed");
   xml_.given("horizontalUncertainty", positive(origin.horizontal_error, kMetres));
   if (ellipse) {
     xml_.given("minHorizontalUncertainty", positive(origin.minor_axis, kMetres));

@@ -76,6 +76,7 @@ void QuakeMlWriter::put_magnitude(const Origin &origin, std::size_t origin_index
     }
     xml_.open("stationMagnitudeContribution");
     xml_.element("stationMagnitudeID", station_magnitude_id(origin_index, i));
+    if (origin.station_magnitudes[i].used == 'n') xml_.element("weight", "0");
     xml_.close();
   }
   put_comments(magnitude.comments);
@@ -96,6 +97,12 @@ void QuakeMlWriter::put_station_magnitude(const Event &event, std::size_t origin
       !pick.empty() &&
       event.picks[static_cast<std::size_t>(magnitude.pick)].amplitude >= 0.0;
   if (!measured) put_field(kStamagPickField, pick);
+  const char implied = magnitude.magnitude < 0 ? '\0'
+                       : magnitude.used == 'n' ? 'n'
+                                               : 'd';
+  if (magnitude.used != 0 && magnitude.used != implied) {
+    put_field(kMagdefField, std::string(1, magnitude.used));
+  }
   xml_.element("originID", origin_ids_[origin_index]);
   put_quantity("mag", number_text(magnitude.value), positive(magnitude.error));
   xml_.given("type", bounded(magnitude.type, 32));

@@ -138,6 +138,7 @@ Event full_bulletin(const std::string &id) {
     magnitude.value = 7.0 + 0.125 * static_cast<double>(i);
     magnitude.error = 0.25;
   }
+  origin.station_magnitudes[1].used = 'n';
   MomentTensor tensor;
   tensor.id = id + "t1";
   tensor.author = "us";
@@ -207,6 +208,44 @@ INSTANTIATE_TEST_SUITE_P(Schemas, QuakeMlRoundTrip, testing::Values("css3.0", "k
                                                   ? "Strict"
                                                   : "Wide");
                          });
+
+/* Rows say which station magnitudes count and which ellipses were computed; the text has
+ * both, and the ellipses with all their axes. */
+TEST(QuakeMlExport, HasUnusedStationMagnitudesAndComputedEllipses) {
+  const tools::ScratchFolder folder;
+  const auto count = [](const std::string &text, const std::string &part) {
+    int found = 0;
+    for (std::size_t at = text.find(part); at != text.npos;
+         at = text.find(part, at + 1)) {
+      found++;
+    }
+    return found;
+  };
+  import_records(folder / "a", "kbcore", {full_bulletin("id-")});
+  EXPECT_THAT(
+      rows_of(folder / "a", "stamag", ids_and()),
+      testing::UnorderedElementsAre(HasSubstr("magdef=d "), HasSubstr("magdef=n "),
+                                    HasSubstr("magdef=- ")));
+  const std::string text = export_text(folder / "a", "quakeml").text;
+  EXPECT_EQ(count(text, "<weight>0</weight>"), 1);
+  EXPECT_EQ(count(text, "ks:origerr.ellipse=\"computed\""), 1);
+  EXPECT_EQ(count(text, "<minHorizontalUncertainty>"), 2);
+  EXPECT_EQ(count(text, "<horizontalUncertainty>"), 0);
+  const std::string lines = export_text(folder / "a", "jsonl").text;
+  EXPECT_EQ(count(lines, "\"sminax\":"), 2);
+  EXPECT_EQ(count(lines, "\"sminax\":null"), 0);
+  /* A table without magdef: the import says so. */
+  ASSERT_EQ(dbcreate((folder / "b").c_str(), "css3.0"), 0);
+  Gathering events;
+  ASSERT_TRUE(events.add(full_bulletin("id-")));
+  const auto store = db::open_store(folder / "b", "r+", 1 << 24);
+  ImportCounts counts;
+  ASSERT_EQ(import_events(*store, events, {}, {}, counts), Imported::kYes);
+  EXPECT_THAT(counts.without_place.list(),
+              testing::Contains(testing::Field(
+                  &Unplaced::name,
+                  "station magnitudes of weight 0, which stamag cannot mark")));
+}
 
 TEST(QuakeMlExport, GivesTheShippedDatabasesBack) {
   for (const std::string name : {"aug2015", "ueb/ueb_test", "ridge"}) {

@@ -215,6 +215,106 @@ TEST(QuakemlReader, RefusesAnEventAloneAndNamesTheValue) {
   EXPECT_EQ(reading.events.size(), 1U);
 }
 
+std::string with_origin(const std::string &id, const std::string &origin,
+                        const std::string &rest = "") {
+  return "<event publicID=\"" + id + "\"><origin publicID=\"" + id + "o\">" + origin +
+         "</origin>" + rest + "</event>\n";
+}
+
+const std::string kTimeAndPlace =
+    "<time><value>2016-11-13T11:02:56Z</value></time><latitude><value>-42.7</value>"
+    "</latitude><longitude><value>173</value></longitude>";
+
+/* Programs write -1 and NaN for errors that they do not know. */
+TEST(QuakemlReader, ErrorsBeyondTheirRangeCostThemselvesAlone) {
+  const Reading reading = read_text(quakeml(
+      with_origin("a",
+                  kTimeAndPlace +
+                      "<depth><value>10000</value><uncertainty>-1</uncertainty></depth>"
+                      "<quality><azimuthalGap>-1</azimuthalGap><usedPhaseCount>-1"
+                      "</usedPhaseCount><standardError>NaN</standardError></quality>",
+                  "<magnitude publicID=\"m\"><mag><value>5</value><uncertainty>-1"
+                  "</uncertainty></mag></magnitude>") +
+      with_origin("b", kTimeAndPlace + "<depth><value>NaN</value></depth>") +
+      with_origin("c", kTimeAndPlace + "<depth><value>-200000</value></depth>") +
+      with_origin("d", kOrigin,
+                  "<magnitude publicID=\"m\"><mag><value>NaN</value></mag>"
+                  "</magnitude>")));
+  ASSERT_EQ(reading.events.size(), 2U);
+  const Origin &origin = reading.events[0].origins[0];
+  EXPECT_EQ(origin.depth, 10.0);
+  EXPECT_EQ(origin.depth_error, -1.0);
+  EXPECT_EQ(origin.gap, -1.0);
+  EXPECT_EQ(origin.phases, -1);
+  EXPECT_EQ(origin.rms, -1.0);
+  EXPECT_EQ(origin.magnitudes.at(0).error, -1.0);
+  EXPECT_EQ(reading.events[1].origins[0].depth, -999.0);
+  EXPECT_THAT(reading.refused, ElementsAre(HasSubstr("origin/depth/value is '-200000'"),
+                                           HasSubstr("magnitude/mag/value is 'NaN'")));
+  for (const char *name : {"origin/depth/uncertainty beyond its range",
+                           "origin/quality/azimuthalGap beyond its range",
+                           "origin/quality/usedPhaseCount beyond its range",
+                           "origin/quality/standardError beyond its range",
+                           "magnitude/mag/uncertainty beyond its range"}) {
+    EXPECT_TRUE(reading.lacks_place(name)) << name;
+  }
+}
+
+TEST(QuakemlReader, TurnsAzimuthsAndCountsWhatNoRowHolds) {
+  const Reading reading = read_text(quakeml(with_origin(
+      "a",
+      kOrigin +
+          "<originUncertainty><horizontalUncertainty>5000</horizontalUncertainty>"
+          "<maxHorizontalUncertainty>6000</maxHorizontalUncertainty>"
+          "<azimuthMaxHorizontalUncertainty>-10</azimuthMaxHorizontalUncertainty>"
+          "</originUncertainty><arrival><pickID>p</pickID><phase>P</phase><azimuth>-1"
+          "</azimuth></arrival>",
+      "<pick publicID=\"p\"><time><value>2016-11-13T11:03:06Z</value></time>"
+      "<waveformID networkCode=\"NZ\" stationCode=\"KHZ\"/><backazimuth><value>-30"
+      "</value></backazimuth><evaluationMode>automatic</evaluationMode></pick>"
+      "<focalMechanism publicID=\"f\"><nodalPlanes preferredPlane=\"2\"><nodalPlane1>"
+      "<strike><value>226</value></strike></nodalPlane1></nodalPlanes>"
+      "</focalMechanism>")));
+  ASSERT_EQ(reading.events.size(), 1U);
+  const Event &event = reading.events[0];
+  EXPECT_EQ(event.picks.at(0).azimuth, 330.0);
+  EXPECT_EQ(event.origins[0].associations.at(0).esaz, 359.0);
+  EXPECT_EQ(event.origins[0].ellipse_strike, 350.0);
+  for (const char *name :
+       {"pick/evaluationMode automatic", "focalMechanism/nodalPlanes@preferredPlane",
+        "origin/originUncertainty/horizontalUncertainty beside an ellipse"}) {
+    EXPECT_TRUE(reading.lacks_place(name)) << name;
+  }
+}
+
+/* A magnitude of weight 0 was measured and not used. */
+TEST(QuakemlReader, TellsWhichStationMagnitudesCount) {
+  const auto read = [](const std::string &weight) {
+    return read_text(quakeml(with_origin(
+        "a", kOrigin,
+        "<stationMagnitude publicID=\"s\"><mag><value>5</value></mag><waveformID "
+        "networkCode=\"NZ\" stationCode=\"KHZ\"/></stationMagnitude><magnitude "
+        "publicID=\"m\"><mag><value>5</value></mag><stationMagnitudeContribution>"
+        "<stationMagnitudeID>s</stationMagnitudeID>" +
+            weight + "</stationMagnitudeContribution></magnitude>")));
+  };
+  const auto used = [](const Reading &reading) {
+    return reading.events.at(0).origins[0].station_magnitudes.at(0).used;
+  };
+  const std::string counted = "magnitude/stationMagnitudeContribution/weight";
+  for (const char *weight : {"0", "0.00", " 0e0 "}) {
+    const Reading reading = read("<weight>" + std::string(weight) + "</weight>");
+    EXPECT_EQ(used(reading), 'n') << weight;
+    EXPECT_FALSE(reading.lacks_place(counted)) << weight;
+  }
+  for (const char *weight : {"", "<weight>1.00</weight>"}) {
+    EXPECT_EQ(used(read(weight)), '\0') << weight;
+    EXPECT_FALSE(read(weight).lacks_place(counted)) << weight;
+  }
+  EXPECT_EQ(used(read("<weight>0.5</weight>")), '\0');
+  EXPECT_TRUE(read("<weight>0.5</weight>").lacks_place(counted));
+}
+
 TEST(QuakemlReader, TakesVariantsOfTheRoot) {
   const std::string inner = "<origin publicID=\"o\">" + kOrigin + "</origin></event>";
   const std::string event = "<event publicID=\"e\">" + inner;
