@@ -4,6 +4,7 @@
 #include "platform/db/access.h"
 #include "platform/stock/text.h"
 #include "tools/common/cells.h"
+#include "tools/common/messages.h"
 #include "tools/common/options.h"
 #include "tools/common/rows.h"
 #include "tools/ksdb/commands.h"
@@ -25,6 +26,7 @@ std::string changed_cell(const db::Stamp &stamp, bool raw) {
 int info(const InfoOptions &options) {
   const OpenDatabase database(options.database, "r");
   if (!database) return kFailure;
+  if (anything_registered()) print_register();  // news of an interrupted change
   const db::DatabaseStore *store = db::database_store(database.get());
   if (store == nullptr) return kFailure;
   const std::shared_ptr<const db::Schema> schema = store->schema();

@@ -4,6 +4,7 @@
 
 #include "platform/db/access.h"
 #include "platform/elog/elog.h"
+#include "tools/common/messages.h"
 #include "tools/common/unreadable.h"
 #include "tools/ksdb/commands.h"
 #include "tools/ksdb/print_view.h"
@@ -36,6 +37,7 @@ int print_rows(Dbptr table, const PrintOptions &options) {
 int list(const ListOptions &options) {
   const OpenDatabase database(options.print.database, "r");
   if (!database) return kFailure;
+  if (anything_registered()) print_register();  // news of an interrupted change
   const Dbptr view = open_tables(database, options.tables);
   if (view.table < 0) return kFailure;
   const bool whole = options.print.raw && options.print.fields.empty() &&

@@ -2,6 +2,7 @@
 #include <cstdio>
 #include <string>
 
+#include "tools/common/messages.h"
 #include "tools/common/options.h"
 #include "tools/ksdb/commands.h"
 #include "tools/ksdb/verify_database.h"
@@ -26,6 +27,7 @@ int verify(const VerifyOptions &options) {
   if (options.fix && !mend(options.database, mended)) return kFailure;
   const OpenDatabase database(options.database, "r");
   if (!database) return kFailure;
+  if (anything_registered()) print_register();  // news of an interrupted change
   Problems problems(options.limit);
   std::size_t tables = 0;
   const bool readable = verify_database(database, options.quiet, problems, &tables);

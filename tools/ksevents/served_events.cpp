@@ -8,6 +8,7 @@
 #include "platform/db/access.h"
 #include "platform/db/columns.h"
 #include "platform/elog/elog.h"
+#include "platform/stock/owners.h"
 #include "platform/stock/shared_work.h"
 #include "tools/common/messages.h"
 #include "tools/common/open_database.h"
@@ -111,6 +112,11 @@ long count_unreadable(const OpenDatabase &database, const NeededFields &needed) 
   return count;
 }
 
+std::vector<std::string> causes_registered() {
+  const MallocPtr<char> text(elog_string(0));
+  return register_causes(text == nullptr ? "" : text.get());
+}
+
 }  // namespace
 
 long unreadable_records(const std::string &database) {
@@ -127,11 +133,13 @@ ServedEvents::ServedEvents(const std::string &database, int max_events) {
   /* Try to open it here first: a server that cannot open its database prints messages
    * of its own. */
   if (!OpenDatabase(database, "r")) return;
-  /* Opening may have finished an interrupted import, which is news and not a
-   * failure. */
-  if (anything_registered()) print_register();
+  /* Opening may have finished an interrupted import, or found one that it may not finish,
+   * which is news and not a failure. */
+  const std::vector<std::string> news = causes_registered();
+  if (!news.empty()) print_register();
   name_ = database;
   server_ = std::make_unique<EVServer>(database, 0, max_events, -1);
+  if (!news.empty() && causes_registered() == news) elog_clear_register(0);
   if (anything_registered() && unreadable() > 0) {
     elog_clear_register(0);  // each such record has left a message
   }

@@ -84,7 +84,10 @@ void add_selection(CLI::App &command, Selection &selection) {
 ChannelSet::ChannelSet(const Selection &selection, const char *mode)
     : name_(selection.database), database_(selection.database, mode) {
   double tstart, tend;
-  if (!database_ || !window_of(selection, tstart, tend)) return;
+  if (!database_) return;
+  /* News of an interrupted change is not a failure. */
+  if (anything_registered()) print_register();
+  if (!window_of(selection, tstart, tend)) return;
   set_ = ksdsseis_open(database_.get(), selection.sta.c_str(), selection.chan.c_str(),
                        tstart, tend);
   if (set_ == nullptr || count() > 0) return;

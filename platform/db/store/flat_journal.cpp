@@ -34,6 +34,14 @@ std::int64_t size_of(const FileHandle &file) {
   return ::fstat(file.get(), &status) == 0 ? status.st_size : -1;
 }
 
+/* Whether a process holds the lock of the file, or that cannot be known. */
+bool is_locked(const FileHandle &file) {
+  struct flock lock = {};
+  lock.l_type = F_WRLCK;
+  lock.l_whence = SEEK_SET;
+  return ::fcntl(file.get(), F_OFD_GETLK, &lock) != 0 || lock.l_type != F_UNLCK;
+}
+
 /* The rows of a kReplace chunk. */
 struct ReplacedRow {
   std::int64_t at;
@@ -306,6 +314,23 @@ bool FlatJournal::read_chunks(const Head &head) {
   return true;
 }
 
+/* The order matters: a process that ends its step while this one looks has removed the
+ * journal before it gives up the lock. */
+void FlatJournal::tell_unfinished(const std::string &path) {
+  file_ = open_file(path, O_RDONLY);
+  Head head = {};
+  if (!file_ || !read_whole(file_.get(), &head, sizeof head, 0) ||
+      std::memcmp(head.magic, kMagic, sizeof kMagic) != 0 ||
+      (head.state != kCommitted && head.state != kUndo) || is_locked(file_) ||
+      !at_path()) {
+    return;
+  }
+  elog_log(0,
+           "dbopen: %s: an interrupted change is not finished; open the database with "
+           "permission to write.\n",
+           places_.name.c_str());
+}
+
 FlatJournal::Settled FlatJournal::settle(const FlatPlaces &places,
                                          FileLock::Wait wait) {
   for (;;) {
@@ -315,8 +340,8 @@ FlatJournal::Settled FlatJournal::settle(const FlatPlaces &places,
     journal.file_ = open_file(path, O_RDWR);
     if (!journal.file_) {
       if (errno == ENOENT) return Settled::kNone;
-      /* The journal of another user, whose process may be at work. */
       if (wait == FileLock::Wait::kNever && (errno == EACCES || errno == EROFS)) {
+        journal.tell_unfinished(path);
         return Settled::kBusy;
       }
       journal.fail(1, "Cannot open the journal that an interrupted import left");

@@ -405,6 +405,49 @@ TEST_F(FlatTransactions, ADamagedOrForeignJournalChangesNothing) {
   EXPECT_EQ(file_text(name_ + ".journal"), foreign);
 }
 
+/* A user who may not write: the permissions of files do not stop root. */
+FileCalls calls_of_a_reader() {
+  FileCalls calls = system_file_calls();
+  calls.open = [](const char *path, int flags, mode_t mode) {
+    if ((flags & O_ACCMODE) == O_RDONLY) return ::open(path, flags, mode);
+    errno = EACCES;
+    return -1;
+  };
+  return calls;
+}
+
+TEST_F(FlatTransactions, AReaderIsToldOfAStepThatItMayNotFinish) {
+  const ScopedFileCalls scope(calls_of_a_reader());
+  int told = 0;
+  for (int kill_at = 0;; kill_at++) {
+    reset();
+    strike = {-1, kill_at, 0};
+    if (!dies(name_)) break;
+    const std::string journal = file_text(name_ + ".journal");
+    elog_clear_register(0);
+    EXPECT_NE(open("r"), nullptr);
+    const bool partly_made = journal.size() > 8 && journal[8] == 'C';
+    EXPECT_EQ(messages(), partly_made
+                              ? "dbopen: " + name_ +
+                                    ": an interrupted change is not finished; open the "
+                                    "database with permission to write.\n"
+                              : "")
+        << "write " << kill_at;
+    EXPECT_EQ(file_text(name_ + ".journal"), journal);
+    told += partly_made ? 1 : 0;
+    ASSERT_LT(kill_at, 100);
+    if (!partly_made) continue;
+
+    /* The same journal in the hands of a living process. */
+    const FileHandle owner(::open((name_ + ".journal").c_str(), O_RDWR));
+    const FileLock lock(owner.get());
+    elog_clear_register(0);
+    EXPECT_NE(open("r"), nullptr);
+    EXPECT_EQ(messages(), "") << "write " << kill_at;
+  }
+  EXPECT_GT(told, 2);
+}
+
 TEST_F(FlatTransactions, AnotherProgramsAppendBehindADeadOneIsKept) {
   int kill_at = 0;
   for (;; kill_at++) {

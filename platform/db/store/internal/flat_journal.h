@@ -98,8 +98,9 @@ class FlatJournal {
 
   /* Finishes or removes the journal that a dead process left.
    *   kNone     there is none, or none any more
-   *   kBusy     a living process owns it, or another user whose journals this one may
-   *             not write (only when `wait` is kNever)
+   *   kBusy     a living process owns it, or (only when `wait` is kNever) this process
+   *             may not write it: with a message of dbopen when a dead process has left it
+   *             with changes that are only partly made
    *   kFailed   it cannot be applied; with a message.  It stays for the next attempt. */
   enum class Settled { kNone, kBusy, kFailed };
   static Settled settle(const FlatPlaces &places, FileLock::Wait wait);
@@ -135,6 +136,9 @@ class FlatJournal {
   /* Whether the journal's name means the open file; if not, errno is ENOENT when it means
    * another file or none, else the cause. */
   bool at_path() const;
+  /* Registers that a journal which may only be read waits to be finished or undone, unless
+   * a living process owns it. */
+  void tell_unfinished(const std::string &path);
   /* Reads a journal; false when its bytes are not those of a whole journal. */
   bool read_tables(Head &head);
   bool read_chunks(const Head &head);
