@@ -8,6 +8,7 @@
 #include "platform/db/access.h"
 #include "platform/elog/elog.h"
 #include "platform/elog/failure.h"
+#include "platform/stock/fspath.h"
 
 namespace ksutil::events {
 
@@ -21,9 +22,12 @@ class WatchedDatabase::Opened {
   Opened(const Opened &) = delete;
   Opened &operator=(const Opened &) = delete;
 
-  bool open(const std::string &name, const DatabaseOwner &owner, const char *who) {
+  /* path: that of the database `name` from the root, or the name itself. */
+  bool open(const std::string &name, const std::string &path,
+            const DatabaseOwner &owner, const char *who) {
+    path_ = absolute_path(path);
     /* Not shared: the program does not know when other threads use the handle. */
-    if (dbopen_noshare(name.c_str(), owner.mode, &db_) < 0) {
+    if (dbopen_noshare(path.c_str(), owner.mode, &db_) < 0) {
       db_ = dbinvalid();
       elog_log(0, "%s: %s(%s) error\n", who, owner.open_function, name.c_str());
       return false;
@@ -51,6 +55,7 @@ class WatchedDatabase::Opened {
     for (EVTable &table : tables_) *database.table(table.name) = std::move(table);
     database.db_ = std::exchange(db_, dbinvalid());
     database.name_ = std::move(name_);
+    database.path_ = std::move(path_);
     database.schema_name_ = std::move(schema_name_);
     database.binding_++;
   }
@@ -58,7 +63,7 @@ class WatchedDatabase::Opened {
  private:
   Dbptr db_ = dbinvalid();
   std::vector<EVTable> tables_;
-  std::string name_, schema_name_;
+  std::string name_, path_, schema_name_;
 };
 
 WatchedDatabase::WatchedDatabase(DatabaseOwner owner) : owner_(std::move(owner)) {}
@@ -70,14 +75,17 @@ WatchedDatabase::~WatchedDatabase() {
 
 bool WatchedDatabase::open(const std::string &name, const char *who) {
   Opened opened;
-  if (!opened.open(name, owner_, who)) return false;
+  if (!opened.open(name, name, owner_, who)) return false;
   opened.install(*this);
   return true;
 }
 
 bool WatchedDatabase::reopen(const char *who) {
   if (name_.empty()) return fail(who, "No database currently open");
-  return open(name_, who);
+  Opened opened;
+  if (!opened.open(name_, path_, owner_, who)) return false;
+  opened.install(*this);
+  return true;
 }
 
 void WatchedDatabase::close() {

@@ -2,6 +2,7 @@
  * the write, one too high reads a large database again and again. */
 #include <gtest/gtest.h>
 
+#include <filesystem>
 #include <fstream>
 #include <memory>
 
@@ -98,6 +99,20 @@ TEST_F(BindingTest, StartsAgainAfterResetAndCleared) {
   EXPECT_EQ(server->closeDb(), 0);
   EXPECT_EQ(server->closeDb(), -1);
   EXPECT_EQ(taken_messages(), "EVServer::closeDb: No database currently open.\n");
+}
+
+TEST_F(BindingTest, OfARelativeNameStaysWhenTheWorkingDirectoryChanges) {
+  namespace fs = std::filesystem;
+  const fs::path before = fs::current_path(), database = db.name();
+  fs::current_path(database.parent_path());
+  EVServer relative(database.filename(), 0, 0, -1);
+  fs::current_path("/");
+  EXPECT_EQ(relative.refreshEvents(1), 0);
+  EXPECT_EQ(relative.eventsNumber(), 1);
+  EXPECT_EQ(relative.reset(), 0) << taken_messages();
+  EXPECT_EQ(relative.refreshEvents(0), 0);
+  EXPECT_EQ(relative.eventsNumber(), 1);
+  fs::current_path(before);
 }
 
 TEST_F(BindingTest, MovesRowsThroughTheScratchRecord) {

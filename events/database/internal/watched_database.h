@@ -67,8 +67,8 @@ class WatchedDatabase {
   /* Opens the database `name` with all tables of the owner, and only then closes the
    * one that is open, if any.  Afterwards check() finds every table added. */
   bool open(const std::string &name, const char *who);
-  /* Opens the database of the same name anew, as after another program has replaced its
-   * files; also after close().  "<who>: No database currently open.\n" without a
+  /* Opens the same database anew, as after another program has replaced its files; also
+   * after close(), and after the program has changed its working directory.  "<who>: No database currently open.\n" without a
    * name. */
   bool reopen(const char *who);
   /* Closes the handle, if any: the table pointers become invalid, and the tables and
@@ -134,6 +134,7 @@ class WatchedDatabase {
   const DatabaseOwner owner_;
   FairLock lock_;
   std::string name_, schema_name_;
+  std::string path_;  // of the database from the root, for reopen()
   Dbptr db_ = dbinvalid();
   long binding_ = 0;
   EVVars vars_;
