@@ -624,6 +624,23 @@ def test_server_may_be_closed_under_its_users(ridge: pathlib.Path) -> None:
         assert all("closed" in text or "no open server" in text for text in failed)
 
 
+def test_changes_begin_while_the_list_is_replaced(shipped: pathlib.Path) -> None:
+    with ksutil.EventServer(shipped / "aug2015", interval=0) as server:
+        end = time.monotonic() + 1.5
+
+        def refresh() -> None:
+            while time.monotonic() < end:
+                server.refresh(force=True)
+
+        refresher = threading.Thread(target=refresh)
+        refresher.start()
+        while time.monotonic() < end:
+            server.changes(timeout=0).close()
+        refresher.join()
+        with server.changes(timeout=0) as changes:
+            assert list(changes) == []
+
+
 # --- writing ---
 
 

@@ -139,7 +139,8 @@ std::shared_ptr<ChangeQueue> EventListener::subscribe(std::size_t limit) {
   const std::lock_guard lock(mutex_);
   if (living_queues().empty()) {
     known_.clear();
-    for (const EVEvent &event : *list()) known_.push_back(event.evid);
+    const auto events = list();  // a refresh may replace the server's list meanwhile
+    for (const EVEvent &event : *events) known_.push_back(event.evid);
     std::sort(known_.begin(), known_.end());
   }
   queues_.push_back(queue);
