@@ -473,6 +473,8 @@ class Database:
 
     def __init__(self, path: str | os.PathLike[str], mode: str = "r") -> None:
         self._handle = _ksutil.Handle(os.fspath(path), mode)
+        if self._handle.news:
+            warnings.warn(self._handle.news, stacklevel=2)
 
     def __enter__(self) -> Database:
         return self

@@ -5,6 +5,7 @@ from __future__ import annotations
 import atexit
 import os
 import threading
+import warnings
 import weakref
 from collections.abc import Callable, Iterable, Iterator
 from types import TracebackType
@@ -172,6 +173,8 @@ class EventServer:
             queue=queue,
             preferred_magnitudes=_rules_text(preferred_magnitudes),
         )
+        if self._core.news:
+            warnings.warn(self._core.news, stacklevel=2)
 
     def __enter__(self) -> EventServer:
         return self

@@ -458,6 +458,15 @@ with ksutil.Database(sys.argv[1], "r+") as db:
     assert depths["orid"].tolist() == list(range(101, 121))
 
 
+def test_a_reader_is_warned_of_an_interrupted_change(database: pathlib.Path) -> None:
+    pathlib.Path(f"{database}.journal").write_text("notes")
+    with pytest.warns(UserWarning, match="not a journal of changes"):
+        with ksutil.Database(database) as db:
+            assert len(db["origin"]) == 104
+    with pytest.raises(ksutil.Error, match="not a journal of changes"):
+        ksutil.Database(database, "r+")
+
+
 def test_readers_do_not_write(database: pathlib.Path) -> None:
     with ksutil.Database(database) as db:
         with pytest.raises(ksutil.Error, match="reading"):

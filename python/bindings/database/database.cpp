@@ -24,6 +24,7 @@ std::shared_ptr<Handle> Handle::open(const std::string &name, const std::string 
   const Failure failure;
   failure.check(dbopen_noshare(name.c_str(), mode.c_str(), &handle->db_));
   handle->open_ = true;
+  handle->news_ = failure.text();
   return handle;
 }
 
@@ -216,6 +217,8 @@ void bind_database(py::module_ &m) {
       .def(py::init(&Handle::open), py::arg("path"), py::arg("mode"))
       .def_property_readonly("path", &Handle::name)
       .def_property_readonly("mode", &Handle::mode)
+      .def_property_readonly(
+          "news", [](const Handle &handle) { return decoded(handle.news()); })
       .def_property_readonly("closed", &Handle::closed)
       .def_property_readonly("schema", &schema_name)
       .def_property_readonly("store", &store_description)

@@ -42,6 +42,9 @@ class Handle {
 
   const std::string &name() const { return name_; }
   const std::string &mode() const { return mode_; }
+  /* Messages of an opening that succeeded, such as of an interrupted change; "" when there
+   * are none. */
+  const std::string &news() const { return news_; }
 
   /* Closes it; a second call does nothing.  Needs the GIL, and gives it up meanwhile. */
   void close();
@@ -76,6 +79,7 @@ class Handle {
   void free_retired();
 
   const std::string name_, mode_;
+  std::string news_;  // set before another thread has the handle
   std::mutex mutex_;  // guards db_, seen_ and last_seen_, and all calls with them
   Dbptr db_ = dbinvalid();
   std::unordered_map<long, SeenTables> seen_;

@@ -23,12 +23,13 @@ Living &living() {
 }
 
 /* Says with the library's message why a database cannot be opened; the server itself
- * would print the message. */
-void require_database(const std::string &name) {
+ * would print the message.  The result is the messages of an opening that succeeded. */
+std::string require_database(const std::string &name) {
   const Failure failure;
   Dbptr db = dbinvalid();
   failure.check(dbopen(name.c_str(), "r+", &db));
   dbclose(db);
+  return failure.text();
 }
 
 }  // namespace
@@ -74,7 +75,7 @@ std::shared_ptr<ServerCore> ServerCore::open(const ServerSettings &settings) {
 }
 
 ServerCore::ServerCore(const ServerSettings &settings) : settings_(settings) {
-  require_database(settings.database);
+  news_ = require_database(settings.database);
   const Failure failure;
   layouts_ = RowLayouts::of_database(settings.database);
   try {

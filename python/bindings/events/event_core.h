@@ -64,6 +64,8 @@ class ServerCore : public Closable {
   bool closed() const;
 
   const std::string &database() const { return settings_.database; }
+  /* Messages of an opening that succeeded, such as of an interrupted change. */
+  const std::string &news() const { return news_; }
   const ServerSettings &settings() const { return settings_; }
   const std::shared_ptr<EventListener> &listener() const { return listener_; }
   const std::shared_ptr<const RowLayouts> &layouts() const { return layouts_; }
@@ -85,6 +87,7 @@ class ServerCore : public Closable {
 
   const ServerSettings settings_;
   const long generation_ = fork_generation();
+  std::string news_;
   std::shared_ptr<const RowLayouts> layouts_;
   std::unique_ptr<EVServer> server_;
   std::shared_ptr<EventListener> listener_;

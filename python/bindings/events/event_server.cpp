@@ -9,6 +9,7 @@
 #include "bindings/events/event_list.h"
 #include "bindings/events/event_records.h"
 #include "bindings/interpreter/arguments.h"
+#include "bindings/interpreter/arrays.h"
 #include "bindings/interpreter/calls.h"
 #include "bindings/interpreter/failure.h"
 #include "bindings/interpreter/locks.h"
@@ -367,6 +368,8 @@ void bind_event_server(py::module_ &m) {
            py::arg("interval"), py::arg("max_events"), py::arg("max_expanded"),
            py::arg("detections"), py::arg("until_now"), py::arg("queue"),
            py::arg("preferred_magnitudes"))
+      .def_property_readonly(
+          "news", [](const ServerHandle &self) { return decoded(self.core->news()); })
       .def("close", &ServerHandle::close)
       .def_property_readonly(
           "closed", [](const ServerHandle &self) { return self.core->closed(); })
