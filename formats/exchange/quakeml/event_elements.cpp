@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <utility>
 
 #include "formats/exchange/error_ellipse.h"
 #include "formats/exchange/quakeml/field_attributes.h"
@@ -228,7 +229,7 @@ bool EventElements::take_magnitude(EventParts &parts, const std::string &origin)
   if (lost > 0) left_out_.add("a further contribution of a station magnitude", lost);
   const ElementValues values(element, parts.problem, left_out_);
   const std::string value = dialect_.magnitude;
-  MagnitudePart &part = parts.magnitudes.emplace_back();
+  MagnitudePart part;
   Magnitude &magnitude = part.magnitude;
   part.origin = values.text("originID");
   if (part.origin.empty()) part.origin = origin;
@@ -244,6 +245,11 @@ bool EventElements::take_magnitude(EventParts &parts, const std::string &origin)
   values.count("stationCount", magnitude.stations);
   values.comments(magnitude.comments);
   finish(element);
+  if (magnitude.value == -999.0) {
+    left_out_.add("a magnitude without a value");
+  } else {
+    parts.magnitudes.push_back(std::move(part));
+  }
   return true;
 }
 

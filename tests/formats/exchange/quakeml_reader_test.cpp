@@ -235,7 +235,8 @@ TEST(QuakemlReader, ErrorsBeyondTheirRangeCostThemselvesAlone) {
                       "</usedPhaseCount><standardError>NaN</standardError></quality>",
                   "<magnitude publicID=\"m\"><mag><value>5</value><uncertainty>-1"
                   "</uncertainty></mag></magnitude>") +
-      with_origin("b", kTimeAndPlace + "<depth><value>NaN</value></depth>") +
+      with_origin("b", kTimeAndPlace + "<depth><value>NaN</value></depth>",
+                  "<magnitude publicID=\"m\"><mag><value></value></mag></magnitude>") +
       with_origin("c", kTimeAndPlace + "<depth><value>-200000</value></depth>") +
       with_origin("d", kOrigin,
                   "<magnitude publicID=\"m\"><mag><value>NaN</value></mag>"
@@ -249,13 +250,15 @@ TEST(QuakemlReader, ErrorsBeyondTheirRangeCostThemselvesAlone) {
   EXPECT_EQ(origin.rms, -1.0);
   EXPECT_EQ(origin.magnitudes.at(0).error, -1.0);
   EXPECT_EQ(reading.events[1].origins[0].depth, -999.0);
+  EXPECT_TRUE(reading.events[1].origins[0].magnitudes.empty());
   EXPECT_THAT(reading.refused, ElementsAre(HasSubstr("origin/depth/value is '-200000'"),
                                            HasSubstr("magnitude/mag/value is 'NaN'")));
-  for (const char *name : {"origin/depth/uncertainty beyond its range",
-                           "origin/quality/azimuthalGap beyond its range",
-                           "origin/quality/usedPhaseCount beyond its range",
-                           "origin/quality/standardError beyond its range",
-                           "magnitude/mag/uncertainty beyond its range"}) {
+  for (const char *name :
+       {"origin/depth/uncertainty beyond its range",
+        "origin/quality/azimuthalGap beyond its range",
+        "origin/quality/usedPhaseCount beyond its range",
+        "origin/quality/standardError beyond its range",
+        "magnitude/mag/uncertainty beyond its range", "a magnitude without a value"}) {
     EXPECT_TRUE(reading.lacks_place(name)) << name;
   }
 }
