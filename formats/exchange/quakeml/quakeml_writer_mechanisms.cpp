@@ -50,6 +50,8 @@ void QuakeMlWriter::put_mechanism(const Event &event, std::size_t origin_index,
       put_centroid(tensor, derived);
     }
   }
+  left_out_.add_if(!has_centroid(tensor) && tensor.lat != kNone && tensor.lon != kNone,
+                   "centroids without a time");
   const bool tensor_given = is_given(tensor);
   xml_.open("focalMechanism");
   xml_.attribute("publicID", mechanism_id(tensor, id));

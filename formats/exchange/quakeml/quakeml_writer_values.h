@@ -32,7 +32,8 @@ inline bool has_tensor(const MomentTensor &tensor) {
 }
 
 inline bool has_centroid(const MomentTensor &tensor) {
-  return is_writable_time(tensor.time) && tensor.lat != kNone && tensor.lon != kNone;
+  return tensor.time != kNoTime && is_writable_time(tensor.time) &&
+         tensor.lat != kNone && tensor.lon != kNone;
 }
 
 /* Whether there is more than planes and axes: an element momentTensor. */

@@ -247,6 +247,21 @@ TEST(QuakeMlExport, HasUnusedStationMagnitudesAndComputedEllipses) {
                   "station magnitudes of weight 0, which stamag cannot mark")));
 }
 
+/* An origin without a time would refuse the whole event when the text is read. */
+TEST(QuakeMlExport, LeavesOutCentroidsWithoutATime) {
+  const tools::ScratchFolder folder;
+  Event event = full_bulletin("id-");
+  event.origins[1].tensors[0].time = kNoTime;
+  import_records(folder / "a", "css3.0", {event});
+  const Exported exported = export_text(folder / "a", "quakeml");
+  EXPECT_EQ(exported.text.find("mt.centroid"), std::string::npos);
+  EXPECT_THAT(exported.without_place,
+              testing::ElementsAre(
+                  testing::Field(&Unplaced::name, "centroids without a time")));
+  import_text(folder / "b", "css3.0", exported.text);
+  EXPECT_EQ(export_text(folder / "b", "quakeml").text, exported.text);
+}
+
 TEST(QuakeMlExport, GivesTheShippedDatabasesBack) {
   for (const std::string name : {"aug2015", "ueb/ueb_test", "ridge"}) {
     const tools::ScratchFolder folder;
