@@ -63,7 +63,8 @@ extern "C" {
 /* Opens a database.  mode "r" or "r+"; 0, or -1 with *db invalid.  A database needs its
  * descriptor file or at least one table file.  dbopen_noshare gives a handle with caches
  * of its own; dbopen may share one that this process has open under the same name and
- * mode (each must be closed). */
+ * mode (each must be closed).  A relative name is taken from the working directory of the
+ * moment, and the database stays that one when the program goes to another directory. */
 KSUTIL_API int dbopen(const char *name, const char *mode, Dbptr *db);
 KSUTIL_API int dbopen_noshare(const char *name, const char *mode, Dbptr *db);
 
