@@ -163,10 +163,10 @@ KSUTIL_API int ksdsseis_write_sac(ksdsseis *set, int channel, const char *dir,
  *                       dbinvalid(): no rows
  * replace               as for ksdsseis_write_sac; with rows only 0
  * A file has all stretches of a channel and is named NET.STA.LOC.CHAN.YYYYDDD.hhmmss.mmm.mseed
- * by its first sample, with a shorter time as those of SAC.  Samples are counts (Steim 2, records of 512 bytes) in stretches of
- * whole numbers, else single-precision floats.  The rows are those that an import of the
- * files would make, and point to the files from the folder of wfdisc where they lie below
- * it.  Tables other than wfdisc and lastid stay as they are.
+ * by its first sample, with a shorter time as those of SAC.  Samples are counts (Steim 2,
+ * records of 512 bytes) in stretches of whole numbers, else single-precision floats.  The
+ * rows are those that an import of the files would make, and point to the files from the
+ * folder of wfdisc where they lie below it.  Tables other than wfdisc and lastid stay as they are.
  * The number of files, or -1.  Of several channels, one that fails does not keep the others
  * from being written, with their rows.  When the rows cannot be added there are none, and no
  * file of the call either. */

@@ -68,8 +68,8 @@ class WatchedDatabase {
    * one that is open, if any.  Afterwards check() finds every table added. */
   bool open(const std::string &name, const char *who);
   /* Opens the same database anew, as after another program has replaced its files; also
-   * after close(), and after the program has changed its working directory.  "<who>: No database currently open.\n" without a
-   * name. */
+   * after close(), and after the program has changed its working directory.
+   * "<who>: No database currently open.\n" without a name. */
   bool reopen(const char *who);
   /* Closes the handle, if any: the table pointers become invalid, and the tables and
    * indexes are forgotten.  The name stays, for reopen(). */
