@@ -402,6 +402,22 @@ TEST_F(RefreshTest, LosesNothingToATableThatCannotBeReadForNow) {
   EXPECT_EQ(event(1).origins.ptr(1)->magnitudes.size(), 1);
 }
 
+TEST_F(RefreshTest, KeepsItsListsWhileTheDatabaseIsGone) {
+  const std::filesystem::path folder = std::filesystem::path(db.name()).parent_path();
+  const std::filesystem::path moved = folder.string() + ".moved";
+  const Table<EVEvent> before = server->getEvents();
+  std::filesystem::rename(folder, moved);
+  taken_messages();
+  EXPECT_EQ(server->refreshEvents(0), -1);
+  EXPECT_NE(taken_messages().find(" is gone with its database.\n"), std::string::npos);
+  EXPECT_TRUE(same_lists(server->getEvents(), before));
+  EXPECT_EQ(server->detectionsNumber(), 1);
+  std::filesystem::rename(moved, folder);
+  EXPECT_EQ(server->refreshEvents(0), 0);
+  EXPECT_TRUE(same_lists(server->getEvents(), before));
+  EXPECT_EQ(taken_messages(), "");
+}
+
 /* The lists go away between the reading of what has changed and its publication. */
 TEST_F(RefreshTest, SurvivesListsThatAreFreedMeanwhile) {
   static std::promise<void> *reading = nullptr;

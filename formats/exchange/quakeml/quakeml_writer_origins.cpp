@@ -14,6 +14,19 @@ bool within(double value, double low, double high) {
   return value >= low && value <= high;
 }
 
+/* The depth in metres; "" for one that no origin can have. */
+std::string depth_text(const Origin &origin) {
+  return within(origin.depth, -100.0, 1000.0) ? scaled_text(origin.depth, kMetres) : "";
+}
+
+/* Whether there are errors, with their values, that a level of confidence speaks of. */
+bool shows_errors(const Origin &origin) {
+  return origin.rms >= 0.0 || origin.time_error >= 0.0 ||
+         (origin.depth_error >= 0.0 && !depth_text(origin).empty()) ||
+         origin.horizontal_error >= 0.0 || origin.major_axis >= 0.0 ||
+         origin.covariance.xx >= 0.0;
+}
+
 /* The ten numbers in the order of the fields of origerr; "" when none is given. */
 std::string covariance_text(const Covariance &c) {
   if (c.xx < 0.0 && c.yy < 0.0 && c.zz < 0.0 && c.tt < 0.0) return "";
@@ -47,8 +60,7 @@ void QuakeMlWriter::put_origin(const Event &event, std::size_t index) {
   put_quantity("time", utc_text(origin.time), positive(origin.time_error));
   put_quantity("longitude", number_text(origin.lon));
   put_quantity("latitude", number_text(origin.lat));
-  const std::string depth =
-      within(origin.depth, -100.0, 1000.0) ? scaled_text(origin.depth, kMetres) : "";
+  const std::string depth = depth_text(origin);
   put_quantity("depth", depth, positive(origin.depth_error, kMetres));
   left_out_.add_if(depth.empty() && origin.depth_error >= 0.0,
                    "errors without their values");
@@ -70,7 +82,8 @@ void QuakeMlWriter::put_origin(const Event &event, std::size_t index) {
 void QuakeMlWriter::put_uncertainty(const Origin &origin) {
   const bool ellipse = origin.major_axis >= 0.0 &&
                        (origin.minor_axis >= 0.0 || origin.ellipse_strike >= 0.0);
-  const bool leveled = origin.confidence > 0.0 && origin.confidence <= 1.0;
+  const bool leveled =
+      origin.confidence > 0.0 && origin.confidence <= 1.0 && shows_errors(origin);
   const std::string covariance = covariance_text(origin.covariance);
   if (!ellipse && origin.horizontal_error < 0.0 && !leveled && covariance.empty()) {
     return;

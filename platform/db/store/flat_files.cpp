@@ -141,7 +141,8 @@ std::unique_ptr<DatabaseStore> open_tables(const std::string &name, bool writabl
   auto schema = Schema::load(descriptor.schema);
   if (schema == nullptr) return fail("dbopen", "Cannot open %s", name.c_str());
   auto places = std::make_shared<const FlatPlaces>(
-      FlatPlaces{absolute_path(name), prefixes, descriptor.sync});
+      FlatPlaces{absolute_path(name), prefixes, descriptor.sync,
+                 descriptor.content != FlatDescriptor::Content::kMissing});
   /* A reader without permission to settle a transaction reads the files as they are. */
   if (FlatJournal::settle(*places, FileLock::Wait::kNever) ==
           FlatJournal::Settled::kFailed &&

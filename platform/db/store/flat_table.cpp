@@ -149,6 +149,15 @@ void FlatTable::set_absent() {
   set_layout(relation_, false);
 }
 
+/* Whether the table's file is missing as all of the database is, whose folder was moved or
+ * whose file system is gone. */
+bool FlatTable::database_has_gone() const {
+  const FlatPlaces &places = *settings_.places;
+  struct stat status;
+  return ::stat((places.described ? places.name : directory_).c_str(), &status) != 0 &&
+         (errno == ENOENT || errno == ENOTDIR);
+}
+
 /* The first of the paths at which a file exists; once found, a file stays the table's
  * as long as it exists. */
 bool FlatTable::find_path(struct stat &status, bool &exists) {
@@ -172,6 +181,9 @@ bool FlatTable::find_path(struct stat &status, bool &exists) {
   for (const std::string &path : paths_) {
     const bool good = try_path(path);
     if (!good || exists) return good;
+  }
+  if (file_.handle != nullptr && database_has_gone()) {
+    return fail("dbopen", "%s is gone with its database", file_.path.c_str());
   }
   if (file_.path != paths_.front()) set_path(paths_.front());
   return true;

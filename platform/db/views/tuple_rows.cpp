@@ -24,7 +24,7 @@ bool TupleRows::look(const char *who) {
   std::size_t bytes = 0;
   for (const Tuples::Part &part : tuples_.parts) {
     Part opened;
-    opened.rows = part.source->look(who);
+    opened.rows = tuples_.counted != nullptr ? tuples_.counted : part.source->look(who);
     if (opened.rows == nullptr) return false;
     opened.layout = part.source->bound_layout();
     bytes += static_cast<std::size_t>(opened.layout->relation().width) + 1;

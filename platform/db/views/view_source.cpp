@@ -1,5 +1,7 @@
 #include "platform/db/views/internal/view_source.h"
 
+#include <numeric>
+
 #include "platform/elog/failure.h"
 
 namespace ksutil::db {
@@ -66,15 +68,16 @@ const expr::Record *ViewSource::record(const char *who, long number) {
 }
 
 bool list_tuples(const char *who, Dbptr db, RecordSource &source, Tuples &tuples) {
-  long count = 0;
-  if (!source.count(who, count)) return false;
-  if (TableSource *const table = source.table()) {
-    tuples.parts = {{db.table, table}};
-    tuples.records.resize(static_cast<std::size_t>(count));
-    for (long i = 0; i < count; ++i) tuples.records[static_cast<std::size_t>(i)] = i;
-  } else {
+  TableSource *const table = source.table();
+  if (table == nullptr) {
     tuples = static_cast<ViewSource &>(source).tuples();
+    return true;
   }
+  tuples.counted = table->look(who);
+  if (tuples.counted == nullptr) return false;
+  tuples.parts = {{db.table, table}};
+  tuples.records.resize(static_cast<std::size_t>(tuples.counted->count()));
+  std::iota(tuples.records.begin(), tuples.records.end(), 0L);
   return true;
 }
 

@@ -350,6 +350,40 @@ TEST_F(FlatFiles, StayTheSameWhenTheWorkingDirectoryChanges) {
   EXPECT_EQ(table("lastid").snapshot()->count(), 4);
 }
 
+/* A table that is removed is empty; a database whose folder is moved, or whose file system
+ * is unmounted, must not look like one from which somebody has removed all rows. */
+TEST_F(FlatFiles, AreNotEmptyWhenTheirDatabaseHasGone) {
+  namespace fs = std::filesystem;
+  const fs::path folder = directory_ / "a", moved = directory_ / "b";
+  const std::string file = folder / "db.lastid";
+  for (const bool described : {false, true}) {
+    fs::create_directory(folder);
+    if (described) write_file(folder / "db", "schema css3.0\n");
+    write_file(file, many_rows(3));
+    const auto store = open_flat_files(folder / "db", "r+");
+    TableStore &lastid = *store->table("lastid");
+    Stamp stamp;
+    ASSERT_TRUE(lastid.stamp(stamp));
+    fs::rename(folder, moved);
+    messages();
+    EXPECT_FALSE(lastid.stamp(stamp));
+    EXPECT_EQ(messages(), "dbopen: " + file + " is gone with its database.\n");
+    EXPECT_EQ(lastid.snapshot(), nullptr);
+    if (described) {
+      fs::create_directory(folder);  // where a file system was mounted
+      EXPECT_FALSE(lastid.stamp(stamp));
+      fs::remove(folder);
+    }
+    fs::rename(moved, folder);
+    ASSERT_TRUE(lastid.stamp(stamp));
+    EXPECT_EQ(stamp.count, 3);
+    fs::remove(file);
+    ASSERT_TRUE(lastid.stamp(stamp));
+    EXPECT_EQ(stamp.count, 0);
+    fs::remove_all(folder);
+  }
+}
+
 /* The texts that somebody holds must survive whatever happens to table and store. */
 TEST_F(FlatFiles, RowTextsOutliveTheDatabase) {
   write_file(path("lastid"), many_rows(kManyRows));

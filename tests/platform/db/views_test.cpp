@@ -1,9 +1,12 @@
 /* Views answer what an analyst asks of a database: a join that loses a row is a station
  * missing from a bulletin, one that invents a row counts an amplitude twice. */
 #include <algorithm>
+#include <atomic>
 #include <cmath>
 #include <map>
 #include <random>
+#include <set>
+#include <thread>
 
 #include "platform/db/access.h"
 #include "platform/db/store/internal/flat_files.h"
@@ -296,6 +299,38 @@ TEST_F(Views, ReadValuesAsTheyAreNowAndLeaveOutWhatCannotBeRead) {
   EXPECT_EQ(unreadable(dbjoin(subset, db.at("event"), nullptr, nullptr)), 1);
   EXPECT_EQ(unreadable(dbsubset(db.at("origin"), "depth < 700")), 0)
       << "what the expression asks for can be read";
+}
+
+TEST_F(Views, TakeTheirRecordsFromOneStateOfATable) {
+  const std::string table = files.file("wfdisc");
+  std::ofstream(table + ".short") << RowMaker("wfdisc").set("wfid", 1L).text();
+  std::filesystem::copy_file(table, table + ".long");
+  std::atomic<bool> enough = false;
+  std::thread other([&] {
+    for (bool is_short = true; !enough; is_short = !is_short) {
+      std::filesystem::create_hard_link(table + (is_short ? ".short" : ".long"),
+                                        table + ".next");
+      std::filesystem::rename(table + ".next", table);
+      std::this_thread::yield();
+    }
+  });
+  const Dbptr wfdisc = dblookup(db, nullptr, "wfdisc", nullptr, nullptr);
+  messages();
+  std::string told;
+  std::set<long> seen;
+  for (int i = 0; i < 2000; ++i) {
+    const Dbptr all = dbsubset(wfdisc, "wfid > 0");
+    told += messages();
+    /* An exchange at each opening is told as such. */
+    if (all.table < 0) continue;
+    EXPECT_EQ(unreadable(all), 0);
+    seen.insert(count(all));
+    dbfree_view(all);
+  }
+  enough = true;
+  other.join();
+  EXPECT_THAT(told, testing::Not(testing::HasSubstr("left out")));
+  EXPECT_EQ(seen, std::set<long>({1, static_cast<long>(waveforms.size())}));
 }
 
 TEST_F(Views, RefuseWhatMakesNoSense) {

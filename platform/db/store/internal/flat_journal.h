@@ -41,6 +41,7 @@ struct FlatPlaces {
   std::string name;                   // path of the descriptor
   std::vector<std::string> prefixes;  // at least one
   bool sync = false;                  // synchronise each step with the disk
+  bool described = false;             // there was a descriptor at the opening
   std::string journal() const { return name + ".journal"; }
   std::string path_of(const std::string &table) const;
 };

@@ -53,6 +53,7 @@ class FlatTable final : public TableStore {
   enum class Looked { kSeen, kGone, kFailed };
   Looked look_through(const struct stat &at_path);
   bool find_path(struct stat &status, bool &exists);
+  bool database_has_gone() const;
   void set_absent();
   std::shared_ptr<const Snapshot> next_snapshot();
 

@@ -19,8 +19,9 @@ class TupleRows {
   /* The tuples outlive the object. */
   explicit TupleRows(const Tuples &tuples) : tuples_(tuples) {}
 
-  /* Looks at the tables of the tuples, before the first read; false with a message.  A row
-   * that another program has overwritten since may be shown as it is then. */
+  /* Looks at the tables of the tuples, before the first read, unless a look has counted
+   * them; false with a message.  A row that another program has overwritten since may be
+   * shown as it is then. */
   bool look(const char *who);
 
   const BoundLayout &layout(std::size_t part) const { return *parts_[part].layout; }

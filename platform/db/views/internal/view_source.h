@@ -24,6 +24,8 @@ struct Tuples {
   };
   std::vector<Part> parts;
   std::vector<long> records;
+  /* For the records of a table: the look at it that counted them. */
+  std::shared_ptr<const Snapshot> counted;
   long left_out = 0;  // records that could not be read when this list was made
 
   long count() const {
