@@ -9,6 +9,7 @@
 #include <fstream>
 #include <iterator>
 #include <mutex>
+#include <optional>
 #include <random>
 #include <set>
 #include <string>
@@ -19,6 +20,7 @@
 #include "events/evserver.h"
 #include "platform/clock/clock.h"
 #include "platform/db/store/internal/flat_files.h"
+#include "platform/stock/files.h"
 #include "tests/events/bare_server.h"
 #include "tests/events/event_database.h"
 #include "tests/events/meddler.h"
@@ -394,6 +396,75 @@ TEST(DatabaseCommands, PutrecordWritesWholeRowsOnly) {
             0);
   EXPECT_EQ(evid, 1);
   EXPECT_NEAR(lddate, now, 10.0);
+}
+
+/* How often files were opened for writing. */
+std::atomic<int> openings_to_write{0};
+
+int open_and_count(const char *path, int flags, mode_t mode) {
+  if ((flags & O_ACCMODE) == O_RDWR) openings_to_write++;
+  return ksutil::system_file_calls().open(path, flags, mode);
+}
+
+/* A program that holds the lock of a table, perhaps for long. */
+struct OtherWriter {
+  explicit OtherWriter(const std::string &path) : file(open_file(path, O_RDWR)) {
+    lock.emplace(file.get());
+    openings_to_write = 0;
+  }
+  /* Whether a write has found the lock taken and opened the file anew to wait for it. */
+  static bool is_in_the_way() {
+    return comes_true([] { return openings_to_write >= 2; });
+  }
+  FileHandle file;
+  std::optional<FileLock> lock;
+};
+
+TEST(DatabaseCommands, LetOthersReadWhileTheyWaitForAnotherWriter) {
+  EventDatabase database;
+  database.add_located_event(1, kEpoch);
+  EVServer server(database.name(), 0, 0, -1);
+  ASSERT_EQ(server.execDbnextid("orid"), 11);
+  const std::string row = row_text(database.row("event", 0));
+  FileCalls calls = system_file_calls();
+  calls.open = open_and_count;
+  const ScopedFileCalls scope(calls);
+  taken_messages();
+  long written = 0;
+  std::string messages;
+  const auto put = [&] {
+    written = server.dbputrecord("event", -1, 0, row);
+    messages = taken_messages();
+  };
+  {
+    OtherWriter other(database.file("event"));
+    std::thread thread(put);
+    EXPECT_TRUE(other.is_in_the_way());
+    EXPECT_EQ(server.refreshEvents(1), 0);
+    EXPECT_EQ(server.execDbsubset("event", "evid == 1").size(), 1);
+    other.lock.reset();
+    thread.join();
+    EXPECT_EQ(written, 1);
+    EXPECT_EQ(messages, "");
+  }
+  {
+    OtherWriter other(database.file("lastid"));
+    std::thread thread([&] { written = server.execDbnextid("orid"); });
+    EXPECT_TRUE(other.is_in_the_way());
+    EXPECT_EQ(server.execDbsubset("event", "evid == 1").size(), 2);
+    other.lock.reset();
+    thread.join();
+    EXPECT_EQ(written, 12);
+  }
+  OtherWriter other(database.file("event"));
+  std::thread thread(put);
+  EXPECT_TRUE(other.is_in_the_way());
+  server.closeDb();
+  other.lock.reset();
+  thread.join();
+  EXPECT_EQ(written, -1);
+  EXPECT_EQ(messages, "EVServer::dbputrecord: The database has been closed.\n");
+  EXPECT_EQ(database.count("event"), 2);
 }
 
 TEST(DatabaseCommands, MapStationCodesByTheTableElseByRule) {

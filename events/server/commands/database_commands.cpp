@@ -128,42 +128,46 @@ Table<EVTableRecord> exec_dbsubset(ServerState &state, const std::string &table,
 int64_t exec_dbputrecord(ServerState &state, const std::string &table, int64_t recno,
                          int64_t flags, const std::string &record) {
   Command command(state, "EVServer::dbputrecord");
-  if (!command.open()) return -1;
-  Dbptr target = command.table(table);
-  if (target.table == dbINVALID) return -1;
-  if (recno < -1 || (flags & ~kStampLoadDate) != 0) {
-    fail(command.who(), "record number %lld and flags %lld are not allowed",
-         static_cast<long long>(recno), static_cast<long long>(flags));
-    return -1;
-  }
-  const std::shared_ptr<const db::Snapshot> rows = db::table_snapshot(target);
-  if (rows == nullptr || !acceptable(command.who(), rows->layout(), record)) return -1;
-  std::string row = record;
-  const db::Field *const lddate = rows->layout().find("lddate");
-  if ((flags & kStampLoadDate) != 0 && lddate != nullptr &&
-      !db::write_real(*lddate, std_now(), row)) {
-    fail(command.who(), "cannot write lddate of %s", table.c_str());
-    return -1;
-  }
-  /* dbadd and dbput check the length again, against the file as it is then. */
-  target.record = recno;
-  const long written = recno == -1                       ? dbadd(target, row.c_str())
-                       : dbput(target, row.c_str()) == 0 ? recno
-                                                         : -1;
-  if (written < 0) {
-    fail(command.who(), "cannot write the record of %s", table.c_str());
-  }
-  return written;
+  return command.write([&]() -> int64_t {
+    Dbptr target = command.table(table);
+    if (target.table == dbINVALID) return -1;
+    if (recno < -1 || (flags & ~kStampLoadDate) != 0) {
+      fail(command.who(), "record number %lld and flags %lld are not allowed",
+           static_cast<long long>(recno), static_cast<long long>(flags));
+      return -1;
+    }
+    const std::shared_ptr<const db::Snapshot> rows = db::table_snapshot(target);
+    if (rows == nullptr || !acceptable(command.who(), rows->layout(), record)) {
+      return -1;
+    }
+    std::string row = record;
+    const db::Field *const lddate = rows->layout().find("lddate");
+    if ((flags & kStampLoadDate) != 0 && lddate != nullptr &&
+        !db::write_real(*lddate, std_now(), row)) {
+      fail(command.who(), "cannot write lddate of %s", table.c_str());
+      return -1;
+    }
+    /* dbadd and dbput check the length again, against the file as it is then. */
+    target.record = recno;
+    const long written = recno == -1                       ? dbadd(target, row.c_str())
+                         : dbput(target, row.c_str()) == 0 ? recno
+                                                           : -1;
+    if (written < 0) {
+      fail(command.who(), "cannot write the record of %s", table.c_str());
+    }
+    return written;
+  });
 }
 
 int64_t exec_dbnextid(ServerState &state, const std::string &key) {
-  const Command command(state, "EVServer::execDbnextid");
-  if (!command.open()) return -1;
-  const long id = dbnextid(state.database.handle(), key.c_str());
-  if (id < 0) {
-    fail(command.who(), "no id of '%s'", key.c_str());
-  }
-  return id;
+  Command command(state, "EVServer::execDbnextid");
+  return command.write([&] {
+    const long id = dbnextid(state.database.handle(), key.c_str());
+    if (id < 0) {
+      fail(command.who(), "no id of '%s'", key.c_str());
+    }
+    return static_cast<int64_t>(id);
+  });
 }
 
 }  // namespace ksutil::events

@@ -8,6 +8,7 @@
 #include <ctime>
 
 #include "platform/db/store/internal/flat_journal.h"
+#include "platform/db/write_attempt.h"
 #include "platform/elog/elog.h"
 
 namespace ksutil::db {
@@ -41,6 +42,18 @@ struct timespec time_after(const struct timespec &before) {
   return later(now, next) ? now : next;
 }
 
+/* Whether another program holds a journal that this thread must not wait for. */
+bool journal_is_in_the_way(const std::string &path) {
+  WriteAttempt *const attempt = WriteAttempt::current();
+  if (attempt == nullptr) return false;
+  const FileHandle journal = open_file(path, O_RDWR);
+  if (!journal) return false;
+  const FileLock lock(journal.get(), FileLock::Wait::kNever);
+  if (lock.held() || errno != EAGAIN) return false;
+  attempt->fail_at(path);
+  return true;
+}
+
 }  // namespace
 
 FlatExclusive::FlatExclusive(FlatTable &table) : table_(table) {
@@ -50,7 +63,7 @@ FlatExclusive::FlatExclusive(FlatTable &table) : table_(table) {
 FlatExclusive::~FlatExclusive() {
   table_.running_ = nullptr;
   struct stat status;
-  if (created_ && lock_ && ::fstat(handle_.get(), &status) == 0 &&
+  if (created_ && lock_ && lock_->held() && ::fstat(handle_.get(), &status) == 0 &&
       status.st_size == 0 && still_at_path()) {
     ::unlink(table_.file_.path.c_str());
   }
@@ -74,6 +87,9 @@ bool FlatExclusive::open() {
     if (!FlatJournal::concerns(places, table_.relation_.name)) return true;
     /* A process that settles the journal needs the lock of this table. */
     lock_.reset();
+    if (journal_is_in_the_way(places.journal())) {
+      return fail(0, "A transaction of another program is not finished");
+    }
     if (FlatJournal::settle(places, FileLock::Wait::kUntilFree) ==
         FlatJournal::Settled::kFailed) {
       return false;
@@ -115,8 +131,12 @@ FlatExclusive::Opened FlatExclusive::open_and_lock() {
     fail(1, "Cannot open for writing");
     return Opened::kFailed;
   }
-  lock_ = std::make_unique<FileLock>(handle_.get());
+  WriteAttempt *const attempt = WriteAttempt::current();
+  lock_ = std::make_unique<FileLock>(handle_.get(), attempt == nullptr
+                                                        ? FileLock::Wait::kUntilFree
+                                                        : FileLock::Wait::kNever);
   if (lock_->held()) return Opened::kLocked;
+  if (attempt != nullptr && errno == EAGAIN) attempt->fail_at(path);
   fail(1, "Cannot lock");
   return Opened::kFailed;
 }

@@ -15,6 +15,8 @@
 #include "platform/db/db.h"
 #include "platform/db/settled_reading.h"
 #include "platform/db/snapshot.h"
+#include "platform/db/write_attempt.h"
+#include "platform/elog/elog.h"
 
 namespace ksutil::events {
 
@@ -40,6 +42,12 @@ class Command {
   /* A table of the database; dbinvalid(), with a message, if there is none. */
   Dbptr table(const std::string &name) const;
 
+  /* The result of write(), which writes to the database and gives a number, below 0 after
+   * messages.  It runs again, after the lock was let go, while another program holds the
+   * lock of what it writes; -1, with a message, without a database. */
+  template <class Write>
+  int64_t write(const Write &write);
+
   WatchedDatabase &database() const { return steps_.database(); }
   const char *who() const { return who_; }
 
@@ -48,6 +56,23 @@ class Command {
   Steps steps_;
   bool closed_ = false;
 };
+
+template <class Write>
+int64_t Command::write(const Write &write) {
+  while (open()) {
+    ElogScope messages;
+    const db::WriteAttempt attempt;
+    const int64_t result = write();
+    if (result >= 0 || !attempt.busy()) {
+      messages.keep();
+      return result;
+    }
+    steps_.let_go();
+    attempt.wait();
+    closed_ = !steps_.take_again();
+  }
+  return -1;
+}
 
 /* TableScan: a snapshot of a table, taken when the scan begins. */
 class TableScan {
