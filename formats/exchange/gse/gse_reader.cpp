@@ -222,6 +222,7 @@ bool GseReader::take_phase(const std::string &line) {
   Event &now = event();
   std::int64_t index = -1;
   if (timed) {
+    if (pick.automatic) without("marks of automatic picks");
     pick.id = record_text(columns.text(125, 132));
     if (!pick.id.empty() && !pick_ids_.insert(pick.id).second) {
       without("Arr ID that an earlier phase of the event has");

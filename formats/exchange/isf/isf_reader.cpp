@@ -309,6 +309,7 @@ bool IsfReader::take_phase(const std::string &line) {
   if (time.empty()) {
     without("phases without a time");
   } else {
+    if (pick.automatic) without("marks of automatic picks");
     pick_ = static_cast<std::int64_t>(event().picks.size());
     if (!pick.id.empty() &&
         !pick_by_id_.emplace(pick.id, event().picks.size()).second) {

@@ -112,6 +112,7 @@ class PhaseLine {
     if (onset == 'I' || onset == 'E') pick.onset = onset == 'I' ? 'i' : 'e';
     if (!long_name) {
       pick.automatic = columns_.at(at_.automatic) == 'A';
+      if (pick.automatic) without("marks of automatic picks");
       pick.first_motion = motion_of(columns_.at(at_.motion));
     }
     if (weight != ' ' && weight != '_') without("weights given by the analyst");

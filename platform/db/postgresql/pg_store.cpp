@@ -8,6 +8,7 @@
 #include "platform/db/postgresql/internal/pg_write.h"
 #include "platform/elog/failure.h"
 #include "platform/stock/export.h"
+#include "platform/stock/fspath.h"
 #include "platform/stock/text.h"
 
 namespace ksutil::db {
@@ -27,7 +28,7 @@ PgStore::PgStore(const StoreDescriptor &descriptor, PgOptions options, bool writ
     : descriptor_(descriptor),
       options_(std::move(options)),
       writable_(writable),
-      directory_(directory_of(descriptor.name)),
+      directory_(directory_of(absolute_path(descriptor.name))),
       reader_(std::make_shared<PgReader>(
           std::make_shared<PgConnection>(options_, PgConnection::Purpose::kRead))),
       budget_(std::make_shared<BlockBudget>(block_budget)),

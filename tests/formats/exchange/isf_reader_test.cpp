@@ -115,7 +115,7 @@ TEST(IsfReader, GivesOriginsAndMagnitudesOfAgencies) {
                           "distance of the farthest station (Mdist): 1",
                           "suspected, felt or damaging events: 1",
                           "magnitudes that are lower or upper bounds: 1",
-                          "phases without a time: 1"));
+                          "marks of automatic picks: 1", "phases without a time: 1"));
 }
 
 TEST(IsfReader, GivesPhasesOfThePrimeOrigin) {

@@ -345,6 +345,9 @@ TEST_F(FlatFiles, StayTheSameWhenTheWorkingDirectoryChanges) {
       dbaddv(lastid, "keyname", "added", "keyvalue", 4L, static_cast<char *>(nullptr)),
       3);
   EXPECT_TRUE(fs::is_empty("."));
+  const char *folder = nullptr;  // in which waveforms of wfdisc are looked for
+  EXPECT_EQ(dbquery(lastid, dbq_dir_name, &folder), 0);
+  EXPECT_STREQ(folder, directory_.path().c_str());
   dbclose(db);
   fs::current_path(before);
   EXPECT_EQ(table("lastid").snapshot()->count(), 4);
