@@ -51,12 +51,14 @@ bool GseReader::take_outside(const std::string &line) {
       break;
   }
   const std::vector<std::string_view> words = words_of(line, 2);
-  if (!is_event(line) || words.size() < 2) {
+  const std::string number =
+      words.size() < 2 ? "" : record_text(words[1].substr(0, 40));
+  if (!is_event(line) || number.empty()) {
     without("lines outside of events");
     return true;
   }
   begin_event();
-  number_ = record_text(words[1].substr(0, 40));
+  number_ = number;
   block_ = Block::kNone;
   errors_follow_ = refused_origin_ = false;
   type_.clear();
