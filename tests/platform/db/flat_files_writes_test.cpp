@@ -7,12 +7,15 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <atomic>
+#include <filesystem>
 #include <functional>
 #include <set>
 #include <thread>
 #include <utility>
 
 #include "platform/db/store/internal/flat_files.h"
+#include "platform/db/write_attempt.h"
 #include "platform/stock/files.h"
 #include "table_files.h"
 
@@ -343,6 +346,38 @@ TEST_F(FlatWrites, NestedUseOfATableDoesNotWaitForItself) {
 void append_many(const std::string &name, const std::string &who, int count) {
   const auto store = open_flat_files(name, "r+");
   for (int i = 0; i < count; ++i) append(*store->table("lastid"), lastid_row(who, i));
+}
+
+TEST_F(FlatWrites, AttemptFailsAtALockedTableAndWaitsUntilItIsFree) {
+  const std::unique_ptr<DatabaseStore> other = open();
+  const WriteAttempt outer;
+  EXPECT_TRUE(other->table("lastid")->exclusively([&](TableStore::Exclusive &rows) {
+    const WriteAttempt attempt;
+    EXPECT_EQ(append(lastid_, lastid_row("mine", 1)), -1)
+        << "the table is not there yet";
+    EXPECT_TRUE(attempt.busy());
+    EXPECT_TRUE(std::filesystem::exists(path())) << "the other one writes to it";
+    return rows.append(lastid_row("other", 2)) == 0;
+  }));
+  EXPECT_FALSE(outer.busy());
+  std::atomic<bool> locked = false, tried = false;
+  std::thread holder([&] {
+    other->table("lastid")->exclusively([&](TableStore::Exclusive &rows) {
+      locked = true;
+      while (!tried) std::this_thread::yield();
+      return rows.append(lastid_row("other", 3)) == 1;
+    });
+  });
+  while (!locked) std::this_thread::yield();
+  const WriteAttempt attempt;
+  EXPECT_FALSE(overwrite(lastid_, 0, lastid_row("mine", 4)));
+  EXPECT_TRUE(attempt.busy());
+  tried = true;
+  attempt.wait();
+  EXPECT_EQ(append(lastid_, lastid_row("mine", 5)), 2);
+  holder.join();
+  EXPECT_EQ(file_text(path()),
+            lastid_row("other", 2) + lastid_row("other", 3) + lastid_row("mine", 5));
 }
 
 TEST_F(FlatWrites, WritersInThreadsAndProcessesLoseNothing) {
