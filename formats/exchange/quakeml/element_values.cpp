@@ -103,9 +103,10 @@ void ElementValues::real(std::string_view path, double &value, double unit, doub
 
 void ElementValues::needed(std::string_view path, double &value, double unit,
                            double low, double high) const {
-  if (read(path, value, unit, low, high) == Got::kFault) {
-    refuse(path, element_.text_of(path));
-  }
+  const std::string &text = element_.text_of(path);
+  double number = 0.0;
+  if (parse_real(text, number) && std::isnan(number)) return;
+  if (read(path, value, unit, low, high) == Got::kFault) refuse(path, text);
 }
 
 void ElementValues::azimuth(std::string_view path, double &value) const {
@@ -115,11 +116,6 @@ void ElementValues::azimuth(std::string_view path, double &value) const {
   if (degrees < -kCircle) return;
   if (degrees < 0.0) degrees += kCircle;
   value = degrees > kCircle ? degrees - kCircle : degrees;
-}
-
-bool ElementValues::is_nan(std::string_view path) const {
-  double number = 0.0;
-  return parse_real(element_.text_of(path), number) && std::isnan(number);
 }
 
 void ElementValues::count(std::string_view path, std::int64_t &value) const {
@@ -140,11 +136,15 @@ std::string ElementValues::author() const {
 }
 
 void ElementValues::created(double &latest) const {
-  double when = 0.0;
-  time("creationInfo/creationTime", when);
-  latest = std::max(latest, when);
-  time("creationInfo/modificationTime", when);
-  latest = std::max(latest, when);
+  for (const char *path :
+       {"creationInfo/creationTime", "creationInfo/modificationTime"}) {
+    const std::string &text = element_.text_of(path);
+    double when = 0.0;
+    if (!text.empty() && !parse_xml_time(text, when)) {
+      left_out_.add(std::string(path) + " that is not a time");
+    }
+    latest = std::max(latest, when);
+  }
 }
 
 std::string ElementValues::status() const {

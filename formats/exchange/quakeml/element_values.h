@@ -50,13 +50,12 @@ class ElementValues {
    * stays null and is counted. */
   void real(std::string_view path, double &value, double unit = 1.0,
             double low = -DBL_MAX, double high = DBL_MAX) const;
-  /* As real(), for a number without which the event is refused. */
+  /* As real(), for a number beyond whose bounds the event is refused.  NaN, which some
+   * programs write for a number that is not known, is none. */
   void needed(std::string_view path, double &value, double unit = 1.0,
               double low = -DBL_MAX, double high = DBL_MAX) const;
   /* As real(), in degrees: from 0 to 360, to which others are turned. */
   void azimuth(std::string_view path, double &value) const;
-  /* Whether a path has NaN, which some programs write for a number that is not known. */
-  bool is_nan(std::string_view path) const;
   void count(std::string_view path, std::int64_t &value) const;
   void time(std::string_view path, double &value) const;
   std::string text(std::string_view path) const {
@@ -66,7 +65,7 @@ class ElementValues {
   /* creationInfo: the agency, else the author; and when it was made or, in the dialect,
    * changed, if that is later than `latest`. */
   std::string author() const;
-  void created(double &latest) const;
+  void created(double &latest) const;  // counts what is not a time
   /* evaluationStatus, else evaluationMode. */
   std::string status() const;
   void comments(std::vector<std::string> &texts) const;

@@ -335,9 +335,7 @@ void EventElements::fill_origin(const XmlElement &element, OriginPart &part,
   values.needed("latitude/value", origin.lat, 1.0, -90.0, 90.0);
   values.needed("longitude/value", origin.lon, 1.0, -180.0, 360.0);
   if (origin.lon > 180.0) origin.lon -= 360.0;
-  if (!values.is_nan("depth/value")) {
-    values.needed("depth/value", origin.depth, dialect_.km, -100.0, 1000.0);
-  }
+  values.needed("depth/value", origin.depth, dialect_.km, -100.0, 1000.0);
   for (const bool missing :
        {origin.time == kNoTime, origin.lat == -999.0, origin.lon == -999.0}) {
     if (missing && parts.problem.empty()) {

@@ -225,7 +225,7 @@ const std::string kTimeAndPlace =
     "<time><value>2016-11-13T11:02:56Z</value></time><latitude><value>-42.7</value>"
     "</latitude><longitude><value>173</value></longitude>";
 
-/* Programs write -1 and NaN for errors that they do not know. */
+/* Programs write -1 and NaN for numbers that they do not know. */
 TEST(QuakemlReader, ErrorsBeyondTheirRangeCostThemselvesAlone) {
   const Reading reading = read_text(quakeml(
       with_origin("a",
@@ -239,9 +239,19 @@ TEST(QuakemlReader, ErrorsBeyondTheirRangeCostThemselvesAlone) {
                   "<magnitude publicID=\"m\"><mag><value></value></mag></magnitude>") +
       with_origin("c", kTimeAndPlace + "<depth><value>-200000</value></depth>") +
       with_origin("d", kOrigin,
-                  "<magnitude publicID=\"m\"><mag><value>NaN</value></mag>"
-                  "</magnitude>")));
-  ASSERT_EQ(reading.events.size(), 2U);
+                  "<magnitude publicID=\"m\"><mag><value>500</value></mag>"
+                  "</magnitude>") +
+      with_origin(
+          "e", kOrigin,
+          "<magnitude publicID=\"m\"><mag><value>NaN</value></mag><creationInfo>"
+          "<creationTime>yesterday</creationTime></creationInfo></magnitude>"
+          "<stationMagnitude publicID=\"s\"><originID>eo</originID><mag><value>"
+          "NaN</value></mag></stationMagnitude>") +
+      with_origin(
+          "f",
+          "<time><value>2016-11-13T11:02:56Z</value></time><latitude><value>"
+          "-42.7</value></latitude><longitude><value>NaN</value></longitude>")));
+  ASSERT_EQ(reading.events.size(), 3U);
   const Origin &origin = reading.events[0].origins[0];
   EXPECT_EQ(origin.depth, 10.0);
   EXPECT_EQ(origin.depth_error, -1.0);
@@ -252,13 +262,15 @@ TEST(QuakemlReader, ErrorsBeyondTheirRangeCostThemselvesAlone) {
   EXPECT_EQ(reading.events[1].origins[0].depth, -999.0);
   EXPECT_TRUE(reading.events[1].origins[0].magnitudes.empty());
   EXPECT_THAT(reading.refused, ElementsAre(HasSubstr("origin/depth/value is '-200000'"),
-                                           HasSubstr("magnitude/mag/value is 'NaN'")));
+                                           HasSubstr("magnitude/mag/value is '500'"),
+                                           HasSubstr("has no time, latitude or")));
   for (const char *name :
        {"origin/depth/uncertainty beyond its range",
         "origin/quality/azimuthalGap beyond its range",
         "origin/quality/usedPhaseCount beyond its range",
         "origin/quality/standardError beyond its range",
-        "magnitude/mag/uncertainty beyond its range", "a magnitude without a value"}) {
+        "magnitude/mag/uncertainty beyond its range", "a magnitude without a value",
+        "creationInfo/creationTime that is not a time"}) {
     EXPECT_TRUE(reading.lacks_place(name)) << name;
   }
 }
