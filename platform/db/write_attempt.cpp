@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 
+#include <cerrno>
 #include <chrono>
 #include <thread>
 
@@ -10,8 +11,11 @@
 namespace ksutil::db {
 namespace {
 
-/* Before a lock that cannot be waited for, as without a free descriptor, is tried again. */
-constexpr std::chrono::milliseconds kPause{10};
+using std::chrono::milliseconds;
+
+/* Between two looks at a lock: the second after many of the first. */
+constexpr milliseconds kPause{1}, kLongPause{10};
+constexpr int kShortPauses = 5000;
 
 thread_local WriteAttempt *of_thread = nullptr;
 
@@ -23,10 +27,18 @@ WriteAttempt::~WriteAttempt() { of_thread = outer_; }
 
 WriteAttempt *WriteAttempt::current() { return of_thread; }
 
-void WriteAttempt::wait() const {
+bool WriteAttempt::wait(const std::function<bool()> &wanted) const {
   const FileHandle file = open_file(locked_, O_RDWR);
-  if (file && FileLock(file.get()).held()) return;
-  std::this_thread::sleep_for(kPause);
+  if (file && !wanted && FileLock(file.get()).held()) return true;
+  for (int pauses = 0; file && wanted; ++pauses) {
+    if (FileLock(file.get(), FileLock::Wait::kNever).held()) return true;
+    if (!wanted()) return false;
+    if (errno != EAGAIN) break;
+    std::this_thread::sleep_for(pauses < kShortPauses ? kPause : kLongPause);
+  }
+  /* What cannot be waited for, as without a free descriptor, is tried again. */
+  std::this_thread::sleep_for(kLongPause);
+  return !wanted || wanted();
 }
 
 }  // namespace ksutil::db

@@ -8,6 +8,7 @@
  *         messages.keep();
  *         break;
  *       }
+ *       messages.drop();
  *       hold.unlock();
  *       attempt.wait();
  *       hold.lock();
@@ -16,6 +17,7 @@
 #ifndef KSUTIL_PLATFORM_DB_WRITE_ATTEMPT_H
 #define KSUTIL_PLATFORM_DB_WRITE_ATTEMPT_H
 
+#include <functional>
 #include <string>
 
 #include "platform/stock/export.h"
@@ -34,8 +36,9 @@ class KSUTIL_API WriteAttempt {
 
   /* Whether a write has failed for that reason. */
   bool busy() const { return !locked_.empty(); }
-  /* Waits until the lock that was in the way is free; another writer may be faster. */
-  void wait() const;
+  /* Waits until the lock that was in the way is free; another writer may be faster.  With
+   * `wanted`, which is called again and again, only while that is true; else false. */
+  bool wait(const std::function<bool()> &wanted = {}) const;
 
   /* The attempt of this thread, for stores; null when it waits. */
   static WriteAttempt *current();

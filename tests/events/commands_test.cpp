@@ -8,6 +8,7 @@
 #include <atomic>
 #include <fstream>
 #include <iterator>
+#include <memory>
 #include <mutex>
 #include <optional>
 #include <random>
@@ -465,6 +466,40 @@ TEST(DatabaseCommands, LetOthersReadWhileTheyWaitForAnotherWriter) {
   EXPECT_EQ(written, -1);
   EXPECT_EQ(messages, "EVServer::dbputrecord: The database has been closed.\n");
   EXPECT_EQ(database.count("event"), 2);
+}
+
+/* A write that nobody waits for any more must not come later: the caller may have tried
+ * again.  A server must end, however long the other program holds the lock. */
+TEST(DatabaseCommands, GiveUpWaitingToWriteWithTheirClientAndTheirServer) {
+  EventDatabase database;
+  database.add_located_event(1, kEpoch);
+  auto server = std::make_unique<EVServer>(database.name(), 0, 0, -1);
+  const std::string row = row_text(database.row("event", 0));
+  FileCalls calls = system_file_calls();
+  calls.open = open_and_count;
+  const ScopedFileCalls scope(calls);
+  EVClient leaving(server.get()), staying(server.get());
+  OtherWriter other(database.file("event"));
+  long written = 0;
+  const auto put = [&](EVClient &client) {
+    openings_to_write = 0;
+    return std::thread([&] { written = client.dbputrecord("event", -1, 0, row); });
+  };
+  std::thread thread = put(leaving);
+  EXPECT_TRUE(other.is_in_the_way());
+  server->deregisterClient(&leaving);
+  thread.join();
+  EXPECT_EQ(written, -1);
+  EXPECT_EQ(staying.dbsubset("event", "evid == 1").size(), 1)
+      << "the worker is free again";
+  thread = put(staying);
+  EXPECT_TRUE(other.is_in_the_way());
+  server.reset();
+  thread.join();
+  EXPECT_EQ(written, -1);
+  other.lock.reset();
+  EXPECT_EQ(database.count("event"), 1);
+  EXPECT_THAT(taken_messages(), HasSubstr("given up while another program holds"));
 }
 
 TEST(DatabaseCommands, MapStationCodesByTheTableElseByRule) {

@@ -126,9 +126,10 @@ Table<EVTableRecord> exec_dbsubset(ServerState &state, const std::string &table,
 }
 
 int64_t exec_dbputrecord(ServerState &state, const std::string &table, int64_t recno,
-                         int64_t flags, const std::string &record) {
+                         int64_t flags, const std::string &record,
+                         const std::function<bool()> &wanted) {
   Command command(state, "EVServer::dbputrecord");
-  return command.write([&]() -> int64_t {
+  return command.write(wanted, [&]() -> int64_t {
     Dbptr target = command.table(table);
     if (target.table == dbINVALID) return -1;
     if (recno < -1 || (flags & ~kStampLoadDate) != 0) {
@@ -159,9 +160,10 @@ int64_t exec_dbputrecord(ServerState &state, const std::string &table, int64_t r
   });
 }
 
-int64_t exec_dbnextid(ServerState &state, const std::string &key) {
+int64_t exec_dbnextid(ServerState &state, const std::string &key,
+                      const std::function<bool()> &wanted) {
   Command command(state, "EVServer::execDbnextid");
-  return command.write([&] {
+  return command.write(wanted, [&] {
     const long id = dbnextid(state.database.handle(), key.c_str());
     if (id < 0) {
       fail(command.who(), "no id of '%s'", key.c_str());

@@ -1,6 +1,7 @@
 #include "events/server/commands/internal/dispatch.h"
 
 #include <exception>
+#include <functional>
 #include <memory>
 #include <string>
 #include <utility>
@@ -38,6 +39,16 @@ void while_waiting(ServerState &state, const EVCommand &command, const Write &wr
   state.clients.while_registered(command.client, [&](EVClient &client) {
     if (client.command_serial == command.serial) write(client);
   });
+}
+
+/* Whether the result of a command is still wanted, for one that waits for another program:
+ * its client waits, and the server does not end. */
+std::function<bool()> wanted(ServerState &state, const EVCommand &command) {
+  return [&] {
+    bool waits = false;
+    while_waiting(state, command, [&](EVClient &) { waits = true; });
+    return waits && !state.stop.is_set();
+  };
 }
 
 void refresh(ServerState &state, EVCommand &command, int force) {
@@ -186,14 +197,15 @@ void putrecord(ServerState &state, EVCommand &command) {
       state, command, -1,
       [&] {
         return exec_dbputrecord(state, command.db1, command.num1, command.num2,
-                                command.db2);
+                                command.db2, wanted(state, command));
       },
       [](EVClient &client, int64_t &&status) { client.status = status; });
 }
 
 void nextid(ServerState &state, EVCommand &command) {
   answer<int64_t>(
-      state, command, -1, [&] { return exec_dbnextid(state, command.db1); },
+      state, command, -1,
+      [&] { return exec_dbnextid(state, command.db1, wanted(state, command)); },
       [](EVClient &client, int64_t &&id) { client.nextid = id; });
 }
 

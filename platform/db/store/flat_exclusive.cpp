@@ -42,18 +42,6 @@ struct timespec time_after(const struct timespec &before) {
   return later(now, next) ? now : next;
 }
 
-/* Whether another program holds a journal that this thread must not wait for. */
-bool journal_is_in_the_way(const std::string &path) {
-  WriteAttempt *const attempt = WriteAttempt::current();
-  if (attempt == nullptr) return false;
-  const FileHandle journal = open_file(path, O_RDWR);
-  if (!journal) return false;
-  const FileLock lock(journal.get(), FileLock::Wait::kNever);
-  if (lock.held() || errno != EAGAIN) return false;
-  attempt->fail_at(path);
-  return true;
-}
-
 }  // namespace
 
 FlatExclusive::FlatExclusive(FlatTable &table) : table_(table) {
@@ -87,12 +75,10 @@ bool FlatExclusive::open() {
     if (!FlatJournal::concerns(places, table_.relation_.name)) return true;
     /* A process that settles the journal needs the lock of this table. */
     lock_.reset();
-    if (journal_is_in_the_way(places.journal())) {
+    const auto settled = FlatJournal::settle(places, FileLock::Wait::kUntilFree);
+    if (settled == FlatJournal::Settled::kFailed) return false;
+    if (settled == FlatJournal::Settled::kBusy) {
       return fail(0, "A transaction of another program is not finished");
-    }
-    if (FlatJournal::settle(places, FileLock::Wait::kUntilFree) ==
-        FlatJournal::Settled::kFailed) {
-      return false;
     }
   }
   return fail(0, "Transactions are interrupted again and again");

@@ -141,16 +141,17 @@ std::unique_ptr<DatabaseStore> open_tables(const std::string &name, bool writabl
   auto schema = Schema::load(descriptor.schema);
   if (schema == nullptr) return fail("dbopen", "Cannot open %s", name.c_str());
   auto places = std::make_shared<const FlatPlaces>(
-      FlatPlaces{absolute_path(name), prefixes, descriptor.sync,
-                 descriptor.content != FlatDescriptor::Content::kMissing});
+      FlatPlaces{absolute_path(name), prefixes, descriptor.sync});
   /* A reader without permission to settle a transaction reads the files as they are. */
   if (FlatJournal::settle(*places, FileLock::Wait::kNever) ==
           FlatJournal::Settled::kFailed &&
       writable) {
     return nullptr;
   }
-  FlatSettings settings{std::move(schema), writable, descriptor.sync,
-                        std::make_shared<FlatShared>(block_budget), std::move(places)};
+  auto folders = std::make_shared<FlatFolders>(schema, prefixes);
+  FlatSettings settings{std::move(schema), writable,
+                        descriptor.sync,   std::make_shared<FlatShared>(block_budget),
+                        std::move(places), std::move(folders)};
   return std::make_unique<FlatDatabase>(name, std::move(prefixes), std::move(settings));
 }
 

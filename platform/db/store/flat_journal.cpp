@@ -10,6 +10,7 @@
 #include <deque>
 
 #include "platform/db/store/internal/flat_replacement.h"
+#include "platform/db/write_attempt.h"
 #include "platform/elog/elog.h"
 
 namespace ksutil::db {
@@ -55,6 +56,20 @@ ReplacedRow replaced_row(std::string_view bytes, std::size_t index,
                   bytes.substr(from + kPlaceBytes + length, length)};
   std::memcpy(&row.at, bytes.data() + from, kPlaceBytes);
   return row;
+}
+
+/* How to wait for a lock on a thread that may have a WriteAttempt. */
+FileLock::Wait patience_of(FileLock::Wait wait) {
+  return WriteAttempt::current() == nullptr ? wait : FileLock::Wait::kNever;
+}
+
+/* Whether a lock of a file was not had because somebody else holds it, which a writer's
+ * attempt is told. */
+bool is_taken(FileLock::Wait wait, const std::string &path) {
+  if (errno != EAGAIN && errno != EACCES) return false;
+  WriteAttempt *const attempt = WriteAttempt::current();
+  if (attempt != nullptr && wait == FileLock::Wait::kUntilFree) attempt->fail_at(path);
+  return true;
 }
 
 }  // namespace
@@ -333,6 +348,7 @@ void FlatJournal::tell_unfinished(const std::string &path) {
 
 FlatJournal::Settled FlatJournal::settle(const FlatPlaces &places,
                                          FileLock::Wait wait) {
+  const FileLock::Wait patience = patience_of(wait);
   for (;;) {
     FlatJournal journal(places);
     const std::string path = places.journal();
@@ -347,9 +363,9 @@ FlatJournal::Settled FlatJournal::settle(const FlatPlaces &places,
       journal.fail(1, "Cannot open the journal that an interrupted import left");
       return Settled::kFailed;
     }
-    journal.lock_.emplace(journal.file_.get(), wait);
+    journal.lock_.emplace(journal.file_.get(), patience);
     if (!journal.lock_->held()) {
-      if (errno == EAGAIN || errno == EACCES) return Settled::kBusy;
+      if (is_taken(wait, path)) return Settled::kBusy;
       journal.fail(1, "Cannot lock");
       return Settled::kFailed;
     }
@@ -380,9 +396,9 @@ FlatJournal::Settled FlatJournal::settle(const FlatPlaces &places,
       journal.fail(0, kDamaged);
       return Settled::kFailed;
     }
-    return journal.apply(static_cast<State>(head.state)) && journal.remove()
-               ? Settled::kNone
-               : Settled::kFailed;
+    const Settled settled = journal.apply(static_cast<State>(head.state), wait);
+    if (settled != Settled::kNone) return settled;
+    return journal.remove() ? Settled::kNone : Settled::kFailed;
   }
 }
 
@@ -401,19 +417,32 @@ bool FlatJournal::concerns(const FlatPlaces &places, const std::string &table) {
 }
 
 /* Opens and locks the table files, as writers do. */
-bool FlatJournal::lock_tables(std::vector<FileHandle> &files,
-                              std::deque<FileLock> &locks) const {
+FlatJournal::Settled FlatJournal::lock_tables(std::vector<FileHandle> &files,
+                                              std::deque<FileLock> &locks,
+                                              FileLock::Wait wait) const {
   for (const JournalTable &table : tables_) {
     const std::string path = places_.path_of(table.name);
     files.push_back(open_file(path, table.existed ? O_RDWR : O_RDWR | O_CREAT));
     if (!files.back()) {
       elog_log(1, "dbput: %s: Cannot open for an interrupted import.\n", path.c_str());
-      return false;
+      return Settled::kFailed;
     }
-    locks.emplace_back(files.back().get());
-    if (!locks.back().held()) return fail(1, "Cannot lock a table");
+    locks.emplace_back(files.back().get(), patience_of(wait));
+    if (locks.back().held()) continue;
+    if (!is_taken(wait, path)) {
+      fail(1, "Cannot lock a table");
+      return Settled::kFailed;
+    }
+    if (wait == FileLock::Wait::kNever) {
+      elog_log(
+          0,
+          "dbopen: %s: an interrupted change is not finished while another program "
+          "holds the lock of %s.\n",
+          places_.name.c_str(), table.name.c_str());
+    }
+    return Settled::kBusy;
   }
-  return true;
+  return Settled::kNone;
 }
 
 /* Whether the files are as the dead process left them, as far as their sizes show. */
@@ -481,10 +510,15 @@ bool FlatJournal::change(const FileHandle &file, std::uint32_t table,
          (!places_.sync || sync_file(file.get()) == 0);
 }
 
-bool FlatJournal::apply(State state) {
+FlatJournal::Settled FlatJournal::apply(State state, FileLock::Wait wait) {
   std::vector<FileHandle> files;
   std::deque<FileLock> locks;
-  if (!lock_tables(files, locks)) return false;
+  const Settled locked = lock_tables(files, locks, wait);
+  if (locked != Settled::kNone) return locked;
+  return change_all(state, files) ? Settled::kNone : Settled::kFailed;
+}
+
+bool FlatJournal::change_all(State state, const std::vector<FileHandle> &files) {
   if (!fits(files)) {
     if (state == kCommitted && all_in_place(files)) return put_replacements_in_place();
     return fail(0,

@@ -149,15 +149,6 @@ void FlatTable::set_absent() {
   set_layout(relation_, false);
 }
 
-/* Whether the table's file is missing as all of the database is, whose folder was moved or
- * whose file system is gone. */
-bool FlatTable::database_has_gone() const {
-  const FlatPlaces &places = *settings_.places;
-  struct stat status;
-  return ::stat((places.described ? places.name : directory_).c_str(), &status) != 0 &&
-         (errno == ENOENT || errno == ENOTDIR);
-}
-
 /* The first of the paths at which a file exists; once found, a file stays the table's
  * as long as it exists. */
 bool FlatTable::find_path(struct stat &status, bool &exists) {
@@ -170,8 +161,12 @@ bool FlatTable::find_path(struct stat &status, bool &exists) {
       return false;
     }
     exists = false;
-    if (errno == ENOENT || errno == ENOTDIR) return true;
-    fail_errno("dbopen", "Cannot look at %s", path.c_str());
+    if (errno != ENOENT && errno != ENOTDIR) {
+      fail_errno("dbopen", "Cannot look at %s", path.c_str());
+      return false;
+    }
+    if (::lstat(path.c_str(), &status) != 0 || !S_ISLNK(status.st_mode)) return true;
+    fail("dbopen", "%s is a link to a file that is not there", path.c_str());
     return false;
   };
   if (file_.handle != nullptr) {
@@ -182,8 +177,8 @@ bool FlatTable::find_path(struct stat &status, bool &exists) {
     const bool good = try_path(path);
     if (!good || exists) return good;
   }
-  if (file_.handle != nullptr && database_has_gone()) {
-    return fail("dbopen", "%s is gone with its database", file_.path.c_str());
+  if (settings_.folders != nullptr && !settings_.folders->are_there(file_.path)) {
+    return false;
   }
   if (file_.path != paths_.front()) set_path(paths_.front());
   return true;

@@ -49,9 +49,11 @@ bool FlatTransaction::lock_tables(std::vector<JournalTable> &entries) {
 bool FlatTransaction::begin() {
   for (int attempt = 0; attempt < kBeginAttempts; ++attempt) {
     /* Waits for another program's transaction without holding a lock. */
-    if (FlatJournal::settle(places_, FileLock::Wait::kUntilFree) ==
-        FlatJournal::Settled::kFailed) {
-      return false;
+    const auto settled = FlatJournal::settle(places_, FileLock::Wait::kUntilFree);
+    if (settled == FlatJournal::Settled::kFailed) return false;
+    if (settled == FlatJournal::Settled::kBusy) {
+      return fail("dbput", "%s: A transaction of another program is not finished",
+                  places_.name.c_str());
     }
     std::vector<JournalTable> entries;
     if (!lock_tables(entries)) return false;

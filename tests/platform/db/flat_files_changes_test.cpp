@@ -353,38 +353,76 @@ TEST_F(FlatFiles, StayTheSameWhenTheWorkingDirectoryChanges) {
   EXPECT_EQ(table("lastid").snapshot()->count(), 4);
 }
 
-/* A table that is removed is empty; a database whose folder is moved, or whose file system
- * is unmounted, must not look like one from which somebody has removed all rows. */
-TEST_F(FlatFiles, AreNotEmptyWhenTheirDatabaseHasGone) {
+/* A table that is removed is empty; one whose folder is moved, or whose file system is
+ * unmounted, must not look as if somebody had removed its rows: ids would begin at 1. */
+TEST_F(FlatFiles, AreNotEmptyWhenTheirFolderHasGone) {
   namespace fs = std::filesystem;
   const fs::path folder = directory_ / "a", moved = directory_ / "b";
-  const std::string file = folder / "db.lastid";
+  const std::string file = folder / "db.lastid", other = folder / "db.remark";
   for (const bool described : {false, true}) {
     fs::create_directory(folder);
     if (described) write_file(folder / "db", "schema css3.0\n");
     write_file(file, many_rows(3));
     const auto store = open_flat_files(folder / "db", "r+");
-    TableStore &lastid = *store->table("lastid");
+    TableStore &lastid = *store->table("lastid"), &remark = *store->table("remark");
     Stamp stamp;
-    ASSERT_TRUE(lastid.stamp(stamp));
+    if (described) {
+      ASSERT_TRUE(lastid.stamp(stamp)) << "else nothing was read before";
+    }
     fs::rename(folder, moved);
     messages();
-    EXPECT_FALSE(lastid.stamp(stamp));
-    EXPECT_EQ(messages(), "dbopen: " + file + " is gone with its database.\n");
-    EXPECT_EQ(lastid.snapshot(), nullptr);
-    if (described) {
-      fs::create_directory(folder);  // where a file system was mounted
+    for (const bool mount_point : {false, true}) {
+      if (mount_point) fs::create_directory(folder);
       EXPECT_FALSE(lastid.stamp(stamp));
-      fs::remove(folder);
+      EXPECT_THAT(messages(),
+                  HasSubstr(mount_point ? file + ": its folder " + folder.string() +
+                                              " is another one"
+                                        : "Cannot look at its folder"));
+      EXPECT_EQ(remark.snapshot(), nullptr) << "which has never had a file";
+      EXPECT_EQ(append(remark, null_record(remark.layout())), -1);
+      EXPECT_FALSE(fs::exists(other));
     }
+    fs::remove(folder);
     fs::rename(moved, folder);
     ASSERT_TRUE(lastid.stamp(stamp));
     EXPECT_EQ(stamp.count, 3);
+    if (described) fs::remove(folder / "db");
     fs::remove(file);
     ASSERT_TRUE(lastid.stamp(stamp));
     EXPECT_EQ(stamp.count, 0);
     fs::remove_all(folder);
   }
+}
+
+TEST_F(FlatFiles, AreNotEmptyWhenAnArchiveHasGone) {
+  namespace fs = std::filesystem;
+  write_file(directory_ / "db", "schema css3.0\ntable_path archive\n");
+  const auto fails = [&] {
+    Dbptr db;
+    EXPECT_EQ(dbopen_noshare((directory_ / "db").c_str(), "r+", &db), 0);
+    const bool failed = dbnextid(db, "orid") < 0;
+    dbclose(db);
+    return failed && !fs::exists(path("lastid"));
+  };
+  EXPECT_TRUE(fails()) << "no folder";
+  const fs::path archive = directory_ / "archive";
+  fs::create_directory(archive);
+  write_file(archive / "db.lastid", lastid_row("orid", 7));
+  TableStore &lastid = table("lastid");
+  Stamp stamp;
+  ASSERT_TRUE(lastid.stamp(stamp));
+  EXPECT_EQ(stamp.count, 1);
+  const fs::path elsewhere = directory_ / "elsewhere";
+  fs::rename(archive, elsewhere);
+  EXPECT_FALSE(lastid.stamp(stamp));
+  fs::create_directory(archive);
+  EXPECT_FALSE(lastid.stamp(stamp));
+  fs::create_symlink(elsewhere / "nothing", archive / "db.lastid");
+  EXPECT_TRUE(fails()) << "a link to nothing";
+  fs::remove(archive / "db.lastid");
+  fs::create_symlink(elsewhere / "db.lastid", archive / "db.lastid");
+  ASSERT_TRUE(lastid.stamp(stamp));
+  EXPECT_EQ(stamp.count, 1);
 }
 
 /* The texts that somebody holds must survive whatever happens to table and store. */

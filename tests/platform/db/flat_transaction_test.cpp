@@ -9,9 +9,11 @@
 
 #include <algorithm>
 #include <map>
+#include <memory>
 
 #include "platform/db/row_removal.h"
 #include "platform/db/store/internal/flat_files.h"
+#include "platform/db/write_attempt.h"
 #include "platform/stock/files.h"
 #include "table_files.h"
 
@@ -446,6 +448,42 @@ TEST_F(FlatTransactions, AReaderIsToldOfAStepThatItMayNotFinish) {
     EXPECT_EQ(messages(), "") << "write " << kill_at;
   }
   EXPECT_GT(told, 2);
+}
+
+/* A stopped program that holds one of the tables must hold up nobody who does not wait. */
+TEST_F(FlatTransactions, AStepThatCannotBeFinishedNowHoldsUpNoAttempt) {
+  const auto server = open();
+  int kill_at = 0;
+  for (;; kill_at++) {
+    strike = {-1, kill_at, 0};
+    ASSERT_TRUE(dies(name_)) << "published everything";
+    if (file_text(name_ + ".event") != "") break;
+    reset();
+  }
+  const FileHandle stopped(::open((name_ + ".origin").c_str(), O_RDWR));
+  auto lock = std::make_unique<FileLock>(stopped.get());
+  elog_clear_register(0);
+  EXPECT_NE(open("r"), nullptr);
+  EXPECT_THAT(messages(),
+              HasSubstr("an interrupted change is not finished while another "
+                        "program holds the lock of origin"));
+  const WriteAttempt attempt;
+  EXPECT_EQ(append(*server->table("lastid"), lastid_row("evid", 1)), -1);
+  EXPECT_TRUE(attempt.busy());
+  {
+    const WriteAttempt whole;
+    EXPECT_FALSE(server->transaction(kTables, change));
+    EXPECT_TRUE(whole.busy());
+    int asked = 0;
+    EXPECT_FALSE(whole.wait([&] { return ++asked < 3; }));
+    EXPECT_EQ(asked, 3);
+  }
+  EXPECT_TRUE(journal_is_there());
+  lock.reset();
+  EXPECT_TRUE(attempt.wait());
+  EXPECT_EQ(append(*server->table("lastid"), lastid_row("evid", 1)), 1);
+  EXPECT_FALSE(journal_is_there());
+  EXPECT_EQ(files().at("event"), after().at("event"));
 }
 
 TEST_F(FlatTransactions, AnotherProgramsAppendBehindADeadOneIsKept) {

@@ -8,6 +8,7 @@
 #define KSUTIL_EVENTS_SERVER_COMMANDS_INTERNAL_DATABASE_COMMANDS_H
 
 #include <cstdint>
+#include <functional>
 #include <string>
 
 #include "core/Table.h"
@@ -25,9 +26,13 @@ Table<EVTableRecord> exec_dbmatches(ServerState &state, const std::string &key_t
                                     Tbl **tpattern, Hook **hook);
 Table<EVTableRecord> exec_dbsubset(ServerState &state, const std::string &table,
                                    const std::string &expression);
+/* wanted: asked while another program holds the lock; false ends the command.  Empty: the
+ * command waits as long as it takes. */
 int64_t exec_dbputrecord(ServerState &state, const std::string &table, int64_t recno,
-                         int64_t flags, const std::string &record);
-int64_t exec_dbnextid(ServerState &state, const std::string &key);
+                         int64_t flags, const std::string &record,
+                         const std::function<bool()> &wanted = {});
+int64_t exec_dbnextid(ServerState &state, const std::string &key,
+                      const std::function<bool()> &wanted = {});
 
 }  // namespace ksutil::events
 #endif

@@ -17,6 +17,7 @@
 #include "platform/db/snapshot.h"
 #include "platform/db/write_attempt.h"
 #include "platform/elog/elog.h"
+#include "platform/elog/failure.h"
 
 namespace ksutil::events {
 
@@ -44,9 +45,11 @@ class Command {
 
   /* The result of write(), which writes to the database and gives a number, below 0 after
    * messages.  It runs again, after the lock was let go, while another program holds the
-   * lock of what it writes; -1, with a message, without a database. */
+   * lock of what it writes and wanted() is true; an empty function is.  -1, with a message,
+   * without a database, or when the result is not wanted any more. */
+  using Wanted = std::function<bool()>;
   template <class Write>
-  int64_t write(const Write &write);
+  int64_t write(const Wanted &wanted, const Write &write);
 
   WatchedDatabase &database() const { return steps_.database(); }
   const char *who() const { return who_; }
@@ -58,7 +61,7 @@ class Command {
 };
 
 template <class Write>
-int64_t Command::write(const Write &write) {
+int64_t Command::write(const Wanted &wanted, const Write &write) {
   while (open()) {
     ElogScope messages;
     const db::WriteAttempt attempt;
@@ -67,8 +70,12 @@ int64_t Command::write(const Write &write) {
       messages.keep();
       return result;
     }
+    messages.drop();
     steps_.let_go();
-    attempt.wait();
+    if (!attempt.wait(wanted)) {
+      messages.keep();
+      return fail(who_, "given up while another program holds the lock");
+    }
     closed_ = !steps_.take_again();
   }
   return -1;

@@ -41,7 +41,6 @@ struct FlatPlaces {
   std::string name;                   // path of the descriptor
   std::vector<std::string> prefixes;  // at least one
   bool sync = false;                  // synchronise each step with the disk
-  bool described = false;             // there was a descriptor at the opening
   std::string journal() const { return name + ".journal"; }
   std::string path_of(const std::string &table) const;
 };
@@ -99,9 +98,10 @@ class FlatJournal {
 
   /* Finishes or removes the journal that a dead process left.
    *   kNone     there is none, or none any more
-   *   kBusy     a living process owns it, or (only when `wait` is kNever) this process
-   *             may not write it: with a message of dbopen when a dead process has left it
-   *             with changes that are only partly made
+   *   kBusy     a living process owns it, or a table of it, and this thread does not wait:
+   *             `wait` is kNever, or it has a WriteAttempt, which is told.  Also when this
+   *             process may not write it and `wait` is kNever.  A message of dbopen tells
+   *             when a dead process has left it with changes that are only partly made
    *   kFailed   it cannot be applied; with a message.  It stays for the next attempt. */
   enum class Settled { kNone, kBusy, kFailed };
   static Settled settle(const FlatPlaces &places, FileLock::Wait wait);
@@ -144,8 +144,10 @@ class FlatJournal {
   bool read_tables(Head &head);
   bool read_chunks(const Head &head);
   bool read_chunk(const Chunk &chunk, std::string &bytes) const;
-  bool apply(State state);
-  bool lock_tables(std::vector<FileHandle> &files, std::deque<FileLock> &locks) const;
+  Settled apply(State state, FileLock::Wait wait);
+  bool change_all(State state, const std::vector<FileHandle> &files);
+  Settled lock_tables(std::vector<FileHandle> &files, std::deque<FileLock> &locks,
+                      FileLock::Wait wait) const;
   bool fits(const std::vector<FileHandle> &files) const;
   bool all_in_place(const std::vector<FileHandle> &files) const;
   bool redo(const FileHandle &file, std::uint32_t table) const;

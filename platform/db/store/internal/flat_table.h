@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "platform/db/store.h"
+#include "platform/db/store/internal/flat_folders.h"
 #include "platform/db/store/internal/flat_journal.h"
 #include "platform/db/store/internal/flat_snapshot.h"
 
@@ -21,6 +22,7 @@ struct FlatSettings {
   bool sync = false;
   std::shared_ptr<FlatShared> shared;
   std::shared_ptr<const FlatPlaces> places;
+  std::shared_ptr<FlatFolders> folders = nullptr;  // null: not watched
 };
 
 class FlatExclusive;
@@ -53,7 +55,6 @@ class FlatTable final : public TableStore {
   enum class Looked { kSeen, kGone, kFailed };
   Looked look_through(const struct stat &at_path);
   bool find_path(struct stat &status, bool &exists);
-  bool database_has_gone() const;
   void set_absent();
   std::shared_ptr<const Snapshot> next_snapshot();
 
