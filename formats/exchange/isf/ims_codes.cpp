@@ -66,7 +66,7 @@ std::string ims_status(char code) {
 }
 
 char ims_code_of_status(const std::string &status) {
-  if (status.empty()) return ' ';
+  if (status.empty() || status == "rejected") return ' ';
   if (status == "guess") return 'g';
   return status == "automatic" ? 'a' : 'm';
 }

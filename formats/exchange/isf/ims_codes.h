@@ -22,7 +22,9 @@ bool ims_event_type_says_more(std::string_view code);
 /* The code of an event type, a word or the code of origin.etype; "uk" for others. */
 std::string ims_code_of_event_type(const std::string &type);
 
-/* Analysis type (a, m, g) and location method (i, p, g, o) as words, and back. */
+/* Analysis type (a, m, g) and location method (i, p, g, o) as words, and back.  A word
+ * without a letter of its own becomes m or o; "rejected", of which no letter says anything,
+ * a blank. */
 std::string ims_status(char code);
 char ims_code_of_status(const std::string &status);
 std::string ims_method(char code);

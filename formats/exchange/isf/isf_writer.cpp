@@ -64,6 +64,20 @@ int scale_of(double value) {
   return value > 0.0 ? static_cast<int>(std::floor(std::log10(value))) : 0;
 }
 
+/* Errors that put_errors turns to another level of confidence. */
+bool has_scaled_errors(const Origin &origin) {
+  return origin.major_axis >= 0.0 || origin.horizontal_error >= 0.0 ||
+         origin.depth_error >= 0.0 || origin.time_error >= 0.0;
+}
+
+/* Whether the field of the moment magnitude, which has two decimals, gets back from the
+ * moment what the tensor has. */
+bool is_read_from_moment(const MomentTensor &tensor) {
+  const double read =
+      tensor.moment > 0.0 ? (std::log10(tensor.moment) - 9.1) / 1.5 : kNone;
+  return std::round(100.0 * read) == std::round(100.0 * tensor.mw);
+}
+
 }  // namespace
 
 std::string IsfWriter::source_of(const Event &event) const {
@@ -124,8 +138,12 @@ void IsfWriter::count_unplaced(const Event &event) {
     count_if(origin.associated >= 0 || origin.depth_phases >= 0,
              "numbers of associated and depth phases");
     count_if(!origin.earth_model.empty(), "earth models");
-    count_if(origin.confidence != kConfidence && origin.major_axis >= 0.0,
+    count_if(origin.confidence != kConfidence && has_scaled_errors(origin),
              "levels of confidence other than 0.9");
+    count_if(ims_status(ims_code_of_status(origin.status)) != origin.status,
+             "states of review that IMS1.0 does not have");
+    count_if(ims_method(ims_code_of_method(origin.algorithm)) != origin.algorithm,
+             "location methods that IMS1.0 does not have");
     count_if(
         origin.depth_type == 'r' || (origin.depth_type == 0 && origin.depth > kNone),
         "depth types other than free, fixed and from depth phases");
@@ -242,12 +260,29 @@ void IsfWriter::put_origin(const Event &event, const Origin &origin,
   text_ += line.end();
 }
 
-void IsfWriter::put_tensor(const MomentTensor &tensor) {
+void IsfWriter::count_unplaced(const MomentTensor &tensor) {
+  const bool elements = greatest(tensor) > 0.0, plane = tensor.plane1[0] > kNone;
+  if (!elements && !plane && tensor.axes[1] <= kNone) {
+    unplaced_.add("mechanisms without a tensor, a first plane and axes");
+    return;
+  }
   count_if(!tensor.id.empty(), "ids of moment tensors");
   count_if(tensor.double_couple > kNone || tensor.isotropic > kNone ||
-               tensor.variance_reduction > kNone,
+               tensor.variance_reduction > kNone || (!elements && tensor.clvd > kNone),
            "parts and variance reductions of moment tensors");
   count_if(!tensor.comments.empty(), "comments on moment tensors");
+  count_if(!tensor.status.empty(), "states of review of moment tensors");
+  count_if(!plane && !tensor.algorithm.empty(),
+           "methods of moment tensors without fault planes");
+  count_if(!plane && tensor.plane2[0] > kNone, "second fault planes without a first");
+  count_if(!elements && (tensor.components >= 0 || (!plane && tensor.stations >= 0)),
+           "counts of stations and components of mechanisms without a tensor");
+  count_if(!is_read_from_moment(tensor),
+           "moment magnitudes other than that of the moment");
+}
+
+void IsfWriter::put_tensor(const MomentTensor &tensor) {
+  count_unplaced(tensor);
   const double size = greatest(tensor);
   if (size > 0.0) {
     const int scale = scale_of(size);

@@ -47,6 +47,7 @@ class IsfWriter final : public Writer {
   void put_phase_details(const Event &event, const std::vector<std::size_t> &which,
                          const std::vector<Number> &numbers);
   void count_unplaced(const Event &event);
+  void count_unplaced(const MomentTensor &tensor);
   void count_if(bool there, std::string_view name) {
     if (there) unplaced_.add(name);
   }

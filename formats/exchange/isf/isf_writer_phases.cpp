@@ -94,6 +94,7 @@ void IsfWriter::put_phases(const Event &event) {
                  association.emergence_residual > kNone,
              "emergence angles and rectilinearities");
     count_if(association.belief >= 0.0, "beliefs in phases");
+    count_if(!association.earth_model.empty(), "earth models of phases");
     count_if(association.seaz > kNone, "azimuths from stations to the event");
     const bool details = has_details(pick, association, origin.time);
     const Number number = number_of(pick.id, details);

@@ -245,6 +245,64 @@ TEST(IsfWriter, CountsWhatHasNoPlaceAndScalesErrors) {
   }
 }
 
+/* Whoever reads the bulletin takes what the columns say for what the database had. */
+TEST(IsfWriter, CountsWhatComesBackAsSomethingElse) {
+  const auto expect = [](const char *name, auto change, bool counted = true) {
+    Event event = full_event();
+    change(event.origins[1]);
+    std::vector<std::string> unplaced;
+    const ReadEvents result = read_events(write_isf({event}, &unplaced));
+    EXPECT_THAT(result.refused, IsEmpty());
+    EXPECT_EQ(unplaced.size(), counted ? 1U : 0U) << name;
+    EXPECT_TRUE(!counted || unplaced.at(0) == name) << unplaced.at(0);
+    return result.events.at(0).origins.at(1);
+  };
+  const char *states = "states of review that IMS1.0 does not have";
+  for (const char *status : {"rejected", "preliminary", "reviewed"}) {
+    const Origin read = expect(states, [&](Origin &o) { o.status = status; });
+    EXPECT_EQ(read.status, status == std::string("rejected") ? "" : "manual");
+  }
+  expect(
+      states, [](Origin &o) { o.status = "automatic"; }, false);
+  expect("location methods that IMS1.0 does not have",
+         [](Origin &o) { o.algorithm = "locsat"; });
+  const auto without_errors = [](Origin &o) {
+    o.confidence = 0.0;
+    o.major_axis = o.minor_axis = o.ellipse_strike = -1.0;
+    o.depth_error = o.time_error = -1.0;
+  };
+  const char *levels = "levels of confidence other than 0.9";
+  expect(levels, without_errors, false);
+  for (double Origin::*error :
+       {&Origin::horizontal_error, &Origin::depth_error, &Origin::time_error}) {
+    expect(levels, [&](Origin &o) {
+      without_errors(o);
+      o.*error = 2.0;
+    });
+  }
+  expect("earth models of phases",
+         [](Origin &o) { o.associations[1].earth_model = "iasp91"; });
+  expect("states of review of moment tensors",
+         [](Origin &o) { o.tensors[0].status = "manual"; });
+  expect("methods of moment tensors without fault planes", [](Origin &o) {
+    o.tensors[0].plane1 = o.tensors[0].plane2 = {-999.0, -999.0, -999.0};
+  });
+  const char *moments = "moment magnitudes other than that of the moment";
+  expect(moments, [](Origin &o) { o.tensors[0].mw = -999.0; });
+  expect(moments, [](Origin &o) { o.tensors[0].mw = 6.1; });
+  expect(
+      moments, [](Origin &o) { o.tensors[0].mw = 6.15; }, false);
+  const Origin read =
+      expect("mechanisms without a tensor, a first plane and axes", [](Origin &o) {
+        o.tensors.resize(2);
+        o.tensors[1].lat = o.lat;
+        o.tensors[1].lon = o.lon;
+        o.tensors[1].depth = o.depth;
+        o.tensors[1].algorithm = "BDC";
+      });
+  EXPECT_THAT(read.tensors, SizeIs(1));
+}
+
 TEST(IsfWriter, WritesAMessageWithoutEvents) {
   const ReadEvents result = read_events(write_isf({}));
   EXPECT_EQ(result.format, "isf");
