@@ -23,6 +23,11 @@ std::int64_t index_in(const std::vector<std::int64_t> &ids, std::int64_t id) {
   return found == ids.end() ? -1 : found - ids.begin();
 }
 
+int width_of(const ExportTable &table, const char *name) {
+  const db::Field *field = table.layout().find(name);
+  return field == nullptr ? 0 : field->width;
+}
+
 }  // namespace
 
 EventSource::EventSource(db::DatabaseStore &store, const EventSelection &selection)
@@ -227,9 +232,9 @@ bool EventSource::read_event(std::int64_t record, Event &event) {
   for (const std::string &line : comments(row.integer(commid_))) {
     read_event_remark(line, event, preferred);
   }
-  if (const db::Field *field = tables_.event.layout().find("evname");
-      field != nullptr && event.name.empty() &&
-      name != event_name(event.id, field->width)) {
+  const int width = width_of(tables_.event, "evname");
+  if (width > 0 && event.name.empty() && name != event_name(event.id, width) &&
+      !is_name_of_long_id(name, width, event.id, tables_.ids.width())) {
     event.name = name;
   }
   for (std::size_t i = 0; i < event.origins.size(); i++) {
@@ -306,7 +311,7 @@ void EventSource::read_magnitudes(Origin &origin) {
     const std::int64_t magid = row.integer(magnitudes_->magid);
     const std::int64_t commid = row.integer(magnitudes_->commid);
     Magnitude magnitude;
-    magnitudes_->read(row, magnitude);
+    magnitudes_->read(row, magnitude, left_out_);
     if (magnitude.value <= -999.0) continue;
     magnitude.id = id_of("magid", magid);
     magnitude.comments = comments(commid);
@@ -388,7 +393,7 @@ void EventSource::read_station_magnitudes(Event &event, Origin &origin) {
     if (text.empty()) continue;
     const RowGet row(text, faults_.values);
     StationMagnitude magnitude;
-    station_magnitudes_->read(row, magnitude);
+    station_magnitudes_->read(row, magnitude, left_out_);
     if (magnitude.value <= -999.0) continue;
     magnitude.magnitude = index_of(row.integer(station_magnitudes_->magid));
     const std::int64_t arid = row.integer(station_magnitudes_->arid);
@@ -397,6 +402,8 @@ void EventSource::read_station_magnitudes(Event &event, Origin &origin) {
     if (magnitude.pick >= 0) {
       magnitude.at = event.picks[static_cast<std::size_t>(magnitude.pick)].at;
     } else {
+      left_out_.add_if(tables_.codes.has_channels(magnitude.at.station),
+                       "channels of station magnitudes without an arrival (seedcode)");
       tables_.codes.restore(magnitude.at);
     }
     origin.station_magnitudes.push_back(std::move(magnitude));

@@ -36,6 +36,8 @@ bool ExportTable::open(db::DatabaseStore &store, const char *name, const char *i
 
 bool PublicIds::open(db::DatabaseStore &store) {
   if (!table_.open(store, "publicid", "tagid")) return false;
+  const db::Field *text = table_.layout().find("textid");
+  width_ = text == nullptr ? 0 : text->width;
   text_ = db::TextColumn(table_.layout(), "textid");
   tag_ = db::TextColumn(table_.layout(), "tagname");
   return true;
@@ -84,6 +86,7 @@ bool SeedCodes::open(db::DatabaseStore &store) {
     const std::string_view text = seedcode.row(record);
     if (text.empty()) continue;
     const RowGet row(text, unreadable);
+    stations_.insert(row.text(sta));
     channels_.try_emplace(row.text(sta) + ' ' + row.text(chan),
                           ChannelCode{row.text(net), row.text(seedsta), row.text(loc),
                                       row.text(seedchan)});

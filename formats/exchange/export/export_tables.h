@@ -7,6 +7,7 @@
 #include <string>
 #include <string_view>
 #include <unordered_map>
+#include <unordered_set>
 
 #include "formats/exchange/import/row_index.h"
 #include "formats/exchange/records.h"
@@ -43,6 +44,7 @@ class PublicIds {
  public:
   bool open(db::DatabaseStore &store);
   bool there() const { return table_.there(); }
+  int width() const { return width_; }  // of a text id
   /* The text id of a row, "" when there is none.  `tag` names its id field. */
   std::string find(std::string_view tag, std::int64_t id) const;
   /* Its further ones. */
@@ -56,6 +58,7 @@ class PublicIds {
 
   ExportTable table_;
   db::TextColumn text_, tag_;
+  int width_ = 0;
   mutable std::int64_t unreadable_ = 0;
 };
 
@@ -65,9 +68,14 @@ class SeedCodes {
   bool open(db::DatabaseStore &store);
   /* Turns station and channel of the database into the codes of the channel. */
   void restore(ChannelCode &channel) const;
+  /* Whether there are codes of channels of a station. */
+  bool has_channels(const std::string &station) const {
+    return stations_.contains(station);
+  }
 
  private:
   std::unordered_map<std::string, ChannelCode> channels_;  // by "sta chan"
+  std::unordered_set<std::string> stations_;               // of these
   std::unordered_map<std::string, std::string> networks_;  // by station
 };
 

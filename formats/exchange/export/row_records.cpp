@@ -144,10 +144,15 @@ NetmagRows::NetmagRows(const db::Relation &layout)
       magnitude_(layout, "magnitude"),
       uncertainty_(layout, "uncertainty") {}
 
-void NetmagRows::read(const RowGet &row, Magnitude &magnitude) const {
+void NetmagRows::read(const RowGet &row, Magnitude &magnitude,
+                      LeftOut &left_out) const {
+  const std::string net = row.text(net_);
   magnitude.type = row.text(magtype_);
   magnitude.author = row.text(auth_);
-  if (magnitude.author.empty()) magnitude.author = row.text(net_);
+  left_out.add_if(!net.empty(), magnitude.author.empty()
+                                    ? "networks of magnitudes (net) but as authors"
+                                    : "networks of magnitudes (net)");
+  if (magnitude.author.empty()) magnitude.author = net;
   magnitude.stations = row.integer(nsta_);
   magnitude.value = row.real(magnitude_, kNone);
   magnitude.error = row.real(uncertainty_);
@@ -156,15 +161,21 @@ void NetmagRows::read(const RowGet &row, Magnitude &magnitude) const {
 StamagRows::StamagRows(const db::Relation &layout)
     : magid(layout, "magid"),
       arid(layout, "arid"),
+      ampid_(layout, "ampid"),
+      commid_(layout, "commid"),
       sta_(layout, "sta"),
       phase_(layout, "phase"),
       magtype_(layout, "magtype"),
       magdef_(layout, "magdef"),
+      mmodel_(layout, "mmodel"),
       auth_(layout, "auth"),
+      delta_(layout, "delta"),
       magnitude_(layout, "magnitude"),
-      uncertainty_(layout, "uncertainty") {}
+      uncertainty_(layout, "uncertainty"),
+      magres_(layout, "magres") {}
 
-void StamagRows::read(const RowGet &row, StationMagnitude &magnitude) const {
+void StamagRows::read(const RowGet &row, StationMagnitude &magnitude,
+                      LeftOut &left_out) const {
   magnitude.at.station = row.text(sta_);
   magnitude.phase = row.text(phase_);
   magnitude.type = row.text(magtype_);
@@ -172,11 +183,18 @@ void StamagRows::read(const RowGet &row, StationMagnitude &magnitude) const {
   magnitude.author = row.text(auth_);
   magnitude.value = row.real(magnitude_, kNone);
   magnitude.error = row.real(uncertainty_);
+  left_out.add_if(row.real(delta_) >= 0.0, "distances of station magnitudes (delta)");
+  left_out.add_if(row.real(magres_, kNone) != kNone,
+                  "residuals of station magnitudes (magres)");
+  left_out.add_if(!row.text(mmodel_).empty(), "models of station magnitudes (mmodel)");
+  left_out.add_if(row.integer(ampid_) >= 0, "amplitudes of station magnitudes (ampid)");
+  left_out.add_if(row.integer(commid_) >= 0, "comments on station magnitudes (commid)");
 }
 
 ArrivalRows::ArrivalRows(const db::Relation &layout)
     : arid(layout, "arid"),
       commid(layout, "commid"),
+      stassid_(layout, "stassid"),
       sta_(layout, "sta"),
       chan_(layout, "chan"),
       iphase_(layout, "iphase"),
@@ -222,6 +240,7 @@ void ArrivalRows::read(const RowGet &row, Pick &pick, LeftOut &left_out) const {
   } else if (motion.find_first_of("dr") != motion.npos) {
     pick.first_motion = 'd';
   }
+  left_out.add_if(row.integer(stassid_) >= 0, "groups of arrivals (stassid)");
   left_out.add_if(row.letter(stype_) != 0, "types of signals (stype)");
   left_out.add_if(row.letter(clip_) == 'c', "marks of clipped data (clip)");
   left_out.add_if(row.real(logat_, kNone) != kNone, "amplitudes over period (logat)");

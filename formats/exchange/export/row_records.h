@@ -73,7 +73,7 @@ struct OrigerrRows {
 
 struct NetmagRows {
   explicit NetmagRows(const db::Relation &layout);
-  void read(const RowGet &row, Magnitude &magnitude) const;
+  void read(const RowGet &row, Magnitude &magnitude, LeftOut &left_out) const;
 
   db::IntegerColumn magid, commid;
 
@@ -85,13 +85,14 @@ struct NetmagRows {
 
 struct StamagRows {
   explicit StamagRows(const db::Relation &layout);
-  void read(const RowGet &row, StationMagnitude &magnitude) const;
+  void read(const RowGet &row, StationMagnitude &magnitude, LeftOut &left_out) const;
 
   db::IntegerColumn magid, arid;
 
  private:
-  db::TextColumn sta_, phase_, magtype_, magdef_, auth_;
-  db::RealColumn magnitude_, uncertainty_;
+  db::IntegerColumn ampid_, commid_;
+  db::TextColumn sta_, phase_, magtype_, magdef_, mmodel_, auth_;
+  db::RealColumn delta_, magnitude_, uncertainty_, magres_;
 };
 
 struct ArrivalRows {
@@ -102,6 +103,7 @@ struct ArrivalRows {
   db::IntegerColumn arid, commid;
 
  private:
+  db::IntegerColumn stassid_;
   db::TextColumn sta_, chan_, iphase_, stype_, clip_, fm_, qual_, auth_;
   db::RealColumn time_, deltim_, azimuth_, delaz_, slow_, delslo_, ema_, rect_, amp_,
       per_, logat_, snr_;

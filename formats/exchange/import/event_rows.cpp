@@ -20,6 +20,16 @@ std::string_view one_letter(const char &letter) {
   return {&letter, letter == 0 ? std::size_t{0} : std::size_t{1}};
 }
 
+/* Whether a text is as fitted_id() shortens them. */
+bool is_shortened(std::string_view text, int width, int digits) {
+  const auto tail = static_cast<std::size_t>(digits);
+  return text.size() == static_cast<std::size_t>(width) && text.size() > tail + 1 &&
+         text[text.size() - tail - 1] == '~' &&
+         std::all_of(text.end() - digits, text.end(), [](char c) {
+           return (c >= '0' && c <= '9') || (c >= 'a' && c <= 'z');
+         });
+}
+
 }  // namespace
 
 std::string fitted_id(const std::string &id, int width, int digits) {
@@ -32,6 +42,16 @@ std::string fitted_id(const std::string &id, int width, int digits) {
     name += "0123456789abcdefghijklmnopqrstuvwxyz"[hash % 36];
   }
   return name;
+}
+
+bool is_name_of_long_id(const std::string &name, int name_width,
+                        const std::string &public_text, int text_width) {
+  if (!is_shortened(name, name_width, kNameDigits) ||
+      !is_shortened(public_text, text_width, kPublicDigits)) {
+    return false;
+  }
+  const std::size_t kept = name.size() - kNameDigits - 1;
+  return public_text.starts_with(std::string_view(name).substr(0, kept));
 }
 
 /* The fields are put in the order of the layout, mostly: the next one is near. */

@@ -18,12 +18,19 @@ namespace ksutil::exchange {
 std::string fitted_id(const std::string &id, int width, int digits);
 
 /* The text id as it stands in event.evname and in publicid.textid. */
+inline constexpr int kNameDigits = 6, kPublicDigits = 12;
 inline std::string event_name(const std::string &id, int width) {
-  return fitted_id(id, width, 6);
+  return fitted_id(id, width, kNameDigits);
 }
 inline std::string public_text(const std::string &id, int width) {
-  return fitted_id(id, width, 12);
+  return fitted_id(id, width, kPublicDigits);
 }
+
+/* Whether a name in a field of `name_width` characters may be the event_name() of an id
+ * that was too long for the field of its public_text(), so that only its beginning can be
+ * compared. */
+bool is_name_of_long_id(const std::string &name, int name_width,
+                        const std::string &public_text, int text_width);
 
 /* Faults met while rows were filled. */
 struct FillReport {

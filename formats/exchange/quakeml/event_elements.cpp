@@ -430,7 +430,9 @@ void EventElements::fill_mechanism(const XmlElement &element, EventParts &parts)
   tensor.status = values.status();
   tensor.algorithm = last_part(values.text("methodID"));
   values.field(kMtAlgorithmField, tensor.algorithm);
-  values.field(kMwField, tensor.mw);
+  part.no_centroid = element.attribute(kCtimeField) == "-";
+  part.no_mw = element.attribute(kMwField) == "-";
+  if (!part.no_mw) values.field(kMwField, tensor.mw);
   values.comments(tensor.comments);
   const auto plane = [&](const std::string &path, std::array<double, 3> &angles) {
     values.real(path + "/strike/value", angles[0]);

@@ -174,17 +174,19 @@ class Assembly {
       if (derived != kNowhere || alone != centroids_.end()) {
         const Origin &centroid =
             derived != kNowhere ? event_.origins[derived] : alone->second;
-        tensor.time = centroid.time;
-        tensor.lat = centroid.lat;
-        tensor.lon = centroid.lon;
-        tensor.depth = centroid.depth;
+        if (!part.no_centroid) {
+          tensor.time = centroid.time;
+          tensor.lat = centroid.lat;
+          tensor.lon = centroid.lon;
+          tensor.depth = centroid.depth;
+        }
         if (origin == kNowhere && derived != kNowhere) origin = derived;
       }
       const RecordPlace own = magnitude(part.magnitude);
       if (origin == kNowhere) origin = own.origin;
       if (origin == kNowhere) origin = event_.preferred;
       if (own.origin != kNowhere) {
-        if (tensor.mw == -999.0) {
+        if (tensor.mw == -999.0 && !part.no_mw) {
           tensor.mw = event_.origins[own.origin].magnitudes[own.index].value;
         }
         if (own.origin == origin) {

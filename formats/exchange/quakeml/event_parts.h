@@ -41,6 +41,8 @@ struct MechanismPart {
   MomentTensor tensor;
   std::string id;  // of the mechanism: the tensor has one of its own
   std::string triggering, derived, magnitude;
+  /* The tensor has no centroid, no moment magnitude: none is taken from what it names. */
+  bool no_centroid = false, no_mw = false;
 };
 
 /* What a magnitude of a station is for a magnitude. */

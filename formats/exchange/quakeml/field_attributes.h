@@ -43,21 +43,23 @@ inline constexpr const char *kSnrField = "arrival.snr";
 inline constexpr const char *kMagdefField = "stamag.magdef";
 inline constexpr const char *kStamagPhaseField = "stamag.phase";
 inline constexpr const char *kStamagPickField = "stamag.arid";
-/* Of focalMechanism. */
+/* Of focalMechanism: the moment magnitude, "-" when the row has none beside a magid. */
 inline constexpr const char *kMwField = "mt.mw";
+/* "-" when the tensor has no centroid. */
+inline constexpr const char *kCtimeField = "mt.ctime";
 inline constexpr const char *kMtAlgorithmField = "mt.algorithm";
 /* Of origin: "1" when it is the centroid of a tensor alone, and no row of origin. */
 inline constexpr const char *kCentroidField = "mt.centroid";
 
 inline bool is_field_attribute(std::string_view name) {
-  constexpr std::array<std::string_view, 25> kFields{
+  constexpr std::array<std::string_view, 26> kFields{
       kEtypeField,      kDtypeField,   kAlgorithmField,   kCovarianceField,
       kBeliefField,     kSeazField,    kEmaresField,      kTimedefField,
       kAzdefField,      kSlodefField,  kVmodelField,      kEmaField,
       kRectField,       kPerField,     kSnrField,         kStamagPhaseField,
       kStamagPickField, kMwField,      kMtAlgorithmField, kCentroidField,
       kNassField,       kMagtypeField, kFurtherIdsField,  kEllipseField,
-      kMagdefField};
+      kMagdefField,     kCtimeField};
   return std::find(kFields.begin(), kFields.end(), name) != kFields.end();
 }
 

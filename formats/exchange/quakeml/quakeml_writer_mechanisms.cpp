@@ -50,8 +50,11 @@ void QuakeMlWriter::put_mechanism(const Event &event, std::size_t origin_index,
       put_centroid(tensor, derived);
     }
   }
-  left_out_.add_if(!has_centroid(tensor) && tensor.lat != kNone && tensor.lon != kNone,
-                   "centroids without a time");
+  const bool placed = tensor.lat != kNone && tensor.lon != kNone;
+  left_out_.add_if(!has_centroid(tensor) && placed, "centroids without a time");
+  left_out_.add_if(!placed && (tensor.time != kNoTime || tensor.lat != kNone ||
+                               tensor.lon != kNone || tensor.depth != kNone),
+                   "centroids without a place");
   const bool tensor_given = is_given(tensor);
   xml_.open("focalMechanism");
   xml_.attribute("publicID", mechanism_id(tensor, id));
@@ -59,7 +62,9 @@ void QuakeMlWriter::put_mechanism(const Event &event, std::size_t origin_index,
   const bool same_mw =
       tensor_given && tensor.magnitude >= 0 &&
       magnitudes[static_cast<std::size_t>(tensor.magnitude)].value == tensor.mw;
-  if (!same_mw) put_field(kMwField, real(tensor.mw));
+  const bool other_mw = tensor_given && tensor.magnitude >= 0 && tensor.mw == kNone;
+  if (!same_mw) put_field(kMwField, other_mw ? "-" : real(tensor.mw));
+  if (tensor_given && !has_centroid(tensor)) put_field(kCtimeField, "-");
   put_name_field(kMtAlgorithmField, tensor.algorithm);
   xml_.element("triggeringOriginID", origin_ids_[origin_index]);
   put_planes(tensor);

@@ -24,7 +24,8 @@ inline const std::string kData = std::string(KSUTIL_SOURCE_DIR) + "/data/";
 
 struct Exported {
   std::string text;
-  std::vector<Unplaced> without_place;
+  std::vector<Unplaced> without_place;  // in the format
+  std::vector<Unplaced> without_record;
   SourceFaults faults;
 };
 
@@ -50,6 +51,7 @@ inline Exported export_text(const std::string &database, const std::string &word
   EXPECT_TRUE(writer->end());
   exported.text = std::move(taker.text);
   exported.without_place = writer->without_place();
+  exported.without_record = source->without_place();
   exported.faults = source->faults();
   return exported;
 }

@@ -262,6 +262,92 @@ TEST(QuakeMlExport, LeavesOutCentroidsWithoutATime) {
   EXPECT_EQ(export_text(folder / "b", "quakeml").text, exported.text);
 }
 
+/* A hypocentre that comes back as a centroid is taken for a result of the inversion. */
+TEST(QuakeMlExport, GivesNullsOfMechanismsBack) {
+  for (const bool with_moment_magnitude : {true, false}) {
+    const tools::ScratchFolder folder;
+    Event event = full_bulletin("id-");
+    MomentTensor &tensor = event.origins[1].tensors[0];
+    tensor.time = kNoTime;
+    tensor.lat = tensor.lon = tensor.depth = tensor.mw = -999.0;
+    if (!with_moment_magnitude) {
+      event.origins[1].magnitudes.clear();
+      event.origins[1].station_magnitudes.clear();
+      event.preferred_magnitude = tensor.magnitude = -1;
+    }
+    import_records(folder / "a", "css3.0", {event});
+    expect_round_trip(folder.path(), "css3.0", "quakeml");
+    EXPECT_THAT(rows_of(folder / "b", "mt", {}),
+                testing::Contains(testing::AllOf(
+                    HasSubstr("clat=-999.0000 "), HasSubstr("cdepth=-999.0000 "),
+                    HasSubstr("mw=-999.00 "), HasSubstr("moment= 7.05000e+20 "))));
+  }
+}
+
+/* The name of an event whose id is longer than its fields is made of the id. */
+TEST(QuakeMlExport, TakesTheEndOfALongIdForNoName) {
+  const tools::ScratchFolder folder;
+  Event named = full_bulletin("quakeml:us.gov/" + std::string(80, 'x') + "/1");
+  Event nameless = full_bulletin("quakeml:us.gov/" + std::string(80, 'x') + "/2");
+  named.name = "quakeml of a day";
+  nameless.name.clear();
+  import_records(folder / "a", "css3.0", {named, nameless});
+  const std::string text = export_text(folder / "a", "quakeml").text;
+  const std::size_t first = text.find("earthquake name");
+  EXPECT_NE(first, text.npos);
+  EXPECT_EQ(text.find("earthquake name", first + 1), text.npos);
+  EXPECT_EQ(text.find("<text>quakeml:~"), text.npos);
+  import_text(folder / "b", "css3.0", text);
+  EXPECT_EQ(export_text(folder / "b", "quakeml").text, text);
+}
+
+/* Fields that only hand-made tables fill are lost with the export. */
+TEST(QuakeMlExport, CountsFieldsThatNoRecordHolds) {
+  const tools::ScratchFolder folder;
+  const std::string name = folder / "a";
+  import_records(name, "kbcore", {full_bulletin("id-")});
+  const auto row = [&name](const char *table) {
+    Dbptr db;
+    EXPECT_EQ(dbopen(name.c_str(), "r+", &db), 0);
+    db = dblookup(db, nullptr, table, nullptr, nullptr);
+    db.record = 0;
+    return db;
+  };
+  EXPECT_THAT(export_text(name, "quakeml").without_record, IsEmpty());
+  Dbptr db = row("netmag");
+  EXPECT_EQ(dbputv(db, "net", "NZ", "auth", "us", nullptr), 0);
+  db.record = 1;
+  EXPECT_EQ(dbputv(db, "net", "NZ", "auth", "-", nullptr), 0);
+  dbclose(db);
+  db = row("arrival");
+  EXPECT_EQ(dbputv(db, "stassid", 7L, nullptr), 0);
+  dbclose(db);
+  db = row("stamag");
+  EXPECT_EQ(dbputv(db, "delta", 3.5, "magres", -0.25, "mmodel", "veith", "ampid", 3L,
+                   "commid", 1L, nullptr),
+            0);
+  for (const long record : {0L, 1L}) {
+    db.record = record;
+    EXPECT_EQ(dbputv(db, "arid", -1L, nullptr), 0);
+  }
+  dbclose(db);
+  std::vector<std::string> counted;
+  for (const Unplaced &entry : export_text(name, "quakeml").without_record) {
+    counted.push_back(std::to_string(entry.count) + " " + entry.name);
+  }
+  EXPECT_THAT(
+      counted,
+      testing::UnorderedElementsAre(
+          "1 networks of magnitudes (net)",
+          "1 networks of magnitudes (net) but as authors",
+          "1 groups of arrivals (stassid)", "1 distances of station magnitudes (delta)",
+          "1 residuals of station magnitudes (magres)",
+          "1 models of station magnitudes (mmodel)",
+          "1 amplitudes of station magnitudes (ampid)",
+          "1 comments on station magnitudes (commid)",
+          "2 channels of station magnitudes without an arrival (seedcode)"));
+}
+
 TEST(QuakeMlExport, GivesTheShippedDatabasesBack) {
   for (const std::string name : {"aug2015", "ueb/ueb_test", "ridge"}) {
     const tools::ScratchFolder folder;
