@@ -73,6 +73,19 @@ std::string shown(std::string_view text) {
   return text.size() > kMost ? result + "..." : result;
 }
 
+/* Whether a date begins with a number of one or two digits and a second one: the clock takes
+ * 01/02/2020 for 2 January and 01/02/20 for 20 February 2001, which spreadsheets of most
+ * countries do not mean. */
+bool has_exchangeable_day(std::string_view text) {
+  std::size_t at = 0;
+  const auto is_digit = [&text](std::size_t i) {
+    return i < text.size() && text[i] >= '0' && text[i] <= '9';
+  };
+  while (is_digit(at)) at++;
+  return (at == 1 || at == 2) && at < text.size() &&
+         (text[at] == '/' || text[at] == '-') && is_digit(at + 1);
+}
+
 }  // namespace
 
 bool TableReader::begin(std::string &problem) {
@@ -149,7 +162,13 @@ void TableReader::count(Column column, std::int64_t &value) {
 void TableReader::time(Column column, bool required, double &value) {
   const std::string_view text = cell(column);
   if (text.empty() && !required) return;
-  if (!parse_date_text(std::string(text), value)) refuse(column, text);
+  const bool exchangeable = has_exchangeable_day(text);
+  if (!exchangeable && parse_date_text(text, value)) return;
+  const bool first = problem_.empty();
+  refuse(column, text);
+  if (exchangeable && first) {
+    problem_ += ", where day and month may be exchanged: write 2020-02-01";
+  }
 }
 
 void TableReader::text(Column column, bool required, std::string &value) {

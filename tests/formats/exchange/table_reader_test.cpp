@@ -5,6 +5,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
+
 #include "tests/tools/scratch.h"
 
 namespace ksutil::exchange {
@@ -135,6 +137,31 @@ TEST(TableReader, RefusesOneLineForOneFault) {
                   HasSubstr("9: a quote"), HasSubstr("10: a quote"),
                   "11: too many columns", "12: id is 'k?'", "13: the line is too long",
                   "15: a quoted text is not closed"));
+}
+
+/* A catalogue of which half the days are exchanged looks right at first sight. */
+TEST(TableReader, RefusesDatesWhoseDayAndMonthMayBeExchanged) {
+  for (const char divider : {',', ';'}) {
+    std::string text = "time,latitude,longitude,id,updated\n";
+    for (const char *time :
+         {"01/02/2020 03:04:05", "1/2/2020", "13/02/2020", "01/02/20", "01-02-20",
+          "2020-02-01 03:04:05", "2020/2/1", "01-FEB-2020", "20200201", "2020-032"}) {
+      text += std::string(time) + ",1,0," + time + ",\n";
+    }
+    text += "2020-02-01,1,0,x,02/01/2020\n02/01/2020,1,0,y,no\n";
+    std::replace(text.begin(), text.end(), ',', divider);
+    const ReadResult result = read(text);
+    ASSERT_TRUE(result.good) << result.problem;
+    EXPECT_THAT(ids(result), ElementsAre("2020-02-01 03:04:05", "2020/2/1",
+                                         "01-FEB-2020", "20200201", "2020-032"));
+    const std::string why = ", where day and month may be exchanged: write 2020-02-01";
+    EXPECT_THAT(
+        result.refused,
+        ElementsAre("2: time is '01/02/2020 03:04:05'" + why,
+                    "3: time is '1/2/2020'" + why, "4: time is '13/02/2020'" + why,
+                    "5: time is '01/02/20'" + why, "6: time is '01-02-20'" + why,
+                    "12: updated is '02/01/2020'" + why, "13: updated is 'no'"));
+  }
 }
 
 TEST(TableReader, ReadsWhatSpreadsheetsWrite) {
