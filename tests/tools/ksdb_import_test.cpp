@@ -56,7 +56,8 @@ TEST_F(KsdbImport, StrictImportsAllOrNothing) {
       {kColumns + more + "soon,1,2,c,6,\n", "time is 'soon'"},
       {kColumns + more + "1621-05-01T00:00:00Z,1,2,early,6,\n", "cannot hold"},
       {"flavour," + kColumns + "x," + more, "no place for column flavour"},
-      {"net," + kColumns + "averylongnetworkcode," + more, "do not fit their fields"},
+      {"net," + kColumns + "averylongnetworkcode," + more,
+       "3 texts do not fit their fields: netmag.auth, origin.auth, event.auth\n"},
   };
   for (const auto &c : cases) {
     const ProgramRun run = import("--strict", c.text);

@@ -91,6 +91,16 @@ std::string counted(long read, bool in_lines) {
                                              : " events");
 }
 
+/* "netmag.auth, arrival.iphase (2)". */
+std::string named(const exchange::UnplacedCounts &fields) {
+  std::string text;
+  for (const exchange::Unplaced &field : fields.list()) {
+    text += (text.empty() ? "" : ", ") + field.name;
+    if (field.count > 1) text += " (" + std::to_string(field.count) + ")";
+  }
+  return text;
+}
+
 void tell_of(const exchange::ImportCounts &counts, std::int64_t superseded,
              long refused, const std::string &read, bool dry_run) {
   const auto tell = [](const char *format, std::int64_t count) {
@@ -105,7 +115,10 @@ void tell_of(const exchange::ImportCounts &counts, std::int64_t superseded,
   std::printf(", %ld refused: %s\n", refused, read.c_str());
   tell("%ld completed what an interrupted import left\n", counts.healed);
   tell("%ld with the earlier origin kept\n", counts.kept);
-  tell("%ld texts shortened to their fields\n", counts.shortened);
+  if (counts.shortened > 0) {
+    std::printf("%ld texts shortened to their fields: %s\n",
+                static_cast<long>(counts.shortened), named(counts.cut_fields).c_str());
+  }
 }
 
 /* Whether a file is the descriptor of a database: the operands may be exchanged. */
@@ -215,7 +228,8 @@ int import(const ImportArguments &arguments) {
   refusals.finish();
   if (imported == Imported::kStrict) {
     if (counts.shortened > 0) {
-      complain(std::to_string(counts.shortened) + " texts do not fit their fields");
+      complain(std::to_string(counts.shortened) +
+               " texts do not fit their fields: " + named(counts.cut_fields));
     }
     if (!counts.without_place.empty()) {
       complain("no place for " + counts.without_place.list().front().name);

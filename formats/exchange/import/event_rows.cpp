@@ -110,6 +110,7 @@ RowPut &RowPut::put(std::string_view name, std::string_view value) {
   const auto width = static_cast<std::size_t>(field->width);
   if (value.size() > width) {
     report_.shortened++;
+    report_.cut_fields.add(layout_.name + "." + field->name);
     /* Not in the middle of a character of UTF-8. */
     std::size_t end = width;
     while (end > 0 && (static_cast<unsigned char>(value[end]) & 0xc0) == 0x80) end--;

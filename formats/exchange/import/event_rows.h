@@ -36,6 +36,7 @@ bool is_name_of_long_id(const std::string &name, int name_width,
 struct FillReport {
   std::string refused;         // the first value that does not fit; "" when all do
   std::int64_t shortened = 0;  // texts that were cut to their fields
+  UnplacedCounts cut_fields;   // these fields
   UnplacedCounts left_out;     // values that were left out, by field
 };
 

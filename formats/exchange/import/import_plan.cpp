@@ -145,6 +145,7 @@ ImportPlan::Result ImportPlan::import(const Event &event, std::int64_t record) {
     return Result::kRefused;
   }
   counts_.shortened += report_.shortened;
+  counts_.cut_fields.add(report_.cut_fields);
   counts_.without_place.add(report_.left_out);
   codes_.keep();
   for (const auto &[key, id] : met_) ids_.put(key, id);

@@ -47,6 +47,7 @@ struct ImportCounts {
   std::int64_t healed = 0;       // added to origins that had lost their event
   std::int64_t kept = 0;         // updated, with the earlier solution kept
   std::int64_t shortened = 0;    // texts that were cut to their fields
+  UnplacedCounts cut_fields;     // these fields, as "netmag.auth"
   UnplacedCounts without_place;  // what the tables have no place for
 };
 
