@@ -68,15 +68,21 @@ const std::array<StationPlan::TableName, StationPlan::kTableCount>
        {"affiliation", false, {{"net", "sta"}, {"sta"}}},
        {"sensor", true, {{"sta", "chan"}}},
        {"sitechan", true, {{"sta", "chan"}}},
-       {"site", true, {{"sta"}}}}};
+       {"site", true, {{"sta"}}},
+       {"wfdisc", false, {}},
+       {"arrival", false, {}},
+       {"calibration", false, {}}}};
   return kNames;
 }
 
 std::vector<std::string> StationPlan::names(db::DatabaseStore &store) {
   std::vector<std::string> names;
-  for (const TableName &table : table_names()) {
+  for (std::size_t which = 0; which < kTableCount; which++) {
+    const TableName &table = table_names()[which];
     if (store.schema()->find(table.name) != nullptr) {
-      names.emplace_back(table.name);
+      const bool names_channels = which >= kWfdisc;
+      if (!names_channels || may_move(store, table.name))
+        names.emplace_back(table.name);
     } else if (table.needed) {
       elog_log(0, "import: the schema %s has no table %s.\n",
                store.schema()->name().c_str(), table.name);
@@ -119,6 +125,7 @@ bool StationPlan::run() {
   for (auto &[codes, channels] : channels_) {
     if (!plan_channels(codes, channels)) return false;
   }
+  move_references();
   complete_networks();
   counts_.files = static_cast<std::int64_t>(files_.size());
   return true;

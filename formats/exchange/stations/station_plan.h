@@ -23,7 +23,9 @@ class StationPlan {
   using Refused = std::function<void(std::int64_t line, const std::string &reason)>;
 
   /* The tables that the schema has, children before their parents; site, sitechan, sensor,
-   * instrument and lastid must be among them: else empty, with a message. */
+   * instrument and lastid must be among them: else empty, with a message.  wfdisc,
+   * arrival and calibration, whose rows name channels, are among them when they have rows and a row of
+   * sitechan may be taken over. */
   static std::vector<std::string> names(db::DatabaseStore &store);
 
   StationPlan(db::DatabaseStore &store, StationGathering &stations,
@@ -58,6 +60,9 @@ class StationPlan {
     kSensor,
     kSitechan,
     kSite,
+    kWfdisc,
+    kArrival,
+    kCalibration,
     kTableCount
   };
   enum class Change { kAdded, kUpdated, kUnchanged };
@@ -107,9 +112,17 @@ class StationPlan {
   void drop_repeated(const Codes &codes, std::vector<Placed> &channels);
   static std::vector<Run> runs_of(std::vector<Placed> &channels);
   std::int64_t find_sitechan(const Codes &codes, const Run &run,
-                             const std::set<std::int64_t> &taken);
+                             const std::set<std::int64_t> &taken,
+                             const std::set<std::int64_t> &days);
   bool plan_sitechan(const Codes &codes, const std::vector<Placed> &channels, Run &run,
-                     std::set<std::int64_t> &taken);
+                     std::set<std::int64_t> &taken, const std::set<std::int64_t> &days);
+
+  /* In station_plan_references.cpp. */
+  static bool may_move(db::DatabaseStore &store, const char *table);
+  bool lacks_orientation(const Codes &codes, std::size_t sitechan);
+  void move_references();
+  void move_references(StationTable &references);
+  std::int64_t chanid_at(const Codes &codes, double time);
   bool plan_sensor(const Codes &codes, Placed &placed);
   bool plan_instrument(const GatheredChannel &gathered, std::int64_t sensor,
                        std::int64_t &inid, bool &changed);
@@ -136,7 +149,8 @@ class StationPlan {
   std::map<Codes, std::string> codes_;
   std::map<std::int64_t, std::int64_t> uses_;  // rows of sensor for each inid
   FillReport report_;
-  std::set<std::size_t> sites_;  // rows of site that the input has
+  std::set<std::size_t> sites_;        // rows of site that the input has
+  std::set<std::int64_t> taken_over_;  // chanids of rows that lacked orientation
 };
 
 }  // namespace ksutil::exchange

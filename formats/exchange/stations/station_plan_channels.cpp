@@ -157,9 +157,11 @@ bool StationPlan::plan_channels(const Codes &codes, std::vector<Placed> &channel
         return begin_of(a.from->channel.epoch) < begin_of(b.from->channel.epoch);
       });
   drop_repeated(codes, channels);
-  std::set<std::int64_t> taken;
-  for (Run &run : runs_of(channels)) {
-    if (!plan_sitechan(codes, channels, run, taken)) return false;
+  std::set<std::int64_t> taken, days;
+  std::vector<Run> runs = runs_of(channels);
+  for (const Run &run : runs) days.insert(first_day(run.epoch));
+  for (Run &run : runs) {
+    if (!plan_sitechan(codes, channels, run, taken, days)) return false;
   }
   for (Placed &placed : channels) {
     if (!plan_sensor(codes, placed)) return false;
@@ -212,14 +214,16 @@ std::vector<StationPlan::Run> StationPlan::runs_of(std::vector<Placed> &channels
 }
 
 /* The row of sitechan that a run goes on: one that begins on its first day, else one of the
- * same position and orientation that meets it, but not one that another run has taken; -1:
- * none. */
+ * same position and orientation that meets it, else one without orientation that begins
+ * within it, but not one that another run has taken or begins on the day of (`days`: the
+ * first days of all runs); -1: none. */
 std::int64_t StationPlan::find_sitechan(const Codes &codes, const Run &run,
-                                        const std::set<std::int64_t> &taken) {
+                                        const std::set<std::int64_t> &taken,
+                                        const std::set<std::int64_t> &days) {
   const StationTable &channels = table(kSitechan);
   const std::string &geometry = run.channels.back()->geometry;
   const std::int64_t on = first_day(run.epoch);
-  std::int64_t same_day = -1, met = -1;
+  std::int64_t same_day = -1, met = -1, bare = -1;
   for (const std::size_t row : channels.find(0, {codes.first, codes.second})) {
     const auto number = static_cast<std::int64_t>(row);
     if (taken.contains(number)) continue;
@@ -232,15 +236,20 @@ std::int64_t StationPlan::find_sitechan(const Codes &codes, const Run &run,
         end_of(run.epoch) >= begin_of_day(from) - kSecondsOfDay) {
       met = number;
     }
+    if (bare < 0 && !days.contains(from) && begin_of(run.epoch) <= begin_of_day(from) &&
+        begin_of_day(from) < end_of(run.epoch) && lacks_orientation(codes, row)) {
+      bare = number;
+    }
   }
-  return same_day >= 0 ? same_day : met;
+  return same_day >= 0 ? same_day : met >= 0 ? met : bare;
 }
 
 /* taken: the rows of sitechan that runs of the channel go on. */
 bool StationPlan::plan_sitechan(const Codes &codes, const std::vector<Placed> &channels,
-                                Run &run, std::set<std::int64_t> &taken) {
+                                Run &run, std::set<std::int64_t> &taken,
+                                const std::set<std::int64_t> &days) {
   StationTable &sitechans = table(kSitechan);
-  const std::int64_t found = find_sitechan(codes, run, taken);
+  const std::int64_t found = find_sitechan(codes, run, taken, days);
   const auto index = static_cast<std::size_t>(found);
   Epoch epoch = run.epoch;
   std::int64_t chanid = -1;
@@ -285,7 +294,9 @@ bool StationPlan::plan_sitechan(const Codes &codes, const std::vector<Placed> &c
   if (found < 0) {
     taken.insert(static_cast<std::int64_t>(sitechans.add(row)));
     for (Placed *placed : run.channels) placed->change = Change::kAdded;
-  } else if (sitechans.set(index, row)) {
+  } else if (row != sitechans.row(index)) {
+    if (lacks_orientation(codes, index)) taken_over_.insert(chanid);
+    sitechans.set(index, row);
     run.channels.back()->change = Change::kUpdated;
   }
   return true;

@@ -8,6 +8,7 @@
 #include <numbers>
 
 #include "formats/exchange/stations/station_rows.h"
+#include "platform/clock/clock.h"
 #include "platform/stock/files.h"
 #include "tests/formats/exchange/station_fixture.h"
 
@@ -89,6 +90,69 @@ TEST_P(StationImport, APlaceIsFilledIntoTheRowThatLacksIt) {
   EXPECT_THAT(database_.column("site", "ondate"), ElementsAre("2010204", "2010063"));
   EXPECT_THAT(database_.column("site", "lat"),
               ElementsAre(testing::StartsWith("64.1732"), testing::StartsWith("47.5")));
+}
+
+/* As `kssac to-db` and imports of waveforms leave a channel: its codes and first day.
+ * Returns the chanid. */
+long add_bare_channel(const StationDatabase &database, long ondate) {
+  Dbptr db;
+  EXPECT_GE(dbopen(database.name().c_str(), "r+", &db), 0);
+  const long chanid = dbnextid(db, "chanid");
+  EXPECT_GE(dbaddv(dblookup(db, "", "sitechan", "", ""), "sta", "RJOB", "chan", "HHZ10",
+                   "ondate", ondate, "chanid", chanid, "ctype", "n", (char *)nullptr),
+            0);
+  dbclose(db);
+  return chanid;
+}
+
+/* A row without orientation that begins later would hide the one of the stations from all
+ * waveforms of its time. */
+TEST_P(StationImport, AChannelOfWaveformsIsTakenOverByTheRunOfItsDay) {
+  ASSERT_EQ(add_bare_channel(database_, 2011001), 1);
+  Dbptr db;
+  ASSERT_GE(dbopen(database_.name().c_str(), "r+", &db), 0);
+  for (const int day : {2011001, 2015001}) {
+    for (const char *table : {"wfdisc", "arrival", "calibration"}) {
+      ASSERT_GE(dbaddv(dblookup(db, "", table, "", ""), "sta", "RJOB", "chan", "HHZ10",
+                       "time", yearday_epoch(day), "chanid", 1L, (char *)nullptr),
+                0);
+    }
+  }
+  dbclose(db);
+  const std::string turned =
+      replaced(channel_xml(kChange, "", "3000"), "<Dip>-90", "<Dip>-85");
+  const std::string text = station_xml(channel_xml(kFirst, kChange) + turned);
+  database_.import(text);
+  EXPECT_THAT(database_.column("sitechan", "chanid"), ElementsAre("1", "2"));
+  EXPECT_THAT(database_.column("sitechan", "ondate"),
+              ElementsAre("2010063", "2012153"));
+  EXPECT_THAT(database_.column("sitechan", "offdate"), ElementsAre("2012153", "-1"));
+  EXPECT_THAT(database_.column("sitechan", "vang"), ElementsAre("0.0", "5.0"));
+  for (const char *table : {"wfdisc", "arrival", "calibration"}) {
+    EXPECT_THAT(database_.column(table, "chanid"), ElementsAre("1", "2")) << table;
+  }
+  const std::string before = database_.rows();
+  EXPECT_EQ(database_.import(text).counts.channels.unchanged, 2);
+  EXPECT_EQ(database_.rows(), before);
+}
+
+TEST_P(StationImport, AChannelOfWaveformsOutsideOfTheRunOrOfASensorStays) {
+  add_bare_channel(database_, 2009001);
+  database_.import(station_xml(channel_xml(kFirst, kChange)));
+  EXPECT_THAT(database_.column("sitechan", "ondate"),
+              ElementsAre("2009001", "2010063"));
+  const long chanid = add_bare_channel(database_, 2015001);
+  Dbptr db;
+  ASSERT_GE(dbopen(database_.name().c_str(), "r+", &db), 0);
+  ASSERT_GE(
+      dbaddv(dblookup(db, "", "sensor", "", ""), "sta", "RJOB", "chan", "HHZ10", "time",
+             yearday_epoch(2015001), "chanid", chanid, "inid", 1L, (char *)nullptr),
+      0);
+  dbclose(db);
+  database_.import(station_xml(
+      replaced(channel_xml("2013-01-01T00:00:00", ""), "<Dip>-90", "<Dip>-85")));
+  EXPECT_THAT(database_.column("sitechan", "ondate"),
+              ElementsAre("2009001", "2010063", "2015001", "2013001"));
 }
 
 TEST_P(StationImport, FillsEachTable) {
