@@ -20,11 +20,13 @@ ImsMessage::Took ImsMessage::take(std::string_view line, bool is_event) {
   const bool title = std::exchange(fresh_data_, false);
   if (word == "BEGIN" || word == "STOP") {
     begun_ = word == "BEGIN";
+    data_begun_ = false;
     message_source_.clear();
     title_source_.clear();
   } else if (word == "MSG_ID") {
     if (words.size() == 3) message_source_ = record_text(words[2].substr(0, 20));
   } else if (word == "DATA_TYPE") {
+    data_begun_ = true;
     const std::string kind = words.size() > 1 ? lowered(words[1]) : "";
     other_data_ = std::find(kinds_.begin(), kinds_.end(), kind) == kinds_.end();
     fresh_data_ = !other_data_;

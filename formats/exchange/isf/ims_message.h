@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "formats/exchange/records.h"
+#include "platform/stock/text.h"
 
 namespace ksutil::exchange {
 
@@ -29,7 +30,8 @@ class ImsMessage {
   bool is_open() const { return begun_; }
   /* Whether the last line of an input, without its end, is not all of it. */
   bool is_cut_off(std::string_view line) const {
-    return begun_ && !line.starts_with("STOP");
+    return !line.starts_with("STOP") &&
+           (begun_ || (data_begun_ && !trimmed(line).empty()));
   }
   /* The source that MSG_ID names, else the title of the data; "" for none. */
   const std::string &source() const {
@@ -39,6 +41,7 @@ class ImsMessage {
  private:
   const std::vector<std::string_view> kinds_;
   bool begun_ = false;
+  bool data_begun_ = false;  // after DATA_TYPE, which some bulletins begin with
   bool other_data_ = false;  // within data of another kind
   bool fresh_data_ = false;  // the title may follow
   std::string message_source_, title_source_;

@@ -77,6 +77,26 @@ bool IsfReader::at_end() {
   return !message_.is_open() || refuse("the message ends without STOP: it is cut off");
 }
 
+/* Without a message around it, a line is all there when it reaches the ids, which stand last
+ * in all blocks, or the bracket that ends a comment. */
+bool IsfReader::is_cut_off(const std::string &line) {
+  if (message_.is_cut_off(line)) return true;
+  if (!in_event() || trimmed(line).empty() || ends_event(line)) return false;
+  if (line.starts_with(" (")) return !right_trimmed(line).ends_with(')');
+  switch (block_) {
+    case Block::kOrigins:
+      return line.size() < kIsfOrigins.size();
+    case Block::kMagnitudes:
+      return line.size() < kIsfMagnitudes.size();
+    case Block::kPhases:
+      return line.size() < kIsfPhases.size();
+    case Block::kPhaseDetails:
+      return line.size() < kIsfPhaseDetails.size();
+    default:
+      return false;
+  }
+}
+
 /* The lines between events that make a message. */
 bool IsfReader::take_message_line(const std::string &line, bool &taken) {
   const ImsMessage::Took took = message_.take(line, is_isf_event(line));

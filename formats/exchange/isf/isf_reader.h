@@ -50,9 +50,7 @@ class IsfReader final : public LineReader {
   bool ends_event(const std::string &line) override;
   bool take(const std::string &line) override;
   bool finish(Event &event) override;
-  bool is_cut_off(const std::string &line) override {
-    return message_.is_cut_off(line);
-  }
+  bool is_cut_off(const std::string &line) override;
   bool at_end() override;
 
  private:

@@ -1,6 +1,7 @@
 #include "formats/exchange/nordic/nordic_phases.h"
 
 #include <algorithm>
+#include <array>
 #include <cctype>
 
 #include "formats/exchange/text/columns.h"
@@ -191,6 +192,18 @@ class PhaseLine {
 
 bool heads_new_columns(std::string_view line) {
   return line.starts_with(" STAT COM NTLO IPHASE");
+}
+
+bool ends_within_value(std::string_view line, NordicColumns form) {
+  const Places &at = form == NordicColumns::kNew ? kNewPlaces : kOldPlaces;
+  const std::array fields{at.station,  at.network, at.location, at.phase,
+                          at.hour,     at.minute,  at.second,   at.amplitude,
+                          at.period,   at.azimuth, at.velocity, at.azimuth_residual,
+                          at.residual, at.weight,  at.distance, at.esaz,
+                          at.agency};
+  return std::any_of(fields.begin(), fields.end(), [&](const Places::Field &field) {
+    return field.first <= line.size() && line.size() < field.last;
+  });
 }
 
 bool read_nordic_phase(std::string_view line, NordicColumns form, double midnight,

@@ -5,6 +5,7 @@
 #ifndef KSUTIL_FORMATS_EXCHANGE_NORDIC_NORDIC_PHASES_H
 #define KSUTIL_FORMATS_EXCHANGE_NORDIC_NORDIC_PHASES_H
 
+#include <cstddef>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -26,6 +27,12 @@ struct NordicPhase {
    * whose phase this is. */
   std::string azimuth_of;
 };
+
+/* The columns that a phase line needs: the last one may be left out, as it is blank. */
+inline constexpr std::size_t kNordicPhaseWidth = 79;
+
+/* Whether a phase line ends before the last column of a value that it has begun. */
+bool ends_within_value(std::string_view line, NordicColumns form);
 
 /* Reads a phase line.  midnight: of the day of the event.  False, with `problem` set, for a
  * line that breaks the rules. */

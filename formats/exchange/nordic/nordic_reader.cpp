@@ -150,6 +150,12 @@ bool NordicReader::ends_event(const std::string &line) {
          std::abs(time.epoch() - event().origins.front().time) > kOtherEvent;
 }
 
+/* Editors take the blanks at the ends of lines, and the last newline, away. */
+bool NordicReader::is_cut_off(const std::string &line) {
+  if (trimmed(line).empty() || line.size() >= kNordicPhaseWidth) return false;
+  return !any_trimmed_ || ends_within_value(line, form_);
+}
+
 bool NordicReader::take(const std::string &line) {
   if (trimmed(line).empty()) return true;
   const char type = line_type(line);
@@ -381,6 +387,7 @@ void NordicReader::put_phase(const NordicPhase &phase) {
 }
 
 bool NordicReader::take_phase(const std::string &line) {
+  any_trimmed_ |= line.size() < kNordicPhaseWidth;
   if (event().origins.empty()) {
     return refuse("the phase belongs to an event without an origin");
   }

@@ -8,6 +8,8 @@
  * Ids are the one of the line of type I, else the origin time, with the agency of the first
  * origin in front: "BER:20210103034523".  The time of the action of that line is when the
  * event was updated, taken as UTC.  Errors of line E are standard errors.
+ * A last line without its newline that is short is cut off, unless the file has other
+ * short phase lines and this one ends with a whole value.
  * Source: "SEISAN earthquake analysis software", appendix A, "Nordic format", University of
  * Bergen (2021). */
 #ifndef KSUTIL_FORMATS_EXCHANGE_NORDIC_NORDIC_READER_H
@@ -34,6 +36,7 @@ class NordicReader final : public LineReader {
   bool ends_event(const std::string &line) override;
   bool take(const std::string &line) override;
   bool finish(Event &event) override;
+  bool is_cut_off(const std::string &line) override;
 
  private:
   bool take_header(const std::string &line);
@@ -49,6 +52,7 @@ class NordicReader final : public LineReader {
   NordicColumns form_ = NordicColumns::kOld;
   bool only_headers_ = true;  // the event has had no other lines yet
   bool errors_taken_ = false;
+  bool any_trimmed_ = false;  // a phase line of the file ended early, with its newline
   std::int64_t origin_ = -1;  // of the last line of type 1
   double midnight_ = kNoTime;
   std::string id_, agency_, type_;

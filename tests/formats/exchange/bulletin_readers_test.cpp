@@ -282,6 +282,27 @@ TEST(NordicReader, AFaultyPickIsRefusedAlone) {
   check_truncations(kNordicHead + kNordicOld + "\n" + kNordicHead + kNordicNew + "\n");
 }
 
+/* The first digits of a time that is cut off are another time. */
+TEST(NordicReader, RefusesALineThatIsCutOffAndTakesTrimmedOnes) {
+  const std::string text = kNordicHead + kNordicOld;
+  const ReadEvents cut = read_events(text.substr(0, text.find(" FOZ") + 26));
+  EXPECT_THAT(cut.refused, ElementsAre("10: the line is cut off"));
+  ASSERT_THAT(cut.events, SizeIs(1));
+  EXPECT_THAT(cut.events[0].picks, SizeIs(0));
+  const ReadEvents whole = read_events(text.substr(0, text.size() - 1));
+  EXPECT_THAT(whole.refused, SizeIs(0));
+  EXPECT_THAT(whole.events[0].picks, SizeIs(3));
+
+  const std::string short_lines = kNordicHead +
+                                  " FOZ  HZ IP   1AC 24 0  3.33\n"
+                                  " LBZ  HZ IP   1AC 24 0  6.73";
+  const ReadEvents short_ones = read_events(short_lines);
+  EXPECT_THAT(short_ones.refused, SizeIs(0));
+  EXPECT_THAT(short_ones.events[0].picks, SizeIs(2));
+  EXPECT_THAT(read_events(short_lines.substr(0, short_lines.size() - 1)).refused,
+              ElementsAre("10: the line is cut off"));
+}
+
 TEST(NordicReader, TellsEventsOfAListApart) {
   const std::string first = kNordicHead.substr(0, 81);
   const ReadEvents result = read_events(

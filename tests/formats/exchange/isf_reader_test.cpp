@@ -236,6 +236,16 @@ TEST(IsfReader, AFaultCostsOneLine) {
             "26: the message ends without STOP: it is cut off");
   EXPECT_THAT(refusal("BULLETIN IMS1.0:long", "BULLETIN ISF2.1:long"),
               HasSubstr("4: bulletins of ISF2.1:long have other columns"));
+  /* Without BEGIN, and without any line around the event. */
+  for (const char *first : {"DATA_TYPE", "Event"}) {
+    const std::string text = kBulletin.substr(kBulletin.find(first));
+    const ReadEvents cut = read_events(text.substr(0, text.find("23:59:50") + 5));
+    ASSERT_THAT(cut.refused, SizeIs(1)) << first;
+    EXPECT_THAT(cut.refused[0], HasSubstr("the line is cut off"));
+    EXPECT_THAT(cut.events[0].picks, SizeIs(1));
+    const ReadEvents whole = read_events(text.substr(0, text.find("9002") + 4));
+    EXPECT_EQ(whole.refused.empty(), first == std::string("Event"));
+  }
   /* The other origin and the phases stay. */
   const ReadEvents result = read_events(replaced(kBulletin, "-12.5000", "-92.5000"));
   ASSERT_THAT(result.events, SizeIs(1));
