@@ -182,6 +182,7 @@ int export_stations(const ExportArguments &arguments, const exchange::Format &fo
     }
   }
   if (!arguments.quiet) tell_unplaced(writer->without_place(), format.name);
+  stations -= writer->stations_left_out();
   if (!finish_file(arguments, *output, count_of(stations, "station"))) return kFailure;
   if (!source->problem().empty()) complain(source->problem());
   for (const exchange::Unplaced &fault : source->faults().list()) {

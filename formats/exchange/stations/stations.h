@@ -98,6 +98,8 @@ class StationWriter {
 
   /* Values of the items that the format has no place for. */
   virtual std::vector<Unplaced> without_place() const { return {}; }
+  /* The stations of which the text says nothing. */
+  virtual std::int64_t stations_left_out() const { return 0; }
 };
 
 }  // namespace ksutil::exchange

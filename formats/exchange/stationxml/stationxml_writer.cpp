@@ -100,6 +100,7 @@ void StationXmlWriter::put_distance(const char *name, double kilometres) {
 void StationXmlWriter::put_station(const Station &station) {
   if (!has_place(station.lat, station.lon)) {
     unplaced_.add("a station without coordinates");
+    stations_left_out_++;
     return;
   }
   xml_.open("Station");

@@ -19,6 +19,7 @@ class StationXmlWriter final : public StationWriter {
   bool put(const StationItem &item) override;
   bool end() override;
   std::vector<Unplaced> without_place() const override { return unplaced_.list(); }
+  std::int64_t stations_left_out() const override { return stations_left_out_; }
 
  private:
   void close_station();
@@ -31,6 +32,7 @@ class StationXmlWriter final : public StationWriter {
 
   XmlWriter xml_;
   bool network_open_ = false, station_open_ = false, any_ = false;
+  std::int64_t stations_left_out_ = 0;
   UnplacedCounts unplaced_;
 };
 

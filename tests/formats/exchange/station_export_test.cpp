@@ -122,6 +122,50 @@ TEST_P(StationExport, OfTextComesBackAsTheSameRows) {
   EXPECT_EQ(again.rows(), database.rows());
 }
 
+/* A line that the import refuses, or a station of which nothing was written and nothing was
+ * said, is lost without anybody's notice. */
+TEST(StationExportText, CountsWhatALevelLeavesOut) {
+  StationItem item;
+  item.network.code = "AK";
+  item.network.description = "Alaska";
+  item.station.code = "BWN";
+  item.station.name = "Browne";
+  item.station.lat = item.channel.lat = 64.0;
+  item.station.lon = item.channel.lon = -149.0;
+  item.channel.code = "LHZ";
+  item.channel.dip = -180.0;
+  item.channel.azimuth = 0.0;
+  item.channel.sensor_model = "T120";
+  const auto write = [&item](const char *word, std::int64_t &left_out) {
+    test::KeptText sink;
+    const auto writer = format_of_word(word)->open_station_writer(sink);
+    EXPECT_TRUE(writer->begin());
+    using enum StationItem::Kind;
+    for (const StationItem::Kind kind : {kNetwork, kStation, kStation, kChannel}) {
+      item.kind = kind;
+      EXPECT_TRUE(writer->put(item));
+    }
+    EXPECT_TRUE(writer->end());
+    left_out = writer->stations_left_out();
+    std::string all;
+    for (const Unplaced &left : writer->without_place()) {
+      all += left.name + ": " + std::to_string(left.count) + "\n";
+    }
+    return std::pair(sink.text, all);
+  };
+  std::int64_t left_out = 0;
+  const auto [channels, of_channels] = write("fdsn-channel", left_out);
+  EXPECT_THAT(channels, HasSubstr("\nAK|BWN||LHZ|64|-149|||0|||"));
+  EXPECT_EQ(of_channels,
+            "names of networks: 1\nnames of stations: 2\nstations without channels: 1\n"
+            "models of sensors: 1\na dip outside -90 to 90 degrees: 1\n");
+  EXPECT_EQ(left_out, 1);
+  EXPECT_THAT(read_stations(channels).refused, IsEmpty());
+  EXPECT_EQ(write("fdsn-station", left_out).second, "names of networks: 1\n");
+  EXPECT_EQ(write("fdsn-network", left_out).second, "");
+  EXPECT_EQ(left_out, 0);
+}
+
 TEST(StationExportXml, IsWellFormedAndSaysWhatItLeavesOut) {
   const StationDatabase database;
   database.import(rich_stations());
