@@ -115,8 +115,17 @@ TEST_F(KsdbImport, WhatWasMadeGoesAgainWhenTheImportFails) {
                                    kColumns + "1621-05-01T00:00:00Z,1,2,early,6,\n");
   EXPECT_EQ(strict.code, 1);
   EXPECT_FALSE(std::filesystem::exists(name_));
+  const std::string refused = "1621-05-01T00:00:00Z,1,2,early,6,\n";
+  EXPECT_THAT(import("--create css3.0", kColumns + refused).output,
+              HasSubstr("0 added, 0 updated, 0 unchanged, 0 older, 1 refused"));
+  EXPECT_FALSE(std::filesystem::exists(name_));
   EXPECT_FALSE(std::filesystem::exists(name_ + ".event"));
-  /* A database that was there stays. */
+  /* What came in stays, and so does a database that was there. */
+  EXPECT_EQ(import("--create css3.0", kColumns + kTwo + refused).code, 1);
+  EXPECT_NE(table("event"), "");
+  for (const auto &file : std::filesystem::directory_iterator(folder_.path())) {
+    std::filesystem::remove(file);
+  }
   ASSERT_EQ(import("--create css3.0", kColumns).code, 0);
   EXPECT_EQ(import("--strict --create css3.0",
                    kColumns + "1621-05-01T00:00:00Z,1,2,early,6,\n")

@@ -17,6 +17,7 @@
 #include "tools/feeds/feed_import.h"
 #include "tools/feeds/feed_pause.h"
 #include "tools/feeds/http_client.h"
+#include "tools/ksdb/import_target.h"
 
 namespace ksutil::tools {
 namespace {
@@ -39,8 +40,9 @@ bool read_moment(const char *option, const std::string &text, double &moment) {
   return false;
 }
 
-/* Makes the database if it does not exist and a schema for it is given. */
-bool is_there(const FollowOptions &options) {
+/* Makes the database, and sets `made`, if it does not exist and a schema for it is
+ * given. */
+bool is_there(const FollowOptions &options, bool &made) {
   const auto open = [&] { return db::open_store(options.database, "r+", 1 << 20); };
   {
     const ElogScope quiet;
@@ -52,7 +54,8 @@ bool is_there(const FollowOptions &options) {
     }
     return false;
   }
-  return dbcreate(options.database.c_str(), options.schema.c_str()) == 0;
+  made = dbcreate(options.database.c_str(), options.schema.c_str()) == 0;
+  return made;
 }
 
 /* Asks one feed again and again. */
@@ -210,12 +213,18 @@ int follow(const FollowOptions &options) {
     complain("--format is for event services with /fdsnws/event/ in their addresses");
     return kUsage;
   }
-  if (!is_there(options)) return kFailure;
+  bool made = false;
+  if (!is_there(options, made)) return kFailure;
   if (options.since.empty()) {
     const double latest = latest_update(options.database);
     since = latest > 0.0 ? latest - kOverlap : 0.0;
   }
-  return Follower(options, address, import, since).run();
+  const int code = Follower(options, address, import, since).run();
+  if (made && code != kOk) {
+    const auto schema = db::Schema::load(options.schema);
+    if (schema != nullptr) remove_empty_database(options.database, *schema);
+  }
+  return code;
 }
 
 void describe_follow(CLI::App &command, FollowOptions &options) {

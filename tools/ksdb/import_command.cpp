@@ -237,7 +237,7 @@ int import(const ImportArguments &arguments) {
     complain("nothing imported (--strict)");
   }
   if (imported != Imported::kYes) return kFailure;
-  target.keep();
+  if (counts.added > 0 || refusals.count() == 0) target.keep();
   if (!arguments.quiet) {
     tell_of(counts, events.superseded(), refusals.count(), counted(read, in_lines),
             arguments.dry_run);

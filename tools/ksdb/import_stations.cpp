@@ -114,7 +114,9 @@ int import_station_file(exchange::Input &input, const exchange::Recognised &kind
     complain("nothing imported (--strict)");
   }
   if (imported != StationsImported::kYes) return kFailure;
-  target.keep();
+  const bool any =
+      counts.networks.added + counts.stations.added + counts.channels.added > 0;
+  if (any || refusals.count() == 0) target.keep();
   if (!quiet) {
     tell_of_stations(counts, refusals.count(), arguments.dry_run);
     for (const exchange::Unplaced &left : without_place.list()) {

@@ -61,6 +61,22 @@ int look_for(const fs::path &path, const std::string &schema) {
 
 }  // namespace
 
+/* The journal of a step that could not be undone goes too: without rows nothing is left to
+ * undo. */
+void remove_empty_database(const std::string &name, const db::Schema &schema) {
+  std::error_code failed;
+  std::vector<std::string> empty;
+  for (const db::Relation &relation : schema.relations()) {
+    const std::string table = name + "." + relation.name;
+    const bool exists = fs::exists(table, failed);
+    if (failed || (exists && fs::file_size(table, failed) != 0)) return;
+    if (exists) empty.push_back(table);
+  }
+  for (const std::string &table : empty) fs::remove(table, failed);
+  fs::remove(name + ".journal", failed);
+  fs::remove(name, failed);
+}
+
 bool ImportTarget::open(const std::string &name, const std::string &schema,
                         bool dry_run) {
   const int there = look_for(name, schema);
@@ -96,33 +112,16 @@ bool ImportTarget::open_or_make(const db::StoreDescriptor &descriptor) {
   return store_ != nullptr;
 }
 
-/* Removes only the descriptor and tables without rows, never a file that holds data.  With
- * them goes the journal of a step that could not be undone: without rows nothing is left to
- * undo. */
 ImportTarget::~ImportTarget() {
   if (made_.empty()) return;
-  std::vector<std::string> tables;
-  if (store_ != nullptr) {
-    for (const db::Relation &relation : store_->schema()->relations()) {
-      tables.push_back(made_ + "." + relation.name);
-    }
-  }
+  const auto schema = store_ == nullptr ? nullptr : store_->schema();
   store_.reset();
-  std::error_code failed;
-  bool empty = true;
-  for (const std::string &table : tables) {
-    const bool exists = fs::exists(table, failed);
-    if (failed) empty = false;
-    if (!exists) continue;
-    if (fs::file_size(table, failed) == 0) {
-      fs::remove(table, failed);
-    } else {
-      empty = false;
-    }
+  if (schema != nullptr) {
+    remove_empty_database(made_, *schema);
+  } else {
+    std::error_code failed;
+    fs::remove(made_, failed);
   }
-  if (!empty) return;
-  fs::remove(made_ + ".journal", failed);
-  fs::remove(made_, failed);
 }
 
 }  // namespace ksutil::tools

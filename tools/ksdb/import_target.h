@@ -1,5 +1,5 @@
 /* ImportTarget: opens the database that an import writes, and first makes it if asked
- * to.  Removes what it made unless the import succeeds. */
+ * to.  Removes the database that it made unless the import succeeds. */
 #ifndef KSUTIL_TOOLS_KSDB_IMPORT_TARGET_H
 #define KSUTIL_TOOLS_KSDB_IMPORT_TARGET_H
 
@@ -10,6 +10,10 @@
 #include "platform/db/store_plugin.h"
 
 namespace ksutil::tools {
+
+/* Removes a database whose tables have no rows: the descriptor and the empty files of
+ * tables.  A database with rows stays as it is. */
+void remove_empty_database(const std::string &name, const db::Schema &schema);
 
 class ImportTarget {
  public:
@@ -26,7 +30,7 @@ class ImportTarget {
   bool open_or_make(const db::StoreDescriptor &descriptor);
   db::DatabaseStore &store() { return *store_; }
 
-  /* Keeps the database: the import has succeeded. */
+  /* Keeps the database: the import has succeeded, or brought some of its input in. */
   void keep() { made_.clear(); }
 
  private:

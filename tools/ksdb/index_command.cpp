@@ -100,7 +100,7 @@ int index_waveform_files(const IndexArguments &arguments) {
       }
       return kFailure;
     }
-    target.keep();
+    if (counts.added > 0 || refused.count() == 0) target.keep();
   }
   finish();
   if (!arguments.quiet) {
