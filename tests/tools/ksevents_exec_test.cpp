@@ -54,6 +54,10 @@ class KseventsExec : public testing::Test {
   void watch(std::vector<std::string> options) {
     options.insert(options.begin(), {KSEVENTS_PROGRAM, "watch", "--interval", "0.05"});
     options.push_back(database_);
+    start(options);
+    wait_for("out", "watching");
+  }
+  void start(std::vector<std::string> options) {
     std::vector<char *> argv;
     for (std::string &word : options) argv.push_back(word.data());
     argv.push_back(nullptr);
@@ -64,14 +68,21 @@ class KseventsExec : public testing::Test {
                                      O_CREAT | O_WRONLY | O_TRUNC, 0600);
     posix_spawn_file_actions_addopen(&actions, 2, err.c_str(),
                                      O_CREAT | O_WRONLY | O_TRUNC, 0600);
-    ASSERT_EQ(
-        posix_spawn(&child_, KSEVENTS_PROGRAM, &actions, nullptr, argv.data(), environ),
-        0);
+    ASSERT_EQ(posix_spawn(&child_, argv[0], &actions, nullptr, argv.data(), environ),
+              0);
     posix_spawn_file_actions_destroy(&actions);
-    wait_for("out", "watching");
+  }
+  /* A watch started by a shell, so that its output can be anything. */
+  void watch_in_shell(const std::string &before, const std::string &options) {
+    start({"/bin/sh", "-c",
+           before + "exec " KSEVENTS_PROGRAM " watch --json --interval 0.05 " +
+               options + " " + database_});
   }
   int stop() {
     ::kill(child_, SIGTERM);
+    return end();
+  }
+  int end() {
     int status = -1;
     ::waitpid(child_, &status, 0);
     child_ = -1;
@@ -192,6 +203,53 @@ TEST_F(KseventsExec, EndsWithoutWaitingForCommands) {
   /* It has not been taken along. */
   const pid_t left = static_cast<pid_t>(std::stol(text("begun")));
   EXPECT_EQ(::kill(left, SIGKILL), 0);
+}
+
+/* A watch that cannot read looks like a quiet night. */
+TEST_F(KseventsExec, LooksThatFailAreToldOnceAndDecideTheEnd) {
+  watch({});
+  const auto lines = [&] {
+    const std::string all = text("err");
+    return std::count(all.begin(), all.end(), '\n');
+  };
+  folder_.write("db.mt", "garbage\n");
+  wait_for("err", "db.mt");
+  std::this_thread::sleep_for(300ms);
+  EXPECT_EQ(lines(), 1) << text("err");
+  std::filesystem::remove(folder_ / "db.mt");
+  wait_for("err", "ksevents: " + database_ + " can be read again\n");
+  import({{ "a", 5.0 }});
+  wait_for("out", "evid 2");
+  EXPECT_EQ(lines(), 2) << text("err");
+  folder_.write("db.mt", "garbage\n");
+  for (int i = 0; i < 4000 && lines() < 3; i++) std::this_thread::sleep_for(5ms);
+  const int status = stop();
+  EXPECT_EQ(WIFEXITED(status) ? WEXITSTATUS(status) : -1, 1);
+}
+
+/* The report of twenty events does not fit the one block that a file may have. */
+TEST_F(KseventsExec, OutputThatCannotBeWrittenEndsTheWatchAtOnce) {
+  watch_in_shell("ulimit -S -f 1; ", "");
+  wait_for("out", "start");
+  std::vector<std::pair<std::string, double>> many;
+  for (int i = 0; i < 20; i++) many.emplace_back("m" + std::to_string(i), 5.0);
+  import(many);
+  const int status = end();
+  EXPECT_EQ(WIFEXITED(status) ? WEXITSTATUS(status) : -1, 1);
+  EXPECT_EQ(text("err"), "ksevents: cannot write the output\n");
+}
+
+TEST_F(KseventsExec, CommandsAreRunWithoutOutput) {
+  watch_in_shell("exec >/dev/full; ",
+                 "--exec " + script("run", "cat >>'" + (folder_ / "log") + "'\n"));
+  wait_for("err", "cannot write the output\n");
+  import({{ "a", 5.0 }});
+  wait_for("log", "\"evid\":2,");
+  import({{ "b", 5.5 }});
+  wait_for("log", "\"evid\":3,");
+  const int status = stop();
+  EXPECT_EQ(WIFEXITED(status) ? WEXITSTATUS(status) : -1, 1);
+  EXPECT_EQ(text("err"), "ksevents: cannot write the output\n");
 }
 
 TEST_F(KseventsExec, RefusesWhatIsNoCommandOrNoCondition) {

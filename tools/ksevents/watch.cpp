@@ -2,11 +2,12 @@
 #include <limits.h>
 #include <pthread.h>
 #include <signal.h>
+#include <time.h>
 
+#include <cmath>
 #include <cstdio>
 #include <functional>
 #include <memory>
-#include <mutex>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -24,6 +25,7 @@
 #include "tools/ksevents/commands.h"
 #include "tools/ksevents/event_line.h"
 #include "tools/ksevents/event_query.h"
+#include "tools/ksevents/refresh_news.h"
 #include "tools/ksevents/served_events.h"
 
 namespace ksutil::tools {
@@ -60,7 +62,7 @@ std::size_t content_of(const EVEvent &event) {
 
 std::string now_text() { return time_text(std_now(), 0) + "Z"; }
 
-/* Prints every change report as it comes: on the refreshing thread. */
+/* Prints every change report as it comes: on the thread that refreshes, the main one. */
 class Watcher : public EVClient {
  public:
   Watcher(EVServer *events, const OriginReader &origins, bool json)
@@ -94,11 +96,10 @@ class Watcher : public EVClient {
     } else {
       std::printf("%s  watching %ld events\n", now_text().c_str(), events->size());
     }
-    std::fflush(stdout);
+    end_report();
   }
 
   void responseCallback(EVResponse response) override {
-    const std::lock_guard lock(output_);
     grabEventsLock();
     const std::shared_ptr<const Table<EVEvent>> events = eventsList();
     releaseEventsLock();
@@ -110,11 +111,27 @@ class Watcher : public EVClient {
     if (runner_ != nullptr) run_commands(response, *events);
     for (const long evid : response.changed_evids) known_.insert(evid);
     for (const long evid : response.removed_evids) known_.erase(evid);
-    std::fflush(stdout);
+    end_report();
   }
+
+  /* Whether a report could not be written, so that it is lost. */
+  bool has_lost_reports() const { return lost_; }
 
  private:
   using Json = nlohmann::ordered_json;
+
+  /* Writes the report out.  Without commands to run the watch ends when that fails, and
+   * the end of the program complains.  With them it goes on, and the complaint is made here,
+   * once until reports can be written again. */
+  void end_report() {
+    const bool written = std::fflush(stdout) == 0 && std::ferror(stdout) == 0;
+    if (!written && runner_ != nullptr) {
+      std::clearerr(stdout);
+      if (!failing_) complain("cannot write the output");
+    }
+    failing_ = !written;
+    lost_ = lost_ || failing_;
+  }
 
   /* Calls show(event) for each changed event of the list that the query takes, in the
    * report's order. */
@@ -206,17 +223,36 @@ class Watcher : public EVClient {
   std::unordered_map<long, std::size_t>
       contents_;                    // of the known events, for the runner
   std::unordered_set<long> known_;  // evids that were in the list or reported
-  std::mutex output_;
+  bool failing_ = false;            // the last report could not be written
+  bool lost_ = false;
+};
+
+/* SIGINT and SIGTERM, blocked before the server starts its threads, so that only wait()
+ * takes them. */
+class EndingSignals {
+ public:
+  EndingSignals() {
+    sigemptyset(&ending_);
+    sigaddset(&ending_, SIGINT);
+    sigaddset(&ending_, SIGTERM);
+    pthread_sigmask(SIG_BLOCK, &ending_, nullptr);
+  }
+
+  /* Whether one has come; waits for it for some seconds, less when the process is
+   * interrupted. */
+  bool wait(double seconds) const {
+    const double whole = std::floor(seconds);
+    const timespec time{static_cast<time_t>(whole),
+                        static_cast<long>((seconds - whole) * 1e9)};
+    return sigtimedwait(&ending_, nullptr, &time) > 0;
+  }
+
+ private:
+  sigset_t ending_;
 };
 
 int watch(const WatchOptions &options) {
-  /* Blocked before the server starts its threads, so that only sigwait takes them. */
-  sigset_t ending;
-  sigemptyset(&ending);
-  sigaddset(&ending, SIGINT);
-  sigaddset(&ending, SIGTERM);
-  pthread_sigmask(SIG_BLOCK, &ending, nullptr);
-
+  const EndingSignals ending;
   std::vector<std::string> words;
   std::string problem;
   if (options.command && !split_command(*options.command, words, problem)) {
@@ -235,10 +271,15 @@ int watch(const WatchOptions &options) {
   if (!options.where.empty() && !watcher.set_condition(options.where)) return kUsage;
   if (runner) watcher.set_runner(&*runner);
   watcher.report_start();
-  served.server().autoRefreshEvents(options.interval);
-  int received = 0;
-  sigwait(&ending, &received);
-  return kOk;
+  /* Refresh here, and not at an interval of the server: each result is seen, and the
+   * register has no messages of other threads. */
+  RefreshNews news(options.database, served.unreadable());
+  const auto output_has_gone = [&] { return watcher.has_lost_reports() && !runner; };
+  while (!output_has_gone()) {
+    news.take(served.server().refreshEvents(0));
+    if (!output_has_gone() && ending.wait(options.interval)) break;
+  }
+  return news.failing() || watcher.has_lost_reports() ? kFailure : kOk;
 }
 
 void describe_watch(CLI::App &command, WatchOptions &options) {
