@@ -14,6 +14,7 @@
 #include "platform/clock/clock.h"
 #include "platform/db/shared/read_only_tables.h"
 #include "platform/elog/elog.h"
+#include "platform/trace/waveform.h"
 
 namespace ksutil::waveform_index {
 namespace {
@@ -103,20 +104,22 @@ class Entry {
     listener_.refused(path, why);
   }
 
+  /* "its name is longer than ..."; "" for a text that the field of wfdisc can hold. */
+  std::string name_fault(const char *mention, std::string_view field,
+                         const std::string &text) const {
+    const db::Field *const place = tables_.layout(kWfdisc).find(field);
+    const std::string fault = place == nullptr
+                                  ? "has no field " + std::string(field) + " in wfdisc"
+                                  : waveform_name_fault(*place, text);
+    return fault.empty() ? "" : mention + fault;
+  }
+
   bool enter(const ScannedFile &file) {
     const std::string path = path_of(file), dir = dir_of(file);
-    const auto fits = [&](const std::string &value, const char *field) {
-      return value.size() <= static_cast<std::size_t>(tables_.width(kWfdisc, field));
-    };
-    const bool dir_fits = fits(dir, "dir");
-    if (!dir_fits || !fits(file.name, "dfile")) {
-      const char *const field = dir_fits ? "dfile" : "dir";
-      refuse(path,
-             std::string("its ") + (dir_fits ? "name" : "folder") +
-                 " is longer than the " +
-                 std::to_string(tables_.width(kWfdisc, field)) + " characters of " +
-                 field,
-             static_cast<std::int64_t>(file.count));
+    std::string unfit = name_fault("its folder ", "dir", dir);
+    if (unfit.empty()) unfit = name_fault("its name ", "dfile", file.name);
+    if (!unfit.empty()) {
+      refuse(path, unfit, static_cast<std::int64_t>(file.count));
       return true;
     }
     std::vector<Known> known = known_rows(real_folder(file) + "/" + file.name);

@@ -17,6 +17,10 @@
 #include "platform/db/db.h"
 #include "platform/stock/export.h"
 
+namespace ksutil::db {
+struct Field;
+}
+
 namespace ksutil {
 
 /* The description of evenly spaced samples of one channel in a file. */
@@ -83,6 +87,13 @@ KSUTIL_API std::int64_t samples_between(const WaveformSegment &segment, double t
  * An ending has at most 8 characters. */
 KSUTIL_API std::string waveform_file_name(const std::string &channel, double time,
                                           std::string_view ending);
+
+/* The reason why `text` cannot stand in a field of wfdisc that names a file or a folder
+ * (dfile, dir), in words that follow its mention: "is longer than the 32 characters of dfile".
+ * Also refused are the null of the field, blanks at either end, which readers leave out, and
+ * control characters: a row with these would point to another file.  "" when it can. */
+KSUTIL_API std::string waveform_name_fault(const db::Field &field,
+                                           std::string_view text);
 
 /* Bytes of a sample; 0 for a data type that read_samples refuses and for sd, whose samples
  * differ in size. */

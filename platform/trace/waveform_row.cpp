@@ -194,4 +194,22 @@ std::string waveform_file_name(const std::string &channel, double time,
   return name + "." + number + end;
 }
 
+std::string waveform_name_fault(const db::Field &field, std::string_view text) {
+  const auto is_control = [](unsigned char c) { return c < ' ' || c == 0x7F; };
+  if (text.size() > static_cast<std::size_t>(field.width)) {
+    return "is longer than the " + std::to_string(field.width) + " characters of " +
+           field.name;
+  }
+  if (std::any_of(text.begin(), text.end(), is_control)) {
+    return "has a control character";
+  }
+  if (text != trimmed(text)) {
+    return "begins or ends with a blank, which " + field.name + " does not keep";
+  }
+  if (text.empty() || text == trimmed(field.null_text)) {
+    return "is the null of " + field.name;
+  }
+  return "";
+}
+
 }  // namespace ksutil

@@ -298,6 +298,35 @@ TEST_F(KsdbIndex, RefusesWhatTheTableCannotHold) {
               HasSubstr("its folder is longer than the 64 characters of dir"));
 }
 
+/* A row with such a name points to another file: to a namesake beside the database, or to
+ * none. */
+TEST_F(KsdbIndex, RefusesNamesThatRowsWouldChange) {
+  for (const std::string name : {"-", " lead", "tail ", "two\nlines", "fine"}) {
+    write(name + "/a", counting_record(plan_of(""), 0));
+    write("files/" + name, counting_record(plan_of("10"), 0));
+  }
+  const auto into = [&](const std::string &folder) {
+    return run_program("cd '" + (folder_ / "arch") +
+                       "' && " KSDB_PROGRAM " import --create css3.0 '" + folder +
+                       "' db");
+  };
+  const auto with = [](const char *fault) {
+    return HasSubstr("its folder " + std::string(fault));
+  };
+  EXPECT_THAT(into("./-").errors, with("is the null of dir"));
+  EXPECT_THAT(into(" lead").errors,
+              with("begins or ends with a blank, which dir does not keep"));
+  EXPECT_THAT(into("tail ").errors, with("begins or ends with a blank"));
+  EXPECT_THAT(into("two\nlines").errors, with("has a control character"));
+  EXPECT_THAT(read_text(folder_ / "arch/db.wfdisc"), IsEmpty());
+  EXPECT_EQ(into("fine").code, 0);
+  const ProgramRun run = into("files");
+  EXPECT_EQ(run.code, 1);
+  EXPECT_THAT(run.output, HasSubstr("1 added, 0 changed, 0 unchanged, 4 refused"));
+  EXPECT_THAT(run.errors, AllOf(HasSubstr("files/-: its name is the null of dfile"),
+                                HasSubstr("files/tail : its name begins or ends")));
+}
+
 TEST_F(KsdbIndex, LinksInCirclesEnd) {
   write("a/b", counting_record(plan_of(""), 0));
   fs::create_directory_symlink(folder_ / "arch", folder_ / "arch/a/up");

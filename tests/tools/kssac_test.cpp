@@ -2,7 +2,9 @@
  * change must stay, also when it fails. */
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+
 #include <sys/stat.h>
+#include <filesystem>
 
 #include <algorithm>
 #include <nlohmann/json.hpp>
@@ -209,6 +211,14 @@ TEST(Kssac, NamesThatDoNotFitAreRefusedBeforeAnythingIsWritten) {
   const ProgramRun run = kssac("to-db --create css3.0 " + file + " " + (folder / "db"));
   EXPECT_EQ(run.code, 1);
   EXPECT_THAT(run.errors, HasSubstr("is longer than the 32 characters of dfile"));
+  /* Readers take these for no name, or for another one. */
+  const std::string blank = folder.write("sp .sac ", station_file().str());
+  EXPECT_THAT(kssac("to-db '" + blank + "' " + (folder / "db")).errors,
+              HasSubstr("begins or ends with a blank, which dfile does not keep"));
+  std::filesystem::create_directory(folder / "-");
+  const std::string nameless = folder.write("-/a.sac", station_file().str());
+  EXPECT_THAT(kssac("to-db " + nameless + " " + (folder / "db")).errors,
+              HasSubstr("a.sac: - is the null of dir"));
   for (const char *const table : {"seedcode", "wfdisc", "sitechan", "lastid"}) {
     EXPECT_THAT(read_text(folder / ("db." + std::string(table))), IsEmpty()) << table;
   }

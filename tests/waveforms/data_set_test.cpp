@@ -398,21 +398,25 @@ TEST_F(DataSet, MiniseedFilesGoAgainWhenTheirRowsCannotBeAdded) {
   if (!miniseed_available()) GTEST_SKIP();
   add_waveform("ABC", "BHZ", kTime, 100, 0, 1);
   add_waveform("ABC", "BHN", kTime, 100, 0, 1);
-  const std::string wide(70, 'x');  // dir has 64
-  const std::string dir = folder_ / wide + "/seed";
-  std::filesystem::create_directories(dir);
   folder_.write("to", "schema css3.0\n");
   const SetPtr set = open();
   const test::OpenDatabase to(folder_ / "to", "r+");
-  Tbl *list = nullptr;
-  EXPECT_EQ(ksdsseis_write_miniseed(set.get(), -1, dir.c_str(), to, 0, &list), -1);
-  const TblOfTexts owned(list);
-  ASSERT_NE(list, nullptr);
-  EXPECT_EQ(counttbl(list), 0);
-  const std::string messages = test::taken_messages();
-  EXPECT_NE(messages.find("does not fit wfdisc"), std::string::npos) << messages;
-  EXPECT_NE(messages.find("the files are removed"), std::string::npos) << messages;
-  EXPECT_TRUE(std::filesystem::is_empty(dir));
+  const auto refuse = [&](const std::string &dir, const char *why) {
+    std::filesystem::create_directories(dir);
+    Tbl *list = nullptr;
+    EXPECT_EQ(ksdsseis_write_miniseed(set.get(), -1, dir.c_str(), to, 0, &list), -1);
+    const TblOfTexts owned(list);
+    ASSERT_NE(list, nullptr);
+    EXPECT_EQ(counttbl(list), 0);
+    const std::string messages = test::taken_messages();
+    EXPECT_NE(messages.find("does not fit wfdisc"), std::string::npos) << messages;
+    EXPECT_NE(messages.find(why), std::string::npos) << messages;
+    EXPECT_NE(messages.find("the files are removed"), std::string::npos) << messages;
+    EXPECT_TRUE(std::filesystem::is_empty(dir));
+  };
+  refuse(folder_ / std::string(70, 'x') + "/seed", "longer than the 64 characters");
+  refuse(folder_ / "-", "is the null of dir");
+  refuse(folder_ / "blank ", "ends with a blank");
   long rows = -1;
   dbquery(to.at("wfdisc"), dbq_record_count, &rows);
   EXPECT_EQ(rows, 0);

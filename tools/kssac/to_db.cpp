@@ -6,7 +6,9 @@
 #include <vector>
 
 #include "platform/clock/clock.h"
+#include "platform/db/access.h"
 #include "platform/elog/elog.h"
+#include "platform/trace/waveform.h"
 #include "tools/common/open_database.h"
 #include "tools/common/options.h"
 #include "tools/common/progress.h"
@@ -93,15 +95,16 @@ class Entry {
     return row;
   }
 
-  /* Whether a text fits a field of wfdisc; a complaint in the name of the file if not. */
+  /* Whether a text can stand in a field of wfdisc; a complaint in the name of the file if
+   * not. */
   bool fits(const char *name, const std::string &text, const std::string &file) const {
-    Dbptr field = dblookup(db_, "", "wfdisc", name, "");
-    int width = 0;
-    if (dbquery(field, dbq_field_size, &width) != 0) return false;
-    if (text.size() <= static_cast<std::size_t>(width)) return true;
-    complain(file + ": " + text + " is longer than the " + std::to_string(width) +
-             " characters of " + name);
-    return false;
+    db::TableStore *const wfdisc = db::table_store(table("wfdisc"));
+    const db::Field *const field =
+        wfdisc == nullptr ? nullptr : wfdisc->layout().find(name);
+    if (field == nullptr) return false;
+    const std::string fault = waveform_name_fault(*field, text);
+    if (!fault.empty()) complain(file + ": " + text + " " + fault);
+    return fault.empty();
   }
 
   static bool names_time(KSSac *kssac, const std::string &file) {

@@ -7,6 +7,7 @@
 #include "platform/db/columns.h"
 #include "platform/elog/elog.h"
 #include "platform/elog/failure.h"
+#include "platform/trace/waveform.h"
 
 namespace ksutil::dataset {
 namespace {
@@ -108,6 +109,14 @@ bool RowWriter::fill(const db::Relation &layout, const NewRow &from, long wfid,
     }
     return fits || bool(fail(who_, "%s of %s does not fit wfdisc", name, path.c_str()));
   };
+  const auto put_name = [&](const char *name, const std::string &text) -> bool {
+    const db::Field *const field = layout.find(name);
+    const std::string fault =
+        field == nullptr ? std::string() : waveform_name_fault(*field, text);
+    if (fault.empty()) return put(name, text);
+    return fail(who_, "%s of %s does not fit wfdisc: it %s", name, path.c_str(),
+                fault.c_str());
+  };
   const ksdsseis_channel &of = from.channel->description;
   return put("sta", std::string(of.sta)) && put("chan", std::string(of.chan)) &&
          put("time", from.time) && put("endtime", from.endtime) &&
@@ -117,8 +126,8 @@ bool RowWriter::fill(const db::Relation &layout, const NewRow &from, long wfid,
          put("calib", calibration.calib) &&
          (!(calibration.calper > 0.0) || put("calper", calibration.calper)) &&
          (calibration.segtype.empty() || put("segtype", calibration.segtype)) &&
-         put("dir", dir_of(path.parent_path())) &&
-         put("dfile", path.filename().string()) && put("foff", from.foff) &&
+         put_name("dir", dir_of(path.parent_path())) &&
+         put_name("dfile", path.filename().string()) && put("foff", from.foff) &&
          put("wfid", std::int64_t{wfid}) && put("lddate", now);
 }
 
