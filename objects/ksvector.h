@@ -100,6 +100,7 @@ KSUTIL_API KSVector *ksvector_copy_1y(const char *tag, int iy, const char *name,
  * or seven ("fap2": ny 6) numbers, what follows them is ignored.  Rows with fewer numbers
  * are left out, rows after the n-th are not read, fewer than n are not an error.  Of a
  * line only the first 1023 bytes are read: numbers beyond them are lost without a message.
+ * A longer line with a null byte is not text and cannot be read.
  * *status     0; 1 what the file says cannot be parsed; -1 it cannot be read, or memory or
  *             the registry failed */
 KSUTIL_API KSVector *ksvector_create_response_fap(const char *file, const char *name,
@@ -125,7 +126,8 @@ KSUTIL_API KSVector *ksvector_create_from_pf(Pf *pf, const char *key, const char
  * A column may serve several purposes.  A word that is not a number counts as 0.  A line
  * without x, or without any y value, is left out.  A line is read only until x and all y
  * values are found: a label behind them is not seen.  A y column that a line lacks keeps
- * the value of the line before, 0 in the first.  Of a line 1023 bytes are read. */
+ * the value of the line before, 0 in the first.  Of a line 1023 bytes are read; a longer
+ * line with a null byte is an error. */
 KSUTIL_API KSVector *ksvector_read(const char *file, const char *name, int nskip,
                                    int xcol, int ny, const int *ycols, int labelcol,
                                    char *tag);

@@ -31,7 +31,7 @@ bool LineReader::fill() {
 
 bool LineReader::next() {
   std::size_t length = 0;
-  bool any = false, newline = false;
+  bool any = false, newline = false, binary = false;
   while (!newline && (at_ < end_ || fill())) {
     any = true;
     const char *const from = buffer_.data() + at_;
@@ -41,6 +41,12 @@ bool LineReader::next() {
     const std::size_t piece =
         newline ? static_cast<std::size_t>(found - from) : end_ - at_;
     const std::size_t kept = std::min(piece, kMaxLine - length);
+    binary = binary || std::memchr(from, '\0', piece) != nullptr;
+    if (binary && piece > kept) {
+      /* Not text: a device of zeros or a large file may have no newline at all. */
+      error_ = EILSEQ;
+      return false;
+    }
     std::copy_n(from, kept, line_.data() + length);
     length += kept;
     at_ += piece + (newline ? 1 : 0);

@@ -52,4 +52,20 @@ TEST(KSVectorHostile, AnyTextIsATable) {
   });
 }
 
+/* A device of zeros has no end, and a sparse file of some GB takes long to reach it. */
+TEST(KSVectorHostile, LinesOfZerosAreNotReadToTheirEnd) {
+  const int ycols[] = {1};
+  const char *const file = "/dev/zero";
+  char tag[KS_TAG_SIZE];
+  int status = 0;
+  ks_clear_register(0);
+  EXPECT_EQ(ksvector_create_response_fap(file, "r", tag, &status), nullptr);
+  EXPECT_EQ(status, -1);
+  EXPECT_NE(taken_messages().find("fgets(/dev/zero) error."), std::string::npos);
+  EXPECT_EQ(ksvector_read(file, "t", 0, 0, 1, ycols, -1, tag), nullptr);
+  EXPECT_NE(taken_messages().find("fgets(/dev/zero) error."), std::string::npos);
+  EXPECT_EQ(ksvector_read(file, "t", 2, 0, 1, ycols, -1, tag), nullptr);
+  EXPECT_EQ(left_over(tag), 0);
+}
+
 }  // namespace

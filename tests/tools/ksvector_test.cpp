@@ -85,6 +85,8 @@ TEST_F(Ksvector, RefusesFilesOfOtherKindsWithFileAndLine) {
               HasSubstr(at + "1: 'theoretical'"));
   EXPECT_THAT(refusal("f", std::string("1 2\n\x01\x00\x02", 7)),
               HasSubstr(at + "2: the line has bytes that are not text"));
+  EXPECT_THAT(run("info /dev/zero").errors,
+              HasSubstr("/dev/zero:1: the line has bytes that are not text"));
   EXPECT_THAT(refusal("f", "1 2\n3\n"), HasSubstr(at + "2: column 1 is missing"));
   EXPECT_THAT(refusal("f", "m 1 c fap\n3\n1 2 3\n1 2 x\n"),
               HasSubstr(at + "4: 'x' is not a number"));

@@ -12,7 +12,8 @@
 namespace ksutil {
 
 /* Gives each line as a text without its end (LF or CR LF).  A line longer than kMaxLine is
- * cut there, a line with a NUL byte at that byte. */
+ * cut there, a line with a NUL byte at that byte.  A line with both is not text and ends the
+ * reading with the error EILSEQ: its end may be far away, or never come. */
 class LineReader {
  public:
   static constexpr std::size_t kMaxLine = 1023;
