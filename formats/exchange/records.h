@@ -120,6 +120,10 @@ struct Covariance {
   double xy = -1.0, xz = -1.0, yz = -1.0, tx = -1.0, ty = -1.0, tz = -1.0;
 };
 
+inline bool is_given(const Covariance &c) {
+  return c.xx >= 0.0 || c.yy >= 0.0 || c.zz >= 0.0 || c.tt >= 0.0;
+}
+
 struct Origin {
   std::string id, author;
   std::int64_t orid = -1;  // of the database that it was read from

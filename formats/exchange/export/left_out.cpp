@@ -45,10 +45,6 @@ std::size_t rank_of(const Magnitude &magnitude) {
   return static_cast<std::size_t>(found - kPreferences.begin());
 }
 
-bool has_covariance(const Covariance &c) {
-  return c.xx >= 0.0 || c.yy >= 0.0 || c.zz >= 0.0 || c.tt >= 0.0;
-}
-
 }  // namespace
 
 std::int64_t shown_magnitude_index(const Origin &origin, std::int64_t named) {
@@ -87,7 +83,7 @@ void LeftOut::add_origin(const Origin &origin, const Places &places) {
   add_if(ellipse && places.horizontal_error, "axes of error ellipses");
   add_if(origin.depth_error >= 0.0 && !places.depth_error, "errors of depths");
   add_if(origin.time_error >= 0.0, "errors of origin times");
-  add_if(has_covariance(origin.covariance), "covariances of locations");
+  add_if(is_given(origin.covariance), "covariances of locations");
   add_if(origin.depth_type != 0, "depth types");
   add_if(!origin.status.empty() && !places.status, "states of review");
   add_if(!origin.algorithm.empty(), "location methods");

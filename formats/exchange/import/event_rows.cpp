@@ -224,7 +224,7 @@ void fill_mt(const MomentTensor &tensor, const RowIds &ids, RowPut row) {
 bool has_errors(const Origin &origin) {
   return origin.rms >= 0.0 || origin.horizontal_error >= 0.0 ||
          origin.depth_error >= 0.0 || origin.time_error >= 0.0 ||
-         origin.major_axis >= 0.0 || origin.covariance.xx >= 0.0;
+         origin.major_axis >= 0.0 || is_given(origin.covariance);
 }
 
 bool lacks_ellipse(const Origin &origin) {
@@ -265,7 +265,7 @@ void fill_origerr(const Origin &origin, const RowIds &ids, RowPut row) {
     ellipse.major = origin.horizontal_error;
   }
   row.put("orid", ids.orid).lenient();
-  if (c.xx >= 0.0 || c.yy >= 0.0 || c.zz >= 0.0 || c.tt >= 0.0) {
+  if (is_given(c)) {
     row.put("sxx", c.xx)
         .put("syy", c.yy)
         .put("szz", c.zz)

@@ -24,12 +24,12 @@ bool shows_errors(const Origin &origin) {
   return origin.rms >= 0.0 || origin.time_error >= 0.0 ||
          (origin.depth_error >= 0.0 && !depth_text(origin).empty()) ||
          origin.horizontal_error >= 0.0 || origin.major_axis >= 0.0 ||
-         origin.covariance.xx >= 0.0;
+         is_given(origin.covariance);
 }
 
 /* The ten numbers in the order of the fields of origerr; "" when none is given. */
 std::string covariance_text(const Covariance &c) {
-  if (c.xx < 0.0 && c.yy < 0.0 && c.zz < 0.0 && c.tt < 0.0) return "";
+  if (!is_given(c)) return "";
   std::string text;
   for (const double value :
        {c.xx, c.yy, c.zz, c.tt, c.xy, c.xz, c.yz, c.tx, c.ty, c.tz}) {
@@ -82,8 +82,12 @@ void QuakeMlWriter::put_origin(const Event &event, std::size_t index) {
 void QuakeMlWriter::put_uncertainty(const Origin &origin) {
   const bool ellipse = origin.major_axis >= 0.0 &&
                        (origin.minor_axis >= 0.0 || origin.ellipse_strike >= 0.0);
-  const bool leveled =
-      origin.confidence > 0.0 && origin.confidence <= 1.0 && shows_errors(origin);
+  left_out_.add_if(origin.major_axis < 0.0 &&
+                       (origin.minor_axis >= 0.0 || origin.ellipse_strike >= 0.0),
+                   "ellipses without a major axis");
+  const bool is_level = origin.confidence > 0.0 && origin.confidence <= 1.0;
+  const bool leveled = is_level && shows_errors(origin);
+  left_out_.add_if(is_level && !leveled, "levels of confidence without an error");
   const std::string covariance = covariance_text(origin.covariance);
   if (!ellipse && origin.horizontal_error < 0.0 && !leveled && covariance.empty()) {
     return;

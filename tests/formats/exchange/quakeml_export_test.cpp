@@ -301,6 +301,36 @@ TEST(QuakeMlExport, TakesTheEndOfALongIdForNoName) {
   EXPECT_EQ(export_text(folder / "b", "quakeml").text, text);
 }
 
+/* Some programs give the variance of the depth or of the time alone. */
+TEST(QuakeMlExport, GivesVariancesBackThatStandAloneAndCountsHalvesOfEllipses) {
+  const tools::ScratchFolder folder;
+  Event event = full_bulletin("id-");
+  for (Origin &origin : event.origins) {
+    origin.rms = origin.horizontal_error = origin.depth_error = origin.time_error =
+        -1.0;
+    origin.major_axis = origin.minor_axis = origin.ellipse_strike = -1.0;
+    origin.confidence = 0.0;
+    origin.covariance = {};
+  }
+  event.origins[0].covariance.zz = 5.0;
+  event.origins[1].covariance.tt = 2.0;
+  import_records(folder / "a", "css3.0", {event});
+  EXPECT_EQ(rows_of(folder / "a", "origerr", ids_and()).size(), 2U);
+  expect_round_trip(folder.path(), "css3.0", "quakeml");
+
+  Dbptr db;
+  ASSERT_EQ(dbopen((folder / "a").c_str(), "r+", &db), 0);
+  db = dblookup(db, nullptr, "origerr", nullptr, nullptr);
+  db.record = 0;
+  EXPECT_EQ(dbputv(db, "szz", -1.0, "sminax", 3.0, "conf", 0.9, nullptr), 0);
+  dbclose(db);
+  EXPECT_THAT(
+      export_text(folder / "a", "quakeml").without_place,
+      testing::UnorderedElementsAre(
+          testing::Field(&Unplaced::name, "ellipses without a major axis"),
+          testing::Field(&Unplaced::name, "levels of confidence without an error")));
+}
+
 /* Fields that only hand-made tables fill are lost with the export. */
 TEST(QuakeMlExport, CountsFieldsThatNoRecordHolds) {
   const tools::ScratchFolder folder;
