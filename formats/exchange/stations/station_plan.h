@@ -23,8 +23,8 @@ class StationPlan {
   using Refused = std::function<void(std::int64_t line, const std::string &reason)>;
 
   /* The tables that the schema has, children before their parents; site, sitechan, sensor,
-   * instrument and lastid must be among them: else empty, with a message.  wfdisc,
-   * arrival and calibration, whose rows name channels, are among them when they have rows and a row of
+   * instrument and lastid must be among them: else empty, with a message.  wfdisc, arrival and
+   * calibration, whose rows name channels, are among them when they have rows and a row of
    * sitechan may be taken over. */
   static std::vector<std::string> names(db::DatabaseStore &store);
 

@@ -45,8 +45,8 @@ class Command {
 
   /* The result of write(), which writes to the database and gives a number, below 0 after
    * messages.  It runs again, after the lock was let go, while another program holds the
-   * lock of what it writes and wanted() is true; an empty function is.  -1, with a message,
-   * without a database, or when the result is not wanted any more. */
+   * lock of what it writes and wanted(), if there is such a function, is true.  -1, with a
+   * message, without a database, or when the result is not wanted any more. */
   using Wanted = std::function<bool()>;
   template <class Write>
   int64_t write(const Wanted &wanted, const Write &write);
