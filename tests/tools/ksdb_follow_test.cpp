@@ -17,6 +17,7 @@
 #include "formats/exchange/format.h"
 #include "formats/exchange/geojson/geojson_reader.h"
 #include "platform/clock/clock.h"
+#include "platform/stock/files.h"
 #include "platform/stock/text.h"
 #include "tests/tools/http_server.h"
 #include "tests/tools/scratch.h"
@@ -173,6 +174,23 @@ TEST_F(KsdbFollow, NothingOfABrokenAnswerIsImported) {
     EXPECT_THAT(run.errors, HasSubstr(c.said)) << c.what;
     EXPECT_FALSE(std::filesystem::exists(name_)) << c.what;
   }
+}
+
+/* The rows that another program publishes at that moment are still in its journal. */
+TEST_F(KsdbFollow, ADatabaseThatAnotherProgramWritesIsNotRemoved) {
+  const ksutil::FileHandle journal(
+      ::open((name_ + ".journal").c_str(), O_RDWR | O_CREAT, 0600));
+  {
+    const ksutil::FileLock lock(journal.get());
+    const ProgramRun run = once(
+        [&](const std::string &, int, const HttpServer::Send &send) {
+          send(http_answer("404 Not Found", ""));
+        },
+        "", "/feed");
+    EXPECT_EQ(run.code, 1) << run.errors;
+  }
+  EXPECT_TRUE(std::filesystem::exists(name_));
+  EXPECT_TRUE(std::filesystem::exists(name_ + ".journal"));
 }
 
 /* Services may leave out the length, and the last line break where they give it. */

@@ -89,6 +89,11 @@ std::vector<std::string> register_causes(std::string_view text) {
   return causes;
 }
 
+std::vector<std::string> registered_causes() {
+  const MallocPtr<char> text(elog_string(0));
+  return register_causes(text == nullptr ? "" : text.get());
+}
+
 bool anything_registered() {
   const MallocPtr<char> text(elog_string(0));
   if (text == nullptr) complain_of_memory();

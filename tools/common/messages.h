@@ -28,6 +28,8 @@ void print_register();
  * the first message, those that the callers of a failed function add to it ("cannot
  * read table origin.", "EVServer::refreshEvents: refreshEvent() error."). */
 std::vector<std::string> register_causes(std::string_view text);
+/* Those in the register now; none when memory is short.  They stay there. */
+std::vector<std::string> registered_causes();
 
 }  // namespace ksutil::tools
 #endif

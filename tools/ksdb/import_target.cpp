@@ -1,14 +1,18 @@
 #include "tools/ksdb/import_target.h"
 
+#include <fcntl.h>
+
 #include <algorithm>
 #include <cerrno>
 #include <filesystem>
+#include <optional>
 #include <system_error>
 #include <vector>
 
 #include "platform/db/db.h"
 #include "platform/db/schema.h"
 #include "platform/elog/elog.h"
+#include "platform/stock/files.h"
 #include "platform/stock/folder.h"
 #include "platform/stock/text.h"
 #include "tools/common/cli.h"
@@ -64,6 +68,9 @@ int look_for(const fs::path &path, const std::string &schema) {
 /* The journal of a step that could not be undone goes too: without rows nothing is left to
  * undo. */
 void remove_empty_database(const std::string &name, const db::Schema &schema) {
+  const FileHandle journal = open_file(name + ".journal", O_RDWR);
+  std::optional<FileLock> lock;
+  if (journal && !lock.emplace(journal.get(), FileLock::Wait::kNever).held()) return;
   std::error_code failed;
   std::vector<std::string> empty;
   for (const db::Relation &relation : schema.relations()) {

@@ -12,7 +12,8 @@
 namespace ksutil::tools {
 
 /* Removes a database whose tables have no rows: the descriptor and the empty files of
- * tables.  A database with rows stays as it is. */
+ * tables.  A database with rows, or into which another program publishes rows at this moment,
+ * stays as it is. */
 void remove_empty_database(const std::string &name, const db::Schema &schema);
 
 class ImportTarget {

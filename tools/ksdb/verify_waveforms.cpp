@@ -13,7 +13,6 @@
 
 #include "platform/db/columns.h"
 #include "platform/elog/elog.h"
-#include "platform/stock/memory.h"
 #include "platform/stock/text.h"
 #include "platform/trace/miniseed.h"
 #include "platform/trace/waveform.h"
@@ -40,8 +39,7 @@ File look_at(const std::string &path) {
 
 /* The first cause registered since a scope began. */
 std::string registered_cause() {
-  const MallocPtr<char> text(elog_string(0));
-  const auto causes = register_causes(text == nullptr ? "" : text.get());
+  const auto causes = registered_causes();
   return causes.empty() ? "the row cannot be read" : causes.back();
 }
 

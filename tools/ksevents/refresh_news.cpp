@@ -3,24 +3,15 @@
 #include <utility>
 
 #include "platform/elog/elog.h"
-#include "platform/stock/memory.h"
 #include "tools/common/messages.h"
 #include "tools/common/unreadable.h"
 #include "tools/ksevents/served_events.h"
 
 namespace ksutil::tools {
-namespace {
-
-std::vector<std::string> taken_causes() {
-  const MallocPtr<char> text(elog_string(0));
-  elog_clear_register(0);
-  return register_causes(text == nullptr ? "" : text.get());
-}
-
-}  // namespace
 
 void RefreshNews::take(int result) {
-  std::vector<std::string> causes = taken_causes();
+  std::vector<std::string> causes = registered_causes();
+  elog_clear_register(0);
   if (result < 0) {
     tell_failure(std::move(causes));
     return;

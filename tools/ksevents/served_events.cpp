@@ -112,11 +112,6 @@ long count_unreadable(const OpenDatabase &database, const NeededFields &needed) 
   return count;
 }
 
-std::vector<std::string> causes_registered() {
-  const MallocPtr<char> text(elog_string(0));
-  return register_causes(text == nullptr ? "" : text.get());
-}
-
 }  // namespace
 
 long unreadable_records(const std::string &database) {
@@ -135,11 +130,11 @@ ServedEvents::ServedEvents(const std::string &database, int max_events) {
   if (!OpenDatabase(database, "r")) return;
   /* Opening may have finished an interrupted import, or found one that it may not finish,
    * which is news and not a failure. */
-  const std::vector<std::string> news = causes_registered();
+  const std::vector<std::string> news = registered_causes();
   if (!news.empty()) print_register();
   name_ = database;
   server_ = std::make_unique<EVServer>(database, 0, max_events, -1);
-  if (!news.empty() && causes_registered() == news) elog_clear_register(0);
+  if (!news.empty() && registered_causes() == news) elog_clear_register(0);
   if (anything_registered() && unreadable() > 0) {
     elog_clear_register(0);  // each such record has left a message
   }

@@ -149,9 +149,10 @@ void NetmagRows::read(const RowGet &row, Magnitude &magnitude,
   const std::string net = row.text(net_);
   magnitude.type = row.text(magtype_);
   magnitude.author = row.text(auth_);
-  left_out.add_if(!net.empty(), magnitude.author.empty()
-                                    ? "networks of magnitudes (net) but as authors"
-                                    : "networks of magnitudes (net)");
+  left_out.add_if(!net.empty(),
+                  magnitude.author.empty()
+                      ? "networks of magnitudes (net), which become authors"
+                      : "networks of magnitudes (net)");
   if (magnitude.author.empty()) magnitude.author = net;
   magnitude.stations = row.integer(nsta_);
   magnitude.value = row.real(magnitude_, kNone);

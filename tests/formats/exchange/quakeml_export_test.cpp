@@ -369,7 +369,7 @@ TEST(QuakeMlExport, CountsFieldsThatNoRecordHolds) {
       counted,
       testing::UnorderedElementsAre(
           "1 networks of magnitudes (net)",
-          "1 networks of magnitudes (net) but as authors",
+          "1 networks of magnitudes (net), which become authors",
           "1 groups of arrivals (stassid)", "1 distances of station magnitudes (delta)",
           "1 residuals of station magnitudes (magres)",
           "1 models of station magnitudes (mmodel)",

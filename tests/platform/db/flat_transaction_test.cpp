@@ -88,6 +88,8 @@ class FlatTransactions : public ::testing::Test {
     write_file(name_ + ".lastid", lastid_row("orid", 3));
   }
 
+  void die_amid_publication() const;
+
   TempDirectory directory_;
   const std::string name_ = directory_ / "db";
   std::string origins_;
@@ -450,16 +452,20 @@ TEST_F(FlatTransactions, AReaderIsToldOfAStepThatItMayNotFinish) {
   EXPECT_GT(told, 2);
 }
 
+/* Leaves a step whose first event is in its table, and the rest in the journal. */
+void FlatTransactions::die_amid_publication() const {
+  for (int kill_at = 0;; kill_at++) {
+    strike = {-1, kill_at, 0};
+    ASSERT_TRUE(dies(name_)) << "published everything";
+    if (file_text(name_ + ".event") != "") return;
+    reset();
+  }
+}
+
 /* A stopped program that holds one of the tables must hold up nobody who does not wait. */
 TEST_F(FlatTransactions, AStepThatCannotBeFinishedNowHoldsUpNoAttempt) {
   const auto server = open();
-  int kill_at = 0;
-  for (;; kill_at++) {
-    strike = {-1, kill_at, 0};
-    ASSERT_TRUE(dies(name_)) << "published everything";
-    if (file_text(name_ + ".event") != "") break;
-    reset();
-  }
+  ASSERT_NO_FATAL_FAILURE(die_amid_publication());
   const FileHandle stopped(::open((name_ + ".origin").c_str(), O_RDWR));
   auto lock = std::make_unique<FileLock>(stopped.get());
   elog_clear_register(0);
@@ -487,13 +493,7 @@ TEST_F(FlatTransactions, AStepThatCannotBeFinishedNowHoldsUpNoAttempt) {
 }
 
 TEST_F(FlatTransactions, AnotherProgramsAppendBehindADeadOneIsKept) {
-  int kill_at = 0;
-  for (;; kill_at++) {
-    strike = {-1, kill_at, 0};
-    ASSERT_TRUE(dies(name_)) << "published everything";
-    if (file_text(name_ + ".event") != "") break;
-    reset();
-  }
+  ASSERT_NO_FATAL_FAILURE(die_amid_publication());
   /* A program that heeds no locks. */
   std::ofstream(name_ + ".origin", std::ios::app) << origin_row("css3.0", 9, 9.0);
   const Files mixed = files();
