@@ -3,17 +3,16 @@
 #include <strings.h>
 
 #include <cerrno>
-#include <cfloat>
-#include <cmath>
 #include <cstdlib>
 #include <cstring>
-#include <limits>
 
 #include "platform/elog/failure.h"
 #include "platform/stock/memory.h"
+#include "platform/stock/nearest_float.h"
 
 using ksutil::fail;
 using ksutil::fail_errno;
+using ksutil::nearest_float;
 
 namespace {
 
@@ -48,16 +47,6 @@ int parse_integer_param(const char *name, const char *text, int type, void *dest
   return store(dest, static_cast<int>(number));
 }
 
-/* Converts without undefined behaviour: a double outside the range of float becomes
- * infinite. */
-float to_float(double number) {
-  if (std::fabs(number) > FLT_MAX) {
-    return std::copysign(std::numeric_limits<float>::infinity(),
-                         number > 0 ? 1.0F : -1.0F);
-  }
-  return static_cast<float>(number);
-}
-
 int copy_string_param(const char *text, void *dest) {
   char *const copy = ks_strdup(text);
   if (copy == nullptr) {
@@ -81,7 +70,7 @@ int parse_text_param(Pf *pf, const char *name, char *text, int type, void *dest)
     case P_INT:
       return parse_integer_param(name, text, type, dest);
     case P_FLOAT:
-      return store(dest, to_float(pfget_double(pf, name)));
+      return store(dest, nearest_float(pfget_double(pf, name)));
     case P_DOUBLE:
       return store(dest, pfget_double(pf, name));
     case P_STRING:

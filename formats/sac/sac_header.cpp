@@ -4,8 +4,8 @@
 #include <cmath>
 #include <cstring>
 #include <initializer_list>
-#include <limits>
 
+#include "platform/stock/nearest_float.h"
 #include "platform/stock/text.h"
 
 namespace ksutil::sac {
@@ -45,11 +45,7 @@ std::string_view text_of(const char *header, const KSSacDefine &define) {
 }
 
 void store_real(char *header, const KSSacDefine &define, double value) {
-  constexpr auto kGreatest = static_cast<double>(std::numeric_limits<float>::max());
-  const float stored = std::fabs(value) > kGreatest
-                           ? std::copysign(std::numeric_limits<float>::infinity(),
-                                           value < 0 ? -1.0F : 1.0F)
-                           : static_cast<float>(value);
+  const float stored = nearest_float(value);
   std::memcpy(header + define.offset, &stored, sizeof stored);
 }
 

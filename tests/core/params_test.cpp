@@ -21,7 +21,8 @@ class ParseParam : public testing::Test {
  protected:
   void SetUp() override {
     pf_ = compiled(
-        "hex 0x1F\noctal 010\ntrail 12abc\nword abc\nreal 2.5\nlarge 1e300\nwide "
+        "hex 0x1F\noctal 010\ntrail 12abc\nword abc\nreal 2.5\nlarge 1e300\ngreatest "
+        "3.4028235e+38\nwide "
         "65537\n"
         "text hello world\nempty\nt &Tbl{\na\nb\n}\nm &Arr{\nk v\n}\n");
     elog_clear_register(0);
@@ -53,6 +54,8 @@ TEST_F(ParseParam, ReadsReals) {
   EXPECT_EQ(parsed("real", P_FLOAT, 0.0F), 2.5F);
   EXPECT_EQ(parsed("large", P_DOUBLE, 0.0), 1e300);
   EXPECT_EQ(parsed("large", P_FLOAT, 0.0F), std::numeric_limits<float>::infinity());
+  /* The shortest text of the greatest float is a double slightly above it. */
+  EXPECT_EQ(parsed("greatest", P_FLOAT, 0.0F), std::numeric_limits<float>::max());
   EXPECT_EQ(parsed("word", P_DOUBLE, 9.0), 0.0);
   EXPECT_EQ(taken_messages(), "pfget_double: Cannot parse 'abc' for word.\n");
 }

@@ -1,12 +1,12 @@
 #include "tools/ksgrid/text_table.h"
 
 #include <cerrno>
-#include <cfloat>
 #include <cmath>
 #include <cstring>
 #include <string_view>
 
 #include "platform/stock/files.h"
+#include "platform/stock/nearest_float.h"
 #include "platform/stock/text.h"
 #include "tools/common/cli.h"
 
@@ -39,7 +39,7 @@ std::string counted(std::size_t fewest, std::size_t most) {
 }  // namespace
 
 bool fits_float(double value) {
-  return !std::isfinite(value) || std::abs(value) <= FLT_MAX;
+  return !std::isfinite(value) || std::isfinite(nearest_float(value));
 }
 
 bool read_table(const std::string &path, std::size_t fewest, std::size_t most,

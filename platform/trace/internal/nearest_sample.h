@@ -2,8 +2,9 @@
 #ifndef KSUTIL_PLATFORM_TRACE_INTERNAL_NEAREST_SAMPLE_H
 #define KSUTIL_PLATFORM_TRACE_INTERNAL_NEAREST_SAMPLE_H
 
-#include <limits>
 #include <type_traits>
+
+#include "platform/stock/nearest_float.h"
 
 namespace ksutil {
 
@@ -11,12 +12,10 @@ namespace ksutil {
 template <class Sample, class Number>
 Sample nearest_sample(Number value) {
   if constexpr (std::is_same_v<Sample, float> && std::is_same_v<Number, double>) {
-    constexpr auto kGreatest = static_cast<double>(std::numeric_limits<float>::max());
-    constexpr float kInfinity = std::numeric_limits<float>::infinity();
-    if (value > kGreatest) return kInfinity;
-    if (value < -kGreatest) return -kInfinity;
+    return nearest_float(value);
+  } else {
+    return static_cast<Sample>(value);
   }
-  return static_cast<Sample>(value);
 }
 
 }  // namespace ksutil
