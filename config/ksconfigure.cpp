@@ -20,6 +20,7 @@ struct KSConfigureSpecs : ksutil::SeamAllocated {
   KS_ConfigureParser parser = nullptr;
   ksutil::MallocPtr<char> label;
   void *client_data = nullptr;
+  ksutil::MallocPtr<char> nested;  // the nested value taken last: a "ptr" points to it
 };
 
 namespace {
@@ -269,13 +270,15 @@ int KSConfigure::applyRegistered(Pf *pf, int flags) {
   }
   if (pf == nullptr) return 0;
   const int result = for_each_key(pf, [&](const char *key) {
-    const KSConfigureSpecs *const entry = by_name_.get(key);
+    KSConfigureSpecs *const entry = by_name_.get(key);
     if (entry == nullptr) return report_unknown(key, flags) ? 2 : 0;
     char *value = nullptr;
     MallocPtr<char> owned;
     if (!value_of(pf, key, flags, value, owned)) return -1;
-    return parse_parameter(entry->parser, *entry->spec, value, entry->record,
-                           entry->client_data);
+    const int parsed = parse_parameter(entry->parser, *entry->spec, value,
+                                       entry->record, entry->client_data);
+    if (parsed == 0 && owned != nullptr) entry->nested = std::move(owned);
+    return parsed;
   });
   if (result < 0 || (flags & KS_CONFIGURE_PF_MISSING) == 0) return result;
   return std::max(result, reportMissing(pf));

@@ -141,9 +141,9 @@ class KSUTIL_API KSConfigure {
   /* The same for all registered entries, defaults in the order of registration.
    *
    * flags   with KS_CONFIGURE_PF_NESTED a table or array is not an error: it is passed
-   *         as a parameter-file text of one entry, "key &Arr{\n...}\n"; with
-   *         KS_CONFIGURE_PF_MISSING entries without a key are reported, with
-   *         result 2 */
+   *         as a parameter-file text of one entry, "key &Arr{\n...}\n", which lives
+   *         until the entry takes another one or ends; with KS_CONFIGURE_PF_MISSING
+   *         entries without a key are reported, with result 2 */
   int configurePf(Pf *pf, int flags);
 
   /* configurePf(pf, 0), with a message of its own after a failure. */

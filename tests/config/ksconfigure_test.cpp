@@ -370,6 +370,20 @@ TEST_F(Configure, NestedValuesAreRefusedOrGivenAsTextThatCompilesBack) {
   EXPECT_STREQ(settings_.name, "name &Tbl{\none\n}\n");
 }
 
+/* A "ptr" member points to the text that its parser was given. */
+TEST_F(Configure, NestedTextsLiveUntilTheNext) {
+  char *kept = nullptr;
+  KS_ConfigureSpec specs[] = {{"ptr", "kept", nullptr, 0, kNullOk, nullptr},
+                              {"end", nullptr, nullptr, 0, 0, nullptr}};
+  ASSERT_EQ(configure_.setConfigureSpecs(specs, reinterpret_cast<char *>(&kept), "kept",
+                                         nullptr, 1),
+            0);
+  for (const std::string text : {"kept &Tbl{\none\n}\n", "kept &Tbl{\ntwo\n}\n"}) {
+    EXPECT_EQ(from_text(text, 2), 0);
+    EXPECT_EQ(kept, text);
+  }
+}
+
 TEST_F(Configure, ALaterTableTakesOverANameAndTheListForgetsTheOldEntry) {
   Settings other{};
   std::vector<KS_ConfigureSpec> later = {
