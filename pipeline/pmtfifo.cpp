@@ -286,7 +286,8 @@ int pmtfifo_flush(pmtfifo *fifo, PmtfifoFree free_function) {
 
 int pmtfifo_destroy(pmtfifo *fifo, PmtfifoFree free_function) {
   if (fifo == nullptr) return 0;
-  if (fifo->registered != 0) ksutil::deregister_fifo(fifo);
+  /* A record that is in the pool already must not enter it again. */
+  if (fifo->registered != 0 && !ksutil::deregister_fifo(fifo)) return 0;
   drop_items(fifo, free_function);
   ksutil::retire_fifo_record(fifo);
   return 0;

@@ -103,10 +103,10 @@ bool register_fifo(pmtfifo *fifo) {
   return containsarr(g_registry, key.data()) != 0;
 }
 
-void deregister_fifo(pmtfifo *fifo) {
+bool deregister_fifo(const pmtfifo *fifo) {
   const Key key = key_of(fifo);
   const PthreadLock lock(g_mutex);
-  delarr(g_registry, key.data());
+  return delarr(g_registry, key.data()) == fifo;
 }
 
 bool is_registered_fifo(const pmtfifo *fifo) {

@@ -27,7 +27,9 @@ Registry open_fifo_registry();
 
 /* Enters a fifo; false when memory is short. */
 bool register_fifo(pmtfifo *fifo);
-void deregister_fifo(pmtfifo *fifo);
+
+/* Removes a fifo; false when it is not there, being destroyed already. */
+bool deregister_fifo(const pmtfifo *fifo);
 bool is_registered_fifo(const pmtfifo *fifo);
 
 }  // namespace ksutil

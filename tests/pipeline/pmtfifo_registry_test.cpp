@@ -27,6 +27,15 @@ TEST(PmtfifoRegistry, RefusesCallsOnADestroyedFifo) {
             "pmtfifo_pop: mtfifo no longer exists.\n");
 }
 
+/* Two fifos in one record would take each other's items. */
+TEST(PmtfifoRegistry, ASecondDestroyFreesNoRecordTwice) {
+  pmtfifo *const stale = pmtfifo_create(0, 0, 1);
+  EXPECT_EQ(pmtfifo_destroy(stale, nullptr), 0);
+  EXPECT_EQ(pmtfifo_destroy(stale, nullptr), 0);
+  const FifoHandle first = new_fifo(0, 0, 1), second = new_fifo(0, 0, 1);
+  EXPECT_NE(first.get(), second.get());
+}
+
 TEST(PmtfifoRegistry, ReusedRecordStartsAnew) {
   pmtfifo *const old = pmtfifo_create(2, 1, 1);
   pmtfifo_push(old, item(1));
