@@ -85,6 +85,12 @@ class ShortText {
   }
   ShortText &operator+=(std::string_view text) { return *this = str().append(text); }
   ShortText &operator+=(char c) { return *this += std::string_view(&c, 1); }
+  void push_back(char c) { *this += c; }
+  void resize(size_type size, char fill = '\0') {
+    std::string text = str();
+    text.resize(size, fill);
+    assign(text);
+  }
 
   std::string substr(std::size_t from = 0, std::size_t count = npos) const {
     return std::string(view().substr(from, count));
@@ -94,6 +100,24 @@ class ShortText {
     return view().find(text, from);
   }
   std::size_t find(char c, std::size_t from = 0) const { return view().find(c, from); }
+  std::size_t rfind(std::string_view text, std::size_t from = npos) const {
+    return view().rfind(text, from);
+  }
+  std::size_t rfind(char c, std::size_t from = npos) const {
+    return view().rfind(c, from);
+  }
+  std::size_t find_first_of(std::string_view set, std::size_t from = 0) const {
+    return view().find_first_of(set, from);
+  }
+  std::size_t find_last_of(std::string_view set, std::size_t from = npos) const {
+    return view().find_last_of(set, from);
+  }
+  std::size_t find_first_not_of(std::string_view set, std::size_t from = 0) const {
+    return view().find_first_not_of(set, from);
+  }
+  std::size_t find_last_not_of(std::string_view set, std::size_t from = npos) const {
+    return view().find_last_not_of(set, from);
+  }
   bool starts_with(std::string_view text) const { return view().starts_with(text); }
   bool ends_with(std::string_view text) const { return view().ends_with(text); }
 

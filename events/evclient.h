@@ -254,7 +254,6 @@ class KSUTIL_API EVClient {
   EVServer *attached();
   int request_refresh(const char *name, int wait);
   bool execute(std::unique_ptr<EVCommand> command);
-  void clear_mapping();
 };
 
 #endif

@@ -85,13 +85,13 @@ struct EVOrigin {
   ksutil::db::RowText record_origerr;
   double magnitude = -999.0;  // of the preferred magnitude
   ShortText magtype;
-  int32_t preferred = 0;        // 1: the event's preferred origin
-  int32_t pref_magnitude = -1;  // index in magnitudes
-  int32_t pref_moment = -1;     // index in moments
+  int32_t preferred = 0;  // 1: the event's preferred origin
   Table<EVMagnitude> magnitudes;
   Table<EVMoment> moments;
   Table<EVDetection> detections;      // filled when an event is expanded
   Table<EVAssociation> associations;  // filled when an event is expanded
+  int32_t pref_magnitude = -1;        // index in magnitudes
+  int32_t pref_moment = -1;           // index in moments
 };
 
 /* One event row with its origins. */

@@ -219,7 +219,8 @@ int EVClient::dbseed2css(std::string net, std::string sta, std::string chan,
   command->seed2 = std::move(sta);
   command->seed3 = std::move(chan);
   command->seed4 = std::move(loc);
-  clear_mapping();
+  for (std::string *text : {&out2, &out3}) text->clear();
+  status = -1;
   execute(std::move(command));
   css_sta = out2;
   css_chan = out3;
@@ -232,7 +233,8 @@ int EVClient::dbcss2seed(std::string sta, std::string chan, std::string &net,
   auto command = std::make_unique<EVCommand>("dbcss2seed");
   command->sta = std::move(sta);
   command->chan = std::move(chan);
-  clear_mapping();
+  for (std::string *text : {&out1, &out2, &out3, &out4}) text->clear();
+  status = -1;
   execute(std::move(command));
   net = out1;
   seed_sta = out2;
@@ -243,9 +245,4 @@ int EVClient::dbcss2seed(std::string sta, std::string chan, std::string &net,
 
 int EVClient::checkDatabase() {
   return execute(std::make_unique<EVCommand>("checkDatabase")) ? 0 : -1;
-}
-
-void EVClient::clear_mapping() {
-  for (std::string *text : {&out1, &out2, &out3, &out4}) text->clear();
-  status = -1;
 }

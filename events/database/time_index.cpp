@@ -47,7 +47,10 @@ void TimeIndex::add(const db::Snapshot &rows, long from) {
 
 std::vector<long> TimeIndex::find(double tstart, double tend) const {
   std::vector<long> records;
-  const auto before = [](const Entry &entry, double time) { return entry.time < time; };
+  /* Nothing lies in a window whose start or end is NaN. */
+  const auto before = [](const Entry &entry, double time) {
+    return !(entry.time >= time);
+  };
   for (auto entry = std::lower_bound(entries_.begin(), entries_.end(), tstart, before);
        entry != entries_.end() && entry->time <= tend; ++entry) {
     records.push_back(entry->record);

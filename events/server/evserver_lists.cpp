@@ -45,6 +45,17 @@ class ExpandedReading {
   bool kept_ = false;
 };
 
+/* The `order` that the list, which is in the order of its rows, has for an event; -1 when
+ * it does not show that event. */
+int64_t order_in(const Table<EVEvent> &list, const EVEvent &event) {
+  const EVEvent *const listed = std::lower_bound(
+      list.begin(), list.end(), event.recno_event,
+      [](const EVEvent &each, int64_t recno) { return each.recno_event < recno; });
+  const bool shown = listed != list.end() && listed->recno_event == event.recno_event &&
+                     listed->evid == event.evid;
+  return shown ? listed->order : -1;
+}
+
 /* Reads an event with all that belongs to it; 0 or -1. */
 int read_whole_event(ServerState &state, int64_t evid, EVEvent &event,
                      ExpandedReading &entry) {
@@ -188,6 +199,7 @@ int EVServer::containsExpandedEvent(long evid, EVEvent &event) {
   if (cached == nullptr) return 0;
   cached->access_time = std_now();
   event = *cached;
+  event.order = order_in(*state_->published.events, event);
   return 1;
 }
 
@@ -199,6 +211,7 @@ int EVServer::getExpandedEvent(EVClient *, long evid, EVEvent &event) {
   EVEvent read;
   if (read_whole_event(*state_, evid, read, reading) != 0) return -1;
   event = read;
+  event.order = order_in(*published.events, event);
   published.expanded.set(evid, std::move(read));
   reading.keep();
   return 0;

@@ -88,6 +88,7 @@ int eventview_open_table(Dbptr db, const char *name, KSEV_Table *table) {
 }
 
 void eventview_free_hooks(KSEventView *view) {
+  if (view == nullptr) return;
   WatchedDatabase &database = ViewAccess::state(*view).database;
   const WatchedDatabase::Hold hold = database.hold();
   database.free_indexes();

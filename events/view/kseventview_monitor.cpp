@@ -60,7 +60,7 @@ int eventview_check_table(KSEV_Table *table, char **text) {
   *text = nullptr;
   TableMemory seen{table->count, table->filetime};
   const int code = table_change(table->table, seen);
-  if (code < 0) return -1;
+  if (code < 0) return fail("eventview_check_table", "table_stamp() error");
   if (kTexts[code] != nullptr) {
     *text = ks_strdup(kTexts[code]);
     if (*text == nullptr) return ksutil::fail_memory("eventview_check_table");

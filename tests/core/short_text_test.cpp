@@ -86,6 +86,16 @@ TEST(ShortText, IsUsedAsAString) {
   EXPECT_TRUE(copy == direct && reference == view);
   EXPECT_EQ(type + "_" + type, "mb_mb");
   EXPECT_EQ("<" + type + '>', "<mb>");
+  ShortText longer = "mb_lg_mb";
+  EXPECT_EQ(longer.rfind("mb"), 6U);
+  EXPECT_EQ(longer.rfind('l'), 3U);
+  EXPECT_EQ(longer.find_first_of("lg_"), 2U);
+  EXPECT_EQ(longer.find_last_of("lg_"), 5U);
+  EXPECT_EQ(longer.find_first_not_of("mb"), 2U);
+  EXPECT_EQ(longer.find_last_not_of("mb"), 5U);
+  longer.resize(2);
+  longer.push_back('n');
+  EXPECT_EQ(longer, "mbn");
   std::string assigned;
   assigned = type;
   assigned += type;

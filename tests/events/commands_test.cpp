@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <cmath>
 #include <fstream>
 #include <iterator>
 #include <memory>
@@ -116,6 +117,8 @@ class ByStation : public testing::Test {
                                            {kEpoch + 20, kEpoch + 45},
                                            {-kNoEnd, kNoEnd},
                                            {kEpoch + 30, kEpoch + 29},
+                                           {NAN, kNoEnd},
+                                           {0.0, NAN},
                                            {0.0, 1e12}};
   EventDatabase database;
   std::vector<Row> rows;
@@ -528,6 +531,8 @@ TEST(DatabaseCommands, MapStationCodesByTheTableElseByRule) {
   EXPECT_EQ(loc, "") << "a null location is a blank one";
   EXPECT_EQ(client.dbcss2seed("ANMO", "BHZ00", net, sta, chan, loc), 0);
   EXPECT_EQ(net + "." + sta + "." + chan + "." + loc, ".ANMO.BHZ.00");
+  EXPECT_EQ(client.dbseed2css("II", "AAK", "BHZ", "10", sta, chan), 0);
+  EXPECT_EQ(client.out4, "00") << "the other command fills it";
   EXPECT_EQ(client.dbcss2seed("", "BHZ", net, sta, chan, loc), -1);
   EXPECT_EQ(sta, "");
 }

@@ -352,6 +352,20 @@ TEST_F(RefreshTest, ExpandsTheRowOfAnEvidThatCanBeRead) {
   EXPECT_EQ(found.recno_event, 2);
 }
 
+TEST_F(RefreshTest, GivesExpandedEventsTheOrderOfTheList) {
+  db.add_event(2, 21);
+  db.add_event(3, 31);
+  EXPECT_EQ(server->refreshEvents(0), 0);
+  for (const int most : {0, 2, 1}) {
+    server->setMaxEvents(most);
+    for (const long evid : {2, 3}) {
+      EVEvent listed;
+      const bool shown = server->getEvid(evid, listed) == 0;
+      EXPECT_EQ(expanded(evid).order, shown ? listed.order : -1);
+    }
+  }
+}
+
 TEST_F(RefreshTest, PicksUpWhatAFailedRefreshHasConsumed) {
   dbputv(db.row("event", 0), "lddate", 3000.0, kEndOfArguments);
   server->closeDb();

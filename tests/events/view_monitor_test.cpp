@@ -139,6 +139,7 @@ TEST_F(ViewChanges, OpensOneDatabaseAndSaysWhyNotAnother) {
   free(name);
 
   view.init();
+  eventview_free_hooks(nullptr);
   EXPECT_EQ(view.getTable("event").table.database, dbINVALID);
   EXPECT_EQ(view.reset(), -1);
   EXPECT_EQ(view.checkChanges(&changes), -1);
