@@ -69,7 +69,8 @@ KSUTIL_API KSGrid *ksgrid_create(const char *xname, int nx, const float *x,
                                  const char *text1, const char *text2, const char *name,
                                  char *tag);
 
-/* A new grid with the contents of another, under another name and a new tag. */
+/* A new grid with the contents of another, under another name and a new tag, which may be
+ * written to the place of `tag`. */
 KSUTIL_API KSGrid *ksgrid_copy(const char *tag, const char *name, char *newtag);
 KSUTIL_API KSGrid *ksgrid_copy_ksgrid(const KSGrid *grid, const char *name,
                                       char *newtag);
@@ -153,7 +154,8 @@ KSUTIL_API int ksgrid_find_interval(int n, const float *coords, int *i0, int *i1
  *               "bilinear": linear along x on both rows, then along y
  * extrap_mode   "none", the only one: the gap value for points off the mesh
  * out           in and out: null, or a malloced array of *nout values; it is made or
- *               grown to hold npoints, and the caller frees it
+ *               grown to hold npoints, and the caller frees it; what stands behind the
+ *               results becomes 0
  * nout          in and out: its size, raised when it is made or grown
  *
  * Bilinear values need all four nodes around the point: beside a gap they are gaps, and

@@ -117,6 +117,7 @@ int ksgrid_eval_ksgrid(const KSGrid *grid, int frame, int npoints, const float *
     return fail("ksgrid_eval_ksgrid", "Illegal points");
   }
   if (!make_room(npoints, out, nout)) return -1;
+  std::fill(*out + npoints, *out + *nout, 0.0F);  // the rest of the caller's array
   Frame values(*grid, frame);
   for (int i = 0; i < npoints; i += kBatch) {
     const int count = std::min(kBatch, npoints - i);

@@ -18,9 +18,9 @@ int on_grid(const char *function, const char *tag,
 }  // namespace
 
 KSGrid *ksgrid_copy(const char *tag, const char *name, char *newtag) {
-  Grids::none(newtag);
   const KSGrid *const grid = Grids::find("ksgrid_copy", tag);
-  return grid == nullptr ? nullptr : ksgrid_copy_ksgrid(grid, name, newtag);
+  if (grid == nullptr) return Grids::none(newtag);
+  return ksgrid_copy_ksgrid(grid, name, newtag);
 }
 
 int ksgrid_put(const char *tag, int nframes, const float *frames, double time,

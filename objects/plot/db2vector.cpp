@@ -7,7 +7,7 @@
 
 #include "objects/plot/internal/plot_labels.h"
 #include "objects/vectors/points/internal/vector_record.h"
-#include "platform/elog/elog.h"
+#include "platform/elog/failure.h"
 #include "platform/stock/memory.h"
 
 namespace {
@@ -96,10 +96,14 @@ KSVector *db2vector(Dbptr db, const char *x, const char *y, const char *hue,
   db.field = dbALL;
   db.record = dbALL;
   long rows = 0;
-  if (dbquery(db, dbq_record_count, &rows) < 0) return ksutil::Vectors::none(tag);
+  if (dbquery(db, dbq_record_count, &rows) < 0) {
+    ksutil::fail("db2vector", "dbquery() error");
+    return ksutil::Vectors::none(tag);
+  }
   KSVector *const vector =
       ksvector_create(static_cast<int>(std::min<long>(rows, INT_MAX)), 2, name, tag);
-  if (vector == nullptr || rows <= 0) return vector;
+  if (vector == nullptr) return ksutil::fail("db2vector", "ksvector_create() error");
+  if (rows <= 0) return vector;
 
   Parts parts{Part{"x", x == nullptr ? "" : x, dbexREAL},
               Part{"y", y == nullptr ? "" : y, dbexREAL},

@@ -136,7 +136,7 @@ class Labeller {
 
 void set_labels(KSVector &vector, int flags, const LabelValues *values, int n, int fill,
                 int maxsize, double hue_centre, double hue_range) {
-  at_boundary("set_labels", [&] {
+  at_boundary("db2vector", [&] {
     const Labeller labeller(flags, values, n, fill, maxsize, hue_centre, hue_range);
     const bool verbose = verbose_exists() != 0;
     for (int i = 0; i < n; i++) {
@@ -144,7 +144,7 @@ void set_labels(KSVector &vector, int flags, const LabelValues *values, int n, i
       std::string hls;
       const std::string label = labeller.text(row, hls);
       char *const copy = ks_strdup(label.c_str());
-      if (copy == nullptr) fail_errno("set_labels", "strdup() error");
+      if (copy == nullptr) fail_errno("db2vector", "strdup() error");
       std::free(vector.points[i].label);
       vector.points[i].label = copy;
       if (verbose) {
@@ -158,8 +158,9 @@ void set_labels(KSVector &vector, int flags, const LabelValues *values, int n, i
 }
 
 int symbolize(const char *name) {
-  static Arr *const registry = newarr(nullptr);
+  static Arr *registry = nullptr;
   static int next = 0;
+  if (registry == nullptr) registry = newarr(nullptr);
   /* The index is stored plus 1, so that the first is not null.  The stored number is
    * returned as it is: after its first use a name has the next index. */
   if (void *const stored = getarr(registry, name); stored != nullptr) {
@@ -168,6 +169,12 @@ int symbolize(const char *name) {
   const int index = next;
   setarr(registry, name,
          reinterpret_cast<void *>(static_cast<std::intptr_t>(index + 1)));
+  if (containsarr(registry, name) == 0) {
+    /* The name is not known yet: its next sighting is the first. */
+    errno = ENOMEM;
+    fail_errno("db2vector", registry == nullptr ? "newarr() error" : "setarr() error");
+    return index;
+  }
   next = (next + 1) % kSymbolCount;
   return index;
 }

@@ -17,7 +17,7 @@ namespace ksutil {
 namespace {
 
 constexpr int kFapValues = 2, kFap2Values = 6;
-/* Counts up to this are believed; others only as far as the file can hold the rows. */
+/* Counts up to this are believed; others up to the bytes of the file. */
 constexpr long kBelievedRows = 100'000;
 
 /* Reads one file. */
@@ -89,9 +89,8 @@ ReadStatus ResponseReader::read_count() {
 /* Rows to make room for at first. */
 int ResponseReader::expected_rows() const {
   if (rows_ <= kBelievedRows) return rows_;
-  const long shortest_row = 2L * (ny_ + 1);  // a digit and a blank or newline each
-  const long possible = std::max<long>(lines_.file_size() / shortest_row + 1, 0);
-  return static_cast<int>(std::min<long>(rows_, std::max(possible, kBelievedRows)));
+  const long possible = std::max<long>(lines_.file_size(), kBelievedRows);
+  return static_cast<int>(std::min<long>(rows_, possible));
 }
 
 ReadStatus ResponseReader::read_rows(NewPoints &points) {

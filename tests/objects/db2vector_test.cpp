@@ -138,6 +138,11 @@ TEST(Symbolize, MovesANameOnAfterItsFirstUse) {
     EXPECT_EQ(ksutil::symbolize(name.c_str()), index + 1);
     EXPECT_EQ(ksutil::symbolize(name.c_str()), index + 1);
   }
+  /* A name that could not be remembered takes no symbol from the others. */
+  ks_test_fail_alloc(1);
+  const int forgotten = ksutil::symbolize("name without memory");
+  EXPECT_EQ(ksutil::symbolize("name without memory"), forgotten);
+  EXPECT_THAT(taken_messages(), HasSubstr("db2vector: setarr() error.\n"));
 }
 
 /* Five origins, at depths 10 to 50, in a database in memory. */
@@ -207,6 +212,13 @@ TEST_F(Db2Vector, NamesEveryExpressionThatDoesNotCompile) {
   EXPECT_THAT(messages, HasSubstr("Can't compile hue expression '1 +'"));
   EXPECT_THAT(messages, HasSubstr("Can't compile symbol expression '(('"));
   EXPECT_THAT(messages, Not(HasSubstr("compile y")));
+}
+
+TEST_F(Db2Vector, SaysWhichCallFailed) {
+  EXPECT_EQ(db2vector(dbinvalid(), "lon", "lat", nullptr, nullptr, nullptr, nullptr, "",
+                      tag_, 0, 5, 0, 0),
+            nullptr);
+  EXPECT_THAT(taken_messages(), testing::EndsWith("\ndb2vector: dbquery() error.\n"));
 }
 
 TEST_F(Db2Vector, IsEmptyWhenAnyRowFails) {

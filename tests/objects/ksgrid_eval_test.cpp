@@ -202,6 +202,7 @@ TEST(KsgridEval, GrowsTheCallersArrayAndRefusesWithoutTouchingIt) {
     ASSERT_EQ(eval(0, n, "bilinear", "none", &out, &nout), 0);
     EXPECT_EQ(nout, size);
     EXPECT_EQ(out[n - 1], 2);
+    EXPECT_EQ(out[size - 1], n < size ? 0 : 2) << "no values of an earlier call";
   }
   const ksutil::MallocPtr<float> owned(out);
   float *none = nullptr;

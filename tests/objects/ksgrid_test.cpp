@@ -24,6 +24,10 @@ TEST(KsgridRegistry, TagsLeadToTheirGridsUntilTheseAreFreed) {
   EXPECT_EQ(taken_messages(), "ksgrid_get_grid: Cannot find " + std::string(tag) +
                                   "\nksgrid_get_grid: Cannot find " + second);
   EXPECT_STREQ(copy->name, "copy");
+  KSGrid *const in_place = ksgrid_copy(copied, "", copied);
+  ASSERT_NE(in_place, nullptr);
+  EXPECT_EQ(ksgrid_get_grid(copied), in_place) << "the old tag was read before";
+  ksgrid_free(copied);
   EXPECT_STREQ(copy->xtext1, "km");
   EXPECT_EQ(copy->xtext2, nullptr);
   EXPECT_EQ(values(*copy), frames);
@@ -32,7 +36,6 @@ TEST(KsgridRegistry, TagsLeadToTheirGridsUntilTheseAreFreed) {
   EXPECT_EQ(copy->params[19], 3);
   EXPECT_EQ(copy->gapval, -1);
   ksgrid_free_ksgrid(copy);
-  ksgrid_free(copied);
   ksgrid_free(nullptr);
   EXPECT_EQ(taken_messages(), "");
 }

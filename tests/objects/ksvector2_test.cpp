@@ -89,6 +89,7 @@ TEST_F(Ksvector2, NamesAreCutTo63Characters) {
 TEST_F(Ksvector2, CopiesPointsAndLabelsIntoItsOwnMemory) {
   ksvector2 *const vector = make_points("source", 130);
   ASSERT_TRUE(ksutil::vector2::set_label(*vector, 129, "last"));
+  vector->labels[1] = ks_strdup("");
   char copied[KS_TAG_SIZE];
   ksvector2 *const copy = ksvector2_copy(tag, "copy", copied);
   ASSERT_NE(copy, nullptr);
@@ -99,6 +100,7 @@ TEST_F(Ksvector2, CopiesPointsAndLabelsIntoItsOwnMemory) {
   EXPECT_EQ(last[0], 129);
   EXPECT_EQ(last[2], -64.5);
   EXPECT_EQ(copy->labels[0], nullptr);
+  EXPECT_STREQ(copy->labels[1], "");
   EXPECT_STREQ(copy->labels[129], "last");
   EXPECT_EQ(copy->heap_size, static_cast<int>(sizeof(ksvector2)) + copy->size + 4);
 }

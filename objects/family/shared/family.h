@@ -195,9 +195,11 @@ class Family {
     return fail_errno(who, "%s() error", Traits::kListing);
   }
 
-  /* Never destroyed: destructors of other static objects may still free records. */
+  /* Never destroyed: destructors of other static objects may still free records.  Takes no
+   * memory, so that the first call of a family cannot throw here. */
   static TagRegistry<Record> &registry() {
-    static auto *const tags = new TagRegistry<Record>(Traits::kWord);
+    alignas(TagRegistry<Record>) static unsigned char room[sizeof(TagRegistry<Record>)];
+    static auto *const tags = new (room) TagRegistry<Record>(Traits::kWord);
     return *tags;
   }
 };

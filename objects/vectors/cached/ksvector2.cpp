@@ -32,8 +32,16 @@ bool copy_labels(const ksvector2 &from, ksvector2 &to) {
     return fail("ksvector2_copy", "ksvector2_make_lblbuf() error");
   }
   for (int i = 0; i < from.npts; ++i) {
-    if (from.labels[i] == nullptr || set_label(to, i, from.labels[i])) continue;
-    return ksutil::fail_errno("ksvector2_copy", "strdup() error");
+    const char *const label = from.labels[i];
+    if (label == nullptr) continue;
+    if (*label == '\0') {  // set_label would leave it out
+      to.labels[i] = duplicate(label);
+    } else {
+      set_label(to, i, label);
+    }
+    if (to.labels[i] == nullptr) {
+      return ksutil::fail_errno("ksvector2_copy", "strdup() error");
+    }
   }
   return true;
 }
