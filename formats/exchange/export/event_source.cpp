@@ -376,7 +376,7 @@ void EventSource::read_associations(Event &event, Origin &origin) {
     if (text.empty()) continue;
     const RowGet row(text, faults_.values);
     Association association;
-    associations_->read(row, association);
+    associations_->read(row, association, left_out_);
     const std::int64_t pick = pick_of(row.integer(associations_->arid), event);
     if (pick < 0) {
       faults_.references++;

@@ -241,6 +241,8 @@ void ArrivalRows::read(const RowGet &row, Pick &pick, LeftOut &left_out) const {
   } else if (motion.find_first_of("dr") != motion.npos) {
     pick.first_motion = 'd';
   }
+  left_out.add_if(motion.find_first_of("ur") != motion.npos,
+                  "first motions of long periods (fm)");
   left_out.add_if(row.integer(stassid_) >= 0, "groups of arrivals (stassid)");
   left_out.add_if(row.letter(stype_) != 0, "types of signals (stype)");
   left_out.add_if(row.letter(clip_) == 'c', "marks of clipped data (clip)");
@@ -249,6 +251,7 @@ void ArrivalRows::read(const RowGet &row, Pick &pick, LeftOut &left_out) const {
 
 AssocRows::AssocRows(const db::Relation &layout)
     : arid(layout, "arid"),
+      commid_(layout, "commid"),
       phase_(layout, "phase"),
       timedef_(layout, "timedef"),
       azdef_(layout, "azdef"),
@@ -264,7 +267,8 @@ AssocRows::AssocRows(const db::Relation &layout)
       emares_(layout, "emares"),
       wgt_(layout, "wgt") {}
 
-void AssocRows::read(const RowGet &row, Association &association) const {
+void AssocRows::read(const RowGet &row, Association &association,
+                     LeftOut &left_out) const {
   association.phase = row.text(phase_);
   association.belief = row.real(belief_);
   association.delta = row.real(delta_);
@@ -279,6 +283,7 @@ void AssocRows::read(const RowGet &row, Association &association) const {
   association.slowness_used = row.letter(slodef_);
   association.weight = row.real(wgt_);
   association.earth_model = row.text(vmodel_);
+  left_out.add_if(row.integer(commid_) >= 0, "comments on associations (commid)");
 }
 
 MtRows::MtRows(const db::Relation &layout)

@@ -111,11 +111,12 @@ struct ArrivalRows {
 
 struct AssocRows {
   explicit AssocRows(const db::Relation &layout);
-  void read(const RowGet &row, Association &association) const;
+  void read(const RowGet &row, Association &association, LeftOut &left_out) const;
 
   db::IntegerColumn arid;
 
  private:
+  db::IntegerColumn commid_;
   db::TextColumn phase_, timedef_, azdef_, slodef_, vmodel_;
   db::RealColumn belief_, delta_, seaz_, esaz_, timeres_, azres_, slores_, emares_,
       wgt_;

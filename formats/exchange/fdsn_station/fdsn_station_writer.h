@@ -22,7 +22,7 @@ class FdsnStationWriter final : public StationWriter {
   bool put(const StationItem &item) override;
   bool end() override;
   std::vector<Unplaced> without_place() const override { return unplaced_.list(); }
-  std::int64_t stations_left_out() const override { return bare_stations_; }
+  std::int64_t stations_left_out() const override { return stations_left_out_; }
 
  private:
   void count_names(const StationItem &item);
@@ -38,7 +38,8 @@ class FdsnStationWriter final : public StationWriter {
   std::int64_t stations_ = 0;
   /* At the channel level a station has only the lines of its channels. */
   bool station_bare_ = false;
-  std::int64_t bare_stations_ = 0;
+  bool station_placed_ = false;
+  std::int64_t stations_left_out_ = 0;
   UnplacedCounts unplaced_;
 };
 

@@ -23,6 +23,9 @@ bool read_epoch(std::string_view start, std::string_view end, Epoch &epoch,
  * kNoTime. */
 std::string exchange_time(double time);
 
+/* Whether coordinates are given. */
+inline bool has_place(double lat, double lon) { return lat != -999.0 && lon != -999.0; }
+
 /* The cause why coordinates in degrees cannot be a place; "" when they can, or are not
  * given.  Longitudes up to 360 are taken to -180 to 180. */
 std::string fit_place(double lat, double &lon);

@@ -2,6 +2,7 @@
 
 #include <cmath>
 
+#include "formats/exchange/stations/station_values.h"
 #include "formats/exchange/stationxml/stationxml_response.h"
 #include "formats/exchange/text/value_text.h"
 #include "platform/clock/clock.h"
@@ -10,8 +11,6 @@ namespace ksutil::exchange {
 namespace {
 
 constexpr double kMetres = 1000.0;  // in a km
-
-bool has_place(double lat, double lon) { return lat != -999.0 && lon != -999.0; }
 
 /* The schema excludes the pole itself. */
 std::string latitude_text(double lat) {

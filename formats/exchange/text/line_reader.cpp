@@ -54,6 +54,7 @@ Reader::Got LineReader::next(Event &event) {
     }
     if (too_long_ && in_event_) continue;
     if (!lines_.whole() && is_cut_off(text_)) {
+      ended_ = true;  // nor is the end of a message looked for
       refuse("the line is cut off");
       return Got::kRefused;
     }

@@ -350,7 +350,10 @@ TEST(QuakeMlExport, CountsFieldsThatNoRecordHolds) {
   EXPECT_EQ(dbputv(db, "net", "NZ", "auth", "-", nullptr), 0);
   dbclose(db);
   db = row("arrival");
-  EXPECT_EQ(dbputv(db, "stassid", 7L, nullptr), 0);
+  EXPECT_EQ(dbputv(db, "stassid", 7L, "fm", ".u", nullptr), 0);
+  dbclose(db);
+  db = row("assoc");
+  EXPECT_EQ(dbputv(db, "commid", 1L, nullptr), 0);
   dbclose(db);
   db = row("stamag");
   EXPECT_EQ(dbputv(db, "delta", 3.5, "magres", -0.25, "mmodel", "veith", "ampid", 3L,
@@ -370,7 +373,9 @@ TEST(QuakeMlExport, CountsFieldsThatNoRecordHolds) {
       testing::UnorderedElementsAre(
           "1 networks of magnitudes (net)",
           "1 networks of magnitudes (net), which become authors",
-          "1 groups of arrivals (stassid)", "1 distances of station magnitudes (delta)",
+          "1 groups of arrivals (stassid)", "1 first motions of long periods (fm)",
+          "1 comments on associations (commid)",
+          "1 distances of station magnitudes (delta)",
           "1 residuals of station magnitudes (magres)",
           "1 models of station magnitudes (mmodel)",
           "1 amplitudes of station magnitudes (ampid)",

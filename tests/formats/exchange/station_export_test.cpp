@@ -164,6 +164,18 @@ TEST(StationExportText, CountsWhatALevelLeavesOut) {
   EXPECT_EQ(write("fdsn-station", left_out).second, "names of networks: 1\n");
   EXPECT_EQ(write("fdsn-network", left_out).second, "");
   EXPECT_EQ(left_out, 0);
+
+  item.station.lat = item.channel.lat = -999.0;
+  const std::string unplaced = "a station without coordinates: 2\n";
+  const auto [stations, of_stations] = write("fdsn-station", left_out);
+  EXPECT_EQ(stations.find('\n'), stations.size() - 1)
+      << "the heads of the columns alone";
+  EXPECT_EQ(of_stations, "names of networks: 1\n" + unplaced);
+  EXPECT_EQ(left_out, 2);
+  EXPECT_THAT(write("fdsn-channel", left_out).second,
+              HasSubstr(unplaced + "models of sensors: 1\n"
+                                   "a channel of a station without coordinates: 1\n"));
+  EXPECT_EQ(left_out, 2);
 }
 
 TEST(StationExportXml, IsWellFormedAndSaysWhatItLeavesOut) {
