@@ -72,7 +72,7 @@ KSUTIL_API int pmtfifo_release_blocks(pmtfifo *fifo);
 KSUTIL_API int pmtfifo_flush(pmtfifo *fifo, PmtfifoFree free_function);
 
 /* Drops all items in the same way, but without a lock and without waking a pusher, and
- * frees the fifo; 0. */
+ * frees the fifo; 0.  Of a registered fifo that is destroyed already it does nothing. */
 KSUTIL_API int pmtfifo_destroy(pmtfifo *fifo, PmtfifoFree free_function);
 
 }  // extern "C"

@@ -219,7 +219,8 @@ int EVClient::dbseed2css(std::string net, std::string sta, std::string chan,
   command->seed2 = std::move(sta);
   command->seed3 = std::move(chan);
   command->seed4 = std::move(loc);
-  for (std::string *text : {&out2, &out3}) text->clear();
+  out2.clear();
+  out3.clear();
   status = -1;
   execute(std::move(command));
   css_sta = out2;

@@ -21,9 +21,8 @@ class ParseParam : public testing::Test {
  protected:
   void SetUp() override {
     pf_ = compiled(
-        "hex 0x1F\noctal 010\ntrail 12abc\nword abc\nreal 2.5\nlarge 1e300\ngreatest "
-        "3.4028235e+38\nwide "
-        "65537\n"
+        "hex 0x1F\noctal 010\ntrail 12abc\nword abc\nreal 2.5\nlarge 1e300\n"
+        "greatest 3.4028235e+38\nwide 65537\n"
         "text hello world\nempty\nt &Tbl{\na\nb\n}\nm &Arr{\nk v\n}\n");
     elog_clear_register(0);
   }

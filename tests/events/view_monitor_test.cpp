@@ -140,7 +140,13 @@ TEST_F(ViewChanges, OpensOneDatabaseAndSaysWhyNotAnother) {
 
   view.init();
   eventview_free_hooks(nullptr);
-  EXPECT_EQ(view.getTable("event").table.database, dbINVALID);
+  KSEV_Table event = view.getTable("event");
+  EXPECT_EQ(event.table.database, dbINVALID);
+  char *change = nullptr;
+  EXPECT_EQ(eventview_check_table(&event, &change), -1);
+  EXPECT_EQ(change, nullptr);
+  EXPECT_TRUE(
+      taken_messages().ends_with("\neventview_check_table: table_stamp() error.\n"));
   EXPECT_EQ(view.reset(), -1);
   EXPECT_EQ(view.checkChanges(&changes), -1);
   Tbl *events = nullptr;

@@ -73,6 +73,14 @@ TEST_F(KSVectorFap, MakesNoRoomForRowsThatCannotCome) {
   }
 }
 
+TEST_F(KSVectorFap, MakesRoomForACountThatTheBytesAllow) {
+  std::string text = "m 0 c fap\n150000\n";
+  for (int i = 0; i < 20'000; i++) text += std::to_string(i) + " 1 2\n";
+  ASSERT_GT(text.size(), 150'000U);
+  EXPECT_EQ(points(text).size(), 20'000U);
+  EXPECT_EQ(vector_->nalloc, 180'000) << "a fifth more than the count";
+}
+
 TEST_F(KSVectorFap, SaysWhatItCannotParse) {
   expect_refused("", "cannot parse " + (folder_ / "r") + ".\n");
   expect_refused("m 0 c\n", "cannot parse " + path_ + ".\n");

@@ -109,8 +109,7 @@ bool FdsnStationWriter::put(const StationItem &item) {
   if (item.kind == StationItem::Kind::kStation) {
     stations_++;
     if (level_ == FdsnLevel::kNetwork) return true;
-    station_placed_ = has_place(station.lat, station.lon);
-    if (!station_placed_) {
+    if (!has_place(station.lat, station.lon)) {
       unplaced_.add("a station without coordinates");
       stations_left_out_++;
       return true;
@@ -124,11 +123,10 @@ bool FdsnStationWriter::put(const StationItem &item) {
   }
   station_bare_ = false;
   if (level_ != FdsnLevel::kChannel) return true;
-  if (!station_placed_) {
+  if (!has_place(channel.lat, channel.lon)) {
     unplaced_.add("a channel of a station without coordinates");
     return true;
   }
-  const bool own = has_place(channel.lat, channel.lon);
   double dip = channel.dip;
   if (dip != kNoValue && !(std::fabs(dip) <= kUpright)) {
     unplaced_.add("a dip outside -90 to 90 degrees");
@@ -136,8 +134,7 @@ bool FdsnStationWriter::put(const StationItem &item) {
   }
   return put_row(
       {network.code, station.code, channel.location, channel.code,
-       value_text(own ? channel.lat : station.lat),
-       value_text(own ? channel.lon : station.lon), metres_text(channel.elevation),
+       value_text(channel.lat), value_text(channel.lon), metres_text(channel.elevation),
        metres_text(channel.depth), value_text(channel.azimuth), value_text(dip),
        channel.sensor, value_text(channel.sensitivity, 0.0),
        value_text(channel.sensitivity_frequency, 0.0), channel.input_unit,

@@ -38,7 +38,6 @@ class FdsnStationWriter final : public StationWriter {
   std::int64_t stations_ = 0;
   /* At the channel level a station has only the lines of its channels. */
   bool station_bare_ = false;
-  bool station_placed_ = false;
   std::int64_t stations_left_out_ = 0;
   UnplacedCounts unplaced_;
 };

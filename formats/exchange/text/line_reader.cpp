@@ -54,7 +54,7 @@ Reader::Got LineReader::next(Event &event) {
     }
     if (too_long_ && in_event_) continue;
     if (!lines_.whole() && is_cut_off(text_)) {
-      ended_ = true;  // nor is the end of a message looked for
+      ended_ = true;  // what a message lacks behind this line is no fault of its own
       refuse("the line is cut off");
       return Got::kRefused;
     }
